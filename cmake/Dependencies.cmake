@@ -1,0 +1,17 @@
+find_package(PkgConfig REQUIRED)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network DBus Svg Test)
+find_package(QCoro6 REQUIRED COMPONENTS Core)
+find_package(ICU REQUIRED COMPONENTS uc i18n)
+pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-xtest xcb-xkb xcb-keysyms xcb-xfixes)
+pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
+pkg_check_modules(SECRET REQUIRED IMPORTED_TARGET libsecret-1)
+
+# Debian's pocketsphinx.pc names an include folder that does not exist, so the paths are set by hand.
+find_path(POCKETSPHINX_INCLUDE pocketsphinx.h PATH_SUFFIXES pocketsphinx REQUIRED)
+find_path(SPHINXBASE_INCLUDE sphinxbase/err.h REQUIRED)
+find_library(POCKETSPHINX_LIBRARY pocketsphinx REQUIRED)
+find_library(SPHINXBASE_LIBRARY sphinxbase REQUIRED)
+add_library(PocketSphinx INTERFACE)
+target_include_directories(PocketSphinx SYSTEM INTERFACE
+    "${POCKETSPHINX_INCLUDE}" "${SPHINXBASE_INCLUDE}" "${SPHINXBASE_INCLUDE}/sphinxbase")
+target_link_libraries(PocketSphinx INTERFACE "${POCKETSPHINX_LIBRARY}" "${SPHINXBASE_LIBRARY}")

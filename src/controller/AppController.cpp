@@ -1,0 +1,208 @@
+#include "controller/AppController.h"
+
+#include "controller/HostedEndpoint.h"
+#include "insertion/KeychainStore.h"
+#include "platform/MainQueue.h"
+#include "platform/Platform.h"
+#include "platform/UserDefaults.h"
+
+namespace quillora {
+
+using platform::Platform;
+
+namespace {
+
+const QString sourceKey = u"sourceLocaleIdentifier"_qs;
+const QString targetKey = u"targetLanguageIdentifier"_qs;
+const QString engineKey = u"translationEngineIdentifier"_qs;
+const QString endpointKey = u"openAIEndpointString"_qs;
+const QString tokenKey = u"openAIClientToken"_qs;
+const QString hotKeyKey = u"hotKey"_qs;
+
+AppHotKey storedHotKey() {
+    const auto stored = Platform::current().userDefaults().string(hotKeyKey);
+    return stored ? AppHotKey::fromStorageValue(*stored).value_or(AppHotKey::defaultValue)
+                  : AppHotKey::defaultValue;
+}
+
+} // namespace
+
+AppController::AppController(QObject *parent)
+    : QObject(parent), m_statusText(u"Ready."_qs), m_spokenLanguageOptions(LanguageCatalog::spokenOptions()),
+      m_targetLanguageOptions(LanguageCatalog::targets()) {
+    auto &defaults = Platform::current().userDefaults();
+    const auto storedSource = defaults.string(sourceKey);
+    const auto storedTarget = defaults.string(targetKey);
+    const QString endpoint = migratedEndpoint(defaults.string(endpointKey).value_or(QString()));
+
+    const auto source = LanguageCatalog::spokenOption(storedSource, m_spokenLanguageOptions);
+    m_sourceLocaleIdentifier =
+        source ? source->id : LanguageCatalog::defaultSpoken(m_spokenLanguageOptions).id;
+    const auto target = LanguageCatalog::targetOption(storedTarget, m_targetLanguageOptions);
+    m_targetLanguageIdentifier = target ? target->id : LanguageCatalog::defaultTarget().id;
+    m_translationEngineIdentifier =
+        defaults.string(engineKey).value_or(rawValue(TranslationEngine::appleLocal));
+    m_openAIEndpointString = endpoint;
+    m_openAIClientToken = KeychainStore::string(tokenKey).value_or(QString());
+    m_hotKey = storedHotKey();
+
+    defaults.setString(m_openAIEndpointString, endpointKey);
+    enforceCompatibleTranslationEngine();
+    observeFrontmostApplication();
+}
+
+AppController::~AppController() {
+    Platform::current().workspace().removeActivationObserver(m_activationObserver);
+}
+
+void AppController::setSourceLocaleIdentifier(const QString &identifier) {
+    m_sourceLocaleIdentifier = identifier;
+    Q_EMIT changed();
+    Platform::current().userDefaults().setString(identifier, sourceKey);
+    enforceCompatibleTranslationEngine();
+}
+
+void AppController::setTargetLanguageIdentifier(const QString &identifier) {
+    m_targetLanguageIdentifier = identifier;
+    Q_EMIT changed();
+    Platform::current().userDefaults().setString(identifier, targetKey);
+    enforceCompatibleTranslationEngine();
+}
+
+void AppController::setTranslationEngineIdentifier(const QString &identifier) {
+    m_translationEngineIdentifier = identifier;
+    Q_EMIT changed();
+    Platform::current().userDefaults().setString(identifier, engineKey);
+    enforceCompatibleTranslationEngine();
+}
+
+void AppController::setOpenAIEndpointString(const QString &endpoint) {
+    m_openAIEndpointString = endpoint;
+    Q_EMIT changed();
+    Platform::current().userDefaults().setString(endpoint, endpointKey);
+}
+
+void AppController::setOpenAIClientToken(const QString &token) {
+    m_openAIClientToken = token;
+    Q_EMIT changed();
+    KeychainStore::setString(token, tokenKey);
+}
+
+SpokenLanguageOption AppController::selectedSource() const {
+    const auto option = LanguageCatalog::spokenOption(m_sourceLocaleIdentifier, m_spokenLanguageOptions);
+    return option ? *option : LanguageCatalog::defaultSpoken(m_spokenLanguageOptions);
+}
+
+TranslationLanguageOption AppController::selectedTarget() const {
+    return LanguageCatalog::targetOption(m_targetLanguageIdentifier, m_targetLanguageOptions)
+        .value_or(LanguageCatalog::defaultTarget());
+}
+
+TranslationEngine AppController::selectedTranslationEngine() const {
+    return translationEngineFromRawValue(m_translationEngineIdentifier)
+        .value_or(TranslationEngine::appleLocal);
+}
+
+bool AppController::canUseAppleLocalForSelectedLanguagePair() const {
+    const QString source = selectedSource().translationLanguageIdentifier;
+    const QString target = selectedTarget().id;
+    return source == target || (LanguageCatalog::supportsAppleLocalTranslation(source) &&
+                                LanguageCatalog::supportsAppleLocalTranslation(target));
+}
+
+TranslationEngine AppController::effectiveTranslationEngine() const {
+    const auto selected = selectedTranslationEngine();
+    if (selected == TranslationEngine::appleLocal && !canUseAppleLocalForSelectedLanguagePair())
+        return TranslationEngine::openAINatural;
+    return selected;
+}
+
+QString AppController::hotKeyDisplayName() const {
+    return m_isRecordingHotKey ? u"Press shortcut"_qs : m_hotKey.displayName();
+}
+
+bool AppController::canSwapLanguages() const {
+    return LanguageCatalog::preferredSpeechLocale(selectedTarget().id, m_spokenLanguageOptions) &&
+           LanguageCatalog::targetOption(selectedSource().translationLanguageIdentifier,
+                                         m_targetLanguageOptions);
+}
+
+void AppController::swapLanguages() {
+    if (!canSwapLanguages())
+        return;
+    const QString formerSourceLanguage = selectedSource().translationLanguageIdentifier;
+    const auto newSource =
+        LanguageCatalog::preferredSpeechLocale(selectedTarget().id, m_spokenLanguageOptions);
+    if (!newSource)
+        return;
+    setSourceLocaleIdentifier(newSource->id);
+    setTargetLanguageIdentifier(formerSourceLanguage);
+    setStatusText(u"Language pair updated."_qs);
+}
+
+/// The switch to the hosted engine is one-way: a pair that the on-device engine supports does not switch
+/// back.
+void AppController::enforceCompatibleTranslationEngine() {
+    if (selectedTranslationEngine() != TranslationEngine::appleLocal)
+        return;
+    if (canUseAppleLocalForSelectedLanguagePair())
+        return;
+    setTranslationEngineIdentifier(rawValue(TranslationEngine::openAINatural));
+    setStatusText(selectedTarget().name + u" uses OpenAI Natural."_qs);
+}
+
+void AppController::observeFrontmostApplication() {
+    auto &workspace = Platform::current().workspace();
+    m_activationObserver =
+        workspace.addActivationObserver([self = QPointer<AppController>(this)](auto application) {
+            if (!application)
+                return;
+            Platform::current().mainQueue().async([self, application] {
+                if (self && !self->isOwnApplication(application))
+                    self->m_lastExternalApplication = application;
+            });
+        });
+    if (const auto frontmost = workspace.frontmostApplication(); frontmost && !isOwnApplication(frontmost))
+        m_lastExternalApplication = frontmost;
+}
+
+void AppController::setStatusText(const QString &text) {
+    m_statusText = text;
+    Q_EMIT changed();
+}
+
+void AppController::setTranscriptText(const QString &text) {
+    m_transcriptText = text;
+    Q_EMIT changed();
+}
+
+void AppController::setTranslatedText(const QString &text) {
+    m_translatedText = text;
+    Q_EMIT changed();
+}
+
+void AppController::setRecording(bool isRecording) {
+    m_isRecording = isRecording;
+    Q_EMIT changed();
+    if (onStateChanged)
+        onStateChanged();
+}
+
+void AppController::setProcessing(bool isProcessing) {
+    m_isProcessing = isProcessing;
+    Q_EMIT changed();
+    if (onStateChanged)
+        onStateChanged();
+}
+
+void AppController::setRecordingHotKey(bool isRecordingHotKey) {
+    m_isRecordingHotKey = isRecordingHotKey;
+    Q_EMIT changed();
+}
+
+void AppController::needAttention() const {
+    if (onNeedsAttention)
+        onNeedsAttention();
+}
+
+} // namespace quillora

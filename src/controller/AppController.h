@@ -1,0 +1,168 @@
+#pragma once
+
+#include "hotkey/AppHotKey.h"
+#include "insertion/PasteboardInserter.h"
+#include "platform/Workspace.h"
+#include "speech/SpeechRecognizerService.h"
+#include "translation/LanguageCatalog.h"
+#include "translation/OpenAITranslationService.h"
+#include "translation/TranslationBridge.h"
+#include "translation/TranslationEngine.h"
+
+#include <QCoroTask>
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+
+namespace quillora {
+
+/// The centre of the program: the user's settings, what the panel shows, and the workflows from the hotkey to
+/// the inserted text. One lives for the whole run. Main thread only.
+///
+/// No operation fails outwards: every outcome reaches the user through `statusText`. After each suspension a
+/// workflow asks whether the controller still lives, so it may be destroyed at any moment.
+class AppController : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString sourceLocaleIdentifier READ sourceLocaleIdentifier WRITE setSourceLocaleIdentifier
+                   NOTIFY changed)
+    Q_PROPERTY(QString targetLanguageIdentifier READ targetLanguageIdentifier WRITE
+                   setTargetLanguageIdentifier NOTIFY changed)
+    Q_PROPERTY(QString translationEngineIdentifier READ translationEngineIdentifier WRITE
+                   setTranslationEngineIdentifier NOTIFY changed)
+    Q_PROPERTY(
+        QString openAIEndpointString READ openAIEndpointString WRITE setOpenAIEndpointString NOTIFY changed)
+    Q_PROPERTY(QString openAIClientToken READ openAIClientToken WRITE setOpenAIClientToken NOTIFY changed)
+    Q_PROPERTY(bool isRecording READ isRecording NOTIFY changed)
+    Q_PROPERTY(bool isProcessing READ isProcessing NOTIFY changed)
+    Q_PROPERTY(QString statusText READ statusText WRITE setStatusText NOTIFY changed)
+    Q_PROPERTY(QString transcriptText READ transcriptText NOTIFY changed)
+    Q_PROPERTY(QString translatedText READ translatedText NOTIFY changed)
+    Q_PROPERTY(bool isRecordingHotKey READ isRecordingHotKey NOTIFY changed)
+
+public:
+    /// Loads the settings. The platform must recognize at least one language.
+    explicit AppController(QObject *parent = nullptr);
+    ~AppController() override;
+
+    // Callbacks of the shell, each optional, called on the main thread.
+    std::function<void()> onStateChanged;   ///< `isRecording` or `isProcessing` was written
+    std::function<void()> onNeedsAttention; ///< there is something the user should see
+    /// Asks for the hotkey to be registered; true if it was.
+    std::function<bool(const AppHotKey &)> onHotKeyChangeRequested;
+
+    // Settings. Every assignment is persisted at once.
+    const QString &sourceLocaleIdentifier() const { return m_sourceLocaleIdentifier; }
+    void setSourceLocaleIdentifier(const QString &identifier);
+    const QString &targetLanguageIdentifier() const { return m_targetLanguageIdentifier; }
+    void setTargetLanguageIdentifier(const QString &identifier);
+    const QString &translationEngineIdentifier() const { return m_translationEngineIdentifier; }
+    void setTranslationEngineIdentifier(const QString &identifier);
+    const QString &openAIEndpointString() const { return m_openAIEndpointString; }
+    void setOpenAIEndpointString(const QString &endpoint);
+    const QString &openAIClientToken() const { return m_openAIClientToken; }
+    void setOpenAIClientToken(const QString &token);
+    const AppHotKey &hotKey() const { return m_hotKey; }
+
+    // What the panel shows.
+    bool isRecording() const { return m_isRecording; }
+    bool isProcessing() const { return m_isProcessing; }
+    const QString &statusText() const { return m_statusText; }
+    void setStatusText(const QString &text);
+    const QString &transcriptText() const { return m_transcriptText; }
+    const QString &translatedText() const { return m_translatedText; }
+    bool isRecordingHotKey() const { return m_isRecordingHotKey; }
+
+    const QList<SpokenLanguageOption> &spokenLanguageOptions() const { return m_spokenLanguageOptions; }
+    const QList<TranslationLanguageOption> &targetLanguageOptions() const { return m_targetLanguageOptions; }
+
+    // Derived from the above.
+    SpokenLanguageOption selectedSource() const;
+    TranslationLanguageOption selectedTarget() const;
+    TranslationEngine selectedTranslationEngine() const;
+    bool canUseAppleLocalForSelectedLanguagePair() const;
+    /// The engine that translates: the selected one where it can.
+    TranslationEngine effectiveTranslationEngine() const;
+    QString hotKeyDisplayName() const;
+    bool canSwapLanguages() const;
+
+    void swapLanguages();
+
+    // Dictation.
+    QCoro::Task<> hotKeyPressed();
+    QCoro::Task<> hotKeyReleased();
+    QCoro::Task<> toggleRecording();
+    QCoro::Task<> startRecording();
+    QCoro::Task<> stopRecording();
+    void pasteLastTranslation();
+
+    /// Asks, once in a run, for leave to synthesise keystrokes where it is missing.
+    void requestAccessibilityIfNeeded();
+    void refreshAccessibilityStatus();
+
+    QCoro::Task<> prepareTranslationModels();
+
+    // Changing the hotkey.
+    void startHotKeyRecording();
+    void cancelHotKeyRecording();
+    void rejectRecordedHotKey();
+    void setRecordedHotKey(const AppHotKey &hotKey);
+    void resetHotKey();
+
+    TranslationBridge &translationBridge() { return m_translationBridge; }
+
+Q_SIGNALS:
+    /// Some published value was written.
+    void changed();
+
+private:
+    void enforceCompatibleTranslationEngine();
+    void observeFrontmostApplication();
+    void captureTargetApplication();
+    bool isOwnApplication(const platform::RunningApplicationHandle &application) const;
+
+    QCoro::Task<QString> translate(QString text);
+    QCoro::Task<> translateAndPaste(QString transcript);
+    void pasteOrCopy(const QString &text, const QString &insertedStatus, const QString &copiedStatus);
+
+    void setTranscriptText(const QString &text);
+    void setTranslatedText(const QString &text);
+    /// These two tell the shell too.
+    void setRecording(bool isRecording);
+    void setProcessing(bool isProcessing);
+    void setRecordingHotKey(bool isRecordingHotKey);
+    void needAttention() const;
+
+    QString m_sourceLocaleIdentifier;
+    QString m_targetLanguageIdentifier;
+    QString m_translationEngineIdentifier;
+    QString m_openAIEndpointString;
+    QString m_openAIClientToken;
+    bool m_isRecording = false;
+    bool m_isProcessing = false;
+    QString m_statusText;
+    QString m_transcriptText;
+    QString m_translatedText;
+    AppHotKey m_hotKey = AppHotKey::defaultValue;
+    bool m_isRecordingHotKey = false;
+
+    TranslationBridge m_translationBridge;
+    SpeechRecognizerService m_speechService;
+    PasteboardInserter m_pasteboardInserter;
+    OpenAITranslationService m_openAITranslationService;
+
+    QList<SpokenLanguageOption> m_spokenLanguageOptions;
+    QList<TranslationLanguageOption> m_targetLanguageOptions;
+
+    platform::RunningApplicationHandle m_targetApplication;       ///< receives the next paste
+    platform::RunningApplicationHandle m_lastExternalApplication; ///< the last other one to be active
+    platform::Workspace::ObserverToken m_activationObserver = 0;
+    bool m_didRequestAccessibilityAccess = false;
+
+    // The hotkey may go up while the start that its press began is still waiting for permission.
+    bool m_isHotKeyHeld = false;
+    bool m_isStartingHotKeyRecording = false;
+    bool m_shouldStopAfterHotKeyStart = false;
+};
+
+} // namespace quillora

@@ -1,0 +1,45 @@
+#include "controller/AppController.h"
+
+#include "platform/Platform.h"
+#include "platform/UserDefaults.h"
+
+namespace quillora {
+
+namespace {
+const QString unusableText = u"Use Ctrl, Option, or Cmd with another key."_qs;
+}
+
+void AppController::startHotKeyRecording() {
+    if (m_isRecording || m_isProcessing)
+        return;
+    setRecordingHotKey(true);
+    setStatusText(u"Press a shortcut with Ctrl, Option, or Cmd."_qs);
+}
+
+void AppController::cancelHotKeyRecording() {
+    setRecordingHotKey(false);
+    setStatusText(u"Hotkey unchanged."_qs);
+}
+
+void AppController::rejectRecordedHotKey() { setStatusText(unusableText); }
+
+void AppController::setRecordedHotKey(const AppHotKey &hotKey) {
+    if (!hotKey.isUsable()) {
+        setStatusText(unusableText);
+        return;
+    }
+    if (onHotKeyChangeRequested && !onHotKeyChangeRequested(hotKey)) {
+        setRecordingHotKey(false);
+        setStatusText(u"Could not register "_qs + hotKey.displayName() + u'.');
+        needAttention();
+        return;
+    }
+    m_hotKey = hotKey;
+    setRecordingHotKey(false);
+    platform::Platform::current().userDefaults().setString(hotKey.storageValue(), u"hotKey"_qs);
+    setStatusText(u"Hotkey updated to "_qs + hotKey.displayName() + u'.');
+}
+
+void AppController::resetHotKey() { setRecordedHotKey(AppHotKey::defaultValue); }
+
+} // namespace quillora

@@ -1,0 +1,100 @@
+#include "controller/AppController.h"
+
+namespace quillora {
+
+QCoro::Task<> AppController::hotKeyPressed() {
+    if (m_isRecordingHotKey || m_isRecording || m_isProcessing || m_isHotKeyHeld ||
+        m_isStartingHotKeyRecording)
+        co_return;
+    const QPointer<AppController> self(this);
+    m_isHotKeyHeld = true;
+    m_shouldStopAfterHotKeyStart = false;
+    m_isStartingHotKeyRecording = true;
+    co_await startRecording();
+    if (!self)
+        co_return;
+    m_isStartingHotKeyRecording = false;
+    if (m_shouldStopAfterHotKeyStart || !m_isHotKeyHeld) {
+        m_shouldStopAfterHotKeyStart = false;
+        if (m_isRecording)
+            co_await stopRecording();
+    }
+}
+
+QCoro::Task<> AppController::hotKeyReleased() {
+    if (m_isRecordingHotKey)
+        co_return;
+    if (!m_isHotKeyHeld && !m_isStartingHotKeyRecording)
+        co_return;
+    m_isHotKeyHeld = false;
+    if (m_isStartingHotKeyRecording) {
+        // The press that is still starting completes the stop.
+        m_shouldStopAfterHotKeyStart = true;
+        co_return;
+    }
+    if (m_isRecording)
+        co_await stopRecording();
+}
+
+QCoro::Task<> AppController::toggleRecording() {
+    if (m_isRecording)
+        co_await stopRecording();
+    else
+        co_await startRecording();
+}
+
+QCoro::Task<> AppController::startRecording() {
+    if (m_isRecording || m_isProcessing)
+        co_return;
+    captureTargetApplication();
+    if (!m_pasteboardInserter.hasAccessibilityAccess())
+        setStatusText(u"Accessibility access is needed to paste."_qs);
+    setTranscriptText({});
+    setTranslatedText({});
+    setStatusText(u"Requesting microphone and speech access..."_qs);
+
+    const QPointer<AppController> self(this);
+    std::optional<QString> failure;
+    try {
+        co_await m_speechService.start(selectedSource().id, [self](const QString &partial) {
+            if (!self)
+                return;
+            self->setTranscriptText(partial);
+            self->setStatusText(u"Listening..."_qs);
+        });
+    } catch (const std::exception &error) {
+        failure = localizedDescription(error);
+    }
+    if (!self)
+        co_return;
+    if (!failure) {
+        setRecording(true);
+        setStatusText(u"Listening..."_qs);
+    } else {
+        setStatusText(u"Speech failed: "_qs + *failure);
+        needAttention();
+    }
+}
+
+QCoro::Task<> AppController::stopRecording() {
+    if (!m_isRecording)
+        co_return;
+    setRecording(false);
+    setProcessing(true);
+    setStatusText(u"Finishing transcription..."_qs);
+
+    const QPointer<AppController> self(this);
+    const QString transcript = (co_await m_speechService.stop()).trimmed();
+    if (!self)
+        co_return;
+    setTranscriptText(transcript);
+    if (!transcript.isEmpty()) {
+        co_await translateAndPaste(transcript);
+        co_return;
+    }
+    setProcessing(false);
+    setStatusText(u"No speech recognized."_qs);
+    needAttention();
+}
+
+} // namespace quillora

@@ -1,0 +1,141 @@
+#include "controller/AppController.h"
+#include "insertion/DeviceIdentifier.h"
+#include "platform/Platform.h"
+
+namespace quillora {
+
+using platform::Platform;
+
+QCoro::Task<QString> AppController::translate(QString text) {
+    if (effectiveTranslationEngine() == TranslationEngine::appleLocal)
+        return m_translationBridge.translate(std::move(text), selectedSource().translationLanguageIdentifier,
+                                             selectedTarget().id);
+    return m_openAITranslationService.translate(std::move(text), selectedSource().name, selectedTarget().name,
+                                                m_openAIEndpointString.trimmed(),
+                                                m_openAIClientToken.trimmed(), DeviceIdentifier::current());
+}
+
+QCoro::Task<> AppController::translateAndPaste(QString transcript) {
+    if (selectedSource().translationLanguageIdentifier == selectedTarget().id) {
+        setTranslatedText(transcript);
+        setStatusText(u"Same language selected; pasting transcript."_qs);
+        pasteOrCopy(transcript, u"Inserted transcript."_qs,
+                    u"Copied transcript. Enable Accessibility to auto-paste."_qs);
+        setProcessing(false);
+        co_return;
+    }
+
+    setStatusText(effectiveTranslationEngine() == TranslationEngine::openAINatural
+                      ? u"Translating with OpenAI..."_qs
+                      : u"Translating locally..."_qs);
+
+    const QPointer<AppController> self(this);
+    QString result;
+    std::optional<QString> failure;
+    try {
+        result = co_await translate(transcript);
+    } catch (const std::exception &error) {
+        failure = localizedDescription(error);
+    }
+    if (!self)
+        co_return;
+    if (!failure) {
+        setTranslatedText(result);
+        setStatusText(u"Pasting..."_qs);
+        pasteOrCopy(result, u"Inserted translation."_qs,
+                    u"Copied translation. Enable Accessibility to auto-paste."_qs);
+    } else {
+        setStatusText(u"Translation failed: "_qs + *failure);
+        needAttention();
+    }
+    setProcessing(false);
+}
+
+void AppController::pasteOrCopy(const QString &text, const QString &insertedStatus,
+                                const QString &copiedStatus) {
+    if (m_pasteboardInserter.paste(text, m_targetApplication)) {
+        setStatusText(insertedStatus);
+        return;
+    }
+    m_pasteboardInserter.copy(text);
+    requestAccessibilityIfNeeded();
+    setStatusText(copiedStatus);
+}
+
+void AppController::pasteLastTranslation() {
+    if (m_translatedText.trimmed().isEmpty())
+        return;
+    captureTargetApplication();
+    pasteOrCopy(m_translatedText, u"Inserted translation."_qs,
+                u"Copied translation. Enable Accessibility to auto-paste."_qs);
+}
+
+void AppController::captureTargetApplication() {
+    const auto frontmost = Platform::current().workspace().frontmostApplication();
+    if (frontmost && !isOwnApplication(frontmost))
+        m_lastExternalApplication = frontmost;
+    m_targetApplication = m_lastExternalApplication;
+}
+
+bool AppController::isOwnApplication(const platform::RunningApplicationHandle &application) const {
+    const auto own = Platform::current().workspace().mainBundleIdentifier();
+    const auto other = application->bundleIdentifier();
+    return own && other && *own == *other;
+}
+
+void AppController::requestAccessibilityIfNeeded() {
+    if (m_pasteboardInserter.hasAccessibilityAccess())
+        return;
+    if (m_didRequestAccessibilityAccess) {
+        setStatusText(u"Accessibility access is still not active."_qs);
+        return;
+    }
+    m_didRequestAccessibilityAccess = true;
+    m_pasteboardInserter.requestAccessibilityAccess();
+}
+
+void AppController::refreshAccessibilityStatus() {
+    if (!m_pasteboardInserter.hasAccessibilityAccess())
+        setStatusText(u"Accessibility access is needed to paste."_qs);
+}
+
+QCoro::Task<> AppController::prepareTranslationModels() {
+    if (m_isRecording || m_isProcessing)
+        co_return;
+    if (selectedTranslationEngine() == TranslationEngine::openAINatural) {
+        setStatusText(u"OpenAI Natural uses your backend; no local model download needed."_qs);
+        co_return;
+    }
+    if (!canUseAppleLocalForSelectedLanguagePair()) {
+        setStatusText(selectedTarget().name + u" uses OpenAI Natural; no local model download needed."_qs);
+        enforceCompatibleTranslationEngine();
+        co_return;
+    }
+    const QString source = selectedSource().translationLanguageIdentifier;
+    const QString target = selectedTarget().id;
+    if (source == target) {
+        setStatusText(u"Same language selected; no translation model needed."_qs);
+        co_return;
+    }
+
+    setProcessing(true);
+    setStatusText(u"Preparing translation models..."_qs);
+    const QPointer<AppController> self(this);
+    std::optional<QString> failure;
+    try {
+        co_await m_translationBridge.prepare(source, target);
+    } catch (const std::exception &error) {
+        failure = localizedDescription(error);
+    }
+    if (!self)
+        co_return;
+    if (!failure) {
+        setStatusText(u"Translation models are ready."_qs);
+    } else {
+        setStatusText(u"Translation setup failed: "_qs + *failure);
+        needAttention();
+    }
+    setProcessing(false);
+}
+
+} // namespace quillora

@@ -1,0 +1,12 @@
+#include "controller/HostedEndpoint.h"
+
+namespace quillora {
+
+QString migratedEndpoint(const QString &stored) {
+    const QString endpoint = stored.trimmed();
+    if (endpoint.isEmpty() || endpoint == u"http://127.0.0.1:8787/v1/translate")
+        return QStringLiteral(QUILLORA_DEFAULT_ENDPOINT);
+    return endpoint;
+}
+
+} // namespace quillora

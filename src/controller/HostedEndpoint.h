@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+namespace quillora {
+
+/// The endpoint to use for what is stored: users who never entered their own, or still have the local default
+/// of earlier versions, get the hosted backend's.
+QString migratedEndpoint(const QString &stored);
+
+} // namespace quillora

@@ -1,0 +1,22 @@
+#include "insertion/DeviceIdentifier.h"
+
+#include "insertion/KeychainStore.h"
+
+#include <QUuid>
+
+namespace quillora {
+
+namespace {
+QString randomUuid() { return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper(); }
+} // namespace
+
+QString DeviceIdentifier::current() {
+    const QString key = u"deviceIdentifier"_qs;
+    if (const auto stored = KeychainStore::string(key); stored && !stored->isEmpty())
+        return *stored;
+    const QString fresh = randomUuid() + u'-' + randomUuid();
+    KeychainStore::setString(fresh, key);
+    return fresh;
+}
+
+} // namespace quillora

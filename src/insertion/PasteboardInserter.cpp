@@ -1,0 +1,95 @@
+#include "insertion/PasteboardInserter.h"
+
+#include "platform/Keystrokes.h"
+#include "platform/MainQueue.h"
+#include "platform/Pasteboard.h"
+#include "platform/Platform.h"
+
+#include <utility>
+#include <vector>
+
+namespace quillora {
+
+using platform::PasteboardItem;
+using platform::Platform;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Time for the target to come to the front.
+constexpr auto keystrokeDelay = 150ms;
+/// Time for the target to read the pasteboard.
+constexpr auto restoreDelay = 800ms;
+
+/// The key position that carries V on the ANSI keyboard.
+constexpr quint16 ansiVKeyCode = 9;
+
+std::vector<PasteboardItem> savedPasteboard() {
+    std::vector<PasteboardItem> saved;
+    for (const auto &entry : Platform::current().pasteboard().items()) {
+        PasteboardItem item;
+        for (const QString &type : entry->types()) {
+            if (auto data = entry->data(type))
+                item.setData(std::move(*data), type);
+            else if (auto string = entry->string(type))
+                item.setString(std::move(*string), type);
+        }
+        saved.push_back(std::move(item));
+    }
+    return saved;
+}
+
+void restorePasteboard(const std::vector<PasteboardItem> &saved) {
+    auto &pasteboard = Platform::current().pasteboard();
+    pasteboard.clearContents();
+    if (!saved.empty())
+        pasteboard.writeItems(saved);
+}
+
+void postCommandV() {
+    auto &keystrokes = Platform::current().keystrokes();
+    const auto source = keystrokes.createSource(platform::KeyEventSourceState::hidSystemState);
+    auto keyDown = keystrokes.createKeyboardEvent(source.get(), ansiVKeyCode, true);
+    auto keyUp = keystrokes.createKeyboardEvent(source.get(), ansiVKeyCode, false);
+    for (auto *event : {&keyDown, &keyUp}) {
+        if (!*event)
+            continue;
+        (*event)->flags = platform::commandKeyFlag;
+        keystrokes.post(platform::KeyEventTap::hid, **event);
+    }
+}
+
+} // namespace
+
+bool PasteboardInserter::hasAccessibilityAccess() const {
+    return Platform::current().keystrokes().isTrusted();
+}
+
+bool PasteboardInserter::requestAccessibilityAccess() const {
+    auto &keystrokes = Platform::current().keystrokes();
+    return keystrokes.isTrusted() || keystrokes.isTrustedWithPrompt();
+}
+
+void PasteboardInserter::copy(const QString &text) const {
+    auto &pasteboard = Platform::current().pasteboard();
+    pasteboard.clearContents();
+    pasteboard.setString(text);
+}
+
+bool PasteboardInserter::paste(const QString &text, const platform::RunningApplicationHandle &target) const {
+    if (!hasAccessibilityAccess())
+        return false;
+
+    auto saved = savedPasteboard();
+    copy(text);
+    if (target)
+        target->activate();
+    Platform::current().mainQueue().asyncAfter(keystrokeDelay, [saved = std::move(saved)]() mutable {
+        postCommandV();
+        Platform::current().mainQueue().asyncAfter(restoreDelay,
+                                                   [saved = std::move(saved)] { restorePasteboard(saved); });
+    });
+    return true;
+}
+
+} // namespace quillora

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace quillora::platform {
+
+/// Four characters packed big-endian, as event classes and signatures are.
+constexpr quint32 fourCharacterCode(const char (&text)[5]) {
+    quint32 code = 0;
+    for (int i = 0; i < 4; ++i)
+        code = (code << 8) | static_cast<unsigned char>(text[i]);
+    return code;
+}
+
+inline constexpr quint32 keyboardEventClass = fourCharacterCode("keyb");
+inline constexpr quint32 hotKeyPressedKind = 5;
+inline constexpr quint32 hotKeyReleasedKind = 6;
+
+struct EventTypeSpecification {
+    quint32 eventClass = 0;
+    quint32 eventKind = 0;
+
+    bool operator==(const EventTypeSpecification &) const = default;
+};
+
+struct HotKeyIdentifier {
+    quint32 signature = 0;
+    quint32 number = 0;
+
+    bool operator==(const HotKeyIdentifier &) const = default;
+};
+
+/// Something that happened to a registered hotkey.
+struct HotKeyEvent {
+    quint32 kind = 0;
+    std::optional<HotKeyIdentifier> directObject; ///< absent where the event does not tell
+
+    bool operator==(const HotKeyEvent &) const = default;
+};
+
+/// Names of what was installed or registered; 0 is never given out.
+using EventHandlerReference = quint64;
+using HotKeyReference = quint64;
+
+/// System-wide hotkeys: at once when the combination goes down anywhere, once when its key goes up again.
+/// Main thread only; handlers are called on it, from the event loop.
+class HotKeyEvents {
+public:
+    using Status = qint32;
+    static constexpr Status noError = 0;
+
+    /// Called with none where the system has lost the event.
+    using EventHandler = std::function<Status(const HotKeyEvent *event)>;
+
+    virtual ~HotKeyEvents() = default;
+
+    /// `handler` will get the events of the given kinds. On failure `out` is left alone.
+    virtual Status installEventHandler(EventHandler handler, const std::vector<EventTypeSpecification> &types,
+                                       std::optional<EventHandlerReference> &out) = 0;
+    virtual Status removeEventHandler(EventHandlerReference handler) = 0;
+
+    /// Takes the combination for this program. Fails, and leaves `out` alone, if it cannot be had as a whole.
+    /// `keyCode` and `modifiers` are in the numbering of AppHotKey.
+    virtual Status registerEventHotKey(quint32 keyCode, quint32 modifiers, const HotKeyIdentifier &identifier,
+                                       quint32 options, std::optional<HotKeyReference> &out) = 0;
+
+    /// Gives the combination back.
+    virtual Status unregisterEventHotKey(HotKeyReference hotKey) = 0;
+};
+
+} // namespace quillora::platform

@@ -1,0 +1,56 @@
+#pragma once
+
+namespace quillora::platform {
+
+class HotKeyEvents;
+class HttpSession;
+class Keychain;
+class Keystrokes;
+class LocaleServices;
+class MainQueue;
+class Pasteboard;
+class SpeechRecognition;
+class TranslationProvider;
+class UserDefaults;
+class Workspace;
+
+/// Everything the program asks of the desktop, in one place. Main thread only, but for `mainQueue`.
+///
+/// This is the program's only global: the stateless namespaces need to reach it. `main` installs the real
+/// one, a test installs its own.
+class Platform {
+public:
+    virtual ~Platform();
+
+    /// The installed platform; there must be one.
+    static Platform &current();
+
+    /// The installed platform, or none.
+    static Platform *currentOrNone();
+
+    /// Installs a platform for as long as it lives; what was installed before comes back after it.
+    class Scope {
+    public:
+        explicit Scope(Platform &platform);
+        ~Scope();
+        Scope(const Scope &) = delete;
+        Scope &operator=(const Scope &) = delete;
+
+    private:
+        Platform *m_previous;
+    };
+
+    virtual MainQueue &mainQueue() = 0;
+    virtual UserDefaults &userDefaults() = 0;
+    virtual Keychain &keychain() = 0;
+    virtual LocaleServices &localeServices() = 0;
+    virtual Workspace &workspace() = 0;
+    virtual Pasteboard &pasteboard() = 0;
+    virtual Keystrokes &keystrokes() = 0;
+    virtual HotKeyEvents &hotKeyEvents() = 0;
+    virtual SpeechRecognition &speechRecognition() = 0;
+    virtual TranslationProvider &translationProvider() = 0;
+    virtual HttpSession &httpSession() = 0;
+};
+
+} // namespace quillora::platform

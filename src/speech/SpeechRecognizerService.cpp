@@ -1,0 +1,152 @@
+#include "speech/SpeechRecognizerService.h"
+
+#include "platform/MainQueue.h"
+#include "platform/Platform.h"
+#include "speech/SpeechRecognizerServiceError.h"
+
+#include <QPointer>
+
+#include <utility>
+
+namespace quillora {
+
+using platform::Continuation;
+using platform::Platform;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr quint32 microphoneBus = 0;
+constexpr quint32 tapBufferFrames = 1024;
+/// How long a stop waits for the final result.
+constexpr auto finalResultTimeout = 1500ms;
+
+platform::SpeechRecognition &speechRecognition() { return Platform::current().speechRecognition(); }
+
+} // namespace
+
+SpeechRecognizerService::SpeechRecognizerService(QObject *parent)
+    : QObject(parent), m_audioEngine(speechRecognition().makeAudioEngine()) {}
+
+SpeechRecognizerService::~SpeechRecognizerService() {
+    if (m_isRunning)
+        m_audioEngine->stop();
+    finishRecognition(m_lastTranscript, true);
+    cleanup(true);
+}
+
+QCoro::Task<> SpeechRecognizerService::requestPermissions() {
+    const Continuation<platform::SpeechAuthorizationStatus> authorization;
+    speechRecognition().requestAuthorization([authorization](auto status) { authorization.resume(status); });
+    if (co_await authorization.wait() != platform::SpeechAuthorizationStatus::authorized)
+        throw SpeechRecognizerServiceError::speechPermissionDenied();
+
+    const Continuation<bool> microphone;
+    speechRecognition().requestMicrophoneAccess([microphone](bool granted) { microphone.resume(granted); });
+    if (!co_await microphone.wait())
+        throw SpeechRecognizerServiceError::microphonePermissionDenied();
+}
+
+QCoro::Task<> SpeechRecognizerService::start(QString localeIdentifier, PartialHandler onPartial) {
+    const QPointer<SpeechRecognizerService> self(this);
+    co_await requestPermissions();
+    if (!self)
+        throw platform::ContinuationDropped();
+
+    cleanup(true);
+
+    const auto recognizer = speechRecognition().makeRecognizer(localeIdentifier);
+    if (!recognizer)
+        throw SpeechRecognizerServiceError::unsupportedLocale(localeIdentifier);
+    if (!recognizer->isAvailable())
+        throw SpeechRecognizerServiceError::recognizerUnavailable(localeIdentifier);
+
+    m_recognitionRequest = speechRecognition().makeBufferRequest();
+    m_recognitionRequest->shouldReportPartialResults = true;
+    m_recognitionRequest->taskHint = platform::RecognitionTaskHint::dictation;
+    m_lastTranscript.clear();
+
+    auto &inputNode = m_audioEngine->inputNode();
+    const auto format = inputNode.outputFormat(microphoneBus);
+    if (format.channelCount == 0)
+        throw SpeechRecognizerServiceError::microphoneUnavailable();
+    inputNode.removeTap(microphoneBus);
+    inputNode.installTap(microphoneBus, tapBufferFrames, format,
+                         [request = m_recognitionRequest](const auto &buffer) { request->append(buffer); });
+
+    // The recognizer calls back on a thread of its own; all that is done there is to hand over.
+    m_recognitionTask = recognizer->recognitionTask(
+        m_recognitionRequest,
+        [self, onPartial = std::move(onPartial)](const auto &result, const auto &error) {
+            Platform::current().mainQueue().async([self, onPartial, result, error] {
+                if (self)
+                    self->handleResult(result, error, onPartial);
+            });
+        });
+
+    // A failure leaves the tap, the request and the task to the next start, which clears them away first.
+    m_audioEngine->prepare();
+    m_audioEngine->start();
+    m_isRunning = true;
+}
+
+void SpeechRecognizerService::handleResult(const std::optional<platform::RecognitionResult> &result,
+                                           const std::optional<LocalizedError> &error,
+                                           const PartialHandler &onPartial) {
+    if (result) {
+        m_lastTranscript = result->formattedString;
+        onPartial(m_lastTranscript);
+        if (result->isFinal) {
+            finishRecognition(m_lastTranscript, false);
+            return;
+        }
+    }
+    if (error)
+        finishRecognition(m_lastTranscript, true);
+}
+
+QCoro::Task<QString> SpeechRecognizerService::stop() {
+    if (!m_isRunning)
+        co_return m_lastTranscript;
+
+    m_isRunning = false;
+    m_audioEngine->stop();
+    m_audioEngine->inputNode().removeTap(microphoneBus);
+
+    Continuation<QString> continuation;
+    const auto finalText = continuation.wait();
+    m_finalContinuation = std::move(continuation);
+    if (m_recognitionRequest)
+        m_recognitionRequest->endAudio();
+    m_fallbackWorkItem = Platform::current().mainQueue().asyncAfter(
+        finalResultTimeout, [self = QPointer<SpeechRecognizerService>(this)] {
+            Platform::current().mainQueue().async([self] {
+                if (self)
+                    self->finishRecognition(self->m_lastTranscript, true);
+            });
+        });
+    co_return co_await finalText;
+}
+
+void SpeechRecognizerService::finishRecognition(const QString &text, bool cancelTask) {
+    if (!m_finalContinuation)
+        return;
+    if (m_fallbackWorkItem)
+        std::exchange(m_fallbackWorkItem, nullptr)->cancel();
+    std::exchange(m_finalContinuation, std::nullopt)->resume(text);
+    cleanup(cancelTask);
+}
+
+void SpeechRecognizerService::cleanup(bool cancelTask) {
+    if (m_audioEngine->isRunning())
+        m_audioEngine->stop();
+    m_audioEngine->inputNode().removeTap(microphoneBus);
+    if (cancelTask && m_recognitionTask)
+        m_recognitionTask->cancel();
+    m_recognitionTask.reset();
+    m_recognitionRequest.reset();
+    if (m_fallbackWorkItem)
+        std::exchange(m_fallbackWorkItem, nullptr)->cancel();
+}
+
+} // namespace quillora

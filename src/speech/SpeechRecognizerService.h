@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/Continuation.h"
+#include "platform/SpeechRecognition.h"
+
+#include <QCoroTask>
+#include <QObject>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace quillora {
+
+/// Streams the default microphone into the platform's speech recognizer, for one dictation at a time. Asks
+/// for the permissions itself. Main thread only.
+class SpeechRecognizerService : public QObject {
+    Q_OBJECT
+
+public:
+    /// Called on the main thread with every new transcript, the final one too.
+    using PartialHandler = std::function<void(const QString &)>;
+
+    explicit SpeechRecognizerService(QObject *parent = nullptr);
+    ~SpeechRecognizerService() override;
+
+    /// Asks for permission, then begins capture and recognition; returns once sound is being recorded. Throws
+    /// a SpeechRecognizerServiceError, or the audio engine's own error.
+    QCoro::Task<> start(QString localeIdentifier, PartialHandler onPartial);
+
+    /// Ends capture and returns the final transcript, or after 1.5 s the last one known; "" if there is none.
+    QCoro::Task<QString> stop();
+
+private:
+    QCoro::Task<> requestPermissions();
+    void handleResult(const std::optional<platform::RecognitionResult> &result,
+                      const std::optional<LocalizedError> &error, const PartialHandler &onPartial);
+    void finishRecognition(const QString &text, bool cancelTask);
+    void cleanup(bool cancelTask);
+
+    std::unique_ptr<platform::AudioEngine> m_audioEngine;
+    std::shared_ptr<platform::AudioBufferRecognitionRequest> m_recognitionRequest;
+    std::unique_ptr<platform::RecognitionTask> m_recognitionTask;
+    std::optional<platform::Continuation<QString>> m_finalContinuation; ///< set while a stop waits
+    std::shared_ptr<platform::WorkItem> m_fallbackWorkItem;             ///< the waiting stop's time-out
+    QString m_lastTranscript;
+    bool m_isRunning = false;
+};
+
+} // namespace quillora
