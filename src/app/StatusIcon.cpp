@@ -3,17 +3,13 @@
 #include <QPainter>
 #include <QSvgRenderer>
 
-#include <algorithm>
-#include <cmath>
-#include <numbers>
-
 namespace quillora {
 
 namespace {
 
 const QColor quietColour(0xf4, 0xf4, 0xf6);
 const QColor recordingColour(0xff, 0x45, 0x3a);
-const QColor outlineColour(0x16, 0x16, 0x1a);
+const QColor groundColour(0x16, 0x16, 0x1a);
 
 QImage emptyImage(int size) {
     QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
@@ -21,13 +17,12 @@ QImage emptyImage(int size) {
     return image;
 }
 
-/// The shape of the drawing in one colour, `margin` pixels inside the edges.
-QImage tintedShape(const QString &fileName, int size, qreal margin, const QColor &colour) {
+/// The shape of the drawing in one colour.
+QImage tintedShape(const QString &fileName, int size, const QColor &colour) {
     QImage image = emptyImage(size);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
-    QSvgRenderer(fileName).render(&painter,
-                                  QRectF(0, 0, size, size).adjusted(margin, margin, -margin, -margin));
+    QSvgRenderer(fileName).render(&painter, image.rect());
     painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
     painter.fillRect(image.rect(), colour);
     return image;
@@ -47,19 +42,15 @@ StatusIcon::StatusIcon(const QString &symbolName)
 
 QString StatusIcon::themeName() const { return QIcon::hasThemeIcon(m_name) ? m_name : QString(); }
 
+/// Every symbol is round: a dark disc behind it is its outline on light panels, and fills its gaps there.
 QImage StatusIcon::image(int size) const {
-    const QString fileName = u":/quillora/status/%1.svg"_qs.arg(m_name);
-    const qreal outlineWidth = std::max(1.0, size / 20.0);
-    const QImage outline = tintedShape(fileName, size, outlineWidth, outlineColour);
-
     QImage image = emptyImage(size);
     QPainter painter(&image);
-    constexpr int directions = 16;
-    for (int i = 0; i < directions; ++i) {
-        const double angle = 2 * std::numbers::pi * i / directions;
-        painter.drawImage(QPointF(std::cos(angle), std::sin(angle)) * outlineWidth, outline);
-    }
-    painter.drawImage(0, 0, tintedShape(fileName, size, outlineWidth, m_colour));
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(groundColour);
+    painter.drawEllipse(image.rect());
+    painter.drawImage(0, 0, tintedShape(u":/quillora/status/%1.svg"_qs.arg(m_name), size, m_colour));
     return image;
 }
 
