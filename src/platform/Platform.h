@@ -4,6 +4,7 @@ namespace quillora::platform {
 
 class HotKeyEvents;
 class HttpSession;
+class KeyPositions;
 class Keychain;
 class Keystrokes;
 class LocaleServices;
@@ -48,6 +49,7 @@ public:
     virtual Pasteboard &pasteboard() = 0;
     virtual Keystrokes &keystrokes() = 0;
     virtual HotKeyEvents &hotKeyEvents() = 0;
+    virtual KeyPositions &keyPositions() = 0;
     virtual SpeechRecognition &speechRecognition() = 0;
     virtual TranslationProvider &translationProvider() = 0;
     virtual HttpSession &httpSession() = 0;

@@ -2,6 +2,7 @@
 
 #include "fakes/FakeHotKeyEvents.h"
 #include "fakes/FakeHttpSession.h"
+#include "fakes/FakeKeyPositions.h"
 #include "fakes/FakeKeychain.h"
 #include "fakes/FakeKeystrokes.h"
 #include "fakes/FakeLocaleServices.h"
@@ -27,6 +28,7 @@ public:
     FakePasteboard pasteboardFake{log};
     FakeKeystrokes keystrokesFake{log};
     FakeHotKeyEvents hotKeys{log};
+    FakeKeyPositions keys;
     FakeSpeechRecognition speech{log, queue};
     FakeTranslationProvider translation{log, queue};
     FakeHttpSession http{log};
@@ -39,6 +41,7 @@ public:
     platform::Pasteboard &pasteboard() override { return pasteboardFake; }
     platform::Keystrokes &keystrokes() override { return keystrokesFake; }
     platform::HotKeyEvents &hotKeyEvents() override { return hotKeys; }
+    platform::KeyPositions &keyPositions() override { return keys; }
     platform::SpeechRecognition &speechRecognition() override { return speech; }
     platform::TranslationProvider &translationProvider() override { return translation; }
     platform::HttpSession &httpSession() override { return http; }
