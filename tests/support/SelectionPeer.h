@@ -38,7 +38,7 @@ public:
         bool knowsTargets = true;           ///< answers the question what it offers
         std::chrono::milliseconds delay{0}; ///< before every answer
         qsizetype pieceSize = 256 * 1024;   ///< what is larger goes out in pieces of this size
-        std::optional<int> diesAfterPieces;
+        std::optional<int> diesAfterPieces = std::nullopt;
     };
 
     /// Returns once the selection is taken.
