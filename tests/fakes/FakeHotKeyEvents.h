@@ -50,6 +50,8 @@ public:
         m_log.add(u"hotkeys.unregister"_qs);
         return hotKeys.erase(hotKey) ? noError : refused;
     }
+    void suspend() override { m_log.add(u"hotkeys.suspend"_qs); }
+    void resume() override { m_log.add(u"hotkeys.resume"_qs); }
 
     /// The user presses the key of the registered combination, and lets it go.
     void press() { sendForAll(platform::hotKeyPressedKind); }
