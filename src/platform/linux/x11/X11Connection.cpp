@@ -63,6 +63,8 @@ void X11Connection::flush() {
     dispatchLater();
 }
 
+void X11Connection::sync() { reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb)); }
+
 xcb_timestamp_t X11Connection::serverTime() {
     if (!isUsable())
         return XCB_CURRENT_TIME;
@@ -70,7 +72,7 @@ xcb_timestamp_t X11Connection::serverTime() {
                         nullptr);
     // The server sends the event before it answers the request that follows, so there is nothing to wait for
     // after the answer.
-    reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb));
+    sync();
     while (X11Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(m_xcb)}) {
         if ((event->response_type & eventTypeMask) == XCB_PROPERTY_NOTIFY) {
             const auto *change = reinterpret_cast<const xcb_property_notify_event_t *>(event.get());

@@ -52,6 +52,9 @@ public:
     /// Sends what has been requested so far.
     void flush();
 
+    /// Returns once the server has done what has been requested so far.
+    void sync();
+
     /// The server's clock at this moment, for requests that must not look older than the user's last action.
     xcb_timestamp_t serverTime();
 

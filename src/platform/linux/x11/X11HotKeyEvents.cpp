@@ -62,7 +62,7 @@ X11HotKeyEvents::~X11HotKeyEvents() {
     releaseActiveGrab();
     for (auto &[reference, hotKey] : m_hotKeys)
         ungrab(hotKey);
-    m_connection.flush();
+    m_connection.sync();
 }
 
 void X11HotKeyEvents::watchKeymap() {
@@ -106,7 +106,7 @@ HotKeyEvents::Status X11HotKeyEvents::registerEventHotKey(quint32 keyCode, quint
     if (m_isSuspended)
         ungrab(hotKey);
     m_hotKeys.emplace(++m_lastReference, std::move(hotKey));
-    m_connection.flush();
+    m_connection.sync();
     watchKeys();
     out = m_lastReference;
     return noError;
@@ -120,7 +120,7 @@ HotKeyEvents::Status X11HotKeyEvents::unregisterEventHotKey(HotKeyReference hotK
         releaseActiveGrab();
     ungrab(found->second);
     m_hotKeys.erase(found);
-    m_connection.flush();
+    m_connection.sync();
     watchKeys();
     return noError;
 }
@@ -130,7 +130,7 @@ void X11HotKeyEvents::suspend() {
     for (auto &[reference, hotKey] : m_hotKeys)
         ungrab(hotKey);
     releaseActiveGrab();
-    m_connection.flush();
+    m_connection.sync();
 }
 
 void X11HotKeyEvents::resume() {
