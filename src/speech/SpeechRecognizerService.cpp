@@ -36,14 +36,18 @@ SpeechRecognizerService::~SpeechRecognizerService() {
 }
 
 QCoro::Task<> SpeechRecognizerService::requestPermissions() {
-    const Continuation<platform::SpeechAuthorizationStatus> authorization;
-    speechRecognition().requestAuthorization([authorization](auto status) { authorization.resume(status); });
-    if (co_await authorization.wait() != platform::SpeechAuthorizationStatus::authorized)
+    Continuation<platform::SpeechAuthorizationStatus> authorization;
+    const auto authorizationStatus = authorization.wait();
+    speechRecognition().requestAuthorization(
+        [authorization = std::move(authorization)](auto status) { authorization.resume(status); });
+    if (co_await authorizationStatus != platform::SpeechAuthorizationStatus::authorized)
         throw SpeechRecognizerServiceError::speechPermissionDenied();
 
-    const Continuation<bool> microphone;
-    speechRecognition().requestMicrophoneAccess([microphone](bool granted) { microphone.resume(granted); });
-    if (!co_await microphone.wait())
+    Continuation<bool> microphone;
+    const auto isMicrophoneGranted = microphone.wait();
+    speechRecognition().requestMicrophoneAccess(
+        [microphone = std::move(microphone)](bool granted) { microphone.resume(granted); });
+    if (!co_await isMicrophoneGranted)
         throw SpeechRecognizerServiceError::microphonePermissionDenied();
 }
 

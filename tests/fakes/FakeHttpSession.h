@@ -1,0 +1,41 @@
+#pragma once
+
+#include "fakes/CallLog.h"
+#include "platform/Continuation.h"
+#include "platform/HttpSession.h"
+
+#include <deque>
+#include <optional>
+
+namespace quillora::test {
+
+/// A server that gives the scripted answer to every request.
+class FakeHttpSession : public platform::HttpSession {
+public:
+    explicit FakeHttpSession(CallLog &log) : m_log(log) {}
+
+    QCoro::Task<platform::HttpResponse> data(platform::HttpRequest request) override {
+        m_log.add(u"http "_qs + QString::fromLatin1(request.method) + u' ' + request.url.toString());
+        requests.push_back(request);
+        if (repliesByHand) {
+            platform::Continuation<platform::HttpResponse> continuation;
+            const auto answer = continuation.wait();
+            pending.push_back(std::move(continuation));
+            co_return co_await answer;
+        }
+        if (transportError)
+            throw LocalizedError(*transportError);
+        co_return response;
+    }
+
+    platform::HttpResponse response{true, 200, R"({"translation":"translated"})"};
+    std::optional<QString> transportError;
+    bool repliesByHand = false;
+    std::deque<platform::Continuation<platform::HttpResponse>> pending;
+    std::vector<platform::HttpRequest> requests;
+
+private:
+    CallLog &m_log;
+};
+
+} // namespace quillora::test

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "fakes/CallLog.h"
+#include "platform/Keychain.h"
+
+#include <map>
+#include <utility>
+
+namespace quillora::test {
+
+class FakeKeychain : public platform::Keychain {
+public:
+    struct Item {
+        std::optional<QByteArray> data;
+        QString label; ///< stands for every attribute but the value
+    };
+    using Key = std::pair<QString, QString>; ///< service, account
+
+    explicit FakeKeychain(CallLog &log) : m_log(log) {}
+
+    platform::KeychainItem copyMatching(const platform::KeychainQuery &query) override {
+        record(u"copyMatching"_qs, query);
+        if (isBroken)
+            return {};
+        const auto found = items.find(keyOf(query));
+        if (found == items.end())
+            return {platform::KeychainStatus::itemNotFound, {}};
+        return {platform::KeychainStatus::success, found->second.data};
+    }
+
+    platform::KeychainStatus update(const platform::KeychainQuery &query, const QByteArray &data) override {
+        record(u"update"_qs, query);
+        if (isBroken)
+            return platform::KeychainStatus::failure;
+        const auto found = items.find(keyOf(query));
+        if (found == items.end())
+            return platform::KeychainStatus::itemNotFound;
+        found->second.data = data;
+        return platform::KeychainStatus::success;
+    }
+
+    platform::KeychainStatus add(const platform::KeychainQuery &query, const QByteArray &data) override {
+        record(u"add"_qs, query);
+        if (isBroken)
+            return platform::KeychainStatus::failure;
+        items[keyOf(query)] = {data, {}};
+        return platform::KeychainStatus::success;
+    }
+
+    platform::KeychainStatus remove(const platform::KeychainQuery &query) override {
+        record(u"remove"_qs, query);
+        if (isBroken)
+            return platform::KeychainStatus::failure;
+        return items.erase(keyOf(query)) ? platform::KeychainStatus::success
+                                         : platform::KeychainStatus::itemNotFound;
+    }
+
+    std::map<Key, Item> items;
+    bool isBroken = false; ///< locked, refused, absent: every call fails
+
+private:
+    static Key keyOf(const platform::KeychainQuery &query) { return {query.service, query.account}; }
+    void record(const QString &operation, const platform::KeychainQuery &query) {
+        m_log.add(u"keychain."_qs + operation + u' ' + query.service + u' ' + query.account);
+    }
+
+    CallLog &m_log;
+};
+
+} // namespace quillora::test

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "fakes/FakeHotKeyEvents.h"
+#include "fakes/FakeHttpSession.h"
+#include "fakes/FakeKeychain.h"
+#include "fakes/FakeKeystrokes.h"
+#include "fakes/FakeLocaleServices.h"
+#include "fakes/FakeMainQueue.h"
+#include "fakes/FakePasteboard.h"
+#include "fakes/FakeSpeechRecognition.h"
+#include "fakes/FakeTranslationProvider.h"
+#include "fakes/FakeUserDefaults.h"
+#include "fakes/FakeWorkspace.h"
+#include "platform/Platform.h"
+
+namespace quillora::test {
+
+/// A whole desktop made of fakes, installed for as long as it lives.
+class FakePlatform : public platform::Platform {
+public:
+    CallLog log;
+    FakeMainQueue queue;
+    FakeUserDefaults defaults{log};
+    FakeKeychain keychainFake{log};
+    FakeLocaleServices locale;
+    FakeWorkspace workspaceFake{log};
+    FakePasteboard pasteboardFake{log};
+    FakeKeystrokes keystrokesFake{log};
+    FakeHotKeyEvents hotKeys{log};
+    FakeSpeechRecognition speech{log, queue};
+    FakeTranslationProvider translation{log, queue};
+    FakeHttpSession http{log};
+
+    platform::MainQueue &mainQueue() override { return queue; }
+    platform::UserDefaults &userDefaults() override { return defaults; }
+    platform::Keychain &keychain() override { return keychainFake; }
+    platform::LocaleServices &localeServices() override { return locale; }
+    platform::Workspace &workspace() override { return workspaceFake; }
+    platform::Pasteboard &pasteboard() override { return pasteboardFake; }
+    platform::Keystrokes &keystrokes() override { return keystrokesFake; }
+    platform::HotKeyEvents &hotKeyEvents() override { return hotKeys; }
+    platform::SpeechRecognition &speechRecognition() override { return speech; }
+    platform::TranslationProvider &translationProvider() override { return translation; }
+    platform::HttpSession &httpSession() override { return http; }
+
+    /// Runs everything that is posted.
+    void run() { queue.run(); }
+
+private:
+    Scope m_scope{*this};
+};
+
+} // namespace quillora::test

@@ -1,0 +1,200 @@
+#include "insertion/PasteboardInserter.h"
+#include "fakes/FakePlatform.h"
+
+#include <QTest>
+
+using namespace quillora;
+using platform::PasteboardItem;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString plain = test::FakePasteboard::plainStringType;
+const QString keyDown = u"keystrokes.post down 9 flags=0x100000 tap=0"_qs;
+const QString keyUp = u"keystrokes.post up 9 flags=0x100000 tap=0"_qs;
+
+PasteboardItem textItem(const QString &text) {
+    PasteboardItem item;
+    item.setString(text, plain);
+    return item;
+}
+
+} // namespace
+
+class PasteboardInserterTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_platform = std::make_unique<test::FakePlatform>();
+        m_editor = m_platform->workspaceFake.launch(u"editor"_qs);
+    }
+    void cleanup() {
+        m_editor.reset();
+        m_platform.reset();
+    }
+
+    void aPasteGoesThroughItsStepsInOrder() {
+        contents() = {textItem(u"before"_qs)};
+        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        QCOMPARE(take(), (QStringList{u"pasteboard.items"_qs, u"pasteboard.clear"_qs,
+                                      u"pasteboard.setString hola"_qs, u"activate editor"_qs}));
+        m_platform->queue.advance(149ms);
+        QCOMPARE(take(), QStringList());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(take(), (QStringList{keyDown, keyUp}));
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_qs);
+        m_platform->queue.advance(799ms);
+        QCOMPARE(take(), QStringList());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(take(), (QStringList{u"pasteboard.clear"_qs, u"pasteboard.write 1"_qs}));
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+    }
+
+    void withoutTrustNothingIsDoneAtAll() {
+        m_platform->keystrokesFake.isTrustGranted = false;
+        contents() = {textItem(u"before"_qs)};
+        QVERIFY(!m_inserter.paste(u"hola"_qs, m_editor));
+        m_platform->queue.advance(10s);
+        QCOMPARE(take(), QStringList());
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+    }
+
+    void anEmptyPasteboardIsEmptyAgainAfterwards() {
+        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        m_platform->queue.advance(950ms);
+        QVERIFY(contents().empty());
+        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.clear"_qs);
+    }
+
+    void anItemWithTextAndImageComesBackWithBoth() {
+        PasteboardItem item;
+        item.setString(u"caption"_qs, plain);
+        item.setData(QByteArray("\x89PNG\0\x01", 6), u"image/png"_qs);
+        contents() = {item};
+        m_inserter.paste(u"hola"_qs, m_editor);
+        m_platform->queue.advance(950ms);
+        QCOMPARE(contents(), std::vector{item});
+    }
+
+    void itemsAndTypesKeepTheirOrder() {
+        PasteboardItem first;
+        first.setData("1", u"z"_qs);
+        first.setData("2", u"a"_qs);
+        contents() = {first, textItem(u"second"_qs)};
+        const auto before = contents();
+        m_inserter.paste(u"hola"_qs, m_editor);
+        m_platform->queue.advance(950ms);
+        QCOMPARE(contents(), before);
+    }
+
+    void aTypeThatCannotBeReadIsDropped() {
+        PasteboardItem item;
+        item.setData("lost", u"private"_qs);
+        item.setData("kept", u"text/html"_qs);
+        contents() = {item};
+        m_platform->pasteboardFake.unreadableTypes = {u"private"_qs};
+        m_inserter.paste(u"hola"_qs, m_editor);
+        m_platform->queue.advance(950ms);
+        PasteboardItem kept;
+        kept.setData("kept", u"text/html"_qs);
+        QCOMPARE(contents(), std::vector{kept});
+    }
+
+    void withoutATargetNothingIsActivated() {
+        QVERIFY(m_inserter.paste(u"hola"_qs, nullptr));
+        m_platform->queue.advance(150ms);
+        QCOMPARE(take(), (QStringList{u"pasteboard.items"_qs, u"pasteboard.clear"_qs,
+                                      u"pasteboard.setString hola"_qs, keyDown, keyUp}));
+    }
+
+    void aTargetThatHasEndedDoesNotStopThePaste() {
+        m_editor->hasEnded = true;
+        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        m_platform->queue.advance(150ms);
+        QVERIFY(take().endsWith(keyUp));
+    }
+
+    void anEventThatCannotBeMadeIsSkippedAndTheRestoreStillHappens_data() {
+        QTest::addColumn<bool>("down");
+        QTest::addColumn<bool>("up");
+        QTest::addColumn<QStringList>("posted");
+        QTest::newRow("neither") << false << false << QStringList{};
+        QTest::newRow("no key down") << false << true << QStringList{keyUp};
+        QTest::newRow("no key up") << true << false << QStringList{keyDown};
+    }
+    void anEventThatCannotBeMadeIsSkippedAndTheRestoreStillHappens() {
+        QFETCH(bool, down);
+        QFETCH(bool, up);
+        QFETCH(QStringList, posted);
+        m_platform->keystrokesFake.canCreateKeyDown = down;
+        m_platform->keystrokesFake.canCreateKeyUp = up;
+        contents() = {textItem(u"before"_qs)};
+        m_inserter.paste(u"hola"_qs, nullptr);
+        take();
+        m_platform->queue.advance(150ms);
+        QCOMPARE(take(), posted);
+        m_platform->queue.advance(800ms);
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+    }
+
+    void aMissingEventSourceStopsNothing() {
+        m_platform->keystrokesFake.canCreateSource = false;
+        m_inserter.paste(u"hola"_qs, nullptr);
+        take();
+        m_platform->queue.advance(150ms);
+        QCOMPARE(take(), (QStringList{keyDown, keyUp}));
+    }
+
+    void whateverWasCopiedMeanwhileIsOverwritten() {
+        contents() = {textItem(u"before"_qs)};
+        m_inserter.paste(u"hola"_qs, nullptr);
+        m_platform->queue.advance(500ms);
+        contents() = {textItem(u"copied meanwhile"_qs)};
+        m_platform->queue.advance(450ms);
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"before"_qs);
+    }
+
+    void twoPastesCloseTogetherInterleave() {
+        contents() = {textItem(u"before"_qs)};
+        m_inserter.paste(u"one"_qs, nullptr);
+        m_platform->queue.advance(500ms);
+        m_inserter.paste(u"two"_qs, nullptr);
+        m_platform->queue.advance(450ms); // the first restores
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"before"_qs);
+        m_platform->queue.advance(500ms); // the second saved a pasteboard that held the first text
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"one"_qs);
+    }
+
+    void aCopyStaysForGood() {
+        contents() = {textItem(u"before"_qs)};
+        m_inserter.copy(u"hola"_qs);
+        m_platform->queue.advance(1h);
+        QCOMPARE(take(), (QStringList{u"pasteboard.clear"_qs, u"pasteboard.setString hola"_qs}));
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_qs);
+    }
+
+    void askingForTrustThatIsGivenShowsNoPrompt() {
+        QVERIFY(m_inserter.requestAccessibilityAccess());
+        QCOMPARE(take(), QStringList());
+    }
+
+    void askingForTrustThatIsMissingPrompts() {
+        m_platform->keystrokesFake.isTrustGranted = false;
+        QVERIFY(!m_inserter.hasAccessibilityAccess());
+        QCOMPARE(take(), QStringList());
+        QVERIFY(!m_inserter.requestAccessibilityAccess());
+        QCOMPARE(take(), QStringList{u"keystrokes.prompt"_qs});
+    }
+
+private:
+    std::vector<PasteboardItem> &contents() { return m_platform->pasteboardFake.contents; }
+    QStringList take() { return m_platform->log.take(); }
+
+    std::unique_ptr<test::FakePlatform> m_platform;
+    std::shared_ptr<test::FakeRunningApplication> m_editor;
+    PasteboardInserter m_inserter;
+};
+
+QTEST_GUILESS_MAIN(PasteboardInserterTest)
+#include "PasteboardInserterTest.moc"

@@ -1,0 +1,338 @@
+#include "speech/SpeechRecognizerService.h"
+#include "fakes/FakePlatform.h"
+#include "speech/SpeechRecognizerServiceError.h"
+#include "support/Outcome.h"
+
+#include <QTest>
+
+using namespace quillora;
+using platform::SpeechAuthorizationStatus;
+using test::Outcome;
+using Replies = test::FakeSpeechRecognition::Replies;
+using namespace std::chrono_literals;
+
+class SpeechRecognizerServiceTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_platform = std::make_unique<test::FakePlatform>();
+        m_service = std::make_unique<SpeechRecognizerService>();
+        m_partials.clear();
+    }
+    void cleanup() {
+        m_service.reset();
+        m_platform->run();
+        m_platform.reset();
+    }
+
+    void aStartGoesThroughItsStepsInOrder() {
+        const auto outcome = start();
+        m_platform->run();
+        QVERIFY(outcome->isDone());
+        QCOMPARE(outcome->error(), QString());
+        QCOMPARE(
+            calls(),
+            (QStringList{u"speech.requestAuthorization"_qs, u"speech.requestMicrophoneAccess"_qs,
+                         u"audio.removeTap bus=0"_qs, u"speech.makeRecognizer en-US"_qs,
+                         u"speech.makeBufferRequest"_qs, u"audio.removeTap bus=0"_qs,
+                         u"audio.installTap bus=0 frames=1024 rate=48000 channels=1"_qs,
+                         u"recognizer.task partial=1 hint=1"_qs, u"audio.prepare"_qs, u"audio.start"_qs}));
+    }
+
+    void soundReachesTheRequestFromTheFirstBuffer() {
+        startAndRun();
+        const platform::AudioBuffer buffer{{48000, 1}, {1, 2, 3}};
+        audio().speak(buffer);
+        QCOMPARE(m_platform->speech.recognition().request->buffers, std::vector{buffer});
+    }
+
+    void everyTranscriptReachesTheCallerOnTheMainThread() {
+        startAndRun();
+        m_platform->speech.deliver(u"he"_qs);
+        QVERIFY(m_partials.isEmpty());
+        m_platform->speech.deliver(u"he was"_qs);
+        m_platform->run();
+        QCOMPARE(m_partials, (QStringList{u"he"_qs, u"he was"_qs}));
+    }
+
+    void stopWithoutAStartReturnsNothingAtOnce() {
+        const auto outcome = Outcome<QString>::of(m_service->stop());
+        QVERIFY(outcome->isDone());
+        QCOMPARE(outcome->value(), QString());
+        QCOMPARE(calls(), QStringList());
+    }
+
+    void stopEndsTheEngineBeforeTheAudio() {
+        startAndRun();
+        const auto outcome = stop();
+        QCOMPARE(calls(),
+                 (QStringList{u"audio.stop"_qs, u"audio.removeTap bus=0"_qs, u"request.endAudio"_qs}));
+        QVERIFY(!outcome->isDone());
+        m_platform->queue.advance(1500ms);
+    }
+
+    void aFinalResultAfterTheStopIsReturnedAndCancelsTheTimeOut() {
+        startAndRun();
+        m_platform->speech.deliver(u"he was"_qs);
+        const auto outcome = stop();
+        m_platform->queue.advance(200ms);
+        m_platform->log.clear();
+        m_platform->speech.deliverFinal(u"he was not"_qs);
+        m_platform->run();
+        QCOMPARE(outcome->value(), u"he was not"_qs);
+        QCOMPARE(m_partials.last(), u"he was not"_qs);
+        QVERIFY(!m_platform->speech.recognition().isCancelled);
+        QCOMPARE(m_platform->queue.delayedCount(), 0);
+        QCOMPARE(calls(), QStringList{u"audio.removeTap bus=0"_qs});
+    }
+
+    void withoutAFinalResultTheLastTranscriptIsReturnedAfterOneAndAHalfSeconds() {
+        startAndRun();
+        m_platform->speech.deliver(u"he was"_qs);
+        m_platform->run();
+        const auto outcome = stop();
+        m_platform->queue.advance(1499ms);
+        QVERIFY(!outcome->isDone());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(outcome->value(), u"he was"_qs);
+        QVERIFY(m_platform->speech.recognition().isCancelled);
+    }
+
+    void aTranscriptThatComesWhileTheStopWaitsIsTheOneReturned() {
+        startAndRun();
+        const auto outcome = stop();
+        m_platform->queue.advance(1s);
+        m_platform->speech.deliver(u"late"_qs);
+        m_platform->queue.advance(500ms);
+        QCOMPARE(m_partials, QStringList{u"late"_qs});
+        QCOMPARE(outcome->value(), u"late"_qs);
+    }
+
+    void anErrorEndsTheWaitingStopAndCancelsTheTask() {
+        startAndRun();
+        m_platform->speech.deliver(u"he was"_qs);
+        const auto outcome = stop();
+        m_platform->speech.deliverError(u"broken"_qs);
+        m_platform->run();
+        QCOMPARE(outcome->value(), u"he was"_qs);
+        QVERIFY(m_platform->speech.recognition().isCancelled);
+        QCOMPARE(m_platform->queue.delayedCount(), 0);
+    }
+
+    void aFinalResultWinsOverAnErrorInTheSameCallback() {
+        startAndRun();
+        const auto outcome = stop();
+        m_platform->speech.recognition().handler(platform::RecognitionResult{u"done"_qs, true},
+                                                 LocalizedError(u"broken"_qs));
+        m_platform->run();
+        QCOMPARE(outcome->value(), u"done"_qs);
+        QVERIFY(!m_platform->speech.recognition().isCancelled);
+    }
+
+    void anErrorWithAnInterimResultCountsAsAnError() {
+        startAndRun();
+        const auto outcome = stop();
+        m_platform->speech.recognition().handler(platform::RecognitionResult{u"so far"_qs, false},
+                                                 LocalizedError(u"broken"_qs));
+        m_platform->run();
+        QCOMPARE(outcome->value(), u"so far"_qs);
+        QVERIFY(m_platform->speech.recognition().isCancelled);
+    }
+
+    void theStopReturnsOnceHoweverManyFinishersCome() {
+        startAndRun();
+        const auto outcome = stop();
+        m_platform->speech.deliverFinal(u"first"_qs);
+        m_platform->speech.deliverError(u"second"_qs);
+        m_platform->queue.advance(2s);
+        QCOMPARE(outcome->value(), u"first"_qs);
+        QVERIFY(!m_platform->speech.recognition().isCancelled);
+    }
+
+    void aSecondStopReturnsTheLastTranscriptAtOnce() {
+        startAndRun();
+        m_platform->speech.deliver(u"he was"_qs);
+        m_platform->run();
+        const auto first = stop();
+        const auto second = Outcome<QString>::of(m_service->stop());
+        QCOMPARE(second->value(), u"he was"_qs);
+        QVERIFY(!first->isDone());
+        m_platform->queue.advance(1500ms);
+        QVERIFY(first->isDone());
+    }
+
+    void aRecognizerThatFinishesByItselfChangesOnlyTheTranscript() {
+        startAndRun();
+        m_platform->speech.deliverFinal(u"by itself"_qs);
+        m_platform->run();
+        QCOMPARE(m_partials, QStringList{u"by itself"_qs});
+        QVERIFY(audio().isRunning());
+        const auto outcome = stop();
+        m_platform->queue.advance(1499ms);
+        QVERIFY(!outcome->isDone());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(outcome->value(), u"by itself"_qs);
+    }
+
+    void anUnknownLocaleIsNamedAsItWasPassed() {
+        const auto outcome = Outcome<>::of(m_service->start(u"xx_YY weird"_qs, {}));
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"Speech recognizer does not support xx_YY weird."_qs);
+    }
+
+    void anUnavailableRecognizerIsNamedAfterTheFormerDictationIsClearedAway() {
+        startAndRun();
+        m_platform->speech.isAvailable = false;
+        const auto outcome = start();
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"Speech recognizer is unavailable for en-US."_qs);
+        QCOMPARE(calls(),
+                 (QStringList{u"speech.requestAuthorization"_qs, u"speech.requestMicrophoneAccess"_qs,
+                              u"audio.stop"_qs, u"audio.removeTap bus=0"_qs, u"task.cancel"_qs,
+                              u"speech.makeRecognizer en-US"_qs}));
+    }
+
+    void deniedSpeechPermissionNeverAsksForTheMicrophone_data() {
+        QTest::addColumn<int>("status");
+        QTest::newRow("not determined") << int(SpeechAuthorizationStatus::notDetermined);
+        QTest::newRow("denied") << int(SpeechAuthorizationStatus::denied);
+        QTest::newRow("restricted") << int(SpeechAuthorizationStatus::restricted);
+    }
+    void deniedSpeechPermissionNeverAsksForTheMicrophone() {
+        QFETCH(int, status);
+        m_platform->speech.authorizationStatus = SpeechAuthorizationStatus(status);
+        const auto outcome = start();
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"Speech recognition permission was denied."_qs);
+        QCOMPARE(calls(), QStringList{u"speech.requestAuthorization"_qs});
+    }
+
+    void deniedMicrophoneTouchesNoAudio() {
+        m_platform->speech.isMicrophoneGranted = false;
+        const auto outcome = start();
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"Microphone permission was denied."_qs);
+        QCOMPARE(calls(),
+                 (QStringList{u"speech.requestAuthorization"_qs, u"speech.requestMicrophoneAccess"_qs}));
+    }
+
+    void aMicrophoneWithoutChannelsIsUnavailable() {
+        audio().format = {48000, 0};
+        const auto outcome = start();
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"No microphone input format is available."_qs);
+        QVERIFY(!audio().hasTap());
+    }
+
+    void theSampleRateIsNotExamined() {
+        audio().format = {0, 2};
+        const auto outcome = start();
+        m_platform->run();
+        QCOMPARE(outcome->error(), QString());
+    }
+
+    void anEngineThatDoesNotStartIsLeftToTheNextStart() {
+        audio().startError = u"The device is in use."_qs;
+        const auto outcome = start();
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"The device is in use."_qs);
+        QVERIFY(audio().hasTap());
+        QVERIFY(!m_platform->speech.recognition().isCancelled);
+        const auto stopped = Outcome<QString>::of(m_service->stop());
+        QCOMPARE(stopped->value(), QString());
+
+        audio().startError.reset();
+        const auto first = m_platform->speech.recognitions.back();
+        startAndRun();
+        QVERIFY(first->isCancelled);
+        QVERIFY(audio().isRunning());
+    }
+
+    void aStartClearsTheFormerTranscript() {
+        startAndRun();
+        m_platform->speech.deliver(u"old"_qs);
+        m_platform->run();
+        stop();
+        m_platform->queue.advance(1500ms);
+        startAndRun();
+        const auto outcome = stop();
+        m_platform->queue.advance(1500ms);
+        QCOMPARE(outcome->value(), QString());
+    }
+
+    void endingTheServiceAtEachSuspensionIsSafe_data() {
+        QTest::addColumn<int>("suspension");
+        QTest::newRow("asking for speech") << 0;
+        QTest::newRow("asking for the microphone") << 1;
+        QTest::newRow("waiting for the final result") << 2;
+    }
+    void endingTheServiceAtEachSuspensionIsSafe() {
+        QFETCH(int, suspension);
+        if (suspension < 2) {
+            m_platform->speech.replies = Replies::byHand;
+            const auto outcome = start();
+            if (suspension == 1) {
+                m_platform->speech.authorizationReplies.front()(SpeechAuthorizationStatus::authorized);
+                m_platform->run();
+            }
+            m_service.reset();
+            if (suspension == 0)
+                m_platform->speech.authorizationReplies.front()(SpeechAuthorizationStatus::authorized);
+            m_platform->run();
+            m_platform->speech.microphoneReplies.front()(true);
+            m_platform->run();
+            QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
+        } else {
+            startAndRun();
+            m_platform->speech.deliver(u"so far"_qs);
+            m_platform->run();
+            const auto outcome = stop();
+            m_service.reset();
+            m_platform->speech.deliver(u"too late"_qs);
+            m_platform->queue.advance(2s);
+            QCOMPARE(outcome->value(), u"so far"_qs);
+            QCOMPARE(m_partials, QStringList{u"so far"_qs});
+        }
+    }
+
+    void endingTheServiceWhileRecordingEndsTheCapture() {
+        startAndRun();
+        const auto recognition = m_platform->speech.recognitions.back();
+        m_service.reset();
+        QVERIFY(recognition->isCancelled);
+        QCOMPARE(calls(), (QStringList{u"audio.stop"_qs, u"audio.removeTap bus=0"_qs, u"task.cancel"_qs}));
+    }
+
+    void aPermissionReplyThatNeverComesFailsTheStart() {
+        m_platform->speech.replies = Replies::byHand;
+        const auto outcome = start();
+        m_platform->speech.authorizationReplies.clear();
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
+    }
+
+private:
+    std::shared_ptr<Outcome<>> start() {
+        m_platform->log.clear();
+        return Outcome<>::of(
+            m_service->start(u"en-US"_qs, [this](const QString &text) { m_partials += text; }));
+    }
+    void startAndRun() {
+        const auto outcome = start();
+        m_platform->run();
+        QVERIFY(outcome->isDone());
+        QCOMPARE(outcome->error(), QString());
+        m_platform->log.clear();
+    }
+    std::shared_ptr<Outcome<QString>> stop() { return Outcome<QString>::of(m_service->stop()); }
+    test::FakeAudioEngine &audio() { return *m_platform->speech.audioEngine; }
+    QStringList calls() { return m_platform->log.take(); }
+
+    std::unique_ptr<test::FakePlatform> m_platform;
+    std::unique_ptr<SpeechRecognizerService> m_service;
+    QStringList m_partials;
+};
+
+QTEST_GUILESS_MAIN(SpeechRecognizerServiceTest)
+#include "SpeechRecognizerServiceTest.moc"
