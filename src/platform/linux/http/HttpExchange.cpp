@@ -1,9 +1,12 @@
 #include "platform/linux/http/HttpExchange.h"
 
+#include "platform/linux/http/OneTimeBody.h"
+#include "platform/linux/http/SystemProxies.h"
 #include "platform/linux/http/TransportError.h"
 
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QPointer>
 
 #include <utility>
 
@@ -24,12 +27,6 @@ bool isSameOrigin(const QUrl &a, const QUrl &b) {
 /// 303) turn a POST into a GET, which nobody wants here.
 bool repeatsRequestElsewhere(int status) { return status == 307 || status == 308; }
 
-/// Whether no valid answer came, as opposed to one with a status that Qt calls an error too.
-bool isTransportFailure(QNetworkReply::NetworkError error) {
-    return (error > QNetworkReply::NoError && error < QNetworkReply::ContentAccessDenied) ||
-           error == QNetworkReply::ContentReSendError || error == QNetworkReply::ProtocolFailure;
-}
-
 QNetworkRequest networkRequest(const HttpRequest &request) {
     QNetworkRequest result(request.url);
     // Where Qt would speak for us, it would tell the user's locale, call itself a browser and inflate answers
@@ -39,6 +36,8 @@ QNetworkRequest networkRequest(const HttpRequest &request) {
     result.setRawHeader("Accept-Encoding", "identity");
     for (const auto &[name, value] : request.headers)
         result.setRawHeader(name, value);
+    result.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
+    result.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
     result.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     result.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     result.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
@@ -46,39 +45,53 @@ QNetworkRequest networkRequest(const HttpRequest &request) {
     return result;
 }
 
+int statusOf(const QNetworkReply &reply) {
+    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
 } // namespace
 
-HttpExchange::HttpExchange(QNetworkAccessManager &network, MainQueue &queue, HttpRequest request,
-                           std::chrono::milliseconds totalTime, Continuation<HttpResponse> waiter,
-                           QObject *parent)
-    : QObject(parent), m_network(network), m_queue(queue), m_request(std::move(request)),
-      m_waiter(std::move(waiter)) {
-    m_totalDeadline = m_queue.asyncAfter(
+HttpExchange::HttpExchange(const Means &means, HttpRequest request, std::chrono::milliseconds totalTime,
+                           Continuation<HttpResponse> waiter, QObject *parent)
+    : QObject(parent), m_means(means), m_request(std::move(request)), m_waiter(std::move(waiter)) {
+    m_totalDeadline = m_means.queue.asyncAfter(
         totalTime, [this, totalTime] { fail(TransportError::slowness(m_request.url, totalTime)); });
-    send();
+    restartSilenceDeadline();
+    m_means.proxies.find(m_request.url, [self = QPointer(this)](const QNetworkProxy &proxy) {
+        if (!self || self->m_isOver)
+            return;
+        self->m_proxy = proxy;
+        self->send();
+    });
 }
 
 HttpExchange::~HttpExchange() {
-    if (m_reply)
+    if (!m_isOver)
         fail(TransportError::sessionEnded());
 }
 
 void HttpExchange::send() {
-    m_reply = m_network.sendCustomRequest(networkRequest(m_request), m_request.method, m_request.body);
+    m_body.clear();
+    m_tlsErrors.clear();
+    m_isConnectionNew = false;
+    m_means.network.setProxy(m_proxy);
+    auto *body = new OneTimeBody(m_request.body, this);
+    m_reply = m_means.network.sendCustomRequest(networkRequest(m_request), m_request.method, body);
+    body->setParent(m_reply);
     m_reply->setReadBufferSize(longestBody);
+    connect(m_reply, &QNetworkReply::socketStartedConnecting, this, [this] { m_isConnectionNew = true; });
     connect(m_reply, &QNetworkReply::uploadProgress, this, &HttpExchange::restartSilenceDeadline);
     connect(m_reply, &QNetworkReply::metaDataChanged, this, &HttpExchange::restartSilenceDeadline);
     connect(m_reply, &QNetworkReply::readyRead, this, &HttpExchange::receive);
     connect(m_reply, &QNetworkReply::sslErrors, this,
             [this](const QList<QSslError> &errors) { m_tlsErrors = errors; });
     connect(m_reply, &QNetworkReply::finished, this, &HttpExchange::finish);
-    restartSilenceDeadline();
 }
 
 void HttpExchange::restartSilenceDeadline() {
     if (m_silenceDeadline)
         m_silenceDeadline->cancel();
-    m_silenceDeadline = m_queue.asyncAfter(m_request.timeoutInterval, [this] {
+    m_silenceDeadline = m_means.queue.asyncAfter(m_request.timeoutInterval, [this] {
         fail(TransportError::silence(m_request.url, m_request.timeoutInterval));
     });
 }
@@ -92,40 +105,62 @@ void HttpExchange::receive() {
 
 void HttpExchange::finish() {
     receive();
-    if (!m_reply)
+    if (m_isOver)
         return;
-    const auto error = m_reply->error();
-    const auto status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (error == QNetworkReply::ProtocolFailure && !status.isValid())
-        succeed({.isHttp = false, .statusCode = 0, .body = {}});
-    else if (isTransportFailure(error))
-        fail(TransportError::network(m_request.url, error, m_tlsErrors));
-    else if (!followsRedirect())
-        succeed({.isHttp = true, .statusCode = status.toInt(), .body = m_body});
+    if (wasClosedWithoutAnswer() && !m_isConnectionNew) {
+        // The server closed an idle connection just as this request set out on it, and has not seen it.
+        dropReply();
+        send();
+    } else if (wasClosedWithoutAnswer()) {
+        fail(TransportError::noAnswer(m_request.url));
+    } else if (isTransportFailure()) {
+        fail(TransportError::network(m_request.url, m_reply->error(), m_tlsErrors));
+    } else if (const QUrl target = redirectTarget(); !target.isEmpty()) {
+        redirect(target);
+    } else {
+        succeed();
+    }
 }
 
-bool HttpExchange::followsRedirect() {
-    const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (!repeatsRequestElsewhere(status) || !m_reply->hasRawHeader("Location"))
-        return false;
+bool HttpExchange::wasClosedWithoutAnswer() const {
+    const auto error = m_reply->error();
+    return statusOf(*m_reply) == 0 &&
+           (error == QNetworkReply::RemoteHostClosedError || error == QNetworkReply::ContentReSendError);
+}
+
+/// Whether no whole answer came, as opposed to one with a status that Qt calls an error too.
+bool HttpExchange::isTransportFailure() const {
+    const auto error = m_reply->error();
+    if (error == QNetworkReply::ProxyAuthenticationRequiredError)
+        return m_proxy.type() != QNetworkProxy::NoProxy;
+    return statusOf(*m_reply) == 0 || error == QNetworkReply::ProtocolFailure ||
+           (error > QNetworkReply::NoError && error < QNetworkReply::ContentAccessDenied);
+}
+
+/// Where to ask again; empty if this is the answer. The headers and the text were meant for the origin that
+/// the user typed, and go to no other.
+QUrl HttpExchange::redirectTarget() const {
+    if (!repeatsRequestElsewhere(statusOf(*m_reply)))
+        return {};
     const auto location = QUrl::fromEncoded(m_reply->rawHeader("Location"), QUrl::StrictMode);
+    if (location.isEmpty() || !location.isValid())
+        return {};
     const QUrl target = m_request.url.resolved(location);
-    // The headers and the text were meant for the origin that the user typed, and for no other.
-    if (!location.isValid() || !isSameOrigin(m_request.url, target))
-        return false;
+    return isSameOrigin(m_request.url, target) ? target : QUrl();
+}
+
+void HttpExchange::redirect(const QUrl &target) {
     if (++m_redirectCount > mostRedirects) {
         fail(TransportError::tooManyRedirects(m_request.url));
-        return true;
+        return;
     }
     dropReply();
     m_request.url = target;
-    m_body.clear();
     send();
-    return true;
 }
 
-void HttpExchange::succeed(HttpResponse response) {
-    m_waiter.resume(std::move(response));
+void HttpExchange::succeed() {
+    m_waiter.resume({.isHttp = true, .statusCode = statusOf(*m_reply), .body = m_body});
     end();
 }
 
@@ -135,6 +170,7 @@ void HttpExchange::fail(const TransportError &error) {
 }
 
 void HttpExchange::end() {
+    m_isOver = true;
     m_silenceDeadline->cancel();
     m_totalDeadline->cancel();
     dropReply();
@@ -142,8 +178,11 @@ void HttpExchange::end() {
 }
 
 void HttpExchange::dropReply() {
+    if (!m_reply)
+        return;
+    // Its destruction aborts the transfer. An explicit abort of a reply that has an error already complains
+    // to the log.
     m_reply->disconnect(this);
-    m_reply->abort();
     m_reply->deleteLater();
     m_reply = nullptr;
 }

@@ -5,6 +5,7 @@
 #include "platform/MainQueue.h"
 
 #include <QNetworkAccessManager>
+#include <QNetworkProxy>
 #include <QObject>
 #include <QSslError>
 
@@ -15,6 +16,7 @@ class QNetworkReply;
 
 namespace quillora::platform {
 
+class SystemProxies;
 class TransportError;
 
 /// One request on its way, through its redirects, until its waiter is resumed; then it deletes itself.
@@ -23,9 +25,16 @@ class HttpExchange : public QObject {
     Q_OBJECT
 
 public:
-    /// Begins at once. `network` and `queue` outlive it. Everything must be over after `totalTime`.
-    HttpExchange(QNetworkAccessManager &network, MainQueue &queue, HttpRequest request,
-                 std::chrono::milliseconds totalTime, Continuation<HttpResponse> waiter, QObject *parent);
+    /// What an exchange uses; outlives it.
+    struct Means {
+        QNetworkAccessManager &network;
+        SystemProxies &proxies;
+        MainQueue &queue;
+    };
+
+    /// Begins at once. Fails with a TransportError, at the latest after `totalTime`.
+    HttpExchange(const Means &means, HttpRequest request, std::chrono::milliseconds totalTime,
+                 Continuation<HttpResponse> waiter, QObject *parent);
     ~HttpExchange() override;
 
 private:
@@ -33,18 +42,23 @@ private:
     void restartSilenceDeadline();
     void receive();
     void finish();
-    bool followsRedirect();
+    QUrl redirectTarget() const;
+    void redirect(const QUrl &target);
+    bool wasClosedWithoutAnswer() const;
+    bool isTransportFailure() const;
 
-    void succeed(HttpResponse response);
+    void succeed();
     void fail(const TransportError &error);
     void end();
     void dropReply();
 
-    QNetworkAccessManager &m_network;
-    MainQueue &m_queue;
+    Means m_means;
     HttpRequest m_request;
     Continuation<HttpResponse> m_waiter;
-    QNetworkReply *m_reply = nullptr; ///< ours until it is dropped; none once the waiter is resumed
+    bool m_isOver = false; ///< the waiter has been resumed
+    QNetworkProxy m_proxy;
+    QNetworkReply *m_reply = nullptr; ///< ours until it is dropped
+    bool m_isConnectionNew = false;   ///< the reply's
     QList<QSslError> m_tlsErrors;
     QByteArray m_body;
     int m_redirectCount = 0;

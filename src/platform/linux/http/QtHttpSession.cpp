@@ -3,21 +3,12 @@
 #include "platform/linux/http/HttpExchange.h"
 #include "platform/linux/http/TransportError.h"
 
-#include <QNetworkProxyFactory>
-
 #include <algorithm>
 #include <utility>
 
 namespace quillora::platform {
 
 namespace {
-
-class SystemProxies : public QNetworkProxyFactory {
-public:
-    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &query) override {
-        return systemProxyForQuery(query);
-    }
-};
 
 void requireHttpAddress(const QUrl &url) {
     if (url.scheme() != u"http" && url.scheme() != u"https")
@@ -41,20 +32,26 @@ void requireSendableHeaders(const HttpRequest &request) {
 
 } // namespace
 
-QtHttpSession::QtHttpSession(MainQueue &queue) : m_queue(queue) {
-    m_network.setProxyFactory(new SystemProxies); // the network owns it
-}
+QtHttpSession::QtHttpSession(MainQueue &queue, Advice advice) : m_queue(queue), m_advice(std::move(advice)) {}
 
 QtHttpSession::~QtHttpSession() = default;
 
 QCoro::Task<HttpResponse> QtHttpSession::data(HttpRequest request) {
     requireHttpAddress(request.url);
     requireSendableHeaders(request);
+    const QString advice = request.url.host() == m_advice.host ? m_advice.sentence : QString();
     Continuation<HttpResponse> waiter;
     const auto response = waiter.wait();
-    new HttpExchange(m_network, m_queue, std::move(request), totalTime, std::move(waiter), &m_exchanges);
+    new HttpExchange({m_network, m_proxies, m_queue}, std::move(request), totalTime, std::move(waiter),
+                     &m_exchanges);
     // The session may be gone when the answer comes.
-    co_return co_await response;
+    try {
+        co_return co_await response;
+    } catch (const TransportError &error) {
+        if (advice.isEmpty())
+            throw;
+        throw error.withAdvice(advice);
+    }
 }
 
 } // namespace quillora::platform

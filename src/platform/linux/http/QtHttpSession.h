@@ -2,6 +2,7 @@
 
 #include "platform/HttpSession.h"
 #include "platform/MainQueue.h"
+#include "platform/linux/http/SystemProxies.h"
 
 #include <QNetworkAccessManager>
 #include <QObject>
@@ -23,16 +24,24 @@ class QtHttpSession : public HttpSession {
 public:
     static constexpr std::chrono::minutes totalTime{2};
 
+    /// What a user can do when this host cannot be asked, in a sentence.
+    struct Advice {
+        QString host;
+        QString sentence;
+    };
+
     /// `queue` outlives the session and keeps its time.
-    explicit QtHttpSession(MainQueue &queue);
+    explicit QtHttpSession(MainQueue &queue, Advice advice = {});
     ~QtHttpSession() override;
 
     QCoro::Task<HttpResponse> data(HttpRequest request) override;
 
 private:
     MainQueue &m_queue;
+    Advice m_advice;
+    SystemProxies m_proxies{m_queue};
     QNetworkAccessManager m_network;
-    QObject m_exchanges; ///< the parent of those under way; goes before the network that they use
+    QObject m_exchanges; ///< the parent of those under way; they go before what they use
 };
 
 } // namespace quillora::platform

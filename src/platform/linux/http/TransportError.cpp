@@ -85,8 +85,12 @@ TransportError TransportError::slowness(const QUrl &url, std::chrono::millisecon
     return TransportError(url.host() + u" did not complete its answer within "_qs + seconds(limit) + u'.');
 }
 
+TransportError TransportError::noAnswer(const QUrl &url) {
+    return TransportError(url.host() + u" closed the connection without a valid answer."_qs);
+}
+
 TransportError TransportError::tooLong(const QUrl &url) {
-    return TransportError(u"The answer from "_qs + url.host() + u" is too long."_qs);
+    return TransportError(u"The answer from "_qs + url.host() + u" is longer than 1 MiB."_qs);
 }
 
 TransportError TransportError::tooManyRedirects(const QUrl &url) {
@@ -100,6 +104,10 @@ TransportError TransportError::sessionEnded() {
 TransportError TransportError::network(const QUrl &url, QNetworkReply::NetworkError error,
                                        const QList<QSslError> &tlsErrors) {
     return TransportError(networkFault(url.host(), error, tlsErrors));
+}
+
+TransportError TransportError::withAdvice(const QString &advice) const {
+    return TransportError(errorDescription() + u' ' + advice);
 }
 
 } // namespace quillora::platform

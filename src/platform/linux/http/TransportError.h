@@ -24,6 +24,7 @@ public:
 
     static TransportError silence(const QUrl &url, std::chrono::milliseconds limit);
     static TransportError slowness(const QUrl &url, std::chrono::milliseconds limit);
+    static TransportError noAnswer(const QUrl &url);
     static TransportError tooLong(const QUrl &url);
     static TransportError tooManyRedirects(const QUrl &url);
     static TransportError sessionEnded();
@@ -31,6 +32,9 @@ public:
     /// `tlsErrors` is what was wrong with the certificate, if anything.
     static TransportError network(const QUrl &url, QNetworkReply::NetworkError error,
                                   const QList<QSslError> &tlsErrors);
+
+    /// The same, with a sentence that says what to do about it.
+    TransportError withAdvice(const QString &advice) const;
 
 private:
     using LocalizedError::LocalizedError;
