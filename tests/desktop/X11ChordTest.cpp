@@ -100,6 +100,14 @@ private Q_SLOTS:
             QVERIFY(key.keycode != TestKeyboard::alt || !key.isDown);
     }
 
+    void theControlThatTheUserHoldsIsNotPartOfTheChord() {
+        m_keyboard->press(TestKeyboard::control);
+        m_window->takeKeys();
+        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfV, true, platform::commandKeyFlag});
+        m_connection->sync();
+        QCOMPARE(m_keyboard->keysDown(), (std::vector<xcb_keycode_t>{keyOfV, TestKeyboard::rightControl}));
+    }
+
     void aLayoutWithoutVGetsTheKeyAtItsPosition() {
         m_display.setLayout({u"ru"_qs});
         paste();
@@ -241,8 +249,9 @@ private:
     bool waitForKey(xcb_keycode_t keycode, unsigned modifiers) {
         std::vector<TestWindow::Key> pressed;
         const auto isModifier = [](const TestWindow::Key &key) {
-            constexpr xcb_keycode_t keys[] = {TestKeyboard::control, TestKeyboard::alt, TestKeyboard::shift,
-                                              TestKeyboard::super, TestKeyboard::capsLock};
+            constexpr xcb_keycode_t keys[] = {TestKeyboard::control, TestKeyboard::rightControl,
+                                              TestKeyboard::alt,     TestKeyboard::shift,
+                                              TestKeyboard::super,   TestKeyboard::rightShift};
             return std::ranges::count(keys, key.keycode) != 0;
         };
         ChildProcess::waitUntil(
