@@ -2,6 +2,7 @@
 
 namespace quillora::platform {
 
+class Appearance;
 class HotKeyEvents;
 class HttpSession;
 class KeyPositions;
@@ -50,6 +51,7 @@ public:
     virtual Keystrokes &keystrokes() = 0;
     virtual HotKeyEvents &hotKeyEvents() = 0;
     virtual KeyPositions &keyPositions() = 0;
+    virtual Appearance &appearance() = 0;
     virtual SpeechRecognition &speechRecognition() = 0;
     virtual TranslationProvider &translationProvider() = 0;
     virtual HttpSession &httpSession() = 0;

@@ -6,14 +6,17 @@
 
 namespace quillora::test {
 
+/// A keyboard whose scan codes are those of the key codes, moved up by 1000: no code can be mistaken for the
+/// other.
 class FakeKeyPositions : public platform::KeyPositions {
 public:
-    std::optional<quint32> keyCode(quint32 nativeScanCode) const override {
-        const auto found = keyCodes.find(nativeScanCode);
-        return found != keyCodes.end() ? std::optional(found->second) : std::nullopt;
-    }
+    static constexpr quint32 scanCode(quint32 keyCode) { return keyCode + 1000; }
 
-    std::map<quint32, quint32> keyCodes; ///< by native scan code
+    std::optional<quint32> keyCode(quint32 nativeScanCode) const override {
+        if (nativeScanCode < 1000 || nativeScanCode > 1127)
+            return {};
+        return nativeScanCode - 1000;
+    }
 };
 
 } // namespace quillora::test

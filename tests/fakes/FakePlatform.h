@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakes/FakeAppearance.h"
 #include "fakes/FakeHotKeyEvents.h"
 #include "fakes/FakeHttpSession.h"
 #include "fakes/FakeKeyPositions.h"
@@ -28,10 +29,11 @@ public:
     FakePasteboard pasteboardFake{log};
     FakeKeystrokes keystrokesFake{log};
     FakeHotKeyEvents hotKeys{log};
-    FakeKeyPositions keys;
     FakeSpeechRecognition speech{log, queue};
     FakeTranslationProvider translation{log, queue};
     FakeHttpSession http{log};
+    FakeKeyPositions positions;
+    FakeAppearance appearanceFake;
 
     platform::MainQueue &mainQueue() override { return queue; }
     platform::UserDefaults &userDefaults() override { return defaults; }
@@ -41,10 +43,11 @@ public:
     platform::Pasteboard &pasteboard() override { return pasteboardFake; }
     platform::Keystrokes &keystrokes() override { return keystrokesFake; }
     platform::HotKeyEvents &hotKeyEvents() override { return hotKeys; }
-    platform::KeyPositions &keyPositions() override { return keys; }
     platform::SpeechRecognition &speechRecognition() override { return speech; }
     platform::TranslationProvider &translationProvider() override { return translation; }
     platform::HttpSession &httpSession() override { return http; }
+    platform::KeyPositions &keyPositions() override { return positions; }
+    platform::Appearance &appearance() override { return appearanceFake; }
 
     /// Runs everything that is posted.
     void run() { queue.run(); }
