@@ -1,13 +1,12 @@
 #include "fakes/FakePlatform.h"
 #include "insertion/PasteboardInserter.h"
 #include "platform/linux/x11/X11Pasteboard.h"
-#include "support/ClipboardDisplay.h"
+#include "support/EventLoopQueue.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
+#include "support/VirtualDisplay.h"
 
-#include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 namespace quillora::test {
 
@@ -15,37 +14,18 @@ using Answer = SelectionRequestor::Answer;
 
 namespace {
 
-/// A main queue in real time: clipboard managers live in it.
-class RealTimeQueue : public platform::MainQueue {
-public:
-    void async(std::function<void()> work) override {
-        asyncAfter(std::chrono::milliseconds(0), std::move(work));
-    }
-    std::shared_ptr<platform::WorkItem> asyncAfter(std::chrono::milliseconds delay,
-                                                   std::function<void()> work) override {
-        ++pending;
-        QTimer::singleShot(delay, Qt::PreciseTimer, &m_context, [this, work = std::move(work)] {
-            work();
-            --pending;
-        });
-        return nullptr;
-    }
-
-    int pending = 0;
-
-private:
-    QObject m_context;
-};
-
+/// A desktop of fakes, but for its clipboard and its time: clipboard managers live in it.
 class DesktopWithClipboard : public FakePlatform {
 public:
     explicit DesktopWithClipboard(const QByteArray &displayName)
         : x11(std::make_unique<platform::X11Pasteboard>(displayName)) {}
     platform::Pasteboard &pasteboard() override { return *x11; }
-    platform::MainQueue &mainQueue() override { return realTime; }
+    platform::MainQueue &mainQueue() override { return m_realTime; }
 
     std::unique_ptr<platform::X11Pasteboard> x11;
-    RealTimeQueue realTime;
+
+private:
+    EventLoopQueue m_realTime;
 };
 
 } // namespace
@@ -56,32 +36,22 @@ class X11ClipboardManagersTest : public QObject {
 
 private Q_SLOTS:
     void init() {
-        QFETCH(QString, manager);
-        m_home = std::make_unique<QTemporaryDir>();
-        m_display = std::make_unique<ClipboardDisplay>();
+        QFETCH(QStringList, command);
+        m_display = std::make_unique<VirtualDisplay>();
         m_clipboard = std::make_unique<SelectionRequestor>(m_display->name(), "CLIPBOARD");
-        m_manager = std::make_unique<ChildProcess>(
-            u"dbus-run-session"_qs,
-            manager == u"xfsettingsd"_qs ? QStringList{u"--"_qs, manager, u"--disable-wm-check"_qs}
-                                         : QStringList{u"--"_qs, manager},
-            QStringList{u"DISPLAY="_qs + QString::fromLatin1(m_display->name()), u"HOME="_qs + m_home->path(),
-                        u"XDG_RUNTIME_DIR="_qs + m_home->path(), u"XDG_CONFIG_HOME="_qs + m_home->path(),
-                        u"XDG_DATA_HOME="_qs + m_home->path(), u"XDG_CACHE_HOME="_qs + m_home->path(),
-                        u"QT_QPA_PLATFORM=xcb"_qs, u"NO_AT_BRIDGE=1"_qs, u"WAYLAND_DISPLAY="_qs,
-                        u"DBUS_SESSION_BUS_ADDRESS="_qs});
+        m_manager = m_display->start(u"dbus-run-session"_qs, QStringList(u"--"_qs) + command);
         m_desktop = std::make_unique<DesktopWithClipboard>(m_display->name());
-        awaitManager();
     }
     void cleanup() {
         m_desktop.reset();
         m_manager.reset();
         m_clipboard.reset();
         m_display.reset();
-        m_home.reset();
     }
 
-    void aPasteGivesBackWhatStoodThere_data() { managers(); }
+    void aPasteGivesBackWhatStoodThere_data() { recorders(); }
     void aPasteGivesBackWhatStoodThere() {
+        QVERIFY(awaitRecorder());
         const SelectionPeer owner(m_display->name(), "CLIPBOARD",
                                   {{.target = "image/x-test", .data = "\x89not text"},
                                    {.target = "UTF8_STRING", .data = "caption"}});
@@ -90,27 +60,28 @@ private Q_SLOTS:
         const QByteArrayList before{"image/x-test", "UTF8_STRING"};
         QVERIFY(!happensSoon([&] { return m_clipboard->targets() != before; }));
         QCOMPARE(m_clipboard->ask("image/x-test")->data, "\x89not text");
-        QCOMPARE(m_clipboard->ask("UTF8_STRING")->data, "caption");
+        QCOMPARE(pasted(), "caption");
     }
 
-    void theDictatedTextDoesNotStayWhereNothingStood_data() { managers(); }
+    void theDictatedTextDoesNotStayWhereNothingStood_data() { recorders(); }
     void theDictatedTextDoesNotStayWhereNothingStood() {
+        QVERIFY(awaitRecorder());
         paste(u"dictated"_qs);
-        QVERIFY(!happensSoon(
-            [&] { return m_clipboard->ask("UTF8_STRING").value_or(Answer()).data == "dictated"; }));
+        QVERIFY(!happensSoon([&] { return pasted() == "dictated"; }));
     }
 
     void aCopyOutlivesTheProgram_data() { keepers(); }
     void aCopyOutlivesTheProgram() {
+        QVERIFY(awaitKeeper());
         PasteboardInserter().copy(u"copied"_qs);
         m_desktop->x11->handOver();
         m_desktop->x11.reset();
-        QTRY_VERIFY(m_clipboard->ask("UTF8_STRING").has_value());
-        QCOMPARE(m_clipboard->ask("UTF8_STRING")->data, "copied");
+        QTRY_COMPARE(pasted(), "copied");
     }
 
     void restoredContentsOutliveTheProgram_data() { keepers(); }
     void restoredContentsOutliveTheProgram() {
+        QVERIFY(awaitKeeper());
         const QByteArray image(2'000'000, 'p');
         {
             const SelectionPeer owner(
@@ -120,39 +91,37 @@ private Q_SLOTS:
         }
         m_desktop->x11->handOver();
         m_desktop->x11.reset();
-        QTRY_VERIFY(m_clipboard->ask("UTF8_STRING").has_value());
-        QCOMPARE(m_clipboard->ask("UTF8_STRING")->data, "caption");
+        QTRY_COMPARE(pasted(), "caption");
         const auto kept = m_clipboard->ask("image/x-test");
         QVERIFY(kept.has_value());
         QVERIFY(kept->data == image);
     }
 
 private:
-    static void managers() {
-        QTest::addColumn<QString>("manager");
-        QTest::newRow("copyq") << u"copyq"_qs;
-        QTest::newRow("clipman") << u"xfce4-clipman"_qs;
+    /// Managers that record what they see.
+    static void recorders() {
+        QTest::addColumn<QStringList>("command");
+        QTest::newRow("copyq") << QStringList{u"copyq"_qs};
+        QTest::newRow("clipman") << QStringList{u"xfce4-clipman"_qs};
     }
 
     /// Managers that take the contents over from programs that end.
     static void keepers() {
-        QTest::addColumn<QString>("manager");
-        QTest::newRow("xfsettingsd") << u"xfsettingsd"_qs;
+        QTest::addColumn<QStringList>("command");
+        QTest::newRow("xfsettingsd") << QStringList{u"xfsettingsd"_qs, u"--disable-wm-check"_qs};
     }
 
-    /// A manager that is up looks at what appears on the clipboard.
-    void awaitManager() {
-        QFETCH(QString, manager);
-        if (manager == u"xfsettingsd"_qs) {
-            SelectionRequestor keeper(m_display->name(), "CLIPBOARD_MANAGER");
-            QVERIFY(ChildProcess::waitUntil([&] { return keeper.isOwned(); }));
-            return;
-        }
-        QVERIFY(ChildProcess::waitUntil([&] {
+    /// Waits until the manager looks at what appears on the clipboard.
+    bool awaitRecorder() const {
+        return ChildProcess::waitUntil([&] {
             const SelectionPeer probe(m_display->name(), "CLIPBOARD",
-                                      {{.target = "UTF8_STRING", .data = "p"}});
+                                      {{.target = "UTF8_STRING", .data = "probe"}});
             return ChildProcess::waitUntil([&] { return !probe.requested().isEmpty(); }, 500);
-        }));
+        });
+    }
+    bool awaitKeeper() const {
+        SelectionRequestor keeper(m_display->name(), "CLIPBOARD_MANAGER");
+        return ChildProcess::waitUntil([&] { return keeper.isOwned(); });
     }
 
     /// Whether a manager that reacts to a change does this.
@@ -160,13 +129,16 @@ private:
         return ChildProcess::waitUntil(condition, 1000);
     }
 
+    QByteArray pasted() { return m_clipboard->ask("UTF8_STRING").value_or(Answer()).data; }
+
+    /// Waits until the clipboard is given back.
     void paste(const QString &text) {
         QVERIFY(PasteboardInserter().paste(text, nullptr));
-        QVERIFY(ChildProcess::waitUntil([&] { return m_desktop->realTime.pending == 0; }));
+        QCOMPARE(pasted(), text.toUtf8());
+        QVERIFY(ChildProcess::waitUntil([&] { return pasted() != text.toUtf8(); }));
     }
 
-    std::unique_ptr<QTemporaryDir> m_home;
-    std::unique_ptr<ClipboardDisplay> m_display;
+    std::unique_ptr<VirtualDisplay> m_display;
     std::unique_ptr<SelectionRequestor> m_clipboard;
     std::unique_ptr<ChildProcess> m_manager;
     std::unique_ptr<DesktopWithClipboard> m_desktop;

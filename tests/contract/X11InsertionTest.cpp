@@ -1,9 +1,9 @@
 #include "fakes/FakePlatform.h"
 #include "insertion/PasteboardInserter.h"
 #include "platform/linux/x11/X11Pasteboard.h"
-#include "support/ClipboardDisplay.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
+#include "support/VirtualDisplay.h"
 
 #include <QTest>
 
@@ -38,7 +38,7 @@ class X11InsertionTest : public QObject {
 
 private Q_SLOTS:
     void init() {
-        m_display = std::make_unique<ClipboardDisplay>();
+        m_display = std::make_unique<VirtualDisplay>();
         m_desktop = std::make_unique<DesktopWithClipboard>(m_display->name());
         m_clipboard = std::make_unique<SelectionRequestor>(m_display->name(), "CLIPBOARD");
         m_desktop->keystrokesFake.onPost = [this](const platform::KeyEvent &event) {
@@ -146,7 +146,7 @@ private Q_SLOTS:
     }
 
 private:
-    std::unique_ptr<ClipboardDisplay> m_display;
+    std::unique_ptr<VirtualDisplay> m_display;
     std::unique_ptr<DesktopWithClipboard> m_desktop;
     std::unique_ptr<SelectionRequestor> m_clipboard;
     PasteboardInserter m_inserter;

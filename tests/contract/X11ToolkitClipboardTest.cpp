@@ -1,7 +1,7 @@
 #include "platform/linux/x11/X11Pasteboard.h"
-#include "support/ClipboardDisplay.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
+#include "support/VirtualDisplay.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -66,7 +66,7 @@ private:
 } // namespace quillora::test
 
 int main(int argc, char **argv) {
-    quillora::test::ClipboardDisplay display;
+    quillora::test::VirtualDisplay display;
     qputenv("DISPLAY", display.name());
     qputenv("QT_QPA_PLATFORM", "xcb");
     QGuiApplication application(argc, argv);
