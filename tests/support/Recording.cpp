@@ -18,7 +18,8 @@ std::vector<Recording> Recording::all() {
     QFile list(folder.filePath(u"transcription"_qs));
     if (!list.open(QIODevice::ReadOnly))
         throw std::runtime_error("the recordings are not installed");
-    static const QRegularExpression line(u"^<s> (.*) </s> \\((.*)\\)$"_qs, QRegularExpression::MultilineOption);
+    static const QRegularExpression line(u"^<s> (.*) </s> \\((.*)\\)$"_qs,
+                                         QRegularExpression::MultilineOption);
     std::vector<Recording> recordings;
     auto matches = line.globalMatch(QString::fromUtf8(list.readAll()));
     while (matches.hasNext()) {
