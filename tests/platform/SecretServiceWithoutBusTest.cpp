@@ -1,13 +1,16 @@
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 
+#include "support/PrivateKeyring.h"
 #include "support/PrivateSessionBus.h"
 
 #include <QElapsedTimer>
 #include <QTest>
 
 #include <csignal>
+#include <thread>
 
 using namespace quillora::test;
+using namespace std::chrono_literals;
 using quillora::platform::KeychainItem;
 using quillora::platform::KeychainQuery;
 using quillora::platform::KeychainStatus;
@@ -26,7 +29,7 @@ class SecretServiceWithoutBusTest : public QObject {
 private Q_SLOTS:
     void aSessionWithoutABusIsAFailureAtOnce();
     void aFrozenBusCostsOneSecondAtMost();
-    void theProgramSurvivesTheEndOfItsBus();
+    void theProgramSurvivesTheEndOfItsBusDuringACall();
 
 private:
     PrivateSessionBus m_bus;
@@ -49,9 +52,15 @@ void SecretServiceWithoutBusTest::aFrozenBusCostsOneSecondAtMost() {
     m_bus.process().signal(SIGCONT);
 }
 
-void SecretServiceWithoutBusTest::theProgramSurvivesTheEndOfItsBus() {
-    SecretServiceKeychain().copyMatching(token);
-    m_bus.process().stop();
+void SecretServiceWithoutBusTest::theProgramSurvivesTheEndOfItsBusDuringACall() {
+    PrivateKeyring keyring(m_bus);
+    keyring.freeze();
+    std::thread undertaker([this] {
+        std::this_thread::sleep_for(100ms); // the call below is then under way
+        m_bus.process().signal(SIGKILL);
+    });
+    QCOMPARE(SecretServiceKeychain().copyMatching(token), failed);
+    undertaker.join();
     QTRY_VERIFY(!m_bus.connection().isConnected());
     QCOMPARE(SecretServiceKeychain().copyMatching(token), failed);
 }
