@@ -6,13 +6,13 @@
 
 namespace quillora::platform {
 
-/// Tells which key was pressed, whatever the keyboard layout makes of it. Main thread only.
+/// Names the physical keys of this session's keyboards. Main thread only.
 class KeyPositions {
 public:
     virtual ~KeyPositions() = default;
 
-    /// The key position, in the numbering of AppHotKey, of a key that the toolkit reports by its native scan
-    /// code; nothing if the numbering has no such key.
+    /// The position, in the numbering of AppHotKey, of the key that the toolkit reports with this native scan
+    /// code; nothing if the numbering has no such key. The keyboard layout makes no difference.
     virtual std::optional<quint32> keyCode(quint32 nativeScanCode) const = 0;
 };
 
