@@ -3,6 +3,7 @@
 #include "app/ApplicationIdentity.h"
 #include "app/StatusIcon.h"
 #include "app/SystemDialogs.h"
+#include "platform/HotKeyEvents.h"
 #include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "ui/ContentView.h"
@@ -174,6 +175,19 @@ void AppDelegate::configureHotKey() {
     };
     if (!registerHotKey(m_controller->hotKey()))
         m_controller->onNeedsAttention();
+    connect(m_controller.get(), &AppController::changed, this, &AppDelegate::refreshHotKeySuspension);
+}
+
+/// The registered combination must reach the recorder, or it could not be chosen again.
+void AppDelegate::refreshHotKeySuspension() {
+    if (m_isHotKeySuspended == m_controller->isRecordingHotKey())
+        return;
+    m_isHotKeySuspended = m_controller->isRecordingHotKey();
+    auto &hotKeyEvents = Platform::current().hotKeyEvents();
+    if (m_isHotKeySuspended)
+        hotKeyEvents.suspend();
+    else
+        hotKeyEvents.resume();
 }
 
 /// A release may come while its press is still waiting inside the controller, which sorts that out.
