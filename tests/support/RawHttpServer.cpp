@@ -73,6 +73,11 @@ void RawHttpServer::close() { m_answered->disconnectFromHost(); }
 
 void RawHttpServer::reset() { resetConnection(m_answered); }
 
+void RawHttpServer::closeAll() {
+    for (QSslSocket *socket : m_listener.findChildren<QSslSocket *>())
+        socket->disconnectFromHost();
+}
+
 int RawHttpServer::openConnectionCount() const {
     const auto sockets = m_listener.findChildren<QSslSocket *>();
     return static_cast<int>(std::count_if(sockets.cbegin(), sockets.cend(), [](const QSslSocket *socket) {

@@ -45,6 +45,9 @@ public:
     void close();
     void reset();
 
+    /// Closes every connection, answered or not.
+    void closeAll();
+
     /// Complete requests, byte for byte, in the order of their arrival.
     const QList<QByteArray> &requests() const { return m_requests; }
 
