@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+
+namespace quillora::platform {
+
+/// Notices a keychain that becomes usable during the run. Main thread only.
+class KeychainAvailability {
+public:
+    using Observer = std::function<void()>;
+
+    virtual ~KeychainAvailability() = default;
+
+    /// `observer` is called on the main thread whenever the keychain has appeared or was unlocked: what could
+    /// not be read before may be readable now. It takes the place of the one before; none ends the watch.
+    virtual void setObserver(Observer observer) = 0;
+};
+
+} // namespace quillora::platform

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/linux/keyring/GlibPointer.h"
+
+#include <libsecret/secret.h>
+
+namespace quillora::platform {
+
+/// The type of a connection to the Secret Service that dismisses every dialog the service wants to show; what
+/// needed the dialog fails.
+GType nonPromptingSecretServiceType();
+
+} // namespace quillora::platform

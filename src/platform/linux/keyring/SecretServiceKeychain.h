@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/Keychain.h"
+
+#include <chrono>
+#include <functional>
+
+typedef struct _GCancellable GCancellable;
+
+namespace quillora::platform {
+
+/// Generic passwords in the desktop's keyring, reached over D-Bus as the Secret Service.
+///
+/// An item is found by its attributes `service` and `account` alone, whoever wrote it. Where several match,
+/// one is read and all are changed. A locked keyring is a failure: it is never asked to unlock, since the
+/// dialog would take the focus from the application that is being dictated into.
+///
+/// After a call that ran out of time the service counts as absent for `absence`: each further call would cost
+/// the main thread a second.
+class SecretServiceKeychain : public Keychain {
+public:
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+
+    static constexpr std::chrono::milliseconds deadline{900}; ///< leaves room within the promised second
+    static constexpr std::chrono::seconds absence{30};
+
+    explicit SecretServiceKeychain(Clock clock = &std::chrono::steady_clock::now);
+
+    KeychainItem copyMatching(const KeychainQuery &query) override;
+    KeychainStatus update(const KeychainQuery &query, const QByteArray &data) override;
+    KeychainStatus add(const KeychainQuery &query, const QByteArray &data) override;
+    KeychainStatus remove(const KeychainQuery &query) override;
+
+    /// Ends an absence early, because the service has shown that it is there.
+    void endAbsence();
+
+private:
+    using Operation = std::function<KeychainItem(GCancellable *)>;
+
+    KeychainItem answer(Operation operation);
+
+    Clock m_clock;
+    std::chrono::steady_clock::time_point m_absentUntil{};
+};
+
+} // namespace quillora::platform

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/Keychain.h"
+#include "platform/linux/keyring/GlibPointer.h"
+
+#include <libsecret/secret.h>
+
+#include <vector>
+
+namespace quillora::platform {
+
+/// One conversation with the Secret Service, for one operation of the keychain; a new one for each knows
+/// nothing of a service that has been replaced meanwhile. Belongs to the thread that made it, which it blocks
+/// until the service answers or `cancellable` is cancelled.
+class SecretServiceSession {
+public:
+    explicit SecretServiceSession(GCancellable *cancellable);
+    ~SecretServiceSession();
+    SecretServiceSession(const SecretServiceSession &) = delete;
+    SecretServiceSession &operator=(const SecretServiceSession &) = delete;
+
+    KeychainItem copyMatching(const KeychainQuery &query);
+    KeychainStatus update(const KeychainQuery &query, const QByteArray &data);
+    KeychainStatus add(const KeychainQuery &query, const QByteArray &data);
+    KeychainStatus remove(const KeychainQuery &query);
+
+private:
+    /// What a search has found: some items, or the reason why there are none.
+    struct Findings {
+        KeychainStatus status = KeychainStatus::failure;
+        std::vector<GlibPointer<SecretItem>> unlocked;
+        bool someAreLocked = false;
+    };
+
+    Findings search(const KeychainQuery &query);
+    bool defaultCollectionIsLocked();
+
+    GCancellable *m_cancellable;
+    GlibPointer<GMainContext> m_context;
+    GlibPointer<SecretService> m_service; ///< none where the service cannot be reached
+};
+
+} // namespace quillora::platform

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "platform/MainQueue.h"
+
+#include <QObject>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace quillora::test {
+
+/// A main queue, and the passing of its time.
+class MainQueueHarness {
+public:
+    virtual ~MainQueueHarness() = default;
+
+    virtual platform::MainQueue &queue() = 0;
+
+    /// Runs everything that is due within `time` from now, and returns after it.
+    virtual void pass(std::chrono::milliseconds time) = 0;
+
+    /// Time since some fixed moment, by the clock the queue keeps.
+    virtual std::chrono::nanoseconds now() = 0;
+};
+
+/// What every main queue keeps to.
+class MainQueueContract : public QObject {
+    Q_OBJECT
+
+public:
+    using MakeHarness = std::function<std::unique_ptr<MainQueueHarness>()>;
+
+    explicit MainQueueContract(MakeHarness make) : m_make(std::move(make)) {}
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void asyncWorkRunsAfterTheCallThatHandedItOver();
+    void asyncWorkRunsInTheOrderOfTheCalls();
+    void workThatAsyncWorkHandsOverRunsAfterWhatWaitedAlready();
+    void workOfAnotherThreadRunsOnTheMainThread();
+    void workOfOneOtherThreadKeepsItsOrder();
+    void asyncWorkIsLetGoOnceItHasRun();
+
+    void delayedWorkRunsOnceAndNotBeforeItsDelay_data();
+    void delayedWorkRunsOnceAndNotBeforeItsDelay();
+    void delayedWorkOfNoDelayRunsAfterTheCallThatHandedItOver();
+    void shorterDelaysRunBeforeLongerOnes();
+    void equalDelaysRunInTheOrderOfTheCalls();
+    void delayedWorkRunsThoughItsItemWasDropped();
+    void delayedWorkIsLetGoOnceItHasRun();
+    void delayedWorkMayScheduleTheNext();
+
+    void cancelledWorkNeverRuns();
+    void cancellingLetsGoOfWhatWasCaptured();
+    void cancellingTwiceDoesNothing();
+    void cancellingAfterTheWorkRanDoesNothing();
+    void workMayCancelItsOwnItem();
+    void workMayCancelOtherWorkThatIsDueAtOnce();
+    void itemsMayOutliveTheQueue();
+    void destroyingTheQueueLetsGoOfWhatWaits();
+
+private:
+    platform::MainQueue &queue() { return m_harness->queue(); }
+
+    MakeHarness m_make;
+    std::unique_ptr<MainQueueHarness> m_harness;
+};
+
+} // namespace quillora::test

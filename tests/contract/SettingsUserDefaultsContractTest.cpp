@@ -1,0 +1,44 @@
+#include "contract/UserDefaultsContract.h"
+#include "platform/linux/settings/SettingsUserDefaults.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <optional>
+
+namespace {
+
+class SettingsUserDefaultsHarness : public quillora::test::UserDefaultsHarness {
+public:
+    SettingsUserDefaultsHarness() { begin(); }
+
+    quillora::platform::UserDefaults &defaults() override { return *m_defaults; }
+
+    /// The file moves, or the values would be served from what this process remembers of it.
+    void restart() override {
+        m_defaults.reset();
+        const QString before = path();
+        ++m_run;
+        QFile::rename(before, path());
+        begin();
+    }
+
+private:
+    QString path() const { return m_folder.filePath(u"Quillora-%1.conf"_qs.arg(m_run)); }
+    void begin() { m_defaults.emplace(path()); }
+
+    QTemporaryDir m_folder;
+    int m_run = 0;
+    std::optional<quillora::platform::SettingsUserDefaults> m_defaults;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    quillora::test::UserDefaultsContract contract(
+        [] { return std::make_unique<SettingsUserDefaultsHarness>(); });
+    return QTest::qExec(&contract, argc, argv);
+}

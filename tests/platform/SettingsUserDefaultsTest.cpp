@@ -1,0 +1,140 @@
+#include "platform/linux/settings/SettingsUserDefaults.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using quillora::platform::SettingsUserDefaults;
+
+/// What becomes of the settings file, whatever state it is found in.
+class SettingsUserDefaultsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void theUsersFileLiesInTheConfigurationFolder();
+    void aValueReachesTheFileFromTheEventLoop();
+    void theFileIsReplacedAsAWhole();
+    void aFileThatCannotBeUnderstoodIsKeptAside_data();
+    void aFileThatCannotBeUnderstoodIsKeptAside();
+    void aSecondUnreadableFileDoesNotReplaceTheFirst();
+    void aFolderInPlaceOfTheFileIsKeptAside();
+    void whereNothingCanBeWrittenValuesStayInEffect();
+    void twoProcessesKeepEachOthersKeys();
+    void aListTypedIntoTheFileIsReadAsText();
+
+private:
+    QString path() const { return m_folder->filePath(u"Quillora.conf"_qs); }
+    void write(const QByteArray &contents) const;
+    static QByteArray read(const QString &path);
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+void SettingsUserDefaultsTest::init() { m_folder = std::make_unique<QTemporaryDir>(); }
+
+void SettingsUserDefaultsTest::write(const QByteArray &contents) const {
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(contents);
+}
+
+QByteArray SettingsUserDefaultsTest::read(const QString &path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void SettingsUserDefaultsTest::theUsersFileLiesInTheConfigurationFolder() {
+    const QByteArray before = qgetenv("XDG_CONFIG_HOME");
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_folder->path()));
+    SettingsUserDefaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    qputenv("XDG_CONFIG_HOME", before);
+    QCOMPARE(read(m_folder->filePath(u"Quillora/Quillora.conf"_qs)),
+             "[General]\ntargetLanguageIdentifier=es\n");
+}
+
+void SettingsUserDefaultsTest::aValueReachesTheFileFromTheEventLoop() {
+    SettingsUserDefaults defaults(path());
+    defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    QTRY_COMPARE(read(path()), "[General]\ntargetLanguageIdentifier=es\n");
+}
+
+void SettingsUserDefaultsTest::theFileIsReplacedAsAWhole() {
+    write("[General]\nhotKey=one\n");
+    QFile before(path());
+    QVERIFY(before.open(QIODevice::ReadOnly));
+    SettingsUserDefaults(path()).setString(u"two"_qs, u"hotKey"_qs);
+    QCOMPARE(before.readAll(), "[General]\nhotKey=one\n");
+    QCOMPARE(read(path()), "[General]\nhotKey=two\n");
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"Quillora.conf"_qs});
+}
+
+void SettingsUserDefaultsTest::aFileThatCannotBeUnderstoodIsKeptAside_data() {
+    QTest::addColumn<QByteArray>("contents");
+    QTest::newRow("a line that is no setting") << QByteArray("[General]\nhotKey=49|2048\nrubbish\n");
+    QTest::newRow("a section that does not end") << QByteArray("[Gener");
+    QTest::newRow("binary") << QByteArray::fromHex("7f454c4602010100000000000000000003003e");
+}
+
+void SettingsUserDefaultsTest::aFileThatCannotBeUnderstoodIsKeptAside() {
+    QFETCH(const QByteArray, contents);
+    write(contents);
+    {
+        SettingsUserDefaults defaults(path());
+        QCOMPARE(defaults.string(u"hotKey"_qs), std::nullopt);
+        defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    }
+    QCOMPARE(read(path() + u".unreadable-1"_qs), contents);
+    QCOMPARE(SettingsUserDefaults(path()).string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+}
+
+void SettingsUserDefaultsTest::aSecondUnreadableFileDoesNotReplaceTheFirst() {
+    write("first\n");
+    SettingsUserDefaults{path()};
+    write("second\n");
+    SettingsUserDefaults{path()};
+    QCOMPARE(read(path() + u".unreadable-1"_qs), "first\n");
+    QCOMPARE(read(path() + u".unreadable-2"_qs), "second\n");
+}
+
+void SettingsUserDefaultsTest::aFolderInPlaceOfTheFileIsKeptAside() {
+    QVERIFY(QDir().mkpath(path()));
+    SettingsUserDefaults(path()).setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    QVERIFY(QDir(path() + u".unreadable-1"_qs).exists());
+    QCOMPARE(SettingsUserDefaults(path()).string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+}
+
+void SettingsUserDefaultsTest::whereNothingCanBeWrittenValuesStayInEffect() {
+    // No folder can be made below a file, whoever the user is.
+    write("[General]\n");
+    SettingsUserDefaults defaults(path() + u"/Quillora/Quillora.conf"_qs);
+    defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    QCoreApplication::processEvents();
+    QCOMPARE(defaults.string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+}
+
+void SettingsUserDefaultsTest::twoProcessesKeepEachOthersKeys() {
+    // QSettings shares one store among all its objects of a path in a process; another path to the same file
+    // stands for the other process.
+    const QString linkPath = m_folder->filePath(u"link"_qs);
+    QVERIFY(QFile::link(m_folder->path(), linkPath));
+    {
+        SettingsUserDefaults one(path());
+        SettingsUserDefaults other(linkPath + u"/Quillora.conf"_qs);
+        one.setString(u"1"_qs, u"one"_qs);
+        other.setString(u"2"_qs, u"other"_qs);
+    }
+    SettingsUserDefaults after(path());
+    QCOMPARE(after.string(u"one"_qs), u"1"_qs);
+    QCOMPARE(after.string(u"other"_qs), u"2"_qs);
+}
+
+void SettingsUserDefaultsTest::aListTypedIntoTheFileIsReadAsText() {
+    write("[General]\nopenAIEndpointString=a, b\n");
+    QCOMPARE(SettingsUserDefaults(path()).string(u"openAIEndpointString"_qs), u"a, b"_qs);
+}
+
+QTEST_GUILESS_MAIN(SettingsUserDefaultsTest)
+#include "SettingsUserDefaultsTest.moc"

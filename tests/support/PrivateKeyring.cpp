@@ -1,0 +1,148 @@
+#include "support/PrivateKeyring.h"
+
+#include <QDBusArgument>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+
+#include <stdexcept>
+
+namespace quillora::test {
+
+/// The Secret Service's way of sending a secret.
+struct Secret {
+    QDBusObjectPath session;
+    QByteArray parameters;
+    QByteArray value;
+    QString contentType;
+};
+
+static QDBusArgument &operator<<(QDBusArgument &argument, const Secret &secret) {
+    argument.beginStructure();
+    argument << secret.session << secret.parameters << secret.value << secret.contentType;
+    argument.endStructure();
+    return argument;
+}
+
+static const QDBusArgument &operator>>(const QDBusArgument &argument, Secret &secret) {
+    argument.beginStructure();
+    argument >> secret.session >> secret.parameters >> secret.value >> secret.contentType;
+    argument.endStructure();
+    return argument;
+}
+
+namespace {
+
+const QString serviceName = u"org.freedesktop.secrets"_qs;
+const QString servicePath = u"/org/freedesktop/secrets"_qs;
+const QString collectionPath = u"/org/freedesktop/secrets/collection/login"_qs;
+const QByteArray password = "a password of this test";
+
+} // namespace
+
+} // namespace quillora::test
+
+Q_DECLARE_METATYPE(quillora::test::Secret)
+
+namespace quillora::test {
+
+PrivateKeyring::PrivateKeyring(const PrivateSessionBus &bus, Collection collection)
+    : m_bus(bus.connection()) {
+    qDBusRegisterMetaType<Secret>();
+    qDBusRegisterMetaType<Attributes>();
+
+    QStringList arguments{u"--foreground"_qs, u"--components=secrets"_qs,
+                          u"--control-directory=%1/control"_qs.arg(m_home.path())};
+    if (collection == Collection::unlocked)
+        arguments.append(u"--unlock"_qs);
+    m_process.emplace(
+        u"gnome-keyring-daemon"_qs, arguments,
+        QStringList{u"DBUS_SESSION_BUS_ADDRESS=%1"_qs.arg(bus.address()), u"HOME=%1"_qs.arg(m_home.path()),
+                    u"XDG_RUNTIME_DIR=%1"_qs.arg(m_home.path()),
+                    u"XDG_DATA_HOME=%1/data"_qs.arg(m_home.path()), u"DISPLAY="_qs, u"WAYLAND_DISPLAY="_qs});
+    m_process->process().write(password);
+    m_process->process().closeWriteChannel();
+    waitForOwner(true);
+}
+
+PrivateKeyring::~PrivateKeyring() = default;
+
+void PrivateKeyring::store(const Item &item) {
+    const QVariantMap properties{
+        {u"org.freedesktop.Secret.Item.Label"_qs, item.label},
+        {u"org.freedesktop.Secret.Item.Attributes"_qs, QVariant::fromValue(item.attributes)}};
+    const Secret secret{session(), {}, item.data, u"text/plain"_qs};
+    call(collectionPath, u"org.freedesktop.Secret.Collection"_qs, u"CreateItem"_qs,
+         {properties, QVariant::fromValue(secret), false});
+}
+
+QList<PrivateKeyring::Item> PrivateKeyring::find(const Attributes &attributes) {
+    auto message = QDBusMessage::createMethodCall(serviceName, servicePath,
+                                                  u"org.freedesktop.Secret.Service"_qs, u"SearchItems"_qs);
+    message.setArguments({QVariant::fromValue(attributes)});
+    const QDBusMessage reply = m_bus.call(message);
+    const auto unlocked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().value(0));
+    const auto locked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().value(1));
+
+    const QString interface = u"org.freedesktop.Secret.Item"_qs;
+    const auto property = [&](const QDBusObjectPath &path, const QString &name) {
+        return call(path.path(), u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs, {interface, name})
+            .value<QDBusVariant>()
+            .variant();
+    };
+    QList<Item> items;
+    for (const auto &path : unlocked + locked) {
+        Item item{property(path, u"Label"_qs).toString(),
+                  qdbus_cast<Attributes>(property(path, u"Attributes"_qs)),
+                  {}};
+        if (unlocked.contains(path))
+            item.data = qdbus_cast<Secret>(
+                            call(path.path(), interface, u"GetSecret"_qs, {QVariant::fromValue(session())}))
+                            .value;
+        items.append(item);
+    }
+    return items;
+}
+
+void PrivateKeyring::lock() {
+    call(servicePath, u"org.freedesktop.Secret.Service"_qs, u"Lock"_qs,
+         {QVariant::fromValue(QList{QDBusObjectPath(collectionPath)})});
+}
+
+void PrivateKeyring::unlock() {
+    const Secret master{session(), {}, password, u"text/plain"_qs};
+    call(servicePath, u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_qs,
+         u"UnlockWithMasterPassword"_qs,
+         {QVariant::fromValue(QDBusObjectPath(collectionPath)), QVariant::fromValue(master)});
+}
+
+void PrivateKeyring::end() {
+    m_process->signal(SIGKILL);
+    m_process->stop();
+    waitForOwner(false);
+}
+
+QVariant PrivateKeyring::call(const QString &path, const QString &interface, const QString &method,
+                              const QVariantList &arguments) {
+    auto message = QDBusMessage::createMethodCall(serviceName, path, interface, method);
+    message.setArguments(arguments);
+    const QDBusMessage reply = m_bus.call(message);
+    if (reply.type() == QDBusMessage::ErrorMessage)
+        throw std::runtime_error(method.toStdString() + ": " + reply.errorMessage().toStdString());
+    return reply.arguments().value(0);
+}
+
+void PrivateKeyring::waitForOwner(bool isOwned) {
+    const auto holds = [&] { return m_bus.interface()->isServiceRegistered(serviceName) == isOwned; };
+    if (!ChildProcess::waitUntil(holds))
+        throw std::runtime_error("the keyring does not come and go as it should");
+}
+
+QDBusObjectPath PrivateKeyring::session() {
+    auto message = QDBusMessage::createMethodCall(serviceName, servicePath,
+                                                  u"org.freedesktop.Secret.Service"_qs, u"OpenSession"_qs);
+    message.setArguments({u"plain"_qs, QVariant::fromValue(QDBusVariant(QString()))});
+    return m_bus.call(message).arguments().value(1).value<QDBusObjectPath>();
+}
+
+} // namespace quillora::test

@@ -1,0 +1,45 @@
+#include "support/PrivateSessionBus.h"
+
+#include <QFile>
+
+#include <stdexcept>
+
+namespace quillora::test {
+
+namespace {
+
+constexpr auto configuration = R"(<busconfig>
+  <type>session</type>
+  <listen>unix:path=%1/bus</listen>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+)";
+
+} // namespace
+
+PrivateSessionBus::PrivateSessionBus() {
+    const QString file = m_folder.filePath(u"bus.conf"_qs);
+    QFile conf(file);
+    if (!conf.open(QIODevice::WriteOnly))
+        throw std::runtime_error("cannot write the bus configuration");
+    conf.write(QString::fromLatin1(configuration).arg(m_folder.path()).toUtf8());
+    conf.close();
+
+    m_process.emplace(u"dbus-daemon"_qs,
+                      QStringList{u"--config-file=%1"_qs.arg(file), u"--nofork"_qs, u"--print-address"_qs});
+    auto &output = m_process->process();
+    if (!ChildProcess::waitUntil([&] { return output.canReadLine(); }))
+        throw std::runtime_error("the session bus does not come up");
+    m_address = QString::fromUtf8(output.readLine()).trimmed();
+    QDBusConnection::connectToBus(m_address, m_address);
+}
+
+PrivateSessionBus::~PrivateSessionBus() { QDBusConnection::disconnectFromBus(m_address); }
+
+void PrivateSessionBus::install() const { qputenv("DBUS_SESSION_BUS_ADDRESS", m_address.toUtf8()); }
+
+} // namespace quillora::test
