@@ -95,6 +95,8 @@ public:
     QCoro::Task<> startRecording();
     QCoro::Task<> stopRecording();
     void pasteLastTranslation();
+    /// Whether a paste has still to give the pasteboard back; that takes less than a second.
+    bool hasPendingPasteboardRestore() const { return m_pasteboardInserter.hasPendingRestore(); }
 
     /// Asks, once in a run, for leave to synthesise keystrokes where it is missing.
     void requestAccessibilityIfNeeded();

@@ -84,10 +84,12 @@ bool PasteboardInserter::paste(const QString &text, const platform::RunningAppli
     copy(text);
     if (target)
         target->activate();
-    Platform::current().mainQueue().asyncAfter(keystrokeDelay, [saved = std::move(saved)]() mutable {
+    auto &mainQueue = Platform::current().mainQueue();
+    mainQueue.asyncAfter(keystrokeDelay, [saved = std::move(saved), pending = m_pendingRestores]() mutable {
         postCommandV();
-        Platform::current().mainQueue().asyncAfter(restoreDelay,
-                                                   [saved = std::move(saved)] { restorePasteboard(saved); });
+        Platform::current().mainQueue().asyncAfter(
+            restoreDelay,
+            [saved = std::move(saved), pending = std::move(pending)] { restorePasteboard(saved); });
     });
     return true;
 }

@@ -4,10 +4,13 @@
 
 #include <QString>
 
+#include <memory>
+#include <variant>
+
 namespace quillora {
 
 /// Puts a finished text into another application by way of the pasteboard, and gives the pasteboard back.
-/// Stateless; main thread only.
+/// Main thread only.
 class PasteboardInserter {
 public:
     /// Whether keystrokes may be synthesised; never prompts.
@@ -23,6 +26,13 @@ public:
     /// later, and gives the pasteboard back 0.8 s after that; returns before either. False, and nothing is
     /// done, where keystrokes may not be synthesised.
     bool paste(const QString &text, const platform::RunningApplicationHandle &target) const;
+
+    /// Whether some paste has still to give the pasteboard back.
+    bool hasPendingRestore() const { return m_pendingRestores.use_count() > 1; }
+
+private:
+    /// Shared with every restore that is still to come; its count is all there is to know.
+    std::shared_ptr<const std::monostate> m_pendingRestores = std::make_shared<std::monostate>();
 };
 
 } // namespace quillora

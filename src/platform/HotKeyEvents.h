@@ -64,12 +64,21 @@ public:
     virtual Status removeEventHandler(EventHandlerReference handler) = 0;
 
     /// Takes the combination for this program. Fails, and leaves `out` alone, if it cannot be had as a whole.
-    /// `keyCode` and `modifiers` are in the numbering of AppHotKey.
+    /// `keyCode` and `modifiers` are in the numbering of AppHotKey. A key that is down already gives no
+    /// events until it has gone up: what was pressed to choose a hotkey does not use it.
     virtual Status registerEventHotKey(quint32 keyCode, quint32 modifiers, const HotKeyIdentifier &identifier,
                                        quint32 options, std::optional<HotKeyReference> &out) = 0;
 
     /// Gives the combination back.
     virtual Status unregisterEventHotKey(HotKeyReference hotKey) = 0;
+
+    /// Lets the registered combinations reach the focused window like any other key, so that a new hotkey can
+    /// be chosen by pressing it. They stay registered but give no events, save the release of a key that is
+    /// down. Combinations can be registered and unregistered meanwhile.
+    virtual void suspend() = 0;
+
+    /// Ends the suspension. A key that is still down gives no events until it has gone up.
+    virtual void resume() = 0;
 };
 
 } // namespace quillora::platform

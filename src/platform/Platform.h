@@ -2,8 +2,10 @@
 
 namespace quillora::platform {
 
+class Appearance;
 class HotKeyEvents;
 class HttpSession;
+class KeyPositions;
 class Keychain;
 class Keystrokes;
 class LocaleServices;
@@ -48,6 +50,8 @@ public:
     virtual Pasteboard &pasteboard() = 0;
     virtual Keystrokes &keystrokes() = 0;
     virtual HotKeyEvents &hotKeyEvents() = 0;
+    virtual KeyPositions &keyPositions() = 0;
+    virtual Appearance &appearance() = 0;
     virtual SpeechRecognition &speechRecognition() = 0;
     virtual TranslationProvider &translationProvider() = 0;
     virtual HttpSession &httpSession() = 0;

@@ -119,6 +119,8 @@ QCoro::Task<QString> SpeechRecognizerService::stop() {
 
     Continuation<QString> continuation;
     const auto finalText = continuation.wait();
+    if (m_finalContinuation)
+        m_overtakenContinuations.push_back(std::move(*m_finalContinuation));
     m_finalContinuation = std::move(continuation);
     if (m_recognitionRequest)
         m_recognitionRequest->endAudio();
@@ -129,7 +131,13 @@ QCoro::Task<QString> SpeechRecognizerService::stop() {
                     self->finishRecognition(self->m_lastTranscript, true);
             });
         });
-    co_return co_await finalText;
+    QString text;
+    try {
+        text = co_await finalText;
+    } catch (const platform::ContinuationDropped &) {
+        // The service ended while this stop was an overtaken one; there is nobody left to tell.
+    }
+    co_return text;
 }
 
 void SpeechRecognizerService::finishRecognition(const QString &text, bool cancelTask) {

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace quillora {
 
@@ -42,7 +43,10 @@ private:
     std::shared_ptr<platform::AudioBufferRecognitionRequest> m_recognitionRequest;
     std::unique_ptr<platform::RecognitionTask> m_recognitionTask;
     std::optional<platform::Continuation<QString>> m_finalContinuation; ///< set while a stop waits
-    std::shared_ptr<platform::WorkItem> m_fallbackWorkItem;             ///< the waiting stop's time-out
+    /// Stops that were still waiting when another one began: the final text is the other's, so that it is not
+    /// inserted twice, and these wait for as long as the service lives.
+    std::vector<platform::Continuation<QString>> m_overtakenContinuations;
+    std::shared_ptr<platform::WorkItem> m_fallbackWorkItem; ///< the waiting stop's time-out
     QString m_lastTranscript;
     bool m_isRunning = false;
 };

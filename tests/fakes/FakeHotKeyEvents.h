@@ -5,7 +5,9 @@
 
 #include <QSet>
 
+#include <algorithm>
 #include <map>
+#include <utility>
 
 namespace quillora::test {
 
@@ -40,9 +42,9 @@ public:
                       .arg(identifier.signature, 0, 16)
                       .arg(identifier.number)
                       .arg(options));
-        if (takenElsewhere.contains({keyCode, modifiers}))
+        if (takenElsewhere.contains({keyCode, modifiers}) || isRegistered(keyCode, modifiers))
             return refused;
-        hotKeys[++m_lastReference] = {keyCode, modifiers, identifier};
+        hotKeys[++m_lastReference] = {keyCode, modifiers, identifier, false};
         out = m_lastReference;
         return noError;
     }
@@ -50,12 +52,44 @@ public:
         m_log.add(u"hotkeys.unregister"_qs);
         return hotKeys.erase(hotKey) ? noError : refused;
     }
+    void suspend() override {
+        m_log.add(u"hotkeys.suspend"_qs);
+        isSuspended = true;
+    }
+    void resume() override {
+        m_log.add(u"hotkeys.resume"_qs);
+        isSuspended = false;
+    }
+
+    /// The user presses a key with modifiers held, and lets it go.
+    void keyDown(quint32 keyCode, quint32 modifiers) {
+        keysDown.insert(keyCode);
+        if (isSuspended)
+            return;
+        changeAll(platform::hotKeyPressedKind, [=](HotKey &hotKey) {
+            const bool isMeant =
+                hotKey.keyCode == keyCode && (hotKey.modifiers & knownModifiers) == modifiers;
+            return isMeant && !std::exchange(hotKey.isDown, true);
+        });
+    }
+    void keyUp(quint32 keyCode) {
+        keysDown.remove(keyCode);
+        changeAll(platform::hotKeyReleasedKind, [=](HotKey &hotKey) {
+            return hotKey.keyCode == keyCode && std::exchange(hotKey.isDown, false);
+        });
+    }
 
     /// The user presses the key of the registered combination, and lets it go.
-    void press() { sendForAll(platform::hotKeyPressedKind); }
-    void release() { sendForAll(platform::hotKeyReleasedKind); }
+    void press() {
+        for (const auto &[keyCode, modifiers] : registered())
+            keyDown(keyCode, modifiers);
+    }
+    void release() {
+        for (const auto &[keyCode, modifiers] : registered())
+            keyUp(keyCode);
+    }
 
-    /// Delivers an event as the system would; to the handlers that asked for its kind.
+    /// Delivers an event to every handler, whatever it asked for.
     Status send(const platform::HotKeyEvent *event) {
         Status status = noError;
         const auto installed = handlers;
@@ -72,19 +106,45 @@ public:
         quint32 keyCode;
         quint32 modifiers;
         platform::HotKeyIdentifier identifier;
+        bool isDown; ///< its press has been delivered
     };
 
     std::map<platform::EventHandlerReference, Handler> handlers;
     std::map<platform::HotKeyReference, HotKey> hotKeys;
     bool refusesHandlers = false;
     QSet<std::pair<quint32, quint32>> takenElsewhere; ///< key code, modifiers
+    QSet<quint32> keysDown;
+    bool isSuspended = false;
 
 private:
-    void sendForAll(quint32 kind) {
-        const auto registered = hotKeys;
-        for (const auto &[reference, hotKey] : registered) {
-            const platform::HotKeyEvent event{kind, hotKey.identifier};
-            send(&event);
+    static constexpr quint32 knownModifiers = 0x1b00;
+
+    bool isRegistered(quint32 keyCode, quint32 modifiers) const {
+        return registered().contains({keyCode, modifiers & knownModifiers});
+    }
+    QList<std::pair<quint32, quint32>> registered() const {
+        QList<std::pair<quint32, quint32>> combinations;
+        for (const auto &[reference, hotKey] : hotKeys)
+            combinations.append({hotKey.keyCode, hotKey.modifiers & knownModifiers});
+        return combinations;
+    }
+
+    /// Sends the kind for every hotkey for which `change` says that something happened.
+    template <typename Change>
+    void changeAll(quint32 kind, Change change) {
+        QList<platform::HotKeyIdentifier> changed;
+        for (auto &[reference, hotKey] : hotKeys) {
+            if (change(hotKey))
+                changed.append(hotKey.identifier);
+        }
+        for (const auto &identifier : changed) {
+            const platform::HotKeyEvent event{kind, identifier};
+            const auto installed = handlers;
+            for (const auto &[reference, handler] : installed) {
+                if (std::ranges::count(handler.types,
+                                       platform::EventTypeSpecification{platform::keyboardEventClass, kind}))
+                    handler.handler(&event);
+            }
         }
     }
 

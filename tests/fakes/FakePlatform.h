@@ -1,7 +1,9 @@
 #pragma once
 
+#include "fakes/FakeAppearance.h"
 #include "fakes/FakeHotKeyEvents.h"
 #include "fakes/FakeHttpSession.h"
+#include "fakes/FakeKeyPositions.h"
 #include "fakes/FakeKeychain.h"
 #include "fakes/FakeKeystrokes.h"
 #include "fakes/FakeLocaleServices.h"
@@ -30,6 +32,8 @@ public:
     FakeSpeechRecognition speech{log, queue};
     FakeTranslationProvider translation{log, queue};
     FakeHttpSession http{log};
+    FakeKeyPositions positions;
+    FakeAppearance appearanceFake;
 
     platform::MainQueue &mainQueue() override { return queue; }
     platform::UserDefaults &userDefaults() override { return defaults; }
@@ -42,6 +46,8 @@ public:
     platform::SpeechRecognition &speechRecognition() override { return speech; }
     platform::TranslationProvider &translationProvider() override { return translation; }
     platform::HttpSession &httpSession() override { return http; }
+    platform::KeyPositions &keyPositions() override { return positions; }
+    platform::Appearance &appearance() override { return appearanceFake; }
 
     /// Runs everything that is posted.
     void run() { queue.run(); }

@@ -1,0 +1,157 @@
+"""One person, one editor, one dictation: what the demonstration and the soak both do."""
+
+import glob
+import os
+import re
+import subprocess
+import sys
+import threading
+import time
+from dataclasses import dataclass
+
+from accessible import ScreenReader
+from virtual_desktop import DesktopError, wait_for
+
+HOTKEY = ("ctrl", "alt", "space")
+RECORDINGS = "/usr/share/pocketsphinx/test/data/librivox"
+
+
+@dataclass
+class Recording:
+    path: str
+    spoken: str
+
+
+def recordings():
+    """The recorded human sentences with their reference transcripts."""
+    with open(os.path.join(RECORDINGS, "transcription"), encoding="utf-8") as file:
+        spoken = {name: words for words, name in re.findall(r"<s> (.*) </s> \((.*)\)", file.read())}
+    return [Recording(path, spoken[os.path.splitext(os.path.basename(path))[0]])
+            for path in sorted(glob.glob(os.path.join(RECORDINGS, "*.wav")))]
+
+
+def word_error_rate(spoken, heard):
+    """Levenshtein distance over words, as a share of the words that were spoken."""
+    wanted, got = spoken.split(), heard.split()
+    row = list(range(len(got) + 1))
+    for i, word in enumerate(wanted, 1):
+        previous, row[0] = row[0], i
+        for j, other in enumerate(got, 1):
+            previous, row[j] = row[j], min(row[j] + 1, row[j - 1] + 1, previous + (word != other))
+    return row[-1] / max(len(wanted), 1)
+
+
+def shares_half_its_words(spoken, heard):
+    wanted = spoken.split()
+    left = heard.split()
+    shared = 0
+    for word in wanted:
+        if word in left:
+            left.remove(word)
+            shared += 1
+    return 2 * shared >= len(wanted)
+
+
+def write_settings(desktop, **settings):
+    folder = os.path.join(desktop.environment["XDG_CONFIG_HOME"], "Quillora")
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, "Quillora.conf"), "w", encoding="utf-8") as file:
+        file.write("[General]\n" + "".join(f"{key}={value}\n" for key, value in settings.items()))
+
+
+class Person:
+    """Somebody at a virtual desktop who has an editor in front and Quillora in the tray."""
+
+    def __init__(self, desktop, program):
+        self.desktop = desktop
+        self.program = program
+        self.reader = ScreenReader(desktop)
+
+    def open_editor(self, place=None):
+        """`place` is left, top, width and height on the screen."""
+        self.editor = self.desktop.start(["mousepad", "--disable-server"])
+        windows = wait_for("the editor", lambda: self.desktop.run(
+            ["xdotool", "search", "--onlyvisible", "--pid", str(self.editor.pid)]).split())
+        self.editor_window = windows[-1].decode()
+        if place:
+            left, top, width, height = map(str, place)
+            self.desktop.run(["xdotool", "windowsize", self.editor_window, width, height,
+                              "windowmove", self.editor_window, left, top])
+        self.focus_editor()
+        wait_for("the editor's text", lambda: self.editor_text() is not None)
+
+    def focus_editor(self):
+        self.desktop.run(["xdotool", "windowactivate", "--sync", self.editor_window])
+
+    def editor_text(self):
+        return self.reader.text("mousepad")
+
+    def start_quillora(self):
+        self.quillora = self.desktop.start([self.program])
+        wait_for("Quillora", lambda: b"true" in self.desktop.run(
+            ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
+             "--method", "org.freedesktop.DBus.NameHasOwner", "org.quillora.Quillora"]))
+        # A panel that was opened once can be read from then on.
+        self.open_panel()
+        wait_for("the panel", lambda: self.status() == "Ready.")
+        self.close_panel()
+
+    def status(self):
+        return self.reader.described("Quillora", "Status")
+
+    def transcript(self):
+        return self.reader.text("Quillora", "Transcript") or ""
+
+    def translation(self):
+        return self.reader.text("Quillora", "Translation") or ""
+
+    def put_on_clipboard(self, path, target):
+        """An image viewer, say, that has just copied something and keeps running."""
+        owner = self.desktop.start(["xclip", "-quiet", "-selection", "clipboard", "-t", target, "-i", path])
+        with open(path, "rb") as file:
+            wanted = file.read()
+        wait_for("the clipboard", lambda: self.desktop.clipboard(target) == wanted)
+        return owner
+
+    def speak(self, recording):
+        """Holds the hotkey, speaks, lets go. Returns when the text stands in the editor: with it, and with the
+        milliseconds that it took since the key went up."""
+        before = self.editor_text()
+        self.desktop.keys_down(*HOTKEY)
+        try:
+            time.sleep(0.2)  # nobody speaks in the very moment of the press
+            self.desktop.play(recording.path)
+            time.sleep(0.25)
+        finally:
+            self.desktop.keys_up(*reversed(HOTKEY))
+        released = time.monotonic()
+        after = wait_for("the text in the editor", lambda: self._changed(before), seconds=15, interval=0.005)
+        return after, round((time.monotonic() - released) * 1000)
+
+    def _changed(self, before):
+        text = self.editor_text()
+        if text is not None and text != before:
+            return text
+        if (self.status() or "").split(":")[0] in ("Speech failed", "Translation failed", "No speech recognized."):
+            raise DesktopError(f"the dictation ended with: {self.status()}")
+        return None
+
+    def inserted(self, before, after):
+        return after.removeprefix(before) if after.startswith(before) else after
+
+    def open_panel(self):
+        """Starting the program again opens the panel of the one that runs."""
+        again = self.desktop.start([self.program])
+        try:
+            again.wait(10)
+        except subprocess.TimeoutExpired:
+            raise DesktopError("a second start did not end") from None
+
+    def close_panel(self):
+        self.desktop.run(["xdotool", "key", "Escape"])
+
+
+def make_image(path):
+    """A small picture to have on the clipboard."""
+    subprocess.run(["convert", "-size", "64x64", "plasma:fractal", path], check=True,
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

@@ -1,0 +1,260 @@
+"""A desktop of its own for one program: X screen, window manager, tray, session bus, keyring, sound server with a
+virtual microphone, and a text editor. Nothing of it touches the desktop of whoever starts it, and nothing of it
+is left afterwards: every process is a child, adopted if its parent ends first, and ended by its id."""
+
+import ctypes
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+PR_SET_CHILD_SUBREAPER = 36
+
+
+class DesktopError(Exception):
+    """Something that the demonstration needs did not come up."""
+
+
+def wait_for(what, condition, seconds=20.0, interval=0.02):
+    """The first true answer of `condition`; a DesktopError that names `what` if there is none in time."""
+    end = time.monotonic() + seconds
+    while True:
+        answer = condition()
+        if answer:
+            return answer
+        if time.monotonic() > end:
+            raise DesktopError(f"{what} did not happen within {seconds:g} s")
+        time.sleep(interval)
+
+
+class VirtualDesktop:
+    """Use it in a `with`; what it starts ends with the block."""
+
+    def __init__(self, size="1280x800x24"):
+        self._size = size
+        self._children = []
+        self.folder = None
+        self.environment = {}
+
+    def __enter__(self):
+        ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+        self.folder = tempfile.mkdtemp(prefix="quillora-desktop-")
+        try:
+            self._bring_up()
+        except BaseException:
+            self._tear_down()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        self._tear_down()
+
+    # Processes
+
+    def start(self, command, **options):
+        """A program of this desktop, as a process group of its own. Its output goes nowhere."""
+        options.setdefault("stdin", subprocess.DEVNULL)
+        options.setdefault("stdout", subprocess.DEVNULL)
+        options.setdefault("stderr", subprocess.DEVNULL)
+        child = subprocess.Popen(command, env=self.environment, start_new_session=True, **options)
+        self._children.append(child)
+        return child
+
+    def run(self, command, seconds=10, **options):
+        """What a short command prints, as bytes; empty if it fails."""
+        options.setdefault("stdin", subprocess.DEVNULL)
+        result = subprocess.run(command, env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                timeout=seconds, check=False, **options)
+        return result.stdout
+
+    def stop(self, child, seconds=3.0):
+        """Ends one child and its group; true if it went when it was asked to."""
+        went = True
+        if child.poll() is None:
+            _signal_group(child.pid, signal.SIGTERM)
+            try:
+                child.wait(seconds)
+            except subprocess.TimeoutExpired:
+                went = False
+        _signal_group(child.pid, signal.SIGKILL)
+        child.wait()
+        for pipe in (child.stdin, child.stdout):
+            if pipe:
+                pipe.close()
+        if child in self._children:
+            self._children.remove(child)
+        return went
+
+    # Coming up
+
+    def _bring_up(self):
+        home = self._private("home")
+        runtime = self._private("runtime")
+        keep = {name: os.environ[name] for name in ("PATH", "LANG", "LC_ALL", "TZ", "LD_LIBRARY_PATH")
+                if name in os.environ}
+        self.environment = {
+            **keep,
+            "HOME": home,
+            "XDG_RUNTIME_DIR": runtime,
+            "XDG_CONFIG_HOME": os.path.join(home, ".config"),
+            "XDG_DATA_HOME": os.path.join(home, ".local/share"),
+            "XDG_CACHE_HOME": os.path.join(home, ".cache"),
+            "XDG_CURRENT_DESKTOP": "Openbox",
+            "XDG_SESSION_TYPE": "x11",
+            "NO_AT_BRIDGE": "0",
+            "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
+            "QT_ACCESSIBILITY": "1",
+            "GTK_A11Y": "atspi",
+            "LIBGL_ALWAYS_SOFTWARE": "1",
+        }
+        self._start_display()
+        self._start_bus()
+        self._start_keyring()
+        self._start_sound(runtime)
+        self.start(["openbox", "--sm-disable"])
+        wait_for("the window manager", lambda: b"window id" in self.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
+        self.run(["xsetroot", "-solid", "#3b4252"])
+        self._start_tray()
+
+    def _private(self, name):
+        path = os.path.join(self.folder, name)
+        os.makedirs(path, mode=0o700)
+        return path
+
+    def _start_display(self):
+        reader, writer = os.pipe()
+        self.start(["Xvfb", "-displayfd", str(writer), "-screen", "0", self._size, "-nolisten", "tcp", "-noreset",
+                    "-dpi", "96"], pass_fds=[writer])
+        os.close(writer)
+        with os.fdopen(reader) as pipe:
+            number = pipe.readline().strip()
+        if not number:
+            raise DesktopError("the X server did not start")
+        self.environment["DISPLAY"] = f":{number}"
+
+    def _start_bus(self):
+        bus = self.start(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"],
+                         stdout=subprocess.PIPE)
+        address = bus.stdout.readline().decode().strip()
+        if not address:
+            raise DesktopError("the session bus did not start")
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+
+    def _start_keyring(self):
+        keyring = self.start(["gnome-keyring-daemon", "--unlock", "--components=secrets", "--foreground"],
+                             stdin=subprocess.PIPE)
+        keyring.stdin.write(b"demonstration")
+        keyring.stdin.close()
+        wait_for("the keyring", lambda: b"true" in self.run(
+            ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
+             "--method", "org.freedesktop.DBus.NameHasOwner", "org.freedesktop.secrets"]))
+
+    def _start_sound(self, runtime):
+        socket = os.path.join(runtime, "pulse-native")
+        self.environment.update({
+            "PULSE_SERVER": f"unix:{socket}",
+            "PULSE_RUNTIME_PATH": self._private("pulse"),
+            "PULSE_STATE_PATH": self._private("pulse-state"),
+            "PULSE_COOKIE": os.path.join(self.folder, "pulse-cookie"),
+        })
+        self.start(["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+                    "--disable-shm=true", "--realtime=no", "--high-priority=no",
+                    "-L", f"module-native-protocol-unix auth-anonymous=1 socket={socket}",
+                    "-L", "module-null-sink sink_name=microphone rate=48000 channels=2"])
+        wait_for("the sound server", lambda: b"Server Name" in self.run(["pactl", "info"]))
+        self.run(["pactl", "set-default-source", "microphone.monitor"])
+        # A real microphone runs all the time; a null sink only while somebody listens to it.
+        self.start(["parec", "--device=microphone.monitor", "--latency-msec=20"])
+        wait_for("the microphone", lambda: b"RUNNING" in self.run(["pactl", "list", "short", "sources"]))
+
+    def _start_tray(self):
+        settings = os.path.join(self.folder, "tint2rc")
+        with open(settings, "w", encoding="utf-8") as file:
+            file.write("panel_items = SC\npanel_size = 100% 30\npanel_position = top center horizontal\n"
+                       "panel_background_id = 1\nrounded = 0\nbackground_color = #2b303b 100\n"
+                       "systray = 1\nsystray_padding = 6 4 6\nsystray_icon_size = 22\n"
+                       "time1_format = Quillora demonstration\ntime1_font = DejaVu Sans 9\n"
+                       "clock_font_color = #d8dee9 100\nclock_padding = 10 0\nwm_menu = 0\nstrut_policy = follow_size\n")
+        self.start(["tint2", "-c", settings])
+
+    # Going down
+
+    def _tear_down(self):
+        for child in reversed(self._children[:]):
+            self.stop(child)
+        self._end_adopted()
+        if self.folder:
+            shutil.rmtree(self.folder, ignore_errors=True)
+
+    def _end_adopted(self):
+        """What the children started and left behind has become ours: end it too."""
+        end = time.monotonic() + 5
+        while time.monotonic() < end:
+            orphans = _children_of(os.getpid())
+            if not orphans:
+                return
+            for pid in orphans:
+                _kill(pid)
+            while True:
+                try:
+                    if os.waitpid(-1, os.WNOHANG)[0] == 0:
+                        break
+                except ChildProcessError:
+                    break
+            time.sleep(0.02)
+
+    # What a person does and sees
+
+    def keys_down(self, *keys):
+        self.run(["xdotool", *[word for key in keys for word in ("keydown", key)]])
+
+    def keys_up(self, *keys):
+        self.run(["xdotool", *[word for key in keys for word in ("keyup", key)]])
+
+    def play(self, recording):
+        """Plays a file into the virtual microphone and returns once it has been heard."""
+        self.run(["paplay", "--device=microphone", recording], seconds=120)
+
+    def clipboard(self, target):
+        return self.run(["xclip", "-selection", "clipboard", "-o", "-t", target], seconds=5)
+
+    def screenshot(self, path):
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        self.run(["import", "-window", "root", path])
+
+
+def _signal_group(pid, number):
+    try:
+        os.killpg(pid, number)
+    except (ProcessLookupError, PermissionError):
+        pass
+
+
+def _kill(pid):
+    try:
+        os.kill(pid, signal.SIGKILL)
+    except ProcessLookupError:
+        pass
+
+
+def _children_of(parent):
+    children = []
+    for entry in os.listdir("/proc"):
+        if not entry.isdigit():
+            continue
+        try:
+            with open(f"/proc/{entry}/stat", encoding="utf-8", errors="replace") as file:
+                fields = file.read().rsplit(")", 1)[1].split()
+        except OSError:
+            continue
+        if int(fields[1]) == parent:
+            children.append(int(entry))
+    return children
+
+
+def fail(message):
+    print(f"error: {message}", file=sys.stderr)
+    sys.exit(1)

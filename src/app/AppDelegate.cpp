@@ -1,0 +1,243 @@
+#include "app/AppDelegate.h"
+
+#include "app/ApplicationIdentity.h"
+#include "app/StatusIcon.h"
+#include "app/SystemDialogs.h"
+#include "platform/HotKeyEvents.h"
+#include "platform/MainQueue.h"
+#include "platform/Platform.h"
+#include "ui/ContentView.h"
+
+#include <QCoreApplication>
+
+namespace quillora {
+
+using platform::Platform;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// At login the tray comes up at about the same time as we do.
+constexpr auto trayGracePeriod = 3s;
+
+/// Longest time that quitting takes for a pasteboard that is still to be restored.
+constexpr auto quitPatience = 1000ms;
+constexpr auto quitCheckInterval = 20ms;
+
+QString symbolName(const AppController *controller) {
+    if (controller && controller->isRecording())
+        return u"mic.circle.fill"_qs;
+    if (controller && controller->isProcessing())
+        return u"arrow.triangle.2.circlepath.circle"_qs;
+    return u"globe"_qs;
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(StatusItemFactory makeStatusItem)
+    : m_makeStatusItem(std::move(makeStatusItem)), m_loginItem(QCoreApplication::applicationFilePath()) {}
+
+AppDelegate::~AppDelegate() = default;
+
+void AppDelegate::applicationDidFinishLaunching() {
+    const QPointer<AppDelegate> self(this);
+    m_controller = std::make_unique<AppController>();
+    m_controller->onStateChanged = [self] {
+        if (self)
+            self->refreshStatusIcon();
+    };
+    m_controller->onNeedsAttention = [self] {
+        if (self)
+            self->showPopover();
+    };
+
+    makeMenu();
+    m_statusItem = m_makeStatusItem();
+    m_statusItem->setMenu(m_menu.get());
+    connect(m_statusItem.get(), &StatusItem::activated, this, &AppDelegate::togglePopover);
+    refreshStatusIcon();
+
+    makePopover();
+    m_translationWindow = std::make_unique<TranslationHostView>(m_controller->translationBridge());
+    configureHotKey();
+    m_controller->requestAccessibilityIfNeeded();
+
+    Platform::current().mainQueue().asyncAfter(trayGracePeriod, [self] {
+        if (self)
+            self->ensureWayIn();
+    });
+}
+
+void AppDelegate::makeMenu() {
+    m_menu = std::make_unique<QMenu>();
+    m_menu->addAction(u"Show Quillora"_qs, this, &AppDelegate::showPopover);
+    m_dictationAction = m_menu->addAction(QString(), this, [this] { m_controller->toggleRecording(); });
+    m_menu->addSeparator();
+    m_loginAction = m_menu->addAction(u"Start at login"_qs);
+    m_loginAction->setCheckable(true);
+    connect(m_loginAction, &QAction::triggered, this, [this](bool isChecked) {
+        m_loginItem.setEnabled(isChecked);
+        refreshMenu();
+    });
+    m_menu->addSeparator();
+    m_menu->addAction(u"Quit"_qs, this, &AppDelegate::quit);
+
+    connect(m_menu.get(), &QMenu::aboutToShow, this, &AppDelegate::refreshMenu);
+    connect(m_controller.get(), &AppController::changed, this, &AppDelegate::refreshMenu);
+    refreshMenu();
+}
+
+void AppDelegate::refreshMenu() {
+    m_dictationAction->setText(m_controller->isRecording() ? u"Stop dictation"_qs : u"Start dictation"_qs);
+    m_dictationAction->setEnabled(m_controller->isRecording() || !m_controller->isProcessing());
+    m_loginAction->setChecked(m_loginItem.isEnabled());
+}
+
+void AppDelegate::makePopover() {
+    auto *content = new ContentView(*m_controller);
+    m_popover = std::make_unique<Popover>(content);
+    m_popover->staysOpen = [self = QPointer<AppDelegate>(this)] { return self && self->popoverStaysOpen(); };
+    m_popover->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_popover.get(), &QWidget::customContextMenuRequested, this,
+            [this](const QPoint &position) { m_menu->popup(m_popover->mapToGlobal(position)); });
+    connect(content, &ContentView::closeRequested, m_popover.get(), &Popover::performClose);
+    connect(content, &ContentView::quitRequested, this, &AppDelegate::quit);
+    // Nothing can be captured through a panel that is gone, and while it is to be, the hotkey is dead.
+    connect(m_popover.get(), &Popover::closed, this, [this] {
+        if (m_controller->isRecordingHotKey())
+            m_controller->cancelHotKeyRecording();
+    });
+    refreshPopoverWindow();
+}
+
+void AppDelegate::togglePopover() {
+    if (m_popover->isShown())
+        m_popover->performClose();
+    else
+        showPopover();
+}
+
+void AppDelegate::showPopover() {
+    if (!m_popover || m_isQuitting)
+        return;
+    if (m_statusItem->isHosted())
+        m_popover->showAttached(m_statusItem->anchor());
+    else
+        m_popover->showAsWindow();
+}
+
+void AppDelegate::refreshStatusIcon() {
+    if (m_statusItem)
+        m_statusItem->setImage(symbolName(m_controller.get()), applicationName);
+    if (m_popover)
+        refreshPopoverWindow();
+}
+
+/// Without a tray, the window's title and icon are what shows the state in a task bar.
+void AppDelegate::refreshPopoverWindow() {
+    const QString symbol = symbolName(m_controller.get());
+    if (m_controller->isRecording())
+        m_popover->setWindowTitle(u"Recording - "_qs + applicationName);
+    else if (m_controller->isProcessing())
+        m_popover->setWindowTitle(u"Processing - "_qs + applicationName);
+    else
+        m_popover->setWindowTitle(applicationName);
+    const bool isIdle = !m_controller->isRecording() && !m_controller->isProcessing();
+    m_popover->setWindowIcon(isIdle ? QIcon() : StatusIcon(symbol).icon());
+}
+
+/// A grabbed key takes the focus away for as long as it is down, while the panel stays the active window.
+bool AppDelegate::popoverStaysOpen() const {
+    if (m_controller->isRecordingHotKey())
+        return true;
+    const auto &workspace = Platform::current().workspace();
+    const auto frontmost = workspace.frontmostApplication();
+    const auto identifier = frontmost ? frontmost->bundleIdentifier() : std::nullopt;
+    return identifier && (identifier == workspace.mainBundleIdentifier() || isSystemDialog(*identifier));
+}
+
+/// Where no tray has come up, the panel is the only way to reach the program.
+void AppDelegate::ensureWayIn() {
+    if (m_statusItem && !m_statusItem->isHosted() && !m_popover->isVisible())
+        showPopover();
+}
+
+void AppDelegate::configureHotKey() {
+    const QPointer<AppDelegate> self(this);
+    m_hotKeyManager = std::make_unique<HotKeyManager>([self](HotKeyManager::Event event) {
+        Platform::current().mainQueue().async([self, event] {
+            if (self)
+                self->handleHotKeyEvent(event);
+        });
+    });
+    m_controller->onHotKeyChangeRequested = [self](const AppHotKey &hotKey) {
+        return self && self->registerHotKey(hotKey);
+    };
+    if (!registerHotKey(m_controller->hotKey()))
+        m_controller->onNeedsAttention();
+    connect(m_controller.get(), &AppController::changed, this, &AppDelegate::refreshHotKeySuspension);
+}
+
+/// The registered combination must reach the recorder, or it could not be chosen again.
+void AppDelegate::refreshHotKeySuspension() {
+    if (m_isHotKeySuspended == m_controller->isRecordingHotKey())
+        return;
+    m_isHotKeySuspended = m_controller->isRecordingHotKey();
+    auto &hotKeyEvents = Platform::current().hotKeyEvents();
+    if (m_isHotKeySuspended)
+        hotKeyEvents.suspend();
+    else
+        hotKeyEvents.resume();
+}
+
+/// A release may come while its press is still waiting inside the controller, which sorts that out.
+void AppDelegate::handleHotKeyEvent(HotKeyManager::Event event) {
+    if (m_controller->isRecordingHotKey())
+        return;
+    switch (event) {
+    case HotKeyManager::Event::released:
+        m_controller->hotKeyReleased();
+        break;
+    case HotKeyManager::Event::pressed:
+        m_controller->hotKeyPressed();
+        break;
+    }
+}
+
+bool AppDelegate::registerHotKey(const AppHotKey &hotKey) {
+    const auto previous = m_registeredHotKey;
+    if (m_hotKeyManager->registerHotKey(hotKey)) {
+        m_registeredHotKey = hotKey;
+        return true;
+    }
+    if (previous)
+        m_hotKeyManager->registerHotKey(*previous);
+    m_controller->setStatusText(u"Could not register "_qs + hotKey.displayName() + u'.');
+    return false;
+}
+
+void AppDelegate::quit() {
+    if (m_isQuitting)
+        return;
+    m_isQuitting = true;
+    if (m_hotKeyManager)
+        m_hotKeyManager->unregister();
+    if (m_popover)
+        m_popover->performClose();
+    quitWhenPasteboardIsRestored(quitPatience);
+}
+
+void AppDelegate::quitWhenPasteboardIsRestored(std::chrono::milliseconds patience) {
+    const bool mustWait = m_controller && m_controller->hasPendingPasteboardRestore();
+    if (!mustWait || patience <= 0ms) {
+        QCoreApplication::quit();
+        return;
+    }
+    Platform::current().mainQueue().asyncAfter(
+        quitCheckInterval, [self = QPointer<AppDelegate>(this), patience] {
+            if (self)
+                self->quitWhenPasteboardIsRestored(patience - quitCheckInterval);
+        });
+}
+
+} // namespace quillora

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "app/Popover.h"
+#include "app/StatusItem.h"
+#include "app/desktop/LoginItem.h"
+#include "controller/AppController.h"
+#include "hotkey/HotKeyManager.h"
+#include "translation/TranslationHostView.h"
+
+#include <QMenu>
+#include <QObject>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace quillora {
+
+/// Puts the program on the desktop: builds the controller, its icon, its panel and its hotkey, and connects
+/// them. Everything that it hands out holds it weakly. Main thread only.
+class AppDelegate : public QObject {
+    Q_OBJECT
+
+public:
+    using StatusItemFactory = std::function<std::unique_ptr<StatusItem>()>;
+
+    /// Nothing is built before `applicationDidFinishLaunching`.
+    explicit AppDelegate(StatusItemFactory makeStatusItem);
+    ~AppDelegate() override;
+
+    /// The whole start-up. The platform must recognize at least one language.
+    void applicationDidFinishLaunching();
+
+    static constexpr bool applicationShouldTerminateAfterLastWindowClosed() { return false; }
+
+    void togglePopover();
+    void showPopover();
+
+    /// Gives the hotkey back at once and ends the event loop, as soon as a paste that is under way has given
+    /// the pasteboard back; waits for that at most a second.
+    void quit();
+
+    // Each is none until `applicationDidFinishLaunching` has made it.
+    AppController *controller() const { return m_controller.get(); }
+    Popover *popover() const { return m_popover.get(); }
+    StatusItem *statusItem() const { return m_statusItem.get(); }
+    /// What the status item and the panel offer on a secondary click.
+    QMenu *menu() const { return m_menu.get(); }
+    /// The last hotkey that was registered successfully.
+    const std::optional<AppHotKey> &registeredHotKey() const { return m_registeredHotKey; }
+
+private:
+    void makeMenu();
+    void refreshMenu();
+    void makePopover();
+    void refreshStatusIcon();
+    void refreshPopoverWindow();
+    bool popoverStaysOpen() const;
+    void ensureWayIn();
+
+    void configureHotKey();
+    bool registerHotKey(const AppHotKey &hotKey);
+    void refreshHotKeySuspension();
+    void handleHotKeyEvent(HotKeyManager::Event event);
+
+    void quitWhenPasteboardIsRestored(std::chrono::milliseconds patience);
+
+    StatusItemFactory m_makeStatusItem;
+    LoginItem m_loginItem;
+
+    // In the order in which they are made: what is made later uses what was made before.
+    std::unique_ptr<AppController> m_controller;
+    std::unique_ptr<QMenu> m_menu;
+    QAction *m_dictationAction = nullptr;
+    QAction *m_loginAction = nullptr;
+    std::unique_ptr<StatusItem> m_statusItem;
+    std::unique_ptr<Popover> m_popover;
+    std::unique_ptr<TranslationHostView> m_translationWindow; ///< the described hidden window, without one
+    std::unique_ptr<HotKeyManager> m_hotKeyManager;
+    std::optional<AppHotKey> m_registeredHotKey;
+    bool m_isHotKeySuspended = false; ///< what the platform was told last
+    bool m_isQuitting = false;
+};
+
+} // namespace quillora

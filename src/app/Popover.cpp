@@ -1,0 +1,128 @@
+#include "app/Popover.h"
+
+#include "app/PanelPlacement.h"
+#include "platform/Platform.h"
+
+#include <QApplication>
+#include <QCursor>
+#include <QEvent>
+#include <QHideEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QVBoxLayout>
+
+namespace quillora {
+
+namespace {
+
+/// A click on the status item takes the focus before it arrives; it must still find the popover open, or it
+/// would open it again instead of closing it.
+constexpr auto focusGracePeriod = std::chrono::milliseconds(200);
+
+constexpr Qt::WindowFlags attachedWindowFlags =
+    Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint;
+constexpr Qt::WindowFlags ordinaryWindowFlags = Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                                Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
+                                                Qt::WindowCloseButtonHint;
+
+} // namespace
+
+Popover::Popover(QWidget *content) {
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins({});
+    layout->setSizeConstraint(QLayout::SetFixedSize);
+    layout->addWidget(content);
+}
+
+Popover::~Popover() {
+    if (m_focusCheck)
+        m_focusCheck->cancel();
+}
+
+void Popover::showAttached(const std::optional<QRect> &anchor) {
+    if (!isVisible()) {
+        m_anchor = anchor;
+        m_pointer = QCursor::pos();
+    }
+    present(Presentation::attached);
+}
+
+void Popover::showAsWindow() { present(Presentation::window); }
+
+/// What is open already is only brought to the front: it does not jump to another place.
+void Popover::present(Presentation presentation) {
+    if (!isVisible() && m_presentation != presentation) {
+        m_presentation = presentation;
+        setWindowFlags(isAttached() ? attachedWindowFlags : ordinaryWindowFlags);
+    }
+    if (!isVisible() && isAttached())
+        place();
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+}
+
+void Popover::performClose() { close(); }
+
+void Popover::place() {
+    const QPoint reference = m_anchor ? m_anchor->center() : m_pointer;
+    const QScreen *screen = QGuiApplication::screenAt(reference);
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    adjustSize();
+    move(placePanel(size(), m_anchor, m_pointer, screen->availableGeometry()).topLeft());
+}
+
+void Popover::changeEvent(QEvent *event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isAttached() && isVisible() && !isActiveWindow())
+        awaitFocus();
+}
+
+void Popover::awaitFocus() {
+    if (m_focusCheck)
+        m_focusCheck->cancel();
+    m_focusCheck = platform::Platform::current().mainQueue().asyncAfter(focusGracePeriod,
+                                                                        [self = QPointer<Popover>(this)] {
+                                                                            if (self)
+                                                                                self->closeIfAbandoned();
+                                                                        });
+}
+
+void Popover::closeIfAbandoned() {
+    if (!isVisible() || isActiveWindow())
+        return;
+    const bool isHeldOpen =
+        QApplication::activePopupWidget() || QApplication::activeModalWidget() || (staysOpen && staysOpen());
+    if (isHeldOpen)
+        awaitFocus();
+    else
+        performClose();
+}
+
+void Popover::hideEvent(QHideEvent *event) {
+    QWidget::hideEvent(event);
+    if (event->spontaneous())
+        return;
+    if (m_focusCheck)
+        m_focusCheck->cancel();
+    Q_EMIT closed();
+}
+
+void Popover::paintEvent(QPaintEvent *) {
+    if (!isAttached())
+        return;
+    QPainter painter(this);
+    painter.setPen(palette().color(QPalette::Mid));
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+}
+
+/// The popover grows and shrinks with its content, but keeps to its anchor and to the screen.
+void Popover::resizeEvent(QResizeEvent *event) {
+    QWidget::resizeEvent(event);
+    if (isAttached() && isVisible())
+        place();
+}
+
+} // namespace quillora

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "platform/MainQueue.h"
+
+#include <QPointer>
+#include <QWidget>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace quillora {
+
+/// The window around the panel: a popover beside the status item, or an ordinary window where there is no
+/// tray to open from. Shown and closed any number of times; the content lives on.
+class Popover : public QWidget {
+    Q_OBJECT
+
+public:
+    /// Takes ownership of the content, and is always as large as that wants to be.
+    explicit Popover(QWidget *content);
+    ~Popover() override;
+
+    /// Asked when the popover has lost the focus: whether it stays open all the same.
+    std::function<bool()> staysOpen;
+
+    bool isShown() const { return isVisible() && !isMinimized(); }
+
+    /// Opens beside `anchor`, else in the corner nearest to the pointer; closes when it loses the focus.
+    void showAttached(const std::optional<QRect> &anchor);
+
+    /// Opens as a window that the user may move, minimise and close.
+    void showAsWindow();
+
+    void performClose();
+
+Q_SIGNALS:
+    void closed();
+
+protected:
+    void changeEvent(QEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+
+private:
+    enum class Presentation { attached, window };
+
+    void present(Presentation presentation);
+    void place();
+    void awaitFocus();
+    void closeIfAbandoned();
+    bool isAttached() const { return m_presentation == Presentation::attached; }
+
+    std::optional<Presentation> m_presentation; ///< none until it was first shown
+    std::optional<QRect> m_anchor;
+    QPoint m_pointer; ///< where the pointer was at the opening
+    std::shared_ptr<platform::WorkItem> m_focusCheck;
+};
+
+} // namespace quillora

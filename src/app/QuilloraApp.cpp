@@ -1,0 +1,94 @@
+#include "app/QuilloraApp.h"
+
+#include "app/ApplicationIdentity.h"
+#include "app/desktop/RunningInstance.h"
+#include "app/desktop/TerminationSignals.h"
+#include "app/desktop/TrayStatusItem.h"
+#include "platform/Platform.h"
+#include "translation/LanguageCatalog.h"
+
+#include <QDBusConnection>
+#include <QFile>
+#include <QIcon>
+#include <QMessageBox>
+
+namespace quillora {
+
+using platform::Platform;
+
+namespace {
+
+constexpr int noLanguageStatus = 1;
+
+/// Where there is no session bus, the bus library would start one that outlives the program and that nobody
+/// else is on.
+void forgoMissingSessionBus() {
+    const bool hasBus = qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
+                        (qEnvironmentVariableIsSet("XDG_RUNTIME_DIR") &&
+                         QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus"_qs));
+    if (!hasBus)
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+}
+
+/// What org.freedesktop.Application.Activate takes along, so that the running instance may come to the front.
+QVariantMap readStartDetails() {
+    forgoMissingSessionBus();
+    QVariantMap details;
+    if (qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"))
+        details.insert(u"activation-token"_qs, qEnvironmentVariable("XDG_ACTIVATION_TOKEN"));
+    if (qEnvironmentVariableIsSet("DESKTOP_STARTUP_ID"))
+        details.insert(u"desktop-startup-id"_qs, qEnvironmentVariable("DESKTOP_STARTUP_ID"));
+    return details;
+}
+
+void tellThatNothingCanBeRecognized() {
+    QMessageBox message(QMessageBox::Critical, applicationName,
+                        u"Quillora cannot recognize any language on this computer."_qs, QMessageBox::Close);
+    message.setInformativeText(
+        u"Install a speech recognition model, for example the packages pocketsphinx and pocketsphinx-en-us "
+        "for English, and start Quillora again."_qs);
+    message.exec();
+}
+
+} // namespace
+
+QuilloraApp::QuilloraApp(int &argc, char **argv)
+    : m_startDetails(readStartDetails()), m_application(argc, argv) {
+    QApplication::setApplicationName(applicationName);
+    QApplication::setApplicationDisplayName(applicationName);
+    QApplication::setOrganizationName(applicationName);
+    QApplication::setDesktopFileName(applicationIdentifier);
+    QApplication::setWindowIcon(QIcon::fromTheme(
+        applicationIdentifier, QIcon(u":/quillora/application/%1.svg"_qs.arg(applicationIdentifier))));
+    QApplication::setQuitOnLastWindowClosed(AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
+}
+
+QuilloraApp::~QuilloraApp() = default;
+
+int QuilloraApp::run(const PlatformFactory &makePlatform) {
+    RunningInstance instance(QDBusConnection::sessionBus());
+    if (instance.claim(m_startDetails) == RunningInstance::Claim::handedOver)
+        return 0;
+
+    const std::unique_ptr<Platform> platform = makePlatform();
+    const Platform::Scope scope(*platform);
+    if (LanguageCatalog::spokenOptions().isEmpty()) {
+        tellThatNothingCanBeRecognized();
+        return noLanguageStatus;
+    }
+
+    const TerminationSignals terminationSignals;
+    m_appDelegate = std::make_unique<AppDelegate>(
+        [] { return std::make_unique<TrayStatusItem>(QDBusConnection::sessionBus()); });
+    auto *delegate = m_appDelegate.get();
+    QObject::connect(&instance, &RunningInstance::activated, delegate, &AppDelegate::showPopover);
+    QObject::connect(&instance, &RunningInstance::replaced, delegate, &AppDelegate::quit);
+    QObject::connect(&terminationSignals, &TerminationSignals::received, delegate, &AppDelegate::quit);
+
+    delegate->applicationDidFinishLaunching();
+    const int status = QApplication::exec();
+    m_appDelegate.reset();
+    return status;
+}
+
+} // namespace quillora

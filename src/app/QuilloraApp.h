@@ -1,0 +1,37 @@
+#pragma once
+
+#include "app/AppDelegate.h"
+
+#include <QApplication>
+
+#include <functional>
+#include <memory>
+
+namespace quillora {
+
+namespace platform {
+class Platform;
+}
+
+/// The application: one instance in a session, without a window of its own. `main` makes one and runs it.
+class QuilloraApp {
+public:
+    using PlatformFactory = std::function<std::unique_ptr<platform::Platform>()>;
+
+    /// As QApplication: `argc` must outlive this.
+    QuilloraApp(int &argc, char **argv);
+    ~QuilloraApp();
+    QuilloraApp(const QuilloraApp &) = delete;
+    QuilloraApp &operator=(const QuilloraApp &) = delete;
+
+    /// Runs until the user quits, and returns the exit status. The platform is made only if this becomes the
+    /// session's instance, and ends after everything that uses it.
+    int run(const PlatformFactory &makePlatform);
+
+private:
+    QVariantMap m_startDetails; ///< what the desktop says about this start; read before the toolkit eats it
+    QApplication m_application;
+    std::unique_ptr<AppDelegate> m_appDelegate;
+};
+
+} // namespace quillora

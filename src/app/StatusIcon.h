@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QIcon>
+#include <QImage>
+#include <QString>
+
+#include <array>
+
+namespace quillora {
+
+/// How one state of the program looks in a tray.
+class StatusIcon {
+public:
+    /// The sizes that trays ask for, in pixels.
+    static constexpr std::array<int, 5> sizes{16, 22, 24, 32, 48};
+
+    /// `symbolName` is "globe", "mic.circle.fill" or "arrow.triangle.2.circlepath.circle"; anything else
+    /// shows as the first.
+    explicit StatusIcon(const QString &symbolName);
+
+    /// What the icon is called in the icon theme, where panels tint it themselves; empty if it is not
+    /// installed there.
+    QString themeName() const;
+
+    /// The icon in its own colours, with an outline that sets it off from a light and from a dark panel.
+    QImage image(int size) const;
+
+    /// `image` in all sizes.
+    QIcon icon() const;
+
+private:
+    QString m_name;
+    QColor m_colour;
+};
+
+} // namespace quillora

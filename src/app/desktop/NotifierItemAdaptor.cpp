@@ -1,0 +1,89 @@
+#include "app/desktop/NotifierItemAdaptor.h"
+
+#include "app/ApplicationIdentity.h"
+#include "app/desktop/NotifierStatusItem.h"
+
+#include <QDBusMetaType>
+#include <QtEndian>
+
+namespace quillora {
+
+namespace {
+
+/// The path that stands for "no menu" in this protocol.
+const QString noMenuPath = u"/NO_DBUSMENU"_qs;
+
+NotifierPixmap notifierPixmap(const QImage &source) {
+    const QImage image = source.convertToFormat(QImage::Format_ARGB32);
+    NotifierPixmap pixmap{image.width(), image.height(), QByteArray(image.sizeInBytes(), Qt::Uninitialized)};
+    qToBigEndian<quint32>(image.constBits(), image.width() * image.height(), pixmap.data.data());
+    return pixmap;
+}
+
+} // namespace
+
+QDBusArgument &operator<<(QDBusArgument &argument, const NotifierPixmap &pixmap) {
+    argument.beginStructure();
+    argument << pixmap.width << pixmap.height << pixmap.data;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, NotifierPixmap &pixmap) {
+    argument.beginStructure();
+    argument >> pixmap.width >> pixmap.height >> pixmap.data;
+    argument.endStructure();
+    return argument;
+}
+
+QDBusArgument &operator<<(QDBusArgument &argument, const NotifierToolTip &toolTip) {
+    argument.beginStructure();
+    argument << toolTip.iconName << toolTip.iconPixmap << toolTip.title << toolTip.description;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, NotifierToolTip &toolTip) {
+    argument.beginStructure();
+    argument >> toolTip.iconName >> toolTip.iconPixmap >> toolTip.title >> toolTip.description;
+    argument.endStructure();
+    return argument;
+}
+
+NotifierItemAdaptor::NotifierItemAdaptor(NotifierStatusItem *item)
+    : QDBusAbstractAdaptor(item), m_item(item) {
+    qDBusRegisterMetaType<NotifierPixmap>();
+    qDBusRegisterMetaType<NotifierPixmaps>();
+    qDBusRegisterMetaType<NotifierToolTip>();
+}
+
+QString NotifierItemAdaptor::id() const { return applicationIdentifier; }
+
+QString NotifierItemAdaptor::title() const { return m_item->m_accessibilityDescription; }
+
+QString NotifierItemAdaptor::iconName() const { return m_item->m_icon.themeName(); }
+
+NotifierPixmaps NotifierItemAdaptor::iconPixmap() const {
+    NotifierPixmaps pixmaps;
+    for (const int size : StatusIcon::sizes)
+        pixmaps.append(notifierPixmap(m_item->m_icon.image(size)));
+    return pixmaps;
+}
+
+NotifierToolTip NotifierItemAdaptor::toolTip() const { return {{}, {}, title(), {}}; }
+
+QDBusObjectPath NotifierItemAdaptor::menu() const {
+    return QDBusObjectPath(m_item->m_menu ? MenuExport::objectPath : noMenuPath);
+}
+
+void NotifierItemAdaptor::Activate(int x, int y) { m_item->activate(x, y); }
+
+void NotifierItemAdaptor::SecondaryActivate(int x, int y) { m_item->activate(x, y); }
+
+void NotifierItemAdaptor::ContextMenu(int x, int y) { m_item->activate(x, y); }
+
+void NotifierItemAdaptor::ProvideXdgActivationToken(const QString &token) {
+    qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+}
+
+} // namespace quillora

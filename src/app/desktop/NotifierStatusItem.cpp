@@ -1,0 +1,119 @@
+#include "app/desktop/NotifierStatusItem.h"
+
+#include "app/desktop/NotifierItemAdaptor.h"
+
+#include <QCoreApplication>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusVariant>
+
+namespace quillora {
+
+namespace {
+
+const QString watcherService = u"org.kde.StatusNotifierWatcher"_qs;
+const QString watcherPath = u"/StatusNotifierWatcher"_qs;
+const QString itemPath = u"/StatusNotifierItem"_qs;
+const QString busName = u"org.freedesktop.DBus"_qs;
+const QString busPath = u"/org/freedesktop/DBus"_qs;
+constexpr uint doNotQueue = 4;
+
+QString nextServiceName() {
+    static int count = 0;
+    return u"org.kde.StatusNotifierItem-%1-%2"_qs.arg(QCoreApplication::applicationPid()).arg(++count);
+}
+
+} // namespace
+
+NotifierStatusItem::NotifierStatusItem(const QDBusConnection &bus)
+    : m_bus(bus), m_serviceName(nextServiceName()),
+      m_ownerWatcher(watcherService, m_bus, QDBusServiceWatcher::WatchForOwnerChange) {
+    new NotifierItemAdaptor(this);
+    m_bus.registerObject(itemPath, this);
+    auto request = QDBusMessage::createMethodCall(busName, busPath, busName, u"RequestName"_qs);
+    m_bus.asyncCall(request << m_serviceName << doNotQueue);
+
+    connect(&m_ownerWatcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+            [this](const QString &, const QString &, const QString &owner) { meetWatcher(owner); });
+    for (const QString &change : {u"StatusNotifierHostRegistered"_qs, u"StatusNotifierHostUnregistered"_qs})
+        m_bus.connect(watcherService, watcherPath, watcherService, change, this, SLOT(readHost()));
+    findWatcher();
+}
+
+NotifierStatusItem::~NotifierStatusItem() {
+    auto release = QDBusMessage::createMethodCall(busName, busPath, busName, u"ReleaseName"_qs);
+    m_bus.asyncCall(release << m_serviceName);
+    m_bus.unregisterObject(itemPath);
+}
+
+void NotifierStatusItem::setImage(const QString &symbolName, const QString &accessibilityDescription) {
+    m_icon = StatusIcon(symbolName);
+    m_accessibilityDescription = accessibilityDescription;
+    auto *adaptor = findChild<NotifierItemAdaptor *>();
+    Q_EMIT adaptor->NewTitle();
+    Q_EMIT adaptor->NewToolTip();
+    Q_EMIT adaptor->NewIcon();
+}
+
+void NotifierStatusItem::setMenu(QMenu *menu) { m_menu = std::make_unique<MenuExport>(m_bus, *menu); }
+
+void NotifierStatusItem::findWatcher() {
+    if (!m_bus.isConnected()) {
+        m_watcher = Watcher::absent;
+        return;
+    }
+    auto question = QDBusMessage::createMethodCall(busName, busPath, busName, u"GetNameOwner"_qs);
+    auto *answer = new QDBusPendingCallWatcher(m_bus.asyncCall(question << watcherService), this);
+    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
+        answer->deleteLater();
+        const QDBusPendingReply<QString> owner = *answer;
+        if (m_watcher == Watcher::unknown)
+            meetWatcher(owner.isError() ? QString() : owner.value());
+    });
+}
+
+void NotifierStatusItem::meetWatcher(const QString &owner) {
+    m_watcher = owner.isEmpty() ? Watcher::absent : Watcher::present;
+    m_isRegistered = false;
+    m_hasHost = false;
+    m_anchor.reset();
+    if (m_watcher == Watcher::present) {
+        registerWithWatcher();
+        readHost();
+    }
+    Q_EMIT watcherChanged();
+}
+
+void NotifierStatusItem::registerWithWatcher() {
+    auto request = QDBusMessage::createMethodCall(watcherService, watcherPath, watcherService,
+                                                  u"RegisterStatusNotifierItem"_qs);
+    auto *answer = new QDBusPendingCallWatcher(m_bus.asyncCall(request << m_serviceName), this);
+    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
+        answer->deleteLater();
+        m_isRegistered = m_watcher == Watcher::present && !answer->isError();
+        Q_EMIT watcherChanged();
+    });
+}
+
+void NotifierStatusItem::readHost() {
+    auto question = QDBusMessage::createMethodCall(watcherService, watcherPath,
+                                                   u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
+    question << watcherService << u"IsStatusNotifierHostRegistered"_qs;
+    auto *answer = new QDBusPendingCallWatcher(m_bus.asyncCall(question), this);
+    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
+        answer->deleteLater();
+        const QDBusPendingReply<QDBusVariant> hasHost = *answer;
+        m_hasHost = !hasHost.isError() && hasHost.value().variant().toBool();
+        Q_EMIT watcherChanged();
+    });
+}
+
+/// Trays that do not know where the icon is say 0, 0.
+void NotifierStatusItem::activate(int x, int y) {
+    if (x != 0 || y != 0)
+        m_anchor = QRect(x, y, 1, 1);
+    Q_EMIT activated();
+}
+
+} // namespace quillora

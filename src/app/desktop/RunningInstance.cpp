@@ -1,0 +1,93 @@
+#include "app/desktop/RunningInstance.h"
+
+#include "app/ApplicationIdentity.h"
+
+#include <QDBusAbstractAdaptor>
+#include <QDBusMessage>
+#include <QDBusReply>
+
+namespace quillora {
+
+namespace {
+
+constexpr int busPatienceMs = 1000;
+constexpr int holderPatienceMs = 1500;
+
+// The flags and the replies of RequestName, as the bus defines them.
+constexpr uint allowReplacement = 1;
+constexpr uint replaceExisting = 2;
+constexpr uint doNotQueue = 4;
+constexpr uint becamePrimaryOwner = 1;
+constexpr uint wasAlreadyOwner = 4;
+
+const QString busName = u"org.freedesktop.DBus"_qs;
+const QString applicationPath = u"/org/quillora/Quillora"_qs;
+const QString applicationInterface = u"org.freedesktop.Application"_qs;
+
+} // namespace
+
+/// What the desktop may ask of the program, under the names that the desktop uses.
+class ApplicationAdaptor : public QDBusAbstractAdaptor {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
+
+public:
+    explicit ApplicationAdaptor(RunningInstance *instance)
+        : QDBusAbstractAdaptor(instance), m_instance(instance) {}
+
+public Q_SLOTS:
+    void Activate(const QVariantMap &platformData) {
+        const QString token = platformData.value(u"activation-token"_qs).toString();
+        if (!token.isEmpty())
+            qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+        Q_EMIT m_instance->activated();
+    }
+    void Open(const QStringList &, const QVariantMap &platformData) { Activate(platformData); }
+    void ActivateAction(const QString &, const QVariantList &, const QVariantMap &platformData) {
+        Activate(platformData);
+    }
+
+private:
+    RunningInstance *m_instance;
+};
+
+RunningInstance::RunningInstance(const QDBusConnection &bus) : m_bus(bus) { new ApplicationAdaptor(this); }
+
+RunningInstance::Claim RunningInstance::claim(const QVariantMap &platformData) {
+    if (!m_bus.isConnected())
+        return Claim::first;
+    m_bus.registerObject(applicationPath, this);
+    if (!requestName(allowReplacement | doNotQueue)) {
+        if (activateHolder(platformData))
+            return Claim::handedOver;
+        requestName(allowReplacement | replaceExisting | doNotQueue);
+    }
+    m_bus.connect(busName, u"/org/freedesktop/DBus"_qs, busName, u"NameLost"_qs, this,
+                  SLOT(handleNameLost(QString)));
+    return Claim::first;
+}
+
+bool RunningInstance::requestName(uint flags) {
+    auto request =
+        QDBusMessage::createMethodCall(busName, u"/org/freedesktop/DBus"_qs, busName, u"RequestName"_qs);
+    request << applicationIdentifier << flags;
+    const QDBusReply<uint> reply = m_bus.call(request, QDBus::Block, busPatienceMs);
+    return reply.isValid() && (reply.value() == becamePrimaryOwner || reply.value() == wasAlreadyOwner);
+}
+
+bool RunningInstance::activateHolder(const QVariantMap &platformData) {
+    auto activate = QDBusMessage::createMethodCall(applicationIdentifier, applicationPath,
+                                                   applicationInterface, u"Activate"_qs);
+    activate.setAutoStartService(false);
+    activate << platformData;
+    return m_bus.call(activate, QDBus::Block, holderPatienceMs).type() == QDBusMessage::ReplyMessage;
+}
+
+void RunningInstance::handleNameLost(const QString &name) {
+    if (name == applicationIdentifier)
+        Q_EMIT replaced();
+}
+
+} // namespace quillora
+
+#include "RunningInstance.moc"

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QVariantMap>
+
+namespace quillora {
+
+/// Makes sure that one Quillora runs in a session: the one that owns the program's name on the session bus.
+/// Without a bus everyone is the first.
+class RunningInstance : public QObject {
+    Q_OBJECT
+
+public:
+    enum class Claim {
+        first,     ///< this is the session's instance from now on
+        handedOver ///< another one runs and has been asked to show itself
+    };
+
+    explicit RunningInstance(const QDBusConnection &bus);
+
+    /// Takes the name. An instance that holds it but does not answer loses it: a hung program must not keep
+    /// the user from starting a good one. Takes at most 3.5 s. `platformData` is what
+    /// org.freedesktop.Application.Activate passes on about the start.
+    Claim claim(const QVariantMap &platformData);
+
+Q_SIGNALS:
+    /// Somebody started the program once more, or the desktop asks for it.
+    void activated();
+
+    /// A newer instance has taken over.
+    void replaced();
+
+private Q_SLOTS:
+    void handleNameLost(const QString &name);
+
+private:
+    bool requestName(uint flags);
+    bool activateHolder(const QVariantMap &platformData);
+
+    QDBusConnection m_bus;
+};
+
+} // namespace quillora

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/SpeechRecognition.h"
+#include "platform/linux/recognition/SoundQueue.h"
+
+#include <atomic>
+#include <memory>
+#include <utility>
+
+namespace quillora::platform {
+
+/// One recognition on its way through the recognition thread.
+class RecognitionJob {
+public:
+    RecognitionJob(std::shared_ptr<SoundQueue> sound, bool reportsPartialResults,
+                   RecognitionResultHandler handler)
+        : m_sound(std::move(sound)), m_reportsPartialResults(reportsPartialResults),
+          m_handler(std::move(handler)) {}
+
+    SoundQueue &sound() { return *m_sound; }
+    bool reportsPartialResults() const { return m_reportsPartialResults; }
+
+    /// Nobody wants the outcome any more: the handler is not called again. Any thread.
+    void cancel() {
+        m_isCancelled = true;
+        m_sound->cancel();
+    }
+
+    /// The work ends; the handler is told by an error. Any thread.
+    void abort() { m_sound->cancel(); }
+
+    void report(const RecognitionResult &result) {
+        if (!m_isCancelled)
+            m_handler(result, std::nullopt);
+    }
+    void report(const LocalizedError &error) {
+        if (!m_isCancelled)
+            m_handler(std::nullopt, error);
+    }
+
+private:
+    const std::shared_ptr<SoundQueue> m_sound;
+    const bool m_reportsPartialResults;
+    const RecognitionResultHandler m_handler;
+    std::atomic<bool> m_isCancelled = false;
+};
+
+} // namespace quillora::platform

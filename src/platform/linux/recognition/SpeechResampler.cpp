@@ -1,0 +1,93 @@
+#include "platform/linux/recognition/SpeechResampler.h"
+
+#include <QtMath>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <numeric>
+
+namespace quillora::platform {
+
+namespace {
+
+/// Zero crossings of the filter on either side, at the lower of the two rates.
+constexpr double lobes = 16;
+/// Where the pass band ends when the rate is lowered, as a share of the output's own band.
+constexpr double passBand = 0.94;
+/// Odd pairs of rates would need thousands of filters; the nearest of these is as good for speech.
+constexpr qsizetype maximumPhases = 512;
+
+qsizetype inputRate(const AudioFormat &format) { return std::max(1, qRound(format.sampleRate)); }
+
+/// The filter's pass band as a share of the input's band.
+double cutoff(const AudioFormat &format) {
+    const auto rate = inputRate(format);
+    return rate <= SpeechResampler::outputRate ? 1.0 : passBand * SpeechResampler::outputRate / double(rate);
+}
+
+double windowedSinc(double distance, double band, double halfWidth) {
+    if (std::abs(distance) >= halfWidth)
+        return 0;
+    const double angle = std::numbers::pi * distance * band;
+    const double sinc = std::abs(angle) < 1e-9 ? 1 : std::sin(angle) / angle;
+    return sinc * (0.5 + 0.5 * std::cos(std::numbers::pi * distance / halfWidth));
+}
+
+} // namespace
+
+SpeechResampler::SpeechResampler(const AudioFormat &format)
+    : m_format(format), m_stride(outputRate / std::gcd<qsizetype>(outputRate, inputRate(format))),
+      m_step(inputRate(format) / std::gcd<qsizetype>(outputRate, inputRate(format))),
+      m_phases(std::min(m_stride, maximumPhases)), m_taps(2 * qCeil(lobes / cutoff(format))),
+      m_filters(static_cast<size_t>(m_phases * m_taps)),
+      // The first output sample lies on the first input sample, so half a filter of silence goes before.
+      m_input(static_cast<size_t>(m_taps / 2 - 1)) {
+    const double band = cutoff(format);
+    for (qsizetype phase = 0; phase < m_phases; ++phase) {
+        const auto filter = m_filters.begin() + phase * m_taps;
+        const double centre = double(m_taps / 2 - 1) + double(phase) / double(m_phases);
+        for (qsizetype tap = 0; tap < m_taps; ++tap)
+            filter[tap] = static_cast<float>(windowedSinc(double(tap) - centre, band, double(m_taps) / 2));
+        const float sum = std::accumulate(filter, filter + m_taps, 0.0F);
+        std::for_each(filter, filter + m_taps, [sum](float &weight) { weight /= sum; });
+    }
+}
+
+std::vector<qint16> SpeechResampler::convert(const std::vector<qint16> &samples) {
+    appendMono(samples);
+    return takeComplete();
+}
+
+std::vector<qint16> SpeechResampler::finish() {
+    m_input.insert(m_input.end(), static_cast<size_t>(m_taps / 2), 0.0F);
+    return takeComplete();
+}
+
+void SpeechResampler::appendMono(const std::vector<qint16> &samples) {
+    const size_t channels = m_format.channelCount;
+    for (size_t frame = 0; frame + channels <= samples.size(); frame += channels) {
+        int sum = 0;
+        for (size_t channel = 0; channel < channels; ++channel)
+            sum += samples[frame + channel];
+        m_input.push_back(static_cast<float>(sum) / static_cast<float>(channels));
+    }
+}
+
+std::vector<qint16> SpeechResampler::takeComplete() {
+    std::vector<qint16> output;
+    const auto available = static_cast<qsizetype>(m_input.size());
+    for (; m_position / m_stride + m_taps <= available; m_position += m_step) {
+        const auto input = m_input.begin() + m_position / m_stride;
+        const auto phase = m_position % m_stride * m_phases / m_stride;
+        const float value =
+            std::inner_product(input, input + m_taps, m_filters.begin() + phase * m_taps, 0.0F);
+        output.push_back(static_cast<qint16>(std::clamp(std::lround(value), -32768L, 32767L)));
+    }
+    const auto consumed = std::min(m_position / m_stride, available);
+    m_input.erase(m_input.begin(), m_input.begin() + consumed);
+    m_position -= consumed * m_stride;
+    return output;
+}
+
+} // namespace quillora::platform

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "platform/AudioEngine.h"
+
+#include <vector>
+
+namespace quillora::platform {
+
+/// Turns sound of any rate and number of channels into 16 kHz mono, which is what recognizers are trained on.
+/// The channels are averaged; what the target rate cannot hold is filtered out.
+class SpeechResampler {
+public:
+    static constexpr int outputRate = 16000;
+
+    /// `format` needs a channel and a rate of at least 1 Hz.
+    explicit SpeechResampler(const AudioFormat &format);
+
+    const AudioFormat &inputFormat() const { return m_format; }
+
+    /// The sound that has become complete with `samples`, which are interleaved and follow on the last ones.
+    std::vector<qint16> convert(const std::vector<qint16> &samples);
+
+    /// What the filter still holds, at the end of the sound.
+    std::vector<qint16> finish();
+
+private:
+    void appendMono(const std::vector<qint16> &samples);
+    std::vector<qint16> takeComplete();
+
+    const AudioFormat m_format;
+    const qsizetype m_stride; ///< parts of an input sample in which positions are counted
+    const qsizetype m_step;   ///< from one output sample to the next, in those parts
+    const qsizetype m_phases; ///< filters, spread evenly over one input sample
+    const qsizetype m_taps;   ///< length of a filter
+    std::vector<float> m_filters;
+    std::vector<float> m_input; ///< mono, from the first sample that the next output sample needs
+    qsizetype m_position = 0;   ///< of the next output sample's filter in m_input, in parts
+};
+
+} // namespace quillora::platform

@@ -1,0 +1,120 @@
+#include "platform/linux/x11/X11Connection.h"
+
+#include <QSocketNotifier>
+
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+constexpr uint8_t eventTypeMask = 0x7f; // the top bit only says that another client sent the event
+constexpr uint8_t errorType = 0;
+} // namespace
+
+X11Connection::X11Connection(const QByteArray &displayName, QObject *parent) : QObject(parent) {
+    int screenNumber = 0;
+    m_xcb = xcb_connect(displayName.isEmpty() ? nullptr : displayName.constData(), &screenNumber);
+    if (!isUsable())
+        return;
+
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(m_xcb));
+    for (int i = 0; i < screenNumber; ++i)
+        xcb_screen_next(&screens);
+    m_root = screens.data->root;
+
+    constexpr uint32_t reportPropertyChanges = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    m_clockWindow = xcb_generate_id(m_xcb);
+    xcb_create_window(m_xcb, 0, m_clockWindow, m_root, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &reportPropertyChanges);
+    xcb_flush(m_xcb);
+
+    m_notifier = new QSocketNotifier(xcb_get_file_descriptor(m_xcb), QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &X11Connection::dispatch);
+}
+
+X11Connection::~X11Connection() {
+    delete m_notifier; // before the descriptor that it watches is closed
+    xcb_disconnect(m_xcb);
+}
+
+bool X11Connection::isUsable() const { return xcb_connection_has_error(m_xcb) == 0; }
+
+xcb_atom_t X11Connection::atom(const QByteArray &name) {
+    const auto known = m_atoms.find(name);
+    if (known != m_atoms.end())
+        return known->second;
+    const auto answer =
+        reply(xcb_intern_atom_reply,
+              xcb_intern_atom(m_xcb, 0, static_cast<uint16_t>(name.size()), name.constData()));
+    if (!answer)
+        return XCB_NONE;
+    m_atoms.emplace(name, answer->atom);
+    return answer->atom;
+}
+
+bool X11Connection::succeeds(xcb_void_cookie_t cookie) {
+    const X11Reply<xcb_generic_error_t> error(xcb_request_check(m_xcb, cookie));
+    dispatchLater();
+    return !error && isUsable();
+}
+
+void X11Connection::flush() {
+    xcb_flush(m_xcb);
+    dispatchLater();
+}
+
+void X11Connection::sync() { reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb)); }
+
+xcb_timestamp_t X11Connection::serverTime() {
+    if (!isUsable())
+        return XCB_CURRENT_TIME;
+    xcb_change_property(m_xcb, XCB_PROP_MODE_APPEND, m_clockWindow, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, 0,
+                        nullptr);
+    // The server sends the event before it answers the request that follows, so there is nothing to wait for
+    // after the answer.
+    sync();
+    while (X11Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(m_xcb)}) {
+        if ((event->response_type & eventTypeMask) == XCB_PROPERTY_NOTIFY) {
+            const auto *change = reinterpret_cast<const xcb_property_notify_event_t *>(event.get());
+            if (change->window == m_clockWindow)
+                return change->time;
+        }
+        m_setAside.push_back(std::move(event));
+    }
+    return XCB_CURRENT_TIME;
+}
+
+void X11Connection::selectRootEvents(uint32_t eventMask) {
+    m_rootEventMask |= eventMask;
+    xcb_change_window_attributes(m_xcb, m_root, XCB_CW_EVENT_MASK, &m_rootEventMask);
+    flush();
+}
+
+void X11Connection::dispatch() {
+    m_isDispatchPending = false;
+    while (const auto event = nextEvent()) {
+        if (event->response_type != errorType)
+            Q_EMIT eventReceived(event.get());
+    }
+    if (!isUsable() && m_notifier && m_notifier->isEnabled()) {
+        m_notifier->setEnabled(false); // a closed socket stays readable for ever
+        Q_EMIT lost();
+    }
+}
+
+X11Reply<xcb_generic_event_t> X11Connection::nextEvent() {
+    if (m_setAside.empty())
+        return X11Reply<xcb_generic_event_t>(xcb_poll_for_event(m_xcb));
+    auto event = std::move(m_setAside.front());
+    m_setAside.pop_front();
+    return event;
+}
+
+void X11Connection::dispatchLater() {
+    // Whatever talks to the server may read events into XCB's own queue, and the socket then stays silent.
+    if (std::exchange(m_isDispatchPending, true))
+        return;
+    QMetaObject::invokeMethod(this, &X11Connection::dispatch, Qt::QueuedConnection);
+}
+
+} // namespace quillora::platform

@@ -1,0 +1,279 @@
+#include "platform/linux/x11/X11HotKeyEvents.h"
+
+#include "hotkey/AppHotKey.h"
+#include "platform/linux/x11/X11KeyPositions.h"
+#include "platform/linux/x11/X11Keymap.h"
+#include "platform/linux/x11/X11KeysDown.h"
+#include "platform/linux/x11/X11Xkb.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+constexpr HotKeyEvents::Status combinationIsTaken = -9878;
+constexpr HotKeyEvents::Status combinationIsImpossible = -9879;
+constexpr HotKeyEvents::Status referenceIsUnknown = -50;
+
+constexpr uint16_t meaningfulModifiers =
+    XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | XCB_MOD_MASK_4 | XCB_MOD_MASK_SHIFT;
+
+uint16_t modifierMask(quint32 modifiers) {
+    unsigned mask = 0;
+    if (modifiers & AppHotKey::controlKey)
+        mask |= XCB_MOD_MASK_CONTROL;
+    if (modifiers & AppHotKey::optionKey)
+        mask |= XCB_MOD_MASK_1;
+    if (modifiers & AppHotKey::cmdKey)
+        mask |= XCB_MOD_MASK_4;
+    if (modifiers & AppHotKey::shiftKey)
+        mask |= XCB_MOD_MASK_SHIFT;
+    return static_cast<uint16_t>(mask);
+}
+
+/// The modifiers together with every state that the locks may be in.
+std::vector<uint16_t> lockVariants(const X11Keymap &keymap, uint16_t modifiers) {
+    std::vector<uint16_t> variants{modifiers};
+    for (const auto lock : keymap.lockModifiers()) {
+        const auto mask = static_cast<uint16_t>(1u << lock);
+        if (mask & modifiers)
+            continue;
+        const auto withoutLock = variants;
+        for (const auto variant : withoutLock)
+            variants.push_back(static_cast<uint16_t>(variant | mask));
+    }
+    return variants;
+}
+
+} // namespace
+
+X11HotKeyEvents::X11HotKeyEvents(X11Connection &connection) : m_connection(connection) {
+    m_keyCheck.setInterval(keyCheckInterval);
+    connect(&m_keyCheck, &QTimer::timeout, this, &X11HotKeyEvents::checkKeys);
+    connect(&connection, &X11Connection::eventReceived, this, &X11HotKeyEvents::handle);
+    connect(&connection, &X11Connection::lost, &m_keyCheck, &QTimer::stop);
+    if (connection.isUsable())
+        watchKeymap();
+}
+
+X11HotKeyEvents::~X11HotKeyEvents() {
+    releaseActiveGrab();
+    for (auto &[reference, hotKey] : m_hotKeys)
+        ungrab(hotKey);
+    m_connection.sync();
+}
+
+void X11HotKeyEvents::watchKeymap() {
+    auto *xcb = m_connection.xcb();
+    m_connection.reply(xcb_xkb_use_extension_reply, xcb_xkb_use_extension(xcb, 1, 0));
+    // Without it, a key that repeats looks like one that is let go and pressed over and over.
+    xcb_discard_reply(xcb, xcb_xkb_per_client_flags(xcb, XCB_XKB_ID_USE_CORE_KBD,
+                                                    XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT,
+                                                    XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT, 0, 0, 0)
+                               .sequence);
+    constexpr uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+    constexpr uint16_t parts = XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
+    xcb_xkb_select_events(xcb, XCB_XKB_ID_USE_CORE_KBD, events, 0, events, parts, parts, nullptr);
+    m_connection.flush();
+}
+
+HotKeyEvents::Status X11HotKeyEvents::installEventHandler(EventHandler handler,
+                                                          const std::vector<EventTypeSpecification> &types,
+                                                          std::optional<EventHandlerReference> &out) {
+    m_handlers.emplace(++m_lastReference, Handler{std::move(handler), types});
+    out = m_lastReference;
+    return noError;
+}
+
+HotKeyEvents::Status X11HotKeyEvents::removeEventHandler(EventHandlerReference handler) {
+    return m_handlers.erase(handler) ? noError : referenceIsUnknown;
+}
+
+HotKeyEvents::Status X11HotKeyEvents::registerEventHotKey(quint32 keyCode, quint32 modifiers,
+                                                          const HotKeyIdentifier &identifier, quint32,
+                                                          std::optional<HotKeyReference> &out) {
+    const auto keycode = X11KeyPositions::keycodeAt(keyCode);
+    if (!keycode)
+        return combinationIsImpossible;
+    const uint16_t mask = modifierMask(modifiers);
+    if (isTaken(*keycode, mask))
+        return combinationIsTaken;
+    HotKey hotKey{identifier, *keycode, mask, {}, stateOfHeldKey(*keycode)};
+    if (!grab(hotKey))
+        return combinationIsTaken;
+    if (m_isSuspended)
+        ungrab(hotKey);
+    m_hotKeys.emplace(++m_lastReference, std::move(hotKey));
+    m_connection.sync();
+    watchKeys();
+    out = m_lastReference;
+    return noError;
+}
+
+HotKeyEvents::Status X11HotKeyEvents::unregisterEventHotKey(HotKeyReference hotKey) {
+    const auto found = m_hotKeys.find(hotKey);
+    if (found == m_hotKeys.end())
+        return referenceIsUnknown;
+    if (found->second.keyState != KeyState::up)
+        releaseActiveGrab();
+    ungrab(found->second);
+    m_hotKeys.erase(found);
+    m_connection.sync();
+    watchKeys();
+    return noError;
+}
+
+void X11HotKeyEvents::suspend() {
+    m_isSuspended = true;
+    for (auto &[reference, hotKey] : m_hotKeys)
+        ungrab(hotKey);
+    releaseActiveGrab();
+    m_connection.sync();
+}
+
+void X11HotKeyEvents::resume() {
+    m_isSuspended = false;
+    grabAgain();
+    for (auto &[reference, hotKey] : m_hotKeys) {
+        if (hotKey.keyState == KeyState::up)
+            hotKey.keyState = stateOfHeldKey(hotKey.keycode);
+    }
+    watchKeys();
+}
+
+void X11HotKeyEvents::releaseActiveGrab() {
+    const bool isAnyDown = std::ranges::any_of(
+        m_hotKeys, [](const auto &entry) { return entry.second.keyState != KeyState::up; });
+    if (!isAnyDown)
+        return;
+    xcb_ungrab_keyboard(m_connection.xcb(), XCB_CURRENT_TIME);
+    m_connection.flush();
+}
+
+void X11HotKeyEvents::handle(const xcb_generic_event_t *event) {
+    const unsigned type = event->response_type & 0x7fu;
+    if (type == XCB_KEY_PRESS) {
+        handlePress(*reinterpret_cast<const xcb_key_press_event_t *>(event));
+    } else if (type == XCB_KEY_RELEASE) {
+        handleRelease(reinterpret_cast<const xcb_key_release_event_t *>(event)->detail);
+    } else if (type == XCB_MAPPING_NOTIFY) {
+        handleKeymapChange();
+    } else if (type == xcb_get_extension_data(m_connection.xcb(), &xcb_xkb_id)->first_event) {
+        handleKeymapChange();
+    }
+}
+
+void X11HotKeyEvents::handlePress(const xcb_key_press_event_t &event) {
+    for (auto &[reference, hotKey] : m_hotKeys) {
+        const bool isPress = hotKey.keycode == event.detail && hotKey.keyState == KeyState::up &&
+                             hotKey.modifiers == (event.state & meaningfulModifiers);
+        if (!isPress)
+            continue;
+        hotKey.keyState = KeyState::down;
+        watchKeys();
+        deliver(hotKeyPressedKind, hotKey.identifier);
+        return;
+    }
+}
+
+void X11HotKeyEvents::handleRelease(xcb_keycode_t keycode) {
+    std::vector<HotKeyIdentifier> released;
+    for (auto &[reference, hotKey] : m_hotKeys) {
+        if (hotKey.keycode != keycode)
+            continue;
+        if (std::exchange(hotKey.keyState, KeyState::up) == KeyState::down)
+            released.push_back(hotKey.identifier);
+    }
+    watchKeys();
+    for (const auto &identifier : released)
+        deliver(hotKeyReleasedKind, identifier);
+}
+
+void X11HotKeyEvents::checkKeys() {
+    const X11KeysDown keysDown(m_connection);
+    std::vector<xcb_keycode_t> wentUp;
+    for (const auto &[reference, hotKey] : m_hotKeys) {
+        if (hotKey.keyState != KeyState::up && !keysDown.contains(hotKey.keycode))
+            wentUp.push_back(hotKey.keycode);
+    }
+    for (const auto keycode : wentUp)
+        handleRelease(keycode);
+}
+
+void X11HotKeyEvents::watchKeys() {
+    const bool isAnyDown = std::ranges::any_of(
+        m_hotKeys, [](const auto &entry) { return entry.second.keyState != KeyState::up; });
+    if (isAnyDown == m_keyCheck.isActive())
+        return;
+    if (isAnyDown)
+        m_keyCheck.start();
+    else
+        m_keyCheck.stop();
+}
+
+void X11HotKeyEvents::handleKeymapChange() {
+    // One change of layout comes as a burst of events.
+    if (std::exchange(m_isGrabbingAgainPending, true))
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_isGrabbingAgainPending = false;
+            grabAgain();
+        },
+        Qt::QueuedConnection);
+}
+
+void X11HotKeyEvents::grabAgain() {
+    if (m_isSuspended)
+        return;
+    for (auto &[reference, hotKey] : m_hotKeys) {
+        ungrab(hotKey);
+        grab(hotKey);
+    }
+    m_connection.flush();
+}
+
+bool X11HotKeyEvents::grab(HotKey &hotKey) {
+    auto *xcb = m_connection.xcb();
+    hotKey.grabbed = lockVariants(X11Keymap(m_connection), hotKey.modifiers);
+    std::vector<xcb_void_cookie_t> cookies;
+    for (const auto variant : hotKey.grabbed)
+        cookies.push_back(xcb_grab_key_checked(xcb, 0, m_connection.root(), variant, hotKey.keycode,
+                                               XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    const auto refused =
+        std::ranges::count_if(cookies, [this](auto cookie) { return !m_connection.succeeds(cookie); });
+    if (refused == 0)
+        return true;
+    ungrab(hotKey);
+    return false;
+}
+
+void X11HotKeyEvents::ungrab(HotKey &hotKey) {
+    for (const auto variant : std::exchange(hotKey.grabbed, {}))
+        xcb_ungrab_key(m_connection.xcb(), hotKey.keycode, m_connection.root(), variant);
+}
+
+X11HotKeyEvents::KeyState X11HotKeyEvents::stateOfHeldKey(xcb_keycode_t keycode) const {
+    return X11KeysDown(m_connection).contains(keycode) ? KeyState::heldOver : KeyState::up;
+}
+
+bool X11HotKeyEvents::isTaken(xcb_keycode_t keycode, uint16_t modifiers) const {
+    return std::ranges::any_of(m_hotKeys, [&](const auto &entry) {
+        return entry.second.keycode == keycode && entry.second.modifiers == modifiers;
+    });
+}
+
+void X11HotKeyEvents::deliver(quint32 kind, const HotKeyIdentifier &identifier) {
+    const HotKeyEvent event{kind, identifier};
+    const EventTypeSpecification type{keyboardEventClass, kind};
+    const auto handlers = m_handlers; // a handler may install or remove some
+    for (const auto &[reference, handler] : handlers) {
+        if (m_handlers.contains(reference) && std::ranges::count(handler.types, type))
+            handler.call(&event);
+    }
+}
+
+} // namespace quillora::platform

@@ -1,0 +1,187 @@
+#include "platform/linux/x11/X11Keystrokes.h"
+
+#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11KeyPositions.h"
+#include "platform/linux/x11/X11Keymap.h"
+#include "platform/linux/x11/X11KeysDown.h"
+#include "platform/linux/x11/X11PasteChord.h"
+#include "platform/linux/x11/X11Windows.h"
+
+#include <algorithm>
+#include <utility>
+#include <xcb/xtest.h>
+
+namespace quillora::platform {
+
+namespace {
+
+constexpr quint16 ansiVKeyCode = 9;
+constexpr quint16 insertKeyCode = 114;
+constexpr xcb_keysym_t vSymbol = 0x0076;
+constexpr xcb_keysym_t insertSymbol = 0xff63;
+
+constexpr quint64 shiftKeyFlag = 0x20000;
+constexpr quint64 controlKeyFlag = 0x40000;
+constexpr quint64 optionKeyFlag = 0x80000;
+
+constexpr std::pair<quint64, xcb_map_index_t> modifierFlags[] = {
+    {controlKeyFlag, XCB_MAP_INDEX_CONTROL},
+    {optionKeyFlag, XCB_MAP_INDEX_1},
+    {shiftKeyFlag, XCB_MAP_INDEX_SHIFT},
+    {commandKeyFlag, XCB_MAP_INDEX_4},
+};
+
+/// Where the modifier's key is on an ordinary keyboard.
+quint32 usualKeyCode(xcb_map_index_t modifier) {
+    switch (modifier) {
+    case XCB_MAP_INDEX_SHIFT:
+        return 56;
+    case XCB_MAP_INDEX_1:
+        return 58;
+    case XCB_MAP_INDEX_4:
+        return 55;
+    default:
+        return 59;
+    }
+}
+
+/// A key that acts as the modifier in this layout: the usual one, or another where the user has a finger on
+/// that. He may take the finger off in the middle of the chord.
+std::optional<xcb_keycode_t> modifierKey(xcb_map_index_t modifier, const X11Keymap &keymap,
+                                         const X11KeysDown &keysDown) {
+    auto keys = keymap.modifierKeys(modifier);
+    if (keys.empty())
+        return {};
+    const auto usual = X11KeyPositions::keycodeAt(usualKeyCode(modifier));
+    std::ranges::partition(keys, [usual](xcb_keycode_t key) { return key == usual; });
+    const auto free = std::ranges::find_if(keys, [&](xcb_keycode_t key) { return !keysDown.contains(key); });
+    return free != keys.end() ? *free : keys.front();
+}
+
+xcb_keycode_t keyOrPosition(const X11Keymap &keymap, xcb_keysym_t symbol, quint16 keyCode) {
+    if (const auto key = keymap.keyFor(symbol))
+        return *key;
+    return X11KeyPositions::keycodeAt(keyCode).value();
+}
+
+} // namespace
+
+X11Keystrokes::X11Keystrokes(X11Connection &connection, X11HotKeyEvents &hotKeyEvents,
+                             std::function<void()> preparePrimarySelection)
+    : m_connection(connection), m_hotKeyEvents(hotKeyEvents),
+      m_preparePrimarySelection(std::move(preparePrimarySelection)) {}
+
+X11Keystrokes::~X11Keystrokes() { letGo(); }
+
+bool X11Keystrokes::isTrusted() {
+    return m_connection.isUsable() && xcb_get_extension_data(m_connection.xcb(), &xcb_test_id)->present;
+}
+
+std::unique_ptr<KeyEventSource> X11Keystrokes::createSource(KeyEventSourceState) {
+    return std::make_unique<KeyEventSource>();
+}
+
+std::optional<KeyEvent> X11Keystrokes::createKeyboardEvent(KeyEventSource *, quint16 keyCode, bool isDown) {
+    return KeyEvent{keyCode, isDown, 0};
+}
+
+void X11Keystrokes::post(KeyEventTap, const KeyEvent &event) {
+    if (!isTrusted())
+        return;
+    letGo();
+    if (!event.isDown)
+        return;
+    const X11Keymap keymap(m_connection);
+    if (const auto chord = chordFor(event, keymap))
+        press(*chord, keymap);
+}
+
+std::optional<X11Keystrokes::Chord> X11Keystrokes::chordFor(const KeyEvent &event,
+                                                            const X11Keymap &keymap) const {
+    if (event.keyCode == ansiVKeyCode && event.flags == commandKeyFlag)
+        return pasteChord(keymap);
+    const auto key = X11KeyPositions::keycodeAt(event.keyCode);
+    if (!key)
+        return {};
+    Chord chord{{}, *key};
+    for (const auto &[flag, modifier] : modifierFlags) {
+        if (event.flags & flag)
+            chord.modifiers.push_back(modifier);
+    }
+    return chord;
+}
+
+X11Keystrokes::Chord X11Keystrokes::pasteChord(const X11Keymap &keymap) const {
+    const X11Windows windows(m_connection);
+    const auto target = windows.active();
+    const auto windowClass = target ? windows.windowClass(*target) : std::nullopt;
+    switch (pasteChordFor(windowClass)) {
+    case X11PasteChord::shiftInsert:
+        if (m_preparePrimarySelection)
+            m_preparePrimarySelection();
+        return {{XCB_MAP_INDEX_SHIFT}, keyOrPosition(keymap, insertSymbol, insertKeyCode)};
+    case X11PasteChord::controlShiftV:
+        return {{XCB_MAP_INDEX_CONTROL, XCB_MAP_INDEX_SHIFT}, keyOrPosition(keymap, vSymbol, ansiVKeyCode)};
+    case X11PasteChord::controlV:
+        break;
+    }
+    return {{XCB_MAP_INDEX_CONTROL}, keyOrPosition(keymap, vSymbol, ansiVKeyCode)};
+}
+
+void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
+    m_hotKeyEvents.releaseActiveGrab(); // it would swallow the chord
+    const X11KeysDown keysDown(m_connection);
+    const auto lift = [&](xcb_map_index_t modifier, std::optional<xcb_keycode_t> exception = {}) {
+        for (const auto key : keymap.modifierKeys(modifier)) {
+            if (keysDown.contains(key) && key != exception)
+                fake(XCB_KEY_RELEASE, key);
+        }
+    };
+
+    // Shift first: together with Ctrl it may switch layouts. Alt and Super only once Ctrl is down: alone,
+    // their release opens menus.
+    lift(XCB_MAP_INDEX_SHIFT);
+    const auto control = modifierKey(XCB_MAP_INDEX_CONTROL, keymap, keysDown);
+    if (control) {
+        if (!keysDown.contains(*control))
+            fake(XCB_KEY_PRESS, *control);
+        m_pressed.push_back(*control);
+    }
+    lift(XCB_MAP_INDEX_CONTROL, control);
+    const auto locks = keymap.lockModifiers();
+    for (const auto modifier :
+         {XCB_MAP_INDEX_1, XCB_MAP_INDEX_2, XCB_MAP_INDEX_3, XCB_MAP_INDEX_4, XCB_MAP_INDEX_5}) {
+        if (!std::ranges::count(locks, modifier))
+            lift(modifier);
+    }
+    if (!std::ranges::count(chord.modifiers, XCB_MAP_INDEX_CONTROL))
+        letGo();
+
+    for (const auto modifier : chord.modifiers) {
+        const auto key = modifierKey(modifier, keymap, keysDown);
+        if (!key || modifier == XCB_MAP_INDEX_CONTROL)
+            continue;
+        fake(XCB_KEY_PRESS, *key);
+        m_pressed.push_back(*key);
+    }
+    if (keysDown.contains(chord.key))
+        fake(XCB_KEY_RELEASE, chord.key);
+    fake(XCB_KEY_PRESS, chord.key);
+    m_pressed.push_back(chord.key);
+    m_connection.flush();
+}
+
+void X11Keystrokes::letGo() {
+    if (m_pressed.empty())
+        return;
+    for (auto key = m_pressed.rbegin(); key != m_pressed.rend(); ++key)
+        fake(XCB_KEY_RELEASE, *key);
+    m_pressed.clear();
+    m_connection.flush();
+}
+
+void X11Keystrokes::fake(uint8_t type, xcb_keycode_t key) {
+    xcb_test_fake_input(m_connection.xcb(), type, key, XCB_CURRENT_TIME, m_connection.root(), 0, 0, 0);
+}
+
+} // namespace quillora::platform

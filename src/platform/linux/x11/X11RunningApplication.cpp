@@ -1,0 +1,73 @@
+#include "platform/linux/x11/X11RunningApplication.h"
+
+#include "platform/linux/x11/X11Workspace.h"
+
+#include <algorithm>
+#include <unistd.h>
+
+namespace quillora::platform {
+
+namespace {
+
+/// Says that the user asks for it, not the window's own program; window managers then do not refuse.
+constexpr uint32_t sourceIsPager = 2;
+
+void askWindowManager(X11Connection &connection, xcb_window_t window) {
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = connection.atom("_NET_ACTIVE_WINDOW");
+    message.data.data32[0] = sourceIsPager;
+    message.data.data32[1] = connection.serverTime();
+    xcb_send_event(connection.xcb(), 0, connection.root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char *>(&message));
+}
+
+void bringForward(X11Connection &connection, xcb_window_t window) {
+    constexpr uint32_t onTop = XCB_STACK_MODE_ABOVE;
+    xcb_map_window(connection.xcb(), window);
+    xcb_configure_window(connection.xcb(), window, XCB_CONFIG_WINDOW_STACK_MODE, &onTop);
+    xcb_set_input_focus(connection.xcb(), XCB_INPUT_FOCUS_PARENT, window, connection.serverTime());
+}
+
+} // namespace
+
+X11RunningApplication::X11RunningApplication(X11Connection &connection, xcb_window_t window)
+    : m_connection(&connection), m_window(window) {
+    const X11Windows windows(connection);
+    m_processId = windows.processId(window);
+    const bool isOwn = m_processId == static_cast<quint32>(::getpid());
+    m_identifier = isOwn ? X11Workspace::ownIdentifier() : windows.windowClass(window);
+}
+
+void X11RunningApplication::activate() {
+    if (!m_connection)
+        return;
+    const auto window = presentWindow();
+    if (!window)
+        return;
+    if (X11Windows(*m_connection).isActiveWindowManaged())
+        askWindowManager(*m_connection, *window);
+    else
+        bringForward(*m_connection, *window);
+    m_connection->flush();
+}
+
+std::optional<xcb_window_t> X11RunningApplication::presentWindow() const {
+    const X11Windows windows(*m_connection);
+    if (windows.exists(m_window))
+        return m_window;
+    const auto all = windows.stacked();
+    const auto other = std::ranges::find_if(all, [&](xcb_window_t window) {
+        if (m_processId)
+            return windows.processId(window) == m_processId;
+        return m_identifier && windows.windowClass(window) == m_identifier;
+    });
+    if (other == all.end())
+        return {};
+    return *other;
+}
+
+} // namespace quillora::platform

@@ -1,0 +1,322 @@
+#include "platform/linux/x11/X11SelectionServer.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quillora::platform {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// The X server answers at once unless it hangs.
+constexpr auto serverPatience = 500ms;
+
+/// Values above this go out in pieces of this size. A multiple of every unit.
+constexpr qsizetype pieceSize = 256 * 1024;
+
+QDeadlineTimer serverDeadline() { return QDeadlineTimer(serverPatience); }
+
+template <typename T>
+const T &as(const xcb_generic_event_t &event) {
+    return reinterpret_cast<const T &>(event);
+}
+
+/// Server times wrap around after 49 days.
+bool isBefore(xcb_timestamp_t a, xcb_timestamp_t b) { return static_cast<int32_t>(a - b) < 0; }
+
+uint32_t unitsIn(qsizetype bytes, int format) { return static_cast<uint32_t>(bytes / (format / 8)); }
+
+} // namespace
+
+X11SelectionServer::X11SelectionServer(const QByteArray &displayName, std::chrono::milliseconds patience)
+    : m_connection(displayName), m_patience(patience), m_atoms(atomCount, XCB_NONE) {
+    if (!isAlive())
+        return;
+    m_window = m_connection.createWindow();
+    // In the order of Atom.
+    const auto atoms =
+        m_connection.atoms({"TARGETS", "TIMESTAMP", "MULTIPLE", "SAVE_TARGETS", "INCR", "ATOM_PAIR", "NULL",
+                            "CLIPBOARD", "CLIPBOARD_MANAGER", "QUILLORA_HAND_OVER"},
+                           serverDeadline());
+    if (atoms)
+        m_atoms = *atoms;
+}
+
+bool X11SelectionServer::own(const QByteArray &selection, Contents contents) {
+    std::vector<QByteArray> names{selection};
+    for (const auto &value : contents->values) {
+        names.push_back(value.type.target);
+        names.push_back(value.type.type);
+    }
+    // Asked for in one go here, so that answering a request needs no more questions.
+    const auto atoms = m_connection.atoms(names, serverDeadline());
+    const auto time = serverTime();
+    if (!atoms || !time)
+        return false;
+
+    const auto selectionAtom = atoms->front();
+    m_holdings[selectionAtom] = {std::move(contents), *time};
+    xcb_set_selection_owner(m_connection, m_window, selectionAtom, *time);
+    return held(selection) != nullptr;
+}
+
+void X11SelectionServer::clear(const QByteArray &selection) {
+    const auto atoms = m_connection.atoms({selection}, serverDeadline());
+    if (!atoms)
+        return;
+    m_holdings.erase(atoms->front());
+    if (const auto time = serverTime())
+        xcb_set_selection_owner(m_connection, XCB_NONE, atoms->front(), *time);
+    xcb_flush(m_connection);
+}
+
+X11SelectionServer::Contents X11SelectionServer::held(const QByteArray &selection) {
+    const auto atoms = m_connection.atoms({selection}, serverDeadline());
+    if (!atoms || !m_holdings.contains(atoms->front()))
+        return {};
+    const auto owner = m_connection.reply<xcb_get_selection_owner_reply_t>(
+        xcb_get_selection_owner(m_connection, atoms->front()), serverDeadline());
+    // The server knows it before the event that tells us arrives.
+    if (owner && owner->owner != m_window)
+        m_holdings.erase(atoms->front());
+    const auto found = m_holdings.find(atoms->front());
+    return owner && found != m_holdings.end() ? found->second.contents : nullptr;
+}
+
+bool X11SelectionServer::handOver(std::chrono::milliseconds limit) {
+    const QDeadlineTimer deadline(limit);
+    const auto contents = held("CLIPBOARD");
+    if (!contents || contents->values.empty())
+        return false;
+    const auto manager = m_connection.reply<xcb_get_selection_owner_reply_t>(
+        xcb_get_selection_owner(m_connection, atom(clipboardManager)), deadline);
+    if (!manager || manager->owner == XCB_NONE)
+        return false;
+
+    const auto time = serverTime();
+    if (!time)
+        return false;
+
+    // Without a list of targets the manager takes all.
+    m_handOverAnswer.reset();
+    xcb_delete_property(m_connection, m_window, atom(handOverProperty));
+    xcb_convert_selection(m_connection, m_window, atom(clipboardManager), atom(saveTargets),
+                          atom(handOverProperty), *time);
+    while (!m_handOverAnswer) {
+        const auto event = m_connection.nextEvent(deadline);
+        if (!event)
+            return false;
+        handle(*event);
+    }
+    return *m_handOverAnswer;
+}
+
+void X11SelectionServer::serve() {
+    while (const auto event = m_connection.arrivedEvent())
+        handle(*event);
+    dropTransfers([](const Transfer &transfer) { return transfer.patience.hasExpired(); });
+    xcb_flush(m_connection);
+}
+
+QDeadlineTimer X11SelectionServer::nextExpiry() const {
+    QDeadlineTimer next(QDeadlineTimer::Forever);
+    for (const auto &transfer : m_transfers)
+        next = std::min(next, transfer.patience);
+    return next;
+}
+
+std::optional<xcb_timestamp_t> X11SelectionServer::serverTime() {
+    return m_connection.serverTime(m_window, serverDeadline(), [this](const auto &event) { handle(event); });
+}
+
+void X11SelectionServer::handle(const xcb_generic_event_t &event) {
+    switch (event.response_type & 0x7f) {
+    case 0: {
+        // A requestor that was gone before we could listen for its end.
+        const auto &error = reinterpret_cast<const xcb_generic_error_t &>(event);
+        if (error.error_code == XCB_WINDOW)
+            dropTransfers([&](const Transfer &transfer) { return transfer.requestor == error.resource_id; });
+        break;
+    }
+    case XCB_SELECTION_REQUEST:
+        handleRequest(as<xcb_selection_request_event_t>(event));
+        break;
+    case XCB_SELECTION_CLEAR:
+        forget(as<xcb_selection_clear_event_t>(event));
+        break;
+    case XCB_SELECTION_NOTIFY: {
+        const auto &notify = as<xcb_selection_notify_event_t>(event);
+        if (notify.selection == atom(clipboardManager))
+            m_handOverAnswer = notify.property != XCB_NONE;
+        break;
+    }
+    case XCB_PROPERTY_NOTIFY: {
+        const auto &notify = as<xcb_property_notify_event_t>(event);
+        if (notify.state == XCB_PROPERTY_DELETE)
+            sendNextPiece(notify.window, notify.atom);
+        break;
+    }
+    case XCB_DESTROY_NOTIFY: {
+        const auto window = as<xcb_destroy_notify_event_t>(event).window;
+        dropTransfers([&](const Transfer &transfer) { return transfer.requestor == window; });
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void X11SelectionServer::forget(const xcb_selection_clear_event_t &loss) {
+    const auto found = m_holdings.find(loss.selection);
+    if (found != m_holdings.end() && !isBefore(loss.time, found->second.since))
+        m_holdings.erase(found);
+}
+
+void X11SelectionServer::handleRequest(const xcb_selection_request_event_t &request) {
+    // Programs of old name no property; it is the target, then.
+    const auto property = request.property == XCB_NONE ? request.target : request.property;
+    bool isAnswered = false;
+    if (isOurs(request)) {
+        const auto holding = m_holdings[request.selection];
+        isAnswered =
+            request.target == atom(multiple)
+                ? request.property != XCB_NONE && convertMultiple(holding, request.requestor, property)
+                : convert(holding, request.requestor, request.target, property);
+    }
+
+    xcb_selection_notify_event_t notify{};
+    notify.response_type = XCB_SELECTION_NOTIFY;
+    notify.time = request.time;
+    notify.requestor = request.requestor;
+    notify.selection = request.selection;
+    notify.target = request.target;
+    notify.property = isAnswered ? property : XCB_NONE;
+    xcb_send_event(m_connection, 0, request.requestor, XCB_EVENT_MASK_NO_EVENT,
+                   reinterpret_cast<const char *>(&notify));
+    xcb_flush(m_connection);
+}
+
+bool X11SelectionServer::isOurs(const xcb_selection_request_event_t &request) const {
+    const auto found = m_holdings.find(request.selection);
+    if (found == m_holdings.end())
+        return false;
+    return request.time == XCB_CURRENT_TIME || !isBefore(request.time, found->second.since);
+}
+
+bool X11SelectionServer::convert(const Holding &holding, xcb_window_t requestor, xcb_atom_t target,
+                                 xcb_atom_t property) {
+    const auto answer = [&](xcb_atom_t type, const std::vector<uint32_t> &units) {
+        xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, type, 32,
+                            static_cast<uint32_t>(units.size()), units.data());
+        return true;
+    };
+    if (target == atom(timestamp))
+        return answer(XCB_ATOM_INTEGER, {holding.since});
+    if (target == atom(saveTargets))
+        return answer(atom(null), {});
+
+    std::vector<xcb_atom_t> offered{atom(targets), atom(timestamp), atom(multiple), atom(saveTargets)};
+    for (const auto &value : holding.contents->values) {
+        const auto valueTarget = m_connection.atoms({value.type.target}, serverDeadline());
+        if (!valueTarget)
+            return false;
+        if (target == valueTarget->front())
+            return send(holding.contents, value, requestor, property);
+        offered.push_back(valueTarget->front());
+    }
+    return target == atom(targets) && answer(XCB_ATOM_ATOM, offered);
+}
+
+bool X11SelectionServer::convertMultiple(const Holding &holding, xcb_window_t requestor,
+                                         xcb_atom_t property) {
+    const auto list = m_connection.reply<xcb_get_property_reply_t>(
+        xcb_get_property(m_connection, 0, requestor, property, XCB_GET_PROPERTY_TYPE_ANY, 0, pieceSize),
+        serverDeadline());
+    if (!list || list->format != 32)
+        return false;
+    const auto *atoms = static_cast<const xcb_atom_t *>(xcb_get_property_value(list.get()));
+    std::vector<xcb_atom_t> pairs(atoms, atoms + list->value_len);
+    for (size_t i = 0; i + 1 < pairs.size(); i += 2) {
+        const bool isNested = pairs[i] == atom(multiple);
+        if (isNested || pairs[i + 1] == XCB_NONE || !convert(holding, requestor, pairs[i], pairs[i + 1]))
+            pairs[i + 1] = XCB_NONE;
+    }
+    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, atom(atomPair), 32,
+                        static_cast<uint32_t>(pairs.size()), pairs.data());
+    return true;
+}
+
+bool X11SelectionServer::send(const Contents &contents, const X11SelectionContents::Value &value,
+                              xcb_window_t requestor, xcb_atom_t property) {
+    const auto type = m_connection.atoms({value.type.type}, serverDeadline());
+    if (!type)
+        return false;
+    if (value.data.size() > pieceSize) {
+        startTransfer({.requestor = requestor,
+                       .property = property,
+                       .type = type->front(),
+                       .contents = contents,
+                       .value = &value,
+                       .patience = QDeadlineTimer(m_patience)});
+        return true;
+    }
+    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, type->front(),
+                        static_cast<uint8_t>(value.type.format),
+                        unitsIn(value.data.size(), value.type.format), value.data.constData());
+    return true;
+}
+
+void X11SelectionServer::startTransfer(Transfer transfer) {
+    dropTransfers([&](const Transfer &other) {
+        return other.requestor == transfer.requestor && other.property == transfer.property;
+    });
+    selectRequestorEvents(transfer.requestor,
+                          XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    const auto size = static_cast<uint32_t>(transfer.value->data.size());
+    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, transfer.requestor, transfer.property,
+                        atom(incr), 32, 1, &size);
+    m_transfers.push_back(std::move(transfer));
+}
+
+void X11SelectionServer::sendNextPiece(xcb_window_t requestor, xcb_atom_t property) {
+    const auto found = std::ranges::find_if(m_transfers, [&](const Transfer &transfer) {
+        return transfer.requestor == requestor && transfer.property == property;
+    });
+    if (found == m_transfers.end())
+        return;
+    auto &transfer = *found;
+    const auto &[type, data] = *transfer.value;
+    const auto left = unitsIn(data.size() - transfer.sent, type.format);
+    const auto units = std::min(left, unitsIn(pieceSize, type.format));
+    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, transfer.type,
+                        static_cast<uint8_t>(type.format), units, data.constData() + transfer.sent);
+    transfer.sent += static_cast<qsizetype>(units) * (type.format / 8);
+    transfer.patience = QDeadlineTimer(m_patience);
+    // The piece of no length tells the requestor that it has everything.
+    if (units == 0) {
+        dropTransfers([&](const Transfer &other) {
+            return other.requestor == requestor && other.property == property;
+        });
+    }
+    xcb_flush(m_connection);
+}
+
+void X11SelectionServer::dropTransfers(const std::function<bool(const Transfer &)> &isMeant) {
+    for (auto it = m_transfers.begin(); it != m_transfers.end();) {
+        if (!isMeant(*it)) {
+            ++it;
+            continue;
+        }
+        const auto requestor = it->requestor;
+        it = m_transfers.erase(it);
+        if (std::ranges::find(m_transfers, requestor, &Transfer::requestor) == m_transfers.end())
+            selectRequestorEvents(requestor, XCB_EVENT_MASK_NO_EVENT);
+    }
+}
+
+void X11SelectionServer::selectRequestorEvents(xcb_window_t requestor, uint32_t mask) {
+    xcb_change_window_attributes(m_connection, requestor, XCB_CW_EVENT_MASK, &mask);
+}
+
+} // namespace quillora::platform

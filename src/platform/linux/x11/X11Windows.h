@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/linux/x11/X11Connection.h"
+
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace quillora::platform {
+
+/// What is known of other programs' top-level windows, each of which may be gone by now.
+class X11Windows {
+public:
+    explicit X11Windows(X11Connection &connection) : m_connection(connection) {}
+
+    /// The window that the user works in: what the window manager says, else what has the keyboard.
+    std::optional<xcb_window_t> active() const;
+
+    /// Whether a running window manager tells which window is active, and takes requests to change that.
+    bool isActiveWindowManaged() const;
+
+    /// All of them, the one on top first.
+    std::vector<xcb_window_t> stacked() const;
+
+    bool exists(xcb_window_t window) const;
+
+    /// The class under which its program is known.
+    std::optional<QString> windowClass(xcb_window_t window) const;
+
+    /// The process that it says it belongs to.
+    std::optional<quint32> processId(xcb_window_t window) const;
+
+private:
+    std::optional<xcb_window_t> withKeyboard() const;
+    xcb_window_t underPointer() const;
+    std::optional<xcb_window_t> topLevelAround(xcb_window_t window) const;
+    bool isManaged(xcb_window_t window) const;
+    QByteArray bytes(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) const;
+    std::vector<uint32_t> numbers(xcb_window_t window, const QByteArray &property, xcb_atom_t type) const;
+
+    X11Connection &m_connection;
+};
+
+} // namespace quillora::platform

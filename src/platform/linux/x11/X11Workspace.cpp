@@ -1,0 +1,50 @@
+#include "platform/linux/x11/X11Workspace.h"
+
+#include "platform/linux/x11/X11RunningApplication.h"
+#include "platform/linux/x11/X11Windows.h"
+
+#include <utility>
+
+namespace quillora::platform {
+
+X11Workspace::X11Workspace(X11Connection &connection) : m_connection(connection) {
+    connect(&connection, &X11Connection::eventReceived, this, &X11Workspace::handle);
+    connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+}
+
+QString X11Workspace::ownIdentifier() { return u"Quillora"_qs; }
+
+RunningApplicationHandle X11Workspace::frontmostApplication() const {
+    const auto window = X11Windows(m_connection).active();
+    if (!window)
+        return {};
+    return std::make_shared<X11RunningApplication>(m_connection, *window);
+}
+
+Workspace::ObserverToken X11Workspace::addActivationObserver(ActivationObserver observer) {
+    m_observers.emplace(++m_lastToken, std::move(observer));
+    return m_lastToken;
+}
+
+void X11Workspace::removeActivationObserver(ObserverToken token) { m_observers.erase(token); }
+
+void X11Workspace::handle(const xcb_generic_event_t *event) {
+    if ((event->response_type & 0x7f) != XCB_PROPERTY_NOTIFY)
+        return;
+    const auto *change = reinterpret_cast<const xcb_property_notify_event_t *>(event);
+    if (change->window == m_connection.root() && change->atom == m_connection.atom("_NET_ACTIVE_WINDOW"))
+        reportActivation();
+}
+
+void X11Workspace::reportActivation() {
+    const auto application = frontmostApplication();
+    if (!application)
+        return;
+    const auto observers = m_observers; // an observer may add or remove some
+    for (const auto &[token, observer] : observers) {
+        if (m_observers.contains(token))
+            observer(application);
+    }
+}
+
+} // namespace quillora::platform

@@ -1,0 +1,453 @@
+#include "ui/ContentView.h"
+
+#include "controller/AppController.h"
+#include "hotkey/HotKeyRecorderView.h"
+#include "ui/FieldFrame.h"
+#include "ui/FocusReturn.h"
+#include "ui/LimitedLabel.h"
+#include "ui/PanelAppearance.h"
+#include "ui/PanelButton.h"
+#include "ui/PanelPalette.h"
+#include "ui/Picker.h"
+#include "ui/StatusDot.h"
+#include "ui/SymbolView.h"
+#include "ui/TextPane.h"
+
+#include <QEvent>
+#include <QGridLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace quillora {
+
+namespace {
+
+// The panel's measures, in logical pixels.
+constexpr int panelWidth = 380;
+constexpr int panelPadding = 18;
+constexpr int sectionSpacing = 16;
+constexpr int controlSpacing = 8;
+constexpr int captionSpacing = 6;
+constexpr int headerIconSize = 32;
+constexpr int captionIconSize = 14;
+constexpr int fieldHeight = 30;
+constexpr int fieldTextMargin = 6;
+constexpr int textHeight = 82;
+constexpr int statusHeight = 28;
+
+// Its type sizes, relative to the desktop's own.
+constexpr double headlineScale = 1.15;
+constexpr double calloutScale = 0.95;
+constexpr double captionScale = 0.88;
+
+QFont scaled(QFont font, double scale) {
+    if (font.pointSizeF() > 0)
+        font.setPointSizeF(font.pointSizeF() * scale);
+    else
+        font.setPixelSize(std::max(1, static_cast<int>(font.pixelSize() * scale)));
+    return font;
+}
+
+QList<Picker::Option> rows(const QList<SpokenLanguageOption> &options) {
+    QList<Picker::Option> rows;
+    for (const auto &option : options)
+        rows += {option.id, option.flag, option.name};
+    return rows;
+}
+
+QList<Picker::Option> rows(const QList<TranslationLanguageOption> &options) {
+    QList<Picker::Option> rows;
+    for (const auto &option : options)
+        rows += {option.id, option.flag, option.name};
+    return rows;
+}
+
+QList<Picker::Option> engineRows() {
+    QList<Picker::Option> rows;
+    for (const auto engine : allTranslationEngines)
+        rows += {rawValue(engine), {}, name(engine)};
+    return rows;
+}
+
+/// Leaves the cursor, the selection and a composition alone where the text is the same.
+void fill(QLineEdit &field, const QString &text) {
+    if (field.text() != text)
+        field.setText(text);
+}
+
+void recolor(QWidget &widget, QPalette::ColorRole role, const QColor &color) {
+    QPalette palette = widget.palette();
+    if (palette.color(role) == color)
+        return;
+    palette.setColor(role, color);
+    widget.setPalette(palette);
+}
+
+template <typename Control>
+Control *named(Control *control, const QString &objectName) {
+    control->setObjectName(objectName);
+    return control;
+}
+
+} // namespace
+
+ContentView::ContentView(AppController &controller, QWidget *parent)
+    : QWidget(parent), m_controller(controller) {
+    build();
+    connectControls();
+    setTabOrder();
+    applyFonts();
+    new PanelAppearance(*this); // owned by this panel
+    new FocusReturn(*this);     // likewise
+    connect(&m_controller, &AppController::changed, this, &ContentView::redraw);
+    redraw();
+}
+
+void ContentView::build() {
+    setObjectName(u"panel"_qs);
+    setAutoFillBackground(true);
+    m_hotKeyRecorder = named(new HotKeyRecorderView({}, this), u"hotKeyRecorder"_qs);
+    m_hotKeyRecorder->setGeometry(0, 0, 1, 1);
+
+    m_transcriptText = named(new TextPane(TextPane::Follow::end), u"transcriptText"_qs);
+    m_translationText = named(new TextPane(TextPane::Follow::beginning), u"translationText"_qs);
+    m_footerText = named(new LimitedLabel(1), u"footerText"_qs);
+    m_footerText->setForegroundRole(QPalette::PlaceholderText);
+
+    auto *stack = new QVBoxLayout(this);
+    stack->setContentsMargins(panelPadding, panelPadding, panelPadding, panelPadding);
+    stack->setSpacing(sectionSpacing);
+    stack->setSizeConstraint(QLayout::SetFixedSize);
+    stack->addStrut(panelWidth - 2 * panelPadding);
+    stack->addLayout(buildHeader());
+    stack->addLayout(buildLanguageControls());
+    stack->addLayout(buildEngineControls());
+    stack->addLayout(buildActionControls());
+    stack->addLayout(buildStatusRow());
+    stack->addWidget(buildDivider());
+    stack->addLayout(buildTextSection(u"Transcript"_qs, u"waveform"_qs, *m_transcriptText));
+    stack->addLayout(buildTextSection(u"Translation"_qs, u"text.bubble"_qs, *m_translationText));
+    stack->addWidget(m_footerText);
+    for (QLabel *caption : m_captions)
+        caption->setForegroundRole(QPalette::PlaceholderText);
+}
+
+QLayout *ContentView::buildHeader() {
+    m_headerIcon = named(new SymbolView(headerIconSize), u"headerIcon"_qs);
+    m_productName = named(new QLabel(u"Quillora"_qs), u"productName"_qs);
+    m_quitButton = named(new PanelButton(PanelButton::Look::borderless), u"quitButton"_qs);
+    m_quitButton->setSymbol(u"power"_qs);
+    m_quitButton->setHelpText(u"Quit"_qs);
+
+    auto *titles = new QVBoxLayout;
+    titles->setSpacing(0);
+    titles->addWidget(m_productName);
+    titles->addLayout(buildHotKeyRow());
+
+    auto *header = new QHBoxLayout;
+    header->setSpacing(12);
+    header->setContentsMargins(-2, 0, -4, 0); // the symbols' own margins: what is seen lines up with the rest
+    header->addWidget(m_headerIcon);
+    header->addLayout(titles);
+    header->addStretch();
+    header->addWidget(m_quitButton);
+    return header;
+}
+
+QLayout *ContentView::buildHotKeyRow() {
+    m_hotKeyText = named(new LimitedLabel(1), u"hotKeyText"_qs);
+    m_recordHotKeyButton = named(new PanelButton(PanelButton::Look::borderless), u"recordHotKeyButton"_qs);
+    m_resetHotKeyButton = named(new PanelButton(PanelButton::Look::borderless), u"resetHotKeyButton"_qs);
+    m_resetHotKeyButton->setSymbol(u"arrow.counterclockwise"_qs);
+    m_resetHotKeyButton->setHelpText(u"Reset hotkey"_qs);
+
+    auto *row = new QHBoxLayout;
+    row->setSpacing(2);
+    row->addWidget(m_hotKeyText);
+    row->addSpacing(4);
+    row->addWidget(m_recordHotKeyButton);
+    row->addWidget(m_resetHotKeyButton);
+    row->addStretch();
+    return row;
+}
+
+QLayout *ContentView::buildLanguageControls() {
+    m_sourcePicker =
+        named(new Picker(u"Dictate"_qs, rows(m_controller.spokenLanguageOptions())), u"sourcePicker"_qs);
+    m_targetPicker =
+        named(new Picker(u"Translate to"_qs, rows(m_controller.targetLanguageOptions())), u"targetPicker"_qs);
+    m_swapButton = named(new PanelButton(PanelButton::Look::borderless), u"swapButton"_qs);
+    m_swapButton->setSymbol(u"arrow.left.arrow.right"_qs);
+    m_swapButton->setHelpText(u"Swap languages"_qs);
+
+    auto *sourceTitle = new QLabel(u"Dictate"_qs);
+    sourceTitle->setBuddy(m_sourcePicker);
+    auto *targetTitle = new QLabel(u"Translate to"_qs);
+    targetTitle->setBuddy(m_targetPicker);
+    m_captions += {sourceTitle, targetTitle};
+
+    auto *controls = new QGridLayout;
+    controls->setHorizontalSpacing(controlSpacing);
+    controls->setVerticalSpacing(captionSpacing);
+    controls->setColumnStretch(0, 5); // names of locales are longer than names of languages
+    controls->setColumnStretch(2, 4);
+    controls->addWidget(sourceTitle, 0, 0);
+    controls->addWidget(targetTitle, 0, 2);
+    controls->addWidget(m_sourcePicker, 1, 0);
+    controls->addWidget(m_swapButton, 1, 1);
+    controls->addWidget(m_targetPicker, 1, 2);
+    return controls;
+}
+
+QLayout *ContentView::buildEngineControls() {
+    m_enginePicker = named(new Picker(u"Engine"_qs, engineRows()), u"enginePicker"_qs);
+    m_endpointField = named(new QLineEdit, u"endpointField"_qs);
+    m_endpointField->setPlaceholderText(u"Backend URL"_qs);
+    m_endpointField->setInputMethodHints(Qt::ImhUrlCharactersOnly | Qt::ImhNoAutoUppercase);
+    m_tokenField = named(new QLineEdit, u"tokenField"_qs);
+    m_tokenField->setPlaceholderText(u"Subscription token"_qs);
+    m_tokenField->setEchoMode(QLineEdit::Password);
+
+    auto *title = new QLabel(u"Engine"_qs);
+    title->setBuddy(m_enginePicker);
+    m_captions += title;
+
+    auto *controls = new QVBoxLayout;
+    controls->setSpacing(captionSpacing);
+    controls->addWidget(title);
+    controls->addWidget(m_enginePicker);
+    for (QLineEdit *field : {m_endpointField, m_tokenField}) {
+        field->setFrame(false);
+        field->setTextMargins(fieldTextMargin, 0, fieldTextMargin, 0);
+        field->setAccessibleName(field->placeholderText());
+        auto *frame = new FieldFrame(*field);
+        frame->setMinimumHeight(fieldHeight);
+        controls->addSpacing(controlSpacing - captionSpacing);
+        controls->addWidget(frame);
+    }
+    return controls;
+}
+
+QLayout *ContentView::buildActionControls() {
+    m_mainButton = named(new PanelButton(PanelButton::Look::prominent), u"mainButton"_qs);
+    m_prepareButton = named(new PanelButton(PanelButton::Look::bordered), u"prepareButton"_qs);
+    m_prepareButton->setSymbol(u"arrow.down.circle"_qs);
+    m_prepareButton->setHelpText(u"Prepare translation models"_qs);
+    m_pasteButton = named(new PanelButton(PanelButton::Look::bordered), u"pasteButton"_qs);
+    m_pasteButton->setSymbol(u"doc.on.clipboard"_qs);
+    m_pasteButton->setHelpText(u"Paste last translation"_qs);
+
+    auto *controls = new QHBoxLayout;
+    controls->setSpacing(controlSpacing);
+    controls->addWidget(m_mainButton, 1);
+    controls->addWidget(m_prepareButton);
+    controls->addWidget(m_pasteButton);
+    return controls;
+}
+
+QLayout *ContentView::buildStatusRow() {
+    m_statusDot = named(new StatusDot, u"statusDot"_qs);
+    m_statusText = named(new LimitedLabel(2), u"statusText"_qs);
+    m_statusText->setForegroundRole(QPalette::PlaceholderText);
+    m_statusText->setMinimumHeight(statusHeight);
+    m_statusText->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    m_statusText->setAccessibleDescription(u"Status"_qs);
+
+    auto *row = new QHBoxLayout;
+    row->setSpacing(controlSpacing);
+    row->addWidget(m_statusDot);
+    row->addWidget(m_statusText, 1);
+    return row;
+}
+
+QWidget *ContentView::buildDivider() {
+    auto *divider = new QWidget;
+    divider->setFixedHeight(1);
+    divider->setAutoFillBackground(true);
+    divider->setBackgroundRole(QPalette::Mid);
+    return divider;
+}
+
+QLayout *ContentView::buildTextSection(const QString &title, const QString &symbol, TextPane &pane) {
+    auto *icon = new SymbolView(captionIconSize);
+    icon->setSymbol(symbol);
+    m_captionIcons += icon;
+    auto *caption = new QLabel(title);
+    caption->setBuddy(&pane);
+    m_captions += caption;
+    pane.setAccessibleName(title);
+    auto *frame = new FieldFrame(pane);
+    frame->setFixedHeight(textHeight);
+
+    auto *label = new QHBoxLayout;
+    label->setSpacing(captionSpacing);
+    label->addWidget(icon);
+    label->addWidget(caption, 1);
+    auto *section = new QVBoxLayout;
+    section->setSpacing(captionSpacing);
+    section->addLayout(label);
+    section->addWidget(frame);
+    return section;
+}
+
+void ContentView::connectControls() {
+    const auto onClick = [this](PanelButton *button, auto call) {
+        connect(button, &PanelButton::clicked, this, [this, call] { call(m_controller); });
+    };
+    onClick(m_resetHotKeyButton, [](AppController &controller) { controller.resetHotKey(); });
+    onClick(m_recordHotKeyButton, [](AppController &controller) {
+        if (controller.isRecordingHotKey())
+            controller.cancelHotKeyRecording();
+        else
+            controller.startHotKeyRecording();
+    });
+    onClick(m_swapButton, [](AppController &controller) { controller.swapLanguages(); });
+    onClick(m_mainButton, [](AppController &controller) { controller.toggleRecording(); });
+    onClick(m_prepareButton, [](AppController &controller) { controller.prepareTranslationModels(); });
+    onClick(m_pasteButton, [](AppController &controller) { controller.pasteLastTranslation(); });
+    connect(m_quitButton, &PanelButton::clicked, this, &ContentView::quitRequested);
+
+    connect(m_sourcePicker, &Picker::picked, &m_controller, &AppController::setSourceLocaleIdentifier);
+    connect(m_targetPicker, &Picker::picked, &m_controller, &AppController::setTargetLanguageIdentifier);
+    connect(m_enginePicker, &Picker::picked, &m_controller, &AppController::setTranslationEngineIdentifier);
+    connect(m_endpointField, &QLineEdit::textEdited, &m_controller, &AppController::setOpenAIEndpointString);
+    connect(m_tokenField, &QLineEdit::textEdited, &m_controller, &AppController::setOpenAIClientToken);
+}
+
+void ContentView::setTabOrder() {
+    const QList<QWidget *> readingOrder{
+        m_recordHotKeyButton, m_resetHotKeyButton, m_quitButton,     m_sourcePicker,   m_swapButton,
+        m_targetPicker,       m_enginePicker,      m_endpointField,  m_tokenField,     m_mainButton,
+        m_prepareButton,      m_pasteButton,       m_transcriptText, m_translationText};
+    for (qsizetype i = 1; i < readingOrder.size(); ++i)
+        QWidget::setTabOrder(readingOrder[i - 1], readingOrder[i]);
+}
+
+void ContentView::applyFonts() {
+    QFont headline = scaled(font(), headlineScale);
+    headline.setWeight(QFont::DemiBold);
+    m_productName->setFont(headline);
+    QFont action = font();
+    action.setWeight(QFont::DemiBold);
+    m_mainButton->setFont(action);
+    m_statusText->setFont(scaled(font(), calloutScale));
+    const QFont caption = scaled(font(), captionScale);
+    m_hotKeyText->setFont(caption);
+    m_footerText->setFont(caption);
+    for (QLabel *label : m_captions)
+        label->setFont(caption);
+}
+
+void ContentView::redraw() {
+    redrawHeader();
+    redrawLanguages();
+    redrawEngine();
+    redrawActions();
+    redrawStatus();
+    redrawTexts();
+    redrawHotKeyRecorder();
+}
+
+void ContentView::redrawHeader() {
+    const bool isRecording = m_controller.isRecording();
+    m_headerIcon->setSymbol(isRecording ? u"mic.circle.fill"_qs : u"globe"_qs);
+    m_headerIcon->setColor(isRecording ? PanelPalette::recording(palette())
+                                       : PanelPalette::accentText(palette()));
+
+    const bool isRecordingHotKey = m_controller.isRecordingHotKey();
+    m_hotKeyText->setPlainText(m_controller.hotKeyDisplayName());
+    recolor(*m_hotKeyText, QPalette::WindowText,
+            isRecordingHotKey ? PanelPalette::accentText(palette())
+                              : palette().color(QPalette::PlaceholderText));
+    m_recordHotKeyButton->setSymbol(isRecordingHotKey ? u"xmark.circle"_qs : u"keyboard"_qs);
+    m_recordHotKeyButton->setHelpText(isRecordingHotKey ? u"Cancel hotkey recording"_qs
+                                                        : u"Record hotkey"_qs);
+    m_resetHotKeyButton->setEnabled(m_controller.hotKey() != AppHotKey::defaultValue);
+}
+
+void ContentView::redrawLanguages() {
+    m_sourcePicker->select(m_controller.sourceLocaleIdentifier());
+    m_targetPicker->select(m_controller.targetLanguageIdentifier());
+    m_swapButton->setEnabled(m_controller.canSwapLanguages());
+    const auto source = m_controller.selectedSource();
+    const auto target = m_controller.selectedTarget();
+    m_footerText->setPlainText(source.flag + u' ' + source.name + u" -> "_qs + target.flag + u' ' +
+                               target.name);
+}
+
+void ContentView::redrawEngine() {
+    const auto engine = m_controller.selectedTranslationEngine();
+    const bool isBusy = m_controller.isRecording() || m_controller.isProcessing();
+    m_enginePicker->select(rawValue(engine));
+    fill(*m_endpointField, m_controller.openAIEndpointString());
+    fill(*m_tokenField, m_controller.openAIClientToken());
+    for (QLineEdit *field : {m_endpointField, m_tokenField}) {
+        field->parentWidget()->setVisible(engine == TranslationEngine::openAINatural);
+        field->setEnabled(!isBusy);
+    }
+}
+
+void ContentView::redrawActions() {
+    const bool isRecording = m_controller.isRecording();
+    const bool isProcessing = m_controller.isProcessing();
+    const bool isBusy = isRecording || isProcessing;
+    m_mainButton->setText(isRecording ? u"Stop"_qs : u"Start"_qs);
+    m_mainButton->setSymbol(isRecording ? u"stop.fill"_qs : u"mic.fill"_qs);
+    m_mainButton->setSurfaceColor(isRecording ? PanelPalette::recordingSurface() : QColor());
+    m_mainButton->setEnabled(isRecording || !isProcessing);
+    m_prepareButton->setEnabled(!isBusy);
+    m_pasteButton->setEnabled(!isBusy && !m_controller.translatedText().isEmpty());
+}
+
+void ContentView::redrawStatus() {
+    m_statusDot->setColor(m_controller.isRecording()    ? PanelPalette::recording(palette())
+                          : m_controller.isProcessing() ? PanelPalette::processing(palette())
+                                                        : PanelPalette::idle(palette()));
+    m_statusText->setPlainText(m_controller.statusText());
+}
+
+void ContentView::redrawTexts() {
+    m_transcriptText->setText(m_controller.transcriptText());
+    m_translationText->setText(m_controller.translatedText());
+}
+
+void ContentView::redrawHotKeyRecorder() {
+    m_hotKeyRecorder->setDescription(
+        {m_controller.isRecordingHotKey(),
+         [this](const AppHotKey &hotKey) { m_controller.setRecordedHotKey(hotKey); },
+         [this] { m_controller.cancelHotKeyRecording(); }, [this] { m_controller.rejectRecordedHotKey(); }});
+}
+
+void ContentView::changeEvent(QEvent *event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        for (SymbolView *icon : m_captionIcons)
+            icon->setColor(palette().color(QPalette::PlaceholderText));
+        redraw();
+    } else if (event->type() == QEvent::FontChange) {
+        applyFonts();
+    }
+}
+
+void ContentView::keyPressEvent(QKeyEvent *event) {
+    const bool isEscapeAlone = event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier;
+    if (!isEscapeAlone)
+        return QWidget::keyPressEvent(event);
+    if (m_controller.isRecordingHotKey())
+        m_controller.cancelHotKeyRecording();
+    else
+        Q_EMIT closeRequested();
+}
+
+/// Keys reach the panel only if one of its controls has the focus.
+void ContentView::showEvent(QShowEvent *event) {
+    QWidget::showEvent(event);
+    if (const QWidget *focused = window()->focusWidget(); !focused || !isAncestorOf(focused))
+        m_mainButton->setFocus(Qt::OtherFocusReason);
+}
+
+} // namespace quillora

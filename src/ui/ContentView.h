@@ -1,0 +1,96 @@
+#pragma once
+
+#include <QWidget>
+
+class QGridLayout;
+class QLabel;
+class QLayout;
+class QLineEdit;
+
+namespace quillora {
+
+class AppController;
+class HotKeyRecorderView;
+class LimitedLabel;
+class PanelButton;
+class Picker;
+class StatusDot;
+class SymbolView;
+class TextPane;
+
+/// The panel: shows what the controller publishes, and calls its operations. It has no state and decides
+/// nothing. 380 pixels wide and as high as its content.
+///
+/// Every control has an object name, by which tests and assistive technology find it.
+class ContentView : public QWidget {
+    Q_OBJECT
+
+public:
+    /// `controller` outlives the panel.
+    explicit ContentView(AppController &controller, QWidget *parent = nullptr);
+
+Q_SIGNALS:
+    /// The user wants the panel out of the way.
+    void closeRequested();
+
+    /// The user wants the program to end.
+    void quitRequested();
+
+protected:
+    void changeEvent(QEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+
+private:
+    void build();
+    QLayout *buildHeader();
+    QLayout *buildHotKeyRow();
+    QLayout *buildLanguageControls();
+    QLayout *buildEngineControls();
+    QLayout *buildActionControls();
+    QLayout *buildStatusRow();
+    QWidget *buildDivider();
+    QLayout *buildTextSection(const QString &title, const QString &symbol, TextPane &pane);
+    void connectControls();
+    void setTabOrder();
+    void applyFonts();
+
+    /// Shows the controller's state; the one place where that happens.
+    void redraw();
+    void redrawHeader();
+    void redrawLanguages();
+    void redrawEngine();
+    void redrawActions();
+    void redrawStatus();
+    void redrawTexts();
+    void redrawHotKeyRecorder();
+
+    AppController &m_controller;
+
+    // Owned by this widget.
+    SymbolView *m_headerIcon;
+    QLabel *m_productName;
+    LimitedLabel *m_hotKeyText;
+    PanelButton *m_recordHotKeyButton;
+    PanelButton *m_resetHotKeyButton;
+    PanelButton *m_quitButton;
+    Picker *m_sourcePicker;
+    PanelButton *m_swapButton;
+    Picker *m_targetPicker;
+    Picker *m_enginePicker;
+    QLineEdit *m_endpointField;
+    QLineEdit *m_tokenField;
+    PanelButton *m_mainButton;
+    PanelButton *m_prepareButton;
+    PanelButton *m_pasteButton;
+    StatusDot *m_statusDot;
+    LimitedLabel *m_statusText;
+    TextPane *m_transcriptText;
+    TextPane *m_translationText;
+    LimitedLabel *m_footerText;
+    HotKeyRecorderView *m_hotKeyRecorder;
+    QList<QLabel *> m_captions;
+    QList<SymbolView *> m_captionIcons;
+};
+
+} // namespace quillora

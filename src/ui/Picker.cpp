@@ -1,0 +1,123 @@
+#include "ui/Picker.h"
+
+#include "ui/FieldFrame.h"
+#include "ui/PanelPalette.h"
+
+#include <QAbstractItemView>
+#include <QHelpEvent>
+#include <QPainter>
+#include <QScrollBar>
+#include <QSignalBlocker>
+#include <QStandardItemModel>
+#include <QStyle>
+#include <QToolTip>
+
+#include <algorithm>
+
+namespace quillora {
+
+namespace {
+
+constexpr int idRole = Qt::UserRole;
+constexpr int nameRole = Qt::UserRole + 1;
+constexpr int margin = 10;
+constexpr int chevronWidth = 8;
+constexpr int chevronGap = 6;
+
+/// Whoever types looks for a name: nobody types a flag.
+class OptionsModel : public QStandardItemModel {
+public:
+    using QStandardItemModel::QStandardItemModel;
+
+    QModelIndexList match(const QModelIndex &start, int role, const QVariant &value, int hits,
+                          Qt::MatchFlags flags) const override {
+        const bool isTyped = role == Qt::DisplayRole && (flags & Qt::MatchTypeMask) == Qt::MatchStartsWith;
+        return QStandardItemModel::match(start, isTyped ? nameRole : role, value, hits, flags);
+    }
+};
+
+} // namespace
+
+Picker::Picker(const QString &title, const QList<Option> &options, QWidget *parent) : QComboBox(parent) {
+    auto *model = new OptionsModel(this);
+    for (const Option &option : options) {
+        auto *item =
+            new QStandardItem(option.flag.isEmpty() ? option.name : option.flag + u' ' + option.name);
+        item->setData(option.id, idRole);
+        item->setData(option.name, nameRole);
+        item->setData(option.name, Qt::AccessibleTextRole);
+        model->appendRow(item); // which takes it over
+    }
+    setModel(model);
+    setCurrentIndex(-1);
+    setAccessibleName(title);
+    setAttribute(Qt::WA_Hover);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    connect(this, &QComboBox::activated, this,
+            [this](int row) { Q_EMIT picked(itemData(row, idRole).toString()); });
+}
+
+void Picker::select(const QString &id) {
+    const int row = findData(id, idRole);
+    if (row == currentIndex())
+        return;
+    const QSignalBlocker blocker(this);
+    setCurrentIndex(row);
+    update();
+}
+
+void Picker::showPopup() {
+    const int wanted = view()->sizeHintForColumn(0) + view()->verticalScrollBar()->sizeHint().width() + 8;
+    view()->setMinimumWidth(std::max(wanted, width()));
+    QComboBox::showPopup();
+}
+
+QSize Picker::sizeHint() const { return {120, std::max(30, fontMetrics().height() + 12)}; }
+
+QSize Picker::minimumSizeHint() const { return {60, sizeHint().height()}; }
+
+bool Picker::event(QEvent *event) {
+    const bool asksForHelp = event->type() == QEvent::ToolTip;
+    if (!asksForHelp || fontMetrics().horizontalAdvance(currentText()) <= textRect().width())
+        return QComboBox::event(event);
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), currentText().toHtmlEscaped(), this);
+    return true;
+}
+
+QRect Picker::contentRect() const { return rect().adjusted(margin, 0, -margin, 0); }
+
+QRect Picker::textRect() const {
+    const QRect content = contentRect();
+    return QStyle::alignedRect(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter,
+                               {content.width() - chevronWidth - chevronGap, height()}, content);
+}
+
+void Picker::paintEvent(QPaintEvent *) {
+    QPainter painter(this);
+    const QPalette &colors = palette();
+    const QColor background = colors.color(QPalette::Window);
+    const QColor ink = colors.color(QPalette::Active, QPalette::ButtonText);
+    const QColor button = colors.color(QPalette::Active, QPalette::Button);
+    const QColor surface = !isEnabled()   ? PanelPalette::blend(button, background, 0.4)
+                           : underMouse() ? PanelPalette::blend(ink, button, 0.06)
+                                          : button;
+    const bool showsFocus = hasFocus() && window()->testAttribute(Qt::WA_KeyboardFocusChange);
+    if (showsFocus)
+        FieldFrame::paint(painter, rect(), surface, colors.color(QPalette::Highlight), 2);
+    else
+        FieldFrame::paint(painter, rect(), surface, colors.color(QPalette::Mid));
+
+    const QRectF chevron = QStyle::alignedRect(layoutDirection(), Qt::AlignRight | Qt::AlignVCenter,
+                                               {chevronWidth, chevronWidth / 2}, contentRect());
+    painter.setPen(isEnabled() ? ink : PanelPalette::blend(ink, background, 0.4));
+    painter.drawText(textRect(),
+                     static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft)) |
+                         Qt::AlignVCenter | Qt::TextSingleLine,
+                     fontMetrics().elidedText(currentText(), Qt::ElideRight, textRect().width()));
+    painter.setPen(
+        QPen(colors.color(QPalette::PlaceholderText), 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    painter.drawPolyline(
+        QPolygonF{{chevron.topLeft(), {chevron.center().x(), chevron.bottom()}, chevron.topRight()}});
+}
+
+} // namespace quillora

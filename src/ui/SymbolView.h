@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QColor>
+#include <QString>
+#include <QWidget>
+
+namespace quillora {
+
+/// A symbol that only tells something.
+class SymbolView : public QWidget {
+    Q_OBJECT
+
+public:
+    /// `size` is the length of an edge in logical pixels.
+    explicit SymbolView(int size, QWidget *parent = nullptr);
+
+    const QString &symbol() const { return m_symbol; }
+    void setSymbol(const QString &name);
+
+    const QColor &color() const { return m_color; }
+    void setColor(const QColor &color);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    QString m_symbol;
+    QColor m_color;
+};
+
+} // namespace quillora

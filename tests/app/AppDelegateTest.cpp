@@ -1,0 +1,539 @@
+#include "app/AppDelegate.h"
+#include "fakes/FakePlatform.h"
+#include "fakes/FakeStatusItem.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+using namespace quillora;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString registerDefault = u"hotkeys.register 49:6144 514c5241/1 options=0"_qs;
+constexpr AppHotKey commandK{40, AppHotKey::cmdKey};
+
+} // namespace
+
+class AppDelegateTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QVERIFY(m_home.isValid());
+        qputenv("XDG_CONFIG_HOME", m_home.path().toUtf8());
+        QApplication::setQuitOnLastWindowClosed(
+            AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
+        m_platform = std::make_unique<test::FakePlatform>();
+        m_hasTray = true;
+        m_statusItem = nullptr;
+        m_delegate = std::make_unique<AppDelegate>([this] {
+            auto item = std::make_unique<test::FakeStatusItem>();
+            item->hasTray = m_hasTray;
+            m_statusItem = item.get();
+            return item;
+        });
+    }
+    void cleanup() {
+        m_delegate.reset();
+        m_platform.reset();
+    }
+
+    // Start-up.
+
+    void nothingIsBuiltBeforeTheLaunch() {
+        QVERIFY(!m_delegate->controller());
+        QVERIFY(!m_delegate->statusItem());
+        QVERIFY(!m_delegate->popover());
+        QVERIFY(!m_delegate->registeredHotKey());
+        QVERIFY(m_platform->log.calls().isEmpty());
+    }
+
+    void atLaunchTheIconIsTheGlobe() {
+        launch();
+        QCOMPARE(m_statusItem->images.first(), u"globe"_qs);
+        QCOMPARE(m_statusItem->image(), u"globe"_qs);
+        QCOMPARE(m_statusItem->description, u"Quillora"_qs);
+    }
+
+    void atLaunchTheStoredHotKeyIsRegistered() {
+        m_platform->defaults.values[u"hotKey"_qs] = commandK.storageValue();
+        launch();
+        QCOMPARE(m_delegate->registeredHotKey(), std::optional(commandK));
+        QCOMPARE(m_platform->hotKeys.hotKeys.size(), 1u);
+        QCOMPARE(m_platform->hotKeys.hotKeys.begin()->second.keyCode, 40u);
+    }
+
+    void atLaunchThePanelStaysClosed() {
+        launch();
+        QVERIFY(!m_delegate->popover()->isShown());
+    }
+
+    void trustIsAskedForAfterTheHotKeyIsRegistered() {
+        m_platform->keystrokesFake.isTrustGranted = false;
+        launch();
+        const QStringList calls = m_platform->log.calls();
+        QVERIFY(calls.contains(registerDefault));
+        QVERIFY(calls.indexOf(u"keystrokes.prompt"_qs) > calls.indexOf(registerDefault));
+    }
+
+    void theTranslationHostShowsNoWindow() {
+        launch();
+        for (const QWidget *widget : QApplication::topLevelWidgets())
+            QVERIFY2(!widget->isVisible(), widget->metaObject()->className());
+    }
+
+    void theTranslationHostServesTheBridge() {
+        launch();
+        m_delegate->controller()->setTargetLanguageIdentifier(u"es"_qs);
+        m_delegate->controller()->prepareTranslationModels();
+        m_platform->run();
+        QCOMPARE(m_delegate->controller()->statusText(), u"Translation models are ready."_qs);
+    }
+
+    // The icon.
+
+    void whileRecordingTheIconIsTheMicrophone() {
+        launch();
+        startDictation();
+        QCOMPARE(m_statusItem->image(), u"mic.circle.fill"_qs);
+    }
+
+    void whileTranslatingTheIconIsTheArrows() {
+        launch();
+        startDictation();
+        m_delegate->controller()->stopRecording();
+        QVERIFY(m_delegate->controller()->isProcessing());
+        QCOMPARE(m_statusItem->image(), u"arrow.triangle.2.circlepath.circle"_qs);
+    }
+
+    void whenBothFlagsAreTrueTheIconIsTheMicrophone() {
+        launch();
+        // A preparation of models that began while the start was still waiting for permission.
+        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->translation.replies = test::FakeTranslationProvider::Replies::byHand;
+        auto &controller = *m_delegate->controller();
+        controller.setTargetLanguageIdentifier(u"es"_qs);
+        controller.startRecording();
+        controller.prepareTranslationModels();
+        QCOMPARE(m_statusItem->image(), u"arrow.triangle.2.circlepath.circle"_qs);
+        answerPermissions();
+        QVERIFY(controller.isRecording());
+        QVERIFY(controller.isProcessing());
+        QCOMPARE(m_statusItem->image(), u"mic.circle.fill"_qs);
+    }
+
+    void theWindowTitleTellsTheStateToo() {
+        launch();
+        QCOMPARE(m_delegate->popover()->windowTitle(), u"Quillora"_qs);
+        startDictation();
+        QCOMPARE(m_delegate->popover()->windowTitle(), u"Recording - Quillora"_qs);
+        QVERIFY(!m_delegate->popover()->windowIcon().isNull());
+        m_delegate->controller()->stopRecording();
+        QCOMPARE(m_delegate->popover()->windowTitle(), u"Processing - Quillora"_qs);
+    }
+
+    // Registering the hotkey.
+
+    void aFirstRegistrationThatFailsShowsThePanelAndLeavesNothingRegistered() {
+        takeElsewhere(AppHotKey::defaultValue);
+        launch();
+        QVERIFY(m_delegate->popover()->isShown());
+        QVERIFY(!m_delegate->registeredHotKey());
+        QVERIFY(m_platform->hotKeys.hotKeys.empty());
+        QVERIFY(m_platform->hotKeys.handlers.empty());
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_qs);
+        QCOMPARE(m_delegate->controller()->hotKey(), AppHotKey::defaultValue);
+    }
+
+    void aLaterFailedChangeRegistersTheLastGoodHotKeyAgain() {
+        launch();
+        takeElsewhere(commandK);
+        m_delegate->controller()->startHotKeyRecording();
+        m_platform->log.clear();
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        QCOMPARE(m_platform->log.take().filter(u"hotkeys.register"_qs),
+                 (QStringList{u"hotkeys.register 40:256 514c5241/1 options=0"_qs, registerDefault}));
+        QCOMPARE(m_delegate->registeredHotKey(), std::optional(AppHotKey::defaultValue));
+        QCOMPARE(m_platform->hotKeys.hotKeys.size(), 1u);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Cmd K."_qs);
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
+    void aFailedChangeWithNothingRegisteredBeforeLeavesNothingRegistered() {
+        takeElsewhere(AppHotKey::defaultValue);
+        takeElsewhere(commandK);
+        launch();
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        QVERIFY(!m_delegate->registeredHotKey());
+        QVERIFY(m_platform->hotKeys.hotKeys.empty());
+    }
+
+    void anAcceptedChangeIsRegistered() {
+        launch();
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        QCOMPARE(m_delegate->registeredHotKey(), std::optional(commandK));
+        QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey updated to Cmd K."_qs);
+    }
+
+    void aChangeAfterTheDelegateHasGoneIsRefused() {
+        launch();
+        const auto requestHotKey = m_delegate->controller()->onHotKeyChangeRequested;
+        m_delegate.reset();
+        QVERIFY(!requestHotKey(commandK));
+        QVERIFY(m_platform->hotKeys.hotKeys.empty());
+    }
+
+    void callbacksAfterTheDelegateHasGoneDoNothing() {
+        launch();
+        const auto stateChanged = m_delegate->controller()->onStateChanged;
+        const auto needsAttention = m_delegate->controller()->onNeedsAttention;
+        m_delegate.reset();
+        m_platform->log.clear();
+        stateChanged();
+        needsAttention();
+        m_platform->queue.advance(10s);
+        QCOMPARE(m_platform->log.calls(), QStringList());
+    }
+
+    // Hotkey events.
+
+    void aPressStartsADictationInALaterTurn() {
+        launch();
+        m_platform->hotKeys.press();
+        QVERIFY(!m_platform->log.calls().contains(u"speech.requestAuthorization"_qs));
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+    }
+
+    void aReleaseEndsTheDictation() {
+        launch();
+        m_platform->hotKeys.press();
+        m_platform->run();
+        m_platform->hotKeys.release();
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(m_delegate->controller()->isProcessing());
+    }
+
+    void aReleaseRunsWhileThePressStillWaits() {
+        launch();
+        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->hotKeys.press();
+        m_platform->run();
+        m_platform->hotKeys.release();
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        answerPermissions();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(m_delegate->controller()->isProcessing());
+    }
+
+    void aPressWhileTheRecorderCapturesAShortcutDoesNothing() {
+        launch();
+        m_delegate->controller()->startHotKeyRecording();
+        m_platform->log.clear();
+        m_platform->hotKeys.press();
+        m_platform->hotKeys.release();
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QCOMPARE(m_platform->log.calls(), QStringList());
+    }
+
+    void whileAShortcutIsCapturedTheRegisteredOneReachesTheRecorder() {
+        launch();
+        m_platform->log.clear();
+        m_delegate->controller()->startHotKeyRecording();
+        m_delegate->controller()->rejectRecordedHotKey();
+        QCOMPARE(m_platform->log.take(), QStringList{u"hotkeys.suspend"_qs});
+        m_delegate->controller()->cancelHotKeyRecording();
+        QCOMPARE(m_platform->log.take(), QStringList{u"hotkeys.resume"_qs});
+    }
+
+    void aNewShortcutIsRegisteredBeforeItsEventsAreLetIn() {
+        launch();
+        m_delegate->controller()->startHotKeyRecording();
+        m_platform->log.clear();
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        const QStringList calls = m_platform->log.take();
+        QVERIFY(calls.contains(u"hotkeys.register 40:256 514c5241/1 options=0"_qs));
+        QVERIFY(calls.indexOf(u"hotkeys.resume"_qs) >
+                calls.indexOf(u"hotkeys.register 40:256 514c5241/1 options=0"_qs));
+    }
+
+    void anEventAfterTheDelegateHasGoneDoesNothing() {
+        launch();
+        m_platform->hotKeys.press();
+        m_delegate.reset();
+        m_platform->run();
+        QVERIFY(!m_platform->log.calls().contains(u"speech.requestAuthorization"_qs));
+    }
+
+    // The panel.
+
+    void clickingTheIconTwiceOpensAndThenClosesThePanel() {
+        launch();
+        m_statusItem->click();
+        QVERIFY(m_delegate->popover()->isShown());
+        m_statusItem->click();
+        QVERIFY(!m_delegate->popover()->isShown());
+    }
+
+    void thePanelIs380Wide() {
+        launch();
+        m_statusItem->click();
+        QCOMPARE(m_delegate->popover()->width(), 380);
+    }
+
+    void thePanelOpensBesideTheIcon() {
+        launch();
+        m_statusItem->position = QRect(300, 0, 24, 24);
+        m_statusItem->click();
+        const QRect panel = m_delegate->popover()->geometry();
+        QVERIFY(panel.left() < 312 && panel.right() > 312);
+        QCOMPARE(panel.top(), 24);
+    }
+
+    void aNoticeShowsThePanel() {
+        launch();
+        m_platform->speech.isMicrophoneGranted = false;
+        m_platform->hotKeys.press();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->statusText().startsWith(u"Speech failed: "));
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
+    void closingTheLastWindowDoesNotEndTheProcess() {
+        m_hasTray = false;
+        launch();
+        m_delegate->showPopover();
+        QSignalSpy lastWindowCloses(qApp, &QGuiApplication::lastWindowClosed);
+        QVERIFY(!endsTheEventLoop([this] { m_delegate->popover()->close(); }));
+        QCOMPARE(lastWindowCloses.count(), 1);
+        m_delegate->showPopover();
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
+    void withoutATrayThePanelOpensAsAWindowOnceTheTrayHadItsTime() {
+        m_hasTray = false;
+        launch();
+        m_platform->queue.advance(2999ms);
+        QVERIFY(!m_delegate->popover()->isShown());
+        m_platform->queue.advance(1ms);
+        QVERIFY(m_delegate->popover()->isShown());
+        const auto flags = m_delegate->popover()->windowFlags();
+        QCOMPARE(flags & Qt::WindowType_Mask, Qt::Window);
+        QVERIFY(flags.testFlag(Qt::WindowMinimizeButtonHint));
+        QVERIFY(flags.testFlag(Qt::WindowCloseButtonHint));
+        QVERIFY(!flags.testFlag(Qt::FramelessWindowHint));
+    }
+
+    void aTrayThatComesUpInTimeLeavesThePanelClosed() {
+        m_hasTray = false;
+        launch();
+        m_platform->queue.advance(2s);
+        m_statusItem->hasTray = true;
+        m_platform->queue.advance(10s);
+        QVERIFY(!m_delegate->popover()->isShown());
+    }
+
+    void theNextOpeningAfterATrayCameUpIsAPopover() {
+        m_hasTray = false;
+        launch();
+        m_platform->queue.advance(10s);
+        m_delegate->popover()->performClose();
+        m_statusItem->hasTray = true;
+        m_statusItem->click();
+        QVERIFY(m_delegate->popover()->isShown());
+        QVERIFY(m_delegate->popover()->windowFlags().testFlag(Qt::FramelessWindowHint));
+    }
+
+    void closingThePanelEndsACaptureThatNobodyCouldFinish() {
+        launch();
+        m_statusItem->click();
+        m_delegate->controller()->startHotKeyRecording();
+        m_statusItem->click();
+        QVERIFY(!m_delegate->controller()->isRecordingHotKey());
+        QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey unchanged."_qs);
+    }
+
+    void closingThePanelOtherwiseSaysNothing() {
+        launch();
+        m_statusItem->click();
+        m_statusItem->click();
+        QCOMPARE(m_delegate->controller()->statusText(), u"Ready."_qs);
+    }
+
+    void thePanelStaysOpenWithoutTheFocus_data() {
+        QTest::addColumn<QString>("frontmost");
+        QTest::addColumn<bool>("isCapturing");
+        QTest::addColumn<bool>("staysOpen");
+        QTest::newRow("another application") << u"Mousepad"_qs << false << false;
+        QTest::newRow("nothing in front") << QString() << false << false;
+        QTest::newRow("a hotkey is captured") << u"Mousepad"_qs << true << true;
+        QTest::newRow("a keyring prompt") << u"Gcr-prompter"_qs << false << true;
+        QTest::newRow("a portal's dialog") << u"xdg-desktop-portal-gtk"_qs << false << true;
+        QTest::newRow("a grabbed key, with the panel still in front") << u"Quillora"_qs << false << true;
+    }
+    void thePanelStaysOpenWithoutTheFocus() {
+        QFETCH(QString, frontmost);
+        QFETCH(bool, isCapturing);
+        QFETCH(bool, staysOpen);
+        launch();
+        if (isCapturing)
+            m_delegate->controller()->startHotKeyRecording();
+        if (!frontmost.isEmpty())
+            m_platform->workspaceFake.frontmost = m_platform->workspaceFake.launch(frontmost);
+        QCOMPARE(m_delegate->popover()->staysOpen(), staysOpen);
+    }
+
+    // The menu.
+
+    void theIconAndThePanelOfferTheSameMenu() {
+        launch();
+        QCOMPARE(m_statusItem->menu, m_delegate->menu());
+        QCOMPARE(menuTexts(), (QStringList{u"Show Quillora"_qs, u"Start dictation"_qs, QString(),
+                                           u"Start at login"_qs, QString(), u"Quit"_qs}));
+        Q_EMIT m_delegate->popover()->customContextMenuRequested({10, 10});
+        QVERIFY(m_delegate->menu()->isVisible());
+        m_delegate->menu()->hide();
+    }
+
+    void showInTheMenuOpensThePanel() {
+        launch();
+        menuAction(u"Show Quillora"_qs)->trigger();
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
+    void theMenuStartsAndStopsADictation() {
+        launch();
+        menuAction(u"Start dictation"_qs)->trigger();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+        QVERIFY(!menuAction(u"Start dictation"_qs));
+        menuAction(u"Stop dictation"_qs)->trigger();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(!menuAction(u"Start dictation"_qs)->isEnabled());
+    }
+
+    void startAtLoginIsRememberedByTheDesktop() {
+        launch();
+        QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
+        menuAction(u"Start at login"_qs)->trigger();
+        QVERIFY(QFile::exists(m_home.filePath(u"autostart/org.quillora.Quillora.desktop"_qs)));
+        QVERIFY(menuAction(u"Start at login"_qs)->isChecked());
+        menuAction(u"Start at login"_qs)->trigger();
+        QVERIFY(!QFile::exists(m_home.filePath(u"autostart/org.quillora.Quillora.desktop"_qs)));
+        QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
+    }
+
+    // Quitting.
+
+    void quitGivesTheHotKeyBackAtOnce() {
+        launch();
+        m_delegate->quit();
+        QVERIFY(m_platform->hotKeys.hotKeys.empty());
+        QVERIFY(m_platform->hotKeys.handlers.empty());
+    }
+
+    void quitWaitsForThePasteboardToBeRestored() {
+        launch();
+        pasteSomething();
+        QVERIFY(!endsTheEventLoop([this] {
+            m_delegate->quit();
+            m_platform->queue.advance(940ms);
+        }));
+        QVERIFY(endsTheEventLoop([this] { m_platform->queue.advance(60ms); }));
+        QVERIFY(!m_delegate->controller()->hasPendingPasteboardRestore());
+        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.clear"_qs);
+    }
+
+    void quitEndsAtOnceWhereNothingIsPending() {
+        launch();
+        QVERIFY(endsTheEventLoop([this] { m_delegate->quit(); }));
+    }
+
+    void afterQuitThePanelStaysAway() {
+        launch();
+        pasteSomething();
+        m_delegate->quit();
+        m_statusItem->click();
+        QVERIFY(!m_delegate->popover()->isShown());
+    }
+
+private:
+    /// Does something inside the application's event loop; whether that ended the loop.
+    static bool endsTheEventLoop(const std::function<void()> &action) {
+        constexpr int nobodyAskedForIt = 1;
+        QTimer::singleShot(0, qApp, action);
+        QTimer giveUp;
+        giveUp.callOnTimeout(qApp, [] { QCoreApplication::exit(nobodyAskedForIt); });
+        giveUp.start(50ms);
+        return QCoreApplication::exec() != nobodyAskedForIt;
+    }
+
+    void launch() { m_delegate->applicationDidFinishLaunching(); }
+
+    void takeElsewhere(const AppHotKey &hotKey) {
+        m_platform->hotKeys.takenElsewhere.insert({hotKey.keyCode, hotKey.modifiers});
+    }
+
+    void startDictation() {
+        m_delegate->controller()->startRecording();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+    }
+
+    void answerPermissions() {
+        auto &speech = m_platform->speech;
+        while (!speech.authorizationReplies.empty() || !speech.microphoneReplies.empty()) {
+            if (!speech.authorizationReplies.empty()) {
+                speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
+                speech.authorizationReplies.pop_front();
+            } else {
+                speech.microphoneReplies.front()(true);
+                speech.microphoneReplies.pop_front();
+            }
+            m_platform->run();
+        }
+    }
+
+    void pasteSomething() {
+        auto &controller = *m_delegate->controller();
+        controller.setTargetLanguageIdentifier(u"en"_qs);
+        startDictation();
+        controller.stopRecording();
+        m_platform->speech.deliverFinal(u"hello"_qs);
+        m_platform->run();
+        QVERIFY(controller.hasPendingPasteboardRestore());
+    }
+
+    QStringList menuTexts() const {
+        QStringList texts;
+        for (const QAction *action : m_delegate->menu()->actions())
+            texts += action->text();
+        return texts;
+    }
+
+    QAction *menuAction(const QString &text) const {
+        for (QAction *action : m_delegate->menu()->actions()) {
+            if (action->text() == text)
+                return action;
+        }
+        return nullptr;
+    }
+
+    QTemporaryDir m_home;
+    std::unique_ptr<test::FakePlatform> m_platform;
+    std::unique_ptr<AppDelegate> m_delegate;
+    test::FakeStatusItem *m_statusItem = nullptr; ///< owned by the delegate
+    bool m_hasTray = true;
+};
+
+QTEST_MAIN(AppDelegateTest)
+
+#include "AppDelegateTest.moc"

@@ -1,0 +1,75 @@
+#include "contract/HotKeyEventsContract.h"
+#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11KeyPositions.h"
+#include "support/TestKeyboard.h"
+#include "support/VirtualDisplay.h"
+
+using namespace quillora;
+using test::TestKeyboard;
+
+namespace {
+
+std::vector<xcb_keycode_t> modifierKeys(quint32 modifiers) {
+    std::vector<xcb_keycode_t> keys;
+    if (modifiers & AppHotKey::controlKey)
+        keys.push_back(TestKeyboard::control);
+    if (modifiers & AppHotKey::optionKey)
+        keys.push_back(TestKeyboard::alt);
+    if (modifiers & AppHotKey::shiftKey)
+        keys.push_back(TestKeyboard::shift);
+    if (modifiers & AppHotKey::cmdKey)
+        keys.push_back(TestKeyboard::super);
+    return keys;
+}
+
+class X11Harness : public test::HotKeyEventsHarness {
+public:
+    explicit X11Harness(const QByteArray &displayName)
+        : m_connection(displayName), m_events(m_connection), m_keyboard(displayName),
+          m_otherProgram(displayName) {}
+    ~X11Harness() override {
+        xcb_ungrab_key(m_otherProgram.xcb(), XCB_GRAB_ANY, m_otherProgram.root(), XCB_MOD_MASK_ANY);
+        m_otherProgram.sync();
+    }
+
+    platform::HotKeyEvents &events() override { return m_events; }
+    void keyDown(const AppHotKey &combination) override {
+        for (const auto modifier : modifierKeys(combination.modifiers))
+            m_keyboard.press(modifier);
+        m_keyboard.press(platform::X11KeyPositions::keycodeAt(combination.keyCode).value());
+    }
+    void keyUp(const AppHotKey &combination) override {
+        m_keyboard.release(platform::X11KeyPositions::keycodeAt(combination.keyCode).value());
+        m_keyboard.releaseAll();
+    }
+    void takeElsewhere(const AppHotKey &combination) override {
+        unsigned mask = 0;
+        mask |= combination.modifiers & AppHotKey::cmdKey ? unsigned{XCB_MOD_MASK_4} : 0u;
+        mask |= combination.modifiers & AppHotKey::optionKey ? unsigned{XCB_MOD_MASK_1} : 0u;
+        xcb_grab_key(m_otherProgram.xcb(), 0, m_otherProgram.root(), static_cast<uint16_t>(mask),
+                     platform::X11KeyPositions::keycodeAt(combination.keyCode).value(), XCB_GRAB_MODE_ASYNC,
+                     XCB_GRAB_MODE_ASYNC);
+        m_otherProgram.sync();
+    }
+    void settle() override {
+        // What the server has sent before it answers is with the connection, and posted events deliver it.
+        m_connection.serverTime();
+        QCoreApplication::processEvents();
+        QCoreApplication::processEvents();
+    }
+
+private:
+    platform::X11Connection m_connection;
+    platform::X11HotKeyEvents m_events;
+    TestKeyboard m_keyboard;
+    test::XcbClient m_otherProgram;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    const test::VirtualDisplay display;
+    test::HotKeyEventsContract contract([&] { return std::make_unique<X11Harness>(display.name()); });
+    return QTest::qExec(&contract, argc, argv);
+}

@@ -1,0 +1,53 @@
+#include "contract/PasteboardContract.h"
+
+#include "platform/linux/x11/X11Pasteboard.h"
+#include "support/SelectionPeer.h"
+#include "support/SelectionRequestor.h"
+#include "support/VirtualDisplay.h"
+
+namespace quillora::test {
+
+class X11PasteboardHarness : public PasteboardHarness {
+public:
+    platform::Pasteboard &pasteboard() override { return m_pasteboard; }
+
+    void put(const std::vector<Value> &values, const QStringList &unreadable) override {
+        std::vector<SelectionPeer::Offer> offers;
+        for (const auto &value : values)
+            offers.push_back({.target = value.type.toLatin1(),
+                              .data = value.data,
+                              .isRefused = unreadable.contains(value.type)});
+        m_owner = std::make_unique<SelectionPeer>(m_display.name(), "CLIPBOARD", std::move(offers));
+    }
+
+    std::vector<Value> found() override {
+        std::vector<Value> values;
+        for (const auto &target : m_requestor.targets()) {
+            const auto answer = m_requestor.ask(target);
+            values.push_back({QString::fromLatin1(target), answer ? answer->data : QByteArray()});
+        }
+        return values;
+    }
+
+    QString pasted() override {
+        for (const auto *target : {"UTF8_STRING", "text/plain;charset=utf-8"}) {
+            if (const auto answer = m_requestor.ask(target))
+                return QString::fromUtf8(answer->data);
+        }
+        return {};
+    }
+
+private:
+    VirtualDisplay m_display;
+    platform::X11Pasteboard m_pasteboard{m_display.name()};
+    SelectionRequestor m_requestor{m_display.name(), "CLIPBOARD"};
+    std::unique_ptr<SelectionPeer> m_owner;
+};
+
+std::unique_ptr<PasteboardHarness> makePasteboardHarness() {
+    return std::make_unique<X11PasteboardHarness>();
+}
+
+} // namespace quillora::test
+
+QTEST_GUILESS_MAIN(quillora::test::PasteboardContract)

@@ -1,0 +1,127 @@
+#include "controller/ControllerFixture.h"
+
+#include <QTest>
+
+using namespace quillora;
+using test::ControllerFixture;
+
+namespace {
+const AppHotKey superK{40, AppHotKey::cmdKey};
+}
+
+class AppControllerHotKeyTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m = std::make_unique<ControllerFixture>();
+        c().onHotKeyChangeRequested = [this](const AppHotKey &hotKey) {
+            m->platform.log.add(u"onHotKeyChangeRequested "_qs + hotKey.storageValue());
+            return m_isAccepted;
+        };
+        m_isAccepted = true;
+    }
+    void cleanup() { m.reset(); }
+
+    void capturingSaysWhatToPress() {
+        c().startHotKeyRecording();
+        QVERIFY(c().isRecordingHotKey());
+        QCOMPARE(c().statusText(), u"Press a shortcut with Ctrl, Option, or Cmd."_qs);
+        QCOMPARE(c().hotKeyDisplayName(), u"Press shortcut"_qs);
+    }
+
+    void capturingIsRefusedWhileRecording() {
+        c().hotKeyPressed();
+        m->run();
+        c().startHotKeyRecording();
+        QVERIFY(!c().isRecordingHotKey());
+        QCOMPARE(c().statusText(), u"Listening..."_qs);
+    }
+
+    void cancellingAlwaysSaysUnchanged() {
+        c().cancelHotKeyRecording();
+        QCOMPARE(c().statusText(), u"Hotkey unchanged."_qs);
+        c().startHotKeyRecording();
+        c().cancelHotKeyRecording();
+        QVERIFY(!c().isRecordingHotKey());
+        QCOMPARE(c().statusText(), u"Hotkey unchanged."_qs);
+        QCOMPARE(c().hotKeyDisplayName(), u"Ctrl Option Space"_qs);
+    }
+
+    void aRejectedKeyPressKeepsTheCaptureOpen() {
+        c().startHotKeyRecording();
+        c().rejectRecordedHotKey();
+        QVERIFY(c().isRecordingHotKey());
+        QCOMPARE(c().statusText(), u"Use Ctrl, Option, or Cmd with another key."_qs);
+    }
+
+    void aCapturedHotKeyIsRegisteredStoredAndReported() {
+        c().startHotKeyRecording();
+        m->takeCalls();
+        c().setRecordedHotKey(superK);
+        QCOMPARE(m->takeCalls(),
+                 (QStringList{u"onHotKeyChangeRequested 40:256"_qs, u"defaults.set hotKey=40:256"_qs}));
+        QVERIFY(!c().isRecordingHotKey());
+        QCOMPARE(c().hotKey(), superK);
+        QCOMPARE(c().statusText(), u"Hotkey updated to Cmd K."_qs);
+    }
+
+    void theHotKeyThatIsAlreadySetIsRegisteredAgain() {
+        c().setRecordedHotKey(AppHotKey::defaultValue);
+        QCOMPARE(m->takeCalls(),
+                 (QStringList{u"onHotKeyChangeRequested 49:6144"_qs, u"defaults.set hotKey=49:6144"_qs}));
+        QCOMPARE(c().statusText(), u"Hotkey updated to Ctrl Option Space."_qs);
+    }
+
+    void anUnusableCombinationKeepsTheCaptureOpen() {
+        c().startHotKeyRecording();
+        m->takeCalls();
+        c().setRecordedHotKey({40, AppHotKey::shiftKey});
+        QVERIFY(c().isRecordingHotKey());
+        QCOMPARE(c().statusText(), u"Use Ctrl, Option, or Cmd with another key."_qs);
+        QCOMPARE(c().hotKey(), AppHotKey::defaultValue);
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
+    void aRefusedRegistrationKeepsTheOldHotKeyEverywhere() {
+        c().setRecordedHotKey(superK);
+        m_isAccepted = false;
+        c().startHotKeyRecording();
+        m->takeCalls();
+        c().setRecordedHotKey({0, AppHotKey::controlKey});
+        QCOMPARE(m->takeCalls(), (QStringList{u"onHotKeyChangeRequested 0:4096"_qs, u"onNeedsAttention"_qs}));
+        QVERIFY(!c().isRecordingHotKey());
+        QCOMPARE(c().hotKey(), superK);
+        QCOMPARE(m->platform.defaults.values.at(u"hotKey"_qs), u"40:256"_qs);
+        QCOMPARE(c().statusText(), u"Could not register Ctrl A."_qs);
+    }
+
+    void withoutAShellEveryUsableHotKeyIsAccepted() {
+        c().onHotKeyChangeRequested = nullptr;
+        c().setRecordedHotKey(superK);
+        QCOMPARE(c().hotKey(), superK);
+    }
+
+    void resettingGoesTheSameWay() {
+        c().setRecordedHotKey(superK);
+        m->takeCalls();
+        c().resetHotKey();
+        QCOMPARE(m->takeCalls(),
+                 (QStringList{u"onHotKeyChangeRequested 49:6144"_qs, u"defaults.set hotKey=49:6144"_qs}));
+        QCOMPARE(c().statusText(), u"Hotkey updated to Ctrl Option Space."_qs);
+    }
+
+    void aResetThatCannotBeRegisteredSaysSo() {
+        m_isAccepted = false;
+        c().resetHotKey();
+        QCOMPARE(c().statusText(), u"Could not register Ctrl Option Space."_qs);
+    }
+
+private:
+    AppController &c() { return *m->controller; }
+    std::unique_ptr<ControllerFixture> m;
+    bool m_isAccepted = true;
+};
+
+QTEST_GUILESS_MAIN(AppControllerHotKeyTest)
+#include "AppControllerHotKeyTest.moc"

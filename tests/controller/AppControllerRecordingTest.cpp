@@ -1,0 +1,293 @@
+#include "controller/ControllerFixture.h"
+
+#include <QTest>
+
+using namespace quillora;
+using test::ControllerFixture;
+using Replies = test::FakeSpeechRecognition::Replies;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString recordingOn = u"onStateChanged recording=1 processing=0"_qs;
+const QString recordingOff = u"onStateChanged recording=0 processing=0"_qs;
+const QString processingOn = u"onStateChanged recording=0 processing=1"_qs;
+const QString processingOff = u"onStateChanged recording=0 processing=0"_qs;
+const QString attention = u"onNeedsAttention"_qs;
+
+} // namespace
+
+class AppControllerRecordingTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { m = std::make_unique<ControllerFixture>(); }
+    void cleanup() { m.reset(); }
+
+    void pressHoldReleaseTranscribesAndTranslates() {
+        c().hotKeyPressed();
+        QCOMPARE(c().statusText(), u"Requesting microphone and speech access..."_qs);
+        m->run();
+        QVERIFY(c().isRecording());
+        m->platform.speech.deliver(u"hel"_qs);
+        m->run();
+        QCOMPARE(c().transcriptText(), u"hel"_qs);
+        c().hotKeyReleased();
+        QVERIFY(!c().isRecording());
+        QVERIFY(c().isProcessing());
+        m->platform.speech.deliverFinal(u" hello \n"_qs);
+        m->run();
+        QCOMPARE(c().transcriptText(), u"hello"_qs);
+        QCOMPARE(c().translatedText(), u"<hello>"_qs);
+        QVERIFY(!c().isProcessing());
+        // The final text comes the way of the interim ones, so it says that it listens once more.
+        QCOMPARE(m->takeStatuses(),
+                 (QStringList{u"Ready."_qs, u"Requesting microphone and speech access..."_qs,
+                              u"Listening..."_qs, u"Finishing transcription..."_qs, u"Listening..."_qs,
+                              u"Translating locally..."_qs, u"Pasting..."_qs, u"Inserted translation."_qs}));
+        QCOMPARE(m->takeCalls(u"on"_qs),
+                 (QStringList{recordingOn, recordingOff, processingOn, processingOff}));
+    }
+
+    void theChosenLocaleIsRecognized() {
+        c().setSourceLocaleIdentifier(u"es-ES"_qs);
+        c().hotKeyPressed();
+        m->run();
+        QCOMPARE(m->platform.speech.recognition().localeIdentifier, u"es-ES"_qs);
+    }
+
+    void aTapStopsAsSoonAsTheStartReturns() {
+        c().hotKeyPressed();
+        c().hotKeyReleased();
+        QVERIFY(!c().isRecording());
+        m->run();
+        QVERIFY(c().isProcessing());
+        m->platform.queue.advance(1500ms);
+        QCOMPARE(c().statusText(), u"No speech recognized."_qs);
+        QCOMPARE(m->takeCalls(u"on"_qs),
+                 (QStringList{recordingOn, recordingOff, processingOn, processingOff, attention}));
+        QVERIFY(!c().isProcessing());
+    }
+
+    void releaseDuringThePermissionPromptStopsAsSoonAsTheStartReturns() {
+        m->platform.speech.replies = Replies::byHand;
+        c().hotKeyPressed();
+        m->run();
+        c().hotKeyReleased();
+        m->platform.speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
+        m->run();
+        m->platform.speech.microphoneReplies.front()(true);
+        m->run();
+        QVERIFY(!c().isRecording());
+        QVERIFY(c().isProcessing());
+        QCOMPARE(c().statusText(), u"Finishing transcription..."_qs);
+    }
+
+    void aSecondPressWhileTheStartIsPendingIsIgnored() {
+        m->platform.speech.replies = Replies::byHand;
+        c().hotKeyPressed();
+        c().hotKeyPressed();
+        m->run();
+        QCOMPARE(m->platform.speech.authorizationReplies.size(), 1u);
+    }
+
+    void aPressAfterAReleaseWhileTheStartIsPendingIsIgnoredToo() {
+        m->platform.speech.replies = Replies::byHand;
+        c().hotKeyPressed();
+        c().hotKeyReleased();
+        c().hotKeyPressed();
+        QCOMPARE(m->platform.speech.authorizationReplies.size(), 1u);
+        m->platform.speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
+        m->run();
+        m->platform.speech.microphoneReplies.front()(true);
+        m->run();
+        QVERIFY(!c().isRecording());
+    }
+
+    void aReleaseWithoutAnAcceptedPressDoesNothing() {
+        c().hotKeyReleased();
+        m->run();
+        QCOMPARE(m->takeCalls(), QStringList());
+        QCOMPARE(c().statusText(), u"Ready."_qs);
+    }
+
+    void deniedPermissionFailsTheStartAndTheReleaseDoesNothing() {
+        m->platform.speech.isMicrophoneGranted = false;
+        c().hotKeyPressed();
+        m->run();
+        QCOMPARE(c().statusText(), u"Speech failed: Microphone permission was denied."_qs);
+        QCOMPARE(m->takeCalls(u"on"_qs), QStringList{attention});
+        c().hotKeyReleased();
+        m->run();
+        QCOMPARE(c().statusText(), u"Speech failed: Microphone permission was denied."_qs);
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
+    void afterAFailedStartTheNextDictationWorks() {
+        m->platform.speech.isAvailable = false;
+        c().hotKeyPressed();
+        m->run();
+        QCOMPARE(c().statusText(), u"Speech failed: Speech recognizer is unavailable for en-US."_qs);
+        c().hotKeyReleased();
+        m->platform.speech.isAvailable = true;
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+    }
+
+    void anEnginesOwnErrorIsShownAsItIs() {
+        m->platform.speech.audioEngine->startError = u"The device is in use."_qs;
+        c().hotKeyPressed();
+        m->run();
+        QCOMPARE(c().statusText(), u"Speech failed: The device is in use."_qs);
+    }
+
+    void hotKeyEventsAreIgnoredWhileAHotKeyIsCaptured() {
+        c().startHotKeyRecording();
+        m->takeCalls();
+        c().hotKeyPressed();
+        c().hotKeyReleased();
+        m->run();
+        QCOMPARE(m->takeCalls(), QStringList());
+        QCOMPARE(c().statusText(), u"Press a shortcut with Ctrl, Option, or Cmd."_qs);
+    }
+
+    void aReleaseWhileAHotKeyIsCapturedLeavesTheRecordingRunning() {
+        // A capture can only begin while idle, so it begins while the start still asks for permission.
+        c().hotKeyPressed();
+        c().startHotKeyRecording();
+        m->run();
+        QVERIFY(c().isRecording());
+        c().hotKeyReleased();
+        m->run();
+        QVERIFY(c().isRecording());
+        c().toggleRecording();
+        QVERIFY(!c().isRecording());
+    }
+
+    void toggleStartsAndStops() {
+        c().toggleRecording();
+        m->run();
+        QVERIFY(c().isRecording());
+        c().toggleRecording();
+        QVERIFY(!c().isRecording());
+        QVERIFY(c().isProcessing());
+    }
+
+    void toggleWhileProcessingDoesNothing() {
+        c().toggleRecording();
+        m->run();
+        c().toggleRecording();
+        m->takeCalls();
+        c().toggleRecording();
+        QCOMPARE(m->takeCalls(), QStringList());
+        QCOMPARE(c().statusText(), u"Finishing transcription..."_qs);
+    }
+
+    void aRecordingStartedFromThePanelIsNotEndedByTheHotKey() {
+        c().toggleRecording();
+        m->run();
+        c().hotKeyPressed();
+        c().hotKeyReleased();
+        m->run();
+        QVERIFY(c().isRecording());
+    }
+
+    void toggleEndsARecordingWhoseKeyIsHeldAndTheReleaseDoesNothing() {
+        c().hotKeyPressed();
+        m->run();
+        c().toggleRecording();
+        m->platform.speech.deliverFinal(u"hello"_qs);
+        m->run();
+        m->takeCalls();
+        c().hotKeyReleased();
+        m->run();
+        QCOMPARE(m->takeCalls(), QStringList());
+        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+    }
+
+    void aPressWhileProcessingIsIgnoredAndSoIsItsRelease() {
+        c().hotKeyPressed();
+        m->run();
+        c().hotKeyReleased();
+        m->takeCalls();
+        c().hotKeyPressed();
+        c().hotKeyReleased();
+        QCOMPARE(m->takeCalls(), QStringList());
+        QVERIFY(c().isProcessing());
+    }
+
+    void blanksAreNoSpeech() {
+        m->dictate(u" \n\t "_qs);
+        QCOMPARE(c().statusText(), u"No speech recognized."_qs);
+        QCOMPARE(c().transcriptText(), QString());
+        QCOMPARE(m->takeCalls(u"on"_qs),
+                 (QStringList{recordingOn, recordingOff, processingOn, processingOff, attention}));
+    }
+
+    void aStartClearsTheFormerTexts() {
+        m->dictate(u"hello"_qs);
+        c().hotKeyPressed();
+        QCOMPARE(c().transcriptText(), QString());
+        QCOMPARE(c().translatedText(), QString());
+    }
+
+    void missingTrustAtTheStartIsSaidAndOverwrittenAtOnce() {
+        m->platform.keystrokesFake.isTrustGranted = false;
+        c().hotKeyPressed();
+        QCOMPARE(m->takeStatuses(), (QStringList{u"Accessibility access is needed to paste."_qs,
+                                                 u"Requesting microphone and speech access..."_qs}));
+        m->run();
+        QVERIFY(c().isRecording());
+    }
+
+    void anInterimTextSaysListening() {
+        c().hotKeyPressed();
+        m->run();
+        c().setStatusText(u"something else"_qs);
+        m->platform.speech.deliver(u"hel"_qs);
+        m->run();
+        QCOMPARE(c().statusText(), u"Listening..."_qs);
+    }
+
+    void endingTheControllerAtEachSuspensionIsSafe_data() {
+        QTest::addColumn<int>("suspension");
+        for (int i = 0; i < 6; ++i)
+            QTest::newRow(qPrintable(u"suspension %1"_qs.arg(i))) << i;
+    }
+    void endingTheControllerAtEachSuspensionIsSafe() {
+        QFETCH(int, suspension);
+        m->platform.speech.replies = Replies::byHand;
+        m->platform.translation.replies = test::FakeTranslationProvider::Replies::byHand;
+        const std::vector<std::function<void()>> steps{
+            [&] { c().hotKeyPressed(); },
+            [&] {
+                m->platform.speech.authorizationReplies.front()(
+                    platform::SpeechAuthorizationStatus::authorized);
+            },
+            [&] { m->platform.speech.microphoneReplies.front()(true); },
+            [&] { c().hotKeyReleased(); },
+            [&] { m->platform.speech.deliverFinal(u"hello"_qs); },
+            [&] { m->platform.translation.pendingPreparations.front().resume(true); }};
+        for (int i = 0; i <= suspension; ++i) {
+            steps[static_cast<size_t>(i)]();
+            if (i < suspension)
+                m->run();
+        }
+        m->endController();
+        m->platform.queue.advance(5s);
+        m->platform.speech.authorizationReplies.clear();
+        m->platform.speech.microphoneReplies.clear();
+        m->platform.translation.pendingPreparations.clear();
+        m->platform.translation.pendingTranslations.clear();
+        m->platform.queue.advance(5s);
+        QVERIFY(m->platform.queue.isIdle());
+        QVERIFY(!m->takeCalls().contains(u"pasteboard.clear"_qs));
+    }
+
+private:
+    AppController &c() { return *m->controller; }
+    std::unique_ptr<ControllerFixture> m;
+};
+
+QTEST_GUILESS_MAIN(AppControllerRecordingTest)
+#include "AppControllerRecordingTest.moc"

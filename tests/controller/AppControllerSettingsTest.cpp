@@ -1,0 +1,264 @@
+#include "controller/ControllerFixture.h"
+
+#include <QTest>
+
+using namespace quillora;
+using test::ControllerFixture;
+using test::FakePlatform;
+
+namespace {
+
+const QString defaultEndpoint = u"https://translate.quillora.example/v1/translate"_qs;
+
+std::function<void(FakePlatform &)> stored(std::map<QString, QString> values) {
+    return [values = std::move(values)](FakePlatform &platform) { platform.defaults.values = values; };
+}
+
+} // namespace
+
+class AppControllerSettingsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aFirstStartUsesTheDefaultsAndWritesTheEndpointOnly() {
+        QStringList calls;
+        FakePlatform platform;
+        const AppController controller;
+        QCOMPARE(platform.log.calls(),
+                 (QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs,
+                              u"keychain.copyMatching com.local.Cobaltwhisk openAIClientToken"_qs,
+                              u"defaults.set openAIEndpointString="_qs + defaultEndpoint}));
+        QCOMPARE(controller.sourceLocaleIdentifier(), u"en-US"_qs);
+        QCOMPARE(controller.targetLanguageIdentifier(), u"ru"_qs);
+        QCOMPARE(controller.translationEngineIdentifier(), u"appleLocal"_qs);
+        QCOMPARE(controller.openAIEndpointString(), defaultEndpoint);
+        QCOMPARE(controller.openAIClientToken(), QString());
+        QCOMPARE(controller.hotKey(), AppHotKey::defaultValue);
+        QCOMPARE(controller.statusText(), u"Ready."_qs);
+        QCOMPARE(controller.transcriptText(), QString());
+        QCOMPARE(controller.translatedText(), QString());
+        QVERIFY(!controller.isRecording());
+        QVERIFY(!controller.isProcessing());
+        QVERIFY(!controller.isRecordingHotKey());
+    }
+
+    void storedSettingsAreTakenUp() {
+        const ControllerFixture f([](FakePlatform &platform) {
+            platform.defaults.values = {{u"sourceLocaleIdentifier"_qs, u"es-ES"_qs},
+                                        {u"targetLanguageIdentifier"_qs, u"en"_qs},
+                                        {u"translationEngineIdentifier"_qs, u"openAINatural"_qs},
+                                        {u"openAIEndpointString"_qs, u"https://my.example/t"_qs},
+                                        {u"hotKey"_qs, u"40:256"_qs}};
+            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"secret", {}};
+        });
+        QCOMPARE(f.controller->selectedSource().id, u"es-ES"_qs);
+        QCOMPARE(f.controller->selectedTarget().id, u"en"_qs);
+        QCOMPARE(f.controller->selectedTranslationEngine(), TranslationEngine::openAINatural);
+        QCOMPARE(f.controller->openAIEndpointString(), u"https://my.example/t"_qs);
+        QCOMPARE(f.controller->openAIClientToken(), u"secret"_qs);
+        QCOMPARE(f.controller->hotKeyDisplayName(), u"Cmd K"_qs);
+    }
+
+    void anUnknownStoredLanguageYieldsTheDefaultAndIsNotWrittenBack() {
+        const ControllerFixture f(stored(
+            {{u"sourceLocaleIdentifier"_qs, u"xx-XX"_qs}, {u"targetLanguageIdentifier"_qs, u"tlh"_qs}}));
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-US"_qs);
+        QCOMPARE(f.controller->targetLanguageIdentifier(), u"ru"_qs);
+        QCOMPARE(f.platform.defaults.values.at(u"sourceLocaleIdentifier"_qs), u"xx-XX"_qs);
+        QCOMPARE(f.platform.defaults.values.at(u"targetLanguageIdentifier"_qs), u"tlh"_qs);
+    }
+
+    void endpointIsMigratedAtEveryStart_data() {
+        QTest::addColumn<QString>("storedEndpoint");
+        QTest::addColumn<QString>("migrated");
+        QTest::newRow("empty") << u""_qs << defaultEndpoint;
+        QTest::newRow("only blanks") << u" \t\n "_qs << defaultEndpoint;
+        QTest::newRow("the old local default") << u"http://127.0.0.1:8787/v1/translate"_qs << defaultEndpoint;
+        QTest::newRow("the old local default amid blanks")
+            << u"  http://127.0.0.1:8787/v1/translate\n"_qs << defaultEndpoint;
+        QTest::newRow("the old local default with a slash more")
+            << u"http://127.0.0.1:8787/v1/translate/"_qs << u"http://127.0.0.1:8787/v1/translate/"_qs;
+        QTest::newRow("the old local default over https")
+            << u"https://127.0.0.1:8787/v1/translate"_qs << u"https://127.0.0.1:8787/v1/translate"_qs;
+        QTest::newRow("a custom one amid blanks")
+            << u" https://my.example/t "_qs << u"https://my.example/t"_qs;
+        QTest::newRow("nonsense") << u"not a url"_qs << u"not a url"_qs;
+    }
+    void endpointIsMigratedAtEveryStart() {
+        QFETCH(QString, storedEndpoint);
+        QFETCH(QString, migrated);
+        const ControllerFixture f(stored({{u"openAIEndpointString"_qs, storedEndpoint}}));
+        QCOMPARE(f.controller->openAIEndpointString(), migrated);
+        QCOMPARE(f.platform.defaults.values.at(u"openAIEndpointString"_qs), migrated);
+    }
+
+    void anUnreadableHotKeyFallsBackToTheDefault() {
+        const ControllerFixture f(stored({{u"hotKey"_qs, u"49"_qs}}));
+        QCOMPARE(f.controller->hotKey(), AppHotKey::defaultValue);
+        QCOMPARE(f.platform.defaults.values.at(u"hotKey"_qs), u"49"_qs);
+    }
+
+    void anUnknownEngineBehavesAsOnDeviceButStaysStored() {
+        ControllerFixture f(stored({{u"translationEngineIdentifier"_qs, u"wizardry"_qs}}));
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"wizardry"_qs);
+        QCOMPARE(f.controller->selectedTranslationEngine(), TranslationEngine::appleLocal);
+        QCOMPARE(f.platform.defaults.values.at(u"translationEngineIdentifier"_qs), u"wizardry"_qs);
+        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
+    }
+
+    void aStoredPairThatNeedsTheHostedEngineSwitchesAtStartUp() {
+        const ControllerFixture f(stored({{u"targetLanguageIdentifier"_qs, u"uz"_qs}}));
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
+        QCOMPARE(f.platform.defaults.values.at(u"translationEngineIdentifier"_qs), u"openAINatural"_qs);
+        QCOMPARE(f.controller->statusText(), u"Uzbek uses OpenAI Natural."_qs);
+    }
+
+    void choosingOnDeviceForAnUnsupportedPairFlipsBackAndSaysSo() {
+        ControllerFixture f(stored({{u"targetLanguageIdentifier"_qs, u"ky"_qs}}));
+        f.takeCalls();
+        f.controller->setTranslationEngineIdentifier(u"appleLocal"_qs);
+        QCOMPARE(f.takeCalls(), (QStringList{u"defaults.set translationEngineIdentifier=appleLocal"_qs,
+                                             u"defaults.set translationEngineIdentifier=openAINatural"_qs}));
+        QCOMPARE(f.controller->statusText(), u"Kyrgyz uses OpenAI Natural."_qs);
+    }
+
+    void anUnsupportedSpokenLanguageNamesTheTarget() {
+        ControllerFixture f;
+        f.controller->setSourceLocaleIdentifier(u"kk-KZ"_qs);
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
+        QCOMPARE(f.controller->statusText(), u"Russian uses OpenAI Natural."_qs);
+    }
+
+    void theSwitchToTheHostedEngineIsOneWay() {
+        ControllerFixture f;
+        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
+        f.controller->setTargetLanguageIdentifier(u"es"_qs);
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
+        QCOMPARE(f.controller->effectiveTranslationEngine(), TranslationEngine::openAINatural);
+    }
+
+    void theSameLanguageNeedsNoSupport() {
+        ControllerFixture f;
+        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
+        f.controller->setSourceLocaleIdentifier(u"kk-KZ"_qs);
+        QVERIFY(f.controller->canUseAppleLocalForSelectedLanguagePair());
+        f.controller->setTranslationEngineIdentifier(u"appleLocal"_qs);
+        QCOMPARE(f.controller->effectiveTranslationEngine(), TranslationEngine::appleLocal);
+    }
+
+    void everyAssignmentIsPersistedAtOnce() {
+        ControllerFixture f;
+        f.controller->setSourceLocaleIdentifier(u"es-ES"_qs);
+        f.controller->setTargetLanguageIdentifier(u"en"_qs);
+        f.controller->setTranslationEngineIdentifier(u"openAINatural"_qs);
+        f.controller->setOpenAIEndpointString(u"  https://my.example \n"_qs);
+        f.controller->setOpenAIEndpointString(u"  https://my.example \n"_qs);
+        QCOMPARE(f.takeCalls(),
+                 (QStringList{u"defaults.set sourceLocaleIdentifier=es-ES"_qs,
+                              u"defaults.set targetLanguageIdentifier=en"_qs,
+                              u"defaults.set translationEngineIdentifier=openAINatural"_qs,
+                              u"defaults.set openAIEndpointString=  https://my.example \n"_qs,
+                              u"defaults.set openAIEndpointString=  https://my.example \n"_qs}));
+    }
+
+    void theTokenGoesToTheKeychainAndNowhereElse() {
+        ControllerFixture f;
+        f.controller->setOpenAIClientToken(u" s3cret "_qs);
+        QCOMPARE(f.takeCalls(), (QStringList{u"keychain.update com.local.Quillora openAIClientToken"_qs,
+                                             u"keychain.add com.local.Quillora openAIClientToken"_qs}));
+        QCOMPARE(f.platform.keychainFake.items.at({u"com.local.Quillora"_qs, u"openAIClientToken"_qs}).data,
+                 std::optional<QByteArray>(" s3cret "));
+        for (const auto &[key, value] : f.platform.defaults.values)
+            QVERIFY(!value.contains(u"s3cret"));
+    }
+
+    void aBrokenKeychainReadsAsNoTokenAndLosesNothingTyped() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        QCOMPARE(f.controller->openAIClientToken(), QString());
+        f.controller->setOpenAIClientToken(u"typed"_qs);
+        QCOMPARE(f.controller->openAIClientToken(), u"typed"_qs);
+    }
+
+    void observersHearOfEveryChange() {
+        ControllerFixture f;
+        int heard = 0;
+        QObject::connect(f.controller.get(), &AppController::changed, f.controller.get(), [&] { ++heard; });
+        f.controller->setOpenAIEndpointString(u"x"_qs);
+        f.controller->setStatusText(u"y"_qs);
+        QCOMPARE(heard, 2);
+    }
+
+    void settingAValueCallsTheShellForNothing() {
+        ControllerFixture f;
+        f.controller->setSourceLocaleIdentifier(u"es-ES"_qs);
+        f.controller->setStatusText(u"hello"_qs);
+        QVERIFY(f.takeCalls(u"on"_qs).isEmpty());
+    }
+
+    void anIdentifierThatIsNoOptionSelectsTheDefault() {
+        ControllerFixture f;
+        f.controller->setSourceLocaleIdentifier(u"xx"_qs);
+        f.controller->setTargetLanguageIdentifier(u"xx"_qs);
+        QCOMPARE(f.controller->selectedSource().id, u"en-US"_qs);
+        QCOMPARE(f.controller->selectedTarget().id, u"ru"_qs);
+    }
+
+    void swappingExchangesThePair() {
+        ControllerFixture f;
+        QVERIFY(f.controller->canSwapLanguages());
+        f.controller->swapLanguages();
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"ru-RU"_qs);
+        QCOMPARE(f.controller->targetLanguageIdentifier(), u"en"_qs);
+        QCOMPARE(f.controller->statusText(), u"Language pair updated."_qs);
+        QCOMPARE(f.takeCalls(), (QStringList{u"defaults.set sourceLocaleIdentifier=ru-RU"_qs,
+                                             u"defaults.set targetLanguageIdentifier=en"_qs}));
+    }
+
+    void swappingWithATargetThatNobodySpeaksChangesNothing() {
+        ControllerFixture f;
+        f.controller->setTargetLanguageIdentifier(u"nl"_qs);
+        f.controller->setStatusText(u"before"_qs);
+        f.takeCalls();
+        QVERIFY(!f.controller->canSwapLanguages());
+        f.controller->swapLanguages();
+        QCOMPARE(f.takeCalls(), QStringList());
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-US"_qs);
+        QCOMPARE(f.controller->targetLanguageIdentifier(), u"nl"_qs);
+        QCOMPARE(f.controller->statusText(), u"before"_qs);
+    }
+
+    void swappingOverwritesTheEngineRulesText() {
+        ControllerFixture f;
+        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
+        f.controller->setTargetLanguageIdentifier(u"ru"_qs);
+        f.controller->setSourceLocaleIdentifier(u"kk-KZ"_qs);
+        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
+        f.controller->setTranslationEngineIdentifier(u"appleLocal"_qs);
+        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"appleLocal"_qs);
+        f.controller->setSourceLocaleIdentifier(u"en-US"_qs);
+        f.takeStatuses();
+        f.controller->setTranslationEngineIdentifier(u"appleLocal"_qs);
+        f.controller->swapLanguages();
+        QCOMPARE(f.takeStatuses(),
+                 (QStringList{u"Kazakh uses OpenAI Natural."_qs, u"Language pair updated."_qs}));
+    }
+
+    void theFirstFrontmostApplicationIsRemembered() {
+        ControllerFixture f;
+        f.platform.workspaceFake.frontmost = f.platform.workspaceFake.launch(u"Quillora"_qs);
+        f.dictate(u"hello"_qs);
+        QVERIFY(f.takeCalls().contains(u"activate editor"_qs));
+    }
+
+    void destructionRemovesTheActivationObserver() {
+        ControllerFixture f;
+        QCOMPARE(f.platform.workspaceFake.observerCount(), 1);
+        f.endController();
+        QCOMPARE(f.platform.workspaceFake.observerCount(), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(AppControllerSettingsTest)
+#include "AppControllerSettingsTest.moc"

@@ -1,0 +1,264 @@
+#include "controller/ControllerFixture.h"
+
+#include <QTest>
+
+using namespace quillora;
+using test::ControllerFixture;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString attention = u"onNeedsAttention"_qs;
+const QString processingOff = u"onStateChanged recording=0 processing=0"_qs;
+const QString prompt = u"keystrokes.prompt"_qs;
+
+} // namespace
+
+class AppControllerTranslationTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { m = std::make_unique<ControllerFixture>(); }
+    void cleanup() { m.reset(); }
+
+    void theSameLanguageIsInsertedUntranslated() {
+        c().setTargetLanguageIdentifier(u"en"_qs);
+        m->takeStatuses();
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().translatedText(), u"hello"_qs);
+        QCOMPARE(m->takeStatuses().last(2), (QStringList{u"Same language selected; pasting transcript."_qs,
+                                                         u"Inserted transcript."_qs}));
+        const QStringList calls = m->takeCalls();
+        QVERIFY(calls.contains(u"pasteboard.setString hello"_qs));
+        QVERIFY(calls.filter(u"translation"_qs).isEmpty());
+        QVERIFY(!c().isProcessing());
+    }
+
+    void theSameLanguageWithoutTrustIsCopied() {
+        c().setTargetLanguageIdentifier(u"en"_qs);
+        m->platform.keystrokesFake.isTrustGranted = false;
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().statusText(), u"Copied transcript. Enable Accessibility to auto-paste."_qs);
+        QCOMPARE(m->platform.pasteboardFake.plainText(), u"hello"_qs);
+    }
+
+    void theOnDeviceEngineGetsLanguageCodes() {
+        c().setTargetLanguageIdentifier(u"es"_qs);
+        m->dictate(u"hello"_qs);
+        QVERIFY(m->takeCalls().contains(u"translation.task en>es"_qs));
+        QCOMPARE(c().translatedText(), u"<hello>"_qs);
+    }
+
+    void aTranslationIsPastedIntoTheApplicationInFront() {
+        m->dictate(u"hello"_qs);
+        QCOMPARE(m->takeCalls(u"(pasteboard|activate|on)"_qs).mid(3),
+                 (QStringList{u"pasteboard.items"_qs, u"pasteboard.clear"_qs,
+                              u"pasteboard.setString <hello>"_qs, u"activate editor"_qs, processingOff}));
+    }
+
+    void onDeviceWithAnUnsupportedPairTranslatesWithTheHostedEngine() {
+        // The rule switches the engine at every change, so only a catalog that shrank can leave such a pair.
+        c().setTargetLanguageIdentifier(u"kk"_qs);
+        m->takeStatuses();
+        m->dictate(u"hello"_qs);
+        QVERIFY(m->takeStatuses().contains(u"Translating with OpenAI..."_qs));
+    }
+
+    void aTranslationErrorIsShownAndNothingIsPasted() {
+        m->platform.translation.translationError = u"The engine broke."_qs;
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().statusText(), u"Translation failed: The engine broke."_qs);
+        QCOMPARE(c().translatedText(), QString());
+        QCOMPARE(c().transcriptText(), u"hello"_qs);
+        const QStringList calls = m->takeCalls(u"(pasteboard|on)"_qs);
+        QCOMPARE(calls.mid(calls.size() - 2), (QStringList{attention, processingOff}));
+        QVERIFY(calls.filter(u"pasteboard"_qs).isEmpty());
+        QVERIFY(!c().isProcessing());
+    }
+
+    void anErrorWithoutWordsIsAnErrorAllTheSame() {
+        m->platform.translation.translationError = QString();
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().statusText(), u"Translation failed: "_qs);
+    }
+
+    void theFirstPasteWithoutTrustPromptsAndTheSecondDoesNot() {
+        m->platform.keystrokesFake.isTrustGranted = false;
+        m->dictate(u"one"_qs);
+        QCOMPARE(c().statusText(), u"Copied translation. Enable Accessibility to auto-paste."_qs);
+        QCOMPARE(m->platform.pasteboardFake.plainText(), u"<one>"_qs);
+        QCOMPARE(m->takeCalls().count(prompt), 1);
+        m->takeStatuses();
+        m->dictate(u"two"_qs);
+        QCOMPARE(m->takeCalls().count(prompt), 0);
+        QCOMPARE(m->takeStatuses().last(3),
+                 (QStringList{u"Pasting..."_qs, u"Accessibility access is still not active."_qs,
+                              u"Copied translation. Enable Accessibility to auto-paste."_qs}));
+    }
+
+    void aPromptAtLaunchSavesTheOneAtTheFirstPaste() {
+        m->platform.keystrokesFake.isTrustGranted = false;
+        c().requestAccessibilityIfNeeded();
+        QCOMPARE(m->takeCalls(), QStringList{prompt});
+        c().requestAccessibilityIfNeeded();
+        QCOMPARE(m->takeCalls(), QStringList());
+        QCOMPARE(c().statusText(), u"Accessibility access is still not active."_qs);
+        m->dictate(u"one"_qs);
+        QCOMPARE(m->takeCalls().count(prompt), 0);
+    }
+
+    void trustThatIsThereNeedsNoPromptAndNoText() {
+        c().requestAccessibilityIfNeeded();
+        c().refreshAccessibilityStatus();
+        QCOMPARE(m->takeCalls(), QStringList());
+        QCOMPARE(c().statusText(), u"Ready."_qs);
+    }
+
+    void refreshingSaysThatTrustIsMissing() {
+        m->platform.keystrokesFake.isTrustGranted = false;
+        c().refreshAccessibilityStatus();
+        QCOMPARE(c().statusText(), u"Accessibility access is needed to paste."_qs);
+        m->platform.keystrokesFake.isTrustGranted = true;
+        c().refreshAccessibilityStatus();
+        QCOMPARE(c().statusText(), u"Accessibility access is needed to paste."_qs);
+    }
+
+    void theLastTranslationIsPastedAgainUntrimmedAndSilently() {
+        m->platform.translation.translation = [](const QString &) { return u" hola \n"_qs; };
+        m->dictate(u"hello"_qs);
+        m->takeCalls();
+        c().pasteLastTranslation();
+        QCOMPARE(m->takeCalls(), (QStringList{u"pasteboard.items"_qs, u"pasteboard.clear"_qs,
+                                              u"pasteboard.setString  hola \n"_qs, u"activate editor"_qs}));
+        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+    }
+
+    void aLastTranslationOfBlanksIsNotPasted() {
+        m->platform.translation.translation = [](const QString &) { return u" \n"_qs; };
+        m->dictate(u"hello"_qs);
+        m->takeCalls();
+        c().pasteLastTranslation();
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
+    void withThePanelInFrontThePasteGoesToTheApplicationBefore() {
+        const auto browser = m->platform.workspaceFake.launch(u"browser"_qs);
+        m->platform.workspaceFake.bringToFront(browser);
+        m->platform.workspaceFake.bringToFront(m->platform.workspaceFake.launch(u"Quillora"_qs));
+        m->run();
+        m->dictate(u"hello"_qs);
+        QCOMPARE(m->takeCalls(u"activate"_qs), QStringList{u"activate browser"_qs});
+    }
+
+    void aDesktopThatNamesNoApplicationIsIgnored() {
+        m->platform.workspaceFake.notify(nullptr);
+        m->run();
+        m->platform.workspaceFake.frontmost = nullptr;
+        m->dictate(u"hello"_qs);
+        QCOMPARE(m->takeCalls(u"activate"_qs), QStringList{u"activate editor"_qs});
+    }
+
+    void anApplicationWithoutAnIdentifierIsAnother() {
+        m->platform.workspaceFake.bringToFront(
+            m->platform.workspaceFake.launch(u"nameless"_qs, std::nullopt));
+        m->dictate(u"hello"_qs);
+        QCOMPARE(m->takeCalls(u"activate"_qs), QStringList{u"activate nameless"_qs});
+    }
+
+    void withoutAnOwnIdentifierEveryApplicationIsAnother() {
+        m->platform.workspaceFake.ownIdentifier.reset();
+        m->platform.workspaceFake.bringToFront(m->platform.workspaceFake.launch(u"Quillora"_qs));
+        m->dictate(u"hello"_qs);
+        QCOMPARE(m->takeCalls(u"activate"_qs), QStringList{u"activate Quillora"_qs});
+    }
+
+    void withNoTargetAtAllThePasteGoesWhereTheFocusIs() {
+        ControllerFixture f([](test::FakePlatform &platform) { platform.workspaceFake.frontmost = nullptr; });
+        f.dictate(u"hello"_qs);
+        f.platform.queue.advance(150ms);
+        const QStringList calls = f.takeCalls();
+        QVERIFY(calls.filter(u"activate"_qs).isEmpty());
+        QVERIFY(calls.contains(u"keystrokes.post down 9 flags=0x100000 tap=0"_qs));
+        QCOMPARE(f.controller->statusText(), u"Inserted translation."_qs);
+    }
+
+    void theTargetIsTheOneInFrontAtTheStart() {
+        c().hotKeyPressed();
+        m->run();
+        m->platform.workspaceFake.bringToFront(m->platform.workspaceFake.launch(u"chat"_qs));
+        m->run();
+        c().hotKeyReleased();
+        m->platform.speech.deliverFinal(u"hello"_qs);
+        m->run();
+        QCOMPARE(m->takeCalls(u"activate"_qs), QStringList{u"activate editor"_qs});
+    }
+
+    // Model preparation
+
+    void theHostedEngineNeedsNoPreparation() {
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        m->takeCalls();
+        c().prepareTranslationModels();
+        m->run();
+        QCOMPARE(c().statusText(), u"OpenAI Natural uses your backend; no local model download needed."_qs);
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
+    void theSameLanguageNeedsNoPreparation() {
+        c().setTargetLanguageIdentifier(u"en"_qs);
+        m->takeCalls();
+        c().prepareTranslationModels();
+        m->run();
+        QCOMPARE(c().statusText(), u"Same language selected; no translation model needed."_qs);
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
+    void preparationReportsSuccess() {
+        c().prepareTranslationModels();
+        QCOMPARE(c().statusText(), u"Preparing translation models..."_qs);
+        QVERIFY(c().isProcessing());
+        m->run();
+        QCOMPARE(c().statusText(), u"Translation models are ready."_qs);
+        QCOMPARE(m->takeCalls(),
+                 (QStringList{u"onStateChanged recording=0 processing=1"_qs, u"translation.task en>ru"_qs,
+                              u"session.prepare"_qs, processingOff}));
+    }
+
+    void preparationReportsFailure() {
+        m->platform.translation.preparationError = u"No model."_qs;
+        c().prepareTranslationModels();
+        m->run();
+        QCOMPARE(c().statusText(), u"Translation setup failed: No model."_qs);
+        QCOMPARE(m->takeCalls(u"on"_qs),
+                 (QStringList{u"onStateChanged recording=0 processing=1"_qs, attention, processingOff}));
+    }
+
+    void preparationWhileRecordingOrProcessingDoesNothing() {
+        c().hotKeyPressed();
+        m->run();
+        m->takeCalls();
+        c().prepareTranslationModels();
+        QCOMPARE(m->takeCalls(), QStringList());
+        c().hotKeyReleased();
+        m->takeCalls();
+        c().prepareTranslationModels();
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
+    void preparationKeepsRecordingsFromStarting() {
+        c().prepareTranslationModels();
+        c().hotKeyPressed();
+        c().toggleRecording();
+        c().startHotKeyRecording();
+        QVERIFY(!c().isRecordingHotKey());
+        m->run();
+        QVERIFY(m->takeCalls(u"speech"_qs).isEmpty());
+    }
+
+private:
+    AppController &c() { return *m->controller; }
+    std::unique_ptr<ControllerFixture> m;
+};
+
+QTEST_GUILESS_MAIN(AppControllerTranslationTest)
+#include "AppControllerTranslationTest.moc"

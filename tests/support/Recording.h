@@ -1,0 +1,31 @@
+#pragma once
+
+#include "platform/AudioEngine.h"
+
+#include <QString>
+
+#include <vector>
+
+namespace quillora::test {
+
+/// A sentence that a person has read aloud, 16 kHz mono.
+struct Recording {
+    QString path;
+    QString spoken;
+
+    /// Those that come with PocketSphinx; throws std::runtime_error if they are not installed.
+    static std::vector<Recording> all();
+
+    /// The one of these words; there must be one.
+    static Recording of(const QString &spoken);
+
+    platform::AudioBuffer sound() const;
+
+    /// The same without the silence before its first word and after its last.
+    platform::AudioBuffer soundOfWords() const;
+};
+
+/// Writes a sound file; throws std::runtime_error.
+void writeWave(const QString &path, const platform::AudioBuffer &sound);
+
+} // namespace quillora::test

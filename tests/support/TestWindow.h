@@ -1,0 +1,54 @@
+#pragma once
+
+#include "support/XcbClient.h"
+
+#include <optional>
+
+namespace quillora::test {
+
+/// A window of another program. Its program ends with this object.
+class TestWindow {
+public:
+    struct Properties {
+        QByteArray windowClass = "Target"; ///< empty: it has none
+        std::optional<uint32_t> processId; ///< what it says, true or not
+        bool isOverrideRedirect = false;
+    };
+
+    struct Key {
+        xcb_keycode_t keycode;
+        bool isDown;
+        unsigned modifiers; ///< held with it, locks left out
+
+        bool operator==(const Key &) const = default;
+    };
+
+    TestWindow(const QByteArray &displayName, const Properties &properties);
+
+    xcb_window_t id() const { return m_id; }
+
+    /// Maps the window and returns once it can be seen.
+    void show();
+
+    /// Gives it the keyboard without asking a window manager.
+    void takeFocus();
+
+    void minimise();
+    void moveToDesktop(uint32_t number);
+
+    /// The window is gone, its program is not.
+    void close();
+
+    bool isViewable() const;
+    bool hasFocus() const;
+    bool isActive() const;
+
+    /// The keys that it has been given since the last call.
+    std::vector<Key> takeKeys();
+
+private:
+    XcbClient m_client;
+    xcb_window_t m_id;
+};
+
+} // namespace quillora::test

@@ -1,0 +1,78 @@
+#include "support/VirtualDisplay.h"
+
+#include "support/XcbClient.h"
+
+#include <QDir>
+
+#include <stdexcept>
+
+namespace quillora::test {
+
+namespace {
+constexpr int patienceMs = 15000;
+}
+
+VirtualDisplay::VirtualDisplay(WindowManager windowManager) {
+    for (const QString &name : {u"home"_qs, u"runtime"_qs}) {
+        QDir(folder()).mkpath(name);
+        QFile::setPermissions(folder() + u'/' + name, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    m_server = std::make_unique<ChildProcess>(
+        u"Xvfb"_qs, QStringList{u"-displayfd"_qs, u"1"_qs, u"-screen"_qs, u"0"_qs, u"1280x800x24"_qs,
+                                u"-nolisten"_qs, u"tcp"_qs, u"-noreset"_qs});
+    // Without an event loop: a display may be wanted before there is an application object.
+    QByteArray number;
+    while (!number.endsWith('\n')) {
+        if (!m_server->process().waitForReadyRead(patienceMs))
+            throw std::runtime_error("the X server does not start");
+        number += m_server->process().readAllStandardOutput();
+    }
+    m_name = ':' + number.trimmed();
+    if (windowManager == WindowManager::openbox)
+        startWindowManager();
+}
+
+QStringList VirtualDisplay::environment() const {
+    return {u"DISPLAY="_qs + QString::fromLatin1(m_name),
+            u"HOME="_qs + folder() + u"/home"_qs,
+            u"XDG_RUNTIME_DIR="_qs + folder() + u"/runtime"_qs,
+            u"XDG_CONFIG_HOME="_qs,
+            u"XDG_DATA_HOME="_qs,
+            u"XDG_CACHE_HOME="_qs,
+            u"DBUS_SESSION_BUS_ADDRESS=disabled:"_qs,
+            u"NO_AT_BRIDGE=1"_qs,
+            u"GTK_A11Y=none"_qs,
+            u"QT_QPA_PLATFORM=xcb"_qs};
+}
+
+std::unique_ptr<ChildProcess> VirtualDisplay::start(const QString &program,
+                                                    const QStringList &arguments) const {
+    return std::make_unique<ChildProcess>(program, arguments, environment());
+}
+
+QByteArray VirtualDisplay::run(const QString &program, const QStringList &arguments) const {
+    const auto child = start(program, arguments);
+    auto &process = child->process();
+    if (!process.waitForFinished(patienceMs) || process.exitCode() != 0)
+        throw std::runtime_error(program.toStdString() + " failed");
+    return process.readAllStandardOutput();
+}
+
+void VirtualDisplay::setLayout(const QStringList &arguments) const { run(u"setxkbmap"_qs, arguments); }
+
+void VirtualDisplay::startWindowManager() {
+    m_windowManager = start(u"openbox"_qs, {u"--sm-disable"_qs});
+    XcbClient client(m_name);
+    const bool isUp = ChildProcess::waitUntil(
+        [&] {
+            const auto check = client.numbers(client.root(), "_NET_SUPPORTING_WM_CHECK");
+            return !check.empty() && !client.numbers(check.front(), "_NET_SUPPORTING_WM_CHECK").empty();
+        },
+        patienceMs);
+    if (!isUp)
+        throw std::runtime_error("the window manager does not start");
+}
+
+void VirtualDisplay::stopWindowManager() { m_windowManager.reset(); }
+
+} // namespace quillora::test

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+
+namespace quillora::test {
+
+/// How far a transcript is from what was spoken: the words left out, put in and mistaken.
+struct WordErrorRate {
+    int errors = 0;
+    int spokenWords = 0;
+
+    static WordErrorRate of(const QString &transcript, const QString &spoken);
+
+    double percent() const { return spokenWords ? 100.0 * errors / spokenWords : 0; }
+    bool operator==(const WordErrorRate &) const = default;
+};
+
+} // namespace quillora::test

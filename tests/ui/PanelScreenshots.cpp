@@ -1,0 +1,123 @@
+#include "ui/PanelHarness.h"
+
+#include <QDir>
+#include <QPainter>
+#include <QStyleFactory>
+#include <QTest>
+
+using namespace quillora;
+using namespace quillora::test;
+
+namespace {
+
+const QString longEnglish =
+    u"The quick brown fox jumps over the lazy dog, and then it goes on to tell the whole story again from "
+    u"the "
+    u"very beginning, because nobody in the room had been listening the first time, which is a pity, since "
+    u"it "
+    u"was a rather good story about a fox, a dog, and the unlikely friendship that grew between them."_qs;
+const QString manyScripts =
+    u"สวัสดีครับ วันนี้อากาศดีมาก เราไปเดินเล่นที่สวนกันเถอะ 안녕하세요, 오늘은 날씨가 정말 좋네요. "
+    u"今天天气很好，我们去公园散步吧。"
+    u"今日はとても良い天気ですね。 مرحبا، الطقس جميل اليوم، لنذهب في نزهة. Привет, как дела?"_qs;
+
+QPalette lightPalette() {
+    QPalette palette(QColor(0xef, 0xf0, 0xf1), QColor(0xf6, 0xf6, 0xf7));
+    palette.setColor(QPalette::Base, QColor(0xfc, 0xfc, 0xfc));
+    palette.setColor(QPalette::Button, QColor(0xfb, 0xfb, 0xfc));
+    palette.setColor(QPalette::Highlight, QColor(0x3d, 0x7e, 0xd6));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    return palette;
+}
+
+} // namespace
+
+/// Writes a picture of the panel in every state, for eyes and for the README; checks that each is a picture
+/// of the size that it should have.
+class PanelScreenshots : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        QApplication::setStyle(QStyleFactory::create(u"Fusion"_qs));
+        QFont font(u"Noto Sans"_qs);
+        font.setStyleHint(QFont::SansSerif);
+        font.setPointSizeF(10);
+        QApplication::setFont(font);
+        QVERIFY(QDir().mkpath(QStringLiteral(QUILLORA_SCREENSHOTS)));
+    }
+
+    void everyStateIsPictured_data() {
+        QTest::addColumn<QString>("state");
+        QTest::addColumn<QString>("scheme");
+        for (const auto *state : {"idle", "recording", "processing", "hotkey-capture", "hosted-engine",
+                                  "translated", "long-texts", "long-status", "keyboard-focus"})
+            for (const auto *scheme : {"light", "dark", "high-contrast"})
+                QTest::addRow("%s-%s", state, scheme)
+                    << QString::fromLatin1(state) << QString::fromLatin1(scheme);
+    }
+
+    void everyStateIsPictured() {
+        QFETCH(QString, state);
+        QFETCH(QString, scheme);
+        using Appearance = platform::Appearance;
+        QApplication::setPalette(lightPalette());
+        PanelHarness harness([&](FakePlatform &platform) {
+            Appearance::Preferences preferences;
+            preferences.colorScheme =
+                scheme == u"dark"_qs ? Appearance::ColorScheme::dark : Appearance::ColorScheme::noPreference;
+            preferences.wantsHighContrast = scheme == u"high-contrast"_qs;
+            platform.appearanceFake.prefer(preferences);
+        });
+        enter(harness, state);
+        harness.show();
+        if (state == u"keyboard-focus"_qs)
+            QTest::keyClick(harness.panel.get(), Qt::Key_Tab);
+        harness.platform.run();
+        QCoreApplication::processEvents();
+        for (const int scale : {1, 2}) {
+            QImage picture(harness.panel->size() * scale, QImage::Format_ARGB32_Premultiplied);
+            picture.setDevicePixelRatio(scale);
+            harness.panel->render(&picture);
+            QCOMPARE(picture.width(), 380 * scale);
+            const QString path =
+                u"%1/%2-%3-%4x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS), state, scheme).arg(scale);
+            QVERIFY(picture.save(path));
+        }
+    }
+
+private:
+    static void enter(PanelHarness &harness, const QString &state) {
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        if (state == u"recording"_qs) {
+            harness.startRecording();
+            harness.say(u"good morning everyone and thank you for coming"_qs);
+        } else if (state == u"processing"_qs) {
+            harness.startProcessing();
+        } else if (state == u"hotkey-capture"_qs) {
+            harness.controller->startHotKeyRecording();
+        } else if (state == u"hosted-engine"_qs) {
+            harness.controller->setOpenAIClientToken(u"not a real token"_qs);
+            harness.useHostedEngine();
+        } else if (state == u"translated"_qs) {
+            harness.platform.translation.translation = [](const QString &) {
+                return u"Buenos días a todos."_qs;
+            };
+            harness.dictate(u"good morning everyone"_qs);
+        } else if (state == u"long-texts"_qs) {
+            harness.platform.translation.translation = [](const QString &) { return manyScripts; };
+            harness.dictate(longEnglish);
+        } else if (state == u"long-status"_qs) {
+            harness.controller->setSourceLocaleIdentifier(u"en-GB"_qs);
+            harness.controller->setStatusText(
+                u"Translation failed: Could not connect to translate.quillora.example: the host name could "
+                u"not be "
+                u"found, and this goes on for longer than two lines can hold."_qs);
+        } else if (state == u"keyboard-focus"_qs) {
+            harness.useHostedEngine();
+        }
+    }
+};
+
+QTEST_MAIN(PanelScreenshots)
+#include "PanelScreenshots.moc"
