@@ -94,7 +94,6 @@ private Q_SLOTS:
         clickAt(icon()->center());
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QVERIFY(screen.contains(*panel()));
-        QCOMPARE(panel()->width(), 380);
         QVERIFY(panel()->top() - icon()->bottom() < 12);
         QVERIFY(screen.right() - panel()->right() < 12);
         takeScreenshot(u"panel-xembed"_qs);
@@ -209,8 +208,7 @@ private Q_SLOTS:
         m_notifierTray->callItem(u"Activate"_qs, {1200, 10});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), panelWindow(), patienceMs);
-        // Tab reaches the recorder's button first.
-        m_display->run(u"xdotool"_qs, {u"key"_qs, u"Tab"_qs, u"space"_qs});
+        pressRecordHotKeyButton();
         test::TestWindow other(m_display->name(), {});
         other.show();
         m_display->run(u"xdotool"_qs, {u"windowactivate"_qs, QString::number(other.id())});
@@ -487,6 +485,11 @@ private:
         m_display->run(u"xdotool"_qs, {u"mousemove"_qs, QString::number(point.x()),
                                        QString::number(point.y()), u"click"_qs, u"1"_qs});
         return true;
+    }
+
+    /// From the main button, which has the focus at first, past what can be used, and round to the top.
+    void pressRecordHotKeyButton() const {
+        m_display->run(u"xdotool"_qs, {u"key"_qs, u"Tab"_qs, u"Tab"_qs, u"Tab"_qs, u"Tab"_qs, u"space"_qs});
     }
 
     void takeScreenshot(const QString &name) const {
