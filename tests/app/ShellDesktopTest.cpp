@@ -222,6 +222,19 @@ private Q_SLOTS:
         QVERIFY(property(u"_NET_WM_STATE"_qs).contains("_NET_WM_STATE_SKIP_TASKBAR"));
     }
 
+    void thePanelHasTheMenuToo() {
+        m_shell = startShell();
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        const auto windowsBefore = windows().size();
+        clickAt(panel()->topLeft() + QPoint(250, 20), rightButton);
+        QTRY_VERIFY_WITH_TIMEOUT(windows().size() > windowsBefore, patienceMs);
+        takeScreenshot(u"menu"_qs);
+        // Round to the last entry, which ends the program.
+        m_display->run(u"xdotool"_qs, {u"key"_qs, u"Up"_qs, u"Return"_qs});
+        QTRY_VERIFY_WITH_TIMEOUT(!m_shell->isRunning(), patienceMs);
+        QCOMPARE(m_shell->process().exitCode(), 0);
+    }
+
     void theWindowsCarryTheProgramsClass() {
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
@@ -299,6 +312,13 @@ private Q_SLOTS:
         QVERIFY(m_shell->isRunning());
     }
 
+    void theProgramOutlivesTheBus() {
+        startWithNotifierTray();
+        m_notifierTray.reset();
+        m_bus.reset();
+        QVERIFY(!appearsWithin([this] { return !m_shell->isRunning(); }));
+    }
+
     // Start-up that fails.
 
     void aTakenHotKeyIsShownAtOnce() {
@@ -353,6 +373,8 @@ private Q_SLOTS:
 
 private:
     static constexpr int patienceMs = 15000;
+    static constexpr int leftButton = 1;
+    static constexpr int rightButton = 3;
 
     static QString shellProgram() { return QStringLiteral(QUILLORA_SHELL_ON_FAKES); }
 
@@ -481,9 +503,9 @@ private:
         return output(u"xprop"_qs, {u"-id"_qs, QString::number(panelWindow()), name});
     }
 
-    bool clickAt(const QPoint &point) const {
+    bool clickAt(const QPoint &point, int button = leftButton) const {
         m_display->run(u"xdotool"_qs, {u"mousemove"_qs, QString::number(point.x()),
-                                       QString::number(point.y()), u"click"_qs, u"1"_qs});
+                                       QString::number(point.y()), u"click"_qs, QString::number(button)});
         return true;
     }
 
