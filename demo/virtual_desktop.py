@@ -81,6 +81,9 @@ class VirtualDesktop:
                 went = False
         _signal_group(child.pid, signal.SIGKILL)
         child.wait()
+        for pipe in (child.stdin, child.stdout):
+            if pipe:
+                pipe.close()
         if child in self._children:
             self._children.remove(child)
         return went
@@ -113,6 +116,7 @@ class VirtualDesktop:
         self._start_sound(runtime)
         self.start(["openbox", "--sm-disable"])
         wait_for("the window manager", lambda: b"window id" in self.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
+        self.run(["xsetroot", "-solid", "#3b4252"])
         self._start_tray()
 
     def _private(self, name):

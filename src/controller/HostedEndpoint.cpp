@@ -2,10 +2,12 @@
 
 namespace quillora {
 
+QString defaultEndpoint() { return QStringLiteral(QUILLORA_DEFAULT_ENDPOINT); }
+
 QString migratedEndpoint(const QString &stored) {
     const QString endpoint = stored.trimmed();
     if (endpoint.isEmpty() || endpoint == u"http://127.0.0.1:8787/v1/translate")
-        return QStringLiteral(QUILLORA_DEFAULT_ENDPOINT);
+        return defaultEndpoint();
     return endpoint;
 }
 

@@ -4,6 +4,9 @@
 
 namespace quillora {
 
+/// The endpoint of users who have not entered their own.
+QString defaultEndpoint();
+
 /// The endpoint to use for what is stored: users who never entered their own, or still have the local default
 /// of earlier versions, get the hosted backend's.
 QString migratedEndpoint(const QString &stored);

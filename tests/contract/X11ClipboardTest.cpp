@@ -1,7 +1,7 @@
 #include "platform/linux/x11/X11Pasteboard.h"
-#include "support/ClipboardDisplay.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
+#include "support/VirtualDisplay.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -42,7 +42,7 @@ class X11ClipboardTest : public QObject {
 
 private Q_SLOTS:
     void init() {
-        m_display = std::make_unique<ClipboardDisplay>();
+        m_display = std::make_unique<VirtualDisplay>();
         m_pasteboard = std::make_unique<X11Pasteboard>(m_display->name(), 300ms);
     }
     void cleanup() {
@@ -647,7 +647,7 @@ private:
         return owned;
     }
 
-    std::unique_ptr<ClipboardDisplay> m_display;
+    std::unique_ptr<VirtualDisplay> m_display;
     std::unique_ptr<X11Pasteboard> m_pasteboard;
 };
 

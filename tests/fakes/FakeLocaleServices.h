@@ -13,7 +13,7 @@ namespace quillora::test {
 class FakeLocaleServices : public platform::LocaleServices {
 public:
     Components components(const QString &localeIdentifier) const override {
-        const QStringList pieces = localeIdentifier.split(u'-');
+        const QStringList pieces = QString(localeIdentifier).replace(u'_', u'-').split(u'-');
         const QString language = pieces.first();
         if (language.size() < 2 || language.size() > 3 || !isAsciiLetters(language))
             return {};

@@ -61,6 +61,16 @@ public:
 
     std::chrono::milliseconds now() const { return m_now; }
 
+    /// When the next delayed call is due; the end of time if there is none.
+    std::chrono::milliseconds nextDue() const {
+        auto due = std::chrono::milliseconds::max();
+        for (const auto &item : m_delayed) {
+            if (item->work)
+                due = std::min(due, item->due);
+        }
+        return due;
+    }
+
     /// How many delayed calls are still to come.
     qsizetype delayedCount() const {
         return std::count_if(m_delayed.begin(), m_delayed.end(),

@@ -50,8 +50,8 @@ private:
 Dictation DictationTest::dictate(SoundServer &server, const Recording &recording) {
     SpeechRecognizerService service;
     Dictation dictation;
-    const auto start = Outcome<>::of(
-        service.start(u"en-US"_qs, [&](const QString &text) { dictation.partials << text; }));
+    const auto start =
+        Outcome<>::of(service.start(u"en-US"_qs, [&](const QString &text) { dictation.partials << text; }));
     ChildProcess::waitUntil([&] { return start->isDone(); });
     dictation.error = start->error();
     if (!dictation.error.isNull())
@@ -78,8 +78,8 @@ void DictationTest::allRecordingsAreRecognized() {
         const auto dictation = dictate(server, recording);
         QCOMPARE(dictation.error, QString());
         const auto rate = WordErrorRate::of(dictation.transcript, recording.spoken);
-        qInfo("word error rate %.0f %%, release to text %lld ms: %s", rate.percent(), dictation.releaseToTextMs,
-              qUtf8Printable(dictation.transcript));
+        qInfo("word error rate %.0f %%, release to text %lld ms: %s", rate.percent(),
+              dictation.releaseToTextMs, qUtf8Printable(dictation.transcript));
         QVERIFY2(dictation.partialsWhileSpeaking >= 3, "no interim text appeared while speaking");
         total.errors += rate.errors;
         total.spokenWords += rate.spokenWords;

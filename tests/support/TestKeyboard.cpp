@@ -1,14 +1,8 @@
 #include "support/TestKeyboard.h"
 
-#include <xcb/xtest.h>
+#include "platform/linux/x11/X11Xkb.h"
 
-// The header names a member `explicit`, which C++ does not allow.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wkeyword-macro"
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
-#pragma clang diagnostic pop
+#include <xcb/xtest.h>
 
 namespace quillora::test {
 
@@ -44,7 +38,6 @@ void TestKeyboard::releaseAll() {
 
 void TestKeyboard::lockGroup(uint8_t group) {
     auto *xcb = m_client.xcb();
-    XcbClient::owned(xcb_xkb_use_extension_reply(xcb, xcb_xkb_use_extension(xcb, 1, 0), nullptr));
     xcb_xkb_latch_lock_state(xcb, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, group, 0, 0, 0);
     m_client.sync();
 }

@@ -13,6 +13,7 @@ public:
     static constexpr xcb_keycode_t control = 37;
     static constexpr xcb_keycode_t rightControl = 105;
     static constexpr xcb_keycode_t shift = 50;
+    static constexpr xcb_keycode_t rightShift = 62;
     static constexpr xcb_keycode_t alt = 64;
     static constexpr xcb_keycode_t super = 133;
     static constexpr xcb_keycode_t capsLock = 66;

@@ -1,0 +1,59 @@
+#include "platform/linux/LinuxPlatform.h"
+
+#include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/appearance/PortalAppearance.h"
+#include "platform/linux/http/QtHttpSession.h"
+#include "platform/linux/keyring/SecretServiceKeychain.h"
+#include "platform/linux/locale/IcuLocaleServices.h"
+#include "platform/linux/recognition/PocketSphinxRecognition.h"
+#include "platform/linux/settings/SettingsUserDefaults.h"
+#include "platform/linux/sound/PulseConnection.h"
+#include "platform/linux/translation/ApertiumTranslationProvider.h"
+#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11KeyPositions.h"
+#include "platform/linux/x11/X11Keystrokes.h"
+#include "platform/linux/x11/X11Pasteboard.h"
+#include "platform/linux/x11/X11Workspace.h"
+
+namespace quillora::platform {
+
+/// In the order in which they depend on one another.
+struct LinuxPlatform::Facilities {
+    LinuxMainQueue mainQueue;
+    SettingsUserDefaults userDefaults;
+    SecretServiceKeychain keychain;
+    IcuLocaleServices localeServices;
+    PortalAppearance appearance;
+
+    X11Connection x11;
+    X11Workspace workspace{x11};
+    X11Pasteboard pasteboard;
+    X11HotKeyEvents hotKeyEvents{x11};
+    X11Keystrokes keystrokes{x11, hotKeyEvents, [this] { pasteboard.lendToPrimary(); }};
+    X11KeyPositions keyPositions;
+
+    PocketSphinxRecognition speechRecognition{std::make_shared<PulseConnection>()};
+    ApertiumTranslationProvider translationProvider{mainQueue};
+    QtHttpSession httpSession{mainQueue};
+};
+
+LinuxPlatform::LinuxPlatform() : m_facilities(std::make_unique<Facilities>()) {}
+
+LinuxPlatform::~LinuxPlatform() { m_facilities->pasteboard.handOver(); }
+
+MainQueue &LinuxPlatform::mainQueue() { return m_facilities->mainQueue; }
+UserDefaults &LinuxPlatform::userDefaults() { return m_facilities->userDefaults; }
+Keychain &LinuxPlatform::keychain() { return m_facilities->keychain; }
+LocaleServices &LinuxPlatform::localeServices() { return m_facilities->localeServices; }
+Workspace &LinuxPlatform::workspace() { return m_facilities->workspace; }
+Pasteboard &LinuxPlatform::pasteboard() { return m_facilities->pasteboard; }
+Keystrokes &LinuxPlatform::keystrokes() { return m_facilities->keystrokes; }
+HotKeyEvents &LinuxPlatform::hotKeyEvents() { return m_facilities->hotKeyEvents; }
+KeyPositions &LinuxPlatform::keyPositions() { return m_facilities->keyPositions; }
+Appearance &LinuxPlatform::appearance() { return m_facilities->appearance; }
+SpeechRecognition &LinuxPlatform::speechRecognition() { return m_facilities->speechRecognition; }
+TranslationProvider &LinuxPlatform::translationProvider() { return m_facilities->translationProvider; }
+HttpSession &LinuxPlatform::httpSession() { return m_facilities->httpSession; }
+
+} // namespace quillora::platform

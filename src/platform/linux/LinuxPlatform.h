@@ -1,0 +1,38 @@
+#pragma once
+
+#include "platform/Platform.h"
+
+#include <memory>
+
+namespace quillora::platform {
+
+/// The Linux desktop: X11, PulseAudio or PipeWire, the Secret Service, PocketSphinx and Apertium.
+///
+/// It opens its connections at construction, on the main thread, and in the background loads the recognizer's
+/// model. Whatever is missing counts as absent until it comes. The application object must exist already.
+class LinuxPlatform : public Platform {
+public:
+    LinuxPlatform();
+    /// Hands the clipboard over to whoever keeps it for programs that end.
+    ~LinuxPlatform() override;
+
+    MainQueue &mainQueue() override;
+    UserDefaults &userDefaults() override;
+    Keychain &keychain() override;
+    LocaleServices &localeServices() override;
+    Workspace &workspace() override;
+    Pasteboard &pasteboard() override;
+    Keystrokes &keystrokes() override;
+    HotKeyEvents &hotKeyEvents() override;
+    KeyPositions &keyPositions() override;
+    Appearance &appearance() override;
+    SpeechRecognition &speechRecognition() override;
+    TranslationProvider &translationProvider() override;
+    HttpSession &httpSession() override;
+
+private:
+    struct Facilities;
+    std::unique_ptr<Facilities> m_facilities;
+};
+
+} // namespace quillora::platform

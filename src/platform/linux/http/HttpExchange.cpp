@@ -1,0 +1,190 @@
+#include "platform/linux/http/HttpExchange.h"
+
+#include "platform/linux/http/OneTimeBody.h"
+#include "platform/linux/http/SystemProxies.h"
+#include "platform/linux/http/TransportError.h"
+
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QPointer>
+
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+constexpr qsizetype longestBody = 1024 * 1024;
+constexpr int mostRedirects = 5;
+
+int effectivePort(const QUrl &url) { return url.port(url.scheme() == u"https" ? 443 : 80); }
+
+bool isSameOrigin(const QUrl &a, const QUrl &b) {
+    return a.scheme() == b.scheme() && a.host() == b.host() && effectivePort(a) == effectivePort(b);
+}
+
+/// Whether a status asks for the same request, body and all, at another address. The older ones (301, 302,
+/// 303) turn a POST into a GET, which nobody wants here.
+bool repeatsRequestElsewhere(int status) { return status == 307 || status == 308; }
+
+QNetworkRequest networkRequest(const HttpRequest &request) {
+    QNetworkRequest result(request.url);
+    // Where Qt would speak for us, it would tell the user's locale, call itself a browser and inflate answers
+    // beyond the size that was sent.
+    result.setRawHeader("User-Agent", "Quillora");
+    result.setRawHeader("Accept-Language", "en");
+    result.setRawHeader("Accept-Encoding", "identity");
+    for (const auto &[name, value] : request.headers)
+        result.setRawHeader(name, value);
+    result.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
+    result.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+    result.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    result.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    result.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    result.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
+    return result;
+}
+
+int statusOf(const QNetworkReply &reply) {
+    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
+} // namespace
+
+HttpExchange::HttpExchange(const Means &means, HttpRequest request, std::chrono::milliseconds totalTime,
+                           Continuation<HttpResponse> waiter, QObject *parent)
+    : QObject(parent), m_means(means), m_request(std::move(request)), m_waiter(std::move(waiter)) {
+    m_totalDeadline = m_means.queue.asyncAfter(
+        totalTime, [this, totalTime] { fail(TransportError::slowness(m_request.url, totalTime)); });
+    restartSilenceDeadline();
+    m_means.proxies.find(m_request.url, [self = QPointer(this)](const QNetworkProxy &proxy) {
+        if (!self || self->m_isOver)
+            return;
+        self->m_proxy = proxy;
+        self->send();
+    });
+}
+
+HttpExchange::~HttpExchange() {
+    if (!m_isOver)
+        fail(TransportError::sessionEnded());
+}
+
+void HttpExchange::send() {
+    m_body.clear();
+    m_tlsErrors.clear();
+    m_isConnectionNew = false;
+    m_means.network.setProxy(m_proxy);
+    auto *body = new OneTimeBody(m_request.body, this);
+    m_reply = m_means.network.sendCustomRequest(networkRequest(m_request), m_request.method, body);
+    body->setParent(m_reply);
+    m_reply->setReadBufferSize(longestBody);
+    connect(m_reply, &QNetworkReply::socketStartedConnecting, this, [this] { m_isConnectionNew = true; });
+    connect(m_reply, &QNetworkReply::uploadProgress, this, &HttpExchange::restartSilenceDeadline);
+    connect(m_reply, &QNetworkReply::metaDataChanged, this, &HttpExchange::restartSilenceDeadline);
+    connect(m_reply, &QNetworkReply::readyRead, this, &HttpExchange::receive);
+    connect(m_reply, &QNetworkReply::sslErrors, this,
+            [this](const QList<QSslError> &errors) { m_tlsErrors = errors; });
+    connect(m_reply, &QNetworkReply::finished, this, &HttpExchange::finish);
+}
+
+void HttpExchange::restartSilenceDeadline() {
+    if (m_silenceDeadline)
+        m_silenceDeadline->cancel();
+    m_silenceDeadline = m_means.queue.asyncAfter(m_request.timeoutInterval, [this] {
+        fail(TransportError::silence(m_request.url, m_request.timeoutInterval));
+    });
+}
+
+void HttpExchange::receive() {
+    restartSilenceDeadline();
+    m_body += m_reply->read(longestBody + 1 - m_body.size());
+    if (m_body.size() > longestBody)
+        fail(TransportError::tooLong(m_request.url));
+}
+
+void HttpExchange::finish() {
+    receive();
+    if (m_isOver)
+        return;
+    if (wasClosedWithoutAnswer() && !m_isConnectionNew) {
+        // The server closed an idle connection just as this request set out on it, and has not seen it.
+        dropReply();
+        send();
+    } else if (wasClosedWithoutAnswer()) {
+        fail(TransportError::noAnswer(m_request.url));
+    } else if (isTransportFailure()) {
+        fail(TransportError::network(m_request.url, m_proxy, m_reply->error(), m_tlsErrors));
+    } else if (const QUrl target = redirectTarget(); !target.isEmpty()) {
+        redirect(target);
+    } else {
+        succeed();
+    }
+}
+
+bool HttpExchange::wasClosedWithoutAnswer() const {
+    const auto error = m_reply->error();
+    return statusOf(*m_reply) == 0 &&
+           (error == QNetworkReply::RemoteHostClosedError || error == QNetworkReply::ContentReSendError);
+}
+
+/// Whether no whole answer came, as opposed to one with a status that Qt calls an error too.
+bool HttpExchange::isTransportFailure() const {
+    const auto error = m_reply->error();
+    if (error == QNetworkReply::ProxyAuthenticationRequiredError)
+        return m_proxy.type() != QNetworkProxy::NoProxy;
+    return statusOf(*m_reply) == 0 || error == QNetworkReply::ProtocolFailure ||
+           (error > QNetworkReply::NoError && error < QNetworkReply::ContentAccessDenied);
+}
+
+/// Where to ask again; empty if this is the answer. The headers and the text were meant for the origin that
+/// the user typed, and go to no other.
+QUrl HttpExchange::redirectTarget() const {
+    if (!repeatsRequestElsewhere(statusOf(*m_reply)))
+        return {};
+    const auto location = QUrl::fromEncoded(m_reply->rawHeader("Location"), QUrl::StrictMode);
+    if (location.isEmpty() || !location.isValid())
+        return {};
+    const QUrl target = m_request.url.resolved(location);
+    return isSameOrigin(m_request.url, target) ? target : QUrl();
+}
+
+void HttpExchange::redirect(const QUrl &target) {
+    if (++m_redirectCount > mostRedirects) {
+        fail(TransportError::tooManyRedirects(m_request.url));
+        return;
+    }
+    dropReply();
+    m_request.url = target;
+    send();
+}
+
+void HttpExchange::succeed() {
+    m_waiter.resume({.isHttp = true, .statusCode = statusOf(*m_reply), .body = m_body});
+    end();
+}
+
+void HttpExchange::fail(const TransportError &error) {
+    m_waiter.fail(std::make_exception_ptr(error));
+    end();
+}
+
+void HttpExchange::end() {
+    m_isOver = true;
+    m_silenceDeadline->cancel();
+    m_totalDeadline->cancel();
+    dropReply();
+    deleteLater();
+}
+
+void HttpExchange::dropReply() {
+    if (!m_reply)
+        return;
+    // Its destruction aborts the transfer. An explicit abort of a reply that has an error already complains
+    // to the log.
+    m_reply->disconnect(this);
+    m_reply->deleteLater();
+    m_reply = nullptr;
+}
+
+} // namespace quillora::platform

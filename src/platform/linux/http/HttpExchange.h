@@ -1,0 +1,69 @@
+#pragma once
+
+#include "platform/Continuation.h"
+#include "platform/HttpSession.h"
+#include "platform/MainQueue.h"
+
+#include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <QObject>
+#include <QSslError>
+
+#include <chrono>
+#include <memory>
+
+class QNetworkReply;
+
+namespace quillora::platform {
+
+class SystemProxies;
+class TransportError;
+
+/// One request on its way, through its redirects, until its waiter is resumed; then it deletes itself.
+/// Destroying it earlier aborts the transfer and fails the waiter. Main thread only.
+class HttpExchange : public QObject {
+    Q_OBJECT
+
+public:
+    /// What an exchange uses; outlives it.
+    struct Means {
+        QNetworkAccessManager &network;
+        SystemProxies &proxies;
+        MainQueue &queue;
+    };
+
+    /// Begins at once. Fails with a TransportError, at the latest after `totalTime`.
+    HttpExchange(const Means &means, HttpRequest request, std::chrono::milliseconds totalTime,
+                 Continuation<HttpResponse> waiter, QObject *parent);
+    ~HttpExchange() override;
+
+private:
+    void send();
+    void restartSilenceDeadline();
+    void receive();
+    void finish();
+    QUrl redirectTarget() const;
+    void redirect(const QUrl &target);
+    bool wasClosedWithoutAnswer() const;
+    bool isTransportFailure() const;
+
+    void succeed();
+    void fail(const TransportError &error);
+    void end();
+    void dropReply();
+
+    Means m_means;
+    HttpRequest m_request;
+    Continuation<HttpResponse> m_waiter;
+    bool m_isOver = false; ///< the waiter has been resumed
+    QNetworkProxy m_proxy;
+    QNetworkReply *m_reply = nullptr; ///< ours until it is dropped
+    bool m_isConnectionNew = false;   ///< the reply's
+    QList<QSslError> m_tlsErrors;
+    QByteArray m_body;
+    int m_redirectCount = 0;
+    std::shared_ptr<WorkItem> m_silenceDeadline;
+    std::shared_ptr<WorkItem> m_totalDeadline;
+};
+
+} // namespace quillora::platform

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/HttpSession.h"
+#include "platform/MainQueue.h"
+#include "platform/linux/http/SystemProxies.h"
+
+#include <QNetworkAccessManager>
+#include <QObject>
+
+#include <chrono>
+
+namespace quillora::platform {
+
+/// HTTP and HTTPS, versions 1.1 and 2, over the toolkit's client. Main thread only.
+///
+/// A request goes to the origin in its URL and nowhere else: a redirect is followed only within that origin
+/// and only where it keeps method and body (307, 308); any other is the answer. TLS certificates are verified
+/// without exception. Answers longer than 1 MiB, a silence longer than the request's timeoutInterval and an
+/// exchange longer than `totalTime` are errors. No cookies, no cache, no stored credentials; the system's
+/// proxies are used.
+///
+/// Destroying it aborts what is under way: the waiters get an error from the main queue.
+class QtHttpSession : public HttpSession {
+public:
+    static constexpr std::chrono::minutes totalTime{2};
+
+    /// What a user can do when this host cannot be asked, in a sentence.
+    struct Advice {
+        QString host;
+        QString sentence;
+    };
+
+    /// `queue` outlives the session and keeps its time.
+    explicit QtHttpSession(MainQueue &queue, Advice advice = {});
+    ~QtHttpSession() override;
+
+    QCoro::Task<HttpResponse> data(HttpRequest request) override;
+
+private:
+    MainQueue &m_queue;
+    Advice m_advice;
+    SystemProxies m_proxies{m_queue};
+    QNetworkAccessManager m_network;
+    QObject m_exchanges; ///< the parent of those under way; they go before what they use
+};
+
+} // namespace quillora::platform

@@ -1,0 +1,130 @@
+#include "platform/linux/translation/ApertiumPipeline.h"
+
+#include "platform/linux/translation/ApertiumStream.h"
+#include "platform/linux/translation/LanguageNames.h"
+
+#include <csignal>
+#include <sys/prctl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+/// The shell outlives its stages' SIGTERM, so that it collects them.
+const QString shellCommand = uR"sh(trap : TERM; eval "$(apertium-wblank-mode -z "$0")")sh"_qs;
+/// What a mode file has as `$1` and `$2`: unknown words pass unmarked; nothing is asked of the tagger.
+const QStringList modeArguments{u"-n"_qs, QString()};
+
+constexpr int patienceMs = 300;
+
+std::exception_ptr error(const QString &sentence) {
+    return std::make_exception_ptr(LocalizedError(sentence));
+}
+
+} // namespace
+
+ApertiumPipeline::ApertiumPipeline(ApertiumMode mode, MainQueue &mainQueue)
+    : m_mode(std::move(mode)), m_mainQueue(mainQueue) {
+    start();
+}
+
+ApertiumPipeline::~ApertiumPipeline() {
+    m_process.disconnect(this);
+    end(u"was ended"_qs);
+    if (m_process.state() == QProcess::NotRunning || m_process.waitForFinished(patienceMs))
+        return;
+    ::kill(-static_cast<pid_t>(m_process.processId()), SIGKILL);
+    m_process.waitForFinished(patienceMs);
+}
+
+void ApertiumPipeline::start() {
+    connect(&m_process, &QProcess::readyReadStandardOutput, this, &ApertiumPipeline::readAnswers);
+    // A stage that dies closes the output even where the others live on.
+    connect(&m_process, &QProcess::readChannelFinished, this,
+            [this] { end(u"has stopped unexpectedly"_qs); });
+    connect(&m_process, &QProcess::errorOccurred, this, [this] { end(u"has stopped unexpectedly"_qs); });
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"LC_ALL"_qs, u"C.UTF-8"_qs);
+    m_process.setProcessEnvironment(environment);
+    m_process.setStandardErrorFile(QProcess::nullDevice());
+    m_process.setChildProcessModifier([] {
+        ::setsid();
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    });
+    m_process.start(u"sh"_qs, QStringList{u"-c"_qs, shellCommand, m_mode.file} + modeArguments);
+}
+
+Continuation<QStringList> ApertiumPipeline::translate(const QStringList &passages) {
+    Continuation<QStringList> continuation;
+    if (!m_isUsable) {
+        continuation.fail(error(sentence(u"has stopped unexpectedly"_qs)));
+        return continuation;
+    }
+    if (m_idleEnd)
+        m_idleEnd->cancel();
+    const auto deadline = m_mainQueue.asyncAfter(answerTime, [this] { end(u"did not answer in time"_qs); });
+    m_requests.push_back({continuation, passages.size(), {}, deadline});
+    for (const QString &passage : passages)
+        m_process.write(ApertiumStream::encode(passage));
+    return continuation;
+}
+
+void ApertiumPipeline::readAnswers() {
+    m_output += m_process.readAllStandardOutput();
+    qsizetype start = 0;
+    for (qsizetype stop; m_isUsable && (stop = m_output.indexOf('\0', start)) >= 0; start = stop + 1)
+        takeAnswer(m_output.mid(start, stop - start));
+    m_output.remove(0, start);
+}
+
+void ApertiumPipeline::takeAnswer(const QByteArray &answer) {
+    const auto translation = ApertiumStream::decode(answer);
+    if (m_requests.empty() || !translation) {
+        end(u"gave a result that cannot be read"_qs);
+        return;
+    }
+    m_isWarm = true;
+    Request &request = m_requests.front();
+    request.translations.append(*translation);
+    if (request.translations.size() < request.passageCount)
+        return;
+    request.deadline->cancel();
+    request.continuation.resume(std::move(request.translations));
+    m_requests.pop_front();
+    if (m_requests.empty())
+        endWhenIdle();
+}
+
+void ApertiumPipeline::endWhenIdle() {
+    m_idleEnd = m_mainQueue.asyncAfter(idleTime, [this] { end(u"was ended"_qs); });
+}
+
+void ApertiumPipeline::end(const QString &reason) {
+    if (!std::exchange(m_isUsable, false))
+        return;
+    if (m_idleEnd)
+        m_idleEnd->cancel();
+    for (const Request &request : std::exchange(m_requests, {})) {
+        request.deadline->cancel();
+        request.continuation.fail(error(sentence(reason)));
+    }
+    endProcesses();
+}
+
+void ApertiumPipeline::endProcesses() {
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    m_process.closeWriteChannel();
+    const auto group = -static_cast<pid_t>(m_process.processId());
+    ::kill(group, SIGTERM);
+    ::kill(group, SIGCONT); // or a stopped stage would not hear of it
+}
+
+QString ApertiumPipeline::sentence(const QString &whatHappened) const {
+    return u"The on-device translation from %1 to %2 %3."_qs.arg(
+        englishLanguageName(m_mode.source), englishLanguageName(m_mode.target), whatHappened);
+}
+
+} // namespace quillora::platform

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QString>
+
+namespace quillora::platform {
+
+/// The English name of a language code such as "ru"; the code itself where it has none.
+QString englishLanguageName(const QString &code);
+
+/// The two-letter form of a language code where there is one: "eng" is "en".
+QString shortLanguageCode(const QString &code);
+
+} // namespace quillora::platform

@@ -1,0 +1,542 @@
+#include "platform/linux/http/QtHttpSession.h"
+#include "support/RawHttpServer.h"
+#include "support/RealHttpPlatform.h"
+
+#include <QTest>
+
+using namespace quillora;
+using namespace std::chrono_literals;
+using platform::HttpRequest;
+using platform::HttpResponse;
+using test::RawHttpServer;
+using After = test::RawHttpServer::After;
+using Outcome = test::Outcome<HttpResponse>;
+
+/// What one server's scripted bytes make of a request, over plain sockets.
+class QtHttpSessionTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_platform = std::make_unique<test::RealHttpPlatform>();
+        m_server = std::make_unique<RawHttpServer>();
+    }
+    void cleanup() {
+        m_platform->session.reset();
+        m_platform->run();
+        m_platform.reset();
+        m_server.reset();
+    }
+
+    // What is sent.
+
+    void aRequestArrivesByteForByte() {
+        m_server->answer(RawHttpServer::response(200, "{}"));
+        auto request = post(m_server->url());
+        request.headers.append({QByteArray("Authorization"), QByteArray("Bearer  blank on both sides ")});
+        request.headers.append({QByteArray("X-Quillora-Device-Id"), QByteArray("1A-2B")});
+        request.headers.append({QByteArray("X-Cobaltwhisk-Device-Id"), QByteArray("1A-2B")});
+        ask(request);
+        QCOMPARE(m_server->requests(), QList<QByteArray>{"POST /v1/translate HTTP/1.1\r\n"
+                                                         "Host: 127.0.0.1:" +
+                                                         QByteArray::number(m_server->port()) +
+                                                         "\r\n"
+                                                         "User-Agent: Quillora\r\n"
+                                                         "Accept-Language: en\r\n"
+                                                         "Accept-Encoding: identity\r\n"
+                                                         "Content-Type: application/json\r\n"
+                                                         "Authorization: Bearer  blank on both sides \r\n"
+                                                         "X-Quillora-Device-Id: 1A-2B\r\n"
+                                                         "X-Cobaltwhisk-Device-Id: 1A-2B\r\n"
+                                                         "Content-Length: 13\r\n"
+                                                         "Connection: Keep-Alive\r\n"
+                                                         "\r\n"
+                                                         "{\"text\":\"hi\"}"});
+    }
+
+    void pathAndQueryArriveAsTheyWereTyped() {
+        m_server->answer(RawHttpServer::response(200, "{}"));
+        ask(post(QUrl(m_server->url().toString() + u"/a%20b%2Fc;d?q=%C3%A9&r=1+2"_qs, QUrl::StrictMode)));
+        QCOMPARE(m_server->requests().first().split('\r').first(),
+                 "POST /v1/translate/a%20b%2Fc;d?q=%C3%A9&r=1+2 HTTP/1.1");
+    }
+
+    void aLargeBodyArrivesWhole() {
+        m_server->answer(RawHttpServer::response(200, "{}"));
+        auto request = post(m_server->url());
+        request.body = QByteArray(3'000'000, 'x');
+        QCOMPARE(ask(request)->value().statusCode, 200);
+        QCOMPARE(RawHttpServer::body(m_server->requests().first()), request.body);
+    }
+
+    void aHeaderThatHoldsALineBreakIsNotSent() {
+        auto request = post(m_server->url());
+        request.headers.append({QByteArray("X-Quillora-Device-Id"), QByteArray("a\r\nX-Smuggled: yes")});
+        QCOMPARE(ask(request)->error(), u"The request holds a control character where none may be."_qs);
+        QCOMPARE(m_server->connectionCount(), 0);
+    }
+
+    void cookiesAreNeitherKeptNorSent() {
+        m_server->answer(RawHttpServer::response(200, "{}", "Set-Cookie: track=me; Path=/\r\n"));
+        m_server->answer(RawHttpServer::response(200, "{}"));
+        ask(post(m_server->url()));
+        ask(post(m_server->url()));
+        QVERIFY(!m_server->requests().last().contains("track"));
+    }
+
+    // What comes back.
+
+    void everyStatusIsGivenBackWithItsBody_data() {
+        QTest::addColumn<int>("status");
+        for (const int status : {200, 201, 202, 203, 206, 226, 299, 300, 301, 302, 303, 305, 306, 307,
+                                 308, 399, 400, 401, 402, 403, 404, 405, 406, 407, 408, 409, 410, 418,
+                                 422, 429, 451, 499, 500, 501, 502, 503, 504, 511, 599, 600, 999})
+            QTest::newRow(QByteArray::number(status).constData()) << status;
+    }
+    void everyStatusIsGivenBackWithItsBody() {
+        QFETCH(int, status);
+        m_server->answer(RawHttpServer::response(status, "{\"error\":\"why\"}"));
+        const auto outcome = ask(post(m_server->url()));
+        QVERIFY(outcome->value().isHttp);
+        QCOMPARE(outcome->value().statusCode, status);
+        QCOMPARE(outcome->value().body, "{\"error\":\"why\"}");
+    }
+
+    void noContentHasNoBody() {
+        m_server->answer("HTTP/1.1 204 No Content\r\n\r\n");
+        const auto outcome = ask(post(m_server->url()));
+        QCOMPARE(outcome->value().statusCode, 204);
+        QCOMPARE(outcome->value().body, "");
+    }
+
+    void anInformationalContinueIsPassedOver() {
+        m_server->answer("HTTP/1.1 100 Continue\r\n\r\n" + RawHttpServer::response(200, "after"));
+        QCOMPARE(ask(post(m_server->url()))->value().body, "after");
+    }
+
+    void status199IsGivenBackAsItIs() {
+        m_server->answer("HTTP/1.1 199 Odd\r\n\r\n", After::close);
+        QCOMPARE(ask(post(m_server->url()))->value().statusCode, 199);
+    }
+
+    void aChallengeIsAnAnswerAndIsNotTakenUp_data() {
+        QTest::addColumn<QByteArray>("challenge");
+        QTest::newRow("basic") << QByteArray("Basic realm=\"x\"");
+        QTest::newRow("bearer") << QByteArray("Bearer error=\"invalid_token\"");
+        QTest::newRow("negotiate") << QByteArray("Negotiate");
+        QTest::newRow("digest") << QByteArray("Digest realm=\"x\", nonce=\"y\"");
+    }
+    void aChallengeIsAnAnswerAndIsNotTakenUp() {
+        QFETCH(QByteArray, challenge);
+        m_server->answer(RawHttpServer::response(401, "{\"error\":\"bad token\"}",
+                                                 "WWW-Authenticate: " + challenge + "\r\n"));
+        const auto outcome = ask(post(m_server->url()));
+        QCOMPARE(outcome->value().statusCode, 401);
+        QCOMPARE(outcome->value().body, "{\"error\":\"bad token\"}");
+        QCOMPARE(m_server->requests().size(), 1);
+    }
+
+    void aProxyChallengeOfTheServerItselfIsAnAnswer() {
+        m_server->answer(
+            RawHttpServer::response(407, "{\"error\":\"odd\"}", "Proxy-Authenticate: Basic realm=\"x\"\r\n"));
+        QCOMPARE(ask(post(m_server->url()))->value().statusCode, 407);
+    }
+
+    void bodiesOfAllFramingsAreGivenBack_data() {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("chunked") << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                               "3\r\nabc\r\n2;x=y\r\nde\r\n0\r\n\r\n")
+                                 << QByteArray("abcde");
+        QTest::newRow("until the end") << QByteArray("HTTP/1.1 200 OK\r\n\r\nabcde") << QByteArray("abcde");
+        QTest::newRow("HTTP 1.0") << QByteArray("HTTP/1.0 200 OK\r\n\r\nabcde") << QByteArray("abcde");
+        QTest::newRow("no reason") << QByteArray("HTTP/1.1 200\r\nContent-Length: 2\r\n\r\nab")
+                                   << QByteArray("ab");
+        QTest::newRow("bytes as they are")
+            << RawHttpServer::response(200, QByteArray("\0\xff\xfe\r\n\r\n", 7))
+            << QByteArray("\0\xff\xfe\r\n\r\n", 7);
+        QTest::newRow("an encoding we did not ask for")
+            << RawHttpServer::response(200, "\x1f\x8b\x08", "Content-Encoding: gzip\r\n")
+            << QByteArray("\x1f\x8b\x08");
+    }
+    void bodiesOfAllFramingsAreGivenBack() {
+        QFETCH(QByteArray, answer);
+        QFETCH(QByteArray, body);
+        m_server->answer(answer, After::close);
+        QCOMPARE(ask(post(m_server->url()))->value().body, body);
+    }
+
+    void anAnswerOfOneMebibyteIsRead() {
+        const QByteArray body(1024 * 1024, 'x');
+        m_server->answer(RawHttpServer::response(200, body));
+        QCOMPARE(ask(post(m_server->url()))->value().body, body);
+    }
+
+    void aLongerAnswerIsAnError_data() {
+        QTest::addColumn<QByteArray>("answer");
+        const QByteArray body(1024 * 1024 + 1, 'x');
+        QTest::newRow("with its length") << RawHttpServer::response(200, body);
+        QTest::newRow("until the end") << "HTTP/1.1 200 OK\r\n\r\n" + body;
+        QTest::newRow("chunked") << "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n100001\r\n" + body +
+                                        "\r\n0\r\n\r\n";
+        QTest::newRow("of a failure") << RawHttpServer::response(500, body);
+    }
+    void aLongerAnswerIsAnError() {
+        QFETCH(QByteArray, answer);
+        m_server->answer(answer);
+        QCOMPARE(ask(post(m_server->url()))->error(), u"The answer from 127.0.0.1 is longer than 1 MiB."_qs);
+    }
+
+    void anEndlessAnswerIsGivenUpAfterOneMebibyte() {
+        m_server->answer("HTTP/1.1 200 OK\r\n\r\n");
+        const auto outcome = start(post(m_server->url()));
+        QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
+        QVERIFY(m_platform->waitUntil([&] {
+            if (!outcome->isDone())
+                m_server->send(QByteArray(64 * 1024, 'x'));
+            return outcome->isDone();
+        }));
+        QCOMPARE(outcome->error(), u"The answer from 127.0.0.1 is longer than 1 MiB."_qs);
+    }
+
+    // Redirects.
+
+    void redirectsOfTheSameOriginKeepMethodHeadersAndBody_data() {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("location");
+        for (const int status : {307, 308}) {
+            const QByteArray name = QByteArray::number(status);
+            QTest::newRow((name + " absolute").constData()) << status << u"http://127.0.0.1:%1/v2/other"_qs;
+            QTest::newRow((name + " relative").constData()) << status << u"/v2/other"_qs;
+            QTest::newRow((name + " without scheme").constData()) << status << u"//127.0.0.1:%1/v2/other"_qs;
+        }
+    }
+    void redirectsOfTheSameOriginKeepMethodHeadersAndBody() {
+        QFETCH(int, status);
+        QFETCH(QString, location);
+        redirectTo(status, location.contains(u'%') ? location.arg(m_server->port()) : location);
+        m_server->answer(RawHttpServer::response(200, "moved"));
+        QCOMPARE(ask(post(m_server->url()))->value().body, "moved");
+        QCOMPARE(m_server->requests().size(), 2);
+        QByteArray first = m_server->requests().first();
+        QCOMPARE(m_server->requests().last(), first.replace("/v1/translate", "/v2/other"));
+    }
+
+    void anyOtherRedirectIsTheAnswer_data() {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("location");
+        for (const int status : {300, 301, 302, 303, 304, 305, 306, 307, 308}) {
+            const QByteArray name = QByteArray::number(status);
+            QTest::newRow((name + " other host").constData()) << status << u"http://localhost:%1/"_qs;
+            QTest::newRow((name + " other port").constData()) << status << u"http://127.0.0.1:%2/"_qs;
+            QTest::newRow((name + " other scheme").constData()) << status << u"https://127.0.0.1:%1/"_qs;
+            QTest::newRow((name + " no HTTP").constData()) << status << u"file:///etc/hostname"_qs;
+            QTest::newRow((name + " host in disguise").constData())
+                << status << u"http://127.0.0.1:%1@localhost:%2/"_qs;
+            QTest::newRow((name + " none").constData()) << status << QString();
+            QTest::newRow((name + " broken").constData()) << status << u"http://[/"_qs;
+            if (status < 307)
+                QTest::newRow((name + " same origin").constData()) << status << u"/v2/other"_qs;
+        }
+    }
+    void anyOtherRedirectIsTheAnswer() {
+        QFETCH(int, status);
+        QFETCH(QString, location);
+        RawHttpServer other;
+        location.replace(u"%1"_qs, QString::number(m_server->port()));
+        location.replace(u"%2"_qs, QString::number(other.port()));
+        redirectTo(status, location);
+        const auto outcome = ask(post(m_server->url()));
+        QCOMPARE(outcome->value().statusCode, status);
+        QCOMPARE(m_server->requests().size(), 1);
+        QCOMPARE(m_server->connectionCount(), 1);
+        QCOMPARE(other.connectionCount(), 0);
+    }
+
+    void aSecondHopToAnotherOriginIsNotTaken() {
+        RawHttpServer other;
+        redirectTo(307, u"/v2"_qs);
+        redirectTo(307, other.url().toString());
+        QCOMPARE(ask(post(m_server->url()))->value().statusCode, 307);
+        QCOMPARE(m_server->requests().size(), 2);
+        QCOMPARE(other.connectionCount(), 0);
+    }
+
+    void redirectsWithoutEndAreAnError() {
+        for (int i = 0; i < 20; ++i)
+            redirectTo(308, u"/again"_qs);
+        QCOMPARE(ask(post(m_server->url()))->error(), u"127.0.0.1 redirects without end."_qs);
+        QCOMPARE(m_server->requests().size(), 6);
+    }
+
+    // What goes wrong.
+
+    void otherSchemesFailInASentence_data() {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("error");
+        const auto unsupported = u"Addresses that begin with \"%1:\" are not supported; use \"https:\"."_qs;
+        QTest::newRow("ftp") << u"ftp://127.0.0.1/v1"_qs << unsupported.arg(u"ftp");
+        QTest::newRow("file") << u"file:///etc/hostname"_qs << unsupported.arg(u"file");
+        QTest::newRow("data") << u"data:,hello"_qs << unsupported.arg(u"data");
+        QTest::newRow("mailto") << u"mailto:a@b.example"_qs << unsupported.arg(u"mailto");
+        QTest::newRow("no host") << u"https:///v1"_qs << u"The address names no host."_qs;
+    }
+    void otherSchemesFailInASentence() {
+        QFETCH(QString, url);
+        QFETCH(QString, error);
+        QCOMPARE(ask(post(QUrl(url)))->error(), error);
+    }
+
+    void aClosedPortIsAConnectionRefused() {
+        const QUrl url = m_server->url();
+        m_server = std::make_unique<RawHttpServer>(); // another port
+        if (m_server->url() != url)
+            QCOMPARE(ask(post(url))->error(), u"Could not connect to 127.0.0.1: connection refused."_qs);
+    }
+
+    void adviceFollowsTheFailureOfItsHostOnly() {
+        const QUrl url = m_server->url();
+        const QString refused = u"Could not connect to 127.0.0.1: connection refused."_qs;
+        m_server.reset();
+        m_platform->session = std::make_unique<platform::QtHttpSession>(
+            m_platform->queue, platform::QtHttpSession::Advice{u"127.0.0.1"_qs, u"Do this."_qs});
+        QCOMPARE(ask(post(url))->error(), refused + u" Do this."_qs);
+        m_platform->session = std::make_unique<platform::QtHttpSession>(
+            m_platform->queue, platform::QtHttpSession::Advice{u"elsewhere.example"_qs, u"Do this."_qs});
+        QCOMPARE(ask(post(url))->error(), refused);
+    }
+
+    void anAnswerThatBreaksOffIsAnError_data() {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<After>("after");
+        QTest::addColumn<QString>("error");
+        const QString unfinished = u"127.0.0.1 closed the connection before its answer was complete."_qs;
+        const QString none = u"127.0.0.1 closed the connection without a valid answer."_qs;
+        QTest::newRow("closed at once") << QByteArray() << After::close << none;
+        QTest::newRow("reset at once") << QByteArray() << After::reset << none;
+        QTest::newRow("in the status line") << QByteArray("HTTP/1.1 2") << After::close << none;
+        QTest::newRow("in the headers")
+            << QByteArray("HTTP/1.1 200 OK\r\nContent-Le") << After::close << none;
+        QTest::newRow("a body cut short")
+            << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{\"tr") << After::close << unfinished;
+        QTest::newRow("a body cut short of a failure")
+            << QByteArray("HTTP/1.1 500 No\r\nContent-Length: 9\r\n\r\n{\"er") << After::close << unfinished;
+        QTest::newRow("a reset in mid-body")
+            << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{\"tr") << After::reset << unfinished;
+        QTest::newRow("no HTTP at all") << QByteArray("SSH-2.0-OpenSSH_9.2\r\n") << After::close << none;
+    }
+    void anAnswerThatBreaksOffIsAnError() {
+        QFETCH(QByteArray, answer);
+        QFETCH(After, after);
+        QFETCH(QString, error);
+        m_server->answer(answer, after);
+        QCOMPARE(ask(post(m_server->url()))->error(), error);
+        QCOMPARE(m_server->requests().size(), 1);
+    }
+
+    // Time.
+
+    void silenceBeforeTheAnswerEndsTheRequestAfterItsInterval() {
+        const auto outcome = start(post(m_server->url()));
+        QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
+        m_platform->queue.advance(45s - 1ms);
+        QVERIFY(!outcome->isDone());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+        QVERIFY(m_platform->waitUntil([this] { return m_server->openConnectionCount() == 0; }));
+    }
+
+    void slowHeadersThatNeverEndAreSilence() {
+        m_server->answer("HTTP/1.1 200 OK\r\n");
+        const auto outcome = start(post(m_server->url()));
+        QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
+        for (int i = 0; i < 3; ++i) {
+            m_platform->queue.advance(15s);
+            m_server->send("X-Drip: drop\r\n");
+        }
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+    }
+
+    void slowHeadersThatEndInTimeAreRead() {
+        m_server->answer("HTTP/1.1 200 OK\r\n");
+        const auto outcome = start(post(m_server->url()));
+        QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
+        m_platform->queue.advance(44s);
+        m_server->send("Content-Length: 2\r\n\r\nok");
+        QVERIFY(m_platform->settle(outcome));
+        QCOMPARE(outcome->value().body, "ok");
+    }
+
+    void dataThatArrivesRestartsTheInterval() {
+        m_server->answer("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n");
+        const auto outcome = start(post(m_server->url()));
+        for (const auto *byte : {"a", "b", "c"}) {
+            const auto before = nextDeadline();
+            if (*byte != 'a')
+                QVERIFY(!outcome->isDone());
+            QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
+            m_platform->queue.advance(30s);
+            m_server->send(byte);
+            QVERIFY(m_platform->waitUntil([&] { return outcome->isDone() || nextDeadline() > before; }));
+        }
+        QVERIFY(m_platform->settle(outcome));
+        QCOMPARE(outcome->value().body, "abc");
+    }
+
+    void aBodyThatStopsIsSilence() {
+        m_server->answer("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\na");
+        const auto outcome = start(post(m_server->url()));
+        const auto before = nextDeadline();
+        m_platform->queue.advance(1s);
+        QVERIFY(m_platform->waitUntil([&] { return nextDeadline() > before; }));
+        m_platform->queue.advance(44s);
+        QVERIFY(!outcome->isDone());
+        m_platform->queue.advance(1s);
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+    }
+
+    void aServerThatDripsIsGivenUpAfterTwoMinutes() {
+        m_server->answer("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n");
+        const auto outcome = start(post(m_server->url()));
+        QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
+        while (!outcome->isDone()) {
+            m_platform->queue.advance(10s);
+            const auto before = nextDeadline();
+            m_server->send("x");
+            QVERIFY(m_platform->waitUntil(
+                [&] { return outcome->isDone() || nextDeadline() > before || before == 120s; }));
+        }
+        QCOMPARE(m_platform->queue.now(), 120s);
+        QCOMPARE(outcome->error(), u"127.0.0.1 did not complete its answer within 120 seconds."_qs);
+    }
+
+    void nothingIsLeftOnTheClockAfterAnAnswer() {
+        m_server->answer(RawHttpServer::response(200, "{}"));
+        ask(post(m_server->url()));
+        QCOMPARE(m_platform->queue.delayedCount(), 0);
+    }
+
+    // Connections.
+
+    void theSecondRequestUsesTheConnectionOfTheFirst() {
+        m_server->answer(RawHttpServer::response(200, "one"));
+        m_server->answer(RawHttpServer::response(200, "two"));
+        QCOMPARE(ask(post(m_server->url()))->value().body, "one");
+        QCOMPARE(ask(post(m_server->url()))->value().body, "two");
+        QCOMPARE(m_server->connectionCount(), 1);
+    }
+
+    void aKeptConnectionThatDiesAsTheNextRequestSetsOutIsReplacedOnce() {
+        m_server->answer(RawHttpServer::response(200, "one"));
+        m_server->answer({}, After::close);
+        m_server->answer(RawHttpServer::response(200, "two"));
+        ask(post(m_server->url()));
+        QCOMPARE(ask(post(m_server->url()))->value().body, "two");
+        QCOMPARE(m_server->requests().size(), 3);
+        QCOMPARE(m_server->connectionCount(), 2);
+    }
+
+    void aFreshConnectionThatDiesIsNotTriedAgain() {
+        m_server->answer(RawHttpServer::response(200, "one"));
+        m_server->answer({}, After::close);
+        m_server->answer({}, After::close);
+        ask(post(m_server->url()));
+        QCOMPARE(ask(post(m_server->url()))->error(),
+                 u"127.0.0.1 closed the connection without a valid answer."_qs);
+        QCOMPARE(m_server->requests().size(), 3);
+    }
+
+    void aServerThatClosedItsIdleConnectionIsAskedOnANewOne() {
+        m_server->answer(RawHttpServer::response(200, "one"), After::close);
+        m_server->answer(RawHttpServer::response(200, "two"));
+        ask(post(m_server->url()));
+        QVERIFY(m_platform->waitUntil([this] { return m_server->openConnectionCount() == 0; }));
+        QCOMPARE(ask(post(m_server->url()))->value().body, "two");
+        QCOMPARE(m_server->requests().size(), 2);
+    }
+
+    void requestsAtTheSameTimeAreIndependent() {
+        QList<std::shared_ptr<Outcome>> outcomes;
+        for (int i = 0; i < 8; ++i) {
+            m_server->answer(RawHttpServer::response(i % 2 ? 200 : 500, "x"));
+            outcomes += start(post(m_server->url()));
+        }
+        int successes = 0;
+        for (const auto &outcome : outcomes) {
+            QVERIFY(m_platform->settle(outcome));
+            successes += outcome->value().statusCode == 200 ? 1 : 0;
+        }
+        QCOMPARE(successes, 4);
+    }
+
+    // The end of the session.
+
+    void destroyingTheSessionFailsWhatIsUnderWay_data() {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<bool>("arrives");
+        QTest::newRow("before anything is sent") << QByteArray() << false;
+        QTest::newRow("before the answer") << QByteArray() << true;
+        QTest::newRow("in the headers") << QByteArray("HTTP/1.1 200 OK\r\nContent-") << true;
+        QTest::newRow("in the body") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nab") << true;
+    }
+    void destroyingTheSessionFailsWhatIsUnderWay() {
+        QFETCH(QByteArray, answer);
+        QFETCH(bool, arrives);
+        m_server->answer(answer);
+        const auto outcome = start(post(m_server->url()));
+        if (arrives)
+            QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
+        m_platform->session.reset();
+        QVERIFY(!outcome->isDone());
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
+        QCOMPARE(m_platform->queue.delayedCount(), 0);
+        QVERIFY(m_platform->waitUntil([this] { return m_server->openConnectionCount() == 0; }));
+    }
+
+    void destroyingTheSessionAfterTheAnswerButBeforeItIsHandedOverStillHandsItOver() {
+        m_server->answer(RawHttpServer::response(200, "ok"));
+        const auto outcome = start(post(m_server->url()));
+        m_platform->waitUntil([this] { return m_server->requests().size() == 1; });
+        QVERIFY(test::ChildProcess::waitUntil([this] { return !m_platform->queue.isIdle(); }));
+        m_platform->session.reset();
+        m_platform->run();
+        QCOMPARE(outcome->value().body, "ok");
+    }
+
+private:
+    static HttpRequest post(const QUrl &url) {
+        HttpRequest request;
+        request.url = url;
+        request.method = "POST";
+        request.timeoutInterval = 45s;
+        request.headers.append({QByteArray("Content-Type"), QByteArray("application/json")});
+        request.body = "{\"text\":\"hi\"}";
+        return request;
+    }
+
+    std::shared_ptr<Outcome> start(const HttpRequest &request) {
+        return Outcome::of(m_platform->session->data(request));
+    }
+
+    std::shared_ptr<Outcome> ask(const HttpRequest &request) {
+        const auto outcome = start(request);
+        if (!m_platform->settle(outcome))
+            throw std::runtime_error("the request never ended");
+        return outcome;
+    }
+
+    void redirectTo(int status, const QString &location) {
+        const QByteArray line = location.isEmpty() ? QByteArray() : "Location: " + location.toUtf8() + "\r\n";
+        m_server->answer(RawHttpServer::response(status, "", line));
+    }
+
+    /// When the next delayed call falls due, in the time of the fake queue.
+    std::chrono::milliseconds nextDeadline() const { return m_platform->queue.nextDue(); }
+
+    std::unique_ptr<test::RealHttpPlatform> m_platform;
+    std::unique_ptr<RawHttpServer> m_server;
+};
+
+QTEST_GUILESS_MAIN(QtHttpSessionTest)
+#include "QtHttpSessionTest.moc"

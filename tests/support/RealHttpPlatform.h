@@ -1,0 +1,39 @@
+#pragma once
+
+#include "fakes/FakePlatform.h"
+#include "platform/linux/http/QtHttpSession.h"
+#include "support/ChildProcess.h"
+#include "support/Outcome.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+
+#include <memory>
+
+namespace quillora::test {
+
+/// A desktop of fakes on a real network. The network takes its time; the time-outs keep that of the fake
+/// queue.
+class RealHttpPlatform : public FakePlatform {
+public:
+    platform::HttpSession &httpSession() override { return *session; }
+
+    /// Waits, turning the event loop, until `condition` holds; false if it never did.
+    bool waitUntil(const std::function<bool()> &condition) {
+        return ChildProcess::waitUntil([&] {
+            run();
+            // Outside of exec() nobody else does what deleteLater asks for.
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            return condition();
+        });
+    }
+
+    template <typename T>
+    bool settle(const std::shared_ptr<Outcome<T>> &outcome) {
+        return waitUntil([&] { return outcome->isDone(); });
+    }
+
+    std::unique_ptr<platform::QtHttpSession> session = std::make_unique<platform::QtHttpSession>(queue);
+};
+
+} // namespace quillora::test
