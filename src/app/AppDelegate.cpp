@@ -8,7 +8,7 @@
 #include "platform/Platform.h"
 #include "ui/ContentView.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 
 namespace quillora {
 
@@ -143,7 +143,7 @@ void AppDelegate::refreshPopoverWindow() {
     else
         m_popover->setWindowTitle(applicationName);
     const bool isIdle = !m_controller->isRecording() && !m_controller->isProcessing();
-    m_popover->setWindowIcon(isIdle ? QIcon() : StatusIcon(symbol).icon());
+    m_popover->setWindowIcon(isIdle ? QApplication::windowIcon() : StatusIcon(symbol).icon());
 }
 
 /// A grabbed key takes the focus away for as long as it is down, while the panel stays the active window.
