@@ -40,6 +40,11 @@ void TestWindow::takeFocus() {
     m_client.sync();
 }
 
+void TestWindow::activate() {
+    constexpr uint32_t sourceIsTaskBar = 2;
+    m_client.tellWindowManager(m_id, "_NET_ACTIVE_WINDOW", {sourceIsTaskBar, XCB_CURRENT_TIME});
+}
+
 void TestWindow::hide() {
     xcb_unmap_window(m_client.xcb(), m_id);
     m_client.sync();

@@ -33,6 +33,9 @@ public:
     /// Gives it the keyboard without asking a window manager.
     void takeFocus();
 
+    /// Asks the window manager for the front, as a task bar does.
+    void activate();
+
     void hide();
     void minimise();
     void moveToDesktop(uint32_t number);
