@@ -2,7 +2,6 @@
 
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/appearance/PortalAppearance.h"
-#include "platform/linux/http/QtHttpSession.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "platform/linux/locale/IcuLocaleServices.h"
 #include "platform/linux/recognition/PocketSphinxRecognition.h"
@@ -20,6 +19,8 @@ namespace quillora::platform {
 
 /// In the order in which they depend on one another.
 struct LinuxPlatform::Facilities {
+    explicit Facilities(const QtHttpSession::Advice &advice) : httpSession(mainQueue, advice) {}
+
     LinuxMainQueue mainQueue;
     SettingsUserDefaults userDefaults;
     SecretServiceKeychain keychain;
@@ -35,10 +36,11 @@ struct LinuxPlatform::Facilities {
 
     PocketSphinxRecognition speechRecognition{std::make_shared<PulseConnection>()};
     ApertiumTranslationProvider translationProvider{mainQueue};
-    QtHttpSession httpSession{mainQueue};
+    QtHttpSession httpSession;
 };
 
-LinuxPlatform::LinuxPlatform() : m_facilities(std::make_unique<Facilities>()) {}
+LinuxPlatform::LinuxPlatform(const QtHttpSession::Advice &advice)
+    : m_facilities(std::make_unique<Facilities>(advice)) {}
 
 LinuxPlatform::~LinuxPlatform() { m_facilities->pasteboard.handOver(); }
 
