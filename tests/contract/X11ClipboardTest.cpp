@@ -530,6 +530,18 @@ private Q_SLOTS:
         QCOMPARE(manager.requested(), QByteArrayList({"SAVE_TARGETS"}));
     }
 
+    void whereAManagerRunsAClearedClipboardOffersNothing() {
+        const SelectionPeer manager(m_display->name(), "CLIPBOARD_MANAGER", {});
+        m_pasteboard->setString(u"text"_qs);
+        m_pasteboard->clearContents();
+        SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
+        QTRY_VERIFY(requestor.targets().isEmpty());
+        QVERIFY(requestor.isOwned());
+        QVERIFY(m_pasteboard->items().empty());
+        m_pasteboard->handOver();
+        QCOMPARE(manager.requested(), QByteArrayList());
+    }
+
     void nothingOfOursIsNotHandedOver() {
         const SelectionPeer manager(m_display->name(), "CLIPBOARD_MANAGER",
                                     {{.target = "SAVE_TARGETS", .data = "", .type = "NULL"}});

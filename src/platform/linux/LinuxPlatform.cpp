@@ -2,6 +2,7 @@
 
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/appearance/PortalAppearance.h"
+#include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "platform/linux/locale/IcuLocaleServices.h"
 #include "platform/linux/recognition/PocketSphinxRecognition.h"
@@ -19,11 +20,15 @@ namespace quillora::platform {
 
 /// In the order in which they depend on one another.
 struct LinuxPlatform::Facilities {
-    explicit Facilities(const QtHttpSession::Advice &advice) : httpSession(mainQueue, advice) {}
+    explicit Facilities(const QtHttpSession::Advice &advice) : httpSession(mainQueue, advice) {
+        QObject::connect(&keychainAvailability, &SecretServiceAvailability::becameAvailable,
+                         &keychainAvailability, [this] { keychain.endAbsence(); });
+    }
 
     LinuxMainQueue mainQueue;
     SettingsUserDefaults userDefaults;
     SecretServiceKeychain keychain;
+    SecretServiceAvailability keychainAvailability;
     IcuLocaleServices localeServices;
     PortalAppearance appearance;
 
@@ -47,6 +52,7 @@ LinuxPlatform::~LinuxPlatform() { m_facilities->pasteboard.handOver(); }
 MainQueue &LinuxPlatform::mainQueue() { return m_facilities->mainQueue; }
 UserDefaults &LinuxPlatform::userDefaults() { return m_facilities->userDefaults; }
 Keychain &LinuxPlatform::keychain() { return m_facilities->keychain; }
+KeychainAvailability &LinuxPlatform::keychainAvailability() { return m_facilities->keychainAvailability; }
 LocaleServices &LinuxPlatform::localeServices() { return m_facilities->localeServices; }
 Workspace &LinuxPlatform::workspace() { return m_facilities->workspace; }
 Pasteboard &LinuxPlatform::pasteboard() { return m_facilities->pasteboard; }

@@ -21,6 +21,7 @@ public:
     MainQueue &mainQueue() override;
     UserDefaults &userDefaults() override;
     Keychain &keychain() override;
+    KeychainAvailability &keychainAvailability() override;
     LocaleServices &localeServices() override;
     Workspace &workspace() override;
     Pasteboard &pasteboard() override;

@@ -247,6 +247,7 @@ bool X11HotKeyEvents::grab(HotKey &hotKey) {
     if (refused == 0)
         return true;
     ungrab(hotKey);
+    m_connection.sync();
     return false;
 }
 
