@@ -140,9 +140,9 @@ private Q_SLOTS:
         QTest::addColumn<int>("highestErrorRate");
         // The model was not made for a telephone's half of the band.
         QTest::newRow("telephone") << 8000 << 1 << 75;
-        QTest::newRow("compact disc") << 44100 << 2 << 50;
-        QTest::newRow("mono") << 48000 << 1 << 50;
-        QTest::newRow("studio") << 96000 << 2 << 50;
+        QTest::newRow("compact disc") << 44100 << 2 << 65;
+        QTest::newRow("mono") << 48000 << 1 << 65;
+        QTest::newRow("studio") << 96000 << 2 << 65;
     }
     void everyMicrophoneIsUnderstood() {
         QFETCH(int, rate);

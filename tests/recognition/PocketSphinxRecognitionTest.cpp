@@ -291,7 +291,7 @@ private Q_SLOTS:
 
     void aRecognitionThatWaitsForABrokenModelIsTold() {
         const ModelFolder folder;
-        folder.truncate(u"en-us/means"_qs, 1000);
+        folder.truncate(u"en-us/mdef"_qs, 1000);
         SpeechDesktop desktop(noServer, {folder.path()});
         Listening listening(desktop);
         QTRY_COMPARE(listening.errors(), QStringList{u"The speech model could not be loaded."_qs});
