@@ -94,8 +94,9 @@ void AppDelegate::refreshMenu() {
 }
 
 void AppDelegate::makePopover() {
-    auto *content = new ContentView(*m_controller);
-    m_popover = std::make_unique<Popover>(content);
+    auto ownedContent = std::make_unique<ContentView>(*m_controller);
+    auto *content = ownedContent.get();
+    m_popover = std::make_unique<Popover>(std::move(ownedContent));
     m_popover->staysOpen = [self = QPointer<AppDelegate>(this)] { return self && self->popoverStaysOpen(); };
     m_popover->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_popover.get(), &QWidget::customContextMenuRequested, this,

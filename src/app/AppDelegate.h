@@ -71,8 +71,8 @@ private:
     // In the order in which they are made: what is made later uses what was made before.
     std::unique_ptr<AppController> m_controller;
     std::unique_ptr<QMenu> m_menu;
-    QAction *m_dictationAction = nullptr;
-    QAction *m_loginAction = nullptr;
+    QAction *m_dictationAction = nullptr; ///< the menu's
+    QAction *m_loginAction = nullptr;     ///< the menu's
     std::unique_ptr<StatusItem> m_statusItem;
     std::unique_ptr<Popover> m_popover;
     std::unique_ptr<TranslationHostView>

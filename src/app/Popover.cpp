@@ -31,10 +31,10 @@ constexpr Qt::WindowFlags ordinaryWindowFlags = Qt::Window | Qt::CustomizeWindow
 
 } // namespace
 
-Popover::Popover(QWidget *content) {
+Popover::Popover(std::unique_ptr<QWidget> content) {
     auto *layout = new QVBoxLayout(this);
     layout->setSizeConstraint(QLayout::SetFixedSize);
-    layout->addWidget(content);
+    layout->addWidget(content.release());
 }
 
 Popover::~Popover() {

@@ -41,6 +41,7 @@ private Q_SLOTS:
     }
     void cleanup() {
         m_delegate.reset();
+        m_platform->run(); // what waited for something learns that it will not come
         m_platform.reset();
     }
 

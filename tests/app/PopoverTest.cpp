@@ -14,9 +14,10 @@ class PopoverTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_platform = std::make_unique<test::FakePlatform>();
-        m_content = new QLabel;
-        m_content->setFixedSize(380, 500);
-        m_popover = std::make_unique<Popover>(m_content);
+        auto content = std::make_unique<QLabel>();
+        content->setFixedSize(380, 500);
+        m_content = content.get();
+        m_popover = std::make_unique<Popover>(std::move(content));
         m_other = std::make_unique<QWidget>();
     }
     void cleanup() {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/TranslationSession.h"
-#include "support/TaskOutcome.h"
+#include "support/Outcome.h"
 
 #include <QObject>
 
@@ -53,7 +53,7 @@ private Q_SLOTS:
 
 private:
     std::shared_ptr<platform::TranslationSession> session();
-    TaskOutcome outcomeOf(QCoro::Task<QString> task);
+    std::shared_ptr<Outcome<QString>> outcomeOf(QCoro::Task<QString> task);
     platform::TranslationConfiguration pair() const { return {u"en"_qs, u"es"_qs}; }
 
     MakeHarness m_make;

@@ -3,13 +3,14 @@
 #include "fakes/FakePlatform.h"
 #include "platform/linux/translation/ApertiumPipeline.h"
 #include "support/ChildProcess.h"
+#include "support/Outcome.h"
 #include "support/ProcessTree.h"
-#include "support/TaskOutcome.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <csignal>
 
 using namespace quillora::test;
@@ -22,6 +23,7 @@ using quillora::platform::TranslationSession;
 namespace {
 
 using Session = std::shared_ptr<TranslationSession>;
+using Translation = std::shared_ptr<Outcome<QString>>;
 
 QCoro::Task<QString> translated(Session session, QString text) {
     const auto response = co_await session->translate(text);
@@ -31,6 +33,23 @@ QCoro::Task<QString> translated(Session session, QString text) {
 QCoro::Task<QString> prepared(Session session) {
     co_await session->prepareTranslation();
     co_return QString();
+}
+
+const QString translateAndStay = u"--translate-and-stay"_qs;
+
+int translateAndStayUntilKilled() {
+    FakePlatform platform;
+    ApertiumTranslationProvider provider(platform.queue);
+    Translation translation;
+    provider.translationTask({u"en"_qs, u"es"_qs}, [&](Session session) {
+        translation = Outcome<QString>::of(translated(std::move(session), u"the house"_qs));
+    });
+    ChildProcess::waitUntil([&] {
+        platform.run();
+        return translation && translation->isDone();
+    });
+    QTextStream(stdout) << translation->value() << Qt::endl;
+    return QCoreApplication::exec();
 }
 
 const QString stopped = u"The on-device translation from English to Spanish has stopped unexpectedly."_qs;
@@ -80,6 +99,9 @@ private Q_SLOTS:
     void anEmptyAnswerFails();
     void anUnreadableAnswerFails();
     void destroyingTheProviderEndsEveryProcess();
+    void destroyingTheProviderEndsAHangingStage();
+    void destroyingTheProviderEndsAStageThatRefuses();
+    void noStageOutlivesAProgramThatIsKilled();
     void destroyingTheProviderFailsATranslationUnderWay();
     void aSessionThatOutlivesItsProviderFails();
 
@@ -87,11 +109,9 @@ private:
     static constexpr auto stageCount = 13;
 
     Session session(const QString &source = u"en"_qs, const QString &target = u"es"_qs);
-    std::shared_ptr<TaskOutcome> begin(const QString &text) {
-        return TaskOutcome::of(translated(session(), text));
-    }
-    TaskOutcome finish(const std::shared_ptr<TaskOutcome> &outcome);
-    TaskOutcome translate(const QString &text) { return finish(begin(text)); }
+    Translation begin(const QString &text) { return Outcome<QString>::of(translated(session(), text)); }
+    Translation finish(const Translation &outcome);
+    Translation translate(const QString &text) { return finish(begin(text)); }
     bool waitUntil(const std::function<bool()> &condition);
 
     void useModes(const std::map<QString, QByteArray> &modes);
@@ -129,9 +149,9 @@ Session ApertiumTranslationProviderTest::session(const QString &source, const QS
     return session;
 }
 
-TaskOutcome ApertiumTranslationProviderTest::finish(const std::shared_ptr<TaskOutcome> &outcome) {
-    waitUntil([&] { return outcome->isDone; });
-    return *outcome;
+Translation ApertiumTranslationProviderTest::finish(const Translation &outcome) {
+    waitUntil([&] { return outcome->isDone(); });
+    return outcome;
 }
 
 void ApertiumTranslationProviderTest::installMode(const QString &name, const QByteArray &pipeline) {
@@ -162,24 +182,25 @@ void ApertiumTranslationProviderTest::addStages() {
 }
 
 void ApertiumTranslationProviderTest::aPairThatIsNotInstalledIsNamedInEnglish() {
-    QCOMPARE(finish(TaskOutcome::of(prepared(session(u"en"_qs, u"ru"_qs)))).error,
+    QCOMPARE(finish(Outcome<QString>::of(prepared(session(u"en"_qs, u"ru"_qs))))->error(),
              u"No on-device translation from English to Russian is installed."_qs);
-    QCOMPARE(finish(TaskOutcome::of(translated(session(u"ja"_qs, u"zh"_qs), u"x"_qs))).error,
+    QCOMPARE(finish(Outcome<QString>::of(translated(session(u"ja"_qs, u"zh"_qs), u"x"_qs)))->error(),
              u"No on-device translation from Japanese to Chinese is installed."_qs);
 }
 
 void ApertiumTranslationProviderTest::aPairInstalledMeanwhileIsFound() {
     useModes({});
-    QVERIFY(!translate(u"house"_qs).error.isEmpty());
+    QVERIFY(!translate(u"house"_qs)->error().isEmpty());
     installMode(u"eng-spa"_qs, "sed -u 's/house/casa/'");
-    QCOMPARE(translate(u"house"_qs).text, u"casa"_qs);
+    QCOMPARE(translate(u"house"_qs)->value(), u"casa"_qs);
 }
 
 void ApertiumTranslationProviderTest::aPairIsTranslatedThroughAThirdLanguage() {
     useModes({{u"eng-spa"_qs, "sed -u 's/house/casa/'"}, {u"spa-fra"_qs, "sed -u 's/casa/maison/'"}});
-    const auto outcome = finish(TaskOutcome::of(translated(session(u"en"_qs, u"fr"_qs), u"a house\n"_qs)));
-    QCOMPARE(outcome.error, QString());
-    QCOMPARE(outcome.text, u"a maison\n"_qs);
+    const auto outcome =
+        finish(Outcome<QString>::of(translated(session(u"en"_qs, u"fr"_qs), u"a house\n"_qs)));
+    QCOMPARE(outcome->error(), QString());
+    QCOMPARE(outcome->value(), u"a maison\n"_qs);
 }
 
 void ApertiumTranslationProviderTest::recognizedSpeechIsTranslatedAsItIsWritten_data() {
@@ -195,11 +216,11 @@ void ApertiumTranslationProviderTest::recognizedSpeechIsTranslatedAsItIsWritten_
 void ApertiumTranslationProviderTest::recognizedSpeechIsTranslatedAsItIsWritten() {
     QFETCH(const QString, text);
     QFETCH(const QString, translation);
-    QCOMPARE(translate(text).text, translation);
+    QCOMPARE(translate(text)->value(), translation);
 }
 
 void ApertiumTranslationProviderTest::anUnknownWordPassesUnmarked() {
-    QCOMPARE(translate(u"My cat is blorptastic."_qs).text, u"Mi gato es blorptastic."_qs);
+    QCOMPARE(translate(u"My cat is blorptastic."_qs)->value(), u"Mi gato es blorptastic."_qs);
 }
 
 void ApertiumTranslationProviderTest::specialCharactersSurvive_data() {
@@ -218,9 +239,9 @@ void ApertiumTranslationProviderTest::specialCharactersSurvive() {
     QFETCH(const QString, special);
     for (const QString &text : {u"The house %1 is big."_qs, u"%1 the house"_qs, u"the house %1"_qs}) {
         const auto outcome = translate(text.arg(special));
-        QCOMPARE(outcome.error, QString());
-        QCOMPARE(outcome.text.count(special), 1);
-        QVERIFY(outcome.text.contains(u"casa"_qs));
+        QCOMPARE(outcome->error(), QString());
+        QCOMPARE(outcome->value().count(special), 1);
+        QVERIFY(outcome->value().contains(u"casa"_qs));
     }
 }
 
@@ -238,7 +259,7 @@ void ApertiumTranslationProviderTest::theLayoutIsKept_data() {
 void ApertiumTranslationProviderTest::theLayoutIsKept() {
     QFETCH(const QString, text);
     QFETCH(const QString, translation);
-    QCOMPARE(translate(text).text, translation);
+    QCOMPARE(translate(text)->value(), translation);
 }
 
 void ApertiumTranslationProviderTest::aTextWithoutWordsStartsNothing_data() {
@@ -251,32 +272,32 @@ void ApertiumTranslationProviderTest::aTextWithoutWordsStartsNothing_data() {
 void ApertiumTranslationProviderTest::aTextWithoutWordsStartsNothing() {
     QFETCH(const QString, text);
     const auto outcome = translate(text);
-    QVERIFY(outcome.isDone);
-    QCOMPARE(outcome.error, QString());
-    QCOMPARE(outcome.text, text);
+    QVERIFY(outcome->isDone());
+    QCOMPARE(outcome->error(), QString());
+    QCOMPARE(outcome->value(), text);
     QVERIFY(ProcessTree::descendants().isEmpty());
 }
 
 void ApertiumTranslationProviderTest::aHundredKilobytesAreTranslatedWhole() {
     constexpr int count = 6000;
-    QCOMPARE(translate(u"The house is big. "_qs.repeated(count)).text,
+    QCOMPARE(translate(u"The house is big. "_qs.repeated(count))->value(),
              u"La casa es grande. "_qs.repeated(count));
 }
 
 void ApertiumTranslationProviderTest::aHundredKilobytesInOneWordComeBack() {
     const QString word(100'000, u'x');
-    QCOMPARE(translate(u"the house "_qs + word).text, u"la casa "_qs + word);
+    QCOMPARE(translate(u"the house "_qs + word)->value(), u"la casa "_qs + word);
 }
 
 void ApertiumTranslationProviderTest::translationsAtTheSameTimeKeepApart() {
     const auto one = begin(u"the house"_qs);
     const auto other = begin(u"the cat\nthe dog"_qs);
-    QCOMPARE(finish(other).text, u"el gato\nel perro"_qs);
-    QCOMPARE(finish(one).text, u"la casa"_qs);
+    QCOMPARE(finish(other)->value(), u"el gato\nel perro"_qs);
+    QCOMPARE(finish(one)->value(), u"la casa"_qs);
 }
 
 void ApertiumTranslationProviderTest::textNeverReachesAProcessArgument() {
-    QCOMPARE(translate(u"the xylophagous house"_qs).error, QString());
+    QCOMPARE(translate(u"the xylophagous house"_qs)->error(), QString());
     const auto processes = ProcessTree::descendants();
     QVERIFY(!processes.isEmpty());
     for (const auto &process : processes)
@@ -294,7 +315,7 @@ void ApertiumTranslationProviderTest::aPipelineServesManyTranslations() {
 }
 
 void ApertiumTranslationProviderTest::preparingStartsThePipeline() {
-    QCOMPARE(finish(TaskOutcome::of(prepared(session()))).error, QString());
+    QCOMPARE(finish(Outcome<QString>::of(prepared(session())))->error(), QString());
     QCOMPARE(stages().size(), stageCount);
 }
 
@@ -318,7 +339,7 @@ void ApertiumTranslationProviderTest::aPipelineInUseDoesNotEnd() {
 void ApertiumTranslationProviderTest::aTranslationAfterTheIdleEndStartsAFreshPipeline() {
     translate(u"the house"_qs);
     m_platform->queue.advance(ApertiumPipeline::idleTime);
-    QCOMPARE(translate(u"the cat"_qs).text, u"el gato"_qs);
+    QCOMPARE(translate(u"the cat"_qs)->value(), u"el gato"_qs);
 }
 
 void ApertiumTranslationProviderTest::aStageKilledBetweenTranslationsIsReplaced_data() { addStages(); }
@@ -329,7 +350,7 @@ void ApertiumTranslationProviderTest::aStageKilledBetweenTranslationsIsReplaced(
     const auto killed = stages().at(stage).id;
     ::kill(static_cast<pid_t>(killed), SIGKILL);
     QVERIFY(waitUntil([] { return ProcessTree::descendants().isEmpty(); }));
-    QCOMPARE(translate(u"the cat"_qs).text, u"el gato"_qs);
+    QCOMPARE(translate(u"the cat"_qs)->value(), u"el gato"_qs);
 }
 
 void ApertiumTranslationProviderTest::aStageKilledDuringATranslationFailsIt_data() { addStages(); }
@@ -341,9 +362,9 @@ void ApertiumTranslationProviderTest::aStageKilledDuringATranslationFailsIt() {
     ::kill(id, SIGSTOP);
     const auto outcome = begin(u"the cat"_qs);
     ::kill(id, SIGKILL);
-    QCOMPARE(finish(outcome).error, stopped);
+    QCOMPARE(finish(outcome)->error(), stopped);
     QVERIFY(waitUntil([] { return ProcessTree::descendants().isEmpty(); }));
-    QCOMPARE(translate(u"the cat"_qs).text, u"el gato"_qs);
+    QCOMPARE(translate(u"the cat"_qs)->value(), u"el gato"_qs);
 }
 
 void ApertiumTranslationProviderTest::aHangingStageFailsTheTranslationInTime_data() { addStages(); }
@@ -354,9 +375,9 @@ void ApertiumTranslationProviderTest::aHangingStageFailsTheTranslationInTime() {
     ::kill(static_cast<pid_t>(stages().at(stage).id), SIGSTOP);
     const auto outcome = begin(u"the cat"_qs);
     m_platform->queue.advance(ApertiumPipeline::answerTime - 1ms);
-    QVERIFY(!outcome->isDone);
+    QVERIFY(!outcome->isDone());
     m_platform->queue.advance(1ms);
-    QCOMPARE(finish(outcome).error, overdue);
+    QCOMPARE(finish(outcome)->error(), overdue);
     QVERIFY(waitUntil([] { return ProcessTree::descendants().isEmpty(); }));
 }
 
@@ -365,25 +386,25 @@ void ApertiumTranslationProviderTest::afterAFailureTheNextTranslationWorks() {
     ::kill(static_cast<pid_t>(stages().first().id), SIGSTOP);
     const auto outcome = begin(u"the cat"_qs);
     m_platform->queue.advance(ApertiumPipeline::answerTime);
-    QCOMPARE(finish(outcome).error, overdue);
-    QCOMPARE(translate(u"the cat"_qs).text, u"el gato"_qs);
+    QCOMPARE(finish(outcome)->error(), overdue);
+    QCOMPARE(translate(u"the cat"_qs)->value(), u"el gato"_qs);
 }
 
 void ApertiumTranslationProviderTest::aPairThatCannotBeStartedFails() {
     useModes({{u"eng-spa"_qs, "'a-program-that-nobody-has'"}});
-    QCOMPARE(translate(u"house"_qs).error, stopped);
-    QCOMPARE(finish(TaskOutcome::of(prepared(session()))).error, stopped);
+    QCOMPARE(translate(u"house"_qs)->error(), stopped);
+    QCOMPARE(finish(Outcome<QString>::of(prepared(session())))->error(), stopped);
 }
 
 void ApertiumTranslationProviderTest::anEmptyAnswerFails() {
     useModes({{u"eng-spa"_qs, "sed -u 's/.*/.[][\\n]/'"}});
-    QCOMPARE(translate(u"house"_qs).error,
+    QCOMPARE(translate(u"house"_qs)->error(),
              u"The on-device translation from English to Spanish gave no result."_qs);
 }
 
 void ApertiumTranslationProviderTest::anUnreadableAnswerFails() {
     useModes({{u"eng-spa"_qs, "sed -u 's/.*/casa/'"}});
-    QCOMPARE(translate(u"house"_qs).error,
+    QCOMPARE(translate(u"house"_qs)->error(),
              u"The on-device translation from English to Spanish gave a result that cannot be read."_qs);
 }
 
@@ -394,19 +415,65 @@ void ApertiumTranslationProviderTest::destroyingTheProviderEndsEveryProcess() {
     QVERIFY(ProcessTree::descendants().isEmpty());
 }
 
+void ApertiumTranslationProviderTest::destroyingTheProviderEndsAHangingStage() {
+    translate(u"the house"_qs);
+    ::kill(static_cast<pid_t>(stages().first().id), SIGSTOP);
+    begin(u"the cat"_qs);
+    m_provider.reset();
+    QVERIFY(ProcessTree::descendants().isEmpty());
+}
+
+void ApertiumTranslationProviderTest::destroyingTheProviderEndsAStageThatRefuses() {
+    useModes({});
+    const QString program = m_modes->filePath(u"refusing"_qs);
+    QFile file(program);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("#!/bin/sh\ntrap '' TERM\nsleep 1000\n");
+    file.close();
+    QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+    installMode(u"eng-spa"_qs, "'" + program.toUtf8() + "'");
+    begin(u"house"_qs);
+    QVERIFY(waitUntil([] { return stages().size() == 2; })); // the program and its sleep
+    const auto processes = stages();
+    m_provider.reset();
+    QVERIFY(
+        waitUntil([&] { return std::none_of(processes.begin(), processes.end(), ProcessTree::isRunning); }));
+}
+
+/// Runs this program again, as one that translates and is killed in the middle of its life.
+void ApertiumTranslationProviderTest::noStageOutlivesAProgramThatIsKilled() {
+    ChildProcess program(QCoreApplication::applicationFilePath(), {translateAndStay});
+    QVERIFY(waitUntil([&] { return program.process().canReadLine(); }));
+    QCOMPARE(program.process().readLine(), "la casa\n");
+    const auto processes = stages();
+    QVERIFY(processes.size() > stageCount);
+    ::kill(static_cast<pid_t>(program.processId()), SIGKILL);
+    QVERIFY(waitUntil([&] {
+        return std::none_of(processes.begin(), processes.end(),
+                            [](const auto &process) { return ProcessTree::isRunning(process); });
+    }));
+}
+
 void ApertiumTranslationProviderTest::destroyingTheProviderFailsATranslationUnderWay() {
     const auto outcome = begin(u"the house"_qs);
     m_provider.reset();
-    QVERIFY(!outcome->isDone);
-    QCOMPARE(finish(outcome).error, u"The on-device translation from English to Spanish was ended."_qs);
+    QVERIFY(!outcome->isDone());
+    QCOMPARE(finish(outcome)->error(), u"The on-device translation from English to Spanish was ended."_qs);
 }
 
 void ApertiumTranslationProviderTest::aSessionThatOutlivesItsProviderFails() {
     const Session orphan = session();
     m_provider.reset();
-    QCOMPARE(finish(TaskOutcome::of(translated(orphan, u"the house"_qs))).error,
+    QCOMPARE(finish(Outcome<QString>::of(translated(orphan, u"the house"_qs)))->error(),
              u"The on-device translation from English to Spanish was ended."_qs);
 }
 
-QTEST_GUILESS_MAIN(ApertiumTranslationProviderTest)
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    if (application.arguments().contains(translateAndStay))
+        return translateAndStayUntilKilled();
+    ApertiumTranslationProviderTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "ApertiumTranslationProviderTest.moc"

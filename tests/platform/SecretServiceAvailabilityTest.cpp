@@ -1,5 +1,6 @@
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 
+#include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "support/PrivateKeyring.h"
 #include "support/PrivateSessionBus.h"
 
@@ -7,25 +8,30 @@
 #include <QThread>
 
 using namespace quillora::test;
+using quillora::platform::KeychainStatus;
 using quillora::platform::SecretServiceAvailability;
+using quillora::platform::SecretServiceKeychain;
 
 /// What tells that the keyring may be read again.
 class SecretServiceAvailabilityTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { m_bus.install(); }
     void aServiceThatAppearsIsNoticed();
     void anUnlockedCollectionIsNoticed();
     void aLockedCollectionIsNot();
     void theObserverIsCalledOnTheMainThread();
     void theObserverMayEndTheWatch();
+    void aServiceThatReturnsIsReadAtOnce();
 
 private:
     PrivateSessionBus m_bus;
+    SecretServiceKeychain m_keychain;
 };
 
 void SecretServiceAvailabilityTest::aServiceThatAppearsIsNoticed() {
-    SecretServiceAvailability availability(m_bus.connection());
+    SecretServiceAvailability availability(m_keychain, m_bus.connection());
     int notices = 0;
     availability.setObserver([&] { ++notices; });
     const PrivateKeyring keyring(m_bus);
@@ -34,7 +40,7 @@ void SecretServiceAvailabilityTest::aServiceThatAppearsIsNoticed() {
 
 void SecretServiceAvailabilityTest::anUnlockedCollectionIsNoticed() {
     PrivateKeyring keyring(m_bus);
-    SecretServiceAvailability availability(m_bus.connection());
+    SecretServiceAvailability availability(m_keychain, m_bus.connection());
     int notices = 0;
     keyring.lock();
     QCoreApplication::processEvents();
@@ -45,7 +51,7 @@ void SecretServiceAvailabilityTest::anUnlockedCollectionIsNoticed() {
 
 void SecretServiceAvailabilityTest::aLockedCollectionIsNot() {
     PrivateKeyring keyring(m_bus);
-    SecretServiceAvailability availability(m_bus.connection());
+    SecretServiceAvailability availability(m_keychain, m_bus.connection());
     QStringList events;
     availability.setObserver([&] { events.append(u"notice"_qs); });
     keyring.lock();
@@ -57,7 +63,7 @@ void SecretServiceAvailabilityTest::aLockedCollectionIsNot() {
 }
 
 void SecretServiceAvailabilityTest::theObserverIsCalledOnTheMainThread() {
-    SecretServiceAvailability availability(m_bus.connection());
+    SecretServiceAvailability availability(m_keychain, m_bus.connection());
     QThread *thread = nullptr;
     availability.setObserver([&] { thread = QThread::currentThread(); });
     const PrivateKeyring keyring(m_bus);
@@ -67,8 +73,8 @@ void SecretServiceAvailabilityTest::theObserverIsCalledOnTheMainThread() {
 
 void SecretServiceAvailabilityTest::theObserverMayEndTheWatch() {
     PrivateKeyring keyring(m_bus);
-    SecretServiceAvailability availability(m_bus.connection());
-    SecretServiceAvailability other(m_bus.connection());
+    SecretServiceAvailability availability(m_keychain, m_bus.connection());
+    SecretServiceAvailability other(m_keychain, m_bus.connection());
     int notices = 0;
     int others = 0;
     availability.setObserver([&] {
@@ -82,6 +88,20 @@ void SecretServiceAvailabilityTest::theObserverMayEndTheWatch() {
     keyring.unlock();
     QTRY_COMPARE(others, 2);
     QCOMPARE(notices, 1);
+}
+
+void SecretServiceAvailabilityTest::aServiceThatReturnsIsReadAtOnce() {
+    SecretServiceAvailability availability(m_keychain, m_bus.connection());
+    bool hasReturned = false;
+    PrivateKeyring hanging(m_bus);
+    QCoreApplication::processEvents();
+    hanging.freeze();
+    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
+    hanging.end();
+    availability.setObserver([&] { hasReturned = true; });
+    const PrivateKeyring fresh(m_bus);
+    QTRY_VERIFY(hasReturned);
+    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::itemNotFound);
 }
 
 QTEST_GUILESS_MAIN(SecretServiceAvailabilityTest)

@@ -59,6 +59,7 @@ private Q_SLOTS:
     void noDialogIsShownForALockedKeyring();
     void aFrozenServiceCostsOneSecondAtMost();
     void afterAFrozenCallTheServiceCountsAsAbsent();
+    void typingWhileTheServiceHangsCostsOneSecondInAll();
     void afterHalfAMinuteTheServiceIsAskedAgain();
     void anAbsenceCanBeEndedEarly();
     void aLateAnswerIsDropped();
@@ -197,6 +198,15 @@ void SecretServiceKeychainTest::afterAFrozenCallTheServiceCountsAsAbsent() {
     QCOMPARE(read(), failed);
     QCOMPARE(m_keychain.add(token, "x"), KeychainStatus::failure);
     QCOMPARE(m_keyring->find(tokenAttributes).size(), 0);
+}
+
+void SecretServiceKeychainTest::typingWhileTheServiceHangsCostsOneSecondInAll() {
+    m_keyring->freeze();
+    const auto time = millisecondsOf([&] {
+        for (int length = 1; length <= 50; ++length)
+            m_keychain.update(token, QByteArray(length, 'k'));
+    });
+    QVERIFY2(time <= 1000, qPrintable(QString::number(time)));
 }
 
 void SecretServiceKeychainTest::afterHalfAMinuteTheServiceIsAskedAgain() {

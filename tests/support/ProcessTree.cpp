@@ -3,7 +3,6 @@
 #include <QDir>
 #include <QFile>
 
-#include <algorithm>
 #include <map>
 #include <unistd.h>
 
@@ -47,6 +46,11 @@ QList<Process> descendants() {
             processes.append({id, contents(u"/proc/%1/cmdline"_qs.arg(id))});
     }
     return processes;
+}
+
+bool isRunning(const Process &process) {
+    return !process.commandLine.isEmpty() &&
+           contents(u"/proc/%1/cmdline"_qs.arg(process.id)) == process.commandLine;
 }
 
 } // namespace quillora::test::ProcessTree

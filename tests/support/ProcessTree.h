@@ -14,4 +14,7 @@ struct Process {
 /// Children, their children and so on, oldest first, dead ones that nobody has collected included.
 QList<Process> descendants();
 
+/// Whether the process, seen before, still runs under the same command.
+bool isRunning(const Process &process);
+
 } // namespace quillora::test::ProcessTree

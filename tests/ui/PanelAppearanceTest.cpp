@@ -1,8 +1,12 @@
 #include "ui/PanelButton.h"
 #include "ui/PanelHarness.h"
 #include "ui/PanelPalette.h"
+#include "ui/Picker.h"
 #include "ui/SymbolView.h"
 
+#include <QContextMenuEvent>
+#include <QLineEdit>
+#include <QMenu>
 #include <QTest>
 
 using namespace quillora;
@@ -36,6 +40,24 @@ private Q_SLOTS:
         QVERIFY(PanelPalette::isDark(harness.find<QWidget>(u"transcriptText"_qs).palette()));
         harness.platform.appearanceFake.prefer({});
         QCOMPARE(harness.panel->palette().color(QPalette::Window), light);
+    }
+
+    void menusAreAsDarkAsThePanel() {
+        PanelHarness harness;
+        harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
+        harness.useHostedEngine();
+        harness.show();
+        harness.find<Picker>(u"targetPicker"_qs).showPopup();
+        QTRY_VERIFY(QApplication::activePopupWidget());
+        const QImage menu = QApplication::activePopupWidget()->grab().toImage();
+        QVERIFY(menu.pixelColor(menu.width() - 5, menu.height() - 5).lightness() < 80);
+        harness.find<Picker>(u"targetPicker"_qs).hidePopup();
+        auto &field = harness.find<QLineEdit>(u"endpointField"_qs);
+        QContextMenuEvent request(QContextMenuEvent::Keyboard, {5, 5}, field.mapToGlobal(QPoint(5, 5)));
+        QApplication::sendEvent(&field, &request);
+        QTRY_VERIFY(qobject_cast<QMenu *>(QApplication::activePopupWidget()));
+        QVERIFY(PanelPalette::isDark(QApplication::activePopupWidget()->palette()));
+        QApplication::activePopupWidget()->close();
     }
 
     void theToolkitsOwnChangeIsFollowed() {

@@ -20,15 +20,12 @@ namespace quillora::platform {
 
 /// In the order in which they depend on one another.
 struct LinuxPlatform::Facilities {
-    explicit Facilities(const QtHttpSession::Advice &advice) : httpSession(mainQueue, advice) {
-        QObject::connect(&keychainAvailability, &SecretServiceAvailability::becameAvailable,
-                         &keychainAvailability, [this] { keychain.endAbsence(); });
-    }
+    explicit Facilities(const QtHttpSession::Advice &advice) : httpSession(mainQueue, advice) {}
 
     LinuxMainQueue mainQueue;
     SettingsUserDefaults userDefaults;
     SecretServiceKeychain keychain;
-    SecretServiceAvailability keychainAvailability;
+    SecretServiceAvailability keychainAvailability{keychain};
     IcuLocaleServices localeServices;
     PortalAppearance appearance;
 

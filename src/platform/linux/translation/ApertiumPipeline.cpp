@@ -135,8 +135,10 @@ void ApertiumPipeline::endProcesses() {
         return;
     m_process.closeWriteChannel();
     const auto group = -static_cast<pid_t>(m_process.processId());
-    ::kill(group, SIGTERM);
-    ::kill(group, SIGCONT); // or a stopped stage would not hear of it
+    if (::kill(group, SIGTERM) == 0)
+        ::kill(group, SIGCONT); // or a stopped stage would not hear of it
+    else
+        m_process.kill(); // the shell has not come as far as its own session, nor to any stage
 }
 
 QString ApertiumPipeline::sentence(const QString &whatHappened) const {
