@@ -1,8 +1,8 @@
 """Reads other programs' windows the way a screen reader does. Run as a program, because the accessibility library
 binds to the session bus of its process for good: `accessible.py` answers one request a line on its standard input.
 
-    text APPLICATION NAME   the text of the named widget
-    any APPLICATION ROLE    the text of the first widget of that role
+    text APPLICATION NAME           the text of the text widget of that name; without a name, of the first one
+    described APPLICATION TEXT      the name of the widget that is described so
 """
 
 import json
@@ -16,12 +16,13 @@ class ScreenReader:
     def __init__(self, desktop):
         self._process = desktop.start([sys.executable, __file__], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
-    def text(self, application, name):
-        """The text of a widget by its accessible name; None if it cannot be read."""
+    def text(self, application, name=None):
+        """What stands in a text widget, by its name or the first there is; None if it cannot be read."""
         return self._ask("text", application, name)
 
-    def first_of_role(self, application, role):
-        return self._ask("any", application, role)
+    def described(self, application, description):
+        """The name of the widget with that description; None if it cannot be read."""
+        return self._ask("described", application, description)
 
     def _ask(self, *request):
         self._process.stdin.write(json.dumps(request).encode() + b"\n")
@@ -47,12 +48,10 @@ def _walk(node, depth=0):
 
 def _text_of(node):
     text = node.get_text_iface()
-    if text is not None:
-        return text.get_text(0, text.get_character_count())
-    return node.get_name()
+    return text.get_text(0, text.get_character_count())
 
 
-def _find(atspi, application, matches):
+def _find(atspi, application, matches, read):
     desktop = atspi.get_desktop(0)
     for index in range(desktop.get_child_count()):
         program = desktop.get_child_at_index(index)
@@ -61,7 +60,7 @@ def _find(atspi, application, matches):
         for node in _walk(program):
             try:
                 if matches(node):
-                    return _text_of(node)
+                    return read(node)
             except Exception:
                 continue
     return None
@@ -77,9 +76,11 @@ def main():
         kind, application, key = json.loads(line)
         try:
             if kind == "text":
-                answer = _find(Atspi, application, lambda node: node.get_name() == key)
+                answer = _find(Atspi, application, lambda node: node.get_role_name() == "text"
+                               and key in (None, node.get_name()), _text_of)
             else:
-                answer = _find(Atspi, application, lambda node: node.get_role_name() == key)
+                answer = _find(Atspi, application, lambda node: node.get_description() == key,
+                               lambda node: node.get_name())
         except Exception:
             answer = None
         # Whatever is cached may have changed by the next question.

@@ -67,11 +67,16 @@ class Person:
         self.program = program
         self.reader = ScreenReader(desktop)
 
-    def open_editor(self):
+    def open_editor(self, place=None):
+        """`place` is left, top, width and height on the screen."""
         self.editor = self.desktop.start(["mousepad", "--disable-server"])
         windows = wait_for("the editor", lambda: self.desktop.run(
             ["xdotool", "search", "--onlyvisible", "--pid", str(self.editor.pid)]).split())
         self.editor_window = windows[-1].decode()
+        if place:
+            left, top, width, height = map(str, place)
+            self.desktop.run(["xdotool", "windowsize", self.editor_window, width, height,
+                              "windowmove", self.editor_window, left, top])
         self.focus_editor()
         wait_for("the editor's text", lambda: self.editor_text() is not None)
 
@@ -79,15 +84,20 @@ class Person:
         self.desktop.run(["xdotool", "windowactivate", "--sync", self.editor_window])
 
     def editor_text(self):
-        return self.reader.first_of_role("mousepad", "text")
+        return self.reader.text("mousepad")
 
     def start_quillora(self):
         self.quillora = self.desktop.start([self.program])
-        # The status can be read once the start-up is through, the hotkey registered.
-        wait_for("Quillora", lambda: self.status() == "Ready.")
+        wait_for("Quillora", lambda: b"true" in self.desktop.run(
+            ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
+             "--method", "org.freedesktop.DBus.NameHasOwner", "org.quillora.Quillora"]))
+        # A panel that was opened once can be read from then on.
+        self.open_panel()
+        wait_for("the panel", lambda: self.status() == "Ready.")
+        self.close_panel()
 
     def status(self):
-        return self.reader.text("Quillora", "Status")
+        return self.reader.described("Quillora", "Status")
 
     def transcript(self):
         return self.reader.text("Quillora", "Transcript") or ""
@@ -136,6 +146,9 @@ class Person:
             again.wait(10)
         except subprocess.TimeoutExpired:
             raise DesktopError("a second start did not end") from None
+
+    def close_panel(self):
+        self.desktop.run(["xdotool", "key", "Escape"])
 
 
 def make_image(path):

@@ -3,11 +3,12 @@
 #include "app/ApplicationIdentity.h"
 #include "app/StatusIcon.h"
 #include "app/SystemDialogs.h"
+#include "platform/HotKeyEvents.h"
 #include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "ui/ContentView.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 
 namespace quillora {
 
@@ -93,8 +94,9 @@ void AppDelegate::refreshMenu() {
 }
 
 void AppDelegate::makePopover() {
-    auto *content = new ContentView(*m_controller);
-    m_popover = std::make_unique<Popover>(content);
+    auto ownedContent = std::make_unique<ContentView>(*m_controller);
+    auto *content = ownedContent.get();
+    m_popover = std::make_unique<Popover>(std::move(ownedContent));
     m_popover->staysOpen = [self = QPointer<AppDelegate>(this)] { return self && self->popoverStaysOpen(); };
     m_popover->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_popover.get(), &QWidget::customContextMenuRequested, this,
@@ -142,7 +144,7 @@ void AppDelegate::refreshPopoverWindow() {
     else
         m_popover->setWindowTitle(applicationName);
     const bool isIdle = !m_controller->isRecording() && !m_controller->isProcessing();
-    m_popover->setWindowIcon(isIdle ? QIcon() : StatusIcon(symbol).icon());
+    m_popover->setWindowIcon(isIdle ? QApplication::windowIcon() : StatusIcon(symbol).icon());
 }
 
 /// A grabbed key takes the focus away for as long as it is down, while the panel stays the active window.
@@ -174,6 +176,19 @@ void AppDelegate::configureHotKey() {
     };
     if (!registerHotKey(m_controller->hotKey()))
         m_controller->onNeedsAttention();
+    connect(m_controller.get(), &AppController::changed, this, &AppDelegate::refreshHotKeySuspension);
+}
+
+/// The registered combination must reach the recorder, or it could not be chosen again.
+void AppDelegate::refreshHotKeySuspension() {
+    if (m_isHotKeySuspended == m_controller->isRecordingHotKey())
+        return;
+    m_isHotKeySuspended = m_controller->isRecordingHotKey();
+    auto &hotKeyEvents = Platform::current().hotKeyEvents();
+    if (m_isHotKeySuspended)
+        hotKeyEvents.suspend();
+    else
+        hotKeyEvents.resume();
 }
 
 /// A release may come while its press is still waiting inside the controller, which sorts that out.

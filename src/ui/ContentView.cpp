@@ -255,6 +255,7 @@ QLayout *ContentView::buildStatusRow() {
     m_statusText->setForegroundRole(QPalette::PlaceholderText);
     m_statusText->setMinimumHeight(statusHeight);
     m_statusText->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    m_statusText->setAccessibleDescription(u"Status"_qs);
 
     auto *row = new QHBoxLayout;
     row->setSpacing(controlSpacing);

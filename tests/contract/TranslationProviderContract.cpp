@@ -1,6 +1,5 @@
 #include "contract/TranslationProviderContract.h"
 
-#include "platform/LocalizedError.h"
 #include "support/ChildProcess.h"
 #include "translation/TranslationBridge.h"
 #include "translation/TranslationHostView.h"
@@ -36,21 +35,13 @@ Session TranslationProviderContract::session() {
     return session;
 }
 
-TranslationProviderContract::Outcome TranslationProviderContract::outcomeOf(QCoro::Task<QString> task) {
-    const auto outcome = std::make_shared<Outcome>();
-    [](std::shared_ptr<Outcome> result, QCoro::Task<QString> awaited) -> QCoro::Task<> {
-        try {
-            result->text = co_await awaited;
-        } catch (const std::exception &error) {
-            result->error = localizedDescription(error);
-        }
-        result->isDone = true;
-    }(outcome, std::move(task));
+std::shared_ptr<Outcome<QString>> TranslationProviderContract::outcomeOf(QCoro::Task<QString> task) {
+    auto outcome = Outcome<QString>::of(std::move(task));
     ChildProcess::waitUntil([&] {
         m_harness->turn();
-        return outcome->isDone;
+        return outcome->isDone();
     });
-    return *outcome;
+    return outcome;
 }
 
 void TranslationProviderContract::theSessionComesInALaterTurn() {
@@ -75,20 +66,20 @@ void TranslationProviderContract::everyTaskBringsOneSession() {
 
 void TranslationProviderContract::aPairThatCanBePreparedIsTranslated() {
     const auto outcome = outcomeOf(translated(session(), m_harness->text()));
-    QCOMPARE(outcome.error, QString());
-    QCOMPARE(outcome.text, m_harness->translation());
+    QCOMPARE(outcome->error(), QString());
+    QCOMPARE(outcome->value(), m_harness->translation());
 }
 
 void TranslationProviderContract::aSessionTranslatesMoreThanOnce() {
     const Session one = session();
     outcomeOf(translated(one, m_harness->text()));
-    QCOMPARE(outcomeOf(translated(one, m_harness->text())).text, m_harness->translation());
+    QCOMPARE(outcomeOf(translated(one, m_harness->text()))->value(), m_harness->translation());
 }
 
 void TranslationProviderContract::theBridgeTranslatesThroughTheProvider() {
     TranslationBridge bridge;
     const TranslationHostView host(bridge);
-    QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs)).text,
+    QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs))->value(),
              m_harness->translation());
 }
 
@@ -96,7 +87,7 @@ void TranslationProviderContract::theBridgeTranslatesTheSamePairTwice() {
     TranslationBridge bridge;
     const TranslationHostView host(bridge);
     outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs));
-    QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs)).text,
+    QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs))->value(),
              m_harness->translation());
 }
 
@@ -108,8 +99,8 @@ void TranslationProviderContract::aPairThatCannotBeTranslatedGetsASessionToo() {
 void TranslationProviderContract::preparingAPairThatCannotBeTranslatedFailsWithTheReason() {
     const QString reason = m_harness->withdraw();
     const auto outcome = outcomeOf(prepared(session()));
-    QVERIFY(outcome.isDone);
-    QCOMPARE(outcome.error, reason);
+    QVERIFY(outcome->isDone());
+    QCOMPARE(outcome->error(), reason);
 }
 
 } // namespace quillora::test

@@ -5,13 +5,12 @@
 #include <QList>
 #include <QObject>
 #include <QSslConfiguration>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QUrl>
 
 #include <memory>
 #include <optional>
-
-class QSslSocket;
 
 namespace quillora::test {
 
@@ -37,6 +36,9 @@ public:
     /// Sent when the next request without an answer is complete. Requests that find none get nothing.
     void answer(const QByteArray &bytes, After after = After::keepOpen);
 
+    /// Answers a request that found no answer, counted from 0 among all requests.
+    void answerHeld(qsizetype number, const QByteArray &bytes);
+
     /// A whole answer: status line, length and body, and the given header lines, each ended by CR LF.
     static QByteArray response(int status, const QByteArray &body, const QByteArray &headerLines = {});
 
@@ -45,11 +47,17 @@ public:
     void close();
     void reset();
 
+    /// Closes every connection, answered or not.
+    void closeAll();
+
     /// Complete requests, byte for byte, in the order of their arrival.
     const QList<QByteArray> &requests() const { return m_requests; }
 
     /// What arrived on all connections, complete or not.
     const QByteArray &received() const { return m_received; }
+
+    /// What was sent last and has not left yet; -1 before anything was.
+    qint64 unsentByteCount() const { return m_answered ? m_answered->bytesToWrite() : -1; }
 
     int connectionCount() const { return m_connectionCount; }
 
@@ -63,11 +71,9 @@ public:
     static QByteArray head(const QByteArray &request);
     static QByteArray body(const QByteArray &request);
 
-    /// The header lines whose name is `name`, spelt exactly so.
+    /// The header lines; those whose name is `name`, spelt exactly so.
+    static QList<QByteArray> headerLines(const QByteArray &request);
     static QList<QByteArray> headerLines(const QByteArray &request, const QByteArray &name);
-
-Q_SIGNALS:
-    void requestArrived();
 
 private:
     struct Answer {
@@ -95,6 +101,7 @@ private:
     QList<QByteArray> m_requests;
     QByteArray m_received;
     QByteArray m_negotiatedProtocol;
+    QList<QSslSocket *> m_requesters; ///< as m_requests
     QSslSocket *m_answered = nullptr;
     int m_connectionCount = 0;
 };

@@ -1,14 +1,10 @@
 #include "support/TestKeyboard.h"
 
-#include <xcb/xtest.h>
+#include "platform/linux/x11/X11Xkb.h"
 
-// The header names a member `explicit`, which C++ does not allow.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wkeyword-macro"
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
-#pragma clang diagnostic pop
+#include <QByteArrayView>
+
+#include <xcb/xtest.h>
 
 namespace quillora::test {
 
@@ -44,8 +40,13 @@ void TestKeyboard::releaseAll() {
 
 void TestKeyboard::lockGroup(uint8_t group) {
     auto *xcb = m_client.xcb();
-    XcbClient::owned(xcb_xkb_use_extension_reply(xcb, xcb_xkb_use_extension(xcb, 1, 0), nullptr));
     xcb_xkb_latch_lock_state(xcb, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, group, 0, 0, 0);
+    m_client.sync();
+}
+
+void TestKeyboard::lockModifiers(uint8_t modifiers) {
+    constexpr uint8_t all = 0xff;
+    xcb_xkb_latch_lock_state(m_client.xcb(), XCB_XKB_ID_USE_CORE_KBD, all, modifiers, 0, 0, 0, 0, 0);
     m_client.sync();
 }
 
@@ -67,7 +68,18 @@ unsigned TestKeyboard::modifiers() const {
 }
 
 void TestKeyboard::fake(uint8_t type, xcb_keycode_t key) {
-    xcb_test_fake_input(m_client.xcb(), type, key, XCB_CURRENT_TIME, m_client.root(), 0, 0, 0);
+    auto *xcb = m_client.xcb();
+    if (m_device) {
+        // The events of devices follow those of the extension's first, in the order of the core ones.
+        constexpr QByteArrayView inputExtension = "XInputExtension";
+        const auto extension = XcbClient::owned(xcb_query_extension_reply(
+            xcb, xcb_query_extension(xcb, inputExtension.size(), inputExtension.data()), nullptr));
+        const unsigned deviceKeyPress = extension->first_event + 1u;
+        xcb_test_fake_input(xcb, static_cast<uint8_t>(deviceKeyPress + type - XCB_KEY_PRESS), key,
+                            XCB_CURRENT_TIME, m_client.root(), 0, 0, *m_device);
+    } else {
+        xcb_test_fake_input(xcb, type, key, XCB_CURRENT_TIME, m_client.root(), 0, 0, 0);
+    }
     m_client.sync();
 }
 

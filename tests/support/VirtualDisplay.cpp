@@ -20,15 +20,13 @@ VirtualDisplay::VirtualDisplay(WindowManager windowManager) {
     m_server = std::make_unique<ChildProcess>(
         u"Xvfb"_qs, QStringList{u"-displayfd"_qs, u"1"_qs, u"-screen"_qs, u"0"_qs, u"1280x800x24"_qs,
                                 u"-nolisten"_qs, u"tcp"_qs, u"-noreset"_qs});
+    // Without an event loop: a display may be wanted before there is an application object.
     QByteArray number;
-    const bool isUp = ChildProcess::waitUntil(
-        [&] {
-            number += m_server->process().readAllStandardOutput();
-            return number.endsWith('\n');
-        },
-        patienceMs);
-    if (!isUp)
-        throw std::runtime_error("the X server does not start");
+    while (!number.endsWith('\n')) {
+        if (!m_server->process().waitForReadyRead(patienceMs))
+            throw std::runtime_error("the X server does not start");
+        number += m_server->process().readAllStandardOutput();
+    }
     m_name = ':' + number.trimmed();
     if (windowManager == WindowManager::openbox)
         startWindowManager();
@@ -64,14 +62,22 @@ void VirtualDisplay::setLayout(const QStringList &arguments) const { run(u"setxk
 
 void VirtualDisplay::startWindowManager() {
     m_windowManager = start(u"openbox"_qs, {u"--sm-disable"_qs});
-    XcbClient client(m_name);
+    // It announces itself before it listens to requests, so it is asked until it takes on a window.
+    const XcbClient client(m_name);
+    const xcb_window_t probe = xcb_generate_id(client.xcb());
+    xcb_create_window(client.xcb(), XCB_COPY_FROM_PARENT, probe, client.root(), 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
     const bool isUp = ChildProcess::waitUntil(
         [&] {
-            const auto check = client.numbers(client.root(), "_NET_SUPPORTING_WM_CHECK");
-            return !check.empty() && !client.numbers(check.front(), "_NET_SUPPORTING_WM_CHECK").empty();
+            xcb_map_window(client.xcb(), probe);
+            return !client.numbers(probe, "WM_STATE").empty() &&
+                   !client.numbers(client.root(), "_NET_CLIENT_LIST").empty();
         },
         patienceMs);
-    if (!isUp)
+    xcb_destroy_window(client.xcb(), probe);
+    const bool isIdle = ChildProcess::waitUntil(
+        [&] { return client.numbers(client.root(), "_NET_CLIENT_LIST").empty(); }, patienceMs);
+    if (!isUp || !isIdle)
         throw std::runtime_error("the window manager does not start");
 }
 

@@ -1,5 +1,7 @@
 #include "support/XcbClient.h"
 
+#include "platform/linux/x11/X11Xkb.h"
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -10,6 +12,8 @@ XcbClient::XcbClient(const QByteArray &displayName) : m_xcb(xcb_connect(displayN
         xcb_disconnect(m_xcb);
         throw std::runtime_error("there is no display " + displayName.toStdString());
     }
+    // Clients that do not know of layout groups get them as modifiers instead.
+    owned(xcb_xkb_use_extension_reply(m_xcb, xcb_xkb_use_extension(m_xcb, 1, 0), nullptr));
     m_root = xcb_setup_roots_iterator(xcb_get_setup(m_xcb)).data->root;
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#undef signals // a Qt keyword that GLib has as a name
 #include <gio/gio.h>
 
 #include <memory>

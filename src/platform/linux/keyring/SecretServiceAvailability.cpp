@@ -1,13 +1,16 @@
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 
+#include "platform/linux/keyring/SecretServiceKeychain.h"
+
 #include <QDBusArgument>
 
 #include <utility>
 
 namespace quillora::platform {
 
-SecretServiceAvailability::SecretServiceAvailability(const QDBusConnection &bus, QObject *parent)
-    : QObject(parent), m_bus(bus),
+SecretServiceAvailability::SecretServiceAvailability(SecretServiceKeychain &keychain,
+                                                     const QDBusConnection &bus)
+    : m_keychain(keychain), m_bus(bus),
       m_watcher(u"org.freedesktop.secrets"_qs, bus, QDBusServiceWatcher::WatchForRegistration) {
     connect(&m_watcher, &QDBusServiceWatcher::serviceRegistered, this, &SecretServiceAvailability::notify);
     // Any sender: to name the service would make Qt ask the bus, and wait, for who owns the name.
@@ -25,6 +28,7 @@ void SecretServiceAvailability::collectionChanged(const QDBusMessage &signal) {
 }
 
 void SecretServiceAvailability::notify() {
+    m_keychain.endAbsence();
     if (const Observer observer = m_observer) // a copy: the observer may replace itself
         observer();
 }

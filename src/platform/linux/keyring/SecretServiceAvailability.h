@@ -9,13 +9,17 @@
 
 namespace quillora::platform {
 
-/// Listens for the Secret Service to appear on the session bus and for its collections to be unlocked.
+class SecretServiceKeychain;
+
+/// Listens for the Secret Service to appear on the session bus and for its collections to be unlocked; the
+/// keychain then no longer counts it as absent.
 class SecretServiceAvailability : public QObject, public KeychainAvailability {
     Q_OBJECT
 
 public:
-    explicit SecretServiceAvailability(const QDBusConnection &bus = QDBusConnection::sessionBus(),
-                                       QObject *parent = nullptr);
+    /// `keychain` must outlive this object.
+    explicit SecretServiceAvailability(SecretServiceKeychain &keychain,
+                                       const QDBusConnection &bus = QDBusConnection::sessionBus());
 
     void setObserver(Observer observer) override;
 
@@ -25,6 +29,7 @@ private Q_SLOTS:
 private:
     void notify();
 
+    SecretServiceKeychain &m_keychain;
     QDBusConnection m_bus;
     QDBusServiceWatcher m_watcher;
     Observer m_observer;

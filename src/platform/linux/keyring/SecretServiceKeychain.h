@@ -21,7 +21,7 @@ class SecretServiceKeychain : public Keychain {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
-    static constexpr std::chrono::milliseconds deadline{900}; ///< leaves room within the promised second
+    static constexpr std::chrono::milliseconds deadline{800}; ///< leaves room within the promised second
     static constexpr std::chrono::seconds absence{30};
 
     explicit SecretServiceKeychain(Clock clock = &std::chrono::steady_clock::now);

@@ -45,15 +45,17 @@ quint32 usualKeyCode(xcb_map_index_t modifier) {
     }
 }
 
-/// The usual key if this layout lets it be the modifier, else whichever is.
-std::optional<xcb_keycode_t> modifierKey(xcb_map_index_t modifier, const X11Keymap &keymap) {
-    const auto keys = keymap.modifierKeys(modifier);
-    const auto usual = X11KeyPositions::keycodeAt(usualKeyCode(modifier));
-    if (usual && std::ranges::count(keys, *usual))
-        return usual;
+/// A key that acts as the modifier in this layout: the usual one, or another where the user has a finger on
+/// that. He may take the finger off in the middle of the chord.
+std::optional<xcb_keycode_t> modifierKey(xcb_map_index_t modifier, const X11Keymap &keymap,
+                                         const X11KeysDown &keysDown) {
+    auto keys = keymap.modifierKeys(modifier);
     if (keys.empty())
         return {};
-    return keys.front();
+    const auto usual = X11KeyPositions::keycodeAt(usualKeyCode(modifier));
+    std::ranges::partition(keys, [usual](xcb_keycode_t key) { return key == usual; });
+    const auto free = std::ranges::find_if(keys, [&](xcb_keycode_t key) { return !keysDown.contains(key); });
+    return free != keys.end() ? *free : keys.front();
 }
 
 xcb_keycode_t keyOrPosition(const X11Keymap &keymap, xcb_keysym_t symbol, quint16 keyCode) {
@@ -139,7 +141,7 @@ void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
     // Shift first: together with Ctrl it may switch layouts. Alt and Super only once Ctrl is down: alone,
     // their release opens menus.
     lift(XCB_MAP_INDEX_SHIFT);
-    const auto control = modifierKey(XCB_MAP_INDEX_CONTROL, keymap);
+    const auto control = modifierKey(XCB_MAP_INDEX_CONTROL, keymap, keysDown);
     if (control) {
         if (!keysDown.contains(*control))
             fake(XCB_KEY_PRESS, *control);
@@ -156,7 +158,7 @@ void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
         letGo();
 
     for (const auto modifier : chord.modifiers) {
-        const auto key = modifierKey(modifier, keymap);
+        const auto key = modifierKey(modifier, keymap, keysDown);
         if (!key || modifier == XCB_MAP_INDEX_CONTROL)
             continue;
         fake(XCB_KEY_PRESS, *key);

@@ -1,0 +1,344 @@
+#include "desktop/PasteConditions.h"
+#include "hotkey/AppHotKey.h"
+#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11Keystrokes.h"
+#include "support/TestWindow.h"
+
+#include <algorithm>
+
+using namespace quillora;
+using platform::KeyEvent;
+using test::ChildProcess;
+using test::TestKeyboard;
+using test::TestWindow;
+
+namespace {
+
+constexpr quint16 positionOfV = 9;
+constexpr xcb_keycode_t keyOfV = 55;
+constexpr xcb_keycode_t keyOfInsert = 118;
+constexpr unsigned noModifiers = 0;
+
+} // namespace
+
+/// The exact keystrokes that arrive in the focused window, whatever is held and whatever the layout.
+class X11ChordTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_connection = std::make_unique<platform::X11Connection>(m_display.name());
+        m_hotKeys = std::make_unique<platform::X11HotKeyEvents>(*m_connection);
+        m_primaryRequests = 0;
+        m_keystrokes = std::make_unique<platform::X11Keystrokes>(*m_connection, *m_hotKeys,
+                                                                 [this] { ++m_primaryRequests; });
+        m_keyboard = std::make_unique<TestKeyboard>(m_display.name());
+        focusWindowOfClass("Editor");
+    }
+    void cleanup() {
+        m_keyboard->releaseAll();
+        if (m_keyboard->modifiers() & XCB_MOD_MASK_LOCK)
+            m_keyboard->tap(TestKeyboard::capsLock);
+        m_keystrokes.reset();
+        m_hotKeys.reset();
+        m_connection.reset();
+        m_window.reset();
+        test::Layout::all().first().apply(m_display, *m_keyboard);
+        m_keyboard.reset();
+    }
+
+    void exactlyControlVArrives_data() { test::addPasteConditions(); }
+    void exactlyControlVArrives() {
+        QFETCH(test::Layout, layout);
+        QFETCH(test::Held, held);
+        layout.apply(m_display, *m_keyboard);
+        hold(held);
+        m_window->takeKeys();
+
+        paste();
+        QVERIFY(waitForChord(layout.keyOfV, XCB_MOD_MASK_CONTROL));
+        QCOMPARE(m_primaryRequests, 0);
+    }
+
+    void nothingIsHeldAfterwards_data() { test::addPasteConditions(); }
+    void nothingIsHeldAfterwards() {
+        QFETCH(test::Layout, layout);
+        QFETCH(test::Held, held);
+        layout.apply(m_display, *m_keyboard);
+        hold(held);
+        paste();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        m_keyboard->releaseAll();
+        QCOMPARE(m_keyboard->modifiers(), held.isCapsLockOn ? unsigned{XCB_MOD_MASK_LOCK} : noModifiers);
+    }
+
+    void altAndSuperGoUpOnlyOnceControlIsDown_data() {
+        QTest::addColumn<xcb_keycode_t>("modifier");
+        QTest::newRow("Alt") << TestKeyboard::alt;
+        QTest::newRow("Super") << TestKeyboard::super;
+    }
+    void altAndSuperGoUpOnlyOnceControlIsDown() {
+        QFETCH(xcb_keycode_t, modifier);
+        m_keyboard->press(modifier);
+        m_window->takeKeys();
+        paste();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        const auto keys = m_window->takeKeys();
+        QVERIFY(keys.size() >= 2);
+        QCOMPARE(keys[0].keycode, TestKeyboard::control);
+        QVERIFY(keys[0].isDown);
+        QCOMPARE(keys[1].keycode, modifier);
+        QVERIFY(!keys[1].isDown);
+    }
+
+    void aLiftedModifierIsNeverPressedAgain() {
+        m_keyboard->press(TestKeyboard::alt);
+        m_window->takeKeys();
+        paste();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        for (const auto &key : m_window->takeKeys())
+            QVERIFY(key.keycode != TestKeyboard::alt || !key.isDown);
+    }
+
+    void theControlThatTheUserHoldsIsNotPartOfTheChord() {
+        m_keyboard->press(TestKeyboard::control);
+        m_window->takeKeys();
+        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfV, true, platform::commandKeyFlag});
+        m_connection->sync();
+        QCOMPARE(m_keyboard->keysDown(), (std::vector<xcb_keycode_t>{keyOfV, TestKeyboard::rightControl}));
+    }
+
+    void aLayoutWithoutVGetsTheKeyAtItsPosition() {
+        m_display.setLayout({u"ru"_qs});
+        paste();
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+    }
+
+    void controlMovedToAnotherKeyIsFound() {
+        m_display.setLayout({u"us"_qs, u"-option"_qs, u"ctrl:swapcaps"_qs});
+        paste();
+        const bool arrived = waitForChord(keyOfV, XCB_MOD_MASK_CONTROL);
+        m_display.setLayout({u"us"_qs, u"-option"_qs});
+        QVERIFY(arrived);
+    }
+
+    void theKeyOfVItselfMayBeHeld() {
+        m_keyboard->press(keyOfV);
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+    }
+
+    void terminalsGetTheirOwnWayToPaste_data() {
+        QTest::addColumn<QByteArray>("windowClass");
+        QTest::addColumn<xcb_keycode_t>("key");
+        QTest::addColumn<unsigned>("modifiers");
+        QTest::addColumn<int>("primaryRequests");
+        constexpr unsigned controlShift = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT;
+        for (const char *name :
+             {"Gnome-terminal", "Xfce4-terminal", "konsole", "kitty", "Alacritty", "Tilix"})
+            QTest::newRow(name) << QByteArray(name) << keyOfV << controlShift << 0;
+        for (const char *name : {"XTerm", "UXTerm", "URxvt"})
+            QTest::newRow(name) << QByteArray(name) << keyOfInsert << unsigned{XCB_MOD_MASK_SHIFT} << 1;
+        QTest::newRow("no class") << QByteArray() << keyOfV << unsigned{XCB_MOD_MASK_CONTROL} << 0;
+    }
+    void terminalsGetTheirOwnWayToPaste() {
+        QFETCH(QByteArray, windowClass);
+        QFETCH(xcb_keycode_t, key);
+        QFETCH(unsigned, modifiers);
+        focusWindowOfClass(windowClass);
+        m_keyboard->press(TestKeyboard::alt);
+        m_keyboard->press(TestKeyboard::shift);
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(key, modifiers));
+        QTEST(m_primaryRequests, "primaryRequests");
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+    }
+
+    void otherEventsAreTheKeyAtThatPositionWithTheirModifiers() {
+        constexpr quint64 shiftAndOption = 0xA0000;
+        constexpr quint16 positionOfK = 40;
+        constexpr xcb_keycode_t keyOfK = 45;
+        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfK, true, shiftAndOption});
+        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfK, false, shiftAndOption});
+        QVERIFY(waitForChord(keyOfK, XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_1));
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+    }
+
+    void aKeyThatNoKeyboardHasDoesNothing() {
+        m_keystrokes->post(platform::KeyEventTap::hid, {0x7f, true, 0});
+        m_connection->sync();
+        QCOMPARE(m_window->takeKeys(), std::vector<TestWindow::Key>{});
+    }
+
+    void theEndOfTheObjectLetsGoOfWhatIsPressed() {
+        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfV, true, platform::commandKeyFlag});
+        m_connection->sync();
+        QVERIFY(!m_keyboard->keysDown().empty());
+        m_keystrokes.reset();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+    }
+
+    void aSecondPressLetsGoOfTheFirst() {
+        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfV, true, platform::commandKeyFlag});
+        m_keystrokes->post(platform::KeyEventTap::hid, {0, true, 0});
+        m_keystrokes->post(platform::KeyEventTap::hid, {0, false, 0});
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+    }
+
+    void theChordArrivesWhileTheHotkeyIsDown_data() { addKeyboards(); }
+    void theChordArrivesWhileTheHotkeyIsDown() {
+        useKeyboard();
+        registerHotKeyAndHoldIt();
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+    }
+
+    void theHotkeysReleaseIsDeliveredAfterAChordThatTookItsGrab_data() { addKeyboards(); }
+    void theHotkeysReleaseIsDeliveredAfterAChordThatTookItsGrab() {
+        useKeyboard();
+        registerHotKeyAndHoldIt();
+        paste();
+        m_keyboard->releaseAll();
+        QTRY_COMPARE(m_kinds, (QList{platform::hotKeyPressedKind, platform::hotKeyReleasedKind}));
+    }
+
+    void theHotkeyHeldThroughAChordTypesNothing_data() { addKeyboards(); }
+    void theHotkeyHeldThroughAChordTypesNothing() {
+        useKeyboard();
+        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"50"_qs, u"50"_qs});
+        registerHotKeyAndHoldIt();
+        m_window->takeKeys();
+        paste();
+        int spaces = 0;
+        ChildProcess::waitUntil(
+            [&] {
+                for (const auto &key : m_window->takeKeys())
+                    spaces += key.keycode == TestKeyboard::space && key.isDown;
+                return spaces > 0;
+            },
+            500); // ten times what the first repetition takes
+        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs});
+        QCOMPARE(spaces, 0);
+    }
+
+    void aKeyboardOfItsOwnMakesNoDifference_data() { test::addPasteConditions(); }
+    void aKeyboardOfItsOwnMakesNoDifference() {
+        QFETCH(test::Layout, layout);
+        QFETCH(test::Held, held);
+        m_keyboard = std::make_unique<TestKeyboard>(m_display.name(), deviceOfTheUser());
+        layout.apply(m_display, *m_keyboard);
+        hold(held);
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(layout.keyOfV, XCB_MOD_MASK_CONTROL));
+        m_keyboard->releaseAll();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        QCOMPARE(m_keyboard->modifiers(), held.isCapsLockOn ? unsigned{XCB_MOD_MASK_LOCK} : noModifiers);
+    }
+
+private:
+    /// Ordinary keyboards are devices apart from the one that programs synthesise keystrokes on.
+    static void addKeyboards() {
+        QTest::addColumn<bool>("isOwnDevice");
+        QTest::newRow("the same device") << false;
+        QTest::newRow("a device of its own") << true;
+    }
+    void useKeyboard() {
+        QFETCH(bool, isOwnDevice);
+        if (isOwnDevice)
+            m_keyboard = std::make_unique<TestKeyboard>(m_display.name(), deviceOfTheUser());
+    }
+    uint8_t deviceOfTheUser() const {
+        const auto number =
+            m_display.run(u"xinput"_qs, {u"list"_qs, u"--id-only"_qs, u"Xvfb keyboard"_qs}).trimmed();
+        return static_cast<uint8_t>(number.toUShort());
+    }
+
+    void focusWindowOfClass(const QByteArray &windowClass) {
+        m_window =
+            std::make_unique<TestWindow>(m_display.name(), TestWindow::Properties{windowClass, {}, false});
+        m_window->show();
+        m_window->takeFocus();
+        QTRY_VERIFY(m_window->hasFocus());
+    }
+
+    void hold(const test::Held &held) {
+        if (held.isCapsLockOn)
+            m_keyboard->tap(TestKeyboard::capsLock);
+        for (const auto key : held.keys)
+            m_keyboard->press(key);
+        QCOMPARE(m_keyboard->keysDown().size(), held.keys.size());
+    }
+
+    void paste() {
+        const auto source = m_keystrokes->createSource(platform::KeyEventSourceState::hidSystemState);
+        for (const bool isDown : {true, false}) {
+            auto event = m_keystrokes->createKeyboardEvent(source.get(), positionOfV, isDown);
+            event->flags = platform::commandKeyFlag;
+            m_keystrokes->post(platform::KeyEventTap::hid, *event);
+        }
+    }
+
+    /// Whether the key arrives, once, with exactly these modifiers, and no other key but modifiers does.
+    bool waitForChord(xcb_keycode_t keycode, unsigned modifiers) {
+        std::vector<TestWindow::Key> pressed;
+        bool isUp = false;
+        ChildProcess::waitUntil(
+            [&] {
+                for (const auto &key : m_window->takeKeys()) {
+                    if (isModifier(key.keycode))
+                        continue;
+                    if (key.isDown)
+                        pressed.push_back(key);
+                    else
+                        isUp = key.keycode == keycode;
+                }
+                return isUp;
+            },
+            3000);
+        return pressed == std::vector{TestWindow::Key{keycode, true, modifiers}};
+    }
+
+    static bool isModifier(xcb_keycode_t key) {
+        constexpr xcb_keycode_t keys[] = {
+            TestKeyboard::control, TestKeyboard::rightControl, TestKeyboard::alt,     TestKeyboard::shift,
+            TestKeyboard::super,   TestKeyboard::rightShift,   TestKeyboard::capsLock};
+        return std::ranges::count(keys, key) != 0;
+    }
+
+    void registerHotKeyAndHoldIt() {
+        m_kinds.clear();
+        std::optional<platform::EventHandlerReference> handler;
+        m_hotKeys->installEventHandler(
+            [this](const platform::HotKeyEvent *event) {
+                m_kinds += event->kind;
+                return platform::HotKeyEvents::noError;
+            },
+            {{platform::keyboardEventClass, platform::hotKeyPressedKind},
+             {platform::keyboardEventClass, platform::hotKeyReleasedKind}},
+            handler);
+        std::optional<platform::HotKeyReference> hotKey;
+        m_hotKeys->registerEventHotKey(AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers,
+                                       {0, 1}, 0, hotKey);
+        m_keyboard->press(TestKeyboard::control);
+        m_keyboard->press(TestKeyboard::alt);
+        m_keyboard->press(TestKeyboard::space);
+        ChildProcess::waitUntil([this] { return m_kinds == QList{platform::hotKeyPressedKind}; });
+    }
+
+    const test::VirtualDisplay m_display;
+    std::unique_ptr<platform::X11Connection> m_connection;
+    std::unique_ptr<platform::X11HotKeyEvents> m_hotKeys;
+    std::unique_ptr<platform::X11Keystrokes> m_keystrokes;
+    std::unique_ptr<TestKeyboard> m_keyboard;
+    std::unique_ptr<TestWindow> m_window;
+    QList<quint32> m_kinds;
+    int m_primaryRequests = 0;
+};
+
+QTEST_GUILESS_MAIN(X11ChordTest)
+#include "X11ChordTest.moc"

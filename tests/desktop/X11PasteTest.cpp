@@ -1,0 +1,168 @@
+#include "desktop/PasteConditions.h"
+#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11Keystrokes.h"
+#include "platform/linux/x11/X11Windows.h"
+#include "support/TestSelection.h"
+
+#include <QFile>
+
+using namespace quillora;
+using test::ChildProcess;
+using test::TestKeyboard;
+
+namespace {
+
+/// A program that people dictate into.
+struct Target {
+    QByteArray name;
+    QByteArray windowClass;
+    QString program;
+    QStringList arguments; ///< %1 stands for the file that the text ends up in
+    bool savesOnDemand;    ///< by Ctrl+S; the others write what they get at once
+
+    static QList<Target> all() {
+        const QStringList keepInput{u"sh"_qs, u"-c"_qs, u"stty raw -echo; cat > %1"_qs};
+        return {
+            {"GTK editor", "Mousepad", u"mousepad"_qs, {u"--disable-server"_qs, u"%1"_qs}, true},
+            {"Qt editor", "FeatherPad", u"featherpad"_qs, {u"--standalone"_qs, u"%1"_qs}, true},
+            {"xterm", "XTerm", u"xterm"_qs, QStringList{u"-e"_qs} + keepInput, false},
+            {"VTE terminal", "Xfce4-terminal", u"xfce4-terminal"_qs,
+             QStringList{u"--disable-server"_qs, u"-x"_qs} + keepInput, false},
+        };
+    }
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Target)
+
+/// The text arrives in real programs, whole and alone, whatever is held and whatever the layout.
+class X11PasteTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cleanupTestCase() { m_program.reset(); }
+
+    void theTextArrives_data() {
+        QTest::addColumn<Target>("target");
+        QTest::addColumn<test::Layout>("layout");
+        QTest::addColumn<test::Held>("held");
+        for (const Target &target : Target::all()) {
+            for (const auto &layout : test::Layout::all()) {
+                for (const auto &held : test::Held::all())
+                    QTest::newRow((target.name + ", " + layout.name + ", " + held.name).constData())
+                        << target << layout << held;
+            }
+        }
+    }
+    void theTextArrives() {
+        QFETCH(Target, target);
+        QFETCH(test::Layout, layout);
+        QFETCH(test::Held, held);
+        run(target);
+        use(layout);
+        const QByteArray text = "dictated " + QByteArray::number(++m_pasteCount) + ";";
+        m_clipboard.setText(text);
+
+        if (held.isCapsLockOn)
+            m_keyboard.tap(TestKeyboard::capsLock);
+        for (const auto key : held.keys)
+            m_keyboard.press(key);
+        m_textForPrimary = text;
+        paste();
+        const bool wasRead = ChildProcess::waitUntil(
+            [&] { return m_clipboard.readCount() + m_primary.readCount() > 0; }, 3000);
+        m_keyboard.releaseAll();
+        if (held.isCapsLockOn)
+            m_keyboard.tap(TestKeyboard::capsLock);
+        QVERIFY(wasRead);
+
+        m_pasted += text;
+        save(target, layout);
+        const bool arrived = ChildProcess::waitUntil([this] { return content().endsWith(m_pasted); }, 3000);
+        if (!arrived)
+            std::exchange(m_pasted, {}); // the rows that follow can still be judged on their own
+        QVERIFY2(arrived, content().right(40).constData());
+    }
+
+private:
+    void run(const Target &target) {
+        if (m_running == target.name)
+            return;
+        m_program.reset();
+        m_running = target.name;
+        m_pasted.clear();
+        use(test::Layout::all().first());
+        QFile file(path());
+        QVERIFY(file.open(QFile::WriteOnly | QFile::Truncate));
+        file.close();
+
+        QStringList arguments;
+        for (const QString &argument : target.arguments)
+            arguments += QString(argument).replace(u"%1"_qs, path());
+        m_program = m_display.start(target.program, arguments);
+        const platform::X11Windows windows(m_connection);
+        const bool isInFront = ChildProcess::waitUntil([&] {
+            const auto window = windows.active();
+            return window && windows.windowClass(*window) == QString::fromLatin1(target.windowClass);
+        });
+        QVERIFY(isInFront);
+        QVERIFY(takesKeys(target));
+    }
+
+    /// A window that is up need not listen to the keyboard yet.
+    bool takesKeys(const Target &target) {
+        const auto layout = test::Layout::all().first();
+        for (int attempt = 0; attempt < 20; ++attempt) {
+            m_keyboard.tap(layout.keyOfA);
+            save(target, layout);
+            if (ChildProcess::waitUntil([this] { return !content().isEmpty(); }, 500))
+                return true;
+        }
+        return false;
+    }
+
+    void use(const test::Layout &layout) {
+        if (m_layout == layout.name)
+            return;
+        layout.apply(m_display, m_keyboard);
+        m_layout = layout.name;
+    }
+
+    void paste() {
+        for (const bool isDown : {true, false})
+            m_keystrokes.post(platform::KeyEventTap::hid, {9, isDown, platform::commandKeyFlag});
+    }
+
+    void save(const Target &target, const test::Layout &layout) {
+        if (target.savesOnDemand)
+            m_keyboard.tapWith({TestKeyboard::control}, layout.keyOfS);
+    }
+
+    QString path() const { return m_display.folder() + u"/text"_qs; }
+
+    QByteArray content() const {
+        QFile file(path());
+        if (!file.open(QFile::ReadOnly))
+            return {};
+        return file.readAll().replace('\n', ""); // editors end a file with one, some the text too
+    }
+
+    const test::VirtualDisplay m_display{test::VirtualDisplay::WindowManager::openbox};
+    platform::X11Connection m_connection{m_display.name()};
+    platform::X11HotKeyEvents m_hotKeys{m_connection};
+    test::TestSelection m_clipboard{m_display.name(), "CLIPBOARD"};
+    test::TestSelection m_primary{m_display.name(), "PRIMARY"};
+    platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys,
+                                         [this] { m_primary.setText(m_textForPrimary); }};
+    TestKeyboard m_keyboard{m_display.name()};
+    std::unique_ptr<ChildProcess> m_program;
+    QByteArray m_running;
+    QByteArray m_layout;
+    QByteArray m_textForPrimary;
+    QByteArray m_pasted;
+    int m_pasteCount = 0;
+};
+
+QTEST_GUILESS_MAIN(X11PasteTest)
+#include "X11PasteTest.moc"
