@@ -43,7 +43,8 @@ void SoundServer::startServer() {
     m_server = std::make_unique<ChildProcess>(
         u"pulseaudio"_qs,
         QStringList{u"-n"_qs, u"--daemonize=no"_qs, u"--exit-idle-time=-1"_qs, u"--use-pid-file=no"_qs,
-                    u"--disable-shm=true"_qs, u"--realtime=no"_qs, u"--high-priority=no"_qs, u"-L"_qs,
+                    u"--disable-shm=true"_qs, u"--realtime=no"_qs, u"--high-priority=no"_qs,
+                    u"--resample-method=speex-float-5"_qs, u"-L"_qs,
                     u"module-native-protocol-unix auth-anonymous=1 socket="_qs + socketPath(), u"-L"_qs,
                     nullSink(m_microphone)},
         environment());
