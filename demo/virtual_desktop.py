@@ -65,7 +65,8 @@ class VirtualDesktop:
 
     def run(self, command, seconds=10, **options):
         """What a short command prints, as bytes; empty if it fails."""
-        options.setdefault("stdin", subprocess.DEVNULL)
+        if "input" not in options:
+            options["stdin"] = subprocess.DEVNULL
         result = subprocess.run(command, env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                                 timeout=seconds, check=False, **options)
         return result.stdout

@@ -8,7 +8,7 @@
 #include "platform/Platform.h"
 #include "ui/ContentView.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 
 namespace quillora {
 
@@ -94,8 +94,9 @@ void AppDelegate::refreshMenu() {
 }
 
 void AppDelegate::makePopover() {
-    auto *content = new ContentView(*m_controller);
-    m_popover = std::make_unique<Popover>(content);
+    auto ownedContent = std::make_unique<ContentView>(*m_controller);
+    auto *content = ownedContent.get();
+    m_popover = std::make_unique<Popover>(std::move(ownedContent));
     m_popover->staysOpen = [self = QPointer<AppDelegate>(this)] { return self && self->popoverStaysOpen(); };
     m_popover->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_popover.get(), &QWidget::customContextMenuRequested, this,
@@ -143,7 +144,7 @@ void AppDelegate::refreshPopoverWindow() {
     else
         m_popover->setWindowTitle(applicationName);
     const bool isIdle = !m_controller->isRecording() && !m_controller->isProcessing();
-    m_popover->setWindowIcon(isIdle ? QIcon() : StatusIcon(symbol).icon());
+    m_popover->setWindowIcon(isIdle ? QApplication::windowIcon() : StatusIcon(symbol).icon());
 }
 
 /// A grabbed key takes the focus away for as long as it is down, while the panel stays the active window.

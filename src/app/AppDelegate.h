@@ -71,11 +71,12 @@ private:
     // In the order in which they are made: what is made later uses what was made before.
     std::unique_ptr<AppController> m_controller;
     std::unique_ptr<QMenu> m_menu;
-    QAction *m_dictationAction = nullptr;
-    QAction *m_loginAction = nullptr;
+    QAction *m_dictationAction = nullptr; ///< the menu's
+    QAction *m_loginAction = nullptr;     ///< the menu's
     std::unique_ptr<StatusItem> m_statusItem;
     std::unique_ptr<Popover> m_popover;
-    std::unique_ptr<TranslationHostView> m_translationWindow; ///< the described hidden window, without one
+    std::unique_ptr<TranslationHostView>
+        m_translationWindow; ///< what hosts on-device translation; it needs no window here
     std::unique_ptr<HotKeyManager> m_hotKeyManager;
     std::optional<AppHotKey> m_registeredHotKey;
     bool m_isHotKeySuspended = false; ///< what the platform was told last

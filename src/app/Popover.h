@@ -17,8 +17,8 @@ class Popover : public QWidget {
     Q_OBJECT
 
 public:
-    /// Takes ownership of the content, and is always as large as that wants to be.
-    explicit Popover(QWidget *content);
+    /// It is always as large as the content wants to be, and a border.
+    explicit Popover(std::unique_ptr<QWidget> content);
     ~Popover() override;
 
     /// Asked when the popover has lost the focus: whether it stays open all the same.

@@ -3,6 +3,7 @@
 #include "app/AppDelegate.h"
 
 #include <QApplication>
+#include <QVariantMap>
 
 #include <functional>
 #include <memory>

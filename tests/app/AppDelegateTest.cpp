@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 #include "fakes/FakePlatform.h"
 #include "fakes/FakeStatusItem.h"
+#include "ui/ContentView.h"
 
 #include <QAction>
 #include <QApplication>
@@ -40,6 +41,7 @@ private Q_SLOTS:
     }
     void cleanup() {
         m_delegate.reset();
+        m_platform->run(); // what waited for something learns that it will not come
         m_platform.reset();
     }
 
@@ -283,10 +285,11 @@ private Q_SLOTS:
         QVERIFY(!m_delegate->popover()->isShown());
     }
 
-    void thePanelIs380Wide() {
+    void thePanelIs380WideInsideItsBorder() {
         launch();
         m_statusItem->click();
-        QCOMPARE(m_delegate->popover()->width(), 380);
+        QCOMPARE(m_delegate->popover()->findChild<ContentView *>()->width(), 380);
+        QCOMPARE(m_delegate->popover()->width(), 382);
     }
 
     void thePanelOpensBesideTheIcon() {

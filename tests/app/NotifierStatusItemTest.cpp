@@ -163,6 +163,15 @@ private Q_SLOTS:
         QCOMPARE(layout.children.at(2).properties.value(u"toggle-state"_qs), 0);
     }
 
+    void aTrayThatCannotShowTheMenuHasItShown() {
+        makeItem();
+        QMenu menu;
+        fill(menu);
+        m_item->setMenu(&menu);
+        m_tray->callItem(u"ContextMenu"_qs, {100, 100});
+        QVERIFY(menu.isVisible());
+    }
+
     void aChoiceInTheTrayRunsTheAction() {
         makeItem();
         QMenu menu;

@@ -56,7 +56,7 @@ private Q_SLOTS:
         m_window->takeKeys();
 
         paste();
-        QVERIFY(waitForKey(layout.keyOfV, XCB_MOD_MASK_CONTROL));
+        QVERIFY(waitForChord(layout.keyOfV, XCB_MOD_MASK_CONTROL));
         QCOMPARE(m_primaryRequests, 0);
     }
 
@@ -111,13 +111,13 @@ private Q_SLOTS:
     void aLayoutWithoutVGetsTheKeyAtItsPosition() {
         m_display.setLayout({u"ru"_qs});
         paste();
-        QVERIFY(waitForKey(keyOfV, XCB_MOD_MASK_CONTROL));
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
     }
 
     void controlMovedToAnotherKeyIsFound() {
         m_display.setLayout({u"us"_qs, u"-option"_qs, u"ctrl:swapcaps"_qs});
         paste();
-        const bool arrived = waitForKey(keyOfV, XCB_MOD_MASK_CONTROL);
+        const bool arrived = waitForChord(keyOfV, XCB_MOD_MASK_CONTROL);
         m_display.setLayout({u"us"_qs, u"-option"_qs});
         QVERIFY(arrived);
     }
@@ -126,7 +126,7 @@ private Q_SLOTS:
         m_keyboard->press(keyOfV);
         m_window->takeKeys();
         paste();
-        QVERIFY(waitForKey(keyOfV, XCB_MOD_MASK_CONTROL));
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
         QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
     }
 
@@ -152,7 +152,7 @@ private Q_SLOTS:
         m_keyboard->press(TestKeyboard::shift);
         m_window->takeKeys();
         paste();
-        QVERIFY(waitForKey(key, modifiers));
+        QVERIFY(waitForChord(key, modifiers));
         QTEST(m_primaryRequests, "primaryRequests");
         QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
     }
@@ -163,7 +163,7 @@ private Q_SLOTS:
         constexpr xcb_keycode_t keyOfK = 45;
         m_keystrokes->post(platform::KeyEventTap::hid, {positionOfK, true, shiftAndOption});
         m_keystrokes->post(platform::KeyEventTap::hid, {positionOfK, false, shiftAndOption});
-        QVERIFY(waitForKey(keyOfK, XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_1));
+        QVERIFY(waitForChord(keyOfK, XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_1));
         QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
     }
 
@@ -188,26 +188,31 @@ private Q_SLOTS:
         QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
     }
 
+    void theChordArrivesWhileTheHotkeyIsDown_data() { addKeyboards(); }
     void theChordArrivesWhileTheHotkeyIsDown() {
+        useKeyboard();
         registerHotKeyAndHoldIt();
         m_window->takeKeys();
         paste();
-        QVERIFY(waitForKey(keyOfV, XCB_MOD_MASK_CONTROL));
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
     }
 
+    void theHotkeysReleaseIsDeliveredAfterAChordThatTookItsGrab_data() { addKeyboards(); }
     void theHotkeysReleaseIsDeliveredAfterAChordThatTookItsGrab() {
+        useKeyboard();
         registerHotKeyAndHoldIt();
         paste();
         m_keyboard->releaseAll();
         QTRY_COMPARE(m_kinds, (QList{platform::hotKeyPressedKind, platform::hotKeyReleasedKind}));
     }
 
+    void theHotkeyHeldThroughAChordTypesNothing_data() { addKeyboards(); }
     void theHotkeyHeldThroughAChordTypesNothing() {
+        useKeyboard();
+        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"50"_qs, u"50"_qs});
         registerHotKeyAndHoldIt();
         m_window->takeKeys();
         paste();
-        // Long enough for a key to repeat, were it to: the server repeats from 660 ms on by default.
-        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"50"_qs, u"50"_qs});
         int spaces = 0;
         ChildProcess::waitUntil(
             [&] {
@@ -215,12 +220,44 @@ private Q_SLOTS:
                     spaces += key.keycode == TestKeyboard::space && key.isDown;
                 return spaces > 0;
             },
-            1000);
+            500); // ten times what the first repetition takes
         m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs});
         QCOMPARE(spaces, 0);
     }
 
+    void aKeyboardOfItsOwnMakesNoDifference_data() { test::addPasteConditions(); }
+    void aKeyboardOfItsOwnMakesNoDifference() {
+        QFETCH(test::Layout, layout);
+        QFETCH(test::Held, held);
+        m_keyboard = std::make_unique<TestKeyboard>(m_display.name(), deviceOfTheUser());
+        layout.apply(m_display, *m_keyboard);
+        hold(held);
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(layout.keyOfV, XCB_MOD_MASK_CONTROL));
+        m_keyboard->releaseAll();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        QCOMPARE(m_keyboard->modifiers(), held.isCapsLockOn ? unsigned{XCB_MOD_MASK_LOCK} : noModifiers);
+    }
+
 private:
+    /// Ordinary keyboards are devices apart from the one that programs synthesise keystrokes on.
+    static void addKeyboards() {
+        QTest::addColumn<bool>("isOwnDevice");
+        QTest::newRow("the same device") << false;
+        QTest::newRow("a device of its own") << true;
+    }
+    void useKeyboard() {
+        QFETCH(bool, isOwnDevice);
+        if (isOwnDevice)
+            m_keyboard = std::make_unique<TestKeyboard>(m_display.name(), deviceOfTheUser());
+    }
+    uint8_t deviceOfTheUser() const {
+        const auto number =
+            m_display.run(u"xinput"_qs, {u"list"_qs, u"--id-only"_qs, u"Xvfb keyboard"_qs}).trimmed();
+        return static_cast<uint8_t>(number.toUShort());
+    }
+
     void focusWindowOfClass(const QByteArray &windowClass) {
         m_window =
             std::make_unique<TestWindow>(m_display.name(), TestWindow::Properties{windowClass, {}, false});
@@ -234,6 +271,7 @@ private:
             m_keyboard->tap(TestKeyboard::capsLock);
         for (const auto key : held.keys)
             m_keyboard->press(key);
+        QCOMPARE(m_keyboard->keysDown().size(), held.keys.size());
     }
 
     void paste() {
@@ -246,24 +284,30 @@ private:
     }
 
     /// Whether the key arrives, once, with exactly these modifiers, and no other key but modifiers does.
-    bool waitForKey(xcb_keycode_t keycode, unsigned modifiers) {
+    bool waitForChord(xcb_keycode_t keycode, unsigned modifiers) {
         std::vector<TestWindow::Key> pressed;
-        const auto isModifier = [](const TestWindow::Key &key) {
-            constexpr xcb_keycode_t keys[] = {TestKeyboard::control, TestKeyboard::rightControl,
-                                              TestKeyboard::alt,     TestKeyboard::shift,
-                                              TestKeyboard::super,   TestKeyboard::rightShift};
-            return std::ranges::count(keys, key.keycode) != 0;
-        };
+        bool isUp = false;
         ChildProcess::waitUntil(
             [&] {
                 for (const auto &key : m_window->takeKeys()) {
-                    if (key.isDown && !isModifier(key))
+                    if (isModifier(key.keycode))
+                        continue;
+                    if (key.isDown)
                         pressed.push_back(key);
+                    else
+                        isUp = key.keycode == keycode;
                 }
-                return !pressed.empty() && m_keyboard->keysDown().empty();
+                return isUp;
             },
             3000);
         return pressed == std::vector{TestWindow::Key{keycode, true, modifiers}};
+    }
+
+    static bool isModifier(xcb_keycode_t key) {
+        constexpr xcb_keycode_t keys[] = {
+            TestKeyboard::control, TestKeyboard::rightControl, TestKeyboard::alt,     TestKeyboard::shift,
+            TestKeyboard::super,   TestKeyboard::rightShift,   TestKeyboard::capsLock};
+        return std::ranges::count(keys, key) != 0;
     }
 
     void registerHotKeyAndHoldIt() {

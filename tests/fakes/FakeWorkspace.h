@@ -55,8 +55,10 @@ public:
 
     void notify(const platform::RunningApplicationHandle &application) {
         const auto observers = m_observers;
-        for (const auto &[token, observer] : observers)
-            observer(application);
+        for (const auto &[token, observer] : observers) {
+            if (m_observers.contains(token))
+                observer(application);
+        }
     }
     qsizetype observerCount() const { return static_cast<qsizetype>(m_observers.size()); }
 

@@ -174,6 +174,23 @@ private Q_SLOTS:
         QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_qs);
     }
 
+    void aRestoreIsPendingUntilTheLastPasteHasGivenThePasteboardBack() {
+        QVERIFY(!m_inserter.hasPendingRestore());
+        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        QVERIFY(m_inserter.hasPendingRestore());
+        m_platform->queue.advance(500ms);
+        QVERIFY(m_inserter.paste(u"adios"_qs, m_editor));
+        m_platform->queue.advance(949ms);
+        QVERIFY(m_inserter.hasPendingRestore());
+        m_platform->queue.advance(1ms);
+        QVERIFY(!m_inserter.hasPendingRestore());
+    }
+
+    void aTextThatWasOnlyCopiedLeavesNothingPending() {
+        m_inserter.copy(u"hola"_qs);
+        QVERIFY(!m_inserter.hasPendingRestore());
+    }
+
     void askingForTrustThatIsGivenShowsNoPrompt() {
         QVERIFY(m_inserter.requestAccessibilityAccess());
         QCOMPARE(take(), QStringList());

@@ -39,6 +39,17 @@ double error(const std::vector<qint16> &output, double frequency) {
     return largest;
 }
 
+/// The amplitude of one frequency in 16 kHz sound.
+double strength(const std::vector<qint16> &output, double frequency) {
+    double sine = 0, cosine = 0;
+    for (size_t i = 0; i < output.size(); ++i) {
+        const double angle = 2 * std::numbers::pi * frequency * double(i) / SpeechResampler::outputRate;
+        sine += output[i] * std::sin(angle);
+        cosine += output[i] * std::cos(angle);
+    }
+    return 2 * std::hypot(sine, cosine) / double(output.size());
+}
+
 } // namespace
 
 class SpeechResamplerTest : public QObject {
@@ -48,7 +59,7 @@ private Q_SLOTS:
     void aToneStaysThatTone_data() {
         QTest::addColumn<double>("rate");
         QTest::addColumn<quint32>("channels");
-        for (const int rate : {8000, 11025, 16000, 22050, 32000, 44100, 44101, 48000, 96000, 192000}) {
+        for (const int rate : {11025, 16000, 22050, 32000, 44100, 44101, 48000, 96000, 192000}) {
             for (const quint32 channels : {1U, 2U, 6U})
                 QTest::addRow("%d Hz, %u channels", rate, channels) << double(rate) << channels;
         }
@@ -70,6 +81,15 @@ private Q_SLOTS:
         const auto output = converted(tone(12000, format, 0.5), format);
         for (size_t i = 160; i + 160 < output.size(); ++i)
             QVERIFY(std::abs(output[i]) < 0.01 * amplitude);
+    }
+
+    void theEmptyBandOfATelephoneIsFilledFaintly() {
+        const AudioFormat format{8000, 1};
+        const auto output = converted(tone(1000, format, 0.5), format);
+        QCOMPARE(output.size(), size_t{8000});
+        QVERIFY(std::abs(strength(output, 1000) - amplitude) < 0.02 * amplitude);
+        QVERIFY(std::abs(strength(output, 7000) - 0.2 * amplitude) < 0.02 * amplitude);
+        QVERIFY(strength(output, 5000) < 0.01 * amplitude);
     }
 
     void soundAtTheRightRateIsLeftAsItIs() {

@@ -5,13 +5,12 @@
 #include <QList>
 #include <QObject>
 #include <QSslConfiguration>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QUrl>
 
 #include <memory>
 #include <optional>
-
-class QSslSocket;
 
 namespace quillora::test {
 
@@ -56,6 +55,9 @@ public:
 
     /// What arrived on all connections, complete or not.
     const QByteArray &received() const { return m_received; }
+
+    /// What was sent last and has not left yet; -1 before anything was.
+    qint64 unsentByteCount() const { return m_answered ? m_answered->bytesToWrite() : -1; }
 
     int connectionCount() const { return m_connectionCount; }
 

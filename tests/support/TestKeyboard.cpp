@@ -2,6 +2,8 @@
 
 #include "platform/linux/x11/X11Xkb.h"
 
+#include <QByteArrayView>
+
 #include <xcb/xtest.h>
 
 namespace quillora::test {
@@ -42,6 +44,12 @@ void TestKeyboard::lockGroup(uint8_t group) {
     m_client.sync();
 }
 
+void TestKeyboard::lockModifiers(uint8_t modifiers) {
+    constexpr uint8_t all = 0xff;
+    xcb_xkb_latch_lock_state(m_client.xcb(), XCB_XKB_ID_USE_CORE_KBD, all, modifiers, 0, 0, 0, 0, 0);
+    m_client.sync();
+}
+
 std::vector<xcb_keycode_t> TestKeyboard::keysDown() const {
     const auto keys =
         XcbClient::owned(xcb_query_keymap_reply(m_client.xcb(), xcb_query_keymap(m_client.xcb()), nullptr));
@@ -60,7 +68,18 @@ unsigned TestKeyboard::modifiers() const {
 }
 
 void TestKeyboard::fake(uint8_t type, xcb_keycode_t key) {
-    xcb_test_fake_input(m_client.xcb(), type, key, XCB_CURRENT_TIME, m_client.root(), 0, 0, 0);
+    auto *xcb = m_client.xcb();
+    if (m_device) {
+        // The events of devices follow those of the extension's first, in the order of the core ones.
+        constexpr QByteArrayView inputExtension = "XInputExtension";
+        const auto extension = XcbClient::owned(xcb_query_extension_reply(
+            xcb, xcb_query_extension(xcb, inputExtension.size(), inputExtension.data()), nullptr));
+        const unsigned deviceKeyPress = extension->first_event + 1u;
+        xcb_test_fake_input(xcb, static_cast<uint8_t>(deviceKeyPress + type - XCB_KEY_PRESS), key,
+                            XCB_CURRENT_TIME, m_client.root(), 0, 0, *m_device);
+    } else {
+        xcb_test_fake_input(xcb, type, key, XCB_CURRENT_TIME, m_client.root(), 0, 0, 0);
+    }
     m_client.sync();
 }
 

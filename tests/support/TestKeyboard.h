@@ -2,6 +2,7 @@
 
 #include "support/XcbClient.h"
 
+#include <optional>
 #include <set>
 
 namespace quillora::test {
@@ -21,7 +22,9 @@ public:
     static constexpr xcb_keycode_t scrollLock = 78;
     static constexpr xcb_keycode_t space = 65;
 
-    explicit TestKeyboard(const QByteArray &displayName) : m_client(displayName) {}
+    /// The keyboard is the server's own for tests, or the device of that number.
+    explicit TestKeyboard(const QByteArray &displayName, std::optional<uint8_t> device = {})
+        : m_client(displayName), m_device(device) {}
     ~TestKeyboard();
 
     void press(xcb_keycode_t key);
@@ -33,6 +36,9 @@ public:
     /// Switches to the layout at this place in the list that setxkbmap got.
     void lockGroup(uint8_t group);
 
+    /// Locks exactly these of the eight modifiers, as lock keys do.
+    void lockModifiers(uint8_t modifiers);
+
     /// The keys that the server holds to be down.
     std::vector<xcb_keycode_t> keysDown() const;
 
@@ -43,6 +49,7 @@ private:
     void fake(uint8_t type, xcb_keycode_t key);
 
     XcbClient m_client;
+    std::optional<uint8_t> m_device;
     std::set<xcb_keycode_t> m_held;
 };
 

@@ -40,6 +40,16 @@ void TestWindow::takeFocus() {
     m_client.sync();
 }
 
+void TestWindow::activate() {
+    constexpr uint32_t sourceIsTaskBar = 2;
+    m_client.tellWindowManager(m_id, "_NET_ACTIVE_WINDOW", {sourceIsTaskBar, XCB_CURRENT_TIME});
+}
+
+void TestWindow::hide() {
+    xcb_unmap_window(m_client.xcb(), m_id);
+    m_client.sync();
+}
+
 void TestWindow::minimise() { m_client.tellWindowManager(m_id, "WM_CHANGE_STATE", {iconicState}); }
 
 void TestWindow::moveToDesktop(uint32_t number) {
@@ -66,6 +76,8 @@ bool TestWindow::hasFocus() const {
 bool TestWindow::isActive() const {
     return m_client.numbers(m_client.root(), "_NET_ACTIVE_WINDOW") == std::vector<uint32_t>{m_id};
 }
+
+bool TestWindow::isManaged() const { return !m_client.numbers(m_id, "WM_STATE").empty(); }
 
 std::vector<TestWindow::Key> TestWindow::takeKeys() {
     m_client.sync();

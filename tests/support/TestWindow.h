@@ -33,6 +33,10 @@ public:
     /// Gives it the keyboard without asking a window manager.
     void takeFocus();
 
+    /// Asks the window manager for the front, as a task bar does.
+    void activate();
+
+    void hide();
     void minimise();
     void moveToDesktop(uint32_t number);
 
@@ -42,6 +46,9 @@ public:
     bool isViewable() const;
     bool hasFocus() const;
     bool isActive() const;
+
+    /// Whether a window manager, however simple, has taken it on.
+    bool isManaged() const;
 
     /// The keys that it has been given since the last call.
     std::vector<Key> takeKeys();

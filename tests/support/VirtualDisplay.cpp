@@ -62,14 +62,22 @@ void VirtualDisplay::setLayout(const QStringList &arguments) const { run(u"setxk
 
 void VirtualDisplay::startWindowManager() {
     m_windowManager = start(u"openbox"_qs, {u"--sm-disable"_qs});
-    XcbClient client(m_name);
+    // It announces itself before it listens to requests, so it is asked until it takes on a window.
+    const XcbClient client(m_name);
+    const xcb_window_t probe = xcb_generate_id(client.xcb());
+    xcb_create_window(client.xcb(), XCB_COPY_FROM_PARENT, probe, client.root(), 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
     const bool isUp = ChildProcess::waitUntil(
         [&] {
-            const auto check = client.numbers(client.root(), "_NET_SUPPORTING_WM_CHECK");
-            return !check.empty() && !client.numbers(check.front(), "_NET_SUPPORTING_WM_CHECK").empty();
+            xcb_map_window(client.xcb(), probe);
+            return !client.numbers(probe, "WM_STATE").empty() &&
+                   !client.numbers(client.root(), "_NET_CLIENT_LIST").empty();
         },
         patienceMs);
-    if (!isUp)
+    xcb_destroy_window(client.xcb(), probe);
+    const bool isIdle = ChildProcess::waitUntil(
+        [&] { return client.numbers(client.root(), "_NET_CLIENT_LIST").empty(); }, patienceMs);
+    if (!isUp || !isIdle)
         throw std::runtime_error("the window manager does not start");
 }
 

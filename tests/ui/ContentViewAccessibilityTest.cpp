@@ -9,29 +9,10 @@
 using namespace quillora;
 using namespace quillora::test;
 
-namespace {
-
-struct Announcement {
-    QObject *object;
-    QAccessible::Event type;
-    QString name;
-};
-QList<Announcement> announcements;
-
-void note(QAccessibleEvent *event) {
-    const auto *interface = event->accessibleInterface();
-    announcements +=
-        {event->object(), event->type(), interface ? interface->text(QAccessible::Name) : QString()};
-}
-
-} // namespace
-
 class ContentViewAccessibilityTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QAccessible::setActive(true); }
-
     void everyControlHasANameAndARole_data() {
         QTest::addColumn<QString>("control");
         QTest::addColumn<QString>("name");
@@ -105,23 +86,6 @@ private Q_SLOTS:
         harness.finish({});
         harness.controller->startHotKeyRecording();
         QCOMPARE(nameOf(harness.find<QWidget>(u"recordHotKeyButton"_qs)), u"Cancel hotkey recording"_qs);
-    }
-
-    void aNewStatusIsAnnouncedOnce() {
-        PanelHarness harness;
-        harness.show();
-        announcements.clear();
-        const auto previous = QAccessible::installUpdateHandler(note);
-        harness.controller->setStatusText(u"Pasting..."_qs);
-        harness.controller->setStatusText(u"Pasting..."_qs);
-        QAccessible::installUpdateHandler(previous);
-        const QObject *status = &harness.find<QWidget>(u"statusText"_qs);
-        QStringList names;
-        for (const auto &announcement : announcements) {
-            if (announcement.object == status && announcement.type == QAccessible::NameChanged)
-                names += announcement.name;
-        }
-        QCOMPARE(names, QStringList{u"Pasting..."_qs});
     }
 
     void theWholeStatusIsReadableHoweverLong() {

@@ -1,4 +1,5 @@
 #include "ui/PanelHarness.h"
+#include "ui/Picker.h"
 
 #include <QDir>
 #include <QPainter>
@@ -84,6 +85,29 @@ private Q_SLOTS:
                 u"%1/%2-%3-%4x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS), state, scheme).arg(scale);
             QVERIFY(picture.save(path));
         }
+    }
+
+    void theOpenMenuIsPictured_data() {
+        QTest::addColumn<bool>("isDark");
+        QTest::newRow("light") << false;
+        QTest::newRow("dark") << true;
+    }
+
+    void theOpenMenuIsPictured() {
+        QFETCH(bool, isDark);
+        QApplication::setPalette(lightPalette());
+        PanelHarness harness([isDark](FakePlatform &platform) {
+            using Scheme = platform::Appearance::ColorScheme;
+            platform.appearanceFake.prefer({isDark ? Scheme::dark : Scheme::light, {}, false});
+        });
+        harness.show();
+        auto &picker = harness.find<Picker>(u"sourcePicker"_qs);
+        picker.showPopup();
+        QTRY_VERIFY(QApplication::activePopupWidget());
+        const QPixmap menu = QApplication::activePopupWidget()->grab();
+        QVERIFY(menu.width() >= picker.width());
+        QVERIFY(menu.save(u"%1/menu-%2-1x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS),
+                                                      isDark ? u"dark"_qs : u"light"_qs)));
     }
 
 private:

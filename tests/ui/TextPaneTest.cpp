@@ -103,6 +103,23 @@ private Q_SLOTS:
         }
     }
 
+    void aWordThatShrinksGoesBackToTheLineBefore() {
+        const auto pane = shown();
+        QString text;
+        for (int i = 0; i < 500; ++i)
+            text += u"extraordinarily"_qs.left(5 + i * 7 % 11) + u' ';
+        int movedBack = 0;
+        for (qsizetype end = 700; end < text.size(); end += 50) {
+            pane->setText(text.left(end));
+            const int start = pane->document()->lastBlock().position();
+            pane->setText(text.left(start) + u'i');
+            const QStringList expected = linesOfPlainEditor(pane->text(), *pane);
+            QCOMPARE(linesOf(*pane), expected);
+            movedBack += expected.last() != u"i"_qs;
+        }
+        QVERIFY(movedBack > 10);
+    }
+
     void copyingGivesTheTextAsItIs() {
         const auto pane = shown();
         const QString text = words(3000) + u"\nnext line\n\nand 日本語 "_qs + words(300);

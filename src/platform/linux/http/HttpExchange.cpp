@@ -14,7 +14,7 @@ namespace quillora::platform {
 
 namespace {
 
-constexpr qsizetype longestBody = 1024 * 1024;
+constexpr auto longestBody = qsizetype{1024} * 1024;
 constexpr int mostRedirects = 5;
 
 int effectivePort(const QUrl &url) { return url.port(url.scheme() == u"https" ? 443 : 80); }

@@ -38,7 +38,7 @@ public:
 
 private:
     MainQueue &m_queue;
-    Advice m_advice;
+    const Advice m_advice;
     SystemProxies m_proxies{m_queue};
     QNetworkAccessManager m_network;
     QObject m_exchanges; ///< the parent of those under way; they go before what they use

@@ -146,7 +146,8 @@ void X11Pasteboard::clearNow() {
 void X11Pasteboard::lendToPrimary() {
     if (m_clearing.isActive())
         return;
-    if (const auto ours = m_owner.held(clipboard))
+    const auto ours = m_owner.held(clipboard);
+    if (ours && !ours->values.empty())
         m_loan.take(*ours);
 }
 

@@ -12,17 +12,26 @@ namespace {
 /// Says that the user asks for it, not the window's own program; window managers then do not refuse.
 constexpr uint32_t sourceIsPager = 2;
 
-void askWindowManager(X11Connection &connection, xcb_window_t window) {
+void tellWindowManager(X11Connection &connection, xcb_window_t window, const QByteArray &request,
+                       uint32_t argument, xcb_timestamp_t time) {
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = window;
-    message.type = connection.atom("_NET_ACTIVE_WINDOW");
-    message.data.data32[0] = sourceIsPager;
-    message.data.data32[1] = connection.serverTime();
+    message.type = connection.atom(request);
+    message.data.data32[0] = argument;
+    message.data.data32[1] = time;
     xcb_send_event(connection.xcb(), 0, connection.root(),
                    XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    reinterpret_cast<const char *>(&message));
+}
+
+void askWindowManager(X11Connection &connection, xcb_window_t window) {
+    const auto time = connection.serverTime();
+    // Some window managers do not leave the desktop for a window that is to be activated.
+    if (const auto desktop = X11Windows(connection).otherDesktop(window))
+        tellWindowManager(connection, connection.root(), "_NET_CURRENT_DESKTOP", *desktop, time);
+    tellWindowManager(connection, window, "_NET_ACTIVE_WINDOW", sourceIsPager, time);
 }
 
 void bringForward(X11Connection &connection, xcb_window_t window) {

@@ -7,7 +7,8 @@ namespace quillora::platform {
 
 namespace {
 constexpr uint32_t longestProperty = 65536; // in units of four bytes
-}
+constexpr uint32_t everyDesktop = 0xffffffff;
+} // namespace
 
 std::optional<xcb_window_t> X11Windows::active() const {
     if (!isActiveWindowManaged())
@@ -45,6 +46,14 @@ std::vector<xcb_window_t> X11Windows::stacked() const {
 bool X11Windows::exists(xcb_window_t window) const {
     return m_connection.reply(xcb_get_window_attributes_reply,
                               xcb_get_window_attributes(m_connection.xcb(), window)) != nullptr;
+}
+
+std::optional<uint32_t> X11Windows::otherDesktop(xcb_window_t window) const {
+    const auto desktop = numbers(window, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL);
+    const auto current = numbers(m_connection.root(), "_NET_CURRENT_DESKTOP", XCB_ATOM_CARDINAL);
+    if (desktop.empty() || desktop.front() == everyDesktop || desktop == current)
+        return {};
+    return desktop.front();
 }
 
 std::optional<QString> X11Windows::windowClass(xcb_window_t window) const {

@@ -25,6 +25,9 @@ public:
 
     bool exists(xcb_window_t window) const;
 
+    /// The desktop that has to be gone to before the window can be seen; nothing if it is this one.
+    std::optional<uint32_t> otherDesktop(xcb_window_t window) const;
+
     /// The class under which its program is known.
     std::optional<QString> windowClass(xcb_window_t window) const;
 

@@ -37,9 +37,11 @@ void X11Workspace::handle(const xcb_generic_event_t *event) {
 }
 
 void X11Workspace::reportActivation() {
-    const auto application = frontmostApplication();
-    if (!application)
+    // Window managers change the property several times on the way from one window to the next.
+    const auto window = X11Windows(m_connection).active();
+    if (std::exchange(m_reportedWindow, window) == window || !window)
         return;
+    const auto application = std::make_shared<X11RunningApplication>(m_connection, *window);
     const auto observers = m_observers; // an observer may add or remove some
     for (const auto &[token, observer] : observers) {
         if (m_observers.contains(token))

@@ -31,6 +31,7 @@ private:
     X11Connection &m_connection;
     std::map<ObserverToken, ActivationObserver> m_observers;
     ObserverToken m_lastToken = 0;
+    std::optional<xcb_window_t> m_reportedWindow;
 };
 
 } // namespace quillora::platform

@@ -2,6 +2,7 @@
 #include "support/RawHttpServer.h"
 #include "support/RealHttpPlatform.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 using namespace quillora;
@@ -357,6 +358,18 @@ private Q_SLOTS:
         QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
     }
 
+    void headersWithoutEndAreSilenceAndHoldUpTheEndForSecondsAtMost() {
+        m_server->answer("HTTP/1.1 200 OK\r\nX-Long: " + QByteArray(8'000'000, 'x'));
+        const auto outcome = start(post(m_server->url()));
+        QVERIFY(m_platform->waitUntil([this] { return m_server->unsentByteCount() == 0; }));
+        m_platform->queue.advance(45s);
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+        QElapsedTimer clock;
+        clock.start();
+        m_platform->session.reset();
+        QVERIFY(clock.elapsed() < 10000); // the toolkit waits at most 5 s for its thread
+    }
+
     void slowHeadersThatEndInTimeAreRead() {
         m_server->answer("HTTP/1.1 200 OK\r\n");
         const auto outcome = start(post(m_server->url()));
@@ -495,9 +508,9 @@ private Q_SLOTS:
     }
 
     void destroyingTheSessionAfterTheAnswerButBeforeItIsHandedOverStillHandsItOver() {
-        m_server->answer(RawHttpServer::response(200, "ok"));
         const auto outcome = start(post(m_server->url()));
-        m_platform->waitUntil([this] { return m_server->requests().size() == 1; });
+        QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
+        m_server->answerHeld(0, RawHttpServer::response(200, "ok"));
         QVERIFY(test::ChildProcess::waitUntil([this] { return !m_platform->queue.isIdle(); }));
         m_platform->session.reset();
         m_platform->run();

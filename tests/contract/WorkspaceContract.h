@@ -1,0 +1,160 @@
+#pragma once
+
+#include "platform/Workspace.h"
+#include "support/ChildProcess.h"
+
+#include <QTest>
+
+#include <memory>
+
+namespace quillora::test {
+
+/// A desktop on which the user runs programs; they are named by the order of their start.
+class WorkspaceHarness {
+public:
+    virtual ~WorkspaceHarness() = default;
+
+    virtual platform::Workspace &workspace() = 0;
+
+    /// Starts a program, which comes to the front.
+    virtual size_t launch(const std::optional<QString> &identifier) = 0;
+
+    /// Starts a window of the program under test, which comes to the front.
+    virtual size_t launchOwn() = 0;
+
+    virtual void bringToFront(size_t program) = 0;
+    virtual void end(size_t program) = 0;
+    virtual bool isInFront(size_t program) const = 0;
+};
+
+/// What every implementation of Workspace does.
+class WorkspaceContract : public QObject {
+    Q_OBJECT
+
+public:
+    using MakeHarness = std::function<std::unique_ptr<WorkspaceHarness>()>;
+
+    explicit WorkspaceContract(MakeHarness makeHarness) : m_makeHarness(std::move(makeHarness)) {}
+
+private Q_SLOTS:
+    void init() {
+        m_activated.clear();
+        m_harness = m_makeHarness();
+    }
+    void cleanup() { m_harness.reset(); }
+
+    void nothingIsInFrontOfAnEmptyDesktop() { QVERIFY(!workspace().frontmostApplication()); }
+
+    void theProgramInFrontIsTheFrontmostApplication() {
+        m_harness->launch(u"Editor"_qs);
+        m_harness->launch(u"Mail"_qs);
+        QCOMPARE(frontmostIdentifier(), std::optional(u"Mail"_qs));
+    }
+
+    void aProgramNeedNotHaveAnIdentifier() {
+        m_harness->launch(std::nullopt);
+        QVERIFY(workspace().frontmostApplication());
+        QVERIFY(!workspace().frontmostApplication()->bundleIdentifier());
+    }
+
+    void ourOwnWindowsBearOurIdentifier() {
+        m_harness->launchOwn();
+        QVERIFY(workspace().mainBundleIdentifier());
+        QCOMPARE(frontmostIdentifier(), workspace().mainBundleIdentifier());
+    }
+
+    void everyActivationIsTold() {
+        observe();
+        const auto editor = m_harness->launch(u"Editor"_qs);
+        m_harness->launch(u"Mail"_qs);
+        m_harness->launchOwn();
+        m_harness->bringToFront(editor);
+        QTRY_COMPARE(m_activated, (QStringList{u"Editor"_qs, u"Mail"_qs, *workspace().mainBundleIdentifier(),
+                                               u"Editor"_qs}));
+    }
+
+    void everyObserverIsTold() {
+        observe();
+        observe();
+        m_harness->launch(u"Editor"_qs);
+        QTRY_COMPARE(m_activated, (QStringList{u"Editor"_qs, u"Editor"_qs}));
+    }
+
+    void observersAreToldApart() {
+        const auto first = observe();
+        const auto second = observe();
+        QVERIFY(first != 0 && second != 0 && first != second);
+    }
+
+    void aRemovedObserverIsToldNothing() {
+        const auto removed = observe();
+        int told = 0;
+        workspace().addActivationObserver([&](const platform::RunningApplicationHandle &) { ++told; });
+        workspace().removeActivationObserver(removed);
+        m_harness->launch(u"Editor"_qs);
+        QTRY_COMPARE(told, 1);
+        QVERIFY(m_activated.isEmpty());
+    }
+
+    void anObserverMayRemoveTheOnesAfterIt() {
+        platform::Workspace::ObserverToken second = 0;
+        int told = 0;
+        workspace().addActivationObserver([&](const platform::RunningApplicationHandle &) {
+            ++told;
+            workspace().removeActivationObserver(second);
+        });
+        second = observe();
+        m_harness->launch(u"Editor"_qs);
+        QTRY_COMPARE(told, 1);
+        QVERIFY(m_activated.isEmpty());
+    }
+
+    void activatingBringsToTheFront() {
+        const auto editor = m_harness->launch(u"Editor"_qs);
+        const auto application = workspace().frontmostApplication();
+        m_harness->launch(u"Mail"_qs);
+        application->activate();
+        QVERIFY(ChildProcess::waitUntil([&] { return m_harness->isInFront(editor); }));
+        QCOMPARE(frontmostIdentifier(), std::optional(u"Editor"_qs));
+    }
+
+    void anActivationThatWasAskedForIsToldToo() {
+        m_harness->launch(u"Editor"_qs);
+        const auto application = workspace().frontmostApplication();
+        m_harness->launch(u"Mail"_qs);
+        observe();
+        application->activate();
+        QTRY_VERIFY(m_activated.contains(u"Editor"_qs));
+    }
+
+    void aProgramThatHasEndedKeepsItsIdentifierAndStaysAway() {
+        const auto editor = m_harness->launch(u"Editor"_qs);
+        const auto application = workspace().frontmostApplication();
+        const auto mail = m_harness->launch(u"Mail"_qs);
+        m_harness->end(editor);
+        application->activate();
+        QCOMPARE(application->bundleIdentifier(), std::optional(u"Editor"_qs));
+        QVERIFY(m_harness->isInFront(mail));
+    }
+
+private:
+    platform::Workspace &workspace() { return m_harness->workspace(); }
+
+    std::optional<QString> frontmostIdentifier() {
+        const auto application = workspace().frontmostApplication();
+        return application ? application->bundleIdentifier() : std::nullopt;
+    }
+
+    platform::Workspace::ObserverToken observe() {
+        return workspace().addActivationObserver(
+            [this](const platform::RunningApplicationHandle &application) {
+                m_activated += application->bundleIdentifier().value_or(QString());
+            });
+    }
+
+    MakeHarness m_makeHarness;
+    std::unique_ptr<WorkspaceHarness> m_harness;
+    QStringList m_activated;
+};
+
+} // namespace quillora::test

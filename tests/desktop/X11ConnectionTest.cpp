@@ -1,0 +1,126 @@
+#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11Keystrokes.h"
+#include "platform/linux/x11/X11Workspace.h"
+#include "support/VirtualDisplay.h"
+#include "support/XcbClient.h"
+
+#include <QAbstractEventDispatcher>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace quillora;
+using platform::X11Connection;
+using test::VirtualDisplay;
+
+/// One connection, and its end.
+class X11ConnectionTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aDisplayThatIsNotThereIsNotUsable() {
+        X11Connection connection(QByteArray("unix:/nowhere/at/all:0"));
+        QVERIFY(!connection.isUsable());
+    }
+
+    void everythingAnswersWithoutADisplay() {
+        X11Connection connection(QByteArray("unix:/nowhere/at/all:0"));
+        platform::X11HotKeyEvents hotKeys(connection);
+        platform::X11Keystrokes keystrokes(connection, hotKeys);
+        platform::X11Workspace workspace(connection);
+        std::optional<platform::HotKeyReference> hotKey;
+        QVERIFY(hotKeys.registerEventHotKey(49, 0x1800, {0, 1}, 0, hotKey) !=
+                platform::HotKeyEvents::noError);
+        QVERIFY(!keystrokes.isTrusted());
+        keystrokes.post(platform::KeyEventTap::hid, {9, true, platform::commandKeyFlag});
+        QVERIFY(!workspace.frontmostApplication());
+    }
+
+    void eventsThatArriveDuringARequestAreDelivered() {
+        const VirtualDisplay display;
+        X11Connection connection(display.name());
+        connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+        int changes = 0;
+        connect(&connection, &X11Connection::eventReceived, [&](const xcb_generic_event_t *event) {
+            changes += event->response_type == XCB_PROPERTY_NOTIFY;
+        });
+        const test::XcbClient other(display.name());
+        xcb_change_property(other.xcb(), XCB_PROP_MODE_REPLACE, other.root(), XCB_ATOM_WM_NAME,
+                            XCB_ATOM_STRING, 8, 1, "x");
+        other.sync();
+        connection.sync(); // reads the event into the queue of the library, where no socket tells of it
+        QTRY_COMPARE(changes, 1);
+    }
+
+    void askingForTheTimeLosesNoEvent() {
+        const VirtualDisplay display;
+        X11Connection connection(display.name());
+        connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+        int changes = 0;
+        connect(&connection, &X11Connection::eventReceived, [&](const xcb_generic_event_t *event) {
+            const auto *change = reinterpret_cast<const xcb_property_notify_event_t *>(event);
+            changes += event->response_type == XCB_PROPERTY_NOTIFY && change->window == connection.root();
+        });
+        const test::XcbClient other(display.name());
+        xcb_change_property(other.xcb(), XCB_PROP_MODE_REPLACE, other.root(), XCB_ATOM_WM_NAME,
+                            XCB_ATOM_STRING, 8, 1, "x");
+        other.sync();
+        QVERIFY(connection.serverTime() != XCB_CURRENT_TIME);
+        QTRY_COMPARE(changes, 1);
+    }
+
+    void aFailedRequestIsForgotten() {
+        const VirtualDisplay display;
+        X11Connection connection(display.name());
+        constexpr xcb_window_t noWindow = 0x1234567;
+        int events = 0;
+        connect(&connection, &X11Connection::eventReceived, [&] { ++events; });
+        xcb_map_window(connection.xcb(), noWindow);
+        QVERIFY(!connection.reply(xcb_get_window_attributes_reply,
+                                  xcb_get_window_attributes(connection.xcb(), noWindow)));
+        QVERIFY(!connection.succeeds(xcb_map_window_checked(connection.xcb(), noWindow)));
+        QCoreApplication::processEvents();
+        QCOMPARE(events, 0);
+        QVERIFY(connection.isUsable());
+    }
+
+    void theLossOfTheServerIsToldOnce() {
+        VirtualDisplay display;
+        X11Connection connection(display.name());
+        QSignalSpy lost(&connection, &X11Connection::lost);
+        display.server().stop();
+        QTRY_COMPARE(lost.count(), 1);
+        connection.sync();
+        QCoreApplication::processEvents();
+        QCOMPARE(lost.count(), 1);
+    }
+
+    void theEventLoopComesToRestAfterTheLoss() {
+        VirtualDisplay display;
+        X11Connection connection(display.name());
+        QSignalSpy lost(&connection, &X11Connection::lost);
+        display.server().stop();
+        QTRY_COMPARE(lost.count(), 1);
+        QCoreApplication::processEvents();
+        QVERIFY(!QCoreApplication::eventDispatcher()->processEvents(QEventLoop::AllEvents));
+    }
+
+    void everythingAnswersAfterTheLoss() {
+        VirtualDisplay display;
+        X11Connection connection(display.name());
+        platform::X11HotKeyEvents hotKeys(connection);
+        platform::X11Keystrokes keystrokes(connection, hotKeys);
+        platform::X11Workspace workspace(connection);
+        keystrokes.post(platform::KeyEventTap::hid, {9, true, platform::commandKeyFlag});
+        display.server().stop();
+        std::optional<platform::HotKeyReference> hotKey;
+        QVERIFY(hotKeys.registerEventHotKey(49, 0x1800, {0, 1}, 0, hotKey) !=
+                platform::HotKeyEvents::noError);
+        keystrokes.post(platform::KeyEventTap::hid, {9, false, platform::commandKeyFlag});
+        QVERIFY(!keystrokes.isTrusted());
+        QVERIFY(!workspace.frontmostApplication());
+    }
+};
+
+QTEST_GUILESS_MAIN(X11ConnectionTest)
+#include "X11ConnectionTest.moc"

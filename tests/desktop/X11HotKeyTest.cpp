@@ -1,0 +1,276 @@
+#include "hotkey/AppHotKey.h"
+#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "support/TestKeyboard.h"
+#include "support/TestWindow.h"
+#include "support/VirtualDisplay.h"
+
+#include <QTest>
+
+#include <algorithm>
+
+using namespace quillora;
+using platform::HotKeyEvents;
+using test::ChildProcess;
+using test::TestKeyboard;
+using test::TestWindow;
+
+namespace {
+
+constexpr uint16_t controlAndAlt = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
+constexpr uint8_t scrollLockModifier = XCB_MOD_MASK_3; // the one that the test gives it
+
+} // namespace
+
+/// What a hotkey meets on real keyboards.
+class X11HotKeyTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_keyboard = std::make_unique<TestKeyboard>(m_display.name());
+        m_otherProgram = std::make_unique<test::XcbClient>(m_display.name());
+        m_connection = std::make_unique<platform::X11Connection>(m_display.name());
+        m_events = std::make_unique<platform::X11HotKeyEvents>(*m_connection);
+        m_kinds.clear();
+        std::optional<platform::EventHandlerReference> handler;
+        m_events->installEventHandler(
+            [this](const platform::HotKeyEvent *event) {
+                m_kinds += event->kind;
+                return HotKeyEvents::noError;
+            },
+            {{platform::keyboardEventClass, platform::hotKeyPressedKind},
+             {platform::keyboardEventClass, platform::hotKeyReleasedKind}},
+            handler);
+    }
+    void cleanup() {
+        m_keyboard->releaseAll();
+        m_keyboard->lockModifiers(0);
+        m_keyboard->lockGroup(0);
+        m_display.setLayout({u"us"_qs});
+        m_events.reset();
+        m_connection.reset();
+        xcb_ungrab_key(m_otherProgram->xcb(), XCB_GRAB_ANY, m_otherProgram->root(), XCB_MOD_MASK_ANY);
+        m_otherProgram->sync();
+        m_otherProgram.reset();
+        m_keyboard.reset();
+    }
+
+    void noLockKeyMatters_data() {
+        QTest::addColumn<uint8_t>("locked");
+        const std::pair<const char *, uint8_t> locks[] = {{"Caps Lock ", XCB_MOD_MASK_LOCK},
+                                                          {"Num Lock ", XCB_MOD_MASK_2},
+                                                          {"Scroll Lock ", scrollLockModifier}};
+        for (unsigned row = 0; row < 8; ++row) {
+            QByteArray name;
+            unsigned locked = 0;
+            for (unsigned i = 0; i < 3; ++i) {
+                if (row & (1u << i)) {
+                    name += locks[i].first;
+                    locked |= locks[i].second;
+                }
+            }
+            QTest::newRow(name.isEmpty() ? "none" : name.constData()) << static_cast<uint8_t>(locked);
+        }
+    }
+    void noLockKeyMatters() {
+        QFETCH(uint8_t, locked);
+        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"add mod3 = Scroll_Lock"_qs});
+        registerHotKey();
+        m_keyboard->lockModifiers(locked);
+        tap();
+        QTRY_COMPARE(m_kinds, pressAndRelease());
+    }
+
+    void aHeldKeyThatRepeatsIsOnePressAndOneRelease() {
+        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"50"_qs, u"100"_qs});
+        int pressEvents = 0;
+        const auto counting = QObject::connect(
+            m_connection.get(), &platform::X11Connection::eventReceived,
+            [&](const xcb_generic_event_t *event) { pressEvents += event->response_type == XCB_KEY_PRESS; });
+        registerHotKey();
+        hold();
+        QTRY_VERIFY(pressEvents >= 5);
+        QCOMPARE(m_kinds, QList{platform::hotKeyPressedKind});
+        m_keyboard->releaseAll();
+        QTRY_COMPARE(m_kinds, pressAndRelease());
+        QObject::disconnect(counting);
+        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs});
+    }
+
+    void modifiersThatGoUpFirstDoNotEndThePress() {
+        registerHotKey();
+        hold();
+        QTRY_COMPARE(m_kinds, QList{platform::hotKeyPressedKind});
+        m_keyboard->release(TestKeyboard::control);
+        m_keyboard->release(TestKeyboard::alt);
+        m_connection->sync();
+        QCoreApplication::processEvents();
+        QCOMPARE(m_kinds, QList{platform::hotKeyPressedKind});
+        m_keyboard->release(TestKeyboard::space);
+        QTRY_COMPARE(m_kinds, pressAndRelease());
+    }
+
+    void aChangeOfLayoutKeepsTheHotKey() {
+        registerHotKey();
+        m_display.setLayout({u"us"_qs, u"dvorak"_qs});
+        QTRY_VERIFY(tapWorks());
+    }
+
+    void aLockThatMovesToAnotherModifierStillDoesNotMatter() {
+        registerHotKey();
+        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"add mod3 = Scroll_Lock"_qs});
+        m_keyboard->lockModifiers(scrollLockModifier);
+        QTRY_VERIFY(tapWorks());
+    }
+
+    void aChangeOfLayoutDuringThePressKeepsTheRelease() {
+        registerHotKey();
+        hold();
+        QTRY_COMPARE(m_kinds, QList{platform::hotKeyPressedKind});
+        m_display.setLayout({u"de"_qs});
+        m_keyboard->releaseAll();
+        QTRY_COMPARE(m_kinds, pressAndRelease());
+    }
+
+    void theSecondLayoutOfTwoHasTheHotKeyToo() {
+        m_display.setLayout({u"us,ru"_qs});
+        m_keyboard->lockGroup(1);
+        registerHotKey();
+        tap();
+        QTRY_COMPARE(m_kinds, pressAndRelease());
+    }
+
+    void aCombinationTakenInOneLockVariantIsRefusedAsAWhole() {
+        QVERIFY(canBeTakenElsewhere(controlAndAlt | XCB_MOD_MASK_LOCK));
+        QVERIFY(attemptToRegister() != HotKeyEvents::noError);
+        // Nothing of the refused registration may be left behind.
+        QVERIFY(canBeTakenElsewhere(controlAndAlt));
+        QVERIFY(canBeTakenElsewhere(controlAndAlt | XCB_MOD_MASK_2));
+    }
+
+    void aRegisteredCombinationCannotBeTakenElsewhere() {
+        registerHotKey();
+        QVERIFY(!canBeTakenElsewhere(controlAndAlt));
+        QVERIFY(!canBeTakenElsewhere(controlAndAlt | XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2));
+    }
+
+    void theEndOfTheObjectGivesTheCombinationBack() {
+        registerHotKey();
+        m_events.reset();
+        QVERIFY(canBeTakenElsewhere(controlAndAlt));
+    }
+
+    void aKeyThatNoKeyboardHasIsRefused() {
+        std::optional<platform::HotKeyReference> hotKey;
+        QVERIFY(m_events->registerEventHotKey(127, AppHotKey::controlKey, {0, 1}, 0, hotKey) !=
+                HotKeyEvents::noError);
+        QVERIFY(!hotKey);
+    }
+
+    void theReleaseIsNoticedWhenTheGrabIsLost() {
+        registerHotKey();
+        hold();
+        QTRY_COMPARE(m_kinds, QList{platform::hotKeyPressedKind});
+        m_events->releaseActiveGrab();
+        m_keyboard->releaseAll();
+        QTRY_COMPARE(m_kinds, pressAndRelease());
+    }
+
+    void aKeyboardThatIsDisabledLetsGoOfTheHotKey() {
+        const QString device = u"Xvfb keyboard"_qs;
+        const auto number = m_display.run(u"xinput"_qs, {u"list"_qs, u"--id-only"_qs, device}).toUShort();
+        TestKeyboard keyboard(m_display.name(), static_cast<uint8_t>(number));
+        registerHotKey();
+        keyboard.press(TestKeyboard::control);
+        keyboard.press(TestKeyboard::alt);
+        keyboard.press(TestKeyboard::space);
+        QTRY_COMPARE(m_kinds, QList{platform::hotKeyPressedKind});
+        m_display.run(u"xinput"_qs, {u"disable"_qs, device});
+        const bool isReleased =
+            ChildProcess::waitUntil([this] { return m_kinds == pressAndRelease(); }, 3000);
+        m_display.run(u"xinput"_qs, {u"enable"_qs, device});
+        QVERIFY(isReleased);
+    }
+
+    void aSuspendedCombinationReachesTheFocusedWindow() {
+        TestWindow window(m_display.name(), {});
+        window.show();
+        window.takeFocus();
+        registerHotKey();
+        m_events->suspend();
+        tap();
+        const auto keys = window.takeKeys();
+        QCOMPARE(std::ranges::count(keys, TestWindow::Key{TestKeyboard::space, true, controlAndAlt}), 1);
+    }
+
+    void aRegisteredCombinationDoesNotReachTheFocusedWindow() {
+        TestWindow window(m_display.name(), {});
+        window.show();
+        window.takeFocus();
+        registerHotKey();
+        tap();
+        for (const auto &key : window.takeKeys())
+            QVERIFY(key.keycode != TestKeyboard::space);
+    }
+
+    void aServerThatGoesAwayLeavesNothingRunning() {
+        test::VirtualDisplay display;
+        platform::X11Connection connection(display.name());
+        platform::X11HotKeyEvents events(connection);
+        int losses = 0;
+        QObject::connect(&connection, &platform::X11Connection::lost, [&] { ++losses; });
+        std::optional<platform::HotKeyReference> hotKey;
+        events.registerEventHotKey(49, AppHotKey::controlKey, {0, 1}, 0, hotKey);
+        display.server().stop();
+        QTRY_COMPARE(losses, 1);
+        std::optional<platform::HotKeyReference> another;
+        QVERIFY(events.registerEventHotKey(40, AppHotKey::controlKey, {0, 1}, 0, another) !=
+                HotKeyEvents::noError);
+        QCOMPARE(events.unregisterEventHotKey(*hotKey), HotKeyEvents::noError);
+        QCoreApplication::processEvents();
+        QCOMPARE(losses, 1);
+    }
+
+private:
+    static QList<quint32> pressAndRelease() {
+        return {platform::hotKeyPressedKind, platform::hotKeyReleasedKind};
+    }
+
+    HotKeyEvents::Status attemptToRegister() {
+        std::optional<platform::HotKeyReference> hotKey;
+        return m_events->registerEventHotKey(AppHotKey::defaultValue.keyCode,
+                                             AppHotKey::defaultValue.modifiers, {0, 1}, 0, hotKey);
+    }
+    void registerHotKey() { QCOMPARE(attemptToRegister(), HotKeyEvents::noError); }
+
+    void hold() {
+        m_keyboard->press(TestKeyboard::control);
+        m_keyboard->press(TestKeyboard::alt);
+        m_keyboard->press(TestKeyboard::space);
+    }
+    void tap() { m_keyboard->tapWith({TestKeyboard::control, TestKeyboard::alt}, TestKeyboard::space); }
+
+    bool tapWorks() {
+        m_kinds.clear();
+        tap();
+        return ChildProcess::waitUntil([this] { return m_kinds == pressAndRelease(); }, 200);
+    }
+
+    bool canBeTakenElsewhere(unsigned modifiers) {
+        auto *xcb = m_otherProgram->xcb();
+        const auto cookie =
+            xcb_grab_key_checked(xcb, 0, m_otherProgram->root(), static_cast<uint16_t>(modifiers),
+                                 TestKeyboard::space, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+        return test::XcbClient::owned(xcb_request_check(xcb, cookie)) == nullptr;
+    }
+
+    const test::VirtualDisplay m_display;
+    std::unique_ptr<platform::X11Connection> m_connection;
+    std::unique_ptr<platform::X11HotKeyEvents> m_events;
+    std::unique_ptr<TestKeyboard> m_keyboard;
+    std::unique_ptr<test::XcbClient> m_otherProgram;
+    QList<quint32> m_kinds;
+};
+
+QTEST_GUILESS_MAIN(X11HotKeyTest)
+#include "X11HotKeyTest.moc"
