@@ -50,14 +50,13 @@ std::optional<QByteArray> contents(const SecretValuePointer &value) {
     return QByteArray(data, static_cast<qsizetype>(size));
 }
 
-/// Whether there is a session bus to talk over. GLib's own handling of one that goes away is to end the
-/// program.
-bool sessionBusIsThere(GCancellable *cancellable) {
-    const GlibPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
-    if (!bus)
-        return false;
-    g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-    return !g_dbus_connection_is_closed(bus.get());
+/// The session bus, or none where there is none to talk over. GLib's own handling of one that goes away is to
+/// end the program.
+GlibPointer<GDBusConnection> sessionBus(GCancellable *cancellable) {
+    GlibPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
+    if (bus)
+        g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+    return bus && !g_dbus_connection_is_closed(bus.get()) ? std::move(bus) : nullptr;
 }
 
 } // namespace
@@ -65,7 +64,8 @@ bool sessionBusIsThere(GCancellable *cancellable) {
 SecretServiceSession::SecretServiceSession(GCancellable *cancellable)
     : m_cancellable(cancellable), m_context(g_main_context_new()) {
     g_main_context_push_thread_default(m_context.get());
-    if (!sessionBusIsThere(m_cancellable))
+    m_bus = sessionBus(m_cancellable);
+    if (!m_bus)
         return;
     const auto result = resultOf([this](GAsyncReadyCallback callback, gpointer data) {
         secret_service_open(nonPromptingSecretServiceType(), nullptr, SECRET_SERVICE_NONE, m_cancellable,
@@ -76,6 +76,7 @@ SecretServiceSession::SecretServiceSession(GCancellable *cancellable)
 
 SecretServiceSession::~SecretServiceSession() {
     m_service.reset();
+    m_bus.reset();
     while (g_main_context_iteration(m_context.get(), FALSE)) {
         // What GLib has put off until now lets go of the service and its items.
     }

@@ -41,6 +41,7 @@ private:
 
     GCancellable *m_cancellable;
     GlibPointer<GMainContext> m_context;
+    GlibPointer<GDBusConnection> m_bus;   ///< held, or the next user would get one with GLib's own habits
     GlibPointer<SecretService> m_service; ///< none where the service cannot be reached
 };
 
