@@ -67,11 +67,16 @@ class Person:
         self.program = program
         self.reader = ScreenReader(desktop)
 
-    def open_editor(self):
+    def open_editor(self, place=None):
+        """`place` is left, top, width and height on the screen."""
         self.editor = self.desktop.start(["mousepad", "--disable-server"])
         windows = wait_for("the editor", lambda: self.desktop.run(
             ["xdotool", "search", "--onlyvisible", "--pid", str(self.editor.pid)]).split())
         self.editor_window = windows[-1].decode()
+        if place:
+            left, top, width, height = map(str, place)
+            self.desktop.run(["xdotool", "windowsize", self.editor_window, width, height,
+                              "windowmove", self.editor_window, left, top])
         self.focus_editor()
         wait_for("the editor's text", lambda: self.editor_text() is not None)
 

@@ -65,7 +65,8 @@ class VirtualDesktop:
 
     def run(self, command, seconds=10, **options):
         """What a short command prints, as bytes; empty if it fails."""
-        options.setdefault("stdin", subprocess.DEVNULL)
+        if "input" not in options:
+            options["stdin"] = subprocess.DEVNULL
         result = subprocess.run(command, env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                                 timeout=seconds, check=False, **options)
         return result.stdout
@@ -81,6 +82,9 @@ class VirtualDesktop:
                 went = False
         _signal_group(child.pid, signal.SIGKILL)
         child.wait()
+        for pipe in (child.stdin, child.stdout):
+            if pipe:
+                pipe.close()
         if child in self._children:
             self._children.remove(child)
         return went
@@ -113,6 +117,7 @@ class VirtualDesktop:
         self._start_sound(runtime)
         self.start(["openbox", "--sm-disable"])
         wait_for("the window manager", lambda: b"window id" in self.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
+        self.run(["xsetroot", "-solid", "#3b4252"])
         self._start_tray()
 
     def _private(self, name):

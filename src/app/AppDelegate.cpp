@@ -3,11 +3,12 @@
 #include "app/ApplicationIdentity.h"
 #include "app/StatusIcon.h"
 #include "app/SystemDialogs.h"
+#include "platform/HotKeyEvents.h"
 #include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "ui/ContentView.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 
 namespace quillora {
 
@@ -142,7 +143,7 @@ void AppDelegate::refreshPopoverWindow() {
     else
         m_popover->setWindowTitle(applicationName);
     const bool isIdle = !m_controller->isRecording() && !m_controller->isProcessing();
-    m_popover->setWindowIcon(isIdle ? QIcon() : StatusIcon(symbol).icon());
+    m_popover->setWindowIcon(isIdle ? QApplication::windowIcon() : StatusIcon(symbol).icon());
 }
 
 /// A grabbed key takes the focus away for as long as it is down, while the panel stays the active window.
@@ -174,6 +175,19 @@ void AppDelegate::configureHotKey() {
     };
     if (!registerHotKey(m_controller->hotKey()))
         m_controller->onNeedsAttention();
+    connect(m_controller.get(), &AppController::changed, this, &AppDelegate::refreshHotKeySuspension);
+}
+
+/// The registered combination must reach the recorder, or it could not be chosen again.
+void AppDelegate::refreshHotKeySuspension() {
+    if (m_isHotKeySuspended == m_controller->isRecordingHotKey())
+        return;
+    m_isHotKeySuspended = m_controller->isRecordingHotKey();
+    auto &hotKeyEvents = Platform::current().hotKeyEvents();
+    if (m_isHotKeySuspended)
+        hotKeyEvents.suspend();
+    else
+        hotKeyEvents.resume();
 }
 
 /// A release may come while its press is still waiting inside the controller, which sorts that out.

@@ -60,6 +60,7 @@ private:
 
     void configureHotKey();
     bool registerHotKey(const AppHotKey &hotKey);
+    void refreshHotKeySuspension();
     void handleHotKeyEvent(HotKeyManager::Event event);
 
     void quitWhenPasteboardIsRestored(std::chrono::milliseconds patience);
@@ -74,9 +75,11 @@ private:
     QAction *m_loginAction = nullptr;
     std::unique_ptr<StatusItem> m_statusItem;
     std::unique_ptr<Popover> m_popover;
-    std::unique_ptr<TranslationHostView> m_translationWindow; ///< the described hidden window, without one
+    std::unique_ptr<TranslationHostView>
+        m_translationWindow; ///< what hosts on-device translation; it needs no window here
     std::unique_ptr<HotKeyManager> m_hotKeyManager;
     std::optional<AppHotKey> m_registeredHotKey;
+    bool m_isHotKeySuspended = false; ///< what the platform was told last
     bool m_isQuitting = false;
 };
 

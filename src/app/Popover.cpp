@@ -1,6 +1,7 @@
 #include "app/Popover.h"
 
 #include "app/PanelPlacement.h"
+#include "app/desktop/TaskBars.h"
 #include "platform/Platform.h"
 
 #include <QApplication>
@@ -19,6 +20,9 @@ namespace {
 /// would open it again instead of closing it.
 constexpr auto focusGracePeriod = std::chrono::milliseconds(200);
 
+/// What sets the popover off from the windows under it, in pixels.
+constexpr int borderWidth = 1;
+
 constexpr Qt::WindowFlags attachedWindowFlags =
     Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint;
 constexpr Qt::WindowFlags ordinaryWindowFlags = Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
@@ -29,7 +33,6 @@ constexpr Qt::WindowFlags ordinaryWindowFlags = Qt::Window | Qt::CustomizeWindow
 
 Popover::Popover(QWidget *content) {
     auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins({});
     layout->setSizeConstraint(QLayout::SetFixedSize);
     layout->addWidget(content);
 }
@@ -54,9 +57,14 @@ void Popover::present(Presentation presentation) {
     if (!isVisible() && m_presentation != presentation) {
         m_presentation = presentation;
         setWindowFlags(isAttached() ? attachedWindowFlags : ordinaryWindowFlags);
+        const int border = isAttached() ? borderWidth : 0;
+        layout()->setContentsMargins(border, border, border, border);
     }
-    if (!isVisible() && isAttached())
+    if (!isVisible() && isAttached()) {
         place();
+        winId();
+        keepOutOfTaskBars(*windowHandle());
+    }
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
@@ -113,9 +121,7 @@ void Popover::hideEvent(QHideEvent *event) {
 void Popover::paintEvent(QPaintEvent *) {
     if (!isAttached())
         return;
-    QPainter painter(this);
-    painter.setPen(palette().color(QPalette::Mid));
-    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    QPainter(this).fillRect(rect(), palette().color(QPalette::Mid));
 }
 
 /// The popover grows and shrinks with its content, but keeps to its anchor and to the screen.

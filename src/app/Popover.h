@@ -17,7 +17,7 @@ class Popover : public QWidget {
     Q_OBJECT
 
 public:
-    /// Takes ownership of the content, and is always as large as that wants to be.
+    /// Takes ownership of the content, and is always as large as that wants to be, and a border.
     explicit Popover(QWidget *content);
     ~Popover() override;
 

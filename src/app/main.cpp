@@ -1,7 +1,14 @@
 #include "app/QuilloraApp.h"
+#include "controller/HostedEndpoint.h"
 #include "platform/linux/LinuxPlatform.h"
 
+#include <QUrl>
+
 int main(int argc, char *argv[]) {
-    quillora::QuilloraApp application(argc, argv);
-    return application.run([] { return std::make_unique<quillora::platform::LinuxPlatform>(); });
+    using namespace quillora;
+    QuilloraApp application(argc, argv);
+    return application.run([] {
+        return std::make_unique<platform::LinuxPlatform>(
+            platform::QtHttpSession::Advice{QUrl(defaultEndpoint()).host(), adviceWithoutDefaultEndpoint()});
+    });
 }

@@ -2,6 +2,7 @@
 
 #include "controller/HostedEndpoint.h"
 #include "insertion/KeychainStore.h"
+#include "platform/KeychainAvailability.h"
 #include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "platform/UserDefaults.h"
@@ -49,9 +50,11 @@ AppController::AppController(QObject *parent)
     defaults.setString(m_openAIEndpointString, endpointKey);
     enforceCompatibleTranslationEngine();
     observeFrontmostApplication();
+    observeKeychain();
 }
 
 AppController::~AppController() {
+    Platform::current().keychainAvailability().setObserver({});
     Platform::current().workspace().removeActivationObserver(m_activationObserver);
 }
 
@@ -84,6 +87,7 @@ void AppController::setOpenAIEndpointString(const QString &endpoint) {
 
 void AppController::setOpenAIClientToken(const QString &token) {
     m_openAIClientToken = token;
+    m_didEditClientToken = true;
     Q_EMIT changed();
     KeychainStore::setString(token, tokenKey);
 }
@@ -164,6 +168,20 @@ void AppController::observeFrontmostApplication() {
         });
     if (const auto frontmost = workspace.frontmostApplication(); frontmost && !isOwnApplication(frontmost))
         m_lastExternalApplication = frontmost;
+}
+
+/// A keychain that was locked or absent so far may hold the token, or has not taken what the user typed.
+void AppController::observeKeychain() {
+    Platform::current().keychainAvailability().setObserver([self = QPointer<AppController>(this)] {
+        if (!self)
+            return;
+        if (self->m_didEditClientToken) {
+            KeychainStore::setString(self->m_openAIClientToken, tokenKey);
+        } else if (const auto stored = KeychainStore::string(tokenKey)) {
+            self->m_openAIClientToken = *stored;
+            Q_EMIT self->changed();
+        }
+    });
 }
 
 void AppController::setStatusText(const QString &text) {

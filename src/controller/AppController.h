@@ -120,6 +120,7 @@ Q_SIGNALS:
 private:
     void enforceCompatibleTranslationEngine();
     void observeFrontmostApplication();
+    void observeKeychain();
     void captureTargetApplication();
     bool isOwnApplication(const platform::RunningApplicationHandle &application) const;
 
@@ -140,6 +141,7 @@ private:
     QString m_translationEngineIdentifier;
     QString m_openAIEndpointString;
     QString m_openAIClientToken;
+    bool m_didEditClientToken = false; ///< since the start-up; what the keychain holds is out of date then
     bool m_isRecording = false;
     bool m_isProcessing = false;
     QString m_statusText;

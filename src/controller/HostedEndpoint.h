@@ -7,6 +7,9 @@ namespace quillora {
 /// The endpoint of users who have not entered their own.
 QString defaultEndpoint();
 
+/// What such a user can do when it cannot be reached.
+QString adviceWithoutDefaultEndpoint();
+
 /// The endpoint to use for what is stored: users who never entered their own, or still have the local default
 /// of earlier versions, get the hosted backend's.
 QString migratedEndpoint(const QString &stored);

@@ -12,6 +12,12 @@ using platform::HotKeyIdentifier;
 namespace {
 constexpr quint32 hotKeyNumber = 1;
 constexpr quint32 noOptions = 0;
+
+// The mask is handed on as it stands, so both sides must read it alike.
+static_assert(AppHotKey::controlKey == platform::controlModifier &&
+              AppHotKey::optionKey == platform::optionModifier &&
+              AppHotKey::shiftKey == platform::shiftModifier &&
+              AppHotKey::cmdKey == platform::commandModifier);
 } // namespace
 
 HotKeyManager::HotKeyManager(Handler handler) : m_handler(std::make_shared<Handler>(std::move(handler))) {}

@@ -20,6 +20,12 @@ inline constexpr quint32 keyboardEventClass = fourCharacterCode("keyb");
 inline constexpr quint32 hotKeyPressedKind = 5;
 inline constexpr quint32 hotKeyReleasedKind = 6;
 
+/// The bits of a hotkey's modifier mask that mean something; others are ignored.
+inline constexpr quint32 controlModifier = 0x1000;
+inline constexpr quint32 optionModifier = 0x0800;
+inline constexpr quint32 shiftModifier = 0x0200;
+inline constexpr quint32 commandModifier = 0x0100;
+
 struct EventTypeSpecification {
     quint32 eventClass = 0;
     quint32 eventKind = 0;

@@ -7,6 +7,7 @@ class HotKeyEvents;
 class HttpSession;
 class KeyPositions;
 class Keychain;
+class KeychainAvailability;
 class Keystrokes;
 class LocaleServices;
 class MainQueue;
@@ -45,6 +46,7 @@ public:
     virtual MainQueue &mainQueue() = 0;
     virtual UserDefaults &userDefaults() = 0;
     virtual Keychain &keychain() = 0;
+    virtual KeychainAvailability &keychainAvailability() = 0;
     virtual LocaleServices &localeServices() = 0;
     virtual Workspace &workspace() = 0;
     virtual Pasteboard &pasteboard() = 0;

@@ -4,10 +4,13 @@
 #include "ui/PanelPalette.h"
 
 #include <QAbstractItemView>
+#include <QHelpEvent>
 #include <QPainter>
 #include <QScrollBar>
 #include <QSignalBlocker>
 #include <QStandardItemModel>
+#include <QStyle>
+#include <QToolTip>
 
 #include <algorithm>
 
@@ -19,16 +22,17 @@ constexpr int idRole = Qt::UserRole;
 constexpr int nameRole = Qt::UserRole + 1;
 constexpr int margin = 10;
 constexpr int chevronWidth = 8;
+constexpr int chevronGap = 6;
 
-/// Finds options by name, because nobody types a flag.
+/// Whoever types looks for a name: nobody types a flag.
 class OptionsModel : public QStandardItemModel {
 public:
     using QStandardItemModel::QStandardItemModel;
 
     QModelIndexList match(const QModelIndex &start, int role, const QVariant &value, int hits,
                           Qt::MatchFlags flags) const override {
-        return QStandardItemModel::match(start, role == Qt::DisplayRole ? nameRole : role, value, hits,
-                                         flags);
+        const bool isTyped = role == Qt::DisplayRole && (flags & Qt::MatchTypeMask) == Qt::MatchStartsWith;
+        return QStandardItemModel::match(start, isTyped ? nameRole : role, value, hits, flags);
     }
 };
 
@@ -72,6 +76,22 @@ QSize Picker::sizeHint() const { return {120, std::max(30, fontMetrics().height(
 
 QSize Picker::minimumSizeHint() const { return {60, sizeHint().height()}; }
 
+bool Picker::event(QEvent *event) {
+    const bool asksForHelp = event->type() == QEvent::ToolTip;
+    if (!asksForHelp || fontMetrics().horizontalAdvance(currentText()) <= textRect().width())
+        return QComboBox::event(event);
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), currentText().toHtmlEscaped(), this);
+    return true;
+}
+
+QRect Picker::contentRect() const { return rect().adjusted(margin, 0, -margin, 0); }
+
+QRect Picker::textRect() const {
+    const QRect content = contentRect();
+    return QStyle::alignedRect(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter,
+                               {content.width() - chevronWidth - chevronGap, height()}, content);
+}
+
 void Picker::paintEvent(QPaintEvent *) {
     QPainter painter(this);
     const QPalette &colors = palette();
@@ -87,21 +107,17 @@ void Picker::paintEvent(QPaintEvent *) {
     else
         FieldFrame::paint(painter, rect(), surface, colors.color(QPalette::Mid));
 
-    const QRect inner = rect().adjusted(margin, 0, -margin, 0);
-    const QRect chevron = QStyle::alignedRect(layoutDirection(), Qt::AlignRight | Qt::AlignVCenter,
-                                              {chevronWidth, chevronWidth / 2}, inner);
-    const QRect textRect = QStyle::alignedRect(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter,
-                                               {inner.width() - chevronWidth - 6, height()}, inner);
+    const QRectF chevron = QStyle::alignedRect(layoutDirection(), Qt::AlignRight | Qt::AlignVCenter,
+                                               {chevronWidth, chevronWidth / 2}, contentRect());
     painter.setPen(isEnabled() ? ink : PanelPalette::blend(ink, background, 0.4));
-    painter.drawText(textRect,
+    painter.drawText(textRect(),
                      static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft)) |
                          Qt::AlignVCenter | Qt::TextSingleLine,
-                     fontMetrics().elidedText(currentText(), Qt::ElideRight, textRect.width()));
+                     fontMetrics().elidedText(currentText(), Qt::ElideRight, textRect().width()));
     painter.setPen(
         QPen(colors.color(QPalette::PlaceholderText), 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     painter.drawPolyline(
-        QPolygonF{{QRectF(chevron).topLeft(), QPointF(QRectF(chevron).center().x(), QRectF(chevron).bottom()),
-                   QRectF(chevron).topRight()}});
+        QPolygonF{{chevron.topLeft(), {chevron.center().x(), chevron.bottom()}, chevron.topRight()}});
 }
 
 } // namespace quillora

@@ -31,7 +31,12 @@ Q_SIGNALS:
     void picked(const QString &id);
 
 protected:
+    bool event(QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
+
+private:
+    QRect contentRect() const;
+    QRect textRect() const;
 };
 
 } // namespace quillora

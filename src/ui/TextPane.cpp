@@ -1,5 +1,7 @@
 #include "ui/TextPane.h"
 
+#include "ui/ThinScrollBar.h"
+
 #include <QAbstractTextDocumentLayout>
 #include <QMimeData>
 #include <QScopedValueRollback>
@@ -13,6 +15,8 @@
 namespace quillora {
 
 namespace {
+
+constexpr QMargins innerMargins(6, 5, 2, 5); ///< a margin of the document would scroll away
 
 // The toolkit lays out whole paragraphs, and a dictation is one paragraph of any length. So a paragraph that
 // has grown long is broken at a blank where its line wraps anyway: the blank becomes a paragraph break, every
@@ -45,7 +49,9 @@ TextPane::TextPane(Follow follow, QWidget *parent) : QPlainTextEdit(parent), m_f
     setTabChangesFocus(true);
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     viewport()->setAutoFillBackground(false);
-    document()->setDocumentMargin(6);
+    setVerticalScrollBar(new ThinScrollBar(this));
+    document()->setDocumentMargin(0);
+    setViewportMargins(innerMargins);
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this](int value) {
         if (!m_isChanging)
             m_isAtEnd = value >= verticalScrollBar()->maximum();

@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 #include "fakes/FakePlatform.h"
 #include "fakes/FakeStatusItem.h"
+#include "ui/ContentView.h"
 
 #include <QAction>
 #include <QApplication>
@@ -244,6 +245,27 @@ private Q_SLOTS:
         QCOMPARE(m_platform->log.calls(), QStringList());
     }
 
+    void whileAShortcutIsCapturedTheRegisteredOneReachesTheRecorder() {
+        launch();
+        m_platform->log.clear();
+        m_delegate->controller()->startHotKeyRecording();
+        m_delegate->controller()->rejectRecordedHotKey();
+        QCOMPARE(m_platform->log.take(), QStringList{u"hotkeys.suspend"_qs});
+        m_delegate->controller()->cancelHotKeyRecording();
+        QCOMPARE(m_platform->log.take(), QStringList{u"hotkeys.resume"_qs});
+    }
+
+    void aNewShortcutIsRegisteredBeforeItsEventsAreLetIn() {
+        launch();
+        m_delegate->controller()->startHotKeyRecording();
+        m_platform->log.clear();
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        const QStringList calls = m_platform->log.take();
+        QVERIFY(calls.contains(u"hotkeys.register 40:256 514c5241/1 options=0"_qs));
+        QVERIFY(calls.indexOf(u"hotkeys.resume"_qs) >
+                calls.indexOf(u"hotkeys.register 40:256 514c5241/1 options=0"_qs));
+    }
+
     void anEventAfterTheDelegateHasGoneDoesNothing() {
         launch();
         m_platform->hotKeys.press();
@@ -262,10 +284,11 @@ private Q_SLOTS:
         QVERIFY(!m_delegate->popover()->isShown());
     }
 
-    void thePanelIs380Wide() {
+    void thePanelIs380WideInsideItsBorder() {
         launch();
         m_statusItem->click();
-        QCOMPARE(m_delegate->popover()->width(), 380);
+        QCOMPARE(m_delegate->popover()->findChild<ContentView *>()->width(), 380);
+        QCOMPARE(m_delegate->popover()->width(), 382);
     }
 
     void thePanelOpensBesideTheIcon() {

@@ -1,6 +1,5 @@
 #include "contract/TranslationProviderContract.h"
 
-#include "platform/LocalizedError.h"
 #include "support/ChildProcess.h"
 #include "translation/TranslationBridge.h"
 #include "translation/TranslationHostView.h"
@@ -36,16 +35,8 @@ Session TranslationProviderContract::session() {
     return session;
 }
 
-TranslationProviderContract::Outcome TranslationProviderContract::outcomeOf(QCoro::Task<QString> task) {
-    const auto outcome = std::make_shared<Outcome>();
-    [](std::shared_ptr<Outcome> result, QCoro::Task<QString> awaited) -> QCoro::Task<> {
-        try {
-            result->text = co_await awaited;
-        } catch (const std::exception &error) {
-            result->error = localizedDescription(error);
-        }
-        result->isDone = true;
-    }(outcome, std::move(task));
+TaskOutcome TranslationProviderContract::outcomeOf(QCoro::Task<QString> task) {
+    const auto outcome = TaskOutcome::of(std::move(task));
     ChildProcess::waitUntil([&] {
         m_harness->turn();
         return outcome->isDone;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/TranslationSession.h"
+#include "support/TaskOutcome.h"
 
 #include <QObject>
 
@@ -51,14 +52,8 @@ private Q_SLOTS:
     void preparingAPairThatCannotBeTranslatedFailsWithTheReason();
 
 private:
-    struct Outcome {
-        bool isDone = false;
-        QString text;
-        QString error;
-    };
-
     std::shared_ptr<platform::TranslationSession> session();
-    Outcome outcomeOf(QCoro::Task<QString> task);
+    TaskOutcome outcomeOf(QCoro::Task<QString> task);
     platform::TranslationConfiguration pair() const { return {u"en"_qs, u"es"_qs}; }
 
     MakeHarness m_make;

@@ -1,9 +1,9 @@
 #include "contract/PasteboardContract.h"
 
 #include "platform/linux/x11/X11Pasteboard.h"
-#include "support/ClipboardDisplay.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
+#include "support/VirtualDisplay.h"
 
 namespace quillora::test {
 
@@ -38,7 +38,7 @@ public:
     }
 
 private:
-    ClipboardDisplay m_display;
+    VirtualDisplay m_display;
     platform::X11Pasteboard m_pasteboard{m_display.name()};
     SelectionRequestor m_requestor{m_display.name(), "CLIPBOARD"};
     std::unique_ptr<SelectionPeer> m_owner;

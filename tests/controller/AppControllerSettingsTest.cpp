@@ -180,6 +180,46 @@ private Q_SLOTS:
         QCOMPARE(f.controller->openAIClientToken(), u"typed"_qs);
     }
 
+    void aKeychainThatIsUnlockedLaterIsReadAgain() {
+        ControllerFixture f([](FakePlatform &platform) {
+            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"secret", {}};
+            platform.keychainFake.isBroken = true;
+        });
+        QCOMPARE(f.controller->openAIClientToken(), QString());
+        f.platform.keychainFake.isBroken = false;
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        QCOMPARE(f.controller->openAIClientToken(), u"secret"_qs);
+    }
+
+    void aTokenTypedWhileTheKeychainWasLockedIsStoredOnceItIsUnlocked() {
+        ControllerFixture f([](FakePlatform &platform) {
+            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"old", {}};
+            platform.keychainFake.isBroken = true;
+        });
+        f.controller->setOpenAIClientToken(u"typed"_qs);
+        f.platform.keychainFake.isBroken = false;
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        QCOMPARE(f.controller->openAIClientToken(), u"typed"_qs);
+        QCOMPARE(f.platform.keychainFake.items.at({u"com.local.Quillora"_qs, u"openAIClientToken"_qs}).data,
+                 std::optional<QByteArray>("typed"));
+    }
+
+    void aKeychainThatAppearsEmptyTakesNothingAway() {
+        ControllerFixture f([](FakePlatform &platform) {
+            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"secret", {}};
+        });
+        f.platform.keychainFake.items.clear();
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        QCOMPARE(f.controller->openAIClientToken(), u"secret"_qs);
+    }
+
+    void theKeychainIsNotWatchedLongerThanTheControllerLives() {
+        ControllerFixture f;
+        QVERIFY(f.platform.keychainAvailabilityFake.isObserved());
+        f.endController();
+        QVERIFY(!f.platform.keychainAvailabilityFake.isObserved());
+    }
+
     void observersHearOfEveryChange() {
         ControllerFixture f;
         int heard = 0;

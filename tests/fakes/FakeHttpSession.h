@@ -9,7 +9,7 @@
 
 namespace quillora::test {
 
-/// A server that gives the scripted answer to every request.
+/// A server that gives the scripted answer to every request, from the main queue.
 class FakeHttpSession : public platform::HttpSession {
 public:
     explicit FakeHttpSession(CallLog &log) : m_log(log) {}
@@ -17,15 +17,15 @@ public:
     QCoro::Task<platform::HttpResponse> data(platform::HttpRequest request) override {
         m_log.add(u"http "_qs + QString::fromLatin1(request.method) + u' ' + request.url.toString());
         requests.push_back(request);
-        if (repliesByHand) {
-            platform::Continuation<platform::HttpResponse> continuation;
-            const auto answer = continuation.wait();
-            pending.push_back(std::move(continuation));
-            co_return co_await answer;
-        }
-        if (transportError)
-            throw LocalizedError(*transportError);
-        co_return response;
+        platform::Continuation<platform::HttpResponse> waiter;
+        const auto answer = waiter.wait();
+        if (repliesByHand)
+            pending.push_back(std::move(waiter));
+        else if (transportError)
+            waiter.fail(std::make_exception_ptr(LocalizedError(*transportError)));
+        else
+            waiter.resume(response);
+        co_return co_await answer;
     }
 
     platform::HttpResponse response{true, 200, R"({"translation":"translated"})"};

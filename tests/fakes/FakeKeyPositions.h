@@ -2,8 +2,6 @@
 
 #include "platform/KeyPositions.h"
 
-#include <map>
-
 namespace quillora::test {
 
 /// A keyboard whose scan codes are those of the key codes, moved up by 1000: no code can be mistaken for the

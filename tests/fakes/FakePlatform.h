@@ -5,6 +5,7 @@
 #include "fakes/FakeHttpSession.h"
 #include "fakes/FakeKeyPositions.h"
 #include "fakes/FakeKeychain.h"
+#include "fakes/FakeKeychainAvailability.h"
 #include "fakes/FakeKeystrokes.h"
 #include "fakes/FakeLocaleServices.h"
 #include "fakes/FakeMainQueue.h"
@@ -24,6 +25,7 @@ public:
     FakeMainQueue queue;
     FakeUserDefaults defaults{log};
     FakeKeychain keychainFake{log};
+    FakeKeychainAvailability keychainAvailabilityFake;
     FakeLocaleServices locale;
     FakeWorkspace workspaceFake{log};
     FakePasteboard pasteboardFake{log};
@@ -38,6 +40,7 @@ public:
     platform::MainQueue &mainQueue() override { return queue; }
     platform::UserDefaults &userDefaults() override { return defaults; }
     platform::Keychain &keychain() override { return keychainFake; }
+    platform::KeychainAvailability &keychainAvailability() override { return keychainAvailabilityFake; }
     platform::LocaleServices &localeServices() override { return locale; }
     platform::Workspace &workspace() override { return workspaceFake; }
     platform::Pasteboard &pasteboard() override { return pasteboardFake; }

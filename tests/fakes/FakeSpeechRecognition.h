@@ -140,10 +140,8 @@ public:
 
     /// The latest recognition; there must be one.
     FakeRecognition &recognition() { return *recognitions.back(); }
-    void deliver(const QString &text) { recognition().handler(platform::RecognitionResult{text, false}, {}); }
-    void deliverFinal(const QString &text) {
-        recognition().handler(platform::RecognitionResult{text, true}, {});
-    }
+    void deliver(const QString &text) { deliver(platform::RecognitionResult{text, false}); }
+    void deliverFinal(const QString &text) { deliver(platform::RecognitionResult{text, true}); }
     void deliverError(const QString &description) { recognition().handler({}, LocalizedError(description)); }
 
     Replies replies = Replies::atOnce;
@@ -157,6 +155,12 @@ public:
     FakeAudioEngine *audioEngine = nullptr; ///< the one made last; owned by whoever asked for it
 
 private:
+    /// A cancelled recognition has no results any more.
+    void deliver(const platform::RecognitionResult &result) {
+        if (!recognition().isCancelled)
+            recognition().handler(result, {});
+    }
+
     class Recognizer : public platform::SpeechRecognizer {
     public:
         Recognizer(FakeSpeechRecognition &owner, QString locale)

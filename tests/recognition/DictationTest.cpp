@@ -1,3 +1,4 @@
+#include "recognition/ModelFolder.h"
 #include "recognition/SpeechDesktop.h"
 #include "speech/SpeechRecognizerService.h"
 #include "support/Outcome.h"
@@ -7,9 +8,13 @@
 
 #include <QElapsedTimer>
 #include <QTest>
+#include <QTimer>
+
+#include <functional>
 
 using namespace quillora;
 using test::ChildProcess;
+using test::ModelFolder;
 using test::Outcome;
 using test::Recording;
 using test::SoundServer;
@@ -20,13 +25,46 @@ namespace {
 
 constexpr double highestErrorRate = 45;
 
-/// What became of one press of the key, a sentence and the release.
-struct Dictation {
-    QString transcript;
+const QString sentence = u"he was not an ill disposed young man"_qs;
+
+/// A person at the key: presses it, speaks, lets go.
+class Speaker {
+public:
+    explicit Speaker(SoundServer &server) : m_server(server) {}
+
+    /// Returns the error; null if sound is being recorded.
+    QString press() {
+        partials.clear();
+        const auto start =
+            Outcome<>::of(m_service.start(u"en-US"_qs, [this](const QString &text) { partials << text; }));
+        ChildProcess::waitUntil([&] { return start->isDone(); });
+        return start->error();
+    }
+
+    void speak(const QString &path) {
+        const auto player = m_server.play(path);
+        ChildProcess::waitUntil([&] { return !player->isRunning(); }, 30000);
+    }
+
+    /// Speaks without waiting for the end.
+    std::unique_ptr<ChildProcess> beginToSpeak(const QString &path) { return m_server.play(path); }
+
+    /// Returns the transcript.
+    QString release() {
+        QElapsedTimer timer;
+        timer.start();
+        const auto stop = Outcome<QString>::of(m_service.stop());
+        ChildProcess::waitUntil([&] { return stop->isDone(); });
+        releaseToTextMs = timer.elapsed();
+        return stop->value();
+    }
+
     QStringList partials;
-    qsizetype partialsWhileSpeaking = 0;
     qint64 releaseToTextMs = 0;
-    QString error;
+
+private:
+    SoundServer &m_server;
+    SpeechRecognizerService m_service;
 };
 
 } // namespace
@@ -36,63 +74,192 @@ class DictationTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void allRecordingsAreRecognized();
-    void theFirstWordOfTheFirstDictationIsThere();
-    void theLastWordIsThereWhenTheKeyIsReleasedAtOnce();
-    void everyMicrophoneIsUnderstood_data();
-    void everyMicrophoneIsUnderstood();
-    void aMicrophoneUnpluggedInMidSentenceLeavesTheWordsSoFar();
+    void allRecordingsAreRecognized() {
+        SoundServer server;
+        const SpeechDesktop desktop(server.address());
+        Speaker speaker(server);
+        WordErrorRate total;
+        for (const Recording &recording : Recording::all()) {
+            QCOMPARE(speaker.press(), QString());
+            speaker.speak(recording.path);
+            const auto partialsWhileSpeaking = speaker.partials.size();
+            const auto transcript = speaker.release();
+            const auto rate = WordErrorRate::of(transcript, recording.spoken);
+            qInfo("word error rate %.0f %%, %lld interim texts, release to text %lld ms: %s", rate.percent(),
+                  qlonglong(partialsWhileSpeaking), speaker.releaseToTextMs, qUtf8Printable(transcript));
+            QVERIFY2(partialsWhileSpeaking >= 3, "no interim text appeared while speaking");
+            QCOMPARE(speaker.partials.last(), transcript);
+            total.errors += rate.errors;
+            total.spokenWords += rate.spokenWords;
+        }
+        qInfo("average word error rate %.1f %%", total.percent());
+        QVERIFY(total.percent() <= highestErrorRate);
+    }
+
+    void noWordIsLostOnTheFirstDictationOfTheRun() {
+        const QTemporaryDir folder;
+        const QString words = folder.filePath(u"words.wav"_qs);
+        test::writeWave(words, Recording::of(sentence).soundOfWords());
+        SoundServer server;
+
+        // The program has just come up: no model is loaded, and the first word comes 200 ms after the press.
+        const SpeechDesktop desktop(server.address());
+        Speaker speaker(server);
+        QElapsedTimer sincePress;
+        sincePress.start();
+        QCOMPARE(speaker.press(), QString());
+        ChildProcess::waitUntil([&] { return sincePress.elapsed() >= 180; });
+        speaker.speak(words);
+        const auto transcript = speaker.release();
+        QVERIFY2(transcript.startsWith(u"he was not "_qs), qPrintable(transcript));
+        QVERIFY2(transcript.endsWith(u" young man"_qs), qPrintable(transcript));
+    }
+
+    void everyMicrophoneIsUnderstood_data() {
+        QTest::addColumn<int>("rate");
+        QTest::addColumn<int>("channels");
+        QTest::newRow("telephone") << 8000 << 1;
+        QTest::newRow("compact disc") << 44100 << 2;
+        QTest::newRow("mono") << 48000 << 1;
+        QTest::newRow("studio") << 96000 << 2;
+    }
+    void everyMicrophoneIsUnderstood() {
+        QFETCH(int, rate);
+        QFETCH(int, channels);
+        SoundServer server({rate, channels});
+        const SpeechDesktop desktop(server.address());
+        Speaker speaker(server);
+        const auto recording =
+            Recording::of(u"unless to be rather cold hearted and rather selfish is to be ill disposed"_qs);
+        QCOMPARE(speaker.press(), QString());
+        speaker.speak(recording.path);
+        const auto transcript = speaker.release();
+        const auto errors = WordErrorRate::of(transcript, recording.spoken);
+        QVERIFY2(errors.percent() <= 50, qPrintable(transcript));
+    }
+
+    void theMicrophoneIsUnpluggedInMidSentence() {
+        failInMidSentence([](SoundServer &server) { server.unplugMicrophone(); },
+                          [](SoundServer &server) { server.plugInMicrophone({48000, 2}); });
+    }
+
+    void theSoundServerIsKilledInMidSentence() {
+        failInMidSentence([](SoundServer &server) { server.kill(); },
+                          [](SoundServer &server) { server.restart(); });
+    }
+
+    void theSoundServerHangsInMidSentence() {
+        failInMidSentence([](SoundServer &server) { server.pause(); },
+                          [](SoundServer &server) { server.resume(); });
+    }
+
+    void withoutASoundServerThereIsNoMicrophone() {
+        SoundServer server;
+        server.kill();
+        const SpeechDesktop desktop(server.address());
+        Speaker speaker(server);
+        QCOMPARE(speaker.press(), u"No microphone input format is available."_qs);
+        server.restart();
+        nextDictationWorks(speaker);
+    }
+
+    void withASoundServerThatHangsThereIsNoMicrophone() {
+        SoundServer server;
+        const SpeechDesktop desktop(server.address());
+        Speaker speaker(server);
+        server.pause();
+        QCOMPARE(speaker.press(), u"No microphone input format is available."_qs);
+        server.resume();
+        nextDictationWorks(speaker);
+    }
+
+    void withoutASourceThereIsNoMicrophone() {
+        SoundServer server;
+        const SpeechDesktop desktop(server.address());
+        Speaker speaker(server);
+        server.unplugMicrophone();
+        QCOMPARE(speaker.press(), u"No microphone input format is available."_qs);
+        server.plugInMicrophone({48000, 2});
+        nextDictationWorks(speaker);
+    }
+
+    void theMainThreadGoesOnWhileTheServerHangs() {
+        SoundServer server;
+        const SpeechDesktop desktop(server.address());
+        Speaker speaker(server);
+        server.pause();
+        qint64 longestGapMs = 0;
+        QElapsedTimer sinceLastTurn;
+        QTimer turns;
+        QObject::connect(&turns, &QTimer::timeout, &turns,
+                         [&] { longestGapMs = std::max(longestGapMs, sinceLastTurn.restart()); });
+        sinceLastTurn.start();
+        turns.start(1);
+        speaker.press();
+        server.resume();
+        QVERIFY2(longestGapMs < 150, qPrintable(QString::number(longestGapMs)));
+    }
+
+    void dataThatIsCutShortMakesTheRecognizerUnavailable() {
+        SoundServer server;
+        const ModelFolder model;
+        model.truncate(u"en-us.lm.bin"_qs, 1000000);
+        const SpeechDesktop desktop(server.address(), {model.path()});
+        Speaker speaker(server);
+        QTRY_COMPARE(speaker.press(), u"Speech recognizer is unavailable for en-US."_qs);
+        model.repair(u"en-us.lm.bin"_qs);
+        nextDictationWorks(speaker);
+    }
+
+    void removedDataIsNotSupported() {
+        SoundServer server;
+        const QTemporaryDir empty;
+        const SpeechDesktop desktop(server.address(), {empty.path()});
+        Speaker speaker(server);
+        QCOMPARE(speaker.press(), u"Speech recognizer does not support en-US."_qs);
+    }
+
+    void theServiceIsDestroyedAtAnyMoment() {
+        SoundServer server;
+        for (const int afterMs : {0, 1, 3, 10, 100, 400}) {
+            const SpeechDesktop desktop(server.address());
+            auto service = std::make_unique<SpeechRecognizerService>();
+            const auto start = Outcome<>::of(service->start(u"en-US"_qs, [](const QString &) {}));
+            QElapsedTimer timer;
+            timer.start();
+            ChildProcess::waitUntil([&] { return timer.elapsed() >= afterMs; });
+            service.reset();
+            QVERIFY(ChildProcess::waitUntil([&] { return start->isDone(); }));
+        }
+        QTRY_COMPARE(server.recordingCount(), 0);
+    }
 
 private:
-    static Dictation dictate(SoundServer &server, const Recording &recording);
-};
-
-Dictation DictationTest::dictate(SoundServer &server, const Recording &recording) {
-    SpeechRecognizerService service;
-    Dictation dictation;
-    const auto start = Outcome<>::of(
-        service.start(u"en-US"_qs, [&](const QString &text) { dictation.partials << text; }));
-    ChildProcess::waitUntil([&] { return start->isDone(); });
-    dictation.error = start->error();
-    if (!dictation.error.isNull())
-        return dictation;
-
-    const auto speaker = server.play(recording.path);
-    ChildProcess::waitUntil([&] { return !speaker->isRunning(); }, 30000);
-    dictation.partialsWhileSpeaking = dictation.partials.size();
-
-    QElapsedTimer sinceRelease;
-    sinceRelease.start();
-    const auto stop = Outcome<QString>::of(service.stop());
-    ChildProcess::waitUntil([&] { return stop->isDone(); });
-    dictation.releaseToTextMs = sinceRelease.elapsed();
-    dictation.transcript = stop->value();
-    return dictation;
-}
-
-void DictationTest::allRecordingsAreRecognized() {
-    SoundServer server;
-    const SpeechDesktop desktop(server.address());
-    WordErrorRate total;
-    for (const Recording &recording : Recording::all()) {
-        const auto dictation = dictate(server, recording);
-        QCOMPARE(dictation.error, QString());
-        const auto rate = WordErrorRate::of(dictation.transcript, recording.spoken);
-        qInfo("word error rate %.0f %%, release to text %lld ms: %s", rate.percent(), dictation.releaseToTextMs,
-              qUtf8Printable(dictation.transcript));
-        QVERIFY2(dictation.partialsWhileSpeaking >= 3, "no interim text appeared while speaking");
-        total.errors += rate.errors;
-        total.spokenWords += rate.spokenWords;
+    void nextDictationWorks(Speaker &speaker) {
+        const auto recording = Recording::of(sentence);
+        QCOMPARE(speaker.press(), QString());
+        speaker.speak(recording.path);
+        const auto transcript = speaker.release();
+        QVERIFY2(WordErrorRate::of(transcript, recording.spoken).percent() <= 50, qPrintable(transcript));
     }
-    qInfo("average word error rate %.1f %%", total.percent());
-    QVERIFY(total.percent() <= highestErrorRate);
-}
 
-void DictationTest::theFirstWordOfTheFirstDictationIsThere() {}
-void DictationTest::theLastWordIsThereWhenTheKeyIsReleasedAtOnce() {}
-void DictationTest::everyMicrophoneIsUnderstood_data() {}
-void DictationTest::everyMicrophoneIsUnderstood() {}
-void DictationTest::aMicrophoneUnpluggedInMidSentenceLeavesTheWordsSoFar() {}
+    void failInMidSentence(const std::function<void(SoundServer &)> &fail,
+                           const std::function<void(SoundServer &)> &mend) {
+        SoundServer server;
+        const SpeechDesktop desktop(server.address());
+        Speaker speaker(server);
+        QCOMPARE(speaker.press(), QString());
+        auto voice = speaker.beginToSpeak(Recording::of(sentence).path);
+        QTRY_VERIFY_WITH_TIMEOUT(speaker.partials.size() >= 2, 15000);
+        fail(server);
+        voice.reset();
+        const auto transcript = speaker.release();
+        QVERIFY(!transcript.isEmpty());
+        QCOMPARE(transcript, speaker.partials.last());
+        mend(server);
+        nextDictationWorks(speaker);
+    }
+};
 
 QTEST_GUILESS_MAIN(DictationTest)
 #include "DictationTest.moc"

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "fakes/FakePlatform.h"
+#include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/recognition/PocketSphinxRecognition.h"
 #include "platform/linux/sound/PulseConnection.h"
-#include "support/EventLoopQueue.h"
 
 #include <memory>
 #include <string>
@@ -22,7 +22,7 @@ public:
     platform::SpeechRecognition &speechRecognition() override { return recognition; }
 
 private:
-    EventLoopQueue m_queue;
+    platform::LinuxMainQueue m_queue;
 
 public:
     std::shared_ptr<platform::PulseConnection> connection;

@@ -45,6 +45,9 @@ public:
     void freeze() { m_process->signal(SIGSTOP); }
     void thaw() { m_process->signal(SIGCONT); }
 
+    /// Sends a signal and waits for nothing; any thread.
+    void signal(int number) { m_process->signal(number); }
+
     /// Ends the daemon, and waits until the bus has noticed.
     void end();
 

@@ -59,6 +59,11 @@ QUrl RawHttpServer::url(const QString &path, const QString &host) const {
 
 void RawHttpServer::answer(const QByteArray &bytes, After after) { m_answers.append({bytes, after}); }
 
+void RawHttpServer::answerHeld(qsizetype number, const QByteArray &bytes) {
+    m_answered = m_requesters[number];
+    send(bytes);
+}
+
 QByteArray RawHttpServer::response(int status, const QByteArray &body, const QByteArray &headerLines) {
     return "HTTP/1.1 " + QByteArray::number(status) + " Scripted\r\n" + headerLines +
            "Content-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
@@ -72,6 +77,11 @@ void RawHttpServer::send(const QByteArray &bytes) {
 void RawHttpServer::close() { m_answered->disconnectFromHost(); }
 
 void RawHttpServer::reset() { resetConnection(m_answered); }
+
+void RawHttpServer::closeAll() {
+    for (QSslSocket *socket : m_listener.findChildren<QSslSocket *>())
+        socket->disconnectFromHost();
+}
 
 int RawHttpServer::openConnectionCount() const {
     const auto sockets = m_listener.findChildren<QSslSocket *>();
@@ -100,9 +110,9 @@ void RawHttpServer::receive(QSslSocket *socket) {
     pending += bytes;
     while (const auto size = completeRequestSize(pending)) {
         m_requests.append(pending.left(size));
+        m_requesters.append(socket);
         pending.remove(0, size);
         reply(socket);
-        Q_EMIT requestArrived();
     }
 }
 
@@ -124,14 +134,18 @@ QByteArray RawHttpServer::body(const QByteArray &request) {
     return request.mid(request.indexOf(headEnd) + headEnd.size());
 }
 
-QList<QByteArray> RawHttpServer::headerLines(const QByteArray &request, const QByteArray &name) {
-    QList<QByteArray> lines;
-    for (QByteArray line : head(request).split('\n')) {
+QList<QByteArray> RawHttpServer::headerLines(const QByteArray &request) {
+    QList<QByteArray> lines = head(request).split('\n').mid(1);
+    for (QByteArray &line : lines) {
         if (line.endsWith('\r'))
             line.chop(1);
-        if (line.startsWith(name + ':'))
-            lines.append(line);
     }
+    return lines;
+}
+
+QList<QByteArray> RawHttpServer::headerLines(const QByteArray &request, const QByteArray &name) {
+    QList<QByteArray> lines = headerLines(request);
+    lines.removeIf([&](const QByteArray &line) { return !line.startsWith(name + ':'); });
     return lines;
 }
 

@@ -37,6 +37,9 @@ public:
     /// Sent when the next request without an answer is complete. Requests that find none get nothing.
     void answer(const QByteArray &bytes, After after = After::keepOpen);
 
+    /// Answers a request that found no answer, counted from 0 among all requests.
+    void answerHeld(qsizetype number, const QByteArray &bytes);
+
     /// A whole answer: status line, length and body, and the given header lines, each ended by CR LF.
     static QByteArray response(int status, const QByteArray &body, const QByteArray &headerLines = {});
 
@@ -44,6 +47,9 @@ public:
     void send(const QByteArray &bytes);
     void close();
     void reset();
+
+    /// Closes every connection, answered or not.
+    void closeAll();
 
     /// Complete requests, byte for byte, in the order of their arrival.
     const QList<QByteArray> &requests() const { return m_requests; }
@@ -63,11 +69,9 @@ public:
     static QByteArray head(const QByteArray &request);
     static QByteArray body(const QByteArray &request);
 
-    /// The header lines whose name is `name`, spelt exactly so.
+    /// The header lines; those whose name is `name`, spelt exactly so.
+    static QList<QByteArray> headerLines(const QByteArray &request);
     static QList<QByteArray> headerLines(const QByteArray &request, const QByteArray &name);
-
-Q_SIGNALS:
-    void requestArrived();
 
 private:
     struct Answer {
@@ -95,6 +99,7 @@ private:
     QList<QByteArray> m_requests;
     QByteArray m_received;
     QByteArray m_negotiatedProtocol;
+    QList<QSslSocket *> m_requesters; ///< as m_requests
     QSslSocket *m_answered = nullptr;
     int m_connectionCount = 0;
 };

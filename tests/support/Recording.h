@@ -20,6 +20,12 @@ struct Recording {
     static Recording of(const QString &spoken);
 
     platform::AudioBuffer sound() const;
+
+    /// The same without the silence before its first word and after its last.
+    platform::AudioBuffer soundOfWords() const;
 };
+
+/// Writes a sound file; throws std::runtime_error.
+void writeWave(const QString &path, const platform::AudioBuffer &sound);
 
 } // namespace quillora::test

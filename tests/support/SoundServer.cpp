@@ -1,6 +1,8 @@
 #include "support/SoundServer.h"
 
-#include <csignal>
+#include <QFile>
+#include <QFileInfo>
+
 #include <stdexcept>
 
 namespace quillora::test {
@@ -59,14 +61,23 @@ void SoundServer::startServer() {
 }
 
 void SoundServer::keepMicrophoneRunning() {
-    const auto isRunning = [this] {
-        return control({u"list"_qs, u"short"_qs, u"source-outputs"_qs}).count('\n') > 0;
+    const QString sample = m_folder.filePath(u"sample"_qs);
+    QFile::remove(sample);
+    // A sink that runs idle takes up to two seconds to notice a listener; one that wakes up notices at once.
+    control({u"suspend-sink"_qs, u"microphone"_qs, u"1"_qs});
+    m_listener =
+        std::make_unique<ChildProcess>(u"sh"_qs,
+                                       QStringList{u"-c"_qs,
+                                                   u"parec --device=microphone.monitor --latency-msec=10 |"
+                                                   u" { head -c 64 >\"$0\"; cat >/dev/null; }"_qs,
+                                                   sample},
+                                       environment());
+    const auto isListening = [this] {
+        return !control({u"list"_qs, u"short"_qs, u"source-outputs"_qs}).isEmpty();
     };
-    m_listener = std::make_unique<ChildProcess>(
-        u"sh"_qs,
-        QStringList{u"-c"_qs, u"exec parec --device=microphone.monitor --latency-msec=10 >/dev/null"_qs},
-        environment());
-    if (!ChildProcess::waitUntil(isRunning))
+    ChildProcess::waitUntil(isListening);
+    control({u"suspend-sink"_qs, u"microphone"_qs, u"0"_qs});
+    if (!ChildProcess::waitUntil([&] { return QFileInfo(sample).size() > 0; }))
         throw std::runtime_error("the virtual microphone does not run");
 }
 

@@ -12,8 +12,8 @@
 
 namespace quillora::test {
 
-/// A sound server of the test's own, whose default source is a virtual microphone. The microphone runs all the
-/// time, as one that a desktop already uses.
+/// A sound server of the test's own, whose default source is a virtual microphone. The microphone runs all
+/// the time, as one that a desktop already uses.
 class SoundServer {
 public:
     struct Microphone {

@@ -20,15 +20,13 @@ VirtualDisplay::VirtualDisplay(WindowManager windowManager) {
     m_server = std::make_unique<ChildProcess>(
         u"Xvfb"_qs, QStringList{u"-displayfd"_qs, u"1"_qs, u"-screen"_qs, u"0"_qs, u"1280x800x24"_qs,
                                 u"-nolisten"_qs, u"tcp"_qs, u"-noreset"_qs});
+    // Without an event loop: a display may be wanted before there is an application object.
     QByteArray number;
-    const bool isUp = ChildProcess::waitUntil(
-        [&] {
-            number += m_server->process().readAllStandardOutput();
-            return number.endsWith('\n');
-        },
-        patienceMs);
-    if (!isUp)
-        throw std::runtime_error("the X server does not start");
+    while (!number.endsWith('\n')) {
+        if (!m_server->process().waitForReadyRead(patienceMs))
+            throw std::runtime_error("the X server does not start");
+        number += m_server->process().readAllStandardOutput();
+    }
     m_name = ':' + number.trimmed();
     if (windowManager == WindowManager::openbox)
         startWindowManager();

@@ -12,7 +12,8 @@ namespace quillora::test {
 namespace {
 
 QStringList words(const QString &text) {
-    static const QRegularExpression separators(u"[^\\w']+"_qs, QRegularExpression::UseUnicodePropertiesOption);
+    static const QRegularExpression separators(u"[^\\w']+"_qs,
+                                               QRegularExpression::UseUnicodePropertiesOption);
     return text.toLower().split(separators, Qt::SkipEmptyParts);
 }
 

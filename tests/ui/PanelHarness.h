@@ -70,6 +70,12 @@ public:
         startProcessing();
         finish(words);
     }
+    /// Processing with the last translation still there. The pair must have models.
+    void startPreparingModels() {
+        platform.translation.replies = FakeTranslationProvider::Replies::byHand;
+        controller->prepareTranslationModels();
+        platform.run();
+    }
     void useHostedEngine() {
         controller->setTranslationEngineIdentifier(rawValue(TranslationEngine::openAINatural));
     }

@@ -73,14 +73,14 @@ NotifierPixmaps NotifierItemAdaptor::iconPixmap() const {
 NotifierToolTip NotifierItemAdaptor::toolTip() const { return {{}, {}, title(), {}}; }
 
 QDBusObjectPath NotifierItemAdaptor::menu() const {
-    return QDBusObjectPath(m_item->m_menu ? MenuExport::objectPath : noMenuPath);
+    return QDBusObjectPath(m_item->m_menuExport ? MenuExport::objectPath : noMenuPath);
 }
 
 void NotifierItemAdaptor::Activate(int x, int y) { m_item->activate(x, y); }
 
 void NotifierItemAdaptor::SecondaryActivate(int x, int y) { m_item->activate(x, y); }
 
-void NotifierItemAdaptor::ContextMenu(int x, int y) { m_item->activate(x, y); }
+void NotifierItemAdaptor::ContextMenu(int x, int y) { m_item->showMenu(x, y); }
 
 void NotifierItemAdaptor::ProvideXdgActivationToken(const QString &token) {
     qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());

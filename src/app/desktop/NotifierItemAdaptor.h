@@ -71,7 +71,7 @@ public:
 public Q_SLOTS:
     void Activate(int x, int y);
     void SecondaryActivate(int x, int y);
-    /// Trays that can show the menu do so without asking; the others get the panel, which has it too.
+    /// For trays that cannot show the menu themselves.
     void ContextMenu(int x, int y);
     void Scroll(int, const QString &) {}
     void ProvideXdgActivationToken(const QString &token);

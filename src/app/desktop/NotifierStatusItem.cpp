@@ -56,7 +56,10 @@ void NotifierStatusItem::setImage(const QString &symbolName, const QString &acce
     Q_EMIT adaptor->NewIcon();
 }
 
-void NotifierStatusItem::setMenu(QMenu *menu) { m_menu = std::make_unique<MenuExport>(m_bus, *menu); }
+void NotifierStatusItem::setMenu(QMenu *menu) {
+    m_menu = menu;
+    m_menuExport = std::make_unique<MenuExport>(m_bus, *menu);
+}
 
 void NotifierStatusItem::findWatcher() {
     if (!m_bus.isConnected()) {
@@ -114,6 +117,11 @@ void NotifierStatusItem::activate(int x, int y) {
     if (x != 0 || y != 0)
         m_anchor = QRect(x, y, 1, 1);
     Q_EMIT activated();
+}
+
+void NotifierStatusItem::showMenu(int x, int y) {
+    if (m_menu)
+        m_menu->popup(QPoint(x, y));
 }
 
 } // namespace quillora

@@ -6,6 +6,8 @@
 
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
+#include <QMenu>
+#include <QPointer>
 
 #include <memory>
 
@@ -44,6 +46,7 @@ private:
     void meetWatcher(const QString &owner);
     void registerWithWatcher();
     void activate(int x, int y);
+    void showMenu(int x, int y);
 
     QDBusConnection m_bus;
     QString m_serviceName;
@@ -54,7 +57,8 @@ private:
     std::optional<QRect> m_anchor; ///< where the last click was
     StatusIcon m_icon{QString()};
     QString m_accessibilityDescription;
-    std::unique_ptr<MenuExport> m_menu;
+    QPointer<QMenu> m_menu;
+    std::unique_ptr<MenuExport> m_menuExport;
 };
 
 } // namespace quillora

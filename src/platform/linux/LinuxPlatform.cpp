@@ -2,7 +2,7 @@
 
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/appearance/PortalAppearance.h"
-#include "platform/linux/http/QtHttpSession.h"
+#include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "platform/linux/locale/IcuLocaleServices.h"
 #include "platform/linux/recognition/PocketSphinxRecognition.h"
@@ -20,9 +20,15 @@ namespace quillora::platform {
 
 /// In the order in which they depend on one another.
 struct LinuxPlatform::Facilities {
+    explicit Facilities(const QtHttpSession::Advice &advice) : httpSession(mainQueue, advice) {
+        QObject::connect(&keychainAvailability, &SecretServiceAvailability::becameAvailable,
+                         &keychainAvailability, [this] { keychain.endAbsence(); });
+    }
+
     LinuxMainQueue mainQueue;
     SettingsUserDefaults userDefaults;
     SecretServiceKeychain keychain;
+    SecretServiceAvailability keychainAvailability;
     IcuLocaleServices localeServices;
     PortalAppearance appearance;
 
@@ -35,16 +41,18 @@ struct LinuxPlatform::Facilities {
 
     PocketSphinxRecognition speechRecognition{std::make_shared<PulseConnection>()};
     ApertiumTranslationProvider translationProvider{mainQueue};
-    QtHttpSession httpSession{mainQueue};
+    QtHttpSession httpSession;
 };
 
-LinuxPlatform::LinuxPlatform() : m_facilities(std::make_unique<Facilities>()) {}
+LinuxPlatform::LinuxPlatform(const QtHttpSession::Advice &advice)
+    : m_facilities(std::make_unique<Facilities>(advice)) {}
 
 LinuxPlatform::~LinuxPlatform() { m_facilities->pasteboard.handOver(); }
 
 MainQueue &LinuxPlatform::mainQueue() { return m_facilities->mainQueue; }
 UserDefaults &LinuxPlatform::userDefaults() { return m_facilities->userDefaults; }
 Keychain &LinuxPlatform::keychain() { return m_facilities->keychain; }
+KeychainAvailability &LinuxPlatform::keychainAvailability() { return m_facilities->keychainAvailability; }
 LocaleServices &LinuxPlatform::localeServices() { return m_facilities->localeServices; }
 Workspace &LinuxPlatform::workspace() { return m_facilities->workspace; }
 Pasteboard &LinuxPlatform::pasteboard() { return m_facilities->pasteboard; }

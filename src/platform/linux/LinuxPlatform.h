@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/linux/http/QtHttpSession.h"
 
 #include <memory>
 
@@ -12,13 +13,15 @@ namespace quillora::platform {
 /// model. Whatever is missing counts as absent until it comes. The application object must exist already.
 class LinuxPlatform : public Platform {
 public:
-    LinuxPlatform();
+    /// `advice` is what the user can do when a certain host cannot be asked.
+    explicit LinuxPlatform(const QtHttpSession::Advice &advice = {});
     /// Hands the clipboard over to whoever keeps it for programs that end.
     ~LinuxPlatform() override;
 
     MainQueue &mainQueue() override;
     UserDefaults &userDefaults() override;
     Keychain &keychain() override;
+    KeychainAvailability &keychainAvailability() override;
     LocaleServices &localeServices() override;
     Workspace &workspace() override;
     Pasteboard &pasteboard() override;

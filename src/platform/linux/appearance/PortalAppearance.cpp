@@ -48,7 +48,8 @@ std::optional<Appearance::Color> accentColor(const QVariant &value) {
 
 } // namespace
 
-PortalAppearance::PortalAppearance(const QDBusConnection &bus, QObject *parent) : QObject(parent), m_bus(bus) {
+PortalAppearance::PortalAppearance(const QDBusConnection &bus, QObject *parent)
+    : QObject(parent), m_bus(bus) {
     if (!m_bus.isConnected())
         return;
     qDBusRegisterMetaType<SettingsByGroup>();

@@ -17,7 +17,8 @@ class PortalAppearance final : public QObject, public Appearance {
     Q_OBJECT
 
 public:
-    explicit PortalAppearance(const QDBusConnection &bus = QDBusConnection::sessionBus(), QObject *parent = nullptr);
+    explicit PortalAppearance(const QDBusConnection &bus = QDBusConnection::sessionBus(),
+                              QObject *parent = nullptr);
 
     Preferences preferences() const override { return m_preferences; }
     ObserverToken addObserver(std::function<void()> handler) override;

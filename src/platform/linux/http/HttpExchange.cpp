@@ -114,7 +114,7 @@ void HttpExchange::finish() {
     } else if (wasClosedWithoutAnswer()) {
         fail(TransportError::noAnswer(m_request.url));
     } else if (isTransportFailure()) {
-        fail(TransportError::network(m_request.url, m_reply->error(), m_tlsErrors));
+        fail(TransportError::network(m_request.url, m_proxy, m_reply->error(), m_tlsErrors));
     } else if (const QUrl target = redirectTarget(); !target.isEmpty()) {
         redirect(target);
     } else {

@@ -33,9 +33,14 @@ QString seconds(std::chrono::milliseconds limit) {
     return u"%1 seconds"_qs.arg(std::chrono::duration_cast<std::chrono::seconds>(limit).count());
 }
 
-QString networkFault(const QString &host, QNetworkReply::NetworkError error,
+/// The host, and the proxy that is asked for it: either may be what fails.
+QString peer(const QString &host, const QNetworkProxy &proxy) {
+    return proxy.hostName().isEmpty() ? host : host + u" through the proxy server "_qs + proxy.hostName();
+}
+
+QString networkFault(const QString &host, const QNetworkProxy &proxy, QNetworkReply::NetworkError error,
                      const QList<QSslError> &tlsErrors) {
-    const QString couldNotConnect = u"Could not connect to "_qs + host;
+    const QString couldNotConnect = u"Could not connect to "_qs + peer(host, proxy);
     switch (error) {
     case QNetworkReply::ConnectionRefusedError:
         return couldNotConnect + u": connection refused."_qs;
@@ -48,19 +53,19 @@ QString networkFault(const QString &host, QNetworkReply::NetworkError error,
     case QNetworkReply::SslHandshakeFailedError:
         return u"Could not connect securely to "_qs + host + u": "_qs + certificateFault(tlsErrors) + u'.';
     case QNetworkReply::ProxyConnectionRefusedError:
-        return couldNotConnect + u": the proxy server refused the connection."_qs;
+        return couldNotConnect + u": it refused the connection."_qs;
     case QNetworkReply::ProxyConnectionClosedError:
-        return couldNotConnect + u": the proxy server closed the connection."_qs;
+        return couldNotConnect + u": it closed the connection."_qs;
     case QNetworkReply::ProxyNotFoundError:
-        return couldNotConnect + u": the proxy server was not found."_qs;
+        return couldNotConnect + u": it was not found."_qs;
     case QNetworkReply::ProxyTimeoutError:
-        return couldNotConnect + u": the proxy server did not respond."_qs;
+        return couldNotConnect + u": it did not respond."_qs;
     case QNetworkReply::ProxyAuthenticationRequiredError:
-        return couldNotConnect + u": the proxy server asks for a password."_qs;
+        return couldNotConnect + u": it asks for a password."_qs;
     case QNetworkReply::UnknownProxyError:
-        return couldNotConnect + u": the proxy server failed."_qs;
+        return couldNotConnect + u": it failed."_qs;
     default:
-        return u"The connection to "_qs + host + u" failed."_qs;
+        return u"The connection to "_qs + peer(host, proxy) + u" failed."_qs;
     }
 }
 
@@ -101,9 +106,9 @@ TransportError TransportError::sessionEnded() {
     return TransportError(u"The program ended before the answer came."_qs);
 }
 
-TransportError TransportError::network(const QUrl &url, QNetworkReply::NetworkError error,
-                                       const QList<QSslError> &tlsErrors) {
-    return TransportError(networkFault(url.host(), error, tlsErrors));
+TransportError TransportError::network(const QUrl &url, const QNetworkProxy &proxy,
+                                       QNetworkReply::NetworkError error, const QList<QSslError> &tlsErrors) {
+    return TransportError(networkFault(url.host(), proxy, error, tlsErrors));
 }
 
 TransportError TransportError::withAdvice(const QString &advice) const {

@@ -3,6 +3,7 @@
 #include "platform/LocalizedError.h"
 
 #include <QList>
+#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QSslError>
 #include <QUrl>
@@ -29,9 +30,9 @@ public:
     static TransportError tooManyRedirects(const QUrl &url);
     static TransportError sessionEnded();
 
-    /// `tlsErrors` is what was wrong with the certificate, if anything.
-    static TransportError network(const QUrl &url, QNetworkReply::NetworkError error,
-                                  const QList<QSslError> &tlsErrors);
+    /// `proxy` is what stood between, if anything; `tlsErrors` what was wrong with the certificate.
+    static TransportError network(const QUrl &url, const QNetworkProxy &proxy,
+                                  QNetworkReply::NetworkError error, const QList<QSslError> &tlsErrors);
 
     /// The same, with a sentence that says what to do about it.
     TransportError withAdvice(const QString &advice) const;

@@ -25,6 +25,7 @@ void SecretServiceAvailability::collectionChanged(const QDBusMessage &signal) {
 }
 
 void SecretServiceAvailability::notify() {
+    Q_EMIT becameAvailable();
     if (const Observer observer = m_observer) // a copy: the observer may replace itself
         observer();
 }

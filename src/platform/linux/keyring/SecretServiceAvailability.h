@@ -19,6 +19,10 @@ public:
 
     void setObserver(Observer observer) override;
 
+Q_SIGNALS:
+    /// As the observer hears it, but before.
+    void becameAvailable();
+
 private Q_SLOTS:
     void collectionChanged(const QDBusMessage &signal);
 

@@ -50,10 +50,14 @@ std::optional<QByteArray> bytes(const SecretValuePointer &value) {
     return QByteArray(data, static_cast<qsizetype>(size));
 }
 
-/// GLib's own handling of a session bus that goes away is to end the process.
-void survivesTheLossOfTheBus(GCancellable *cancellable) {
-    if (const GlibPointer<GDBusConnection> bus{g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr)})
-        g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+/// Whether there is a session bus to talk over. GLib's own handling of one that goes away is to end the
+/// program.
+bool sessionBusIsThere(GCancellable *cancellable) {
+    const GlibPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
+    if (!bus)
+        return false;
+    g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+    return !g_dbus_connection_is_closed(bus.get());
 }
 
 } // namespace
@@ -61,9 +65,9 @@ void survivesTheLossOfTheBus(GCancellable *cancellable) {
 SecretServiceSession::SecretServiceSession(GCancellable *cancellable)
     : m_cancellable(cancellable), m_context(g_main_context_new()) {
     g_main_context_push_thread_default(m_context.get());
-    survivesTheLossOfTheBus(m_cancellable);
-    m_service.reset(secret_service_open_sync(nonPromptingSecretServiceType(), nullptr, SECRET_SERVICE_NONE,
-                                             m_cancellable, nullptr));
+    if (sessionBusIsThere(m_cancellable))
+        m_service.reset(secret_service_open_sync(nonPromptingSecretServiceType(), nullptr,
+                                                 SECRET_SERVICE_NONE, m_cancellable, nullptr));
 }
 
 SecretServiceSession::~SecretServiceSession() {

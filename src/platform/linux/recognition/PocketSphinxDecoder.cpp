@@ -79,9 +79,12 @@ void PocketSphinxDecoder::endUtterance() {
 
 QString PocketSphinxDecoder::text() {
     int32 score = 0;
-    const char *hypothesis = ps_get_hyp(m_decoder.get(), &score);
+    return words(QString::fromUtf8(ps_get_hyp(m_decoder.get(), &score)));
+}
+
+QString PocketSphinxDecoder::words(const QString &hypothesis) {
     QStringList words;
-    for (const auto &token : QString::fromUtf8(hypothesis).split(u' ', Qt::SkipEmptyParts)) {
+    for (const auto &token : hypothesis.split(u' ', Qt::SkipEmptyParts)) {
         if (!isMarker(token))
             words << withoutPronunciation(token);
     }

@@ -31,8 +31,11 @@ public:
 
     void endUtterance();
 
-    /// The best transcription of the utterance so far: words only, without markers.
+    /// The best transcription of the utterance so far.
     QString text();
+
+    /// A hypothesis of the library without its marks: "<sil> the(2) man [NOISE]" is "the man".
+    static QString words(const QString &hypothesis);
 
 private:
     struct Release {

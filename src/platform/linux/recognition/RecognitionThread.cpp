@@ -8,6 +8,12 @@
 
 namespace quillora::platform {
 
+namespace {
+
+LocalizedError ended() { return LocalizedError(u"Speech recognition was ended."_qs); }
+
+} // namespace
+
 RecognitionThread::RecognitionThread(const PocketSphinxData &data) : m_dataToLoad(data) {
     m_thread = std::thread([this] { run(); });
 }
@@ -80,6 +86,10 @@ void RecognitionThread::load(const PocketSphinxData &data) {
 }
 
 void RecognitionThread::perform(RecognitionJob &job) {
+    if (job.sound().isCancelled()) {
+        job.report(ended());
+        return;
+    }
     if (!m_decoder) {
         job.report(LocalizedError(u"The speech model could not be loaded."_qs));
         return;
@@ -124,7 +134,7 @@ void RecognitionThread::listen(RecognitionJob &job) {
     m_decoder->endUtterance();
 
     if (job.sound().isCancelled())
-        job.report(LocalizedError(u"Speech recognition was ended."_qs));
+        job.report(ended());
     else
         job.report(RecognitionResult{m_decoder->text(), true});
 }

@@ -18,6 +18,12 @@ constexpr double passBand = 0.94;
 /// Odd pairs of rates would need thousands of filters; the nearest of these is as good for speech.
 constexpr qsizetype maximumPhases = 512;
 
+/// The highest rate that leaves the upper half of the output's band empty.
+constexpr qsizetype narrowRate = SpeechResampler::outputRate / 2;
+constexpr float mirrorShare = 0.2F;
+/// In units of a sample; the loudest sound is 32768.
+constexpr float loudestNoise = 35;
+
 qsizetype inputRate(const AudioFormat &format) { return std::max(1, qRound(format.sampleRate)); }
 
 /// The filter's pass band as a share of the input's band.
@@ -42,7 +48,7 @@ SpeechResampler::SpeechResampler(const AudioFormat &format)
       m_phases(std::min(m_stride, maximumPhases)), m_taps(2 * qCeil(lobes / cutoff(format))),
       m_filters(static_cast<size_t>(m_phases * m_taps)),
       // The first output sample lies on the first input sample, so half a filter of silence goes before.
-      m_input(static_cast<size_t>(m_taps / 2 - 1)) {
+      m_input(static_cast<size_t>(m_taps / 2 - 1)), m_hasEmptyBand(inputRate(format) <= narrowRate) {
     const double band = cutoff(format);
     for (qsizetype phase = 0; phase < m_phases; ++phase) {
         const auto filter = m_filters.begin() + phase * m_taps;
@@ -80,14 +86,23 @@ std::vector<qint16> SpeechResampler::takeComplete() {
     for (; m_position / m_stride + m_taps <= available; m_position += m_step) {
         const auto input = m_input.begin() + m_position / m_stride;
         const auto phase = m_position % m_stride * m_phases / m_stride;
-        const float value =
-            std::inner_product(input, input + m_taps, m_filters.begin() + phase * m_taps, 0.0F);
+        float value = std::inner_product(input, input + m_taps, m_filters.begin() + phase * m_taps, 0.0F);
+        if (m_hasEmptyBand)
+            value = fillEmptyBand(value);
         output.push_back(static_cast<qint16>(std::clamp(std::lround(value), -32768L, 32767L)));
     }
     const auto consumed = std::min(m_position / m_stride, available);
     m_input.erase(m_input.begin(), m_input.begin() + consumed);
     m_position -= consumed * m_stride;
     return output;
+}
+
+/// Changing the sign of every other sample turns a spectrum upside down.
+float SpeechResampler::fillEmptyBand(float sample) {
+    m_isOddSample = !m_isOddSample;
+    const float mirrored = m_isOddSample ? sample : -sample;
+    return sample + mirrorShare * mirrored +
+           std::uniform_real_distribution(-loudestNoise, loudestNoise)(m_random);
 }
 
 } // namespace quillora::platform

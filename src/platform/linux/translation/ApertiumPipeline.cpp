@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
 
@@ -12,8 +13,14 @@ namespace quillora::platform {
 
 namespace {
 
-/// The shell outlives its stages' SIGTERM, so that it collects them.
-const QString shellCommand = uR"sh(trap : TERM; eval "$(apertium-wblank-mode -z "$0")")sh"_qs;
+/// The shell lets go of the pipes, so that a stage that dies is noticed at their ends; and it outlives the
+/// SIGTERM that ends its stages, so that it collects them.
+const QString shellCommand = uR"sh(
+    trap : TERM
+    exec 3<&0
+    eval "<&3 $(apertium-wblank-mode -z "$0") &"
+    exec <&- 3<&- >&-
+    until wait; do :; done)sh"_qs;
 /// What a mode file has as `$1` and `$2`: unknown words pass unmarked; nothing is asked of the tagger.
 const QStringList modeArguments{u"-n"_qs, QString()};
 
@@ -32,6 +39,7 @@ ApertiumPipeline::ApertiumPipeline(ApertiumMode mode, MainQueue &mainQueue)
 
 ApertiumPipeline::~ApertiumPipeline() {
     m_process.disconnect(this);
+    m_answers.disconnect(this);
     end(u"was ended"_qs);
     if (m_process.state() == QProcess::NotRunning || m_process.waitForFinished(patienceMs))
         return;
@@ -40,20 +48,28 @@ ApertiumPipeline::~ApertiumPipeline() {
 }
 
 void ApertiumPipeline::start() {
-    connect(&m_process, &QProcess::readyReadStandardOutput, this, &ApertiumPipeline::readAnswers);
-    // A stage that dies closes the output even where the others live on.
-    connect(&m_process, &QProcess::readChannelFinished, this,
-            [this] { end(u"has stopped unexpectedly"_qs); });
-    connect(&m_process, &QProcess::errorOccurred, this, [this] { end(u"has stopped unexpectedly"_qs); });
+    const auto stopped = [this] { end(u"has stopped unexpectedly"_qs); };
+    connect(&m_answers, &QLocalSocket::readyRead, this, &ApertiumPipeline::readAnswers);
+    connect(&m_answers, &QLocalSocket::disconnected, this, stopped);
+    connect(&m_process, &QProcess::errorOccurred, this, stopped);
     auto environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"LC_ALL"_qs, u"C.UTF-8"_qs);
     m_process.setProcessEnvironment(environment);
+    m_process.setStandardOutputFile(QProcess::nullDevice());
     m_process.setStandardErrorFile(QProcess::nullDevice());
-    m_process.setChildProcessModifier([] {
+
+    // QProcess would not tell of the end of the output before the end of the shell.
+    int ends[2] = {-1, -1};
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return stopped();
+    m_answers.setSocketDescriptor(ends[0], QLocalSocket::ConnectedState, QIODevice::ReadOnly);
+    m_process.setChildProcessModifier([output = ends[1]] {
         ::setsid();
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        ::dup2(output, STDOUT_FILENO);
     });
     m_process.start(u"sh"_qs, QStringList{u"-c"_qs, shellCommand, m_mode.file} + modeArguments);
+    ::close(ends[1]);
 }
 
 Continuation<QStringList> ApertiumPipeline::translate(const QStringList &passages) {
@@ -72,7 +88,7 @@ Continuation<QStringList> ApertiumPipeline::translate(const QStringList &passage
 }
 
 void ApertiumPipeline::readAnswers() {
-    m_output += m_process.readAllStandardOutput();
+    m_output += m_answers.readAll();
     qsizetype start = 0;
     for (qsizetype stop; m_isUsable && (stop = m_output.indexOf('\0', start)) >= 0; start = stop + 1)
         takeAnswer(m_output.mid(start, stop - start));
@@ -82,7 +98,8 @@ void ApertiumPipeline::readAnswers() {
 void ApertiumPipeline::takeAnswer(const QByteArray &answer) {
     const auto translation = ApertiumStream::decode(answer);
     if (m_requests.empty() || !translation) {
-        end(u"gave a result that cannot be read"_qs);
+        // The stages' last breath is an empty answer.
+        end(answer.isEmpty() ? u"has stopped unexpectedly"_qs : u"gave a result that cannot be read"_qs);
         return;
     }
     m_isWarm = true;

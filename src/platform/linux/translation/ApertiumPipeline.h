@@ -5,6 +5,7 @@
 #include "platform/linux/translation/ApertiumModes.h"
 
 #include <QByteArray>
+#include <QLocalSocket>
 #include <QObject>
 #include <QProcess>
 #include <QStringList>
@@ -58,6 +59,7 @@ private:
     const ApertiumMode m_mode;
     MainQueue &m_mainQueue;
     QProcess m_process;
+    QLocalSocket m_answers;
     QByteArray m_output; ///< the beginning of an answer
     std::deque<Request> m_requests;
     std::shared_ptr<WorkItem> m_idleEnd;

@@ -9,8 +9,8 @@ namespace {
 const QByteArray endMark = "[][\n]";
 
 QString escaped(const QString &text) {
-    static const QRegularExpression special(uR"([\\\[\]^$/<>@{}])"_qs);
-    return QString(text).replace(special, uR"(\\0)"_qs);
+    static const QRegularExpression special(uR"(([\\\[\]^$/<>@{}]))"_qs);
+    return QString(text).replace(special, uR"(\\1)"_qs);
 }
 
 /// Text in brackets passes through the stages untouched.

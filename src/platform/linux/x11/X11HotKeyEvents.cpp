@@ -1,6 +1,5 @@
 #include "platform/linux/x11/X11HotKeyEvents.h"
 
-#include "hotkey/AppHotKey.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 #include "platform/linux/x11/X11Keymap.h"
 #include "platform/linux/x11/X11KeysDown.h"
@@ -22,13 +21,13 @@ constexpr uint16_t meaningfulModifiers =
 
 uint16_t modifierMask(quint32 modifiers) {
     unsigned mask = 0;
-    if (modifiers & AppHotKey::controlKey)
+    if (modifiers & controlModifier)
         mask |= XCB_MOD_MASK_CONTROL;
-    if (modifiers & AppHotKey::optionKey)
+    if (modifiers & optionModifier)
         mask |= XCB_MOD_MASK_1;
-    if (modifiers & AppHotKey::cmdKey)
+    if (modifiers & commandModifier)
         mask |= XCB_MOD_MASK_4;
-    if (modifiers & AppHotKey::shiftKey)
+    if (modifiers & shiftModifier)
         mask |= XCB_MOD_MASK_SHIFT;
     return static_cast<uint16_t>(mask);
 }

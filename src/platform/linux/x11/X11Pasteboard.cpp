@@ -17,37 +17,9 @@ constexpr auto handOverLimit = 500ms;
 
 constexpr char utf8Target[] = "UTF8_STRING";
 constexpr char latin1Target[] = "STRING";
-constexpr char compoundTarget[] = "COMPOUND_TEXT";
-constexpr char anyTextTarget[] = "TEXT";
 
 /// Managers that know it leave such contents out of their history.
 constexpr char secretHintTarget[] = "x-kde-passwordManagerHint";
-
-/// Whether STRING can carry the text: Latin-1 with no control characters but tab and line feed.
-bool isLatin1Text(const QString &text) {
-    return std::ranges::all_of(text, [](QChar c) {
-        const auto code = c.unicode();
-        return code == '\t' || code == '\n' || (code >= 0x20 && code < 0x7f) ||
-               (code >= 0xa0 && code <= 0xff);
-    });
-}
-
-X11SelectionContents textContents(const QString &text) {
-    const auto utf8 = text.toUtf8();
-    X11SelectionContents contents;
-    for (const auto *target : {utf8Target, "text/plain;charset=utf-8", "text/plain"})
-        contents.values.push_back({X11SelectionType::bytes(target), utf8});
-    if (!isLatin1Text(text)) {
-        contents.values.push_back({{anyTextTarget, utf8Target, 8}, utf8});
-        return contents;
-    }
-    const auto latin1 = text.toLatin1();
-    contents.values.push_back({X11SelectionType::bytes(latin1Target), latin1});
-    contents.values.push_back({{anyTextTarget, latin1Target, 8}, latin1});
-    // Compound text starts out as Latin-1.
-    contents.values.push_back({X11SelectionType::bytes(compoundTarget), latin1});
-    return contents;
-}
 
 bool isUtf8(const QByteArray &type) {
     return type == utf8Target || type == "text/plain" || type == "text/plain;charset=utf-8";
@@ -146,7 +118,7 @@ X11SelectionContents X11Pasteboard::readContents() {
 void X11Pasteboard::clearContents() { m_clearing.start(0); }
 
 void X11Pasteboard::setString(const QString &text) {
-    auto contents = textContents(text);
+    auto contents = X11SelectionContents::ofText(text);
     if (m_isSaved)
         contents.values.push_back({X11SelectionType::bytes(secretHintTarget), "secret"});
     replaceContents(std::move(contents));
@@ -174,7 +146,8 @@ void X11Pasteboard::clearNow() {
 void X11Pasteboard::lendToPrimary() {
     if (m_clearing.isActive())
         return;
-    if (const auto ours = m_owner.held(clipboard))
+    const auto ours = m_owner.held(clipboard);
+    if (ours && !ours->values.empty())
         m_loan.take(*ours);
 }
 

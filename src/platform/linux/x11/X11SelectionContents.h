@@ -17,6 +17,9 @@ struct X11SelectionContents {
 
     std::vector<Value> values;
 
+    /// The text under every target that can carry it whole: in Unicode always, in Latin-1 where that will do.
+    static X11SelectionContents ofText(const QString &text);
+
     bool operator==(const X11SelectionContents &) const = default;
 };
 

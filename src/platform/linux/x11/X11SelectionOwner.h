@@ -34,7 +34,8 @@ public:
     /// Takes the selection and offers these contents. False if the server did not let us.
     bool own(const QByteArray &selection, X11SelectionContents contents);
 
-    /// Leaves the selection without an owner, whoever owns it.
+    /// Leaves nothing on the selection, whoever owns it: no owner, or, on the clipboard where a manager would
+    /// fill it again, an owner that offers nothing.
     void clear(const QByteArray &selection);
 
     /// What we offer on the selection; null if it is not ours.

@@ -1,5 +1,7 @@
 #include "platform/linux/x11/X11SelectionReader.h"
 
+#include "platform/linux/x11/X11ToolkitSelection.h"
+
 #include <QSet>
 #include <QTimer>
 
@@ -261,6 +263,10 @@ private:
 X11SelectionContents X11SelectionReader::read(const QByteArray &selection, const QDeadlineTimer &deadline) {
     if (!m_connection.isAlive())
         return {};
+    const auto mode = selection == "PRIMARY" ? QClipboard::Selection : QClipboard::Clipboard;
+    if (auto ours = X11ToolkitSelection::contents(mode, owner(selection, deadline)))
+        return *ours;
+
     Reading reading(m_connection, deadline);
     auto contents = reading.run(selection);
     retire(reading.release());

@@ -17,15 +17,15 @@ public:
     /// Everything that the selection's owner gives before the deadline, in the owner's order; nothing if
     /// nobody owns it. A value that arrived in part is left out.
     ///
-    /// All values are asked for at once, so that one that never comes does not hold back the others. Targets
-    /// that do something, or that describe the owner rather than what it holds, are not asked for.
+    /// What our own toolkit holds is taken from its memory. All values are asked for at once, so that one
+    /// that never comes does not hold back the others. Targets that do something, or that describe the owner
+    /// rather than what it holds, are not asked for.
     X11SelectionContents read(const QByteArray &selection, const QDeadlineTimer &deadline);
-
-    /// The window that owns the selection, or none.
-    xcb_window_t owner(const QByteArray &selection, const QDeadlineTimer &deadline);
 
 private:
     class Reading;
+
+    xcb_window_t owner(const QByteArray &selection, const QDeadlineTimer &deadline);
 
     void retire(std::vector<xcb_window_t> windows);
 

@@ -66,6 +66,11 @@ void X11SelectionServer::clear(const QByteArray &selection) {
     if (!atoms)
         return;
     m_holdings.erase(atoms->front());
+    // A manager would fill a clipboard that nobody owns, with the very text that is to go.
+    if (atoms->front() == atom(clipboard) && ownerOf(atom(clipboardManager)) != XCB_NONE) {
+        own(selection, std::make_shared<const X11SelectionContents>());
+        return;
+    }
     if (const auto time = serverTime())
         xcb_set_selection_owner(m_connection, XCB_NONE, atoms->front(), *time);
     xcb_flush(m_connection);
@@ -75,13 +80,11 @@ X11SelectionServer::Contents X11SelectionServer::held(const QByteArray &selectio
     const auto atoms = m_connection.atoms({selection}, serverDeadline());
     if (!atoms || !m_holdings.contains(atoms->front()))
         return {};
-    const auto owner = m_connection.reply<xcb_get_selection_owner_reply_t>(
-        xcb_get_selection_owner(m_connection, atoms->front()), serverDeadline());
     // The server knows it before the event that tells us arrives.
-    if (owner && owner->owner != m_window)
-        m_holdings.erase(atoms->front());
+    if (ownerOf(atoms->front()) != m_window)
+        return {};
     const auto found = m_holdings.find(atoms->front());
-    return owner && found != m_holdings.end() ? found->second.contents : nullptr;
+    return found != m_holdings.end() ? found->second.contents : nullptr;
 }
 
 bool X11SelectionServer::handOver(std::chrono::milliseconds limit) {
@@ -89,9 +92,7 @@ bool X11SelectionServer::handOver(std::chrono::milliseconds limit) {
     const auto contents = held("CLIPBOARD");
     if (!contents || contents->values.empty())
         return false;
-    const auto manager = m_connection.reply<xcb_get_selection_owner_reply_t>(
-        xcb_get_selection_owner(m_connection, atom(clipboardManager)), deadline);
-    if (!manager || manager->owner == XCB_NONE)
+    if (ownerOf(atom(clipboardManager)) == XCB_NONE)
         return false;
 
     const auto time = serverTime();
@@ -124,6 +125,12 @@ QDeadlineTimer X11SelectionServer::nextExpiry() const {
     for (const auto &transfer : m_transfers)
         next = std::min(next, transfer.patience);
     return next;
+}
+
+xcb_window_t X11SelectionServer::ownerOf(xcb_atom_t selection) {
+    const auto owner = m_connection.reply<xcb_get_selection_owner_reply_t>(
+        xcb_get_selection_owner(m_connection, selection), serverDeadline());
+    return owner ? owner->owner : XCB_NONE;
 }
 
 std::optional<xcb_timestamp_t> X11SelectionServer::serverTime() {

@@ -26,7 +26,8 @@ public:
     /// Takes the selection and offers these contents. False if the server did not let us.
     bool own(const QByteArray &selection, Contents contents);
 
-    /// Leaves the selection without an owner, whoever owns it.
+    /// Leaves nothing on the selection, whoever owns it: no owner, or, on the clipboard where a manager would
+    /// fill it again, an owner that offers nothing.
     void clear(const QByteArray &selection);
 
     /// What we offer on the selection; null if it is not ours.
@@ -74,6 +75,7 @@ private:
     };
 
     xcb_atom_t atom(Atom name) const { return m_atoms[name]; }
+    xcb_window_t ownerOf(xcb_atom_t selection);
     std::optional<xcb_timestamp_t> serverTime();
     void handle(const xcb_generic_event_t &event);
     void handleRequest(const xcb_selection_request_event_t &request);

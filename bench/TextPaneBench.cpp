@@ -1,0 +1,58 @@
+#include "ui/TextPane.h"
+
+#include <QTest>
+
+using quillora::TextPane;
+
+namespace {
+
+QString words(int count) {
+    QString text;
+    for (int i = 0; i < count; ++i)
+        text += u"word%1 "_qs.arg(i % 97);
+    return text;
+}
+
+} // namespace
+
+/// What an interim result costs, drawing included, after so many words of the same dictation.
+class TextPaneBench : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void interimResult_data() {
+        QTest::addColumn<int>("wordCount");
+        for (const int count : {10, 100, 1000, 10000, 50000})
+            QTest::addRow("%d words", count) << count;
+    }
+
+    void interimResult() {
+        QFETCH(int, wordCount);
+        TextPane pane(TextPane::Follow::end);
+        pane.resize(344, 82);
+        pane.show();
+        const QString said = words(wordCount);
+        pane.setText(said);
+        QCoreApplication::processEvents();
+        int turn = 0;
+        QBENCHMARK {
+            pane.setText(said + words(1 + turn++ % 8)); // the recognizer revises its last words
+            pane.repaint();
+        }
+    }
+
+    void wholeTextAtOnce() {
+        TextPane pane(TextPane::Follow::end);
+        pane.resize(344, 82);
+        pane.show();
+        const QString text = words(10000);
+        QBENCHMARK {
+            pane.setText({});
+            pane.setText(text);
+            pane.repaint();
+        }
+    }
+};
+
+QTEST_MAIN(TextPaneBench)
+#include "TextPaneBench.moc"

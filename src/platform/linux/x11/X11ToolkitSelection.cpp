@@ -1,0 +1,45 @@
+#include "platform/linux/x11/X11ToolkitSelection.h"
+
+#include <QGuiApplication>
+#include <QMimeData>
+
+namespace quillora::platform {
+
+namespace {
+
+bool isToolkitWindow(xcb_window_t window) {
+    if (!qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
+        return false;
+    const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (!x11 || window == XCB_NONE)
+        return false;
+    const auto *setup = xcb_get_setup(x11->connection());
+    return (window & ~setup->resource_id_mask) == setup->resource_id_base;
+}
+
+/// Formats that mean something to this process only.
+bool isPrivate(const QString &format) { return format.startsWith(u"application/x-qt-"_qs); }
+
+} // namespace
+
+std::optional<X11SelectionContents> X11ToolkitSelection::contents(QClipboard::Mode mode, xcb_window_t owner) {
+    if (!isToolkitWindow(owner))
+        return {};
+    const auto *clipboard = QGuiApplication::clipboard();
+    const bool isHeld =
+        mode == QClipboard::Clipboard ? clipboard->ownsClipboard() : clipboard->ownsSelection();
+    const auto *mimeData = isHeld ? clipboard->mimeData(mode) : nullptr;
+    if (!mimeData)
+        return {};
+
+    X11SelectionContents contents;
+    if (mimeData->hasText())
+        contents = X11SelectionContents::ofText(mimeData->text());
+    for (const QString &format : mimeData->formats()) {
+        if (!isPrivate(format) && format != u"text/plain"_qs)
+            contents.values.push_back({X11SelectionType::bytes(format.toLatin1()), mimeData->data(format)});
+    }
+    return contents;
+}
+
+} // namespace quillora::platform

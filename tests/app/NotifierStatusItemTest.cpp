@@ -1,0 +1,294 @@
+#include "app/desktop/NotifierStatusItem.h"
+#include "app/desktop/MenuAdaptor.h"
+#include "app/desktop/NotifierItemAdaptor.h"
+#include "support/NotifierTray.h"
+#include "support/PrivateSessionBus.h"
+
+#include <QAction>
+#include <QDBusArgument>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QMenu>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace quillora;
+using test::NotifierTray;
+
+class NotifierStatusItemTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        QIcon::setThemeSearchPaths({});
+        m_bus.emplace();
+    }
+    void init() {
+        QIcon::setThemeSearchPaths({});
+        m_tray.emplace(m_bus->address());
+    }
+    void cleanup() {
+        m_item.reset();
+        m_tray.reset();
+    }
+    void cleanupTestCase() { m_bus.reset(); }
+
+    void itRegistersWithTheWatcher() {
+        makeItem();
+        QCOMPARE(m_tray->items().size(), 1);
+        QVERIFY(m_tray->items().first().startsWith(u"org.kde.StatusNotifierItem-"));
+        QCOMPARE(m_tray->itemProperty(u"Id"_qs), u"org.quillora.Quillora"_qs);
+        QCOMPARE(m_tray->itemProperty(u"Category"_qs), u"ApplicationStatus"_qs);
+        QCOMPARE(m_tray->itemProperty(u"Status"_qs), u"Active"_qs);
+        QCOMPARE(m_tray->itemProperty(u"ItemIsMenu"_qs), false);
+    }
+
+    void itIsCalledByItsAccessibilityDescription() {
+        makeItem();
+        m_item->setImage(u"globe"_qs, u"Quillora"_qs);
+        QCOMPARE(m_tray->itemProperty(u"Title"_qs), u"Quillora"_qs);
+        const auto toolTip =
+            qdbus_cast<NotifierToolTip>(m_tray->itemProperty(u"ToolTip"_qs).value<QDBusArgument>());
+        QCOMPARE(toolTip.title, u"Quillora"_qs);
+    }
+
+    void itRegistersWithAWatcherThatComesUpLater() {
+        m_tray.reset();
+        m_item = std::make_unique<NotifierStatusItem>(m_bus->connection());
+        QTRY_COMPARE(m_item->watcher(), NotifierStatusItem::Watcher::absent);
+        QVERIFY(!m_item->isHosted());
+        m_tray.emplace(m_bus->address());
+        QTRY_VERIFY(m_item->isHosted());
+        QCOMPARE(m_tray->items().size(), 1);
+    }
+
+    void itRegistersAgainWithAWatcherThatRestarts() {
+        makeItem();
+        m_tray.reset();
+        QTRY_VERIFY(!m_item->isHosted());
+        QCOMPARE(m_item->watcher(), NotifierStatusItem::Watcher::absent);
+        m_tray.emplace(m_bus->address());
+        QTRY_VERIFY(m_item->isHosted());
+        QCOMPARE(m_tray->items().size(), 1);
+    }
+
+    void withoutAHostNothingShowsIt() {
+        m_tray.reset();
+        m_tray.emplace(m_bus->address(), NotifierTray::Host::absent);
+        m_item = std::make_unique<NotifierStatusItem>(m_bus->connection());
+        QSignalSpy changes(m_item.get(), &NotifierStatusItem::watcherChanged);
+        QTRY_COMPARE(m_tray->items().size(), 1);
+        QTRY_COMPARE(changes.count(), 3); // the watcher is found, has the item, has no host
+        QVERIFY(!m_item->isHosted());
+        m_tray->addHost();
+        QTRY_VERIFY(m_item->isHosted());
+    }
+
+    void withoutABusThereIsNoWatcher() {
+        const auto nowhere = QDBusConnection::connectToBus(u"disabled:"_qs, u"nowhere"_qs);
+        const NotifierStatusItem item(nowhere);
+        QCOMPARE(item.watcher(), NotifierStatusItem::Watcher::absent);
+        QVERIFY(!item.isHosted());
+    }
+
+    void eachStateHasItsPicture_data() { states(); }
+    void eachStateHasItsPicture() {
+        QFETCH(QString, symbol);
+        makeItem();
+        m_item->setImage(symbol, u"Quillora"_qs);
+        const auto pixmaps =
+            qdbus_cast<NotifierPixmaps>(m_tray->itemProperty(u"IconPixmap"_qs).value<QDBusArgument>());
+        QList<int> sizes;
+        for (const auto &pixmap : pixmaps) {
+            sizes += pixmap.width;
+            QCOMPARE(pixmap.height, pixmap.width);
+            QCOMPARE(imageOf(pixmap), StatusIcon(symbol).image(pixmap.width));
+        }
+        QCOMPARE(sizes, (QList<int>{16, 22, 24, 32, 48}));
+    }
+
+    void eachStateHasItsNameInTheIconTheme_data() { states(); }
+    void eachStateHasItsNameInTheIconTheme() {
+        QFETCH(QString, symbol);
+        QFETCH(QString, name);
+        QIcon::setThemeSearchPaths({QStringLiteral(QUILLORA_ICONS)});
+        QIcon::setThemeName(u"hicolor"_qs);
+        makeItem();
+        m_item->setImage(symbol, u"Quillora"_qs);
+        QCOMPARE(m_tray->itemProperty(u"IconName"_qs), name);
+    }
+
+    void aNewStateIsAnnounced() {
+        makeItem();
+        m_tray->takeItemSignals();
+        m_item->setImage(u"mic.circle.fill"_qs, u"Quillora"_qs);
+        QStringList announced;
+        QTRY_VERIFY((announced += m_tray->takeItemSignals()).contains(u"NewIcon"_qs));
+    }
+
+    void aClickTellsWhereTheIconIs() {
+        makeItem();
+        QSignalSpy clicks(m_item.get(), &StatusItem::activated);
+        QVERIFY(!m_item->anchor());
+        m_tray->callItem(u"Activate"_qs, {1200, 12});
+        QCOMPARE(clicks.count(), 1);
+        QCOMPARE(m_item->anchor(), std::optional(QRect(1200, 12, 1, 1)));
+    }
+
+    void aTrayThatDoesNotKnowWhereTheIconIsTellsNothing() {
+        makeItem();
+        QSignalSpy clicks(m_item.get(), &StatusItem::activated);
+        m_tray->callItem(u"Activate"_qs, {0, 0});
+        QCOMPARE(clicks.count(), 1);
+        QVERIFY(!m_item->anchor());
+    }
+
+    void theTrayShowsTheMenu() {
+        makeItem();
+        QMenu menu;
+        fill(menu);
+        m_item->setMenu(&menu);
+        QCOMPARE(m_tray->itemProperty(u"Menu"_qs).value<QDBusObjectPath>().path(), u"/MenuBar"_qs);
+
+        const auto answer = m_tray->callMenu(u"GetLayout"_qs, {0, -1, QStringList()});
+        QCOMPARE(answer.size(), 2);
+        const auto layout = qdbus_cast<MenuLayout>(answer.at(1).value<QDBusArgument>());
+        QCOMPARE(layout.id, 0);
+        QCOMPARE(layout.children.size(), 3);
+        QCOMPARE(layout.children.at(0).properties.value(u"label"_qs), u"Start"_qs);
+        QCOMPARE(layout.children.at(0).properties.value(u"enabled"_qs), true);
+        QCOMPARE(layout.children.at(1).properties.value(u"type"_qs), u"separator"_qs);
+        QCOMPARE(layout.children.at(2).properties.value(u"label"_qs), u"_Login__item & more"_qs);
+        QCOMPARE(layout.children.at(2).properties.value(u"toggle-type"_qs), u"checkmark"_qs);
+        QCOMPARE(layout.children.at(2).properties.value(u"toggle-state"_qs), 0);
+    }
+
+    void aTrayThatCannotShowTheMenuHasItShown() {
+        makeItem();
+        QMenu menu;
+        fill(menu);
+        m_item->setMenu(&menu);
+        m_tray->callItem(u"ContextMenu"_qs, {100, 100});
+        QVERIFY(menu.isVisible());
+    }
+
+    void aChoiceInTheTrayRunsTheAction() {
+        makeItem();
+        QMenu menu;
+        fill(menu);
+        m_item->setMenu(&menu);
+        QSignalSpy triggers(menu.actions().first(), &QAction::triggered);
+        clickMenu(1);
+        QTRY_COMPARE(triggers.count(), 1);
+        clickMenu(3);
+        QTRY_VERIFY(menu.actions().last()->isChecked());
+        const auto state = m_tray->callMenu(u"GetProperty"_qs, {3, u"toggle-state"_qs});
+        QCOMPARE(state.value(0).value<QDBusVariant>().variant(), 1);
+    }
+
+    void hoveringInTheTrayRunsNothing() {
+        makeItem();
+        QMenu menu;
+        fill(menu);
+        m_item->setMenu(&menu);
+        QSignalSpy triggers(menu.actions().first(), &QAction::triggered);
+        m_tray->callMenu(u"Event"_qs, {1, u"hovered"_qs, QVariant::fromValue(QDBusVariant(0)), 0u});
+        QTest::qWait(0);
+        QCOMPARE(triggers.count(), 0);
+    }
+
+    void itemsThatDoNotExistAreNamed() {
+        makeItem();
+        QMenu menu;
+        fill(menu);
+        m_item->setMenu(&menu);
+        const auto answer =
+            m_tray->callMenu(u"AboutToShowGroup"_qs, {QVariant::fromValue(QList<int>{0, 1, 9})});
+        QCOMPARE(answer.size(), 2);
+        QCOMPARE(qdbus_cast<QList<int>>(answer.at(1)), QList<int>{9});
+    }
+
+    void theMenuIsBroughtUpToDateBeforeItOpens() {
+        makeItem();
+        QMenu menu;
+        fill(menu);
+        m_item->setMenu(&menu);
+        connect(&menu, &QMenu::aboutToShow, &menu, [&] { menu.actions().first()->setText(u"Stop"_qs); });
+        m_tray->callMenu(u"AboutToShow"_qs, {0});
+        const auto label = m_tray->callMenu(u"GetProperty"_qs, {1, u"label"_qs});
+        QCOMPARE(label.value(0).value<QDBusVariant>().variant(), u"Stop"_qs);
+    }
+
+    void aChangedActionIsAnnounced() {
+        makeItem();
+        QMenu menu;
+        fill(menu);
+        m_item->setMenu(&menu);
+        auto bus = QDBusConnection::connectToBus(m_bus->address(), u"listener"_qs);
+        m_menuUpdates.clear();
+        bus.connect({}, u"/MenuBar"_qs, u"com.canonical.dbusmenu"_qs, u"ItemsPropertiesUpdated"_qs, this,
+                    SLOT(recordMenuUpdate(QDBusMessage)));
+        menu.actions().first()->setEnabled(false);
+        QTRY_COMPARE(m_menuUpdates.size(), 1);
+        const auto updated = qdbus_cast<MenuItemPropertiesList>(
+            m_menuUpdates.first().arguments().first().value<QDBusArgument>());
+        QCOMPARE(updated.size(), 1);
+        QCOMPARE(updated.first().id, 1);
+        QCOMPARE(updated.first().properties.value(u"enabled"_qs), false);
+        QDBusConnection::disconnectFromBus(u"listener"_qs);
+    }
+
+    void afterItsEndTheItemHasLeftTheBus() {
+        makeItem();
+        const QString service = m_tray->items().first();
+        m_item.reset();
+        QTRY_VERIFY(!m_bus->connection().interface()->isServiceRegistered(service));
+    }
+
+private Q_SLOTS:
+    void recordMenuUpdate(const QDBusMessage &message) { m_menuUpdates += message; }
+
+private:
+    static void states() {
+        QTest::addColumn<QString>("symbol");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("idle") << u"globe"_qs << u"quillora-idle-symbolic"_qs;
+        QTest::newRow("recording") << u"mic.circle.fill"_qs << u"quillora-recording-symbolic"_qs;
+        QTest::newRow("processing") << u"arrow.triangle.2.circlepath.circle"_qs
+                                    << u"quillora-processing-symbolic"_qs;
+    }
+
+    static QImage imageOf(const NotifierPixmap &pixmap) {
+        QImage image(pixmap.width, pixmap.height, QImage::Format_ARGB32);
+        const auto *bytes = reinterpret_cast<const uchar *>(pixmap.data.constData());
+        for (int y = 0; y < pixmap.height; ++y) {
+            for (int x = 0; x < pixmap.width; ++x, bytes += 4)
+                image.setPixelColor(x, y, QColor(bytes[1], bytes[2], bytes[3], bytes[0]));
+        }
+        return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    }
+
+    static void fill(QMenu &menu) {
+        menu.addAction(u"Start"_qs);
+        menu.addSeparator();
+        menu.addAction(u"&Login_item && more"_qs)->setCheckable(true);
+    }
+
+    void makeItem() {
+        m_item = std::make_unique<NotifierStatusItem>(m_bus->connection());
+        QTRY_VERIFY(m_item->isHosted());
+    }
+
+    void clickMenu(int id) {
+        m_tray->callMenu(u"Event"_qs, {id, u"clicked"_qs, QVariant::fromValue(QDBusVariant(0)), 0u});
+    }
+
+    std::optional<test::PrivateSessionBus> m_bus;
+    std::optional<NotifierTray> m_tray;
+    std::unique_ptr<NotifierStatusItem> m_item;
+    QList<QDBusMessage> m_menuUpdates;
+};
+
+QTEST_MAIN(NotifierStatusItemTest)
+
+#include "NotifierStatusItemTest.moc"

@@ -1,0 +1,46 @@
+// The whole program, from its entry point on, on a desktop of fakes: what it does with a real display, a real
+// bus and a real tray is then its own doing.
+
+#include "app/QuilloraApp.h"
+#include "fakes/FakePlatform.h"
+#include "platform/linux/LinuxMainQueue.h"
+
+#include <QTimer>
+
+using namespace quillora;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Fakes in real time.
+class LivePlatform : public test::FakePlatform {
+public:
+    LivePlatform() {
+        m_pump.callOnTimeout([this] { run(); });
+        m_pump.start(5ms);
+    }
+
+    platform::MainQueue &mainQueue() override { return m_mainQueue; }
+
+private:
+    platform::LinuxMainQueue m_mainQueue;
+    QTimer m_pump; ///< the fakes answer through their own queue
+};
+
+} // namespace
+
+/// `--no-languages`: nothing can be recognized. `--taken`: another program has the hotkey.
+
+int main(int argc, char **argv) {
+    QuilloraApp app(argc, argv);
+    return app.run([] {
+        auto platform = std::make_unique<LivePlatform>();
+        const QStringList options = QCoreApplication::arguments();
+        if (options.contains(u"--no-languages"_qs))
+            platform->speech.locales.clear();
+        if (options.contains(u"--taken"_qs))
+            platform->hotKeys.takenElsewhere.insert(
+                {AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers});
+        return platform;
+    });
+}

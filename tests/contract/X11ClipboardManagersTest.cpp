@@ -1,0 +1,159 @@
+#include "fakes/FakePlatform.h"
+#include "insertion/PasteboardInserter.h"
+#include "platform/linux/x11/X11Pasteboard.h"
+#include "support/EventLoopQueue.h"
+#include "support/SelectionPeer.h"
+#include "support/SelectionRequestor.h"
+#include "support/VirtualDisplay.h"
+
+#include <QTest>
+
+namespace quillora::test {
+
+using Answer = SelectionRequestor::Answer;
+
+namespace {
+
+/// A desktop of fakes, but for its clipboard and its time: clipboard managers live in it.
+class DesktopWithClipboard : public FakePlatform {
+public:
+    explicit DesktopWithClipboard(const QByteArray &displayName)
+        : x11(std::make_unique<platform::X11Pasteboard>(displayName)) {}
+    platform::Pasteboard &pasteboard() override { return *x11; }
+    platform::MainQueue &mainQueue() override { return m_realTime; }
+
+    std::unique_ptr<platform::X11Pasteboard> x11;
+
+private:
+    EventLoopQueue m_realTime;
+};
+
+} // namespace
+
+/// The inserter beside real clipboard managers.
+class X11ClipboardManagersTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QFETCH(QStringList, command);
+        m_display = std::make_unique<VirtualDisplay>();
+        m_clipboard = std::make_unique<SelectionRequestor>(m_display->name(), "CLIPBOARD");
+        m_manager = m_display->start(u"dbus-run-session"_qs, QStringList(u"--"_qs) + command);
+        m_desktop = std::make_unique<DesktopWithClipboard>(m_display->name());
+    }
+    void cleanup() {
+        m_desktop.reset();
+        m_owner.reset();
+        m_manager.reset();
+        m_clipboard.reset();
+        m_display.reset();
+    }
+
+    void aPasteGivesBackWhatStoodThere_data() { recorders(); }
+    void aPasteGivesBackWhatStoodThere() {
+        QVERIFY(awaitRecorder());
+        put({{.target = "image/x-test", .data = "\x89not text"},
+             {.target = "UTF8_STRING", .data = "caption"}});
+        QVERIFY(ChildProcess::waitUntil([&] { return m_owner->requested().contains("UTF8_STRING"); }));
+        paste(u"dictated"_qs);
+        const QByteArrayList before{"image/x-test", "UTF8_STRING"};
+        QVERIFY(!happensSoon([&] { return m_clipboard->targets() != before; }));
+        QCOMPARE(m_clipboard->ask("image/x-test")->data, "\x89not text");
+        QCOMPARE(pasted(), "caption");
+    }
+
+    void theDictatedTextDoesNotStayWhereNothingStood_data() { recorders(); }
+    void theDictatedTextDoesNotStayWhereNothingStood() {
+        QVERIFY(awaitRecorder());
+        m_desktop->x11->clearContents();
+        QTRY_VERIFY(m_clipboard->targets().isEmpty());
+        QVERIFY(!happensSoon([&] { return !m_clipboard->targets().isEmpty(); }));
+        paste(u"dictated"_qs);
+        QVERIFY(!happensSoon([&] { return !m_clipboard->targets().isEmpty(); }));
+    }
+
+    void aCopyOutlivesTheProgram_data() { keepers(); }
+    void aCopyOutlivesTheProgram() {
+        QVERIFY(awaitKeeper());
+        PasteboardInserter().copy(u"copied"_qs);
+        m_desktop->x11->handOver();
+        m_desktop->x11.reset();
+        QTRY_COMPARE(pasted(), "copied");
+    }
+
+    void restoredContentsOutliveTheProgram_data() { keepers(); }
+    void restoredContentsOutliveTheProgram() {
+        QVERIFY(awaitKeeper());
+        const QByteArray image(2'000'000, 'p');
+        put({{.target = "image/x-test", .data = image}, {.target = "UTF8_STRING", .data = "caption"}});
+        paste(u"dictated"_qs);
+        m_desktop->x11->handOver();
+        m_desktop->x11.reset();
+        QTRY_COMPARE(pasted(), "caption");
+        const auto kept = m_clipboard->ask("image/x-test");
+        QVERIFY(kept.has_value());
+        QVERIFY(kept->data == image);
+    }
+
+private:
+    /// Managers that record what they see.
+    static void recorders() {
+        QTest::addColumn<QStringList>("command");
+        QTest::newRow("copyq") << QStringList{u"copyq"_qs};
+        QTest::newRow("clipman") << QStringList{u"xfce4-clipman"_qs};
+    }
+
+    /// Managers that take the contents over from programs that end.
+    static void keepers() {
+        QTest::addColumn<QStringList>("command");
+        QTest::newRow("xfsettingsd") << QStringList{u"xfsettingsd"_qs, u"--disable-wm-check"_qs};
+    }
+
+    /// Waits until the manager records what appears on the clipboard, and has done with what it does there
+    /// when it starts.
+    bool awaitRecorder() {
+        return ChildProcess::waitUntil([&] {
+            put({{.target = "UTF8_STRING", .data = "probe"}, {.target = "x-test/probe", .data = "probe"}});
+            return ChildProcess::waitUntil([&] { return m_owner->requested().contains("UTF8_STRING"); },
+                                           500) &&
+                   !happensSoon([&] { return !m_clipboard->targets().contains("x-test/probe"); });
+        });
+    }
+
+    /// Another program takes the clipboard, from the one before without a gap: clipman fills gaps, and does
+    /// so even if a new owner is there by then.
+    void put(std::vector<SelectionPeer::Offer> offers) {
+        m_owner = std::make_unique<SelectionPeer>(m_display->name(), "CLIPBOARD", std::move(offers));
+    }
+
+    bool awaitKeeper() const {
+        SelectionRequestor keeper(m_display->name(), "CLIPBOARD_MANAGER");
+        return ChildProcess::waitUntil([&] { return keeper.isOwned(); });
+    }
+
+    /// Whether a manager that reacts to a change does this.
+    static bool happensSoon(const std::function<bool()> &condition) {
+        return ChildProcess::waitUntil(condition, 1000);
+    }
+
+    QByteArray pasted() { return m_clipboard->ask("UTF8_STRING").value_or(Answer()).data; }
+
+    /// Waits until the clipboard is given back.
+    void paste(const QString &text) {
+        QVERIFY(PasteboardInserter().paste(text, nullptr));
+        QCOMPARE(pasted(), text.toUtf8());
+        QVERIFY(ChildProcess::waitUntil([&] { return pasted() != text.toUtf8(); }));
+    }
+
+    std::unique_ptr<VirtualDisplay> m_display;
+    std::unique_ptr<SelectionRequestor> m_clipboard;
+    std::unique_ptr<ChildProcess> m_manager;
+    std::unique_ptr<SelectionPeer> m_owner;
+    std::unique_ptr<DesktopWithClipboard> m_desktop;
+};
+
+} // namespace quillora::test
+
+QTEST_GUILESS_MAIN(quillora::test::X11ClipboardManagersTest)
+#include "X11ClipboardManagersTest.moc"

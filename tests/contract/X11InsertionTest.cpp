@@ -1,0 +1,159 @@
+#include "fakes/FakePlatform.h"
+#include "insertion/PasteboardInserter.h"
+#include "platform/linux/x11/X11Pasteboard.h"
+#include "support/SelectionPeer.h"
+#include "support/SelectionRequestor.h"
+#include "support/VirtualDisplay.h"
+
+#include <QTest>
+
+namespace quillora::test {
+
+using namespace std::chrono_literals;
+using Answer = SelectionRequestor::Answer;
+
+namespace {
+
+/// A desktop of fakes, but for its clipboard.
+class DesktopWithClipboard : public FakePlatform {
+public:
+    explicit DesktopWithClipboard(const QByteArray &displayName) : x11(displayName) {}
+    platform::Pasteboard &pasteboard() override { return x11; }
+
+    platform::X11Pasteboard x11;
+};
+
+QByteArray image() {
+    QByteArray bytes("\x89PNG\r\n\x1a\n", 8);
+    for (int i = 0; i < 600'000; ++i)
+        bytes += static_cast<char>(i * 31 + i / 255);
+    return bytes;
+}
+
+} // namespace
+
+/// The inserter on a real clipboard.
+class X11InsertionTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_display = std::make_unique<VirtualDisplay>();
+        m_desktop = std::make_unique<DesktopWithClipboard>(m_display->name());
+        m_clipboard = std::make_unique<SelectionRequestor>(m_display->name(), "CLIPBOARD");
+        m_desktop->keystrokesFake.onPost = [this](const platform::KeyEvent &event) {
+            if (event.isDown)
+                m_pasted += QString::fromUtf8(m_clipboard->ask("UTF8_STRING").value_or(Answer()).data);
+        };
+        m_pasted.clear();
+    }
+    void cleanup() {
+        m_clipboard.reset();
+        m_desktop.reset();
+        m_display.reset();
+    }
+
+    void anImageOnTheClipboardComesBackByteForByte() {
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD",
+                                  {{.target = "image/png", .data = image()},
+                                   {.target = "text/html", .data = "<img>"},
+                                   {.target = "TEXT", .data = "caption", .type = "STRING"}});
+        QVERIFY(m_inserter.paste(u"hola"_qs, nullptr));
+        m_desktop->queue.advance(150ms);
+        QCOMPARE(m_pasted, QStringList(u"hola"_qs));
+        m_desktop->queue.advance(800ms);
+        QCOMPARE(m_clipboard->targets(), QByteArrayList({"image/png", "text/html", "TEXT"}));
+        QVERIFY(m_clipboard->ask("image/png") == (Answer{"image/png", 8, image()}));
+        QCOMPARE(m_clipboard->ask("text/html"), (Answer{"text/html", 8, "<img>"}));
+        QCOMPARE(m_clipboard->ask("TEXT"), (Answer{"STRING", 8, "caption"}));
+    }
+
+    void anEmptyClipboardIsEmptyAgain() {
+        m_inserter.paste(u"hola"_qs, nullptr);
+        m_desktop->queue.advance(150ms);
+        QCOMPARE(m_pasted, QStringList(u"hola"_qs));
+        m_desktop->queue.advance(800ms);
+        QTRY_VERIFY(!m_clipboard->isOwned());
+    }
+
+    void theSecondOfTwoQuickPastesGivesTheFirstTextBack() {
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD",
+                                  {{.target = "UTF8_STRING", .data = "before"}});
+        m_inserter.paste(u"first"_qs, nullptr);
+        m_desktop->queue.advance(400ms);
+        m_inserter.paste(u"second"_qs, nullptr);
+        m_desktop->queue.advance(150ms);
+        QCOMPARE(m_pasted, QStringList({u"first"_qs, u"second"_qs}));
+        m_desktop->queue.advance(400ms);
+        QCOMPARE(m_clipboard->ask("UTF8_STRING")->data, "before");
+        m_desktop->queue.advance(400ms);
+        QCOMPARE(m_clipboard->ask("UTF8_STRING")->data, "first");
+    }
+
+    void aHungOwnerDoesNotKeepTheTextFromBeingPasted() {
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD", {}, {.isHung = true});
+        m_inserter.paste(u"hola"_qs, nullptr);
+        m_desktop->queue.advance(150ms);
+        QCOMPARE(m_pasted, QStringList(u"hola"_qs));
+    }
+
+    void theRestoreWinsOverWhatWasCopiedMeanwhile() {
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD",
+                                  {{.target = "UTF8_STRING", .data = "before"}});
+        m_inserter.paste(u"hola"_qs, nullptr);
+        m_desktop->queue.advance(500ms);
+        const SelectionPeer other(m_display->name(), "CLIPBOARD",
+                                  {{.target = "UTF8_STRING", .data = "meanwhile"}});
+        m_desktop->queue.advance(450ms);
+        QCOMPARE(m_clipboard->ask("UTF8_STRING")->data, "before");
+    }
+
+    void withoutTrustTheClipboardIsNotTouched() {
+        m_desktop->keystrokesFake.isTrustGranted = false;
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "image/png", .data = "png"}});
+        QVERIFY(!m_inserter.paste(u"hola"_qs, nullptr));
+        m_desktop->queue.advance(10s);
+        QCOMPARE(owner.requested(), QByteArrayList());
+        QCOMPARE(m_clipboard->ask("image/png")->data, "png");
+    }
+
+    void aCopyStays() {
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "image/png", .data = "png"}});
+        m_inserter.copy(u"hola"_qs);
+        m_desktop->queue.advance(10s);
+        QCoreApplication::processEvents();
+        QCOMPARE(m_clipboard->ask("UTF8_STRING")->data, "hola");
+        QCOMPARE(m_clipboard->ask("image/png"), std::nullopt);
+    }
+
+    void aTerminalFindsTheTextOnThePrimarySelection() {
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "image/png", .data = "png"}});
+        const SelectionPeer user(m_display->name(), "PRIMARY", {{.target = "UTF8_STRING", .data = "marked"}});
+        SelectionRequestor primary(m_display->name(), "PRIMARY");
+        QByteArray pasted;
+        m_desktop->keystrokesFake.onPost = [&](const platform::KeyEvent &event) {
+            if (!event.isDown)
+                return;
+            m_desktop->x11.lendToPrimary();
+            pasted = primary.ask("UTF8_STRING").value_or(Answer()).data;
+        };
+        m_inserter.paste(u"hola"_qs, nullptr);
+        m_desktop->queue.advance(150ms);
+        QCOMPARE(pasted, "hola");
+        m_desktop->queue.advance(800ms);
+        QCOMPARE(primary.ask("UTF8_STRING")->data, "marked");
+        QCOMPARE(m_clipboard->ask("image/png")->data, "png");
+    }
+
+private:
+    std::unique_ptr<VirtualDisplay> m_display;
+    std::unique_ptr<DesktopWithClipboard> m_desktop;
+    std::unique_ptr<SelectionRequestor> m_clipboard;
+    PasteboardInserter m_inserter;
+    QStringList m_pasted;
+};
+
+} // namespace quillora::test
+
+QTEST_GUILESS_MAIN(quillora::test::X11InsertionTest)
+#include "X11InsertionTest.moc"

@@ -1,0 +1,94 @@
+#include "fakes/FakePlatform.h"
+#include "insertion/PasteboardInserter.h"
+#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11Keystrokes.h"
+#include "platform/linux/x11/X11Pasteboard.h"
+#include "platform/linux/x11/X11Windows.h"
+#include "support/EventLoopQueue.h"
+#include "support/SelectionPeer.h"
+#include "support/SelectionRequestor.h"
+#include "support/TestKeyboard.h"
+#include "support/VirtualDisplay.h"
+
+#include <QFile>
+#include <QTest>
+
+namespace quillora::test {
+
+namespace {
+
+/// A desktop of fakes, but for what a paste is made of.
+class PastingDesktop : public FakePlatform {
+public:
+    explicit PastingDesktop(const QByteArray &displayName) : x11(displayName), m_connection(displayName) {}
+
+    platform::Pasteboard &pasteboard() override { return x11; }
+    platform::Keystrokes &keystrokes() override { return m_keystrokes; }
+    platform::MainQueue &mainQueue() override { return m_queue; }
+    platform::X11Connection &connection() { return m_connection; }
+
+    platform::X11Pasteboard x11;
+
+private:
+    platform::X11Connection m_connection;
+    platform::X11HotKeyEvents m_hotKeys{m_connection};
+    platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys, [this] { x11.lendToPrimary(); }};
+    EventLoopQueue m_queue;
+};
+
+} // namespace
+
+/// A paste into a terminal that pastes the primary selection only.
+class X11TerminalPasteTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theTextArrivesAndBothSelectionsComeBack() {
+        const auto xterm = m_display.start(
+            u"xterm"_qs, {u"-e"_qs, u"sh"_qs, u"-c"_qs, u"stty raw -echo; cat > "_qs + path()});
+        QVERIFY(takesKeys());
+        const SelectionPeer owner(m_display.name(), "CLIPBOARD",
+                                  {{.target = "image/png", .data = "\x89PNG"}});
+        const SelectionPeer user(m_display.name(), "PRIMARY", {{.target = "UTF8_STRING", .data = "marked"}});
+
+        QVERIFY(PasteboardInserter().paste(u"größer 駅"_qs, nullptr));
+        QVERIFY(ChildProcess::waitUntil([this] { return content().endsWith(u"größer 駅"_qs.toUtf8()); }));
+        SelectionRequestor clipboard(m_display.name(), "CLIPBOARD");
+        QVERIFY(
+            ChildProcess::waitUntil([&] { return clipboard.targets() == QByteArrayList({"image/png"}); }));
+        QCOMPARE(clipboard.ask("image/png")->data, "\x89PNG");
+        SelectionRequestor primary(m_display.name(), "PRIMARY");
+        QCOMPARE(primary.ask("UTF8_STRING")->data, "marked");
+    }
+
+private:
+    /// A window that is up need not listen to the keyboard yet.
+    bool takesKeys() {
+        const platform::X11Windows windows(m_desktop.connection());
+        const bool isInFront = ChildProcess::waitUntil([&] {
+            const auto window = windows.active();
+            return window && windows.windowClass(*window) == u"XTerm"_qs;
+        });
+        TestKeyboard keyboard(m_display.name());
+        constexpr auto keyOfA = 38;
+        return isInFront && ChildProcess::waitUntil([&] {
+                   keyboard.tap(keyOfA);
+                   return ChildProcess::waitUntil([this] { return !content().isEmpty(); }, 500);
+               });
+    }
+
+    QString path() const { return m_display.folder() + u"/text"_qs; }
+
+    QByteArray content() const {
+        QFile file(path());
+        return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    const VirtualDisplay m_display{VirtualDisplay::WindowManager::openbox};
+    PastingDesktop m_desktop{m_display.name()};
+};
+
+} // namespace quillora::test
+
+QTEST_GUILESS_MAIN(quillora::test::X11TerminalPasteTest)
+#include "X11TerminalPasteTest.moc"

@@ -1,0 +1,135 @@
+#!/usr/bin/python3
+"""Drives the real program on a real desktop: keys, sound, clipboard, editor. The path of the program is the first
+argument; what follows is for unittest."""
+
+import os
+import sys
+import time
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "demo"))
+
+from dictation import HOTKEY, Person, make_image, recordings, word_error_rate, write_settings  # noqa: E402
+from virtual_desktop import VirtualDesktop, wait_for  # noqa: E402
+
+PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else ""
+
+
+class DictationTest(unittest.TestCase):
+    settings = {"targetLanguageIdentifier": "es"}
+
+    def setUp(self):
+        self.desktop = VirtualDesktop()
+        self.desktop.__enter__()
+        self.addCleanup(self.desktop.__exit__)
+        write_settings(self.desktop, **self.settings)
+        self.person = Person(self.desktop, PROGRAM)
+        self.person.open_editor()
+        self.person.start_quillora()
+        self.person.focus_editor()
+
+    def wait_for_status(self, status, seconds=10):
+        wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status,
+                 seconds)
+
+
+class TranslatedDictationTest(DictationTest):
+    def test_a_held_key_turns_speech_into_text_in_the_editor(self):
+        recording = recordings()[1]
+        text, _ = self.person.speak(recording)
+        self.assertEqual(text, self.person.translation())
+        self.assertLessEqual(word_error_rate(recording.spoken, self.person.transcript()), 0.5)
+        self.assertEqual(self.person.status(), "Inserted translation.")
+
+    def test_interim_text_appears_while_the_key_is_held(self):
+        player = None
+        self.desktop.keys_down(*HOTKEY)
+        try:
+            self.wait_for_status("Listening...")
+            player = self.desktop.start(["paplay", "--device=microphone", recordings()[0].path])
+            wait_for("interim text", lambda: len(self.person.transcript().split()) >= 2, 8)
+            self.assertIsNone(player.poll(), "the interim text came only after the sentence was over")
+        finally:
+            self.desktop.keys_up(*reversed(HOTKEY))
+        self.wait_for_status("Inserted translation.")
+
+    def test_a_tap_says_that_no_speech_was_recognized(self):
+        self.desktop.keys_down(*HOTKEY)
+        self.desktop.keys_up(*reversed(HOTKEY))
+        self.wait_for_status("No speech recognized.")
+        self.assertEqual(self.person.editor_text(), "")
+
+    def test_after_a_tap_the_next_dictation_works(self):
+        self.test_a_tap_says_that_no_speech_was_recognized()
+        self.desktop.run(["xdotool", "key", "Escape"])  # a notice opens the panel
+        self.person.focus_editor()
+        text, _ = self.person.speak(recordings()[4])
+        self.assertEqual(text, self.person.translation())
+
+    def test_with_the_panel_in_front_the_paste_goes_to_the_application_before(self):
+        self.person.open_panel()
+        wait_for("the panel in front", lambda: b"Quillora" in self.desktop.run(
+            ["xdotool", "getactivewindow", "getwindowname"]))
+        text, _ = self.person.speak(recordings()[4])
+        self.assertEqual(text, self.person.translation())
+
+    def test_the_clipboard_comes_back_with_every_format(self):
+        image = os.path.join(self.desktop.folder, "image.png")
+        make_image(image)
+        self.person.put_on_clipboard(image, "image/png")
+        targets = sorted(self.desktop.clipboard("TARGETS").split())
+        with open(image, "rb") as file:
+            wanted = file.read()
+        self.person.speak(recordings()[4])
+        wait_for("the clipboard's return", lambda: self.desktop.clipboard("image/png") == wanted, 5)
+        self.assertLessEqual(set(targets), set(self.desktop.clipboard("TARGETS").split()))
+
+    def test_an_empty_clipboard_is_empty_again(self):
+        self.person.speak(recordings()[4])
+        wait_for("the clipboard's emptiness", lambda: not self.desktop.clipboard("TARGETS"), 5)
+
+    def test_quitting_leaves_no_process_behind(self):
+        self.person.speak(recordings()[4])
+        self.assertTrue(self.translators())
+        self.assertTrue(self.desktop.stop(self.person.quillora, seconds=5), "it did not end when it was asked to")
+        wait_for("the end of what it started", lambda: not self.translators(), 5)
+
+    def translators(self):
+        """The translator's processes of this desktop: they bear its folder in their environment."""
+        found = []
+        for pid in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                with open(f"/proc/{pid}/environ", "rb") as environment, open(f"/proc/{pid}/cmdline", "rb") as command:
+                    if self.desktop.folder.encode() in environment.read() and b"apertium" in command.read():
+                        found.append(pid)
+            except OSError:
+                continue
+        return found
+
+
+class SameLanguageDictationTest(DictationTest):
+    settings = {"targetLanguageIdentifier": "en"}
+
+    def test_the_transcript_itself_is_inserted(self):
+        text, _ = self.person.speak(recordings()[1])
+        self.assertEqual(text, self.person.transcript())
+        self.assertEqual(self.person.status(), "Inserted transcript.")
+
+
+class DefaultPairDictationTest(DictationTest):
+    settings = {}
+
+    def test_a_pair_without_data_fails_with_a_sentence_that_names_both_languages(self):
+        self.desktop.keys_down(*HOTKEY)
+        time.sleep(0.2)
+        self.desktop.play(recordings()[4].path)
+        self.desktop.keys_up(*reversed(HOTKEY))
+        wait_for("the failure", lambda: self.person.status().startswith("Translation failed:"))
+        self.assertIn("English", self.person.status())
+        self.assertIn("Russian", self.person.status())
+        self.assertEqual(self.person.editor_text(), "")
+        self.assertNotEqual(self.person.transcript(), "")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

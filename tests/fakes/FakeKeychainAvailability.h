@@ -1,0 +1,22 @@
+#pragma once
+
+#include "platform/KeychainAvailability.h"
+
+namespace quillora::test {
+
+class FakeKeychainAvailability : public platform::KeychainAvailability {
+public:
+    void setObserver(Observer observer) override { m_observer = std::move(observer); }
+
+    /// The keyring appears, or the user unlocks it.
+    void becomeAvailable() {
+        if (m_observer)
+            m_observer();
+    }
+    bool isObserved() const { return bool(m_observer); }
+
+private:
+    Observer m_observer;
+};
+
+} // namespace quillora::test

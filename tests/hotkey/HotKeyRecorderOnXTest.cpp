@@ -1,0 +1,165 @@
+#include "fakes/FakePlatform.h"
+#include "hotkey/HotKeyRecorderView.h"
+#include "platform/linux/x11/X11KeyPositions.h"
+#include "support/TestKeyboard.h"
+#include "support/VirtualDisplay.h"
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QTest>
+
+#include <optional>
+
+using namespace quillora;
+using namespace quillora::test;
+
+namespace {
+
+class PlatformWithRealKeys : public FakePlatform {
+public:
+    platform::KeyPositions &keyPositions() override { return m_realPositions; }
+
+private:
+    platform::X11KeyPositions m_realPositions;
+};
+
+// Keycodes of the server.
+constexpr xcb_keycode_t escape = 9;
+constexpr xcb_keycode_t tab = 23;
+constexpr xcb_keycode_t letterA = 38;
+constexpr xcb_keycode_t letterK = 45;
+constexpr xcb_keycode_t f5 = 71;
+
+} // namespace
+
+/// The recorder under real key events of a real X server.
+class HotKeyRecorderOnXTest : public QObject {
+    Q_OBJECT
+
+public:
+    explicit HotKeyRecorderOnXTest(const VirtualDisplay &display) : m_display(display) {}
+
+private Q_SLOTS:
+    void init() {
+        m_platform.emplace();
+        m_window.emplace();
+        m_field = new QLineEdit(&*m_window);
+        m_recorder = new HotKeyRecorderView({}, &*m_window);
+        m_recorder->setGeometry(0, 0, 1, 1);
+        m_outcomes.clear();
+        m_window->show();
+        // A window manager that has just come up may overlook the first request.
+        QVERIFY(ChildProcess::waitUntil([this] {
+            m_window->activateWindow();
+            return m_window->isActiveWindow();
+        }));
+        record();
+        m_keyboard.emplace(m_display.name());
+    }
+
+    void cleanup() {
+        m_keyboard.reset();
+        m_window.reset();
+        m_platform.reset();
+    }
+
+    void aKeyPressHasOneOutcome_data() {
+        using Keys = std::vector<xcb_keycode_t>;
+        QTest::addColumn<Keys>("held");
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QString>("outcome");
+        const auto row = [](const char *name, const Keys &held, xcb_keycode_t key, const QString &outcome) {
+            QTest::newRow(name) << held << int(key) << outcome;
+        };
+        constexpr auto control = TestKeyboard::control;
+        constexpr auto shift = TestKeyboard::shift;
+        constexpr auto alt = TestKeyboard::alt;
+        constexpr auto super = TestKeyboard::super;
+        row("Escape alone cancels", {}, escape, u"cancel"_qs);
+        row("Control+Escape is captured", {control}, escape, u"capture 53:4096"_qs);
+        row("Shift+Escape is invalid", {shift}, escape, u"invalid"_qs);
+        row("a letter alone is invalid", {}, letterK, u"invalid"_qs);
+        row("a letter with Shift only is invalid", {shift}, letterK, u"invalid"_qs);
+        row("Command+Shift+K is captured", {super, shift}, letterK, u"capture 40:768"_qs);
+        row("Control+Option+Command+Shift+F5 is captured", {control, alt, super, shift}, f5,
+            u"capture 96:6912"_qs);
+        row("Control+Tab is captured", {control}, tab, u"capture 48:4096"_qs);
+        row("Shift+Tab is no way out", {shift}, tab, u"invalid"_qs);
+        row("Super+K is captured", {super}, letterK, u"capture 40:256"_qs);
+    }
+
+    void aKeyPressHasOneOutcome() {
+        QFETCH(std::vector<xcb_keycode_t>, held);
+        QFETCH(int, key);
+        QFETCH(QString, outcome);
+        m_keyboard->tapWith(held, static_cast<xcb_keycode_t>(key));
+        QTRY_COMPARE(m_outcomes, QStringList{outcome});
+        QVERIFY(m_recorder->hasFocus());
+    }
+
+    void capsLockNeverEntersTheMask() {
+        m_keyboard->tap(TestKeyboard::capsLock);
+        m_keyboard->tapWith({TestKeyboard::control}, letterA);
+        QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_qs});
+        m_keyboard->tap(TestKeyboard::capsLock);
+    }
+
+    void aHeldKeyCountsOnce() {
+        m_keyboard->press(letterK);
+        QTRY_COMPARE(m_outcomes, QStringList{u"invalid"_qs});
+        QTest::qWait(900); // the server repeats a held key after 660 ms
+        m_keyboard->release(letterK);
+        m_keyboard->tapWith({TestKeyboard::control}, letterA);
+        QTRY_COMPARE(m_outcomes, (QStringList{u"invalid"_qs, u"capture 0:4096"_qs}));
+    }
+
+    void keysPassThroughWhileNotRecording() {
+        m_recorder->setDescription(describe(false));
+        m_field->setFocus();
+        m_keyboard->tap(letterK);
+        QTRY_COMPARE(m_field->text(), u"k"_qs);
+        QCOMPARE(m_outcomes, QStringList());
+    }
+
+    /// Last, because it changes the keyboard.
+    void thePositionCountsNotTheLayout() {
+        m_display.setLayout({u"fr"_qs}); // where this key types q
+        m_keyboard->tapWith({TestKeyboard::control}, letterA);
+        QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_qs});
+        m_display.setLayout({u"us"_qs});
+    }
+
+private:
+    HotKeyRecorderView::Description describe(bool isRecording) {
+        return {isRecording,
+                [this](const AppHotKey &hotKey) { m_outcomes += u"capture "_qs + hotKey.storageValue(); },
+                [this] { m_outcomes += u"cancel"_qs; }, [this] { m_outcomes += u"invalid"_qs; }};
+    }
+    void record() {
+        m_recorder->setDescription(describe(true));
+        m_platform->run();
+        QTRY_VERIFY(m_recorder->hasFocus());
+    }
+
+    const VirtualDisplay &m_display;
+    std::optional<PlatformWithRealKeys> m_platform;
+    std::optional<QWidget> m_window;
+    std::optional<TestKeyboard> m_keyboard;
+    QLineEdit *m_field = nullptr;             ///< the window's
+    HotKeyRecorderView *m_recorder = nullptr; ///< likewise
+    QStringList m_outcomes;
+};
+
+int main(int argc, char **argv) {
+    std::optional<VirtualDisplay> display;
+    {
+        QCoreApplication starting(argc, argv);
+        display.emplace(VirtualDisplay::WindowManager::openbox);
+    }
+    qputenv("DISPLAY", display->name());
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication application(argc, argv);
+    HotKeyRecorderOnXTest test(*display);
+    return QTest::qExec(&test, argc, argv);
+}
+#include "HotKeyRecorderOnXTest.moc"

@@ -1,0 +1,50 @@
+#!/usr/bin/python3
+"""Arrows point down only: each room includes itself and what lies below it, and only main.cpp names the Linux layer.
+The folder of the sources is the only argument."""
+
+import pathlib
+import re
+import sys
+
+BELOW = {
+    "platform": set(),
+    "platform/linux": {"platform"},
+    "hotkey": {"platform"},
+    "speech": {"platform"},
+    "translation": {"platform"},
+    "insertion": {"platform"},
+    "controller": {"hotkey", "speech", "translation", "insertion", "platform"},
+    "ui": {"controller", "hotkey", "translation", "platform"},
+    "app": {"ui", "controller", "hotkey", "speech", "translation", "insertion", "platform"},
+}
+
+
+def room_of(path):
+    return "platform/linux" if path.startswith("platform/linux/") else path.split("/")[0]
+
+
+def main(sources):
+    violations = []
+    seen = set()
+    for file in sorted(sources.rglob("*")):
+        if file.suffix not in (".h", ".cpp"):
+            continue
+        path = str(file.relative_to(sources))
+        room = room_of(path)
+        seen.add(room)
+        for included in re.findall(r'#include "([^"]+)"', file.read_text(encoding="utf-8")):
+            if "/" not in included:
+                continue
+            allowed = BELOW[room] | {room}
+            if path == "app/main.cpp":
+                allowed = allowed | {"platform/linux"}
+            if room_of(included) not in allowed:
+                violations.append(f"{path} includes {included}")
+    for room in set(BELOW) - seen:
+        violations.append(f"there is no room {room}: was it moved?")
+    print("\n".join(violations) or "every include points down")
+    return 1 if violations else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(pathlib.Path(sys.argv[1])))

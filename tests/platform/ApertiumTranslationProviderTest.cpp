@@ -1,0 +1,412 @@
+#include "platform/linux/translation/ApertiumTranslationProvider.h"
+
+#include "fakes/FakePlatform.h"
+#include "platform/linux/translation/ApertiumPipeline.h"
+#include "support/ChildProcess.h"
+#include "support/ProcessTree.h"
+#include "support/TaskOutcome.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+using namespace quillora::test;
+using namespace std::chrono_literals;
+using quillora::platform::ApertiumPipeline;
+using quillora::platform::ApertiumTranslationProvider;
+using quillora::platform::TranslationConfiguration;
+using quillora::platform::TranslationSession;
+
+namespace {
+
+using Session = std::shared_ptr<TranslationSession>;
+
+QCoro::Task<QString> translated(Session session, QString text) {
+    const auto response = co_await session->translate(text);
+    co_return response.targetText;
+}
+
+QCoro::Task<QString> prepared(Session session) {
+    co_await session->prepareTranslation();
+    co_return QString();
+}
+
+const QString stopped = u"The on-device translation from English to Spanish has stopped unexpectedly."_qs;
+const QString overdue = u"The on-device translation from English to Spanish did not answer in time."_qs;
+
+} // namespace
+
+/// Translation by the installed pairs, what becomes of a text in it, and of the processes.
+class ApertiumTranslationProviderTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void aPairThatIsNotInstalledIsNamedInEnglish();
+    void aPairInstalledMeanwhileIsFound();
+    void aPairIsTranslatedThroughAThirdLanguage();
+
+    void recognizedSpeechIsTranslatedAsItIsWritten_data();
+    void recognizedSpeechIsTranslatedAsItIsWritten();
+    void anUnknownWordPassesUnmarked();
+    void specialCharactersSurvive_data();
+    void specialCharactersSurvive();
+    void theLayoutIsKept_data();
+    void theLayoutIsKept();
+    void aTextWithoutWordsStartsNothing_data();
+    void aTextWithoutWordsStartsNothing();
+    void aHundredKilobytesAreTranslatedWhole();
+    void aHundredKilobytesInOneWordComeBack();
+    void translationsAtTheSameTimeKeepApart();
+
+    void textNeverReachesAProcessArgument();
+    void aPipelineServesManyTranslations();
+    void preparingStartsThePipeline();
+    void anIdlePipelineEnds();
+    void aPipelineInUseDoesNotEnd();
+    void aTranslationAfterTheIdleEndStartsAFreshPipeline();
+    void aStageKilledBetweenTranslationsIsReplaced_data();
+    void aStageKilledBetweenTranslationsIsReplaced();
+    void aStageKilledDuringATranslationFailsIt_data();
+    void aStageKilledDuringATranslationFailsIt();
+    void aHangingStageFailsTheTranslationInTime_data();
+    void aHangingStageFailsTheTranslationInTime();
+    void afterAFailureTheNextTranslationWorks();
+    void aPairThatCannotBeStartedFails();
+    void anEmptyAnswerFails();
+    void anUnreadableAnswerFails();
+    void destroyingTheProviderEndsEveryProcess();
+    void destroyingTheProviderFailsATranslationUnderWay();
+    void aSessionThatOutlivesItsProviderFails();
+
+private:
+    static constexpr auto stageCount = 13;
+
+    Session session(const QString &source = u"en"_qs, const QString &target = u"es"_qs);
+    std::shared_ptr<TaskOutcome> begin(const QString &text) {
+        return TaskOutcome::of(translated(session(), text));
+    }
+    TaskOutcome finish(const std::shared_ptr<TaskOutcome> &outcome);
+    TaskOutcome translate(const QString &text) { return finish(begin(text)); }
+    bool waitUntil(const std::function<bool()> &condition);
+
+    void useModes(const std::map<QString, QByteArray> &modes);
+    void installMode(const QString &name, const QByteArray &pipeline);
+    static void addStages();
+    static QList<ProcessTree::Process> stages();
+
+    std::unique_ptr<QTemporaryDir> m_modes;
+    std::unique_ptr<FakePlatform> m_platform;
+    std::unique_ptr<ApertiumTranslationProvider> m_provider;
+};
+
+void ApertiumTranslationProviderTest::init() {
+    m_platform = std::make_unique<FakePlatform>();
+    m_provider = std::make_unique<ApertiumTranslationProvider>(m_platform->queue);
+}
+
+void ApertiumTranslationProviderTest::cleanup() {
+    m_provider.reset();
+    m_platform.reset();
+    QVERIFY(ProcessTree::descendants().isEmpty());
+}
+
+bool ApertiumTranslationProviderTest::waitUntil(const std::function<bool()> &condition) {
+    return ChildProcess::waitUntil([&] {
+        m_platform->run();
+        return condition();
+    });
+}
+
+Session ApertiumTranslationProviderTest::session(const QString &source, const QString &target) {
+    Session session;
+    m_provider->translationTask({source, target}, [&](Session given) { session = std::move(given); });
+    m_platform->run();
+    return session;
+}
+
+TaskOutcome ApertiumTranslationProviderTest::finish(const std::shared_ptr<TaskOutcome> &outcome) {
+    waitUntil([&] { return outcome->isDone; });
+    return *outcome;
+}
+
+void ApertiumTranslationProviderTest::installMode(const QString &name, const QByteArray &pipeline) {
+    QFile file(m_modes->filePath(name + u".mode"_qs));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(pipeline);
+}
+
+void ApertiumTranslationProviderTest::useModes(const std::map<QString, QByteArray> &modes) {
+    m_modes = std::make_unique<QTemporaryDir>();
+    for (const auto &[name, pipeline] : modes)
+        installMode(name, pipeline);
+    m_provider = std::make_unique<ApertiumTranslationProvider>(m_platform->queue, m_modes->path());
+}
+
+/// The processes of the pipeline but the shell that started them.
+QList<ProcessTree::Process> ApertiumTranslationProviderTest::stages() {
+    auto processes = ProcessTree::descendants();
+    erase_if(processes, [](const auto &process) { return process.commandLine.contains("trap"); });
+    return processes;
+}
+
+void ApertiumTranslationProviderTest::addStages() {
+    QTest::addColumn<int>("stage");
+    QTest::newRow("first") << 0;
+    QTest::newRow("middle") << stageCount / 2;
+    QTest::newRow("last") << stageCount - 1;
+}
+
+void ApertiumTranslationProviderTest::aPairThatIsNotInstalledIsNamedInEnglish() {
+    QCOMPARE(finish(TaskOutcome::of(prepared(session(u"en"_qs, u"ru"_qs)))).error,
+             u"No on-device translation from English to Russian is installed."_qs);
+    QCOMPARE(finish(TaskOutcome::of(translated(session(u"ja"_qs, u"zh"_qs), u"x"_qs))).error,
+             u"No on-device translation from Japanese to Chinese is installed."_qs);
+}
+
+void ApertiumTranslationProviderTest::aPairInstalledMeanwhileIsFound() {
+    useModes({});
+    QVERIFY(!translate(u"house"_qs).error.isEmpty());
+    installMode(u"eng-spa"_qs, "sed -u 's/house/casa/'");
+    QCOMPARE(translate(u"house"_qs).text, u"casa"_qs);
+}
+
+void ApertiumTranslationProviderTest::aPairIsTranslatedThroughAThirdLanguage() {
+    useModes({{u"eng-spa"_qs, "sed -u 's/house/casa/'"}, {u"spa-fra"_qs, "sed -u 's/casa/maison/'"}});
+    const auto outcome = finish(TaskOutcome::of(translated(session(u"en"_qs, u"fr"_qs), u"a house\n"_qs)));
+    QCOMPARE(outcome.error, QString());
+    QCOMPARE(outcome.text, u"a maison\n"_qs);
+}
+
+void ApertiumTranslationProviderTest::recognizedSpeechIsTranslatedAsItIsWritten_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("translation");
+    QTest::newRow("no final stop") << u"the house is big"_qs << u"la casa es grande"_qs;
+    QTest::newRow("a small pronoun") << u"i want to send this message to my friend tomorrow"_qs
+                                     << u"quiero enviar este mensaje a mi amigo mañana"_qs;
+    QTest::newRow("written text") << u"The house is big."_qs << u"La casa es grande."_qs;
+    QTest::newRow("a question") << u"Is the house big?"_qs << u"Es la casa grande?"_qs;
+}
+
+void ApertiumTranslationProviderTest::recognizedSpeechIsTranslatedAsItIsWritten() {
+    QFETCH(const QString, text);
+    QFETCH(const QString, translation);
+    QCOMPARE(translate(text).text, translation);
+}
+
+void ApertiumTranslationProviderTest::anUnknownWordPassesUnmarked() {
+    QCOMPARE(translate(u"My cat is blorptastic."_qs).text, u"Mi gato es blorptastic."_qs);
+}
+
+void ApertiumTranslationProviderTest::specialCharactersSurvive_data() {
+    QTest::addColumn<QString>("special");
+    for (const char16_t character : std::u16string_view(u"[]^$/<>@{}\\~*#&|%_+=\"`"))
+        QTest::newRow(QString(QChar(character)).toUtf8()) << QString(QChar(character));
+    QTest::newRow("emoji") << u"\U0001F600"_qs;
+    QTest::newRow("joined emoji") << u"\U0001F468\u200d\U0001F469\u200d\U0001F467"_qs;
+    QTest::newRow("heart") << u"\u2764\ufe0f"_qs;
+    QTest::newRow("Chinese") << u"\u4e2d\u6587"_qs;
+    QTest::newRow("escape") << u"\u001b"_qs;
+    QTest::newRow("the end mark") << u".[][\u2003]"_qs;
+}
+
+void ApertiumTranslationProviderTest::specialCharactersSurvive() {
+    QFETCH(const QString, special);
+    for (const QString &text : {u"The house %1 is big."_qs, u"%1 the house"_qs, u"the house %1"_qs}) {
+        const auto outcome = translate(text.arg(special));
+        QCOMPARE(outcome.error, QString());
+        QCOMPARE(outcome.text.count(special), 1);
+        QVERIFY(outcome.text.contains(u"casa"_qs));
+    }
+}
+
+void ApertiumTranslationProviderTest::theLayoutIsKept_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("translation");
+    QTest::newRow("lines") << u"the house\nthe cat\r\n\r\nthe dog\n"_qs
+                           << u"la casa\nel gato\r\n\r\nel perro\n"_qs;
+    QTest::newRow("space around") << u"  \tthe house \t"_qs << u"  \tla casa \t"_qs;
+    QTest::newRow("NUL") << u"the house"_qs + QChar() + u"the cat"_qs
+                         << u"la casa"_qs + QChar() + u"el gato"_qs;
+    QTest::newRow("lines without words") << u"---\nthe house\n***\n"_qs << u"---\nla casa\n***\n"_qs;
+}
+
+void ApertiumTranslationProviderTest::theLayoutIsKept() {
+    QFETCH(const QString, text);
+    QFETCH(const QString, translation);
+    QCOMPARE(translate(text).text, translation);
+}
+
+void ApertiumTranslationProviderTest::aTextWithoutWordsStartsNothing_data() {
+    QTest::addColumn<QString>("text");
+    QTest::newRow("empty") << QString();
+    QTest::newRow("blank") << u" \n\t "_qs;
+    QTest::newRow("punctuation") << u"... ?!"_qs;
+}
+
+void ApertiumTranslationProviderTest::aTextWithoutWordsStartsNothing() {
+    QFETCH(const QString, text);
+    const auto outcome = translate(text);
+    QVERIFY(outcome.isDone);
+    QCOMPARE(outcome.error, QString());
+    QCOMPARE(outcome.text, text);
+    QVERIFY(ProcessTree::descendants().isEmpty());
+}
+
+void ApertiumTranslationProviderTest::aHundredKilobytesAreTranslatedWhole() {
+    constexpr int count = 6000;
+    QCOMPARE(translate(u"The house is big. "_qs.repeated(count)).text,
+             u"La casa es grande. "_qs.repeated(count));
+}
+
+void ApertiumTranslationProviderTest::aHundredKilobytesInOneWordComeBack() {
+    const QString word(100'000, u'x');
+    QCOMPARE(translate(u"the house "_qs + word).text, u"la casa "_qs + word);
+}
+
+void ApertiumTranslationProviderTest::translationsAtTheSameTimeKeepApart() {
+    const auto one = begin(u"the house"_qs);
+    const auto other = begin(u"the cat\nthe dog"_qs);
+    QCOMPARE(finish(other).text, u"el gato\nel perro"_qs);
+    QCOMPARE(finish(one).text, u"la casa"_qs);
+}
+
+void ApertiumTranslationProviderTest::textNeverReachesAProcessArgument() {
+    QCOMPARE(translate(u"the xylophagous house"_qs).error, QString());
+    const auto processes = ProcessTree::descendants();
+    QVERIFY(!processes.isEmpty());
+    for (const auto &process : processes)
+        QVERIFY(!process.commandLine.contains("xylophagous"));
+}
+
+void ApertiumTranslationProviderTest::aPipelineServesManyTranslations() {
+    translate(u"the house"_qs);
+    const auto before = stages();
+    translate(u"the cat"_qs);
+    const auto after = stages();
+    QCOMPARE(before.size(), stageCount);
+    QCOMPARE(after.size(), stageCount);
+    QCOMPARE(after.first().id, before.first().id);
+}
+
+void ApertiumTranslationProviderTest::preparingStartsThePipeline() {
+    QCOMPARE(finish(TaskOutcome::of(prepared(session()))).error, QString());
+    QCOMPARE(stages().size(), stageCount);
+}
+
+void ApertiumTranslationProviderTest::anIdlePipelineEnds() {
+    translate(u"the house"_qs);
+    m_platform->queue.advance(ApertiumPipeline::idleTime - 1ms);
+    QCOMPARE(stages().size(), stageCount);
+    m_platform->queue.advance(1ms);
+    QVERIFY(waitUntil([] { return ProcessTree::descendants().isEmpty(); }));
+}
+
+void ApertiumTranslationProviderTest::aPipelineInUseDoesNotEnd() {
+    translate(u"the house"_qs);
+    const auto id = stages().first().id;
+    m_platform->queue.advance(ApertiumPipeline::idleTime - 1ms);
+    translate(u"the cat"_qs);
+    m_platform->queue.advance(ApertiumPipeline::idleTime - 1ms);
+    QCOMPARE(stages().first().id, id);
+}
+
+void ApertiumTranslationProviderTest::aTranslationAfterTheIdleEndStartsAFreshPipeline() {
+    translate(u"the house"_qs);
+    m_platform->queue.advance(ApertiumPipeline::idleTime);
+    QCOMPARE(translate(u"the cat"_qs).text, u"el gato"_qs);
+}
+
+void ApertiumTranslationProviderTest::aStageKilledBetweenTranslationsIsReplaced_data() { addStages(); }
+
+void ApertiumTranslationProviderTest::aStageKilledBetweenTranslationsIsReplaced() {
+    QFETCH(const int, stage);
+    translate(u"the house"_qs);
+    const auto killed = stages().at(stage).id;
+    ::kill(static_cast<pid_t>(killed), SIGKILL);
+    QVERIFY(waitUntil([] { return ProcessTree::descendants().isEmpty(); }));
+    QCOMPARE(translate(u"the cat"_qs).text, u"el gato"_qs);
+}
+
+void ApertiumTranslationProviderTest::aStageKilledDuringATranslationFailsIt_data() { addStages(); }
+
+void ApertiumTranslationProviderTest::aStageKilledDuringATranslationFailsIt() {
+    QFETCH(const int, stage);
+    translate(u"the house"_qs);
+    const auto id = static_cast<pid_t>(stages().at(stage).id);
+    ::kill(id, SIGSTOP);
+    const auto outcome = begin(u"the cat"_qs);
+    ::kill(id, SIGKILL);
+    QCOMPARE(finish(outcome).error, stopped);
+    QVERIFY(waitUntil([] { return ProcessTree::descendants().isEmpty(); }));
+    QCOMPARE(translate(u"the cat"_qs).text, u"el gato"_qs);
+}
+
+void ApertiumTranslationProviderTest::aHangingStageFailsTheTranslationInTime_data() { addStages(); }
+
+void ApertiumTranslationProviderTest::aHangingStageFailsTheTranslationInTime() {
+    QFETCH(const int, stage);
+    translate(u"the house"_qs);
+    ::kill(static_cast<pid_t>(stages().at(stage).id), SIGSTOP);
+    const auto outcome = begin(u"the cat"_qs);
+    m_platform->queue.advance(ApertiumPipeline::answerTime - 1ms);
+    QVERIFY(!outcome->isDone);
+    m_platform->queue.advance(1ms);
+    QCOMPARE(finish(outcome).error, overdue);
+    QVERIFY(waitUntil([] { return ProcessTree::descendants().isEmpty(); }));
+}
+
+void ApertiumTranslationProviderTest::afterAFailureTheNextTranslationWorks() {
+    translate(u"the house"_qs);
+    ::kill(static_cast<pid_t>(stages().first().id), SIGSTOP);
+    const auto outcome = begin(u"the cat"_qs);
+    m_platform->queue.advance(ApertiumPipeline::answerTime);
+    QCOMPARE(finish(outcome).error, overdue);
+    QCOMPARE(translate(u"the cat"_qs).text, u"el gato"_qs);
+}
+
+void ApertiumTranslationProviderTest::aPairThatCannotBeStartedFails() {
+    useModes({{u"eng-spa"_qs, "'a-program-that-nobody-has'"}});
+    QCOMPARE(translate(u"house"_qs).error, stopped);
+    QCOMPARE(finish(TaskOutcome::of(prepared(session()))).error, stopped);
+}
+
+void ApertiumTranslationProviderTest::anEmptyAnswerFails() {
+    useModes({{u"eng-spa"_qs, "sed -u 's/.*/.[][\\n]/'"}});
+    QCOMPARE(translate(u"house"_qs).error,
+             u"The on-device translation from English to Spanish gave no result."_qs);
+}
+
+void ApertiumTranslationProviderTest::anUnreadableAnswerFails() {
+    useModes({{u"eng-spa"_qs, "sed -u 's/.*/casa/'"}});
+    QCOMPARE(translate(u"house"_qs).error,
+             u"The on-device translation from English to Spanish gave a result that cannot be read."_qs);
+}
+
+void ApertiumTranslationProviderTest::destroyingTheProviderEndsEveryProcess() {
+    translate(u"the house"_qs);
+    QVERIFY(!ProcessTree::descendants().isEmpty());
+    m_provider.reset();
+    QVERIFY(ProcessTree::descendants().isEmpty());
+}
+
+void ApertiumTranslationProviderTest::destroyingTheProviderFailsATranslationUnderWay() {
+    const auto outcome = begin(u"the house"_qs);
+    m_provider.reset();
+    QVERIFY(!outcome->isDone);
+    QCOMPARE(finish(outcome).error, u"The on-device translation from English to Spanish was ended."_qs);
+}
+
+void ApertiumTranslationProviderTest::aSessionThatOutlivesItsProviderFails() {
+    const Session orphan = session();
+    m_provider.reset();
+    QCOMPARE(finish(TaskOutcome::of(translated(orphan, u"the house"_qs))).error,
+             u"The on-device translation from English to Spanish was ended."_qs);
+}
+
+QTEST_GUILESS_MAIN(ApertiumTranslationProviderTest)
+#include "ApertiumTranslationProviderTest.moc"

@@ -1,0 +1,111 @@
+#include "support/RawHttpServer.h"
+#include "support/RealHttpPlatform.h"
+
+#include <QTest>
+
+using namespace quillora;
+using platform::HttpRequest;
+using platform::HttpResponse;
+using test::RawHttpServer;
+using After = test::RawHttpServer::After;
+using Outcome = test::Outcome<HttpResponse>;
+
+/// The system's proxy settings, as the environment gives them.
+class QtHttpSessionProxyTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_platform = std::make_unique<test::RealHttpPlatform>();
+        m_proxy = std::make_unique<RawHttpServer>();
+        const QByteArray address = m_proxy->url(u"/"_qs).toEncoded();
+        qputenv("http_proxy", address);
+        qputenv("https_proxy", address);
+    }
+    void cleanup() {
+        qunsetenv("http_proxy");
+        qunsetenv("https_proxy");
+        qunsetenv("no_proxy");
+        m_platform->session.reset();
+        m_platform->run();
+        m_platform.reset();
+        m_proxy.reset();
+    }
+
+    void plainRequestsGoThroughTheProxy() {
+        m_proxy->answer(RawHttpServer::response(200, "by proxy"));
+        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_qs))->value().body, "by proxy");
+        QVERIFY(m_proxy->requests().first().startsWith("POST http://api.quillora.example/v1 HTTP/1.1\r\n"));
+        QVERIFY(m_proxy->requests().first().contains("\r\nHost: api.quillora.example\r\n"));
+    }
+
+    void secureRequestsAskTheProxyForATunnelAndTellItNothingElse() {
+        m_proxy->answer(RawHttpServer::response(403, "no"), After::close);
+        ask(QUrl(u"https://api.quillora.example/v1"_qs));
+        QVERIFY(m_proxy->requests().first().startsWith("CONNECT api.quillora.example:443 HTTP/1.1\r\n"));
+        QVERIFY(!m_proxy->received().contains("secret"));
+        QVERIFY(!m_proxy->received().contains("/v1"));
+    }
+
+    void aTunnelThatIsRefusedIsAnError() {
+        m_proxy->answer(RawHttpServer::response(403, "no"), After::close);
+        QCOMPARE(ask(QUrl(u"https://api.quillora.example/v1"_qs))->error(),
+                 u"The connection to api.quillora.example through the proxy server 127.0.0.1 failed."_qs);
+    }
+
+    void aProxyThatWantsAPasswordIsAnError() {
+        m_proxy->answer(RawHttpServer::response(407, "", "Proxy-Authenticate: Basic realm=\"x\"\r\n"));
+        QCOMPARE(
+            ask(QUrl(u"http://api.quillora.example/v1"_qs))->error(),
+            u"Could not connect to api.quillora.example through the proxy server 127.0.0.1: it asks for a password."_qs);
+    }
+
+    void aProxyThatIsGoneIsAnError() {
+        m_proxy.reset();
+        QCOMPARE(
+            ask(QUrl(u"http://api.quillora.example/v1"_qs))->error(),
+            u"Could not connect to api.quillora.example through the proxy server 127.0.0.1: connection refused."_qs);
+    }
+
+    void thisMachineIsReachedDirectly() {
+        for (const QString &host : {u"127.0.0.1"_qs, u"localhost"_qs}) {
+            RawHttpServer server;
+            server.answer(RawHttpServer::response(200, "direct"));
+            QCOMPARE(ask(server.url(u"/v1"_qs, host))->value().body, "direct");
+        }
+        QCOMPARE(m_proxy->connectionCount(), 0);
+    }
+
+    void destroyingTheSessionWhileItLooksForAProxyFailsTheRequest() {
+        const auto outcome = start(QUrl(u"http://api.quillora.example/v1"_qs));
+        m_platform->session.reset();
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
+        QCOMPARE(m_proxy->connectionCount(), 0);
+    }
+
+private:
+    std::shared_ptr<Outcome> start(const QUrl &url) {
+        HttpRequest request;
+        request.url = url;
+        request.method = "POST";
+        request.timeoutInterval = std::chrono::seconds(45);
+        request.headers.append({QByteArray("Authorization"), QByteArray("Bearer secret")});
+        request.headers.append({QByteArray("Content-Type"), QByteArray("application/json")});
+        request.body = "{}";
+        return Outcome::of(m_platform->session->data(request));
+    }
+
+    std::shared_ptr<Outcome> ask(const QUrl &url) {
+        const auto outcome = start(url);
+        if (!m_platform->settle(outcome))
+            throw std::runtime_error("the request never ended");
+        return outcome;
+    }
+
+    std::unique_ptr<test::RealHttpPlatform> m_platform;
+    std::unique_ptr<RawHttpServer> m_proxy;
+};
+
+QTEST_GUILESS_MAIN(QtHttpSessionProxyTest)
+#include "QtHttpSessionProxyTest.moc"

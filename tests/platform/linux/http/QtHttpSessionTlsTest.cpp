@@ -1,0 +1,178 @@
+#include "support/RawHttpServer.h"
+#include "support/RealHttpPlatform.h"
+#include "support/ThrowAwayAuthority.h"
+
+#include <QTest>
+
+using namespace quillora;
+using namespace std::chrono_literals;
+using platform::HttpRequest;
+using platform::HttpResponse;
+using test::RawHttpServer;
+using After = test::RawHttpServer::After;
+using Outcome = test::Outcome<HttpResponse>;
+
+namespace {
+
+/// A frame of HTTP/2.
+QByteArray frame(char type, char flags, char stream, const QByteArray &payload) {
+    return QByteArray(2, '\0') + static_cast<char>(payload.size()) + type + flags + QByteArray(3, '\0') +
+           stream + payload;
+}
+
+} // namespace
+
+/// HTTPS, with certificates of an authority that this test makes and trusts.
+class QtHttpSessionTlsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        auto configuration = QSslConfiguration::defaultConfiguration();
+        configuration.setCaCertificates({m_authority.certificate()});
+        QSslConfiguration::setDefaultConfiguration(configuration);
+    }
+    void init() { m_platform = std::make_unique<test::RealHttpPlatform>(); }
+    void cleanup() {
+        m_platform->session.reset();
+        m_platform->run();
+        m_platform.reset();
+    }
+
+    void aServerWithAGoodCertificateIsAsked() {
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        server.answer(RawHttpServer::response(200, "ok"));
+        QCOMPARE(ask(server.url())->value().body, "ok");
+        QCOMPARE(RawHttpServer::headerLines(server.requests().first(), "Authorization"),
+                 QList<QByteArray>{"Authorization: Bearer secret"});
+    }
+
+    void theSecondRequestNeedsNoHandshake() {
+        RawHttpServer server(m_authority.issue(u"localhost"_qs));
+        server.answer(RawHttpServer::response(200, "one"));
+        server.answer(RawHttpServer::response(200, "two"));
+        QCOMPARE(ask(server.url(u"/v1"_qs, u"localhost"_qs))->value().body, "one");
+        QCOMPARE(ask(server.url(u"/v1"_qs, u"localhost"_qs))->value().body, "two");
+        QCOMPARE(server.connectionCount(), 1);
+    }
+
+    void http2IsSpokenWhereItIsOffered() {
+        auto identity = m_authority.issue(u"127.0.0.1"_qs);
+        identity.setAllowedNextProtocols({"h2", "http/1.1"});
+        RawHttpServer server(identity);
+        const QByteArray settings = frame(4, 0, 0, {});
+        const QByteArray acknowledgement = frame(4, 1, 0, {});
+        server.answer(settings + acknowledgement); // to the preface, which looks like a request
+        const auto outcome = start(server.url());
+        QVERIFY(m_platform->waitUntil([&] { return server.received().contains("{\"text\":\"hi\"}"); }));
+        const QByteArray status200 = frame(1, 4, 1, "\x88");
+        const QByteArray body = frame(0, 1, 1, "by frames");
+        server.send(status200 + body);
+        QVERIFY(m_platform->settle(outcome));
+        QCOMPARE(server.negotiatedProtocol(), "h2");
+        QVERIFY(server.received().startsWith("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n"));
+        QCOMPARE(outcome->value().statusCode, 200);
+        QCOMPARE(outcome->value().body, "by frames");
+    }
+
+    void badCertificatesAreErrorsAndNothingIsSent_data() {
+        QTest::addColumn<QSslConfiguration>("identity");
+        QTest::addColumn<QString>("fault");
+        QTest::newRow("unknown authority")
+            << test::ThrowAwayAuthority().issue(u"127.0.0.1"_qs)
+            << u"the server's certificate comes from an authority that this computer does not trust"_qs;
+        QTest::newRow("other host") << m_authority.issue(u"other.example"_qs)
+                                    << u"the server's certificate belongs to another host"_qs;
+        QTest::newRow("expired") << m_authority.issue(u"127.0.0.1"_qs, -1)
+                                 << u"the server's certificate has expired"_qs;
+    }
+    void badCertificatesAreErrorsAndNothingIsSent() {
+        QFETCH(QSslConfiguration, identity);
+        QFETCH(QString, fault);
+        RawHttpServer server(identity);
+        QCOMPARE(ask(server.url())->error(), u"Could not connect securely to 127.0.0.1: "_qs + fault + u'.');
+        QCOMPARE(server.received(), "");
+    }
+
+    void aServerWithoutTlsIsAnErrorAndGetsNoToken() {
+        RawHttpServer server;
+        server.answer("HTTP/1.1 400 Bad Request\r\n\r\n", After::close);
+        QUrl url = server.url();
+        url.setScheme(u"https"_qs);
+        const auto outcome = start(url);
+        QVERIFY(m_platform->waitUntil([&] { return !server.received().isEmpty(); }));
+        server.closeAll();
+        QVERIFY(m_platform->settle(outcome));
+        QCOMPARE(outcome->error(), u"127.0.0.1 closed the connection without a valid answer."_qs);
+        QVERIFY(!server.received().contains("secret"));
+    }
+
+    void aRedirectToPlainHttpIsNotFollowed_data() {
+        QTest::addColumn<int>("status");
+        for (const int status : {301, 302, 303, 307, 308})
+            QTest::newRow(QByteArray::number(status).constData()) << status;
+    }
+    void aRedirectToPlainHttpIsNotFollowed() {
+        QFETCH(int, status);
+        RawHttpServer plain;
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        server.answer(RawHttpServer::response(status, "", "Location: " + plain.url().toEncoded() + "\r\n"));
+        QCOMPARE(ask(server.url())->value().statusCode, status);
+        QCOMPARE(plain.connectionCount(), 0);
+    }
+
+    void aRedirectFromPlainHttpToHttpsIsNotFollowedEither() {
+        RawHttpServer plain;
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        plain.answer(RawHttpServer::response(308, "", "Location: " + server.url().toEncoded() + "\r\n"));
+        QCOMPARE(ask(plain.url())->value().statusCode, 308);
+        QCOMPARE(server.connectionCount(), 0);
+    }
+
+    void destroyingTheSessionDuringTheHandshakeFailsTheRequest() {
+        RawHttpServer silent;
+        QUrl url = silent.url();
+        url.setScheme(u"https"_qs);
+        const auto outcome = start(url);
+        QVERIFY(m_platform->waitUntil([&] { return !silent.received().isEmpty(); }));
+        m_platform->session.reset();
+        m_platform->run();
+        QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
+        QVERIFY(m_platform->waitUntil([&] { return silent.openConnectionCount() == 0; }));
+    }
+
+    void aHandshakeThatNeverEndsIsSilence() {
+        RawHttpServer silent;
+        QUrl url = silent.url();
+        url.setScheme(u"https"_qs);
+        const auto outcome = start(url);
+        QVERIFY(m_platform->waitUntil([&] { return !silent.received().isEmpty(); }));
+        m_platform->queue.advance(45s);
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+    }
+
+private:
+    std::shared_ptr<Outcome> start(const QUrl &url) {
+        HttpRequest request;
+        request.url = url;
+        request.method = "POST";
+        request.timeoutInterval = 45s;
+        request.headers.append({QByteArray("Authorization"), QByteArray("Bearer secret")});
+        request.headers.append({QByteArray("Content-Type"), QByteArray("application/json")});
+        request.body = "{\"text\":\"hi\"}";
+        return Outcome::of(m_platform->session->data(request));
+    }
+
+    std::shared_ptr<Outcome> ask(const QUrl &url) {
+        const auto outcome = start(url);
+        if (!m_platform->settle(outcome))
+            throw std::runtime_error("the request never ended");
+        return outcome;
+    }
+
+    test::ThrowAwayAuthority m_authority;
+    std::unique_ptr<test::RealHttpPlatform> m_platform;
+};
+
+QTEST_GUILESS_MAIN(QtHttpSessionTlsTest)
+#include "QtHttpSessionTlsTest.moc"

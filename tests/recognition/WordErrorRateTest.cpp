@@ -1,0 +1,36 @@
+#include "support/WordErrorRate.h"
+
+#include <QTest>
+
+using quillora::test::WordErrorRate;
+
+class WordErrorRateTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyKindOfErrorCounts_data() {
+        QTest::addColumn<QString>("transcript");
+        QTest::addColumn<QString>("spoken");
+        QTest::addColumn<int>("errors");
+        QTest::newRow("none") << u"he was young"_qs << u"he was young"_qs << 0;
+        QTest::newRow("left out") << u"he young"_qs << u"he was young"_qs << 1;
+        QTest::newRow("put in") << u"he was so young"_qs << u"he was young"_qs << 1;
+        QTest::newRow("mistaken") << u"he was old"_qs << u"he was young"_qs << 1;
+        QTest::newRow("nothing heard") << QString() << u"he was young"_qs << 3;
+        QTest::newRow("all in one") << u"so he wasn't"_qs << u"he was young"_qs << 3;
+        QTest::newRow("case and punctuation") << u"He was, Young."_qs << u"he was young"_qs << 0;
+    }
+    void everyKindOfErrorCounts() {
+        QFETCH(QString, transcript);
+        QFETCH(QString, spoken);
+        QFETCH(int, errors);
+        QCOMPARE(WordErrorRate::of(transcript, spoken), (WordErrorRate{errors, 3}));
+    }
+
+    void theRateIsAShareOfTheSpokenWords() {
+        QCOMPARE(WordErrorRate::of(u"he was"_qs, u"he was not young"_qs).percent(), 50.0);
+    }
+};
+
+QTEST_APPLESS_MAIN(WordErrorRateTest)
+#include "WordErrorRateTest.moc"

@@ -1,0 +1,163 @@
+#include "sound/SoundProbe.h"
+#include "support/Recording.h"
+#include "support/SoundServer.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+using namespace quillora;
+using test::ChildProcess;
+using test::SoundProbe;
+using test::SoundServer;
+
+/// What a recording hands over, from its first sample to its last.
+class PulseCaptureTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void soundComesInFullBuffersButForTheLast_data() {
+        QTest::addColumn<int>("rate");
+        QTest::addColumn<int>("channels");
+        QTest::newRow("telephone") << 8000 << 1;
+        QTest::newRow("compact disc") << 44100 << 2;
+        QTest::newRow("usual") << 48000 << 1;
+        QTest::newRow("studio") << 96000 << 2;
+    }
+    void soundComesInFullBuffersButForTheLast() {
+        QFETCH(int, rate);
+        QFETCH(int, channels);
+        SoundServer server({rate, channels});
+        SoundProbe probe(server.address());
+        probe.refresh();
+        probe.start();
+        QVERIFY(probe.waitForFrames(5000));
+        probe.stop();
+        QVERIFY(probe.waitForEnd());
+        const auto &buffers = probe.heard->buffers;
+        for (size_t i = 0; i < buffers.size(); ++i) {
+            QCOMPARE(buffers[i].format, probe.format());
+            if (i + 1 < buffers.size())
+                QCOMPARE(buffers[i].frameCount(), 1024);
+        }
+        QVERIFY(buffers.back().frameCount() <= 1024);
+    }
+
+    void allThatWasCapturedBeforeTheStopArrives() {
+        // At this rate a buffer takes 128 ms to fill: what was begun must not be lost.
+        SoundServer server({8000, 1});
+        SoundProbe probe(server.address());
+        probe.refresh();
+        for (int round = 0; round < 10; ++round) {
+            QElapsedTimer timer;
+            probe.start();
+            timer.start();
+            QVERIFY(probe.waitForFrames(2048 + 100 * round));
+            probe.stop();
+            const auto recordedMs = timer.elapsed();
+            QVERIFY(probe.waitForEnd());
+            QVERIFY2(probe.frames() / 8 >= recordedMs - 25,
+                     qPrintable(u"%1 of %2 ms arrived"_qs.arg(probe.frames() / 8).arg(recordedMs)));
+        }
+    }
+
+    void whatTheServerStillHeldAtTheStopArrives() {
+        SoundServer server;
+        SoundProbe probe(server.address());
+        probe.refresh();
+        probe.start();
+        QVERIFY(probe.waitForFrames(4800));
+        // What comes in while the server is busy elsewhere is late, but it was spoken before the stop.
+        server.pause();
+        QElapsedTimer hang;
+        hang.start();
+        ChildProcess::waitUntil([&] { return hang.elapsed() >= 60; });
+        const auto before = probe.frames();
+        probe.stop();
+        server.resume();
+        QVERIFY(probe.waitForEnd());
+        QVERIFY2(probe.frames() >= before + 48 * 40,
+                 qPrintable(u"%1 ms arrived"_qs.arg((probe.frames() - before) / 48)));
+    }
+
+    void theEndIsNotHeldBackForLongByAServerThatHangs() {
+        SoundServer server;
+        SoundProbe probe(server.address());
+        probe.refresh();
+        probe.start();
+        QVERIFY(probe.waitForFrames(4800));
+        server.pause();
+        QElapsedTimer timer;
+        timer.start();
+        probe.stop();
+        QVERIFY(timer.elapsed() < 50);
+        QVERIFY(probe.waitForEnd());
+        QVERIFY2(timer.elapsed() < 400, qPrintable(QString::number(timer.elapsed())));
+        server.resume();
+    }
+
+    void nothingArrivesAfterTheEnd() {
+        SoundServer server;
+        SoundProbe probe(server.address());
+        probe.refresh();
+        probe.start();
+        QVERIFY(probe.waitForFrames(4800));
+        probe.stop();
+        QVERIFY(probe.waitForEnd());
+        const auto heard = probe.heard;
+        const auto buffers = heard->buffers.size();
+        probe.start();
+        QVERIFY(probe.waitForFrames(4800));
+        const std::lock_guard lock(heard->mutex);
+        QCOMPARE(heard->buffers.size(), buffers);
+    }
+
+    void theFirstSampleComesAtOnce() {
+        SoundServer server;
+        SoundProbe probe(server.address());
+        probe.refresh();
+        QElapsedTimer timer;
+        timer.start();
+        probe.start(64);
+        const auto startMs = timer.elapsed();
+        QVERIFY(probe.waitForFrames(1));
+        qInfo("recording after %lld ms, first samples after %lld ms", startMs, timer.elapsed());
+        QVERIFY(timer.elapsed() < 200);
+    }
+
+    void aStreamExistsOnlyWhileRecording() {
+        SoundServer server;
+        SoundProbe probe(server.address());
+        probe.refresh();
+        QCOMPARE(server.recordingCount(), 0);
+        probe.start();
+        QCOMPARE(server.recordingCount(), 1);
+        probe.stop();
+        QVERIFY(probe.waitForEnd());
+        QTRY_COMPARE(server.recordingCount(), 0);
+    }
+
+    void destroyingTheEngineEndsTheRecording() {
+        SoundServer server;
+        auto probe = std::make_unique<SoundProbe>(server.address());
+        probe->refresh();
+        probe->start();
+        QCOMPARE(server.recordingCount(), 1);
+        probe.reset();
+        QTRY_COMPARE(server.recordingCount(), 0);
+    }
+
+    void theEndComesEvenIfTheConnectionIsClosedAtOnce() {
+        SoundServer server;
+        auto probe = std::make_unique<SoundProbe>(server.address());
+        probe->refresh();
+        probe->start();
+        QVERIFY(probe->waitForFrames(4800));
+        probe->stop();
+        const auto heard = probe->heard;
+        probe.reset();
+        QTRY_VERIFY(heard->hasEnded);
+    }
+};
+
+QTEST_GUILESS_MAIN(PulseCaptureTest)
+#include "PulseCaptureTest.moc"

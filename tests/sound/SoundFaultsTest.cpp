@@ -1,0 +1,163 @@
+#include "platform/LocalizedError.h"
+#include "sound/SoundProbe.h"
+#include "support/SoundServer.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <functional>
+
+using namespace quillora;
+using test::SoundProbe;
+using test::SoundServer;
+
+/// The sound server fails at every moment of a dictation; the next dictation works.
+class SoundFaultsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_server = std::make_unique<SoundServer>();
+        m_probe = std::make_unique<SoundProbe>(m_server->address());
+        m_probe->refresh();
+    }
+    void cleanup() {
+        m_probe.reset();
+        m_server.reset();
+    }
+
+    void killedBeforeTheStart() {
+        m_server->kill();
+        QCOMPARE(startError(), u"The sound server cannot be reached."_qs);
+        QVERIFY(!m_probe->engine.isRunning());
+        m_server->restart();
+        nextDictationWorks();
+    }
+
+    void killedWhileRecording() {
+        record();
+        m_server->kill();
+        QVERIFY(m_probe->engine.isRunning());
+        m_probe->stop();
+        QVERIFY(m_probe->waitForEnd());
+        QVERIFY(m_probe->frames() >= 4800);
+        m_server->restart();
+        nextDictationWorks();
+    }
+
+    void killedWhileTheRestIsHandedOver() {
+        record();
+        m_server->pause();
+        m_probe->stop();
+        m_server->kill();
+        QVERIFY(m_probe->waitForEnd());
+        m_server->restart();
+        nextDictationWorks();
+    }
+
+    void restartedBetweenTwoDictations() {
+        record();
+        m_probe->stop();
+        QVERIFY(m_probe->waitForEnd());
+        m_server->kill();
+        m_server->restart();
+        nextDictationWorks();
+    }
+
+    void restartedWhileRecording() {
+        record();
+        m_server->kill();
+        m_server->restart();
+        QVERIFY(m_probe->engine.isRunning());
+        m_probe->stop();
+        QVERIFY(m_probe->waitForEnd());
+        nextDictationWorks();
+    }
+
+    void hangingBeforeTheStart() {
+        m_server->pause();
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(startError(), u"The sound server does not answer."_qs);
+        QVERIFY(timer.elapsed() < 3000);
+        QVERIFY(!m_probe->engine.isRunning());
+        m_server->resume();
+        nextDictationWorks();
+        QTRY_COMPARE(m_server->recordingCount(), 0);
+    }
+
+    void hangingWhileRecording() {
+        record();
+        m_server->pause();
+        QVERIFY(m_probe->engine.isRunning());
+        m_probe->stop();
+        QVERIFY(m_probe->waitForEnd());
+        m_server->resume();
+        nextDictationWorks();
+    }
+
+    void theMicrophoneIsUnpluggedBeforeTheStart() {
+        m_server->unplugMicrophone();
+        QCOMPARE(startError(), u"The microphone cannot be opened (No such entity)."_qs);
+        QVERIFY(!m_probe->engine.isRunning());
+        m_server->plugInMicrophone({48000, 2});
+        nextDictationWorks();
+    }
+
+    void theMicrophoneIsUnpluggedWhileRecording() {
+        record();
+        m_server->unplugMicrophone();
+        QVERIFY(m_probe->engine.isRunning());
+        const auto frames = m_probe->frames();
+        QVERIFY(frames >= 4800);
+        m_server->plugInMicrophone({48000, 2});
+        // Another microphone does not take its place.
+        QCOMPARE(m_server->recordingCount(), 0);
+        m_probe->stop();
+        QVERIFY(m_probe->waitForEnd());
+        nextDictationWorks();
+    }
+
+    void anotherFormatAfterTheMicrophoneWasChanged() {
+        m_server->unplugMicrophone();
+        m_server->plugInMicrophone({16000, 1});
+        nextDictationWorks();
+        QCOMPARE(m_probe->format(), (platform::AudioFormat{16000, 1}));
+    }
+
+    void aStartWithoutAServerFailsAtOnce() {
+        const QTemporaryDir nowhere;
+        SoundProbe probe("unix:" + nowhere.filePath(u"native"_qs).toStdString());
+        probe.refresh();
+        QVERIFY_THROWS_EXCEPTION(LocalizedError, probe.engine.start());
+        QVERIFY(!probe.engine.isRunning());
+    }
+
+private:
+    QString startError() {
+        try {
+            m_probe->start();
+        } catch (const LocalizedError &error) {
+            return error.errorDescription();
+        }
+        return {};
+    }
+    void record() {
+        m_probe->start();
+        QVERIFY(m_probe->waitForFrames(4800));
+    }
+    void nextDictationWorks() {
+        m_probe->refresh();
+        m_probe->start();
+        QVERIFY(m_probe->waitForFrames(m_probe->format().sampleRate > 20000 ? 4800 : 1600));
+        m_probe->stop();
+        QVERIFY(m_probe->waitForEnd());
+        QVERIFY(!m_probe->engine.isRunning());
+    }
+
+    std::unique_ptr<SoundServer> m_server;
+    std::unique_ptr<SoundProbe> m_probe;
+};
+
+QTEST_GUILESS_MAIN(SoundFaultsTest)
+#include "SoundFaultsTest.moc"

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "platform/AudioEngine.h"
+#include "platform/linux/sound/PulseAudioEngine.h"
+#include "platform/linux/sound/PulseConnection.h"
+#include "support/ChildProcess.h"
+
+#include <QElapsedTimer>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace quillora::test {
+
+/// Makes recordings as a dictation does and remembers what the tap was given.
+class SoundProbe {
+public:
+    explicit SoundProbe(const std::string &server)
+        : connection(std::make_shared<platform::PulseConnection>(server)), engine(connection) {}
+
+    /// Looks for the microphone; returns how many milliseconds that took.
+    qint64 refresh() {
+        QElapsedTimer timer;
+        timer.start();
+        const auto isDone = std::make_shared<std::atomic<bool>>(false);
+        connection->refresh([isDone] { *isDone = true; });
+        ChildProcess::waitUntil([&] { return isDone->load(); });
+        return timer.elapsed();
+    }
+
+    platform::AudioFormat format() { return engine.inputNode().outputFormat(0); }
+
+    /// Throws what the engine throws.
+    void start(quint32 bufferFrames = 1024) {
+        heard = std::make_shared<Heard>();
+        engine.inputNode().removeTap(0);
+        engine.inputNode().installTap(0, bufferFrames, format(), [heard = heard](const auto &buffer) {
+            const std::lock_guard lock(heard->mutex);
+            heard->buffers.push_back(buffer);
+        });
+        engine.prepare();
+        engine.start();
+    }
+
+    /// As a dictation ends: the engine stops, the tap goes, then the end of audio is asked for.
+    void stop() {
+        engine.stop();
+        engine.inputNode().removeTap(0);
+        connection->drain()->whenDrained([heard = heard] { heard->hasEnded = true; });
+    }
+
+    bool waitForEnd() const {
+        return ChildProcess::waitUntil([&] { return heard->hasEnded.load(); });
+    }
+
+    qsizetype frames() const {
+        const std::lock_guard lock(heard->mutex);
+        qsizetype count = 0;
+        for (const auto &buffer : heard->buffers)
+            count += buffer.frameCount();
+        return count;
+    }
+
+    bool waitForFrames(qsizetype count) const {
+        return ChildProcess::waitUntil([&] { return frames() >= count; });
+    }
+
+    struct Heard {
+        std::mutex mutex;
+        std::vector<platform::AudioBuffer> buffers;
+        std::atomic<bool> hasEnded = false;
+    };
+
+    std::shared_ptr<platform::PulseConnection> connection;
+    platform::PulseAudioEngine engine;
+    std::shared_ptr<Heard> heard = std::make_shared<Heard>();
+};
+
+} // namespace quillora::test

@@ -1,0 +1,77 @@
+#include "support/NotifierTray.h"
+
+#include "support/ChildProcess.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+
+namespace quillora::test {
+
+namespace {
+
+const QString watcherName = u"org.kde.StatusNotifierWatcher"_qs;
+const QString watcherPath = u"/StatusNotifierWatcher"_qs;
+const QString itemInterface = u"org.kde.StatusNotifierItem"_qs;
+const QString itemPath = u"/StatusNotifierItem"_qs;
+const QString menuInterface = u"com.canonical.dbusmenu"_qs;
+const QString menuPath = u"/MenuBar"_qs;
+
+QString nextConnectionName() {
+    static int count = 0;
+    return u"notifier-tray-%1"_qs.arg(++count);
+}
+
+} // namespace
+
+NotifierTray::NotifierTray(const QString &busAddress, Host host)
+    : m_bus(QDBusConnection::connectToBus(busAddress, nextConnectionName())), m_host(host) {
+    new NotifierTrayAdaptor(this);
+    m_bus.registerObject(watcherPath, this);
+    for (const QString &signal : {u"NewIcon"_qs, u"NewTitle"_qs, u"NewToolTip"_qs})
+        m_bus.connect({}, itemPath, itemInterface, signal, this, SLOT(recordItemSignal(QDBusMessage)));
+    m_bus.registerService(watcherName);
+}
+
+NotifierTray::~NotifierTray() { QDBusConnection::disconnectFromBus(m_bus.name()); }
+
+void NotifierTray::addHost() {
+    m_host = Host::present;
+    Q_EMIT findChild<NotifierTrayAdaptor *>()->StatusNotifierHostRegistered();
+}
+
+void NotifierTray::addItem(const QString &service) {
+    m_items += service;
+    Q_EMIT findChild<NotifierTrayAdaptor *>()->StatusNotifierItemRegistered(service);
+}
+
+void NotifierTray::recordItemSignal(const QDBusMessage &message) { m_itemSignals += message.member(); }
+
+QStringList NotifierTray::takeItemSignals() { return std::exchange(m_itemSignals, {}); }
+
+QVariant NotifierTray::itemProperty(const QString &name) {
+    const auto answer =
+        call(itemPath, u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs, {itemInterface, name});
+    return answer.isEmpty() ? QVariant() : answer.first().value<QDBusVariant>().variant();
+}
+
+QVariantList NotifierTray::callItem(const QString &method, const QVariantList &arguments) {
+    return call(itemPath, itemInterface, method, arguments);
+}
+
+QVariantList NotifierTray::callMenu(const QString &method, const QVariantList &arguments) {
+    return call(menuPath, menuInterface, method, arguments);
+}
+
+/// The item may live in this very process, so the event loop turns until it has answered.
+QVariantList NotifierTray::call(const QString &path, const QString &interface, const QString &method,
+                                const QVariantList &arguments) {
+    if (m_items.isEmpty())
+        return {};
+    auto message = QDBusMessage::createMethodCall(m_items.last(), path, interface, method);
+    message.setArguments(arguments);
+    const QDBusPendingCall answer = m_bus.asyncCall(message);
+    ChildProcess::waitUntil([&] { return answer.isFinished(); });
+    return answer.reply().arguments();
+}
+
+} // namespace quillora::test

@@ -1,0 +1,80 @@
+#include "support/SettingsPortal.h"
+
+#include <QDBusArgument>
+#include <QDBusMetaType>
+
+#include <stdexcept>
+
+namespace quillora::test {
+
+namespace {
+
+const QString group = u"org.freedesktop.appearance"_qs;
+const QString connectionName = u"settings portal"_qs;
+
+/// A colour as it travels: three doubles, out of range where there is none.
+struct WireColor {
+    double red = -1;
+    double green = -1;
+    double blue = -1;
+};
+
+QDBusArgument &operator<<(QDBusArgument &argument, const WireColor &color) {
+    argument.beginStructure();
+    argument << color.red << color.green << color.blue;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, WireColor &color) {
+    argument.beginStructure();
+    argument >> color.red >> color.green >> color.blue;
+    argument.endStructure();
+    return argument;
+}
+
+} // namespace
+
+} // namespace quillora::test
+
+Q_DECLARE_METATYPE(quillora::test::WireColor)
+
+namespace quillora::test {
+
+SettingsPortal::SettingsPortal(const PrivateSessionBus &bus)
+    : m_bus(QDBusConnection::connectToBus(bus.address(), connectionName)) {
+    qDBusRegisterMetaType<WireColor>();
+    qDBusRegisterMetaType<QMap<QString, QVariantMap>>();
+    const bool isThere =
+        m_bus.registerObject(u"/org/freedesktop/portal/desktop"_qs, this,
+                             QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals) &&
+        m_bus.registerService(u"org.freedesktop.portal.Desktop"_qs);
+    if (!isThere)
+        throw std::runtime_error("the portal cannot be registered");
+}
+
+SettingsPortal::~SettingsPortal() { QDBusConnection::disconnectFromBus(connectionName); }
+
+QMap<QString, QVariantMap> SettingsPortal::ReadAll(const QStringList &) const {
+    return {{group, m_settings}};
+}
+
+void SettingsPortal::prefer(const platform::Appearance::Preferences &preferences) {
+    const auto before = std::exchange(m_preferences, preferences);
+    if (before.colorScheme != preferences.colorScheme)
+        set(u"color-scheme"_qs, static_cast<uint>(preferences.colorScheme));
+    if (before.accentColor != preferences.accentColor) {
+        const auto &color = preferences.accentColor;
+        set(u"accent-color"_qs,
+            QVariant::fromValue(color ? WireColor{color->red, color->green, color->blue} : WireColor()));
+    }
+    if (before.wantsHighContrast != preferences.wantsHighContrast)
+        set(u"contrast"_qs, preferences.wantsHighContrast ? 1U : 0U);
+}
+
+void SettingsPortal::set(const QString &key, const QVariant &value) {
+    m_settings[key] = value;
+    Q_EMIT SettingChanged(group, key, QDBusVariant(value));
+}
+
+} // namespace quillora::test

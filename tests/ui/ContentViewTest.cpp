@@ -1,0 +1,618 @@
+#include "ui/LimitedLabel.h"
+#include "ui/PanelButton.h"
+#include "ui/PanelHarness.h"
+#include "ui/PanelPalette.h"
+#include "ui/Picker.h"
+#include "ui/StatusDot.h"
+#include "ui/SymbolView.h"
+#include "ui/TextPane.h"
+
+#include <QClipboard>
+#include <QInputMethodEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace quillora;
+using namespace quillora::test;
+
+namespace {
+
+const auto hosted = u"openAINatural"_qs;
+const auto local = u"appleLocal"_qs;
+
+QStringList rowsOf(const Picker &picker) {
+    QStringList rows;
+    for (int row = 0; row < picker.count(); ++row)
+        rows += picker.itemText(row);
+    return rows;
+}
+
+void pick(Picker &picker, const QString &text) {
+    picker.setCurrentIndex(picker.findText(text));
+    Q_EMIT picker.activated(picker.currentIndex());
+}
+
+/// What the controller does, and what it has translated last.
+struct State {
+    const char *name;
+    bool isRecording;
+    bool isProcessing;
+    bool hasTranslation;
+};
+
+void enter(PanelHarness &harness, const State &state) {
+    if (state.hasTranslation)
+        harness.dictate(u"good morning"_qs);
+    if (state.isRecording)
+        harness.startRecording(); // which clears the translation
+    if (state.isProcessing && state.hasTranslation)
+        harness.startPreparingModels();
+    else if (state.isProcessing)
+        harness.startProcessing();
+}
+
+} // namespace
+
+class ContentViewTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    // What is recorded, shown at a glance.
+
+    void whileRecordingTheHeaderIconIsTheRedMicrophone() {
+        PanelHarness harness;
+        harness.startRecording();
+        const auto &icon = harness.find<SymbolView>(u"headerIcon"_qs);
+        QCOMPARE(icon.symbol(), u"mic.circle.fill"_qs);
+        QCOMPARE(icon.color(), PanelPalette::recording(harness.panel->palette()));
+    }
+
+    void whileRecordingTheMainButtonReadsStop() {
+        PanelHarness harness;
+        harness.startRecording();
+        const auto &button = harness.find<PanelButton>(u"mainButton"_qs);
+        QCOMPARE(button.text(), u"Stop"_qs);
+        QCOMPARE(button.symbol(), u"stop.fill"_qs);
+        QCOMPARE(button.surfaceColor(), PanelPalette::recordingSurface());
+    }
+
+    void whileRecordingTheStatusDotIsRed() {
+        PanelHarness harness;
+        harness.startRecording();
+        QCOMPARE(harness.find<StatusDot>(u"statusDot"_qs).color(),
+                 PanelPalette::recording(harness.panel->palette()));
+    }
+
+    void whileIdleTheHeaderIconIsTheGlobeInTheAccentColour() {
+        PanelHarness harness;
+        const auto &icon = harness.find<SymbolView>(u"headerIcon"_qs);
+        QCOMPARE(icon.symbol(), u"globe"_qs);
+        QCOMPARE(icon.color(), PanelPalette::accentText(harness.panel->palette()));
+        QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).text(), u"Start"_qs);
+        QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).symbol(), u"mic.fill"_qs);
+        QCOMPARE(harness.find<StatusDot>(u"statusDot"_qs).color(),
+                 PanelPalette::idle(harness.panel->palette()));
+    }
+
+    void whileProcessingTheStatusDotIsOrangeAndTheIconTheGlobe() {
+        PanelHarness harness;
+        harness.startProcessing();
+        QCOMPARE(harness.find<StatusDot>(u"statusDot"_qs).color(),
+                 PanelPalette::processing(harness.panel->palette()));
+        QCOMPARE(harness.find<SymbolView>(u"headerIcon"_qs).symbol(), u"globe"_qs);
+        QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).text(), u"Start"_qs);
+    }
+
+    void theThreeStatesHaveThreeColours() {
+        PanelHarness harness;
+        const QPalette palette = harness.panel->palette();
+        QVERIFY(PanelPalette::recording(palette).hue() < 15 || PanelPalette::recording(palette).hue() > 345);
+        QVERIFY(PanelPalette::processing(palette).hue() > 20 && PanelPalette::processing(palette).hue() < 50);
+        QVERIFY(PanelPalette::idle(palette).hue() > 100 && PanelPalette::idle(palette).hue() < 160);
+    }
+
+    // The hosted engine.
+
+    void switchingToTheOnDeviceEngineHidesBothBackendFieldsAtOnce() {
+        PanelHarness harness;
+        harness.useHostedEngine();
+        harness.show();
+        const auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        const auto &token = harness.find<QLineEdit>(u"tokenField"_qs);
+        QVERIFY(endpoint.isVisible() && token.isVisible());
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTranslationEngineIdentifier(local);
+        QVERIFY(!endpoint.isVisible() && !token.isVisible());
+    }
+
+    void switchingBackShowsTheFieldsWithTheirPreviousContents() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.useHostedEngine();
+        harness.show();
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        auto &token = harness.find<QLineEdit>(u"tokenField"_qs);
+        endpoint.selectAll();
+        QTest::keyClicks(&endpoint, u"https://example.org/v1"_qs);
+        QTest::keyClicks(&token, u"abc"_qs);
+        pick(harness.find<Picker>(u"enginePicker"_qs), u"Apple Local"_qs);
+        QVERIFY(!endpoint.isVisible() && !token.isVisible());
+        pick(harness.find<Picker>(u"enginePicker"_qs), u"OpenAI Natural"_qs);
+        QVERIFY(endpoint.isVisible() && token.isVisible());
+        QCOMPARE(endpoint.text(), u"https://example.org/v1"_qs);
+        QCOMPARE(token.text(), u"abc"_qs);
+    }
+
+    void thePanelIsAsHighAsItsContent() {
+        PanelHarness harness;
+        harness.show();
+        const QSize low = harness.panel->size();
+        harness.useHostedEngine();
+        QTRY_VERIFY(harness.panel->height() > low.height());
+        QCOMPARE(harness.panel->width(), 380);
+        QCOMPARE(low.width(), 380);
+    }
+
+    void theHighestPanelFitsAScreenOf768Lines() {
+        PanelHarness harness;
+        harness.useHostedEngine();
+        harness.show();
+        QTRY_VERIFY(harness.panel->height() == harness.panel->sizeHint().height());
+        QVERIFY2(harness.panel->height() <= 720, qPrintable(QString::number(harness.panel->height())));
+    }
+
+    void theTokenIsMaskedAndCannotBeCopied() {
+        PanelHarness harness;
+        harness.controller->setOpenAIClientToken(u"secret"_qs);
+        harness.useHostedEngine();
+        harness.show();
+        auto &token = harness.find<QLineEdit>(u"tokenField"_qs);
+        QCOMPARE(token.echoMode(), QLineEdit::Password);
+        QVERIFY(!token.displayText().contains(u"secret"_qs));
+        token.selectAll();
+        QApplication::clipboard()->setText(u"before"_qs);
+        token.copy();
+        QCOMPARE(QApplication::clipboard()->text(), u"before"_qs);
+        QCOMPARE(harness.controller->openAIClientToken(), u"secret"_qs);
+    }
+
+    void editsReachTheSettings() {
+        PanelHarness harness;
+        harness.useHostedEngine();
+        harness.show();
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        endpoint.clear();
+        QTest::keyClicks(&endpoint, u" http://x "_qs);
+        QTest::keyClicks(&harness.find<QLineEdit>(u"tokenField"_qs), u" t "_qs);
+        QCOMPARE(harness.controller->openAIEndpointString(), u" http://x "_qs);
+        QCOMPARE(harness.controller->openAIClientToken(), u" t "_qs);
+    }
+
+    // Changing the hotkey.
+
+    void whileAHotKeyIsRecordedItsTextTakesTheAccentColour() {
+        PanelHarness harness;
+        const auto &text = harness.find<LimitedLabel>(u"hotKeyText"_qs);
+        const QPalette &palette = harness.panel->palette();
+        QCOMPARE(text.text(), u"Ctrl Option Space"_qs);
+        QCOMPARE(text.palette().color(QPalette::WindowText), palette.color(QPalette::PlaceholderText));
+        harness.controller->startHotKeyRecording();
+        QCOMPARE(text.text(), u"Press shortcut"_qs);
+        QCOMPARE(text.palette().color(QPalette::WindowText), PanelPalette::accentText(palette));
+    }
+
+    void whileAHotKeyIsRecordedTheRecordButtonIsTheCancelButton() {
+        PanelHarness harness;
+        auto &button = harness.find<PanelButton>(u"recordHotKeyButton"_qs);
+        QCOMPARE(button.symbol(), u"keyboard"_qs);
+        QCOMPARE(button.toolTip(), u"Record hotkey"_qs);
+        button.click();
+        QVERIFY(harness.controller->isRecordingHotKey());
+        QCOMPARE(button.symbol(), u"xmark.circle"_qs);
+        QCOMPARE(button.toolTip(), u"Cancel hotkey recording"_qs);
+        button.click();
+        QVERIFY(!harness.controller->isRecordingHotKey());
+        QCOMPARE(button.symbol(), u"keyboard"_qs);
+        QCOMPARE(harness.controller->statusText(), u"Hotkey unchanged."_qs);
+    }
+
+    void theResetButtonIsDisabledExactlyWhileTheHotKeyIsTheDefaultOne() {
+        PanelHarness harness;
+        auto &button = harness.find<PanelButton>(u"resetHotKeyButton"_qs);
+        QVERIFY(!button.isEnabled());
+        harness.controller->setRecordedHotKey({40, AppHotKey::cmdKey});
+        QVERIFY(button.isEnabled());
+        button.click();
+        QCOMPARE(harness.controller->hotKey(), AppHotKey::defaultValue);
+        QVERIFY(!button.isEnabled());
+        harness.controller->setRecordedHotKey({49, AppHotKey::defaultValue.modifiers | 1});
+        QVERIFY(button.isEnabled());
+    }
+
+    void aCapturedHotKeyReachesTheController() {
+        PanelHarness harness;
+        harness.show();
+        harness.find<PanelButton>(u"recordHotKeyButton"_qs).click();
+        harness.platform.run();
+        pressInFocus(Qt::Key_K, 40, Qt::NoModifier);
+        QCOMPARE(harness.controller->statusText(), u"Use Ctrl, Option, or Cmd with another key."_qs);
+        QVERIFY(harness.controller->isRecordingHotKey());
+        pressInFocus(Qt::Key_K, 40, Qt::MetaModifier);
+        QCOMPARE(harness.controller->statusText(), u"Hotkey updated to Cmd K."_qs);
+        QCOMPARE(harness.find<LimitedLabel>(u"hotKeyText"_qs).text(), u"Cmd K"_qs);
+    }
+
+    void escapeAloneCancelsTheCapture() {
+        PanelHarness harness;
+        harness.show();
+        QSignalSpy closing(harness.panel.get(), &ContentView::closeRequested);
+        harness.controller->startHotKeyRecording();
+        harness.platform.run();
+        pressInFocus(Qt::Key_Escape, 53, Qt::NoModifier);
+        QVERIFY(!harness.controller->isRecordingHotKey());
+        QCOMPARE(harness.controller->statusText(), u"Hotkey unchanged."_qs);
+        QCOMPARE(closing.count(), 0);
+        pressInFocus(Qt::Key_Escape, 53, Qt::NoModifier);
+        QCOMPARE(closing.count(), 1);
+    }
+
+    // What is enabled when.
+
+    void everyControlIsEnabledByItsRule_data() {
+        QTest::addColumn<int>("index");
+        for (int index = 0; index < static_cast<int>(std::size(states)); ++index)
+            QTest::newRow(states[index].name) << index;
+    }
+
+    void everyControlIsEnabledByItsRule() {
+        QFETCH(int, index);
+        const State &state = states[index];
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        enter(harness, state);
+        QCOMPARE(harness.controller->isRecording(), state.isRecording);
+        QCOMPARE(harness.controller->isProcessing(), state.isProcessing);
+        QCOMPARE(!harness.controller->translatedText().isEmpty(), state.hasTranslation);
+
+        const auto isEnabled = [&harness](const QString &name) {
+            return harness.find<QWidget>(name).isEnabled();
+        };
+        const bool isBusy = state.isRecording || state.isProcessing;
+        QCOMPARE(isEnabled(u"mainButton"_qs), state.isRecording || !state.isProcessing);
+        QCOMPARE(isEnabled(u"prepareButton"_qs), !isBusy);
+        QCOMPARE(isEnabled(u"pasteButton"_qs), state.hasTranslation && !isBusy);
+        QCOMPARE(isEnabled(u"endpointField"_qs), !isBusy);
+        QCOMPARE(isEnabled(u"tokenField"_qs), !isBusy);
+        for (const auto &name :
+             {u"sourcePicker"_qs, u"targetPicker"_qs, u"enginePicker"_qs, u"swapButton"_qs,
+              u"recordHotKeyButton"_qs, u"quitButton"_qs, u"transcriptText"_qs, u"translationText"_qs})
+            QVERIFY2(isEnabled(name), qPrintable(name));
+    }
+
+    void anEmptyTranslationDisablesThePasteButton() {
+        PanelHarness harness;
+        QVERIFY(!harness.find<QWidget>(u"pasteButton"_qs).isEnabled());
+    }
+
+    void theSwapButtonNeedsAPairThatCanBeSwapped() {
+        PanelHarness harness;
+        const auto &button = harness.find<PanelButton>(u"swapButton"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        QVERIFY(button.isEnabled());
+        harness.controller->setTargetLanguageIdentifier(u"th"_qs); // which nobody can dictate here
+        QVERIFY(!button.isEnabled());
+    }
+
+    // The pickers.
+
+    void thePickersOfferEveryOption() {
+        PanelHarness harness;
+        QStringList sources;
+        for (const auto &option : harness.controller->spokenLanguageOptions())
+            sources += option.flag + u' ' + option.name;
+        QCOMPARE(rowsOf(harness.find<Picker>(u"sourcePicker"_qs)), sources);
+        QStringList targets;
+        for (const auto &option : harness.controller->targetLanguageOptions())
+            targets += option.flag + u' ' + option.name;
+        QCOMPARE(rowsOf(harness.find<Picker>(u"targetPicker"_qs)), targets);
+        QCOMPARE(rowsOf(harness.find<Picker>(u"enginePicker"_qs)),
+                 (QStringList{u"Apple Local"_qs, u"OpenAI Natural"_qs}));
+        QVERIFY(sources.contains(u"🇺🇸 English (United States)"_qs));
+        QCOMPARE(targets.size(), 21);
+    }
+
+    void thePickersHaveVisibleTitles() {
+        PanelHarness harness;
+        harness.show();
+        QStringList titles;
+        for (const auto *label : harness.panel->findChildren<QLabel *>()) {
+            if (label->isVisible() && qobject_cast<Picker *>(label->buddy()))
+                titles += label->text();
+        }
+        QCOMPARE(titles, (QStringList{u"Dictate"_qs, u"Translate to"_qs, u"Engine"_qs}));
+    }
+
+    void pickingChangesTheSetting() {
+        PanelHarness harness;
+        pick(harness.find<Picker>(u"sourcePicker"_qs), u"🇪🇸 Spanish (Spain)"_qs);
+        QCOMPARE(harness.controller->sourceLocaleIdentifier(), u"es-ES"_qs);
+        pick(harness.find<Picker>(u"targetPicker"_qs), u"🇩🇪 German"_qs);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"de"_qs);
+        pick(harness.find<Picker>(u"enginePicker"_qs), u"OpenAI Natural"_qs);
+        QCOMPARE(harness.controller->translationEngineIdentifier(), hosted);
+    }
+
+    void aRedrawNeverWritesASetting() {
+        PanelHarness harness;
+        harness.platform.log.clear();
+        harness.controller->setStatusText(u"redraw"_qs);
+        QCOMPARE(harness.platform.log.calls(), QStringList());
+    }
+
+    void settingsChangedElsewhereShowInThePickers() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.platform.log.clear();
+        harness.controller->swapLanguages();
+        QCOMPARE(harness.find<Picker>(u"sourcePicker"_qs).currentText(), u"🇪🇸 Spanish (Spain)"_qs);
+        QCOMPARE(harness.find<Picker>(u"targetPicker"_qs).currentText(), u"🇺🇸 English"_qs);
+        QCOMPARE(harness.platform.log.calls().filter(u"sourceLocaleIdentifier"_qs).size(), 1);
+    }
+
+    void anUnsupportedPairSwitchesTheEnginePicker() {
+        PanelHarness harness;
+        pick(harness.find<Picker>(u"targetPicker"_qs), u"🇰🇿 Kazakh"_qs);
+        QCOMPARE(harness.find<Picker>(u"enginePicker"_qs).currentText(), u"OpenAI Natural"_qs);
+        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_qs).text(), u"Kazakh uses OpenAI Natural."_qs);
+    }
+
+    void anUnknownEngineReadsAsTheOnDeviceOne() {
+        PanelHarness harness([](FakePlatform &platform) {
+            platform.defaults.setString(u"something"_qs, u"translationEngineIdentifier"_qs);
+        });
+        QCOMPARE(harness.find<Picker>(u"enginePicker"_qs).currentText(), u"Apple Local"_qs);
+        QCOMPARE(harness.controller->translationEngineIdentifier(), u"something"_qs);
+    }
+
+    // The buttons.
+
+    void theButtonsHaveTheirHelpTexts_data() {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("symbol");
+        QTest::addColumn<QString>("help");
+        const auto row = [](const char *button, const char *symbol, const char *help) {
+            QTest::newRow(button) << QString::fromLatin1(button) << QString::fromLatin1(symbol)
+                                  << QString::fromLatin1(help);
+        };
+        row("resetHotKeyButton", "arrow.counterclockwise", "Reset hotkey");
+        row("quitButton", "power", "Quit");
+        row("swapButton", "arrow.left.arrow.right", "Swap languages");
+        row("prepareButton", "arrow.down.circle", "Prepare translation models");
+        row("pasteButton", "doc.on.clipboard", "Paste last translation");
+    }
+
+    void theButtonsHaveTheirHelpTexts() {
+        QFETCH(QString, button);
+        PanelHarness harness;
+        QTEST(harness.find<PanelButton>(button).symbol(), "symbol");
+        QTEST(harness.find<PanelButton>(button).toolTip(), "help");
+    }
+
+    void theMainButtonTakesTheWidthLeftOver() {
+        PanelHarness harness;
+        harness.show();
+        const int others = harness.find<QWidget>(u"prepareButton"_qs).width() +
+                           harness.find<QWidget>(u"pasteButton"_qs).width() + 2 * 8;
+        QCOMPARE(harness.find<QWidget>(u"mainButton"_qs).width(), 380 - 2 * 18 - others);
+    }
+
+    void theMainButtonStartsAndStops() {
+        PanelHarness harness;
+        auto &button = harness.find<PanelButton>(u"mainButton"_qs);
+        button.click();
+        harness.platform.run();
+        QVERIFY(harness.controller->isRecording());
+        button.click();
+        QVERIFY(!harness.controller->isRecording());
+        QVERIFY(harness.controller->isProcessing());
+    }
+
+    void thePrepareButtonPreparesModels() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.find<PanelButton>(u"prepareButton"_qs).click();
+        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_qs).text(), u"Preparing translation models..."_qs);
+        harness.platform.run();
+        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_qs).text(), u"Translation models are ready."_qs);
+    }
+
+    void thePasteButtonPastesAgain() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
+        harness.dictate(u"good morning"_qs);
+        const QString before = harness.controller->statusText();
+        harness.controller->setStatusText(u"something else"_qs);
+        harness.find<PanelButton>(u"pasteButton"_qs).click();
+        QVERIFY(harness.controller->statusText() != u"something else"_qs);
+        QVERIFY(!before.isEmpty());
+    }
+
+    void theSwapButtonSwaps() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.find<PanelButton>(u"swapButton"_qs).click();
+        QCOMPARE(harness.controller->sourceLocaleIdentifier(), u"es-ES"_qs);
+        QCOMPARE(harness.controller->statusText(), u"Language pair updated."_qs);
+    }
+
+    void theQuitButtonAsksTheShellToQuit() {
+        PanelHarness harness;
+        QSignalSpy quitting(harness.panel.get(), &ContentView::quitRequested);
+        harness.find<PanelButton>(u"quitButton"_qs).click();
+        QCOMPARE(quitting.count(), 1);
+    }
+
+    // The texts.
+
+    void theFooterNamesThePair() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        QCOMPARE(harness.find<LimitedLabel>(u"footerText"_qs).text(),
+                 u"🇺🇸 English (United States) -> 🇪🇸 Spanish"_qs);
+    }
+
+    void interimWordsShowAtOnce() {
+        PanelHarness harness;
+        harness.startRecording();
+        harness.say(u"good"_qs);
+        QCOMPARE(harness.find<TextPane>(u"transcriptText"_qs).toPlainText(), u"good"_qs);
+        harness.say(u"could morning"_qs);
+        QCOMPARE(harness.find<TextPane>(u"transcriptText"_qs).toPlainText(), u"could morning"_qs);
+        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_qs).text(), u"Listening..."_qs);
+    }
+
+    void theTranslationShows() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.dictate(u"good morning"_qs);
+        QCOMPARE(harness.find<TextPane>(u"translationText"_qs).toPlainText(), u"<good morning>"_qs);
+    }
+
+    void longTextsDoNotMoveTheLayout() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.show();
+        QCoreApplication::processEvents();
+        const auto places = [&harness] {
+            QList<QRect> places{harness.panel->geometry()};
+            for (const auto *widget : harness.panel->findChildren<QWidget *>()) {
+                if (!widget->objectName().isEmpty() && !widget->objectName().startsWith(u"qt_") &&
+                    widget->objectName() != u"hotKeyText"_qs)
+                    places += QRect(widget->mapTo(harness.panel.get(), QPoint()), widget->size());
+            }
+            return places;
+        };
+        const auto before = places();
+        harness.dictate(u"many words in a row "_qs.repeated(200));
+        harness.controller->setStatusText(u"a status that is much too long to be shown "_qs.repeated(9));
+        QCoreApplication::processEvents();
+        QCOMPARE(places(), before);
+        QVERIFY(harness.find<TextPane>(u"transcriptText"_qs).verticalScrollBar()->maximum() > 0);
+    }
+
+    void eachTextIs82PixelsHighAndTheStatusAtLeast28() {
+        PanelHarness harness;
+        harness.show();
+        QCOMPARE(harness.find<QWidget>(u"transcriptText"_qs).parentWidget()->height(), 82);
+        QCOMPARE(harness.find<QWidget>(u"translationText"_qs).parentWidget()->height(), 82);
+        QVERIFY(harness.find<QWidget>(u"statusText"_qs).height() >= 28);
+        QCOMPARE(harness.find<QWidget>(u"statusDot"_qs).size(), QSize(8, 8));
+    }
+
+    void theChildrenStandInTheirOrder() {
+        PanelHarness harness;
+        harness.useHostedEngine();
+        harness.show();
+        QTRY_VERIFY(harness.panel->height() == harness.panel->sizeHint().height());
+        int above = 0;
+        for (const auto &name : {u"headerIcon"_qs, u"sourcePicker"_qs, u"enginePicker"_qs,
+                                 u"endpointField"_qs, u"tokenField"_qs, u"mainButton"_qs, u"statusText"_qs,
+                                 u"transcriptText"_qs, u"translationText"_qs, u"footerText"_qs}) {
+            const auto &widget = harness.find<QWidget>(name);
+            const int top = widget.mapTo(harness.panel.get(), QPoint()).y();
+            QVERIFY2(top >= above, qPrintable(name));
+            above = top + widget.height();
+        }
+        QCOMPARE(above, harness.panel->height() - 18);
+    }
+
+    // A redraw in the middle of an edit.
+
+    void aRedrawKeepsTheCursorAndTheSelectionOfAField() {
+        PanelHarness harness;
+        harness.useHostedEngine();
+        harness.show();
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        endpoint.setFocus();
+        endpoint.setSelection(3, 4);
+        harness.controller->setStatusText(u"redraw"_qs);
+        QCOMPARE(endpoint.selectionStart(), 3);
+        QCOMPARE(endpoint.selectionLength(), 4);
+        QTest::keyClick(&endpoint, Qt::Key_X);
+        QCOMPARE(endpoint.cursorPosition(), 4);
+    }
+
+    void aRedrawKeepsAComposition() {
+        PanelHarness harness;
+        harness.useHostedEngine();
+        harness.show();
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        harness.controller->setOpenAIEndpointString({});
+        endpoint.setFocus();
+        const auto cursorRect = [&endpoint] {
+            return endpoint.inputMethodQuery(Qt::ImCursorRectangle).toRect();
+        };
+        const QRect empty = cursorRect();
+        QInputMethodEvent composing(u"にほ"_qs, {{QInputMethodEvent::Cursor, 2, 1, {}}});
+        QApplication::sendEvent(&endpoint, &composing);
+        const QRect composed = cursorRect(); // behind what is being composed
+        QVERIFY(composed.x() > empty.x());
+        harness.controller->setStatusText(u"redraw"_qs);
+        QCOMPARE(cursorRect(), composed);
+        QInputMethodEvent committing;
+        committing.setCommitString(u"日本"_qs);
+        QApplication::sendEvent(&endpoint, &committing);
+        QCOMPARE(harness.controller->openAIEndpointString(), u"日本"_qs);
+    }
+
+    void aRedrawKeepsWhatIsSelectedInATranscript() {
+        PanelHarness harness;
+        harness.startRecording();
+        harness.say(u"good morning everyone"_qs);
+        auto &transcript = harness.find<TextPane>(u"transcriptText"_qs);
+        QTextCursor cursor = transcript.textCursor();
+        cursor.setPosition(5);
+        cursor.setPosition(12, QTextCursor::KeepAnchor);
+        transcript.setTextCursor(cursor);
+        harness.say(u"good morning everyone here"_qs);
+        QCOMPARE(transcript.textCursor().selectedText(), u"morning"_qs);
+    }
+
+    void thePanelMayGoWhileTheControllerStays() {
+        PanelHarness harness;
+        harness.controller->startHotKeyRecording();
+        harness.panel.reset();
+        harness.controller->setStatusText(u"later"_qs);
+        harness.platform.run();
+        QCOMPARE(harness.platform.appearanceFake.observerCount(), 0);
+    }
+
+    void aSecondPanelShowsTheSameState() {
+        PanelHarness harness;
+        harness.startRecording();
+        harness.say(u"good morning"_qs);
+        ContentView again(*harness.controller);
+        QCOMPARE(again.findChild<PanelButton *>(u"mainButton"_qs)->text(), u"Stop"_qs);
+        QCOMPARE(again.findChild<TextPane *>(u"transcriptText"_qs)->toPlainText(), u"good morning"_qs);
+    }
+
+private:
+    static constexpr State states[] = {
+        {"idle, nothing translated", false, false, false},
+        {"idle, something translated", false, false, true},
+        {"recording", true, false, false},
+        {"processing, nothing translated", false, true, false},
+        {"processing, something translated", false, true, true},
+    };
+
+    static void pressInFocus(Qt::Key key, quint32 keyCode, Qt::KeyboardModifiers modifiers) {
+        QKeyEvent event(QEvent::KeyPress, key, modifiers, FakeKeyPositions::scanCode(keyCode), 0, 0);
+        QApplication::sendEvent(QApplication::focusWidget(), &event);
+    }
+};
+
+QTEST_MAIN(ContentViewTest)
+#include "ContentViewTest.moc"
