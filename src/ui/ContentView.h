@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QList>
 #include <QWidget>
 
-class QGridLayout;
 class QLabel;
 class QLayout;
 class QLineEdit;

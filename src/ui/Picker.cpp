@@ -11,6 +11,7 @@
 #include <QStandardItemModel>
 #include <QStyle>
 #include <QToolTip>
+#include <QWheelEvent>
 
 #include <algorithm>
 
@@ -58,11 +59,10 @@ Picker::Picker(const QString &title, const QList<Option> &options, QWidget *pare
 }
 
 void Picker::select(const QString &id) {
-    const int row = findData(id, idRole);
-    if (row == currentIndex())
+    if (currentData(idRole).toString() == id)
         return;
     const QSignalBlocker blocker(this);
-    setCurrentIndex(row);
+    setCurrentIndex(findData(id, idRole));
     update();
 }
 
@@ -75,6 +75,9 @@ void Picker::showPopup() {
 QSize Picker::sizeHint() const { return {120, std::max(30, fontMetrics().height() + 12)}; }
 
 QSize Picker::minimumSizeHint() const { return {60, sizeHint().height()}; }
+
+/// Scrolling over a picker is no choice.
+void Picker::wheelEvent(QWheelEvent *event) { event->ignore(); }
 
 bool Picker::event(QEvent *event) {
     const bool asksForHelp = event->type() == QEvent::ToolTip;

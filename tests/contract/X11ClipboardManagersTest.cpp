@@ -1,7 +1,7 @@
 #include "fakes/FakePlatform.h"
 #include "insertion/PasteboardInserter.h"
+#include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/x11/X11Pasteboard.h"
-#include "support/EventLoopQueue.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
 #include "support/VirtualDisplay.h"
@@ -25,7 +25,7 @@ public:
     std::unique_ptr<platform::X11Pasteboard> x11;
 
 private:
-    EventLoopQueue m_realTime;
+    platform::LinuxMainQueue m_realTime;
 };
 
 } // namespace

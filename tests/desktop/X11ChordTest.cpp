@@ -108,6 +108,15 @@ private Q_SLOTS:
         QCOMPARE(m_keyboard->keysDown(), (std::vector<xcb_keycode_t>{keyOfV, TestKeyboard::rightControl}));
     }
 
+    void bothControlKeysMayBeHeld() {
+        m_keyboard->press(TestKeyboard::control);
+        m_keyboard->press(TestKeyboard::rightControl);
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+    }
+
     void aLayoutWithoutVGetsTheKeyAtItsPosition() {
         m_display.setLayout({u"ru"_qs});
         paste();

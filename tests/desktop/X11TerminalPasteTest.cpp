@@ -1,10 +1,10 @@
 #include "fakes/FakePlatform.h"
 #include "insertion/PasteboardInserter.h"
+#include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/x11/X11HotKeyEvents.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11Pasteboard.h"
 #include "platform/linux/x11/X11Windows.h"
-#include "support/EventLoopQueue.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
 #include "support/TestKeyboard.h"
@@ -33,7 +33,7 @@ private:
     platform::X11Connection m_connection;
     platform::X11HotKeyEvents m_hotKeys{m_connection};
     platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys, [this] { x11.lendToPrimary(); }};
-    EventLoopQueue m_queue;
+    platform::LinuxMainQueue m_queue;
 };
 
 } // namespace

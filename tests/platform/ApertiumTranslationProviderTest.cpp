@@ -131,6 +131,7 @@ void ApertiumTranslationProviderTest::init() {
 
 void ApertiumTranslationProviderTest::cleanup() {
     m_provider.reset();
+    m_platform->run(); // lets those who wait hear of it
     m_platform.reset();
     QVERIFY(ProcessTree::descendants().isEmpty());
 }

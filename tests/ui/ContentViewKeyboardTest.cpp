@@ -206,6 +206,17 @@ private Q_SLOTS:
         QCOMPARE(focusName(), u"sourcePicker"_qs);
     }
 
+    void afterACaptureTabGoesOnInTheHotKeyRow() {
+        PanelHarness harness;
+        harness.show();
+        harness.controller->startHotKeyRecording();
+        harness.platform.run();
+        harness.controller->cancelHotKeyRecording();
+        QCOMPARE(focusName(), u"hotKeyRecorder"_qs);
+        tab();
+        QCOMPARE(focusName(), u"recordHotKeyButton"_qs);
+    }
+
     void aCaptureTakesTheFocusAndTheKeys() {
         PanelHarness harness;
         harness.show();

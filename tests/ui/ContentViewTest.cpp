@@ -14,6 +14,7 @@
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
+#include <QWheelEvent>
 
 using namespace quillora;
 using namespace quillora::test;
@@ -343,6 +344,18 @@ private Q_SLOTS:
         QCOMPARE(harness.controller->targetLanguageIdentifier(), u"de"_qs);
         pick(harness.find<Picker>(u"enginePicker"_qs), u"OpenAI Natural"_qs);
         QCOMPARE(harness.controller->translationEngineIdentifier(), hosted);
+    }
+
+    void scrollingOverAPickerPicksNothing() {
+        PanelHarness harness;
+        harness.show();
+        auto &picker = harness.find<Picker>(u"targetPicker"_qs);
+        picker.setFocus();
+        const QString before = harness.controller->targetLanguageIdentifier();
+        QWheelEvent scroll({5, 5}, picker.mapToGlobal(QPointF(5, 5)), {}, {0, -120}, Qt::NoButton,
+                           Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(&picker, &scroll);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), before);
     }
 
     void aRedrawNeverWritesASetting() {

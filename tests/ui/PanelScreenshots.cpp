@@ -81,6 +81,8 @@ private Q_SLOTS:
             picture.setDevicePixelRatio(scale);
             harness.panel->render(&picture);
             QCOMPARE(picture.width(), 380 * scale);
+            QVERIFY(!m_pictures.contains(picture)); // each state can be told from every other
+            m_pictures += picture;
             const QString path =
                 u"%1/%2-%3-%4x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS), state, scheme).arg(scale);
             QVERIFY(picture.save(path));
@@ -111,6 +113,8 @@ private Q_SLOTS:
     }
 
 private:
+    QList<QImage> m_pictures;
+
     static void enter(PanelHarness &harness, const QString &state) {
         harness.controller->setTargetLanguageIdentifier(u"es"_qs);
         if (state == u"recording"_qs) {

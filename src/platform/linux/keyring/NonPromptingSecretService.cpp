@@ -13,13 +13,6 @@ void dismiss(SecretPrompt *prompt) {
                       nullptr, nullptr);
 }
 
-GVariant *promptSync(SecretService *, SecretPrompt *prompt, GCancellable *, const GVariantType *,
-                     GError **error) {
-    dismiss(prompt);
-    g_propagate_error(error, refusal());
-    return nullptr;
-}
-
 void promptAsync(SecretService *service, SecretPrompt *prompt, const GVariantType *,
                  GCancellable *cancellable, GAsyncReadyCallback callback, gpointer userData) {
     dismiss(prompt);
@@ -33,7 +26,6 @@ GVariant *promptFinish(SecretService *, GAsyncResult *result, GError **error) {
 
 void initialiseClass(gpointer type, gpointer) {
     auto *service = static_cast<SecretServiceClass *>(type);
-    service->prompt_sync = &promptSync;
     service->prompt_async = &promptAsync;
     service->prompt_finish = &promptFinish;
 }

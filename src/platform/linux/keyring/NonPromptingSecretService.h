@@ -6,8 +6,8 @@
 
 namespace quillora::platform {
 
-/// The type of a connection to the Secret Service that dismisses every dialog the service wants to show; what
-/// needed the dialog fails.
+/// The type of a connection to the Secret Service that dismisses every dialog the service wants to show
+/// during an asynchronous call; what needed the dialog fails.
 GType nonPromptingSecretServiceType();
 
 } // namespace quillora::platform

@@ -42,7 +42,7 @@ SecretValuePointer secretValue(const QByteArray &data) {
     return SecretValuePointer(secret_value_new(data.constData(), data.size(), "text/plain"));
 }
 
-std::optional<QByteArray> bytes(const SecretValuePointer &value) {
+std::optional<QByteArray> contents(const SecretValuePointer &value) {
     if (!value)
         return {};
     gsize size = 0;
@@ -50,14 +50,13 @@ std::optional<QByteArray> bytes(const SecretValuePointer &value) {
     return QByteArray(data, static_cast<qsizetype>(size));
 }
 
-/// Whether there is a session bus to talk over. GLib's own handling of one that goes away is to end the
-/// program.
-bool sessionBusIsThere(GCancellable *cancellable) {
-    const GlibPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
-    if (!bus)
-        return false;
-    g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-    return !g_dbus_connection_is_closed(bus.get());
+/// The session bus, or none where there is none to talk over. GLib's own handling of one that goes away is to
+/// end the program.
+GlibPointer<GDBusConnection> sessionBus(GCancellable *cancellable) {
+    GlibPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
+    if (bus)
+        g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+    return bus && !g_dbus_connection_is_closed(bus.get()) ? std::move(bus) : nullptr;
 }
 
 } // namespace
@@ -65,14 +64,36 @@ bool sessionBusIsThere(GCancellable *cancellable) {
 SecretServiceSession::SecretServiceSession(GCancellable *cancellable)
     : m_cancellable(cancellable), m_context(g_main_context_new()) {
     g_main_context_push_thread_default(m_context.get());
-    if (sessionBusIsThere(m_cancellable))
-        m_service.reset(secret_service_open_sync(nonPromptingSecretServiceType(), nullptr,
-                                                 SECRET_SERVICE_NONE, m_cancellable, nullptr));
+    m_bus = sessionBus(m_cancellable);
+    if (!m_bus)
+        return;
+    const auto result = resultOf([this](GAsyncReadyCallback callback, gpointer data) {
+        secret_service_open(nonPromptingSecretServiceType(), nullptr, SECRET_SERVICE_NONE, m_cancellable,
+                            callback, data);
+    });
+    m_service.reset(secret_service_open_finish(result.get(), nullptr));
 }
 
 SecretServiceSession::~SecretServiceSession() {
     m_service.reset();
+    m_bus.reset();
+    while (g_main_context_iteration(m_context.get(), FALSE)) {
+        // What GLib has put off until now lets go of the service and its items.
+    }
     g_main_context_pop_thread_default(m_context.get());
+}
+
+GlibPointer<GAsyncResult>
+SecretServiceSession::resultOf(const std::function<void(GAsyncReadyCallback, gpointer)> &begin) {
+    GAsyncResult *result = nullptr;
+    const auto keep = [](GObject *, GAsyncResult *given, gpointer data) {
+        *static_cast<GAsyncResult **>(data) = G_ASYNC_RESULT(g_object_ref(given));
+    };
+    begin(keep, &result);
+    // libsecret's own blocking calls run contexts of theirs, and leak what these still hold at the end.
+    while (!result)
+        g_main_context_iteration(m_context.get(), TRUE);
+    return GlibPointer<GAsyncResult>(result);
 }
 
 KeychainItem SecretServiceSession::copyMatching(const KeychainQuery &query) {
@@ -80,34 +101,46 @@ KeychainItem SecretServiceSession::copyMatching(const KeychainQuery &query) {
     if (found.unlocked.empty())
         return {found.status, {}};
     SecretItem *item = found.unlocked.front().get();
-    if (!secret_item_load_secret_sync(item, m_cancellable, nullptr))
+    const auto result = resultOf([&](GAsyncReadyCallback callback, gpointer data) {
+        secret_item_load_secret(item, m_cancellable, callback, data);
+    });
+    if (!secret_item_load_secret_finish(item, result.get(), nullptr))
         return {KeychainStatus::failure, {}};
-    return {KeychainStatus::success, bytes(SecretValuePointer(secret_item_get_secret(item)))};
+    return {KeychainStatus::success, contents(SecretValuePointer(secret_item_get_secret(item)))};
 }
 
-KeychainStatus SecretServiceSession::update(const KeychainQuery &query, const QByteArray &data) {
+KeychainStatus SecretServiceSession::update(const KeychainQuery &query, const QByteArray &bytes) {
     const Findings found = search(query);
-    const auto value = secretValue(data);
+    const auto value = secretValue(bytes);
     for (const auto &item : found.unlocked) {
-        if (!secret_item_set_secret_sync(item.get(), value.get(), m_cancellable, nullptr))
+        const auto result = resultOf([&](GAsyncReadyCallback callback, gpointer data) {
+            secret_item_set_secret(item.get(), value.get(), m_cancellable, callback, data);
+        });
+        if (!secret_item_set_secret_finish(item.get(), result.get(), nullptr))
             return KeychainStatus::failure;
     }
     return found.status;
 }
 
-KeychainStatus SecretServiceSession::add(const KeychainQuery &query, const QByteArray &data) {
+KeychainStatus SecretServiceSession::add(const KeychainQuery &query, const QByteArray &bytes) {
     if (!m_service)
         return KeychainStatus::failure;
-    const bool isStored = secret_service_store_sync(m_service.get(), &schema, attributes(query).get(),
-                                                    SECRET_COLLECTION_DEFAULT, label(query).constData(),
-                                                    secretValue(data).get(), m_cancellable, nullptr);
+    const auto result = resultOf([&](GAsyncReadyCallback callback, gpointer data) {
+        secret_service_store(m_service.get(), &schema, attributes(query).get(), SECRET_COLLECTION_DEFAULT,
+                             label(query).constData(), secretValue(bytes).get(), m_cancellable, callback,
+                             data);
+    });
+    const bool isStored = secret_service_store_finish(m_service.get(), result.get(), nullptr);
     return isStored ? KeychainStatus::success : KeychainStatus::failure;
 }
 
 KeychainStatus SecretServiceSession::remove(const KeychainQuery &query) {
     const Findings found = search(query);
     for (const auto &item : found.unlocked) {
-        if (!secret_item_delete_sync(item.get(), m_cancellable, nullptr))
+        const auto result = resultOf([&](GAsyncReadyCallback callback, gpointer data) {
+            secret_item_delete(item.get(), m_cancellable, callback, data);
+        });
+        if (!secret_item_delete_finish(item.get(), result.get(), nullptr))
             return KeychainStatus::failure;
     }
     return found.someAreLocked ? KeychainStatus::failure : found.status;
@@ -117,9 +150,12 @@ SecretServiceSession::Findings SecretServiceSession::search(const KeychainQuery 
     Findings findings;
     if (!m_service)
         return findings;
+    const auto result = resultOf([&](GAsyncReadyCallback callback, gpointer data) {
+        secret_service_search(m_service.get(), &schema, attributes(query).get(), SECRET_SEARCH_ALL,
+                              m_cancellable, callback, data);
+    });
     GError *error = nullptr;
-    GList *items = secret_service_search_sync(m_service.get(), &schema, attributes(query).get(),
-                                              SECRET_SEARCH_ALL, m_cancellable, &error);
+    GList *items = secret_service_search_finish(m_service.get(), result.get(), &error);
     if (const GlibPointer<GError> failure{error})
         return findings;
 
@@ -142,9 +178,12 @@ SecretServiceSession::Findings SecretServiceSession::search(const KeychainQuery 
 /// A locked collection need not tell what it holds. One that cannot be asked counts as locked; one that does
 /// not exist holds nothing.
 bool SecretServiceSession::defaultCollectionIsLocked() {
+    const auto result = resultOf([this](GAsyncReadyCallback callback, gpointer data) {
+        secret_collection_for_alias(m_service.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE,
+                                    m_cancellable, callback, data);
+    });
     GError *error = nullptr;
-    const GlibPointer<SecretCollection> collection(secret_collection_for_alias_sync(
-        m_service.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, m_cancellable, &error));
+    const GlibPointer<SecretCollection> collection(secret_collection_for_alias_finish(result.get(), &error));
     if (const GlibPointer<GError> failure{error})
         return true;
     return collection && secret_collection_get_locked(collection.get());

@@ -5,6 +5,7 @@
 
 #include <libsecret/secret.h>
 
+#include <functional>
 #include <vector>
 
 namespace quillora::platform {
@@ -20,8 +21,8 @@ public:
     SecretServiceSession &operator=(const SecretServiceSession &) = delete;
 
     KeychainItem copyMatching(const KeychainQuery &query);
-    KeychainStatus update(const KeychainQuery &query, const QByteArray &data);
-    KeychainStatus add(const KeychainQuery &query, const QByteArray &data);
+    KeychainStatus update(const KeychainQuery &query, const QByteArray &bytes);
+    KeychainStatus add(const KeychainQuery &query, const QByteArray &bytes);
     KeychainStatus remove(const KeychainQuery &query);
 
 private:
@@ -32,11 +33,15 @@ private:
         bool someAreLocked = false;
     };
 
+    /// Runs the call that `begin` starts with the given callback until it has its result.
+    GlibPointer<GAsyncResult> resultOf(const std::function<void(GAsyncReadyCallback, gpointer)> &begin);
+
     Findings search(const KeychainQuery &query);
     bool defaultCollectionIsLocked();
 
     GCancellable *m_cancellable;
     GlibPointer<GMainContext> m_context;
+    GlibPointer<GDBusConnection> m_bus;   ///< held, or the next user would get one with GLib's own habits
     GlibPointer<SecretService> m_service; ///< none where the service cannot be reached
 };
 

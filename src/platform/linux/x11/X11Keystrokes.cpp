@@ -99,7 +99,7 @@ void X11Keystrokes::post(KeyEventTap, const KeyEvent &event) {
 std::optional<X11Keystrokes::Chord> X11Keystrokes::chordFor(const KeyEvent &event,
                                                             const X11Keymap &keymap) const {
     if (event.keyCode == ansiVKeyCode && event.flags == commandKeyFlag)
-        return pasteChord(keymap);
+        return preparedPasteChord(keymap);
     const auto key = X11KeyPositions::keycodeAt(event.keyCode);
     if (!key)
         return {};
@@ -111,7 +111,7 @@ std::optional<X11Keystrokes::Chord> X11Keystrokes::chordFor(const KeyEvent &even
     return chord;
 }
 
-X11Keystrokes::Chord X11Keystrokes::pasteChord(const X11Keymap &keymap) const {
+X11Keystrokes::Chord X11Keystrokes::preparedPasteChord(const X11Keymap &keymap) const {
     const X11Windows windows(m_connection);
     const auto target = windows.active();
     const auto windowClass = target ? windows.windowClass(*target) : std::nullopt;
@@ -131,44 +131,45 @@ X11Keystrokes::Chord X11Keystrokes::pasteChord(const X11Keymap &keymap) const {
 void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
     m_hotKeyEvents.releaseActiveGrab(); // it would swallow the chord
     const X11KeysDown keysDown(m_connection);
-    const auto lift = [&](xcb_map_index_t modifier, std::optional<xcb_keycode_t> exception = {}) {
+    replaceModifiersByControl(keymap, keysDown);
+    if (!std::ranges::count(chord.modifiers, XCB_MAP_INDEX_CONTROL))
+        letGo();
+    for (const auto modifier : chord.modifiers) {
+        const auto key = modifierKey(modifier, keymap, keysDown);
+        if (key && modifier != XCB_MAP_INDEX_CONTROL)
+            hold(*key);
+    }
+    if (keysDown.contains(chord.key))
+        fake(XCB_KEY_RELEASE, chord.key);
+    hold(chord.key);
+    m_connection.flush();
+}
+
+void X11Keystrokes::replaceModifiersByControl(const X11Keymap &keymap, const X11KeysDown &keysDown) {
+    const auto control = modifierKey(XCB_MAP_INDEX_CONTROL, keymap, keysDown);
+    const auto lift = [&](xcb_map_index_t modifier) {
         for (const auto key : keymap.modifierKeys(modifier)) {
-            if (keysDown.contains(key) && key != exception)
+            if (keysDown.contains(key) && key != control)
                 fake(XCB_KEY_RELEASE, key);
         }
     };
-
     // Shift first: together with Ctrl it may switch layouts. Alt and Super only once Ctrl is down: alone,
     // their release opens menus.
     lift(XCB_MAP_INDEX_SHIFT);
-    const auto control = modifierKey(XCB_MAP_INDEX_CONTROL, keymap, keysDown);
-    if (control) {
-        if (!keysDown.contains(*control))
-            fake(XCB_KEY_PRESS, *control);
-        m_pressed.push_back(*control);
-    }
-    lift(XCB_MAP_INDEX_CONTROL, control);
+    if (control)
+        hold(*control);
+    lift(XCB_MAP_INDEX_CONTROL);
     const auto locks = keymap.lockModifiers();
     for (const auto modifier :
          {XCB_MAP_INDEX_1, XCB_MAP_INDEX_2, XCB_MAP_INDEX_3, XCB_MAP_INDEX_4, XCB_MAP_INDEX_5}) {
         if (!std::ranges::count(locks, modifier))
             lift(modifier);
     }
-    if (!std::ranges::count(chord.modifiers, XCB_MAP_INDEX_CONTROL))
-        letGo();
+}
 
-    for (const auto modifier : chord.modifiers) {
-        const auto key = modifierKey(modifier, keymap, keysDown);
-        if (!key || modifier == XCB_MAP_INDEX_CONTROL)
-            continue;
-        fake(XCB_KEY_PRESS, *key);
-        m_pressed.push_back(*key);
-    }
-    if (keysDown.contains(chord.key))
-        fake(XCB_KEY_RELEASE, chord.key);
-    fake(XCB_KEY_PRESS, chord.key);
-    m_pressed.push_back(chord.key);
-    m_connection.flush();
+void X11Keystrokes::hold(xcb_keycode_t key) {
+    fake(XCB_KEY_PRESS, key);
+    m_pressed.push_back(key);
 }
 
 void X11Keystrokes::letGo() {

@@ -10,6 +10,7 @@ namespace quillora::platform {
 
 class X11HotKeyEvents;
 class X11Keymap;
+class X11KeysDown;
 
 /// Synthesises keystrokes by the server's XTEST extension.
 ///
@@ -41,8 +42,10 @@ private:
     };
 
     std::optional<Chord> chordFor(const KeyEvent &event, const X11Keymap &keymap) const;
-    Chord pasteChord(const X11Keymap &keymap) const;
+    Chord preparedPasteChord(const X11Keymap &keymap) const;
     void press(const Chord &chord, const X11Keymap &keymap);
+    void replaceModifiersByControl(const X11Keymap &keymap, const X11KeysDown &keysDown);
+    void hold(xcb_keycode_t key);
     void letGo();
     void fake(uint8_t type, xcb_keycode_t key);
 
