@@ -138,16 +138,21 @@ private Q_SLOTS:
         QTest::addColumn<int>("rate");
         QTest::addColumn<int>("channels");
         QTest::addColumn<int>("highestErrorRate");
+        QTest::addColumn<QString>("spoken");
+        const auto married =
+            u"had he married a more a amiable woman he might have been made still more respectable than he was"_qs;
+        const auto selfish = u"unless to be rather cold hearted and rather selfish is to be ill disposed"_qs;
         // The model was not made for a telephone's half of the band.
-        QTest::newRow("telephone") << 8000 << 1 << 75;
-        QTest::newRow("compact disc") << 44100 << 2 << 65;
-        QTest::newRow("mono") << 48000 << 1 << 65;
-        QTest::newRow("studio") << 96000 << 2 << 65;
+        QTest::newRow("telephone") << 8000 << 1 << 75 << married;
+        QTest::newRow("compact disc") << 44100 << 2 << 65 << selfish;
+        QTest::newRow("mono") << 48000 << 1 << 65 << selfish;
+        QTest::newRow("studio") << 96000 << 2 << 65 << selfish;
     }
     void everyMicrophoneIsUnderstood() {
         QFETCH(int, rate);
         QFETCH(int, channels);
         QFETCH(int, highestErrorRate);
+        QFETCH(QString, spoken);
         SoundServer server({rate, channels});
         const SpeechDesktop desktop(server.address());
         Speaker speaker(server);
