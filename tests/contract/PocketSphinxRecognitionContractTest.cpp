@@ -26,8 +26,8 @@ public:
     void letRecognitionsFinish() override {
         const auto request = m_desktop.recognition.makeBufferRequest();
         std::atomic<bool> isFinal = false;
-        const auto task = m_desktop.recognition.makeRecognizer(u"en-US"_qs)->recognitionTask(
-            request, [&](const auto &, const auto &) { isFinal = true; });
+        const auto task = m_desktop.recognition.makeRecognizer(u"en-US"_qs)
+                              ->recognitionTask(request, [&](const auto &, const auto &) { isFinal = true; });
         request->endAudio();
         test::ChildProcess::waitUntil([&] { return isFinal.load(); }, 30000);
     }
