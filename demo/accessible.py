@@ -3,6 +3,8 @@ binds to the session bus of its process for good: `accessible.py` answers one re
 
     text APPLICATION NAME           the text of the text widget of that name; without a name, of the first one
     described APPLICATION TEXT      the name of the widget that is described so
+    press APPLICATION NAME          presses the button of that name
+    place APPLICATION NAME          where the middle of the widget of that name is on the screen: left and top
 """
 
 import json
@@ -23,6 +25,14 @@ class ScreenReader:
     def described(self, application, description):
         """The name of the widget with that description; None if it cannot be read."""
         return self._ask("described", application, description)
+
+    def press(self, application, name):
+        """Presses a button; true if there was one to press."""
+        return self._ask("press", application, name)
+
+    def place(self, application, name):
+        """The middle of a widget on the screen, or None if it cannot be seen."""
+        return self._ask("place", application, name)
 
     def _ask(self, *request):
         self._process.stdin.write(json.dumps(request).encode() + b"\n")
@@ -66,6 +76,33 @@ def _find(atspi, application, matches, read):
     return None
 
 
+def _is_showing(atspi, node):
+    return node.get_state_set().contains(atspi.StateType.SHOWING)
+
+
+def _middle(atspi, node):
+    box = node.get_component_iface().get_extents(atspi.CoordType.SCREEN)
+    return box.x + box.width // 2, box.y + box.height // 2
+
+
+def _press(node):
+    return node.get_action_iface().do_action(0)
+
+
+ANSWERS = {
+    "text": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_role_name() == "text" and key in (None, node.get_name()), _text_of),
+    "described": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_description() == key, lambda node: node.get_name()),
+    "press": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_name() == key and node.get_role_name() == "push button", _press),
+    "place": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_name() == key and node.get_role_name() != "list item"
+        and _is_showing(atspi, node),
+        lambda node: _middle(atspi, node)),
+}
+
+
 def main():
     import gi
     gi.require_version("Atspi", "2.0")
@@ -75,12 +112,7 @@ def main():
     for line in sys.stdin:
         kind, application, key = json.loads(line)
         try:
-            if kind == "text":
-                answer = _find(Atspi, application, lambda node: node.get_role_name() == "text"
-                               and key in (None, node.get_name()), _text_of)
-            else:
-                answer = _find(Atspi, application, lambda node: node.get_description() == key,
-                               lambda node: node.get_name())
+            answer = ANSWERS[kind](Atspi, application, key)
         except Exception:
             answer = None
         # Whatever is cached may have changed by the next question.
