@@ -143,7 +143,7 @@ private:
     QString m_translationEngineIdentifier;
     QString m_openAIEndpointString;
     QString m_openAIClientToken;
-    bool m_didEditClientToken = false; ///< since the start-up; what the keychain holds is out of date then
+    bool m_didEditClientToken = false; ///< since the start-up; what was typed wins over the keychain then
     bool m_isRecording = false;
     bool m_isProcessing = false;
     QString m_statusText;

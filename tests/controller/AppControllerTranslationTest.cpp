@@ -335,8 +335,11 @@ private Q_SLOTS:
     }
 
 private:
-    /// The one request to the backend.
-    const platform::HttpRequest &hostedRequest() const { return m->platform.http.requests.at(0); }
+    /// The first request to the backend; an empty one if none was made.
+    platform::HttpRequest hostedRequest() const {
+        const auto &requests = m->platform.http.requests;
+        return requests.empty() ? platform::HttpRequest() : requests.front();
+    }
 
     /// Chooses Kazakh, and does something while the on-device engine is still selected: the rule that
     /// switches it away comes after the word of the change.
