@@ -141,7 +141,8 @@ QList<SpokenLanguageOption> LanguageCatalog::spokenOptions() {
 }
 
 SpokenLanguageOption LanguageCatalog::defaultSpoken(const QList<SpokenLanguageOption> &options) {
-    Q_ASSERT_X(!options.isEmpty(), "LanguageCatalog::defaultSpoken", "there must be an option");
+    if (options.isEmpty())
+        qFatal("LanguageCatalog::defaultSpoken: there must be an option");
     return firstWithId(u"en-US"_qs, options).value_or(options.first());
 }
 

@@ -46,7 +46,7 @@ public:
     /// Empty where the platform recognizes none.
     static QList<SpokenLanguageOption> spokenOptions();
 
-    /// American English if it is there, else the first option. The list must not be empty.
+    /// American English if it is there, else the first option. An empty list aborts the program.
     static SpokenLanguageOption defaultSpoken(const QList<SpokenLanguageOption> &options);
 
     static TranslationLanguageOption defaultTarget();

@@ -58,6 +58,16 @@ private Q_SLOTS:
                  (QStringList{u"en-US"_qs, u"ru-RU"_qs, u"es-ES"_qs, u"nl-NL"_qs, u"en-AU"_qs, u"en-GB"_qs}));
     }
 
+    void theTwelveCommonLocalesLeadInTheirOrder() {
+        const QStringList common{u"en-US"_qs, u"ru-RU"_qs, u"kk-KZ"_qs, u"uz-UZ"_qs,
+                                 u"ky-KG"_qs, u"es-ES"_qs, u"fr-FR"_qs, u"de-DE"_qs,
+                                 u"it-IT"_qs, u"pt-BR"_qs, u"tr-TR"_qs, u"zh-CN"_qs};
+        m_platform->speech.locales = QStringList{u"ar"_qs};
+        for (const QString &identifier : common)
+            m_platform->speech.locales.prepend(identifier);
+        QCOMPARE(ids(LanguageCatalog::spokenOptions()), common + QStringList{u"ar"_qs});
+    }
+
     void equalNamesKeepTheRecognizersOrder() {
         m_platform->locale.displayNames = {{u"en-ZA"_qs, u"english"_qs}, {u"en-IN"_qs, u"ENGLISH"_qs}};
         m_platform->speech.locales = {u"en-ZA"_qs, u"en-IN"_qs};
@@ -78,8 +88,7 @@ private Q_SLOTS:
         QCOMPARE(LanguageCatalog::spokenOptions().first().name, u"En-Jm"_qs);
     }
 
-    void anIdentifierThatDoesNotParseFallsBackToItsFirstPiece() {
-        // Too long a region for the parser of this platform, so only the split is left.
+    void anIdentifierThatDoesNotParseIsReadByItsFirstPiece() {
         class NoParser : public test::FakeLocaleServices {
             Components components(const QString &) const override { return {}; }
         };
@@ -137,6 +146,15 @@ private Q_SLOTS:
     void preferredSpeechLocaleWithoutAPreferredRegionTakesTheFirst() {
         const QList options{spoken(u"en-AU"_qs, u"en"_qs), spoken(u"en-GB"_qs, u"en"_qs)};
         QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_qs, options)->id, u"en-AU"_qs);
+    }
+
+    void preferredSpeechLocaleKnowsTwelveRegions() {
+        for (const QString &region : {u"US"_qs, u"RU"_qs, u"KZ"_qs, u"UZ"_qs, u"KG"_qs, u"ES"_qs, u"FR"_qs,
+                                      u"DE"_qs, u"IT"_qs, u"BR"_qs, u"TR"_qs, u"CN"_qs}) {
+            const QString preferred = u"en-"_qs + region;
+            const QList options{spoken(u"en-AU"_qs, u"en"_qs), spoken(preferred, u"en"_qs)};
+            QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_qs, options)->id, preferred);
+        }
     }
 
     void preferredSpeechLocaleRanksByTheOptionsOrder() {
