@@ -364,6 +364,15 @@ private Q_SLOTS:
         QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey unchanged."_qs);
     }
 
+    void minimisingThePanelEndsACaptureToo() {
+        launch();
+        m_statusItem->hasTray = false;
+        m_delegate->showPopover();
+        m_delegate->controller()->startHotKeyRecording();
+        m_delegate->popover()->showMinimized();
+        QVERIFY(!m_delegate->controller()->isRecordingHotKey());
+    }
+
     void closingThePanelOtherwiseSaysNothing() {
         launch();
         m_statusItem->click();
