@@ -7,6 +7,8 @@
 #include "platform/Platform.h"
 #include "platform/UserDefaults.h"
 
+#include <QPointer>
+
 namespace quillora {
 
 using platform::Platform;

@@ -1,6 +1,9 @@
 #include "controller/AppController.h"
+
 #include "insertion/DeviceIdentifier.h"
 #include "platform/Platform.h"
+
+#include <QPointer>
 
 namespace quillora {
 
