@@ -20,13 +20,6 @@ const QString targetKey = u"targetLanguageIdentifier"_qs;
 const QString engineKey = u"translationEngineIdentifier"_qs;
 const QString endpointKey = u"openAIEndpointString"_qs;
 const QString tokenKey = u"openAIClientToken"_qs;
-const QString hotKeyKey = u"hotKey"_qs;
-
-AppHotKey storedHotKey() {
-    const auto stored = Platform::current().userDefaults().string(hotKeyKey);
-    return stored ? AppHotKey::fromStorageValue(*stored).value_or(AppHotKey::defaultValue)
-                  : AppHotKey::defaultValue;
-}
 
 } // namespace
 

@@ -119,6 +119,9 @@ Q_SIGNALS:
     void changed();
 
 private:
+    static AppHotKey storedHotKey();
+    static void storeHotKey(const AppHotKey &hotKey);
+
     void enforceCompatibleTranslationEngine();
     void observeFrontmostApplication();
     void observeKeychain();
