@@ -197,20 +197,21 @@ void AppController::setTranslatedText(const QString &text) {
 void AppController::setRecording(bool isRecording) {
     m_isRecording = isRecording;
     Q_EMIT changed();
-    if (onStateChanged)
-        onStateChanged();
 }
 
 void AppController::setProcessing(bool isProcessing) {
     m_isProcessing = isProcessing;
     Q_EMIT changed();
-    if (onStateChanged)
-        onStateChanged();
 }
 
 void AppController::setRecordingHotKey(bool isRecordingHotKey) {
     m_isRecordingHotKey = isRecordingHotKey;
     Q_EMIT changed();
+}
+
+void AppController::stateChanged() const {
+    if (onStateChanged)
+        onStateChanged();
 }
 
 void AppController::needAttention() const {
