@@ -11,7 +11,6 @@
 
 #include <QCoroTask>
 #include <QObject>
-#include <QPointer>
 
 #include <functional>
 
@@ -120,6 +119,9 @@ Q_SIGNALS:
     void changed();
 
 private:
+    static AppHotKey storedHotKey();
+    static void storeHotKey(const AppHotKey &hotKey);
+
     void enforceCompatibleTranslationEngine();
     void observeFrontmostApplication();
     void observeKeychain();
@@ -132,10 +134,11 @@ private:
 
     void setTranscriptText(const QString &text);
     void setTranslatedText(const QString &text);
-    /// These two tell the shell too.
     void setRecording(bool isRecording);
     void setProcessing(bool isProcessing);
     void setRecordingHotKey(bool isRecordingHotKey);
+    /// To follow every write of the recording or the processing state.
+    void stateChanged() const;
     void needAttention() const;
 
     QString m_sourceLocaleIdentifier;

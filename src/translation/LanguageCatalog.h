@@ -64,9 +64,6 @@ public:
 
     /// Whether the on-device engine may translate the language at all; exact and case-sensitive.
     static bool supportsAppleLocalTranslation(const QString &languageIdentifier);
-
-    /// The flag of the identifier's region, else of the region that stands for the language, else the globe.
-    static QString flagEmoji(const QString &localeIdentifier, const QString &fallbackLanguageCode);
 };
 
 } // namespace quillora

@@ -17,6 +17,22 @@ QStringList ids(const QList<SpokenLanguageOption> &options) {
     return ids;
 }
 
+/// A desktop where every locale is German and lies in one region.
+struct GermanPlatform : test::FakePlatform {
+    class Parser : public test::FakeLocaleServices {
+    public:
+        Components components(const QString &) const override { return {u"de"_qs, region}; }
+        QString region;
+    } parser;
+
+    platform::LocaleServices &localeServices() override { return parser; }
+};
+
+QString flagOf(const QString &identifier, test::FakePlatform &platform) {
+    platform.speech.locales = {identifier};
+    return LanguageCatalog::spokenOptions().value(0).flag;
+}
+
 } // namespace
 
 class LanguageCatalogTest : public QObject {
@@ -178,18 +194,37 @@ private Q_SLOTS:
         QVERIFY(LanguageCatalog::supportsAppleLocalTranslation(u"KK"_qs));
     }
 
-    void flagOfANumericRegionIsTheGlobe() {
-        QCOMPARE(LanguageCatalog::flagEmoji(u"es-419"_qs, u"es"_qs), u"🌐"_qs);
-    }
+    void flagOfANumericRegionIsTheGlobe() { QCOMPARE(flagOf(u"es-419"_qs, *m_platform), u"🌐"_qs); }
     void flagWithoutARegionStandsForTheLanguage() {
-        QCOMPARE(LanguageCatalog::flagEmoji(u"ar"_qs, u"ar"_qs), u"🇸🇦"_qs);
-        QCOMPARE(LanguageCatalog::flagEmoji(u"pt"_qs, u"pt"_qs), u"🇧🇷"_qs);
+        QCOMPARE(flagOf(u"ar"_qs, *m_platform), u"🇸🇦"_qs);
+        for (const auto &target : LanguageCatalog::targets())
+            QCOMPARE(flagOf(target.id, *m_platform), target.flag);
     }
-    void flagOfAnUnknownBareCodeIsTheGlobe() {
-        QCOMPARE(LanguageCatalog::flagEmoji(u"xx"_qs, u"xx"_qs), u"🌐"_qs);
+    void flagOfARegionThatDoesNotParseStandsForTheLanguage() {
+        QCOMPARE(flagOf(u"pt-Portugal"_qs, *m_platform), u"🇧🇷"_qs);
     }
-    void flagOfARegionIsItsTwoLetters() {
-        QCOMPARE(LanguageCatalog::flagEmoji(u"de-AT"_qs, u"de"_qs), u"🇦🇹"_qs);
+    void flagOfARegionIsItsTwoLetters() { QCOMPARE(flagOf(u"de-AT"_qs, *m_platform), u"🇦🇹"_qs); }
+
+    void flagOfAnyOtherRegionThanTwoLettersIsTheGlobe_data() {
+        QTest::addColumn<QString>("region");
+        QTest::newRow("empty") << QString();
+        QTest::newRow("one letter") << u"A"_qs;
+        QTest::newRow("three letters") << u"AUT"_qs;
+        QTest::newRow("a digit") << u"A1"_qs;
+        QTest::newRow("before A") << u"@A"_qs;
+        QTest::newRow("after Z") << u"A["_qs;
+        QTest::newRow("beyond ASCII") << u"ÖA"_qs;
+    }
+    void flagOfAnyOtherRegionThanTwoLettersIsTheGlobe() {
+        QFETCH(const QString, region);
+        GermanPlatform platform;
+        platform.parser.region = region;
+        QCOMPARE(flagOf(u"de"_qs, platform), u"🌐"_qs);
+    }
+    void flagOfARegionInSmallLettersIsThatOfTheCapitals() {
+        GermanPlatform platform;
+        platform.parser.region = u"at"_qs;
+        QCOMPARE(flagOf(u"de"_qs, platform), u"🇦🇹"_qs);
     }
 
     void enginesHaveTheirNamesInOrder() {
