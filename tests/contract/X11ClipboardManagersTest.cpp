@@ -53,9 +53,10 @@ private Q_SLOTS:
     void aPasteGivesBackWhatStoodThere_data() { recorders(); }
     void aPasteGivesBackWhatStoodThere() {
         QVERIFY(awaitRecorder());
-        put({{.target = "image/x-test", .data = "\x89not text"},
-             {.target = "UTF8_STRING", .data = "caption"}});
-        QVERIFY(ChildProcess::waitUntil([&] { return m_owner->requested().contains("UTF8_STRING"); }));
+        QVERIFY(ChildProcess::waitUntil([&] {
+            return isRecorded({{.target = "image/x-test", .data = "\x89not text"},
+                               {.target = "UTF8_STRING", .data = "caption"}});
+        }));
         paste(u"dictated"_qs);
         const QByteArrayList before{"image/x-test", "UTF8_STRING"};
         QVERIFY(!happensSoon([&] { return m_clipboard->targets() != before; }));
@@ -114,9 +115,8 @@ private:
     /// when it starts.
     bool awaitRecorder() {
         return ChildProcess::waitUntil([&] {
-            put({{.target = "UTF8_STRING", .data = "probe"}, {.target = "x-test/probe", .data = "probe"}});
-            return ChildProcess::waitUntil([&] { return m_owner->requested().contains("UTF8_STRING"); },
-                                           500) &&
+            return isRecorded({{.target = "UTF8_STRING", .data = "probe"},
+                               {.target = "x-test/probe", .data = "probe"}}) &&
                    !happensSoon([&] { return !m_clipboard->targets().contains("x-test/probe"); });
         });
     }
@@ -125,6 +125,12 @@ private:
     /// so even if a new owner is there by then.
     void put(std::vector<SelectionPeer::Offer> offers) {
         m_owner = std::make_unique<SelectionPeer>(m_display->name(), "CLIPBOARD", std::move(offers));
+    }
+
+    /// Whether the manager looks at what is put on the clipboard. Clipman lets a change pass now and then.
+    bool isRecorded(const std::vector<SelectionPeer::Offer> &offers) {
+        put(offers);
+        return happensSoon([&] { return m_owner->requested().contains("UTF8_STRING"); });
     }
 
     bool awaitKeeper() const {

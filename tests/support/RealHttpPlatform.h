@@ -19,13 +19,15 @@ public:
     platform::HttpSession &httpSession() override { return *session; }
 
     /// Waits, turning the event loop, until `condition` holds; false if it never did.
-    bool waitUntil(const std::function<bool()> &condition) {
-        return ChildProcess::waitUntil([&] {
-            run();
-            // Outside of exec() nobody else does what deleteLater asks for.
-            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-            return condition();
-        });
+    bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000) {
+        return ChildProcess::waitUntil(
+            [&] {
+                run();
+                // Outside of exec() nobody else does what deleteLater asks for.
+                QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+                return condition();
+            },
+            timeoutMs);
     }
 
     template <typename T>

@@ -39,6 +39,7 @@ QStringList VirtualDisplay::environment() const {
             u"XDG_CONFIG_HOME="_qs,
             u"XDG_DATA_HOME="_qs,
             u"XDG_CACHE_HOME="_qs,
+            u"LC_ALL=C.UTF-8"_qs, // xterm drops what the locale's encoding lacks
             u"DBUS_SESSION_BUS_ADDRESS=disabled:"_qs,
             u"NO_AT_BRIDGE=1"_qs,
             u"GTK_A11Y=none"_qs,

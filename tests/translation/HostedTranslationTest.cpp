@@ -8,6 +8,7 @@
 #include <QTest>
 
 using namespace quillora;
+using namespace std::chrono_literals;
 using test::RawHttpServer;
 using After = test::RawHttpServer::After;
 using Outcome = test::Outcome<QString>;
@@ -265,7 +266,11 @@ private Q_SLOTS:
         int translations = 0;
         for (int i = 0; i < 100; ++i) {
             m_server->answer(answers.next(), After::close);
-            const auto outcome = translate();
+            const auto outcome = Outcome::of(call({}));
+            // After broken chunks the toolkit sometimes waits on, though the server has hung up.
+            if (!m_platform->waitUntil([&] { return outcome->isDone(); }, 2000))
+                m_platform->queue.advance(45s);
+            QVERIFY(m_platform->settle(outcome));
             QVERIFY(!outcome->error().isNull() || !outcome->value().trimmed().isEmpty());
             translations += outcome->error().isNull() ? 1 : 0;
         }

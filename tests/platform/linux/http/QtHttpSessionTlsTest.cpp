@@ -48,11 +48,11 @@ private Q_SLOTS:
     }
 
     void theSecondRequestNeedsNoHandshake() {
-        RawHttpServer server(m_authority.issue(u"localhost"_qs));
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
         server.answer(RawHttpServer::response(200, "one"));
         server.answer(RawHttpServer::response(200, "two"));
-        QCOMPARE(ask(server.url(u"/v1"_qs, u"localhost"_qs))->value().body, "one");
-        QCOMPARE(ask(server.url(u"/v1"_qs, u"localhost"_qs))->value().body, "two");
+        QCOMPARE(ask(server.url())->value().body, "one");
+        QCOMPARE(ask(server.url())->value().body, "two");
         QCOMPARE(server.connectionCount(), 1);
     }
 
