@@ -7,6 +7,8 @@
 #include "platform/Platform.h"
 #include "platform/UserDefaults.h"
 
+#include <QPointer>
+
 namespace quillora {
 
 using platform::Platform;
@@ -158,7 +160,7 @@ void AppController::enforceCompatibleTranslationEngine() {
 void AppController::observeFrontmostApplication() {
     auto &workspace = Platform::current().workspace();
     m_activationObserver =
-        workspace.addActivationObserver([self = QPointer<AppController>(this)](auto application) {
+        workspace.addActivationObserver([self = QPointer<AppController>(this)](const auto &application) {
             if (!application)
                 return;
             Platform::current().mainQueue().async([self, application] {
