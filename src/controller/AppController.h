@@ -11,7 +11,6 @@
 
 #include <QCoroTask>
 #include <QObject>
-#include <QPointer>
 
 #include <functional>
 

@@ -1,5 +1,7 @@
 #include "controller/AppController.h"
 
+#include <QPointer>
+
 namespace quillora {
 
 QCoro::Task<> AppController::hotKeyPressed() {

@@ -2,6 +2,8 @@
 #include "insertion/DeviceIdentifier.h"
 #include "platform/Platform.h"
 
+#include <QPointer>
+
 namespace quillora {
 
 using platform::Platform;
