@@ -50,8 +50,8 @@ public:
             return {};
         watchOwner();
         X11SelectionContents contents;
-        if (auto targets = readTargets())
-            contents = readValues(std::move(*targets));
+        if (const auto targets = readTargets())
+            contents = readValues(*targets);
         forgetOwner();
         return contents;
     }
