@@ -1,19 +1,9 @@
+#include "DictatedWords.h"
 #include "ui/PanelHarness.h"
 
 #include <QTest>
 
 using namespace quillora::test;
-
-namespace {
-
-QString words(int count) {
-    QString text;
-    for (int i = 0; i < count; ++i)
-        text += u"word%1 "_qs.arg(i % 97);
-    return text;
-}
-
-} // namespace
 
 /// What an interim result costs the whole panel, drawing included, after so many words of one dictation.
 class ContentViewBench : public QObject {
@@ -31,12 +21,12 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.show();
         harness.startRecording();
-        const QString said = words(wordCount);
+        const QString said = dictatedWords(wordCount);
         harness.say(said);
         QCoreApplication::processEvents();
         int turn = 0;
         QBENCHMARK {
-            harness.say(said + words(1 + turn++ % 8));
+            harness.say(said + dictatedWords(1 + turn++ % 8));
             QCoreApplication::processEvents();
         }
     }

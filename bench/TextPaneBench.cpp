@@ -1,19 +1,9 @@
+#include "DictatedWords.h"
 #include "ui/TextPane.h"
 
 #include <QTest>
 
 using quillora::TextPane;
-
-namespace {
-
-QString words(int count) {
-    QString text;
-    for (int i = 0; i < count; ++i)
-        text += u"word%1 "_qs.arg(i % 97);
-    return text;
-}
-
-} // namespace
 
 /// What an interim result costs, drawing included, after so many words of the same dictation.
 class TextPaneBench : public QObject {
@@ -31,12 +21,12 @@ private Q_SLOTS:
         TextPane pane(TextPane::Follow::end);
         pane.resize(344, 82);
         pane.show();
-        const QString said = words(wordCount);
+        const QString said = dictatedWords(wordCount);
         pane.setText(said);
         QCoreApplication::processEvents();
         int turn = 0;
         QBENCHMARK {
-            pane.setText(said + words(1 + turn++ % 8)); // the recognizer revises its last words
+            pane.setText(said + dictatedWords(1 + turn++ % 8)); // the recognizer revises its last words
             pane.repaint();
         }
     }
@@ -45,7 +35,7 @@ private Q_SLOTS:
         TextPane pane(TextPane::Follow::end);
         pane.resize(344, 82);
         pane.show();
-        const QString text = words(10000);
+        const QString text = dictatedWords(10000);
         QBENCHMARK {
             pane.setText({});
             pane.setText(text);

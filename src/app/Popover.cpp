@@ -9,6 +9,7 @@
 #include <QEvent>
 #include <QHideEvent>
 #include <QPainter>
+#include <QPointer>
 #include <QScreen>
 #include <QVBoxLayout>
 

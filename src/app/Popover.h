@@ -2,7 +2,6 @@
 
 #include "platform/MainQueue.h"
 
-#include <QPointer>
 #include <QWidget>
 
 #include <functional>

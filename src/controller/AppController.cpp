@@ -153,7 +153,7 @@ void AppController::enforceCompatibleTranslationEngine() {
 void AppController::observeFrontmostApplication() {
     auto &workspace = Platform::current().workspace();
     m_activationObserver =
-        workspace.addActivationObserver([self = QPointer<AppController>(this)](auto application) {
+        workspace.addActivationObserver([self = QPointer<AppController>(this)](const auto &application) {
             if (!application)
                 return;
             Platform::current().mainQueue().async([self, application] {

@@ -9,7 +9,7 @@ QString adviceWithoutDefaultEndpoint() {
 }
 
 QString migratedEndpoint(const QString &stored) {
-    const QString endpoint = stored.trimmed();
+    QString endpoint = stored.trimmed();
     if (endpoint.isEmpty() || endpoint == u"http://127.0.0.1:8787/v1/translate")
         return defaultEndpoint();
     return endpoint;

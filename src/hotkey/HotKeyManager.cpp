@@ -58,6 +58,7 @@ HotKeyEvents::Status HotKeyManager::handle(const std::shared_ptr<Handler> &handl
                                            const platform::HotKeyEvent *event) {
     if (!event)
         return HotKeyEvents::noError;
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the callback may end what `handler` is in.
     const auto alive = handler;
     const HotKeyIdentifier identifier = event->directObject.value_or(HotKeyIdentifier{});
     if (identifier.number != hotKeyNumber)

@@ -3,7 +3,6 @@
 #include <QtGlobal>
 
 #include <functional>
-#include <memory>
 #include <vector>
 
 namespace quillora::platform {

@@ -131,13 +131,12 @@ QCoro::Task<QString> SpeechRecognizerService::stop() {
                     self->finishRecognition(self->m_lastTranscript, true);
             });
         });
-    QString text;
     try {
-        text = co_await finalText;
+        co_return co_await finalText;
     } catch (const platform::ContinuationDropped &) {
         // The service ended while this stop was an overtaken one; there is nobody left to tell.
+        co_return QString();
     }
-    co_return text;
 }
 
 void SpeechRecognizerService::finishRecognition(const QString &text, bool cancelTask) {

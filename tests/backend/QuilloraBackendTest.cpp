@@ -1,3 +1,5 @@
+#include "support/AuthorizedPost.h"
+#include "support/ChildProcess.h"
 #include "support/RealHttpPlatform.h"
 #include "translation/OpenAITranslationService.h"
 
@@ -5,7 +7,6 @@
 #include <QTest>
 
 using namespace quillora;
-using platform::HttpRequest;
 using platform::HttpResponse;
 
 /// The backend that developers try the hosted engine with, run for real.
@@ -23,11 +24,7 @@ private Q_SLOTS:
         m_endpoint = QString::fromUtf8(m_backend->process().readLine()).trimmed();
     }
     void init() { m_platform = std::make_unique<test::RealHttpPlatform>(); }
-    void cleanup() {
-        m_platform->session.reset();
-        m_platform->run();
-        m_platform.reset();
-    }
+    void cleanup() { m_platform.reset(); }
 
     void itPrintsTheEndpointToEnter() {
         const QUrl url(m_endpoint);
@@ -87,24 +84,12 @@ private Q_SLOTS:
 private:
     std::shared_ptr<test::Outcome<QString>> translate(const QString &text, const QString &targetLanguage,
                                                       const QString &token = u"secret"_qs) {
-        const auto outcome = test::Outcome<QString>::of(
+        return m_platform->outcomeOf(
             m_service.translate(text, u"English"_qs, targetLanguage, m_endpoint, token, u"1A-2B"_qs));
-        if (!m_platform->settle(outcome))
-            throw std::runtime_error("the translation never ended");
-        return outcome;
     }
 
     HttpResponse post(const QUrl &url, const QByteArray &body) {
-        HttpRequest request;
-        request.url = url;
-        request.method = "POST";
-        request.timeoutInterval = std::chrono::seconds(45);
-        request.headers = {{"Authorization", "Bearer secret"}, {"Content-Type", "application/json"}};
-        request.body = body;
-        const auto outcome = test::Outcome<HttpResponse>::of(m_platform->session->data(request));
-        if (!m_platform->settle(outcome))
-            throw std::runtime_error("the request never ended");
-        return outcome->value();
+        return m_platform->outcomeOf(m_platform->session->data(test::authorizedPost(url, body)))->value();
     }
 
     QTemporaryFile m_tokenFile;

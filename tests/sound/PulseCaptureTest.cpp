@@ -28,9 +28,7 @@ private Q_SLOTS:
         QFETCH(int, channels);
         SoundServer server({rate, channels});
         SoundProbe probe(server.address());
-        probe.refresh();
-        probe.start();
-        QVERIFY(probe.waitForFrames(5000));
+        probe.record(5000);
         probe.stop();
         QVERIFY(probe.waitForEnd());
         const auto &buffers = probe.heard->buffers;
@@ -63,9 +61,7 @@ private Q_SLOTS:
     void whatTheServerStillHeldAtTheStopArrives() {
         SoundServer server;
         SoundProbe probe(server.address());
-        probe.refresh();
-        probe.start();
-        QVERIFY(probe.waitForFrames(4800));
+        probe.record(4800);
         // What comes in while the server is busy elsewhere is late, but it was spoken before the stop.
         server.pause();
         QElapsedTimer hang;
@@ -82,9 +78,7 @@ private Q_SLOTS:
     void theEndIsNotHeldBackForLongByAServerThatHangs() {
         SoundServer server;
         SoundProbe probe(server.address());
-        probe.refresh();
-        probe.start();
-        QVERIFY(probe.waitForFrames(4800));
+        probe.record(4800);
         server.pause();
         QElapsedTimer timer;
         timer.start();
@@ -98,9 +92,7 @@ private Q_SLOTS:
     void nothingArrivesAfterTheEnd() {
         SoundServer server;
         SoundProbe probe(server.address());
-        probe.refresh();
-        probe.start();
-        QVERIFY(probe.waitForFrames(4800));
+        probe.record(4800);
         probe.stop();
         QVERIFY(probe.waitForEnd());
         const auto heard = probe.heard;

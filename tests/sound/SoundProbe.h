@@ -10,6 +10,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,14 @@ public:
         });
         engine.prepare();
         engine.start();
+    }
+
+    /// Finds the microphone and records until so many frames have come; throws if they never do.
+    void record(qsizetype frameCount) {
+        refresh();
+        start();
+        if (!waitForFrames(frameCount))
+            throw std::runtime_error("the sound never came");
     }
 
     /// As a dictation ends: the engine stops, the tap goes, then the end of audio is asked for.

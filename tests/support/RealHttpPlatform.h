@@ -16,6 +16,8 @@ namespace quillora::test {
 /// queue.
 class RealHttpPlatform : public FakePlatform {
 public:
+    ~RealHttpPlatform() override { endSession(); }
+
     platform::HttpSession &httpSession() override { return *session; }
 
     /// Waits, turning the event loop, until `condition` holds; false if it never did.
@@ -33,6 +35,21 @@ public:
     template <typename T>
     bool settle(const std::shared_ptr<Outcome<T>> &outcome) {
         return waitUntil([&] { return outcome->isDone(); });
+    }
+
+    /// Waits for a task; throws if it never ends.
+    template <typename T>
+    std::shared_ptr<Outcome<T>> outcomeOf(QCoro::Task<T> task) {
+        const auto outcome = Outcome<T>::of(std::move(task));
+        if (!settle(outcome))
+            throw std::runtime_error("the task never ended");
+        return outcome;
+    }
+
+    /// Destroys the session and lets those who wait for it learn of that.
+    void endSession() {
+        session.reset();
+        run();
     }
 
     std::unique_ptr<platform::QtHttpSession> session = std::make_unique<platform::QtHttpSession>(queue);

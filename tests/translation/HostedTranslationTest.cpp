@@ -105,8 +105,6 @@ private Q_SLOTS:
         m_server = std::make_unique<RawHttpServer>();
     }
     void cleanup() {
-        m_platform->session.reset();
-        m_platform->run();
         m_platform.reset();
         m_server.reset();
     }
@@ -296,8 +294,7 @@ private Q_SLOTS:
     void destroyingTheSessionDuringATranslationFailsIt() {
         const auto outcome = Outcome::of(call({}));
         QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
-        m_platform->session.reset();
-        m_platform->run();
+        m_platform->endSession();
         QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
     }
 
@@ -309,10 +306,7 @@ private:
     }
 
     std::shared_ptr<Outcome> translate(const Arguments &arguments = {}) {
-        const auto outcome = Outcome::of(call(arguments));
-        if (!m_platform->settle(outcome))
-            throw std::runtime_error("the translation never ended");
-        return outcome;
+        return m_platform->outcomeOf(call(arguments));
     }
 
     std::unique_ptr<test::RealHttpPlatform> m_platform;

@@ -16,7 +16,7 @@ const QString noMenuPath = u"/NO_DBUSMENU"_qs;
 NotifierPixmap notifierPixmap(const QImage &source) {
     const QImage image = source.convertToFormat(QImage::Format_ARGB32);
     NotifierPixmap pixmap{image.width(), image.height(), QByteArray(image.sizeInBytes(), Qt::Uninitialized)};
-    qToBigEndian<quint32>(image.constBits(), image.width() * image.height(), pixmap.data.data());
+    qToBigEndian<quint32>(image.constBits(), qsizetype{image.width()} * image.height(), pixmap.data.data());
     return pixmap;
 }
 

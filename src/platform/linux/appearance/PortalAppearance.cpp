@@ -40,7 +40,8 @@ std::optional<Appearance::Color> accentColor(const QVariant &value) {
     argument >> color.red >> color.green >> color.blue;
     argument.endStructure();
     for (const double part : {color.red, color.green, color.blue}) {
-        if (!(part >= 0 && part <= 1))
+        const bool isShare = part >= 0 && part <= 1; // which NaN is not
+        if (!isShare)
             return {};
     }
     return color;

@@ -5,7 +5,7 @@
 #include <QDBusConnection>
 #include <QDBusVariant>
 #include <QObject>
-#include <QVariantMap>
+#include <QVariant>
 
 #include <map>
 

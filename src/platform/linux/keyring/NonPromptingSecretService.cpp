@@ -1,5 +1,7 @@
 #include "platform/linux/keyring/NonPromptingSecretService.h"
 
+#include "platform/linux/keyring/GlibPointer.h"
+
 namespace quillora::platform {
 
 namespace {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "platform/linux/keyring/GlibPointer.h"
-
 #include <libsecret/secret.h>
 
 namespace quillora::platform {

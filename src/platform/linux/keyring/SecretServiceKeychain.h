@@ -5,7 +5,7 @@
 #include <chrono>
 #include <functional>
 
-typedef struct _GCancellable GCancellable;
+typedef struct _GCancellable GCancellable; // NOLINT(bugprone-reserved-identifier): GLib's own name
 
 namespace quillora::platform {
 
@@ -40,7 +40,7 @@ private:
     KeychainItem answer(Operation operation);
 
     Clock m_clock;
-    std::chrono::steady_clock::time_point m_absentUntil{};
+    std::chrono::steady_clock::time_point m_absentUntil;
 };
 
 } // namespace quillora::platform

@@ -89,7 +89,7 @@ SecretServiceSession::resultOf(const std::function<void(GAsyncReadyCallback, gpo
     const auto keep = [](GObject *, GAsyncResult *given, gpointer data) {
         *static_cast<GAsyncResult **>(data) = G_ASYNC_RESULT(g_object_ref(given));
     };
-    begin(keep, &result);
+    begin(keep, static_cast<gpointer>(&result));
     // libsecret's own blocking calls run contexts of theirs, and leak what these still hold at the end.
     while (!result)
         g_main_context_iteration(m_context.get(), TRUE);

@@ -42,8 +42,7 @@ icu::Locale userLocale(const QString &posixLocale) {
 std::optional<icu::Locale> parse(const QString &identifier) {
     const QByteArray tag = QString(identifier).replace(u'_', u'-').toUtf8();
     UErrorCode status = U_ZERO_ERROR;
-    const auto locale =
-        icu::Locale::forLanguageTag({tag.constData(), static_cast<int32_t>(tag.size())}, status);
+    auto locale = icu::Locale::forLanguageTag({tag.constData(), static_cast<int32_t>(tag.size())}, status);
     if (tag.isEmpty() || U_FAILURE(status) || locale.isBogus())
         return {};
     return locale;

@@ -27,7 +27,7 @@ bool hasNumbers(const QByteArray &bytes, qsizetype position, qsizetype count) {
 
 /// The binary form tells all its counts at its beginning; other forms are read with checks by the library.
 bool isModelDefinitionWhole(QFile &file) {
-    constexpr qsizetype headerLimit = 64 * 1024;
+    constexpr qsizetype headerLimit = qsizetype{64} * 1024;
     constexpr qsizetype countsInHeader = 10;
     const auto bytes = file.read(headerLimit);
     if (!bytes.startsWith("BMDF"))

@@ -45,14 +45,14 @@ double windowedSinc(double distance, double band, double halfWidth) {
 SpeechResampler::SpeechResampler(const AudioFormat &format)
     : m_format(format), m_stride(outputRate / std::gcd<qsizetype>(outputRate, inputRate(format))),
       m_step(inputRate(format) / std::gcd<qsizetype>(outputRate, inputRate(format))),
-      m_phases(std::min(m_stride, maximumPhases)), m_taps(2 * qCeil(lobes / cutoff(format))),
+      m_phases(std::min(m_stride, maximumPhases)), m_taps(qsizetype{2} * qCeil(lobes / cutoff(format))),
       m_filters(static_cast<size_t>(m_phases * m_taps)),
       // The first output sample lies on the first input sample, so half a filter of silence goes before.
       m_input(static_cast<size_t>(m_taps / 2 - 1)), m_hasEmptyBand(inputRate(format) <= narrowRate) {
     const double band = cutoff(format);
     for (qsizetype phase = 0; phase < m_phases; ++phase) {
         const auto filter = m_filters.begin() + phase * m_taps;
-        const double centre = double(m_taps / 2 - 1) + double(phase) / double(m_phases);
+        const double centre = double(m_taps) / 2 - 1 + double(phase) / double(m_phases);
         for (qsizetype tap = 0; tap < m_taps; ++tap)
             filter[tap] = static_cast<float>(windowedSinc(double(tap) - centre, band, double(m_taps) / 2));
         const float sum = std::accumulate(filter, filter + m_taps, 0.0F);

@@ -12,7 +12,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <vector>
 
 namespace quillora::platform {
 

@@ -161,9 +161,8 @@ void X11HotKeyEvents::handle(const xcb_generic_event_t *event) {
         handlePress(*reinterpret_cast<const xcb_key_press_event_t *>(event));
     } else if (type == XCB_KEY_RELEASE) {
         handleRelease(reinterpret_cast<const xcb_key_release_event_t *>(event)->detail);
-    } else if (type == XCB_MAPPING_NOTIFY) {
-        handleKeymapChange();
-    } else if (type == xcb_get_extension_data(m_connection.xcb(), &xcb_xkb_id)->first_event) {
+    } else if (type == XCB_MAPPING_NOTIFY ||
+               type == xcb_get_extension_data(m_connection.xcb(), &xcb_xkb_id)->first_event) {
         handleKeymapChange();
     }
 }
@@ -247,6 +246,7 @@ bool X11HotKeyEvents::grab(HotKey &hotKey) {
     auto *xcb = m_connection.xcb();
     hotKey.grabbed = lockVariants(X11Keymap(m_connection), hotKey.modifiers);
     std::vector<xcb_void_cookie_t> cookies;
+    cookies.reserve(hotKey.grabbed.size());
     for (const auto variant : hotKey.grabbed)
         cookies.push_back(xcb_grab_key_checked(xcb, 0, m_connection.root(), variant, hotKey.keycode,
                                                XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));

@@ -55,7 +55,7 @@ void X11Keymap::readSymbols(X11Connection &connection, xcb_keycode_t first, uint
         const auto groups = entry.data->groupInfo & 0x0f;
         const auto *symbols = xcb_xkb_key_sym_map_syms(entry.data);
         Key key{static_cast<xcb_keycode_t>(keycode), {}, entry.data->groupInfo};
-        for (int group = 0; group < groups; ++group)
+        for (ptrdiff_t group = 0; group < groups; ++group)
             key.symbols.push_back(symbols[group * entry.data->width]);
         m_keys.push_back(std::move(key));
     }

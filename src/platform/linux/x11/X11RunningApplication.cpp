@@ -1,5 +1,6 @@
 #include "platform/linux/x11/X11RunningApplication.h"
 
+#include "platform/linux/x11/X11Windows.h"
 #include "platform/linux/x11/X11Workspace.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Workspace.h"
-#include "platform/linux/x11/X11Windows.h"
+#include "platform/linux/x11/X11Connection.h"
 
 #include <QPointer>
 

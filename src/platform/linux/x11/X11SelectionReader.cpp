@@ -6,6 +6,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -49,8 +50,8 @@ public:
             return {};
         watchOwner();
         X11SelectionContents contents;
-        if (auto targets = readTargets())
-            contents = readValues(std::move(*targets));
+        if (const auto targets = readTargets())
+            contents = readValues(*targets);
         forgetOwner();
         return contents;
     }
@@ -138,7 +139,7 @@ private:
         return targets;
     }
 
-    X11SelectionContents readValues(std::vector<xcb_atom_t> targets) {
+    X11SelectionContents readValues(const std::vector<xcb_atom_t> &targets) {
         const auto first = m_conversions.size();
         for (const auto target : targets)
             ask(target);

@@ -5,8 +5,6 @@
 
 #include <QObject>
 
-#include <chrono>
-
 namespace quillora::platform {
 
 /// Reads what other programs hold on a selection. Main thread only.

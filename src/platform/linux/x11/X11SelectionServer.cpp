@@ -13,7 +13,7 @@ namespace {
 constexpr auto serverPatience = 500ms;
 
 /// Values above this go out in pieces of this size. A multiple of every unit.
-constexpr qsizetype pieceSize = 256 * 1024;
+constexpr qsizetype pieceSize = qsizetype{256} * 1024;
 
 QDeadlineTimer serverDeadline() { return QDeadlineTimer(serverPatience); }
 

@@ -10,7 +10,7 @@ constexpr QChar separator = u'\u2192';
 } // namespace
 
 QString X11SelectionType::toString() const {
-    const auto name = QString::fromLatin1(target);
+    auto name = QString::fromLatin1(target);
     if (*this == bytes(target))
         return name;
     return name + separator + QString::fromLatin1(type) + separator + QString::number(format);

@@ -1,10 +1,10 @@
+#include "support/AuthorizedPost.h"
 #include "support/RawHttpServer.h"
 #include "support/RealHttpPlatform.h"
 
 #include <QTest>
 
 using namespace quillora;
-using platform::HttpRequest;
 using platform::HttpResponse;
 using test::RawHttpServer;
 using After = test::RawHttpServer::After;
@@ -26,8 +26,6 @@ private Q_SLOTS:
         qunsetenv("http_proxy");
         qunsetenv("https_proxy");
         qunsetenv("no_proxy");
-        m_platform->session.reset();
-        m_platform->run();
         m_platform.reset();
         m_proxy.reset();
     }
@@ -84,29 +82,18 @@ private Q_SLOTS:
 
     void destroyingTheSessionWhileItLooksForAProxyFailsTheRequest() {
         const auto outcome = start(QUrl(u"http://api.quillora.example/v1"_qs));
-        m_platform->session.reset();
-        m_platform->run();
+        m_platform->endSession();
         QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
         QCOMPARE(m_proxy->connectionCount(), 0);
     }
 
 private:
     std::shared_ptr<Outcome> start(const QUrl &url) {
-        HttpRequest request;
-        request.url = url;
-        request.method = "POST";
-        request.timeoutInterval = std::chrono::seconds(45);
-        request.headers.append({QByteArray("Authorization"), QByteArray("Bearer secret")});
-        request.headers.append({QByteArray("Content-Type"), QByteArray("application/json")});
-        request.body = "{}";
-        return Outcome::of(m_platform->session->data(request));
+        return Outcome::of(m_platform->session->data(test::authorizedPost(url)));
     }
 
     std::shared_ptr<Outcome> ask(const QUrl &url) {
-        const auto outcome = start(url);
-        if (!m_platform->settle(outcome))
-            throw std::runtime_error("the request never ended");
-        return outcome;
+        return m_platform->outcomeOf(m_platform->session->data(test::authorizedPost(url)));
     }
 
     std::unique_ptr<test::RealHttpPlatform> m_platform;

@@ -23,8 +23,6 @@ private Q_SLOTS:
         m_server = std::make_unique<RawHttpServer>();
     }
     void cleanup() {
-        m_platform->session.reset();
-        m_platform->run();
         m_platform.reset();
         m_server.reset();
     }
@@ -512,8 +510,7 @@ private Q_SLOTS:
         QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
         m_server->answerHeld(0, RawHttpServer::response(200, "ok"));
         QVERIFY(test::ChildProcess::waitUntil([this] { return !m_platform->queue.isIdle(); }));
-        m_platform->session.reset();
-        m_platform->run();
+        m_platform->endSession();
         QCOMPARE(outcome->value().body, "ok");
     }
 
@@ -533,10 +530,7 @@ private:
     }
 
     std::shared_ptr<Outcome> ask(const HttpRequest &request) {
-        const auto outcome = start(request);
-        if (!m_platform->settle(outcome))
-            throw std::runtime_error("the request never ended");
-        return outcome;
+        return m_platform->outcomeOf(m_platform->session->data(request));
     }
 
     void redirectTo(int status, const QString &location) {

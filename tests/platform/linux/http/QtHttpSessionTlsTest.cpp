@@ -1,3 +1,4 @@
+#include "support/AuthorizedPost.h"
 #include "support/RawHttpServer.h"
 #include "support/RealHttpPlatform.h"
 #include "support/ThrowAwayAuthority.h"
@@ -6,7 +7,6 @@
 
 using namespace quillora;
 using namespace std::chrono_literals;
-using platform::HttpRequest;
 using platform::HttpResponse;
 using test::RawHttpServer;
 using After = test::RawHttpServer::After;
@@ -33,11 +33,7 @@ private Q_SLOTS:
         QSslConfiguration::setDefaultConfiguration(configuration);
     }
     void init() { m_platform = std::make_unique<test::RealHttpPlatform>(); }
-    void cleanup() {
-        m_platform->session.reset();
-        m_platform->run();
-        m_platform.reset();
-    }
+    void cleanup() { m_platform.reset(); }
 
     void aServerWithAGoodCertificateIsAsked() {
         RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
@@ -135,8 +131,7 @@ private Q_SLOTS:
         url.setScheme(u"https"_qs);
         const auto outcome = start(url);
         QVERIFY(m_platform->waitUntil([&] { return !silent.received().isEmpty(); }));
-        m_platform->session.reset();
-        m_platform->run();
+        m_platform->endSession();
         QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
         QVERIFY(m_platform->waitUntil([&] { return silent.openConnectionCount() == 0; }));
     }
@@ -153,21 +148,11 @@ private Q_SLOTS:
 
 private:
     std::shared_ptr<Outcome> start(const QUrl &url) {
-        HttpRequest request;
-        request.url = url;
-        request.method = "POST";
-        request.timeoutInterval = 45s;
-        request.headers.append({QByteArray("Authorization"), QByteArray("Bearer secret")});
-        request.headers.append({QByteArray("Content-Type"), QByteArray("application/json")});
-        request.body = "{\"text\":\"hi\"}";
-        return Outcome::of(m_platform->session->data(request));
+        return Outcome::of(m_platform->session->data(test::authorizedPost(url)));
     }
 
     std::shared_ptr<Outcome> ask(const QUrl &url) {
-        const auto outcome = start(url);
-        if (!m_platform->settle(outcome))
-            throw std::runtime_error("the request never ended");
-        return outcome;
+        return m_platform->outcomeOf(m_platform->session->data(test::authorizedPost(url)));
     }
 
     test::ThrowAwayAuthority m_authority;
