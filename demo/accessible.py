@@ -3,6 +3,8 @@ binds to the session bus of its process for good: `accessible.py` answers one re
 
     text APPLICATION NAME           the text of the text widget of that name; without a name, of the first one
     described APPLICATION TEXT      the name of the widget that is described so
+    press APPLICATION NAME          presses the button of that name, as if it were clicked
+    focus APPLICATION NAME          puts the keyboard into the text widget of that name
 """
 
 import json
@@ -23,6 +25,14 @@ class ScreenReader:
     def described(self, application, description):
         """The name of the widget with that description; None if it cannot be read."""
         return self._ask("described", application, description)
+
+    def press(self, application, name):
+        """True if there is such a button."""
+        return self._ask("press", application, name) or False
+
+    def focus(self, application, name):
+        """True if there is such a text widget."""
+        return self._ask("focus", application, name) or False
 
     def _ask(self, *request):
         self._process.stdin.write(json.dumps(request).encode() + b"\n")
@@ -78,9 +88,15 @@ def main():
             if kind == "text":
                 answer = _find(Atspi, application, lambda node: node.get_role_name() == "text"
                                and key in (None, node.get_name()), _text_of)
-            else:
+            elif kind == "described":
                 answer = _find(Atspi, application, lambda node: node.get_description() == key,
                                lambda node: node.get_name())
+            elif kind == "press":
+                answer = _find(Atspi, application, lambda node: "button" in node.get_role_name()
+                               and node.get_name() == key, lambda node: node.get_action_iface().do_action(0))
+            else:
+                answer = _find(Atspi, application, lambda node: node.get_role_name() in ("text", "password text")
+                               and node.get_name() == key, lambda node: node.get_component_iface().grab_focus())
         except Exception:
             answer = None
         # Whatever is cached may have changed by the next question.
