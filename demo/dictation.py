@@ -100,8 +100,9 @@ class Person:
     def editor_text(self):
         return self.reader.text("mousepad")
 
-    def start_quillora(self):
-        self.quillora = self.desktop.start([self.program], stderr=subprocess.PIPE)
+    def start_quillora(self, **options):
+        """`options` are those of the desktop's `start`."""
+        self.quillora = self.desktop.start([self.program], **options)
         wait_for("Quillora", lambda: b"true" in self.desktop.run(
             ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
              "--method", "org.freedesktop.DBus.NameHasOwner", "org.quillora.Quillora"]))
