@@ -3,8 +3,9 @@ binds to the session bus of its process for good: `accessible.py` answers one re
 
     text APPLICATION NAME           the text of the text widget of that name; without a name, of the first one
     described APPLICATION TEXT      the name of the widget that is described so
-    press APPLICATION NAME          presses the button of that name, as if it were clicked
-    focus APPLICATION NAME          puts the keyboard into the text widget of that name
+    press APPLICATION NAME          presses the button of that name
+    focus APPLICATION NAME          puts the keyboard into the text field of that name
+    place APPLICATION NAME          where the middle of the widget of that name is on the screen: left and top
 """
 
 import json
@@ -27,12 +28,16 @@ class ScreenReader:
         return self._ask("described", application, description)
 
     def press(self, application, name):
-        """True if there is such a button."""
-        return self._ask("press", application, name) or False
+        """Presses a button; true if there was one to press."""
+        return self._ask("press", application, name)
 
     def focus(self, application, name):
-        """True if there is such a text widget."""
-        return self._ask("focus", application, name) or False
+        """Puts the keyboard into a text field, also a masked one; true if there was one."""
+        return self._ask("focus", application, name)
+
+    def place(self, application, name):
+        """The middle of a widget on the screen, or None if it cannot be seen."""
+        return self._ask("place", application, name)
 
     def _ask(self, *request):
         self._process.stdin.write(json.dumps(request).encode() + b"\n")
@@ -76,6 +81,40 @@ def _find(atspi, application, matches, read):
     return None
 
 
+def _is_showing(atspi, node):
+    return node.get_state_set().contains(atspi.StateType.SHOWING)
+
+
+def _middle(atspi, node):
+    box = node.get_component_iface().get_extents(atspi.CoordType.SCREEN)
+    return box.x + box.width // 2, box.y + box.height // 2
+
+
+def _press(node):
+    return node.get_action_iface().do_action(0)
+
+
+def _focus(node):
+    return node.get_component_iface().grab_focus()
+
+
+ANSWERS = {
+    "text": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_role_name() == "text" and key in (None, node.get_name()), _text_of),
+    "described": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_description() == key, lambda node: node.get_name()),
+    "press": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_name() == key and node.get_role_name() == "push button", _press),
+    "focus": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_name() == key and node.get_role_name() in ("text", "password text"),
+        _focus),
+    "place": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_name() == key and node.get_role_name() != "list item"
+        and _is_showing(atspi, node),
+        lambda node: _middle(atspi, node)),
+}
+
+
 def main():
     import gi
     gi.require_version("Atspi", "2.0")
@@ -85,18 +124,7 @@ def main():
     for line in sys.stdin:
         kind, application, key = json.loads(line)
         try:
-            if kind == "text":
-                answer = _find(Atspi, application, lambda node: node.get_role_name() == "text"
-                               and key in (None, node.get_name()), _text_of)
-            elif kind == "described":
-                answer = _find(Atspi, application, lambda node: node.get_description() == key,
-                               lambda node: node.get_name())
-            elif kind == "press":
-                answer = _find(Atspi, application, lambda node: "button" in node.get_role_name()
-                               and node.get_name() == key, lambda node: node.get_action_iface().do_action(0))
-            else:
-                answer = _find(Atspi, application, lambda node: node.get_role_name() in ("text", "password text")
-                               and node.get_name() == key, lambda node: node.get_component_iface().grab_focus())
+            answer = ANSWERS[kind](Atspi, application, key)
         except Exception:
             answer = None
         # Whatever is cached may have changed by the next question.

@@ -9,6 +9,7 @@
 #include "ui/ContentView.h"
 
 #include <QApplication>
+#include <QPointer>
 
 namespace quillora {
 

@@ -86,6 +86,9 @@ void Popover::changeEvent(QEvent *event) {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::ActivationChange && isAttached() && isVisible() && !isActiveWindow())
         awaitFocus();
+    // To the user a minimised panel is as gone as a closed one.
+    if (event->type() == QEvent::WindowStateChange && isMinimized())
+        Q_EMIT closed();
 }
 
 void Popover::awaitFocus() {

@@ -35,6 +35,7 @@ public:
     void performClose();
 
 Q_SIGNALS:
+    /// It was closed or minimised.
     void closed();
 
 protected:

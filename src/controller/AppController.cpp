@@ -7,6 +7,8 @@
 #include "platform/Platform.h"
 #include "platform/UserDefaults.h"
 
+#include <QPointer>
+
 namespace quillora {
 
 using platform::Platform;
@@ -18,13 +20,6 @@ const QString targetKey = u"targetLanguageIdentifier"_qs;
 const QString engineKey = u"translationEngineIdentifier"_qs;
 const QString endpointKey = u"openAIEndpointString"_qs;
 const QString tokenKey = u"openAIClientToken"_qs;
-const QString hotKeyKey = u"hotKey"_qs;
-
-AppHotKey storedHotKey() {
-    const auto stored = Platform::current().userDefaults().string(hotKeyKey);
-    return stored ? AppHotKey::fromStorageValue(*stored).value_or(AppHotKey::defaultValue)
-                  : AppHotKey::defaultValue;
-}
 
 } // namespace
 
@@ -202,20 +197,21 @@ void AppController::setTranslatedText(const QString &text) {
 void AppController::setRecording(bool isRecording) {
     m_isRecording = isRecording;
     Q_EMIT changed();
-    if (onStateChanged)
-        onStateChanged();
 }
 
 void AppController::setProcessing(bool isProcessing) {
     m_isProcessing = isProcessing;
     Q_EMIT changed();
-    if (onStateChanged)
-        onStateChanged();
 }
 
 void AppController::setRecordingHotKey(bool isRecordingHotKey) {
     m_isRecordingHotKey = isRecordingHotKey;
     Q_EMIT changed();
+}
+
+void AppController::stateChanged() const {
+    if (onStateChanged)
+        onStateChanged();
 }
 
 void AppController::needAttention() const {

@@ -11,7 +11,6 @@
 
 #include <QCoroTask>
 #include <QObject>
-#include <QPointer>
 
 #include <functional>
 
@@ -21,7 +20,8 @@ namespace quillora {
 /// the inserted text. One lives for the whole run. Main thread only.
 ///
 /// No operation fails outwards: every outcome reaches the user through `statusText`. After each suspension a
-/// workflow asks whether the controller still lives, so it may be destroyed at any moment.
+/// workflow asks whether the controller still lives, so it may be destroyed while any of them waits, but not
+/// from within its own signal or callbacks.
 class AppController : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString sourceLocaleIdentifier READ sourceLocaleIdentifier WRITE setSourceLocaleIdentifier
@@ -38,6 +38,7 @@ class AppController : public QObject {
     Q_PROPERTY(QString statusText READ statusText WRITE setStatusText NOTIFY changed)
     Q_PROPERTY(QString transcriptText READ transcriptText NOTIFY changed)
     Q_PROPERTY(QString translatedText READ translatedText NOTIFY changed)
+    Q_PROPERTY(quillora::AppHotKey hotKey READ hotKey NOTIFY changed)
     Q_PROPERTY(bool isRecordingHotKey READ isRecordingHotKey NOTIFY changed)
 
 public:
@@ -118,6 +119,9 @@ Q_SIGNALS:
     void changed();
 
 private:
+    static AppHotKey storedHotKey();
+    static void storeHotKey(const AppHotKey &hotKey);
+
     void enforceCompatibleTranslationEngine();
     void observeFrontmostApplication();
     void observeKeychain();
@@ -130,10 +134,11 @@ private:
 
     void setTranscriptText(const QString &text);
     void setTranslatedText(const QString &text);
-    /// These two tell the shell too.
     void setRecording(bool isRecording);
     void setProcessing(bool isProcessing);
     void setRecordingHotKey(bool isRecordingHotKey);
+    /// To follow every write of the recording or the processing state.
+    void stateChanged() const;
     void needAttention() const;
 
     QString m_sourceLocaleIdentifier;
@@ -141,7 +146,7 @@ private:
     QString m_translationEngineIdentifier;
     QString m_openAIEndpointString;
     QString m_openAIClientToken;
-    bool m_didEditClientToken = false; ///< since the start-up; what the keychain holds is out of date then
+    bool m_didEditClientToken = false; ///< since the start-up; what was typed wins over the keychain then
     bool m_isRecording = false;
     bool m_isProcessing = false;
     QString m_statusText;

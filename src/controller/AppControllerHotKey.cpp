@@ -5,8 +5,21 @@
 
 namespace quillora {
 
+using platform::Platform;
+
 namespace {
+const QString hotKeyKey = u"hotKey"_qs;
 const QString unusableText = u"Use Ctrl, Option, or Cmd with another key."_qs;
+} // namespace
+
+AppHotKey AppController::storedHotKey() {
+    const auto stored = Platform::current().userDefaults().string(hotKeyKey);
+    return stored ? AppHotKey::fromStorageValue(*stored).value_or(AppHotKey::defaultValue)
+                  : AppHotKey::defaultValue;
+}
+
+void AppController::storeHotKey(const AppHotKey &hotKey) {
+    Platform::current().userDefaults().setString(hotKey.storageValue(), hotKeyKey);
 }
 
 void AppController::startHotKeyRecording() {
@@ -36,7 +49,7 @@ void AppController::setRecordedHotKey(const AppHotKey &hotKey) {
     }
     m_hotKey = hotKey;
     setRecordingHotKey(false);
-    platform::Platform::current().userDefaults().setString(hotKey.storageValue(), u"hotKey"_qs);
+    storeHotKey(hotKey);
     setStatusText(u"Hotkey updated to "_qs + hotKey.displayName() + u'.');
 }
 

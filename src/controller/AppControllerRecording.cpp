@@ -1,5 +1,7 @@
 #include "controller/AppController.h"
 
+#include <QPointer>
+
 namespace quillora {
 
 QCoro::Task<> AppController::hotKeyPressed() {
@@ -69,6 +71,7 @@ QCoro::Task<> AppController::startRecording() {
         co_return;
     if (!failure) {
         setRecording(true);
+        stateChanged();
         setStatusText(u"Listening..."_qs);
     } else {
         setStatusText(u"Speech failed: "_qs + *failure);
@@ -80,7 +83,9 @@ QCoro::Task<> AppController::stopRecording() {
     if (!m_isRecording)
         co_return;
     setRecording(false);
+    stateChanged();
     setProcessing(true);
+    stateChanged();
     setStatusText(u"Finishing transcription..."_qs);
 
     const QPointer<AppController> self(this);
@@ -93,6 +98,7 @@ QCoro::Task<> AppController::stopRecording() {
         co_return;
     }
     setProcessing(false);
+    stateChanged();
     setStatusText(u"No speech recognized."_qs);
     needAttention();
 }

@@ -1,6 +1,9 @@
 #include "controller/AppController.h"
+
 #include "insertion/DeviceIdentifier.h"
 #include "platform/Platform.h"
+
+#include <QPointer>
 
 namespace quillora {
 
@@ -22,6 +25,7 @@ QCoro::Task<> AppController::translateAndPaste(QString transcript) {
         pasteOrCopy(transcript, u"Inserted transcript."_qs,
                     u"Copied transcript. Enable Accessibility to auto-paste."_qs);
         setProcessing(false);
+        stateChanged();
         co_return;
     }
 
@@ -49,6 +53,7 @@ QCoro::Task<> AppController::translateAndPaste(QString transcript) {
         needAttention();
     }
     setProcessing(false);
+    stateChanged();
 }
 
 void AppController::pasteOrCopy(const QString &text, const QString &insertedStatus,
@@ -119,6 +124,7 @@ QCoro::Task<> AppController::prepareTranslationModels() {
     }
 
     setProcessing(true);
+    stateChanged();
     setStatusText(u"Preparing translation models..."_qs);
     const QPointer<AppController> self(this);
     std::optional<QString> failure;
@@ -136,6 +142,7 @@ QCoro::Task<> AppController::prepareTranslationModels() {
         needAttention();
     }
     setProcessing(false);
+    stateChanged();
 }
 
 } // namespace quillora

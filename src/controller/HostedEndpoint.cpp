@@ -5,8 +5,7 @@ namespace quillora {
 QString defaultEndpoint() { return QStringLiteral(QUILLORA_DEFAULT_ENDPOINT); }
 
 QString adviceWithoutDefaultEndpoint() {
-    return QStringLiteral("Enter the URL of your own backend in the panel, or choose a target language that "
-                          "Apple Local can translate.");
+    return QStringLiteral("Enter your own Backend URL, or choose a language of Apple Local.");
 }
 
 QString migratedEndpoint(const QString &stored) {

@@ -7,7 +7,7 @@ namespace quillora {
 /// The endpoint of users who have not entered their own.
 QString defaultEndpoint();
 
-/// What such a user can do when it cannot be reached.
+/// What such a user can do when it cannot be reached; short enough to be read whole in the status line.
 QString adviceWithoutDefaultEndpoint();
 
 /// The endpoint to use for what is stored: users who never entered their own, or still have the local default

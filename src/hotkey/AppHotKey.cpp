@@ -2,7 +2,6 @@
 
 #include <QStringList>
 
-#include <algorithm>
 #include <limits>
 #include <map>
 

@@ -4,12 +4,12 @@
 #include "platform/Platform.h"
 #include "platform/SpeechRecognition.h"
 
+#include <QHash>
 #include <QSet>
 #include <QStringList>
 
 #include <algorithm>
 #include <limits>
-#include <map>
 
 namespace quillora {
 
@@ -48,8 +48,8 @@ const QSet<QString> &preferredRegions() {
     return regions;
 }
 
-const std::map<QString, QString> &representativeRegions() {
-    static const std::map<QString, QString> regions{
+const QHash<QString, QString> &representativeRegions() {
+    static const QHash<QString, QString> regions{
         {u"ar"_qs, u"SA"_qs}, {u"de"_qs, u"DE"_qs}, {u"en"_qs, u"US"_qs}, {u"es"_qs, u"ES"_qs},
         {u"fr"_qs, u"FR"_qs}, {u"id"_qs, u"ID"_qs}, {u"it"_qs, u"IT"_qs}, {u"ja"_qs, u"JP"_qs},
         {u"kk"_qs, u"KZ"_qs}, {u"ko"_qs, u"KR"_qs}, {u"ky"_qs, u"KG"_qs}, {u"nl"_qs, u"NL"_qs},
@@ -60,7 +60,7 @@ const std::map<QString, QString> &representativeRegions() {
 }
 
 TranslationLanguageOption target(const QString &id, const QString &name) {
-    return {id, name, regionFlag(representativeRegions().at(id))};
+    return {id, name, regionFlag(representativeRegions().value(id))};
 }
 
 /// What the locale parser says, else the identifier's first piece.
@@ -71,10 +71,16 @@ QString languageCode(const QString &identifier) {
     return (pieces.isEmpty() ? identifier : pieces.first()).toLower();
 }
 
+/// The flag of the identifier's region, else of the region that stands for the language, else the globe.
+QString flagEmoji(const QString &localeIdentifier, const QString &fallbackLanguageCode) {
+    const auto region = platform::Platform::current().localeServices().components(localeIdentifier).region;
+    return regionFlag(region.value_or(representativeRegions().value(fallbackLanguageCode)));
+}
+
 SpokenLanguageOption spokenLanguageOption(const QString &identifier, const QString &code) {
     const auto &locale = platform::Platform::current().localeServices();
     const QString name = locale.capitalized(locale.localizedString(identifier).value_or(identifier));
-    return {identifier, name, LanguageCatalog::flagEmoji(identifier, code), code};
+    return {identifier, name, flagEmoji(identifier, code), code};
 }
 
 bool sortsBefore(const SpokenLanguageOption &a, const SpokenLanguageOption &b) {
@@ -141,7 +147,8 @@ QList<SpokenLanguageOption> LanguageCatalog::spokenOptions() {
 }
 
 SpokenLanguageOption LanguageCatalog::defaultSpoken(const QList<SpokenLanguageOption> &options) {
-    Q_ASSERT_X(!options.isEmpty(), "LanguageCatalog::defaultSpoken", "there must be an option");
+    if (options.isEmpty())
+        qFatal("LanguageCatalog::defaultSpoken: there must be an option");
     return firstWithId(u"en-US"_qs, options).value_or(options.first());
 }
 
@@ -178,14 +185,6 @@ LanguageCatalog::preferredSpeechLocale(const QString &translationLanguageIdentif
 bool LanguageCatalog::supportsAppleLocalTranslation(const QString &languageIdentifier) {
     static const QSet<QString> appleLocalUnsupportedLanguageIdentifiers{u"kk"_qs, u"uz"_qs, u"ky"_qs};
     return !appleLocalUnsupportedLanguageIdentifiers.contains(languageIdentifier);
-}
-
-QString LanguageCatalog::flagEmoji(const QString &localeIdentifier, const QString &fallbackLanguageCode) {
-    if (const auto region =
-            platform::Platform::current().localeServices().components(localeIdentifier).region)
-        return regionFlag(*region);
-    const auto representative = representativeRegions().find(fallbackLanguageCode);
-    return representative == representativeRegions().end() ? globe() : regionFlag(representative->second);
 }
 
 } // namespace quillora

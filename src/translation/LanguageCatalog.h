@@ -46,7 +46,7 @@ public:
     /// Empty where the platform recognizes none.
     static QList<SpokenLanguageOption> spokenOptions();
 
-    /// American English if it is there, else the first option. The list must not be empty.
+    /// American English if it is there, else the first option. An empty list aborts the program.
     static SpokenLanguageOption defaultSpoken(const QList<SpokenLanguageOption> &options);
 
     static TranslationLanguageOption defaultTarget();
@@ -64,9 +64,6 @@ public:
 
     /// Whether the on-device engine may translate the language at all; exact and case-sensitive.
     static bool supportsAppleLocalTranslation(const QString &languageIdentifier);
-
-    /// The flag of the identifier's region, else of the region that stands for the language, else the globe.
-    static QString flagEmoji(const QString &localeIdentifier, const QString &fallbackLanguageCode);
 };
 
 } // namespace quillora

@@ -15,9 +15,10 @@ TranslationHostView::TranslationHostView(TranslationBridge &bridge, QObject *par
 }
 
 void TranslationHostView::requestSession() {
+    const auto requested = *m_bridge.configuration();
     platform::Platform::current().translationProvider().translationTask(
-        *m_bridge.configuration(), [self = QPointer<TranslationHostView>(this)](auto session) {
-            if (self)
+        requested, [self = QPointer<TranslationHostView>(this), requested](auto session) {
+            if (self && self->m_bridge.configuration() == requested)
                 self->m_bridge.performCurrentJob(std::move(session));
         });
 }

@@ -21,7 +21,7 @@ class TextPane;
 /// The panel: shows what the controller publishes, and calls its operations. It has no state and decides
 /// nothing. 380 pixels wide and as high as its content.
 ///
-/// Every control has an object name, by which tests and assistive technology find it.
+/// Every control has an object name, by which tests find it.
 class ContentView : public QWidget {
     Q_OBJECT
 

@@ -14,32 +14,28 @@ FocusReturn::FocusReturn(QWidget &panel) : QObject(&panel) {
 
 bool FocusReturn::eventFilter(QObject *watched, QEvent *event) {
     auto *control = static_cast<QWidget *>(watched);
-    switch (event->type()) {
-    case QEvent::FocusOut: {
-        const bool lostByDisabling = !control->isEnabled();
-        if (lostByDisabling && !m_waiting)
-            m_waiting = control;
-        if (lostByDisabling)
-            m_standIn = nullptr; // which may have been disabled in its turn
-        break;
-    }
-    case QEvent::FocusIn: {
-        const bool movedByUser = m_waiting && m_standIn && m_standIn != control;
-        if (movedByUser)
-            m_waiting = nullptr;
-        m_standIn = control;
-        break;
-    }
-    case QEvent::EnabledChange:
-        if (control == m_waiting && control->isEnabled()) {
-            m_waiting = nullptr;
-            control->setFocus(Qt::OtherFocusReason);
-        }
-        break;
-    default:
-        break;
+    if (event->type() == QEvent::FocusIn) {
+        follow(control);
+    } else if (event->type() == QEvent::EnabledChange && !control->isEnabled()) {
+        // Within a window that is not active the focus moves without an event.
+        follow(control->window()->focusWidget());
+    } else if (event->type() == QEvent::EnabledChange && control == m_waiting) {
+        m_waiting = nullptr;
+        m_focused = control;
+        control->setFocus(Qt::OtherFocusReason);
     }
     return false;
+}
+
+void FocusReturn::follow(QWidget *focused) {
+    if (focused == m_focused)
+        return;
+    const bool hasLostByDisabling = m_focused && !m_focused->isEnabled();
+    if (!hasLostByDisabling)
+        m_waiting = nullptr; // the user moved it
+    else if (!m_waiting)
+        m_waiting = m_focused; // else a stand-in was disabled in its turn
+    m_focused = focused;
 }
 
 } // namespace quillora

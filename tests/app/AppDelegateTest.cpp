@@ -364,6 +364,15 @@ private Q_SLOTS:
         QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey unchanged."_qs);
     }
 
+    void minimisingThePanelEndsACaptureToo() {
+        launch();
+        m_statusItem->hasTray = false;
+        m_delegate->showPopover();
+        m_delegate->controller()->startHotKeyRecording();
+        m_delegate->popover()->showMinimized();
+        QVERIFY(!m_delegate->controller()->isRecordingHotKey());
+    }
+
     void closingThePanelOtherwiseSaysNothing() {
         launch();
         m_statusItem->click();
@@ -458,6 +467,25 @@ private Q_SLOTS:
     void quitEndsAtOnceWhereNothingIsPending() {
         launch();
         QVERIFY(endsTheEventLoop([this] { m_delegate->quit(); }));
+    }
+
+    void quitDuringARequestInsertsNothingLater() {
+        m_platform->http.repliesByHand = true;
+        launch();
+        m_delegate->controller()->setTranslationEngineIdentifier(u"openAINatural"_qs);
+        startDictation();
+        m_delegate->controller()->stopRecording();
+        m_platform->speech.deliverFinal(u"hello"_qs);
+        m_platform->run();
+        auto &pending = m_platform->http.pending;
+        QCOMPARE(pending.size(), 1u);
+        QVERIFY(endsTheEventLoop([this] { m_delegate->quit(); }));
+        m_delegate.reset();
+        m_platform->log.clear();
+        pending.front().resume({true, 200, R"({"translation":"late"})"});
+        pending.clear();
+        m_platform->queue.advance(2s);
+        QCOMPARE(m_platform->log.calls(), QStringList());
     }
 
     void afterQuitThePanelStaysAway() {

@@ -30,7 +30,6 @@ private:
 } // namespace
 
 /// `--no-languages`: nothing can be recognized. `--taken`: another program has the hotkey.
-
 int main(int argc, char **argv) {
     QuilloraApp app(argc, argv);
     return app.run([] {

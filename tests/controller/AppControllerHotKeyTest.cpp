@@ -66,6 +66,14 @@ private Q_SLOTS:
         QCOMPARE(c().statusText(), u"Hotkey updated to Cmd K."_qs);
     }
 
+    void observersSeeTheNewHotKey() {
+        AppHotKey seen;
+        QObject::connect(&c(), &AppController::changed, &c(),
+                         [&] { seen = c().property("hotKey").value<AppHotKey>(); });
+        c().setRecordedHotKey(superK);
+        QCOMPARE(seen, superK);
+    }
+
     void theHotKeyThatIsAlreadySetIsRegisteredAgain() {
         c().setRecordedHotKey(AppHotKey::defaultValue);
         QCOMPARE(m->takeCalls(),

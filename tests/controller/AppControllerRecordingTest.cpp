@@ -224,6 +224,35 @@ private Q_SLOTS:
                  (QStringList{recordingOn, recordingOff, processingOn, processingOff, attention}));
     }
 
+    void theShellHearsOfADictationBetweenItsTexts() {
+        const QStringList heard = textsThatTheShellFinds(u"hello"_qs);
+        QCOMPARE(heard, (QStringList{u"Requesting microphone and speech access..."_qs, u"Listening..."_qs,
+                                     u"Listening..."_qs, u"Inserted translation."_qs}));
+    }
+
+    void theShellHearsThatProcessingEndedBeforeTheTextSaysThatNothingWasHeard() {
+        const QStringList heard = textsThatTheShellFinds(u" "_qs);
+        QCOMPARE(heard, (QStringList{u"Requesting microphone and speech access..."_qs, u"Listening..."_qs,
+                                     u"Listening..."_qs, u"Listening..."_qs,
+                                     u"attention: No speech recognized."_qs}));
+    }
+
+    void theShellHearsOfAFailedStartAfterItsText() {
+        m->platform.speech.isMicrophoneGranted = false;
+        QStringList heard;
+        c().onNeedsAttention = [&] { heard += c().statusText(); };
+        c().hotKeyPressed();
+        m->run();
+        QCOMPARE(heard, QStringList{u"Speech failed: Microphone permission was denied."_qs});
+    }
+
+    void theShellHearsOfAFailedTranslationAfterItsText() {
+        m->platform.translation.translationError = u"The engine broke."_qs;
+        const QStringList heard = textsThatTheShellFinds(u"hello"_qs);
+        QCOMPARE(heard.last(2), (QStringList{u"attention: Translation failed: The engine broke."_qs,
+                                             u"Translation failed: The engine broke."_qs}));
+    }
+
     void aStartClearsTheFormerTexts() {
         m->dictate(u"hello"_qs);
         c().hotKeyPressed();
@@ -251,7 +280,7 @@ private Q_SLOTS:
 
     void endingTheControllerAtEachSuspensionIsSafe_data() {
         QTest::addColumn<int>("suspension");
-        for (int i = 0; i < 6; ++i)
+        for (int i = 0; i < 7; ++i)
             QTest::newRow(qPrintable(u"suspension %1"_qs.arg(i))) << i;
     }
     void endingTheControllerAtEachSuspensionIsSafe() {
@@ -267,7 +296,8 @@ private Q_SLOTS:
             [&] { m->platform.speech.microphoneReplies.front()(true); },
             [&] { c().hotKeyReleased(); },
             [&] { m->platform.speech.deliverFinal(u"hello"_qs); },
-            [&] { m->platform.translation.pendingPreparations.front().resume(true); }};
+            [&] { m->platform.translation.pendingPreparations.front().resume(true); },
+            [&] { m->platform.translation.pendingTranslations.front().resume(u"hola"_qs); }};
         for (int i = 0; i <= suspension; ++i) {
             steps[static_cast<size_t>(i)]();
             if (i < suspension)
@@ -285,6 +315,17 @@ private Q_SLOTS:
     }
 
 private:
+    /// The status at each call to the shell during one dictation.
+    QStringList textsThatTheShellFinds(const QString &spoken) {
+        QStringList heard;
+        c().onStateChanged = [&] { heard += c().statusText(); };
+        c().onNeedsAttention = [&] { heard += u"attention: "_qs + c().statusText(); };
+        m->dictate(spoken);
+        c().onStateChanged = nullptr;
+        c().onNeedsAttention = nullptr;
+        return heard;
+    }
+
     AppController &c() { return *m->controller; }
     std::unique_ptr<ControllerFixture> m;
 };

@@ -21,7 +21,6 @@ class AppControllerSettingsTest : public QObject {
 
 private Q_SLOTS:
     void aFirstStartUsesTheDefaultsAndWritesTheEndpointOnly() {
-        QStringList calls;
         FakePlatform platform;
         const AppController controller;
         QCOMPARE(platform.log.calls(),
@@ -220,13 +219,24 @@ private Q_SLOTS:
         QVERIFY(!f.platform.keychainAvailabilityFake.isObserved());
     }
 
-    void observersHearOfEveryChange() {
-        ControllerFixture f;
-        int heard = 0;
-        QObject::connect(f.controller.get(), &AppController::changed, f.controller.get(), [&] { ++heard; });
-        f.controller->setOpenAIEndpointString(u"x"_qs);
-        f.controller->setStatusText(u"y"_qs);
-        QCOMPARE(heard, 2);
+    void observersSeeEveryAssignment_data() {
+        QTest::addColumn<QString>("value");
+        QTest::newRow("sourceLocaleIdentifier") << u"es-ES"_qs;
+        QTest::newRow("targetLanguageIdentifier") << u"es"_qs;
+        QTest::newRow("translationEngineIdentifier") << u"openAINatural"_qs;
+        QTest::newRow("openAIEndpointString") << u"https://my.example/t"_qs;
+        QTest::newRow("openAIClientToken") << u"secret"_qs;
+        QTest::newRow("statusText") << u"hello"_qs;
+    }
+    void observersSeeEveryAssignment() {
+        QFETCH(QString, value);
+        const ControllerFixture f;
+        auto &controller = *f.controller;
+        QString seen;
+        QObject::connect(&controller, &AppController::changed, &controller,
+                         [&] { seen = controller.property(QTest::currentDataTag()).toString(); });
+        QVERIFY(controller.setProperty(QTest::currentDataTag(), value));
+        QCOMPARE(seen, value);
     }
 
     void settingAValueCallsTheShellForNothing() {

@@ -1,5 +1,7 @@
 #include "controller/ControllerFixture.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTest>
 
 using namespace quillora;
@@ -56,12 +58,55 @@ private Q_SLOTS:
                               u"pasteboard.setString <hello>"_qs, u"activate editor"_qs, processingOff}));
     }
 
-    void onDeviceWithAnUnsupportedPairTranslatesWithTheHostedEngine() {
-        // The rule switches the engine at every change, so only a catalog that shrank can leave such a pair.
-        c().setTargetLanguageIdentifier(u"kk"_qs);
-        m->takeStatuses();
+    void theHostedEngineGetsLanguageNames() {
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
         m->dictate(u"hello"_qs);
+        QCOMPARE(QJsonDocument::fromJson(hostedRequest().body).object(),
+                 (QJsonObject{{u"text"_qs, u"hello"_qs},
+                              {u"sourceLanguage"_qs, u"English (United States)"_qs},
+                              {u"targetLanguage"_qs, u"Russian"_qs}}));
+        QCOMPARE(c().translatedText(), u"translated"_qs);
+        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+    }
+
+    void theEndpointIsUsedTrimmedAndStaysAsTyped() {
+        const QString typed = u"  https://my.example/t \n"_qs;
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        c().setOpenAIEndpointString(typed);
+        m->dictate(u"hello"_qs);
+        QCOMPARE(hostedRequest().url, QUrl(u"https://my.example/t"_qs));
+        QCOMPARE(c().openAIEndpointString(), typed);
+        QCOMPARE(m->platform.defaults.values.at(u"openAIEndpointString"_qs), typed);
+    }
+
+    void theTokenIsSentTrimmedAndStaysAsTyped() {
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        c().setOpenAIClientToken(u" s3cret \n"_qs);
+        m->dictate(u"hello"_qs);
+        QVERIFY(hostedRequest().headers.contains({"Authorization", "Bearer s3cret"}));
+        QCOMPARE(c().openAIClientToken(), u" s3cret \n"_qs);
+        QCOMPARE(m->platform.keychainFake.items.at({u"com.local.Quillora"_qs, u"openAIClientToken"_qs}).data,
+                 std::optional<QByteArray>(" s3cret \n"));
+    }
+
+    void theHostedEngineIsToldWhichInstallationAsks() {
+        m->platform.keychainFake.items[{u"com.local.Quillora"_qs, u"deviceIdentifier"_qs}] = {"1A-2B", {}};
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        m->dictate(u"hello"_qs);
+        QVERIFY(hostedRequest().headers.contains({"X-Quillora-Device-Id", "1A-2B"}));
+    }
+
+    void onDeviceWithAnUnsupportedPairTranslatesWithTheHostedEngine() {
+        c().hotKeyPressed();
+        m->run();
+        c().hotKeyReleased();
+        m->platform.speech.deliverFinal(u"hello"_qs);
+        m->takeCalls();
+        m->takeStatuses();
+        chooseUnsupportedTarget([this] { m->run(); });
         QVERIFY(m->takeStatuses().contains(u"Translating with OpenAI..."_qs));
+        QCOMPARE(m->platform.http.requests.size(), 1u);
+        QVERIFY(m->takeCalls(u"translation"_qs).isEmpty());
     }
 
     void aTranslationErrorIsShownAndNothingIsPasted() {
@@ -213,6 +258,16 @@ private Q_SLOTS:
         QCOMPARE(m->takeCalls(), QStringList());
     }
 
+    void anUnsupportedPairSwitchesTheEngineInsteadOfBeingPrepared() {
+        m->takeStatuses();
+        chooseUnsupportedTarget([this] { c().prepareTranslationModels(); });
+        QCOMPARE(m->takeStatuses(),
+                 (QStringList{u"Ready."_qs, u"Kazakh uses OpenAI Natural; no local model download needed."_qs,
+                              u"Kazakh uses OpenAI Natural."_qs}));
+        QCOMPARE(c().translationEngineIdentifier(), u"openAINatural"_qs);
+        QVERIFY(m->takeCalls(u"(on|translation)"_qs).isEmpty());
+    }
+
     void preparationReportsSuccess() {
         c().prepareTranslationModels();
         QCOMPARE(c().statusText(), u"Preparing translation models..."_qs);
@@ -255,7 +310,52 @@ private Q_SLOTS:
         QVERIFY(m->takeCalls(u"speech"_qs).isEmpty());
     }
 
+    // Ends while something is under way
+
+    void endingTheControllerDuringAHostedTranslationIsSafe() {
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        m->platform.http.repliesByHand = true;
+        m->dictate(u"hello"_qs);
+        m->endController();
+        m->takeCalls();
+        m->platform.http.pending.front().resume(m->platform.http.response);
+        m->run();
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
+    void endingTheControllerDuringAPreparationIsSafe() {
+        m->platform.translation.replies = test::FakeTranslationProvider::Replies::byHand;
+        c().prepareTranslationModels();
+        m->run();
+        m->endController();
+        m->takeCalls();
+        m->platform.translation.pendingPreparations.front().resume(true);
+        m->run();
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
 private:
+    /// The first request to the backend; an empty one if none was made.
+    platform::HttpRequest hostedRequest() const {
+        const auto &requests = m->platform.http.requests;
+        return requests.empty() ? platform::HttpRequest() : requests.front();
+    }
+
+    /// Chooses Kazakh, and does something while the on-device engine is still selected: the rule that
+    /// switches it away comes after the word of the change.
+    void chooseUnsupportedTarget(const std::function<void()> &meanwhile) {
+        QString engineMeanwhile;
+        QObject::connect(
+            &c(), &AppController::changed, &c(),
+            [&] {
+                engineMeanwhile = c().translationEngineIdentifier();
+                meanwhile();
+            },
+            Qt::SingleShotConnection);
+        c().setTargetLanguageIdentifier(u"kk"_qs);
+        QCOMPARE(engineMeanwhile, u"appleLocal"_qs);
+    }
+
     AppController &c() { return *m->controller; }
     std::unique_ptr<ControllerFixture> m;
 };

@@ -148,6 +148,18 @@ private Q_SLOTS:
         QVERIFY(canBeTakenElsewhere(controlAndAlt | XCB_MOD_MASK_2));
     }
 
+    void aCombinationThatIsTakenDuringASuspensionIsHadBackOnceItIsFree() {
+        registerHotKey();
+        m_events->suspend();
+        QVERIFY(canBeTakenElsewhere(controlAndAlt));
+        m_events->resume();
+        QVERIFY(!tapWorks());
+        auto *xcb = m_otherProgram->xcb();
+        xcb_ungrab_key(xcb, TestKeyboard::space, m_otherProgram->root(), controlAndAlt);
+        xcb_flush(xcb);
+        QVERIFY(ChildProcess::waitUntil([this] { return tapWorks(); }));
+    }
+
     void aRegisteredCombinationCannotBeTakenElsewhere() {
         registerHotKey();
         QVERIFY(!canBeTakenElsewhere(controlAndAlt));

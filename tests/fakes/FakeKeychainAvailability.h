@@ -10,8 +10,8 @@ public:
 
     /// The keyring appears, or the user unlocks it.
     void becomeAvailable() {
-        if (m_observer)
-            m_observer();
+        if (const Observer observer = m_observer) // a copy: the observer may replace itself
+            observer();
     }
     bool isObserved() const { return bool(m_observer); }
 

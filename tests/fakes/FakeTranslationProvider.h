@@ -19,10 +19,14 @@ public:
         : m_log(log), m_mainQueue(mainQueue) {}
 
     void translationTask(const platform::TranslationConfiguration &configuration, Action action) override {
-        m_log.add(u"translation.task %1>%2"_qs.arg(configuration.source(), configuration.target()));
-        auto session = std::make_shared<Session>(*this);
+        const QString pair = configuration.source() + u'>' + configuration.target();
+        m_log.add(u"translation.task "_qs + pair);
+        auto session = std::make_shared<Session>(*this, pair);
         m_mainQueue.async([session, action = std::move(action)] { action(session); });
     }
+
+    /// The pair of every session that was asked to prepare, oldest first.
+    QStringList preparedPairs;
 
     Replies replies = Replies::atOnce;
     std::optional<QString> preparationError;
@@ -39,10 +43,12 @@ public:
 private:
     class Session : public platform::TranslationSession {
     public:
-        explicit Session(FakeTranslationProvider &provider) : m_provider(provider) {}
+        Session(FakeTranslationProvider &provider, const QString &pair)
+            : m_provider(provider), m_pair(pair) {}
 
         QCoro::Task<> prepareTranslation() override {
             m_provider.m_log.add(u"session.prepare"_qs);
+            m_provider.preparedPairs += m_pair;
             if (m_provider.replies == Replies::byHand) {
                 platform::Continuation<bool> continuation;
                 const auto done = continuation.wait();
@@ -71,6 +77,7 @@ private:
 
     private:
         FakeTranslationProvider &m_provider;
+        QString m_pair;
     };
 
     CallLog &m_log;

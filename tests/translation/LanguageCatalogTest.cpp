@@ -17,6 +17,22 @@ QStringList ids(const QList<SpokenLanguageOption> &options) {
     return ids;
 }
 
+/// A desktop where every locale is German and lies in one region.
+struct GermanPlatform : test::FakePlatform {
+    class Parser : public test::FakeLocaleServices {
+    public:
+        Components components(const QString &) const override { return {u"de"_qs, region}; }
+        QString region;
+    } parser;
+
+    platform::LocaleServices &localeServices() override { return parser; }
+};
+
+QString flagOf(const QString &identifier, test::FakePlatform &platform) {
+    platform.speech.locales = {identifier};
+    return LanguageCatalog::spokenOptions().value(0).flag;
+}
+
 } // namespace
 
 class LanguageCatalogTest : public QObject {
@@ -58,6 +74,16 @@ private Q_SLOTS:
                  (QStringList{u"en-US"_qs, u"ru-RU"_qs, u"es-ES"_qs, u"nl-NL"_qs, u"en-AU"_qs, u"en-GB"_qs}));
     }
 
+    void theTwelveCommonLocalesLeadInTheirOrder() {
+        const QStringList common{u"en-US"_qs, u"ru-RU"_qs, u"kk-KZ"_qs, u"uz-UZ"_qs,
+                                 u"ky-KG"_qs, u"es-ES"_qs, u"fr-FR"_qs, u"de-DE"_qs,
+                                 u"it-IT"_qs, u"pt-BR"_qs, u"tr-TR"_qs, u"zh-CN"_qs};
+        m_platform->speech.locales = QStringList{u"ar"_qs};
+        for (const QString &identifier : common)
+            m_platform->speech.locales.prepend(identifier);
+        QCOMPARE(ids(LanguageCatalog::spokenOptions()), common + QStringList{u"ar"_qs});
+    }
+
     void equalNamesKeepTheRecognizersOrder() {
         m_platform->locale.displayNames = {{u"en-ZA"_qs, u"english"_qs}, {u"en-IN"_qs, u"ENGLISH"_qs}};
         m_platform->speech.locales = {u"en-ZA"_qs, u"en-IN"_qs};
@@ -78,8 +104,7 @@ private Q_SLOTS:
         QCOMPARE(LanguageCatalog::spokenOptions().first().name, u"En-Jm"_qs);
     }
 
-    void anIdentifierThatDoesNotParseFallsBackToItsFirstPiece() {
-        // Too long a region for the parser of this platform, so only the split is left.
+    void anIdentifierThatDoesNotParseIsReadByItsFirstPiece() {
         class NoParser : public test::FakeLocaleServices {
             Components components(const QString &) const override { return {}; }
         };
@@ -139,6 +164,15 @@ private Q_SLOTS:
         QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_qs, options)->id, u"en-AU"_qs);
     }
 
+    void preferredSpeechLocaleKnowsTwelveRegions() {
+        for (const QString &region : {u"US"_qs, u"RU"_qs, u"KZ"_qs, u"UZ"_qs, u"KG"_qs, u"ES"_qs, u"FR"_qs,
+                                      u"DE"_qs, u"IT"_qs, u"BR"_qs, u"TR"_qs, u"CN"_qs}) {
+            const QString preferred = u"en-"_qs + region;
+            const QList options{spoken(u"en-AU"_qs, u"en"_qs), spoken(preferred, u"en"_qs)};
+            QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_qs, options)->id, preferred);
+        }
+    }
+
     void preferredSpeechLocaleRanksByTheOptionsOrder() {
         // Both regions are preferred ones; the list of them does not rank.
         const QList options{spoken(u"es-CN"_qs, u"es"_qs), spoken(u"es-ES"_qs, u"es"_qs)};
@@ -160,18 +194,37 @@ private Q_SLOTS:
         QVERIFY(LanguageCatalog::supportsAppleLocalTranslation(u"KK"_qs));
     }
 
-    void flagOfANumericRegionIsTheGlobe() {
-        QCOMPARE(LanguageCatalog::flagEmoji(u"es-419"_qs, u"es"_qs), u"🌐"_qs);
-    }
+    void flagOfANumericRegionIsTheGlobe() { QCOMPARE(flagOf(u"es-419"_qs, *m_platform), u"🌐"_qs); }
     void flagWithoutARegionStandsForTheLanguage() {
-        QCOMPARE(LanguageCatalog::flagEmoji(u"ar"_qs, u"ar"_qs), u"🇸🇦"_qs);
-        QCOMPARE(LanguageCatalog::flagEmoji(u"pt"_qs, u"pt"_qs), u"🇧🇷"_qs);
+        QCOMPARE(flagOf(u"ar"_qs, *m_platform), u"🇸🇦"_qs);
+        for (const auto &target : LanguageCatalog::targets())
+            QCOMPARE(flagOf(target.id, *m_platform), target.flag);
     }
-    void flagOfAnUnknownBareCodeIsTheGlobe() {
-        QCOMPARE(LanguageCatalog::flagEmoji(u"xx"_qs, u"xx"_qs), u"🌐"_qs);
+    void flagOfARegionThatDoesNotParseStandsForTheLanguage() {
+        QCOMPARE(flagOf(u"pt-Portugal"_qs, *m_platform), u"🇧🇷"_qs);
     }
-    void flagOfARegionIsItsTwoLetters() {
-        QCOMPARE(LanguageCatalog::flagEmoji(u"de-AT"_qs, u"de"_qs), u"🇦🇹"_qs);
+    void flagOfARegionIsItsTwoLetters() { QCOMPARE(flagOf(u"de-AT"_qs, *m_platform), u"🇦🇹"_qs); }
+
+    void flagOfAnyOtherRegionThanTwoLettersIsTheGlobe_data() {
+        QTest::addColumn<QString>("region");
+        QTest::newRow("empty") << QString();
+        QTest::newRow("one letter") << u"A"_qs;
+        QTest::newRow("three letters") << u"AUT"_qs;
+        QTest::newRow("a digit") << u"A1"_qs;
+        QTest::newRow("before A") << u"@A"_qs;
+        QTest::newRow("after Z") << u"A["_qs;
+        QTest::newRow("beyond ASCII") << u"ÖA"_qs;
+    }
+    void flagOfAnyOtherRegionThanTwoLettersIsTheGlobe() {
+        QFETCH(const QString, region);
+        GermanPlatform platform;
+        platform.parser.region = region;
+        QCOMPARE(flagOf(u"de"_qs, platform), u"🌐"_qs);
+    }
+    void flagOfARegionInSmallLettersIsThatOfTheCapitals() {
+        GermanPlatform platform;
+        platform.parser.region = u"at"_qs;
+        QCOMPARE(flagOf(u"de"_qs, platform), u"🇦🇹"_qs);
     }
 
     void enginesHaveTheirNamesInOrder() {

@@ -21,6 +21,8 @@ private Q_SLOTS:
     void cleanup() {
         m_host.reset();
         m_bridge.reset();
+        m_platform->translation.pendingPreparations.clear();
+        m_platform->translation.pendingTranslations.clear();
         m_platform->run();
         m_platform.reset();
     }
@@ -151,6 +153,26 @@ private Q_SLOTS:
         QCOMPARE(outcome->value(), u"<hello>"_qs);
     }
 
+    void aSessionForAFormerPairIsDropped() {
+        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_qs, u"en"_qs, u"es"_qs));
+        m_platform->run();
+        m_host = std::make_unique<TranslationHostView>(*m_bridge); // asks for the pair that is still set
+        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_qs, u"en"_qs, u"fr"_qs));
+        m_platform->run();
+        QCOMPARE(second->value(), u"<two>"_qs);
+        QCOMPARE(m_platform->translation.preparedPairs, (QStringList{u"en>es"_qs, u"en>fr"_qs}));
+    }
+
+    void aSessionForAnInvalidatedConfigurationIsDropped() {
+        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_qs, u"en"_qs, u"es"_qs));
+        m_platform->run();
+        m_host = std::make_unique<TranslationHostView>(*m_bridge);
+        m_platform->translation.replies = Replies::byHand;
+        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_qs, u"en"_qs, u"es"_qs));
+        m_platform->run();
+        QCOMPARE(m_platform->translation.pendingPreparations.size(), 1u);
+    }
+
     void endingTheBridgeAtEachSuspensionFailsTheWaiter_data() {
         QTest::addColumn<int>("turns");
         QTest::newRow("waiting for a session") << 0;
@@ -172,9 +194,6 @@ private Q_SLOTS:
         m_bridge.reset();
         m_platform->run();
         QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
-        m_platform->translation.pendingPreparations.clear();
-        m_platform->translation.pendingTranslations.clear();
-        m_platform->run();
     }
 
 private:

@@ -186,6 +186,28 @@ private Q_SLOTS:
         QCOMPARE(focusName(), u"mainButton"_qs);
     }
 
+    void theMainButtonHasTheFocusAfterDictationsIntoAnotherApplication() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
+        harness.show();
+        for (int dictation = 0; dictation < 2; ++dictation) {
+            QApplication::setActiveWindow(nullptr);
+            harness.dictate(u"good morning"_qs);
+            QApplication::setActiveWindow(harness.panel.get());
+            QCOMPARE(focusName(), u"mainButton"_qs);
+        }
+    }
+
+    void theMainButtonHasTheFocusAfterADictationBehindAClosedPanel() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
+        harness.show();
+        harness.panel->hide();
+        harness.dictate(u"good morning"_qs);
+        harness.show();
+        QCOMPARE(focusName(), u"mainButton"_qs);
+    }
+
     void aFieldThatIsDisabledInMidTypingGetsTheFocusBack() {
         PanelHarness harness;
         harness.useHostedEngine();

@@ -1,3 +1,4 @@
+#include "controller/HostedEndpoint.h"
 #include "ui/LimitedLabel.h"
 #include "ui/PanelButton.h"
 #include "ui/PanelHarness.h"
@@ -178,6 +179,17 @@ private Q_SLOTS:
         token.copy();
         QCOMPARE(QApplication::clipboard()->text(), u"before"_qs);
         QCOMPARE(harness.controller->openAIClientToken(), u"secret"_qs);
+    }
+
+    void whatToDoWithoutABackendFitsTheStatusLine() {
+        PanelHarness harness;
+        harness.show();
+        const auto &status = harness.find<LimitedLabel>(u"statusText"_qs);
+        const QFontMetrics metrics = status.fontMetrics();
+        const QString text = u"Translation failed: "_qs + adviceWithoutDefaultEndpoint() + u" …"_qs;
+        const QRect room(0, 0, status.width(), 10 * metrics.lineSpacing());
+        const int height = metrics.boundingRect(room, Qt::TextWordWrap, text).height();
+        QVERIFY2(height <= 2 * metrics.lineSpacing(), qPrintable(QString::number(height)));
     }
 
     void editsReachTheSettings() {

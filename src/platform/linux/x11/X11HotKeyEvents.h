@@ -18,6 +18,8 @@ namespace quillora::platform {
 class X11HotKeyEvents final : public QObject, public HotKeyEvents {
 public:
     static constexpr std::chrono::milliseconds keyCheckInterval{50};
+    /// How long after a refusal a combination that was had before is asked for again.
+    static constexpr std::chrono::milliseconds grabRetryInterval{1000};
 
     /// `connection` must outlive this object.
     explicit X11HotKeyEvents(X11Connection &connection);
@@ -75,7 +77,8 @@ private:
     quint64 m_lastReference = 0;
     bool m_isSuspended = false;
     bool m_isGrabbingAgainPending = false;
-    QTimer m_keyCheck; ///< runs while a hotkey's key is down
+    QTimer m_keyCheck;  ///< runs while a hotkey's key is down
+    QTimer m_grabRetry; ///< runs after a refusal
 };
 
 } // namespace quillora::platform

@@ -102,11 +102,11 @@ private Q_SLOTS:
                  u"Could not connect securely to api.example.org: "_qs + reason + u'.');
     }
 
-    void adviceFollowsTheSentence() {
+    void adviceComesBeforeTheSentence() {
         const auto error =
             TransportError::silence(QUrl(u"https://api.example.org/"_qs), std::chrono::seconds(45));
         QCOMPARE(error.withAdvice(u"Enter another address."_qs).errorDescription(),
-                 u"api.example.org sent nothing for 45 seconds. Enter another address."_qs);
+                 u"Enter another address. api.example.org sent nothing for 45 seconds."_qs);
     }
 };
 

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/Keychain.h"
+#include "platform/KeychainAvailability.h"
+
+#include <QObject>
+
+#include <functional>
+#include <memory>
+
+namespace quillora::test {
+
+/// A keychain that has not appeared yet, what notices when it can be used, and the user who locks and unlocks
+/// it.
+class KeychainAvailabilityHarness {
+public:
+    virtual ~KeychainAvailabilityHarness() = default;
+
+    virtual platform::KeychainAvailability &availability() = 0;
+    virtual platform::Keychain &keychain() = 0;
+
+    /// The keychain comes up, unlocked and empty.
+    virtual void appear() = 0;
+    virtual void lock() = 0;
+    virtual void unlock() = 0;
+
+    /// Returns when all that has happened so far has been noticed.
+    virtual void settle() = 0;
+};
+
+/// What everything keeps to that notices a keychain.
+class KeychainAvailabilityContract : public QObject {
+    Q_OBJECT
+
+public:
+    using MakeHarness = std::function<std::unique_ptr<KeychainAvailabilityHarness>()>;
+
+    explicit KeychainAvailabilityContract(MakeHarness make) : m_make(std::move(make)) {}
+
+private Q_SLOTS:
+    void init() { m_harness = m_make(); }
+    void cleanup() { m_harness.reset(); }
+
+    void aKeychainThatAppearsIsNoticed();
+    void anUnlockedKeychainIsNoticed();
+    void aLockedKeychainIsNot();
+    void everyUnlockingIsNoticed();
+    void theKeychainCanBeReadAsSoonAsItIsNoticed();
+    void theObserverIsCalledOnTheMainThread();
+    void anObserverTakesThePlaceOfTheOneBefore();
+    void noObserverEndsTheWatch();
+    void theObserverMayEndTheWatch();
+    void anObserverThatEndsTheWatchLivesUntilItReturns();
+
+private:
+    platform::KeychainAvailability &availability() { return m_harness->availability(); }
+    /// Ends with all of it noticed.
+    void lockAndUnlock();
+
+    MakeHarness m_make;
+    std::unique_ptr<KeychainAvailabilityHarness> m_harness;
+};
+
+} // namespace quillora::test

@@ -1,0 +1,51 @@
+#include "contract/KeychainAvailabilityContract.h"
+#include "platform/linux/keyring/SecretServiceAvailability.h"
+#include "platform/linux/keyring/SecretServiceKeychain.h"
+#include "support/PrivateKeyring.h"
+#include "support/PrivateSessionBus.h"
+
+#include <QCoreApplication>
+#include <QTest>
+
+using namespace quillora;
+using test::PrivateKeyring;
+using test::PrivateSessionBus;
+
+namespace {
+
+class SecretServiceAvailabilityHarness : public test::KeychainAvailabilityHarness {
+public:
+    explicit SecretServiceAvailabilityHarness(const PrivateSessionBus &bus)
+        : m_bus(bus), m_availability(m_keychain, bus.connection()) {}
+    ~SecretServiceAvailabilityHarness() override { m_keyring->end(); }
+
+    platform::KeychainAvailability &availability() override { return m_availability; }
+    platform::Keychain &keychain() override { return m_keychain; }
+
+    void appear() override { m_keyring.emplace(m_bus); }
+    void lock() override { m_keyring->lock(); }
+    void unlock() override { m_keyring->unlock(); }
+
+    /// The bus keeps the order: whatever the keyring has signalled is here before its answer.
+    void settle() override {
+        m_keyring->find({});
+        QCoreApplication::processEvents();
+    }
+
+private:
+    const PrivateSessionBus &m_bus;
+    std::optional<PrivateKeyring> m_keyring;
+    platform::SecretServiceKeychain m_keychain;
+    platform::SecretServiceAvailability m_availability;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    const PrivateSessionBus bus;
+    bus.install();
+    test::KeychainAvailabilityContract contract(
+        [&] { return std::make_unique<SecretServiceAvailabilityHarness>(bus); });
+    return QTest::qExec(&contract, argc, argv);
+}
