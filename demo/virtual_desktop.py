@@ -116,7 +116,7 @@ class VirtualDesktop:
     def _forget(self, child):
         for pipe in (child.stdin, child.stdout, child.stderr):
             if pipe:
-                pipe.close()
+                _close(pipe)
         if child in self._children:
             self._children.remove(child)
 
@@ -283,6 +283,13 @@ def _signal_group(pid, number):
     try:
         os.killpg(pid, number)
     except (ProcessLookupError, PermissionError):
+        pass
+
+
+def _close(pipe):
+    try:
+        pipe.close()
+    except BrokenPipeError:  # the reader has gone with something unread
         pass
 
 
