@@ -4,6 +4,7 @@ binds to the session bus of its process for good: `accessible.py` answers one re
     text APPLICATION NAME           the text of the text widget of that name; without a name, of the first one
     described APPLICATION TEXT      the name of the widget that is described so
     press APPLICATION NAME          presses the button of that name
+    focus APPLICATION NAME          puts the keyboard into the text field of that name
     place APPLICATION NAME          where the middle of the widget of that name is on the screen: left and top
 """
 
@@ -29,6 +30,10 @@ class ScreenReader:
     def press(self, application, name):
         """Presses a button; true if there was one to press."""
         return self._ask("press", application, name)
+
+    def focus(self, application, name):
+        """Puts the keyboard into a text field, also a masked one; true if there was one."""
+        return self._ask("focus", application, name)
 
     def place(self, application, name):
         """The middle of a widget on the screen, or None if it cannot be seen."""
@@ -89,6 +94,10 @@ def _press(node):
     return node.get_action_iface().do_action(0)
 
 
+def _focus(node):
+    return node.get_component_iface().grab_focus()
+
+
 ANSWERS = {
     "text": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_role_name() == "text" and key in (None, node.get_name()), _text_of),
@@ -96,6 +105,9 @@ ANSWERS = {
         atspi, application, lambda node: node.get_description() == key, lambda node: node.get_name()),
     "press": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_name() == key and node.get_role_name() == "push button", _press),
+    "focus": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_name() == key and node.get_role_name() in ("text", "password text"),
+        _focus),
     "place": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_name() == key and node.get_role_name() != "list item"
         and _is_showing(atspi, node),

@@ -4,9 +4,9 @@ import glob
 import os
 import re
 import subprocess
-import sys
-import threading
 import time
+import wave
+from contextlib import contextmanager
 from dataclasses import dataclass
 
 from accessible import ScreenReader
@@ -14,6 +14,9 @@ from virtual_desktop import DesktopError, wait_for
 
 HOTKEY = ("ctrl", "alt", "space")
 RECORDINGS = "/usr/share/pocketsphinx/test/data/librivox"
+
+
+SHORT_CLIP_SECONDS = 1.4
 
 
 @dataclass
@@ -28,6 +31,16 @@ def recordings():
         spoken = {name: words for words, name in re.findall(r"<s> (.*) </s> \((.*)\)", file.read())}
     return [Recording(path, spoken[os.path.splitext(os.path.basename(path))[0]])
             for path in sorted(glob.glob(os.path.join(RECORDINGS, "*.wav")))]
+
+
+def short_clip(folder):
+    """The beginning of a sentence as a file of its own: enough for some words, short enough for many dictations."""
+    whole = recordings()[1]
+    path = os.path.join(folder, "clip.wav")
+    with wave.open(whole.path) as sentence, wave.open(path, "w") as clip:
+        clip.setparams(sentence.getparams())
+        clip.writeframes(sentence.readframes(int(SHORT_CLIP_SECONDS * sentence.getframerate())))
+    return Recording(path, whole.spoken)
 
 
 def word_error_rate(spoken, heard):
@@ -69,7 +82,8 @@ class Person:
 
     def open_editor(self, place=None):
         """`place` is left, top, width and height on the screen."""
-        self.editor = self.desktop.start(["mousepad", "--disable-server"])
+        # One that was closed with text in it must not make the next one ask about it.
+        self.editor = self.desktop.start(["mousepad", "--disable-server"], environment={"GSETTINGS_BACKEND": "memory"})
         windows = wait_for("the editor", lambda: self.desktop.run(
             ["xdotool", "search", "--onlyvisible", "--pid", str(self.editor.pid)]).split())
         self.editor_window = windows[-1].decode()
@@ -86,8 +100,9 @@ class Person:
     def editor_text(self):
         return self.reader.text("mousepad")
 
-    def start_quillora(self):
-        self.quillora = self.desktop.start([self.program])
+    def start_quillora(self, **options):
+        """`options` are those of the desktop's `start`."""
+        self.quillora = self.desktop.start([self.program], **options)
         wait_for("Quillora", lambda: b"true" in self.desktop.run(
             ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
              "--method", "org.freedesktop.DBus.NameHasOwner", "org.quillora.Quillora"]))
@@ -117,16 +132,21 @@ class Person:
         """Holds the hotkey, speaks, lets go. Returns when the text stands in the editor: with it, and with the
         milliseconds that it took since the key went up."""
         before = self.editor_text()
-        self.desktop.keys_down(*HOTKEY)
-        try:
+        with self.holding_the_hotkey():
             time.sleep(0.2)  # nobody speaks in the very moment of the press
             self.desktop.play(recording.path)
             time.sleep(0.25)
-        finally:
-            self.desktop.keys_up(*reversed(HOTKEY))
         released = time.monotonic()
         after = wait_for("the text in the editor", lambda: self._changed(before), seconds=15, interval=0.005)
         return after, round((time.monotonic() - released) * 1000)
+
+    @contextmanager
+    def holding_the_hotkey(self):
+        self.desktop.keys_down(*HOTKEY)
+        try:
+            yield
+        finally:
+            self.desktop.keys_up(*reversed(HOTKEY))
 
     def _changed(self, before):
         text = self.editor_text()
@@ -149,6 +169,24 @@ class Person:
 
     def close_panel(self):
         self.desktop.run(["xdotool", "key", "Escape"])
+
+    def click(self, button):
+        self.reader.press("Quillora", button)
+
+    def type_into(self, field, text):
+        """In the panel, which must be open."""
+        self.reader.focus("Quillora", field)
+        self.desktop.run(["xdotool", "type", text])
+
+    def start_translators(self):
+        """As the panel's button does, if they do not run already."""
+        if not self.translators():
+            self.click("Prepare translation models")
+            wait_for("the prepared models", lambda: self.status() == "Translation models are ready.")
+
+    def translators(self):
+        """The ids of the translator's processes."""
+        return self.desktop.processes("apertium")
 
 
 def make_image(path):

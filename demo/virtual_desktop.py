@@ -54,12 +54,14 @@ class VirtualDesktop:
 
     # Processes
 
-    def start(self, command, **options):
-        """A program of this desktop, as a process group of its own. Its output goes nowhere."""
+    def start(self, command, environment=None, **options):
+        """A program of this desktop, as a process group of its own. Its output goes nowhere. `environment` is what
+        differs for it from the desktop's."""
         options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("stdout", subprocess.DEVNULL)
         options.setdefault("stderr", subprocess.DEVNULL)
-        child = subprocess.Popen(command, env=self.environment, start_new_session=True, **options)
+        child = subprocess.Popen(command, env={**self.environment, **(environment or {})}, start_new_session=True,
+                                 **options)
         self._children.append(child)
         return child
 
@@ -82,12 +84,41 @@ class VirtualDesktop:
                 went = False
         _signal_group(child.pid, signal.SIGKILL)
         child.wait()
-        for pipe in (child.stdin, child.stdout):
+        self._forget(child)
+        return went
+
+    def kill(self, child):
+        """Ends one child and its group without a word of warning."""
+        _signal_group(child.pid, signal.SIGKILL)
+        child.wait()
+        self._forget(child)
+
+    def freeze(self, child):
+        """From here on it answers nothing, until it is thawed or ended."""
+        _signal_group(child.pid, signal.SIGSTOP)
+
+    def thaw(self, child):
+        _signal_group(child.pid, signal.SIGCONT)
+
+    def processes(self, word):
+        """The ids of the processes of this desktop, whoever started them, with that word in their command line."""
+        found = []
+        for pid in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                # They bear the desktop's folder in their environment.
+                with open(f"/proc/{pid}/environ", "rb") as environment, open(f"/proc/{pid}/cmdline", "rb") as command:
+                    if self.folder.encode() in environment.read() and word.encode() in command.read():
+                        found.append(int(pid))
+            except OSError:
+                continue
+        return found
+
+    def _forget(self, child):
+        for pipe in (child.stdin, child.stdout, child.stderr):
             if pipe:
-                pipe.close()
+                _close(pipe)
         if child in self._children:
             self._children.remove(child)
-        return went
 
     # Coming up
 
@@ -113,8 +144,15 @@ class VirtualDesktop:
         }
         self._start_display()
         self._start_bus()
-        self._start_keyring()
-        self._start_sound(runtime)
+        self.start_keyring()
+        self._sound_socket = os.path.join(runtime, "pulse-native")
+        self.environment.update({
+            "PULSE_SERVER": f"unix:{self._sound_socket}",
+            "PULSE_RUNTIME_PATH": self._private("pulse"),
+            "PULSE_STATE_PATH": self._private("pulse-state"),
+            "PULSE_COOKIE": os.path.join(self.folder, "pulse-cookie"),
+        })
+        self.start_sound()
         self.start(["openbox", "--sm-disable"])
         wait_for("the window manager", lambda: b"window id" in self.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
         self.run(["xsetroot", "-solid", "#3b4252"])
@@ -127,8 +165,8 @@ class VirtualDesktop:
 
     def _start_display(self):
         reader, writer = os.pipe()
-        self.start(["Xvfb", "-displayfd", str(writer), "-screen", "0", self._size, "-nolisten", "tcp", "-noreset",
-                    "-dpi", "96"], pass_fds=[writer])
+        self.display = self.start(["Xvfb", "-displayfd", str(writer), "-screen", "0", self._size, "-nolisten", "tcp",
+                                   "-noreset", "-dpi", "96"], pass_fds=[writer])
         os.close(writer)
         with os.fdopen(reader) as pipe:
             number = pipe.readline().strip()
@@ -144,32 +182,34 @@ class VirtualDesktop:
             raise DesktopError("the session bus did not start")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
 
-    def _start_keyring(self):
-        keyring = self.start(["gnome-keyring-daemon", "--unlock", "--components=secrets", "--foreground"],
-                             stdin=subprocess.PIPE)
-        keyring.stdin.write(b"demonstration")
-        keyring.stdin.close()
+    def start_keyring(self):
+        """Again too, after its end: what it kept is there again."""
+        self.keyring = self.start(["gnome-keyring-daemon", "--unlock", "--components=secrets", "--foreground"],
+                                  stdin=subprocess.PIPE)
+        self.keyring.stdin.write(b"demonstration")
+        self.keyring.stdin.close()
         wait_for("the keyring", lambda: b"true" in self.run(
             ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
              "--method", "org.freedesktop.DBus.NameHasOwner", "org.freedesktop.secrets"]))
 
-    def _start_sound(self, runtime):
-        socket = os.path.join(runtime, "pulse-native")
-        self.environment.update({
-            "PULSE_SERVER": f"unix:{socket}",
-            "PULSE_RUNTIME_PATH": self._private("pulse"),
-            "PULSE_STATE_PATH": self._private("pulse-state"),
-            "PULSE_COOKIE": os.path.join(self.folder, "pulse-cookie"),
-        })
-        self.start(["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
-                    "--disable-shm=true", "--realtime=no", "--high-priority=no",
-                    "-L", f"module-native-protocol-unix auth-anonymous=1 socket={socket}",
-                    "-L", "module-null-sink sink_name=microphone rate=48000 channels=2"])
+    def start_sound(self):
+        """Again too, after its end."""
+        self.sound = self.start(
+            ["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no", "--disable-shm=true",
+             "--realtime=no", "--high-priority=no",
+             "-L", f"module-native-protocol-unix auth-anonymous=1 socket={self._sound_socket}"])
         wait_for("the sound server", lambda: b"Server Name" in self.run(["pactl", "info"]))
+        self.plug_in_microphone()
+
+    def plug_in_microphone(self):
+        self.run(["pactl", "load-module", "module-null-sink", "sink_name=microphone", "rate=48000", "channels=2"])
         self.run(["pactl", "set-default-source", "microphone.monitor"])
         # A real microphone runs all the time; a null sink only while somebody listens to it.
         self.start(["parec", "--device=microphone.monitor", "--latency-msec=20"])
         wait_for("the microphone", lambda: b"RUNNING" in self.run(["pactl", "list", "short", "sources"]))
+
+    def unplug_microphone(self):
+        self.run(["pactl", "unload-module", "module-null-sink"])
 
     def _start_tray(self):
         settings = os.path.join(self.folder, "tint2rc")
@@ -217,7 +257,19 @@ class VirtualDesktop:
 
     def play(self, recording):
         """Plays a file into the virtual microphone and returns once it has been heard."""
-        self.run(["paplay", "--device=microphone", recording], seconds=120)
+        self.run(["paplay", "--device=microphone", "--latency-msec=100", recording], seconds=120)
+
+    def keys_held(self):
+        """The codes of the keys that the X server takes to be down."""
+        x11 = ctypes.CDLL("libX11.so.6")
+        x11.XOpenDisplay.restype = ctypes.c_void_p
+        display = ctypes.c_void_p(x11.XOpenDisplay(self.environment["DISPLAY"].encode()))
+        if not display:
+            raise DesktopError("the X server does not answer")
+        keys = ctypes.create_string_buffer(32)
+        x11.XQueryKeymap(display, keys)
+        x11.XCloseDisplay(display)
+        return [code for code in range(256) if keys.raw[code // 8] >> code % 8 & 1]
 
     def clipboard(self, target):
         return self.run(["xclip", "-selection", "clipboard", "-o", "-t", target], seconds=5)
@@ -231,6 +283,13 @@ def _signal_group(pid, number):
     try:
         os.killpg(pid, number)
     except (ProcessLookupError, PermissionError):
+        pass
+
+
+def _close(pipe):
+    try:
+        pipe.close()
+    except BrokenPipeError:  # the reader has gone with something unread
         pass
 
 

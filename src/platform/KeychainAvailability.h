@@ -11,8 +11,9 @@ public:
 
     virtual ~KeychainAvailability() = default;
 
-    /// `observer` is called on the main thread whenever the keychain has appeared or was unlocked: what could
-    /// not be read before may be readable now. It takes the place of the one before; none ends the watch.
+    /// `observer` is called on the main thread whenever the keychain has appeared, was unlocked or answers
+    /// again: what could not be read before may be readable now. It takes the place of the one before; none
+    /// ends the watch.
     virtual void setObserver(Observer observer) = 0;
 };
 

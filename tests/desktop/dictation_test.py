@@ -90,21 +90,9 @@ class TranslatedDictationTest(DictationTest):
 
     def test_quitting_leaves_no_process_behind(self):
         self.person.speak(recordings()[4])
-        self.assertTrue(self.translators())
+        self.assertTrue(self.person.translators())
         self.assertTrue(self.desktop.stop(self.person.quillora, seconds=5), "it did not end when it was asked to")
-        wait_for("the end of what it started", lambda: not self.translators(), 5)
-
-    def translators(self):
-        """The translator's processes of this desktop: they bear its folder in their environment."""
-        found = []
-        for pid in filter(str.isdigit, os.listdir("/proc")):
-            try:
-                with open(f"/proc/{pid}/environ", "rb") as environment, open(f"/proc/{pid}/cmdline", "rb") as command:
-                    if self.desktop.folder.encode() in environment.read() and b"apertium" in command.read():
-                        found.append(pid)
-            except OSError:
-                continue
-        return found
+        wait_for("the end of what it started", lambda: not self.person.translators(), 5)
 
 
 class SameLanguageDictationTest(DictationTest):

@@ -18,6 +18,8 @@ class SecretServiceAvailabilityTest : public QObject {
 private Q_SLOTS:
     void initTestCase() { m_bus.install(); }
     void aServiceThatReturnsIsReadAtOnce();
+    void aServiceThatGoesOnIsReadAtOnce();
+    void aServiceThatHangsAgainWhenItIsReadIsLeftAlone();
 
 private:
     PrivateSessionBus m_bus;
@@ -36,6 +38,41 @@ void SecretServiceAvailabilityTest::aServiceThatReturnsIsReadAtOnce() {
     const PrivateKeyring fresh(m_bus);
     QTRY_VERIFY(hasReturned);
     QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::itemNotFound);
+}
+
+void SecretServiceAvailabilityTest::aServiceThatGoesOnIsReadAtOnce() {
+    SecretServiceAvailability availability(m_keychain, m_bus.connection());
+    PrivateKeyring keyring(m_bus);
+    QCoreApplication::processEvents();
+    int notices = 0;
+    availability.setObserver([&] { ++notices; });
+    keyring.freeze();
+    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
+    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
+    QCOMPARE(notices, 0);
+    keyring.thaw();
+    QTRY_COMPARE(notices, 1);
+    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::itemNotFound);
+}
+
+void SecretServiceAvailabilityTest::aServiceThatHangsAgainWhenItIsReadIsLeftAlone() {
+    SecretServiceAvailability availability(m_keychain, m_bus.connection());
+    PrivateKeyring keyring(m_bus);
+    QCoreApplication::processEvents();
+    int notices = 0;
+    availability.setObserver([&] {
+        ++notices;
+        keyring.freeze();
+        QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
+    });
+    keyring.freeze();
+    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
+    keyring.thaw();
+    QTRY_COMPARE(notices, 1);
+    keyring.thaw();
+    QVERIFY(keyring.find({}).isEmpty()); // it has answered whatever it was asked before
+    QCoreApplication::processEvents();
+    QCOMPARE(notices, 1);
 }
 
 QTEST_GUILESS_MAIN(SecretServiceAvailabilityTest)

@@ -10,11 +10,15 @@
 #include "platform/linux/sound/PulseConnection.h"
 #include "platform/linux/translation/ApertiumTranslationProvider.h"
 #include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Departure.h"
 #include "platform/linux/x11/X11HotKeyEvents.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11Pasteboard.h"
 #include "platform/linux/x11/X11Workspace.h"
+
+#include <optional>
+#include <utility>
 
 namespace quillora::platform {
 
@@ -37,8 +41,10 @@ struct LinuxPlatform::Facilities {
     X11KeyPositions keyPositions;
 
     PocketSphinxRecognition speechRecognition{std::make_shared<PulseConnection>()};
-    ApertiumTranslationProvider translationProvider{mainQueue};
+    std::optional<ApertiumTranslationProvider> translationProvider{std::in_place, mainQueue};
     QtHttpSession httpSession;
+
+    X11Departure departure{x11, [this] { translationProvider.reset(); }}; // or its processes would stay
 };
 
 LinuxPlatform::LinuxPlatform(const QtHttpSession::Advice &advice)
@@ -58,7 +64,7 @@ HotKeyEvents &LinuxPlatform::hotKeyEvents() { return m_facilities->hotKeyEvents;
 KeyPositions &LinuxPlatform::keyPositions() { return m_facilities->keyPositions; }
 Appearance &LinuxPlatform::appearance() { return m_facilities->appearance; }
 SpeechRecognition &LinuxPlatform::speechRecognition() { return m_facilities->speechRecognition; }
-TranslationProvider &LinuxPlatform::translationProvider() { return m_facilities->translationProvider; }
+TranslationProvider &LinuxPlatform::translationProvider() { return *m_facilities->translationProvider; }
 HttpSession &LinuxPlatform::httpSession() { return m_facilities->httpSession; }
 
 } // namespace quillora::platform

@@ -84,6 +84,8 @@ KeychainItem SecretServiceKeychain::answer(Operation operation) {
         return *std::move(item);
     g_cancellable_cancel(pending->cancellable());
     m_absentUntil = m_clock() + absence;
+    if (onAbsence)
+        onAbsence();
     return {};
 }
 

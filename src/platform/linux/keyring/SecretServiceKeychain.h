@@ -34,6 +34,9 @@ public:
     /// Ends an absence early, because the service has shown that it is there.
     void endAbsence();
 
+    /// Called when an absence begins, before the call that ran out of time returns. May be empty.
+    std::function<void()> onAbsence;
+
 private:
     using Operation = std::function<KeychainItem(GCancellable *)>;
 

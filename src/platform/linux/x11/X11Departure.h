@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QObject>
+
+#include <functional>
+
+namespace quillora::platform {
+
+class X11Connection;
+
+/// Ends the program when the X server goes away, with a sentence on the standard error output and status 1.
+///
+/// The toolkit notices it as well, and often first: it then calls `exit` from amid its event handling, which
+/// would destroy what other threads are still using. That exit is taken over, so that the program always ends
+/// in the same way. Main thread only, one at a time.
+class X11Departure : public QObject {
+public:
+    static constexpr int status = 1;
+
+    /// `farewell` is called before the end, to end what would outlive the program.
+    X11Departure(X11Connection &connection, std::function<void()> farewell);
+
+    /// From here on an exit is nothing but an exit.
+    ~X11Departure() override;
+
+private:
+    static void takeOverExit();
+    [[noreturn]] void endProgram();
+
+    X11Connection &m_connection;
+    const std::function<void()> m_farewell;
+    bool m_isEnding = false;
+};
+
+} // namespace quillora::platform
