@@ -41,6 +41,9 @@ class VirtualDesktop:
 
     def __enter__(self):
         ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+        # Who is asked to end still tidies up.
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            signal.signal(number, lambda received, _frame: sys.exit(128 + received))
         self.folder = tempfile.mkdtemp(prefix="quillora-desktop-")
         try:
             self._bring_up()
