@@ -1,7 +1,6 @@
 #include "app/AppDelegate.h"
 
 #include "app/ApplicationIdentity.h"
-#include "app/StatusIcon.h"
 #include "app/SystemDialogs.h"
 #include "platform/HotKeyEvents.h"
 #include "platform/MainQueue.h"
@@ -145,7 +144,7 @@ void AppDelegate::refreshPopoverWindow() {
     else
         m_popover->setWindowTitle(applicationName);
     const bool isIdle = !m_controller->isRecording() && !m_controller->isProcessing();
-    m_popover->setWindowIcon(isIdle ? QApplication::windowIcon() : StatusIcon(symbol).icon());
+    m_popover->setWindowIcon(isIdle ? QApplication::windowIcon() : m_windowIcons.icon(symbol));
 }
 
 /// A grabbed key takes the focus away for as long as it is down, while the panel stays the active window.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/Popover.h"
+#include "app/StatusIconSet.h"
 #include "app/StatusItem.h"
 #include "app/desktop/LoginItem.h"
 #include "controller/AppController.h"
@@ -67,6 +68,7 @@ private:
 
     StatusItemFactory m_makeStatusItem;
     LoginItem m_loginItem;
+    StatusIconSet m_windowIcons;
 
     // In the order in which they are made: what is made later uses what was made before.
     std::unique_ptr<AppController> m_controller;

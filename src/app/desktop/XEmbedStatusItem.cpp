@@ -1,7 +1,5 @@
 #include "app/desktop/XEmbedStatusItem.h"
 
-#include "app/StatusIcon.h"
-
 #include <QMenu>
 
 namespace quillora {
@@ -14,7 +12,7 @@ XEmbedStatusItem::XEmbedStatusItem() {
 }
 
 void XEmbedStatusItem::setImage(const QString &symbolName, const QString &accessibilityDescription) {
-    m_icon.setIcon(StatusIcon(symbolName).icon());
+    m_icon.setIcon(m_images.icon(symbolName));
     m_icon.setToolTip(accessibilityDescription);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/StatusIconSet.h"
 #include "app/StatusItem.h"
 
 #include <QSystemTrayIcon>
@@ -25,6 +26,7 @@ public:
     void hide() { m_icon.hide(); }
 
 private:
+    StatusIconSet m_images;
     QSystemTrayIcon m_icon;
 };
 

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "app/StatusIcon.h"
+
+#include <QHash>
+#include <QIcon>
+
+namespace quillora {
+
+/// The icons of all states, each drawn once: the toolkit keeps what was drawn, so drawing anew at every
+/// change of state would fill its cache dictation by dictation. It must end before the application object.
+class StatusIconSet {
+public:
+    QIcon icon(const QString &symbolName) {
+        const auto drawn = m_drawn.constFind(symbolName);
+        return drawn != m_drawn.constEnd() ? *drawn
+                                           : *m_drawn.insert(symbolName, StatusIcon(symbolName).icon());
+    }
+
+private:
+    QHash<QString, QIcon> m_drawn; ///< by symbol name
+};
+
+} // namespace quillora
