@@ -73,7 +73,8 @@ void X11SelectionServer::clear(const QByteArray &selection) {
     }
     if (const auto time = serverTime())
         xcb_set_selection_owner(m_connection, XCB_NONE, atoms->front(), *time);
-    xcb_flush(m_connection);
+    // The answer says that the server has done it: another program that asks now must not find the old owner.
+    ownerOf(atoms->front());
 }
 
 X11SelectionServer::Contents X11SelectionServer::held(const QByteArray &selection) {
