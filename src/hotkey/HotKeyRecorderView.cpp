@@ -74,13 +74,25 @@ bool HotKeyRecorderView::event(QEvent *event) {
         event->accept();
         keyDown(static_cast<const QKeyEvent &>(*event));
         return true;
+    case QEvent::KeyRelease: {
+        const auto &release = static_cast<const QKeyEvent &>(*event);
+        m_lastRelease = {release.nativeScanCode(), release.timestamp()};
+        return QWidget::event(event);
+    }
     default:
         return QWidget::event(event);
     }
 }
 
+bool HotKeyRecorderView::isRepeat(const QKeyEvent &press) const {
+    // A held key repeats as a release and a press of the same moment. The toolkit tells that from a real
+    // release only if it has received both together.
+    return press.isAutoRepeat() ||
+           (press.nativeScanCode() == m_lastRelease.scanCode && press.timestamp() == m_lastRelease.time);
+}
+
 void HotKeyRecorderView::keyDown(const QKeyEvent &event) {
-    if (event.isAutoRepeat() || isModifierKey(event.key()))
+    if (isRepeat(event) || isModifierKey(event.key()))
         return;
     const auto keyCode = Platform::current().keyPositions().keyCode(event.nativeScanCode());
     const quint32 mask = modifierMask(event.modifiers());

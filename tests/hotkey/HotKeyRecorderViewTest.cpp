@@ -41,6 +41,13 @@ protected:
     void keyPressEvent(QKeyEvent *event) override { passedOn += QString::number(event->key()); }
 };
 
+/// Something that happens to the K key at a moment, in milliseconds.
+void sendK(QEvent::Type type, quint64 time) {
+    QKeyEvent event(type, Qt::Key_K, Qt::NoModifier, FakeKeyPositions::scanCode(40), 0, 0);
+    event.setTimestamp(time);
+    QApplication::sendEvent(QApplication::focusWidget(), &event);
+}
+
 enum class Repeat { no, yes };
 
 /// Sends a key press to whatever has the focus, as a real keyboard does. Whether it was accepted.
@@ -239,6 +246,24 @@ private Q_SLOTS:
         press(Qt::Key_K, 40);
         press(Qt::Key_K, 40, Qt::NoModifier, Repeat::yes);
         QCOMPARE(window.outcomes, QStringList{u"invalid"_qs});
+    }
+
+    void aRepeatThatTheToolkitDidNotRecogniseCountsOnce() {
+        Window window;
+        window.record();
+        sendK(QEvent::KeyPress, 1000);
+        sendK(QEvent::KeyRelease, 1660);
+        sendK(QEvent::KeyPress, 1660);
+        QCOMPARE(window.outcomes, QStringList{u"invalid"_qs});
+    }
+
+    void aKeyPressedTwiceCountsTwice() {
+        Window window;
+        window.record();
+        sendK(QEvent::KeyPress, 1000);
+        sendK(QEvent::KeyRelease, 1080);
+        sendK(QEvent::KeyPress, 1090);
+        QCOMPARE(window.outcomes, (QStringList{u"invalid"_qs, u"invalid"_qs}));
     }
 
     void aKeyOutsideTheNumberingIsInvalid() {
