@@ -22,6 +22,8 @@ private Q_SLOTS:
         QTest::newRow("compact disc") << 44100 << 2;
         QTest::newRow("usual") << 48000 << 1;
         QTest::newRow("studio") << 96000 << 2;
+        QTest::newRow("surround") << 48000 << 8;
+        QTest::newRow("mixing desk") << 48000 << 18;
     }
     void soundComesInFullBuffersButForTheLast() {
         QFETCH(int, rate);

@@ -3,6 +3,7 @@
 #include "platform/LocalizedError.h"
 #include "platform/linux/sound/PulseConnection.h"
 
+#include <pulse/channelmap.h>
 #include <pulse/error.h>
 #include <pulse/operation.h>
 #include <pulse/sample.h>
@@ -71,7 +72,10 @@ void PulseCapture::open() {
         finishOpening(Opening::failed, serverUnreachable());
         return;
     }
-    m_stream = pa_stream_new(context, "Dictation", &m_sampleSpec, nullptr);
+    // For more than six channels there is no default map.
+    pa_channel_map channels;
+    pa_channel_map_init_extend(&channels, m_sampleSpec.channels, PA_CHANNEL_MAP_DEFAULT);
+    m_stream = pa_stream_new(context, "Dictation", &m_sampleSpec, &channels);
     if (!m_stream) {
         finishOpening(Opening::failed, QStringLiteral("The microphone's sound format cannot be recorded."));
         return;
