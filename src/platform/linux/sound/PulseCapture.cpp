@@ -4,12 +4,13 @@
 #include "platform/linux/sound/PulseConnection.h"
 
 #include <pulse/channelmap.h>
-#include <pulse/error.h>
+#include <pulse/def.h>
 #include <pulse/operation.h>
 #include <pulse/sample.h>
 
 #include <algorithm>
 #include <chrono>
+#include <string>
 #include <utility>
 
 namespace quillora::platform {
@@ -25,6 +26,18 @@ constexpr std::chrono::microseconds fragmentLength = 20ms;
 pa_sample_spec sampleSpec(const AudioFormat &format) {
     return {PA_SAMPLE_S16NE, static_cast<quint32>(format.sampleRate),
             static_cast<quint8>(format.channelCount)};
+}
+
+/// The library's own sentences come in the language of the session, ours in English.
+QString openingFailure(int error) {
+    switch (error) {
+    case PA_ERR_NOENTITY:
+        return QStringLiteral("There is no microphone.");
+    case PA_ERR_ACCESS:
+        return QStringLiteral("The sound server denies access to the microphone.");
+    default:
+        return QStringLiteral("The microphone cannot be opened (error %1).").arg(error);
+    }
 }
 
 QString serverUnreachable() { return QStringLiteral("The sound server cannot be reached."); }
@@ -72,6 +85,12 @@ void PulseCapture::open() {
         finishOpening(Opening::failed, serverUnreachable());
         return;
     }
+    // What was asked for its format, even if another one has become the default since.
+    const std::string &source = m_connection.sourceName();
+    if (source.empty()) {
+        finishOpening(Opening::failed, openingFailure(PA_ERR_NOENTITY));
+        return;
+    }
     // For more than six channels there is no default map.
     pa_channel_map channels;
     pa_channel_map_init_extend(&channels, m_sampleSpec.channels, PA_CHANNEL_MAP_DEFAULT);
@@ -100,7 +119,7 @@ void PulseCapture::open() {
         static_cast<quint32>(pa_usec_to_bytes(static_cast<pa_usec_t>(fragmentLength.count()), &m_sampleSpec));
     // A microphone that is unplugged must not be replaced by another one in mid-sentence.
     const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
-    if (pa_stream_connect_record(m_stream, nullptr, &buffering, flags) < 0)
+    if (pa_stream_connect_record(m_stream, source.c_str(), &buffering, flags) < 0)
         streamStateChanged();
 }
 
@@ -126,9 +145,8 @@ void PulseCapture::streamStateChanged() {
         const std::lock_guard lock(m_mutex);
         return m_opening == Opening::succeeded;
     }();
-    const auto reason = QString::fromUtf8(pa_strerror(pa_context_errno(pa_stream_get_context(m_stream))));
     const auto failure = m_connection.readyContext()
-                             ? QStringLiteral("The microphone cannot be opened (%1).").arg(reason)
+                             ? openingFailure(pa_context_errno(pa_stream_get_context(m_stream)))
                              : serverUnreachable();
     close();
     if (!hasRecorded)

@@ -5,6 +5,7 @@
 #include <pulse/operation.h>
 #include <pulse/proplist.h>
 
+#include <string_view>
 #include <utility>
 
 namespace quillora::platform {
@@ -14,6 +15,9 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto refreshLimit = 500ms;
+
+/// Without any sound hardware the servers put in a sink of this name. Nobody can speak into that.
+constexpr std::string_view standInSource = "auto_null.monitor";
 
 void forget(pa_operation *operation) {
     if (operation)
@@ -113,16 +117,17 @@ void PulseConnection::askForFormat(const char *sourceName) {
         m_context, sourceName,
         [](pa_context *, const pa_source_info *info, int isLast, void *self) {
             auto &connection = *static_cast<PulseConnection *>(self);
-            if (info)
+            if (info && info->name != standInSource)
                 connection.finishRefresh(
-                    {static_cast<double>(info->sample_spec.rate), info->sample_spec.channels});
-            else if (isLast < 0)
+                    {static_cast<double>(info->sample_spec.rate), info->sample_spec.channels}, info->name);
+            else if (info || isLast < 0)
                 connection.finishRefresh({});
         },
         this));
 }
 
-void PulseConnection::finishRefresh(const AudioFormat &format) {
+void PulseConnection::finishRefresh(const AudioFormat &format, std::string sourceName) {
+    m_sourceName = std::move(sourceName);
     {
         const std::lock_guard lock(m_mutex);
         m_inputFormat = format;

@@ -45,6 +45,9 @@ public:
     /// None unless it is connected. Sound thread only.
     pa_context *readyContext() const;
 
+    /// The default source as last learnt; empty if there was none, or no server. Sound thread only.
+    const std::string &sourceName() const { return m_sourceName; }
+
     /// Closes the connection; the next refresh makes a new one. Sound thread only.
     void disconnect();
 
@@ -58,7 +61,7 @@ private:
     void beginRefresh(std::function<void()> done);
     void askForDefaultSource();
     void askForFormat(const char *sourceName);
-    void finishRefresh(const AudioFormat &format);
+    void finishRefresh(const AudioFormat &format, std::string sourceName = {});
     void close();
 
     const std::string m_server;
@@ -69,6 +72,7 @@ private:
 
     // Of the sound thread.
     pa_context *m_context = nullptr;
+    std::string m_sourceName;
     std::unordered_set<std::shared_ptr<PulseCapture>> m_captures;
     std::vector<std::function<void()>> m_refreshes; ///< those that wait for the refresh under way
     std::optional<SoundTimer> m_deadline;           ///< of the refresh under way
