@@ -78,11 +78,13 @@ QCoro::Task<> SpeechRecognizerService::start(QString localeIdentifier, PartialHa
     inputNode.installTap(microphoneBus, tapBufferFrames, format,
                          [request = m_recognitionRequest](const auto &buffer) { request->append(buffer); });
 
-    // The recognizer calls back on a thread of its own; all that is done there is to hand over.
+    // The recognizer calls back on a thread of its own; all that is done there is to hand over. That thread
+    // may outlast the choice of a current platform, though not the platform itself.
     m_recognitionTask = recognizer->recognitionTask(
         m_recognitionRequest,
-        [self, onPartial = std::move(onPartial)](const auto &result, const auto &error) {
-            Platform::current().mainQueue().async([self, onPartial, result, error] {
+        [self, onPartial = std::move(onPartial),
+         &mainQueue = Platform::current().mainQueue()](const auto &result, const auto &error) {
+            mainQueue.async([self, onPartial, result, error] {
                 if (self)
                     self->handleResult(result, error, onPartial);
             });
