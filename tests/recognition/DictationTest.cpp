@@ -36,11 +36,15 @@ public:
 
     /// Returns the error; null if sound is being recorded.
     QString press() {
-        partials.clear();
-        const auto start =
-            Outcome<>::of(m_service.start(u"en-US"_qs, [this](const QString &text) { partials << text; }));
+        const auto start = beginToPress();
         ChildProcess::waitUntil([&] { return start->isDone(); });
         return start->error();
+    }
+
+    /// Presses without waiting until sound is being recorded.
+    std::shared_ptr<Outcome<>> beginToPress() {
+        partials.clear();
+        return Outcome<>::of(m_service.start(u"en-US"_qs, [this](const QString &text) { partials << text; }));
     }
 
     void speak(const QString &path) {
@@ -125,9 +129,10 @@ private Q_SLOTS:
         Speaker speaker(server);
         QElapsedTimer sincePress;
         sincePress.start();
-        QCOMPARE(speaker.press(), QString());
-        ChildProcess::waitUntil([&] { return sincePress.elapsed() >= 180; });
+        const auto start = speaker.beginToPress();
+        ChildProcess::waitUntil([&] { return sincePress.elapsed() >= 180; }); // the player takes 20 more
         speaker.speak(words);
+        QCOMPARE(start->error(), QString());
         const auto transcript = speaker.release();
         // The recognizer may mistake the first word, but it must have heard one.
         static const QRegularExpression whole(u"^\\S+ was not .* young man$"_qs);
@@ -144,9 +149,10 @@ private Q_SLOTS:
         const auto selfish = u"unless to be rather cold hearted and rather selfish is to be ill disposed"_qs;
         // The model was not made for a telephone's half of the band.
         QTest::newRow("telephone") << 8000 << 1 << 75 << married;
-        QTest::newRow("compact disc") << 44100 << 2 << 65 << selfish;
-        QTest::newRow("mono") << 48000 << 1 << 65 << selfish;
-        QTest::newRow("studio") << 96000 << 2 << 65 << selfish;
+        QTest::newRow("compact disc") << 44100 << 2 << 55 << selfish;
+        QTest::newRow("mono") << 48000 << 1 << 55 << selfish;
+        QTest::newRow("studio") << 96000 << 2 << 55 << selfish;
+        QTest::newRow("surround") << 48000 << 8 << 55 << selfish;
     }
     void everyMicrophoneIsUnderstood() {
         QFETCH(int, rate);
@@ -156,14 +162,14 @@ private Q_SLOTS:
         SoundServer server({rate, channels});
         const SpeechDesktop desktop(server.address());
         Speaker speaker(server);
-        const auto recording = Recording::of(
-            u"had he married a more a amiable woman he might have been made still more respectable than he was"_qs);
+        const auto recording = Recording::of(spoken);
         QCOMPARE(speaker.press(), QString());
         speaker.speak(recording.path);
         speaker.waitUntilUnderstood();
         const auto transcript = speaker.release();
         const auto errors = WordErrorRate::of(transcript, recording.spoken);
-        QVERIFY2(errors.percent() <= highestErrorRate, qPrintable(transcript));
+        qInfo("word error rate %.0f %%: %s", errors.percent(), qUtf8Printable(transcript));
+        QVERIFY(errors.percent() <= highestErrorRate);
     }
 
     void theMicrophoneIsUnpluggedInMidSentence() {
@@ -195,10 +201,7 @@ private Q_SLOTS:
         SoundServer server;
         const SpeechDesktop desktop(server.address());
         Speaker speaker(server);
-        // The connection is made in the background; a press that joined it would be answered from before the
-        // pause.
-        const auto engine = platform::Platform::current().speechRecognition().makeAudioEngine();
-        QTRY_VERIFY(engine->inputNode().outputFormat(0).channelCount > 0);
+        waitForTheConnection();
         server.pause();
         QCOMPARE(speaker.press(), u"No microphone input format is available."_qs);
         server.resume();
@@ -219,6 +222,7 @@ private Q_SLOTS:
         SoundServer server;
         const SpeechDesktop desktop(server.address());
         Speaker speaker(server);
+        waitForTheConnection();
         server.pause();
         qint64 longestGapMs = 0;
         QElapsedTimer sinceLastTurn;
@@ -267,6 +271,11 @@ private Q_SLOTS:
     }
 
 private:
+    /// It is made in the background; a press that joined it would be answered from before a hang.
+    void waitForTheConnection() {
+        const auto engine = platform::Platform::current().speechRecognition().makeAudioEngine();
+        QTRY_VERIFY(engine->inputNode().outputFormat(0).channelCount > 0);
+    }
     void nextDictationWorks(Speaker &speaker) {
         const auto recording = Recording::of(sentence);
         QCOMPARE(speaker.press(), QString());
