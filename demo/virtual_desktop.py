@@ -33,8 +33,10 @@ def wait_for(what, condition, seconds=20.0, interval=0.02):
 class VirtualDesktop:
     """Use it in a `with`; what it starts ends with the block."""
 
-    def __init__(self, size="1280x800x24"):
+    def __init__(self, size="1280x800x24", sound_server=os.environ.get("TEST_SOUND_SERVER", "pulseaudio")):
+        """`sound_server` is pulseaudio or pipewire."""
         self._size = size
+        self._sound_server = sound_server
         self._children = []
         self.folder = None
         self.environment = {}
@@ -148,10 +150,10 @@ class VirtualDesktop:
         self._start_display()
         self._start_bus()
         self.start_keyring()
-        self._sound_socket = os.path.join(runtime, "pulse-native")
+        self._sound_socket = os.path.join(self._private("pulse"), "native")
         self.environment.update({
             "PULSE_SERVER": f"unix:{self._sound_socket}",
-            "PULSE_RUNTIME_PATH": self._private("pulse"),
+            "PULSE_RUNTIME_PATH": os.path.dirname(self._sound_socket),
             "PULSE_STATE_PATH": self._private("pulse-state"),
             "PULSE_COOKIE": os.path.join(self.folder, "pulse-cookie"),
         })
@@ -197,19 +199,27 @@ class VirtualDesktop:
 
     def start_sound(self):
         """Again too, after its end."""
-        self.sound = self.start(
-            ["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no", "--disable-shm=true",
-             "--realtime=no", "--high-priority=no",
-             "-L", f"module-native-protocol-unix auth-anonymous=1 socket={self._sound_socket}"])
+        if self._sound_server == "pipewire":
+            # Its three parts are one process group, so that one child is the server.
+            self.sound = self.start(
+                ["sh", "-c", 'rm -f "$XDG_RUNTIME_DIR"/pipewire-0*; pipewire & '
+                             'until [ -S "$XDG_RUNTIME_DIR/pipewire-0" ]; do sleep 0.02; done; '
+                             'wireplumber & exec pipewire-pulse'])
+        else:
+            self.sound = self.start(
+                ["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+                 "--disable-shm=true", "--realtime=no", "--high-priority=no",
+                 "-L", f"module-native-protocol-unix auth-anonymous=1 socket={self._sound_socket}"])
         wait_for("the sound server", lambda: b"Server Name" in self.run(["pactl", "info"]))
         self.plug_in_microphone()
 
     def plug_in_microphone(self):
         self.run(["pactl", "load-module", "module-null-sink", "sink_name=microphone", "rate=48000", "channels=2"])
+        wait_for("the microphone", lambda: b"microphone.monitor" in self.run(["pactl", "list", "short", "sources"]))
         self.run(["pactl", "set-default-source", "microphone.monitor"])
         # A real microphone runs all the time; a null sink only while somebody listens to it.
         self.start(["parec", "--device=microphone.monitor", "--latency-msec=20"])
-        wait_for("the microphone", lambda: b"RUNNING" in self.run(["pactl", "list", "short", "sources"]))
+        wait_for("the microphone's sound", lambda: b"RUNNING" in self.run(["pactl", "list", "short", "sources"]))
 
     def unplug_microphone(self):
         self.run(["pactl", "unload-module", "module-null-sink"])

@@ -73,7 +73,9 @@ private Q_SLOTS:
         probe.stop();
         server.resume();
         QVERIFY(probe.waitForEnd());
-        QVERIFY2(probe.frames() >= before + 48 * 40,
+        // A PipeWire that stands still captures nothing meanwhile.
+        const int capturedMs = SoundServer::isPipeWire() ? 0 : 40;
+        QVERIFY2(probe.frames() >= before + 48 * capturedMs,
                  qPrintable(u"%1 ms arrived"_qs.arg((probe.frames() - before) / 48)));
     }
 
@@ -128,6 +130,21 @@ private Q_SLOTS:
         probe.stop();
         QVERIFY(probe.waitForEnd());
         QTRY_COMPARE(server.recordingCount(), 0);
+    }
+
+    void oneConnectionIsKeptFromRecordingToRecording() {
+        SoundServer server;
+        SoundProbe probe(server.address());
+        probe.refresh();
+        const auto connections = server.connectionsOf("PulseCaptureTest");
+        QCOMPARE(connections.count('\n'), 1);
+        for (int round = 0; round < 2; ++round) {
+            probe.record(4800);
+            QCOMPARE(server.connectionsOf("PulseCaptureTest"), connections);
+            probe.stop();
+            QVERIFY(probe.waitForEnd());
+            QCOMPARE(server.connectionsOf("PulseCaptureTest"), connections);
+        }
     }
 
     void destroyingTheEngineEndsTheRecording() {

@@ -1,5 +1,6 @@
 #include "support/SoundServer.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -9,27 +10,30 @@ namespace quillora::test {
 
 namespace {
 
-QString nullSink(const SoundServer::Microphone &microphone) {
-    return u"module-null-sink sink_name=microphone rate=%1 channels=%2"_qs.arg(microphone.rate)
-        .arg(microphone.channels);
-}
+const QByteArray microphone = "microphone.monitor";
 
 } // namespace
 
-SoundServer::SoundServer(const Microphone &microphone) : m_microphone(microphone) { startServer(); }
+SoundServer::SoundServer(const Microphone &format) : m_microphone(format) {
+    QDir(m_folder.path()).mkdir(u"pulse"_qs);
+    startServer();
+}
 
 SoundServer::~SoundServer() = default;
+
+bool SoundServer::isPipeWire() { return qEnvironmentVariable("TEST_SOUND_SERVER") == u"pipewire"; }
 
 QStringList SoundServer::environment() const {
     return {u"HOME="_qs + m_folder.path(),
             u"XDG_RUNTIME_DIR="_qs + m_folder.path(),
             u"XDG_CONFIG_HOME="_qs + m_folder.path(),
-            u"PULSE_RUNTIME_PATH="_qs + m_folder.path(),
+            u"XDG_STATE_HOME="_qs + m_folder.path(),
+            u"PULSE_RUNTIME_PATH="_qs + m_folder.filePath(u"pulse"_qs),
             u"PULSE_STATE_PATH="_qs + m_folder.path(),
             u"PULSE_COOKIE="_qs + m_folder.filePath(u"cookie"_qs),
             u"PULSE_SERVER=unix:"_qs + socketPath(),
             u"DISPLAY="_qs,
-            u"DBUS_SESSION_BUS_ADDRESS=disabled:"_qs};
+            u"DBUS_SESSION_BUS_ADDRESS="_qs + (m_bus ? m_bus->address() : u"disabled:"_qs)};
 }
 
 QByteArray SoundServer::control(const QStringList &arguments) {
@@ -40,14 +44,10 @@ QByteArray SoundServer::control(const QStringList &arguments) {
 }
 
 void SoundServer::startServer() {
-    m_server = std::make_unique<ChildProcess>(
-        u"pulseaudio"_qs,
-        QStringList{u"-n"_qs, u"--daemonize=no"_qs, u"--exit-idle-time=-1"_qs, u"--use-pid-file=no"_qs,
-                    u"--disable-shm=true"_qs, u"--realtime=no"_qs, u"--high-priority=no"_qs,
-                    u"--resample-method=speex-float-5"_qs, u"-L"_qs,
-                    u"module-native-protocol-unix auth-anonymous=1 socket="_qs + socketPath(), u"-L"_qs,
-                    nullSink(m_microphone)},
-        environment());
+    if (isPipeWire())
+        startPipeWire();
+    else
+        startPulseAudio();
     const auto answers = [this] {
         try {
             control({u"info"_qs});
@@ -58,6 +58,51 @@ void SoundServer::startServer() {
     };
     if (!ChildProcess::waitUntil(answers))
         throw std::runtime_error("the sound server does not start");
+    loadMicrophone();
+}
+
+void SoundServer::startPulseAudio() {
+    startDaemon(u"pulseaudio"_qs,
+                {u"-n"_qs, u"--daemonize=no"_qs, u"--exit-idle-time=-1"_qs, u"--use-pid-file=no"_qs,
+                 u"--disable-shm=true"_qs, u"--realtime=no"_qs, u"--high-priority=no"_qs,
+                 u"--resample-method=speex-float-5"_qs, u"-L"_qs,
+                 u"module-native-protocol-unix auth-anonymous=1 socket="_qs + socketPath()});
+}
+
+void SoundServer::startPipeWire() {
+    // The session manager does not do without a bus.
+    if (!m_bus)
+        m_bus.emplace();
+    const QString core = m_folder.filePath(u"pipewire-0"_qs);
+    startDaemon(u"pipewire"_qs);
+    if (!ChildProcess::waitUntil([&] { return QFile::exists(core); }))
+        throw std::runtime_error("PipeWire does not start");
+    startDaemon(u"wireplumber"_qs);
+    startDaemon(u"pipewire-pulse"_qs);
+}
+
+void SoundServer::startDaemon(const QString &program, const QStringList &arguments) {
+    m_daemons.push_back(std::make_unique<ChildProcess>(program, arguments, environment()));
+}
+
+void SoundServer::signal(int number) {
+    for (const auto &daemon : m_daemons)
+        daemon->signal(number);
+}
+
+void SoundServer::loadMicrophone() {
+    control({u"load-module"_qs, u"module-null-sink"_qs, u"sink_name=microphone"_qs,
+             u"rate=%1"_qs.arg(m_microphone.rate), u"channels=%1"_qs.arg(m_microphone.channels)});
+    // PipeWire answers before the microphone is there.
+    const auto isThere = [this] {
+        return control({u"list"_qs, u"short"_qs, u"sources"_qs}).contains(microphone);
+    };
+    const auto isDefault = [this] { return control({u"get-default-source"_qs}).trimmed() == microphone; };
+    if (!ChildProcess::waitUntil(isThere))
+        throw std::runtime_error("there is no virtual microphone");
+    control({u"set-default-source"_qs, QString::fromUtf8(microphone)});
+    if (!ChildProcess::waitUntil(isDefault))
+        throw std::runtime_error("the virtual microphone does not become the default");
     keepMicrophoneRunning();
 }
 
@@ -92,19 +137,28 @@ void SoundServer::unplugMicrophone() {
     m_listener.reset();
 }
 
-void SoundServer::plugInMicrophone(const Microphone &microphone) {
-    m_microphone = microphone;
-    control(QStringList{u"load-module"_qs} + nullSink(microphone).split(u' '));
-    keepMicrophoneRunning();
+void SoundServer::plugInMicrophone(const Microphone &format) {
+    m_microphone = format;
+    loadMicrophone();
 }
 
 int SoundServer::recordingCount() {
     return static_cast<int>(control({u"list"_qs, u"short"_qs, u"source-outputs"_qs}).count('\n')) - 1;
 }
 
+QByteArray SoundServer::connectionsOf(const QByteArray &program) {
+    QByteArray connections;
+    for (const QByteArray &client : control({u"list"_qs, u"short"_qs, u"clients"_qs}).split('\n'))
+        if (client.contains(program))
+            connections += client.left(client.indexOf('\t')) + '\n';
+    return connections;
+}
+
 void SoundServer::kill() {
-    m_server->signal(SIGKILL);
-    m_server->process().waitForFinished();
+    signal(SIGKILL);
+    for (const auto &daemon : m_daemons)
+        daemon->process().waitForFinished();
+    m_daemons.clear();
     m_listener.reset();
 }
 

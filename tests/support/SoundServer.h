@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/ChildProcess.h"
+#include "support/PrivateSessionBus.h"
 
 #include <QString>
 #include <QStringList>
@@ -8,12 +9,15 @@
 
 #include <csignal>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace quillora::test {
 
 /// A sound server of the test's own, whose default source is a virtual microphone. The microphone runs all
-/// the time, as one that a desktop already uses.
+/// the time, as one that a desktop already uses. It is a PulseAudio, or a PipeWire that speaks its protocol
+/// if the environment variable TEST_SOUND_SERVER says "pipewire".
 class SoundServer {
 public:
     struct Microphone {
@@ -22,8 +26,10 @@ public:
     };
 
     /// Returns once the server answers and the microphone runs; throws std::runtime_error.
-    explicit SoundServer(const Microphone &microphone = {48000, 2});
+    explicit SoundServer(const Microphone &format = {48000, 2});
     ~SoundServer();
+
+    static bool isPipeWire();
 
     /// As in PULSE_SERVER.
     std::string address() const { return "unix:" + socketPath().toStdString(); }
@@ -32,31 +38,40 @@ public:
     std::unique_ptr<ChildProcess> play(const QString &path);
 
     void unplugMicrophone();
-    void plugInMicrophone(const Microphone &microphone);
+    void plugInMicrophone(const Microphone &format);
 
     /// How many recordings the server makes, the one that keeps the microphone running left out.
     int recordingCount();
+
+    /// The ids of the connections that a program of this name has, a line each.
+    QByteArray connectionsOf(const QByteArray &program);
 
     /// Ends the server without warning.
     void kill();
 
     /// Stops and continues the server, as a hang does.
-    void pause() { m_server->signal(SIGSTOP); }
-    void resume() { m_server->signal(SIGCONT); }
+    void pause() { signal(SIGSTOP); }
+    void resume() { signal(SIGCONT); }
 
     /// Starts a server that was killed again, at the same address.
     void restart();
 
 private:
-    QString socketPath() const { return m_folder.filePath(u"native"_qs); }
+    QString socketPath() const { return m_folder.filePath(u"pulse/native"_qs); }
     QStringList environment() const;
     QByteArray control(const QStringList &arguments);
     void startServer();
+    void startPulseAudio();
+    void startPipeWire();
+    void startDaemon(const QString &program, const QStringList &arguments = {});
+    void signal(int number);
+    void loadMicrophone();
     void keepMicrophoneRunning();
 
     QTemporaryDir m_folder;
     Microphone m_microphone;
-    std::unique_ptr<ChildProcess> m_server;
+    std::optional<PrivateSessionBus> m_bus;
+    std::vector<std::unique_ptr<ChildProcess>> m_daemons;
     std::unique_ptr<ChildProcess> m_listener;
 };
 
