@@ -130,8 +130,8 @@ class VirtualDesktop:
     def _bring_up(self):
         home = self._private("home")
         runtime = self._private("runtime")
-        keep = {name: os.environ[name] for name in ("PATH", "LANG", "LC_ALL", "TZ", "LD_LIBRARY_PATH")
-                if name in os.environ}
+        keep = {name: os.environ[name] for name in ("PATH", "LANG", "LC_ALL", "TZ", "LD_LIBRARY_PATH", "ASAN_OPTIONS",
+                                                    "UBSAN_OPTIONS") if name in os.environ}
         self.environment = {
             **keep,
             "HOME": home,
