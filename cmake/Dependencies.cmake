@@ -2,8 +2,9 @@ find_package(PkgConfig REQUIRED)
 find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network DBus Svg Test)
 find_package(QCoro6 REQUIRED COMPONENTS Core)
 find_package(ICU REQUIRED COMPONENTS uc i18n)
-pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-xtest xcb-xkb xcb-keysyms xcb-xfixes)
+pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-xtest xcb-xkb xcb-xfixes)
 pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(SECRET REQUIRED IMPORTED_TARGET libsecret-1)
 
 # Debian's pocketsphinx.pc names an include folder that does not exist, so the paths are set by hand.

@@ -95,6 +95,11 @@ class FaultTest(unittest.TestCase):
 class SoundFaultTest(FaultTest):
     """The sound server and its microphone."""
 
+    def restart_quillora(self, **options):
+        self.desktop.stop(self.person.quillora)
+        self.person.start_quillora(**options)
+        self.person.focus_editor()
+
     def sound_returns(self):
         self.desktop.kill(self.desktop.sound)
         self.desktop.start_sound()
@@ -143,6 +148,19 @@ class SoundFaultTest(FaultTest):
         with self.person.holding_the_hotkey():
             self.wait_for_status(NO_MICROPHONE)
         self.desktop.start_sound()
+        self.assert_all_is_well_again()
+
+    def test_a_microphone_switched_off_in_the_desktops_settings_is_not_touched(self):
+        settings = os.path.join(self.desktop.environment["XDG_CONFIG_HOME"], "glib-2.0", "settings", "keyfile")
+        os.makedirs(os.path.dirname(settings), exist_ok=True)
+        with open(settings, "w", encoding="utf-8") as file:
+            file.write("[org/gnome/desktop/privacy]\ndisable-microphone=true\n")
+        self.restart_quillora(environment={"GSETTINGS_BACKEND": "keyfile"})
+        with self.person.holding_the_hotkey():
+            self.wait_for_status("Speech failed: Microphone permission was denied.")
+            self.assertNotIn(b"Dictation", self.desktop.run(["pactl", "list", "source-outputs"]))
+        os.remove(settings)
+        self.restart_quillora()
         self.assert_all_is_well_again()
 
     def test_frozen_at_the_press_means_no_microphone(self):

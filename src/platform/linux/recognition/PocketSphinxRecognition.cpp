@@ -33,13 +33,14 @@ void PocketSphinxRecognition::requestMicrophoneAccess(std::function<void(bool gr
     // The replies stay on the main thread: what they hold may only be touched and let go there.
     m_accessReplies->push_back(std::move(reply));
     m_sound->refresh(
-        [&mainQueue = Platform::current().mainQueue(), replies = std::weak_ptr(m_accessReplies)] {
-            mainQueue.async([replies] {
-                const auto waiting = replies.lock();
+        [this, &mainQueue = Platform::current().mainQueue(), replies = std::weak_ptr(m_accessReplies)] {
+            mainQueue.async([this, replies] {
+                const auto waiting = replies.lock(); // none if this has ended
                 if (!waiting)
                     return;
+                const bool isGranted = m_microphoneSwitch.allowsRecording();
                 for (const auto &answer : std::exchange(*waiting, {}))
-                    answer(true);
+                    answer(isGranted);
             });
         });
 }

@@ -3,6 +3,7 @@
 #include "platform/SpeechRecognition.h"
 #include "platform/linux/recognition/PocketSphinxData.h"
 #include "platform/linux/recognition/RecognitionThread.h"
+#include "platform/linux/sound/MicrophoneSwitch.h"
 #include "platform/linux/sound/PulseConnection.h"
 
 #include <QStringList>
@@ -26,8 +27,9 @@ public:
 
     void requestAuthorization(std::function<void(SpeechAuthorizationStatus)> reply) override;
 
-    /// Comes once the sound server has answered, or after 500 ms. Granted even where there is no server: that
-    /// shows as an input format without channels.
+    /// Comes once the sound server has answered, or after 500 ms. Denied if the user has switched the
+    /// microphone off for applications. Granted even where there is no server: that shows as an input format
+    /// without channels.
     void requestMicrophoneAccess(std::function<void(bool granted)> reply) override;
 
     QStringList supportedLocales() const override;
@@ -44,6 +46,7 @@ private:
 
     const std::shared_ptr<PulseConnection> m_sound;
     const QStringList m_folders;
+    const MicrophoneSwitch m_microphoneSwitch;
     const std::shared_ptr<Replies> m_accessReplies = std::make_shared<Replies>();
     std::vector<PocketSphinxData::FileState> m_loadedFrom;
     std::shared_ptr<RecognitionThread> m_thread; ///< none until there is data
