@@ -36,11 +36,15 @@ SpeechRecognizerService::~SpeechRecognizerService() {
 }
 
 QCoro::Task<> SpeechRecognizerService::requestPermissions() {
+    const QPointer<SpeechRecognizerService> self(this);
     Continuation<platform::SpeechAuthorizationStatus> authorization;
     const auto authorizationStatus = authorization.wait();
     speechRecognition().requestAuthorization(
         [authorization = std::move(authorization)](auto status) { authorization.resume(status); });
-    if (co_await authorizationStatus != platform::SpeechAuthorizationStatus::authorized)
+    const auto status = co_await authorizationStatus;
+    if (!self)
+        throw platform::ContinuationDropped();
+    if (status != platform::SpeechAuthorizationStatus::authorized)
         throw SpeechRecognizerServiceError::speechPermissionDenied();
 
     Continuation<bool> microphone;

@@ -314,6 +314,16 @@ private Q_SLOTS:
         QVERIFY(!m->takeCalls().contains(u"pasteboard.clear"_qs));
     }
 
+    void aPermissionThatIsGivenAfterTheEndAsksForNothingMore() {
+        m->platform.speech.replies = Replies::byHand;
+        c().hotKeyPressed();
+        m->endController();
+        m->takeCalls();
+        m->platform.speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
+        m->run();
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
 private:
     /// The status at each call to the shell during one dictation.
     QStringList textsThatTheShellFinds(const QString &spoken) {

@@ -279,8 +279,8 @@ private Q_SLOTS:
             m_service.reset();
             if (suspension == 0)
                 m_platform->speech.authorizationReplies.front()(SpeechAuthorizationStatus::authorized);
-            m_platform->run();
-            m_platform->speech.microphoneReplies.front()(true);
+            else
+                m_platform->speech.microphoneReplies.front()(true);
             m_platform->run();
             QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
         } else {
@@ -294,6 +294,16 @@ private Q_SLOTS:
             QCOMPARE(outcome->value(), u"so far"_qs);
             QCOMPARE(m_partials, QStringList{u"so far"_qs});
         }
+    }
+
+    void aServiceThatHasEndedDoesNotAskForTheMicrophone() {
+        m_platform->speech.replies = Replies::byHand;
+        const auto outcome = start();
+        m_service.reset();
+        calls();
+        m_platform->speech.authorizationReplies.front()(SpeechAuthorizationStatus::authorized);
+        m_platform->run();
+        QCOMPARE(calls(), QStringList());
     }
 
     void endingTheServiceWhileRecordingEndsTheCapture() {
