@@ -49,6 +49,8 @@ void restorePasteboard(const std::vector<PasteboardItem> &saved) {
 void postCommandV() {
     auto &keystrokes = Platform::current().keystrokes();
     const auto source = keystrokes.createSource(platform::KeyEventSourceState::hidSystemState);
+    if (!source)
+        return;
     auto keyDown = keystrokes.createKeyboardEvent(source.get(), ansiVKeyCode, true);
     auto keyUp = keystrokes.createKeyboardEvent(source.get(), ansiVKeyCode, false);
     for (auto *event : {&keyDown, &keyUp}) {
