@@ -121,6 +121,70 @@ private Q_SLOTS:
         QVERIFY(!c().isProcessing());
     }
 
+    void aFailureOfTheHostedEngineIsShownAndNothingIsPasted_data() {
+        QTest::addColumn<QString>("endpoint");
+        QTest::addColumn<int>("statusCode");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("status");
+        const QString good = u"https://my.example/t"_qs;
+        const QByteArray answer = R"({"translation":"hola"})";
+        QTest::newRow("an HTTP error with words") << good << 401 << QByteArray(R"({"error":"Who are you?"})")
+                                                  << u"Translation failed: Who are you?"_qs;
+        QTest::newRow("an HTTP error without words")
+            << good << 502 << QByteArray("<html>")
+            << u"Translation failed: Translation backend returned HTTP 502."_qs;
+        QTest::newRow("an endpoint without a scheme")
+            << u"my.example/t"_qs << 200 << answer
+            << u"Translation failed: OpenAI backend endpoint is invalid."_qs;
+        QTest::newRow("no endpoint") << u" \n"_qs << 200 << answer
+                                     << u"Translation failed: OpenAI backend endpoint is invalid."_qs;
+        QTest::newRow("an empty result")
+            << good << 200 << QByteArray(R"({"translation":" \n"})")
+            << u"Translation failed: OpenAI backend returned an empty translation."_qs;
+        QTest::newRow("not HTTP") << good << 0 << answer
+                                  << u"Translation failed: OpenAI backend returned an invalid response."_qs;
+    }
+    void aFailureOfTheHostedEngineIsShownAndNothingIsPasted() {
+        QFETCH(QString, endpoint);
+        QFETCH(int, statusCode);
+        QFETCH(QByteArray, body);
+        QFETCH(QString, status);
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        c().setOpenAIEndpointString(endpoint);
+        m->platform.http.response = {statusCode != 0, statusCode, body};
+        m->dictate(u"hello"_qs);
+        m->platform.queue.advance(5s);
+        QCOMPARE(m->takeStatuses().last(2), (QStringList{u"Translating with OpenAI..."_qs, status}));
+        const QStringList calls = m->takeCalls(u"(pasteboard|activate|keystrokes|on)"_qs);
+        QCOMPARE(calls.mid(3), (QStringList{attention, processingOff}));
+        QVERIFY(!c().isProcessing());
+        QCOMPARE(c().transcriptText(), u"hello"_qs);
+        QCOMPARE(c().translatedText(), QString());
+    }
+
+    void anErrorThatComesWhenANewerDictationRunsIsShownAndLeavesItRunning() {
+        recordWhileATranslationIsPending();
+        m->platform.http.pending.front().resume({true, 401, R"({"error":"Who are you?"})"});
+        m->run();
+        QCOMPARE(m->takeStatuses().last(), u"Translation failed: Who are you?"_qs);
+        QCOMPARE(m->takeCalls(), (QStringList{attention, u"onStateChanged recording=1 processing=0"_qs}));
+        QVERIFY(c().isRecording());
+        QVERIFY(!c().isProcessing());
+    }
+
+    void aDictationThatRanDuringAnOlderOnesErrorIsInserted() {
+        recordWhileATranslationIsPending();
+        m->platform.http.pending.front().resume({true, 401, R"({"error":"Who are you?"})"});
+        m->run();
+        c().toggleRecording();
+        m->platform.speech.deliverFinal(u"two"_qs);
+        m->run();
+        m->platform.http.pending.back().resume({true, 200, R"({"translation":"dos"})"});
+        m->run();
+        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+        QCOMPARE(m->takeCalls(u"pasteboard.set"_qs), QStringList{u"pasteboard.setString dos"_qs});
+    }
+
     void anErrorWithoutWordsIsAnErrorAllTheSame() {
         m->platform.translation.translationError = QString();
         m->dictate(u"hello"_qs);
@@ -335,6 +399,31 @@ private Q_SLOTS:
     }
 
 private:
+    /// Two starts from the panel are allowed while the first waits for permission: one dictation has come to
+    /// its hosted translation, the other records.
+    void recordWhileATranslationIsPending() {
+        auto &speech = m->platform.speech;
+        speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m->platform.http.repliesByHand = true;
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        const auto grant = [&](size_t question) {
+            speech.authorizationReplies[question](platform::SpeechAuthorizationStatus::authorized);
+            m->run();
+            speech.microphoneReplies[question](true);
+            m->run();
+        };
+        c().toggleRecording();
+        c().toggleRecording();
+        grant(0);
+        c().toggleRecording();
+        speech.deliverFinal(u"one"_qs);
+        m->run();
+        grant(1);
+        QVERIFY(c().isRecording());
+        QVERIFY(c().isProcessing());
+        m->takeCalls();
+    }
+
     /// The first request to the backend; an empty one if none was made.
     platform::HttpRequest hostedRequest() const {
         const auto &requests = m->platform.http.requests;
