@@ -41,7 +41,7 @@ public:
 
     platform::KeychainStatus add(const platform::KeychainQuery &query, const QByteArray &data) override {
         record(u"add"_qs, query);
-        if (isBroken)
+        if (isBroken || refusesAdditions)
             return platform::KeychainStatus::failure;
         items[keyOf(query)] = {data, {}};
         return platform::KeychainStatus::success;
@@ -57,6 +57,7 @@ public:
 
     std::map<Key, Item> items;
     bool isBroken = false; ///< locked, refused, absent: every call fails
+    bool refusesAdditions = false;
 
 private:
     static Key keyOf(const platform::KeychainQuery &query) { return {query.service, query.account}; }

@@ -124,7 +124,7 @@ public:
 
     std::unique_ptr<platform::SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override {
         m_log.add(u"speech.makeRecognizer "_qs + localeIdentifier);
-        if (!locales.contains(localeIdentifier))
+        if (makesNoRecognizer || !locales.contains(localeIdentifier))
             return nullptr;
         return std::make_unique<Recognizer>(*this, localeIdentifier);
     }
@@ -148,6 +148,7 @@ public:
     platform::SpeechAuthorizationStatus authorizationStatus = platform::SpeechAuthorizationStatus::authorized;
     bool isMicrophoneGranted = true;
     bool isAvailable = true;
+    bool makesNoRecognizer = false;
     QStringList locales{u"en-US"_qs};
     std::deque<std::function<void(platform::SpeechAuthorizationStatus)>> authorizationReplies;
     std::deque<std::function<void(bool)>> microphoneReplies;

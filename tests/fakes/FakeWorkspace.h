@@ -4,13 +4,15 @@
 #include "platform/Workspace.h"
 
 #include <map>
+#include <memory>
 #include <utility>
 
 namespace quillora::test {
 
 class FakeWorkspace;
 
-class FakeRunningApplication : public platform::RunningApplication {
+class FakeRunningApplication : public platform::RunningApplication,
+                               public std::enable_shared_from_this<FakeRunningApplication> {
 public:
     FakeRunningApplication(FakeWorkspace &workspace, QString name, std::optional<QString> bundleIdentifier)
         : m_workspace(workspace), m_name(std::move(name)), m_bundleIdentifier(std::move(bundleIdentifier)) {}
@@ -65,6 +67,7 @@ public:
     CallLog &log;
     std::optional<QString> ownIdentifier = u"Quillora"_qs;
     platform::RunningApplicationHandle frontmost;
+    bool refusesActivation = false; ///< the desktop brings nothing to the front for us
 
 private:
     std::map<ObserverToken, ActivationObserver> m_observers;
@@ -73,9 +76,8 @@ private:
 
 inline void FakeRunningApplication::activate() {
     m_workspace.log.add(u"activate "_qs + m_name);
-    if (!hasEnded)
-        m_workspace.bringToFront(
-            std::make_shared<FakeRunningApplication>(m_workspace, m_name, m_bundleIdentifier));
+    if (!hasEnded && !m_workspace.refusesActivation)
+        m_workspace.bringToFront(shared_from_this());
 }
 
 } // namespace quillora::test
