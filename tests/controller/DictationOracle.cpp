@@ -1,9 +1,164 @@
 #include "controller/DictationOracle.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace quillora::test {
+
+namespace {
+
+const QString service = u"com.local.Quillora"_qs;
+const QString legacyService = u"com.local.Cobaltwhisk"_qs;
+const QString defaultEndpoint = u"https://translate.quillora.example/v1/translate"_qs;
+const QString insertedTranslation = u"Inserted translation."_qs;
+const QString copiedTranslation = u"Copied translation. Enable Accessibility to auto-paste."_qs;
+
+struct Language {
+    QString id;
+    QString name;
+    QString code;
+};
+
+/// The languages that this world can hear, and those that it is asked to write; the first is the default.
+const QList<Language> spokenLanguages{{u"en-US"_qs, u"English (United States)"_qs, u"en"_qs},
+                                      {u"ru-RU"_qs, u"Russian (Russia)"_qs, u"ru"_qs},
+                                      {u"kk-KZ"_qs, u"Kazakh (Kazakhstan)"_qs, u"kk"_qs},
+                                      {u"es-ES"_qs, u"Spanish (Spain)"_qs, u"es"_qs}};
+const QList<Language> targetLanguages{{u"ru"_qs, u"Russian"_qs, u"ru"_qs},
+                                      {u"en"_qs, u"English"_qs, u"en"_qs},
+                                      {u"kk"_qs, u"Kazakh"_qs, u"kk"_qs},
+                                      {u"es"_qs, u"Spanish"_qs, u"es"_qs},
+                                      {u"nl"_qs, u"Dutch"_qs, u"nl"_qs}};
+
+const Language *find(const QList<Language> &languages, QString Language::*member, const QString &value) {
+    for (const auto &language : languages) {
+        if (language.*member == value)
+            return &language;
+    }
+    return nullptr;
+}
+
+const Language &chosen(const QList<Language> &languages, const QString &id) {
+    const auto *found = find(languages, &Language::id, id);
+    return found ? *found : languages.first();
+}
+
+QString textOf(const QString &value) { return value; }
+QString textOf(bool value) { return value ? u"yes"_qs : u"no"_qs; }
+QString textOf(const DictationOracle::HotKey &value) { return value.storageValue; }
+
+} // namespace
+
+const QList<DictationOracle::HotKey> &DictationOracle::hotKeys() {
+    static const QList<HotKey> keys{{u"49:6144"_qs, u"Ctrl Option Space"_qs},
+                                    {u"40:256"_qs, u"Cmd K"_qs},
+                                    {u"122:6656"_qs, u"Ctrl Option Shift F1"_qs},
+                                    {u"0:512"_qs, u"Shift A"_qs, false},
+                                    {u"53:0"_qs, u"Esc"_qs, false}};
+    return keys;
+}
+
+// Settings
+
+void DictationOracle::startUp() {
+    const auto stored = [this](const QString &key) {
+        const auto found = defaults.find(key);
+        return found == defaults.end() ? QString() : found->second;
+    };
+    source = chosen(spokenLanguages, stored(u"sourceLocaleIdentifier"_qs)).id;
+    target = chosen(targetLanguages, stored(u"targetLanguageIdentifier"_qs)).id;
+    engine = defaults.contains(u"translationEngineIdentifier"_qs) ? stored(u"translationEngineIdentifier"_qs)
+                                                                  : u"appleLocal"_qs;
+    endpoint = stored(u"openAIEndpointString"_qs).trimmed();
+    if (endpoint.isEmpty() || endpoint == u"http://127.0.0.1:8787/v1/translate")
+        endpoint = defaultEndpoint;
+    token = storedSecret(u"openAIClientToken"_qs).value_or(QString());
+    for (const auto &known : hotKeys()) {
+        if (known.storageValue == stored(u"hotKey"_qs))
+            hotKey = known;
+    }
+    store(u"openAIEndpointString"_qs, endpoint);
+    enforceEngine();
+    if (frontmost && !isOwn(*frontmost))
+        m_lastExternal = frontmost;
+    m_isObserved = true;
+}
+
+void DictationOracle::end() {
+    m_posted.clear();
+    m_finalWaiter = nullptr;
+    m_job.reset();
+    if (m_timeout)
+        *m_timeout = true;
+    m_isObserved = false;
+}
+
+template <typename T>
+void DictationOracle::publish(const char *property, T &value, const T &newValue) {
+    if (value == newValue)
+        return;
+    value = newValue;
+    if (m_isObserved)
+        log += QString::fromLatin1(property) + u'=' + textOf(newValue);
+}
+
+void DictationOracle::store(const QString &key, const QString &value) {
+    defaults[key] = value;
+    log += u"defaults.set "_qs + key + u'=' + value;
+}
+
+void DictationOracle::chooseSource(const QString &id) {
+    publish("sourceLocaleIdentifier", source, id);
+    store(u"sourceLocaleIdentifier"_qs, id);
+    enforceEngine();
+}
+
+void DictationOracle::chooseTarget(const QString &id) {
+    publish("targetLanguageIdentifier", target, id);
+    store(u"targetLanguageIdentifier"_qs, id);
+    enforceEngine();
+}
+
+void DictationOracle::chooseEngine(const QString &id) {
+    publish("translationEngineIdentifier", engine, id);
+    store(u"translationEngineIdentifier"_qs, id);
+    enforceEngine();
+}
+
+void DictationOracle::typeEndpoint(const QString &text) {
+    publish("openAIEndpointString", endpoint, text);
+    store(u"openAIEndpointString"_qs, text);
+}
+
+void DictationOracle::typeToken(const QString &text) {
+    publish("openAIClientToken", token, text);
+    m_didEditToken = true;
+    storeSecret(u"openAIClientToken"_qs, text);
+}
+
+bool DictationOracle::canTranslateHere() const {
+    const QString from = chosen(spokenLanguages, source).code;
+    const QString to = chosen(targetLanguages, target).id;
+    return from == to || (from != u"kk" && to != u"kk");
+}
+
+void DictationOracle::enforceEngine() {
+    if (isHostedSelected() || canTranslateHere())
+        return;
+    chooseEngine(u"openAINatural"_qs);
+    say(chosen(targetLanguages, target).name + u" uses OpenAI Natural."_qs);
+}
+
+void DictationOracle::swap() {
+    const auto *heard = find(spokenLanguages, &Language::code, chosen(targetLanguages, target).id);
+    const QString formerSource = chosen(spokenLanguages, source).code;
+    if (!heard || !find(targetLanguages, &Language::id, formerSource))
+        return;
+    chooseSource(heard->id);
+    chooseTarget(formerSource);
+    say(u"Language pair updated."_qs);
+}
+
+// The hotkey's events and its changes
 
 void DictationOracle::press() {
     if (isRecordingHotKey || isRecording || isProcessing || m_isHeld || m_isStarting)
@@ -45,73 +200,69 @@ void DictationOracle::toggle() {
 void DictationOracle::startCapture() {
     if (isRecording || isProcessing)
         return;
-    isRecordingHotKey = true;
-    status = u"Press a shortcut with Ctrl, Option, or Cmd."_qs;
+    publish("isRecordingHotKey", isRecordingHotKey, true);
+    say(u"Press a shortcut with Ctrl, Option, or Cmd."_qs);
 }
 
 void DictationOracle::cancelCapture() {
-    isRecordingHotKey = false;
-    status = u"Hotkey unchanged."_qs;
+    publish("isRecordingHotKey", isRecordingHotKey, false);
+    say(u"Hotkey unchanged."_qs);
 }
 
-void DictationOracle::chooseTarget(const QString &id) {
-    target = id;
-    calls += u"defaults.set targetLanguageIdentifier="_qs + id;
-}
+void DictationOracle::rejectHotKey() { say(u"Use Ctrl, Option, or Cmd with another key."_qs); }
 
-void DictationOracle::prepareModels() {
-    if (isRecording || isProcessing)
-        return;
-    if (target == u"en") {
-        status = u"Same language selected; no translation model needed."_qs;
-        return;
-    }
-    setProcessing(true);
-    status = u"Preparing translation models..."_qs;
-    bridge(
-        std::nullopt,
-        [this](const QString &) {
-            status = u"Translation models are ready."_qs;
-            setProcessing(false);
-        },
-        [this](const QString &error) {
-            status = u"Translation setup failed: "_qs + error;
+void DictationOracle::setHotKey(const HotKey &newHotKey) {
+    if (!newHotKey.isUsable)
+        return rejectHotKey();
+    if (hasRegistrar) {
+        log += u"onHotKeyChangeRequested "_qs + newHotKey.storageValue;
+        if (refusesHotKeys) {
+            publish("isRecordingHotKey", isRecordingHotKey, false);
+            say(u"Could not register "_qs + newHotKey.displayName + u'.');
             needAttention();
-            setProcessing(false);
-        });
+            return;
+        }
+    }
+    publish("hotKey", hotKey, newHotKey);
+    publish("isRecordingHotKey", isRecordingHotKey, false);
+    store(u"hotKey"_qs, newHotKey.storageValue);
+    say(u"Hotkey updated to "_qs + newHotKey.displayName + u'.');
 }
 
-void DictationOracle::pasteLast() {
-    if (translated.isEmpty())
-        return;
-    pasteOrCopy(translated, u"Inserted translation."_qs,
-                u"Copied translation. Enable Accessibility to auto-paste."_qs);
-}
+// Recording
 
 void DictationOracle::setRecording(bool value) {
-    isRecording = value;
-    calls += u"onStateChanged recording=%1 processing=%2"_qs.arg(isRecording).arg(isProcessing);
+    publish("isRecording", isRecording, value);
+    stateChanged();
 }
 
 void DictationOracle::setProcessing(bool value) {
-    isProcessing = value;
-    calls += u"onStateChanged recording=%1 processing=%2"_qs.arg(isRecording).arg(isProcessing);
+    publish("isProcessing", isProcessing, value);
+    stateChanged();
+}
+
+void DictationOracle::stateChanged() {
+    log += u"onStateChanged recording=%1 processing=%2"_qs.arg(isRecording).arg(isProcessing);
 }
 
 void DictationOracle::startRecording(const Next &next) {
     if (isRecording || isProcessing)
         return next();
-    transcript.clear();
-    translated.clear();
-    status = u"Requesting microphone and speech access..."_qs;
+    captureTarget();
+    if (!isTrusted)
+        say(u"Accessibility access is needed to paste."_qs);
+    publish("transcriptText", transcript, QString());
+    publish("translatedText", translated, QString());
+    say(u"Requesting microphone and speech access..."_qs);
     serviceStart(
+        chosen(spokenLanguages, source).id,
         [this, next] {
             setRecording(true);
-            status = u"Listening..."_qs;
+            say(u"Listening..."_qs);
             next();
         },
         [this, next](const QString &error) {
-            status = u"Speech failed: "_qs + error;
+            say(u"Speech failed: "_qs + error);
             needAttention();
             next();
         });
@@ -122,122 +273,293 @@ void DictationOracle::stopRecording(const Next &next) {
         return next();
     setRecording(false);
     setProcessing(true);
-    status = u"Finishing transcription..."_qs;
+    say(u"Finishing transcription..."_qs);
     serviceStop([this, next](const QString &text) {
-        transcript = text.trimmed();
+        publish("transcriptText", transcript, text.trimmed());
         if (!transcript.isEmpty())
             return translateAndPaste(transcript, next);
         setProcessing(false);
-        status = u"No speech recognized."_qs;
+        say(u"No speech recognized."_qs);
         needAttention();
         next();
     });
 }
 
+// Translating and pasting
+
+void DictationOracle::translate(const QString &text, const Done &done, const Failed &failed) {
+    if (!isHostedEffective())
+        return bridge(text, done, failed);
+    Request request{endpoint.trimmed(),
+                    text,
+                    chosen(spokenLanguages, source).name,
+                    chosen(targetLanguages, target).name,
+                    {},
+                    deviceIdentifier()};
+    if (!request.url.contains(u"://"))
+        return failed(u"OpenAI backend endpoint is invalid."_qs);
+    const QString sentToken = token.trimmed();
+    if (sentToken.contains(u'\n'))
+        return failed(
+            u"The subscription token holds a line break or another control character. Enter it again."_qs);
+    if (!sentToken.isEmpty())
+        request.authorization = u"Bearer "_qs + sentToken;
+    log += u"http POST "_qs + request.url;
+    requests += request;
+    hosted.push_back({done, failed});
+}
+
 void DictationOracle::translateAndPaste(const QString &text, const Next &next) {
-    if (target == u"en") {
-        translated = text;
+    const auto finish = [this, next] {
+        setProcessing(false);
+        next();
+    };
+    if (chosen(spokenLanguages, source).code == chosen(targetLanguages, target).id) {
+        publish("translatedText", translated, text);
+        say(u"Same language selected; pasting transcript."_qs);
         pasteOrCopy(text, u"Inserted transcript."_qs,
                     u"Copied transcript. Enable Accessibility to auto-paste."_qs);
-        setProcessing(false);
-        return next();
+        return finish();
     }
-    status = u"Translating locally..."_qs;
-    bridge(
+    say(isHostedEffective() ? u"Translating with OpenAI..."_qs : u"Translating locally..."_qs);
+    translate(
         text,
-        [this, next](const QString &result) {
-            translated = result;
-            pasteOrCopy(result, u"Inserted translation."_qs,
-                        u"Copied translation. Enable Accessibility to auto-paste."_qs);
-            setProcessing(false);
-            next();
+        [this, finish](const QString &result) {
+            publish("translatedText", translated, result);
+            say(u"Pasting..."_qs);
+            pasteOrCopy(result, insertedTranslation, copiedTranslation);
+            finish();
         },
-        [this, next](const QString &error) {
-            status = u"Translation failed: "_qs + error;
+        [this, finish](const QString &error) {
+            say(u"Translation failed: "_qs + error);
             needAttention();
-            setProcessing(false);
-            next();
+            finish();
         });
 }
 
 void DictationOracle::pasteOrCopy(const QString &text, const QString &inserted, const QString &copied) {
-    const auto put = [this, text] {
-        calls += u"pasteboard.clear"_qs;
-        calls += u"pasteboard.setString "_qs + text;
-        m_pasteboard = text;
-    };
-    if (!isTrusted) {
-        put();
-        if (!m_didPrompt) {
-            m_didPrompt = true;
-            calls += u"keystrokes.prompt"_qs;
-        }
-        status = copied;
+    if (paste(text))
+        return say(inserted);
+    copy(text);
+    requestAccessibility();
+    say(copied);
+}
+
+void DictationOracle::pasteLast() {
+    if (translated.trimmed().isEmpty())
         return;
+    captureTarget();
+    pasteOrCopy(translated, insertedTranslation, copiedTranslation);
+}
+
+void DictationOracle::captureTarget() {
+    if (frontmost && !isOwn(*frontmost))
+        m_lastExternal = frontmost;
+    m_pasteTarget = m_lastExternal;
+}
+
+bool DictationOracle::isOwn(const Application &application) const {
+    return ownIdentifier && application.identifier && *ownIdentifier == *application.identifier;
+}
+
+void DictationOracle::bringToFront(const ApplicationHandle &application) {
+    frontmost = application;
+    if (!application)
+        return;
+    post([this, application] {
+        if (!isOwn(*application))
+            m_lastExternal = application;
+    });
+}
+
+void DictationOracle::requestAccessibility() {
+    if (isTrusted)
+        return;
+    if (m_didPrompt)
+        return say(u"Accessibility access is still not active."_qs);
+    m_didPrompt = true;
+    log += u"keystrokes.prompt"_qs;
+}
+
+void DictationOracle::refreshAccessibility() {
+    if (!isTrusted)
+        say(u"Accessibility access is needed to paste."_qs);
+}
+
+void DictationOracle::prepareModels() {
+    if (isRecording || isProcessing)
+        return;
+    const Language &from = chosen(spokenLanguages, source);
+    const Language &to = chosen(targetLanguages, target);
+    if (isHostedSelected())
+        return say(u"OpenAI Natural uses your backend; no local model download needed."_qs);
+    // That a selected on-device engine cannot serve the pair never lasts until somebody asks.
+    if (from.code == to.id)
+        return say(u"Same language selected; no translation model needed."_qs);
+    setProcessing(true);
+    say(u"Preparing translation models..."_qs);
+    bridge(
+        std::nullopt,
+        [this](const QString &) {
+            say(u"Translation models are ready."_qs);
+            setProcessing(false);
+        },
+        [this](const QString &error) {
+            say(u"Translation setup failed: "_qs + error);
+            needAttention();
+            setProcessing(false);
+        });
+}
+
+// The pasteboard
+
+bool DictationOracle::paste(const QString &text) {
+    if (!isTrusted)
+        return false;
+    log += u"pasteboard.items"_qs;
+    auto saved = pasteboard;
+    for (auto &item : saved)
+        item.removeIf([](const QString &value) { return value.startsWith(u"unreadable"); });
+    copy(text);
+    if (m_pasteTarget) {
+        log += u"activate "_qs + m_pasteTarget->name;
+        if (!m_pasteTarget->hasEnded && !refusesActivation)
+            bringToFront(m_pasteTarget);
     }
-    calls += u"pasteboard.items"_qs;
-    const auto saved = m_pasteboard;
-    put();
-    calls += u"activate editor"_qs;
-    post([] {}); // the desktop reports the activation, which changes nothing: the editor was in front already
+    ++pendingRestores;
     after(150, [this, saved] {
-        calls += u"keystrokes.post down 9 flags=0x100000 tap=0"_qs;
-        calls += u"keystrokes.post up 9 flags=0x100000 tap=0"_qs;
+        pressPasteKeys();
         after(800, [this, saved] {
-            calls += u"pasteboard.clear"_qs;
-            m_pasteboard = saved;
-            if (saved)
-                calls += u"pasteboard.write 1"_qs;
+            log += u"pasteboard.clear"_qs;
+            pasteboard = saved;
+            if (!saved.isEmpty())
+                log += u"pasteboard.write "_qs + QString::number(saved.size());
+            --pendingRestores;
         });
     });
-    status = inserted;
+    return true;
 }
 
-void DictationOracle::serviceStart(const Next &next, const Failed &failed) {
-    calls += u"speech.requestAuthorization"_qs;
-    authorizations.push_back({[this, next, failed] {
-                                  calls += u"speech.requestMicrophoneAccess"_qs;
-                                  microphones.push_back(
-                                      {[this, next, failed] {
-                                           serviceCleanup(true);
-                                           calls += u"speech.makeRecognizer en-US"_qs;
-                                           if (!isRecognizerAvailable)
-                                               return failed(u"Speech recognizer is unavailable "
-                                                             "for en-US."_qs);
-                                           calls += u"speech.makeBufferRequest"_qs;
-                                           m_hasRequest = true;
-                                           m_lastTranscript.clear();
-                                           if (!hasChannels)
-                                               return failed(u"No microphone input format is available."_qs);
-                                           calls += u"audio.removeTap bus=0"_qs;
-                                           calls += u"audio.installTap bus=0 frames=1024 "
-                                                    "rate=48000 channels=1"_qs;
-                                           calls += u"recognizer.task partial=1 hint=1"_qs;
-                                           m_hasTask = true;
-                                           ++recognitionCount;
-                                           calls += u"audio.prepare"_qs;
-                                           calls += u"audio.start"_qs;
-                                           if (engineStartError)
-                                               return failed(*engineStartError);
-                                           m_engineRuns = true;
-                                           m_serviceRuns = true;
-                                           next();
-                                       },
-                                       failed});
-                              },
-                              failed});
+void DictationOracle::copy(const QString &text) {
+    log += u"pasteboard.clear"_qs;
+    log += u"pasteboard.setString "_qs + text;
+    pasteboard = {{u"text/plain;charset=utf-8~"_qs + text}};
 }
 
-void DictationOracle::serviceStop(const std::function<void(const QString &)> &next) {
+void DictationOracle::pressPasteKeys() {
+    if (!canCreateSource)
+        return;
+    if (canCreateKeyDown)
+        log += u"keystrokes.post down 9 flags=0x100000 tap=0"_qs;
+    if (canCreateKeyUp)
+        log += u"keystrokes.post up 9 flags=0x100000 tap=0"_qs;
+}
+
+// The keychain
+
+std::optional<QString> DictationOracle::lookUp(const QString &ofService, const QString &account) {
+    log += u"keychain.copyMatching "_qs + ofService + u' ' + account;
+    const auto found = keychain.find({ofService, account});
+    if (isKeychainBroken || found == keychain.end() || found->second == "\xff")
+        return {};
+    return QString::fromUtf8(found->second);
+}
+
+std::optional<QString> DictationOracle::storedSecret(const QString &account) {
+    if (const auto value = lookUp(service, account))
+        return value;
+    const auto legacy = lookUp(legacyService, account);
+    if (legacy)
+        storeSecret(account, *legacy);
+    return legacy;
+}
+
+void DictationOracle::storeSecret(const QString &account, const QString &value) {
+    if (value.isEmpty()) {
+        for (const QString &each : {service, legacyService}) {
+            log += u"keychain.remove "_qs + each + u' ' + account;
+            if (!isKeychainBroken)
+                keychain.erase({each, account});
+        }
+        return;
+    }
+    log += u"keychain.update "_qs + service + u' ' + account;
+    if (isKeychainBroken)
+        return;
+    const auto found = keychain.find({service, account});
+    if (found != keychain.end()) {
+        found->second = value.toUtf8();
+        return;
+    }
+    log += u"keychain.add "_qs + service + u' ' + account;
+    if (!keychainRefusesAdditions)
+        keychain[{service, account}] = value.toUtf8();
+}
+
+QString DictationOracle::deviceIdentifier() {
+    const QString account = u"deviceIdentifier"_qs;
+    if (const auto stored = storedSecret(account); stored && !stored->isEmpty())
+        return *stored;
+    const QString fresh = u"fresh %1"_qs.arg(++m_freshIdentifiers);
+    storeSecret(account, fresh);
+    return fresh;
+}
+
+void DictationOracle::keychainBecameAvailable() {
+    if (m_didEditToken)
+        return storeSecret(u"openAIClientToken"_qs, token);
+    if (const auto stored = storedSecret(u"openAIClientToken"_qs))
+        publish("openAIClientToken", token, *stored);
+}
+
+// The speech service
+
+void DictationOracle::serviceStart(const QString &locale, const Next &next, const Failed &failed) {
+    log += u"speech.requestAuthorization"_qs;
+    authorizations.push_back(
+        {[this, locale, next, failed] {
+             log += u"speech.requestMicrophoneAccess"_qs;
+             microphones.push_back(
+                 {[this, locale, next, failed] { serviceBegin(locale, next, failed); }, failed});
+         },
+         failed});
+}
+
+void DictationOracle::serviceBegin(const QString &locale, const Next &next, const Failed &failed) {
+    serviceCleanup(true);
+    log += u"speech.makeRecognizer "_qs + locale;
+    if (!canMakeRecognizer)
+        return failed(u"Speech recognizer does not support "_qs + locale + u'.');
+    if (!isRecognizerAvailable)
+        return failed(u"Speech recognizer is unavailable for "_qs + locale + u'.');
+    log += u"speech.makeBufferRequest"_qs;
+    m_hasRequest = true;
+    m_lastTranscript.clear();
+    if (!hasChannels)
+        return failed(u"No microphone input format is available."_qs);
+    log += u"audio.removeTap bus=0"_qs;
+    log += u"audio.installTap bus=0 frames=1024 rate=48000 channels=1"_qs;
+    log += u"recognizer.task partial=1 hint=1"_qs;
+    m_hasTask = true;
+    log += u"audio.prepare"_qs;
+    log += u"audio.start"_qs;
+    if (!canStartEngine)
+        return failed(u"The device is in use."_qs);
+    m_engineRuns = true;
+    m_serviceRuns = true;
+    next();
+}
+
+void DictationOracle::serviceStop(const Done &next) {
     if (!m_serviceRuns)
         return next(m_lastTranscript);
     m_serviceRuns = false;
     m_engineRuns = false;
-    calls += u"audio.stop"_qs;
-    calls += u"audio.removeTap bus=0"_qs;
+    log += u"audio.stop"_qs;
+    log += u"audio.removeTap bus=0"_qs;
     m_finalWaiter = next;
     if (m_hasRequest)
-        calls += u"request.endAudio"_qs;
+        log += u"request.endAudio"_qs;
     m_timeout = after(1500, [this] { post([this] { serviceFinish(true); }); });
 }
 
@@ -252,24 +574,40 @@ void DictationOracle::serviceFinish(bool cancelsTask) {
 
 void DictationOracle::serviceCleanup(bool cancelsTask) {
     if (m_engineRuns) {
-        calls += u"audio.stop"_qs;
+        log += u"audio.stop"_qs;
         m_engineRuns = false;
     }
-    calls += u"audio.removeTap bus=0"_qs;
+    log += u"audio.removeTap bus=0"_qs;
     if (cancelsTask && m_hasTask)
-        calls += u"task.cancel"_qs;
+        log += u"task.cancel"_qs;
     m_hasTask = false;
     m_hasRequest = false;
     if (m_timeout)
         *std::exchange(m_timeout, nullptr) = true;
 }
 
-void DictationOracle::bridge(const std::optional<QString> &text,
-                             const std::function<void(const QString &)> &done, const Failed &failed) {
+void DictationOracle::deliver(const std::optional<QString> &text, bool isFinal, bool isError) {
+    post([this, text, isFinal, isError] {
+        if (text) {
+            m_lastTranscript = *text;
+            publish("transcriptText", transcript, *text);
+            say(u"Listening..."_qs);
+            if (isFinal)
+                return serviceFinish(false);
+        }
+        if (isError)
+            serviceFinish(true);
+    });
+}
+
+// Translating on this device
+
+void DictationOracle::bridge(const std::optional<QString> &text, const Done &done, const Failed &failed) {
     if (m_job)
         return failed(u"A translation is already running."_qs);
     m_job = std::make_shared<Job>(Job{text, done, failed});
-    calls += u"translation.task en>"_qs + target;
+    log += u"translation.task "_qs + chosen(spokenLanguages, source).code + u'>' +
+           chosen(targetLanguages, target).id;
     post([this] { performJob(); });
 }
 
@@ -285,15 +623,17 @@ void DictationOracle::performJob() {
         post([job, text] { job->done(text); });
         m_job.reset();
     };
-    calls += u"session.prepare"_qs;
+    log += u"session.prepare"_qs;
     preparations.push_back({[this, job, done, failed] {
                                 if (!job->text)
                                     return done({});
-                                calls += u"session.translate "_qs + *job->text;
+                                log += u"session.translate "_qs + *job->text;
                                 translations.push_back({done, failed});
                             },
                             failed});
 }
+
+// Answers and time
 
 void DictationOracle::answer(std::deque<Question> &questions, const std::optional<QString> &refusal) {
     const auto question = questions.front();
@@ -304,27 +644,14 @@ void DictationOracle::answer(std::deque<Question> &questions, const std::optiona
         post(question.yes);
 }
 
-void DictationOracle::answerTranslation(const std::optional<QString> &text, const QString &failure) {
-    const auto translation = translations.front();
-    translations.pop_front();
+void DictationOracle::answer(std::deque<Translation> &waiting, const std::optional<QString> &text,
+                             const QString &failure) {
+    const auto translation = waiting.front();
+    waiting.pop_front();
     if (text)
         post([done = translation.done, result = *text] { done(result); });
     else
         post([failed = translation.failed, failure] { failed(failure); });
-}
-
-void DictationOracle::deliver(const std::optional<QString> &text, bool isFinal, bool isError) {
-    post([this, text, isFinal, isError] {
-        if (text) {
-            m_lastTranscript = *text;
-            transcript = *text;
-            status = u"Listening..."_qs;
-            if (isFinal)
-                return serviceFinish(false);
-        }
-        if (isError)
-            serviceFinish(true);
-    });
 }
 
 std::shared_ptr<bool> DictationOracle::after(int milliseconds, Next work) {
