@@ -1,7 +1,5 @@
 #include "platform/linux/sound/MicrophoneSwitch.h"
 
-// The library's headers have members called `signals`.
-#undef signals
 #include <gio/gio.h>
 
 namespace quillora::platform {
@@ -24,12 +22,13 @@ bool isInstalled(const char *schema) {
 } // namespace
 
 MicrophoneSwitch::MicrophoneSwitch(const char *schema)
-    : m_settings(isInstalled(schema) ? g_settings_new(schema) : nullptr) {}
+    : m_settings(isInstalled(schema) ? g_settings_new(schema) : nullptr, [](void *settings) {
+          if (settings)
+              g_object_unref(settings);
+      }) {}
 
 bool MicrophoneSwitch::allowsRecording() const {
-    return !m_settings || !g_settings_get_boolean(m_settings.get(), key);
+    return !m_settings || !g_settings_get_boolean(static_cast<GSettings *>(m_settings.get()), key);
 }
-
-void MicrophoneSwitch::Release::operator()(_GSettings *settings) const { g_object_unref(settings); }
 
 } // namespace quillora::platform

@@ -2,10 +2,6 @@
 
 #include <memory>
 
-extern "C" {
-struct _GSettings;
-}
-
 namespace quillora::platform {
 
 /// The desktop's switch that forbids applications the microphone: GNOME's privacy setting, which other
@@ -19,10 +15,7 @@ public:
     bool allowsRecording() const;
 
 private:
-    struct Release {
-        void operator()(_GSettings *settings) const;
-    };
-    std::unique_ptr<_GSettings, Release> m_settings; ///< none where there is no such setting
+    std::shared_ptr<void> m_settings; ///< a GSettings; none where there is no such setting
 };
 
 } // namespace quillora::platform
