@@ -120,6 +120,33 @@ private Q_SLOTS:
         QVERIFY(!keystrokes.isTrusted());
         QVERIFY(!workspace.frontmostApplication());
     }
+
+    void aLossThatNobodyHasNoticedYetEndsTheTrust() {
+        VirtualDisplay display;
+        X11Connection connection(display.name());
+        platform::X11HotKeyEvents hotKeys(connection);
+        platform::X11Keystrokes keystrokes(connection, hotKeys);
+        display.server().stop();
+        QVERIFY(connection.isUsable());
+        QVERIFY(!keystrokes.isTrusted());
+    }
+
+    void aLossAmidTheDeliveryOfAnEventIsSurvived() {
+        VirtualDisplay display;
+        X11Connection connection(display.name());
+        QSignalSpy events(&connection, &X11Connection::eventReceived);
+        connect(&connection, &X11Connection::eventReceived, [&] {
+            display.server().stop();
+            connection.sync();
+        });
+        platform::X11HotKeyEvents hotKeys(connection); // hears of the event after that
+        connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+        xcb_change_property(connection.xcb(), XCB_PROP_MODE_REPLACE, connection.root(), XCB_ATOM_WM_NAME,
+                            XCB_ATOM_STRING, 8, 1, "x");
+        connection.flush();
+        QTRY_COMPARE(events.count(), 1);
+        QVERIFY(!connection.isUsable());
+    }
 };
 
 QTEST_GUILESS_MAIN(X11ConnectionTest)

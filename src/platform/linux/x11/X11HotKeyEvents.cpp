@@ -71,6 +71,9 @@ X11HotKeyEvents::~X11HotKeyEvents() {
 void X11HotKeyEvents::watchKeymap() {
     auto *xcb = m_connection.xcb();
     m_connection.reply(xcb_xkb_use_extension_reply, xcb_xkb_use_extension(xcb, 1, 0));
+    // Asked now, since nothing answers any more once the server has gone.
+    if (const auto *keyboardExtension = xcb_get_extension_data(xcb, &xcb_xkb_id))
+        m_keymapEvent = keyboardExtension->first_event;
     // Without it, a key that repeats looks like one that is let go and pressed over and over.
     xcb_discard_reply(xcb, xcb_xkb_per_client_flags(xcb, XCB_XKB_ID_USE_CORE_KBD,
                                                     XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT,
@@ -161,8 +164,7 @@ void X11HotKeyEvents::handle(const xcb_generic_event_t *event) {
         handlePress(*reinterpret_cast<const xcb_key_press_event_t *>(event));
     } else if (type == XCB_KEY_RELEASE) {
         handleRelease(reinterpret_cast<const xcb_key_release_event_t *>(event)->detail);
-    } else if (type == XCB_MAPPING_NOTIFY ||
-               type == xcb_get_extension_data(m_connection.xcb(), &xcb_xkb_id)->first_event) {
+    } else if (type == XCB_MAPPING_NOTIFY || type == m_keymapEvent) {
         handleKeymapChange();
     }
 }

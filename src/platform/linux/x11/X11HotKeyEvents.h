@@ -74,6 +74,7 @@ private:
     X11Connection &m_connection;
     std::map<EventHandlerReference, Handler> m_handlers;
     std::map<HotKeyReference, HotKey> m_hotKeys;
+    std::optional<unsigned> m_keymapEvent; ///< the type of the events that tell of another keymap
     quint64 m_lastReference = 0;
     bool m_isSuspended = false;
     bool m_isGrabbingAgainPending = false;

@@ -74,7 +74,8 @@ X11Keystrokes::X11Keystrokes(X11Connection &connection, X11HotKeyEvents &hotKeyE
 X11Keystrokes::~X11Keystrokes() { letGo(); }
 
 bool X11Keystrokes::isTrusted() {
-    return m_connection.isUsable() && xcb_get_extension_data(m_connection.xcb(), &xcb_test_id)->present;
+    const auto *extension = xcb_get_extension_data(m_connection.xcb(), &xcb_test_id);
+    return extension && extension->present;
 }
 
 std::unique_ptr<KeyEventSource> X11Keystrokes::createSource(KeyEventSourceState) {
