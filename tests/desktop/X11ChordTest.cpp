@@ -206,6 +206,19 @@ private Q_SLOTS:
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
     }
 
+    void theChordArrivesBeforeTheHotkeysPressIsDelivered_data() { addKeyboards(); }
+    void theChordArrivesBeforeTheHotkeysPressIsDelivered() {
+        useKeyboard();
+        registerHotKey();
+        holdHotKey();
+        m_window->takeKeys();
+        paste();
+        QVERIFY(m_kinds.isEmpty());
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+        m_keyboard->releaseAll();
+        QTRY_COMPARE(m_kinds, (QList{platform::hotKeyPressedKind, platform::hotKeyReleasedKind}));
+    }
+
     void theHotkeysReleaseIsDeliveredAfterAChordThatTookItsGrab_data() { addKeyboards(); }
     void theHotkeysReleaseIsDeliveredAfterAChordThatTookItsGrab() {
         useKeyboard();
@@ -319,7 +332,7 @@ private:
         return std::ranges::count(keys, key) != 0;
     }
 
-    void registerHotKeyAndHoldIt() {
+    void registerHotKey(const AppHotKey &combination = AppHotKey::defaultValue) {
         m_kinds.clear();
         std::optional<platform::EventHandlerReference> handler;
         m_hotKeys->installEventHandler(
@@ -331,11 +344,16 @@ private:
              {platform::keyboardEventClass, platform::hotKeyReleasedKind}},
             handler);
         std::optional<platform::HotKeyReference> hotKey;
-        m_hotKeys->registerEventHotKey(AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers,
-                                       {0, 1}, 0, hotKey);
+        m_hotKeys->registerEventHotKey(combination.keyCode, combination.modifiers, {0, 1}, 0, hotKey);
+    }
+    void holdHotKey() {
         m_keyboard->press(TestKeyboard::control);
         m_keyboard->press(TestKeyboard::alt);
         m_keyboard->press(TestKeyboard::space);
+    }
+    void registerHotKeyAndHoldIt() {
+        registerHotKey();
+        holdHotKey();
         ChildProcess::waitUntil([this] { return m_kinds == QList{platform::hotKeyPressedKind}; });
     }
 

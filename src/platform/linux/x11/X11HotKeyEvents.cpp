@@ -122,10 +122,9 @@ HotKeyEvents::Status X11HotKeyEvents::unregisterEventHotKey(HotKeyReference hotK
     const auto found = m_hotKeys.find(hotKey);
     if (found == m_hotKeys.end())
         return referenceIsUnknown;
-    if (found->second.keyState != KeyState::up)
-        releaseActiveGrab();
     ungrab(found->second);
     m_hotKeys.erase(found);
+    releaseActiveGrab();
     m_connection.sync();
     watchKeys();
     return noError;
@@ -150,10 +149,7 @@ void X11HotKeyEvents::resume() {
 }
 
 void X11HotKeyEvents::releaseActiveGrab() {
-    const bool isAnyDown = std::ranges::any_of(
-        m_hotKeys, [](const auto &entry) { return entry.second.keyState != KeyState::up; });
-    if (!isAnyDown)
-        return;
+    // Without asking whether a hotkey is down: its press may be on its way here still.
     xcb_ungrab_keyboard(m_connection.xcb(), XCB_CURRENT_TIME);
     m_connection.flush();
 }

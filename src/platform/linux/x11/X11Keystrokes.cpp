@@ -130,8 +130,9 @@ X11Keystrokes::Chord X11Keystrokes::preparedPasteChord(const X11Keymap &keymap) 
 }
 
 void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
-    m_hotKeyEvents.releaseActiveGrab(); // it would swallow the chord
     const X11KeysDown keysDown(m_connection);
+    // It would swallow the chord. Nothing is waited for from here on, so that no new one comes in between.
+    m_hotKeyEvents.releaseActiveGrab();
     replaceModifiersByControl(keymap, keysDown);
     if (!std::ranges::count(chord.modifiers, XCB_MAP_INDEX_CONTROL))
         letGo();
