@@ -7,6 +7,8 @@
 #include <QTest>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 using namespace quillora;
 using platform::HotKeyEvents;
@@ -114,6 +116,48 @@ private Q_SLOTS:
         registerHotKey();
         m_display.setLayout({u"us"_qs, u"dvorak"_qs});
         QTRY_VERIFY(tapWorks());
+    }
+
+    void aLetterThatMovesLeavesTheHotKeyWhereItWas() {
+        constexpr xcb_keycode_t keyLeftOfX = 52;
+        constexpr xcb_keycode_t keyRightOfT = 29;
+        std::optional<platform::HotKeyReference> hotKey;
+        constexpr quint32 positionOfZ = 6;
+        QCOMPARE(
+            m_events->registerEventHotKey(positionOfZ, AppHotKey::defaultValue.modifiers, {0, 1}, 0, hotKey),
+            HotKeyEvents::noError);
+        useLayout(u"de"_qs); // has Z where Y was
+        tap(keyRightOfT);
+        m_connection->sync();
+        QCoreApplication::processEvents();
+        QCOMPARE(m_kinds, QList<quint32>());
+        tap(keyLeftOfX);
+        QTRY_COMPARE(m_kinds, pressAndRelease());
+    }
+
+    void aChangeOfLayoutNeverLeavesTheCombinationToOthers() {
+        registerHotKey();
+        std::atomic<bool> isOver = false;
+        bool wasFree = false;
+        std::thread greedyProgram([&] {
+            while (!isOver && !wasFree)
+                wasFree = canBeTakenElsewhere(controlAndAlt);
+        });
+        for (int change = 0; change < 10; ++change) {
+            useLayout(u"de"_qs);
+            useLayout(u"us"_qs);
+        }
+        isOver = true;
+        greedyProgram.join();
+        QVERIFY(!wasFree);
+    }
+
+    void aLockThatMovesAwayLeavesItsModifierToOthers() {
+        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"add mod3 = Scroll_Lock"_qs});
+        registerHotKey();
+        QVERIFY(!canBeTakenElsewhere(controlAndAlt | scrollLockModifier));
+        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"clear mod3"_qs});
+        QTRY_VERIFY(canBeTakenElsewhere(controlAndAlt | scrollLockModifier));
     }
 
     void aLockThatMovesToAnotherModifierStillDoesNotMatter() {
@@ -260,7 +304,17 @@ private:
         m_keyboard->press(TestKeyboard::alt);
         m_keyboard->press(TestKeyboard::space);
     }
-    void tap() { m_keyboard->tapWith({TestKeyboard::control, TestKeyboard::alt}, TestKeyboard::space); }
+    void tap(xcb_keycode_t key = TestKeyboard::space) {
+        m_keyboard->tapWith({TestKeyboard::control, TestKeyboard::alt}, key);
+    }
+
+    /// Returns once the grabs suit the layout.
+    void useLayout(const QString &layout) {
+        m_display.setLayout({layout});
+        m_connection->sync();
+        QCoreApplication::processEvents();
+        m_connection->sync();
+    }
 
     bool tapWorks() {
         m_kinds.clear();

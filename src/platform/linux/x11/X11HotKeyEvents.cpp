@@ -230,10 +230,8 @@ void X11HotKeyEvents::grabAgain() {
     if (m_isSuspended)
         return;
     bool isComplete = true;
-    for (auto &[reference, hotKey] : m_hotKeys) {
-        ungrab(hotKey);
+    for (auto &[reference, hotKey] : m_hotKeys)
         isComplete &= grab(hotKey);
-    }
     m_connection.flush();
     // Another program may have taken the combination meanwhile; it is had back as soon as that lets go.
     if (!isComplete)
@@ -242,12 +240,18 @@ void X11HotKeyEvents::grabAgain() {
 
 bool X11HotKeyEvents::grab(HotKey &hotKey) {
     auto *xcb = m_connection.xcb();
-    hotKey.grabbed = lockVariants(X11Keymap(m_connection), hotKey.modifiers);
+    // What is grabbed already is only let go of once its successor is grabbed: no press falls in between.
+    const auto before =
+        std::exchange(hotKey.grabbed, lockVariants(X11Keymap(m_connection), hotKey.modifiers));
     std::vector<xcb_void_cookie_t> cookies;
     cookies.reserve(hotKey.grabbed.size());
     for (const auto variant : hotKey.grabbed)
         cookies.push_back(xcb_grab_key_checked(xcb, 0, m_connection.root(), variant, hotKey.keycode,
                                                XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    for (const auto variant : before) {
+        if (!std::ranges::count(hotKey.grabbed, variant))
+            xcb_ungrab_key(xcb, hotKey.keycode, m_connection.root(), variant);
+    }
     const auto refused =
         std::ranges::count_if(cookies, [this](auto cookie) { return !m_connection.succeeds(cookie); });
     if (refused == 0)
