@@ -116,6 +116,17 @@ private Q_SLOTS:
         QCOMPARE(items.front()->types(), QStringList({u"text/html"_qs, u"text/rtf"_qs}));
     }
 
+    void aValueThatNeverComesCostsNoOtherValueItsType() {
+        const SelectionPeer owner(
+            m_display->name(), "CLIPBOARD",
+            {{.target = "LENGTH", .data = targetsOf({7}), .type = "INTEGER", .format = 32},
+             {.target = "image/png", .data = "png", .isAnswered = false}});
+        const auto items = m_pasteboard->items();
+        QCOMPARE(items.size(), 1U);
+        QCOMPARE(items.front()->types(), QStringList(u"LENGTH\u2192INTEGER\u219232"_qs));
+        QCOMPARE(items.front()->data(items.front()->types().front()), targetsOf({7}));
+    }
+
     void aSlowOwnerGivesWhatItCanInTime() {
         std::vector<Offer> offers;
         for (int i = 0; i < 20; ++i)

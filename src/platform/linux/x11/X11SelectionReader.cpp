@@ -78,7 +78,7 @@ private:
         xcb_atom_t target = XCB_NONE;
         Progress progress = Progress::asked;
         xcb_atom_t type = XCB_NONE;
-        int format = 8;
+        std::optional<X11SelectionType> typeName = std::nullopt;
         QByteArray data;
 
         bool isSettled() const { return progress == Progress::read || progress == Progress::failed; }
@@ -120,7 +120,7 @@ private:
         if (answer.progress == Progress::asked || answer.progress == Progress::incremental)
             return {};
         std::vector<xcb_atom_t> offered;
-        if (answer.progress == Progress::read && answer.format == 32) {
+        if (answer.progress == Progress::read && answer.typeName && answer.typeName->format == 32) {
             offered.resize(static_cast<size_t>(answer.data.size()) / sizeof(xcb_atom_t));
             std::memcpy(offered.data(), answer.data.constData(), offered.size() * sizeof(xcb_atom_t));
         } else if (const auto text = m_connection.atoms({"UTF8_STRING", "STRING"}, m_deadline)) {
@@ -148,12 +148,9 @@ private:
         X11SelectionContents contents;
         for (auto i = first; i < m_conversions.size(); ++i) {
             auto &conversion = m_conversions[i];
-            if (conversion.progress != Progress::read || isServerResource(conversion.type))
-                continue;
-            const auto names = m_connection.names({conversion.target, conversion.type}, m_deadline);
-            if (names)
-                contents.values.push_back(
-                    {{(*names)[0], (*names)[1], conversion.format}, std::move(conversion.data)});
+            const bool isWhole = conversion.progress == Progress::read && conversion.typeName;
+            if (isWhole && !isServerResource(conversion.type))
+                contents.values.push_back({*conversion.typeName, std::move(conversion.data)});
         }
         return contents;
     }
@@ -234,10 +231,12 @@ private:
             m_deadline);
     }
 
-    static void append(Conversion &conversion, const xcb_get_property_reply_t &value) {
+    void append(Conversion &conversion, const xcb_get_property_reply_t &value) {
         if (conversion.type == XCB_NONE) {
             conversion.type = value.type;
-            conversion.format = value.format;
+            // Asked at once: when another value has used the time up, nothing can be asked any more.
+            if (const auto names = m_connection.names({conversion.target, value.type}, m_deadline))
+                conversion.typeName = {(*names)[0], (*names)[1], value.format};
         }
         conversion.data.append(static_cast<const char *>(xcb_get_property_value(&value)),
                                xcb_get_property_value_length(&value));
