@@ -16,7 +16,7 @@ X11Departure *awaited = nullptr; ///< what an exit asks
 } // namespace
 
 X11Departure::X11Departure(X11Connection &connection, std::function<void()> farewell)
-    : m_connection(connection), m_farewell(std::move(farewell)) {
+    : m_farewell(std::move(farewell)) {
     awaited = this;
     // Only once: a handler cannot be taken back.
     [[maybe_unused]] static const int isRegistered = std::atexit(&X11Departure::takeOverExit);
@@ -26,10 +26,7 @@ X11Departure::X11Departure(X11Connection &connection, std::function<void()> fare
 X11Departure::~X11Departure() { awaited = nullptr; }
 
 void X11Departure::takeOverExit() {
-    if (!awaited)
-        return;
-    awaited->m_connection.sync();
-    if (!awaited->m_connection.isUsable())
+    if (awaited)
         awaited->endProgram();
 }
 
