@@ -228,6 +228,45 @@ private Q_SLOTS:
         QTRY_COMPARE(m_kinds, (QList{platform::hotKeyPressedKind, platform::hotKeyReleasedKind}));
     }
 
+    void aHotkeyThatIsThePasteChordLetsTheChordThrough_data() {
+        QTest::addColumn<QByteArray>("windowClass");
+        QTest::addColumn<quint32>("hotKeyModifiers");
+        QTest::addColumn<unsigned>("modifiers");
+        QTest::newRow("editor") << QByteArray("Editor") << AppHotKey::controlKey
+                                << unsigned{XCB_MOD_MASK_CONTROL};
+        QTest::newRow("terminal") << QByteArray("konsole") << (AppHotKey::controlKey | AppHotKey::shiftKey)
+                                  << unsigned{XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT};
+    }
+    void aHotkeyThatIsThePasteChordLetsTheChordThrough() {
+        QFETCH(QByteArray, windowClass);
+        QFETCH(quint32, hotKeyModifiers);
+        QFETCH(unsigned, modifiers);
+        focusWindowOfClass(windowClass);
+        registerHotKey({positionOfV, hotKeyModifiers});
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(keyOfV, modifiers));
+        QCOMPARE(m_kinds, QList<quint32>());
+    }
+
+    void aHotkeyThatIsThePasteChordWorksAgainAfterTheChord() {
+        registerHotKey({positionOfV, AppHotKey::controlKey});
+        paste();
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+        m_keyboard->tapWith({TestKeyboard::control}, keyOfV);
+        QTRY_COMPARE(m_kinds, (QList{platform::hotKeyPressedKind, platform::hotKeyReleasedKind}));
+    }
+
+    void aChordDuringASuspensionDoesNotEndIt() {
+        registerHotKey({positionOfV, AppHotKey::controlKey});
+        m_hotKeys->suspend();
+        paste();
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+        m_keyboard->tapWith({TestKeyboard::control}, keyOfV);
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+        QCOMPARE(m_kinds, QList<quint32>());
+    }
+
     void theHotkeyHeldThroughAChordTypesNothing_data() { addKeyboards(); }
     void theHotkeyHeldThroughAChordTypesNothing() {
         useKeyboard();

@@ -148,6 +148,12 @@ void X11HotKeyEvents::resume() {
     watchKeys();
 }
 
+bool X11HotKeyEvents::isGrabbed(xcb_keycode_t keycode, uint16_t modifiers) const {
+    return std::ranges::any_of(m_hotKeys, [&](const auto &entry) {
+        return entry.second.keycode == keycode && std::ranges::count(entry.second.grabbed, modifiers);
+    });
+}
+
 void X11HotKeyEvents::releaseActiveGrab() {
     // Without asking whether a hotkey is down: its press may be on its way here still.
     xcb_ungrab_keyboard(m_connection.xcb(), XCB_CURRENT_TIME);

@@ -34,6 +34,9 @@ public:
     void suspend() override;
     void resume() override;
 
+    /// Whether the combination, if it were pressed now, would come here and not to the focused window.
+    bool isGrabbed(xcb_keycode_t keycode, uint16_t modifiers) const;
+
     /// Lets other programs have the keyboard while a hotkey is down; its release is still delivered.
     void releaseActiveGrab();
 

@@ -71,7 +71,7 @@ X11Keystrokes::X11Keystrokes(X11Connection &connection, X11HotKeyEvents &hotKeyE
     : m_connection(connection), m_hotKeyEvents(hotKeyEvents),
       m_preparePrimarySelection(std::move(preparePrimarySelection)) {}
 
-X11Keystrokes::~X11Keystrokes() { letGo(); }
+X11Keystrokes::~X11Keystrokes() { end(); }
 
 bool X11Keystrokes::isTrusted() {
     const auto *extension = xcb_get_extension_data(m_connection.xcb(), &xcb_test_id);
@@ -89,12 +89,14 @@ std::optional<KeyEvent> X11Keystrokes::createKeyboardEvent(KeyEventSource *, qui
 void X11Keystrokes::post(KeyEventTap, const KeyEvent &event) {
     if (!isTrusted())
         return;
-    letGo();
+    end();
     if (!event.isDown)
         return;
     const X11Keymap keymap(m_connection);
-    if (const auto chord = chordFor(event, keymap))
+    if (const auto chord = chordFor(event, keymap)) {
+        letThrough(*chord);
         press(*chord, keymap);
+    }
 }
 
 std::optional<X11Keystrokes::Chord> X11Keystrokes::chordFor(const KeyEvent &event,
@@ -127,6 +129,16 @@ X11Keystrokes::Chord X11Keystrokes::preparedPasteChord(const X11Keymap &keymap) 
         break;
     }
     return {{XCB_MAP_INDEX_CONTROL}, keyOrPosition(keymap, vSymbol, ansiVKeyCode)};
+}
+
+/// A hotkey may be the very combination that pastes.
+void X11Keystrokes::letThrough(const Chord &chord) {
+    unsigned modifiers = 0;
+    for (const auto modifier : chord.modifiers)
+        modifiers |= 1u << modifier;
+    m_areHotKeysSuspended = m_hotKeyEvents.isGrabbed(chord.key, static_cast<uint16_t>(modifiers));
+    if (m_areHotKeysSuspended)
+        m_hotKeyEvents.suspend();
 }
 
 void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
@@ -181,6 +193,12 @@ void X11Keystrokes::letGo() {
         fake(XCB_KEY_RELEASE, *key);
     m_pressed.clear();
     m_connection.flush();
+}
+
+void X11Keystrokes::end() {
+    letGo();
+    if (std::exchange(m_areHotKeysSuspended, false))
+        m_hotKeyEvents.resume();
 }
 
 void X11Keystrokes::fake(uint8_t type, xcb_keycode_t key) {

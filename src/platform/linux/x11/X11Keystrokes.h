@@ -43,16 +43,19 @@ private:
 
     std::optional<Chord> chordFor(const KeyEvent &event, const X11Keymap &keymap) const;
     Chord preparedPasteChord(const X11Keymap &keymap) const;
+    void letThrough(const Chord &chord);
     void press(const Chord &chord, const X11Keymap &keymap);
     void replaceModifiersByControl(const X11Keymap &keymap, const X11KeysDown &keysDown);
     void hold(xcb_keycode_t key);
     void letGo();
+    void end();
     void fake(uint8_t type, xcb_keycode_t key);
 
     X11Connection &m_connection;
     X11HotKeyEvents &m_hotKeyEvents;
     std::function<void()> m_preparePrimarySelection;
     std::vector<xcb_keycode_t> m_pressed; ///< in the order in which they went down
+    bool m_areHotKeysSuspended = false;
 };
 
 } // namespace quillora::platform
