@@ -224,6 +224,24 @@ private Q_SLOTS:
         QTRY_VERIFY(target.hasFocus());
     }
 
+    void aMinimisedWindowComesBackUnderSuchAWindowManagerToo() {
+        setUp(VirtualDisplay::WindowManager::none);
+        const auto manager = startSimpleWindowManager();
+        TestWindow target(m_display->name(), {"Target", {}});
+        target.show();
+        QTRY_VERIFY(target.isManaged());
+        target.takeFocus();
+        QTRY_VERIFY(target.hasFocus());
+        const auto application = m_workspace->frontmostApplication();
+        TestWindow other(m_display->name(), {"Other", {}});
+        other.show();
+        other.takeFocus();
+        target.minimise();
+        QTRY_VERIFY(!target.isViewable() && other.hasFocus());
+        application->activate();
+        QTRY_VERIFY(target.isViewable() && target.hasFocus());
+    }
+
 private:
     void setUp(VirtualDisplay::WindowManager windowManager) {
         cleanup();

@@ -3,7 +3,10 @@
 #include "platform/linux/x11/X11Windows.h"
 #include "platform/linux/x11/X11Workspace.h"
 
+#include <QTimer>
+
 #include <algorithm>
+#include <chrono>
 #include <unistd.h>
 
 namespace quillora::platform {
@@ -12,6 +15,10 @@ namespace {
 
 /// Says that the user asks for it, not the window's own program; window managers then do not refuse.
 constexpr uint32_t sourceIsPager = 2;
+
+/// A window manager that takes longer to bring a window back does not get the keyboard for it any more: the
+/// user may be elsewhere.
+constexpr std::chrono::milliseconds mappingPatience(1000);
 
 void tellWindowManager(X11Connection &connection, xcb_window_t window, const QByteArray &request,
                        uint32_t argument, xcb_timestamp_t time) {
@@ -35,11 +42,44 @@ void askWindowManager(X11Connection &connection, xcb_window_t window) {
     tellWindowManager(connection, window, "_NET_ACTIVE_WINDOW", sourceIsPager, time);
 }
 
+void giveKeyboard(X11Connection &connection, xcb_window_t window) {
+    xcb_set_input_focus(connection.xcb(), XCB_INPUT_FOCUS_PARENT, window, connection.serverTime());
+    connection.flush();
+}
+
+void selectEvents(X11Connection &connection, xcb_window_t window, uint32_t eventMask) {
+    xcb_change_window_attributes(connection.xcb(), window, XCB_CW_EVENT_MASK, &eventMask);
+    connection.flush();
+}
+
+/// The server refuses the keyboard to a window that cannot be seen.
+void giveKeyboardOnceItIsSeen(X11Connection &connection, xcb_window_t window) {
+    auto *waiting = new QObject(&connection);
+    const auto stopWaiting = [&connection, window, waiting] {
+        selectEvents(connection, window, XCB_EVENT_MASK_NO_EVENT);
+        waiting->deleteLater(); // it may be what calls this
+    };
+    selectEvents(connection, window, XCB_EVENT_MASK_VISIBILITY_CHANGE);
+    QObject::connect(
+        &connection, &X11Connection::eventReceived, waiting, [=, &connection](const auto *event) {
+            const auto *change = reinterpret_cast<const xcb_visibility_notify_event_t *>(event);
+            if ((event->response_type & 0x7f) != XCB_VISIBILITY_NOTIFY || change->window != window)
+                return;
+            giveKeyboard(connection, window);
+            stopWaiting();
+        });
+    QTimer::singleShot(mappingPatience, waiting, stopWaiting);
+}
+
 void bringForward(X11Connection &connection, xcb_window_t window) {
     constexpr uint32_t onTop = XCB_STACK_MODE_ABOVE;
+    const bool isSeen = X11Windows(connection).isSeen(window);
+    if (!isSeen)
+        giveKeyboardOnceItIsSeen(connection, window);
     xcb_map_window(connection.xcb(), window);
     xcb_configure_window(connection.xcb(), window, XCB_CONFIG_WINDOW_STACK_MODE, &onTop);
-    xcb_set_input_focus(connection.xcb(), XCB_INPUT_FOCUS_PARENT, window, connection.serverTime());
+    if (isSeen)
+        giveKeyboard(connection, window);
 }
 
 } // namespace

@@ -48,6 +48,12 @@ bool X11Windows::exists(xcb_window_t window) const {
                               xcb_get_window_attributes(m_connection.xcb(), window)) != nullptr;
 }
 
+bool X11Windows::isSeen(xcb_window_t window) const {
+    const auto attributes = m_connection.reply(xcb_get_window_attributes_reply,
+                                               xcb_get_window_attributes(m_connection.xcb(), window));
+    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+}
+
 std::optional<uint32_t> X11Windows::otherDesktop(xcb_window_t window) const {
     const auto desktop = numbers(window, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL);
     const auto current = numbers(m_connection.root(), "_NET_CURRENT_DESKTOP", XCB_ATOM_CARDINAL);

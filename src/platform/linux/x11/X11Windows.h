@@ -25,6 +25,9 @@ public:
 
     bool exists(xcb_window_t window) const;
 
+    /// Whether it is on the screen, be it behind others.
+    bool isSeen(xcb_window_t window) const;
+
     /// The desktop that has to be gone to before the window can be seen; nothing if it is this one.
     std::optional<uint32_t> otherDesktop(xcb_window_t window) const;
 
