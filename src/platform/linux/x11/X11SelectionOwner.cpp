@@ -52,14 +52,18 @@ Result X11SelectionOwner::ask(std::function<Result(X11SelectionServer &)> questi
         std::optional<Result> result;
     };
     const auto answer = std::make_shared<Answer>();
-    post([answer, question = std::move(question)](auto &server) {
+    if (m_unanswered++ == 0)
+        m_patience.setRemainingTime(limit);
+    post([this, answer, question = std::move(question)](auto &server) {
         auto result = question(server);
+        --m_unanswered;
         const std::lock_guard lock(answer->mutex);
         answer->result = std::move(result);
         answer->isThere.notify_one();
     });
     std::unique_lock lock(answer->mutex);
-    answer->isThere.wait_for(lock, limit, [&] { return answer->result.has_value(); });
+    answer->isThere.wait_for(lock, m_patience.remainingTimeAsDuration(),
+                             [&] { return answer->result.has_value(); });
     return answer->result.value_or(Result());
 }
 

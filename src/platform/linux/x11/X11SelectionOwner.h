@@ -2,6 +2,9 @@
 
 #include "platform/linux/x11/X11SelectionContents.h"
 
+#include <QDeadlineTimer>
+
+#include <atomic>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -17,7 +20,8 @@ class X11SelectionServer;
 ///
 /// Others, our own toolkit among them, must get their answers while the main thread is busy: a paste into one
 /// of our own windows waits for the answer on the main thread. All operations are for the main thread; each
-/// waits for the thread 500 ms at most and is then carried out late.
+/// waits for the thread 500 ms at most and is then carried out late. What is asked while an earlier operation
+/// is late is not waited for any longer than that, so that a server that hangs costs its time only once.
 class X11SelectionOwner {
 public:
     using Contents = std::shared_ptr<const X11SelectionContents>;
@@ -56,6 +60,8 @@ private:
     void run(X11SelectionServer &server);
     void awaitInput(X11SelectionServer &server) const;
 
+    std::atomic<int> m_unanswered = 0;
+    QDeadlineTimer m_patience; ///< the main thread's, with everything that is unanswered
     std::mutex m_mutex;
     std::deque<Work> m_posted; ///< guarded by m_mutex
     bool m_isEnding = false;   ///< the thread's own

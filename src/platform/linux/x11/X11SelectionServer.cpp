@@ -9,8 +9,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// The X server answers at once unless it hangs.
-constexpr auto serverPatience = 500ms;
+/// The X server answers at once unless it hangs. Longer than anybody waits for us, or giving up would look
+/// like an answer.
+constexpr auto serverPatience = 750ms;
 
 /// Values above this go out in pieces of this size. A multiple of every unit.
 constexpr qsizetype pieceSize = qsizetype{256} * 1024;
