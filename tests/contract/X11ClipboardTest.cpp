@@ -82,6 +82,21 @@ private Q_SLOTS:
         QVERIFY(items.front()->data(u"image/bmp"_qs) == image);
     }
 
+    void fiftyMegabytesComeBackAsTheyWere() {
+        const auto image = patterned(50 * 1024 * 1024);
+        {
+            const SelectionPeer owner(m_display->name(), "CLIPBOARD",
+                                      {{.target = "image/bmp", .data = image}}, {.pieceSize = 1024 * 1024});
+            const auto saved = save();
+            write(u"text"_qs);
+            restore(saved);
+        }
+        SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
+        const auto answer = requestor.ask("image/bmp");
+        QVERIFY(answer.has_value());
+        QVERIFY(answer->data == image);
+    }
+
     void severalLargeValuesComeSideBySide() {
         const auto first = patterned(3'000'001);
         const auto second = patterned(2'000'003);
@@ -144,6 +159,31 @@ private Q_SLOTS:
         QVERIFY(types.size() < 20);
         for (qsizetype i = 0; i < types.size(); ++i)
             QCOMPARE(types[i], u"format/"_qs + QString::number(i));
+    }
+
+    void anOwnerThatTakesFourHundredMillisecondsIsWaitedFor() {
+        // Half of it for what it offers, half for the value.
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "image/png", .data = "png"}},
+                                  {.delay = 200ms});
+        QElapsedTimer clock;
+        clock.start();
+        const auto items = m_pasteboard->items();
+        QVERIFY(clock.elapsed() >= 400);
+        QCOMPARE(items.size(), 1U);
+        QCOMPARE(items.front()->data(u"image/png"_qs), QByteArray("png"));
+    }
+
+    void anOwnerThatStallsInMidTransferLosesThatValueOnly() {
+        const SelectionPeer owner(
+            m_display->name(), "CLIPBOARD",
+            {{.target = "image/png", .data = patterned(4'000'000)}, {.target = "text/html", .data = "html"}},
+            {.stallsAfterPieces = 3});
+        QElapsedTimer clock;
+        clock.start();
+        const auto items = m_pasteboard->items();
+        QVERIFY(clock.elapsed() < generously);
+        QCOMPARE(items.size(), 1U);
+        QCOMPARE(items.front()->types(), QStringList(u"text/html"_qs));
     }
 
     void anOwnerThatDiesInMidTransferLosesThatValueOnly() {

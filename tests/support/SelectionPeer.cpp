@@ -127,10 +127,11 @@ private:
         if (found == m_transfers.end())
             return;
         auto &transfer = found->second;
-        if (m_manners.diesAfterPieces && m_pieces++ == *m_manners.diesAfterPieces) {
+        if (m_pieces == m_manners.diesAfterPieces)
             m_isDead = true;
+        if (m_isDead || m_pieces == m_manners.stallsAfterPieces)
             return;
-        }
+        ++m_pieces;
         const auto size = std::min(m_manners.pieceSize, transfer.offer->data.size() - transfer.sent);
         write(*transfer.offer, window, property, transfer.sent, size);
         transfer.sent += size;

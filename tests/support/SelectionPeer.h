@@ -39,6 +39,7 @@ public:
         std::chrono::milliseconds delay{0}; ///< before every answer
         qsizetype pieceSize = 256 * 1024;   ///< what is larger goes out in pieces of this size
         std::optional<int> diesAfterPieces = std::nullopt;
+        std::optional<int> stallsAfterPieces = std::nullopt; ///< lives on, but sends no more of them
     };
 
     /// Returns once the selection is taken.
