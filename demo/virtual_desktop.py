@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import time
+from contextlib import contextmanager
 
 PR_SET_CHILD_SUBREAPER = 36
 
@@ -274,15 +275,31 @@ class VirtualDesktop:
 
     def keys_held(self):
         """The codes of the keys that the X server takes to be down."""
+        keys = ctypes.create_string_buffer(32)
+        with self._x11() as (x11, display):
+            x11.XQueryKeymap(display, keys)
+        return [code for code in range(256) if keys.raw[code // 8] >> code % 8 & 1]
+
+    def is_owned(self, selection):
+        """Whether some program holds the selection of that name."""
+        with self._x11() as (x11, display):
+            return x11.XGetSelectionOwner(display, x11.XInternAtom(display, selection.encode(), False)) != 0
+
+    @contextmanager
+    def _x11(self):
+        """The X library with a connection to the display."""
         x11 = ctypes.CDLL("libX11.so.6")
         x11.XOpenDisplay.restype = ctypes.c_void_p
+        for function in (x11.XInternAtom, x11.XGetSelectionOwner):
+            function.restype = ctypes.c_ulong
+        x11.XGetSelectionOwner.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
         display = ctypes.c_void_p(x11.XOpenDisplay(self.environment["DISPLAY"].encode()))
         if not display:
             raise DesktopError("the X server does not answer")
-        keys = ctypes.create_string_buffer(32)
-        x11.XQueryKeymap(display, keys)
-        x11.XCloseDisplay(display)
-        return [code for code in range(256) if keys.raw[code // 8] >> code % 8 & 1]
+        try:
+            yield x11, display
+        finally:
+            x11.XCloseDisplay(display)
 
     def clipboard(self, target):
         return self.run(["xclip", "-selection", "clipboard", "-o", "-t", target], seconds=5)
