@@ -7,89 +7,16 @@ import os
 import shutil
 import signal
 import subprocess
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "demo"))
+from desktop_case import PROGRAM, FaultTest  # first: it finds the others
 
-from dictation import HOTKEY, Person, short_clip, write_settings  # noqa: E402
-from virtual_desktop import VirtualDesktop, wait_for  # noqa: E402
+from dictation import HOTKEY, Person, short_clip, write_settings
+from virtual_desktop import VirtualDesktop, wait_for
 
-PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else ""
-HELD_BACK = b"what the user had copied before"
 NO_MICROPHONE = "Speech failed: No microphone input format is available."
 TRANSLATOR_STOPPED = ("Translation failed: The on-device translation from English to Spanish has stopped "
                       "unexpectedly.")
-
-
-class FaultTest(unittest.TestCase):
-    """A desktop for all the tests of a class. Whatever a test breaks it mends."""
-
-    settings = {"targetLanguageIdentifier": "es"}
-    inserted = "Inserted translation."
-
-    @classmethod
-    def setUpClass(cls):
-        cls.desktop = cls.enterClassContext(VirtualDesktop())
-        write_settings(cls.desktop, **cls.settings)
-        cls.clip = short_clip(cls.desktop.folder)
-        cls.person = Person(cls.desktop, PROGRAM)
-        cls.person.open_editor()
-        cls.person.start_quillora()
-
-    def setUp(self):
-        self.copy_something()
-        self.person.focus_editor()
-
-    def copy_something(self):
-        """A small program with something on the clipboard, which it keeps for as long as it runs."""
-        path = os.path.join(self.desktop.folder, "copied")
-        with open(path, "wb") as file:
-            file.write(HELD_BACK)
-        self.owner = self.person.put_on_clipboard(path, "UTF8_STRING")
-
-    # What a person does
-
-    def speak_in(self):
-        """Says the clip while the key is held, until some of it is understood."""
-        self.wait_for_status("Listening...")
-        self.desktop.play(self.clip.path)
-        wait_for("some words", self.person.transcript)
-
-    def back_to_the_editor(self):
-        """From the panel too, which opens by itself when something failed."""
-        self.person.close_panel()
-        self.person.focus_editor()
-
-    # What a person finds
-
-    def wait_for_status(self, status, seconds=10):
-        wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status,
-                 seconds)
-
-    def wait_for_text(self, before):
-        """That a dictation ended well in the editor."""
-        self.wait_for_status(self.inserted)
-        wait_for("the text in the editor", lambda: self.person.editor_text() == before + self.person.translation())
-        self.assertNotEqual(self.person.translation(), "")
-
-    def wait_for_clipboard(self):
-        """That it holds what the user had copied."""
-        wait_for("the clipboard's return", lambda: self.desktop.clipboard("UTF8_STRING") == HELD_BACK, 5)
-
-    def assert_all_is_well_again(self):
-        self.assertEqual(self.desktop.keys_held(), [])
-        self.wait_for_clipboard()
-        self.assert_the_next_dictation_works()
-
-    def assert_the_next_dictation_works(self):
-        self.back_to_the_editor()
-        before = self.person.editor_text()
-        after, _ = self.person.speak(self.clip)
-        self.assertEqual(after, before + self.person.translation())
-        self.wait_for_status(self.inserted)
-        self.assertEqual(self.desktop.keys_held(), [])
-        self.wait_for_clipboard()
 
 
 class SoundFaultTest(FaultTest):
@@ -335,63 +262,6 @@ class ApplicationFaultTest(FaultTest):
             self.wait_for_text(before)
         self.assertEqual(self.person.status(), self.inserted)
         self.assert_all_is_well_again()
-
-
-class KeyringFaultTest(FaultTest):
-    """The keyring at the start of the program. Dictations stay in one language, since the engine in the settings is
-    the hosted one, whose token lies in the keyring."""
-
-    settings = {"targetLanguageIdentifier": "en", "translationEngineIdentifier": "openAINatural"}
-    inserted = "Inserted transcript."
-
-    def setUp(self):
-        super().setUp()
-        self.desktop.stop(self.person.quillora)
-
-    def tearDown(self):
-        self.replace_keyring()
-        self.desktop.run(["secret-tool", "clear", "service", "com.local.Quillora"])
-
-    def replace_keyring(self):
-        """Also one that the bus has started meanwhile."""
-        for pid in self.desktop.processes("gnome-keyring-daemon"):
-            os.kill(pid, signal.SIGKILL)
-        wait_for("the end of the keyring", lambda: not self.desktop.processes("gnome-keyring-daemon"))
-        self.desktop.start_keyring()
-
-    def type_token(self, token):
-        self.person.open_panel()
-        wait_for("the panel in front", lambda: b"Quillora" in self.desktop.run(
-            ["xdotool", "getactivewindow", "getwindowname"]))
-        self.person.type_into("Subscription token", token)
-        self.back_to_the_editor()
-
-    def wait_for_stored_token(self, token):
-        lookup = ["secret-tool", "lookup", "service", "com.local.Quillora", "account", "openAIClientToken"]
-        wait_for("the stored token", lambda: self.desktop.run(lookup) == token.encode())
-
-    def assert_a_token_typed_meanwhile_is_stored_later(self, token, mend):
-        self.person.start_quillora()
-        self.type_token(token)
-        self.assertEqual(self.person.status(), "Ready.")
-        self.assert_all_is_well_again()
-        mend()
-        self.wait_for_stored_token(token)
-        self.assert_all_is_well_again()
-
-    def test_killed(self):
-        self.desktop.kill(self.desktop.keyring)
-        self.assert_a_token_typed_meanwhile_is_stored_later("one", self.replace_keyring)
-
-    def test_locked(self):
-        self.desktop.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.secrets", "--object-path",
-                          "/org/freedesktop/secrets", "--method", "org.freedesktop.Secret.Service.Lock",
-                          "['/org/freedesktop/secrets/collection/login']"])
-        self.assert_a_token_typed_meanwhile_is_stored_later("two", self.replace_keyring)
-
-    def test_frozen(self):
-        self.desktop.freeze(self.desktop.keyring)
-        self.assert_a_token_typed_meanwhile_is_stored_later("three", lambda: self.desktop.thaw(self.desktop.keyring))
 
 
 class RecognizerDataFaultTest(FaultTest):
