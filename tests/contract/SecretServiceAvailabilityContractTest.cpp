@@ -1,4 +1,5 @@
 #include "contract/KeychainAvailabilityContract.h"
+#include "fakes/FakeMainQueue.h"
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "support/PrivateKeyring.h"
@@ -16,7 +17,7 @@ namespace {
 class SecretServiceAvailabilityHarness : public test::KeychainAvailabilityHarness {
 public:
     explicit SecretServiceAvailabilityHarness(const PrivateSessionBus &bus)
-        : m_bus(bus), m_availability(m_keychain, bus.connection()) {}
+        : m_bus(bus), m_availability(m_keychain, m_queue, bus.connection()) {}
     ~SecretServiceAvailabilityHarness() override { m_keyring->end(); }
 
     platform::KeychainAvailability &availability() override { return m_availability; }
@@ -35,6 +36,7 @@ public:
 private:
     const PrivateSessionBus &m_bus;
     std::optional<PrivateKeyring> m_keyring;
+    test::FakeMainQueue m_queue;
     platform::SecretServiceKeychain m_keychain;
     platform::SecretServiceAvailability m_availability;
 };

@@ -10,6 +10,8 @@ from desktop_case import FaultTest  # first: it finds the others
 
 from virtual_desktop import wait_for
 
+ABSENCE = 30
+
 
 class KeyringFaultTest(FaultTest):
     """The keyring at the start of the program. Dictations stay in one language, since the engine in the settings is
@@ -40,17 +42,17 @@ class KeyringFaultTest(FaultTest):
         self.person.type_into("Subscription token", token)
         self.back_to_the_editor()
 
-    def wait_for_stored_token(self, token):
+    def wait_for_stored_token(self, token, seconds=20):
         lookup = ["secret-tool", "lookup", "service", "com.local.Quillora", "account", "openAIClientToken"]
-        wait_for("the stored token", lambda: self.desktop.run(lookup) == token.encode())
+        wait_for("the stored token", lambda: self.desktop.run(lookup) == token.encode(), seconds)
 
-    def assert_a_token_typed_meanwhile_is_stored_later(self, token, mend):
+    def assert_a_token_typed_meanwhile_is_stored_later(self, token, mend, seconds=20):
         self.person.start_quillora()
         self.type_token(token)
         self.assertEqual(self.person.status(), "Ready.")
         self.assert_all_is_well_again()
         mend()
-        self.wait_for_stored_token(token)
+        self.wait_for_stored_token(token, seconds)
         self.assert_all_is_well_again()
 
     def test_killed(self):
@@ -65,7 +67,8 @@ class KeyringFaultTest(FaultTest):
 
     def test_frozen(self):
         self.desktop.freeze(self.desktop.keyring)
-        self.assert_a_token_typed_meanwhile_is_stored_later("three", lambda: self.desktop.thaw(self.desktop.keyring))
+        self.assert_a_token_typed_meanwhile_is_stored_later(
+            "three", lambda: self.desktop.thaw(self.desktop.keyring), ABSENCE + 20)
 
 
 if __name__ == "__main__":

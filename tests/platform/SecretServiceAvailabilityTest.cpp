@@ -1,5 +1,6 @@
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 
+#include "fakes/FakeMainQueue.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "support/PrivateKeyring.h"
 #include "support/PrivateSessionBus.h"
@@ -7,72 +8,159 @@
 #include <QTest>
 
 using namespace quillora::test;
+using namespace std::chrono_literals;
 using quillora::platform::KeychainStatus;
 using quillora::platform::SecretServiceAvailability;
 using quillora::platform::SecretServiceKeychain;
 
-/// What a service that appears means to the keychain.
+/// What a service that appears, or answers again, means to the keychain.
 class SecretServiceAvailabilityTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase() { m_bus.install(); }
+    void init();
+    void cleanup();
     void aServiceThatReturnsIsReadAtOnce();
-    void aServiceThatGoesOnIsReadAtOnce();
-    void aServiceThatHangsAgainWhenItIsReadIsLeftAlone();
+    void aServiceThatGoesOnIsReadWhenItsAbsenceIsOver();
+    void aServiceThatStillHangsThenIsReadAsSoonAsItAnswers();
+    void aServiceThatIsSlowWhenItIsNoticedIsReadAgainWhenItsAbsenceIsOver();
+    void aServiceThatHangsWheneverItIsReadIsReadOnceAnAbsence();
+    void aServiceThatReturnsIsNotReadAgainWhenTheAbsenceWouldHaveEnded();
 
 private:
+    static constexpr auto absence = SecretServiceKeychain::absence;
+
+    KeychainStatus read() { return m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status; }
+    void notice(const std::function<void()> &andThen = {});
+    void pass(std::chrono::milliseconds time);
+    void settle();
+
     PrivateSessionBus m_bus;
-    SecretServiceKeychain m_keychain;
+    std::chrono::steady_clock::time_point m_now = std::chrono::steady_clock::now();
+    SecretServiceKeychain m_keychain{[this] { return m_now; }};
+    FakeMainQueue m_queue;
+    std::optional<SecretServiceAvailability> m_availability;
+    std::optional<PrivateKeyring> m_keyring;
+    int m_notices = 0;
 };
 
-void SecretServiceAvailabilityTest::aServiceThatReturnsIsReadAtOnce() {
-    SecretServiceAvailability availability(m_keychain, m_bus.connection());
-    bool hasReturned = false;
-    PrivateKeyring hanging(m_bus);
+void SecretServiceAvailabilityTest::init() {
+    m_notices = 0;
+    m_keychain.endAbsence();
+    m_availability.emplace(m_keychain, m_queue, m_bus.connection());
+    m_keyring.emplace(m_bus);
     QCoreApplication::processEvents();
-    hanging.freeze();
-    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
-    hanging.end();
-    availability.setObserver([&] { hasReturned = true; });
-    const PrivateKeyring fresh(m_bus);
-    QTRY_VERIFY(hasReturned);
-    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::itemNotFound);
 }
 
-void SecretServiceAvailabilityTest::aServiceThatGoesOnIsReadAtOnce() {
-    SecretServiceAvailability availability(m_keychain, m_bus.connection());
-    PrivateKeyring keyring(m_bus);
-    QCoreApplication::processEvents();
-    int notices = 0;
-    availability.setObserver([&] { ++notices; });
-    keyring.freeze();
-    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
-    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
-    QCOMPARE(notices, 0);
-    keyring.thaw();
-    QTRY_COMPARE(notices, 1);
-    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::itemNotFound);
+void SecretServiceAvailabilityTest::cleanup() {
+    m_availability.reset();
+    m_keyring->end();
+    QCOMPARE(m_queue.delayedCount(), 0);
 }
 
-void SecretServiceAvailabilityTest::aServiceThatHangsAgainWhenItIsReadIsLeftAlone() {
-    SecretServiceAvailability availability(m_keychain, m_bus.connection());
-    PrivateKeyring keyring(m_bus);
-    QCoreApplication::processEvents();
-    int notices = 0;
-    availability.setObserver([&] {
-        ++notices;
-        keyring.freeze();
-        QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
+/// Counts how often the service is noticed.
+void SecretServiceAvailabilityTest::notice(const std::function<void()> &andThen) {
+    m_availability->setObserver([this, andThen] {
+        ++m_notices;
+        if (andThen)
+            andThen();
     });
-    keyring.freeze();
-    QCOMPARE(m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status, KeychainStatus::failure);
-    keyring.thaw();
-    QTRY_COMPARE(notices, 1);
-    keyring.thaw();
-    QVERIFY(keyring.find({}).isEmpty()); // it has answered whatever it was asked before
+}
+
+void SecretServiceAvailabilityTest::pass(std::chrono::milliseconds time) {
+    m_now += time;
+    m_queue.advance(time);
+}
+
+/// Ends when the keyring has answered whatever it was asked before, and that has arrived.
+void SecretServiceAvailabilityTest::settle() {
+    m_keyring->find({});
     QCoreApplication::processEvents();
-    QCOMPARE(notices, 1);
+}
+
+void SecretServiceAvailabilityTest::aServiceThatReturnsIsReadAtOnce() {
+    m_keyring->freeze();
+    QCOMPARE(read(), KeychainStatus::failure);
+    m_keyring->end();
+    notice();
+    m_keyring.emplace(m_bus);
+    QTRY_COMPARE(m_notices, 1);
+    QCOMPARE(read(), KeychainStatus::itemNotFound);
+}
+
+void SecretServiceAvailabilityTest::aServiceThatGoesOnIsReadWhenItsAbsenceIsOver() {
+    notice();
+    m_keyring->freeze();
+    QCOMPARE(read(), KeychainStatus::failure);
+    QCOMPARE(read(), KeychainStatus::failure);
+    m_keyring->thaw();
+    pass(absence - 1ms);
+    settle();
+    QCOMPARE(m_notices, 0);
+    pass(1ms);
+    settle();
+    QCOMPARE(m_notices, 1);
+    QCOMPARE(read(), KeychainStatus::itemNotFound);
+}
+
+void SecretServiceAvailabilityTest::aServiceThatStillHangsThenIsReadAsSoonAsItAnswers() {
+    notice();
+    m_keyring->freeze();
+    QCOMPARE(read(), KeychainStatus::failure);
+    pass(absence);
+    QCoreApplication::processEvents();
+    QCOMPARE(m_notices, 0);
+    m_keyring->thaw();
+    settle();
+    QCOMPARE(m_notices, 1);
+    QCOMPARE(read(), KeychainStatus::itemNotFound);
+}
+
+void SecretServiceAvailabilityTest::aServiceThatIsSlowWhenItIsNoticedIsReadAgainWhenItsAbsenceIsOver() {
+    m_keyring->end();
+    QList<KeychainStatus> results;
+    notice([&] {
+        if (m_notices == 1)
+            m_keyring->freeze();
+        results.append(read());
+    });
+    m_keyring.emplace(m_bus);
+    QTRY_COMPARE(results, QList{KeychainStatus::failure});
+    m_keyring->thaw();
+    pass(absence);
+    settle();
+    QCOMPARE(results, (QList{KeychainStatus::failure, KeychainStatus::itemNotFound}));
+}
+
+void SecretServiceAvailabilityTest::aServiceThatHangsWheneverItIsReadIsReadOnceAnAbsence() {
+    notice([&] {
+        m_keyring->freeze();
+        QCOMPARE(read(), KeychainStatus::failure);
+    });
+    m_keyring->freeze();
+    QCOMPARE(read(), KeychainStatus::failure);
+    for (int absences = 1; absences <= 3; ++absences) {
+        m_keyring->thaw();
+        pass(absence - 1ms);
+        settle();
+        QCOMPARE(m_notices, absences - 1);
+        pass(1ms);
+        settle();
+        QCOMPARE(m_notices, absences);
+    }
+}
+
+void SecretServiceAvailabilityTest::aServiceThatReturnsIsNotReadAgainWhenTheAbsenceWouldHaveEnded() {
+    m_keyring->freeze();
+    QCOMPARE(read(), KeychainStatus::failure);
+    m_keyring->end();
+    notice();
+    m_keyring.emplace(m_bus);
+    QTRY_COMPARE(m_notices, 1);
+    pass(absence);
+    settle();
+    QCOMPARE(m_notices, 1);
 }
 
 QTEST_GUILESS_MAIN(SecretServiceAvailabilityTest)

@@ -29,7 +29,7 @@ struct LinuxPlatform::Facilities {
     LinuxMainQueue mainQueue;
     SettingsUserDefaults userDefaults;
     SecretServiceKeychain keychain;
-    SecretServiceAvailability keychainAvailability{keychain};
+    SecretServiceAvailability keychainAvailability{keychain, mainQueue};
     IcuLocaleServices localeServices;
     PortalAppearance appearance;
 

@@ -1,25 +1,32 @@
 #pragma once
 
 #include "platform/KeychainAvailability.h"
+#include "platform/MainQueue.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
 #include <QDBusServiceWatcher>
 #include <QObject>
+#include <QPointer>
+
+#include <memory>
 
 namespace quillora::platform {
 
 class SecretServiceKeychain;
 
-/// Listens for the Secret Service to appear on the session bus, for its collections to be unlocked, and for
-/// one that did not answer in time to answer again; the keychain then no longer counts it as absent.
+/// Listens for the Secret Service to appear on the session bus and for its collections to be unlocked;
+/// the keychain then no longer counts it as absent. One that did not answer in time is asked again
+/// when its absence is over, and counts as there once it answers.
 class SecretServiceAvailability : public QObject, public KeychainAvailability {
     Q_OBJECT
 
 public:
-    /// `keychain` must outlive this object, which takes its `onAbsence`.
-    explicit SecretServiceAvailability(SecretServiceKeychain &keychain,
-                                       const QDBusConnection &bus = QDBusConnection::sessionBus());
+    /// `keychain` must outlive this object, which takes its `onAbsence`, and so must `queue`, which keeps its
+    /// time.
+    SecretServiceAvailability(SecretServiceKeychain &keychain, MainQueue &queue,
+                              const QDBusConnection &bus = QDBusConnection::sessionBus());
     ~SecretServiceAvailability() override;
 
     void setObserver(Observer observer) override;
@@ -28,15 +35,17 @@ private Q_SLOTS:
     void collectionChanged(const QDBusMessage &signal);
 
 private:
-    void awaitAnswer();
     void notify();
+    void ask();
+    void cancelQuestion();
 
     SecretServiceKeychain &m_keychain;
+    MainQueue &m_queue;
     QDBusConnection m_bus;
     QDBusServiceWatcher m_watcher;
     Observer m_observer;
-    bool m_isAwaitingAnswer = false;
-    bool m_isNotifying = false;
+    std::shared_ptr<WorkItem> m_question; ///< to be asked
+    QPointer<QDBusPendingCallWatcher> m_answer;
 };
 
 } // namespace quillora::platform
