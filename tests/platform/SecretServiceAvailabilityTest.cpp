@@ -27,6 +27,7 @@ private Q_SLOTS:
     void aServiceThatIsSlowWhenItIsNoticedIsReadAgainWhenItsAbsenceIsOver();
     void aServiceThatHangsWheneverItIsReadIsReadOnceAnAbsence();
     void aServiceThatReturnsIsNotReadAgainWhenTheAbsenceWouldHaveEnded();
+    void aCollectionThatIsMadeLaterIsNoticed();
 
 private:
     static constexpr auto absence = SecretServiceKeychain::absence;
@@ -161,6 +162,17 @@ void SecretServiceAvailabilityTest::aServiceThatReturnsIsNotReadAgainWhenTheAbse
     pass(absence);
     settle();
     QCOMPARE(m_notices, 1);
+}
+
+void SecretServiceAvailabilityTest::aCollectionThatIsMadeLaterIsNoticed() {
+    m_keyring->end();
+    m_keyring.emplace(m_bus, PrivateKeyring::Collection::none);
+    QCoreApplication::processEvents();
+    QList<KeychainStatus> results;
+    notice([&] { results.append(m_keychain.add({u"service"_qs, u"account"_qs}, "secret")); });
+    m_keyring->makeCollection();
+    settle();
+    QCOMPARE(results, QList{KeychainStatus::success});
 }
 
 QTEST_GUILESS_MAIN(SecretServiceAvailabilityTest)

@@ -116,6 +116,14 @@ void PrivateKeyring::unlock() {
          {QVariant::fromValue(QDBusObjectPath(collectionPath)), QVariant::fromValue(master)});
 }
 
+void PrivateKeyring::makeCollection() {
+    const QVariantMap properties{{u"org.freedesktop.Secret.Collection.Label"_qs, u"Login"_qs}};
+    const Secret master{session(), {}, password, u"text/plain"_qs};
+    const auto path = call(servicePath, u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_qs,
+                           u"CreateWithMasterPassword"_qs, {properties, QVariant::fromValue(master)});
+    call(servicePath, u"org.freedesktop.Secret.Service"_qs, u"SetAlias"_qs, {u"default"_qs, path});
+}
+
 void PrivateKeyring::end() {
     m_process->signal(SIGKILL);
     m_process->stop();

@@ -41,6 +41,9 @@ public:
     void lock();
     void unlock();
 
+    /// Makes the default collection of a keyring that has none.
+    void makeCollection();
+
     /// Keeps the daemon from answering, until `thaw` or its end.
     void freeze() { m_process->signal(SIGSTOP); }
     void thaw() { m_process->signal(SIGCONT); }

@@ -24,6 +24,8 @@ SecretServiceAvailability::SecretServiceAvailability(SecretServiceKeychain &keyc
     // Any sender: to name the service would make Qt ask the bus, and wait, for who owns the name.
     m_bus.connect({}, {}, u"org.freedesktop.DBus.Properties"_qs, u"PropertiesChanged"_qs,
                   {u"org.freedesktop.Secret.Collection"_qs}, {}, this, SLOT(collectionChanged(QDBusMessage)));
+    m_bus.connect({}, {}, u"org.freedesktop.Secret.Service"_qs, u"CollectionCreated"_qs, this,
+                  SLOT(notify()));
     m_keychain.onAbsence = [this] {
         cancelQuestion();
         m_question = m_queue.asyncAfter(SecretServiceKeychain::absence, [this] { ask(); });

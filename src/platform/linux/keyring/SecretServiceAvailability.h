@@ -16,8 +16,8 @@ namespace quillora::platform {
 
 class SecretServiceKeychain;
 
-/// Listens for the Secret Service to appear on the session bus and for its collections to be unlocked;
-/// the keychain then no longer counts it as absent. One that did not answer in time is asked again
+/// Listens for the Secret Service to appear on the session bus and for its collections to be made and
+/// unlocked; the keychain then no longer counts it as absent. One that did not answer in time is asked again
 /// when its absence is over, and counts as there once it answers.
 class SecretServiceAvailability : public QObject, public KeychainAvailability {
     Q_OBJECT
@@ -33,9 +33,9 @@ public:
 
 private Q_SLOTS:
     void collectionChanged(const QDBusMessage &signal);
+    void notify();
 
 private:
-    void notify();
     void ask();
     void cancelQuestion();
 
