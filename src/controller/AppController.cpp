@@ -82,9 +82,8 @@ void AppController::setOpenAIEndpointString(const QString &endpoint) {
 
 void AppController::setOpenAIClientToken(const QString &token) {
     m_openAIClientToken = token;
-    m_didEditClientToken = true;
     Q_EMIT changed();
-    KeychainStore::setString(token, tokenKey);
+    m_isClientTokenUnstored = !KeychainStore::setString(token, tokenKey);
 }
 
 SpokenLanguageOption AppController::selectedSource() const {
@@ -170,8 +169,8 @@ void AppController::observeKeychain() {
     Platform::current().keychainAvailability().setObserver([self = QPointer<AppController>(this)] {
         if (!self)
             return;
-        if (self->m_didEditClientToken) {
-            KeychainStore::setString(self->m_openAIClientToken, tokenKey);
+        if (self->m_isClientTokenUnstored) {
+            self->m_isClientTokenUnstored = !KeychainStore::setString(self->m_openAIClientToken, tokenKey);
         } else if (const auto stored = KeychainStore::string(tokenKey)) {
             self->m_openAIClientToken = *stored;
             Q_EMIT self->changed();

@@ -146,7 +146,7 @@ private:
     QString m_translationEngineIdentifier;
     QString m_openAIEndpointString;
     QString m_openAIClientToken;
-    bool m_didEditClientToken = false; ///< since the start-up; what was typed wins over the keychain then
+    bool m_isClientTokenUnstored = false; ///< what was typed wins over the keychain until it is in there
     bool m_isRecording = false;
     bool m_isProcessing = false;
     QString m_statusText;

@@ -27,16 +27,17 @@ std::optional<QString> KeychainStore::string(const QString &key) {
     return legacy;
 }
 
-void KeychainStore::setString(const QString &value, const QString &key) {
+bool KeychainStore::setString(const QString &value, const QString &key) {
     if (value.isEmpty()) {
-        keychain().remove(baseQuery(key, currentService));
-        keychain().remove(baseQuery(key, legacyService));
-        return;
+        const auto current = keychain().remove(baseQuery(key, currentService));
+        const auto legacy = keychain().remove(baseQuery(key, legacyService));
+        return current != KeychainStatus::failure && legacy != KeychainStatus::failure;
     }
     const QByteArray data = value.toUtf8();
     const KeychainQuery query = baseQuery(key, currentService);
-    if (keychain().update(query, data) == KeychainStatus::itemNotFound)
-        keychain().add(query, data);
+    const auto updated = keychain().update(query, data);
+    const auto stored = updated == KeychainStatus::itemNotFound ? keychain().add(query, data) : updated;
+    return stored == KeychainStatus::success;
 }
 
 KeychainQuery KeychainStore::baseQuery(const QString &key, const QString &service) { return {service, key}; }

@@ -203,6 +203,50 @@ private Q_SLOTS:
                  std::optional<QByteArray>("typed"));
     }
 
+    void aTokenThatWasStoredLaterIsNotStoredAgain() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->setOpenAIClientToken(u"typed"_qs);
+        f.platform.keychainFake.isBroken = false;
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        f.platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"elsewhere",
+                                                                                              {}};
+        f.takeCalls();
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        QCOMPARE(f.takeCalls(),
+                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs});
+        QCOMPARE(f.controller->openAIClientToken(), u"elsewhere"_qs);
+    }
+
+    void aTokenThatWasStoredAtOnceIsNotStoredAgain_data() {
+        QTest::addColumn<QString>("token");
+        QTest::newRow("a new one") << u"typed"_qs;
+        QTest::newRow("none any more") << QString();
+    }
+    void aTokenThatWasStoredAtOnceIsNotStoredAgain() {
+        QFETCH(QString, token);
+        ControllerFixture f;
+        f.controller->setOpenAIClientToken(token);
+        f.platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"elsewhere",
+                                                                                              {}};
+        f.takeCalls();
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        QCOMPARE(f.takeCalls(),
+                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs});
+        QCOMPARE(f.controller->openAIClientToken(), u"elsewhere"_qs);
+    }
+
+    void aTokenClearedWhileTheKeychainWasLockedIsDeletedOnceItIsUnlocked() {
+        ControllerFixture f([](FakePlatform &platform) {
+            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"old", {}};
+        });
+        f.platform.keychainFake.isBroken = true;
+        f.controller->setOpenAIClientToken({});
+        f.platform.keychainFake.isBroken = false;
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        QCOMPARE(f.controller->openAIClientToken(), QString());
+        QVERIFY(f.platform.keychainFake.items.empty());
+    }
+
     void aKeychainThatAppearsEmptyTakesNothingAway() {
         ControllerFixture f([](FakePlatform &platform) {
             platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"secret", {}};
