@@ -6,31 +6,16 @@ namespace quillora::platform {
 
 namespace {
 
-/// The name is written with an item, for other programs to see, but never asked for.
-const SecretSchema schema = {"com.local.Quillora.GenericPassword",
-                             SECRET_SCHEMA_DONT_MATCH_NAME,
-                             {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
-                              {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
-                              {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
-                             0,
-                             nullptr,
-                             nullptr,
-                             nullptr,
-                             nullptr,
-                             nullptr,
-                             nullptr,
-                             nullptr};
+constexpr auto noLabel = ""; // libsecret insists on one
 
 using Attributes = GlibPointer<GHashTable>;
 
+/// These two and no schema, whose name libsecret would write down as a third.
 Attributes attributes(const KeychainQuery &query) {
-    return Attributes(secret_attributes_build(&schema, "service", query.service.toUtf8().constData(),
-                                              "account", query.account.toUtf8().constData(), nullptr));
-}
-
-/// What a person reads in a keyring viewer.
-QByteArray label(const KeychainQuery &query) {
-    return u"%1: %2"_qs.arg(query.service.section(u'.', -1), query.account).toUtf8();
+    Attributes table(g_hash_table_new_full(&g_str_hash, &g_str_equal, &g_free, &g_free));
+    g_hash_table_insert(table.get(), g_strdup("service"), g_strdup(query.service.toUtf8().constData()));
+    g_hash_table_insert(table.get(), g_strdup("account"), g_strdup(query.account.toUtf8().constData()));
+    return table;
 }
 
 struct SecretValueRelease {
@@ -126,9 +111,8 @@ KeychainStatus SecretServiceSession::add(const KeychainQuery &query, const QByte
     if (!m_service)
         return KeychainStatus::failure;
     const auto result = resultOf([&](GAsyncReadyCallback callback, gpointer data) {
-        secret_service_store(m_service.get(), &schema, attributes(query).get(), SECRET_COLLECTION_DEFAULT,
-                             label(query).constData(), secretValue(bytes).get(), m_cancellable, callback,
-                             data);
+        secret_service_store(m_service.get(), nullptr, attributes(query).get(), SECRET_COLLECTION_DEFAULT,
+                             noLabel, secretValue(bytes).get(), m_cancellable, callback, data);
     });
     const bool isStored = secret_service_store_finish(m_service.get(), result.get(), nullptr);
     return isStored ? KeychainStatus::success : KeychainStatus::failure;
@@ -151,7 +135,7 @@ SecretServiceSession::Findings SecretServiceSession::search(const KeychainQuery 
     if (!m_service)
         return findings;
     const auto result = resultOf([&](GAsyncReadyCallback callback, gpointer data) {
-        secret_service_search(m_service.get(), &schema, attributes(query).get(), SECRET_SEARCH_ALL,
+        secret_service_search(m_service.get(), nullptr, attributes(query).get(), SECRET_SEARCH_ALL,
                               m_cancellable, callback, data);
     });
     GError *error = nullptr;
