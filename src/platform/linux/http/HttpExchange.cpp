@@ -56,11 +56,14 @@ HttpExchange::HttpExchange(const Means &means, HttpRequest request, std::chrono:
     : QObject(parent), m_means(means), m_request(std::move(request)), m_waiter(std::move(waiter)) {
     m_totalDeadline = m_means.queue.asyncAfter(
         totalTime, [this, totalTime] { fail(TransportError::slowness(m_request.url, totalTime)); });
-    restartSilenceDeadline();
+    m_silenceDeadline = m_means.queue.asyncAfter(SystemProxies::longestLookup, [this] {
+        fail(TransportError::unknownProxy(m_request.url, SystemProxies::longestLookup));
+    });
     m_means.proxies.find(m_request.url, [self = QPointer(this)](const QNetworkProxy &proxy) {
         if (!self || self->m_isOver)
             return;
         self->m_proxy = proxy;
+        self->restartSilenceDeadline();
         self->send();
     });
 }
@@ -89,8 +92,7 @@ void HttpExchange::send() {
 }
 
 void HttpExchange::restartSilenceDeadline() {
-    if (m_silenceDeadline)
-        m_silenceDeadline->cancel();
+    m_silenceDeadline->cancel();
     m_silenceDeadline = m_means.queue.asyncAfter(m_request.timeoutInterval, [this] {
         fail(TransportError::silence(m_request.url, m_request.timeoutInterval));
     });

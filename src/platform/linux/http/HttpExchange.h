@@ -62,7 +62,7 @@ private:
     QList<QSslError> m_tlsErrors;
     QByteArray m_body;
     int m_redirectCount = 0;
-    std::shared_ptr<WorkItem> m_silenceDeadline;
+    std::shared_ptr<WorkItem> m_silenceDeadline; ///< of the host, and before that of the search for a proxy
     std::shared_ptr<WorkItem> m_totalDeadline;
 };
 

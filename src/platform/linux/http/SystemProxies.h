@@ -6,25 +6,39 @@
 #include <QThreadPool>
 #include <QUrl>
 
+#include <chrono>
 #include <functional>
+#include <memory>
 
 namespace quillora::platform {
 
 /// Which proxy the desktop's settings and the environment want for an address. They are asked on a thread of
-/// their own, since an answer may take a script, a helper process or a bus. Main thread only.
+/// their own, since an answer may take a script, a helper process or a bus, and may never come: the host that
+/// the script is on need not answer. Main thread only.
 class SystemProxies {
 public:
     using Found = std::function<void(const QNetworkProxy &)>;
 
-    /// `queue` outlives this object, and what is still being asked for outlives neither.
+    /// How long an answer is worth waiting for.
+    static constexpr std::chrono::seconds longestLookup{10};
+
+    /// `queue` outlives this object.
     explicit SystemProxies(MainQueue &queue);
 
-    /// Calls `found` from the main queue. This machine itself is always reached directly: no proxy could.
+    /// Waits a moment for what is being asked for, and then abandons it: its answer goes nowhere, and the end
+    /// of the program does not wait for it.
+    ~SystemProxies();
+
+    /// Calls `found` from the main queue, unless no answer comes. This machine itself is always reached
+    /// directly: no proxy could.
     void find(const QUrl &url, Found found);
 
 private:
+    class Answers;
+
     MainQueue &m_queue;
-    QThreadPool m_thread;
+    std::shared_ptr<Answers> m_answers;
+    std::unique_ptr<QThreadPool> m_thread;
 };
 
 } // namespace quillora::platform

@@ -82,6 +82,11 @@ TransportError TransportError::unsendableHeader() {
     return TransportError(u"The request holds a control character where none may be."_qs);
 }
 
+TransportError TransportError::unknownProxy(const QUrl &url, std::chrono::milliseconds limit) {
+    return TransportError(
+        u"Could not find out within %1 which proxy server leads to %2."_qs.arg(seconds(limit), url.host()));
+}
+
 TransportError TransportError::silence(const QUrl &url, std::chrono::milliseconds limit) {
     return TransportError(url.host() + u" sent nothing for "_qs + seconds(limit) + u'.');
 }

@@ -23,6 +23,9 @@ public:
     /// A header that would break out of its line.
     static TransportError unsendableHeader();
 
+    /// The system did not say in time whether there is a proxy.
+    static TransportError unknownProxy(const QUrl &url, std::chrono::milliseconds limit);
+
     static TransportError silence(const QUrl &url, std::chrono::milliseconds limit);
     static TransportError slowness(const QUrl &url, std::chrono::milliseconds limit);
     static TransportError noAnswer(const QUrl &url);

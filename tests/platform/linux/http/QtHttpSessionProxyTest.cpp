@@ -2,13 +2,24 @@
 #include "support/RawHttpServer.h"
 #include "support/RealHttpPlatform.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
+#include <cstdio>
+
 using namespace quillora;
+using namespace std::chrono_literals;
 using platform::HttpResponse;
+using test::ChildProcess;
 using test::RawHttpServer;
 using After = test::RawHttpServer::After;
 using Outcome = test::Outcome<HttpResponse>;
+
+/// The library that fetches proxy scripts keeps something of each that did not come.
+extern "C" const char *__lsan_default_suppressions() { return "leak:libproxy\n"; }
+
+static const QString leaveWithALookup = u"--leave-with-a-lookup"_qs;
+static constexpr int leavingStatus = 7;
 
 /// The system's proxy settings, as the environment gives them.
 class QtHttpSessionProxyTest : public QObject {
@@ -87,7 +98,76 @@ private Q_SLOTS:
         QCOMPARE(m_proxy->connectionCount(), 0);
     }
 
+    void aScriptThatDoesNotComeIsAnErrorThatSaysSo() {
+        const auto outcome = startWithAScriptThatDoesNotCome();
+        m_platform->queue.advance(10s - 1ms);
+        QVERIFY(!outcome->isDone());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(
+            outcome->error(),
+            u"Could not find out within 10 seconds which proxy server leads to api.quillora.example."_qs);
+    }
+
+    void aRequestAfterThatIsBoundedInTheSameWay() {
+        startWithAScriptThatDoesNotCome();
+        m_platform->queue.advance(10s);
+        const auto outcome = start(QUrl(u"http://other.quillora.example/v1"_qs));
+        m_platform->queue.advance(10s);
+        QCOMPARE(
+            outcome->error(),
+            u"Could not find out within 10 seconds which proxy server leads to other.quillora.example."_qs);
+    }
+
+    void aScriptThatDoesNotComeHoldsUpNoRequestToThisMachine() {
+        startWithAScriptThatDoesNotCome();
+        RawHttpServer server;
+        server.answer(RawHttpServer::response(200, "direct"));
+        QCOMPARE(ask(server.url())->value().body, "direct");
+    }
+
+    void requestsGoOnOnceTheScriptHasFailed() {
+        startWithAScriptThatDoesNotCome();
+        m_platform->queue.advance(10s);
+        RawHttpServer proxy;
+        proxy.answer(RawHttpServer::response(200, "by proxy"));
+        qputenv("http_proxy", proxy.url(u"/"_qs).toEncoded());
+        m_proxy.reset();
+        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_qs))->value().body, "by proxy");
+    }
+
+    void destroyingTheSessionDoesNotWaitForAScript() {
+        const auto outcome = startWithAScriptThatDoesNotCome();
+        QElapsedTimer timer;
+        timer.start();
+        m_platform->endSession();
+        QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+        QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
+    }
+
+    void theEndOfTheProgramDoesNotWaitForAScriptAndKeepsItsStatus() {
+        useAScriptThatDoesNotCome();
+        ChildProcess program(QCoreApplication::applicationFilePath(), {leaveWithALookup});
+        QTRY_COMPARE(m_proxy->requests().size(), 1);
+        program.process().closeWriteChannel();
+        QVERIFY(program.process().waitForFinished(5000));
+        QCOMPARE(program.process().exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.process().exitCode(), leavingStatus);
+    }
+
 private:
+    void useAScriptThatDoesNotCome() {
+        qputenv("http_proxy", "pac+" + m_proxy->url(u"/proxy.pac"_qs).toEncoded());
+    }
+
+    /// Returns when the script has been asked for.
+    std::shared_ptr<Outcome> startWithAScriptThatDoesNotCome() {
+        useAScriptThatDoesNotCome();
+        auto outcome = start(QUrl(u"http://api.quillora.example/v1"_qs));
+        if (!m_platform->waitUntil([this] { return m_proxy->requests().size() == 1; }))
+            throw std::runtime_error("the script was not asked for");
+        return outcome;
+    }
+
     std::shared_ptr<Outcome> start(const QUrl &url) {
         return Outcome::of(m_platform->session->data(test::authorizedPost(url)));
     }
@@ -100,5 +180,22 @@ private:
     std::unique_ptr<RawHttpServer> m_proxy;
 };
 
-QTEST_GUILESS_MAIN(QtHttpSessionProxyTest)
+/// A program that ends while it looks for a proxy, when its input does.
+static int leave() {
+    test::RealHttpPlatform platform;
+    const auto outcome =
+        Outcome::of(platform.session->data(test::authorizedPost(QUrl(u"http://api.quillora.example/v1"_qs))));
+    while (std::getchar() != EOF) {
+    }
+    return leavingStatus;
+}
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    if (application.arguments().contains(leaveWithALookup))
+        return leave();
+    QtHttpSessionProxyTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "QtHttpSessionProxyTest.moc"
