@@ -13,6 +13,7 @@ from accessible import ScreenReader
 from virtual_desktop import DesktopError, wait_for
 
 HOTKEY = ("ctrl", "alt", "space")
+BACKEND = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "backend", "quillora-backend")
 RECORDINGS = "/usr/share/pocketsphinx/test/data/librivox"
 
 
@@ -70,6 +71,24 @@ def write_settings(desktop, **settings):
     os.makedirs(folder, exist_ok=True)
     with open(os.path.join(folder, "Quillora.conf"), "w", encoding="utf-8") as file:
         file.write("[General]\n" + "".join(f"{key}={value}\n" for key, value in settings.items()))
+
+
+def start_backend(desktop, token):
+    """A local backend that asks for the token; its endpoint."""
+    token_file = os.path.join(desktop.folder, "token")
+    with open(token_file, "w", encoding="ascii", opener=lambda path, flags: os.open(path, flags, 0o600)) as file:
+        file.write(token)
+    backend = desktop.start([BACKEND, "--token-file", token_file], stdout=subprocess.PIPE)
+    endpoint = backend.stdout.readline().decode().strip()
+    if not endpoint:
+        raise DesktopError("the backend did not start")
+    return endpoint
+
+
+def store_token(desktop, token):
+    """As the panel's token field would."""
+    desktop.run(["secret-tool", "store", "--label=Quillora", "service", "com.local.Quillora",
+                 "account", "openAIClientToken"], input=token.encode())
 
 
 class Person:
