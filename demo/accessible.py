@@ -2,6 +2,7 @@
 binds to the session bus of its process for good: `accessible.py` answers one request a line on its standard input.
 
     text APPLICATION NAME           the text of the text widget of that name; without a name, of the first one
+    length APPLICATION NAME         how many characters stand in the masked text field of that name
     described APPLICATION TEXT      the name of the widget that is described so
     press APPLICATION NAME          presses the button of that name
     focus APPLICATION NAME          puts the keyboard into the text field of that name
@@ -22,6 +23,10 @@ class ScreenReader:
     def text(self, application, name=None):
         """What stands in a text widget, by its name or the first there is; None if it cannot be read."""
         return self._ask("text", application, name)
+
+    def length(self, application, name):
+        """How many characters stand in a masked text field; None if it cannot be read."""
+        return self._ask("length", application, name)
 
     def described(self, application, description):
         """The name of the widget with that description; None if it cannot be read."""
@@ -101,6 +106,9 @@ def _focus(node):
 ANSWERS = {
     "text": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_role_name() == "text" and key in (None, node.get_name()), _text_of),
+    "length": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_role_name() == "password text" and node.get_name() == key,
+        lambda node: node.get_text_iface().get_character_count()),
     "described": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_description() == key, lambda node: node.get_name()),
     "press": lambda atspi, application, key: _find(

@@ -181,12 +181,16 @@ class VirtualDesktop:
         self.environment["DISPLAY"] = f":{number}"
 
     def _start_bus(self):
-        bus = self.start(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"],
+        bus = self.start(["dbus-daemon", self.bus_configuration(), "--nofork", "--nopidfile", "--print-address"],
                          stdout=subprocess.PIPE)
         address = bus.stdout.readline().decode().strip()
         if not address:
             raise DesktopError("the session bus did not start")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+
+    def bus_configuration(self):
+        """The bus daemon's option that names what it serves."""
+        return "--session"
 
     def start_keyring(self):
         """Again too, after its end: what it kept is there again."""

@@ -17,17 +17,23 @@ HELD_BACK = b"what the user had copied before"
 class FaultTest(unittest.TestCase):
     """A desktop for all the tests of a class. Whatever a test breaks it mends."""
 
+    make_desktop = VirtualDesktop
     settings = {"targetLanguageIdentifier": "es"}
     inserted = "Inserted translation."
 
     @classmethod
     def setUpClass(cls):
-        cls.desktop = cls.enterClassContext(VirtualDesktop())
-        write_settings(cls.desktop, **cls.settings)
+        cls.desktop = cls.enterClassContext(cls.make_desktop())
+        cls.arrange()
         cls.clip = short_clip(cls.desktop.folder)
         cls.person = Person(cls.desktop, PROGRAM)
         cls.person.open_editor()
         cls.person.start_quillora()
+
+    @classmethod
+    def arrange(cls):
+        """What is there before the program starts."""
+        write_settings(cls.desktop, **cls.settings)
 
     def setUp(self):
         self.copy_something()

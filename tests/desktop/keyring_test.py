@@ -3,72 +3,253 @@
 program is the first argument; what follows is for unittest."""
 
 import os
+import shutil
 import signal
+import time
 import unittest
+
+from gi.repository import Gio, GLib
 
 from desktop_case import FaultTest  # first: it finds the others
 
-from virtual_desktop import wait_for
+from dictation import start_backend, store_token, write_settings
+from virtual_desktop import VirtualDesktop, wait_for
 
+TOKEN = "the-token-of-this-test"
+PASSWORD = b"demonstration"  # that the desktop's keyring is unlocked with
+REFUSED = "Translation failed: The subscription token is not valid."
 ABSENCE = 30
+LOGIN = "/org/freedesktop/secrets/collection/login"
+SECRETS = ["gdbus", "call", "--session", "--dest", "org.freedesktop.secrets", "--object-path",
+           "/org/freedesktop/secrets", "--method"]
 
 
-class KeyringFaultTest(FaultTest):
-    """The keyring at the start of the program. Dictations stay in one language, since the engine in the settings is
-    the hosted one, whose token lies in the keyring."""
+class UnservedDesktop(VirtualDesktop):
+    """Its bus knows of no keyring that it could start."""
+
+    def bus_configuration(self):
+        services = self._private("services")
+        for name in os.listdir("/usr/share/dbus-1/services"):
+            if "keyring" not in name and "secret" not in name.lower():
+                os.symlink(os.path.join("/usr/share/dbus-1/services", name), os.path.join(services, name))
+        path = os.path.join(self.folder, "bus.conf")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(f"""<busconfig><type>session</type><listen>unix:dir={self.folder}</listen>
+                <servicedir>{services}</servicedir><policy context="default"><allow own="*"/>
+                <allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/></policy></busconfig>""")
+        return f"--config-file={path}"
+
+
+class KeyringTest(FaultTest):
+    """Each test starts the program in a state of the keyring of its own. Dictations stay in one language, since the
+    engine in the settings is the hosted one, whose token lies in the keyring."""
 
     settings = {"targetLanguageIdentifier": "en", "translationEngineIdentifier": "openAINatural"}
     inserted = "Inserted transcript."
 
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.desktop.stop(cls.person.quillora)
+
     def setUp(self):
         super().setUp()
-        self.desktop.stop(self.person.quillora)
+        self.addCleanup(self.mend)
 
-    def tearDown(self):
+    def mend(self):
         self.replace_keyring()
         self.desktop.run(["secret-tool", "clear", "service", "com.local.Quillora"])
 
-    def replace_keyring(self):
+    def start(self):
+        self.person.start_quillora()
+        self.addCleanup(self.desktop.stop, self.person.quillora)
+        self.person.focus_editor()
+
+    # What happens to the keyring
+
+    def end_keyring(self):
         """Also one that the bus has started meanwhile."""
         for pid in self.desktop.processes("gnome-keyring-daemon"):
             os.kill(pid, signal.SIGKILL)
         wait_for("the end of the keyring", lambda: not self.desktop.processes("gnome-keyring-daemon"))
+
+    def replace_keyring(self):
+        self.end_keyring()
         self.desktop.start_keyring()
+
+    def lock_keyring(self):
+        self.desktop.run([*SECRETS, "org.freedesktop.Secret.Service.Lock",
+                          f"['{LOGIN}']"])
+
+    def unlock_keyring(self):
+        self.call_with_password("UnlockWithMasterPassword", "o", LOGIN)
+
+    def make_collection(self):
+        label = {"org.freedesktop.Secret.Collection.Label": GLib.Variant("s", "login")}
+        self.call_with_password("CreateWithMasterPassword", "a{sv}", label)
+
+    def call_with_password(self, method, kind, argument):
+        """As a login does, which knows the password and asks nobody."""
+        bus = Gio.DBusConnection.new_for_address_sync(
+            self.desktop.environment["DBUS_SESSION_BUS_ADDRESS"],
+            Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
+
+        def call(interface, method, arguments):
+            return bus.call_sync("org.freedesktop.secrets", "/org/freedesktop/secrets", interface, method, arguments,
+                                 None, Gio.DBusCallFlags.NONE, 5000).unpack()
+
+        plain = GLib.Variant("(sv)", ("plain", GLib.Variant("s", "")))
+        _, session = call("org.freedesktop.Secret.Service", "OpenSession", plain)
+        secret = (session, b"", PASSWORD, "text/plain")
+        call("org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface", method,
+             GLib.Variant(f"({kind}(oayays))", (argument, secret)))
+
+    # What a person does and finds
 
     def type_token(self, token):
         self.person.open_panel()
         wait_for("the panel in front", lambda: b"Quillora" in self.desktop.run(
             ["xdotool", "getactivewindow", "getwindowname"]))
         self.person.type_into("Subscription token", token)
-        self.back_to_the_editor()
 
     def wait_for_stored_token(self, token, seconds=20):
         lookup = ["secret-tool", "lookup", "service", "com.local.Quillora", "account", "openAIClientToken"]
         wait_for("the stored token", lambda: self.desktop.run(lookup) == token.encode(), seconds)
 
     def assert_a_token_typed_meanwhile_is_stored_later(self, token, mend, seconds=20):
-        self.person.start_quillora()
         self.type_token(token)
+        self.back_to_the_editor()
         self.assertEqual(self.person.status(), "Ready.")
         self.assert_all_is_well_again()
         mend()
         self.wait_for_stored_token(token, seconds)
+        self.assertEqual(self.person.status(), self.inserted)
         self.assert_all_is_well_again()
 
+
+class KeyringAtTheStartTest(KeyringTest):
     def test_killed(self):
         self.desktop.kill(self.desktop.keyring)
+        self.start()
         self.assert_a_token_typed_meanwhile_is_stored_later("one", self.replace_keyring)
 
     def test_locked(self):
-        self.desktop.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.secrets", "--object-path",
-                          "/org/freedesktop/secrets", "--method", "org.freedesktop.Secret.Service.Lock",
-                          "['/org/freedesktop/secrets/collection/login']"])
+        self.lock_keyring()
+        self.start()
         self.assert_a_token_typed_meanwhile_is_stored_later("two", self.replace_keyring)
 
     def test_frozen(self):
         self.desktop.freeze(self.desktop.keyring)
+        self.start()
         self.assert_a_token_typed_meanwhile_is_stored_later(
             "three", lambda: self.desktop.thaw(self.desktop.keyring), ABSENCE + 20)
+
+    def test_without_a_collection_until_one_is_made(self):
+        self.end_keyring()
+        kept = os.path.join(self.desktop.environment["XDG_DATA_HOME"], "keyrings")
+        shutil.move(kept, kept + "-before")
+        os.mkdir(kept)
+        with open(os.path.join(kept, "default"), "w", encoding="ascii") as file:
+            file.write("login")  # is the default collection as soon as it exists
+        self.addCleanup(shutil.move, kept + "-before", kept)
+        self.addCleanup(shutil.rmtree, kept, ignore_errors=True)
+        self.addCleanup(self.end_keyring)
+        self.start()
+        self.assert_a_token_typed_meanwhile_is_stored_later("four", self.make_collection)
+
+
+class KeyringDuringTheRunTest(KeyringTest):
+    def test_killed(self):
+        self.start()
+        self.desktop.kill(self.desktop.keyring)
+        self.assert_a_token_typed_meanwhile_is_stored_later("five", self.replace_keyring)
+
+    def test_frozen_it_costs_one_key_a_moment_and_the_others_nothing(self):
+        self.start()
+        self.type_token("")
+        self.desktop.freeze(self.desktop.keyring)
+        token = "a-key-of-forty-letters-that-would-take-32"
+        start = time.monotonic()
+        self.desktop.run(["xdotool", "type", token])
+        self.assertEqual(self.person.status(), "Ready.")
+        # Half of what they would take at 800 ms each.
+        self.assertLess(time.monotonic() - start, 0.4 * len(token))
+        self.back_to_the_editor()
+        self.assert_all_is_well_again()
+        self.desktop.thaw(self.desktop.keyring)
+        self.wait_for_stored_token(token, ABSENCE + 20)
+        self.assertEqual(self.person.status(), self.inserted)
+        self.assert_all_is_well_again()
+
+
+class AbsentKeyringTest(KeyringTest):
+    make_desktop = UnservedDesktop
+
+    def test_what_is_typed_is_stored_once_there_is_a_keyring(self):
+        self.end_keyring()
+        self.start()
+        self.assertEqual(self.desktop.processes("gnome-keyring-daemon"), [])
+        self.assert_a_token_typed_meanwhile_is_stored_later("six", self.desktop.start_keyring)
+
+
+class HostedKeyringTest(KeyringTest):
+    """Into a language that only a backend translates into, and for the right token only."""
+
+    inserted = "Inserted translation."
+
+    @classmethod
+    def arrange(cls):
+        write_settings(cls.desktop, targetLanguageIdentifier="kk", translationEngineIdentifier="openAINatural",
+                       openAIEndpointString=start_backend(cls.desktop, TOKEN))
+
+    def setUp(self):
+        super().setUp()
+        store_token(self.desktop, TOKEN)
+
+    def assert_a_dictation_is_refused(self):
+        self.back_to_the_editor()
+        before = self.person.editor_text()
+        with self.person.holding_the_hotkey():
+            self.speak_in()
+        self.wait_for_status(REFUSED)
+        self.assertEqual(self.desktop.keys_held(), [])
+        self.assertEqual(self.person.editor_text(), before)
+        self.wait_for_clipboard()
+        self.back_to_the_editor()
+
+    def test_unlocked_after_the_start_its_token_is_read_and_sent(self):
+        self.lock_keyring()
+        self.start()
+        self.assert_a_dictation_is_refused()
+        self.unlock_keyring()
+        wait_for("the token in the panel",
+                 lambda: self.person.reader.length("Quillora", "Subscription token") == len(TOKEN))
+        self.assertEqual(self.person.status(), REFUSED)
+        self.assert_all_is_well_again()
+
+    def test_frozen_after_the_start_it_costs_no_dictation(self):
+        self.start()
+        self.desktop.freeze(self.desktop.keyring)
+        self.assert_all_is_well_again()
+        self.desktop.thaw(self.desktop.keyring)
+        self.assert_all_is_well_again()
+
+    def test_killed_after_the_start_it_costs_no_dictation(self):
+        self.start()
+        self.desktop.kill(self.desktop.keyring)
+        self.assert_all_is_well_again()
+        self.replace_keyring()
+        self.assert_all_is_well_again()
+
+    def test_frozen_at_the_start_its_token_is_read_and_sent_later(self):
+        self.desktop.freeze(self.desktop.keyring)
+        self.start()
+        self.assert_a_dictation_is_refused()
+        self.desktop.thaw(self.desktop.keyring)
+        wait_for("the token in the panel",
+                 lambda: self.person.reader.length("Quillora", "Subscription token") == len(TOKEN), ABSENCE + 20)
+        self.assertEqual(self.person.status(), REFUSED)
+        self.assert_all_is_well_again()
 
 
 if __name__ == "__main__":
