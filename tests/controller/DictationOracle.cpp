@@ -131,8 +131,7 @@ void DictationOracle::typeEndpoint(const QString &text) {
 
 void DictationOracle::typeToken(const QString &text) {
     publish("openAIClientToken", token, text);
-    m_didEditToken = true;
-    storeSecret(u"openAIClientToken"_qs, text);
+    m_isTokenUnstored = !storeSecret(u"openAIClientToken"_qs, text);
 }
 
 bool DictationOracle::canTranslateHere() const {
@@ -474,26 +473,27 @@ std::optional<QString> DictationOracle::storedSecret(const QString &account) {
     return legacy;
 }
 
-void DictationOracle::storeSecret(const QString &account, const QString &value) {
+bool DictationOracle::storeSecret(const QString &account, const QString &value) {
     if (value.isEmpty()) {
         for (const QString &each : {service, legacyService}) {
             log += u"keychain.remove "_qs + each + u' ' + account;
             if (!isKeychainBroken)
                 keychain.erase({each, account});
         }
-        return;
+        return !isKeychainBroken;
     }
     log += u"keychain.update "_qs + service + u' ' + account;
     if (isKeychainBroken)
-        return;
+        return false;
     const auto found = keychain.find({service, account});
     if (found != keychain.end()) {
         found->second = value.toUtf8();
-        return;
+        return true;
     }
     log += u"keychain.add "_qs + service + u' ' + account;
     if (!keychainRefusesAdditions)
         keychain[{service, account}] = value.toUtf8();
+    return !keychainRefusesAdditions;
 }
 
 QString DictationOracle::deviceIdentifier() {
@@ -506,9 +506,9 @@ QString DictationOracle::deviceIdentifier() {
 }
 
 void DictationOracle::keychainBecameAvailable() {
-    if (m_didEditToken)
-        return storeSecret(u"openAIClientToken"_qs, token);
-    if (const auto stored = storedSecret(u"openAIClientToken"_qs))
+    if (m_isTokenUnstored)
+        m_isTokenUnstored = !storeSecret(u"openAIClientToken"_qs, token);
+    else if (const auto stored = storedSecret(u"openAIClientToken"_qs))
         publish("openAIClientToken", token, *stored);
 }
 

@@ -181,7 +181,8 @@ private:
 
     std::optional<QString> storedSecret(const QString &account);
     std::optional<QString> lookUp(const QString &service, const QString &account);
-    void storeSecret(const QString &account, const QString &value);
+    /// Whether the keychain holds the value then.
+    bool storeSecret(const QString &account, const QString &value);
     QString deviceIdentifier();
 
     void serviceStart(const QString &locale, const Next &next, const Failed &failed);
@@ -194,7 +195,7 @@ private:
     void performJob();
 
     bool m_isObserved = false; ///< nobody sees what happens during the start-up
-    bool m_didEditToken = false;
+    bool m_isTokenUnstored = false;
     bool m_didPrompt = false;
     int m_freshIdentifiers = 0;
     ApplicationHandle m_pasteTarget;
