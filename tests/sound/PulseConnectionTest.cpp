@@ -98,8 +98,12 @@ private Q_SLOTS:
         probe.refresh();
         QCOMPARE(probe.format(), AudioFormat());
         server.plugInMicrophone({44100, 1});
-        probe.refresh();
-        QCOMPARE(probe.format(), (AudioFormat{44100, 1}));
+        // A busy server may miss the deadline of one question.
+        const auto isFound = [&] {
+            probe.refresh();
+            return probe.format() == AudioFormat{44100, 1};
+        };
+        QVERIFY(test::ChildProcess::waitUntil(isFound));
     }
 
     void everyoneWhoAsksAtTheSameTimeIsAnswered() {
