@@ -83,7 +83,12 @@ void AppController::setOpenAIEndpointString(const QString &endpoint) {
 void AppController::setOpenAIClientToken(const QString &token) {
     m_openAIClientToken = token;
     Q_EMIT changed();
-    m_isClientTokenUnstored = !KeychainStore::setString(token, tokenKey);
+    storeClientToken();
+}
+
+void AppController::storeClientToken() {
+    KeychainStore::setString(m_openAIClientToken, tokenKey);
+    m_isClientTokenUnstored = !Platform::current().keychainAvailability().hasMadeLastChange();
 }
 
 SpokenLanguageOption AppController::selectedSource() const {
@@ -170,7 +175,7 @@ void AppController::observeKeychain() {
         if (!self)
             return;
         if (self->m_isClientTokenUnstored) {
-            self->m_isClientTokenUnstored = !KeychainStore::setString(self->m_openAIClientToken, tokenKey);
+            self->storeClientToken();
         } else if (const auto stored = KeychainStore::string(tokenKey)) {
             self->m_openAIClientToken = *stored;
             Q_EMIT self->changed();

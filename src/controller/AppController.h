@@ -125,6 +125,7 @@ private:
     void enforceCompatibleTranslationEngine();
     void observeFrontmostApplication();
     void observeKeychain();
+    void storeClientToken();
     void captureTargetApplication();
     bool isOwnApplication(const platform::RunningApplicationHandle &application) const;
 

@@ -27,17 +27,16 @@ std::optional<QString> KeychainStore::string(const QString &key) {
     return legacy;
 }
 
-bool KeychainStore::setString(const QString &value, const QString &key) {
+void KeychainStore::setString(const QString &value, const QString &key) {
     if (value.isEmpty()) {
-        const auto current = keychain().remove(baseQuery(key, currentService));
-        const auto legacy = keychain().remove(baseQuery(key, legacyService));
-        return current != KeychainStatus::failure && legacy != KeychainStatus::failure;
+        keychain().remove(baseQuery(key, currentService));
+        keychain().remove(baseQuery(key, legacyService));
+        return;
     }
     const QByteArray data = value.toUtf8();
     const KeychainQuery query = baseQuery(key, currentService);
-    const auto updated = keychain().update(query, data);
-    const auto stored = updated == KeychainStatus::itemNotFound ? keychain().add(query, data) : updated;
-    return stored == KeychainStatus::success;
+    if (keychain().update(query, data) == KeychainStatus::itemNotFound)
+        keychain().add(query, data);
 }
 
 KeychainQuery KeychainStore::baseQuery(const QString &key, const QString &service) { return {service, key}; }

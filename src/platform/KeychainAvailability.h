@@ -4,7 +4,8 @@
 
 namespace quillora::platform {
 
-/// Notices a keychain that becomes usable during the run. Main thread only.
+/// Knows whether the keychain can be used, and notices when it becomes usable during the run. Main thread
+/// only.
 class KeychainAvailability {
 public:
     using Observer = std::function<void()>;
@@ -15,6 +16,10 @@ public:
     /// again: what could not be read before may be readable now. It takes the place of the one before; none
     /// ends the watch.
     virtual void setObserver(Observer observer) = 0;
+
+    /// Whether the keychain has made the last change that was asked of it; true before the first. One that it
+    /// has not made can be asked for again when the observer is called.
+    virtual bool hasMadeLastChange() const = 0;
 };
 
 } // namespace quillora::platform

@@ -27,7 +27,7 @@ public:
 private:
     test::CallLog m_log;
     test::FakeKeychain m_keychain{m_log};
-    test::FakeKeychainAvailability m_availability;
+    test::FakeKeychainAvailability m_availability{m_keychain};
 };
 
 } // namespace

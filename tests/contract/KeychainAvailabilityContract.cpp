@@ -132,4 +132,40 @@ void KeychainAvailabilityContract::anObserverThatEndsTheWatchLivesUntilItReturns
     QCOMPARE(wasAlive, std::optional(true));
 }
 
+void KeychainAvailabilityContract::beforeTheFirstChangeNoneIsMissing() {
+    m_harness->appear();
+    QVERIFY(availability().hasMadeLastChange());
+}
+
+void KeychainAvailabilityContract::aChangeWhileItIsLockedIsNotMade() {
+    m_harness->appear();
+    m_harness->keychain().add(token, "secret");
+    m_harness->lock();
+    m_harness->settle();
+    m_harness->keychain().update(token, "newer");
+    QVERIFY(!availability().hasMadeLastChange());
+    m_harness->keychain().remove(token);
+    QVERIFY(!availability().hasMadeLastChange());
+    m_harness->keychain().add({u"com.local.Quillora"_qs, u"deviceIdentifier"_qs}, "new");
+    QVERIFY(!availability().hasMadeLastChange());
+}
+
+void KeychainAvailabilityContract::aChangeWhileItIsUnlockedIsMade() {
+    m_harness->appear();
+    m_harness->lock();
+    m_harness->settle();
+    m_harness->keychain().add(token, "secret");
+    m_harness->unlock();
+    m_harness->settle();
+    m_harness->keychain().add(token, "secret");
+    QVERIFY(availability().hasMadeLastChange());
+    m_harness->keychain().update(token, "newer");
+    QVERIFY(availability().hasMadeLastChange());
+    m_harness->keychain().remove(token);
+    QVERIFY(availability().hasMadeLastChange());
+    // There is nothing left to remove.
+    m_harness->keychain().remove(token);
+    QVERIFY(availability().hasMadeLastChange());
+}
+
 } // namespace quillora::test

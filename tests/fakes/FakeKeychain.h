@@ -30,6 +30,7 @@ public:
 
     platform::KeychainStatus update(const platform::KeychainQuery &query, const QByteArray &data) override {
         record(u"update"_qs, query);
+        hasMadeLastChange = !isBroken;
         if (isBroken)
             return platform::KeychainStatus::failure;
         const auto found = items.find(keyOf(query));
@@ -41,7 +42,8 @@ public:
 
     platform::KeychainStatus add(const platform::KeychainQuery &query, const QByteArray &data) override {
         record(u"add"_qs, query);
-        if (isBroken || refusesAdditions)
+        hasMadeLastChange = !isBroken && !refusesAdditions;
+        if (!hasMadeLastChange)
             return platform::KeychainStatus::failure;
         items[keyOf(query)] = {data, {}};
         return platform::KeychainStatus::success;
@@ -49,6 +51,7 @@ public:
 
     platform::KeychainStatus remove(const platform::KeychainQuery &query) override {
         record(u"remove"_qs, query);
+        hasMadeLastChange = !isBroken;
         if (isBroken)
             return platform::KeychainStatus::failure;
         return items.erase(keyOf(query)) ? platform::KeychainStatus::success
@@ -58,6 +61,7 @@ public:
     std::map<Key, Item> items;
     bool isBroken = false; ///< locked, refused, absent: every call fails
     bool refusesAdditions = false;
+    bool hasMadeLastChange = true;
 
 private:
     static Key keyOf(const platform::KeychainQuery &query) { return {query.service, query.account}; }

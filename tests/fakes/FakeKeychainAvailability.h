@@ -1,11 +1,15 @@
 #pragma once
 
+#include "fakes/FakeKeychain.h"
 #include "platform/KeychainAvailability.h"
 
 namespace quillora::test {
 
 class FakeKeychainAvailability : public platform::KeychainAvailability {
 public:
+    explicit FakeKeychainAvailability(const FakeKeychain &keychain) : m_keychain(keychain) {}
+
+    bool hasMadeLastChange() const override { return m_keychain.hasMadeLastChange; }
     void setObserver(Observer observer) override { m_observer = std::move(observer); }
 
     /// The keyring appears, or the user unlocks it.
@@ -16,6 +20,7 @@ public:
     bool isObserved() const { return bool(m_observer); }
 
 private:
+    const FakeKeychain &m_keychain;
     Observer m_observer;
 };
 

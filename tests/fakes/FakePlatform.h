@@ -25,7 +25,7 @@ public:
     FakeMainQueue queue;
     FakeUserDefaults defaults{log};
     FakeKeychain keychainFake{log};
-    FakeKeychainAvailability keychainAvailabilityFake;
+    FakeKeychainAvailability keychainAvailabilityFake{keychainFake};
     FakeLocaleServices locale;
     FakeWorkspace workspaceFake{log};
     FakePasteboard pasteboardFake{log};

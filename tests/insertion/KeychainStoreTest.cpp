@@ -46,18 +46,6 @@ private Q_SLOTS:
                  QStringList{u"keychain.update com.local.Quillora openAIClientToken"_qs});
     }
 
-    void writingTellsWhetherTheKeychainTookIt_data() {
-        QTest::addColumn<QString>("value");
-        QTest::newRow("a value") << u"secret"_qs;
-        QTest::newRow("nothing") << QString();
-    }
-    void writingTellsWhetherTheKeychainTookIt() {
-        QFETCH(QString, value);
-        QVERIFY(KeychainStore::setString(value, key));
-        m_platform->keychainFake.isBroken = true;
-        QVERIFY(!KeychainStore::setString(value, key));
-    }
-
     void valuesAreStoredAsUtf8() {
         KeychainStore::setString(u"gé😀"_qs, key);
         QCOMPARE(items()[std::pair(current, key)].data,

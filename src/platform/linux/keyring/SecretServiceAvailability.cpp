@@ -39,6 +39,8 @@ SecretServiceAvailability::~SecretServiceAvailability() {
 
 void SecretServiceAvailability::setObserver(Observer observer) { m_observer = std::move(observer); }
 
+bool SecretServiceAvailability::hasMadeLastChange() const { return m_keychain.hasMadeLastChange(); }
+
 void SecretServiceAvailability::collectionChanged(const QDBusMessage &signal) {
     const auto changes = qdbus_cast<QVariantMap>(signal.arguments().value(1));
     const QVariant isLocked = changes.value(u"Locked"_qs);

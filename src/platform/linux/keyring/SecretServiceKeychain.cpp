@@ -49,24 +49,25 @@ KeychainItem SecretServiceKeychain::copyMatching(const KeychainQuery &query) {
 }
 
 KeychainStatus SecretServiceKeychain::update(const KeychainQuery &query, const QByteArray &data) {
-    return answer([query, data](GCancellable *cancellable) {
-               return KeychainItem{SecretServiceSession(cancellable).update(query, data), {}};
-           })
-        .status;
+    return change(
+        [query, data](auto *cancellable) { return SecretServiceSession(cancellable).update(query, data); });
 }
 
 KeychainStatus SecretServiceKeychain::add(const KeychainQuery &query, const QByteArray &data) {
-    return answer([query, data](GCancellable *cancellable) {
-               return KeychainItem{SecretServiceSession(cancellable).add(query, data), {}};
-           })
-        .status;
+    return change(
+        [query, data](auto *cancellable) { return SecretServiceSession(cancellable).add(query, data); });
 }
 
 KeychainStatus SecretServiceKeychain::remove(const KeychainQuery &query) {
-    return answer([query](GCancellable *cancellable) {
-               return KeychainItem{SecretServiceSession(cancellable).remove(query), {}};
-           })
-        .status;
+    return change([query](auto *cancellable) { return SecretServiceSession(cancellable).remove(query); });
+}
+
+KeychainStatus SecretServiceKeychain::change(std::function<KeychainStatus(GCancellable *)> operation) {
+    const auto status = answer([operation = std::move(operation)](auto *cancellable) {
+                            return KeychainItem{operation(cancellable), {}};
+                        }).status;
+    m_hasMadeLastChange = status != KeychainStatus::failure;
+    return status;
 }
 
 void SecretServiceKeychain::endAbsence() { m_absentUntil = {}; }

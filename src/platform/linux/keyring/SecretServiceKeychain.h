@@ -31,6 +31,9 @@ public:
     KeychainStatus add(const KeychainQuery &query, const QByteArray &data) override;
     KeychainStatus remove(const KeychainQuery &query) override;
 
+    /// Whether the last change that was asked for was made; true before the first.
+    bool hasMadeLastChange() const { return m_hasMadeLastChange; }
+
     /// Ends an absence early, because the service has shown that it is there.
     void endAbsence();
 
@@ -41,9 +44,11 @@ private:
     using Operation = std::function<KeychainItem(GCancellable *)>;
 
     KeychainItem answer(Operation operation);
+    KeychainStatus change(std::function<KeychainStatus(GCancellable *)> operation);
 
     Clock m_clock;
     std::chrono::steady_clock::time_point m_absentUntil;
+    bool m_hasMadeLastChange = true;
 };
 
 } // namespace quillora::platform
