@@ -87,8 +87,10 @@ void AppController::setOpenAIClientToken(const QString &token) {
 }
 
 void AppController::storeClientToken() {
+    const auto &availability = Platform::current().keychainAvailability();
+    const int failuresBefore = availability.failedChangeCount();
     KeychainStore::setString(m_openAIClientToken, tokenKey);
-    m_isClientTokenUnstored = !Platform::current().keychainAvailability().hasMadeLastChange();
+    m_isClientTokenUnstored = availability.failedChangeCount() != failuresBefore;
 }
 
 SpokenLanguageOption AppController::selectedSource() const {

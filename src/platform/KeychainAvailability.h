@@ -17,9 +17,9 @@ public:
     /// ends the watch.
     virtual void setObserver(Observer observer) = 0;
 
-    /// Whether the keychain has made the last change that was asked of it; true before the first. One that it
-    /// has not made can be asked for again when the observer is called.
-    virtual bool hasMadeLastChange() const = 0;
+    /// How many changes the keychain has failed to make so far. What it has not made can be asked for again
+    /// when the observer is called.
+    virtual int failedChangeCount() const = 0;
 };
 
 } // namespace quillora::platform

@@ -51,9 +51,9 @@ private Q_SLOTS:
     void noObserverEndsTheWatch();
     void theObserverMayEndTheWatch();
     void anObserverThatEndsTheWatchLivesUntilItReturns();
-    void beforeTheFirstChangeNoneIsMissing();
-    void aChangeWhileItIsLockedIsNotMade();
-    void aChangeWhileItIsUnlockedIsMade();
+    void changesWhileItIsLockedFail();
+    void changesWhileItIsUnlockedDoNot();
+    void aReadThatFailsIsNoChange();
 
 private:
     platform::KeychainAvailability &availability() { return m_harness->availability(); }

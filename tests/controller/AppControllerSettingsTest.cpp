@@ -247,6 +247,18 @@ private Q_SLOTS:
         QVERIFY(f.platform.keychainFake.items.empty());
     }
 
+    void aTokenThatCouldNotBeDeletedIsDeletedLater() {
+        ControllerFixture f([](FakePlatform &platform) {
+            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"old", {}};
+        });
+        f.platform.keychainFake.unremovableServices = {u"com.local.Quillora"_qs};
+        f.controller->setOpenAIClientToken({});
+        f.platform.keychainFake.unremovableServices.clear();
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        QCOMPARE(f.controller->openAIClientToken(), QString());
+        QVERIFY(f.platform.keychainFake.items.empty());
+    }
+
     void aKeychainThatAppearsEmptyTakesNothingAway() {
         ControllerFixture f([](FakePlatform &platform) {
             platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"secret", {}};

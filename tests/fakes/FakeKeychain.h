@@ -30,9 +30,8 @@ public:
 
     platform::KeychainStatus update(const platform::KeychainQuery &query, const QByteArray &data) override {
         record(u"update"_qs, query);
-        hasMadeLastChange = !isBroken;
         if (isBroken)
-            return platform::KeychainStatus::failure;
+            return fail();
         const auto found = items.find(keyOf(query));
         if (found == items.end())
             return platform::KeychainStatus::itemNotFound;
@@ -42,18 +41,16 @@ public:
 
     platform::KeychainStatus add(const platform::KeychainQuery &query, const QByteArray &data) override {
         record(u"add"_qs, query);
-        hasMadeLastChange = !isBroken && !refusesAdditions;
-        if (!hasMadeLastChange)
-            return platform::KeychainStatus::failure;
+        if (isBroken || refusesAdditions)
+            return fail();
         items[keyOf(query)] = {data, {}};
         return platform::KeychainStatus::success;
     }
 
     platform::KeychainStatus remove(const platform::KeychainQuery &query) override {
         record(u"remove"_qs, query);
-        hasMadeLastChange = !isBroken;
-        if (isBroken)
-            return platform::KeychainStatus::failure;
+        if (isBroken || unremovableServices.contains(query.service))
+            return fail();
         return items.erase(keyOf(query)) ? platform::KeychainStatus::success
                                          : platform::KeychainStatus::itemNotFound;
     }
@@ -61,9 +58,14 @@ public:
     std::map<Key, Item> items;
     bool isBroken = false; ///< locked, refused, absent: every call fails
     bool refusesAdditions = false;
-    bool hasMadeLastChange = true;
+    QStringList unremovableServices;
+    int failedChangeCount = 0;
 
 private:
+    platform::KeychainStatus fail() {
+        ++failedChangeCount;
+        return platform::KeychainStatus::failure;
+    }
     static Key keyOf(const platform::KeychainQuery &query) { return {query.service, query.account}; }
     void record(const QString &operation, const platform::KeychainQuery &query) {
         m_log.add(u"keychain."_qs + operation + u' ' + query.service + u' ' + query.account);

@@ -9,7 +9,7 @@ class FakeKeychainAvailability : public platform::KeychainAvailability {
 public:
     explicit FakeKeychainAvailability(const FakeKeychain &keychain) : m_keychain(keychain) {}
 
-    bool hasMadeLastChange() const override { return m_keychain.hasMadeLastChange; }
+    int failedChangeCount() const override { return m_keychain.failedChangeCount; }
     void setObserver(Observer observer) override { m_observer = std::move(observer); }
 
     /// The keyring appears, or the user unlocks it.

@@ -39,7 +39,7 @@ SecretServiceAvailability::~SecretServiceAvailability() {
 
 void SecretServiceAvailability::setObserver(Observer observer) { m_observer = std::move(observer); }
 
-bool SecretServiceAvailability::hasMadeLastChange() const { return m_keychain.hasMadeLastChange(); }
+int SecretServiceAvailability::failedChangeCount() const { return m_keychain.failedChangeCount(); }
 
 void SecretServiceAvailability::collectionChanged(const QDBusMessage &signal) {
     const auto changes = qdbus_cast<QVariantMap>(signal.arguments().value(1));

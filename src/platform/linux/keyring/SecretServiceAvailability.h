@@ -30,7 +30,7 @@ public:
     ~SecretServiceAvailability() override;
 
     void setObserver(Observer observer) override;
-    bool hasMadeLastChange() const override;
+    int failedChangeCount() const override;
 
 private Q_SLOTS:
     void collectionChanged(const QDBusMessage &signal);

@@ -66,7 +66,8 @@ KeychainStatus SecretServiceKeychain::change(std::function<KeychainStatus(GCance
     const auto status = answer([operation = std::move(operation)](auto *cancellable) {
                             return KeychainItem{operation(cancellable), {}};
                         }).status;
-    m_hasMadeLastChange = status != KeychainStatus::failure;
+    if (status == KeychainStatus::failure)
+        ++m_failedChangeCount;
     return status;
 }
 

@@ -31,8 +31,8 @@ public:
     KeychainStatus add(const KeychainQuery &query, const QByteArray &data) override;
     KeychainStatus remove(const KeychainQuery &query) override;
 
-    /// Whether the last change that was asked for was made; true before the first.
-    bool hasMadeLastChange() const { return m_hasMadeLastChange; }
+    /// How many changes have failed so far.
+    int failedChangeCount() const { return m_failedChangeCount; }
 
     /// Ends an absence early, because the service has shown that it is there.
     void endAbsence();
@@ -48,7 +48,7 @@ private:
 
     Clock m_clock;
     std::chrono::steady_clock::time_point m_absentUntil;
-    bool m_hasMadeLastChange = true;
+    int m_failedChangeCount = 0;
 };
 
 } // namespace quillora::platform
