@@ -16,7 +16,7 @@ X11Departure *awaited = nullptr; ///< what an exit asks
 } // namespace
 
 X11Departure::X11Departure(X11Connection &connection, std::function<void()> farewell)
-    : m_farewell(std::move(farewell)) {
+    : m_connection(connection), m_farewell(std::move(farewell)) {
     awaited = this;
     // Only once: a handler cannot be taken back.
     [[maybe_unused]] static const int isRegistered = std::atexit(&X11Departure::takeOverExit);
@@ -34,7 +34,10 @@ void X11Departure::endProgram() {
     // The farewell may call upon the toolkit, which exits again.
     if (!std::exchange(m_isEnding, true)) {
         m_farewell();
-        std::fputs("Quillora: the X server has closed the connection.\n", stderr);
+        m_connection.sync();
+        std::fputs(m_connection.isUsable() ? "Quillora: the desktop has closed a connection.\n"
+                                           : "Quillora: the X server has closed the connection.\n",
+                   stderr);
     }
     ::_exit(status);
 }
