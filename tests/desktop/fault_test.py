@@ -15,6 +15,7 @@ from dictation import HOTKEY, Person, short_clip, write_settings
 from virtual_desktop import VirtualDesktop, wait_for
 
 NO_MICROPHONE = "Speech failed: No microphone input format is available."
+UNAVAILABLE = "Speech failed: Speech recognizer is unavailable for en-US."
 TRANSLATOR_STOPPED = ("Translation failed: The on-device translation from English to Spanish has stopped "
                       "unexpectedly.")
 
@@ -85,7 +86,9 @@ class SoundFaultTest(FaultTest):
         self.restart_quillora(environment={"GSETTINGS_BACKEND": "keyfile"})
         with self.person.holding_the_hotkey():
             self.wait_for_status("Speech failed: Microphone permission was denied.")
-            self.assertNotIn(b"Dictation", self.desktop.run(["pactl", "list", "source-outputs"]))
+            recordings = self.desktop.run(["pactl", "list", "source-outputs"])
+        self.assertIn(b"parec", recordings)
+        self.assertNotIn(b"Dictation", recordings)
         os.remove(settings)
         self.restart_quillora()
         self.assert_all_is_well_again()
@@ -296,8 +299,8 @@ class RecognizerDataFaultTest(FaultTest):
     def presses_until_unavailable(self):
         """The model is loaded in the background: the first press may come before it is known to be broken."""
         with self.person.holding_the_hotkey():
-            wait_for("an answer", lambda: self.person.status() != "Requesting permissions...")
-        return self.person.status() == "Speech failed: Speech recognizer is unavailable for en-US."
+            wait_for("an answer", lambda: self.person.status() in (UNAVAILABLE, "Listening..."))
+        return self.person.status() == UNAVAILABLE
 
     def test_removed_while_the_program_runs_it_is_not_missed(self):
         self.start_quillora()
