@@ -120,13 +120,13 @@ void SecretServiceKeychainTest::updatingKeepsTheOtherAttributes() {
 }
 
 void SecretServiceKeychainTest::anAddedItemHasNoLabel() {
-    m_keychain.add(token, "secret");
+    QCOMPARE(m_keychain.add(token, "secret"), KeychainStatus::success);
     QCOMPARE(m_keyring->find(tokenAttributes).size(), 1);
     QCOMPARE(m_keyring->find(tokenAttributes).first().label, QString());
 }
 
 void SecretServiceKeychainTest::anAddedItemHasTheTwoAttributesAndNoOther() {
-    m_keychain.add(token, "secret");
+    QCOMPARE(m_keychain.add(token, "secret"), KeychainStatus::success);
     QCOMPARE(m_keyring->find(tokenAttributes).size(), 1);
     QCOMPARE(m_keyring->find(tokenAttributes).first().attributes, tokenAttributes);
 }

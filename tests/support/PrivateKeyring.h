@@ -61,7 +61,8 @@ private:
     QDBusObjectPath session();
 
     QDBusConnection m_bus;
-    QTemporaryDir m_home;
+    /// In memory: a keyring waits for the disk, and a busy disk takes longer than a call may.
+    QTemporaryDir m_home{u"/dev/shm/keyring-XXXXXX"_qs};
     std::optional<ChildProcess> m_process;
 };
 
