@@ -201,6 +201,10 @@ class VirtualDesktop:
         wait_for("the keyring", lambda: b"true" in self.run(
             ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
              "--method", "org.freedesktop.DBus.NameHasOwner", "org.freedesktop.secrets"]))
+        # It has its name before it has its methods.
+        wait_for("the keyring's answer", lambda: self.run(
+            ["gdbus", "call", "--session", "--dest", "org.freedesktop.secrets", "--object-path",
+             "/org/freedesktop/secrets", "--method", "org.freedesktop.Secret.Service.SearchItems", "{}"]))
 
     def start_sound(self):
         """Again too, after its end."""

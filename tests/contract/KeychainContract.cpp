@@ -30,7 +30,7 @@ void KeychainContract::whatWasAddedIsFound() {
 }
 
 void KeychainContract::whatWasAddedIsFoundByOtherPrograms() {
-    keychain().add(token, "secret");
+    QCOMPARE(keychain().add(token, "secret"), KeychainStatus::success);
     QCOMPARE(m_harness->stored(token), QByteArray("secret"));
 }
 

@@ -63,6 +63,9 @@ PrivateKeyring::PrivateKeyring(const PrivateSessionBus &bus, Collection collecti
     m_process->process().write(password);
     m_process->process().closeWriteChannel();
     waitForOwner(true);
+    // It has its name before it has its methods.
+    if (!ChildProcess::waitUntil([this] { return search({}).type() == QDBusMessage::ReplyMessage; }))
+        throw std::runtime_error("the keyring does not answer");
 }
 
 PrivateKeyring::~PrivateKeyring() = default;
@@ -77,10 +80,9 @@ void PrivateKeyring::store(const Item &item) {
 }
 
 QList<PrivateKeyring::Item> PrivateKeyring::find(const Attributes &attributes) {
-    auto message = QDBusMessage::createMethodCall(serviceName, servicePath,
-                                                  u"org.freedesktop.Secret.Service"_qs, u"SearchItems"_qs);
-    message.setArguments({QVariant::fromValue(attributes)});
-    const QDBusMessage reply = m_bus.call(message);
+    const QDBusMessage reply = search(attributes);
+    if (reply.type() == QDBusMessage::ErrorMessage)
+        throw std::runtime_error("SearchItems: " + reply.errorMessage().toStdString());
     const auto unlocked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().value(0));
     const auto locked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().value(1));
 
@@ -102,6 +104,13 @@ QList<PrivateKeyring::Item> PrivateKeyring::find(const Attributes &attributes) {
         items.append(item);
     }
     return items;
+}
+
+QDBusMessage PrivateKeyring::search(const Attributes &attributes) {
+    auto message = QDBusMessage::createMethodCall(serviceName, servicePath,
+                                                  u"org.freedesktop.Secret.Service"_qs, u"SearchItems"_qs);
+    message.setArguments({QVariant::fromValue(attributes)});
+    return m_bus.call(message);
 }
 
 void PrivateKeyring::lock() {

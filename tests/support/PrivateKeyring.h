@@ -57,12 +57,12 @@ public:
 private:
     QVariant call(const QString &path, const QString &interface, const QString &method,
                   const QVariantList &arguments);
+    QDBusMessage search(const Attributes &attributes);
     void waitForOwner(bool isOwned);
     QDBusObjectPath session();
 
     QDBusConnection m_bus;
-    /// In memory: a keyring waits for the disk, and a busy disk takes longer than a call may.
-    QTemporaryDir m_home{u"/dev/shm/keyring-XXXXXX"_qs};
+    QTemporaryDir m_home;
     std::optional<ChildProcess> m_process;
 };
 
