@@ -224,8 +224,9 @@ class VirtualDesktop:
 
     def plug_in_microphone(self):
         self.run(["pactl", "load-module", "module-null-sink", "sink_name=microphone", "rate=48000", "channels=2"])
-        wait_for("the microphone", lambda: b"microphone.monitor" in self.run(["pactl", "list", "short", "sources"]))
-        self.run(["pactl", "set-default-source", "microphone.monitor"])
+        # PipeWire answers before the microphone is there, and before it can be made the default.
+        wait_for("the microphone", lambda: self.run(["pactl", "set-default-source", "microphone.monitor"]) == b""
+                 and b"microphone.monitor" in self.run(["pactl", "get-default-source"]))
         # A real microphone runs all the time; a null sink only while somebody listens to it.
         self.start(["parec", "--device=microphone.monitor", "--latency-msec=20"])
         wait_for("the microphone's sound", lambda: b"RUNNING" in self.run(["pactl", "list", "short", "sources"]))

@@ -93,15 +93,16 @@ void SoundServer::signal(int number) {
 void SoundServer::loadMicrophone() {
     control({u"load-module"_qs, u"module-null-sink"_qs, u"sink_name=microphone"_qs,
              u"rate=%1"_qs.arg(m_microphone.rate), u"channels=%1"_qs.arg(m_microphone.channels)});
-    // PipeWire answers before the microphone is there.
-    const auto isThere = [this] {
-        return control({u"list"_qs, u"short"_qs, u"sources"_qs}).contains(microphone);
+    // PipeWire answers before the microphone is there, and before it can be made the default.
+    const auto becomesDefault = [this] {
+        try {
+            control({u"set-default-source"_qs, QString::fromUtf8(microphone)});
+        } catch (const std::runtime_error &) {
+            return false;
+        }
+        return control({u"get-default-source"_qs}).trimmed() == microphone;
     };
-    const auto isDefault = [this] { return control({u"get-default-source"_qs}).trimmed() == microphone; };
-    if (!ChildProcess::waitUntil(isThere))
-        throw std::runtime_error("there is no virtual microphone");
-    control({u"set-default-source"_qs, QString::fromUtf8(microphone)});
-    if (!ChildProcess::waitUntil(isDefault))
+    if (!ChildProcess::waitUntil(becomesDefault))
         throw std::runtime_error("the virtual microphone does not become the default");
     keepMicrophoneRunning();
 }
