@@ -88,6 +88,8 @@ int QuilloraApp::run(const PlatformFactory &makePlatform) {
     delegate->applicationDidFinishLaunching();
     const int status = QApplication::exec();
     m_appDelegate.reset();
+    // Whatever waited for something has been told that it is over, and comes to its end here.
+    QCoreApplication::sendPostedEvents();
     return status;
 }
 
