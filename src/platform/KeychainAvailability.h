@@ -4,7 +4,7 @@
 
 namespace quillora::platform {
 
-/// Knows whether the keychain can be used, and notices when it becomes usable during the run. Main thread
+/// Notices a keychain that becomes usable during the run, and counts what it failed to do before. Main thread
 /// only.
 class KeychainAvailability {
 public:

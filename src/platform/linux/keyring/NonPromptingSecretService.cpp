@@ -1,6 +1,6 @@
 #include "platform/linux/keyring/NonPromptingSecretService.h"
 
-#include "platform/linux/keyring/GlibPointer.h"
+#include "platform/linux/GlibPointer.h"
 
 namespace quillora::platform {
 

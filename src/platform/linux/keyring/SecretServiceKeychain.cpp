@@ -1,6 +1,6 @@
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 
-#include "platform/linux/keyring/GlibPointer.h"
+#include "platform/linux/GlibPointer.h"
 #include "platform/linux/keyring/SecretServiceSession.h"
 
 #include <condition_variable>

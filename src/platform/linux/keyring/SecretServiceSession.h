@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Keychain.h"
-#include "platform/linux/keyring/GlibPointer.h"
+#include "platform/linux/GlibPointer.h"
 
 #include <libsecret/secret.h>
 

@@ -1,6 +1,6 @@
 #include "platform/linux/sound/MicrophoneSwitch.h"
 
-#include <gio/gio.h>
+#include "platform/linux/GlibPointer.h"
 
 namespace quillora::platform {
 
@@ -11,21 +11,15 @@ constexpr auto key = "disable-microphone";
 /// The library ends the program that asks for a schema or a key that is not installed.
 bool isInstalled(const char *schema) {
     auto *source = g_settings_schema_source_get_default();
-    auto *found = source ? g_settings_schema_source_lookup(source, schema, TRUE) : nullptr;
-    if (!found)
-        return false;
-    const bool hasKey = g_settings_schema_has_key(found, key);
-    g_settings_schema_unref(found);
-    return hasKey;
+    const GlibPointer<GSettingsSchema> found(source ? g_settings_schema_source_lookup(source, schema, TRUE)
+                                                    : nullptr);
+    return found && g_settings_schema_has_key(found.get(), key);
 }
 
 } // namespace
 
 MicrophoneSwitch::MicrophoneSwitch(const char *schema)
-    : m_settings(isInstalled(schema) ? g_settings_new(schema) : nullptr, [](void *settings) {
-          if (settings)
-              g_object_unref(settings);
-      }) {}
+    : m_settings(GlibPointer<GSettings>(isInstalled(schema) ? g_settings_new(schema) : nullptr)) {}
 
 bool MicrophoneSwitch::allowsRecording() const {
     return !m_settings || !g_settings_get_boolean(static_cast<GSettings *>(m_settings.get()), key);
