@@ -208,13 +208,7 @@ private Q_SLOTS:
         f.controller->setOpenAIClientToken(u"typed"_qs);
         f.platform.keychainFake.isBroken = false;
         f.platform.keychainAvailabilityFake.becomeAvailable();
-        f.platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"elsewhere",
-                                                                                              {}};
-        f.takeCalls();
-        f.platform.keychainAvailabilityFake.becomeAvailable();
-        QCOMPARE(f.takeCalls(),
-                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs});
-        QCOMPARE(f.controller->openAIClientToken(), u"elsewhere"_qs);
+        assertThatWhatIsStoredElsewhereIsRead(f);
     }
 
     void aTokenThatWasStoredAtOnceIsNotStoredAgain_data() {
@@ -226,13 +220,7 @@ private Q_SLOTS:
         QFETCH(QString, token);
         ControllerFixture f;
         f.controller->setOpenAIClientToken(token);
-        f.platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"elsewhere",
-                                                                                              {}};
-        f.takeCalls();
-        f.platform.keychainAvailabilityFake.becomeAvailable();
-        QCOMPARE(f.takeCalls(),
-                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs});
-        QCOMPARE(f.controller->openAIClientToken(), u"elsewhere"_qs);
+        assertThatWhatIsStoredElsewhereIsRead(f);
     }
 
     void aTokenClearedWhileTheKeychainWasLockedIsDeletedOnceItIsUnlocked() {
@@ -363,6 +351,18 @@ private Q_SLOTS:
         QCOMPARE(f.platform.workspaceFake.observerCount(), 1);
         f.endController();
         QCOMPARE(f.platform.workspaceFake.observerCount(), 0);
+    }
+
+private:
+    /// Another program changes the token, and the keychain is noticed once more.
+    static void assertThatWhatIsStoredElsewhereIsRead(ControllerFixture &f) {
+        f.platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"elsewhere",
+                                                                                              {}};
+        f.takeCalls();
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        QCOMPARE(f.takeCalls(),
+                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs});
+        QCOMPARE(f.controller->openAIClientToken(), u"elsewhere"_qs);
     }
 };
 

@@ -38,6 +38,13 @@ const QString servicePath = u"/org/freedesktop/secrets"_qs;
 const QString collectionPath = u"/org/freedesktop/secrets/collection/login"_qs;
 const QByteArray password = "a password of this test";
 
+/// The reply itself; throws std::runtime_error if it is an error.
+QDBusMessage answered(const QDBusMessage &reply) {
+    if (reply.type() == QDBusMessage::ErrorMessage)
+        throw std::runtime_error("the keyring: " + reply.errorMessage().toStdString());
+    return reply;
+}
+
 } // namespace
 
 } // namespace quillora::test
@@ -80,9 +87,7 @@ void PrivateKeyring::store(const Item &item) {
 }
 
 QList<PrivateKeyring::Item> PrivateKeyring::find(const Attributes &attributes) {
-    const QDBusMessage reply = search(attributes);
-    if (reply.type() == QDBusMessage::ErrorMessage)
-        throw std::runtime_error("SearchItems: " + reply.errorMessage().toStdString());
+    const QDBusMessage reply = answered(search(attributes));
     const auto unlocked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().value(0));
     const auto locked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().value(1));
 
@@ -107,10 +112,8 @@ QList<PrivateKeyring::Item> PrivateKeyring::find(const Attributes &attributes) {
 }
 
 QDBusMessage PrivateKeyring::search(const Attributes &attributes) {
-    auto message = QDBusMessage::createMethodCall(serviceName, servicePath,
-                                                  u"org.freedesktop.Secret.Service"_qs, u"SearchItems"_qs);
-    message.setArguments({QVariant::fromValue(attributes)});
-    return m_bus.call(message);
+    return ask(servicePath, u"org.freedesktop.Secret.Service"_qs, u"SearchItems"_qs,
+               {QVariant::fromValue(attributes)});
 }
 
 void PrivateKeyring::lock() {
@@ -141,12 +144,14 @@ void PrivateKeyring::end() {
 
 QVariant PrivateKeyring::call(const QString &path, const QString &interface, const QString &method,
                               const QVariantList &arguments) {
+    return answered(ask(path, interface, method, arguments)).arguments().value(0);
+}
+
+QDBusMessage PrivateKeyring::ask(const QString &path, const QString &interface, const QString &method,
+                                 const QVariantList &arguments) {
     auto message = QDBusMessage::createMethodCall(serviceName, path, interface, method);
     message.setArguments(arguments);
-    const QDBusMessage reply = m_bus.call(message);
-    if (reply.type() == QDBusMessage::ErrorMessage)
-        throw std::runtime_error(method.toStdString() + ": " + reply.errorMessage().toStdString());
-    return reply.arguments().value(0);
+    return m_bus.call(message);
 }
 
 void PrivateKeyring::waitForOwner(bool isOwned) {
@@ -156,10 +161,11 @@ void PrivateKeyring::waitForOwner(bool isOwned) {
 }
 
 QDBusObjectPath PrivateKeyring::session() {
-    auto message = QDBusMessage::createMethodCall(serviceName, servicePath,
-                                                  u"org.freedesktop.Secret.Service"_qs, u"OpenSession"_qs);
-    message.setArguments({u"plain"_qs, QVariant::fromValue(QDBusVariant(QString()))});
-    return m_bus.call(message).arguments().value(1).value<QDBusObjectPath>();
+    return ask(servicePath, u"org.freedesktop.Secret.Service"_qs, u"OpenSession"_qs,
+               {u"plain"_qs, QVariant::fromValue(QDBusVariant(QString()))})
+        .arguments()
+        .value(1)
+        .value<QDBusObjectPath>();
 }
 
 } // namespace quillora::test

@@ -57,6 +57,9 @@ public:
 private:
     QVariant call(const QString &path, const QString &interface, const QString &method,
                   const QVariantList &arguments);
+    /// The reply, be it an error.
+    QDBusMessage ask(const QString &path, const QString &interface, const QString &method,
+                     const QVariantList &arguments);
     QDBusMessage search(const Attributes &attributes);
     void waitForOwner(bool isOwned);
     QDBusObjectPath session();
