@@ -122,9 +122,7 @@ class Person:
     def start_quillora(self, **options):
         """`options` are those of the desktop's `start`."""
         self.quillora = self.desktop.start([self.program], **options)
-        wait_for("Quillora", lambda: b"true" in self.desktop.run(
-            ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
-             "--method", "org.freedesktop.DBus.NameHasOwner", "org.quillora.Quillora"]))
+        wait_for("Quillora", lambda: self.desktop.is_on_the_bus("org.quillora.Quillora"))
         # A panel that was opened once can be read from then on.
         self.open_panel()
         wait_for("the panel", lambda: self.status() == "Ready.")

@@ -198,13 +198,15 @@ class VirtualDesktop:
                                   stdin=subprocess.PIPE)
         self.keyring.stdin.write(b"demonstration")
         self.keyring.stdin.close()
-        wait_for("the keyring", lambda: b"true" in self.run(
-            ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
-             "--method", "org.freedesktop.DBus.NameHasOwner", "org.freedesktop.secrets"]))
+        wait_for("the keyring", lambda: self.is_on_the_bus("org.freedesktop.secrets"))
         # It has its name before it has its methods.
         wait_for("the keyring's answer", lambda: self.run(
             ["gdbus", "call", "--session", "--dest", "org.freedesktop.secrets", "--object-path",
              "/org/freedesktop/secrets", "--method", "org.freedesktop.Secret.Service.SearchItems", "{}"]))
+
+    def is_on_the_bus(self, name):
+        return b"true" in self.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
+                                    "--method", "org.freedesktop.DBus.NameHasOwner", name])
 
     def start_sound(self):
         """Again too, after its end."""

@@ -54,6 +54,11 @@ class FaultTest(unittest.TestCase):
         self.desktop.play(self.clip.path)
         wait_for("some words", self.person.transcript)
 
+    def start_quillora(self, **options):
+        """`options` are those of the desktop's `start`."""
+        self.person.start_quillora(**options)
+        self.person.focus_editor()
+
     def back_to_the_editor(self):
         """From the panel too, which opens by itself when something failed."""
         self.person.close_panel()

@@ -25,8 +25,7 @@ class SoundFaultTest(FaultTest):
 
     def restart_quillora(self, **options):
         self.desktop.stop(self.person.quillora)
-        self.person.start_quillora(**options)
-        self.person.focus_editor()
+        self.start_quillora(**options)
 
     def sound_returns(self):
         self.desktop.kill(self.desktop.sound)
@@ -105,8 +104,7 @@ class SoundFaultTest(FaultTest):
     def test_absent_at_the_start_means_no_microphone_until_it_is_there(self):
         self.desktop.stop(self.person.quillora)
         self.desktop.kill(self.desktop.sound)
-        self.person.start_quillora()
-        self.person.focus_editor()
+        self.start_quillora()
         with self.person.holding_the_hotkey():
             self.wait_for_status(NO_MICROPHONE)
         self.desktop.start_sound()
@@ -279,16 +277,12 @@ class RecognizerDataFaultTest(FaultTest):
         self.addCleanup(shutil.rmtree, data, ignore_errors=True)
         self.environment = {"XDG_DATA_DIRS": data}
 
-    def start_quillora(self):
-        self.person.start_quillora(environment=self.environment)
-        self.person.focus_editor()
-
     def test_cut_short_it_makes_the_recognizer_unavailable_until_it_is_whole(self):
         words = os.path.join(self.model, "en-us.lm.bin")
         with open(words, "rb") as file:
             whole = file.read()
         os.truncate(words, 1_000_000)
-        self.start_quillora()
+        self.start_quillora(environment=self.environment)
         before = self.person.editor_text()
         wait_for("the model's refusal", self.presses_until_unavailable)
         self.assertEqual(self.person.editor_text(), before)
@@ -303,7 +297,7 @@ class RecognizerDataFaultTest(FaultTest):
         return self.person.status() == UNAVAILABLE
 
     def test_removed_while_the_program_runs_it_is_not_missed(self):
-        self.start_quillora()
+        self.start_quillora(environment=self.environment)
         self.assert_the_next_dictation_works()
         shutil.rmtree(self.model)
         self.assert_all_is_well_again()

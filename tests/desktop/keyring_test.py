@@ -61,9 +61,8 @@ class KeyringTest(FaultTest):
         self.desktop.run(["secret-tool", "clear", "service", "com.local.Quillora"])
 
     def start(self):
-        self.person.start_quillora()
+        self.start_quillora()
         self.addCleanup(self.desktop.stop, self.person.quillora)
-        self.person.focus_editor()
 
     # What happens to the keyring
 
