@@ -66,9 +66,10 @@ struct ErrorResponse {
     static ErrorResponse decoded(const QByteArray &body) { return {decodedText(body, u"error"_qs)}; }
 };
 
-/// A host name may look like a scheme ("localhost:8787/v1"); a port number after the colon tells them apart.
+/// A host name may look like a scheme ("localhost:8787?key=1"); a port number after the colon tells them
+/// apart.
 bool namesHostAndPortOnly(const QString &endpoint) {
-    static const QRegularExpression hostAndPort(u"^[^/?#:]+:[0-9]{1,5}(/|$)"_qs);
+    static const QRegularExpression hostAndPort(u"^[^/?#:]+:[0-9]{1,5}([/?#]|$)"_qs);
     return hostAndPort.match(endpoint).hasMatch();
 }
 

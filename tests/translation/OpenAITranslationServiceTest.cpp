@@ -110,12 +110,41 @@ private Q_SLOTS:
 
     void anEndpointWithoutASchemeIsInvalidBeforeAnythingIsSent_data() {
         QTest::addColumn<QString>("endpoint");
-        for (const char *endpoint :
-             {"", "127.0.0.1:8787/v1/translate", "localhost:8787/v1/translate", "api.example.org:443",
-              "api.example.org/v1/translate", "api.example.org", "//api.example.org/v1", "/v1/translate",
-              "[::1]:8787/v1", "https//api.example.org", "://api.example.org", " https://api.example.org",
-              "https://api.example.org/ v1", "https://api example.org/", "https://api.example.org:port/",
-              "https://[::1/", "https://a/%zz", "?", "#"})
+        for (const char *endpoint : {"",
+                                     "127.0.0.1:8787/v1/translate",
+                                     "localhost:8787/v1/translate",
+                                     "api.example.org:443",
+                                     "api.example.org/v1/translate",
+                                     "api.example.org",
+                                     "//api.example.org/v1",
+                                     "/v1/translate",
+                                     "[::1]:8787/v1",
+                                     "https//api.example.org",
+                                     "://api.example.org",
+                                     " https://api.example.org",
+                                     "https://api.example.org/ v1",
+                                     "https://api example.org/",
+                                     "https://api.example.org:port/",
+                                     "https://[::1/",
+                                     "https://a/%zz",
+                                     "?",
+                                     "#",
+                                     "localhost:8787?key=1",
+                                     "localhost:8787#x",
+                                     "LOCALHOST:8787",
+                                     "LOCALHOST:8787/v1",
+                                     "LocalHost:8787?key=1",
+                                     "api.example.org:443?a=b:c",
+                                     "api.example.org:443#/v1",
+                                     "127.0.0.1:8787?key=1",
+                                     "[::1]:8787?key=1",
+                                     "host:1",
+                                     "host:1?",
+                                     "host:65535#",
+                                     "user@host:80/v1",
+                                     "user@host:80?key=1",
+                                     "?http://host:1",
+                                     "#http://host:1"})
             QTest::newRow(*endpoint ? endpoint : "empty") << QString::fromLatin1(endpoint);
     }
     void anEndpointWithoutASchemeIsInvalidBeforeAnythingIsSent() {
