@@ -129,6 +129,7 @@ private:
     void captureTargetApplication();
     bool isOwnApplication(const platform::RunningApplicationHandle &application) const;
 
+    void prepareHostedTranslation() const;
     QCoro::Task<QString> translate(QString text);
     QCoro::Task<> translateAndPaste(QString transcript);
     void pasteOrCopy(const QString &text, const QString &insertedStatus, const QString &copiedStatus);

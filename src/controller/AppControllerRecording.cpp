@@ -73,6 +73,7 @@ QCoro::Task<> AppController::startRecording() {
         setRecording(true);
         stateChanged();
         setStatusText(u"Listening..."_qs);
+        prepareHostedTranslation();
     } else {
         setStatusText(u"Speech failed: "_qs + *failure);
         needAttention();

@@ -1,5 +1,6 @@
 #include "controller/AppController.h"
 
+#include "controller/HostedEndpoint.h"
 #include "insertion/DeviceIdentifier.h"
 #include "platform/Platform.h"
 
@@ -8,6 +9,16 @@
 namespace quillora {
 
 using platform::Platform;
+
+/// Speaking takes longer than connecting: the backend can be reached by the time there is something to ask.
+void AppController::prepareHostedTranslation() const {
+    const QString endpoint = m_openAIEndpointString.trimmed();
+    const bool isSameLanguage = selectedSource().translationLanguageIdentifier == selectedTarget().id;
+    if (isSameLanguage || effectiveTranslationEngine() != TranslationEngine::openAINatural ||
+        leadsNowhere(endpoint))
+        return;
+    m_openAITranslationService.prepare(endpoint);
+}
 
 QCoro::Task<QString> AppController::translate(QString text) {
     if (effectiveTranslationEngine() == TranslationEngine::appleLocal)

@@ -1,8 +1,15 @@
 #include "controller/HostedEndpoint.h"
 
+#include <QUrl>
+
 namespace quillora {
 
 QString defaultEndpoint() { return QStringLiteral(QUILLORA_DEFAULT_ENDPOINT); }
+
+bool leadsNowhere(const QString &endpoint) {
+    // The names under this one are reserved for documentation and belong to nobody.
+    return endpoint == defaultEndpoint() && QUrl(endpoint).host().endsWith(u".example"_qs);
+}
 
 QString adviceWithoutDefaultEndpoint() {
     return QStringLiteral("Enter your own Backend URL, or choose a language of Apple Local.");

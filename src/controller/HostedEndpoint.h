@@ -7,6 +7,9 @@ namespace quillora {
 /// The endpoint of users who have not entered their own.
 QString defaultEndpoint();
 
+/// Whether it is the default endpoint of a build for which nobody runs a backend.
+bool leadsNowhere(const QString &endpoint);
+
 /// What such a user can do when it cannot be reached; short enough to be read whole in the status line.
 QString adviceWithoutDefaultEndpoint();
 

@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <optional>
 
 namespace quillora {
 
@@ -73,10 +74,10 @@ bool namesHostAndPortOnly(const QString &endpoint) {
     return hostAndPort.match(endpoint).hasMatch();
 }
 
-QUrl parsedEndpoint(const QString &endpoint) {
-    const QUrl url(endpoint, QUrl::StrictMode);
+std::optional<QUrl> parsedEndpoint(const QString &endpoint) {
+    QUrl url(endpoint, QUrl::StrictMode);
     if (!url.isValid() || url.scheme().isEmpty() || namesHostAndPortOnly(endpoint))
-        throw OpenAITranslationServiceError::invalidEndpoint();
+        return {};
     return url;
 }
 
@@ -124,11 +125,19 @@ OpenAITranslationServiceError reportedFailure(const HttpResponse &response) {
 
 } // namespace
 
+void OpenAITranslationService::prepare(const QString &endpointString) const {
+    if (const auto url = parsedEndpoint(endpointString))
+        Platform::current().httpSession().prepare(*url);
+}
+
 QCoro::Task<QString> OpenAITranslationService::translate(QString text, QString sourceLanguage,
                                                          QString targetLanguage, QString endpointString,
                                                          QString clientToken,
                                                          QString deviceIdentifier) const {
-    auto request = post(parsedEndpoint(endpointString), clientToken, deviceIdentifier);
+    const auto url = parsedEndpoint(endpointString);
+    if (!url)
+        throw OpenAITranslationServiceError::invalidEndpoint();
+    auto request = post(*url, clientToken, deviceIdentifier);
     request.body = TranslationRequest{text, sourceLanguage, targetLanguage}.encoded();
 
     const auto response = co_await Platform::current().httpSession().data(std::move(request));

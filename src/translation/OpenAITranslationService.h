@@ -11,6 +11,10 @@ namespace quillora {
 /// a status from 200 to 299, or {"error"} with any other.
 class OpenAITranslationService final {
 public:
+    /// Opens the connection for a translation that is about to come; sends nothing. Never fails: an endpoint
+    /// that leads nowhere fails the translation.
+    void prepare(const QString &endpointString) const;
+
     /// The backend's translation, trimmed and never empty. The languages are display names. The token and the
     /// device identifier are sent as they are, unless they are blank.
     ///

@@ -70,6 +70,33 @@ void HttpSessionContract::aFailureLeavesTheSessionUsable() {
     QCOMPARE(answer->value().body, "again");
 }
 
+void HttpSessionContract::preparingSendsNothing() {
+    m_harness->answerNext(200, "{}");
+    m_harness->session().prepare(m_harness->url());
+    const auto answer = start();
+    QVERIFY(m_harness->waitUntil([&] { return answer->isDone(); }));
+    QCOMPARE(answer->value().body, "{}");
+    QCOMPARE(m_harness->received(),
+             (QList<HttpSessionHarness::Received>{{"POST", request().headers, request().body}}));
+}
+
+void HttpSessionContract::preparingWhatCannotBeAskedIsHarmless_data() {
+    QTest::addColumn<QUrl>("url");
+    for (const char *url :
+         {"", "ftp://127.0.0.1/v1", "file:///v1", "mailto:a@b.example", "https:///v1", "v1"})
+        QTest::newRow(*url ? url : "empty") << QUrl(QString::fromLatin1(url));
+}
+
+void HttpSessionContract::preparingWhatCannotBeAskedIsHarmless() {
+    QFETCH(QUrl, url);
+    m_harness->answerNext(200, "{}");
+    m_harness->session().prepare(m_harness->url());
+    m_harness->session().prepare(url);
+    const auto answer = start();
+    QVERIFY(m_harness->waitUntil([&] { return answer->isDone(); }));
+    QCOMPARE(answer->value().body, "{}");
+}
+
 void HttpSessionContract::answersMayComeInAnotherOrderThanTheRequests() {
     const auto first = start("1");
     QVERIFY(hasArrived(1));

@@ -65,6 +65,9 @@ private Q_SLOTS:
     void theWaiterIsNeverResumedInsideTheCall();
     void aRequestThatCannotBeDeliveredFailsInASentence();
     void aFailureLeavesTheSessionUsable();
+    void preparingSendsNothing();
+    void preparingWhatCannotBeAskedIsHarmless_data();
+    void preparingWhatCannotBeAskedIsHarmless();
     void answersMayComeInAnotherOrderThanTheRequests();
     void aTaskThatIsDroppedStillAsks();
     void destroyingTheSessionFailsWhatIsUnderWayFromTheMainQueue();

@@ -1,6 +1,9 @@
 #include "controller/ControllerFixture.h"
+#include "controller/HostedEndpoint.h"
 
 #include <QTest>
+
+#include <functional>
 
 using namespace quillora;
 using test::ControllerFixture;
@@ -81,6 +84,57 @@ private Q_SLOTS:
         QVERIFY(!c().isRecording());
         QVERIFY(c().isProcessing());
         QCOMPARE(c().statusText(), u"Finishing transcription..."_qs);
+    }
+
+    // The hosted engine's connection.
+
+    void theHostedEnginesConnectionIsOpenedWhileTheUserSpeaks() {
+        useBackend();
+        c().hotKeyPressed();
+        m->run();
+        QCOMPARE(m->takeCalls(u"(http|on|audio.start)"_qs),
+                 (QStringList{u"audio.start"_qs, recordingOn, u"http prepare https://my.example/t"_qs}));
+        QCOMPARE(c().statusText(), u"Listening..."_qs);
+    }
+
+    void noConnectionIsOpenedForWhatTheHostedEngineIsNotAskedFor_data() {
+        QTest::addColumn<std::function<void()>>("arrange");
+        const auto row = [](const char *name, std::function<void()> arrange) {
+            QTest::newRow(name) << std::move(arrange);
+        };
+        row("on this device", [this] { c().setTranslationEngineIdentifier(u"appleLocal"_qs); });
+        row("the same language", [this] { c().setTargetLanguageIdentifier(u"en"_qs); });
+        row("no microphone", [this] { m->platform.speech.isMicrophoneGranted = false; });
+        row("an invalid endpoint", [this] { c().setOpenAIEndpointString(u"my.example:8787/t"_qs); });
+        row("no endpoint", [this] { c().setOpenAIEndpointString({}); });
+        row("the default endpoint", [this] { c().setOpenAIEndpointString(u" "_qs + defaultEndpoint()); });
+    }
+    void noConnectionIsOpenedForWhatTheHostedEngineIsNotAskedFor() {
+        QFETCH(std::function<void()>, arrange);
+        useBackend();
+        arrange();
+        c().hotKeyPressed();
+        m->run();
+        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
+    }
+
+    void anUnsupportedPairOpensTheConnectionOfTheEngineThatWillBeAsked() {
+        c().setOpenAIEndpointString(u"https://my.example/t"_qs);
+        c().setTargetLanguageIdentifier(u"kk"_qs);
+        c().hotKeyPressed();
+        m->run();
+        QCOMPARE(m->takeCalls(u"http"_qs), QStringList{u"http prepare https://my.example/t"_qs});
+    }
+
+    void nothingIsOpenedButByARecording() {
+        useBackend();
+        m->takeCalls();
+        c().setOpenAIEndpointString(u"https://other.example/t"_qs);
+        c().swapLanguages();
+        c().prepareTranslationModels();
+        c().pasteLastTranslation();
+        m->run();
+        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
     }
 
     void aSecondPressWhileTheStartIsPendingIsIgnored() {
@@ -325,6 +379,11 @@ private Q_SLOTS:
     }
 
 private:
+    void useBackend() {
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        c().setOpenAIEndpointString(u"https://my.example/t"_qs);
+    }
+
     /// The status at each call to the shell during one dictation.
     QStringList textsThatTheShellFinds(const QString &spoken) {
         QStringList heard;

@@ -258,6 +258,7 @@ void DictationOracle::startRecording(const Next &next) {
         [this, next] {
             setRecording(true);
             say(u"Listening..."_qs);
+            prepareHosted();
             next();
         },
         [this, next](const QString &error) {
@@ -285,6 +286,13 @@ void DictationOracle::stopRecording(const Next &next) {
 }
 
 // Translating and pasting
+
+void DictationOracle::prepareHosted() {
+    const QString url = endpoint.trimmed();
+    const bool isSameLanguage = chosen(spokenLanguages, source).code == chosen(targetLanguages, target).id;
+    if (!isSameLanguage && isHostedEffective() && url.contains(u"://") && url != defaultEndpoint)
+        log += u"http prepare "_qs + url;
+}
 
 void DictationOracle::translate(const QString &text, const Done &done, const Failed &failed) {
     if (!isHostedEffective())

@@ -169,6 +169,7 @@ private:
 
     void startRecording(const Next &next);
     void stopRecording(const Next &next);
+    void prepareHosted();
     void translate(const QString &text, const Done &done, const Failed &failed);
     void translateAndPaste(const QString &text, const Next &next);
     void pasteOrCopy(const QString &text, const QString &inserted, const QString &copied);

@@ -140,6 +140,7 @@ const QString mustBeMet[] = {
     u"statusText=Translation setup failed: No model."_qs,
     u"statusText=Use Ctrl, Option, or Cmd with another key."_qs,
     u"activate nameless"_qs,
+    u"http prepare https://my.example/t"_qs,
     u"pasteboard.write 2"_qs,
     u"keychain.add com.local.Quillora deviceIdentifier"_qs,
     u"keychain.remove com.local.Cobaltwhisk openAIClientToken"_qs,

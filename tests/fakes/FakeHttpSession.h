@@ -14,6 +14,8 @@ class FakeHttpSession : public platform::HttpSession {
 public:
     explicit FakeHttpSession(CallLog &log) : m_log(log) {}
 
+    void prepare(const QUrl &url) override { m_log.add(u"http prepare "_qs + url.toString()); }
+
     QCoro::Task<platform::HttpResponse> data(platform::HttpRequest request) override {
         m_log.add(u"http "_qs + QString::fromLatin1(request.method) + u' ' + request.url.toString());
         requests.push_back(request);

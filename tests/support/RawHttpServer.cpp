@@ -83,6 +83,11 @@ void RawHttpServer::closeAll() {
         socket->disconnectFromHost();
 }
 
+void RawHttpServer::hangUp() {
+    for (QSslSocket *socket : m_listener.findChildren<QSslSocket *>())
+        ::shutdown(static_cast<int>(socket->socketDescriptor()), SHUT_WR);
+}
+
 int RawHttpServer::openConnectionCount() const {
     const auto sockets = m_listener.findChildren<QSslSocket *>();
     return static_cast<int>(std::count_if(sockets.cbegin(), sockets.cend(), [](const QSslSocket *socket) {
@@ -97,8 +102,10 @@ void RawHttpServer::accept(qintptr descriptor) {
     connect(socket, &QSslSocket::readyRead, this, [this, socket] { receive(socket); });
     if (!m_tls)
         return;
-    connect(socket, &QSslSocket::encrypted, this,
-            [this, socket] { m_negotiatedProtocol = socket->sslConfiguration().nextNegotiatedProtocol(); });
+    connect(socket, &QSslSocket::encrypted, this, [this, socket] {
+        ++m_handshakeCount;
+        m_negotiatedProtocol = socket->sslConfiguration().nextNegotiatedProtocol();
+    });
     socket->setSslConfiguration(*m_tls);
     socket->startServerEncryption();
 }
@@ -114,6 +121,9 @@ void RawHttpServer::receive(QSslSocket *socket) {
         pending.remove(0, size);
         reply(socket);
     }
+    m_broughtByteCounts[socket] += bytes.size();
+    if (m_breakOff && m_broughtByteCounts[socket] >= m_breakOff->afterBytes)
+        leave(socket, m_breakOff->after);
 }
 
 void RawHttpServer::reply(QSslSocket *socket) {
@@ -122,10 +132,14 @@ void RawHttpServer::reply(QSslSocket *socket) {
         return;
     const auto [bytes, after] = m_answers.takeFirst();
     send(bytes);
+    leave(socket, after);
+}
+
+void RawHttpServer::leave(QSslSocket *socket, After after) {
     if (after == After::close)
-        close();
+        socket->disconnectFromHost();
     else if (after == After::reset)
-        reset();
+        resetConnection(socket);
 }
 
 QByteArray RawHttpServer::head(const QByteArray &request) { return request.left(request.indexOf(headEnd)); }

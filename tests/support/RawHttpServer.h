@@ -36,6 +36,9 @@ public:
     /// Sent when the next request without an answer is complete. Requests that find none get nothing.
     void answer(const QByteArray &bytes, After after = After::keepOpen);
 
+    /// Closes or resets each connection once it has brought so many bytes, whatever they are.
+    void breakOff(qsizetype afterBytes, After after) { m_breakOff = {afterBytes, after}; }
+
     /// Answers a request that found no answer, counted from 0 among all requests.
     void answerHeld(qsizetype number, const QByteArray &bytes);
 
@@ -50,6 +53,10 @@ public:
     /// Closes every connection, answered or not.
     void closeAll();
 
+    /// Says on every connection that nothing more will come, as a server does that closes it for idleness; it
+    /// is open until the other end has left too.
+    void hangUp();
+
     /// Complete requests, byte for byte, in the order of their arrival.
     const QList<QByteArray> &requests() const { return m_requests; }
 
@@ -61,10 +68,12 @@ public:
 
     int connectionCount() const { return m_connectionCount; }
 
-    /// Those whose other end has not gone away.
+    /// Those that neither end has left.
     int openConnectionCount() const;
 
-    /// Of the last connection that finished its TLS handshake.
+    /// How many connections have finished their TLS handshake, and what the last one is to speak; empty if
+    /// that was left open.
+    int handshakeCount() const { return m_handshakeCount; }
     QByteArray negotiatedProtocol() const { return m_negotiatedProtocol; }
 
     /// The request without its body, and its body.
@@ -81,6 +90,11 @@ private:
         After after;
     };
 
+    struct BreakOff {
+        qsizetype afterBytes;
+        After after;
+    };
+
     class Listener : public QTcpServer {
     public:
         explicit Listener(RawHttpServer &server) : m_server(server) {}
@@ -93,17 +107,21 @@ private:
     void accept(qintptr descriptor);
     void receive(QSslSocket *socket);
     void reply(QSslSocket *socket);
+    static void leave(QSslSocket *socket, After after);
 
     Listener m_listener;
     std::optional<QSslConfiguration> m_tls;
     QList<Answer> m_answers;
+    std::optional<BreakOff> m_breakOff;
     QHash<QSslSocket *, QByteArray> m_incomplete;
+    QHash<QSslSocket *, qsizetype> m_broughtByteCounts;
     QList<QByteArray> m_requests;
     QByteArray m_received;
     QByteArray m_negotiatedProtocol;
     QList<QSslSocket *> m_requesters; ///< as m_requests
     QSslSocket *m_answered = nullptr;
     int m_connectionCount = 0;
+    int m_handshakeCount = 0;
 };
 
 } // namespace quillora::test

@@ -1,13 +1,12 @@
 #include "platform/linux/http/HttpExchange.h"
 
+#include "platform/linux/http/HttpConnection.h"
 #include "platform/linux/http/OneTimeBody.h"
 #include "platform/linux/http/SystemProxies.h"
 #include "platform/linux/http/TransportError.h"
 
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QPointer>
-
 #include <utility>
 
 namespace quillora::platform {
@@ -17,11 +16,9 @@ namespace {
 constexpr auto longestBody = qsizetype{1024} * 1024;
 constexpr int mostRedirects = 5;
 
-int effectivePort(const QUrl &url) { return url.port(url.scheme() == u"https" ? 443 : 80); }
-
-bool isSameOrigin(const QUrl &a, const QUrl &b) {
-    return a.scheme() == b.scheme() && a.host() == b.host() && effectivePort(a) == effectivePort(b);
-}
+/// How long the toolkit's thread may be busy with what a server flooded it with. The end of the connection
+/// would wait for it.
+constexpr std::chrono::seconds longestAbort{10};
 
 /// Whether a status asks for the same request, body and all, at another address. The older ones (301, 302,
 /// 303) turn a POST into a GET, which nobody wants here.
@@ -36,6 +33,11 @@ QNetworkRequest networkRequest(const HttpRequest &request) {
     result.setRawHeader("Accept-Encoding", "identity");
     for (const auto &[name, value] : request.headers)
         result.setRawHeader(name, value);
+    // HTTP/2 sends head and body apart, and the toolkit lets the second wait until the first is acknowledged,
+    // which takes 40 ms. It has nothing to give for one request a connection. Without TLS it is never spoken,
+    // but a request that forbids it does not find the connection that was opened for it.
+    if (request.url.scheme() == u"https")
+        result.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     result.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
     result.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
     result.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
@@ -51,38 +53,44 @@ int statusOf(const QNetworkReply &reply) {
 
 } // namespace
 
-HttpExchange::HttpExchange(const Means &means, HttpRequest request, std::chrono::milliseconds totalTime,
-                           Continuation<HttpResponse> waiter, QObject *parent)
-    : QObject(parent), m_means(means), m_request(std::move(request)), m_waiter(std::move(waiter)) {
-    m_totalDeadline = m_means.queue.asyncAfter(
+HttpExchange::HttpExchange(std::unique_ptr<HttpConnection> connection, MainQueue &queue, HttpRequest request,
+                           std::chrono::milliseconds totalTime, Continuation<HttpResponse> waiter,
+                           QObject *parent)
+    : QObject(parent), m_connection(std::move(connection)), m_queue(queue), m_request(std::move(request)),
+      m_waiter(std::move(waiter)) {
+    m_totalDeadline = m_queue.asyncAfter(
         totalTime, [this, totalTime] { fail(TransportError::slowness(m_request.url, totalTime)); });
-    m_silenceDeadline = m_means.queue.asyncAfter(SystemProxies::longestLookup, [this] {
+    m_silenceDeadline = m_queue.asyncAfter(SystemProxies::longestLookup, [this] {
         fail(TransportError::unknownProxy(m_request.url, SystemProxies::longestLookup));
     });
-    m_means.proxies.find(m_request.url, [self = QPointer(this)](const QNetworkProxy &proxy) {
-        if (!self || self->m_isOver)
+    m_connection->whenProxyIsKnown([this](const QNetworkProxy &proxy) {
+        if (m_isOver)
             return;
-        self->m_proxy = proxy;
-        self->restartSilenceDeadline();
-        self->send();
+        m_proxy = proxy;
+        restartSilenceDeadline();
+        m_connection->whenOpened([this] {
+            if (!m_isOver)
+                send();
+        });
     });
 }
 
 HttpExchange::~HttpExchange() {
     if (!m_isOver)
         fail(TransportError::sessionEnded());
+    if (m_departure)
+        m_departure->cancel();
 }
 
 void HttpExchange::send() {
     m_body.clear();
     m_tlsErrors.clear();
-    m_isConnectionNew = false;
-    m_means.network.setProxy(m_proxy);
+    auto &network = m_connection->network();
+    network.setProxy(m_proxy);
     auto *body = new OneTimeBody(m_request.body, this);
-    m_reply = m_means.network.sendCustomRequest(networkRequest(m_request), m_request.method, body);
+    m_reply = network.sendCustomRequest(networkRequest(m_request), m_request.method, body);
     body->setParent(m_reply);
     m_reply->setReadBufferSize(longestBody);
-    connect(m_reply, &QNetworkReply::socketStartedConnecting, this, [this] { m_isConnectionNew = true; });
     connect(m_reply, &QNetworkReply::uploadProgress, this, &HttpExchange::restartSilenceDeadline);
     connect(m_reply, &QNetworkReply::metaDataChanged, this, &HttpExchange::restartSilenceDeadline);
     connect(m_reply, &QNetworkReply::readyRead, this, &HttpExchange::receive);
@@ -93,7 +101,7 @@ void HttpExchange::send() {
 
 void HttpExchange::restartSilenceDeadline() {
     m_silenceDeadline->cancel();
-    m_silenceDeadline = m_means.queue.asyncAfter(m_request.timeoutInterval, [this] {
+    m_silenceDeadline = m_queue.asyncAfter(m_request.timeoutInterval, [this] {
         fail(TransportError::silence(m_request.url, m_request.timeoutInterval));
     });
 }
@@ -109,11 +117,7 @@ void HttpExchange::finish() {
     receive();
     if (m_isOver)
         return;
-    if (wasClosedWithoutAnswer() && !m_isConnectionNew) {
-        // The server closed an idle connection just as this request set out on it, and has not seen it.
-        dropReply();
-        send();
-    } else if (wasClosedWithoutAnswer()) {
+    if (wasClosedWithoutAnswer()) {
         fail(TransportError::noAnswer(m_request.url));
     } else if (isTransportFailure()) {
         fail(TransportError::network(m_request.url, m_proxy, m_reply->error(), m_tlsErrors));
@@ -164,11 +168,13 @@ void HttpExchange::redirect(const QUrl &target) {
 void HttpExchange::succeed() {
     m_waiter.resume({.isHttp = true, .statusCode = statusOf(*m_reply), .body = m_body});
     end();
+    deleteLater();
 }
 
 void HttpExchange::fail(const TransportError &error) {
     m_waiter.fail(std::make_exception_ptr(error));
     end();
+    m_departure = m_queue.asyncAfter(longestAbort, [this] { deleteLater(); });
 }
 
 void HttpExchange::end() {
@@ -176,7 +182,6 @@ void HttpExchange::end() {
     m_silenceDeadline->cancel();
     m_totalDeadline->cancel();
     dropReply();
-    deleteLater();
 }
 
 void HttpExchange::dropReply() {

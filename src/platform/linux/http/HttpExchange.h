@@ -4,7 +4,6 @@
 #include "platform/HttpSession.h"
 #include "platform/MainQueue.h"
 
-#include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QObject>
 #include <QSslError>
@@ -16,7 +15,7 @@ class QNetworkReply;
 
 namespace quillora::platform {
 
-class SystemProxies;
+class HttpConnection;
 class TransportError;
 
 /// One request on its way, through its redirects, until its waiter is resumed; then it deletes itself.
@@ -25,16 +24,10 @@ class HttpExchange : public QObject {
     Q_OBJECT
 
 public:
-    /// What an exchange uses; outlives it.
-    struct Means {
-        QNetworkAccessManager &network;
-        SystemProxies &proxies;
-        MainQueue &queue;
-    };
-
-    /// Begins at once. Fails with a TransportError, at the latest after `totalTime`.
-    HttpExchange(const Means &means, HttpRequest request, std::chrono::milliseconds totalTime,
-                 Continuation<HttpResponse> waiter, QObject *parent);
+    /// Begins at once, over a connection that leads to the request's origin. Fails with a TransportError, at
+    /// the latest after `totalTime`. `queue` outlives it.
+    HttpExchange(std::unique_ptr<HttpConnection> connection, MainQueue &queue, HttpRequest request,
+                 std::chrono::milliseconds totalTime, Continuation<HttpResponse> waiter, QObject *parent);
     ~HttpExchange() override;
 
 private:
@@ -52,18 +45,19 @@ private:
     void end();
     void dropReply();
 
-    Means m_means;
+    std::unique_ptr<HttpConnection> m_connection;
+    MainQueue &m_queue;
     HttpRequest m_request;
     Continuation<HttpResponse> m_waiter;
     bool m_isOver = false; ///< the waiter has been resumed
     QNetworkProxy m_proxy;
     QNetworkReply *m_reply = nullptr; ///< ours until it is dropped
-    bool m_isConnectionNew = false;   ///< the reply's
     QList<QSslError> m_tlsErrors;
     QByteArray m_body;
     int m_redirectCount = 0;
     std::shared_ptr<WorkItem> m_silenceDeadline; ///< of the host, and before that of the search for a proxy
     std::shared_ptr<WorkItem> m_totalDeadline;
+    std::shared_ptr<WorkItem> m_departure; ///< of a failed one
 };
 
 } // namespace quillora::platform

@@ -1,5 +1,6 @@
 #include "platform/linux/http/QtHttpSession.h"
 
+#include "platform/linux/http/HttpConnection.h"
 #include "platform/linux/http/HttpExchange.h"
 #include "platform/linux/http/TransportError.h"
 
@@ -10,8 +11,10 @@ namespace quillora::platform {
 
 namespace {
 
+bool isHttp(const QUrl &url) { return url.scheme() == u"http" || url.scheme() == u"https"; }
+
 void requireHttpAddress(const QUrl &url) {
-    if (url.scheme() != u"http" && url.scheme() != u"https")
+    if (!isHttp(url))
         throw TransportError::unsupportedScheme(url);
     if (url.host().isEmpty())
         throw TransportError::missingHost();
@@ -34,7 +37,29 @@ void requireSendableHeaders(const HttpRequest &request) {
 
 QtHttpSession::QtHttpSession(MainQueue &queue, Advice advice) : m_queue(queue), m_advice(std::move(advice)) {}
 
-QtHttpSession::~QtHttpSession() = default;
+QtHttpSession::~QtHttpSession() { dropPrepared(); }
+
+void QtHttpSession::prepare(const QUrl &url) {
+    dropPrepared();
+    if (!isHttp(url) || url.host().isEmpty())
+        return;
+    m_prepared = std::make_unique<HttpConnection>(url, m_proxies);
+    m_prepared->open();
+    m_preparedDeadline = m_queue.asyncAfter(longestWait, [this] { m_prepared.reset(); });
+}
+
+void QtHttpSession::dropPrepared() {
+    if (m_preparedDeadline)
+        m_preparedDeadline->cancel();
+    m_prepared.reset();
+}
+
+std::unique_ptr<HttpConnection> QtHttpSession::connectionTo(const QUrl &url) {
+    if (!m_prepared || !m_prepared->leadsTo(url))
+        return std::make_unique<HttpConnection>(url, m_proxies);
+    m_preparedDeadline->cancel();
+    return std::move(m_prepared);
+}
 
 QCoro::Task<HttpResponse> QtHttpSession::data(HttpRequest request) {
     requireHttpAddress(request.url);
@@ -42,7 +67,8 @@ QCoro::Task<HttpResponse> QtHttpSession::data(HttpRequest request) {
     const QString advice = request.url.host() == m_advice.host ? m_advice.sentence : QString();
     Continuation<HttpResponse> waiter;
     const auto response = waiter.wait();
-    new HttpExchange({m_network, m_proxies, m_queue}, std::move(request), totalTime, std::move(waiter),
+    auto connection = connectionTo(request.url);
+    new HttpExchange(std::move(connection), m_queue, std::move(request), totalTime, std::move(waiter),
                      &m_exchanges);
     // The session may be gone when the answer comes.
     try {

@@ -12,16 +12,6 @@ using test::RawHttpServer;
 using After = test::RawHttpServer::After;
 using Outcome = test::Outcome<HttpResponse>;
 
-namespace {
-
-/// A frame of HTTP/2.
-QByteArray frame(char type, char flags, char stream, const QByteArray &payload) {
-    return QByteArray(2, '\0') + static_cast<char>(payload.size()) + type + flags + QByteArray(3, '\0') +
-           stream + payload;
-}
-
-} // namespace
-
 /// HTTPS, with certificates of an authority that this test makes and trusts.
 class QtHttpSessionTlsTest : public QObject {
     Q_OBJECT
@@ -43,32 +33,53 @@ private Q_SLOTS:
                  QList<QByteArray>{"Authorization: Bearer secret"});
     }
 
-    void theSecondRequestNeedsNoHandshake() {
+    void aHandshakeMadeInAdvanceServesTheRequest() {
         RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        m_platform->session->prepare(server.url());
+        QVERIFY(m_platform->waitUntil([&] { return server.handshakeCount() == 1; }));
+        QCOMPARE(server.received(), "");
         server.answer(RawHttpServer::response(200, "one"));
-        server.answer(RawHttpServer::response(200, "two"));
         QCOMPARE(ask(server.url())->value().body, "one");
-        QCOMPARE(ask(server.url())->value().body, "two");
         QCOMPARE(server.connectionCount(), 1);
     }
 
-    void http2IsSpokenWhereItIsOffered() {
+    void aRequestThatComesDuringTheHandshakeWaitsForIt() {
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        server.answer(RawHttpServer::response(200, "one"));
+        m_platform->session->prepare(server.url());
+        QVERIFY(m_platform->waitUntil([&] { return server.connectionCount() == 1; }));
+        QCOMPARE(ask(server.url())->value().body, "one");
+        QCOMPARE(server.connectionCount(), 1);
+    }
+
+    void aBodyArrivesOnceWhereTheConnectionDiesWithIt_data() {
+        QTest::addColumn<bool>("isOpenedInAdvance");
+        QTest::addColumn<After>("after");
+        QTest::newRow("closed") << false << After::close;
+        QTest::newRow("reset") << false << After::reset;
+        QTest::newRow("closed, opened in advance") << true << After::close;
+        QTest::newRow("reset, opened in advance") << true << After::reset;
+    }
+    void aBodyArrivesOnceWhereTheConnectionDiesWithIt() {
+        QFETCH(bool, isOpenedInAdvance);
+        QFETCH(After, after);
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        if (isOpenedInAdvance) {
+            m_platform->session->prepare(server.url());
+            QVERIFY(m_platform->waitUntil([&] { return server.handshakeCount() == 1; }));
+        }
+        server.answer({}, after);
+        QCOMPARE(ask(server.url())->error(), u"127.0.0.1 closed the connection without a valid answer."_qs);
+        QCOMPARE(server.requests().size(), 1);
+    }
+
+    void http1IsSpokenEvenWhereHttp2IsOffered() {
         auto identity = m_authority.issue(u"127.0.0.1"_qs);
         identity.setAllowedNextProtocols({"h2", "http/1.1"});
         RawHttpServer server(identity);
-        const QByteArray settings = frame(4, 0, 0, {});
-        const QByteArray acknowledgement = frame(4, 1, 0, {});
-        server.answer(settings + acknowledgement); // to the preface, which looks like a request
-        const auto outcome = start(server.url());
-        QVERIFY(m_platform->waitUntil([&] { return server.received().contains("{\"text\":\"hi\"}"); }));
-        const QByteArray status200 = frame(1, 4, 1, "\x88");
-        const QByteArray body = frame(0, 1, 1, "by frames");
-        server.send(status200 + body);
-        QVERIFY(m_platform->settle(outcome));
-        QCOMPARE(server.negotiatedProtocol(), "h2");
-        QVERIFY(server.received().startsWith("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n"));
-        QCOMPARE(outcome->value().statusCode, 200);
-        QCOMPARE(outcome->value().body, "by frames");
+        server.answer(RawHttpServer::response(200, "one"));
+        QCOMPARE(ask(server.url())->value().body, "one");
+        QVERIFY(server.negotiatedProtocol() != "h2");
     }
 
     void badCertificatesAreErrorsAndNothingIsSent_data() {
@@ -86,6 +97,20 @@ private Q_SLOTS:
         QFETCH(QSslConfiguration, identity);
         QFETCH(QString, fault);
         RawHttpServer server(identity);
+        QCOMPARE(ask(server.url())->error(), u"Could not connect securely to 127.0.0.1: "_qs + fault + u'.');
+        QCOMPARE(server.received(), "");
+    }
+
+    void badCertificatesFoundInAdvanceAreErrorsOfTheRequest_data() {
+        badCertificatesAreErrorsAndNothingIsSent_data();
+    }
+    void badCertificatesFoundInAdvanceAreErrorsOfTheRequest() {
+        QFETCH(QSslConfiguration, identity);
+        QFETCH(QString, fault);
+        RawHttpServer server(identity);
+        m_platform->session->prepare(server.url());
+        QVERIFY(m_platform->waitUntil(
+            [&] { return server.connectionCount() > 0 && server.openConnectionCount() == 0; }));
         QCOMPARE(ask(server.url())->error(), u"Could not connect securely to 127.0.0.1: "_qs + fault + u'.');
         QCOMPARE(server.received(), "");
     }
