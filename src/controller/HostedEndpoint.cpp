@@ -12,7 +12,9 @@ bool leadsNowhere(const QString &endpoint) {
 }
 
 QString adviceWithoutDefaultEndpoint() {
-    return QStringLiteral("Enter your own Backend URL, or choose a language of Apple Local.");
+    // The one language that every installation translates into by itself; the language first, because Apple
+    // Local is not to be had while one is chosen that it does not know.
+    return QStringLiteral("Enter your own Backend URL, or choose Spanish and then Apple Local.");
 }
 
 QString migratedEndpoint(const QString &stored) {

@@ -224,6 +224,7 @@ QLayout *ContentView::buildEngineControls() {
         field->setFrame(false);
         field->setTextMargins(fieldTextMargin, 0, fieldTextMargin, 0);
         field->setAccessibleName(field->placeholderText());
+        field->setToolTip(field->placeholderText()); // a field that is filled shows no other name
         auto *frame = new FieldFrame(*field);
         frame->setMinimumHeight(fieldHeight);
         controls->addSpacing(controlSpacing - captionSpacing);

@@ -56,6 +56,14 @@ void enter(PanelHarness &harness, const State &state) {
         harness.startProcessing();
 }
 
+/// The pair needs the hosted engine, nobody has entered a backend, and the user has just read what to do.
+void failAtTheDefaultEndpoint(PanelHarness &harness) {
+    harness.controller->setTargetLanguageIdentifier(u"kk"_qs);
+    harness.platform.http.transportError = adviceWithoutDefaultEndpoint();
+    harness.show();
+    harness.dictate(u"hello"_qs);
+}
+
 } // namespace
 
 class ContentViewTest : public QObject {
@@ -190,6 +198,33 @@ private Q_SLOTS:
         const QRect room(0, 0, status.width(), 10 * metrics.lineSpacing());
         const int height = metrics.boundingRect(room, Qt::TextWordWrap, text).height();
         QVERIFY2(height <= 2 * metrics.lineSpacing(), qPrintable(QString::number(height)));
+    }
+
+    void withoutABackendTheUrlIsEnteredWhereTheAdviceIsRead() {
+        PanelHarness harness;
+        failAtTheDefaultEndpoint(harness);
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        QVERIFY(endpoint.isVisible());
+        QVERIFY(endpoint.isEnabled());
+        QCOMPARE(endpoint.toolTip(), u"Backend URL"_qs);
+        endpoint.selectAll();
+        QTest::keyClicks(&endpoint, u"https://my.example/t"_qs);
+        harness.platform.http.transportError.reset();
+        harness.dictate(u"hello"_qs);
+        QCOMPARE(harness.controller->statusText(), u"Inserted translation."_qs);
+        QCOMPARE(harness.platform.http.requests.back().url, QUrl(u"https://my.example/t"_qs));
+    }
+
+    void withoutABackendTheOtherAdviceLeadsToATranslationOnThisComputer() {
+        PanelHarness harness;
+        failAtTheDefaultEndpoint(harness);
+        QVERIFY(harness.controller->statusText().endsWith(u"choose Spanish and then Apple Local."_qs));
+        pick(harness.find<Picker>(u"targetPicker"_qs), u"🇪🇸 Spanish"_qs);
+        pick(harness.find<Picker>(u"enginePicker"_qs), u"Apple Local"_qs);
+        harness.dictate(u"hello"_qs);
+        QCOMPARE(harness.controller->statusText(), u"Inserted translation."_qs);
+        QCOMPARE(harness.controller->translatedText(), u"<hello>"_qs);
+        QCOMPARE(harness.platform.http.requests.size(), 1u);
     }
 
     void editsReachTheSettings() {
