@@ -5,6 +5,7 @@ find_package(ICU REQUIRED COMPONENTS uc i18n)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-xtest xcb-xkb)
 pkg_check_modules(XFIXES REQUIRED IMPORTED_TARGET xcb-xfixes) # for tests
 pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
+pkg_check_modules(LIBPROXY REQUIRED IMPORTED_TARGET libproxy-1.0)
 pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(SECRET REQUIRED IMPORTED_TARGET libsecret-1)
 

@@ -1,18 +1,22 @@
 #include "platform/linux/http/SystemProxies.h"
 
 #include <QHostAddress>
-#include <QNetworkProxyFactory>
+#include <QPointer>
+#include <QTcpSocket>
 
-#include <cstdio>
-#include <cstdlib>
+#include <condition_variable>
 #include <mutex>
+#include <optional>
+#include <thread>
 #include <utility>
 
-#include <unistd.h>
+#include <proxy.h>
 
 namespace quillora::platform {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds moment{100};
 
@@ -20,26 +24,35 @@ bool isThisMachine(const QUrl &url) {
     return url.host() == u"localhost" || QHostAddress(url.host()).isLoopback();
 }
 
-QNetworkProxy proxyFor(const QUrl &url) {
-    const auto proxies = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url));
-    return proxies.isEmpty() ? QNetworkProxy(QNetworkProxy::NoProxy) : proxies.first();
+/// What a proxy script, which comes from the network, may know of where the user's words go.
+QByteArray address(const QUrl &url) {
+    QUrl origin;
+    origin.setScheme(url.scheme());
+    origin.setHost(url.host());
+    origin.setPort(url.port());
+    origin.setPath(u"/"_qs);
+    return origin.toEncoded();
 }
 
-bool isDone(QThreadPool &thread, std::chrono::milliseconds time) {
-    return thread.waitForDone(static_cast<int>(time.count()));
+std::optional<QNetworkProxy::ProxyType> proxyType(const QString &scheme) {
+    if (scheme == u"direct")
+        return QNetworkProxy::NoProxy;
+    if (scheme == u"http")
+        return QNetworkProxy::HttpProxy;
+    if (scheme == u"socks" || scheme == u"socks5")
+        return QNetworkProxy::Socks5Proxy;
+    return {};
 }
 
-/// The toolkit itself waits for the same lookup when its own statics go. So that it does not, the program
-/// ends without them, with the status that it would have had.
-void abandon(std::unique_ptr<QThreadPool> thread) {
-    const auto atTheEnd = [](int status, void *abandoned) {
-        const std::unique_ptr<QThreadPool> owned(static_cast<QThreadPool *>(abandoned));
-        if (isDone(*owned, {}))
-            return;
-        std::fflush(nullptr);
-        _exit(status);
-    };
-    on_exit(atTheEnd, thread.release());
+QList<QNetworkProxy> usableProxies(const QList<QByteArray> &names) {
+    QList<QNetworkProxy> proxies;
+    for (const QByteArray &name : names) {
+        const auto url = QUrl::fromEncoded(name);
+        if (const auto type = proxyType(url.scheme()))
+            proxies += QNetworkProxy(*type, url.host(), static_cast<quint16>(url.port(0)),
+                                     url.userName(QUrl::FullyDecoded), url.password(QUrl::FullyDecoded));
+    }
+    return proxies;
 }
 
 } // namespace
@@ -65,26 +78,176 @@ private:
     MainQueue *m_queue;
 };
 
-SystemProxies::SystemProxies(MainQueue &queue)
-    : m_queue(queue), m_answers(std::make_shared<Answers>(queue)), m_thread(std::make_unique<QThreadPool>()) {
-    m_thread->setMaxThreadCount(1);
-}
+/// A thread that asks for one address at a time. It may get stuck in that, so nobody ever joins it.
+class SystemProxies::Thread : public std::enable_shared_from_this<Thread> {
+public:
+    using Answered = std::function<void(const QList<QByteArray> &)>;
+
+    void start(const MakeAsk &makeAsk) {
+        std::thread([self = shared_from_this(), makeAsk] { self->run(makeAsk); }).detach();
+    }
+
+    /// False while it is still asking for something else.
+    bool ask(const QByteArray &address, Answered answered) {
+        const std::lock_guard lock(m_mutex);
+        if (m_task)
+            return false;
+        m_task = {address, std::move(answered)};
+        m_changed.notify_all();
+        return true;
+    }
+
+    /// It ends once it is free.
+    void dismiss() {
+        const std::lock_guard lock(m_mutex);
+        m_isDismissed = true;
+        m_changed.notify_all();
+    }
+
+    bool hasEnded(Clock::time_point latest = Clock::now()) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_until(lock, latest, [this] { return m_hasEnded; });
+    }
+
+private:
+    struct Task {
+        QByteArray address;
+        Answered answered;
+    };
+
+    void run(const MakeAsk &makeAsk) {
+        {
+            const Ask ask = makeAsk();
+            while (const auto task = nextTask()) {
+                const auto names = ask(task->address);
+                finishTask();
+                task->answered(names);
+            }
+        }
+        const std::lock_guard lock(m_mutex);
+        m_hasEnded = true;
+        m_changed.notify_all();
+    }
+
+    /// Left in its place until it is done. None once the thread is dismissed.
+    std::optional<Task> nextTask() {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_task || m_isDismissed; });
+        return m_task;
+    }
+
+    void finishTask() {
+        const std::lock_guard lock(m_mutex);
+        m_task.reset();
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::optional<Task> m_task;
+    bool m_isDismissed = false;
+    bool m_hasEnded = false;
+};
+
+/// Looks for the first proxy that accepts connections; then it deletes itself. Nothing is sent to any.
+class SystemProxies::Trial : public QObject {
+public:
+    Trial(QList<QNetworkProxy> proxies, MainQueue &queue, Found found, QObject *parent)
+        : QObject(parent), m_proxies(std::move(proxies)), m_queue(queue), m_found(std::move(found)) {
+        tryFirst();
+    }
+    ~Trial() override { leave(); }
+
+private:
+    void tryFirst() {
+        if (m_proxies.size() == 1 || m_proxies.first().type() == QNetworkProxy::NoProxy)
+            return choose();
+        m_socket = std::make_unique<QTcpSocket>();
+        m_socket->setProxy(QNetworkProxy::NoProxy);
+        connect(m_socket.get(), &QTcpSocket::connected, this, &Trial::choose);
+        connect(m_socket.get(), &QTcpSocket::errorOccurred, this, &Trial::passOver);
+        m_deadline = m_queue.asyncAfter(longestKnock, [this] { passOver(); });
+        m_socket->connectToHost(m_proxies.first().hostName(), m_proxies.first().port());
+    }
+
+    void passOver() {
+        leave();
+        m_socket.release()->deleteLater(); // it may be what is calling
+        m_proxies.removeFirst();
+        tryFirst();
+    }
+
+    void choose() {
+        leave();
+        m_found(m_proxies.first());
+        deleteLater();
+    }
+
+    void leave() {
+        if (!m_socket)
+            return;
+        m_deadline->cancel();
+        m_socket->disconnect(this);
+    }
+
+    QList<QNetworkProxy> m_proxies;
+    MainQueue &m_queue;
+    Found m_found;
+    std::unique_ptr<QTcpSocket> m_socket;
+    std::shared_ptr<WorkItem> m_deadline; ///< of the socket
+};
+
+SystemProxies::SystemProxies(MainQueue &queue, MakeAsk makeAsk)
+    : m_queue(queue), m_makeAsk(std::move(makeAsk)), m_answers(std::make_shared<Answers>(queue)) {}
 
 SystemProxies::~SystemProxies() {
     m_answers->refuse();
-    m_thread->clear();
-    if (!isDone(*m_thread, moment))
-        abandon(std::move(m_thread));
+    for (const auto &thread : m_threads)
+        thread->dismiss();
+    const auto latest = Clock::now() + moment;
+    for (const auto &thread : m_threads)
+        thread->hasEnded(latest);
 }
 
 void SystemProxies::find(const QUrl &url, Found found) {
     if (isThisMachine(url)) {
-        m_queue.async([found = std::move(found)] { found(QNetworkProxy::NoProxy); });
+        m_queue.async([found = std::move(found)] { found({QNetworkProxy::NoProxy}); });
         return;
     }
-    m_thread->start([answers = m_answers, url, found = std::move(found)]() mutable {
-        answers->post([proxy = proxyFor(url), found = std::move(found)] { found(proxy); });
-    });
+    const auto choose = [this, found = std::move(found)](const QList<QByteArray> &names) {
+        if (const auto proxies = usableProxies(names); !proxies.isEmpty())
+            new Trial(proxies, m_queue, found, &m_trials);
+    };
+    const auto answered = [answers = m_answers, choose,
+                           trials = QPointer(&m_trials)](const QList<QByteArray> &names) {
+        answers->post([names, choose, trials] {
+            if (trials)
+                choose(names);
+        });
+    };
+    if (!m_threads.isEmpty() && m_threads.last()->ask(address(url), answered))
+        return;
+    m_threads.removeIf([](const auto &thread) { return thread->hasEnded(); });
+    if (m_threads.size() == mostThreads)
+        return;
+    if (!m_threads.isEmpty())
+        m_threads.last()->dismiss();
+    m_threads += std::make_shared<Thread>();
+    m_threads.last()->start(m_makeAsk);
+    m_threads.last()->ask(address(url), answered);
+}
+
+/// Not through the toolkit, which asks on one thread for all, and adds a direct way to every answer.
+SystemProxies::Ask SystemProxies::askSystem() {
+    const std::shared_ptr<pxProxyFactory> factory(px_proxy_factory_new(), px_proxy_factory_free);
+    return [factory](const QByteArray &address) {
+        QList<QByteArray> names;
+        if (char **found = px_proxy_factory_get_proxies(factory.get(), address.constData())) {
+            for (char **name = found; *name; ++name)
+                names += QByteArray(*name);
+            px_proxy_factory_free_proxies(found);
+        }
+        return names;
+    };
 }
 
 } // namespace quillora::platform

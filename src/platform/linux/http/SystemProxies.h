@@ -2,8 +2,10 @@
 
 #include "platform/MainQueue.h"
 
+#include <QByteArray>
+#include <QList>
 #include <QNetworkProxy>
-#include <QThreadPool>
+#include <QObject>
 #include <QUrl>
 
 #include <chrono>
@@ -12,33 +14,52 @@
 
 namespace quillora::platform {
 
-/// Which proxy the desktop's settings and the environment want for an address. They are asked on a thread of
+/// Which proxies the desktop's settings and the environment want for an address. They are asked on threads of
 /// their own, since an answer may take a script, a helper process or a bus, and may never come: the host that
 /// the script is on need not answer. Main thread only.
 class SystemProxies {
 public:
     using Found = std::function<void(const QNetworkProxy &)>;
 
+    /// Answers with the proxies for an address, best first, as in "http://host:port" or "direct://". Used by
+    /// one thread, which makes it.
+    using Ask = std::function<QList<QByteArray>(const QByteArray &address)>;
+    using MakeAsk = std::function<Ask()>;
+
     /// How long an answer is worth waiting for.
     static constexpr std::chrono::seconds longestLookup{10};
 
-    /// `queue` outlives this object.
-    explicit SystemProxies(MainQueue &queue);
+    /// How many threads may be stuck before no more is asked.
+    static constexpr int mostThreads = 4;
 
-    /// Waits a moment for what is being asked for, and then abandons it: its answer goes nowhere, and the end
-    /// of the program does not wait for it.
+    /// How long a proxy may take to accept a connection where there is another to try.
+    static constexpr std::chrono::seconds longestKnock{3};
+
+    /// `queue` outlives this object.
+    explicit SystemProxies(MainQueue &queue, MakeAsk makeAsk = askSystem);
+
+    /// Waits a moment for what is being asked, and then abandons it: its answer goes nowhere, and the end of
+    /// the program does not wait for it.
     ~SystemProxies();
 
-    /// Calls `found` from the main queue, unless no answer comes. This machine itself is always reached
+    /// Calls `found` from the event loop with the best proxy that can be reached, unless no answer comes or
+    /// none of the proxies is of a kind that can be used. The last one is not tried: nothing is left then.
+    /// Only scheme, host and port of the address are told to anybody. This machine itself is always reached
     /// directly: no proxy could.
     void find(const QUrl &url, Found found);
 
 private:
     class Answers;
+    class Thread;
+    class Trial;
+
+    static Ask askSystem();
 
     MainQueue &m_queue;
+    const MakeAsk m_makeAsk;
     std::shared_ptr<Answers> m_answers;
-    std::unique_ptr<QThreadPool> m_thread;
+    QList<std::shared_ptr<Thread>> m_threads; ///< the last one may be free, the others are stuck or ending
+    QObject m_trials;                         ///< the parent of those under way
 };
 
 } // namespace quillora::platform

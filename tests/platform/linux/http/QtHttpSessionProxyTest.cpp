@@ -118,6 +118,14 @@ private Q_SLOTS:
             u"Could not find out within 10 seconds which proxy server leads to other.quillora.example."_qs);
     }
 
+    void aScriptThatDoesNotComeHoldsUpNoRequestByOtherSettings() {
+        startWithAScriptThatDoesNotCome();
+        RawHttpServer proxy;
+        proxy.answer(RawHttpServer::response(200, "by proxy"));
+        qputenv("http_proxy", proxy.url(u"/"_qs).toEncoded());
+        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_qs))->value().body, "by proxy");
+    }
+
     void aScriptThatDoesNotComeHoldsUpNoRequestToThisMachine() {
         startWithAScriptThatDoesNotCome();
         RawHttpServer server;
