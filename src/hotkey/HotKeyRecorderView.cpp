@@ -92,9 +92,11 @@ bool HotKeyRecorderView::isRepeat(const QKeyEvent &press) const {
 }
 
 void HotKeyRecorderView::keyDown(const QKeyEvent &event) {
-    if (isRepeat(event) || isModifierKey(event.key()))
-        return;
     const auto keyCode = Platform::current().keyPositions().keyCode(event.nativeScanCode());
+    // By the position too: what switches layouts carries a symbol of its own on the key of a modifier.
+    const bool isModifier = isModifierKey(event.key()) || (keyCode && platform::isModifierPosition(*keyCode));
+    if (isModifier || isRepeat(event))
+        return;
     const quint32 mask = modifierMask(event.modifiers());
     const Description described = m_description; // a callback may replace it
 

@@ -118,12 +118,53 @@ private Q_SLOTS:
         QCOMPARE(m_outcomes, QStringList());
     }
 
-    /// Last, because it changes the keyboard.
-    void thePositionCountsNotTheLayout() {
-        m_display.setLayout({u"fr"_qs}); // where this key types q
+    // From here on each test makes a keyboard of its own.
+
+    void keysThatSwitchLayoutsAreNoKeyPress_data() {
+        QTest::addColumn<QString>("option");
+        QTest::addColumn<int>("held");
+        QTest::addColumn<int>("key");
+        const auto row = [](const char *option, xcb_keycode_t held, xcb_keycode_t key) {
+            QTest::addRow("%s, %d then %d", option, held, key)
+                << QString::fromLatin1(option) << int(held) << int(key);
+        };
+        constexpr auto control = TestKeyboard::control;
+        constexpr auto shift = TestKeyboard::shift;
+        constexpr auto alt = TestKeyboard::alt;
+        row("grp:alt_shift_toggle", alt, shift);
+        row("grp:alt_shift_toggle", shift, alt);
+        row("grp:ctrl_shift_toggle", control, shift);
+        row("grp:ctrl_shift_toggle", shift, control);
+        row("grp:ctrl_alt_toggle", control, alt);
+        row("grp:lwin_toggle", control, TestKeyboard::super);
+        row("grp:rctrl_toggle", alt, TestKeyboard::rightControl);
+        row("grp:shifts_toggle", shift, TestKeyboard::rightShift);
+        row("grp:caps_toggle", control, TestKeyboard::capsLock);
+        row("caps:escape", control, TestKeyboard::capsLock);
+    }
+
+    void keysThatSwitchLayoutsAreNoKeyPress() {
+        QFETCH(QString, option);
+        QFETCH(int, held);
+        QFETCH(int, key);
+        useKeyboard(u"us,ru"_qs, option);
+        m_keyboard->tapWith({static_cast<xcb_keycode_t>(held)}, static_cast<xcb_keycode_t>(key));
+        m_keyboard->lockGroup(0);
         m_keyboard->tapWith({TestKeyboard::control}, letterA);
         QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_qs});
-        m_display.setLayout({u"us"_qs});
+    }
+
+    void aKeyThatSwitchesLayoutsTogetherWithSuperIsAKeyLikeAnyOther() {
+        useKeyboard(u"us,ru"_qs, u"grp:win_space_toggle"_qs);
+        m_keyboard->tapWith({TestKeyboard::super}, TestKeyboard::space);
+        QTRY_COMPARE(m_outcomes, QStringList{u"capture 49:256"_qs});
+        m_keyboard->lockGroup(0);
+    }
+
+    void thePositionCountsNotTheLayout() {
+        useKeyboard(u"fr"_qs, {}); // where this key types q
+        m_keyboard->tapWith({TestKeyboard::control}, letterA);
+        QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_qs});
     }
 
 private:
@@ -131,6 +172,9 @@ private:
         return {isRecording,
                 [this](const AppHotKey &hotKey) { m_outcomes += u"capture "_qs + hotKey.storageValue(); },
                 [this] { m_outcomes += u"cancel"_qs; }, [this] { m_outcomes += u"invalid"_qs; }};
+    }
+    void useKeyboard(const QString &layout, const QString &option) const {
+        m_display.setLayout({layout, u"-option"_qs, QString(), u"-option"_qs, option});
     }
     void record() {
         m_recorder->setDescription(describe(true));

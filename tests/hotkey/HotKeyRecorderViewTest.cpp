@@ -48,6 +48,9 @@ void sendK(QEvent::Type type, quint64 time) {
     QApplication::sendEvent(QApplication::focusWidget(), &event);
 }
 
+/// A key that a layout may make into any modifier.
+constexpr quint32 menuKeyCode = 110;
+
 enum class Repeat { no, yes };
 
 /// Sends a key press to whatever has the focus, as a real keyboard does. Whether it was accepted.
@@ -235,7 +238,31 @@ private Q_SLOTS:
         QFETCH(Qt::Key, key);
         Window window;
         window.record();
-        press(key, 59, Qt::ControlModifier);
+        press(key, menuKeyCode, Qt::ControlModifier);
+        QCOMPARE(window.outcomes, QStringList());
+        QCOMPARE(window.passedOn, QStringList());
+    }
+
+    void theKeyOfAModifierIsNoKeyPressWhateverTheLayoutMakesOfIt_data() {
+        QTest::addColumn<quint32>("keyCode");
+        QTest::addColumn<Qt::Key>("key");
+        const std::pair<const char *, quint32> positions[] = {
+            {"right Command", 54}, {"Command", 55},      {"Shift", 56},
+            {"Caps Lock", 57},     {"Option", 58},       {"Control", 59},
+            {"right Shift", 60},   {"right Option", 61}, {"right Control", 62}};
+        for (const auto &[name, keyCode] : positions) {
+            QTest::addRow("%s switches layouts", name) << keyCode << Qt::Key_unknown;
+            QTest::addRow("%s types a letter", name) << keyCode << Qt::Key_A;
+        }
+    }
+
+    void theKeyOfAModifierIsNoKeyPressWhateverTheLayoutMakesOfIt() {
+        QFETCH(quint32, keyCode);
+        QFETCH(Qt::Key, key);
+        Window window;
+        window.record();
+        press(key, keyCode, Qt::AltModifier);
+        press(key, keyCode);
         QCOMPARE(window.outcomes, QStringList());
         QCOMPARE(window.passedOn, QStringList());
     }
