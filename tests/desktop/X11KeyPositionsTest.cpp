@@ -102,6 +102,8 @@ private Q_SLOTS:
     }
 
     void aNumberWithoutAKeyHasNoPosition() {
+        constexpr quint32 louder = 72;
+        QVERIFY(!X11KeyPositions::keycodeAt(louder));
         QVERIFY(!X11KeyPositions::keycodeAt(127));
         QVERIFY(!X11KeyPositions::keycodeAt(4294967295u));
     }
@@ -109,6 +111,8 @@ private Q_SLOTS:
     void aKeyThatTheNumberingLacksHasNoCode() {
         QVERIFY(!X11KeyPositions().keyCode(0));
         QVERIFY(!X11KeyPositions().keyCode(KEY_PAUSE + 8));
+        QVERIFY(!X11KeyPositions().keyCode(KEY_VOLUMEUP + 8));
+        QVERIFY(!X11KeyPositions().keyCode(KEY_MUTE + 8));
         QVERIFY(!X11KeyPositions().keyCode(4294967295u));
     }
 };

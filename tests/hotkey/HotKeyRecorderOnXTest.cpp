@@ -29,6 +29,11 @@ constexpr xcb_keycode_t tab = 23;
 constexpr xcb_keycode_t letterA = 38;
 constexpr xcb_keycode_t letterK = 45;
 constexpr xcb_keycode_t f5 = 71;
+constexpr xcb_keycode_t mute = 121;
+constexpr xcb_keycode_t volumeDown = 122;
+constexpr xcb_keycode_t volumeUp = 123;
+constexpr xcb_keycode_t play = 172;
+constexpr xcb_keycode_t microphoneMute = 198;
 
 } // namespace
 
@@ -83,6 +88,11 @@ private Q_SLOTS:
         row("Control+Tab is captured", {control}, tab, u"capture 48:4096"_qs);
         row("Shift+Tab is no way out", {shift}, tab, u"invalid"_qs);
         row("Super+K is captured", {super}, letterK, u"capture 40:256"_qs);
+        row("Control and the louder key are invalid", {control}, volumeUp, u"invalid"_qs);
+        row("Control and the softer key are invalid", {control}, volumeDown, u"invalid"_qs);
+        row("Control and the mute key are invalid", {control}, mute, u"invalid"_qs);
+        row("Super and the play key are invalid", {super}, play, u"invalid"_qs);
+        row("the microphone's mute key is invalid", {}, microphoneMute, u"invalid"_qs);
     }
 
     void aKeyPressHasOneOutcome() {

@@ -134,10 +134,6 @@ constexpr Position positions[] = {
     {60, KEY_RIGHTSHIFT},
     {61, KEY_RIGHTALT},
     {62, KEY_RIGHTCTRL},
-    // Sound volume
-    {72, KEY_VOLUMEUP},
-    {73, KEY_VOLUMEDOWN},
-    {74, KEY_MUTE},
     // Japanese keyboards
     {93, KEY_YEN},
     {94, KEY_RO},
