@@ -74,28 +74,19 @@ bool HotKeyRecorderView::event(QEvent *event) {
         event->accept();
         keyDown(static_cast<const QKeyEvent &>(*event));
         return true;
-    case QEvent::KeyRelease: {
-        const auto &release = static_cast<const QKeyEvent &>(*event);
-        m_lastRelease = {release.nativeScanCode(), release.timestamp()};
+    case QEvent::KeyRelease:
+        m_repeats.noteRelease(static_cast<const QKeyEvent &>(*event));
         return QWidget::event(event);
-    }
     default:
         return QWidget::event(event);
     }
-}
-
-bool HotKeyRecorderView::isRepeat(const QKeyEvent &press) const {
-    // A held key repeats as a release and a press of the same moment. The toolkit tells that from a real
-    // release only if it has received both together.
-    return press.isAutoRepeat() ||
-           (press.nativeScanCode() == m_lastRelease.scanCode && press.timestamp() == m_lastRelease.time);
 }
 
 void HotKeyRecorderView::keyDown(const QKeyEvent &event) {
     const auto keyCode = Platform::current().keyPositions().keyCode(event.nativeScanCode());
     // By the position too: what switches layouts carries a symbol of its own on the key of a modifier.
     const bool isModifier = isModifierKey(event.key()) || (keyCode && platform::isModifierPosition(*keyCode));
-    if (isModifier || isRepeat(event))
+    if (isModifier || m_repeats.isRepeat(event))
         return;
     const quint32 mask = modifierMask(event.modifiers());
     const Description described = m_description; // a callback may replace it

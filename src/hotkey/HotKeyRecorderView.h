@@ -1,6 +1,7 @@
 #pragma once
 
 #include "hotkey/AppHotKey.h"
+#include "hotkey/KeyRepeats.h"
 
 #include <QWidget>
 
@@ -35,18 +36,11 @@ protected:
     bool event(QEvent *event) override;
 
 private:
-    /// A key that went up, and when, in milliseconds.
-    struct Release {
-        quint32 scanCode = 0;
-        quint64 time = 0;
-    };
-
     void keyDown(const QKeyEvent &event);
-    bool isRepeat(const QKeyEvent &press) const;
     void requestFocus();
 
     Description m_description;
-    Release m_lastRelease;
+    KeyRepeats m_repeats;
 };
 
 } // namespace quillora

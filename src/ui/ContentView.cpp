@@ -438,10 +438,17 @@ void ContentView::keyPressEvent(QKeyEvent *event) {
     const bool isEscapeAlone = event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier;
     if (!isEscapeAlone)
         return QWidget::keyPressEvent(event);
+    if (m_keyRepeats.isRepeat(*event)) // what the first press did is all that it does
+        return;
     if (m_controller.isRecordingHotKey())
         m_controller.cancelHotKeyRecording();
     else
         Q_EMIT closeRequested();
+}
+
+void ContentView::keyReleaseEvent(QKeyEvent *event) {
+    m_keyRepeats.noteRelease(*event);
+    QWidget::keyReleaseEvent(event);
 }
 
 /// Keys reach the panel only if one of its controls has the focus.

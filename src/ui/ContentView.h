@@ -1,5 +1,7 @@
 #pragma once
 
+#include "hotkey/KeyRepeats.h"
+
 #include <QList>
 #include <QWidget>
 
@@ -39,6 +41,7 @@ Q_SIGNALS:
 protected:
     void changeEvent(QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
+    void keyReleaseEvent(QKeyEvent *event) override;
     void showEvent(QShowEvent *event) override;
 
 private:
@@ -89,6 +92,7 @@ private:
     TextPane *m_translationText;
     LimitedLabel *m_footerText;
     HotKeyRecorderView *m_hotKeyRecorder;
+    KeyRepeats m_keyRepeats;
     QList<QLabel *> m_captions;
     QList<SymbolView *> m_captionIcons;
 };

@@ -217,6 +217,21 @@ private Q_SLOTS:
         QVERIFY(!appearsWithin([this] { return !panel().has_value(); }));
     }
 
+    void anEscapeThatIsHeldCancelsACaptureAndLeavesThePanelOpen() {
+        startWithNotifierTray();
+        m_notifierTray->callItem(u"Activate"_qs, {1200, 10});
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), panelWindow(), patienceMs);
+        m_display->run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"100"_qs, u"30"_qs});
+        pressRecordHotKeyButton();
+        m_display->run(u"xdotool"_qs, {u"keydown"_qs, u"Escape"_qs});
+        QVERIFY(!appearsWithin([this] { return !panel().has_value(); }));
+        m_display->run(u"xdotool"_qs, {u"keyup"_qs, u"Escape"_qs});
+        QVERIFY(!appearsWithin([this] { return !panel().has_value(); }));
+        m_display->run(u"xdotool"_qs, {u"key"_qs, u"Escape"_qs}); // the capture is over, so it closes
+        QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
+    }
+
     void thePanelIsInNoTaskBar() {
         startWithNotifierTray();
         m_notifierTray->callItem(u"Activate"_qs, {1200, 10});

@@ -4,6 +4,7 @@
 #include "app/QuilloraApp.h"
 #include "fakes/FakePlatform.h"
 #include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/x11/X11KeyPositions.h"
 
 #include <QTimer>
 
@@ -12,7 +13,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// Fakes in real time.
+/// Fakes in real time, under a real keyboard.
 class LivePlatform : public test::FakePlatform {
 public:
     LivePlatform() {
@@ -21,9 +22,11 @@ public:
     }
 
     platform::MainQueue &mainQueue() override { return m_mainQueue; }
+    platform::KeyPositions &keyPositions() override { return m_keyPositions; }
 
 private:
     platform::LinuxMainQueue m_mainQueue;
+    platform::X11KeyPositions m_keyPositions;
     QTimer m_pump; ///< the fakes answer through their own queue
 };
 

@@ -16,6 +16,13 @@ QString focusName() {
     return QApplication::focusWidget() ? QApplication::focusWidget()->objectName() : QString();
 }
 
+/// Something that happens to the Escape key at a moment, in milliseconds; `isMarked`: as a repeat.
+void sendEscape(QEvent::Type type, quint64 time, bool isMarked = false) {
+    QKeyEvent event(type, Qt::Key_Escape, Qt::NoModifier, FakeKeyPositions::scanCode(53), 0, 0, {}, isMarked);
+    event.setTimestamp(time);
+    QApplication::sendEvent(QApplication::focusWidget(), &event);
+}
+
 void tab(Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
     QTest::keyClick(QApplication::focusWidget(), modifiers ? Qt::Key_Backtab : Qt::Key_Tab, modifiers);
 }
@@ -141,6 +148,38 @@ private Q_SLOTS:
         QVERIFY(!harness.controller->isRecordingHotKey());
         QCOMPARE(closing.count(), 0);
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+        QCOMPARE(closing.count(), 1);
+    }
+
+    void anEscapeThatIsHeldCancelsACaptureAndNoMore_data() {
+        QTest::addColumn<QString>("focused");
+        QTest::addColumn<bool>("isMarked");
+        QTest::newRow("in the recorder") << u"hotKeyRecorder"_qs << true;
+        QTest::newRow("elsewhere") << u"targetPicker"_qs << true;
+        QTest::newRow("in the recorder, unknown to the toolkit") << u"hotKeyRecorder"_qs << false;
+        QTest::newRow("elsewhere, unknown to the toolkit") << u"targetPicker"_qs << false;
+    }
+
+    void anEscapeThatIsHeldCancelsACaptureAndNoMore() {
+        QFETCH(QString, focused);
+        QFETCH(bool, isMarked);
+        PanelHarness harness;
+        harness.show();
+        QSignalSpy closing(harness.panel.get(), &ContentView::closeRequested);
+        harness.controller->startHotKeyRecording();
+        harness.platform.run();
+        harness.find<QWidget>(focused).setFocus();
+        quint64 time = 1000;
+        sendEscape(QEvent::KeyPress, time);
+        QVERIFY(!harness.controller->isRecordingHotKey());
+        for (time = 1660; time < 2000; time += 40) {
+            sendEscape(QEvent::KeyRelease, time, isMarked);
+            sendEscape(QEvent::KeyPress, time, isMarked);
+        }
+        sendEscape(QEvent::KeyRelease, time);
+        QCOMPARE(closing.count(), 0);
+        QCOMPARE(harness.controller->statusText(), u"Hotkey unchanged."_qs);
+        sendEscape(QEvent::KeyPress, time + 100);
         QCOMPARE(closing.count(), 1);
     }
 
