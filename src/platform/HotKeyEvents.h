@@ -26,6 +26,9 @@ inline constexpr quint32 optionModifier = 0x0800;
 inline constexpr quint32 shiftModifier = 0x0200;
 inline constexpr quint32 commandModifier = 0x0100;
 
+/// A hotkey has at least one of them: with Shift alone, or bare, a key would be lost to the whole desktop.
+inline constexpr quint32 hotKeyModifiers = controlModifier | optionModifier | commandModifier;
+
 struct EventTypeSpecification {
     quint32 eventClass = 0;
     quint32 eventKind = 0;
@@ -70,8 +73,9 @@ public:
     virtual Status removeEventHandler(EventHandlerReference handler) = 0;
 
     /// Takes the combination for this program. Fails, and leaves `out` alone, if it cannot be had as a whole.
-    /// `keyCode` and `modifiers` are in the numbering of AppHotKey. A key that is down already gives no
-    /// events until it has gone up: what was pressed to choose a hotkey does not use it.
+    /// `keyCode` and `modifiers` are in the numbering of AppHotKey. Modifiers without any of
+    /// `hotKeyModifiers` and the keys of modifiers cannot be had. A key that is down already gives no events
+    /// until it has gone up: what was pressed to choose a hotkey does not use it.
     virtual Status registerEventHotKey(quint32 keyCode, quint32 modifiers, const HotKeyIdentifier &identifier,
                                        quint32 options, std::optional<HotKeyReference> &out) = 0;
 

@@ -152,6 +152,15 @@ private Q_SLOTS:
         QCOMPARE(m_delegate->controller()->hotKey(), AppHotKey::defaultValue);
     }
 
+    void aStoredHotKeyWithoutControlOptionOrCommandIsLoadedButNotRegistered() {
+        m_platform->defaults.values[u"hotKey"_qs] = u"49:0"_qs;
+        launch();
+        QCOMPARE(m_delegate->controller()->hotKey(), (AppHotKey{49, 0}));
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Space."_qs);
+        QVERIFY(m_delegate->popover()->isShown());
+        QVERIFY(m_platform->hotKeys.hotKeys.empty());
+    }
+
     void aLaterFailedChangeRegistersTheLastGoodHotKeyAgain() {
         launch();
         takeElsewhere(commandK);

@@ -119,6 +119,27 @@ private Q_SLOTS:
         QVERIFY(m_harness->events().removeEventHandler(*m_handler) != platform::HotKeyEvents::noError);
     }
 
+    void aKeyIsNotTakenFromTheWholeDesktop_data() {
+        QTest::addColumn<quint32>("modifiers");
+        QTest::newRow("no modifier") << 0u;
+        QTest::newRow("Shift alone") << quint32{AppHotKey::shiftKey};
+        QTest::newRow("bits without a meaning") << 0x0400u;
+    }
+
+    void aKeyIsNotTakenFromTheWholeDesktop() {
+        QFETCH(quint32, modifiers);
+        std::optional<platform::HotKeyReference> hotKey;
+        QVERIFY(attempt({combination.keyCode, modifiers}, hotKey) != platform::HotKeyEvents::noError);
+        QVERIFY(!hotKey);
+    }
+
+    void theKeyOfAModifierIsRefused() {
+        constexpr quint32 leftShift = 56;
+        std::optional<platform::HotKeyReference> hotKey;
+        QVERIFY(attempt({leftShift, AppHotKey::optionKey}, hotKey) != platform::HotKeyEvents::noError);
+        QVERIFY(!hotKey);
+    }
+
     void anUnregisteredCombinationGivesNoEvents() {
         registerIt(combination);
         QCOMPARE(m_harness->events().unregisterEventHotKey(*m_hotKey), platform::HotKeyEvents::noError);

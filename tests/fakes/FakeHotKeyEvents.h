@@ -2,6 +2,7 @@
 
 #include "fakes/CallLog.h"
 #include "platform/HotKeyEvents.h"
+#include "platform/KeyPositions.h"
 
 #include <QSet>
 
@@ -42,7 +43,9 @@ public:
                       .arg(identifier.signature, 0, 16)
                       .arg(identifier.number)
                       .arg(options));
-        if (takenElsewhere.contains({keyCode, modifiers}) || isRegistered(keyCode, modifiers))
+        const bool isPossible =
+            (modifiers & platform::hotKeyModifiers) && !platform::isModifierPosition(keyCode);
+        if (!isPossible || takenElsewhere.contains({keyCode, modifiers}) || isRegistered(keyCode, modifiers))
             return refused;
         hotKeys[++m_lastReference] = {keyCode, modifiers, identifier, false};
         out = m_lastReference;

@@ -101,7 +101,8 @@ HotKeyEvents::Status X11HotKeyEvents::registerEventHotKey(quint32 keyCode, quint
                                                           const HotKeyIdentifier &identifier, quint32,
                                                           std::optional<HotKeyReference> &out) {
     const auto keycode = X11KeyPositions::keycodeAt(keyCode);
-    if (!keycode)
+    const bool isPossible = keycode && !isModifierPosition(keyCode) && (modifiers & hotKeyModifiers);
+    if (!isPossible)
         return combinationIsImpossible;
     const uint16_t mask = modifierMask(modifiers);
     if (isTaken(*keycode, mask))
