@@ -1,5 +1,6 @@
 #include "hotkey/AppHotKey.h"
 #include "platform/linux/x11/X11HotKeyEvents.h"
+#include "support/RewritingDisplay.h"
 #include "support/TestKeyboard.h"
 #include "support/TestWindow.h"
 #include "support/VirtualDisplay.h"
@@ -202,6 +203,31 @@ private Q_SLOTS:
         xcb_ungrab_key(xcb, TestKeyboard::space, m_otherProgram->root(), controlAndAlt);
         xcb_flush(xcb);
         QVERIFY(ChildProcess::waitUntil([this] { return tapWorks(); }));
+    }
+
+    void whereAHeldKeyCannotBeToldFromATappedOneHotKeysAreRefused_data() {
+        QTest::addColumn<QByteArray>("from");
+        QTest::addColumn<QByteArray>("to");
+        QTest::newRow("no keyboard extension") << QByteArray("XKEYBOARD") << QByteArray("XKEYBOARd");
+        // A request for detectable repeats, and one that changes nothing: the length, the core keyboard,
+        // padding, what to change and its value.
+        const auto request = [](char flag) {
+            return QByteArray("\x07\0\0\x01\0\0", 6) + flag + QByteArray("\0\0\0\x01\0\0\0", 7);
+        };
+        QTest::newRow("repeats that look like presses") << request(1) << request(0);
+    }
+
+    void whereAHeldKeyCannotBeToldFromATappedOneHotKeysAreRefused() {
+        QFETCH(QByteArray, from);
+        QFETCH(QByteArray, to);
+        const test::RewritingDisplay display(m_display.name(), from, to);
+        platform::X11Connection connection(display.name());
+        platform::X11HotKeyEvents events(connection);
+        std::optional<platform::HotKeyReference> hotKey;
+        QVERIFY(events.registerEventHotKey(49, AppHotKey::controlKey, {0, 1}, 0, hotKey) !=
+                HotKeyEvents::noError);
+        QVERIFY(!hotKey);
+        QVERIFY(connection.isUsable());
     }
 
     void aRegisteredCombinationCannotBeTakenElsewhere() {

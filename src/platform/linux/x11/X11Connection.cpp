@@ -84,6 +84,11 @@ xcb_timestamp_t X11Connection::serverTime() {
     return XCB_CURRENT_TIME;
 }
 
+bool X11Connection::has(xcb_extension_t &extension) const {
+    const auto *answer = xcb_get_extension_data(m_xcb, &extension);
+    return answer && answer->present;
+}
+
 void X11Connection::selectRootEvents(uint32_t eventMask) {
     m_rootEventMask |= eventMask;
     xcb_change_window_attributes(m_xcb, m_root, XCB_CW_EVENT_MASK, &m_rootEventMask);

@@ -58,6 +58,9 @@ public:
     /// The server's clock at this moment, for requests that must not look older than the user's last action.
     xcb_timestamp_t serverTime();
 
+    /// Whether the server has the extension. A request of one that it lacks would end the connection.
+    bool has(xcb_extension_t &extension) const;
+
     /// Adds to the events that the root window reports to this connection.
     void selectRootEvents(uint32_t eventMask);
 

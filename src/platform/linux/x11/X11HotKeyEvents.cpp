@@ -57,8 +57,10 @@ X11HotKeyEvents::X11HotKeyEvents(X11Connection &connection) : m_connection(conne
     m_grabRetry.setInterval(grabRetryInterval);
     connect(&m_grabRetry, &QTimer::timeout, this, &X11HotKeyEvents::grabAgain);
     connect(&connection, &X11Connection::lost, &m_grabRetry, &QTimer::stop);
-    if (connection.isUsable())
+    if (connection.has(xcb_xkb_id)) {
         watchKeymap();
+        m_areRepeatsDetectable = makeRepeatsDetectable();
+    }
 }
 
 X11HotKeyEvents::~X11HotKeyEvents() {
@@ -74,15 +76,18 @@ void X11HotKeyEvents::watchKeymap() {
     // Asked now, since nothing answers any more once the server has gone.
     if (const auto *keyboardExtension = xcb_get_extension_data(xcb, &xcb_xkb_id))
         m_keymapEvent = keyboardExtension->first_event;
-    // Without it, a key that repeats looks like one that is let go and pressed over and over.
-    xcb_discard_reply(xcb, xcb_xkb_per_client_flags(xcb, XCB_XKB_ID_USE_CORE_KBD,
-                                                    XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT,
-                                                    XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT, 0, 0, 0)
-                               .sequence);
     constexpr uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     constexpr uint16_t parts = XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
     xcb_xkb_select_events(xcb, XCB_XKB_ID_USE_CORE_KBD, events, 0, events, parts, parts, nullptr);
     m_connection.flush();
+}
+
+bool X11HotKeyEvents::makeRepeatsDetectable() {
+    constexpr uint32_t detectable = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
+    const auto answer = m_connection.reply(
+        xcb_xkb_per_client_flags_reply, xcb_xkb_per_client_flags(m_connection.xcb(), XCB_XKB_ID_USE_CORE_KBD,
+                                                                 detectable, detectable, 0, 0, 0));
+    return answer && (answer->value & detectable);
 }
 
 HotKeyEvents::Status X11HotKeyEvents::installEventHandler(EventHandler handler,
@@ -102,7 +107,7 @@ HotKeyEvents::Status X11HotKeyEvents::registerEventHotKey(quint32 keyCode, quint
                                                           std::optional<HotKeyReference> &out) {
     const auto keycode = X11KeyPositions::keycodeAt(keyCode);
     const bool isPossible = keycode && !isModifierPosition(keyCode) && (modifiers & hotKeyModifiers);
-    if (!isPossible)
+    if (!isPossible || !m_areRepeatsDetectable)
         return combinationIsImpossible;
     const uint16_t mask = modifierMask(modifiers);
     if (isTaken(*keycode, mask))

@@ -61,6 +61,7 @@ private:
     };
 
     void watchKeymap();
+    bool makeRepeatsDetectable();
     void handle(const xcb_generic_event_t *event);
     void handlePress(const xcb_key_press_event_t &event);
     void handleRelease(xcb_keycode_t keycode);
@@ -78,6 +79,7 @@ private:
     std::map<EventHandlerReference, Handler> m_handlers;
     std::map<HotKeyReference, HotKey> m_hotKeys;
     std::optional<unsigned> m_keymapEvent; ///< the type of the events that tell of another keymap
+    bool m_areRepeatsDetectable = false;   ///< else a held key looks like one that is tapped over and over
     quint64 m_lastReference = 0;
     bool m_isSuspended = false;
     bool m_isGrabbingAgainPending = false;

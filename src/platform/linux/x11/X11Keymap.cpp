@@ -27,12 +27,13 @@ X11Keymap::X11Keymap(X11Connection &connection) {
     const auto *setup = xcb_get_setup(connection.xcb());
     if (!connection.isUsable())
         return;
-    readSymbols(connection, setup->min_keycode,
-                static_cast<uint8_t>(setup->max_keycode - setup->min_keycode + 1));
-
-    if (const auto state = connection.reply(xcb_xkb_get_state_reply,
-                                            xcb_xkb_get_state(connection.xcb(), XCB_XKB_ID_USE_CORE_KBD)))
-        m_group = state->group;
+    if (connection.has(xcb_xkb_id)) {
+        readSymbols(connection, setup->min_keycode,
+                    static_cast<uint8_t>(setup->max_keycode - setup->min_keycode + 1));
+        const auto state = connection.reply(xcb_xkb_get_state_reply,
+                                            xcb_xkb_get_state(connection.xcb(), XCB_XKB_ID_USE_CORE_KBD));
+        m_group = state ? state->group : 0;
+    }
     m_modifiers =
         connection.reply(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(connection.xcb()));
 }
