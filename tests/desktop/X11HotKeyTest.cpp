@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <thread>
+#include <xcb/xinput.h>
 
 using namespace quillora;
 using platform::HotKeyEvents;
@@ -21,6 +22,7 @@ namespace {
 
 constexpr uint16_t controlAndAlt = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
 constexpr uint8_t scrollLockModifier = XCB_MOD_MASK_3; // the one that the test gives it
+constexpr xcb_input_device_id_t coreKeyboard = 3;
 
 } // namespace
 
@@ -205,6 +207,65 @@ private Q_SLOTS:
         QVERIFY(ChildProcess::waitUntil([this] { return tapWorks(); }));
     }
 
+    void aCombinationTakenThroughTheInputExtensionIsRefused_data() {
+        QTest::addColumn<xcb_input_device_id_t>("device");
+        QTest::newRow("of every keyboard") << xcb_input_device_id_t{XCB_INPUT_DEVICE_ALL_MASTER};
+        QTest::newRow("of the core keyboard") << coreKeyboard;
+        QTest::newRow("of every device") << xcb_input_device_id_t{XCB_INPUT_DEVICE_ALL};
+    }
+
+    void aCombinationTakenThroughTheInputExtensionIsRefused() {
+        QFETCH(xcb_input_device_id_t, device);
+        QVERIFY(canBeTakenByInputExtension(controlAndAlt, device));
+        QVERIFY(attemptToRegister() != HotKeyEvents::noError);
+        // Nothing of the refused registration may be left behind.
+        QVERIFY(canBeTakenElsewhere(controlAndAlt));
+        QVERIFY(canBeTakenElsewhere(controlAndAlt | XCB_MOD_MASK_2));
+        QVERIFY(canBeTakenByInputExtension(controlAndAlt | XCB_MOD_MASK_2, device));
+    }
+
+    void aCombinationTakenThroughTheInputExtensionInOneLockVariantIsRefused() {
+        QVERIFY(canBeTakenByInputExtension(controlAndAlt | XCB_MOD_MASK_LOCK));
+        QVERIFY(attemptToRegister() != HotKeyEvents::noError);
+        QVERIFY(canBeTakenByInputExtension(controlAndAlt));
+    }
+
+    void aRegisteredCombinationCannotBeTakenThroughTheInputExtension() {
+        registerHotKey();
+        QVERIFY(!canBeTakenByInputExtension(controlAndAlt));
+        QVERIFY(!canBeTakenByInputExtension(controlAndAlt, coreKeyboard));
+        QVERIFY(!canBeTakenByInputExtension(controlAndAlt | XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2));
+        tap();
+        QTRY_COMPARE(m_kinds, pressAndRelease());
+    }
+
+    void whatIsGivenBackCanBeTakenThroughTheInputExtension_data() {
+        using GiveBack = std::function<void(X11HotKeyTest &)>;
+        QTest::addColumn<GiveBack>("giveBack");
+        QTest::newRow("unregistered")
+            << GiveBack([](X11HotKeyTest &test) { test.m_events->unregisterEventHotKey(*test.m_hotKey); });
+        QTest::newRow("suspended") << GiveBack([](X11HotKeyTest &test) { test.m_events->suspend(); });
+        QTest::newRow("ended") << GiveBack([](X11HotKeyTest &test) { test.m_events.reset(); });
+    }
+
+    void whatIsGivenBackCanBeTakenThroughTheInputExtension() {
+        QFETCH(std::function<void(X11HotKeyTest &)>, giveBack);
+        registerHotKey();
+        giveBack(*this);
+        QVERIFY(canBeTakenByInputExtension(controlAndAlt));
+        QVERIFY(canBeTakenByInputExtension(controlAndAlt | XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2));
+    }
+
+    void aServerWithoutTheInputExtensionHasHotKeys() {
+        const test::RewritingDisplay display(m_display.name(), "XInputExtension", "XInputExtensioN");
+        platform::X11Connection connection(display.name());
+        platform::X11HotKeyEvents events(connection);
+        std::optional<platform::HotKeyReference> hotKey;
+        QCOMPARE(events.registerEventHotKey(49, AppHotKey::controlKey, {0, 1}, 0, hotKey),
+                 HotKeyEvents::noError);
+        QVERIFY(connection.isUsable());
+    }
+
     void whereAHeldKeyCannotBeToldFromATappedOneHotKeysAreRefused_data() {
         QTest::addColumn<QByteArray>("from");
         QTest::addColumn<QByteArray>("to");
@@ -319,9 +380,9 @@ private:
     }
 
     HotKeyEvents::Status attemptToRegister() {
-        std::optional<platform::HotKeyReference> hotKey;
+        m_hotKey.reset();
         return m_events->registerEventHotKey(AppHotKey::defaultValue.keyCode,
-                                             AppHotKey::defaultValue.modifiers, {0, 1}, 0, hotKey);
+                                             AppHotKey::defaultValue.modifiers, {0, 1}, 0, m_hotKey);
     }
     void registerHotKey() { QCOMPARE(attemptToRegister(), HotKeyEvents::noError); }
 
@@ -356,11 +417,26 @@ private:
         return test::XcbClient::owned(xcb_request_check(xcb, cookie)) == nullptr;
     }
 
+    /// As window managers take their shortcuts.
+    bool canBeTakenByInputExtension(unsigned modifiers,
+                                    xcb_input_device_id_t device = XCB_INPUT_DEVICE_ALL_MASTER) {
+        auto *xcb = m_otherProgram->xcb();
+        const uint32_t events = XCB_INPUT_XI_EVENT_MASK_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_KEY_RELEASE;
+        const auto cookie = xcb_input_xi_passive_grab_device(
+            xcb, XCB_CURRENT_TIME, m_otherProgram->root(), XCB_NONE, TestKeyboard::space, device, 1, 1,
+            XCB_INPUT_GRAB_TYPE_KEYCODE, XCB_INPUT_GRAB_MODE_22_ASYNC, XCB_GRAB_MODE_ASYNC,
+            XCB_INPUT_GRAB_OWNER_NO_OWNER, &events, &modifiers);
+        const auto refusals =
+            test::XcbClient::owned(xcb_input_xi_passive_grab_device_reply(xcb, cookie, nullptr));
+        return refusals && refusals->num_modifiers == 0;
+    }
+
     const test::VirtualDisplay m_display;
     std::unique_ptr<platform::X11Connection> m_connection;
     std::unique_ptr<platform::X11HotKeyEvents> m_events;
     std::unique_ptr<TestKeyboard> m_keyboard;
     std::unique_ptr<test::XcbClient> m_otherProgram;
+    std::optional<platform::HotKeyReference> m_hotKey;
     QList<quint32> m_kinds;
 };
 

@@ -6,7 +6,9 @@
 #include "platform/linux/x11/X11Xkb.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
+#include <xcb/xinput.h>
 
 namespace quillora::platform {
 
@@ -30,6 +32,14 @@ uint16_t modifierMask(quint32 modifiers) {
     if (modifiers & shiftModifier)
         mask |= XCB_MOD_MASK_SHIFT;
     return static_cast<uint16_t>(mask);
+}
+
+/// Those of `variants` that are not among the others.
+std::vector<uint16_t> difference(const std::vector<uint16_t> &variants, const std::vector<uint16_t> &others) {
+    std::vector<uint16_t> rest;
+    std::ranges::copy_if(variants, std::back_inserter(rest),
+                         [&](uint16_t variant) { return !std::ranges::count(others, variant); });
+    return rest;
 }
 
 /// The modifiers together with every state that the locks may be in.
@@ -60,6 +70,11 @@ X11HotKeyEvents::X11HotKeyEvents(X11Connection &connection) : m_connection(conne
     if (connection.has(xcb_xkb_id)) {
         watchKeymap();
         m_areRepeatsDetectable = makeRepeatsDetectable();
+    }
+    if (connection.has(xcb_input_id)) {
+        const auto version = connection.reply(xcb_input_xi_query_version_reply,
+                                              xcb_input_xi_query_version(connection.xcb(), 2, 0));
+        m_hasInputExtension = version && version->major_version >= 2;
     }
 }
 
@@ -251,31 +266,62 @@ void X11HotKeyEvents::grabAgain() {
 }
 
 bool X11HotKeyEvents::grab(HotKey &hotKey) {
-    auto *xcb = m_connection.xcb();
+    const auto wanted = lockVariants(X11Keymap(m_connection), hotKey.modifiers);
+    const auto before = std::exchange(hotKey.grabbed, wanted);
     // What is grabbed already is only let go of once its successor is grabbed: no press falls in between.
-    const auto before =
-        std::exchange(hotKey.grabbed, lockVariants(X11Keymap(m_connection), hotKey.modifiers));
-    std::vector<xcb_void_cookie_t> cookies;
-    cookies.reserve(hotKey.grabbed.size());
-    for (const auto variant : hotKey.grabbed)
-        cookies.push_back(xcb_grab_key_checked(xcb, 0, m_connection.root(), variant, hotKey.keycode,
-                                               XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-    for (const auto variant : before) {
-        if (!std::ranges::count(hotKey.grabbed, variant))
-            xcb_ungrab_key(xcb, hotKey.keycode, m_connection.root(), variant);
-    }
-    const auto refused =
-        std::ranges::count_if(cookies, [this](auto cookie) { return !m_connection.succeeds(cookie); });
-    if (refused == 0)
+    const bool isHad = grab(hotKey.keycode, difference(wanted, before));
+    ungrab(hotKey.keycode, difference(before, wanted));
+    if (isHad)
         return true;
     ungrab(hotKey);
     m_connection.sync();
     return false;
 }
 
-void X11HotKeyEvents::ungrab(HotKey &hotKey) {
-    for (const auto variant : std::exchange(hotKey.grabbed, {}))
-        xcb_ungrab_key(m_connection.xcb(), hotKey.keycode, m_connection.root(), variant);
+void X11HotKeyEvents::ungrab(HotKey &hotKey) { ungrab(hotKey.keycode, std::exchange(hotKey.grabbed, {})); }
+
+bool X11HotKeyEvents::grab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers) {
+    if (modifiers.empty())
+        return true;
+    auto *xcb = m_connection.xcb();
+    // This one only keeps others off, and so it comes first: the server looks at the newest grab first.
+    std::optional<xcb_input_xi_passive_grab_device_cookie_t> inputExtensionGrab;
+    if (m_hasInputExtension) {
+        const std::vector<uint32_t> masks(modifiers.begin(), modifiers.end());
+        const uint32_t noEvents = 0;
+        inputExtensionGrab = xcb_input_xi_passive_grab_device(
+            xcb, XCB_CURRENT_TIME, m_connection.root(), XCB_NONE, keycode, XCB_INPUT_DEVICE_ALL_MASTER,
+            static_cast<uint16_t>(masks.size()), 1, XCB_INPUT_GRAB_TYPE_KEYCODE, XCB_INPUT_GRAB_MODE_22_ASYNC,
+            XCB_GRAB_MODE_ASYNC, XCB_INPUT_GRAB_OWNER_NO_OWNER, &noEvents, masks.data());
+    }
+    std::vector<xcb_void_cookie_t> coreGrabs;
+    coreGrabs.reserve(modifiers.size());
+    for (const auto variant : modifiers)
+        coreGrabs.push_back(xcb_grab_key_checked(xcb, 0, m_connection.root(), variant, keycode,
+                                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+
+    bool isHad = true;
+    if (inputExtensionGrab) {
+        const auto refusals = m_connection.reply(xcb_input_xi_passive_grab_device_reply, *inputExtensionGrab);
+        isHad = refusals && refusals->num_modifiers == 0;
+    }
+    for (const auto coreGrab : coreGrabs)
+        isHad &= m_connection.succeeds(coreGrab);
+    return isHad;
+}
+
+void X11HotKeyEvents::ungrab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers) {
+    if (modifiers.empty())
+        return;
+    auto *xcb = m_connection.xcb();
+    if (m_hasInputExtension) {
+        const std::vector<uint32_t> masks(modifiers.begin(), modifiers.end());
+        xcb_input_xi_passive_ungrab_device(xcb, m_connection.root(), keycode, XCB_INPUT_DEVICE_ALL_MASTER,
+                                           static_cast<uint16_t>(masks.size()), XCB_INPUT_GRAB_TYPE_KEYCODE,
+                                           masks.data());
+    }
+    for (const auto variant : modifiers)
+        xcb_ungrab_key(xcb, keycode, m_connection.root(), variant);
 }
 
 X11HotKeyEvents::KeyState X11HotKeyEvents::stateOfHeldKey(xcb_keycode_t keycode) const {

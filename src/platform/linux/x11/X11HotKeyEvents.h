@@ -15,6 +15,9 @@ namespace quillora::platform {
 /// Control is Ctrl, Option Alt, Command Super. A press ends when its own key goes up; modifiers may go up
 /// before it. Should the grab be lost while the key is down, the release is still noticed, within
 /// `keyCheckInterval`.
+///
+/// The server keeps core grabs and those of the input extension apart: each kind takes presses from the other
+/// without a word. So a combination is taken in both kinds, and is had only if nobody else has it in either.
 class X11HotKeyEvents final : public QObject, public HotKeyEvents {
 public:
     static constexpr std::chrono::milliseconds keyCheckInterval{50};
@@ -69,6 +72,8 @@ private:
     void grabAgain();
     bool grab(HotKey &hotKey);
     void ungrab(HotKey &hotKey);
+    bool grab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers);
+    void ungrab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers);
     void checkKeys();
     void watchKeys();
     KeyState stateOfHeldKey(xcb_keycode_t keycode) const;
@@ -80,6 +85,7 @@ private:
     std::map<HotKeyReference, HotKey> m_hotKeys;
     std::optional<unsigned> m_keymapEvent; ///< the type of the events that tell of another keymap
     bool m_areRepeatsDetectable = false;   ///< else a held key looks like one that is tapped over and over
+    bool m_hasInputExtension = false;
     quint64 m_lastReference = 0;
     bool m_isSuspended = false;
     bool m_isGrabbingAgainPending = false;
