@@ -10,6 +10,8 @@
 #include <QApplication>
 #include <QPointer>
 
+#include <utility>
+
 namespace quillora {
 
 using platform::Platform;
@@ -166,10 +168,8 @@ void AppDelegate::ensureWayIn() {
 void AppDelegate::configureHotKey() {
     const QPointer<AppDelegate> self(this);
     m_hotKeyManager = std::make_unique<HotKeyManager>([self](HotKeyManager::Event event) {
-        Platform::current().mainQueue().async([self, event] {
-            if (self)
-                self->handleHotKeyEvent(event);
-        });
+        if (self)
+            self->post(event);
     });
     m_controller->onHotKeyChangeRequested = [self](const AppHotKey &hotKey) {
         return self && self->registerHotKey(hotKey);
@@ -189,12 +189,26 @@ void AppDelegate::refreshHotKeySuspension() {
         hotKeyEvents.suspend();
     else
         hotKeyEvents.resume();
+    if (!m_isHotKeySuspended && std::exchange(m_isReleaseOwed, false))
+        post(HotKeyManager::Event::released);
+}
+
+void AppDelegate::post(HotKeyManager::Event event) {
+    Platform::current().mainQueue().async([self = QPointer<AppDelegate>(this), event] {
+        if (self)
+            self->handleHotKeyEvent(event);
+    });
 }
 
 /// A release may come while its press is still waiting inside the controller, which sorts that out.
 void AppDelegate::handleHotKeyEvent(HotKeyManager::Event event) {
-    if (m_controller->isRecordingHotKey())
+    if (m_isQuitting)
         return;
+    if (m_controller->isRecordingHotKey()) {
+        // The press may have been taken before; without its release the microphone would stay open.
+        m_isReleaseOwed |= event == HotKeyManager::Event::released;
+        return;
+    }
     switch (event) {
     case HotKeyManager::Event::released:
         m_controller->hotKeyReleased();

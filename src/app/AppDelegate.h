@@ -62,6 +62,7 @@ private:
     void configureHotKey();
     bool registerHotKey(const AppHotKey &hotKey);
     void refreshHotKeySuspension();
+    void post(HotKeyManager::Event event);
     void handleHotKeyEvent(HotKeyManager::Event event);
 
     void quitWhenPasteboardIsRestored(std::chrono::milliseconds patience);
@@ -82,6 +83,7 @@ private:
     std::unique_ptr<HotKeyManager> m_hotKeyManager;
     std::optional<AppHotKey> m_registeredHotKey;
     bool m_isHotKeySuspended = false; ///< what the platform was told last
+    bool m_isReleaseOwed = false;     ///< one came while a new hotkey was being captured
     bool m_isQuitting = false;
 };
 

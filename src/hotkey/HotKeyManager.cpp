@@ -48,9 +48,11 @@ bool HotKeyManager::registerHotKey(const AppHotKey &hotKey) {
 
 void HotKeyManager::unregister() {
     auto &events = platform::Platform::current().hotKeyEvents();
-    if (const auto hotKey = std::exchange(m_hotKeyReference, std::nullopt))
-        events.unregisterEventHotKey(*hotKey);
-    if (const auto handler = std::exchange(m_eventHandlerReference, std::nullopt))
+    const auto hotKey = std::exchange(m_hotKeyReference, std::nullopt);
+    const auto handler = std::exchange(m_eventHandlerReference, std::nullopt);
+    if (hotKey)
+        events.unregisterEventHotKey(*hotKey); // which may call the handler, which may end this object
+    if (handler)
         events.removeEventHandler(*handler);
 }
 

@@ -16,7 +16,8 @@ public:
     enum class Event { pressed, released };
     using Handler = std::function<void(Event)>;
 
-    /// The handler is called on the main thread, from the event loop, and must return quickly.
+    /// The handler is called on the main thread and must return quickly: from the event loop, or, with the
+    /// release of a hotkey that is down, from within the call that replaces or unregisters it.
     explicit HotKeyManager(Handler handler);
     ~HotKeyManager();
     HotKeyManager(const HotKeyManager &) = delete;

@@ -56,7 +56,7 @@ using EventHandlerReference = quint64;
 using HotKeyReference = quint64;
 
 /// System-wide hotkeys: at once when the combination goes down anywhere, once when its key goes up again.
-/// Main thread only; handlers are called on it, from the event loop.
+/// Main thread only; handlers are called on it, from the event loop save where said otherwise.
 class HotKeyEvents {
 public:
     using Status = qint32;
@@ -79,7 +79,8 @@ public:
     virtual Status registerEventHotKey(quint32 keyCode, quint32 modifiers, const HotKeyIdentifier &identifier,
                                        quint32 options, std::optional<HotKeyReference> &out) = 0;
 
-    /// Gives the combination back.
+    /// Gives the combination back. If its press has been delivered and its release has not, the release is
+    /// delivered first, from within this call.
     virtual Status unregisterEventHotKey(HotKeyReference hotKey) = 0;
 
     /// Lets the registered combinations reach the focused window like any other key, so that a new hotkey can

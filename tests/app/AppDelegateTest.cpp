@@ -276,6 +276,60 @@ private Q_SLOTS:
                 calls.indexOf(u"hotkeys.register 40:256 514c5241/1 options=0"_qs));
     }
 
+    void aHotKeyThatIsReplacedWhileItIsHeldEndsItsDictation() {
+        launch();
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        m_platform->hotKeys.press();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+        m_delegate->controller()->resetHotKey();
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(m_delegate->controller()->isProcessing());
+    }
+
+    void aHotKeyThatIsReplacedBeforeItsDictationHasBegunEndsIt() {
+        launch();
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->hotKeys.press();
+        m_platform->run();
+        m_delegate->controller()->resetHotKey();
+        m_platform->run();
+        answerPermissions();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(m_delegate->controller()->isProcessing());
+    }
+
+    void aHotKeyThatIsStillHeldWhenANewOneIsCapturedEndsItsDictation() {
+        launch();
+        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->hotKeys.press();
+        m_platform->run();
+        m_delegate->controller()->startHotKeyRecording();
+        answerPermissions();
+        QVERIFY(m_delegate->controller()->isRecording());
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(m_delegate->controller()->isProcessing());
+    }
+
+    void aHotKeyThatGoesUpDuringACaptureEndsItsDictationAfterIt() {
+        launch();
+        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->hotKeys.press();
+        m_platform->run();
+        m_delegate->controller()->startHotKeyRecording();
+        m_platform->hotKeys.release();
+        answerPermissions();
+        QVERIFY(m_delegate->controller()->isRecording());
+        m_delegate->controller()->cancelHotKeyRecording();
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(m_delegate->controller()->isProcessing());
+    }
+
     void anEventAfterTheDelegateHasGoneDoesNothing() {
         launch();
         m_platform->hotKeys.press();
@@ -459,6 +513,17 @@ private Q_SLOTS:
         m_delegate->quit();
         QVERIFY(m_platform->hotKeys.hotKeys.empty());
         QVERIFY(m_platform->hotKeys.handlers.empty());
+    }
+
+    void quittingWhileTheHotKeyIsHeldInsertsNothing() {
+        launch();
+        pasteSomething();
+        m_platform->hotKeys.press();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+        m_delegate->quit();
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isProcessing());
     }
 
     void quitWaitsForThePasteboardToBeRestored() {

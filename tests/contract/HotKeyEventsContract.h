@@ -140,6 +140,38 @@ private Q_SLOTS:
         QVERIFY(!hotKey);
     }
 
+    void unregisteringAHotKeyThatIsDownDeliversItsReleaseFirst() {
+        registerIt(combination);
+        m_harness->keyDown(combination);
+        m_harness->settle();
+        m_harness->events().unregisterEventHotKey(*m_hotKey);
+        QCOMPARE(m_kinds, pressAndRelease());
+        m_harness->keyUp(combination);
+        m_harness->settle();
+        QCOMPARE(m_kinds, pressAndRelease());
+    }
+
+    void unregisteringAHotKeyWhosePressDidNotCountDeliversNothing() {
+        m_harness->keyDown(combination);
+        registerIt(combination);
+        m_harness->settle();
+        m_harness->events().unregisterEventHotKey(*m_hotKey);
+        QVERIFY(m_kinds.isEmpty());
+        m_harness->keyUp(combination);
+    }
+
+    void aHotKeyThatIsRegisteredAgainWhileItIsDownIsOver() {
+        registerIt(combination);
+        m_harness->keyDown(combination);
+        m_harness->settle();
+        m_harness->events().unregisterEventHotKey(*m_hotKey);
+        registerIt(combination);
+        m_harness->settle();
+        m_harness->keyUp(combination);
+        m_harness->settle();
+        QCOMPARE(m_kinds, pressAndRelease());
+    }
+
     void anUnregisteredCombinationGivesNoEvents() {
         registerIt(combination);
         QCOMPARE(m_harness->events().unregisterEventHotKey(*m_hotKey), platform::HotKeyEvents::noError);

@@ -53,7 +53,12 @@ public:
     }
     Status unregisterEventHotKey(platform::HotKeyReference hotKey) override {
         m_log.add(u"hotkeys.unregister"_qs);
-        return hotKeys.erase(hotKey) ? noError : refused;
+        const auto removed = hotKeys.extract(hotKey);
+        if (!removed)
+            return refused;
+        if (removed.mapped().isDown)
+            deliver(platform::hotKeyReleasedKind, removed.mapped().identifier);
+        return noError;
     }
     void suspend() override {
         m_log.add(u"hotkeys.suspend"_qs);
@@ -140,14 +145,17 @@ private:
             if (change(hotKey))
                 changed.append(hotKey.identifier);
         }
-        for (const auto &identifier : changed) {
-            const platform::HotKeyEvent event{kind, identifier};
-            const auto installed = handlers;
-            for (const auto &[reference, handler] : installed) {
-                if (std::ranges::count(handler.types,
-                                       platform::EventTypeSpecification{platform::keyboardEventClass, kind}))
-                    handler.handler(&event);
-            }
+        for (const auto &identifier : changed)
+            deliver(kind, identifier);
+    }
+
+    void deliver(quint32 kind, const platform::HotKeyIdentifier &identifier) {
+        const platform::HotKeyEvent event{kind, identifier};
+        const auto installed = handlers;
+        for (const auto &[reference, handler] : installed) {
+            if (std::ranges::count(handler.types,
+                                   platform::EventTypeSpecification{platform::keyboardEventClass, kind}))
+                handler.handler(&event);
         }
     }
 

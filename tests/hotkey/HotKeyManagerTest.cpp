@@ -125,6 +125,32 @@ private Q_SLOTS:
         QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.unregister"_qs, u"hotkeys.remove"_qs}));
     }
 
+    void replacingAHotKeyThatIsDownDeliversItsReleaseFirst() {
+        QStringList callsBeforeTheRelease;
+        m_manager = std::make_unique<HotKeyManager>([&](Event event) {
+            m_events += event;
+            callsBeforeTheRelease = m_platform->log.calls();
+        });
+        m_manager->registerHotKey(AppHotKey::defaultValue);
+        m_platform->hotKeys.press();
+        m_platform->log.clear();
+        QVERIFY(m_manager->registerHotKey(superK));
+        QCOMPARE(m_events, (QList{Event::pressed, Event::released}));
+        QCOMPARE(callsBeforeTheRelease, QStringList{u"hotkeys.unregister"_qs});
+    }
+
+    void aHandlerMayEndItsManagerWhileThatUnregisters() {
+        m_manager = std::make_unique<HotKeyManager>([this](Event event) {
+            if (event == Event::released)
+                m_manager.reset();
+        });
+        m_manager->registerHotKey(AppHotKey::defaultValue);
+        m_platform->hotKeys.press();
+        m_manager->unregister();
+        QVERIFY(m_platform->hotKeys.hotKeys.empty());
+        QVERIFY(m_platform->hotKeys.handlers.empty());
+    }
+
     void aHandlerMayEndItsManager() {
         m_manager = std::make_unique<HotKeyManager>([this](Event) { m_manager.reset(); });
         m_manager->registerHotKey(AppHotKey::defaultValue);

@@ -140,14 +140,16 @@ HotKeyEvents::Status X11HotKeyEvents::registerEventHotKey(quint32 keyCode, quint
 }
 
 HotKeyEvents::Status X11HotKeyEvents::unregisterEventHotKey(HotKeyReference hotKey) {
-    const auto found = m_hotKeys.find(hotKey);
-    if (found == m_hotKeys.end())
+    auto removed = m_hotKeys.extract(hotKey);
+    if (!removed)
         return referenceIsUnknown;
-    ungrab(found->second);
-    m_hotKeys.erase(found);
+    ungrab(removed.mapped());
     releaseActiveGrab();
     m_connection.sync();
     watchKeys();
+    // Nobody would tell of it any more once the key is up.
+    if (removed.mapped().keyState == KeyState::down)
+        deliver(hotKeyReleasedKind, removed.mapped().identifier);
     return noError;
 }
 
