@@ -36,6 +36,11 @@ private Q_SLOTS:
         m_otherProgram = std::make_unique<test::XcbClient>(m_display.name());
         m_connection = std::make_unique<platform::X11Connection>(m_display.name());
         m_events = std::make_unique<platform::X11HotKeyEvents>(*m_connection);
+        m_pressEvents = 0;
+        QObject::connect(m_connection.get(), &platform::X11Connection::eventReceived,
+                         [this](const xcb_generic_event_t *event) {
+                             m_pressEvents += event->response_type == XCB_KEY_PRESS;
+                         });
         m_kinds.clear();
         std::optional<platform::EventHandlerReference> handler;
         m_events->installEventHandler(
@@ -52,6 +57,7 @@ private Q_SLOTS:
         m_keyboard->lockModifiers(0);
         m_keyboard->lockGroup(0);
         m_display.setLayout({u"us"_qs});
+        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs});
         m_events.reset();
         m_connection.reset();
         xcb_ungrab_key(m_otherProgram->xcb(), XCB_GRAB_ANY, m_otherProgram->root(), XCB_MOD_MASK_ANY);
@@ -87,19 +93,13 @@ private Q_SLOTS:
     }
 
     void aHeldKeyThatRepeatsIsOnePressAndOneRelease() {
-        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"50"_qs, u"100"_qs});
-        int pressEvents = 0;
-        const auto counting = QObject::connect(
-            m_connection.get(), &platform::X11Connection::eventReceived,
-            [&](const xcb_generic_event_t *event) { pressEvents += event->response_type == XCB_KEY_PRESS; });
+        repeatFast();
         registerHotKey();
         hold();
-        QTRY_VERIFY(pressEvents >= 5);
+        QTRY_VERIFY(m_pressEvents >= 5);
         QCOMPARE(m_kinds, QList{platform::hotKeyPressedKind});
         m_keyboard->releaseAll();
         QTRY_COMPARE(m_kinds, pressAndRelease());
-        QObject::disconnect(counting);
-        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs});
     }
 
     void modifiersThatGoUpFirstDoNotEndThePress() {
@@ -291,6 +291,31 @@ private Q_SLOTS:
         QVERIFY(connection.isUsable());
     }
 
+    void aHeldHotKeyTypesNothingEvenIfItsModifiersGoUpFirst() {
+        repeatFast();
+        TestWindow window(m_display.name(), {});
+        window.show();
+        window.takeFocus();
+        registerHotKey();
+        hold();
+        m_keyboard->release(TestKeyboard::control);
+        m_keyboard->release(TestKeyboard::alt);
+        QTRY_VERIFY(m_pressEvents >= 5);
+        m_keyboard->releaseAll();
+        QTRY_COMPARE(m_kinds, pressAndRelease());
+        for (const auto &key : window.takeKeys())
+            QVERIFY(key.keycode != TestKeyboard::space);
+    }
+
+    void theKeyboardIsForOthersAgainAsSoonAsTheKeyIsUp() {
+        registerHotKey();
+        hold();
+        QTRY_COMPARE(m_kinds, QList{platform::hotKeyPressedKind});
+        QVERIFY(!keyboardCanBeTakenElsewhere());
+        m_keyboard->release(TestKeyboard::space);
+        QVERIFY(keyboardCanBeTakenElsewhere());
+    }
+
     void aRegisteredCombinationCannotBeTakenElsewhere() {
         registerHotKey();
         QVERIFY(!canBeTakenElsewhere(controlAndAlt));
@@ -331,8 +356,10 @@ private Q_SLOTS:
         m_display.run(u"xinput"_qs, {u"disable"_qs, device});
         const bool isReleased =
             ChildProcess::waitUntil([this] { return m_kinds == pressAndRelease(); }, 3000);
+        const bool isKeyboardFree = keyboardCanBeTakenElsewhere();
         m_display.run(u"xinput"_qs, {u"enable"_qs, device});
         QVERIFY(isReleased);
+        QVERIFY(isKeyboardFree);
     }
 
     void aSuspendedCombinationReachesTheFocusedWindow() {
@@ -395,6 +422,9 @@ private:
         m_keyboard->tapWith({TestKeyboard::control, TestKeyboard::alt}, key);
     }
 
+    /// So that no test has to wait for repeats.
+    void repeatFast() { m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"50"_qs, u"100"_qs}); }
+
     /// Returns once the grabs suit the layout.
     void useLayout(const QString &layout) {
         m_display.setLayout({layout});
@@ -431,6 +461,19 @@ private:
         return refusals && refusals->num_modifiers == 0;
     }
 
+    /// As screen lockers take the keyboard.
+    bool keyboardCanBeTakenElsewhere() {
+        auto *xcb = m_otherProgram->xcb();
+        const auto answer = test::XcbClient::owned(
+            xcb_grab_keyboard_reply(xcb,
+                                    xcb_grab_keyboard(xcb, 0, m_otherProgram->root(), XCB_CURRENT_TIME,
+                                                      XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+                                    nullptr));
+        xcb_ungrab_keyboard(xcb, XCB_CURRENT_TIME);
+        m_otherProgram->sync();
+        return answer && answer->status == XCB_GRAB_STATUS_SUCCESS;
+    }
+
     const test::VirtualDisplay m_display;
     std::unique_ptr<platform::X11Connection> m_connection;
     std::unique_ptr<platform::X11HotKeyEvents> m_events;
@@ -438,6 +481,7 @@ private:
     std::unique_ptr<test::XcbClient> m_otherProgram;
     std::optional<platform::HotKeyReference> m_hotKey;
     QList<quint32> m_kinds;
+    int m_pressEvents = 0; ///< repeats included
 };
 
 QTEST_GUILESS_MAIN(X11HotKeyTest)

@@ -16,6 +16,9 @@ namespace quillora::platform {
 /// before it. Should the grab be lost while the key is down, the release is still noticed, within
 /// `keyCheckInterval`.
 ///
+/// While the key is down the server gives the whole keyboard to this program. Letting go of it earlier would
+/// let the repeats of the key through to the focused window, where they type as soon as the modifiers are up.
+///
 /// The server keeps core grabs and those of the input extension apart: each kind takes presses from the other
 /// without a word. So a combination is taken in both kinds, and is had only if nobody else has it in either.
 class X11HotKeyEvents final : public QObject, public HotKeyEvents {
