@@ -1,5 +1,5 @@
 #include "fakes/FakePlatform.h"
-#include "platform/linux/translation/ApertiumTranslationProvider.h"
+#include "platform/linux/translation/apertium/ApertiumEngine.h"
 #include "support/Outcome.h"
 #include "support/ProcessTree.h"
 
@@ -25,14 +25,11 @@ QCoro::Task<QString> translated(Session session, QString text) {
 }
 
 /// From asking for a session to the translated text.
-double millisecondsFor(FakePlatform &platform, TranslationProvider &provider, const QString &text) {
+double millisecondsFor(FakePlatform &platform, OnDeviceEngine &engine, const QString &text) {
     QElapsedTimer timer;
     timer.start();
-    std::shared_ptr<Outcome<QString>> outcome;
-    provider.translationTask({u"en"_qs, u"es"_qs}, [&](Session session) {
-        outcome = Outcome<QString>::of(translated(std::move(session), text));
-    });
-    while (!outcome || !outcome->isDone()) {
+    const auto outcome = Outcome<QString>::of(translated(engine.session(u"en"_qs, u"es"_qs), text));
+    while (!outcome->isDone()) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
         platform.run();
     }
@@ -60,19 +57,19 @@ int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
     QTextStream out(stdout);
     FakePlatform platform;
-    ApertiumTranslationProvider provider(platform.queue);
+    ApertiumEngine engine(platform.queue);
     const QString text = u"i want to send this message to my friend tomorrow"_qs;
 
-    const double first = millisecondsFor(platform, provider, text);
+    const double first = millisecondsFor(platform, engine, text);
     std::vector<double> further;
     for (int i = 0; i < 200; ++i)
-        further.push_back(millisecondsFor(platform, provider, text));
+        further.push_back(millisecondsFor(platform, engine, text));
     std::sort(further.begin(), further.end());
     out << u"first %1 ms, median %2 ms, worst %3 ms\n"_qs.arg(first, 0, 'f', 1)
                .arg(further[further.size() / 2], 0, 'f', 2)
                .arg(further.back(), 0, 'f', 2);
     const QString longText = u"The house is big. "_qs.repeated(6000);
-    out << u"108 kB in %1 ms\n"_qs.arg(millisecondsFor(platform, provider, longText), 0, 'f', 0);
+    out << u"108 kB in %1 ms\n"_qs.arg(millisecondsFor(platform, engine, longText), 0, 'f', 0);
     out << u"%1 processes, %2 MB resident\n"_qs.arg(ProcessTree::descendants().size())
                .arg(residentKilobytes() / 1024);
 }

@@ -13,7 +13,7 @@ class LocaleServices;
 class MainQueue;
 class Pasteboard;
 class SpeechRecognition;
-class TranslationProvider;
+class Translators;
 class UserDefaults;
 class Workspace;
 
@@ -55,7 +55,7 @@ public:
     virtual KeyPositions &keyPositions() = 0;
     virtual Appearance &appearance() = 0;
     virtual SpeechRecognition &speechRecognition() = 0;
-    virtual TranslationProvider &translationProvider() = 0;
+    virtual Translators &translators() = 0;
     virtual HttpSession &httpSession() = 0;
 };
 

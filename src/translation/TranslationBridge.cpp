@@ -7,7 +7,6 @@
 namespace quillora {
 
 using platform::Continuation;
-using platform::TranslationConfiguration;
 
 QCoro::Task<QString> TranslationBridge::translate(QString text, QString source, QString target) {
     TranslationJob job{TranslationJob::Kind::translate, std::move(text)};

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "platform/Continuation.h"
-#include "platform/TranslationSession.h"
+#include "platform/Translators.h"
+#include "translation/TranslationConfiguration.h"
 
 #include <QCoroTask>
 #include <QObject>
@@ -40,7 +41,7 @@ public:
     QCoro::Task<> performCurrentJob(std::shared_ptr<platform::TranslationSession> session);
 
     /// The pair a session is wanted for; absent until the first job, then kept.
-    const std::optional<platform::TranslationConfiguration> &configuration() const { return m_configuration; }
+    const std::optional<TranslationConfiguration> &configuration() const { return m_configuration; }
 
 Q_SIGNALS:
     void configurationChanged();
@@ -56,7 +57,7 @@ private:
     void complete(const QString &text);
     void fail(std::exception_ptr error);
 
-    std::optional<platform::TranslationConfiguration> m_configuration;
+    std::optional<TranslationConfiguration> m_configuration;
     std::optional<TranslationJob> m_currentJob;
     std::optional<platform::Continuation<QString>> m_continuation; ///< its presence is what makes us busy
 };

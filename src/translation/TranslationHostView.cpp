@@ -1,11 +1,14 @@
 #include "translation/TranslationHostView.h"
 
+#include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "translation/TranslationBridge.h"
 
 #include <QPointer>
 
 namespace quillora {
+
+using platform::Platform;
 
 TranslationHostView::TranslationHostView(TranslationBridge &bridge, QObject *parent)
     : QObject(parent), m_bridge(bridge) {
@@ -16,10 +19,11 @@ TranslationHostView::TranslationHostView(TranslationBridge &bridge, QObject *par
 
 void TranslationHostView::requestSession() {
     const auto requested = *m_bridge.configuration();
-    platform::Platform::current().translationProvider().translationTask(
-        requested, [self = QPointer<TranslationHostView>(this), requested](auto session) {
+    auto session = Platform::current().translators().session(requested.source(), requested.target());
+    Platform::current().mainQueue().async(
+        [self = QPointer<TranslationHostView>(this), requested, session = std::move(session)] {
             if (self && self->m_bridge.configuration() == requested)
-                self->m_bridge.performCurrentJob(std::move(session));
+                self->m_bridge.performCurrentJob(session);
         });
 }
 

@@ -6,10 +6,10 @@ namespace quillora {
 
 class TranslationBridge;
 
-/// Brings the bridge a session whenever its configuration is set or invalidated. A session that comes for a
-/// former configuration is dropped: the one for the present configuration is on its way. The host must live
-/// for as long as anybody is to be translated for; the bridge must outlive it. Nothing of it is ever on a
-/// screen.
+/// Brings the bridge a session, in a later turn of the event loop, whenever its configuration is set or
+/// invalidated. One for a former configuration is dropped: the one for the present one is on its way. The
+/// host must live for as long as anybody is to be translated for; the bridge must outlive it. Nothing of it
+/// is ever on a screen.
 class TranslationHostView : public QObject {
     Q_OBJECT
 

@@ -117,7 +117,7 @@ private Q_SLOTS:
         launch();
         // A preparation of models that began while the start was still waiting for permission.
         m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
-        m_platform->translation.replies = test::FakeTranslationProvider::Replies::byHand;
+        m_platform->translation.replies = test::FakeTranslators::Replies::byHand;
         auto &controller = *m_delegate->controller();
         controller.setTargetLanguageIdentifier(u"es"_qs);
         controller.startRecording();

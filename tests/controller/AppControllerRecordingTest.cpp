@@ -340,7 +340,7 @@ private Q_SLOTS:
     void endingTheControllerAtEachSuspensionIsSafe() {
         QFETCH(int, suspension);
         m->platform.speech.replies = Replies::byHand;
-        m->platform.translation.replies = test::FakeTranslationProvider::Replies::byHand;
+        m->platform.translation.replies = test::FakeTranslators::Replies::byHand;
         const std::vector<std::function<void()>> steps{
             [&] { c().hotKeyPressed(); },
             [&] {

@@ -47,7 +47,7 @@ private Q_SLOTS:
     void theOnDeviceEngineGetsLanguageCodes() {
         c().setTargetLanguageIdentifier(u"es"_qs);
         m->dictate(u"hello"_qs);
-        QVERIFY(m->takeCalls().contains(u"translation.task en>es"_qs));
+        QVERIFY(m->takeCalls().contains(u"translation.session en>es"_qs));
         QCOMPARE(c().translatedText(), u"<hello>"_qs);
     }
 
@@ -339,7 +339,7 @@ private Q_SLOTS:
         m->run();
         QCOMPARE(c().statusText(), u"Translation models are ready."_qs);
         QCOMPARE(m->takeCalls(),
-                 (QStringList{u"onStateChanged recording=0 processing=1"_qs, u"translation.task en>ru"_qs,
+                 (QStringList{u"onStateChanged recording=0 processing=1"_qs, u"translation.session en>ru"_qs,
                               u"session.prepare"_qs, processingOff}));
     }
 
@@ -388,7 +388,7 @@ private Q_SLOTS:
     }
 
     void endingTheControllerDuringAPreparationIsSafe() {
-        m->platform.translation.replies = test::FakeTranslationProvider::Replies::byHand;
+        m->platform.translation.replies = test::FakeTranslators::Replies::byHand;
         c().prepareTranslationModels();
         m->run();
         m->endController();

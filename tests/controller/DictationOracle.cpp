@@ -614,7 +614,7 @@ void DictationOracle::bridge(const std::optional<QString> &text, const Done &don
     if (m_job)
         return failed(u"A translation is already running."_qs);
     m_job = std::make_shared<Job>(Job{text, done, failed});
-    log += u"translation.task "_qs + chosen(spokenLanguages, source).code + u'>' +
+    log += u"translation.session "_qs + chosen(spokenLanguages, source).code + u'>' +
            chosen(targetLanguages, target).id;
     post([this] { performJob(); });
 }

@@ -175,7 +175,7 @@ class Walk {
 public:
     Walk(quint32 seed, QSet<QString> &met) : m_random(seed), m_met(met) {
         m_platform.speech.replies = FakeSpeechRecognition::Replies::byHand;
-        m_platform.translation.replies = FakeTranslationProvider::Replies::byHand;
+        m_platform.translation.replies = FakeTranslators::Replies::byHand;
         m_platform.http.repliesByHand = true;
         m_platform.speech.locales = {u"en-US"_qs, u"es-ES"_qs, u"ru-RU"_qs, u"kk-KZ"_qs, u"sv-SE"_qs};
         m_platform.pasteboardFake.unreadableTypes = {u"unreadable"_qs};

@@ -11,7 +11,7 @@
 #include "fakes/FakeMainQueue.h"
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeSpeechRecognition.h"
-#include "fakes/FakeTranslationProvider.h"
+#include "fakes/FakeTranslators.h"
 #include "fakes/FakeUserDefaults.h"
 #include "fakes/FakeWorkspace.h"
 #include "platform/Platform.h"
@@ -32,7 +32,7 @@ public:
     FakeKeystrokes keystrokesFake{log};
     FakeHotKeyEvents hotKeys{log};
     FakeSpeechRecognition speech{log, queue};
-    FakeTranslationProvider translation{log, queue};
+    FakeTranslators translation{log};
     FakeHttpSession http{log};
     FakeKeyPositions positions;
     FakeAppearance appearanceFake;
@@ -47,7 +47,7 @@ public:
     platform::Keystrokes &keystrokes() override { return keystrokesFake; }
     platform::HotKeyEvents &hotKeyEvents() override { return hotKeys; }
     platform::SpeechRecognition &speechRecognition() override { return speech; }
-    platform::TranslationProvider &translationProvider() override { return translation; }
+    platform::Translators &translators() override { return translation; }
     platform::HttpSession &httpSession() override { return http; }
     platform::KeyPositions &keyPositions() override { return positions; }
     platform::Appearance &appearance() override { return appearanceFake; }

@@ -7,7 +7,7 @@
 
 using namespace quillora;
 using test::Outcome;
-using Replies = test::FakeTranslationProvider::Replies;
+using Replies = test::FakeTranslators::Replies;
 
 class TranslationBridgeTest : public QObject {
     Q_OBJECT
@@ -33,8 +33,15 @@ private Q_SLOTS:
         QVERIFY(!outcome->isDone());
         m_platform->run();
         QCOMPARE(outcome->value(), u"  hola \n"_qs);
-        QCOMPARE(m_platform->log.calls(), (QStringList{u"translation.task en>es"_qs, u"session.prepare"_qs,
+        QCOMPARE(m_platform->log.calls(), (QStringList{u"translation.session en>es"_qs, u"session.prepare"_qs,
                                                        u"session.translate hello"_qs}));
+    }
+
+    void theSessionComesInALaterTurn() {
+        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        QCOMPARE(m_platform->log.calls(), QStringList{u"translation.session en>es"_qs});
+        m_platform->run();
+        QCOMPARE(outcome->value(), u"<hello>"_qs);
     }
 
     void theSamePairAgainInvalidatesItsConfigurationAndDoesNotHang() {
@@ -54,7 +61,7 @@ private Q_SLOTS:
         m_platform->run();
         const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_qs, u"en"_qs, u"fr"_qs));
         m_platform->run();
-        QCOMPARE(*m_bridge->configuration(), platform::TranslationConfiguration(u"en"_qs, u"fr"_qs));
+        QCOMPARE(*m_bridge->configuration(), TranslationConfiguration(u"en"_qs, u"fr"_qs));
         QCOMPARE(second->value(), u"<two>"_qs);
     }
 
@@ -119,7 +126,8 @@ private Q_SLOTS:
         const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
         m_platform->run();
         QCOMPARE(outcome->error(), u"No model."_qs);
-        QCOMPARE(m_platform->log.calls(), (QStringList{u"translation.task en>es"_qs, u"session.prepare"_qs}));
+        QCOMPARE(m_platform->log.calls(),
+                 (QStringList{u"translation.session en>es"_qs, u"session.prepare"_qs}));
     }
 
     void theSessionsErrorIsPassedOnUnchanged() {
@@ -133,7 +141,8 @@ private Q_SLOTS:
         const auto outcome = Outcome<>::of(m_bridge->prepare(u"en"_qs, u"es"_qs));
         m_platform->run();
         QVERIFY(outcome->isDone());
-        QCOMPARE(m_platform->log.calls(), (QStringList{u"translation.task en>es"_qs, u"session.prepare"_qs}));
+        QCOMPARE(m_platform->log.calls(),
+                 (QStringList{u"translation.session en>es"_qs, u"session.prepare"_qs}));
     }
 
     void withoutAHostTheCallerStaysSuspendedAndLaterOnesAreBusy() {

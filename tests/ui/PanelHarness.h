@@ -72,7 +72,7 @@ public:
     }
     /// Processing with the last translation still there. The pair must have models.
     void startPreparingModels() {
-        platform.translation.replies = FakeTranslationProvider::Replies::byHand;
+        platform.translation.replies = FakeTranslators::Replies::byHand;
         controller->prepareTranslationModels();
         platform.run();
     }

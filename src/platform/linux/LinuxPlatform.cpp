@@ -8,7 +8,8 @@
 #include "platform/linux/recognition/PocketSphinxRecognition.h"
 #include "platform/linux/settings/SettingsUserDefaults.h"
 #include "platform/linux/sound/PulseConnection.h"
-#include "platform/linux/translation/ApertiumTranslationProvider.h"
+#include "platform/linux/translation/OnDeviceTranslators.h"
+#include "platform/linux/translation/apertium/ApertiumEngine.h"
 #include "platform/linux/x11/X11Connection.h"
 #include "platform/linux/x11/X11Departure.h"
 #include "platform/linux/x11/X11HotKeyEvents.h"
@@ -21,6 +22,17 @@
 #include <utility>
 
 namespace quillora::platform {
+
+namespace {
+
+/// The best first.
+std::vector<std::unique_ptr<OnDeviceEngine>> onDeviceEngines(MainQueue &mainQueue) {
+    std::vector<std::unique_ptr<OnDeviceEngine>> engines;
+    engines.push_back(std::make_unique<ApertiumEngine>(mainQueue));
+    return engines;
+}
+
+} // namespace
 
 /// In the order in which they depend on one another.
 struct LinuxPlatform::Facilities {
@@ -41,10 +53,10 @@ struct LinuxPlatform::Facilities {
     X11KeyPositions keyPositions;
 
     PocketSphinxRecognition speechRecognition{std::make_shared<PulseConnection>()};
-    std::optional<ApertiumTranslationProvider> translationProvider{std::in_place, mainQueue};
+    std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession;
 
-    X11Departure departure{x11, [this] { translationProvider.reset(); }}; // or its processes would stay
+    X11Departure departure{x11, [this] { translators.reset(); }}; // or its processes would stay
 };
 
 LinuxPlatform::LinuxPlatform(const QtHttpSession::Advice &advice)
@@ -64,7 +76,7 @@ HotKeyEvents &LinuxPlatform::hotKeyEvents() { return m_facilities->hotKeyEvents;
 KeyPositions &LinuxPlatform::keyPositions() { return m_facilities->keyPositions; }
 Appearance &LinuxPlatform::appearance() { return m_facilities->appearance; }
 SpeechRecognition &LinuxPlatform::speechRecognition() { return m_facilities->speechRecognition; }
-TranslationProvider &LinuxPlatform::translationProvider() { return *m_facilities->translationProvider; }
+Translators &LinuxPlatform::translators() { return *m_facilities->translators; }
 HttpSession &LinuxPlatform::httpSession() { return m_facilities->httpSession; }
 
 } // namespace quillora::platform

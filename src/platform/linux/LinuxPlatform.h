@@ -30,7 +30,7 @@ public:
     KeyPositions &keyPositions() override;
     Appearance &appearance() override;
     SpeechRecognition &speechRecognition() override;
-    TranslationProvider &translationProvider() override;
+    Translators &translators() override;
     HttpSession &httpSession() override;
 
 private:

@@ -11,6 +11,10 @@ QString englishLanguageName(const QString &code) {
     return QString(reinterpret_cast<const QChar *>(name.getBuffer()), name.length());
 }
 
+QString pairInWords(const QString &source, const QString &target) {
+    return u"from %1 to %2"_qs.arg(englishLanguageName(source), englishLanguageName(target));
+}
+
 QString shortLanguageCode(const QString &code) {
     return QString::fromLatin1(icu::Locale(code.toLatin1().constData()).getLanguage());
 }

@@ -8,31 +8,6 @@ namespace quillora::platform {
 
 namespace {
 
-bool hasRunOfSpaces(const QString &text) { return text.contains(u"  "_qs); }
-
-/// The engine leaves the space of a word that it drops.
-QString withoutRunsOfSpaces(QString text) {
-    static const QRegularExpression run(u" {2,}"_qs);
-    return text.replace(run, u" "_qs);
-}
-
-/// The engine begins with a capital now and then; an abbreviation keeps its own.
-QString withLowerCaseStart(QString text) {
-    const bool isAbbreviation = text.size() > 1 && (text[1].isUpper() || text[1] == u'.');
-    if (!text.isEmpty() && text[0].isUpper() && !isAbbreviation)
-        text[0] = text[0].toLower();
-    return text;
-}
-
-QString fitted(const QString &translation, const QString &passage) {
-    QString text = translation.trimmed();
-    if (text.isEmpty())
-        return passage;
-    if (!hasRunOfSpaces(passage))
-        text = withoutRunsOfSpaces(std::move(text));
-    return passage[0].isLower() ? withLowerCaseStart(std::move(text)) : text;
-}
-
 bool isWordCharacter(QChar character) { return character.isLetterOrNumber() || character.isSurrogate(); }
 
 } // namespace
@@ -68,8 +43,10 @@ QStringList TextLayout::passages() const {
 QString TextLayout::withPassages(const QStringList &translations) const {
     QString text;
     auto translation = translations.begin();
-    for (const Part &part : m_parts)
-        text += part.isPassage ? fitted(*translation++, part.text) : part.text;
+    for (const Part &part : m_parts) {
+        const QString replacement = part.isPassage ? (translation++)->trimmed() : QString();
+        text += replacement.isEmpty() ? part.text : replacement;
+    }
     return text;
 }
 

@@ -16,8 +16,8 @@ public:
     /// What there is to translate, in order: each on one line, with no space around it.
     QStringList passages() const;
 
-    /// The text with its passages replaced, given in order. The space and the first letter's case of each are
-    /// fitted to what it replaces; a passage whose translation is empty stays.
+    /// The text with its passages replaced, given in order, without the space around them; a passage whose
+    /// translation is blank stays.
     QString withPassages(const QStringList &translations) const;
 
 private:

@@ -2,7 +2,7 @@
 
 #include "platform/Continuation.h"
 #include "platform/MainQueue.h"
-#include "platform/linux/translation/ApertiumModes.h"
+#include "platform/linux/translation/apertium/ApertiumModes.h"
 
 #include <QByteArray>
 #include <QLocalSocket>

@@ -1,4 +1,4 @@
-#include "contract/TranslationProviderContract.h"
+#include "contract/TranslatorsContract.h"
 
 #include "support/ChildProcess.h"
 #include "translation/TranslationBridge.h"
@@ -25,17 +25,9 @@ QCoro::Task<QString> translated(Session session, QString text) {
 
 } // namespace
 
-Session TranslationProviderContract::session() {
-    Session session;
-    m_harness->provider().translationTask(pair(), [&](Session given) { session = std::move(given); });
-    ChildProcess::waitUntil([&] {
-        m_harness->turn();
-        return session != nullptr;
-    });
-    return session;
-}
+Session TranslatorsContract::session() { return m_harness->translators().session(u"en"_qs, u"es"_qs); }
 
-std::shared_ptr<Outcome<QString>> TranslationProviderContract::outcomeOf(QCoro::Task<QString> task) {
+std::shared_ptr<Outcome<QString>> TranslatorsContract::outcomeOf(QCoro::Task<QString> task) {
     auto outcome = Outcome<QString>::of(std::move(task));
     ChildProcess::waitUntil([&] {
         m_harness->turn();
@@ -44,46 +36,28 @@ std::shared_ptr<Outcome<QString>> TranslationProviderContract::outcomeOf(QCoro::
     return outcome;
 }
 
-void TranslationProviderContract::theSessionComesInALaterTurn() {
-    bool hasCome = false;
-    m_harness->provider().translationTask(pair(), [&](const Session &) { hasCome = true; });
-    QVERIFY(!hasCome);
-    QVERIFY(ChildProcess::waitUntil([&] {
-        m_harness->turn();
-        return hasCome;
-    }));
-}
+void TranslatorsContract::everySessionIsItsOwn() { QVERIFY(session() != session()); }
 
-void TranslationProviderContract::everyTaskBringsOneSession() {
-    int sessions = 0;
-    const auto count = [&](const Session &given) { sessions += given ? 1 : 0; };
-    m_harness->provider().translationTask(pair(), count);
-    m_harness->provider().translationTask(pair(), count);
-    for (int i = 0; i < 5; ++i)
-        m_harness->turn();
-    QCOMPARE(sessions, 2);
-}
-
-void TranslationProviderContract::aPairThatCanBePreparedIsTranslated() {
+void TranslatorsContract::aPairThatCanBePreparedIsTranslated() {
     const auto outcome = outcomeOf(translated(session(), m_harness->text()));
     QCOMPARE(outcome->error(), QString());
     QCOMPARE(outcome->value(), m_harness->translation());
 }
 
-void TranslationProviderContract::aSessionTranslatesMoreThanOnce() {
+void TranslatorsContract::aSessionTranslatesMoreThanOnce() {
     const Session one = session();
     outcomeOf(translated(one, m_harness->text()));
     QCOMPARE(outcomeOf(translated(one, m_harness->text()))->value(), m_harness->translation());
 }
 
-void TranslationProviderContract::theBridgeTranslatesThroughTheProvider() {
+void TranslatorsContract::theBridgeTranslatesThroughTheSession() {
     TranslationBridge bridge;
     const TranslationHostView host(bridge);
     QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs))->value(),
              m_harness->translation());
 }
 
-void TranslationProviderContract::theBridgeTranslatesTheSamePairTwice() {
+void TranslatorsContract::theBridgeTranslatesTheSamePairTwice() {
     TranslationBridge bridge;
     const TranslationHostView host(bridge);
     outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs));
@@ -91,12 +65,12 @@ void TranslationProviderContract::theBridgeTranslatesTheSamePairTwice() {
              m_harness->translation());
 }
 
-void TranslationProviderContract::aPairThatCannotBeTranslatedGetsASessionToo() {
+void TranslatorsContract::aPairThatCannotBeTranslatedGetsASessionToo() {
     m_harness->withdraw();
     QVERIFY(session());
 }
 
-void TranslationProviderContract::preparingAPairThatCannotBeTranslatedFailsWithTheReason() {
+void TranslatorsContract::preparingAPairThatCannotBeTranslatedFailsWithTheReason() {
     const QString reason = m_harness->withdraw();
     const auto outcome = outcomeOf(prepared(session()));
     QVERIFY(outcome->isDone());

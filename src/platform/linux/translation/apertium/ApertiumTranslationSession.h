@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/TranslationSession.h"
-#include "platform/linux/translation/ApertiumModes.h"
-#include "platform/linux/translation/ApertiumPipelines.h"
+#include "platform/Translators.h"
+#include "platform/linux/translation/apertium/ApertiumModes.h"
+#include "platform/linux/translation/apertium/ApertiumPipelines.h"
 
 #include <memory>
 
@@ -12,9 +12,8 @@ namespace quillora::platform {
 /// owner has gone, everything fails.
 class ApertiumTranslationSession : public TranslationSession {
 public:
-    /// `route` may be empty: preparation then says that nothing is installed for the pair.
-    ApertiumTranslationSession(TranslationConfiguration configuration, QList<ApertiumMode> route,
-                               std::weak_ptr<ApertiumPipelines> pipelines);
+    /// `route` has one step at least.
+    ApertiumTranslationSession(QList<ApertiumMode> route, std::weak_ptr<ApertiumPipelines> pipelines);
 
     QCoro::Task<> prepareTranslation() override;
     QCoro::Task<TranslationResponse> translate(QString text) override;
@@ -22,10 +21,8 @@ public:
 private:
     QCoro::Task<QString> translateStep(ApertiumMode mode, QString text);
     std::shared_ptr<ApertiumPipelines> pipelines() const;
-    QString pairInWords() const;
-    void requireRoute() const;
+    LocalizedError error(const QString &whatHappened) const;
 
-    const TranslationConfiguration m_configuration;
     const QList<ApertiumMode> m_route;
     const std::weak_ptr<ApertiumPipelines> m_pipelines;
 };

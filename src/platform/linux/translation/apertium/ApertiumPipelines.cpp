@@ -1,4 +1,4 @@
-#include "platform/linux/translation/ApertiumPipelines.h"
+#include "platform/linux/translation/apertium/ApertiumPipelines.h"
 
 namespace quillora::platform {
 

@@ -1,4 +1,4 @@
-#include "platform/linux/translation/ApertiumModes.h"
+#include "platform/linux/translation/apertium/ApertiumModes.h"
 
 #include "platform/linux/translation/LanguageNames.h"
 

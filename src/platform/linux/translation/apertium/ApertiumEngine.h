@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/MainQueue.h"
-#include "platform/TranslationSession.h"
+#include "platform/linux/translation/OnDeviceEngine.h"
 
 #include <QString>
 
@@ -13,19 +13,17 @@ class ApertiumPipelines;
 
 /// Translation by the Apertium language pairs that are installed, directly or through one other language. Its
 /// processes get the user's text through pipes alone.
-class ApertiumTranslationProvider : public TranslationProvider {
+class ApertiumEngine : public OnDeviceEngine {
 public:
-    /// Pairs are looked up in `modesFolder` at each task, so that one installed meanwhile is found.
-    explicit ApertiumTranslationProvider(MainQueue &mainQueue,
-                                         QString modesFolder = u"/usr/share/apertium/modes"_qs);
+    /// Pairs are looked up in `modesFolder` for each session, so that one installed meanwhile is found.
+    explicit ApertiumEngine(MainQueue &mainQueue, QString modesFolder = u"/usr/share/apertium/modes"_qs);
 
     /// Ends every process; translations under way fail.
-    ~ApertiumTranslationProvider() override;
+    ~ApertiumEngine() override;
 
-    void translationTask(const TranslationConfiguration &configuration, Action action) override;
+    std::shared_ptr<TranslationSession> session(const QString &source, const QString &target) override;
 
 private:
-    MainQueue &m_mainQueue;
     const QString m_modesFolder;
     std::shared_ptr<ApertiumPipelines> m_pipelines; ///< sessions refer to it weakly
 };

@@ -1,7 +1,7 @@
-#include "platform/linux/translation/ApertiumPipeline.h"
+#include "platform/linux/translation/apertium/ApertiumPipeline.h"
 
-#include "platform/linux/translation/ApertiumStream.h"
 #include "platform/linux/translation/LanguageNames.h"
+#include "platform/linux/translation/apertium/ApertiumStream.h"
 
 #include <csignal>
 #include <sys/prctl.h>
@@ -142,8 +142,8 @@ void ApertiumPipeline::endProcesses() {
 }
 
 QString ApertiumPipeline::sentence(const QString &whatHappened) const {
-    return u"The on-device translation from %1 to %2 %3."_qs.arg(
-        englishLanguageName(m_mode.source), englishLanguageName(m_mode.target), whatHappened);
+    return u"The on-device translation %1 %2."_qs.arg(pairInWords(m_mode.source, m_mode.target),
+                                                      whatHappened);
 }
 
 } // namespace quillora::platform

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/TranslationSession.h"
+#include "platform/Translators.h"
 #include "support/Outcome.h"
 
 #include <QObject>
@@ -11,12 +11,12 @@
 
 namespace quillora::test {
 
-/// A translation provider that knows one pair, and the turning of its event loop.
-class TranslationProviderHarness {
+/// On-device translation that knows one pair, and the turning of its event loop.
+class TranslatorsHarness {
 public:
-    virtual ~TranslationProviderHarness() = default;
+    virtual ~TranslatorsHarness() = default;
 
-    virtual platform::TranslationProvider &provider() = 0;
+    virtual platform::Translators &translators() = 0;
 
     /// Runs what is due now.
     virtual void turn() = 0;
@@ -29,24 +29,23 @@ public:
     virtual QString withdraw() = 0;
 };
 
-/// What every translation provider keeps to.
-class TranslationProviderContract : public QObject {
+/// What on-device translation keeps to, whatever translates.
+class TranslatorsContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<TranslationProviderHarness>()>;
+    using MakeHarness = std::function<std::unique_ptr<TranslatorsHarness>()>;
 
-    explicit TranslationProviderContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit TranslatorsContract(MakeHarness make) : m_make(std::move(make)) {}
 
 private Q_SLOTS:
     void init() { m_harness = m_make(); }
     void cleanup() { m_harness.reset(); }
 
-    void theSessionComesInALaterTurn();
-    void everyTaskBringsOneSession();
+    void everySessionIsItsOwn();
     void aPairThatCanBePreparedIsTranslated();
     void aSessionTranslatesMoreThanOnce();
-    void theBridgeTranslatesThroughTheProvider();
+    void theBridgeTranslatesThroughTheSession();
     void theBridgeTranslatesTheSamePairTwice();
     void aPairThatCannotBeTranslatedGetsASessionToo();
     void preparingAPairThatCannotBeTranslatedFailsWithTheReason();
@@ -54,10 +53,9 @@ private Q_SLOTS:
 private:
     std::shared_ptr<platform::TranslationSession> session();
     std::shared_ptr<Outcome<QString>> outcomeOf(QCoro::Task<QString> task);
-    platform::TranslationConfiguration pair() const { return {u"en"_qs, u"es"_qs}; }
 
     MakeHarness m_make;
-    std::unique_ptr<TranslationProviderHarness> m_harness;
+    std::unique_ptr<TranslatorsHarness> m_harness;
 };
 
 } // namespace quillora::test

@@ -15,10 +15,6 @@ private Q_SLOTS:
     void whatIsNoPassageStays();
     void translationsTakeTheirPassagesPlaces();
     void aPassageWithoutTranslationStays();
-    void theSpaceOfADroppedWordGoes();
-    void spacesThatWereThereBeforeStay();
-    void theFirstLetterKeepsItsCase_data();
-    void theFirstLetterKeepsItsCase();
 };
 
 void TextLayoutTest::passagesAreTheLinesWithWords_data() {
@@ -63,33 +59,6 @@ void TextLayoutTest::translationsTakeTheirPassagesPlaces() {
 
 void TextLayoutTest::aPassageWithoutTranslationStays() {
     QCOMPARE(TextLayout(u"one\ntwo"_qs).withPassages({u" "_qs, u"dos"_qs}), u"one\ndos"_qs);
-}
-
-void TextLayoutTest::theSpaceOfADroppedWordGoes() {
-    QCOMPARE(TextLayout(u"I want. I go."_qs).withPassages({u" Quiero.  Voy."_qs}), u"Quiero. Voy."_qs);
-}
-
-void TextLayoutTest::spacesThatWereThereBeforeStay() {
-    QCOMPARE(TextLayout(u"one  two"_qs).withPassages({u"uno  dos"_qs}), u"uno  dos"_qs);
-}
-
-void TextLayoutTest::theFirstLetterKeepsItsCase_data() {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("translation");
-    QTest::addColumn<QString>("result");
-    QTest::newRow("small") << u"i want"_qs << u"Quiero"_qs << u"quiero"_qs;
-    QTest::newRow("capital") << u"I want"_qs << u"Quiero"_qs << u"Quiero"_qs;
-    QTest::newRow("abbreviation") << u"the usa"_qs << u"EE.UU."_qs << u"EE.UU."_qs;
-    QTest::newRow("initial") << u"the j"_qs << u"J. Bach"_qs << u"J. Bach"_qs;
-    QTest::newRow("one letter") << u"a"_qs << u"Y"_qs << u"y"_qs;
-    QTest::newRow("no letter") << u"\"one\""_qs << u"\"Uno\""_qs << u"\"Uno\""_qs;
-}
-
-void TextLayoutTest::theFirstLetterKeepsItsCase() {
-    QFETCH(const QString, text);
-    QFETCH(const QString, translation);
-    QFETCH(const QString, result);
-    QCOMPARE(TextLayout(text).withPassages({translation}), result);
 }
 
 QTEST_APPLESS_MAIN(TextLayoutTest)

@@ -1,4 +1,4 @@
-#include "platform/linux/translation/ApertiumStream.h"
+#include "platform/linux/translation/apertium/ApertiumStream.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/translation/ApertiumPipeline.h"
+#include "platform/linux/translation/apertium/ApertiumPipeline.h"
 
 #include <map>
 #include <memory>

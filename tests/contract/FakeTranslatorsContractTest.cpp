@@ -1,4 +1,4 @@
-#include "contract/TranslationProviderContract.h"
+#include "contract/TranslatorsContract.h"
 #include "fakes/FakePlatform.h"
 
 #include <QCoreApplication>
@@ -8,9 +8,9 @@ using namespace quillora::test;
 
 namespace {
 
-class FakeTranslationProviderHarness : public TranslationProviderHarness {
+class FakeTranslatorsHarness : public TranslatorsHarness {
 public:
-    quillora::platform::TranslationProvider &provider() override { return m_platform.translation; }
+    quillora::platform::Translators &translators() override { return m_platform.translation; }
     void turn() override { m_platform.run(); }
     QString text() const override { return u"house"_qs; }
     QString translation() const override { return u"<house>"_qs; }
@@ -28,6 +28,6 @@ private:
 
 int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
-    TranslationProviderContract contract([] { return std::make_unique<FakeTranslationProviderHarness>(); });
+    TranslatorsContract contract([] { return std::make_unique<FakeTranslatorsHarness>(); });
     return QTest::qExec(&contract, argc, argv);
 }

@@ -2,8 +2,7 @@
 
 #include "fakes/CallLog.h"
 #include "platform/Continuation.h"
-#include "platform/MainQueue.h"
-#include "platform/TranslationSession.h"
+#include "platform/Translators.h"
 
 #include <deque>
 #include <utility>
@@ -11,18 +10,17 @@
 namespace quillora::test {
 
 /// On-device translation whose outcomes the test decides: at once by `translation`, or by hand.
-class FakeTranslationProvider : public platform::TranslationProvider {
+class FakeTranslators : public platform::Translators {
 public:
     enum class Replies { atOnce, byHand };
 
-    FakeTranslationProvider(CallLog &log, platform::MainQueue &mainQueue)
-        : m_log(log), m_mainQueue(mainQueue) {}
+    explicit FakeTranslators(CallLog &log) : m_log(log) {}
 
-    void translationTask(const platform::TranslationConfiguration &configuration, Action action) override {
-        const QString pair = configuration.source() + u'>' + configuration.target();
-        m_log.add(u"translation.task "_qs + pair);
-        auto session = std::make_shared<Session>(*this, pair);
-        m_mainQueue.async([session, action = std::move(action)] { action(session); });
+    std::shared_ptr<platform::TranslationSession> session(const QString &source,
+                                                          const QString &target) override {
+        const QString pair = source + u'>' + target;
+        m_log.add(u"translation.session "_qs + pair);
+        return std::make_shared<Session>(*this, pair);
     }
 
     /// The pair of every session that was asked to prepare, oldest first.
@@ -43,45 +41,44 @@ public:
 private:
     class Session : public platform::TranslationSession {
     public:
-        Session(FakeTranslationProvider &provider, const QString &pair)
-            : m_provider(provider), m_pair(pair) {}
+        Session(FakeTranslators &translators, const QString &pair)
+            : m_translators(translators), m_pair(pair) {}
 
         QCoro::Task<> prepareTranslation() override {
-            m_provider.m_log.add(u"session.prepare"_qs);
-            m_provider.preparedPairs += m_pair;
-            if (m_provider.replies == Replies::byHand) {
+            m_translators.m_log.add(u"session.prepare"_qs);
+            m_translators.preparedPairs += m_pair;
+            if (m_translators.replies == Replies::byHand) {
                 platform::Continuation<bool> continuation;
                 const auto done = continuation.wait();
-                m_provider.pendingPreparations.push_back(std::move(continuation));
+                m_translators.pendingPreparations.push_back(std::move(continuation));
                 co_await done;
-            } else if (m_provider.preparationError) {
-                throw LocalizedError(*m_provider.preparationError);
+            } else if (m_translators.preparationError) {
+                throw LocalizedError(*m_translators.preparationError);
             }
         }
 
         QCoro::Task<platform::TranslationResponse> translate(QString text) override {
-            m_provider.m_log.add(u"session.translate "_qs + text);
+            m_translators.m_log.add(u"session.translate "_qs + text);
             platform::TranslationResponse response;
-            if (m_provider.replies == Replies::byHand) {
+            if (m_translators.replies == Replies::byHand) {
                 platform::Continuation<QString> continuation;
                 const auto done = continuation.wait();
-                m_provider.pendingTranslations.push_back(std::move(continuation));
+                m_translators.pendingTranslations.push_back(std::move(continuation));
                 response.targetText = co_await done;
-            } else if (m_provider.translationError) {
-                throw LocalizedError(*m_provider.translationError);
+            } else if (m_translators.translationError) {
+                throw LocalizedError(*m_translators.translationError);
             } else {
-                response.targetText = m_provider.translation(text);
+                response.targetText = m_translators.translation(text);
             }
             co_return response;
         }
 
     private:
-        FakeTranslationProvider &m_provider;
+        FakeTranslators &m_translators;
         QString m_pair;
     };
 
     CallLog &m_log;
-    platform::MainQueue &m_mainQueue;
 };
 
 } // namespace quillora::test
