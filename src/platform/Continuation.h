@@ -2,12 +2,12 @@
 
 #include "platform/LocalizedError.h"
 #include "platform/MainQueue.h"
-#include "platform/Platform.h"
 
 #include <coroutine>
 #include <exception>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 namespace quillora::platform {
@@ -20,24 +20,26 @@ public:
 
 /// Suspends one coroutine of the main thread until somebody resumes it, exactly once.
 ///
-/// Copies refer to the same waiter. Resuming is posted to the main queue, never run inside the call that
-/// resumes: whoever resumes may still tidy up, and a waiter that calls again at once finds everything tidy. A
-/// waiter whose last continuation is dropped gets ContinuationDropped, so that no coroutine is left hanging
-/// for ever.
+/// Copies refer to the same waiter. Resuming is posted to the queue, never run inside the call that resumes:
+/// whoever resumes may still tidy up, and a waiter that calls again at once finds everything tidy. A waiter
+/// whose last continuation is dropped gets ContinuationDropped, so that no coroutine is left hanging for
+/// ever.
 template <typename T>
 class Continuation {
 public:
-    Continuation() : m_state(std::make_shared<State>()) {}
+    /// The waiter goes on from `queue`, which must outlive every copy of the continuation.
+    explicit Continuation(MainQueue &queue) : m_state(std::make_shared<State>(queue)) {}
 
-    /// A second resumption is a programming error.
+    /// Throws std::logic_error if the waiter has been resumed already.
     void resume(T value) const {
-        Q_ASSERT(!m_state->slot->isResumed);
+        requireWaiting();
         m_state->slot->value = std::move(value);
         Slot::wake(m_state->slot);
     }
 
+    /// The same, with an error to be thrown into the waiter.
     void fail(std::exception_ptr error) const {
-        Q_ASSERT(!m_state->slot->isResumed);
+        requireWaiting();
         m_state->slot->error = std::move(error);
         Slot::wake(m_state->slot);
     }
@@ -66,6 +68,9 @@ public:
 private:
     /// What the waiter keeps: the outcome, once there is one.
     struct Slot {
+        explicit Slot(MainQueue &mainQueue) : queue(mainQueue) {}
+
+        MainQueue &queue;
         std::optional<T> value;
         std::exception_ptr error;
         std::coroutine_handle<> waiter;
@@ -78,19 +83,15 @@ private:
         }
 
         static void post(const std::shared_ptr<Slot> &slot) {
-            auto run = [slot] { std::exchange(slot->waiter, nullptr).resume(); };
-            if (auto *platform = Platform::currentOrNone())
-                platform->mainQueue().async(std::move(run));
-            else
-                run();
+            slot->queue.async([slot] { std::exchange(slot->waiter, nullptr).resume(); });
         }
     };
 
     /// What those who may resume keep; the last of them to go wakes the waiter.
     struct State {
-        std::shared_ptr<Slot> slot = std::make_shared<Slot>();
+        std::shared_ptr<Slot> slot;
 
-        State() = default;
+        explicit State(MainQueue &queue) : slot(std::make_shared<Slot>(queue)) {}
         State(const State &) = delete;
         State &operator=(const State &) = delete;
         ~State() {
@@ -100,6 +101,11 @@ private:
             Slot::wake(slot);
         }
     };
+
+    void requireWaiting() const {
+        if (m_state->slot->isResumed)
+            throw std::logic_error("a continuation was resumed twice");
+    }
 
     std::shared_ptr<State> m_state;
 };

@@ -16,6 +16,9 @@ public:
 };
 
 /// The event loop of the main thread, as the place where work is handed to.
+///
+/// When the queue is destroyed it runs what was handed over until then, and whatever that hands over, so that
+/// nothing that waits is forgotten; delayed calls are let go.
 class MainQueue {
 public:
     virtual ~MainQueue() = default;

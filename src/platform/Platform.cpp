@@ -15,8 +15,6 @@ Platform &Platform::current() {
     return *installed;
 }
 
-Platform *Platform::currentOrNone() { return installed; }
-
 Platform::Scope::Scope(Platform &platform) : m_previous(installed) { installed = &platform; }
 
 Platform::Scope::~Scope() { installed = m_previous; }

@@ -28,9 +28,6 @@ public:
     /// The installed platform; there must be one.
     static Platform &current();
 
-    /// The installed platform, or none.
-    static Platform *currentOrNone();
-
     /// Installs a platform for as long as it lives; what was installed before comes back after it.
     class Scope {
     public:

@@ -22,6 +22,7 @@ constexpr quint32 tapBufferFrames = 1024;
 constexpr auto finalResultTimeout = 1500ms;
 
 platform::SpeechRecognition &speechRecognition() { return Platform::current().speechRecognition(); }
+platform::MainQueue &mainQueue() { return Platform::current().mainQueue(); }
 
 } // namespace
 
@@ -37,7 +38,7 @@ SpeechRecognizerService::~SpeechRecognizerService() {
 
 QCoro::Task<> SpeechRecognizerService::requestPermissions() {
     const QPointer<SpeechRecognizerService> self(this);
-    Continuation<platform::SpeechAuthorizationStatus> authorization;
+    Continuation<platform::SpeechAuthorizationStatus> authorization(mainQueue());
     const auto authorizationStatus = authorization.wait();
     speechRecognition().requestAuthorization(
         [authorization = std::move(authorization)](auto status) { authorization.resume(status); });
@@ -47,7 +48,7 @@ QCoro::Task<> SpeechRecognizerService::requestPermissions() {
     if (status != platform::SpeechAuthorizationStatus::authorized)
         throw SpeechRecognizerServiceError::speechPermissionDenied();
 
-    Continuation<bool> microphone;
+    Continuation<bool> microphone(mainQueue());
     const auto isMicrophoneGranted = microphone.wait();
     speechRecognition().requestMicrophoneAccess(
         [microphone = std::move(microphone)](bool granted) { microphone.resume(granted); });
@@ -85,9 +86,8 @@ QCoro::Task<> SpeechRecognizerService::start(QString localeIdentifier, PartialHa
     // The recognizer calls back on a thread of its own; all that is done there is to hand over. That thread
     // may outlast the choice of a current platform, though not the platform itself.
     m_recognitionTask = recognizer->recognitionTask(
-        m_recognitionRequest,
-        [self, onPartial = std::move(onPartial),
-         &mainQueue = Platform::current().mainQueue()](const auto &result, const auto &error) {
+        m_recognitionRequest, [self, onPartial = std::move(onPartial),
+                               &mainQueue = mainQueue()](const auto &result, const auto &error) {
             mainQueue.async([self, onPartial, result, error] {
                 if (self)
                     self->handleResult(result, error, onPartial);
@@ -123,16 +123,16 @@ QCoro::Task<QString> SpeechRecognizerService::stop() {
     m_audioEngine->stop();
     m_audioEngine->inputNode().removeTap(microphoneBus);
 
-    Continuation<QString> continuation;
+    Continuation<QString> continuation(mainQueue());
     const auto finalText = continuation.wait();
     if (m_finalContinuation)
         m_overtakenContinuations.push_back(std::move(*m_finalContinuation));
     m_finalContinuation = std::move(continuation);
     if (m_recognitionRequest)
         m_recognitionRequest->endAudio();
-    m_fallbackWorkItem = Platform::current().mainQueue().asyncAfter(
-        finalResultTimeout, [self = QPointer<SpeechRecognizerService>(this)] {
-            Platform::current().mainQueue().async([self] {
+    m_fallbackWorkItem =
+        mainQueue().asyncAfter(finalResultTimeout, [self = QPointer<SpeechRecognizerService>(this)] {
+            mainQueue().async([self] {
                 if (self)
                     self->finishRecognition(self->m_lastTranscript, true);
             });

@@ -1,5 +1,7 @@
 #include "translation/TranslationBridge.h"
 
+#include "platform/Platform.h"
+
 #include <QPointer>
 
 #include <utility>
@@ -22,7 +24,7 @@ QCoro::Task<QString> TranslationBridge::enqueue(TranslationJob job, QString sour
     if (m_continuation)
         throw TranslationBridgeError::busy();
 
-    Continuation<QString> continuation;
+    Continuation<QString> continuation(platform::Platform::current().mainQueue());
     const auto translatedText = continuation.wait();
     m_currentJob = std::move(job);
     m_continuation = std::move(continuation);

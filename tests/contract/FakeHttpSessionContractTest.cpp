@@ -41,7 +41,7 @@ public:
 
 private:
     std::unique_ptr<test::FakeHttpSession> makeSession() {
-        auto session = std::make_unique<test::FakeHttpSession>(m_platform.log);
+        auto session = std::make_unique<test::FakeHttpSession>(m_platform.log, m_platform.queue);
         session->repliesByHand = true;
         return session;
     }

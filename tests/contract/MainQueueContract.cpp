@@ -210,10 +210,21 @@ void MainQueueContract::itemsMayOutliveTheQueue() {
     QVERIFY(!ran);
 }
 
-void MainQueueContract::destroyingTheQueueLetsGoOfWhatWaits() {
+void MainQueueContract::destroyingTheQueueRunsWhatWasHandedOver() {
+    std::vector<int> order;
+    auto &mainQueue = queue();
+    mainQueue.async([&] {
+        order.push_back(1);
+        mainQueue.async([&] { order.push_back(3); });
+    });
+    mainQueue.async([&] { order.push_back(2); });
+    m_harness.reset();
+    QCOMPARE(order, (std::vector<int>{1, 2, 3}));
+}
+
+void MainQueueContract::destroyingTheQueueLetsGoOfDelayedWork() {
     auto captured = std::make_shared<int>(0);
     const std::weak_ptr<int> alive = captured;
-    queue().async([captured] {});
     queue().asyncAfter(5ms, [captured = std::move(captured)] {});
     m_harness.reset();
     QVERIFY(alive.expired());

@@ -60,7 +60,8 @@ private Q_SLOTS:
     void workMayCancelItsOwnItem();
     void workMayCancelOtherWorkThatIsDueAtOnce();
     void itemsMayOutliveTheQueue();
-    void destroyingTheQueueLetsGoOfWhatWaits();
+    void destroyingTheQueueRunsWhatWasHandedOver();
+    void destroyingTheQueueLetsGoOfDelayedWork();
 
 private:
     platform::MainQueue &queue() { return m_harness->queue(); }

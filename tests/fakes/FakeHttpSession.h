@@ -12,14 +12,14 @@ namespace quillora::test {
 /// A server that gives the scripted answer to every request, from the main queue.
 class FakeHttpSession : public platform::HttpSession {
 public:
-    explicit FakeHttpSession(CallLog &log) : m_log(log) {}
+    FakeHttpSession(CallLog &log, platform::MainQueue &queue) : m_log(log), m_queue(queue) {}
 
     void prepare(const QUrl &url) override { m_log.add(u"http prepare "_qs + url.toString()); }
 
     QCoro::Task<platform::HttpResponse> data(platform::HttpRequest request) override {
         m_log.add(u"http "_qs + QString::fromLatin1(request.method) + u' ' + request.url.toString());
         requests.push_back(request);
-        platform::Continuation<platform::HttpResponse> waiter;
+        platform::Continuation<platform::HttpResponse> waiter(m_queue);
         const auto answer = waiter.wait();
         if (repliesByHand)
             pending.push_back(std::move(waiter));
@@ -38,6 +38,7 @@ public:
 
 private:
     CallLog &m_log;
+    platform::MainQueue &m_queue;
 };
 
 } // namespace quillora::test

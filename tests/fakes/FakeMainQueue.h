@@ -13,6 +13,8 @@ namespace quillora::test {
 /// A main queue whose time stands still until a test moves it.
 class FakeMainQueue : public platform::MainQueue {
 public:
+    ~FakeMainQueue() override { run(); }
+
     void async(std::function<void()> work) override {
         const std::lock_guard lock(m_mutex);
         m_posted.push_back(std::move(work));

@@ -32,8 +32,8 @@ public:
     FakeKeystrokes keystrokesFake{log};
     FakeHotKeyEvents hotKeys{log};
     FakeSpeechRecognition speech{log, queue};
-    FakeTranslators translation{log};
-    FakeHttpSession http{log};
+    FakeTranslators translation{log, queue};
+    FakeHttpSession http{log, queue};
     FakeKeyPositions positions;
     FakeAppearance appearanceFake;
 

@@ -14,7 +14,7 @@ class FakeTranslators : public platform::Translators {
 public:
     enum class Replies { atOnce, byHand };
 
-    explicit FakeTranslators(CallLog &log) : m_log(log) {}
+    FakeTranslators(CallLog &log, platform::MainQueue &queue) : m_log(log), m_queue(queue) {}
 
     std::shared_ptr<platform::TranslationSession> session(const QString &source,
                                                           const QString &target) override {
@@ -48,7 +48,7 @@ private:
             m_translators.m_log.add(u"session.prepare"_qs);
             m_translators.preparedPairs += m_pair;
             if (m_translators.replies == Replies::byHand) {
-                platform::Continuation<bool> continuation;
+                platform::Continuation<bool> continuation(m_translators.m_queue);
                 const auto done = continuation.wait();
                 m_translators.pendingPreparations.push_back(std::move(continuation));
                 co_await done;
@@ -61,7 +61,7 @@ private:
             m_translators.m_log.add(u"session.translate "_qs + text);
             platform::TranslationResponse response;
             if (m_translators.replies == Replies::byHand) {
-                platform::Continuation<QString> continuation;
+                platform::Continuation<QString> continuation(m_translators.m_queue);
                 const auto done = continuation.wait();
                 m_translators.pendingTranslations.push_back(std::move(continuation));
                 response.targetText = co_await done;
@@ -79,6 +79,7 @@ private:
     };
 
     CallLog &m_log;
+    platform::MainQueue &m_queue;
 };
 
 } // namespace quillora::test

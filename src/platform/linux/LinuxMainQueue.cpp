@@ -1,5 +1,7 @@
 #include "platform/linux/LinuxMainQueue.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QPointer>
 #include <QTimer>
 
@@ -22,8 +24,20 @@ private:
 
 } // namespace
 
+LinuxMainQueue::~LinuxMainQueue() {
+    while (m_waiting > 0)
+        QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+}
+
 void LinuxMainQueue::async(std::function<void()> work) {
-    QMetaObject::invokeMethod(this, std::move(work), Qt::QueuedConnection);
+    ++m_waiting;
+    QMetaObject::invokeMethod(
+        this,
+        [this, work = std::move(work)] {
+            --m_waiting;
+            work();
+        },
+        Qt::QueuedConnection);
 }
 
 std::shared_ptr<WorkItem> LinuxMainQueue::asyncAfter(std::chrono::milliseconds delay,

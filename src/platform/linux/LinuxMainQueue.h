@@ -4,19 +4,25 @@
 
 #include <QObject>
 
+#include <atomic>
+
 namespace quillora::platform {
 
-/// Hands work to the Qt event loop of the thread it was made on. What has not run when it is destroyed is let
-/// go unrun; no other thread may hand work over by then.
+/// Hands work to the Qt event loop of the thread it was made on. No other thread may hand work over once it
+/// is being destroyed.
 class LinuxMainQueue : public QObject, public MainQueue {
     Q_OBJECT
 
 public:
     using QObject::QObject;
+    ~LinuxMainQueue() override;
 
     void async(std::function<void()> work) override;
     std::shared_ptr<WorkItem> asyncAfter(std::chrono::milliseconds delay,
                                          std::function<void()> work) override;
+
+private:
+    std::atomic<int> m_waiting = 0; ///< handed over and not run yet
 };
 
 } // namespace quillora::platform

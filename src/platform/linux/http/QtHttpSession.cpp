@@ -65,7 +65,7 @@ QCoro::Task<HttpResponse> QtHttpSession::data(HttpRequest request) {
     requireHttpAddress(request.url);
     requireSendableHeaders(request);
     const QString advice = request.url.host() == m_advice.host ? m_advice.sentence : QString();
-    Continuation<HttpResponse> waiter;
+    Continuation<HttpResponse> waiter(m_queue);
     const auto response = waiter.wait();
     auto connection = connectionTo(request.url);
     new HttpExchange(std::move(connection), m_queue, std::move(request), totalTime, std::move(waiter),

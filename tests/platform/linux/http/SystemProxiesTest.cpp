@@ -353,7 +353,7 @@ private:
     std::shared_ptr<Outcome> ask(const QString &url) { return ask(url, connectionTo(url)); }
 
     std::shared_ptr<Outcome> ask(const QString &url, std::unique_ptr<platform::HttpConnection> connection) {
-        platform::Continuation<HttpResponse> waiter;
+        platform::Continuation<HttpResponse> waiter(m_platform->queue);
         auto answer = answerTo(waiter);
         new platform::HttpExchange(std::move(connection), m_platform->queue, test::authorizedPost(QUrl(url)),
                                    2min, std::move(waiter), &m_exchanges);

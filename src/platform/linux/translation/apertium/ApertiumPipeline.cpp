@@ -73,7 +73,7 @@ void ApertiumPipeline::start() {
 }
 
 Continuation<QStringList> ApertiumPipeline::translate(const QStringList &passages) {
-    Continuation<QStringList> continuation;
+    Continuation<QStringList> continuation(m_mainQueue);
     if (!m_isUsable) {
         continuation.fail(error(sentence(u"has stopped unexpectedly"_qs)));
         return continuation;
