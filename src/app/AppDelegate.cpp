@@ -2,6 +2,7 @@
 
 #include "app/ApplicationIdentity.h"
 #include "app/SystemDialogs.h"
+#include "platform/Detached.h"
 #include "platform/HotKeyEvents.h"
 #include "platform/MainQueue.h"
 #include "platform/Platform.h"
@@ -73,7 +74,8 @@ void AppDelegate::applicationDidFinishLaunching() {
 void AppDelegate::makeMenu() {
     m_menu = std::make_unique<QMenu>();
     m_menu->addAction(u"Show Quillora"_qs, this, &AppDelegate::showPopover);
-    m_dictationAction = m_menu->addAction(QString(), this, [this] { m_controller->toggleRecording(); });
+    m_dictationAction =
+        m_menu->addAction(QString(), this, [this] { platform::detach(m_controller->toggleRecording()); });
     m_menu->addSeparator();
     m_loginAction = m_menu->addAction(u"Start at login"_qs);
     m_loginAction->setCheckable(true);
@@ -211,10 +213,10 @@ void AppDelegate::handleHotKeyEvent(HotKeyManager::Event event) {
     }
     switch (event) {
     case HotKeyManager::Event::released:
-        m_controller->hotKeyReleased();
+        platform::detach(m_controller->hotKeyReleased());
         break;
     case HotKeyManager::Event::pressed:
-        m_controller->hotKeyPressed();
+        platform::detach(m_controller->hotKeyPressed());
         break;
     }
 }

@@ -1,5 +1,6 @@
 #include "translation/TranslationHostView.h"
 
+#include "platform/Detached.h"
 #include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "translation/TranslationBridge.h"
@@ -23,7 +24,7 @@ void TranslationHostView::requestSession() {
     Platform::current().mainQueue().async(
         [self = QPointer<TranslationHostView>(this), requested, session = std::move(session)] {
             if (self && self->m_bridge.configuration() == requested)
-                self->m_bridge.performCurrentJob(session);
+                platform::detach(self->m_bridge.performCurrentJob(session));
         });
 }
 

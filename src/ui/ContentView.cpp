@@ -2,6 +2,7 @@
 
 #include "controller/AppController.h"
 #include "hotkey/HotKeyRecorderView.h"
+#include "platform/Detached.h"
 #include "ui/FieldFrame.h"
 #include "ui/FocusReturn.h"
 #include "ui/LimitedLabel.h"
@@ -307,8 +308,9 @@ void ContentView::connectControls() {
             controller.startHotKeyRecording();
     });
     onClick(m_swapButton, [](AppController &controller) { controller.swapLanguages(); });
-    onClick(m_mainButton, [](AppController &controller) { controller.toggleRecording(); });
-    onClick(m_prepareButton, [](AppController &controller) { controller.prepareTranslationModels(); });
+    onClick(m_mainButton, [](AppController &controller) { platform::detach(controller.toggleRecording()); });
+    onClick(m_prepareButton,
+            [](AppController &controller) { platform::detach(controller.prepareTranslationModels()); });
     onClick(m_pasteButton, [](AppController &controller) { controller.pasteLastTranslation(); });
     connect(m_quitButton, &PanelButton::clicked, this, &ContentView::quitRequested);
 
