@@ -203,11 +203,13 @@ void AppController::setTranslatedText(const QString &text) {
 void AppController::setRecording(bool isRecording) {
     m_isRecording = isRecording;
     Q_EMIT changed();
+    stateChanged();
 }
 
 void AppController::setProcessing(bool isProcessing) {
     m_isProcessing = isProcessing;
     Q_EMIT changed();
+    stateChanged();
 }
 
 void AppController::setRecordingHotKey(bool isRecordingHotKey) {
@@ -218,6 +220,11 @@ void AppController::setRecordingHotKey(bool isRecordingHotKey) {
 void AppController::stateChanged() const {
     if (onStateChanged)
         onStateChanged();
+}
+
+void AppController::fail(const QString &sentence) {
+    setStatusText(sentence);
+    needAttention();
 }
 
 void AppController::needAttention() const {

@@ -136,11 +136,13 @@ private:
 
     void setTranscriptText(const QString &text);
     void setTranslatedText(const QString &text);
+    // Both tell the shell.
     void setRecording(bool isRecording);
     void setProcessing(bool isProcessing);
     void setRecordingHotKey(bool isRecordingHotKey);
-    /// To follow every write of the recording or the processing state.
     void stateChanged() const;
+    /// Says what went wrong and asks for attention.
+    void fail(const QString &sentence);
     void needAttention() const;
 
     QString m_sourceLocaleIdentifier;

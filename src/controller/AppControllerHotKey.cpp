@@ -43,8 +43,7 @@ void AppController::setRecordedHotKey(const AppHotKey &hotKey) {
     }
     if (onHotKeyChangeRequested && !onHotKeyChangeRequested(hotKey)) {
         setRecordingHotKey(false);
-        setStatusText(u"Could not register "_qs + hotKey.displayName() + u'.');
-        needAttention();
+        fail(u"Could not register "_qs + hotKey.displayName() + u'.');
         return;
     }
     m_hotKey = hotKey;

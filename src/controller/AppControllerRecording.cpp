@@ -1,5 +1,7 @@
 #include "controller/AppController.h"
 
+#include "controller/Attempt.h"
+
 #include <QPointer>
 
 namespace quillora {
@@ -56,37 +58,29 @@ QCoro::Task<> AppController::startRecording() {
     setStatusText(u"Requesting microphone and speech access..."_qs);
 
     const QPointer<AppController> self(this);
-    std::optional<QString> failure;
-    try {
-        co_await m_speechService.start(selectedSource().id, [self](const QString &partial) {
-            if (!self)
-                return;
-            self->setTranscriptText(partial);
-            self->setStatusText(u"Listening..."_qs);
-        });
-    } catch (const std::exception &error) {
-        failure = localizedDescription(error);
-    }
+    auto start = m_speechService.start(selectedSource().id, [self](const QString &partial) {
+        if (!self)
+            return;
+        self->setTranscriptText(partial);
+        self->setStatusText(u"Listening..."_qs);
+    });
+    const auto started = co_await attempt(std::move(start));
     if (!self)
         co_return;
-    if (!failure) {
-        setRecording(true);
-        stateChanged();
-        setStatusText(u"Listening..."_qs);
-        prepareHostedTranslation();
-    } else {
-        setStatusText(u"Speech failed: "_qs + *failure);
-        needAttention();
+    if (!started.hasSucceeded()) {
+        fail(u"Speech failed: "_qs + started.failure);
+        co_return;
     }
+    setRecording(true);
+    setStatusText(u"Listening..."_qs);
+    prepareHostedTranslation();
 }
 
 QCoro::Task<> AppController::stopRecording() {
     if (!m_isRecording)
         co_return;
     setRecording(false);
-    stateChanged();
     setProcessing(true);
-    stateChanged();
     setStatusText(u"Finishing transcription..."_qs);
 
     const QPointer<AppController> self(this);
@@ -99,9 +93,7 @@ QCoro::Task<> AppController::stopRecording() {
         co_return;
     }
     setProcessing(false);
-    stateChanged();
-    setStatusText(u"No speech recognized."_qs);
-    needAttention();
+    fail(u"No speech recognized."_qs);
 }
 
 } // namespace quillora

@@ -1,5 +1,6 @@
 #include "controller/AppController.h"
 
+#include "controller/Attempt.h"
 #include "controller/HostedEndpoint.h"
 #include "insertion/DeviceIdentifier.h"
 #include "platform/Platform.h"
@@ -36,7 +37,6 @@ QCoro::Task<> AppController::translateAndPaste(QString transcript) {
         pasteOrCopy(transcript, u"Inserted transcript."_qs,
                     u"Copied transcript. Enable Accessibility to auto-paste."_qs);
         setProcessing(false);
-        stateChanged();
         co_return;
     }
 
@@ -45,26 +45,18 @@ QCoro::Task<> AppController::translateAndPaste(QString transcript) {
                       : u"Translating locally..."_qs);
 
     const QPointer<AppController> self(this);
-    QString result;
-    std::optional<QString> failure;
-    try {
-        result = co_await translate(transcript);
-    } catch (const std::exception &error) {
-        failure = localizedDescription(error);
-    }
+    const auto translation = co_await attempt(translate(transcript));
     if (!self)
         co_return;
-    if (!failure) {
-        setTranslatedText(result);
+    if (translation.hasSucceeded()) {
+        setTranslatedText(*translation.result);
         setStatusText(u"Pasting..."_qs);
-        pasteOrCopy(result, u"Inserted translation."_qs,
+        pasteOrCopy(*translation.result, u"Inserted translation."_qs,
                     u"Copied translation. Enable Accessibility to auto-paste."_qs);
     } else {
-        setStatusText(u"Translation failed: "_qs + *failure);
-        needAttention();
+        fail(u"Translation failed: "_qs + translation.failure);
     }
     setProcessing(false);
-    stateChanged();
 }
 
 void AppController::pasteOrCopy(const QString &text, const QString &insertedStatus,
@@ -135,25 +127,16 @@ QCoro::Task<> AppController::prepareTranslationModels() {
     }
 
     setProcessing(true);
-    stateChanged();
     setStatusText(u"Preparing translation models..."_qs);
     const QPointer<AppController> self(this);
-    std::optional<QString> failure;
-    try {
-        co_await m_translationBridge.prepare(source, target);
-    } catch (const std::exception &error) {
-        failure = localizedDescription(error);
-    }
+    const auto preparation = co_await attempt(m_translationBridge.prepare(source, target));
     if (!self)
         co_return;
-    if (!failure) {
+    if (preparation.hasSucceeded())
         setStatusText(u"Translation models are ready."_qs);
-    } else {
-        setStatusText(u"Translation setup failed: "_qs + *failure);
-        needAttention();
-    }
+    else
+        fail(u"Translation setup failed: "_qs + preparation.failure);
     setProcessing(false);
-    stateChanged();
 }
 
 } // namespace quillora
