@@ -16,6 +16,8 @@ using test::ChildProcess;
 using test::TestWindow;
 using test::VirtualDisplay;
 
+Q_DECLARE_METATYPE(TestWindow::Properties)
+
 namespace {
 
 const QString showWindowArgument = u"--show-window"_qs;
@@ -114,6 +116,87 @@ private Q_SLOTS:
         QTRY_VERIFY(remaining->isActive());
     }
 
+    /// Each sandbox and each machine numbers its processes by itself.
+    void anotherProgramWithTheNumberOfItsProcessIsNoStandIn_data() {
+        QTest::addColumn<TestWindow::Properties>("stranger");
+        QTest::newRow("of another class") << TestWindow::Properties{"Other", 2, false, "here"};
+        QTest::newRow("without a class") << TestWindow::Properties{"", 2, false, "here"};
+        QTest::newRow("on another machine") << TestWindow::Properties{"Target", 2, false, "there"};
+        QTest::newRow("on a machine that is not told") << TestWindow::Properties{"Target", 2};
+    }
+    void anotherProgramWithTheNumberOfItsProcessIsNoStandIn() {
+        QFETCH(TestWindow::Properties, stranger);
+        const auto other = shownWindow(stranger);
+        auto closed = shownWindow({"Target", 2, false, "here"});
+        const auto application = m_workspace->frontmostApplication();
+        const auto inFront = shownWindow({"In front", 3, false, "here"});
+        closed->close();
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+    }
+
+    void windowsThatSayNothingOfTheirProgramDoNotStandInForOneAnother() {
+        const auto other = shownWindow({"", {}});
+        auto closed = shownWindow({"", {}});
+        const auto application = m_workspace->frontmostApplication();
+        const auto inFront = shownWindow({"In front", {}});
+        closed->close();
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+    }
+
+    void aWindowThatItsProgramHasHiddenIsStoodInForByAnother() {
+        const auto remaining = shownWindow({"Target", 4321});
+        auto hidden = shownWindow({"Target", 4321});
+        const auto application = m_workspace->frontmostApplication();
+        const auto other = shownWindow({"Other", 1234});
+        hidden->hide();
+        QTRY_VERIFY(!hidden->isManaged());
+        application->activate();
+        QTRY_VERIFY(remaining->isActive());
+        QVERIFY(!hidden->isViewable());
+    }
+
+    void aWindowThatItsProgramHasHiddenStandsInForNone() {
+        auto hidden = shownWindow({"Target", 4321});
+        auto closed = shownWindow({"Target", 4321});
+        const auto application = m_workspace->frontmostApplication();
+        const auto inFront = shownWindow({"Other", 1234});
+        hidden->hide();
+        QTRY_VERIFY(!hidden->isManaged());
+        closed->close();
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+        QVERIFY(!hidden->isViewable());
+    }
+
+    /// The server gives the numbers of windows that are gone to others.
+    void anotherProgramsWindowWithTheNumberOfAClosedOneIsLeftAlone() {
+        auto target = shownWindow({"Target", 4321});
+        const auto application = m_workspace->frontmostApplication();
+        const auto inFront = shownWindow({"In front", 1234});
+        target->replaceBy({"Another", 5678});
+        inFront->activate();
+        QTRY_VERIFY(inFront->isActive());
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+    }
+
+    void aWindowThatChangesItsClassIsStillItself() {
+        auto target = shownWindow({"start-center", 4321});
+        const auto application = m_workspace->frontmostApplication();
+        const auto other = shownWindow({"Other", 1234});
+        target->setClass("writer");
+        application->activate();
+        QTRY_VERIFY(target->isActive());
+    }
+
+    void aWindowWithTheNumberOfAClosedOneIsStoodInFor() {
+        const auto remaining = shownWindow({"Target", 4321});
+        auto target = shownWindow({"Target", 4321});
+        const auto application = m_workspace->frontmostApplication();
+        target->replaceBy({"Another", 5678});
+        QTRY_VERIFY(target->isActive());
+        application->activate();
+        QTRY_VERIFY(remaining->isActive());
+    }
+
     void aProgramThatHasEndedChangesNothing() {
         auto target = shownWindow({"Target", 4321});
         const auto application = m_workspace->frontmostApplication();
@@ -191,19 +274,44 @@ private Q_SLOTS:
         QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"Target"_qs));
     }
 
-    void withoutAWindowManagerAWindowIsMappedAndGetsTheKeyboard() {
+    void withoutAWindowManagerAWindowGetsTheKeyboard() {
         setUp(VirtualDisplay::WindowManager::none);
         TestWindow target(m_display->name(), {"Target", {}});
-        target.show();
-        target.takeFocus();
-        QTRY_VERIFY(target.hasFocus());
-        const auto application = m_workspace->frontmostApplication();
+        const auto application = applicationOf(target);
         TestWindow other(m_display->name(), {"Other", {}});
-        other.show();
-        other.takeFocus();
+        giveKeyboard(other);
+        application->activate();
+        QTRY_VERIFY(target.hasFocus());
+    }
+
+    void withoutAWindowManagerAWindowThatItsProgramHasHiddenStaysHidden() {
+        setUp(VirtualDisplay::WindowManager::none);
+        TestWindow target(m_display->name(), {"Target", {}});
+        const auto application = applicationOf(target);
+        TestWindow other(m_display->name(), {"Other", {}});
+        giveKeyboard(other);
         target.hide();
         application->activate();
-        QTRY_VERIFY(target.isViewable() && target.hasFocus());
+        m_connection->sync();
+        QVERIFY(!target.isViewable());
+        QVERIFY(other.hasFocus());
+    }
+
+    void aWindowThatItsProgramHasHiddenStaysHiddenUnderASimpleWindowManager() {
+        setUp(VirtualDisplay::WindowManager::none);
+        const auto manager = startSimpleWindowManager();
+        TestWindow target(m_display->name(), {"Target", {}});
+        target.show();
+        QTRY_VERIFY(target.isManaged());
+        const auto application = applicationOf(target);
+        TestWindow other(m_display->name(), {"Other", {}});
+        giveKeyboard(other);
+        target.hide();
+        QTRY_VERIFY(!target.isViewable() && !target.isManaged());
+        application->activate();
+        m_connection->sync();
+        QVERIFY(!target.isViewable());
+        QVERIFY(other.hasFocus());
     }
 
     void aWindowManagerThatTellsNothingOfActiveWindowsIsDoneWithout() {
@@ -243,6 +351,34 @@ private Q_SLOTS:
     }
 
 private:
+    static void giveKeyboard(TestWindow &window) {
+        window.show();
+        window.takeFocus();
+        ChildProcess::waitUntil([&] { return window.hasFocus(); });
+    }
+
+    /// The window has the keyboard afterwards.
+    platform::RunningApplicationHandle applicationOf(TestWindow &window) {
+        giveKeyboard(window);
+        return m_workspace->frontmostApplication();
+    }
+
+    /// The classes of what comes to the front, up to a window that is opened afterwards: a window manager
+    /// does one thing after the other.
+    QStringList broughtForwardBy(platform::RunningApplication &application) {
+        m_connection->sync();
+        QCoreApplication::processEvents();
+        QStringList activated;
+        m_workspace->addActivationObserver([&](const platform::RunningApplicationHandle &active) {
+            activated += active->bundleIdentifier().value_or(QString());
+        });
+        application.activate();
+        m_connection->sync();
+        const auto later = shownWindow({"Later", {}});
+        ChildProcess::waitUntil([&] { return activated.contains(u"Later"_qs); });
+        return activated;
+    }
+
     void setUp(VirtualDisplay::WindowManager windowManager) {
         cleanup();
         m_display = std::make_unique<VirtualDisplay>(windowManager);

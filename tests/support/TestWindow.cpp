@@ -7,26 +7,40 @@ namespace quillora::test {
 namespace {
 constexpr unsigned lockModifiers =
     XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2; // Num Lock is the second in every layout
+constexpr uint32_t withdrawnState = 0;
 constexpr uint32_t iconicState = 3;
 } // namespace
 
 TestWindow::TestWindow(const QByteArray &displayName, const Properties &properties)
     : m_client(displayName), m_id(xcb_generate_id(m_client.xcb())) {
+    create(properties);
+}
+
+void TestWindow::create(const Properties &properties) {
     auto *xcb = m_client.xcb();
     const uint32_t values[] = {properties.isOverrideRedirect,
                                XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE};
     xcb_create_window(xcb, XCB_COPY_FROM_PARENT, m_id, m_client.root(), 0, 0, 200, 200, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
                       XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values);
-    if (!properties.windowClass.isEmpty()) {
-        const QByteArray names = QByteArray("instance") + '\0' + properties.windowClass + '\0';
-        xcb_change_property(xcb, XCB_PROP_MODE_REPLACE, m_id, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
-                            static_cast<uint32_t>(names.size()), names.constData());
-    }
+    if (!properties.windowClass.isEmpty())
+        setClass(properties.windowClass);
+    if (!properties.machine.isEmpty())
+        setText(XCB_ATOM_WM_CLIENT_MACHINE, properties.machine);
     if (properties.processId)
         xcb_change_property(xcb, XCB_PROP_MODE_REPLACE, m_id, m_client.atom("_NET_WM_PID"), XCB_ATOM_CARDINAL,
                             32, 1, &*properties.processId);
     m_client.sync();
+}
+
+void TestWindow::setClass(const QByteArray &windowClass) {
+    setText(XCB_ATOM_WM_CLASS, QByteArray("instance") + '\0' + windowClass + '\0');
+    m_client.sync();
+}
+
+void TestWindow::setText(xcb_atom_t property, const QByteArray &value) {
+    xcb_change_property(m_client.xcb(), XCB_PROP_MODE_REPLACE, m_id, property, XCB_ATOM_STRING, 8,
+                        static_cast<uint32_t>(value.size()), value.constData());
 }
 
 void TestWindow::show() {
@@ -47,6 +61,13 @@ void TestWindow::activate() {
 
 void TestWindow::hide() {
     xcb_unmap_window(m_client.xcb(), m_id);
+    xcb_unmap_notify_event_t notice{};
+    notice.response_type = XCB_UNMAP_NOTIFY;
+    notice.event = m_client.root();
+    notice.window = m_id;
+    xcb_send_event(m_client.xcb(), 0, m_client.root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char *>(&notice));
     m_client.sync();
 }
 
@@ -59,6 +80,12 @@ void TestWindow::moveToDesktop(uint32_t number) {
 void TestWindow::close() {
     xcb_destroy_window(m_client.xcb(), m_id);
     m_client.sync();
+}
+
+void TestWindow::replaceBy(const Properties &properties) {
+    close();
+    create(properties);
+    show();
 }
 
 bool TestWindow::isViewable() const {
@@ -77,7 +104,10 @@ bool TestWindow::isActive() const {
     return m_client.numbers(m_client.root(), "_NET_ACTIVE_WINDOW") == std::vector<uint32_t>{m_id};
 }
 
-bool TestWindow::isManaged() const { return !m_client.numbers(m_id, "WM_STATE").empty(); }
+bool TestWindow::isManaged() const {
+    const auto state = m_client.numbers(m_id, "WM_STATE");
+    return !state.empty() && state.front() != withdrawnState;
+}
 
 std::vector<TestWindow::Key> TestWindow::takeKeys() {
     m_client.sync();

@@ -13,6 +13,7 @@ public:
         QByteArray windowClass = "Target"; ///< empty: it has none
         std::optional<uint32_t> processId; ///< what it says, true or not
         bool isOverrideRedirect = false;
+        QByteArray machine = {}; ///< that its program says it runs on; empty: it does not say
     };
 
     struct Key {
@@ -36,12 +37,17 @@ public:
     /// Asks the window manager for the front, as a task bar does.
     void activate();
 
+    /// As programs close a window that they may want again: unmapped, and the window manager told.
     void hide();
+    void setClass(const QByteArray &windowClass);
     void minimise();
     void moveToDesktop(uint32_t number);
 
     /// The window is gone, its program is not.
     void close();
+
+    /// The window is gone, and another with its number is on the screen.
+    void replaceBy(const Properties &properties);
 
     bool isViewable() const;
     bool hasFocus() const;
@@ -54,6 +60,9 @@ public:
     std::vector<Key> takeKeys();
 
 private:
+    void create(const Properties &properties);
+    void setText(xcb_atom_t property, const QByteArray &value);
+
     XcbClient m_client;
     xcb_window_t m_id;
 };

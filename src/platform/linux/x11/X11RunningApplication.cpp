@@ -85,11 +85,9 @@ void bringForward(X11Connection &connection, xcb_window_t window) {
 } // namespace
 
 X11RunningApplication::X11RunningApplication(X11Connection &connection, xcb_window_t window)
-    : m_connection(&connection), m_window(window) {
-    const X11Windows windows(connection);
-    m_processId = windows.processId(window);
-    const bool isOwn = m_processId == static_cast<quint32>(::getpid());
-    m_identifier = isOwn ? X11Workspace::ownIdentifier() : windows.windowClass(window);
+    : m_connection(&connection), m_window(window), m_program(programOf(X11Windows(connection), window)) {
+    const bool isOwn = m_program.processId == static_cast<quint32>(::getpid());
+    m_identifier = isOwn ? X11Workspace::ownIdentifier() : m_program.windowClass;
 }
 
 void X11RunningApplication::activate() {
@@ -105,15 +103,28 @@ void X11RunningApplication::activate() {
     m_connection->flush();
 }
 
+X11RunningApplication::Program X11RunningApplication::programOf(const X11Windows &windows,
+                                                                xcb_window_t window) {
+    return {windows.windowClass(window), windows.machine(window), windows.processId(window)};
+}
+
+/// The number may be another window's by now. Office programs change the class of a window with what is in
+/// it.
+bool X11RunningApplication::isStillOurs(const Program &program) const {
+    if (!m_program.processId)
+        return program == m_program;
+    return program.processId == m_program.processId && program.machine == m_program.machine;
+}
+
 std::optional<xcb_window_t> X11RunningApplication::presentWindow() const {
     const X11Windows windows(*m_connection);
-    if (windows.exists(m_window))
+    if (windows.isPresent(m_window) && isStillOurs(programOf(windows, m_window)))
         return m_window;
+    if (!m_program.windowClass)
+        return {}; // nothing tells it from others
     const auto all = windows.stacked();
     const auto other = std::ranges::find_if(all, [&](xcb_window_t window) {
-        if (m_processId)
-            return windows.processId(window) == m_processId;
-        return m_identifier && windows.windowClass(window) == m_identifier;
+        return window != m_window && windows.isPresent(window) && programOf(windows, window) == m_program;
     });
     if (other == all.end())
         return {};

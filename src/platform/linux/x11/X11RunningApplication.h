@@ -7,6 +7,8 @@
 
 namespace quillora::platform {
 
+class X11Windows;
+
 /// The program behind a top-level window, remembered as it was when the window was seen.
 class X11RunningApplication final : public RunningApplication {
 public:
@@ -15,17 +17,30 @@ public:
     /// The window's class; this program's own identifier for any window of this process.
     std::optional<QString> bundleIdentifier() const override { return m_identifier; }
 
-    /// Raises the window, from an icon or another desktop too, and gives it the keyboard. A window that is
-    /// gone is stood in for by the topmost other one of its program.
+    /// Raises the window, from an icon or another desktop too, and gives it the keyboard. A window that was
+    /// closed is stood in for by the topmost other one of its program, be it that it is destroyed, that its
+    /// program keeps it hidden, or that its number is another's now.
     void activate() override;
 
 private:
+    /// Tells programs from one another as well as windows do. The process alone would not: another sandbox or
+    /// machine has one of that number too.
+    struct Program {
+        std::optional<QString> windowClass;
+        QByteArray machine;
+        std::optional<quint32> processId;
+
+        bool operator==(const Program &) const = default;
+    };
+
+    static Program programOf(const X11Windows &windows, xcb_window_t window);
+    bool isStillOurs(const Program &program) const;
     std::optional<xcb_window_t> presentWindow() const;
 
     QPointer<X11Connection> m_connection;
     xcb_window_t m_window;
+    Program m_program;
     std::optional<QString> m_identifier;
-    std::optional<quint32> m_processId;
 };
 
 } // namespace quillora::platform

@@ -43,16 +43,14 @@ std::vector<xcb_window_t> X11Windows::stacked() const {
     return windows;
 }
 
-bool X11Windows::exists(xcb_window_t window) const {
-    return m_connection.reply(xcb_get_window_attributes_reply,
-                              xcb_get_window_attributes(m_connection.xcb(), window)) != nullptr;
+bool X11Windows::isPresent(xcb_window_t window) const {
+    const auto map = mapState(window);
+    if (!map)
+        return false;
+    return *map != XCB_MAP_STATE_UNMAPPED || state(window).value_or(State::withdrawn) != State::withdrawn;
 }
 
-bool X11Windows::isSeen(xcb_window_t window) const {
-    const auto attributes = m_connection.reply(xcb_get_window_attributes_reply,
-                                               xcb_get_window_attributes(m_connection.xcb(), window));
-    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
-}
+bool X11Windows::isSeen(xcb_window_t window) const { return mapState(window) == XCB_MAP_STATE_VIEWABLE; }
 
 std::optional<uint32_t> X11Windows::otherDesktop(xcb_window_t window) const {
     const auto desktop = numbers(window, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL);
@@ -68,6 +66,10 @@ std::optional<QString> X11Windows::windowClass(xcb_window_t window) const {
     if (names.size() < 2 || names[1].isEmpty())
         return {};
     return QString::fromUtf8(names[1]);
+}
+
+QByteArray X11Windows::machine(xcb_window_t window) const {
+    return bytes(window, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING);
 }
 
 std::optional<quint32> X11Windows::processId(xcb_window_t window) const {
@@ -97,7 +99,7 @@ xcb_window_t X11Windows::underPointer() const {
 
 std::optional<xcb_window_t> X11Windows::topLevelAround(xcb_window_t window) const {
     while (window != m_connection.root()) {
-        if (isManaged(window))
+        if (state(window))
             return window;
         const auto tree =
             m_connection.reply(xcb_query_tree_reply, xcb_query_tree(m_connection.xcb(), window));
@@ -110,8 +112,19 @@ std::optional<xcb_window_t> X11Windows::topLevelAround(xcb_window_t window) cons
     return {};
 }
 
-bool X11Windows::isManaged(xcb_window_t window) const {
-    return !numbers(window, "WM_STATE", m_connection.atom("WM_STATE")).empty();
+std::optional<X11Windows::State> X11Windows::state(xcb_window_t window) const {
+    const auto words = numbers(window, "WM_STATE", m_connection.atom("WM_STATE"));
+    if (words.empty())
+        return {};
+    return State{words.front()};
+}
+
+std::optional<uint8_t> X11Windows::mapState(xcb_window_t window) const {
+    const auto attributes = m_connection.reply(xcb_get_window_attributes_reply,
+                                               xcb_get_window_attributes(m_connection.xcb(), window));
+    if (!attributes)
+        return {};
+    return attributes->map_state;
 }
 
 QByteArray X11Windows::bytes(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) const {

@@ -23,7 +23,9 @@ public:
     /// All of them, the one on top first.
     std::vector<xcb_window_t> stacked() const;
 
-    bool exists(xcb_window_t window) const;
+    /// Whether the user can get at it: it is on the screen, minimised or on another desktop. A window that
+    /// its program has closed without destroying it is not.
+    bool isPresent(xcb_window_t window) const;
 
     /// Whether it is on the screen, be it behind others.
     bool isSeen(xcb_window_t window) const;
@@ -34,14 +36,21 @@ public:
     /// The class under which its program is known.
     std::optional<QString> windowClass(xcb_window_t window) const;
 
-    /// The process that it says it belongs to.
+    /// The machine that its program says it runs on.
+    QByteArray machine(xcb_window_t window) const;
+
+    /// The process that it says it belongs to. Sandboxes and machines number theirs each by itself.
     std::optional<quint32> processId(xcb_window_t window) const;
 
 private:
+    enum class State : uint32_t { withdrawn = 0, normal = 1, iconic = 3 };
+
     std::optional<xcb_window_t> withKeyboard() const;
     xcb_window_t underPointer() const;
     std::optional<xcb_window_t> topLevelAround(xcb_window_t window) const;
-    bool isManaged(xcb_window_t window) const;
+    /// What its window manager says of it; nothing where none has taken it on.
+    std::optional<State> state(xcb_window_t window) const;
+    std::optional<uint8_t> mapState(xcb_window_t window) const;
     QByteArray bytes(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) const;
     std::vector<uint32_t> numbers(xcb_window_t window, const QByteArray &property, xcb_atom_t type) const;
 
