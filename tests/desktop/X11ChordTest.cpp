@@ -139,20 +139,23 @@ private Q_SLOTS:
         QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
     }
 
-    void terminalsGetTheirOwnWayToPaste_data() {
+    void programsGetTheirOwnWayToPaste_data() {
         QTest::addColumn<QByteArray>("windowClass");
         QTest::addColumn<xcb_keycode_t>("key");
         QTest::addColumn<unsigned>("modifiers");
         QTest::addColumn<int>("primaryRequests");
         constexpr unsigned controlShift = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT;
         for (const char *name :
-             {"Gnome-terminal", "Xfce4-terminal", "konsole", "kitty", "Alacritty", "Tilix"})
+             {"Gnome-terminal", "Xfce4-terminal", "konsole", "kitty", "Alacritty", "Tilix", "st-256color"})
             QTest::newRow(name) << QByteArray(name) << keyOfV << controlShift << 0;
-        for (const char *name : {"XTerm", "UXTerm", "URxvt"})
+        for (const char *name : {"XTerm", "UXTerm", "URxvt", "Gvim"})
             QTest::newRow(name) << QByteArray(name) << keyOfInsert << unsigned{XCB_MOD_MASK_SHIFT} << 1;
+        QTest::newRow("Emacs") << QByteArray("Emacs") << keyOfInsert << unsigned{XCB_MOD_MASK_SHIFT} << 0;
+        QTest::newRow("an unknown class")
+            << QByteArray("Whatever") << keyOfV << unsigned{XCB_MOD_MASK_CONTROL} << 0;
         QTest::newRow("no class") << QByteArray() << keyOfV << unsigned{XCB_MOD_MASK_CONTROL} << 0;
     }
-    void terminalsGetTheirOwnWayToPaste() {
+    void programsGetTheirOwnWayToPaste() {
         QFETCH(QByteArray, windowClass);
         QFETCH(xcb_keycode_t, key);
         QFETCH(unsigned, modifiers);

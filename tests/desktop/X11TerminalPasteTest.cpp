@@ -38,14 +38,29 @@ private:
 
 } // namespace
 
-/// A paste into a terminal that pastes the primary selection only.
+/// A paste into real programs that have a way of their own to take one.
 class X11TerminalPasteTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void cleanup() {
+        m_program.reset();
+        QFile::remove(path());
+    }
+
+    void theTextArrivesAndBothSelectionsComeBack_data() {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<QString>("windowClass");
+        QTest::newRow("xterm") << u"xterm"_qs << u"XTerm"_qs;
+        QTest::newRow("urxvt") << u"urxvt"_qs << u"URxvt"_qs;
+        QTest::newRow("st") << u"stterm"_qs << u"st-256color"_qs;
+    }
     void theTextArrivesAndBothSelectionsComeBack() {
-        const auto xterm = m_display.start(
-            u"xterm"_qs, {u"-e"_qs, u"sh"_qs, u"-c"_qs, u"stty raw -echo; cat > "_qs + path()});
+        QFETCH(QString, program);
+        QFETCH(QString, windowClass);
+        m_program =
+            m_display.start(program, {u"-e"_qs, u"sh"_qs, u"-c"_qs, u"stty raw -echo; cat > "_qs + path()});
+        QVERIFY(isInFront(windowClass));
         QVERIFY(takesKeys());
         const SelectionPeer owner(m_display.name(), "CLIPBOARD",
                                   {{.target = "image/png", .data = "\x89PNG"}});
@@ -62,19 +77,22 @@ private Q_SLOTS:
     }
 
 private:
+    bool isInFront(const QString &windowClass) {
+        const platform::X11Windows windows(m_desktop.connection());
+        return ChildProcess::waitUntil([&] {
+            const auto window = windows.active();
+            return window && windows.windowClass(*window) == windowClass;
+        });
+    }
+
     /// A window that is up need not listen to the keyboard yet.
     bool takesKeys() {
-        const platform::X11Windows windows(m_desktop.connection());
-        const bool isInFront = ChildProcess::waitUntil([&] {
-            const auto window = windows.active();
-            return window && windows.windowClass(*window) == u"XTerm"_qs;
-        });
         TestKeyboard keyboard(m_display.name());
         constexpr auto keyOfA = 38;
-        return isInFront && ChildProcess::waitUntil([&] {
-                   keyboard.tap(keyOfA);
-                   return ChildProcess::waitUntil([this] { return !content().isEmpty(); }, 500);
-               });
+        return ChildProcess::waitUntil([&] {
+            keyboard.tap(keyOfA);
+            return ChildProcess::waitUntil([this] { return !content().isEmpty(); }, 500);
+        });
     }
 
     QString path() const { return m_display.folder() + u"/text"_qs; }
@@ -86,6 +104,7 @@ private:
 
     const VirtualDisplay m_display{VirtualDisplay::WindowManager::openbox};
     PastingDesktop m_desktop{m_display.name()};
+    std::unique_ptr<ChildProcess> m_program;
 };
 
 } // namespace quillora::test

@@ -119,10 +119,12 @@ X11Keystrokes::Chord X11Keystrokes::preparedPasteChord(const X11Keymap &keymap) 
     const auto target = windows.active();
     const auto windowClass = target ? windows.windowClass(*target) : std::nullopt;
     switch (pasteChordFor(windowClass)) {
-    case X11PasteChord::shiftInsert:
+    case X11PasteChord::shiftInsertPrimary:
         if (m_preparePrimarySelection)
             m_preparePrimarySelection();
         return {{XCB_MAP_INDEX_SHIFT}, keyOrPosition(keymap, insertSymbol, insertKeyCode)};
+        [[fallthrough]];
+    case X11PasteChord::shiftInsert:
     case X11PasteChord::controlShiftV:
         return {{XCB_MAP_INDEX_CONTROL, XCB_MAP_INDEX_SHIFT}, keyOrPosition(keymap, vSymbol, ansiVKeyCode)};
     case X11PasteChord::controlV:

@@ -15,12 +15,12 @@ class X11KeysDown;
 /// Synthesises keystrokes by the server's XTEST extension.
 ///
 /// Command+V stands for the desktop's paste chord: Ctrl+V by the key that means V in the layout in force, or
-/// what the focused terminal knows for it. Any other event is the key at that position, with Command as Super
+/// what the focused program knows for it. Any other event is the key at that position, with Command as Super
 /// and Option as Alt. Modifiers that the user holds are lifted in an order that opens no menu, and never
 /// pressed again: where the keyboard is a device of its own, they would stay down for ever.
 class X11Keystrokes final : public Keystrokes {
 public:
-    /// `preparePrimarySelection` puts the text into the primary selection, for terminals that paste nothing
+    /// `preparePrimarySelection` puts the text into the primary selection, for programs that paste nothing
     /// else; it is called right before the chord. Both references must outlive this object.
     X11Keystrokes(X11Connection &connection, X11HotKeyEvents &hotKeyEvents,
                   std::function<void()> preparePrimarySelection = {});

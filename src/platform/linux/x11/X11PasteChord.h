@@ -9,8 +9,9 @@ namespace quillora::platform {
 /// The ways in which X11 programs take a paste from the keyboard.
 enum class X11PasteChord {
     controlV,
-    controlShiftV, ///< terminals: Ctrl+V means something to what runs in them
-    shiftInsert,   ///< pastes the primary selection, not the clipboard
+    controlShiftV,      ///< where Ctrl+V means something to what runs in the program
+    shiftInsert,        ///< where the program has no other way to the clipboard
+    shiftInsertPrimary, ///< the same keys, but they paste the primary selection
 };
 
 /// What pastes into a window of this class.
