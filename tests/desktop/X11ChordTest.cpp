@@ -19,7 +19,16 @@ constexpr xcb_keycode_t keyOfV = 55;
 constexpr xcb_keycode_t keyOfInsert = 118;
 constexpr unsigned noModifiers = 0;
 
+/// What pastes into a window.
+struct Chord {
+    QByteArray windowClass;
+    xcb_keycode_t key;
+    unsigned modifiers;
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(Chord)
 
 /// The exact keystrokes that arrive in the focused window, whatever is held and whatever the layout.
 class X11ChordTest : public QObject {
@@ -37,8 +46,7 @@ private Q_SLOTS:
     }
     void cleanup() {
         m_keyboard->releaseAll();
-        if (m_keyboard->modifiers() & XCB_MOD_MASK_LOCK)
-            m_keyboard->tap(TestKeyboard::capsLock);
+        m_keyboard->unstickModifiers();
         m_keystrokes.reset();
         m_hotKeys.reset();
         m_connection.reset();
@@ -137,6 +145,81 @@ private Q_SLOTS:
         paste();
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
         QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+    }
+
+    void aModifierThatSticksIsNotPartOfTheChord_data() { addStickyModifiers(); }
+    void aModifierThatSticksIsNotPartOfTheChord() {
+        QFETCH(Chord, chord);
+        focusWindowOfClass(chord.windowClass);
+        tapStickyModifiers();
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(chord.key, chord.modifiers));
+    }
+
+    void noModifierSticksAfterwards_data() { addStickyModifiers(); }
+    void noModifierSticksAfterwards() {
+        QFETCH(Chord, chord);
+        focusWindowOfClass(chord.windowClass);
+        tapStickyModifiers();
+        m_window->takeKeys();
+        paste();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        QCOMPARE(m_keyboard->modifiers(), noModifiers);
+        m_window->takeKeys();
+        m_keyboard->tap(keyOfV);
+        QVERIFY(waitForChord(keyOfV, noModifiers));
+    }
+
+    void aHeldModifierThatWouldStickDoesNot_data() {
+        QTest::addColumn<xcb_keycode_t>("modifier");
+        QTest::addColumn<Chord>("chord");
+        for (const auto &[name, modifier] : modifierKeys()) {
+            for (const Chord &chord : chords())
+                QTest::addRow("%s, %s", name, chord.windowClass.constData()) << modifier << chord;
+        }
+    }
+    void aHeldModifierThatWouldStickDoesNot() {
+        QFETCH(xcb_keycode_t, modifier);
+        QFETCH(Chord, chord);
+        focusWindowOfClass(chord.windowClass);
+        m_keyboard->stickModifiers();
+        m_keyboard->press(modifier);
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(chord.key, chord.modifiers));
+        m_keyboard->releaseAll();
+        QCOMPARE(m_keyboard->modifiers(), noModifiers);
+    }
+
+    /// The server ends them when two keys go down at once.
+    void stickyKeysStaySwitchedOn_data() { addStickyModifiers(); }
+    void stickyKeysStaySwitchedOn() {
+        QFETCH(Chord, chord);
+        focusWindowOfClass(chord.windowClass);
+        tapStickyModifiers();
+        paste();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        QVERIFY(m_keyboard->doModifiersStick());
+    }
+
+    void theUsersTwoKeysAtOnceStillEndStickyKeysAfterwards() {
+        m_keyboard->stickModifiers();
+        paste();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        m_keyboard->tapWith({TestKeyboard::shift}, keyOfV);
+        QVERIFY(!m_keyboard->doModifiersStick());
+    }
+
+    void lockKeysStayAsTheyAre() {
+        constexpr unsigned capsAndNumLock = XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2;
+        m_keyboard->tap(TestKeyboard::capsLock);
+        m_keyboard->tap(TestKeyboard::numLock);
+        QCOMPARE(m_keyboard->modifiers(), capsAndNumLock);
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+        QCOMPARE(m_keyboard->modifiers(), capsAndNumLock);
     }
 
     void programsGetTheirOwnWayToPaste_data() {
@@ -304,7 +387,51 @@ private Q_SLOTS:
         QCOMPARE(m_keyboard->modifiers(), held.isCapsLockOn ? unsigned{XCB_MOD_MASK_LOCK} : noModifiers);
     }
 
+    void whatSticksOnAKeyboardOfItsOwnMakesNoDifference_data() { addStickyModifiers(); }
+    void whatSticksOnAKeyboardOfItsOwnMakesNoDifference() {
+        QFETCH(Chord, chord);
+        m_keyboard = std::make_unique<TestKeyboard>(m_display.name(), deviceOfTheUser());
+        focusWindowOfClass(chord.windowClass);
+        tapStickyModifiers();
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(chord.key, chord.modifiers));
+        QVERIFY(m_keyboard->doModifiersStick());
+        m_keyboard->tap(keyOfV);
+        QVERIFY(waitForChord(keyOfV, noModifiers));
+    }
+
 private:
+    static std::vector<std::pair<const char *, xcb_keycode_t>> modifierKeys() {
+        return {{"Ctrl", TestKeyboard::control},
+                {"Alt", TestKeyboard::alt},
+                {"Shift", TestKeyboard::shift},
+                {"Super", TestKeyboard::super}};
+    }
+    static std::vector<Chord> chords() {
+        return {{"Editor", keyOfV, XCB_MOD_MASK_CONTROL}, {"XTerm", keyOfInsert, XCB_MOD_MASK_SHIFT}};
+    }
+    static void addStickyModifiers() {
+        QTest::addColumn<xcb_keycode_t>("modifier");
+        QTest::addColumn<int>("taps");
+        QTest::addColumn<Chord>("chord");
+        for (const auto &[name, modifier] : modifierKeys()) {
+            for (const Chord &chord : chords()) {
+                QTest::addRow("%s latched, %s", name, chord.windowClass.constData())
+                    << modifier << 1 << chord;
+                QTest::addRow("%s locked, %s", name, chord.windowClass.constData()) << modifier << 2 << chord;
+            }
+        }
+    }
+    void tapStickyModifiers() {
+        QFETCH(xcb_keycode_t, modifier);
+        QFETCH(int, taps);
+        m_keyboard->stickModifiers();
+        for (int i = 0; i < taps; ++i)
+            m_keyboard->tap(modifier);
+        QVERIFY(m_keyboard->modifiers() != noModifiers);
+    }
+
     /// Ordinary keyboards are devices apart from the one that programs synthesise keystrokes on.
     static void addKeyboards() {
         QTest::addColumn<bool>("isOwnDevice");

@@ -50,6 +50,30 @@ void TestKeyboard::lockModifiers(uint8_t modifiers) {
     m_client.sync();
 }
 
+void TestKeyboard::stickModifiers() { setStickyKeys(XCB_XKB_BOOL_CTRL_STICKY_KEYS); }
+
+void TestKeyboard::unstickModifiers() {
+    setStickyKeys(0);
+    auto *xcb = m_client.xcb();
+    constexpr uint8_t all = 0xff;
+    xcb_xkb_latch_lock_state(xcb, XCB_XKB_ID_USE_CORE_KBD, all, 0, 0, 0, all, 0, 0);
+    m_client.sync();
+}
+
+bool TestKeyboard::doModifiersStick() const {
+    const auto controls = XcbClient::owned(xcb_xkb_get_controls_reply(
+        m_client.xcb(), xcb_xkb_get_controls(m_client.xcb(), XCB_XKB_ID_USE_CORE_KBD), nullptr));
+    return controls && (controls->enabledControls & XCB_XKB_BOOL_CTRL_STICKY_KEYS);
+}
+
+void TestKeyboard::setStickyKeys(uint32_t controls) {
+    constexpr uint8_t eachKeyRepeats[32] = {};
+    xcb_xkb_set_controls(m_client.xcb(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                         XCB_XKB_BOOL_CTRL_STICKY_KEYS, controls, XCB_XKB_CONTROL_CONTROLS_ENABLED, 0, 0, 0,
+                         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, eachKeyRepeats);
+    m_client.sync();
+}
+
 std::vector<xcb_keycode_t> TestKeyboard::keysDown() const {
     const auto keys =
         XcbClient::owned(xcb_query_keymap_reply(m_client.xcb(), xcb_query_keymap(m_client.xcb()), nullptr));

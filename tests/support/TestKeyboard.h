@@ -39,6 +39,14 @@ public:
     /// Locks exactly these of the eight modifiers, as lock keys do.
     void lockModifiers(uint8_t modifiers);
 
+    /// From here on a tap of Shift, Ctrl, Alt or Super holds for the next key, and a second one until a
+    /// third.
+    void stickModifiers();
+
+    /// Ends it. So does the server when a modifier is held with another key.
+    void unstickModifiers();
+    bool doModifiersStick() const;
+
     /// The keys that the server holds to be down.
     std::vector<xcb_keycode_t> keysDown() const;
 
@@ -46,6 +54,7 @@ public:
     unsigned modifiers() const;
 
 private:
+    void setStickyKeys(uint32_t controls);
     void fake(uint8_t type, xcb_keycode_t key);
 
     XcbClient m_client;

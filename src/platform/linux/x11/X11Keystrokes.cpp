@@ -6,6 +6,7 @@
 #include "platform/linux/x11/X11KeysDown.h"
 #include "platform/linux/x11/X11PasteChord.h"
 #include "platform/linux/x11/X11Windows.h"
+#include "platform/linux/x11/X11Xkb.h"
 
 #include <algorithm>
 #include <utility>
@@ -122,9 +123,9 @@ X11Keystrokes::Chord X11Keystrokes::preparedPasteChord(const X11Keymap &keymap) 
     case X11PasteChord::shiftInsertPrimary:
         if (m_preparePrimarySelection)
             m_preparePrimarySelection();
-        return {{XCB_MAP_INDEX_SHIFT}, keyOrPosition(keymap, insertSymbol, insertKeyCode)};
         [[fallthrough]];
     case X11PasteChord::shiftInsert:
+        return {{XCB_MAP_INDEX_SHIFT}, keyOrPosition(keymap, insertSymbol, insertKeyCode)};
     case X11PasteChord::controlShiftV:
         return {{XCB_MAP_INDEX_CONTROL, XCB_MAP_INDEX_SHIFT}, keyOrPosition(keymap, vSymbol, ansiVKeyCode)};
     case X11PasteChord::controlV:
@@ -144,12 +145,14 @@ void X11Keystrokes::letThrough(const Chord &chord) {
 }
 
 void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
+    m_stickyKeys.emplace(m_connection);
     const X11KeysDown keysDown(m_connection);
     // It would swallow the chord. Nothing is waited for from here on, so that no new one comes in between.
     m_hotKeyEvents.releaseActiveGrab();
     replaceModifiersByControl(keymap, keysDown);
     if (!std::ranges::count(chord.modifiers, XCB_MAP_INDEX_CONTROL))
         letGo();
+    unstickModifiers(keymap);
     for (const auto modifier : chord.modifiers) {
         const auto key = modifierKey(modifier, keymap, keysDown);
         if (key && modifier != XCB_MAP_INDEX_CONTROL)
@@ -183,6 +186,16 @@ void X11Keystrokes::replaceModifiersByControl(const X11Keymap &keymap, const X11
     }
 }
 
+/// After all that has been lifted: with sticky keys, a modifier sticks by going up alone.
+void X11Keystrokes::unstickModifiers(const X11Keymap &keymap) {
+    uint8_t modifiers = 0xff;
+    for (const auto lock : keymap.lockModifiers())
+        modifiers &= static_cast<uint8_t>(~(1u << lock));
+    constexpr uint8_t none = 0;
+    xcb_xkb_latch_lock_state(m_connection.xcb(), XCB_XKB_ID_USE_CORE_KBD, modifiers, none, 0, 0, modifiers, 0,
+                             0);
+}
+
 void X11Keystrokes::hold(xcb_keycode_t key) {
     fake(XCB_KEY_PRESS, key);
     m_pressed.push_back(key);
@@ -199,6 +212,7 @@ void X11Keystrokes::letGo() {
 
 void X11Keystrokes::end() {
     letGo();
+    m_stickyKeys.reset();
     if (std::exchange(m_areHotKeysSuspended, false))
         m_hotKeyEvents.resume();
 }

@@ -2,6 +2,7 @@
 
 #include "platform/Keystrokes.h"
 #include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11StickyKeys.h"
 
 #include <functional>
 #include <vector>
@@ -17,7 +18,8 @@ class X11KeysDown;
 /// Command+V stands for the desktop's paste chord: Ctrl+V by the key that means V in the layout in force, or
 /// what the focused program knows for it. Any other event is the key at that position, with Command as Super
 /// and Option as Alt. Modifiers that the user holds are lifted in an order that opens no menu, and never
-/// pressed again: where the keyboard is a device of its own, they would stay down for ever.
+/// pressed again: where the keyboard is a device of its own, they would stay down for ever. Those that stick,
+/// for the next key or until they are tapped again, are lifted likewise; lock keys stay as they are.
 class X11Keystrokes final : public Keystrokes {
 public:
     /// `preparePrimarySelection` puts the text into the primary selection, for programs that paste nothing
@@ -46,6 +48,7 @@ private:
     void letThrough(const Chord &chord);
     void press(const Chord &chord, const X11Keymap &keymap);
     void replaceModifiersByControl(const X11Keymap &keymap, const X11KeysDown &keysDown);
+    void unstickModifiers(const X11Keymap &keymap);
     void hold(xcb_keycode_t key);
     void letGo();
     void end();
@@ -54,7 +57,8 @@ private:
     X11Connection &m_connection;
     X11HotKeyEvents &m_hotKeyEvents;
     std::function<void()> m_preparePrimarySelection;
-    std::vector<xcb_keycode_t> m_pressed; ///< in the order in which they went down
+    std::vector<xcb_keycode_t> m_pressed;      ///< in the order in which they went down
+    std::optional<X11StickyKeys> m_stickyKeys; ///< kept as they are while keys are pressed
     bool m_areHotKeysSuspended = false;
 };
 
