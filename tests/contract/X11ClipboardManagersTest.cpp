@@ -97,6 +97,39 @@ private Q_SLOTS:
         QVERIFY(kept->data == image);
     }
 
+    void whatAPasteHasNotGivenBackYetOutlivesTheProgram_data() { keepers(); }
+    void whatAPasteHasNotGivenBackYetOutlivesTheProgram() {
+        QVERIFY(awaitKeeper());
+        put({{.target = "UTF8_STRING", .data = "caption"}});
+        QVERIFY(PasteboardInserter().paste(u"one"_qs, nullptr));
+        QVERIFY(PasteboardInserter().paste(u"two"_qs, nullptr));
+        QCOMPARE(pasted(), "two");
+        m_desktop->x11->handOver();
+        m_desktop.reset();
+        QTRY_COMPARE(pasted(), "caption");
+    }
+
+    void aTextThatAPasteHasNotTakenAwayYetDoesNotOutliveTheProgram_data() { keepers(); }
+    void aTextThatAPasteHasNotTakenAwayYetDoesNotOutliveTheProgram() {
+        QVERIFY(awaitKeeper());
+        QVERIFY(PasteboardInserter().paste(u"dictated"_qs, nullptr));
+        m_desktop->x11->handOver();
+        m_desktop.reset();
+        QVERIFY(!happensSoon([&] { return !m_clipboard->targets().isEmpty(); }));
+    }
+
+    void whatAnotherProgramHasCopiedMeanwhileStays_data() { keepers(); }
+    void whatAnotherProgramHasCopiedMeanwhileStays() {
+        QVERIFY(awaitKeeper());
+        put({{.target = "UTF8_STRING", .data = "before"}});
+        QVERIFY(PasteboardInserter().paste(u"dictated"_qs, nullptr));
+        put({{.target = "UTF8_STRING", .data = "meanwhile"}});
+        QTRY_COMPARE(pasted(), "meanwhile");
+        m_desktop->x11->handOver();
+        m_desktop.reset();
+        QCOMPARE(pasted(), "meanwhile");
+    }
+
 private:
     /// Managers that record what they see.
     static void recorders() {

@@ -66,13 +66,24 @@ class TerminalTest(unittest.TestCase):
         wait_for("the clipboard's return", lambda: self.held("clipboard") == COPIED)
         wait_for("the primary selection's return", lambda: self.held("primary") == MARKED)
 
-    def test_what_was_given_back_outlives_the_program_beside_a_clipboard_manager(self):
+    def dictate_beside_a_clipboard_manager(self):
+        """Ends with the clipboard given back."""
         self.desktop.start(["xfsettingsd", "--disable-wm-check"])
         wait_for("the clipboard manager", lambda: self.desktop.is_owned("CLIPBOARD_MANAGER"))
         self.have(COPIED, "clipboard")
         self.dictate()
         wait_for("the clipboard's return", lambda: self.held("clipboard") == COPIED)
+
+    def test_what_was_given_back_outlives_the_program_beside_a_clipboard_manager(self):
+        self.dictate_beside_a_clipboard_manager()
         self.assertTrue(self.desktop.stop(self.person.quillora, seconds=5), "it did not end when it was asked to")
+        self.assertEqual(self.held("clipboard"), COPIED)
+
+    def test_what_was_given_back_outlives_the_loss_of_the_panels_connection(self):
+        self.dictate_beside_a_clipboard_manager()
+        panel = self.desktop.run(["xdotool", "search", "--pid", str(self.person.quillora.pid)]).split()[0]
+        self.desktop.run(["xdotool", "windowkill", panel.decode()])
+        self.assertEqual(self.person.quillora.wait(5), 1)
         self.assertEqual(self.held("clipboard"), COPIED)
 
 

@@ -56,7 +56,10 @@ struct LinuxPlatform::Facilities {
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession;
 
-    X11Departure departure{x11, [this] { translators.reset(); }}; // or its processes would stay
+    X11Departure departure{x11, [this] {
+                               translators.reset(); // or its processes would stay
+                               pasteboard.handOver();
+                           }};
 };
 
 LinuxPlatform::LinuxPlatform(const QtHttpSession::Advice &advice)

@@ -18,7 +18,8 @@ class X11Departure : public QObject {
 public:
     static constexpr int status = 1;
 
-    /// `farewell` is called before the end, to end what would outlive the program.
+    /// `farewell` is called before the end: to end what would outlive the program, and to save what would
+    /// not.
     X11Departure(X11Connection &connection, std::function<void()> farewell);
 
     /// From here on an exit is nothing but an exit.

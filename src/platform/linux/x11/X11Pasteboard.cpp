@@ -98,11 +98,10 @@ X11Pasteboard::~X11Pasteboard() {
 }
 
 std::vector<std::unique_ptr<PasteboardEntry>> X11Pasteboard::items() {
-    m_isSaved = true;
+    m_saved = readContents();
     std::vector<std::unique_ptr<PasteboardEntry>> entries;
-    auto contents = readContents();
-    if (!contents.values.empty())
-        entries.push_back(std::make_unique<Entry>(std::move(contents)));
+    if (!m_saved->values.empty())
+        entries.push_back(std::make_unique<Entry>(*m_saved));
     return entries;
 }
 
@@ -119,9 +118,15 @@ void X11Pasteboard::clearContents() { m_clearing.start(0); }
 
 void X11Pasteboard::setString(const QString &text) {
     auto contents = X11SelectionContents::ofText(text);
-    if (m_isSaved)
-        contents.values.push_back({X11SelectionType::bytes(secretHintTarget), "secret"});
+    if (!m_saved) {
+        replaceContents(std::move(contents));
+        return;
+    }
+    auto displaced =
+        std::move(m_displaced ? m_displaced : m_saved); // of several texts, what the first displaced
+    contents.values.push_back({X11SelectionType::bytes(secretHintTarget), "secret"});
     replaceContents(std::move(contents));
+    m_displaced = std::move(displaced);
 }
 
 void X11Pasteboard::writeItems(const std::vector<PasteboardItem> &items) {
@@ -133,12 +138,14 @@ void X11Pasteboard::writeItems(const std::vector<PasteboardItem> &items) {
 
 void X11Pasteboard::replaceContents(X11SelectionContents contents) {
     m_clearing.stop();
-    m_isSaved = false;
+    m_saved.reset();
+    m_displaced.reset();
     m_owner.own(clipboard, std::move(contents));
 }
 
 void X11Pasteboard::clearNow() {
     m_clearing.stop();
+    m_displaced.reset();
     m_owner.clear(clipboard);
     m_loan.giveBack();
 }
@@ -151,9 +158,21 @@ void X11Pasteboard::lendToPrimary() {
         m_loan.take(*ours);
 }
 
+/// Not from under another program that has taken the clipboard meanwhile.
+void X11Pasteboard::takeTextAway() {
+    const auto displaced = std::exchange(m_displaced, {});
+    if (!displaced || !m_owner.held(clipboard))
+        return;
+    if (displaced->values.empty())
+        m_owner.clear(clipboard);
+    else
+        m_owner.own(clipboard, *displaced);
+}
+
 void X11Pasteboard::handOver() {
     if (m_clearing.isActive())
         clearNow();
+    takeTextAway();
     m_loan.giveBack();
     m_owner.handOver(handOverLimit);
 }

@@ -35,20 +35,22 @@ public:
     /// pasteboard is given back. Does nothing where the pasteboard holds nothing of ours.
     void lendToPrimary();
 
-    /// To be called before the program ends: lets a clipboard manager, where one runs, keep what we offer.
-    /// Takes 500 ms at most.
+    /// To be called before the program ends: lets a clipboard manager, where one runs, keep what we offer, or
+    /// what a text stands in for that is going to be taken away again. Takes 500 ms at most.
     void handOver();
 
 private:
     X11SelectionContents readContents();
     void replaceContents(X11SelectionContents contents);
     void clearNow();
+    void takeTextAway();
 
     X11SelectionReader m_reader;
     X11SelectionOwner m_owner;
     PrimarySelectionLoan m_loan{m_reader, m_owner};
     QTimer m_clearing;
-    bool m_isSaved = false; ///< it was read, and nothing was written since
+    std::optional<X11SelectionContents> m_saved;     ///< it was read, and nothing was written since
+    std::optional<X11SelectionContents> m_displaced; ///< what stood there before the text that will go again
 };
 
 } // namespace quillora::platform
