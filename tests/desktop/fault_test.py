@@ -4,6 +4,7 @@ afterwards: the status, the keys, the clipboard and the next dictation. The path
 what follows is for unittest."""
 
 import os
+import resource
 import shutil
 import signal
 import subprocess
@@ -310,6 +311,32 @@ class RecognizerDataFaultTest(FaultTest):
         self.assertIsNone(quillora.poll())
         self.desktop.run(["xdotool", "key", "Escape"])
         self.assertEqual(quillora.wait(10), 1)
+
+
+class CrashTest(FaultTest):
+    """Its memory holds the token, the words and what was copied."""
+
+    def test_no_image_of_its_memory_is_left(self):
+        self.desktop.stop(self.person.quillora)
+        folder = os.path.join(self.desktop.folder, "crash")
+        os.mkdir(folder)
+        # As somebody starts it who wants to see dumps of his programs.
+        self.start_quillora(cwd=folder, preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_CORE, (resource.RLIM_INFINITY, resource.RLIM_INFINITY)))
+        os.kill(self.person.quillora.pid, signal.SIGSEGV)
+        end = os.waitid(os.P_PID, self.person.quillora.pid, os.WEXITED | os.WNOWAIT)
+        self.assertEqual((end.si_code, end.si_status), (os.CLD_KILLED, signal.SIGSEGV))
+        self.assertEqual(os.listdir(folder), [])
+        self.desktop.stop(self.person.quillora)
+        self.start_quillora()
+
+    def test_its_processes_have_one_byte_for_it_at_most(self):
+        """Which is also what keeps it from a program that collects such images."""
+        self.person.start_translators()
+        for pid in [self.person.quillora.pid, *self.person.translators()]:
+            with open(f"/proc/{pid}/limits", encoding="ascii") as file:
+                limit = next(line for line in file if line.startswith("Max core file size"))
+            self.assertEqual(limit.split()[4:6], ["1", "1"])
 
 
 class DisplayFaultTest(unittest.TestCase):
