@@ -3,7 +3,6 @@
 #include "controller/HostedEndpoint.h"
 #include "insertion/KeychainStore.h"
 #include "platform/KeychainAvailability.h"
-#include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "platform/UserDefaults.h"
 
@@ -20,6 +19,9 @@ const QString targetKey = u"targetLanguageIdentifier"_qs;
 const QString engineKey = u"translationEngineIdentifier"_qs;
 const QString endpointKey = u"openAIEndpointString"_qs;
 const QString tokenKey = u"openAIClientToken"_qs;
+
+/// A pause in the typing, so that no letter of a token goes into the dialog that asks for the keychain.
+constexpr std::chrono::milliseconds typingPause(1000);
 
 } // namespace
 
@@ -49,6 +51,7 @@ AppController::AppController(QObject *parent)
 }
 
 AppController::~AppController() {
+    panelClosed();
     Platform::current().keychainAvailability().setObserver({});
     Platform::current().workspace().removeActivationObserver(m_activationObserver);
 }
@@ -84,6 +87,7 @@ void AppController::setOpenAIClientToken(const QString &token) {
     m_openAIClientToken = token;
     Q_EMIT changed();
     storeClientToken();
+    askForKeychainLater();
 }
 
 void AppController::storeClientToken() {
@@ -91,6 +95,41 @@ void AppController::storeClientToken() {
     const int failuresBefore = availability.failedChangeCount();
     KeychainStore::setString(m_openAIClientToken, tokenKey);
     m_isClientTokenUnstored = availability.failedChangeCount() != failuresBefore;
+}
+
+void AppController::panelOpened() {
+    m_isPanelOpen = true;
+    m_hasAskedForKeychain = false;
+}
+
+void AppController::panelClosed() {
+    m_isPanelOpen = false;
+    if (m_keychainQuestion)
+        m_keychainQuestion->cancel();
+}
+
+void AppController::askForKeychainLater() {
+    if (m_keychainQuestion)
+        m_keychainQuestion->cancel();
+    if (!m_isPanelOpen || m_hasAskedForKeychain || !m_isClientTokenUnstored)
+        return;
+    m_keychainQuestion =
+        Platform::current().mainQueue().asyncAfter(typingPause, [self = QPointer<AppController>(this)] {
+            if (self)
+                self->askForKeychain();
+        });
+}
+
+/// Not amid a dictation: the dialog would take the keys of the paste.
+void AppController::askForKeychain() {
+    if (!m_isClientTokenUnstored || m_isRecording || m_isProcessing)
+        return;
+    m_hasAskedForKeychain = true;
+    Platform::current().keychainAvailability().askToUnlock([self = QPointer<AppController>(this)] {
+        // A panel that was left meanwhile has closed, and stays so.
+        if (self && self->m_isPanelOpen)
+            self->needAttention();
+    });
 }
 
 SpokenLanguageOption AppController::selectedSource() const {

@@ -2,6 +2,7 @@
 
 #include "hotkey/AppHotKey.h"
 #include "insertion/PasteboardInserter.h"
+#include "platform/MainQueue.h"
 #include "platform/Workspace.h"
 #include "speech/SpeechRecognizerService.h"
 #include "translation/LanguageCatalog.h"
@@ -112,6 +113,11 @@ public:
     void setRecordedHotKey(const AppHotKey &hotKey);
     void resetHotKey();
 
+    /// The panel says when the user has it before him: only then may he be asked, once, to unlock the
+    /// keychain for a token that he has typed. The panel needs attention again when he has answered.
+    void panelOpened();
+    void panelClosed();
+
     TranslationBridge &translationBridge() { return m_translationBridge; }
 
 Q_SIGNALS:
@@ -126,6 +132,8 @@ private:
     void observeFrontmostApplication();
     void observeKeychain();
     void storeClientToken();
+    void askForKeychainLater();
+    void askForKeychain();
     void captureTargetApplication();
     bool isOwnApplication(const platform::RunningApplicationHandle &application) const;
 
@@ -151,6 +159,9 @@ private:
     QString m_openAIEndpointString;
     QString m_openAIClientToken;
     bool m_isClientTokenUnstored = false; ///< what was typed wins over the keychain until it is in there
+    bool m_isPanelOpen = false;
+    bool m_hasAskedForKeychain = false; ///< since the panel was opened
+    std::shared_ptr<platform::WorkItem> m_keychainQuestion;
     bool m_isRecording = false;
     bool m_isProcessing = false;
     QString m_statusText;

@@ -4,11 +4,12 @@
 
 namespace quillora::platform {
 
-/// Notices a keychain that becomes usable during the run, and counts what it failed to do before. Main thread
-/// only.
+/// Notices a keychain that becomes usable during the run, counts what it failed to do before, and lets the
+/// user be asked for it. Main thread only.
 class KeychainAvailability {
 public:
     using Observer = std::function<void()>;
+    using Answered = std::function<void()>;
 
     virtual ~KeychainAvailability() = default;
 
@@ -20,6 +21,13 @@ public:
     /// How many changes the keychain has failed to make so far. What it has not made can be asked for again
     /// when the observer is called.
     virtual int failedChangeCount() const = 0;
+
+    /// Has the desktop ask the user, in a dialog that takes the focus, to unlock a keychain that is locked;
+    /// returns at once. If he does, the observer is called. `answered` is called on the main thread when he
+    /// has dealt with the dialog in one way or another, which leaves the focus anywhere. Nothing is asked
+    /// where there is nothing to unlock or the keychain does not answer within a second. While the user is
+    /// being asked already, `answered` takes the place of the one before.
+    virtual void askToUnlock(Answered answered) = 0;
 };
 
 } // namespace quillora::platform

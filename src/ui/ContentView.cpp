@@ -458,6 +458,12 @@ void ContentView::showEvent(QShowEvent *event) {
     QWidget::showEvent(event);
     if (const QWidget *focused = window()->focusWidget(); !focused || !isAncestorOf(focused))
         m_mainButton->setFocus(Qt::OtherFocusReason);
+    m_controller.panelOpened();
+}
+
+void ContentView::hideEvent(QHideEvent *event) {
+    QWidget::hideEvent(event);
+    m_controller.panelClosed();
 }
 
 } // namespace quillora

@@ -22,6 +22,10 @@ public:
         m_keychain.isBroken = false;
         m_availability.becomeAvailable();
     }
+    void seatUser() override {}
+    bool isAsking() override { return m_availability.isAsking(); }
+    void unlockWhenAsked() override { m_availability.unlockWhenAsked(); }
+    void dismissQuestion() override { m_availability.dismissQuestion(); }
     void settle() override {} // the observer is called at once
 
 private:

@@ -1,5 +1,7 @@
 #include "contract/KeychainAvailabilityContract.h"
 
+#include "support/ChildProcess.h"
+
 #include <QTest>
 #include <QThread>
 
@@ -162,6 +164,85 @@ void KeychainAvailabilityContract::aReadThatFailsIsNoChange() {
     m_harness->settle();
     m_harness->keychain().copyMatching(token);
     QCOMPARE(availability().failedChangeCount(), 0);
+}
+
+/// With an item in it, and somebody who can unlock it.
+void KeychainAvailabilityContract::appearLocked() {
+    m_harness->appear();
+    m_harness->keychain().add(token, "secret");
+    m_harness->seatUser();
+    m_harness->lock();
+    m_harness->settle();
+}
+
+/// Ends when the user is asked.
+void KeychainAvailabilityContract::ask() {
+    m_answers = 0;
+    availability().askToUnlock([this] { ++m_answers; });
+    QVERIFY(ChildProcess::waitUntil([this] { return m_harness->isAsking(); }));
+}
+
+void KeychainAvailabilityContract::dismissQuestion() {
+    m_harness->dismissQuestion();
+    QVERIFY(ChildProcess::waitUntil([this] { return !m_harness->isAsking() && m_answers > 0; }));
+    m_harness->settle();
+}
+
+void KeychainAvailabilityContract::aKeychainThatIsUnlockedWhenAskedForIsNoticed() {
+    appearLocked();
+    QList<KeychainItem> items;
+    availability().setObserver([&] { items.append(m_harness->keychain().copyMatching(token)); });
+    ask();
+    QVERIFY(items.isEmpty());
+    QCOMPARE(m_answers, 0);
+    m_harness->unlockWhenAsked();
+    // In whichever order the keychain tells of them.
+    QVERIFY(ChildProcess::waitUntil([&] { return m_answers > 0 && !items.isEmpty(); }));
+    QCOMPARE(items, (QList{KeychainItem{KeychainStatus::success, "secret"}}));
+    QCOMPARE(m_answers, 1);
+}
+
+void KeychainAvailabilityContract::aDismissedQuestionChangesNothing() {
+    appearLocked();
+    bool isNoticed = false;
+    availability().setObserver([&] { isNoticed = true; });
+    ask();
+    dismissQuestion();
+    QVERIFY(!isNoticed);
+    QCOMPARE(m_harness->keychain().copyMatching(token).status, KeychainStatus::failure);
+}
+
+void KeychainAvailabilityContract::theUserCanBeAskedAgainAfterADismissal() {
+    appearLocked();
+    ask();
+    dismissQuestion();
+    ask();
+}
+
+void KeychainAvailabilityContract::anUnlockedKeychainIsNotAskedFor() {
+    m_harness->appear();
+    m_harness->seatUser();
+    m_harness->settle();
+    bool isAnswered = false;
+    availability().askToUnlock([&] { isAnswered = true; });
+    m_harness->settle(); // where its default collection is
+    m_harness->settle(); // that there is nothing to unlock
+    QVERIFY(!m_harness->isAsking());
+    QVERIFY(!isAnswered);
+    m_harness->lock();
+    m_harness->settle();
+    ask();
+}
+
+void KeychainAvailabilityContract::askingTwiceIsAskingOnce() {
+    appearLocked();
+    bool isFirstAnswered = false;
+    availability().askToUnlock([&] { isFirstAnswered = true; });
+    ask();
+    dismissQuestion();
+    QCOMPARE(m_answers, 1);
+    QVERIFY(!isFirstAnswered);
+    QVERIFY(!ChildProcess::waitUntil([this] { return m_harness->isAsking(); }, 500));
 }
 
 } // namespace quillora::test

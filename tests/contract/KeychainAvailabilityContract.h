@@ -24,6 +24,13 @@ public:
     virtual void lock() = 0;
     virtual void unlock() = 0;
 
+    /// From here on there is a user to ask.
+    virtual void seatUser() = 0;
+    /// Whether he is asked to unlock it, and how he answers.
+    virtual bool isAsking() = 0;
+    virtual void unlockWhenAsked() = 0;
+    virtual void dismissQuestion() = 0;
+
     /// Returns when all that has happened so far has been noticed.
     virtual void settle() = 0;
 };
@@ -54,13 +61,22 @@ private Q_SLOTS:
     void changesWhileItIsLockedFail();
     void changesWhileItIsUnlockedDoNot();
     void aReadThatFailsIsNoChange();
+    void aKeychainThatIsUnlockedWhenAskedForIsNoticed();
+    void aDismissedQuestionChangesNothing();
+    void theUserCanBeAskedAgainAfterADismissal();
+    void anUnlockedKeychainIsNotAskedFor();
+    void askingTwiceIsAskingOnce();
 
 private:
     platform::KeychainAvailability &availability() { return m_harness->availability(); }
     /// Ends with all of it noticed.
     void lockAndUnlock();
+    void appearLocked();
+    void ask();
+    void dismissQuestion();
 
     MakeHarness m_make;
+    int m_answers = 0; ///< to the last question
     std::unique_ptr<KeychainAvailabilityHarness> m_harness;
 };
 

@@ -2,6 +2,7 @@
 #include "fakes/FakeMainQueue.h"
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
+#include "support/KeyringPrompter.h"
 #include "support/PrivateKeyring.h"
 #include "support/PrivateSessionBus.h"
 
@@ -27,6 +28,11 @@ public:
     void lock() override { m_keyring->lock(); }
     void unlock() override { m_keyring->unlock(); }
 
+    void seatUser() override { m_prompter.emplace(m_bus); }
+    bool isAsking() override { return m_prompter->isAsking(); }
+    void unlockWhenAsked() override { m_prompter->answer(PrivateKeyring::password); }
+    void dismissQuestion() override { m_prompter->dismiss(); }
+
     /// The bus keeps the order: whatever the keyring has signalled is here before its answer.
     void settle() override {
         m_keyring->find({});
@@ -36,6 +42,7 @@ public:
 private:
     const PrivateSessionBus &m_bus;
     std::optional<PrivateKeyring> m_keyring;
+    std::optional<test::KeyringPrompter> m_prompter;
     test::FakeMainQueue m_queue;
     platform::SecretServiceKeychain m_keychain;
     platform::SecretServiceAvailability m_availability;

@@ -3,6 +3,7 @@
 #include <QTest>
 
 using namespace quillora;
+using namespace std::chrono_literals;
 using test::ControllerFixture;
 using test::FakePlatform;
 
@@ -254,6 +255,97 @@ private Q_SLOTS:
         f.platform.keychainFake.items.clear();
         f.platform.keychainAvailabilityFake.becomeAvailable();
         QCOMPARE(f.controller->openAIClientToken(), u"secret"_qs);
+    }
+
+    void aTokenTypedIntoThePanelAsksForTheLockedKeychainAfterAPause() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.platform.queue.advance(999ms);
+        f.controller->setOpenAIClientToken(u"to"_qs);
+        f.platform.queue.advance(999ms);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+        f.platform.queue.advance(1ms);
+        QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
+        f.platform.keychainAvailabilityFake.unlockWhenAsked();
+        QCOMPARE(f.platform.keychainFake.items.at({u"com.local.Quillora"_qs, u"openAIClientToken"_qs}).data,
+                 std::optional<QByteArray>("to"));
+    }
+
+    void aDismissedKeychainIsAskedForAgainOnlyWhenThePanelIsOpenedAgain() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.platform.queue.advance(1s);
+        f.platform.keychainAvailabilityFake.dismissQuestion();
+        f.controller->setOpenAIClientToken(u"to"_qs);
+        f.platform.queue.advance(1s);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+        QCOMPARE(f.controller->openAIClientToken(), u"to"_qs);
+
+        f.controller->panelClosed();
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"tok"_qs);
+        f.platform.queue.advance(1s);
+        QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void thePanelNeedsAttentionOnceTheUserHasAnsweredForTheKeychain() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.platform.queue.advance(1s);
+        QCOMPARE(f.takeCalls(u"onNeedsAttention"_qs), QStringList());
+        f.platform.keychainAvailabilityFake.dismissQuestion();
+        QCOMPARE(f.takeCalls(u"onNeedsAttention"_qs), QStringList{u"onNeedsAttention"_qs});
+    }
+
+    void aPanelThatWasLeftForTheKeychainsDialogStaysClosed() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.platform.queue.advance(1s);
+        f.controller->panelClosed();
+        f.platform.keychainAvailabilityFake.dismissQuestion();
+        QCOMPARE(f.takeCalls(u"onNeedsAttention"_qs), QStringList());
+    }
+
+    void aPanelThatClosesInThePauseAsksForNoKeychain() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->panelClosed();
+        f.platform.queue.advance(1s);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void withoutThePanelNoKeychainIsAskedFor() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.platform.queue.advance(1s);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void aKeychainThatIsUnlockedInThePauseIsNotAskedFor() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.platform.keychainFake.isBroken = false;
+        f.platform.keychainAvailabilityFake.becomeAvailable();
+        f.platform.keychainFake.isBroken = true;
+        f.platform.queue.advance(1s);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void aDictationInThePauseIsNotInterruptedForTheKeychain() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->hotKeyPressed();
+        f.platform.run();
+        QVERIFY(f.controller->isRecording());
+        f.platform.queue.advance(1s);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
     }
 
     void theKeychainIsNotWatchedLongerThanTheControllerLives() {

@@ -111,6 +111,22 @@ class KeyringTest(FaultTest):
             ["xdotool", "getactivewindow", "getwindowname"]))
         self.person.type_into("Subscription token", token)
 
+    def questions(self):
+        """The keyring's dialogs on the screen."""
+        return self.desktop.run(["xdotool", "search", "--onlyvisible", "--class", "gcr-prompter"]).split()
+
+    def wait_for_question(self):
+        wait_for("the keyring's dialog", lambda: self.questions() and self.desktop.run(
+            ["xdotool", "getactivewindow"]).split() == self.questions())
+
+    def wait_for_the_panel(self):
+        wait_for("the panel in front", lambda: not self.questions() and b"Quillora" in self.desktop.run(
+            ["xdotool", "getactivewindow", "getwindowname"]))
+        self.assertTrue(self.is_panel_open())
+
+    def is_panel_open(self):
+        return self.person.reader.place("Quillora", "Subscription token") is not None
+
     def wait_for_stored_token(self, token, seconds=20):
         lookup = ["secret-tool", "lookup", "service", "com.local.Quillora", "account", "openAIClientToken"]
         wait_for("the stored token", lambda: self.desktop.run(lookup) == token.encode(), seconds)
@@ -132,10 +148,38 @@ class KeyringAtTheStartTest(KeyringTest):
         self.start()
         self.assert_a_token_typed_meanwhile_is_stored_later("one", self.replace_keyring)
 
-    def test_locked(self):
+    def test_locked_it_is_unlocked_where_the_user_does_so_when_asked(self):
         self.lock_keyring()
         self.start()
-        self.assert_a_token_typed_meanwhile_is_stored_later("two", self.replace_keyring)
+        self.type_token("two")
+        self.wait_for_question()
+        self.assertTrue(self.is_panel_open())
+        self.desktop.run(["xdotool", "type", PASSWORD.decode()])
+        self.desktop.run(["xdotool", "key", "Return"])
+        self.wait_for_stored_token("two")
+        self.wait_for_the_panel()
+        self.assertEqual(self.person.status(), "Ready.")
+        self.assert_all_is_well_again()
+
+    def test_locked_and_not_unlocked_when_asked(self):
+        self.lock_keyring()
+        self.start()
+        self.type_token("seven")
+        self.wait_for_question()
+        self.desktop.run(["xdotool", "key", "Escape"])
+        self.wait_for_the_panel()
+        self.back_to_the_editor()
+        self.assertEqual(self.person.status(), "Ready.")
+        self.assert_all_is_well_again()
+        self.unlock_keyring()
+        self.wait_for_stored_token("seven")
+        self.assert_all_is_well_again()
+
+    def test_locked_it_is_not_asked_for_by_a_dictation(self):
+        self.lock_keyring()
+        self.start()
+        self.assert_all_is_well_again()
+        self.assertEqual(self.questions(), [])
 
     def test_frozen(self):
         self.desktop.freeze(self.desktop.keyring)

@@ -7,7 +7,7 @@ namespace quillora::test {
 
 class FakeKeychainAvailability : public platform::KeychainAvailability {
 public:
-    explicit FakeKeychainAvailability(const FakeKeychain &keychain) : m_keychain(keychain) {}
+    explicit FakeKeychainAvailability(FakeKeychain &keychain) : m_keychain(keychain) {}
 
     int failedChangeCount() const override { return m_keychain.failedChangeCount; }
     void setObserver(Observer observer) override { m_observer = std::move(observer); }
@@ -19,9 +19,30 @@ public:
     }
     bool isObserved() const { return bool(m_observer); }
 
+    void askToUnlock(Answered answered) override {
+        if (m_keychain.isBroken)
+            m_answered = std::move(answered);
+        m_isAsking = m_keychain.isBroken;
+    }
+
+    /// What the user is asked, and how he answers.
+    bool isAsking() const { return m_isAsking; }
+    void unlockWhenAsked() {
+        m_keychain.isBroken = false;
+        becomeAvailable();
+        dismissQuestion();
+    }
+    void dismissQuestion() {
+        m_isAsking = false;
+        if (const auto answered = std::exchange(m_answered, {}))
+            answered();
+    }
+
 private:
-    const FakeKeychain &m_keychain;
+    FakeKeychain &m_keychain;
     Observer m_observer;
+    bool m_isAsking = false;
+    Answered m_answered;
 };
 
 } // namespace quillora::test

@@ -2,6 +2,7 @@
 
 #include "fakes/FakeMainQueue.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
+#include "support/KeyringPrompter.h"
 #include "support/PrivateKeyring.h"
 #include "support/PrivateSessionBus.h"
 
@@ -28,6 +29,9 @@ private Q_SLOTS:
     void aServiceThatHangsWheneverItIsReadIsReadOnceAnAbsence();
     void aServiceThatReturnsIsNotReadAgainWhenTheAbsenceWouldHaveEnded();
     void aCollectionThatIsMadeLaterIsNoticed();
+    void aServiceThatHangsAsksNothingOnceItGoesOn();
+    void aServiceThatEndsEndsItsQuestion();
+    void noPasswordIsAskedForWhereThereIsNoCollection();
 
 private:
     static constexpr auto absence = SecretServiceKeychain::absence;
@@ -173,6 +177,45 @@ void SecretServiceAvailabilityTest::aCollectionThatIsMadeLaterIsNoticed() {
     m_keyring->makeCollection();
     settle();
     QCOMPARE(results, QList{KeychainStatus::success});
+}
+
+void SecretServiceAvailabilityTest::aServiceThatHangsAsksNothingOnceItGoesOn() {
+    KeyringPrompter prompter(m_bus);
+    const auto isAsked = [&] { return prompter.isAsking(); };
+    m_keyring->lock();
+    m_keyring->freeze();
+    m_availability->askToUnlock({});
+    pass(1s);
+    m_keyring->thaw();
+    settle();
+    QVERIFY(!ChildProcess::waitUntil(isAsked, 500));
+    m_availability->askToUnlock({});
+    QVERIFY(ChildProcess::waitUntil(isAsked));
+}
+
+void SecretServiceAvailabilityTest::aServiceThatEndsEndsItsQuestion() {
+    KeyringPrompter prompter(m_bus);
+    const auto isAsked = [&] { return prompter.isAsking(); };
+    m_keyring->lock();
+    m_availability->askToUnlock({});
+    QVERIFY(ChildProcess::waitUntil(isAsked));
+    m_keyring->end();
+    QVERIFY(ChildProcess::waitUntil([&] { return !isAsked(); }));
+    m_keyring.emplace(m_bus);
+    m_keyring->lock();
+    settle();
+    m_availability->askToUnlock({});
+    QVERIFY(ChildProcess::waitUntil(isAsked));
+}
+
+void SecretServiceAvailabilityTest::noPasswordIsAskedForWhereThereIsNoCollection() {
+    m_keyring->end();
+    m_keyring.emplace(m_bus, PrivateKeyring::Collection::none);
+    KeyringPrompter prompter(m_bus);
+    m_availability->askToUnlock({});
+    const auto hasGivenUp = [&] { return m_queue.delayedCount() == 0; };
+    QVERIFY(ChildProcess::waitUntil(hasGivenUp));
+    QVERIFY(!prompter.isAsking());
 }
 
 QTEST_GUILESS_MAIN(SecretServiceAvailabilityTest)

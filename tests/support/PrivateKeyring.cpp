@@ -36,7 +36,6 @@ namespace {
 const QString serviceName = u"org.freedesktop.secrets"_qs;
 const QString servicePath = u"/org/freedesktop/secrets"_qs;
 const QString collectionPath = u"/org/freedesktop/secrets/collection/login"_qs;
-const QByteArray password = "a password of this test";
 
 /// The reply itself; throws std::runtime_error if it is an error.
 QDBusMessage answered(const QDBusMessage &reply) {
@@ -122,7 +121,7 @@ void PrivateKeyring::lock() {
 }
 
 void PrivateKeyring::unlock() {
-    const Secret master{session(), {}, password, u"text/plain"_qs};
+    const Secret master{session(), {}, QByteArray(password), u"text/plain"_qs};
     call(servicePath, u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_qs,
          u"UnlockWithMasterPassword"_qs,
          {QVariant::fromValue(QDBusObjectPath(collectionPath)), QVariant::fromValue(master)});
@@ -130,7 +129,7 @@ void PrivateKeyring::unlock() {
 
 void PrivateKeyring::makeCollection() {
     const QVariantMap properties{{u"org.freedesktop.Secret.Collection.Label"_qs, u"Login"_qs}};
-    const Secret master{session(), {}, password, u"text/plain"_qs};
+    const Secret master{session(), {}, QByteArray(password), u"text/plain"_qs};
     const auto path = call(servicePath, u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_qs,
                            u"CreateWithMasterPassword"_qs, {properties, QVariant::fromValue(master)});
     call(servicePath, u"org.freedesktop.Secret.Service"_qs, u"SetAlias"_qs, {u"default"_qs, path});

@@ -20,6 +20,8 @@ public:
     enum class Collection { unlocked, none };
     using Attributes = QMap<QString, QString>;
 
+    static constexpr char password[] = "a password of this test";
+
     struct Item {
         QString label;
         Attributes attributes;

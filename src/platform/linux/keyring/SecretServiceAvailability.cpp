@@ -12,7 +12,14 @@ namespace quillora::platform {
 namespace {
 
 const QString serviceName = u"org.freedesktop.secrets"_qs;
+const QString servicePath = u"/org/freedesktop/secrets"_qs;
+const QString serviceInterface = u"org.freedesktop.Secret.Service"_qs;
+const QString promptInterface = u"org.freedesktop.Secret.Prompt"_qs;
+const QString noObject = u"/"_qs;
 constexpr int withoutEnd = std::numeric_limits<int>::max();
+
+/// A dialog that comes later than this would come upon whatever the user is doing by then.
+constexpr std::chrono::milliseconds dialogPatience(1000);
 
 } // namespace
 
@@ -20,12 +27,15 @@ SecretServiceAvailability::SecretServiceAvailability(SecretServiceKeychain &keyc
                                                      const QDBusConnection &bus)
     : m_keychain(keychain), m_queue(queue), m_bus(bus),
       m_watcher(serviceName, bus, QDBusServiceWatcher::WatchForRegistration) {
-    connect(&m_watcher, &QDBusServiceWatcher::serviceRegistered, this, &SecretServiceAvailability::notify);
+    connect(&m_watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] {
+        stopAsking(); // what the one before asked ended with it
+        notify();
+    });
     // Any sender: to name the service would make Qt ask the bus, and wait, for who owns the name.
     m_bus.connect({}, {}, u"org.freedesktop.DBus.Properties"_qs, u"PropertiesChanged"_qs,
                   {u"org.freedesktop.Secret.Collection"_qs}, {}, this, SLOT(collectionChanged(QDBusMessage)));
-    m_bus.connect({}, {}, u"org.freedesktop.Secret.Service"_qs, u"CollectionCreated"_qs, this,
-                  SLOT(notify()));
+    m_bus.connect({}, {}, serviceInterface, u"CollectionCreated"_qs, this, SLOT(notify()));
+    m_bus.connect({}, {}, promptInterface, u"Completed"_qs, this, SLOT(promptCompleted(QDBusMessage)));
     m_keychain.onAbsence = [this] {
         cancelQuestion();
         m_question = m_queue.asyncAfter(SecretServiceKeychain::absence, [this] { ask(); });
@@ -35,6 +45,7 @@ SecretServiceAvailability::SecretServiceAvailability(SecretServiceKeychain &keyc
 SecretServiceAvailability::~SecretServiceAvailability() {
     m_keychain.onAbsence = nullptr;
     cancelQuestion();
+    stopAsking();
 }
 
 void SecretServiceAvailability::setObserver(Observer observer) { m_observer = std::move(observer); }
@@ -51,9 +62,9 @@ void SecretServiceAvailability::collectionChanged(const QDBusMessage &signal) {
 /// Nothing tells that a service which hung goes on. A question that costs it nothing waits in its queue until
 /// then; its end is noticed otherwise.
 void SecretServiceAvailability::ask() {
-    auto question = QDBusMessage::createMethodCall(serviceName, u"/org/freedesktop/secrets"_qs,
+    auto question = QDBusMessage::createMethodCall(serviceName, servicePath,
                                                    u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
-    question << u"org.freedesktop.Secret.Service"_qs << u"Collections"_qs;
+    question << serviceInterface << u"Collections"_qs;
     question.setAutoStartService(false);
     delete m_answer;
     m_answer = new QDBusPendingCallWatcher(m_bus.asyncCall(question, withoutEnd), this);
@@ -67,6 +78,81 @@ void SecretServiceAvailability::ask() {
 void SecretServiceAvailability::cancelQuestion() {
     if (m_question)
         m_question->cancel();
+}
+
+void SecretServiceAvailability::askToUnlock(Answered answered) {
+    m_answered = std::move(answered);
+    if (m_isUserAsked)
+        return;
+    m_isUserAsked = true;
+    m_dialogPatience = m_queue.asyncAfter(dialogPatience, [this] { stopAsking(); });
+    auto readAlias =
+        QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface, u"ReadAlias"_qs);
+    readAlias << u"default"_qs;
+    request(readAlias, [this](const QDBusMessage &reply) {
+        unlock(reply.arguments().value(0).value<QDBusObjectPath>());
+    });
+}
+
+void SecretServiceAvailability::unlock(const QDBusObjectPath &collection) {
+    if (collection.path() == noObject) {
+        stopAsking();
+        return;
+    }
+    auto unlock = QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface, u"Unlock"_qs);
+    unlock << QVariant::fromValue(QList{collection});
+    request(unlock, [this](const QDBusMessage &reply) {
+        showPrompt(reply.arguments().value(1).value<QDBusObjectPath>());
+    });
+}
+
+/// The dialog stands until the user has answered it, which its object tells.
+void SecretServiceAvailability::showPrompt(const QDBusObjectPath &prompt) {
+    if (prompt.path() == noObject) {
+        stopAsking();
+        return;
+    }
+    m_dialogPatience->cancel();
+    m_prompt = prompt.path();
+    auto show = QDBusMessage::createMethodCall(serviceName, m_prompt, promptInterface, u"Prompt"_qs);
+    show << QString(); // beside no window
+    request(show, [](const QDBusMessage &) {});
+}
+
+void SecretServiceAvailability::promptCompleted(const QDBusMessage &signal) {
+    if (signal.path() != m_prompt)
+        return;
+    const auto answered = std::exchange(m_answered, {});
+    stopAsking();
+    if (answered)
+        answered();
+}
+
+void SecretServiceAvailability::stopAsking() {
+    if (m_dialogPatience)
+        m_dialogPatience->cancel();
+    if (m_reply) {
+        m_reply->disconnect(this);
+        m_reply->deleteLater();
+    }
+    m_prompt.clear();
+    m_answered = {};
+    m_isUserAsked = false;
+}
+
+/// A refusal ends the asking.
+void SecretServiceAvailability::request(QDBusMessage message,
+                                        std::function<void(const QDBusMessage &)> andThen) {
+    message.setAutoStartService(false);
+    m_reply = new QDBusPendingCallWatcher(m_bus.asyncCall(message, withoutEnd), this);
+    connect(m_reply, &QDBusPendingCallWatcher::finished, this,
+            [this, andThen = std::move(andThen)](QDBusPendingCallWatcher *reply) {
+                reply->deleteLater();
+                if (reply->isError())
+                    stopAsking();
+                else
+                    andThen(reply->reply());
+            });
 }
 
 void SecretServiceAvailability::notify() {

@@ -12,7 +12,7 @@ namespace quillora::platform {
 /// Generic passwords in the desktop's keyring, reached over D-Bus as the Secret Service.
 ///
 /// An item is found by its attributes `service` and `account` alone, whoever wrote it. Where several match,
-/// one is read and all are changed. A locked keyring is a failure: it is never asked to unlock, since the
+/// one is read and all are changed. A locked keyring is a failure: no call here asks to unlock it, since the
 /// dialog would take the focus from the application that is being dictated into.
 ///
 /// After a call that ran out of time the service counts as absent for `absence`: each further call would cost

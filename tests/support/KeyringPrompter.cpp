@@ -1,0 +1,39 @@
+#include "support/KeyringPrompter.h"
+
+#include "platform/linux/x11/X11Windows.h"
+
+#include <QDBusConnectionInterface>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace quillora::test {
+
+namespace {
+const QString serviceName = u"org.gnome.keyring.SystemPrompter"_qs;
+const QString program = u"/usr/libexec/gcr-prompter"_qs;
+} // namespace
+
+KeyringPrompter::KeyringPrompter(const PrivateSessionBus &bus)
+    : m_prompter(
+          m_display.start(u"env"_qs, {u"DBUS_SESSION_BUS_ADDRESS=%1"_qs.arg(bus.address()), program})) {
+    const auto *names = bus.connection().interface();
+    if (!ChildProcess::waitUntil([&] { return names->isServiceRegistered(serviceName).value(); }))
+        throw std::runtime_error("the prompter does not come up");
+}
+
+bool KeyringPrompter::isAsking() {
+    const platform::X11Windows windows(m_connection);
+    return std::ranges::any_of(windows.stacked(), [&](xcb_window_t window) {
+        return windows.isSeen(window) && windows.windowClass(window) == u"Gcr-prompter"_qs;
+    });
+}
+
+void KeyringPrompter::answer(const QByteArray &password) {
+    m_display.run(u"xdotool"_qs, {u"type"_qs, QString::fromLatin1(password)});
+    m_display.run(u"xdotool"_qs, {u"key"_qs, u"Return"_qs});
+}
+
+void KeyringPrompter::dismiss() { m_display.run(u"xdotool"_qs, {u"key"_qs, u"Escape"_qs}); }
+
+} // namespace quillora::test
