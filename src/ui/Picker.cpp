@@ -4,7 +4,9 @@
 #include "ui/PanelPalette.h"
 
 #include <QAbstractItemView>
+#include <QApplication>
 #include <QHelpEvent>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QScrollBar>
 #include <QSignalBlocker>
@@ -37,6 +39,32 @@ public:
     }
 };
 
+bool isLetter(const QKeyEvent &key) {
+    const bool isShortcut = key.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
+    return !isShortcut && !key.text().isEmpty() && key.text().at(0).isPrint();
+}
+
+/// What opens the list closes it, too.
+bool togglesList(const QKeyEvent &key) {
+    const bool isVertical = key.key() == Qt::Key_Down || key.key() == Qt::Key_Up;
+    return key.key() == Qt::Key_F4 || (isVertical && key.modifiers() & Qt::AltModifier);
+}
+
+bool opensList(const QKeyEvent &key) {
+    switch (key.key()) {
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_Home:
+    case Qt::Key_End:
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+    case Qt::Key_Space:
+        return true;
+    default:
+        return togglesList(key);
+    }
+}
+
 } // namespace
 
 Picker::Picker(const QString &title, const QList<Option> &options, QWidget *parent) : QComboBox(parent) {
@@ -51,6 +79,7 @@ Picker::Picker(const QString &title, const QList<Option> &options, QWidget *pare
     }
     setModel(model);
     setCurrentIndex(-1);
+    view()->installEventFilter(this);
     setAccessibleName(title);
     setAttribute(Qt::WA_Hover);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
@@ -66,7 +95,56 @@ void Picker::select(const QString &id) {
     update();
 }
 
+/// The toolkit would choose, at each press, what an arrow key or a letter leads to.
+void Picker::keyPressEvent(QKeyEvent *event) {
+    if (opensList(*event)) {
+        showPopup();
+    } else if (isLetter(*event)) {
+        showPopup();
+        QCoreApplication::sendEvent(view(), event);
+    } else {
+        event->ignore();
+    }
+}
+
+/// The keys of the open list.
+bool Picker::eventFilter(QObject *, QEvent *event) {
+    // The toolkit's own list acts on some keys as soon as it is asked whether they are shortcuts.
+    const bool isPress = event->type() == QEvent::KeyPress;
+    if (!isPress && event->type() != QEvent::ShortcutOverride)
+        return false;
+    const auto &key = *static_cast<QKeyEvent *>(event);
+    if (togglesList(key)) {
+        if (isPress)
+            hidePopup();
+        return true;
+    }
+    if (!isPress)
+        return false;
+    if (key.key() == Qt::Key_Space && !continuesName(key)) {
+        choose(view()->currentIndex().row());
+        return true;
+    }
+    m_typedAt = isLetter(key) ? std::optional(key.timestamp()) : std::nullopt;
+    return false;
+}
+
+/// For as long as the list takes what is typed for one name.
+bool Picker::continuesName(const QKeyEvent &key) const {
+    const auto interval = static_cast<quint64>(QApplication::keyboardInputInterval());
+    return m_typedAt && key.timestamp() - *m_typedAt <= interval;
+}
+
+void Picker::choose(int row) {
+    hidePopup();
+    if (row < 0)
+        return;
+    setCurrentIndex(row);
+    Q_EMIT activated(row);
+}
+
 void Picker::showPopup() {
+    m_typedAt.reset();
     const int wanted = view()->sizeHintForColumn(0) + view()->verticalScrollBar()->sizeHint().width() + 8;
     view()->setMinimumWidth(std::max(wanted, width()));
     QComboBox::showPopup();

@@ -3,9 +3,12 @@
 #include <QComboBox>
 #include <QList>
 
+#include <optional>
+
 namespace quillora {
 
-/// A menu of options, of which one is chosen by its identifier. Typing the beginning of a name chooses it.
+/// A menu of options, of which one is chosen by its identifier. Arrow keys, Space and the beginning of a name
+/// only open the list and move about in it: what the user passes over on the way is not chosen.
 class Picker : public QComboBox {
     Q_OBJECT
 
@@ -22,6 +25,7 @@ public:
     /// Chooses without `picked`; nothing is chosen if there is no such option.
     void select(const QString &id);
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void showPopup() override;
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -32,12 +36,18 @@ Q_SIGNALS:
 
 protected:
     bool event(QEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void wheelEvent(QWheelEvent *event) override;
 
 private:
+    bool continuesName(const QKeyEvent &key) const;
+    void choose(int row);
+
     QRect contentRect() const;
     QRect textRect() const;
+
+    std::optional<quint64> m_typedAt; ///< when the last letter of a name was typed into the list
 };
 
 } // namespace quillora

@@ -27,12 +27,33 @@ void tab(Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
     QTest::keyClick(QApplication::focusWidget(), modifiers ? Qt::Key_Backtab : Qt::Key_Tab, modifiers);
 }
 
+Picker &focusedTargetPicker(const PanelHarness &harness) {
+    auto &picker = harness.find<Picker>(u"targetPicker"_qs);
+    picker.setFocus();
+    return picker;
+}
+
+Picker &openTargetPicker(const PanelHarness &harness) {
+    auto &picker = focusedTargetPicker(harness);
+    QTest::keyClick(&picker, Qt::Key_Down);
+    return picker;
+}
+
+/// The first letter opens the list, which gets the others.
+void type(Picker *picker, const QString &name) {
+    QTest::keyClicks(picker, name.first(1));
+    QTest::keyClicks(picker->view(), name.sliced(1));
+}
+
 } // namespace
 
 class ContentViewKeyboardTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    /// However slowly the machine types.
+    void initTestCase() { QApplication::setKeyboardInputInterval(60000); }
+
     void tabVisitsEveryControlInReadingOrder() {
         PanelHarness harness;
         harness.controller->setTargetLanguageIdentifier(u"en"_qs);
@@ -195,24 +216,169 @@ private Q_SLOTS:
         QCOMPARE(closing.count(), 0);
     }
 
-    void typingANamePicksItsLanguage() {
+    void aClosedPickerOpensItsListAndChoosesNothing_data() {
+        QTest::addColumn<Qt::Key>("key");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        const auto row = [](const char *name, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+            QTest::newRow(name) << key << modifiers;
+        };
+        row("Down", Qt::Key_Down);
+        row("Up", Qt::Key_Up);
+        row("Alt and Down", Qt::Key_Down, Qt::AltModifier);
+        row("Home", Qt::Key_Home);
+        row("End", Qt::Key_End);
+        row("Page Up", Qt::Key_PageUp);
+        row("Page Down", Qt::Key_PageDown);
+        row("F4", Qt::Key_F4);
+        row("Space", Qt::Key_Space);
+        row("a letter", Qt::Key_P);
+        row("a capital letter", Qt::Key_P, Qt::ShiftModifier);
+    }
+
+    void aClosedPickerOpensItsListAndChoosesNothing() {
+        QFETCH(Qt::Key, key);
+        QFETCH(Qt::KeyboardModifiers, modifiers);
         PanelHarness harness;
         harness.show();
-        auto &picker = harness.find<Picker>(u"targetPicker"_qs);
-        picker.setFocus();
-        QTest::keyClicks(&picker, u"por"_qs);
+        const QString before = harness.controller->targetLanguageIdentifier();
+        auto &picker = focusedTargetPicker(harness);
+        QTest::keyClick(&picker, key, modifiers);
+        QVERIFY(picker.view()->isVisible());
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), before);
+    }
+
+    void aShortcutsLetterIsNoName() {
+        PanelHarness harness;
+        harness.show();
+        auto &picker = focusedTargetPicker(harness);
+        for (const auto modifier : {Qt::ControlModifier, Qt::AltModifier, Qt::MetaModifier})
+            QTest::keyClick(&picker, Qt::Key_P, modifier);
+        QVERIFY(!picker.view()->isVisible());
+    }
+
+    /// Kazakh is among them, which switches the engine for good.
+    void languagesThatAreOnlyPassedOverAreNotChosen() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.show();
+        harness.platform.log.clear();
+        auto &picker = openTargetPicker(harness);
+        for (int press = 0; press < 20; ++press)
+            QTest::keyClick(picker.view(), Qt::Key_Down);
+        QCOMPARE(picker.view()->currentIndex().row(), picker.count() - 1);
+        QTest::keyClick(picker.view(), Qt::Key_Escape);
+        QVERIFY(!picker.view()->isVisible());
+        QCOMPARE(harness.platform.log.calls(), QStringList());
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"es"_qs);
+        QCOMPARE(harness.controller->translationEngineIdentifier(), u"appleLocal"_qs);
+        QCOMPARE(picker.currentText(), u"🇪🇸 Spanish"_qs);
+    }
+
+    void theListOpensAtWhatIsChosen() {
+        PanelHarness harness;
+        harness.show();
+        auto &picker = openTargetPicker(harness);
+        QCOMPARE(picker.view()->currentIndex().row(), picker.currentIndex());
+    }
+
+    void theListsKeysChooseOnce_data() { enterOnTheMainButtonStartsAndStops_data(); }
+
+    void theListsKeysChooseOnce() {
+        QFETCH(Qt::Key, key);
+        PanelHarness harness;
+        harness.show();
+        auto &picker = openTargetPicker(harness);
+        QSignalSpy picking(&picker, &Picker::picked);
+        QTest::keyClick(picker.view(), Qt::Key_Home);
+        QTest::keyClick(picker.view(), Qt::Key_Down);
+        QTest::keyClick(picker.view(), key);
+        QVERIFY(!picker.view()->isVisible());
+        QCOMPARE(picking.count(), 1);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(),
+                 harness.controller->targetLanguageOptions()[1].id);
+    }
+
+    void spaceInAListWithoutAMarkedOptionChoosesNothing() {
+        PanelHarness harness;
+        harness.show();
+        auto &picker = focusedTargetPicker(harness);
+        picker.select(u"no such language"_qs);
+        QSignalSpy picking(&picker, &Picker::picked);
+        QTest::keyClick(&picker, Qt::Key_Space);
+        picker.view()->setCurrentIndex({});
+        QTest::keyClick(picker.view(), Qt::Key_Space);
+        QVERIFY(!picker.view()->isVisible());
+        QCOMPARE(picking.count(), 0);
+    }
+
+    void aClickInTheListChooses() {
+        PanelHarness harness;
+        harness.show();
+        auto &picker = openTargetPicker(harness);
+        const auto option = picker.view()->model()->index(2, 0);
+        picker.view()->scrollTo(option);
+        const QPoint place = picker.view()->visualRect(option).center();
+        QTest::mouseMove(picker.view()->viewport(), place);
+        QTest::mouseClick(picker.view()->viewport(), Qt::LeftButton, {}, place);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(),
+                 harness.controller->targetLanguageOptions()[2].id);
+    }
+
+    /// They close it, as they opened it.
+    void theKeysThatOnlyOpenTheListChooseNothingInIt_data() {
+        QTest::addColumn<Qt::Key>("key");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        QTest::newRow("F4") << Qt::Key_F4 << Qt::KeyboardModifiers();
+        QTest::newRow("Alt and Down") << Qt::Key_Down << Qt::KeyboardModifiers(Qt::AltModifier);
+        QTest::newRow("Alt and Up") << Qt::Key_Up << Qt::KeyboardModifiers(Qt::AltModifier);
+    }
+
+    void theKeysThatOnlyOpenTheListChooseNothingInIt() {
+        QFETCH(Qt::Key, key);
+        QFETCH(Qt::KeyboardModifiers, modifiers);
+        PanelHarness harness;
+        harness.show();
+        const QString before = harness.controller->targetLanguageIdentifier();
+        auto &picker = openTargetPicker(harness);
+        QTest::keyClick(picker.view(), Qt::Key_Home);
+        QTest::keyClick(picker.view(), key, modifiers);
+        QVERIFY(!picker.view()->isVisible());
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), before);
+    }
+
+    void aTypedNameIsFoundAndChosenByEnter() {
+        PanelHarness harness;
+        harness.show();
+        const QString before = harness.controller->targetLanguageIdentifier();
+        auto &picker = focusedTargetPicker(harness);
+        type(&picker, u"por"_qs);
+        QCOMPARE(picker.view()->currentIndex().data(Qt::AccessibleTextRole).toString(), u"Portuguese"_qs);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), before);
+        QTest::keyClick(picker.view(), Qt::Key_Return);
         QCOMPARE(harness.controller->targetLanguageIdentifier(), u"pt"_qs);
     }
 
-    void arrowsPickTheNextLanguage() {
+    void aBlankWithinANameBelongsToTheName() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(harness.controller->targetLanguageOptions()[0].id);
         harness.show();
-        auto &picker = harness.find<Picker>(u"targetPicker"_qs);
+        auto &picker = harness.find<Picker>(u"sourcePicker"_qs);
         picker.setFocus();
-        QTest::keyClick(&picker, Qt::Key_Down);
-        QCOMPARE(harness.controller->targetLanguageIdentifier(),
-                 harness.controller->targetLanguageOptions()[1].id);
+        const QString name = u"english (united k"_qs;
+        type(&picker, name);
+        QVERIFY(picker.view()->isVisible());
+        QCOMPARE(picker.view()->currentIndex().data(Qt::AccessibleTextRole).toString(),
+                 u"English (United Kingdom)"_qs);
+    }
+
+    void aSpaceLongAfterTheLastLetterChooses() {
+        PanelHarness harness;
+        harness.show();
+        auto &picker = focusedTargetPicker(harness);
+        type(&picker, u"por"_qs);
+        QKeyEvent space(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier, u" "_qs);
+        space.setTimestamp(static_cast<quint64>(QApplication::keyboardInputInterval()) + 1);
+        QApplication::sendEvent(picker.view(), &space);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"pt"_qs);
     }
 
     void theMainButtonGetsTheFocusBackAfterProcessing() {
