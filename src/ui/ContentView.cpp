@@ -40,6 +40,11 @@ constexpr int fieldTextMargin = 6;
 constexpr int textHeight = 82;
 constexpr int statusHeight = 28;
 
+// The columns of the language controls.
+constexpr int sourceColumn = 0;
+constexpr int swapColumn = 1;
+constexpr int targetColumn = 2;
+
 // Its type sizes, relative to the desktop's own.
 constexpr double headlineScale = 1.15;
 constexpr double calloutScale = 0.95;
@@ -191,17 +196,15 @@ QLayout *ContentView::buildLanguageControls() {
     targetTitle->setBuddy(m_targetPicker);
     m_captions += {sourceTitle, targetTitle};
 
-    auto *controls = new QGridLayout;
-    controls->setHorizontalSpacing(controlSpacing);
-    controls->setVerticalSpacing(captionSpacing);
-    controls->setColumnStretch(0, 5); // names of locales are longer than names of languages
-    controls->setColumnStretch(2, 4);
-    controls->addWidget(sourceTitle, 0, 0);
-    controls->addWidget(targetTitle, 0, 2);
-    controls->addWidget(m_sourcePicker, 1, 0);
-    controls->addWidget(m_swapButton, 1, 1);
-    controls->addWidget(m_targetPicker, 1, 2);
-    return controls;
+    m_languageControls = new QGridLayout;
+    m_languageControls->setHorizontalSpacing(controlSpacing);
+    m_languageControls->setVerticalSpacing(captionSpacing);
+    m_languageControls->addWidget(sourceTitle, 0, sourceColumn);
+    m_languageControls->addWidget(targetTitle, 0, targetColumn);
+    m_languageControls->addWidget(m_sourcePicker, 1, sourceColumn);
+    m_languageControls->addWidget(m_swapButton, 1, swapColumn);
+    m_languageControls->addWidget(m_targetPicker, 1, targetColumn);
+    return m_languageControls;
 }
 
 QLayout *ContentView::buildEngineControls() {
@@ -343,6 +346,7 @@ void ContentView::applyFonts() {
     m_footerText->setFont(caption);
     for (QLabel *label : m_captions)
         label->setFont(caption);
+    shareWidthAmongLanguages();
 }
 
 void ContentView::redraw() {
@@ -375,11 +379,24 @@ void ContentView::redrawHeader() {
 void ContentView::redrawLanguages() {
     m_sourcePicker->select(m_controller.sourceLocaleIdentifier());
     m_targetPicker->select(m_controller.targetLanguageIdentifier());
+    shareWidthAmongLanguages();
     m_swapButton->setEnabled(m_controller.canSwapLanguages());
     const auto source = m_controller.selectedSource();
     const auto target = m_controller.selectedTarget();
     m_footerText->setPlainText(source.flag + u' ' + source.name + u" -> "_qs + target.flag + u' ' +
                                target.name);
+}
+
+/// Each picker has half of the width, or what it needs more as far as the other can spare it.
+void ContentView::shareWidthAmongLanguages() {
+    const int width = panelWidth - 2 * panelPadding - 2 * controlSpacing - m_swapButton->sizeHint().width();
+    const int wanted = m_sourcePicker->fullWidth();
+    const int leftOver = width - m_targetPicker->fullWidth();
+    const int share = std::clamp(width / 2, std::min(wanted, leftOver), std::max(wanted, leftOver));
+    if (m_languageControls->columnStretch(sourceColumn) == share)
+        return;
+    m_languageControls->setColumnStretch(sourceColumn, share);
+    m_languageControls->setColumnStretch(targetColumn, width - share);
 }
 
 void ContentView::redrawEngine() {

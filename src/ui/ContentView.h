@@ -5,6 +5,7 @@
 #include <QList>
 #include <QWidget>
 
+class QGridLayout;
 class QLabel;
 class QLayout;
 class QLineEdit;
@@ -63,6 +64,7 @@ private:
     void redraw();
     void redrawHeader();
     void redrawLanguages();
+    void shareWidthAmongLanguages();
     void redrawEngine();
     void redrawActions();
     void redrawStatus();
@@ -78,6 +80,7 @@ private:
     PanelButton *m_recordHotKeyButton;
     PanelButton *m_resetHotKeyButton;
     PanelButton *m_quitButton;
+    QGridLayout *m_languageControls;
     Picker *m_sourcePicker;
     PanelButton *m_swapButton;
     Picker *m_targetPicker;

@@ -12,10 +12,12 @@
 #include <QSignalBlocker>
 #include <QStandardItemModel>
 #include <QStyle>
+#include <QTextDocument>
 #include <QToolTip>
 #include <QWheelEvent>
 
 #include <algorithm>
+#include <cmath>
 
 namespace quillora {
 
@@ -154,14 +156,20 @@ QSize Picker::sizeHint() const { return {120, std::max(30, fontMetrics().height(
 
 QSize Picker::minimumSizeHint() const { return {60, sizeHint().height()}; }
 
+int Picker::fullWidth() const {
+    const qreal text = QFontMetricsF(font(), this).horizontalAdvance(currentText());
+    return static_cast<int>(std::ceil(text)) + chevronGap + chevronWidth + 2 * margin;
+}
+
 /// Scrolling over a picker is no choice.
 void Picker::wheelEvent(QWheelEvent *event) { event->ignore(); }
 
 bool Picker::event(QEvent *event) {
     const bool asksForHelp = event->type() == QEvent::ToolTip;
-    if (!asksForHelp || fontMetrics().horizontalAdvance(currentText()) <= textRect().width())
+    if (!asksForHelp || width() >= fullWidth())
         return QComboBox::event(event);
-    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), currentText().toHtmlEscaped(), this);
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
+                       Qt::convertFromPlainText(currentText(), Qt::WhiteSpaceNormal), this);
     return true;
 }
 

@@ -27,6 +27,9 @@ public:
 
     bool eventFilter(QObject *watched, QEvent *event) override;
     void showPopup() override;
+    /// The width at which the name of what is chosen is not cut.
+    int fullWidth() const;
+
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 

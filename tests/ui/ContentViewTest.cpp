@@ -9,12 +9,14 @@
 #include "ui/TextPane.h"
 
 #include <QClipboard>
+#include <QHelpEvent>
 #include <QInputMethodEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
+#include <QToolTip>
 #include <QWheelEvent>
 
 using namespace quillora;
@@ -391,6 +393,65 @@ private Q_SLOTS:
         QCOMPARE(harness.controller->targetLanguageIdentifier(), u"de"_qs);
         pick(harness.find<Picker>(u"enginePicker"_qs), u"OpenAI Natural"_qs);
         QCOMPARE(harness.controller->translationEngineIdentifier(), hosted);
+    }
+
+    void theNamesOfTheLanguagesAreReadable_data() {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("target");
+        QTest::newRow("long and short") << u"en-US"_qs << u"ru"_qs;
+        QTest::newRow("long and shorter") << u"en-US"_qs << u"es"_qs;
+        QTest::newRow("short and long") << u"de-DE"_qs << u"zh"_qs;
+        QTest::newRow("both short") << u"de-DE"_qs << u"nl"_qs;
+    }
+
+    void theNamesOfTheLanguagesAreReadable() {
+        QFETCH(QString, source);
+        QFETCH(QString, target);
+        PanelHarness harness;
+        harness.panel->setFont(QFont(u"DejaVu Sans"_qs, 10)); // a wide one
+        harness.show();
+        harness.controller->setSourceLocaleIdentifier(source);
+        harness.controller->setTargetLanguageIdentifier(target);
+        QCoreApplication::processEvents();
+        for (const auto &name : {u"sourcePicker"_qs, u"targetPicker"_qs}) {
+            const auto &picker = harness.find<Picker>(name);
+            QVERIFY2(picker.width() >= picker.fullWidth(), qPrintable(picker.currentText()));
+        }
+    }
+
+    /// A part of a pixel too little, and the name is cut.
+    void theFullWidthHasRoomForEveryPartOfAPixel() {
+        PanelHarness harness;
+        harness.show();
+        auto &picker = harness.find<Picker>(u"sourcePicker"_qs);
+        const Picker empty(u"Empty"_qs, {});
+        for (double size = 8; size < 13; size += 0.1) {
+            QFont font(u"DejaVu Sans"_qs);
+            font.setPointSizeF(size);
+            font.setHintingPreference(QFont::PreferNoHinting);
+            picker.setFont(font);
+            const int room = picker.fullWidth() - empty.fullWidth();
+            QCOMPARE(picker.fontMetrics().elidedText(picker.currentText(), Qt::ElideRight, room),
+                     picker.currentText());
+        }
+    }
+
+    void twoLongNamesShareTheWidthAndAreToldInFull() {
+        PanelHarness harness;
+        harness.panel->setFont(QFont(u"DejaVu Sans"_qs, 13));
+        harness.show();
+        harness.controller->setSourceLocaleIdentifier(u"en-GB"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"id"_qs);
+        QCoreApplication::processEvents();
+        auto &source = harness.find<Picker>(u"sourcePicker"_qs);
+        const auto &target = harness.find<Picker>(u"targetPicker"_qs);
+        QVERIFY(source.width() + target.width() < source.fullWidth() + target.fullWidth());
+        QVERIFY2(std::abs(source.width() - target.width()) <= 1 || target.width() >= target.fullWidth(),
+                 qPrintable(QString::number(target.width())));
+        QHelpEvent asking(QEvent::ToolTip, {5, 5}, source.mapToGlobal(QPoint(5, 5)));
+        QApplication::sendEvent(&source, &asking);
+        QVERIFY(QToolTip::text().contains(u"English (United Kingdom)"_qs));
+        QToolTip::hideText();
     }
 
     void scrollingOverAPickerPicksNothing() {
