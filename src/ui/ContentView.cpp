@@ -220,10 +220,13 @@ QLayout *ContentView::buildEngineControls() {
     title->setBuddy(m_enginePicker);
     m_captions += title;
 
+    auto *titledPicker = new QVBoxLayout;
+    titledPicker->setSpacing(captionSpacing);
+    titledPicker->addWidget(title);
+    titledPicker->addWidget(m_enginePicker);
     auto *controls = new QVBoxLayout;
-    controls->setSpacing(captionSpacing);
-    controls->addWidget(title);
-    controls->addWidget(m_enginePicker);
+    controls->setSpacing(controlSpacing);
+    controls->addLayout(titledPicker);
     for (QLineEdit *field : {m_endpointField, m_tokenField}) {
         field->setFrame(false);
         field->setTextMargins(fieldTextMargin, 0, fieldTextMargin, 0);
@@ -231,7 +234,6 @@ QLayout *ContentView::buildEngineControls() {
         field->setToolTip(field->placeholderText()); // a field that is filled shows no other name
         auto *frame = new FieldFrame(*field);
         frame->setMinimumHeight(fieldHeight);
-        controls->addSpacing(controlSpacing - captionSpacing);
         controls->addWidget(frame);
     }
     return controls;

@@ -650,6 +650,34 @@ private Q_SLOTS:
         QCOMPARE(above, harness.panel->height() - 18);
     }
 
+    void theChildrenStand16PixelsApart_data() {
+        QTest::addColumn<QString>("engine");
+        QTest::newRow("without the backend's fields") << local;
+        QTest::newRow("with the backend's fields") << hosted;
+    }
+
+    void theChildrenStand16PixelsApart() {
+        QFETCH(QString, engine);
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.show();
+        for (const auto &each : {hosted, local, engine})
+            harness.controller->setTranslationEngineIdentifier(each);
+        const auto inPanel = [&harness](const QString &name) {
+            const auto &widget = harness.find<QWidget>(name);
+            return QRect(widget.mapTo(harness.panel.get(), QPoint()), widget.size());
+        };
+        const auto gapAbove = [](const QRect &below, const QRect &above) {
+            return below.top() - above.bottom() - 1;
+        };
+        const auto endOfEngine = [&] {
+            return engine == hosted ? frameOf(harness, u"tokenField"_qs) : inPanel(u"enginePicker"_qs);
+        };
+        QTRY_COMPARE(gapAbove(inPanel(u"mainButton"_qs), endOfEngine()), 16);
+        QCOMPARE(gapAbove(inPanel(u"statusText"_qs), inPanel(u"mainButton"_qs)), 16);
+        QCOMPARE(gapAbove(inPanel(u"footerText"_qs), frameOf(harness, u"translationText"_qs)), 16);
+    }
+
     // A redraw in the middle of an edit.
 
     void aRedrawKeepsTheCursorAndTheSelectionOfAField() {
@@ -728,6 +756,11 @@ private:
         {"processing, nothing translated", false, true, false},
         {"processing, something translated", false, true, true},
     };
+
+    static QRect frameOf(const PanelHarness &harness, const QString &content) {
+        const auto &frame = *harness.find<QWidget>(content).parentWidget();
+        return {frame.mapTo(harness.panel.get(), QPoint()), frame.size()};
+    }
 
     static void pressInFocus(Qt::Key key, quint32 keyCode, Qt::KeyboardModifiers modifiers) {
         QKeyEvent event(QEvent::KeyPress, key, modifiers, FakeKeyPositions::scanCode(keyCode), 0, 0);
