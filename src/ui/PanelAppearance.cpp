@@ -32,22 +32,33 @@ bool PanelAppearance::eventFilter(QObject *watched, QEvent *event) {
     return false;
 }
 
-/// A menu is a window, and windows take the application's palette.
+/// What is around the panel and what it opens are windows, and windows take the application's palette.
 void PanelAppearance::dress(QWidget &shown) {
-    const QWidget *owner = shown.parentWidget();
-    const bool isMenuOfPanel =
-        shown.windowType() == Qt::Popup && owner && (owner == &m_panel || m_panel.isAncestorOf(owner));
-    if (!isMenuOfPanel)
+    if (&shown == &m_panel || !belongsToPanel(shown))
         return;
     shown.setPalette(m_panel.palette());
+    if (&shown == m_panel.window())
+        return;
     for (auto *options : shown.findChildren<QAbstractItemView *>())
         options->setPalette(
             m_panel.palette()); // the toolkit draws a picker's options in no inherited palette
 }
 
+bool PanelAppearance::belongsToPanel(const QWidget &window) const {
+    if (&window == m_panel.window())
+        return true;
+    const bool isOpenedByAnother = window.windowType() == Qt::Popup || window.windowType() == Qt::ToolTip;
+    const QWidget *owner = isOpenedByAnother ? window.parentWidget() : nullptr;
+    while (owner && owner != &m_panel)
+        owner = owner->parentWidget(); // a menu's, too, where that menu is another one's
+    return owner;
+}
+
 void PanelAppearance::apply() {
     m_panel.setPalette(
         PanelPalette::from(QApplication::palette(), Platform::current().appearance().preferences()));
+    for (QWidget *window : QApplication::topLevelWidgets())
+        dress(*window);
 }
 
 } // namespace quillora

@@ -8,6 +8,10 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QTest>
+#include <QToolTip>
+#include <QVBoxLayout>
+
+#include <algorithm>
 
 using namespace quillora;
 using namespace quillora::test;
@@ -58,6 +62,71 @@ private Q_SLOTS:
         QTRY_VERIFY(qobject_cast<QMenu *>(QApplication::activePopupWidget()));
         QVERIFY(PanelPalette::isDark(QApplication::activePopupWidget()->palette()));
         QApplication::activePopupWidget()->close();
+    }
+
+    void aMenuWithinAMenuIsAsDarkAsThePanel() {
+        PanelHarness harness;
+        harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
+        harness.show();
+        QMenu menu(&harness.find<QLineEdit>(u"endpointField"_qs));
+        QMenu *inner = menu.addMenu(u"more"_qs);
+        inner->addAction(u"action"_qs);
+        menu.popup({});
+        inner->popup({});
+        QVERIFY(PanelPalette::isDark(inner->palette()));
+        inner->close();
+        menu.close();
+    }
+
+    void anOpenMenuFollows() {
+        PanelHarness harness;
+        harness.show();
+        QMenu menu(&harness.find<QLineEdit>(u"endpointField"_qs));
+        menu.addAction(u"action"_qs);
+        menu.popup({});
+        harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
+        QVERIFY(PanelPalette::isDark(menu.palette()));
+        menu.close();
+    }
+
+    void aTipIsAsDarkAsThePanel() {
+        PanelHarness harness;
+        harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
+        harness.show();
+        QToolTip::showText({10, 10}, u"tip"_qs, &harness.find<QWidget>(u"quitButton"_qs));
+        const auto windows = QApplication::topLevelWidgets();
+        const auto tip = std::find_if(windows.begin(), windows.end(), [](const QWidget *window) {
+            return window->isVisible() && window->windowType() == Qt::ToolTip;
+        });
+        QVERIFY(tip != windows.end());
+        const QPalette colors = (*tip)->palette();
+        QVERIFY(colors.color(QPalette::ToolTipBase).lightness() <
+                colors.color(QPalette::ToolTipText).lightness());
+        QToolTip::hideText();
+    }
+
+    /// It paints the border.
+    void theWindowAroundThePanelFollows() {
+        PanelHarness harness;
+        QWidget window;
+        auto *layout = new QVBoxLayout(&window);
+        layout->addWidget(harness.panel.get());
+        harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
+        window.show();
+        QCOMPARE(window.palette().color(QPalette::Mid), harness.panel->palette().color(QPalette::Mid));
+        harness.platform.appearanceFake.prefer({});
+        QVERIFY(!PanelPalette::isDark(window.palette()));
+        QCOMPARE(window.palette().color(QPalette::Mid), harness.panel->palette().color(QPalette::Mid));
+        harness.panel->setParent(nullptr);
+    }
+
+    void otherWindowsKeepTheirLook() {
+        PanelHarness harness;
+        QWidget other;
+        other.show();
+        harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
+        harness.show();
+        QVERIFY(!PanelPalette::isDark(other.palette()));
     }
 
     void theToolkitsOwnChangeIsFollowed() {
