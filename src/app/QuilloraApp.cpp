@@ -2,6 +2,7 @@
 
 #include "app/ApplicationIdentity.h"
 #include "app/desktop/RunningInstance.h"
+#include "app/desktop/StartupNotification.h"
 #include "app/desktop/TerminationSignals.h"
 #include "app/desktop/TrayStatusItem.h"
 #include "platform/Platform.h"
@@ -19,6 +20,7 @@ using platform::Platform;
 namespace {
 
 constexpr int noLanguageStatus = 1;
+const QString startupIdDetail = u"desktop-startup-id"_qs;
 
 /// Where there is no session bus, the bus library would start one that outlives the program and that nobody
 /// else is on.
@@ -37,7 +39,7 @@ QVariantMap readStartDetails() {
     if (qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"))
         details.insert(u"activation-token"_qs, qEnvironmentVariable("XDG_ACTIVATION_TOKEN"));
     if (qEnvironmentVariableIsSet("DESKTOP_STARTUP_ID"))
-        details.insert(u"desktop-startup-id"_qs, qEnvironmentVariable("DESKTOP_STARTUP_ID"));
+        details.insert(startupIdDetail, qEnvironmentVariable("DESKTOP_STARTUP_ID"));
     return details;
 }
 
@@ -67,8 +69,11 @@ QuilloraApp::~QuilloraApp() = default;
 
 int QuilloraApp::run(const PlatformFactory &makePlatform) {
     RunningInstance instance(QDBusConnection::sessionBus());
-    if (instance.claim(m_startDetails) == RunningInstance::Claim::handedOver)
+    const QByteArray startupId = m_startDetails.value(startupIdDetail).toString().toUtf8();
+    if (instance.claim(m_startDetails) == RunningInstance::Claim::handedOver) {
+        endStartupNotification(startupId);
         return 0;
+    }
 
     const std::unique_ptr<Platform> platform = makePlatform();
     const Platform::Scope scope(*platform);
@@ -86,6 +91,7 @@ int QuilloraApp::run(const PlatformFactory &makePlatform) {
     QObject::connect(&terminationSignals, &TerminationSignals::received, delegate, &AppDelegate::quit);
 
     delegate->applicationDidFinishLaunching();
+    endStartupNotification(startupId);
     const int status = QApplication::exec();
     m_appDelegate.reset();
     // Whatever waited for something has been told that it is over, and comes to its end here.

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <xcb/xcb.h>
+
+namespace quillora {
+
+/// The toolkit's own connection to the X server; none where the desktop is not X11.
+xcb_connection_t *toolkitConnection();
+
+xcb_atom_t atom(xcb_connection_t *connection, const char *name);
+
+} // namespace quillora
