@@ -3,6 +3,7 @@
 #include <QHelpEvent>
 #include <QPainter>
 #include <QStyle>
+#include <QTextDocument>
 #include <QTextLayout>
 #include <QToolTip>
 
@@ -12,10 +13,19 @@ namespace quillora {
 
 namespace {
 
+constexpr qsizetype longestText = 1000; ///< characters
+constexpr qsizetype longestLine = 200;  ///< characters; more than any line of the panel can hold
+
+QString beginning(const QString &text, qsizetype length) {
+    if (text.size() <= length)
+        return text;
+    const bool isTorn = text.at(length - 1).isHighSurrogate();
+    return text.first(isTorn ? length - 1 : length) + u'…';
+}
+
 /// Calls `place(line, text)` for each of the lines that are shown. Returns whether all of the text is.
 template <typename Place>
-bool layOut(const QLabel &label, int maximumLines, Place place) {
-    const QString text = label.text();
+bool layOut(const QLabel &label, const QString &text, int maximumLines, Place place) {
     QTextLayout layout(text, label.font());
     QTextOption option(Qt::AlignLeading);
     option.setTextDirection(label.layoutDirection());
@@ -48,12 +58,18 @@ LimitedLabel::LimitedLabel(int maximumLines, QWidget *parent) : QLabel(parent), 
 }
 
 void LimitedLabel::setPlainText(const QString &text) {
-    if (text != this->text())
-        setText(text);
+    const QString kept = beginning(text, longestText);
+    if (kept != this->text())
+        setText(kept);
+}
+
+/// Without line ends, which would take the room of words.
+QString LimitedLabel::shownText() const {
+    return beginning(text().simplified(), m_maximumLines * longestLine);
 }
 
 QSize LimitedLabel::sizeHint() const {
-    return {static_cast<int>(std::ceil(fontMetrics().horizontalAdvance(text()))) + 1,
+    return {static_cast<int>(std::ceil(fontMetrics().horizontalAdvance(shownText()))) + 1,
             fontMetrics().lineSpacing() * m_maximumLines};
 }
 
@@ -62,19 +78,21 @@ QSize LimitedLabel::minimumSizeHint() const { return {0, sizeHint().height()}; }
 bool LimitedLabel::hasHeightForWidth() const { return false; }
 
 bool LimitedLabel::isTruncated() const {
-    return !layOut(*this, m_maximumLines, [](int, const QString &) {});
+    return !layOut(*this, shownText(), m_maximumLines, [](int, const QString &) {});
 }
 
 bool LimitedLabel::event(QEvent *event) {
     if (event->type() != QEvent::ToolTip || !isTruncated())
         return QLabel::event(event);
-    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), text().toHtmlEscaped(), this);
+    // As rich text, because only that is broken into lines.
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
+                       Qt::convertFromPlainText(text(), Qt::WhiteSpaceNormal), this);
     return true;
 }
 
 void LimitedLabel::paintEvent(QPaintEvent *) {
     QStringList lines;
-    layOut(*this, m_maximumLines, [&lines](int, const QString &line) { lines += line; });
+    layOut(*this, shownText(), m_maximumLines, [&lines](int, const QString &line) { lines += line; });
 
     QPainter painter(this);
     painter.setPen(palette().color(foregroundRole()));

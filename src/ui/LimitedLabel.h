@@ -4,15 +4,15 @@
 
 namespace quillora {
 
-/// A plain text of at most so many lines. What does not fit ends in an ellipsis and shows in full as a tool
-/// tip; assistive technology always gets the whole.
+/// A plain text of at most so many lines, and of any length. What does not fit ends in an ellipsis; the tool
+/// tip and assistive technology have its first thousand characters.
 class LimitedLabel : public QLabel {
     Q_OBJECT
 
 public:
     explicit LimitedLabel(int maximumLines, QWidget *parent = nullptr);
 
-    /// Raises a name-changed accessibility event if the text is another one.
+    /// Keeps no more than is ever shown. Raises a name-changed accessibility event if that is another text.
     void setPlainText(const QString &text);
 
     QSize sizeHint() const override;
@@ -24,6 +24,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    QString shownText() const;
     bool isTruncated() const;
 
     int m_maximumLines;

@@ -1,0 +1,91 @@
+#include "ui/LimitedLabel.h"
+
+#include <QApplication>
+#include <QHelpEvent>
+#include <QTest>
+#include <QToolTip>
+
+#include <memory>
+
+using quillora::LimitedLabel;
+
+namespace {
+
+std::unique_ptr<LimitedLabel> labelWith(const QString &text) {
+    auto label = std::make_unique<LimitedLabel>(2);
+    label->resize(328, 40);
+    label->setPlainText(text);
+    label->show();
+    return label;
+}
+
+QImage pictureOf(LimitedLabel &label) { return label.grab().toImage(); }
+
+QString tipOf(LimitedLabel &label) {
+    QToolTip::hideText();
+    QHelpEvent asking(QEvent::ToolTip, {5, 5}, label.mapToGlobal(QPoint(5, 5)));
+    QApplication::sendEvent(&label, &asking);
+    return QToolTip::text();
+}
+
+} // namespace
+
+class LimitedLabelTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cleanup() { QToolTip::hideText(); }
+
+    void aShortTextHasNoTip() {
+        const auto label = labelWith(u"Ready."_qs);
+        QCOMPARE(label->text(), u"Ready."_qs);
+        QCOMPARE(tipOf(*label), QString());
+    }
+
+    void theTipTellsAllThatIsCut() {
+        const QString text = u"Translation failed: salt & <pepper>, "_qs.repeated(5) + u"the end"_qs;
+        const auto label = labelWith(text);
+        QVERIFY(tipOf(*label).contains(u"salt &amp; &lt;pepper&gt;"_qs));
+        QVERIFY(tipOf(*label).contains(u"the end"_qs));
+    }
+
+    /// The toolkit gives any other text as many pixels in one line as it wants.
+    void theTipIsBrokenIntoLines() {
+        const auto label = labelWith(u"words & words "_qs.repeated(60));
+        QVERIFY(Qt::mightBeRichText(tipOf(*label)));
+        QVERIFY(!tipOf(*label).contains(QChar::Nbsp));
+    }
+
+    void anEndlessTextLooksAsItsBeginningDoes() {
+        const QString error = u"Translation failed: <html>a page instead of an answer "_qs;
+        const auto endless = labelWith(error.repeated(20000));
+        const auto longOne = labelWith(error.repeated(15));
+        QCOMPARE(pictureOf(*endless), pictureOf(*longOne));
+    }
+
+    void ofAnEndlessTextOnlyItsBeginningIsKept() {
+        const auto label = labelWith(u"Translation failed: "_qs + QString(1 << 20, u'x'));
+        QCOMPARE(label->text(), u"Translation failed: "_qs + QString(980, u'x') + u'…');
+        QVERIFY(tipOf(*label).contains(u"Translation failed: xxx"_qs));
+        QVERIFY(tipOf(*label).size() < 1200);
+    }
+
+    void characterPairsAreNotTornApart() {
+        const auto label = labelWith(QString(999, u'x') + u"😀😀"_qs);
+        QCOMPARE(label->text(), QString(999, u'x') + u'…');
+    }
+
+    void theLabelWantsNoMoreRoomThanItsLinesCanHold() {
+        const auto label = labelWith(QString(1 << 20, u'x'));
+        QVERIFY(label->sizeHint().width() < 10000);
+    }
+
+    void lineEndsTakeNoRoom() {
+        const auto label = labelWith(u"Translation failed:\n\n\n  the server   is tired"_qs);
+        const auto plain = labelWith(u"Translation failed: the server is tired"_qs);
+        QCOMPARE(pictureOf(*label), pictureOf(*plain));
+    }
+};
+
+QTEST_MAIN(LimitedLabelTest)
+#include "LimitedLabelTest.moc"
