@@ -3,7 +3,7 @@ binds to the session bus of its process for good: `accessible.py` answers one re
 
     text APPLICATION NAME           the text of the text widget of that name; without a name, of the first one
     length APPLICATION NAME         how many characters stand in the masked text field of that name
-    described APPLICATION TEXT      the name of the widget that is described so
+    status APPLICATION              what its status line says
     press APPLICATION NAME          presses the button of that name
     focus APPLICATION NAME          puts the keyboard into the text field of that name
     place APPLICATION NAME          where the middle of the widget of that name is on the screen: left and top
@@ -28,9 +28,9 @@ class ScreenReader:
         """How many characters stand in a masked text field; None if it cannot be read."""
         return self._ask("length", application, name)
 
-    def described(self, application, description):
+    def status(self, application):
         """The name of the widget with that description; None if it cannot be read."""
-        return self._ask("described", application, description)
+        return self._ask("status", application, None)
 
     def press(self, application, name):
         """Presses a button; true if there was one to press."""
@@ -109,8 +109,8 @@ ANSWERS = {
     "length": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_role_name() == "password text" and node.get_name() == key,
         lambda node: node.get_text_iface().get_character_count()),
-    "described": lambda atspi, application, key: _find(
-        atspi, application, lambda node: node.get_description() == key, lambda node: node.get_name()),
+    "status": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_role_name() == "notification", lambda node: node.get_name()),
     "press": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_name() == key and node.get_role_name() == "push button", _press),
     "focus": lambda atspi, application, key: _find(

@@ -129,7 +129,7 @@ class Person:
         self.close_panel()
 
     def status(self):
-        return self.reader.described("Quillora", "Status")
+        return self.reader.status("Quillora")
 
     def transcript(self):
         return self.reader.text("Quillora", "Transcript") or ""

@@ -11,6 +11,7 @@
 #include "ui/PanelPalette.h"
 #include "ui/Picker.h"
 #include "ui/StatusDot.h"
+#include "ui/StatusLabel.h"
 #include "ui/SymbolView.h"
 #include "ui/TextPane.h"
 
@@ -258,11 +259,10 @@ QLayout *ContentView::buildActionControls() {
 
 QLayout *ContentView::buildStatusRow() {
     m_statusDot = named(new StatusDot, u"statusDot"_qs);
-    m_statusText = named(new LimitedLabel(2), u"statusText"_qs);
+    m_statusText = named(new StatusLabel, u"statusText"_qs);
     m_statusText->setForegroundRole(QPalette::PlaceholderText);
     m_statusText->setMinimumHeight(statusHeight);
     m_statusText->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
-    m_statusText->setAccessibleDescription(u"Status"_qs);
 
     auto *row = new QHBoxLayout;
     row->setSpacing(controlSpacing);
@@ -429,7 +429,7 @@ void ContentView::redrawStatus() {
     m_statusDot->setColor(m_controller.isRecording()    ? PanelPalette::recording(palette())
                           : m_controller.isProcessing() ? PanelPalette::processing(palette())
                                                         : PanelPalette::idle(palette()));
-    m_statusText->setPlainText(m_controller.statusText());
+    m_statusText->setStatus(m_controller.statusText());
 }
 
 void ContentView::redrawTexts() {

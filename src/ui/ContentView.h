@@ -18,6 +18,7 @@ class LimitedLabel;
 class PanelButton;
 class Picker;
 class StatusDot;
+class StatusLabel;
 class SymbolView;
 class TextPane;
 
@@ -91,7 +92,7 @@ private:
     PanelButton *m_prepareButton;
     PanelButton *m_pasteButton;
     StatusDot *m_statusDot;
-    LimitedLabel *m_statusText;
+    StatusLabel *m_statusText;
     TextPane *m_transcriptText;
     TextPane *m_translationText;
     LimitedLabel *m_footerText;

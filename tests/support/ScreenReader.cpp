@@ -13,7 +13,9 @@ namespace quillora::test {
 
 namespace {
 const QString connectionName = u"screen reader"_qs;
-}
+const QString accessible = u"org.a11y.atspi.Accessible"_qs;
+constexpr uint notificationRole = 101;
+} // namespace
 
 ScreenReader::ScreenReader(const PrivateSessionBus &bus, const QStringList &environment) {
     const QString program = QStandardPaths::findExecutable(u"at-spi-bus-launcher"_qs,
@@ -27,11 +29,11 @@ ScreenReader::ScreenReader(const PrivateSessionBus &bus, const QStringList &envi
     const QDBusReply<QString> address = bus.connection().call(QDBusMessage::createMethodCall(
         u"org.a11y.Bus"_qs, u"/org/a11y/bus"_qs, u"org.a11y.Bus"_qs, u"GetAddress"_qs));
     auto connection = QDBusConnection::connectToBus(address.value(), connectionName);
-    connection.connect({}, {}, u"org.a11y.atspi.Event.Object"_qs, u"PropertyChange"_qs, this,
+    connection.connect({}, {}, u"org.a11y.atspi.Event.Object"_qs, u"StateChanged"_qs, this,
                        SLOT(hear(QDBusMessage)));
     auto wish = QDBusMessage::createMethodCall(u"org.a11y.atspi.Registry"_qs, u"/org/a11y/atspi/registry"_qs,
                                                u"org.a11y.atspi.Registry"_qs, u"RegisterEvent"_qs);
-    wish << u"object:property-change"_qs << QStringList() << QString();
+    wish << u"object:state-changed:showing"_qs << QStringList() << QString();
     if (connection.call(wish).type() != QDBusMessage::ReplyMessage)
         throw std::runtime_error("the accessibility service lets nobody listen");
 }
@@ -40,18 +42,29 @@ ScreenReader::~ScreenReader() { QDBusConnection::disconnectFromBus(connectionNam
 
 void ScreenReader::hear(const QDBusMessage &message) {
     const auto arguments = message.arguments();
-    if (arguments.isEmpty() || arguments[0].toString() != u"accessible-name"_qs)
+    if (arguments.size() < 2 || arguments[0].toString() != u"showing"_qs || arguments[1].toInt() != 1)
         return;
-    ++m_changeCount;
-    // The toolkit's event tells which object has a new name, but not the name.
-    auto question = QDBusMessage::createMethodCall(message.service(), message.path(),
+    const auto role =
+        QDBusMessage::createMethodCall(message.service(), message.path(), accessible, u"GetRole"_qs);
+    ask<uint>(role, [this, message](uint role) {
+        if (role != notificationRole)
+            return;
+        auto name = QDBusMessage::createMethodCall(message.service(), message.path(),
                                                    u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
-    question << u"org.a11y.atspi.Accessible"_qs << u"Name"_qs;
+        name << accessible << u"Name"_qs;
+        ask<QDBusVariant>(name, [this](const QDBusVariant &name) { m_spoken += name.variant().toString(); });
+    });
+}
+
+template <typename Answer, typename Use>
+void ScreenReader::ask(const QDBusMessage &question, Use use) {
     auto *watcher = new QDBusPendingCallWatcher(QDBusConnection(connectionName).asyncCall(question), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+    ++m_questionCount;
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, use] {
         watcher->deleteLater();
-        if (const QDBusPendingReply<QDBusVariant> reply = *watcher; reply.isValid())
-            m_heardNames += reply.value().variant().toString();
+        --m_questionCount;
+        if (const QDBusPendingReply<Answer> reply = *watcher; reply.isValid())
+            use(reply.value());
     });
 }
 

@@ -22,19 +22,24 @@ public:
     explicit ScreenReader(const PrivateSessionBus &bus, const QStringList &environment);
     ~ScreenReader() override;
 
-    /// The names of objects of any program, each as it was when its change was looked into; oldest first.
-    const QStringList &heardNames() const { return m_heardNames; }
+    /// What it spoke of notifications: the name of each, of any program, as it was when it came to show.
+    /// Oldest first.
+    const QStringList &spoken() const { return m_spoken; }
 
-    /// How often an object of any program got a new name.
-    int changeCount() const { return m_changeCount; }
+    /// Whether it still asks about something that it heard of.
+    bool isAsking() const { return m_questionCount > 0; }
 
 private Q_SLOTS:
     void hear(const QDBusMessage &message);
 
 private:
+    /// Calls `use` with the answer, if there is one.
+    template <typename Answer, typename Use>
+    void ask(const QDBusMessage &question, Use use);
+
     std::optional<ChildProcess> m_service;
-    QStringList m_heardNames;
-    int m_changeCount = 0;
+    QStringList m_spoken;
+    int m_questionCount = 0;
 };
 
 } // namespace quillora::test

@@ -29,7 +29,7 @@ private Q_SLOTS:
         row("mainButton", "Start", QAccessible::Button);
         row("prepareButton", "Prepare translation models", QAccessible::Button);
         row("pasteButton", "Paste last translation", QAccessible::Button);
-        row("statusText", "Ready.", QAccessible::StaticText);
+        row("statusText", "Ready.", QAccessible::Notification);
         row("transcriptText", "Transcript", QAccessible::EditableText);
         row("translationText", "Translation", QAccessible::EditableText);
         row("hotKeyText", "Ctrl Option Space", QAccessible::StaticText);

@@ -6,7 +6,15 @@
 #include <QAccessible>
 #include <QTest>
 
+#include <optional>
+
 using namespace quillora::test;
+
+namespace {
+
+constexpr int patienceMs = 15000;
+
+}
 
 /// What a screen reader hears of the panel, on a real display and through the desktop's real service.
 class ScreenReaderTest : public QObject {
@@ -16,32 +24,101 @@ public:
     explicit ScreenReaderTest(const ScreenReader &reader) : m_reader(reader) {}
 
 private Q_SLOTS:
-    void initTestCase() { QTRY_VERIFY_WITH_TIMEOUT(QAccessible::isActive(), 15000); }
+    void initTestCase() { QTRY_VERIFY_WITH_TIMEOUT(QAccessible::isActive(), patienceMs); }
 
-    void aNewStatusIsHeardOnce() {
-        PanelHarness harness;
-        harness.show();
-        QVERIFY(QTest::qWaitForWindowExposed(harness.panel.get()));
-        // The toolkit speaks only once it has been told that somebody listens.
-        int turn = 0;
-        QVERIFY(ChildProcess::waitUntil([&] {
-            harness.controller->setStatusText(u"listening yet? %1"_qs.arg(turn++));
-            return heard().startsWith(u"listening yet?"_qs);
-        }));
-        harness.controller->setStatusText(u"Translating locally..."_qs);
-        QTRY_COMPARE(heard(), u"Translating locally..."_qs);
-        const int before = m_reader.changeCount();
-        harness.controller->setStatusText(u"Translating locally..."_qs);
-        harness.controller->setStatusText(u"Inserted translation."_qs);
-        QTRY_COMPARE(heard(), u"Inserted translation."_qs);
-        QCOMPARE(m_reader.changeCount(), before + 1);
+    /// The toolkit speaks only once it has been told that somebody listens.
+    void init() {
+        m_harness.emplace();
+        const auto isHeard = [this] { return lastSpoken().startsWith(u"listening yet?"_qs); };
+        for (int attempt = 0; attempt < 15 && !isHeard(); ++attempt) {
+            setStatus(u"listening yet? %1"_qs.arg(attempt));
+            ChildProcess::waitUntil(isHeard, 2000);
+        }
+        hear(u"Now."_qs);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_reader.isAsking(), patienceMs);
+        m_spokenBefore = m_reader.spoken().size();
+    }
+    void cleanup() { m_harness.reset(); }
+
+    void eachNewStatusIsSpokenOnce() {
+        hear(u"Translating locally..."_qs);
+        setStatus(u"Translating locally..."_qs);
+        hear(u"Inserted translation."_qs);
+        hear(u"Translating locally..."_qs);
+        QCOMPARE(spoken(), (QStringList{u"Translating locally..."_qs, u"Inserted translation."_qs,
+                                        u"Translating locally..."_qs}));
+    }
+
+    void aDictationBehindAClosedPanelIsSpokenStepByStep() {
+        m_harness->controller->setTargetLanguageIdentifier(u"en"_qs);
+        m_harness->startRecording();
+        settle();
+        QTRY_COMPARE_WITH_TIMEOUT(lastSpoken(), u"Listening..."_qs, patienceMs);
+        for (const auto &words : {u"good"_qs, u"good morning"_qs, u"good morning everyone"_qs}) {
+            m_harness->say(words);
+            settle();
+        }
+        m_harness->controller->stopRecording();
+        settle();
+        QTRY_COMPARE_WITH_TIMEOUT(lastSpoken(), u"Finishing transcription..."_qs, patienceMs);
+        m_harness->finish(u"good morning everyone"_qs);
+        const QString end = m_harness->controller->statusText();
+        QTRY_COMPARE_WITH_TIMEOUT(lastSpoken(), end, patienceMs);
+        QCOMPARE(spoken(), (QStringList{u"Listening..."_qs, u"Finishing transcription..."_qs, end}));
+    }
+
+    void aStatusThatGivesWayAtOnceIsNotSpoken() {
+        m_harness->controller->setStatusText(u"Pasting..."_qs);
+        m_harness->platform.queue.advance(std::chrono::milliseconds(100));
+        hear(u"Inserted translation."_qs);
+        m_harness->controller->setStatusText(u"Pasting..."_qs);
+        setStatus(u"Inserted translation."_qs);
+        hear(u"Ready."_qs);
+        QCOMPARE(spoken(), (QStringList{u"Inserted translation."_qs, u"Ready."_qs}));
+    }
+
+    void aStatusForWhichThePanelOpensIsSpokenOnce() {
+        m_harness->controller->setStatusText(u"No speech recognized."_qs);
+        m_harness->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_harness->panel.get()));
+        QTRY_COMPARE_WITH_TIMEOUT(lastSpoken(), u"No speech recognized."_qs, patienceMs);
+        settle();
+        hear(u"Ready."_qs);
+        QCOMPARE(spoken(), (QStringList{u"No speech recognized."_qs, u"Ready."_qs}));
+    }
+
+    void whatTheProgramStartsWithIsNotSpoken() {
+        PanelHarness().platform.queue.advance(std::chrono::seconds(1));
+        hear(u"Pasting..."_qs);
+        QCOMPARE(spoken(), QStringList{u"Pasting..."_qs});
+    }
+
+    void thePanelMayGoBeforeItsStatusIsSpoken() {
+        m_harness->controller->setStatusText(u"Pasting..."_qs);
+        m_harness->panel.reset();
+        settle();
+        QCOMPARE(spoken(), QStringList());
     }
 
 private:
-    QString heard() const {
-        return m_reader.heardNames().isEmpty() ? QString() : m_reader.heardNames().last();
+    void settle() { m_harness->platform.queue.advance(std::chrono::milliseconds(200)); }
+
+    void setStatus(const QString &status) {
+        m_harness->controller->setStatusText(status);
+        settle();
     }
 
+    /// Everything that was spoken before has been heard, too, once this returns.
+    void hear(const QString &status) {
+        setStatus(status);
+        QTRY_COMPARE_WITH_TIMEOUT(lastSpoken(), status, patienceMs);
+    }
+
+    QString lastSpoken() const { return m_reader.spoken().isEmpty() ? QString() : m_reader.spoken().last(); }
+    QStringList spoken() const { return m_reader.spoken().mid(m_spokenBefore); }
+
+    std::optional<PanelHarness> m_harness;
+    qsizetype m_spokenBefore = 0;
     const ScreenReader &m_reader;
 };
 
