@@ -30,6 +30,44 @@ private Q_SLOTS:
             QCoreApplication::processEvents();
         }
     }
+
+    void interimResultOfTenThousandCharacters_data() { addScripts(); }
+
+    void interimResultOfTenThousandCharacters() {
+        QFETCH(QString, sentence);
+        PanelHarness harness;
+        harness.show();
+        harness.startRecording();
+        const QString said = dictated(sentence, 10000);
+        harness.say(said);
+        QCoreApplication::processEvents();
+        int turn = 0;
+        QBENCHMARK {
+            harness.say(said + dictated(sentence, 5 + 5 * (turn++ % 8)));
+            QCoreApplication::processEvents();
+        }
+    }
+
+    /// What it costs to show a status of that length.
+    void status_data() {
+        QTest::addColumn<int>("length");
+        for (const int length : {50, 1000, 1 << 20})
+            QTest::addRow("%d characters", length) << length;
+    }
+
+    void status() {
+        QFETCH(int, length);
+        PanelHarness harness;
+        harness.show();
+        const QString text = u"Translation failed: "_qs + u"words of an error "_qs.repeated(length / 18 + 1);
+        const QList<QString> texts{u"a "_qs + text, u"b "_qs + text};
+        int turn = 0;
+        QBENCHMARK {
+            harness.controller->setStatusText(texts.at(turn++ % 2));
+            harness.platform.run();
+            QCoreApplication::processEvents();
+        }
+    }
 };
 
 QTEST_MAIN(ContentViewBench)

@@ -31,6 +31,23 @@ private Q_SLOTS:
         }
     }
 
+    void interimResultOfTenThousandCharacters_data() { addScripts(); }
+
+    void interimResultOfTenThousandCharacters() {
+        QFETCH(QString, sentence);
+        TextPane pane(TextPane::Follow::end);
+        pane.resize(344, 82);
+        pane.show();
+        const QString said = dictated(sentence, 10000);
+        pane.setText(said);
+        QCoreApplication::processEvents();
+        int turn = 0;
+        QBENCHMARK {
+            pane.setText(said + dictated(sentence, 5 + 5 * (turn++ % 8)));
+            pane.repaint();
+        }
+    }
+
     void wholeTextAtOnce() {
         TextPane pane(TextPane::Follow::end);
         pane.resize(344, 82);

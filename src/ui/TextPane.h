@@ -5,7 +5,8 @@
 namespace quillora {
 
 /// A read-only text that wraps, scrolls and can be selected. Following a text as it grows costs the same
-/// however long it has become: only what changed at its end is laid out again.
+/// however long it has become: only what changed at its end is laid out again. Each paragraph has the
+/// direction of its first letter.
 class TextPane : public QPlainTextEdit {
     Q_OBJECT
 
@@ -30,10 +31,13 @@ protected:
 private:
     /// Shows the newest words, if that is wanted.
     void keepPlace();
-    /// Makes the document show the text from `position` on.
-    void replaceTail(qsizetype position);
-    void append(QStringView piece);
+    /// Makes the document, which shows the old text, show `newText`; they are the same up to `position`.
+    void replaceTail(qsizetype position, const QString &newText);
+    void layOutAnew();
+    void append(QStringView text);
     void breakLastParagraph();
+    /// The place in the text of a place in the document.
+    qsizetype textPosition(int position) const;
 
     Follow m_follow;
     bool m_isChanging = false; ///< scrolling is not the user's

@@ -58,6 +58,8 @@ void ThinScrollBar::mouseReleaseEvent(QMouseEvent *event) {
 }
 
 void ThinScrollBar::paintEvent(QPaintEvent *) {
+    if (handle().isEmpty())
+        return;
     const double strength = underMouse() || isSliderDown() ? 0.9 : 0.6;
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);

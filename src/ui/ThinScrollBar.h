@@ -4,7 +4,8 @@
 
 namespace quillora {
 
-/// A vertical scroll bar that is no more than a handle. It may be dragged; a press beside it takes it there.
+/// A vertical scroll bar that is no more than a handle, and nothing where all is in view. The handle may be
+/// dragged; a press beside it takes it there.
 class ThinScrollBar : public QScrollBar {
     Q_OBJECT
 

@@ -1,7 +1,9 @@
 #include "ui/TextPane.h"
 
+#include <QAbstractTextDocumentLayout>
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QHash>
 #include <QMimeData>
 #include <QRandomGenerator>
 #include <QScrollBar>
@@ -63,6 +65,27 @@ QString copied(TextPane &pane) {
     return QGuiApplication::clipboard()->text();
 }
 
+/// So many characters of a script, as somebody might dictate them.
+QString dictated(const QString &script, qsizetype length) {
+    static const QHash<QString, QString> sentences{
+        {u"Chinese"_qs, u"今天天气很好，我们一起去公园散步吧。他说Qt的版本是6.4，不是5.15。"_qs},
+        {u"Japanese"_qs,
+         u"今日はとても良い天気ですね、公園へ散歩に行きましょう。コンピューターは新しいです。"_qs},
+        {u"Thai"_qs, u"สวัสดีครับวันนี้อากาศดีมากเราไปเดินเล่นที่สวนกันเถอะ"_qs},
+        {u"Arabic"_qs, u"مرحبا، الطقس جميل اليوم، لنذهب في نزهة مع LibreOffice Writer و Qt 6.4 غدا. "_qs},
+        {u"Hebrew"_qs, u"שלום, מזג האוויר יפה היום, בואו נצא לטיול עם LibreOffice Writer מחר. "_qs},
+        {u"English"_qs, u"the weather is fine today, let us go for a walk in the park مرحبا tomorrow. "_qs},
+    };
+    const QString sentence = sentences.value(script);
+    return sentence.repeated(length / sentence.size() + 1).first(length);
+}
+
+void addScripts() {
+    QTest::addColumn<QString>("script");
+    for (const auto *script : {"Chinese", "Japanese", "Thai", "Arabic", "Hebrew", "English"})
+        QTest::newRow(script) << QString::fromLatin1(script);
+}
+
 } // namespace
 
 class TextPaneTest : public QObject {
@@ -118,6 +141,115 @@ private Q_SLOTS:
             movedBack += expected.last() != u"i"_qs;
         }
         QVERIFY(movedBack > 10);
+    }
+
+    // Scripts without blanks, and from right to left.
+
+    void aTextOfAnyScriptLooksLikeOneParagraph_data() { addScripts(); }
+    void aTextOfAnyScriptLooksLikeOneParagraph() {
+        QFETCH(QString, script);
+        const auto pane = shown();
+        const QString text = dictated(script, 5000);
+        pane->setText(text);
+        QCoreApplication::processEvents();
+        QCOMPARE(linesOf(*pane), linesOfPlainEditor(text, *pane));
+    }
+
+    void aTextOfAnyScriptGrowsWithoutJumps_data() { addScripts(); }
+    void aTextOfAnyScriptGrowsWithoutJumps() {
+        QFETCH(QString, script);
+        const auto pane = shown();
+        const QString text = dictated(script, 3000);
+        QStringList before;
+        for (qsizetype end = 7; end < text.size(); end += 7) {
+            pane->setText(text.first(end));
+            QCoreApplication::processEvents();
+            QCOMPARE(pane->verticalScrollBar()->value(), pane->verticalScrollBar()->maximum());
+            const QStringList lines = linesOf(*pane);
+            if (before.size() > 2) // the last two may change when the text goes on
+                QCOMPARE(lines.first(before.size() - 2), before.first(before.size() - 2));
+            before = lines;
+        }
+        pane->setText(text);
+        QCOMPARE(linesOf(*pane), linesOfPlainEditor(text, *pane));
+    }
+
+    void noParagraphOfAnyScriptGetsLong_data() { addScripts(); }
+    void noParagraphOfAnyScriptGetsLong() {
+        QFETCH(QString, script);
+        const auto pane = shown();
+        const QString text = dictated(script, 10000);
+        for (qsizetype end = 100; end <= text.size(); end += 100)
+            pane->setText(text.first(end));
+        for (auto block = pane->document()->begin(); block.isValid(); block = block.next())
+            QVERIFY2(block.length() <= 600, qPrintable(QString::number(block.length())));
+    }
+
+    void copyingGivesATextOfAnyScriptAsItIs_data() { addScripts(); }
+    void copyingGivesATextOfAnyScriptAsItIs() {
+        QFETCH(QString, script);
+        const auto pane = shown();
+        const QString text = dictated(script, 3000) + u"\n\nnext\n"_qs + dictated(script, 2000);
+        for (qsizetype end = 1; end < text.size(); end += 331)
+            pane->setText(text.first(end));
+        pane->setText(text);
+        QCOMPARE(copied(*pane), text);
+        QTextCursor cursor(pane->document());
+        cursor.setPosition(pane->document()->lastBlock().position() - 5);
+        cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+        pane->setTextCursor(cursor);
+        pane->copy();
+        QVERIFY(text.endsWith(QGuiApplication::clipboard()->text()));
+        QVERIFY(QGuiApplication::clipboard()->text().size() >= pane->document()->lastBlock().length() - 1);
+    }
+
+    void revisedWordsOfAnyScriptLookAsIfSetAtOnce_data() { addScripts(); }
+    void revisedWordsOfAnyScriptLookAsIfSetAtOnce() {
+        QFETCH(QString, script);
+        QRandomGenerator random(20);
+        const auto pane = shown();
+        const QString source = dictated(script, 20000);
+        QString text = source.first(2500);
+        for (int turn = 0; turn < 150; ++turn) {
+            const auto cut = random.bounded(static_cast<quint32>(std::min<qsizetype>(text.size(), 1500)));
+            const auto from = random.bounded(10000);
+            text = text.first(text.size() - cut) + source.mid(from, random.bounded(1600));
+            pane->setText(text);
+            if (turn % 10 == 0) {
+                QCoreApplication::processEvents();
+                QCOMPARE(linesOf(*pane), linesOfPlainEditor(text, *pane));
+            }
+        }
+    }
+
+    void eachParagraphHasTheDirectionOfItsFirstLetter() {
+        const auto pane = shown();
+        const QString arabic = dictated(u"Arabic"_qs, 2500);
+        const QString english = dictated(u"English"_qs, 2500);
+        pane->setText(arabic + u'\n' + english + u'\n' + arabic);
+        QCOMPARE(directions(*pane), (QList{Qt::RightToLeft, Qt::LeftToRight, Qt::RightToLeft}));
+        pane->setText(english);
+        QCOMPARE(directions(*pane), QList{Qt::LeftToRight});
+        pane->setText(u"LibreOffice "_qs + arabic);
+        QCOMPARE(directions(*pane), QList{Qt::LeftToRight});
+        pane->setText(arabic);
+        QCOMPARE(directions(*pane), QList{Qt::RightToLeft});
+    }
+
+    void whatReadsFromRightToLeftStandsAtTheRight() {
+        const auto pane = shown();
+        pane->setText(dictated(u"Arabic"_qs, 1500) + u"\nshort"_qs);
+        for (auto block = pane->document()->begin(); block.isValid(); block = block.next()) {
+            pane->document()->documentLayout()->blockBoundingRect(block);
+            for (int number = 0; number < block.layout()->lineCount(); ++number) {
+                const auto line = block.layout()->lineAt(number);
+                const bool isLast = block == pane->document()->lastBlock();
+                if (isLast)
+                    QCOMPARE(line.naturalTextRect().left(), line.rect().left());
+                else
+                    QVERIFY(line.naturalTextRect().right() >= line.rect().right() - 1);
+            }
+        }
     }
 
     void copyingGivesTheTextAsItIs() {
@@ -225,6 +357,24 @@ private Q_SLOTS:
         QTest::keyClick(pane.get(), Qt::Key_Delete);
         QTest::keyClick(pane.get(), Qt::Key_Z, Qt::ControlModifier);
         QCOMPARE(pane->toPlainText(), u"words"_qs);
+    }
+
+private:
+    /// Of each paragraph of the text; all of its pieces must agree.
+    static QList<Qt::LayoutDirection> directions(const TextPane &pane) {
+        QList<Qt::LayoutDirection> directions;
+        qsizetype shown = 0;
+        for (auto block = pane.document()->begin(); block.isValid(); block = block.next()) {
+            pane.document()->documentLayout()->blockBoundingRect(block);
+            const auto told = block.layout()->textOption().textDirection();
+            const auto direction = told != Qt::LayoutDirectionAuto ? told
+                                   : block.text().isRightToLeft()  ? Qt::RightToLeft
+                                                                   : Qt::LeftToRight;
+            if (directions.isEmpty() || directions.last() != direction)
+                directions += direction;
+            shown += block.lineCount();
+        }
+        return shown > 20 ? directions : QList<Qt::LayoutDirection>();
     }
 };
 
