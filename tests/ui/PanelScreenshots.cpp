@@ -2,7 +2,10 @@
 #include "ui/PanelHarness.h"
 #include "ui/Picker.h"
 
+#include <QContextMenuEvent>
 #include <QDir>
+#include <QHash>
+#include <QLineEdit>
 #include <QPainter>
 #include <QStyleFactory>
 #include <QTest>
@@ -22,6 +25,11 @@ const QString manyScripts =
     u"สวัสดีครับ วันนี้อากาศดีมาก เราไปเดินเล่นที่สวนกันเถอะ 안녕하세요, 오늘은 날씨가 정말 좋네요. "
     u"今天天气很好，我们去公园散步吧。"
     u"今日はとても良い天気ですね。 مرحبا، الطقس جميل اليوم، لنذهب في نزهة. Привет, как дела?"_qs;
+
+const QHash<QString, QString> dictated{
+    {u"russian"_qs, u"Сегодня хорошая погода, давайте прогуляемся по парку с LibreOffice в рюкзаке. "_qs},
+    {u"chinese"_qs, u"今天天气很好，我们一起去公园散步吧。他说Qt的版本是6.4，不是5.15。"_qs},
+    {u"arabic"_qs, u"مرحبا، الطقس جميل اليوم، لنذهب في نزهة مع LibreOffice Writer و Qt 6.4 غدا. "_qs}};
 
 QPalette lightPalette() {
     QPalette palette(QColor(0xef, 0xf0, 0xf1), QColor(0xf6, 0xf6, 0xf7));
@@ -52,8 +60,9 @@ private Q_SLOTS:
     void everyStateIsPictured_data() {
         QTest::addColumn<QString>("state");
         QTest::addColumn<QString>("scheme");
-        for (const auto *state : {"idle", "recording", "processing", "hotkey-capture", "hosted-engine",
-                                  "translated", "long-texts", "long-status", "keyboard-focus"})
+        for (const auto *state :
+             {"idle", "recording", "processing", "hotkey-capture", "hosted-engine", "translated",
+              "long-texts", "long-status", "long-names", "russian", "chinese", "arabic", "keyboard-focus"})
             for (const auto *scheme : {"light", "dark", "high-contrast"})
                 QTest::addRow("%s-%s", state, scheme)
                     << QString::fromLatin1(state) << QString::fromLatin1(scheme);
@@ -113,6 +122,27 @@ private Q_SLOTS:
                                                       isDark ? u"dark"_qs : u"light"_qs)));
     }
 
+    void theMenuOfAFieldIsPictured_data() { theOpenMenuIsPictured_data(); }
+
+    void theMenuOfAFieldIsPictured() {
+        QFETCH(bool, isDark);
+        QApplication::setPalette(lightPalette());
+        PanelHarness harness([isDark](FakePlatform &platform) {
+            using Scheme = platform::Appearance::ColorScheme;
+            platform.appearanceFake.prefer({isDark ? Scheme::dark : Scheme::light, {}, false});
+        });
+        harness.useHostedEngine();
+        harness.show();
+        auto &field = harness.find<QLineEdit>(u"endpointField"_qs);
+        QContextMenuEvent request(QContextMenuEvent::Keyboard, {5, 5}, field.mapToGlobal(QPoint(5, 5)));
+        QApplication::sendEvent(&field, &request);
+        QTRY_VERIFY(QApplication::activePopupWidget());
+        const QPixmap menu = QApplication::activePopupWidget()->grab();
+        QVERIFY(menu.save(u"%1/field-menu-%2-1x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS),
+                                                            isDark ? u"dark"_qs : u"light"_qs)));
+        QApplication::activePopupWidget()->close();
+    }
+
 private:
     QList<QImage> m_pictures;
 
@@ -142,6 +172,15 @@ private:
                 u"Translation failed: "_qs + adviceWithoutDefaultEndpoint() +
                 u" Could not connect to translate.quillora.example: there is no such host, or this computer "
                 u"is offline."_qs);
+        } else if (state == u"long-names"_qs) {
+            harness.controller->setSourceLocaleIdentifier(u"en-GB"_qs);
+            harness.controller->setTargetLanguageIdentifier(u"id"_qs);
+        } else if (state == u"russian"_qs || state == u"chinese"_qs || state == u"arabic"_qs) {
+            harness.controller->setTargetLanguageIdentifier(state == u"russian"_qs   ? u"ru"_qs
+                                                            : state == u"chinese"_qs ? u"zh"_qs
+                                                                                     : u"ar"_qs);
+            harness.startRecording();
+            harness.say(dictated.value(state).repeated(12));
         } else if (state == u"keyboard-focus"_qs) {
             harness.useHostedEngine();
         }
