@@ -42,6 +42,56 @@ private Q_SLOTS:
         QVERIFY(buffers.back().frameCount() <= 1024);
     }
 
+    void everyChannelIsHeardWhereItIs_data() {
+        QTest::addColumn<QString>("channelMap");
+        QTest::newRow("stereo") << u"front-left,front-right"_qs;
+        QTest::newRow("two inputs of an interface") << u"aux0,aux1"_qs;
+        QTest::newRow("four inputs of an interface") << u"aux0,aux1,aux2,aux3"_qs;
+        QStringList inputs;
+        for (int i = 0; i < 18; ++i)
+            inputs << u"aux%1"_qs.arg(i);
+        QTest::newRow("eighteen inputs of an interface") << inputs.join(u',');
+    }
+    void everyChannelIsHeardWhereItIs() {
+        QFETCH(QString, channelMap);
+        const int channels = static_cast<int>(channelMap.count(u',')) + 1;
+        SoundServer server({48000, channels, channelMap});
+        SoundProbe probe(server.address());
+        probe.record(1);
+        // Each channel holds still at a level of its own.
+        const QTemporaryDir folder;
+        platform::AudioBuffer levels{{48000, static_cast<quint32>(channels)}, {}};
+        for (int sample = 0; sample < 48000 * channels; ++sample)
+            levels.samples.push_back(static_cast<qint16>(1000 * (sample % channels + 1)));
+        test::writeWave(folder.filePath(u"levels.wav"_qs), levels);
+        const auto playing = server.play(folder.filePath(u"levels.wav"_qs));
+        std::vector<qint16> loudest;
+        ChildProcess::waitUntil([&] {
+            loudest = probe.loudestSamples();
+            return loudest.back() >= 1000 * channels - 10;
+        });
+        for (int channel = 0; channel < channels; ++channel)
+            QVERIFY2(
+                std::abs(loudest[static_cast<size_t>(channel)] - 1000 * (channel + 1)) <= 10,
+                qPrintable(u"channel %1: %2"_qs.arg(channel).arg(loudest[static_cast<size_t>(channel)])));
+    }
+
+    void theTapKeepsItsFormatThoughTheMicrophoneIsAnotherByTheStart() {
+        SoundServer server({48000, 1, u"aux0"_qs});
+        SoundProbe probe(server.address());
+        probe.refresh();
+        const auto heard = std::make_shared<std::atomic<bool>>(false);
+        const platform::AudioFormat format{48000, 1};
+        probe.engine.inputNode().installTap(0, 1024, format, [=](const platform::AudioBuffer &buffer) {
+            *heard = buffer.format == format && buffer.frameCount() == 1024;
+        });
+        server.unplugMicrophone();
+        server.plugInMicrophone({48000, 2, u"aux0,aux1"_qs});
+        probe.refresh();
+        probe.engine.start();
+        QTRY_VERIFY(*heard);
+    }
+
     void allThatWasCapturedBeforeTheStopArrives() {
         // At this rate a buffer takes 128 ms to fill: what was begun must not be lost.
         SoundServer server({8000, 1});

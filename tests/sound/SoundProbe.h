@@ -7,6 +7,7 @@
 
 #include <QElapsedTimer>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -75,6 +76,16 @@ public:
 
     bool waitForFrames(qsizetype count) const {
         return ChildProcess::waitUntil([&] { return frames() >= count; });
+    }
+
+    /// Of each channel so far.
+    std::vector<qint16> loudestSamples() {
+        std::vector<qint16> loudest(format().channelCount);
+        const std::lock_guard lock(heard->mutex);
+        for (const auto &buffer : heard->buffers)
+            for (size_t i = 0; i < buffer.samples.size(); ++i)
+                loudest[i % loudest.size()] = std::max(loudest[i % loudest.size()], buffer.samples[i]);
+        return loudest;
     }
 
     struct Heard {

@@ -12,12 +12,18 @@ namespace {
 
 const QByteArray microphone = "microphone.monitor";
 
+QString option(const QString &name, const QString &value) {
+    return value.isEmpty() ? QString() : name + u'=' + value;
+}
+
 } // namespace
 
 SoundServer::SoundServer(const Microphone &format) : m_microphone(format) {
     QDir(m_folder.path()).mkdir(u"pulse"_qs);
     startServer();
 }
+
+SoundServer::SoundServer() : SoundServer(Microphone{}) {}
 
 SoundServer::~SoundServer() = default;
 
@@ -92,7 +98,8 @@ void SoundServer::signal(int number) {
 
 void SoundServer::loadMicrophone() {
     control({u"load-module"_qs, u"module-null-sink"_qs, u"sink_name=microphone"_qs,
-             u"rate=%1"_qs.arg(m_microphone.rate), u"channels=%1"_qs.arg(m_microphone.channels)});
+             u"rate=%1"_qs.arg(m_microphone.rate), u"channels=%1"_qs.arg(m_microphone.channels),
+             option(u"channel_map"_qs, m_microphone.channelMap)});
     // PipeWire answers before the microphone is there, and before it can be made the default.
     const auto becomesDefault = [this] {
         try {
@@ -129,8 +136,10 @@ void SoundServer::keepMicrophoneRunning() {
 }
 
 std::unique_ptr<ChildProcess> SoundServer::play(const QString &path) {
-    return std::make_unique<ChildProcess>(
-        u"paplay"_qs, QStringList{u"--device=microphone"_qs, u"--latency-msec=20"_qs, path}, environment());
+    QStringList arguments{u"--device=microphone"_qs, u"--latency-msec=20"_qs, path};
+    if (!m_microphone.channelMap.isEmpty())
+        arguments.prepend(option(u"--channel-map"_qs, m_microphone.channelMap));
+    return std::make_unique<ChildProcess>(u"paplay"_qs, arguments, environment());
 }
 
 void SoundServer::unplugMicrophone() {

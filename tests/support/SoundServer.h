@@ -23,10 +23,12 @@ public:
     struct Microphone {
         int rate = 48000; ///< Hz
         int channels = 2;
+        QString channelMap = {}; ///< as in "front-left,front-right"; none: the server's default
     };
 
     /// Returns once the server answers and the microphone runs; throws std::runtime_error.
-    explicit SoundServer(const Microphone &format = {48000, 2});
+    explicit SoundServer(const Microphone &format);
+    SoundServer();
     ~SoundServer();
 
     static bool isPipeWire();

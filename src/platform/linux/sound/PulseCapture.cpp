@@ -91,9 +91,10 @@ void PulseCapture::open() {
         finishOpening(Opening::failed, openingFailure(PA_ERR_NOENTITY));
         return;
     }
-    // For more than six channels there is no default map.
-    pa_channel_map channels;
-    pa_channel_map_init_extend(&channels, m_sampleSpec.channels, PA_CHANNEL_MAP_DEFAULT);
+    // In another map than its own the source's channels would be mixed, or lost for want of a like place.
+    pa_channel_map channels = m_connection.channelMap();
+    if (channels.channels != m_sampleSpec.channels) // the microphone has changed since the tap was installed
+        pa_channel_map_init_extend(&channels, m_sampleSpec.channels, PA_CHANNEL_MAP_DEFAULT);
     m_stream = pa_stream_new(context, "Dictation", &m_sampleSpec, &channels);
     if (!m_stream) {
         finishOpening(Opening::failed, QStringLiteral("The microphone's sound format cannot be recorded."));

@@ -118,16 +118,22 @@ void PulseConnection::askForFormat(const char *sourceName) {
         [](pa_context *, const pa_source_info *info, int isLast, void *self) {
             auto &connection = *static_cast<PulseConnection *>(self);
             if (info && info->name != standInSource)
-                connection.finishRefresh(
-                    {static_cast<double>(info->sample_spec.rate), info->sample_spec.channels}, info->name);
+                connection.learnSource(*info);
             else if (info || isLast < 0)
                 connection.finishRefresh({});
         },
         this));
 }
 
-void PulseConnection::finishRefresh(const AudioFormat &format, std::string sourceName) {
-    m_sourceName = std::move(sourceName);
+void PulseConnection::learnSource(const pa_source_info &source) {
+    m_sourceName = source.name;
+    m_channelMap = source.channel_map;
+    finishRefresh({static_cast<double>(source.sample_spec.rate), source.sample_spec.channels});
+}
+
+void PulseConnection::finishRefresh(const AudioFormat &format) {
+    if (format.channelCount == 0)
+        m_sourceName.clear();
     {
         const std::lock_guard lock(m_mutex);
         m_inputFormat = format;

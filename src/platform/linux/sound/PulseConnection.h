@@ -48,6 +48,9 @@ public:
     /// The default source as last learnt; empty if there was none, or no server. Sound thread only.
     const std::string &sourceName() const { return m_sourceName; }
 
+    /// Where that source's channels are. Sound thread only.
+    const pa_channel_map &channelMap() const { return m_channelMap; }
+
     /// Closes the connection; the next refresh makes a new one. Sound thread only.
     void disconnect();
 
@@ -61,7 +64,8 @@ private:
     void beginRefresh(std::function<void()> done);
     void askForDefaultSource();
     void askForFormat(const char *sourceName);
-    void finishRefresh(const AudioFormat &format, std::string sourceName = {});
+    void learnSource(const pa_source_info &source);
+    void finishRefresh(const AudioFormat &format);
     void close();
 
     const std::string m_server;
@@ -73,6 +77,7 @@ private:
     // Of the sound thread.
     pa_context *m_context = nullptr;
     std::string m_sourceName;
+    pa_channel_map m_channelMap{};
     std::unordered_set<std::shared_ptr<PulseCapture>> m_captures;
     std::vector<std::function<void()>> m_refreshes; ///< those that wait for the refresh under way
     std::optional<SoundTimer> m_deadline;           ///< of the refresh under way
