@@ -104,6 +104,34 @@ private Q_SLOTS:
         QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
     }
 
+    void noWordIsLostWhereTheNextTalkerHasAnotherMicrophone() {
+        constexpr size_t channels = 8;
+        AudioBuffer alone{{16000, 1}, {}}, together{{16000, channels}, {}};
+        QString spoken;
+        size_t live = 2;
+        for (const auto &recording : {Recording::of(sentence), Recording::all().back()}) {
+            spoken += recording.spoken + u' ';
+            for (const qint16 sample : recording.sound().samples) {
+                alone.samples.push_back(sample);
+                for (size_t channel = 0; channel < channels; ++channel) {
+                    const auto hiss = qint16(together.samples.size() * 7 % 5);
+                    together.samples.push_back(channel == live ? sample : hiss);
+                }
+            }
+            live = live == 2 ? 5 : 2;
+        }
+        SpeechDesktop desktop(noServer);
+        const auto errorsIn = [&](const AudioBuffer &sound) {
+            Listening listening(desktop);
+            listening.hear(sound);
+            listening.request->endAudio();
+            return WordErrorRate::of(listening.finalText(), spoken).errors;
+        };
+        const auto errorsAlone = errorsIn(alone), errorsTogether = errorsIn(together);
+        QVERIFY2(errorsTogether <= errorsAlone,
+                 qPrintable(u"%1 words are wrong, %2 alone"_qs.arg(errorsTogether).arg(errorsAlone)));
+    }
+
     void interimTextsGrowIntoTheFinalOne() {
         SpeechDesktop desktop(noServer);
         Listening listening(desktop);

@@ -98,7 +98,15 @@ private Q_SLOTS:
         QCOMPARE(converted(samples, format), samples);
     }
 
-    void theChannelsAreAveraged() {
+    void oneLiveChannelOfManyIsAsGoodAsAlone() {
+        const auto alone = tone(440, {48000, 1}, 0.3);
+        std::vector<qint16> samples(18 * alone.size(), 0);
+        for (size_t frame = 0; frame < alone.size(); ++frame)
+            samples[18 * frame + 7] = alone[frame];
+        QCOMPARE(converted(samples, {48000, 18}), converted(alone, {48000, 1}));
+    }
+
+    void theSidesOfAStereoMicrophoneAreAveraged() {
         const AudioFormat format{16000, 2};
         std::vector<qint16> samples;
         for (int frame = 0; frame < 100; ++frame) {

@@ -48,7 +48,8 @@ SpeechResampler::SpeechResampler(const AudioFormat &format)
       m_phases(std::min(m_stride, maximumPhases)), m_taps(qsizetype{2} * qCeil(lobes / cutoff(format))),
       m_filters(static_cast<size_t>(m_phases * m_taps)),
       // The first output sample lies on the first input sample, so half a filter of silence goes before.
-      m_input(static_cast<size_t>(m_taps / 2 - 1)), m_hasEmptyBand(inputRate(format) <= narrowRate) {
+      m_input(static_cast<size_t>(m_taps / 2 - 1)), m_mix(inputRate(format), format.channelCount),
+      m_hasEmptyBand(inputRate(format) <= narrowRate) {
     const double band = cutoff(format);
     for (qsizetype phase = 0; phase < m_phases; ++phase) {
         const auto filter = m_filters.begin() + phase * m_taps;
@@ -72,12 +73,8 @@ std::vector<qint16> SpeechResampler::finish() {
 
 void SpeechResampler::appendMono(const std::vector<qint16> &samples) {
     const size_t channels = m_format.channelCount;
-    for (size_t frame = 0; frame + channels <= samples.size(); frame += channels) {
-        int sum = 0;
-        for (size_t channel = 0; channel < channels; ++channel)
-            sum += samples[frame + channel];
-        m_input.push_back(static_cast<float>(sum) / static_cast<float>(channels));
-    }
+    for (size_t frame = 0; frame + channels <= samples.size(); frame += channels)
+        m_input.push_back(m_mix.mix(&samples[frame]));
 }
 
 std::vector<qint16> SpeechResampler::takeComplete() {

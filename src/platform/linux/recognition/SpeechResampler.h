@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/AudioEngine.h"
+#include "platform/linux/recognition/ChannelMix.h"
 
 #include <random>
 #include <vector>
@@ -8,7 +9,7 @@
 namespace quillora::platform {
 
 /// Turns sound of any rate and number of channels into 16 kHz mono, which is what recognizers are trained on.
-/// The channels are averaged; what the target rate cannot hold is filtered out.
+/// What the target rate cannot hold is filtered out.
 ///
 /// A telephone's microphone leaves the upper half of the band empty, where recognizers expect the hiss of
 /// consonants. It gets a faint mirror image of the lower half and a fainter noise: of 71 words read aloud at
@@ -40,6 +41,7 @@ private:
     const qsizetype m_taps;   ///< length of a filter
     std::vector<float> m_filters;
     std::vector<float> m_input; ///< mono, from the first sample that the next output sample needs
+    ChannelMix m_mix;
     const bool m_hasEmptyBand;
     bool m_isOddSample = false; ///< the next output sample's index is odd
     std::minstd_rand m_random;
