@@ -45,8 +45,8 @@ public:
 /// Records the default microphone. Main thread only, but for the tap.
 ///
 /// `stop` ends capture at that moment. What the sound system had captured by then still reaches the tap that
-/// was installed, even if it has been removed since, for at most 100 ms; a recognition request that the tap
-/// feeds takes its end of audio only after that.
+/// was installed, even if it has been removed since, within the microphone's own latency and 100 ms, 500 ms
+/// at most; a recognition request that the tap feeds takes its end of audio only after that.
 class AudioEngine {
 public:
     virtual ~AudioEngine() = default;

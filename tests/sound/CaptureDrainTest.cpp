@@ -7,12 +7,24 @@
 #include <thread>
 
 using quillora::platform::CaptureDrain;
+using namespace std::chrono_literals;
 
 class CaptureDrainTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void init() { m_drain = std::make_shared<CaptureDrain>(); }
+
+    void aHandOverMayTakeTheSourcesLatencyAnd100MsBut500MsAtMost() {
+        QCOMPARE(CaptureDrain::timeLimit(0us), 100ms);
+        QCOMPARE(CaptureDrain::timeLimit(20ms), 120ms);
+        QCOMPARE(CaptureDrain::timeLimit(20001us), 121ms);
+        QCOMPARE(CaptureDrain::timeLimit(250ms), 350ms);
+        QCOMPARE(CaptureDrain::timeLimit(400ms), 500ms);
+        QCOMPARE(CaptureDrain::timeLimit(401ms), 500ms);
+        QCOMPARE(CaptureDrain::timeLimit(24h), 500ms);
+        QCOMPARE(CaptureDrain::timeLimit(std::chrono::microseconds::max()), 500ms);
+    }
 
     void withNothingToHandOverTheActionRunsAtOnce() {
         bool hasRun = false;

@@ -1,3 +1,4 @@
+#include "sound/DistantServer.h"
 #include "sound/SoundProbe.h"
 #include "support/Recording.h"
 #include "support/SoundServer.h"
@@ -7,6 +8,7 @@
 
 using namespace quillora;
 using test::ChildProcess;
+using test::DistantServer;
 using test::SoundProbe;
 using test::SoundServer;
 
@@ -127,6 +129,53 @@ private Q_SLOTS:
         const int capturedMs = SoundServer::isPipeWire() ? 0 : 40;
         QVERIFY2(probe.frames() >= before + 48 * capturedMs,
                  qPrintable(u"%1 ms arrived"_qs.arg((probe.frames() - before) / 48)));
+    }
+
+    void whatASourceOfGreatLatencyStillHoldsAtTheStopArrives_data() {
+        QTest::addColumn<int>("latencyMs");
+        for (const int latencyMs : {0, 150, 250, 390})
+            QTest::addRow("%d ms", latencyMs) << latencyMs;
+    }
+    void whatASourceOfGreatLatencyStillHoldsAtTheStopArrives() {
+        QFETCH(int, latencyMs);
+        constexpr int rate = 48000, framesPerStep = 16;
+        SoundServer server({rate, 1, u"mono"_qs});
+        DistantServer distance(server.address(), latencyMs, {rate, 1});
+        SoundProbe here(server.address()), there(distance.address());
+        here.record(1);
+        there.record(1);
+        // The sound tells by its level how long it has been playing.
+        const QTemporaryDir folder;
+        platform::AudioBuffer clock{{rate, 1}, {}};
+        for (int frame = 0; frame < 10 * rate; ++frame)
+            clock.samples.push_back(static_cast<qint16>(frame / framesPerStep));
+        test::writeWave(folder.filePath(u"clock.wav"_qs), clock);
+        const auto playing = server.play(folder.filePath(u"clock.wav"_qs));
+        QVERIFY(there.waitForFrames(rate / 2) &&
+                ChildProcess::waitUntil([&] { return there.loudestSamples()[0] > 1000; }));
+        here.stop();
+        there.stop();
+        QElapsedTimer sinceStop;
+        sinceStop.start();
+        QVERIFY(here.waitForEnd() && there.waitForEnd());
+        qInfo("the end came %lld ms after the stop", sinceStop.elapsed());
+        const int lostMs =
+            (here.loudestSamples()[0] - there.loudestSamples()[0]) * framesPerStep * 1000 / rate;
+        QVERIFY2(lostMs <= 25, qPrintable(u"%1 ms were lost"_qs.arg(lostMs)));
+    }
+
+    void theEndIsNotHeldBackForLongByALatencyWithoutMeasure() {
+        SoundServer server({48000, 1, u"mono"_qs});
+        DistantServer distance(server.address(), 5000, {48000, 1});
+        SoundProbe probe(distance.address());
+        probe.refresh();
+        probe.start();
+        QElapsedTimer sinceStop;
+        sinceStop.start();
+        probe.stop();
+        QVERIFY(probe.waitForEnd());
+        QVERIFY2(sinceStop.elapsed() >= 490 && sinceStop.elapsed() < 1500,
+                 qPrintable(QString::number(sinceStop.elapsed())));
     }
 
     void theEndIsNotHeldBackForLongByAServerThatHangs() {

@@ -1,8 +1,11 @@
 #include "platform/linux/sound/CaptureDrain.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace quillora::platform {
+
+using namespace std::chrono_literals;
 
 CaptureDrain::Hold::Hold(std::shared_ptr<CaptureDrain> drain) : m_drain(std::move(drain)) {
     const std::lock_guard lock(m_drain->m_mutex);
@@ -18,6 +21,12 @@ CaptureDrain::Hold::~Hold() {
     }
     for (const auto &action : actions)
         action();
+}
+
+std::chrono::milliseconds CaptureDrain::timeLimit(std::chrono::microseconds sourceLatency) {
+    constexpr auto allowance = 100ms, limit = 500ms;
+    return std::min(std::chrono::ceil<std::chrono::milliseconds>(sourceLatency), limit - allowance) +
+           allowance;
 }
 
 void CaptureDrain::whenDrained(std::function<void()> action) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -22,6 +23,10 @@ public:
     private:
         std::shared_ptr<CaptureDrain> m_drain;
     };
+
+    /// How long after a stop a source of this latency may go on handing over: for its latency and 100 ms, 500
+    /// ms at the most.
+    static std::chrono::milliseconds timeLimit(std::chrono::microseconds sourceLatency);
 
     /// Runs `action` once nothing is left to hand over: inside this call if that is so already, else on the
     /// thread that lets go of the last hold.

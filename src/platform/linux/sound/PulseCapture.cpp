@@ -20,7 +20,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto startLimit = 2s;
-constexpr auto drainLimit = 100ms;
 constexpr std::chrono::microseconds fragmentLength = 20ms;
 
 pa_sample_spec sampleSpec(const AudioFormat &format) {
@@ -205,7 +204,7 @@ void PulseCapture::beginDrain(std::shared_ptr<CaptureDrain::Hold> hold) {
         close();
         return;
     }
-    m_drainDeadline.emplace(m_connection.thread().api(), drainLimit, [this] { close(); });
+    m_drainDeadline.emplace(m_connection.thread().api(), CaptureDrain::timeLimit(0us), [this] { close(); });
     m_timingQuery = pa_stream_update_timing_info(
         m_stream,
         [](pa_stream *, int isKnown, void *self) {
@@ -220,6 +219,9 @@ void PulseCapture::learnDrainTarget() {
     const auto *timing = pa_stream_get_timing_info(m_stream);
     if (!timing || timing->write_index_corrupt)
         return;
+    // A source that hands over in portions has captured little just after one, and yet the next is far off.
+    const auto latency = std::max(timing->source_usec, timing->configured_source_usec);
+    m_drainDeadline->setDelay(CaptureDrain::timeLimit(std::chrono::microseconds(latency)));
     // What the server has recorded for us, and what still is in the device's buffer.
     m_drainTarget = static_cast<quint64>(std::max<int64_t>(timing->write_index, 0)) +
                     pa_usec_to_bytes(timing->source_usec, &m_sampleSpec);

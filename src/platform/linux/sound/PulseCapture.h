@@ -34,8 +34,8 @@ public:
     /// From the return on, only `tap` is called.
     void setTap(Tap tap);
 
-    /// Returns at once. What has been captured by now still reaches the tap, for 100 ms at the most, and
-    /// holds back the end of audio meanwhile.
+    /// Returns at once. What has been captured by now still reaches the tap, for as long as
+    /// CaptureDrain::timeLimit allows, and holds back the end of audio meanwhile.
     void stop();
 
     /// Ends everything and hands over what has arrived. Sound thread only.

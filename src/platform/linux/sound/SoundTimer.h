@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <sys/time.h>
 
 namespace quillora::platform {
 
@@ -15,8 +16,12 @@ public:
     SoundTimer(const SoundTimer &) = delete;
     SoundTimer &operator=(const SoundTimer &) = delete;
 
+    /// Another delay, counted from the timer's making as well.
+    void setDelay(std::chrono::milliseconds delay);
+
 private:
     pa_mainloop_api *const m_api;
+    const timeval m_made;
     std::function<void()> m_action;
     pa_time_event *m_event;
 };
