@@ -6,6 +6,7 @@ binds to the session bus of its process for good: `accessible.py` answers one re
     status APPLICATION              what its status line says
     press APPLICATION NAME          presses the button of that name
     focus APPLICATION NAME          puts the keyboard into the text field of that name
+    has_keyboard APPLICATION NAME   whether keys go to the widget of that name
     place APPLICATION NAME          where the middle of the widget of that name is on the screen: left and top
 """
 
@@ -18,7 +19,8 @@ class ScreenReader:
     """A running `accessible.py` on a desktop."""
 
     def __init__(self, desktop):
-        self._process = desktop.start([sys.executable, __file__], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self._process = desktop.start_daemon([sys.executable, __file__], stdin=subprocess.PIPE,
+                                             stdout=subprocess.PIPE)
 
     def text(self, application, name=None):
         """What stands in a text widget, by its name or the first there is; None if it cannot be read."""
@@ -39,6 +41,10 @@ class ScreenReader:
     def focus(self, application, name):
         """Puts the keyboard into a text field, also a masked one; true if there was one."""
         return self._ask("focus", application, name)
+
+    def has_keyboard(self, application, name):
+        """Whether keys go to a widget; None if there is none."""
+        return self._ask("has_keyboard", application, name)
 
     def place(self, application, name):
         """The middle of a widget on the screen, or None if it cannot be seen."""
@@ -116,6 +122,9 @@ ANSWERS = {
     "focus": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_name() == key and node.get_role_name() in ("text", "password text"),
         _focus),
+    "has_keyboard": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_name() == key,
+        lambda node: node.get_state_set().contains(atspi.StateType.FOCUSED)),
     "place": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_name() == key and node.get_role_name() != "list item"
         and _is_showing(atspi, node),

@@ -10,7 +10,7 @@ from contextlib import contextmanager
 from dataclasses import dataclass
 
 from accessible import ScreenReader
-from virtual_desktop import DesktopError, wait_for
+from virtual_desktop import DesktopError, first_line, wait_for
 
 HOTKEY = ("ctrl", "alt", "space")
 BACKEND = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "backend", "quillora-backend")
@@ -78,11 +78,7 @@ def start_backend(desktop, token):
     token_file = os.path.join(desktop.folder, "token")
     with open(token_file, "w", encoding="ascii", opener=lambda path, flags: os.open(path, flags, 0o600)) as file:
         file.write(token)
-    backend = desktop.start([BACKEND, "--token-file", token_file], stdout=subprocess.PIPE)
-    endpoint = backend.stdout.readline().decode().strip()
-    if not endpoint:
-        raise DesktopError("the backend did not start")
-    return endpoint
+    return first_line(desktop.start_daemon([BACKEND, "--token-file", token_file], stdout=subprocess.PIPE))
 
 
 def store_token(desktop, token):
@@ -102,7 +98,8 @@ class Person:
     def open_editor(self, place=None):
         """`place` is left, top, width and height on the screen."""
         # One that was closed with text in it must not make the next one ask about it.
-        self.editor = self.desktop.start(["mousepad", "--disable-server"], environment={"GSETTINGS_BACKEND": "memory"})
+        self.editor = self.desktop.start_daemon(["mousepad", "--disable-server"],
+                                                environment={"GSETTINGS_BACKEND": "memory"})
         windows = wait_for("the editor", lambda: self.desktop.run(
             ["xdotool", "search", "--onlyvisible", "--pid", str(self.editor.pid)]).split())
         self.editor_window = windows[-1].decode()
@@ -120,8 +117,8 @@ class Person:
         return self.reader.text("mousepad")
 
     def start_quillora(self, **options):
-        """`options` are those of the desktop's `start`."""
-        self.quillora = self.desktop.start([self.program], **options)
+        """`options` are those of the desktop's `start_daemon`."""
+        self.quillora = self.desktop.start_daemon([self.program], **options)
         wait_for("Quillora", lambda: self.desktop.is_on_the_bus("org.quillora.Quillora"))
         # A panel that was opened once can be read from then on.
         self.open_panel()
@@ -150,11 +147,11 @@ class Person:
         milliseconds that it took since the key went up."""
         before = self.editor_text()
         with self.holding_the_hotkey():
-            time.sleep(0.2)  # nobody speaks in the very moment of the press
+            wait_for("the recording", lambda: self.status() == "Listening...")
             self.desktop.play(recording.path)
             time.sleep(0.25)
         released = time.monotonic()
-        after = wait_for("the text in the editor", lambda: self._changed(before), seconds=15, interval=0.005)
+        after = wait_for("the text in the editor", lambda: self._changed(before), interval=0.005)
         return after, round((time.monotonic() - released) * 1000)
 
     @contextmanager
@@ -180,7 +177,7 @@ class Person:
         """Starting the program again opens the panel of the one that runs."""
         again = self.desktop.start([self.program])
         try:
-            again.wait(10)
+            again.wait(30)
         except subprocess.TimeoutExpired:
             raise DesktopError("a second start did not end") from None
 

@@ -6,6 +6,7 @@ import ctypes
 import os
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -19,13 +20,30 @@ class DesktopError(Exception):
     """Something that the demonstration needs did not come up."""
 
 
-def wait_for(what, condition, seconds=20.0, interval=0.02):
-    """The first true answer of `condition`; a DesktopError that names `what` if there is none in time."""
+# The daemons that are needed, each with the file of what it complains about.
+_needed = {}
+
+
+def notice_deaths():
+    """A DesktopError that names the daemon if one that is needed has ended by itself."""
+    for daemon, complaints in _needed.items():
+        if daemon.poll() is None:
+            continue
+        complaints.seek(0)
+        words = complaints.read().decode(errors="replace")[-1000:].strip()
+        end = f"signal {-daemon.returncode}" if daemon.returncode < 0 else f"status {daemon.returncode}"
+        raise DesktopError(f"{' '.join(daemon.args)} ended by itself, with {end}. Its last words:\n{words}")
+
+
+def wait_for(what, condition, seconds=30.0, interval=0.02):
+    """The first true answer of `condition`; a DesktopError that names `what` if there is none in time, and one that
+    names the daemon as soon as one dies that is needed."""
     end = time.monotonic() + seconds
     while True:
         answer = condition()
         if answer:
             return answer
+        notice_deaths()
         if time.monotonic() > end:
             raise DesktopError(f"{what} did not happen within {seconds:g} s")
         time.sleep(interval)
@@ -71,16 +89,34 @@ class VirtualDesktop:
         self._children.append(child)
         return child
 
-    def run(self, command, seconds=10, **options):
+    def start_daemon(self, command, environment=None, **options):
+        """A program that is needed until it is stopped or killed: if it ends by itself, every wait fails and says
+        so."""
+        complaints = tempfile.TemporaryFile(dir=self.folder)
+        options.setdefault("stderr", complaints)
+        daemon = self.start(command, environment, **options)
+        _needed[daemon] = complaints
+        return daemon
+
+    def expect_end(self, child):
+        """From here on it may end by itself."""
+        if child in _needed:
+            _needed.pop(child).close()
+
+    def run(self, command, seconds=30, **options):
         """What a short command prints, as bytes; empty if it fails."""
         if "input" not in options:
             options["stdin"] = subprocess.DEVNULL
-        result = subprocess.run(command, env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                                timeout=seconds, check=False, **options)
-        return result.stdout
+        try:
+            return subprocess.run(command, env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                  timeout=seconds, check=False, **options).stdout
+        except subprocess.TimeoutExpired:
+            notice_deaths()
+            raise DesktopError(f"{' '.join(command)} did not end within {seconds:g} s") from None
 
     def stop(self, child, seconds=3.0):
         """Ends one child and its group; true if it went when it was asked to."""
+        self.expect_end(child)
         went = True
         if child.poll() is None:
             _signal_group(child.pid, signal.SIGTERM)
@@ -95,6 +131,7 @@ class VirtualDesktop:
 
     def kill(self, child):
         """Ends one child and its group without a word of warning."""
+        self.expect_end(child)
         _signal_group(child.pid, signal.SIGKILL)
         child.wait()
         self._forget(child)
@@ -159,7 +196,7 @@ class VirtualDesktop:
             "PULSE_COOKIE": os.path.join(self.folder, "pulse-cookie"),
         })
         self.start_sound()
-        self.start(["openbox", "--sm-disable"])
+        self.start_daemon(["openbox", "--sm-disable"])
         wait_for("the window manager", lambda: b"window id" in self.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
         self.run(["xsetroot", "-solid", "#3b4252"])
         self._start_tray()
@@ -171,22 +208,26 @@ class VirtualDesktop:
 
     def _start_display(self):
         reader, writer = os.pipe()
-        self.display = self.start(["Xvfb", "-displayfd", str(writer), "-screen", "0", self._size, "-nolisten", "tcp",
-                                   "-noreset", "-dpi", "96"], pass_fds=[writer])
+        self.display = self.start_daemon(["Xvfb", "-displayfd", str(writer), "-screen", "0", self._size, "-nolisten",
+                                          "tcp", "-noreset", "-dpi", "96"], pass_fds=[writer])
         os.close(writer)
         with os.fdopen(reader) as pipe:
             number = pipe.readline().strip()
         if not number:
-            raise DesktopError("the X server did not start")
+            self.display.wait()
+            notice_deaths()
         self.environment["DISPLAY"] = f":{number}"
 
+    def kill_display(self):
+        """The programs on it may then end by themselves."""
+        for child in self._children:
+            self.expect_end(child)
+        self.kill(self.display)
+
     def _start_bus(self):
-        bus = self.start(["dbus-daemon", self.bus_configuration(), "--nofork", "--nopidfile", "--print-address"],
-                         stdout=subprocess.PIPE)
-        address = bus.stdout.readline().decode().strip()
-        if not address:
-            raise DesktopError("the session bus did not start")
-        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+        bus = self.start_daemon(["dbus-daemon", self.bus_configuration(), "--nofork", "--nopidfile",
+                                 "--print-address"], stdout=subprocess.PIPE)
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = first_line(bus)
 
     def bus_configuration(self):
         """The bus daemon's option that names what it serves."""
@@ -194,8 +235,8 @@ class VirtualDesktop:
 
     def start_keyring(self):
         """Again too, after its end: what it kept is there again."""
-        self.keyring = self.start(["gnome-keyring-daemon", "--unlock", "--components=secrets", "--foreground"],
-                                  stdin=subprocess.PIPE)
+        self.keyring = self.start_daemon(["gnome-keyring-daemon", "--unlock", "--components=secrets", "--foreground"],
+                                         stdin=subprocess.PIPE)
         self.keyring.stdin.write(b"demonstration")
         self.keyring.stdin.close()
         wait_for("the keyring", lambda: self.is_on_the_bus("org.freedesktop.secrets"))
@@ -211,18 +252,35 @@ class VirtualDesktop:
     def start_sound(self):
         """Again too, after its end."""
         if self._sound_server == "pipewire":
-            # Its three parts are one process group, so that one child is the server.
-            self.sound = self.start(
-                ["sh", "-c", 'rm -f "$XDG_RUNTIME_DIR"/pipewire-0*; pipewire & '
-                             'until [ -S "$XDG_RUNTIME_DIR/pipewire-0" ]; do sleep 0.02; done; '
-                             'wireplumber & exec pipewire-pulse'])
+            core = os.path.join(self.environment["XDG_RUNTIME_DIR"], "pipewire-0")
+            self._sound = [self.start_daemon(["pipewire"])]
+            # The socket of one that was killed is still there.
+            wait_for("PipeWire", lambda: listens(core))
+            self._sound += [self.start_daemon(["wireplumber"]), self.start_daemon(["pipewire-pulse"])]
         else:
-            self.sound = self.start(
+            self._sound = [self.start_daemon(
                 ["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
                  "--disable-shm=true", "--realtime=no", "--high-priority=no",
-                 "-L", f"module-native-protocol-unix auth-anonymous=1 socket={self._sound_socket}"])
+                 "-L", f"module-native-protocol-unix auth-anonymous=1 socket={self._sound_socket}"])]
         wait_for("the sound server", lambda: b"Server Name" in self.run(["pactl", "info"]))
         self.plug_in_microphone()
+
+    def kill_sound(self):
+        """Ends the sound server without a word of warning."""
+        for daemon in (self._listener, *self._sound):
+            self.expect_end(daemon)
+        for daemon in self._sound:
+            _signal_group(daemon.pid, signal.SIGKILL)
+        for daemon in (*self._sound, self._listener):
+            self.kill(daemon)
+
+    def freeze_sound(self):
+        for daemon in self._sound:
+            self.freeze(daemon)
+
+    def thaw_sound(self):
+        for daemon in self._sound:
+            self.thaw(daemon)
 
     def plug_in_microphone(self):
         self.run(["pactl", "load-module", "module-null-sink", "sink_name=microphone", "rate=48000", "channels=2"])
@@ -230,10 +288,11 @@ class VirtualDesktop:
         wait_for("the microphone", lambda: self.run(["pactl", "set-default-source", "microphone.monitor"]) == b""
                  and b"microphone.monitor" in self.run(["pactl", "get-default-source"]))
         # A real microphone runs all the time; a null sink only while somebody listens to it.
-        self.start(["parec", "--device=microphone.monitor", "--latency-msec=20"])
+        self._listener = self.start_daemon(["parec", "--device=microphone.monitor", "--latency-msec=20"])
         wait_for("the microphone's sound", lambda: b"RUNNING" in self.run(["pactl", "list", "short", "sources"]))
 
     def unplug_microphone(self):
+        self.expect_end(self._listener)
         self.run(["pactl", "unload-module", "module-null-sink"])
 
     def _start_tray(self):
@@ -244,7 +303,8 @@ class VirtualDesktop:
                        "systray = 1\nsystray_padding = 6 4 6\nsystray_icon_size = 22\n"
                        "time1_format = Quillora demonstration\ntime1_font = DejaVu Sans 9\n"
                        "clock_font_color = #d8dee9 100\nclock_padding = 10 0\nwm_menu = 0\nstrut_policy = follow_size\n")
-        self.start(["tint2", "-c", settings])
+        self.start_daemon(["tint2", "-c", settings])
+        wait_for("the tray", lambda: self.is_owned("_NET_SYSTEM_TRAY_S0"))
 
     # Going down
 
@@ -313,11 +373,26 @@ class VirtualDesktop:
             x11.XCloseDisplay(display)
 
     def clipboard(self, target):
-        return self.run(["xclip", "-selection", "clipboard", "-o", "-t", target], seconds=5)
+        return self.run(["xclip", "-selection", "clipboard", "-o", "-t", target])
 
     def screenshot(self, path):
         os.makedirs(os.path.dirname(path), exist_ok=True)
         self.run(["import", "-window", "root", path])
+
+
+def first_line(daemon):
+    """What a daemon prints once it is ready."""
+    line = daemon.stdout.readline().decode().strip()
+    if not line:
+        daemon.wait()
+        notice_deaths()
+    return line
+
+
+def listens(path):
+    """Whether somebody listens at that socket, which may be a dead program's."""
+    with socket.socket(socket.AF_UNIX) as client:
+        return client.connect_ex(path) == 0
 
 
 def _signal_group(pid, number):

@@ -55,7 +55,7 @@ class FaultTest(unittest.TestCase):
         wait_for("some words", self.person.transcript)
 
     def start_quillora(self, **options):
-        """`options` are those of the desktop's `start`."""
+        """`options` are those of the desktop's `start_daemon`."""
         self.person.start_quillora(**options)
         self.person.focus_editor()
 
@@ -66,9 +66,8 @@ class FaultTest(unittest.TestCase):
 
     # What a person finds
 
-    def wait_for_status(self, status, seconds=10):
-        wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status,
-                 seconds)
+    def wait_for_status(self, status):
+        wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status)
 
     def wait_for_text(self, before):
         """That a dictation ended well in the editor."""
@@ -78,7 +77,7 @@ class FaultTest(unittest.TestCase):
 
     def wait_for_clipboard(self):
         """That it holds what the user had copied."""
-        wait_for("the clipboard's return", lambda: self.desktop.clipboard("UTF8_STRING") == HELD_BACK, 5)
+        wait_for("the clipboard's return", lambda: self.desktop.clipboard("UTF8_STRING") == HELD_BACK)
 
     def assert_all_is_well_again(self):
         self.assertEqual(self.desktop.keys_held(), [])

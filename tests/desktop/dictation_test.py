@@ -4,7 +4,6 @@ argument; what follows is for unittest."""
 
 import os
 import sys
-import time
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "demo"))
@@ -28,9 +27,8 @@ class DictationTest(unittest.TestCase):
         self.person.start_quillora()
         self.person.focus_editor()
 
-    def wait_for_status(self, status, seconds=10):
-        wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status,
-                 seconds)
+    def wait_for_status(self, status):
+        wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status)
 
 
 class TranslatedDictationTest(DictationTest):
@@ -47,7 +45,7 @@ class TranslatedDictationTest(DictationTest):
         try:
             self.wait_for_status("Listening...")
             player = self.desktop.start(["paplay", "--device=microphone", recordings()[0].path])
-            wait_for("interim text", lambda: len(self.person.transcript().split()) >= 2, 8)
+            wait_for("interim text", lambda: len(self.person.transcript().split()) >= 2)
             self.assertIsNone(player.poll(), "the interim text came only after the sentence was over")
         finally:
             self.desktop.keys_up(*reversed(HOTKEY))
@@ -81,18 +79,18 @@ class TranslatedDictationTest(DictationTest):
         with open(image, "rb") as file:
             wanted = file.read()
         self.person.speak(recordings()[4])
-        wait_for("the clipboard's return", lambda: self.desktop.clipboard("image/png") == wanted, 5)
+        wait_for("the clipboard's return", lambda: self.desktop.clipboard("image/png") == wanted)
         self.assertLessEqual(set(targets), set(self.desktop.clipboard("TARGETS").split()))
 
     def test_an_empty_clipboard_is_empty_again(self):
         self.person.speak(recordings()[4])
-        wait_for("the clipboard's emptiness", lambda: not self.desktop.clipboard("TARGETS"), 5)
+        wait_for("the clipboard's emptiness", lambda: not self.desktop.clipboard("TARGETS"))
 
     def test_quitting_leaves_no_process_behind(self):
         self.person.speak(recordings()[4])
         self.assertTrue(self.person.translators())
         self.assertTrue(self.desktop.stop(self.person.quillora, seconds=5), "it did not end when it was asked to")
-        wait_for("the end of what it started", lambda: not self.person.translators(), 5)
+        wait_for("the end of what it started", lambda: not self.person.translators())
 
 
 class SameLanguageDictationTest(DictationTest):
@@ -109,7 +107,7 @@ class DefaultPairDictationTest(DictationTest):
 
     def test_a_pair_without_data_fails_with_a_sentence_that_names_both_languages(self):
         self.desktop.keys_down(*HOTKEY)
-        time.sleep(0.2)
+        self.wait_for_status("Listening...")
         self.desktop.play(recordings()[4].path)
         self.desktop.keys_up(*reversed(HOTKEY))
         wait_for("the failure", lambda: self.person.status().startswith("Translation failed:"))

@@ -68,6 +68,7 @@ class KeyringTest(FaultTest):
 
     def end_keyring(self):
         """Also one that the bus has started meanwhile."""
+        self.desktop.expect_end(self.desktop.keyring)
         for pid in self.desktop.processes("gnome-keyring-daemon"):
             os.kill(pid, signal.SIGKILL)
         wait_for("the end of the keyring", lambda: not self.desktop.processes("gnome-keyring-daemon"))

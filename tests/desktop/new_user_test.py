@@ -40,7 +40,7 @@ class NewUserTest(unittest.TestCase):
         self.choose("Apple Local", "OpenAI")
         self.in_panel(self.enter_wrong_endpoint)
         self.speak(HOTKEY)
-        wait_for("the failure", lambda: self.person.status().startswith("Translation failed: "), 15)
+        wait_for("the failure", lambda: self.person.status().startswith("Translation failed: "))
         self.assertIn("127.0.0.1", self.person.status())
         self.assertTrue(self.person.status().endswith("."), self.person.status())
 
@@ -57,6 +57,9 @@ class NewUserTest(unittest.TestCase):
         self.person.close_panel()
         wait_for("the panel's end", lambda: not self.person.reader.place("Quillora", "Start"))
 
+    def windows(self):
+        return self.desktop.run(["xdotool", "search", "--onlyvisible", "--class", "^Quillora$"]).split()
+
     def click(self, name):
         left, top = wait_for(f"a widget called {name}", lambda: self.person.reader.place("Quillora", name))
         self.desktop.run(["xdotool", "mousemove", str(left), str(top), "click", "1"])
@@ -64,8 +67,9 @@ class NewUserTest(unittest.TestCase):
     def choose(self, picker, beginning):
         """Opens a picker by its present value and types the beginning of another."""
         def pick():
+            before = self.windows()
             self.click(picker)
-            time.sleep(0.3)  # the list takes keys once it is up
+            wait_for("the list", lambda: len(self.windows()) > len(before))
             self.desktop.run(["xdotool", "type", "--delay", "30", beginning])
             self.desktop.run(["xdotool", "key", "Return"])
             wait_for(f"{beginning} in the picker", lambda: not self.person.reader.place("Quillora", picker))
@@ -75,7 +79,8 @@ class NewUserTest(unittest.TestCase):
         def record():
             self.click("Record hotkey")
             self.wait_for_status("Press a shortcut with Ctrl, Option, or Cmd.")
-            time.sleep(0.2)  # the recorder takes the focus in a later turn
+            # It takes the keyboard in a later turn.
+            wait_for("the recorder", lambda: self.person.reader.has_keyboard("Quillora", "Hotkey recorder"))
             self.desktop.keys_down(*keys)
             self.desktop.keys_up(*reversed(keys))
             wait_for("the new hotkey", lambda: self.person.status().startswith("Hotkey updated"))
@@ -89,7 +94,7 @@ class NewUserTest(unittest.TestCase):
     def speak(self, keys):
         self.person.focus_editor()
         self.desktop.keys_down(*keys)
-        time.sleep(0.2)
+        self.wait_for_status("Listening...")
         self.desktop.play(recordings()[4].path)
         time.sleep(0.25)
         self.desktop.keys_up(*reversed(keys))
@@ -97,9 +102,9 @@ class NewUserTest(unittest.TestCase):
     def dictate(self, keys):
         before = self.person.editor_text()
         self.speak(keys)
-        wait_for(f"the text (the status is {self.person.status()!r})", lambda: self.person.editor_text() != before, 15)
-        # The paste is over once the clipboard has come back.
-        time.sleep(1)
+        wait_for(f"the text (the status is {self.person.status()!r})", lambda: self.person.editor_text() != before)
+        # The paste is over once the clipboard is as empty as before.
+        wait_for("the clipboard's emptiness", lambda: not self.desktop.clipboard("TARGETS"))
 
     def wait_for_status(self, status):
         wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status)

@@ -68,7 +68,7 @@ class TerminalTest(unittest.TestCase):
 
     def dictate_beside_a_clipboard_manager(self):
         """Ends with the clipboard given back."""
-        self.desktop.start(["xfsettingsd", "--disable-wm-check"])
+        self.desktop.start_daemon(["xfsettingsd", "--disable-wm-check"])
         wait_for("the clipboard manager", lambda: self.desktop.is_owned("CLIPBOARD_MANAGER"))
         self.have(COPIED, "clipboard")
         self.dictate()
