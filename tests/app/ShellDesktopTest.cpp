@@ -73,7 +73,7 @@ private Q_SLOTS:
     void cleanup() {
         m_shell.reset();
         m_notifierTray.reset();
-        m_trays.clear();
+        endTrays();
         m_bus.reset();
         m_display.reset();
     }
@@ -115,7 +115,7 @@ private Q_SLOTS:
         startTint2();
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(icon(), patienceMs);
-        m_trays.clear();
+        endTrays();
         QTRY_VERIFY_WITH_TIMEOUT(!icon(), patienceMs);
         startTint2();
         QTRY_VERIFY_WITH_TIMEOUT(icon(), patienceMs);
@@ -395,34 +395,43 @@ private:
 
     static QString shellProgram() { return QStringLiteral(QUILLORA_SHELL_ON_FAKES); }
 
-    std::unique_ptr<ChildProcess> startOnBus(const QString &program, const QStringList &arguments = {}) {
-        return m_display->start(u"env"_qs, QStringList{u"DBUS_SESSION_BUS_ADDRESS="_qs + m_bus->address(),
-                                                       u"GSETTINGS_BACKEND=memory"_qs, program} +
-                                               arguments);
+    /// What `env` is told to start a program that knows the bus.
+    QStringList onBus(const QString &program) const {
+        return {u"DBUS_SESSION_BUS_ADDRESS="_qs + m_bus->address(), u"GSETTINGS_BACKEND=memory"_qs, program};
     }
 
     std::unique_ptr<ChildProcess> startShell(const QStringList &arguments = {}) {
-        return startOnBus(shellProgram(), arguments);
+        return m_display->start(u"env"_qs, onBus(shellProgram()) + arguments);
     }
 
-    void startWithNotifierTray() {
+    void startTray(const QString &program, const QStringList &arguments = {}) {
+        m_trays.push_back(m_display->startDaemon(u"env"_qs, onBus(program) + arguments));
+    }
+
+    /// The last one that was started may need those before it.
+    void endTrays() {
+        while (!m_trays.empty())
+            m_trays.pop_back();
+    }
+
+    void startWithNotifierTray(const QStringList &arguments = {}) {
         m_notifierTray.emplace(m_bus->address());
-        m_shell = startShell();
+        m_shell = startShell(arguments);
         QTRY_COMPARE_WITH_TIMEOUT(m_notifierTray->items().size(), 1, patienceMs);
     }
 
     void startTint2() {
         const QString path =
             writeFile(u"tint2rc"_qs, QString::fromLatin1(tint2Configuration).arg(u"#dddddd"));
-        m_trays.push_back(startOnBus(u"tint2"_qs, {u"-c"_qs, path}));
+        startTray(u"tint2"_qs, {u"-c"_qs, path});
     }
 
     void startXfcePanel() {
         writeFile(u"home/.config/xfce4/xfconf/xfce-perchannel-xml/xfce4-panel.xml"_qs,
                   QString::fromLatin1(xfcePanelConfiguration));
-        m_trays.push_back(startOnBus(QStringLiteral(QUILLORA_XFCONFD)));
+        startTray(QStringLiteral(QUILLORA_XFCONFD));
         QTRY_VERIFY_WITH_TIMEOUT(isOnBus(u"org.xfce.Xfconf"_qs), patienceMs);
-        m_trays.push_back(startOnBus(u"xfce4-panel"_qs, {u"--disable-wm-check"_qs}));
+        startTray(u"xfce4-panel"_qs, {u"--disable-wm-check"_qs});
         QTRY_VERIFY_WITH_TIMEOUT(isOnBus(u"org.kde.StatusNotifierWatcher"_qs), patienceMs);
     }
 
@@ -581,7 +590,7 @@ private:
 
     std::optional<test::VirtualDisplay> m_display;
     std::optional<test::PrivateSessionBus> m_bus;
-    std::vector<std::unique_ptr<ChildProcess>> m_trays;
+    std::vector<std::unique_ptr<test::Daemon>> m_trays;
     std::optional<NotifierTray> m_notifierTray;
     std::unique_ptr<ChildProcess> m_shell;
 };

@@ -1,5 +1,5 @@
 #include "support/AuthorizedPost.h"
-#include "support/ChildProcess.h"
+#include "support/Daemon.h"
 #include "support/RealHttpPlatform.h"
 #include "translation/OpenAITranslationService.h"
 
@@ -18,9 +18,9 @@ private Q_SLOTS:
         QVERIFY(m_tokenFile.open());
         m_tokenFile.write("secret\n");
         m_tokenFile.flush();
-        m_backend = std::make_unique<test::ChildProcess>(
-            QStringLiteral(QUILLORA_BACKEND), QStringList{u"--token-file"_qs, m_tokenFile.fileName()});
-        QVERIFY(test::ChildProcess::waitUntil([this] { return m_backend->process().canReadLine(); }));
+        m_backend = std::make_unique<test::Daemon>(QStringLiteral(QUILLORA_BACKEND),
+                                                   QStringList{u"--token-file"_qs, m_tokenFile.fileName()});
+        m_backend->waitUntilReady([this] { return m_backend->process().canReadLine(); });
         m_endpoint = QString::fromUtf8(m_backend->process().readLine()).trimmed();
     }
     void init() { m_platform = std::make_unique<test::RealHttpPlatform>(); }
@@ -93,7 +93,7 @@ private:
     }
 
     QTemporaryFile m_tokenFile;
-    std::unique_ptr<test::ChildProcess> m_backend;
+    std::unique_ptr<test::Daemon> m_backend;
     QString m_endpoint;
     std::unique_ptr<test::RealHttpPlatform> m_platform;
     OpenAITranslationService m_service;

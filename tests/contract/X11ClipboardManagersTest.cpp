@@ -39,7 +39,7 @@ private Q_SLOTS:
         QFETCH(QStringList, command);
         m_display = std::make_unique<VirtualDisplay>();
         m_clipboard = std::make_unique<SelectionRequestor>(m_display->name(), "CLIPBOARD");
-        m_manager = m_display->start(u"dbus-run-session"_qs, QStringList(u"--"_qs) + command);
+        m_manager = m_display->startDaemon(u"dbus-run-session"_qs, QStringList(u"--"_qs) + command);
         m_desktop = std::make_unique<DesktopWithClipboard>(m_display->name());
     }
     void cleanup() {
@@ -187,7 +187,7 @@ private:
 
     std::unique_ptr<VirtualDisplay> m_display;
     std::unique_ptr<SelectionRequestor> m_clipboard;
-    std::unique_ptr<ChildProcess> m_manager;
+    std::unique_ptr<Daemon> m_manager;
     std::unique_ptr<SelectionPeer> m_owner;
     std::unique_ptr<DesktopWithClipboard> m_desktop;
 };

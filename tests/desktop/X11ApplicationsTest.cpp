@@ -394,14 +394,14 @@ private:
         return window;
     }
 
-    std::unique_ptr<ChildProcess> startSimpleWindowManager() {
+    std::unique_ptr<test::Daemon> startSimpleWindowManager() {
         const QString path = m_display->folder() + u"/twmrc"_qs;
         QFile settings(path);
         if (settings.open(QFile::WriteOnly))
             settings.write("RandomPlacement\nTitleFont \"fixed\"\nMenuFont \"fixed\"\nIconFont \"fixed\"\n"
                            "ResizeFont \"fixed\"\nIconManagerFont \"fixed\"\n");
         settings.close();
-        return m_display->start(u"twm"_qs, {u"-f"_qs, path});
+        return m_display->startDaemon(u"twm"_qs, {u"-f"_qs, path});
     }
 
     std::unique_ptr<VirtualDisplay> m_display;

@@ -1,9 +1,12 @@
 #include "support/ChildProcess.h"
 
+#include "support/Daemon.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QThread>
 
+#include <algorithm>
 #include <csignal>
 #include <stdexcept>
 #include <sys/prctl.h>
@@ -24,7 +27,9 @@ ChildProcess::ChildProcess(const QString &program, const QStringList &arguments,
     }
     m_process.setProcessEnvironment(variables);
     m_process.setProcessChannelMode(QProcess::SeparateChannels);
-    m_process.setStandardErrorFile(QProcess::nullDevice());
+    if (!m_errors.open())
+        throw std::runtime_error("cannot make a file for what the program complains about");
+    m_process.setStandardErrorFile(m_errors.fileName());
     m_process.setChildProcessModifier([] {
         ::setpgid(0, 0);
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -38,6 +43,8 @@ ChildProcess::ChildProcess(const QString &program, const QStringList &arguments,
 ChildProcess::~ChildProcess() { stop(); }
 
 void ChildProcess::signal(int number) {
+    if (number != SIGSTOP && number != SIGCONT)
+        m_wasToldToEnd = true;
     if (isRunning())
         ::kill(-static_cast<pid_t>(processId()), number);
 }
@@ -45,6 +52,7 @@ void ChildProcess::signal(int number) {
 void ChildProcess::stop(int patienceMs) {
     if (!isRunning())
         return;
+    m_wasToldToEnd = true;
     const auto group = -static_cast<pid_t>(processId());
     ::kill(group, SIGCONT);
     ::kill(group, SIGTERM);
@@ -55,11 +63,20 @@ void ChildProcess::stop(int patienceMs) {
     ::kill(group, SIGKILL);
 }
 
+QString ChildProcess::lastWords() const {
+    constexpr qint64 enough = 1000;
+    QFile errors(m_errors.fileName());
+    if (!errors.open(QIODevice::ReadOnly))
+        return {};
+    errors.seek(std::max<qint64>(0, errors.size() - enough));
+    return QString::fromUtf8(errors.readAll()).trimmed();
+}
+
 bool ChildProcess::waitUntil(const std::function<bool()> &condition, int timeoutMs) {
     QElapsedTimer timer;
     timer.start();
     while (!condition()) {
-        if (timer.hasExpired(timeoutMs))
+        if (timer.hasExpired(timeoutMs) || Daemon::hasOneDied())
             return false;
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         QThread::msleep(5);

@@ -2,7 +2,9 @@
 
 #include <QProcess>
 #include <QStringList>
+#include <QTemporaryFile>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -23,17 +25,27 @@ public:
     bool isRunning() const { return m_process.state() == QProcess::Running; }
     QProcess &process() { return m_process; }
 
-    /// Sends a signal to the program's whole process group.
+    /// Sends a signal to the program's whole process group, and waits for nothing; any thread.
     void signal(int number);
 
     /// Ends the group: asks first, then insists after `patienceMs`.
     void stop(int patienceMs = 2000);
 
-    /// Waits until `condition` holds, turning the event loop meanwhile; false if it never did.
-    static bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000);
+    /// Waits until `condition` holds, turning the event loop meanwhile; false if it never did, or if a daemon
+    /// that the test needs has died.
+    static bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 20000);
+
+protected:
+    /// Whether the test has sent a signal that ends programs.
+    bool wasToldToEnd() const { return m_wasToldToEnd; }
+
+    /// The end of what the program wrote on its standard error.
+    QString lastWords() const;
 
 private:
+    QTemporaryFile m_errors;
     QProcess m_process;
+    std::atomic<bool> m_wasToldToEnd = false;
 };
 
 } // namespace quillora::test

@@ -68,10 +68,9 @@ PrivateKeyring::PrivateKeyring(const PrivateSessionBus &bus, Collection collecti
                     u"XDG_DATA_HOME=%1/data"_qs.arg(m_home.path()), u"DISPLAY="_qs, u"WAYLAND_DISPLAY="_qs});
     m_process->process().write(password);
     m_process->process().closeWriteChannel();
-    waitForOwner(true);
     // It has its name before it has its methods.
-    if (!ChildProcess::waitUntil([this] { return search({}).type() == QDBusMessage::ReplyMessage; }))
-        throw std::runtime_error("the keyring does not answer");
+    m_process->waitUntilReady(
+        [this] { return isOnBus() && search({}).type() == QDBusMessage::ReplyMessage; });
 }
 
 PrivateKeyring::~PrivateKeyring() = default;
@@ -138,7 +137,8 @@ void PrivateKeyring::makeCollection() {
 void PrivateKeyring::end() {
     m_process->signal(SIGKILL);
     m_process->stop();
-    waitForOwner(false);
+    if (!ChildProcess::waitUntil([this] { return !isOnBus(); }))
+        throw std::runtime_error("the keyring has ended, but stays on the bus");
 }
 
 QVariant PrivateKeyring::call(const QString &path, const QString &interface, const QString &method,
@@ -153,11 +153,7 @@ QDBusMessage PrivateKeyring::ask(const QString &path, const QString &interface, 
     return m_bus.call(message);
 }
 
-void PrivateKeyring::waitForOwner(bool isOwned) {
-    const auto holds = [&] { return m_bus.interface()->isServiceRegistered(serviceName) == isOwned; };
-    if (!ChildProcess::waitUntil(holds))
-        throw std::runtime_error("the keyring does not come and go as it should");
-}
+bool PrivateKeyring::isOnBus() const { return m_bus.interface()->isServiceRegistered(serviceName); }
 
 QDBusObjectPath PrivateKeyring::session() {
     return ask(servicePath, u"org.freedesktop.Secret.Service"_qs, u"OpenSession"_qs,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/ChildProcess.h"
+#include "support/Daemon.h"
 #include "support/PrivateSessionBus.h"
 
 #include <QByteArray>
@@ -63,12 +63,12 @@ private:
     QDBusMessage ask(const QString &path, const QString &interface, const QString &method,
                      const QVariantList &arguments);
     QDBusMessage search(const Attributes &attributes);
-    void waitForOwner(bool isOwned);
+    bool isOnBus() const;
     QDBusObjectPath session();
 
     QDBusConnection m_bus;
     QTemporaryDir m_home;
-    std::optional<ChildProcess> m_process;
+    std::optional<Daemon> m_process;
 };
 
 } // namespace quillora::test

@@ -32,8 +32,7 @@ PrivateSessionBus::PrivateSessionBus() {
     m_process.emplace(u"dbus-daemon"_qs,
                       QStringList{u"--config-file=%1"_qs.arg(file), u"--nofork"_qs, u"--print-address"_qs});
     auto &output = m_process->process();
-    if (!ChildProcess::waitUntil([&] { return output.canReadLine(); }))
-        throw std::runtime_error("the session bus does not come up");
+    m_process->waitUntilReady([&] { return output.canReadLine(); });
     m_address = QString::fromUtf8(output.readLine()).trimmed();
     QDBusConnection::connectToBus(m_address, m_address);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/ChildProcess.h"
+#include "support/Daemon.h"
 
 #include <QDBusConnection>
 #include <QTemporaryDir>
@@ -24,11 +24,11 @@ public:
     /// Makes this the session bus of everything that connects to one from now on.
     void install() const;
 
-    ChildProcess &process() { return *m_process; }
+    Daemon &process() { return *m_process; }
 
 private:
     QTemporaryDir m_folder;
-    std::optional<ChildProcess> m_process;
+    std::optional<Daemon> m_process;
     QString m_address;
 };
 

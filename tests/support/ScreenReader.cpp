@@ -21,10 +21,8 @@ ScreenReader::ScreenReader(const PrivateSessionBus &bus, const QStringList &envi
     const QString program = QStandardPaths::findExecutable(u"at-spi-bus-launcher"_qs,
                                                            {u"/usr/libexec"_qs, u"/usr/lib/at-spi2-core"_qs});
     m_service.emplace(program, QStringList{u"--launch-immediately"_qs}, environment);
-    const bool isUp = ChildProcess::waitUntil(
+    m_service->waitUntilReady(
         [&bus] { return bus.connection().interface()->isServiceRegistered(u"org.a11y.Bus"_qs); });
-    if (!isUp)
-        throw std::runtime_error("the accessibility service does not come up");
 
     const QDBusReply<QString> address = bus.connection().call(QDBusMessage::createMethodCall(
         u"org.a11y.Bus"_qs, u"/org/a11y/bus"_qs, u"org.a11y.Bus"_qs, u"GetAddress"_qs));

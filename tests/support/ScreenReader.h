@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/ChildProcess.h"
+#include "support/Daemon.h"
 #include "support/PrivateSessionBus.h"
 
 #include <QDBusMessage>
@@ -37,7 +37,7 @@ private:
     template <typename Answer, typename Use>
     void ask(const QDBusMessage &question, Use use);
 
-    std::optional<ChildProcess> m_service;
+    std::optional<Daemon> m_service;
     QStringList m_spoken;
     int m_questionCount = 0;
 };

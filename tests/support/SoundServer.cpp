@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLocalSocket>
 
 #include <stdexcept>
 
@@ -20,12 +21,12 @@ QString option(const QString &name, const QString &value) {
 
 SoundServer::SoundServer(const Microphone &format) : m_microphone(format) {
     QDir(m_folder.path()).mkdir(u"pulse"_qs);
-    startServer();
+    start();
 }
 
 SoundServer::SoundServer() : SoundServer(Microphone{}) {}
 
-SoundServer::~SoundServer() = default;
+SoundServer::~SoundServer() { kill(); }
 
 bool SoundServer::isPipeWire() { return qEnvironmentVariable("TEST_SOUND_SERVER") == u"pipewire"; }
 
@@ -49,21 +50,21 @@ QByteArray SoundServer::control(const QStringList &arguments) {
     return pactl.process().readAllStandardOutput();
 }
 
-void SoundServer::startServer() {
+bool SoundServer::answers() {
+    try {
+        control({u"info"_qs});
+        return true;
+    } catch (const std::runtime_error &) {
+        return false;
+    }
+}
+
+void SoundServer::start() {
     if (isPipeWire())
         startPipeWire();
     else
         startPulseAudio();
-    const auto answers = [this] {
-        try {
-            control({u"info"_qs});
-            return true;
-        } catch (const std::runtime_error &) {
-            return false;
-        }
-    };
-    if (!ChildProcess::waitUntil(answers))
-        throw std::runtime_error("the sound server does not start");
+    m_daemons.back()->waitUntilReady([this] { return answers(); });
     loadMicrophone();
 }
 
@@ -79,16 +80,20 @@ void SoundServer::startPipeWire() {
     // The session manager does not do without a bus.
     if (!m_bus)
         m_bus.emplace();
-    const QString core = m_folder.filePath(u"pipewire-0"_qs);
-    startDaemon(u"pipewire"_qs);
-    if (!ChildProcess::waitUntil([&] { return QFile::exists(core); }))
-        throw std::runtime_error("PipeWire does not start");
+    // The socket of a server that was killed is still there: only one that listens lets somebody connect.
+    const auto listens = [core = m_folder.filePath(u"pipewire-0"_qs)] {
+        QLocalSocket socket;
+        socket.connectToServer(core);
+        return socket.waitForConnected();
+    };
+    startDaemon(u"pipewire"_qs).waitUntilReady(listens);
     startDaemon(u"wireplumber"_qs);
     startDaemon(u"pipewire-pulse"_qs);
 }
 
-void SoundServer::startDaemon(const QString &program, const QStringList &arguments) {
-    m_daemons.push_back(std::make_unique<ChildProcess>(program, arguments, environment()));
+Daemon &SoundServer::startDaemon(const QString &program, const QStringList &arguments) {
+    m_daemons.push_back(std::make_unique<Daemon>(program, arguments, environment()));
+    return *m_daemons.back();
 }
 
 void SoundServer::signal(int number) {
@@ -119,32 +124,29 @@ void SoundServer::keepMicrophoneRunning() {
     QFile::remove(sample);
     // A sink that runs idle takes up to two seconds to notice a listener; one that wakes up notices at once.
     control({u"suspend-sink"_qs, u"microphone"_qs, u"1"_qs});
-    m_listener =
-        std::make_unique<ChildProcess>(u"sh"_qs,
-                                       QStringList{u"-c"_qs,
-                                                   u"parec --device=microphone.monitor --latency-msec=10 |"
-                                                   u" { head -c 64 >\"$0\"; cat >/dev/null; }"_qs,
-                                                   sample},
-                                       environment());
-    const auto isListening = [this] {
-        return !control({u"list"_qs, u"short"_qs, u"source-outputs"_qs}).isEmpty();
-    };
-    ChildProcess::waitUntil(isListening);
+    m_listener = std::make_unique<Daemon>(u"sh"_qs,
+                                          QStringList{u"-c"_qs,
+                                                      u"parec --device=microphone.monitor --latency-msec=10 |"
+                                                      u" { head -c 64 >\"$0\"; cat >/dev/null; }"_qs,
+                                                      sample},
+                                          environment());
+    m_listener->waitUntilReady(
+        [this] { return !control({u"list"_qs, u"short"_qs, u"source-outputs"_qs}).isEmpty(); });
     control({u"suspend-sink"_qs, u"microphone"_qs, u"0"_qs});
-    if (!ChildProcess::waitUntil([&] { return QFileInfo(sample).size() > 0; }))
-        throw std::runtime_error("the virtual microphone does not run");
+    m_listener->waitUntilReady([&] { return QFileInfo(sample).size() > 0; });
 }
 
+/// With a latency that a busy machine keeps up with: a gap in the sound would be heard as another word.
 std::unique_ptr<ChildProcess> SoundServer::play(const QString &path) {
-    QStringList arguments{u"--device=microphone"_qs, u"--latency-msec=20"_qs, path};
+    QStringList arguments{u"--device=microphone"_qs, u"--latency-msec=200"_qs, path};
     if (!m_microphone.channelMap.isEmpty())
         arguments.prepend(option(u"--channel-map"_qs, m_microphone.channelMap));
     return std::make_unique<ChildProcess>(u"paplay"_qs, arguments, environment());
 }
 
 void SoundServer::unplugMicrophone() {
-    control({u"unload-module"_qs, u"module-null-sink"_qs});
     m_listener.reset();
+    control({u"unload-module"_qs, u"module-null-sink"_qs});
 }
 
 void SoundServer::plugInMicrophone(const Microphone &format) {
@@ -165,13 +167,11 @@ QByteArray SoundServer::connectionsOf(const QByteArray &program) {
 }
 
 void SoundServer::kill() {
+    m_listener.reset();
     signal(SIGKILL);
     for (const auto &daemon : m_daemons)
         daemon->process().waitForFinished();
     m_daemons.clear();
-    m_listener.reset();
 }
-
-void SoundServer::restart() { startServer(); }
 
 } // namespace quillora::test

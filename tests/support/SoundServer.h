@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/ChildProcess.h"
+#include "support/Daemon.h"
 #include "support/PrivateSessionBus.h"
 
 #include <QString>
@@ -56,16 +56,17 @@ public:
     void resume() { signal(SIGCONT); }
 
     /// Starts a server that was killed again, at the same address.
-    void restart();
+    void restart() { start(); }
 
 private:
     QString socketPath() const { return m_folder.filePath(u"pulse/native"_qs); }
     QStringList environment() const;
     QByteArray control(const QStringList &arguments);
-    void startServer();
+    bool answers();
+    void start();
     void startPulseAudio();
     void startPipeWire();
-    void startDaemon(const QString &program, const QStringList &arguments = {});
+    Daemon &startDaemon(const QString &program, const QStringList &arguments = {});
     void signal(int number);
     void loadMicrophone();
     void keepMicrophoneRunning();
@@ -73,8 +74,8 @@ private:
     QTemporaryDir m_folder;
     Microphone m_microphone;
     std::optional<PrivateSessionBus> m_bus;
-    std::vector<std::unique_ptr<ChildProcess>> m_daemons;
-    std::unique_ptr<ChildProcess> m_listener;
+    std::vector<std::unique_ptr<Daemon>> m_daemons;
+    std::unique_ptr<Daemon> m_listener;
 };
 
 } // namespace quillora::test

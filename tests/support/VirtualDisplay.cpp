@@ -17,17 +17,11 @@ VirtualDisplay::VirtualDisplay(WindowManager windowManager) {
         QDir(folder()).mkpath(name);
         QFile::setPermissions(folder() + u'/' + name, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
-    m_server = std::make_unique<ChildProcess>(
-        u"Xvfb"_qs, QStringList{u"-displayfd"_qs, u"1"_qs, u"-screen"_qs, u"0"_qs, u"1280x800x24"_qs,
-                                u"-nolisten"_qs, u"tcp"_qs, u"-noreset"_qs});
-    // Without an event loop: a display may be wanted before there is an application object.
-    QByteArray number;
-    while (!number.endsWith('\n')) {
-        if (!m_server->process().waitForReadyRead(patienceMs))
-            throw std::runtime_error("the X server does not start");
-        number += m_server->process().readAllStandardOutput();
-    }
-    m_name = ':' + number.trimmed();
+    m_server = std::make_unique<Daemon>(u"Xvfb"_qs, QStringList{u"-displayfd"_qs, u"1"_qs, u"-screen"_qs,
+                                                                u"0"_qs, u"1280x800x24"_qs, u"-nolisten"_qs,
+                                                                u"tcp"_qs, u"-noreset"_qs});
+    m_server->waitUntilReady([this] { return m_server->process().canReadLine(); });
+    m_name = ':' + m_server->process().readLine().trimmed();
     if (windowManager == WindowManager::openbox)
         startWindowManager();
 }
@@ -51,6 +45,11 @@ std::unique_ptr<ChildProcess> VirtualDisplay::start(const QString &program,
     return std::make_unique<ChildProcess>(program, arguments, environment());
 }
 
+std::unique_ptr<Daemon> VirtualDisplay::startDaemon(const QString &program,
+                                                    const QStringList &arguments) const {
+    return std::make_unique<Daemon>(program, arguments, environment());
+}
+
 QByteArray VirtualDisplay::run(const QString &program, const QStringList &arguments) const {
     const auto child = start(program, arguments);
     auto &process = child->process();
@@ -62,24 +61,20 @@ QByteArray VirtualDisplay::run(const QString &program, const QStringList &argume
 void VirtualDisplay::setLayout(const QStringList &arguments) const { run(u"setxkbmap"_qs, arguments); }
 
 void VirtualDisplay::startWindowManager() {
-    m_windowManager = start(u"openbox"_qs, {u"--sm-disable"_qs});
+    m_windowManager = startDaemon(u"openbox"_qs, {u"--sm-disable"_qs});
     // It announces itself before it listens to requests, so it is asked until it takes on a window.
     const XcbClient client(m_name);
     const xcb_window_t probe = xcb_generate_id(client.xcb());
     xcb_create_window(client.xcb(), XCB_COPY_FROM_PARENT, probe, client.root(), 0, 0, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
-    const bool isUp = ChildProcess::waitUntil(
-        [&] {
-            xcb_map_window(client.xcb(), probe);
-            return !client.numbers(probe, "WM_STATE").empty() &&
-                   !client.numbers(client.root(), "_NET_CLIENT_LIST").empty();
-        },
-        patienceMs);
+    m_windowManager->waitUntilReady([&] {
+        xcb_map_window(client.xcb(), probe);
+        return !client.numbers(probe, "WM_STATE").empty() &&
+               !client.numbers(client.root(), "_NET_CLIENT_LIST").empty();
+    });
     xcb_destroy_window(client.xcb(), probe);
-    const bool isIdle = ChildProcess::waitUntil(
-        [&] { return client.numbers(client.root(), "_NET_CLIENT_LIST").empty(); }, patienceMs);
-    if (!isUp || !isIdle)
-        throw std::runtime_error("the window manager does not start");
+    m_windowManager->waitUntilReady(
+        [&] { return client.numbers(client.root(), "_NET_CLIENT_LIST").empty(); });
 }
 
 void VirtualDisplay::stopWindowManager() { m_windowManager.reset(); }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/ChildProcess.h"
+#include "support/Daemon.h"
 
 #include <QByteArray>
 #include <QTemporaryDir>
@@ -27,6 +27,9 @@ public:
     /// Starts a program on this display.
     std::unique_ptr<ChildProcess> start(const QString &program, const QStringList &arguments = {}) const;
 
+    /// Starts a program on this display that must not end before the test ends it.
+    std::unique_ptr<Daemon> startDaemon(const QString &program, const QStringList &arguments = {}) const;
+
     /// Runs a program to its end; its output. Throws std::runtime_error if it fails.
     QByteArray run(const QString &program, const QStringList &arguments) const;
 
@@ -38,15 +41,15 @@ public:
     /// Returns once none runs.
     void stopWindowManager();
 
-    ChildProcess &server() { return *m_server; }
+    Daemon &server() { return *m_server; }
 
 private:
     QStringList environment() const;
 
     QTemporaryDir m_folder;
     QByteArray m_name;
-    std::unique_ptr<ChildProcess> m_server;
-    std::unique_ptr<ChildProcess> m_windowManager;
+    std::unique_ptr<Daemon> m_server;
+    std::unique_ptr<Daemon> m_windowManager;
 };
 
 } // namespace quillora::test
