@@ -1,4 +1,5 @@
 #include "platform/linux/x11/X11Pasteboard.h"
+#include "support/OwnTime.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
 #include "support/VirtualDisplay.h"
@@ -114,8 +115,7 @@ private Q_SLOTS:
     void aHungOwnerCostsTheDeadlineAndNoMore() {
         const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "image/png", .data = "png"}},
                                   {.isHung = true});
-        QElapsedTimer clock;
-        clock.start();
+        const OwnTime clock;
         QVERIFY(m_pasteboard->items().empty());
         QVERIFY(clock.elapsed() < generously);
     }
@@ -125,8 +125,7 @@ private Q_SLOTS:
                                   {{.target = "text/html", .data = "html"},
                                    {.target = "image/png", .data = "png", .isAnswered = false},
                                    {.target = "text/rtf", .data = "rtf"}});
-        QElapsedTimer clock;
-        clock.start();
+        const OwnTime clock;
         const auto items = m_pasteboard->items();
         QVERIFY(clock.elapsed() < generously);
         QCOMPARE(items.size(), 1U);
@@ -149,8 +148,7 @@ private Q_SLOTS:
         for (int i = 0; i < 20; ++i)
             offers.push_back({.target = "format/" + QByteArray::number(i), .data = "x"});
         const SelectionPeer owner(m_display->name(), "CLIPBOARD", offers, {.delay = 70ms});
-        QElapsedTimer clock;
-        clock.start();
+        const OwnTime clock;
         const auto items = m_pasteboard->items();
         QVERIFY(clock.elapsed() < generously);
         QCOMPARE(items.size(), 1U);
@@ -178,8 +176,7 @@ private Q_SLOTS:
             m_display->name(), "CLIPBOARD",
             {{.target = "image/png", .data = patterned(4'000'000)}, {.target = "text/html", .data = "html"}},
             {.stallsAfterPieces = 3});
-        QElapsedTimer clock;
-        clock.start();
+        const OwnTime clock;
         const auto items = m_pasteboard->items();
         QVERIFY(clock.elapsed() < generously);
         QCOMPARE(items.size(), 1U);
@@ -565,8 +562,7 @@ private Q_SLOTS:
     void aHungOwnerOfThePrimarySelectionDoesNotHoldTheLoanBack() {
         const SelectionPeer user(m_display->name(), "PRIMARY", {}, {.isHung = true});
         write(u"dictated"_qs);
-        QElapsedTimer clock;
-        clock.start();
+        const OwnTime clock;
         m_pasteboard->lendToPrimary();
         QVERIFY(clock.elapsed() < generously);
         SelectionRequestor primary(m_display->name(), "PRIMARY");
@@ -621,8 +617,7 @@ private Q_SLOTS:
     void aHungClipboardManagerHoldsTheEndBackNoLongerThanItsLimit() {
         const SelectionPeer manager(m_display->name(), "CLIPBOARD_MANAGER", {}, {.isHung = true});
         m_pasteboard->setString(u"text"_qs);
-        QElapsedTimer clock;
-        clock.start();
+        const OwnTime clock;
         m_pasteboard->handOver();
         QVERIFY(clock.elapsed() < generously);
     }
@@ -683,8 +678,7 @@ private Q_SLOTS:
         if (isLent)
             m_pasteboard->lendToPrimary();
         m_display->server().signal(SIGSTOP);
-        QElapsedTimer clock;
-        clock.start();
+        const OwnTime clock;
         operation(*m_pasteboard);
         const auto elapsed = clock.elapsed();
         m_display->server().signal(SIGCONT);

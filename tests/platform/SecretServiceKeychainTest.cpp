@@ -1,5 +1,6 @@
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 
+#include "support/OwnTime.h"
 #include "support/PrivateKeyring.h"
 #include "support/PrivateSessionBus.h"
 
@@ -89,8 +90,7 @@ void SecretServiceKeychainTest::cleanup() {
 }
 
 qint64 SecretServiceKeychainTest::millisecondsOf(const std::function<void()> &call) {
-    QElapsedTimer timer;
-    timer.start();
+    const OwnTime timer;
     call();
     return timer.elapsed();
 }

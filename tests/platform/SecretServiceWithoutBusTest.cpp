@@ -1,9 +1,9 @@
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 
+#include "support/OwnTime.h"
 #include "support/PrivateKeyring.h"
 #include "support/PrivateSessionBus.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <csignal>
@@ -36,8 +36,7 @@ private:
 };
 
 void SecretServiceWithoutBusTest::aSessionWithoutABusIsAFailureAtOnce() {
-    QElapsedTimer timer;
-    timer.start();
+    const OwnTime timer;
     QCOMPARE(SecretServiceKeychain().copyMatching(token), failed);
     QVERIFY(timer.elapsed() < SecretServiceKeychain::deadline.count());
 }
@@ -45,8 +44,7 @@ void SecretServiceWithoutBusTest::aSessionWithoutABusIsAFailureAtOnce() {
 void SecretServiceWithoutBusTest::aFrozenBusCostsOneSecondAtMost() {
     m_bus.install();
     m_bus.process().signal(SIGSTOP);
-    QElapsedTimer timer;
-    timer.start();
+    const OwnTime timer;
     QCOMPARE(SecretServiceKeychain().copyMatching(token), failed);
     QVERIFY2(timer.elapsed() <= 1000, qPrintable(QString::number(timer.elapsed())));
     m_bus.process().signal(SIGCONT);

@@ -2,6 +2,7 @@
 #include "recognition/SpeechDesktop.h"
 #include "speech/SpeechRecognizerService.h"
 #include "support/Outcome.h"
+#include "support/OwnTime.h"
 #include "support/Recording.h"
 #include "support/SoundServer.h"
 #include "support/WordErrorRate.h"
@@ -225,11 +226,12 @@ private Q_SLOTS:
         waitForTheConnection();
         server.pause();
         qint64 longestGapMs = 0;
-        QElapsedTimer sinceLastTurn;
+        test::OwnTime sinceLastTurn;
         QTimer turns;
-        QObject::connect(&turns, &QTimer::timeout, &turns,
-                         [&] { longestGapMs = std::max(longestGapMs, sinceLastTurn.restart()); });
-        sinceLastTurn.start();
+        QObject::connect(&turns, &QTimer::timeout, &turns, [&] {
+            longestGapMs = std::max(longestGapMs, sinceLastTurn.elapsed());
+            sinceLastTurn = {};
+        });
         turns.start(1);
         speaker.press();
         server.resume();

@@ -2,11 +2,11 @@
 #include "recognition/ModelFolder.h"
 #include "recognition/SpeechDesktop.h"
 #include "support/ChildProcess.h"
+#include "support/OwnTime.h"
 #include "support/Recording.h"
 #include "support/WordErrorRate.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <mutex>
@@ -196,8 +196,7 @@ private Q_SLOTS:
             for (const Recording &recording : Recording::all())
                 decoder.accept(recording.sound().samples);
         }
-        QElapsedTimer timer;
-        timer.start();
+        const test::OwnTime timer;
         decoder.endUtterance();
         QVERIFY(!decoder.text().isEmpty());
         qInfo("%lld ms to decode at the end", timer.elapsed());
@@ -222,8 +221,7 @@ private Q_SLOTS:
         for (int i = 0; i < 20; ++i)
             cancelled.hear(Recording::of(sentence).sound());
         cancelled.task->cancel();
-        QElapsedTimer timer;
-        timer.start();
+        const test::OwnTime timer;
         Listening next(desktop);
         next.request->endAudio();
         next.finalText();

@@ -1,5 +1,6 @@
 #include "sound/DistantServer.h"
 #include "sound/SoundProbe.h"
+#include "support/OwnTime.h"
 #include "support/Recording.h"
 #include "support/SoundServer.h"
 
@@ -183,8 +184,7 @@ private Q_SLOTS:
         SoundProbe probe(server.address());
         probe.record(4800);
         server.pause();
-        QElapsedTimer timer;
-        timer.start();
+        const test::OwnTime timer;
         probe.stop();
         QVERIFY(timer.elapsed() < 50);
         QVERIFY(probe.waitForEnd());
@@ -210,8 +210,7 @@ private Q_SLOTS:
         SoundServer server;
         SoundProbe probe(server.address());
         probe.refresh();
-        QElapsedTimer timer;
-        timer.start();
+        const test::OwnTime timer;
         probe.start(64);
         const auto startMs = timer.elapsed();
         QVERIFY(probe.waitForFrames(1));

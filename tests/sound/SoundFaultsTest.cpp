@@ -1,8 +1,8 @@
 #include "platform/LocalizedError.h"
 #include "sound/SoundProbe.h"
+#include "support/OwnTime.h"
 #include "support/SoundServer.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <functional>
@@ -76,8 +76,7 @@ private Q_SLOTS:
 
     void hangingBeforeTheStart() {
         m_server->pause();
-        QElapsedTimer timer;
-        timer.start();
+        const test::OwnTime timer;
         QCOMPARE(startError(), u"The sound server does not answer."_qs);
         QVERIFY(timer.elapsed() < 3000);
         QVERIFY(!m_probe->engine.isRunning());

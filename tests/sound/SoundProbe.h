@@ -4,8 +4,7 @@
 #include "platform/linux/sound/PulseAudioEngine.h"
 #include "platform/linux/sound/PulseConnection.h"
 #include "support/ChildProcess.h"
-
-#include <QElapsedTimer>
+#include "support/OwnTime.h"
 
 #include <algorithm>
 #include <atomic>
@@ -25,8 +24,7 @@ public:
 
     /// Looks for the microphone; returns how many milliseconds that took.
     qint64 refresh() {
-        QElapsedTimer timer;
-        timer.start();
+        const OwnTime timer;
         const auto isDone = std::make_shared<std::atomic<bool>>(false);
         connection->refresh([isDone] { *isDone = true; });
         ChildProcess::waitUntil([&] { return isDone->load(); });

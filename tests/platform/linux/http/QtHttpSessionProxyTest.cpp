@@ -1,8 +1,8 @@
 #include "support/AuthorizedPost.h"
+#include "support/OwnTime.h"
 #include "support/RawHttpServer.h"
 #include "support/RealHttpPlatform.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <cstdio>
@@ -145,8 +145,7 @@ private Q_SLOTS:
 
     void destroyingTheSessionDoesNotWaitForAScript() {
         const auto outcome = startWithAScriptThatDoesNotCome();
-        QElapsedTimer timer;
-        timer.start();
+        const test::OwnTime timer;
         m_platform->endSession();
         QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
         QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
