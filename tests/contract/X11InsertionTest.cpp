@@ -41,9 +41,8 @@ private Q_SLOTS:
         m_display = std::make_unique<VirtualDisplay>();
         m_desktop = std::make_unique<DesktopWithClipboard>(m_display->name());
         m_clipboard = std::make_unique<SelectionRequestor>(m_display->name(), "CLIPBOARD");
-        m_desktop->keystrokesFake.onPost = [this](const platform::KeyEvent &event) {
-            if (event.isDown)
-                m_pasted += QString::fromUtf8(m_clipboard->ask("UTF8_STRING").value_or(Answer()).data);
+        m_desktop->keystrokesFake.onPaste = [this] {
+            m_pasted += QString::fromUtf8(m_clipboard->ask("UTF8_STRING").value_or(Answer()).data);
         };
         m_pasted.clear();
     }
@@ -131,9 +130,7 @@ private Q_SLOTS:
         const SelectionPeer user(m_display->name(), "PRIMARY", {{.target = "UTF8_STRING", .data = "marked"}});
         SelectionRequestor primary(m_display->name(), "PRIMARY");
         QByteArray pasted;
-        m_desktop->keystrokesFake.onPost = [&](const platform::KeyEvent &event) {
-            if (!event.isDown)
-                return;
+        m_desktop->keystrokesFake.onPaste = [&] {
             m_desktop->x11.lendToPrimary();
             pasted = primary.ask("UTF8_STRING").value_or(Answer()).data;
         };

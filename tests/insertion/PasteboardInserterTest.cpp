@@ -199,6 +199,13 @@ private Q_SLOTS:
         QCOMPARE(take(), QStringList());
     }
 
+    void trustThatIsGivenAtThePromptIsThereAtOnce() {
+        m_platform->keystrokesFake.isTrustGranted = false;
+        m_platform->keystrokesFake.isTrustGrantedWhenAsked = true;
+        QVERIFY(m_inserter.requestAccessibilityAccess());
+        QCOMPARE(take(), QStringList{u"keystrokes.prompt"_qs});
+    }
+
     void askingForTrustThatIsMissingPrompts() {
         m_platform->keystrokesFake.isTrustGranted = false;
         QVERIFY(!m_inserter.hasAccessibilityAccess());

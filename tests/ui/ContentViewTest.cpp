@@ -554,11 +554,13 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.controller->setTargetLanguageIdentifier(u"en"_qs);
         harness.dictate(u"good morning"_qs);
-        const QString before = harness.controller->statusText();
-        harness.controller->setStatusText(u"something else"_qs);
+        QCOMPARE(harness.platform.keystrokesFake.pasteCount(), 1);
+        harness.platform.log.clear();
         harness.find<PanelButton>(u"pasteButton"_qs).click();
-        QVERIFY(harness.controller->statusText() != u"something else"_qs);
-        QVERIFY(!before.isEmpty());
+        harness.platform.queue.advance(std::chrono::seconds(2));
+        QVERIFY(harness.platform.log.calls().contains(u"pasteboard.setString good morning"_qs));
+        QCOMPARE(harness.platform.keystrokesFake.pasteCount(), 2);
+        QCOMPARE(harness.controller->statusText(), u"Inserted translation."_qs);
     }
 
     void theSwapButtonSwaps() {
