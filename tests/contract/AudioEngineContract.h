@@ -100,6 +100,16 @@ private Q_SLOTS:
         QVERIFY(!m_engine->isRunning());
     }
 
+    void whatComesAfterTheStopIsNotHeard() {
+        record();
+        QVERIFY(hears());
+        m_engine->stop();
+        m_harness->makeSound(); // by then all has arrived that came before the stop
+        const auto before = heardBuffers();
+        m_harness->makeSound();
+        QCOMPARE(heardBuffers(), before);
+    }
+
     void itRecordsAgainAfterAStop() {
         record();
         m_engine->stop();
