@@ -31,8 +31,12 @@ public:
         return *m_value;
     }
 
-    /// The sentence of the error that it ended with; null if it did not.
-    QString error() const { return m_error.value_or(QString()); }
+    /// The sentence of the error that it ended with, null if with none; throws before it has ended.
+    QString error() const {
+        if (!isDone())
+            throw std::logic_error("the task is not done");
+        return m_error.value_or(QString());
+    }
 
 private:
     static QCoro::Task<> watch(QCoro::Task<T> task, std::shared_ptr<Outcome> outcome) {
