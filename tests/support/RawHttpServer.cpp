@@ -78,6 +78,11 @@ void RawHttpServer::close() { m_answered->disconnectFromHost(); }
 
 void RawHttpServer::reset() { resetConnection(m_answered); }
 
+void RawHttpServer::sendToAll(const QByteArray &bytes) {
+    for (QSslSocket *socket : m_listener.findChildren<QSslSocket *>())
+        socket->write(bytes);
+}
+
 void RawHttpServer::closeAll() {
     for (QSslSocket *socket : m_listener.findChildren<QSslSocket *>())
         socket->disconnectFromHost();

@@ -50,7 +50,8 @@ public:
     void close();
     void reset();
 
-    /// Closes every connection, answered or not.
+    /// Sends on every connection, asked for something or not; closes every connection.
+    void sendToAll(const QByteArray &bytes);
     void closeAll();
 
     /// Says on every connection that nothing more will come, as a server does that closes it for idleness; it

@@ -117,7 +117,21 @@ private Q_SLOTS:
 
     void aServerWithoutTlsIsAnErrorAndGetsNoToken() {
         RawHttpServer server;
-        server.answer("HTTP/1.1 400 Bad Request\r\n\r\n", After::close);
+        QUrl url = server.url();
+        url.setScheme(u"https"_qs);
+        const auto outcome = start(url);
+        QVERIFY(m_platform->waitUntil([&] { return !server.received().isEmpty(); }));
+        server.sendToAll("HTTP/1.1 400 Bad Request\r\n\r\n");
+        QVERIFY(m_platform->settle(outcome));
+        QCOMPARE(
+            outcome->error(),
+            u"Could not connect securely to 127.0.0.1: the server does not offer a secure connection that "
+            u"works."_qs);
+        QVERIFY(!server.received().contains("secret"));
+    }
+
+    void aServerThatClosesDuringTheHandshakeIsAnErrorAndGetsNoToken() {
+        RawHttpServer server;
         QUrl url = server.url();
         url.setScheme(u"https"_qs);
         const auto outcome = start(url);
