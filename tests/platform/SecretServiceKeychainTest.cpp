@@ -5,7 +5,6 @@
 #include "support/PrivateSessionBus.h"
 
 #include <QDBusVirtualObject>
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <csignal>
@@ -126,6 +125,7 @@ void SecretServiceKeychainTest::anAddedItemHasNoLabel() {
 }
 
 void SecretServiceKeychainTest::anAddedItemHasTheTwoAttributesAndNoOther() {
+    m_keyring->useCollectionWithoutFile();
     QCOMPARE(m_keychain.add(token, "secret"), KeychainStatus::success);
     QCOMPARE(m_keyring->find(tokenAttributes).size(), 1);
     QCOMPARE(m_keyring->find(tokenAttributes).first().attributes, tokenAttributes);

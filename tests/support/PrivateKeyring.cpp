@@ -134,6 +134,12 @@ void PrivateKeyring::makeCollection() {
     call(servicePath, u"org.freedesktop.Secret.Service"_qs, u"SetAlias"_qs, {u"default"_qs, path});
 }
 
+void PrivateKeyring::useCollectionWithoutFile() {
+    call(servicePath, u"org.freedesktop.Secret.Service"_qs, u"SetAlias"_qs,
+         {u"default"_qs,
+          QVariant::fromValue(QDBusObjectPath(u"/org/freedesktop/secrets/collection/session"_qs))});
+}
+
 void PrivateKeyring::end() {
     m_process->signal(SIGKILL);
     m_process->stop();

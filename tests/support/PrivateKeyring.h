@@ -46,6 +46,10 @@ public:
     /// Makes the default collection of a keyring that has none.
     void makeCollection();
 
+    /// Makes the collection the default that has no file. One with a file is read again when the clock's
+    /// second is another than at its last change, and its items are then marked with a schema.
+    void useCollectionWithoutFile();
+
     /// Keeps the daemon from answering, until `thaw` or its end.
     void freeze() { m_process->signal(SIGSTOP); }
     void thaw() { m_process->signal(SIGCONT); }
