@@ -417,18 +417,22 @@ private Q_SLOTS:
     void swappingOverwritesTheEngineRulesText() {
         ControllerFixture f;
         f.controller->setTargetLanguageIdentifier(u"kk"_qs);
-        f.controller->setTargetLanguageIdentifier(u"ru"_qs);
-        f.controller->setSourceLocaleIdentifier(u"kk-KZ"_qs);
-        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
-        f.controller->setTranslationEngineIdentifier(u"appleLocal"_qs);
-        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
-        QCOMPARE(f.controller->translationEngineIdentifier(), u"appleLocal"_qs);
-        f.controller->setSourceLocaleIdentifier(u"en-US"_qs);
-        f.takeStatuses();
-        f.controller->setTranslationEngineIdentifier(u"appleLocal"_qs);
+        QCOMPARE(f.controller->statusText(), u"Kazakh uses OpenAI Natural."_qs);
         f.controller->swapLanguages();
-        QCOMPARE(f.takeStatuses(),
-                 (QStringList{u"Kazakh uses OpenAI Natural."_qs, u"Language pair updated."_qs}));
+        QCOMPARE(f.controller->statusText(), u"Language pair updated."_qs);
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
+    }
+
+    void swappingSaysSoOnceBothLanguagesAreChanged() {
+        ControllerFixture f;
+        QStringList turns;
+        QObject::connect(f.controller.get(), &AppController::changed, [&] {
+            turns += f.controller->sourceLocaleIdentifier() + u' ' +
+                     f.controller->targetLanguageIdentifier() + u' ' + f.controller->statusText();
+        });
+        f.controller->swapLanguages();
+        QCOMPARE(turns, (QStringList{u"ru-RU ru Ready."_qs, u"ru-RU en Ready."_qs,
+                                     u"ru-RU en Language pair updated."_qs}));
     }
 
     void theFirstFrontmostApplicationIsRemembered() {

@@ -118,6 +118,26 @@ private Q_SLOTS:
         QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).text(), u"Start"_qs);
     }
 
+    /// Models can be prepared while the start of a recording still waits for its permissions.
+    void recordingShowsEvenWhileSomethingIsProcessed() {
+        PanelHarness harness;
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.platform.speech.replies = FakeSpeechRecognition::Replies::byHand;
+        harness.controller->startRecording();
+        harness.startPreparingModels();
+        harness.platform.speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
+        harness.platform.run();
+        harness.platform.speech.microphoneReplies.front()(true);
+        harness.platform.run();
+        QVERIFY(harness.controller->isRecording());
+        QVERIFY(harness.controller->isProcessing());
+        QCOMPARE(harness.find<StatusDot>(u"statusDot"_qs).color(),
+                 PanelPalette::recording(harness.panel->palette()));
+        const auto &button = harness.find<PanelButton>(u"mainButton"_qs);
+        QCOMPARE(button.text(), u"Stop"_qs);
+        QVERIFY(button.isEnabled());
+    }
+
     void theThreeStatesHaveThreeColours() {
         PanelHarness harness;
         const QPalette palette = harness.panel->palette();
