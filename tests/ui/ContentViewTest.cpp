@@ -12,6 +12,7 @@
 #include <QHelpEvent>
 #include <QInputMethodEvent>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QScrollBar>
 #include <QSignalSpy>
@@ -655,21 +656,36 @@ private Q_SLOTS:
         QCOMPARE(harness.find<QWidget>(u"statusDot"_qs).size(), QSize(8, 8));
     }
 
+    void theChildrenStandInTheirOrder_data() {
+        QTest::addColumn<QString>("engine");
+        QTest::newRow("on the device") << local;
+        QTest::newRow("hosted, with its two fields") << hosted;
+    }
     void theChildrenStandInTheirOrder() {
+        QFETCH(QString, engine);
         PanelHarness harness;
-        harness.useHostedEngine();
+        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTranslationEngineIdentifier(engine);
         harness.show();
         QTRY_VERIFY(harness.panel->height() == harness.panel->sizeHint().height());
-        int above = 0;
-        for (const auto &name : {u"headerIcon"_qs, u"sourcePicker"_qs, u"enginePicker"_qs,
-                                 u"endpointField"_qs, u"tokenField"_qs, u"mainButton"_qs, u"statusText"_qs,
-                                 u"transcriptText"_qs, u"translationText"_qs, u"footerText"_qs}) {
-            const auto &widget = harness.find<QWidget>(name);
-            const int top = widget.mapTo(harness.panel.get(), QPoint()).y();
-            QVERIFY2(top >= above, qPrintable(name));
-            above = top + widget.height();
+        const QString divider; // has no name
+        const QStringList names{u"headerIcon"_qs,     u"sourcePicker"_qs,    u"enginePicker"_qs,
+                                u"mainButton"_qs,     u"statusText"_qs,      divider,
+                                u"transcriptText"_qs, u"translationText"_qs, u"footerText"_qs};
+        const auto places = placesOfWhatShows(*harness.panel);
+        QCOMPARE(places.size(), names.size());
+        int bottom = 18 - 16;
+        for (int i = 0; i < places.size(); ++i) {
+            QVERIFY2(places[i].top() - bottom == 16,
+                     qPrintable(u"%1 px above child %2"_qs.arg(places[i].top() - bottom).arg(i)));
+            if (names[i] == divider)
+                QCOMPARE(places[i].height(), 1);
+            else
+                QVERIFY2(places[i].contains(placeOf(harness.find<QWidget>(names[i]), *harness.panel)),
+                         qPrintable(names[i]));
+            bottom = places[i].top() + places[i].height();
         }
-        QCOMPARE(above, harness.panel->height() - 18);
+        QCOMPARE(harness.panel->height() - bottom, 18);
     }
 
     void theChildrenStand16PixelsApart_data() {
@@ -771,6 +787,28 @@ private Q_SLOTS:
     }
 
 private:
+    static QRect placeOf(const QWidget &widget, const QWidget &panel) {
+        return {widget.mapTo(&panel, QPoint()), widget.size()};
+    }
+    /// Without what is hidden at present.
+    static QRect placeOfWhatShows(QLayoutItem &item, const QWidget &panel) {
+        QRect place;
+        if (item.widget() && item.widget()->isVisible())
+            place = placeOf(*item.widget(), panel);
+        const auto *layout = item.layout();
+        for (int i = 0; layout && i < layout->count(); ++i)
+            place |= placeOfWhatShows(*layout->itemAt(i), panel);
+        return place;
+    }
+    static QList<QRect> placesOfWhatShows(const QWidget &panel) {
+        QList<QRect> places;
+        for (int i = 0; i < panel.layout()->count(); ++i) {
+            if (QLayoutItem &child = *panel.layout()->itemAt(i); !child.spacerItem())
+                places += placeOfWhatShows(child, panel);
+        }
+        return places;
+    }
+
     static constexpr State states[] = {
         {"idle, nothing translated", false, false, false},
         {"idle, something translated", false, false, true},
