@@ -2,6 +2,7 @@
 #include "hotkey/AppHotKey.h"
 #include "platform/linux/x11/X11HotKeyEvents.h"
 #include "platform/linux/x11/X11Keystrokes.h"
+#include "support/RewritingDisplay.h"
 #include "support/TestWindow.h"
 
 #include <algorithm>
@@ -66,6 +67,17 @@ private Q_SLOTS:
         paste();
         QVERIFY(waitForChord(layout.keyOfV, XCB_MOD_MASK_CONTROL));
         QCOMPARE(m_primaryRequests, 0);
+    }
+
+    void aServerWithoutTheKeyboardExtensionIsPastedOnToo() {
+        const test::RewritingDisplay display(m_display.name(), "XKEYBOARD", "XKEYBOARd");
+        platform::X11Connection connection(display.name());
+        platform::X11HotKeyEvents hotKeys(connection);
+        platform::X11Keystrokes keystrokes(connection, hotKeys, [] {});
+        m_window->takeKeys();
+        paste(keystrokes);
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+        QVERIFY(connection.isUsable());
     }
 
     void nothingIsHeldAfterwards_data() { test::addPasteConditions(); }
@@ -465,12 +477,14 @@ private:
         QCOMPARE(m_keyboard->keysDown().size(), held.keys.size());
     }
 
-    void paste() {
-        const auto source = m_keystrokes->createSource(platform::KeyEventSourceState::hidSystemState);
+    void paste() { paste(*m_keystrokes); }
+
+    static void paste(platform::Keystrokes &keystrokes) {
+        const auto source = keystrokes.createSource(platform::KeyEventSourceState::hidSystemState);
         for (const bool isDown : {true, false}) {
-            auto event = m_keystrokes->createKeyboardEvent(source.get(), positionOfV, isDown);
+            auto event = keystrokes.createKeyboardEvent(source.get(), positionOfV, isDown);
             event->flags = platform::commandKeyFlag;
-            m_keystrokes->post(platform::KeyEventTap::hid, *event);
+            keystrokes.post(platform::KeyEventTap::hid, *event);
         }
     }
 

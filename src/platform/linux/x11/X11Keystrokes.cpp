@@ -188,6 +188,8 @@ void X11Keystrokes::replaceModifiersByControl(const X11Keymap &keymap, const X11
 
 /// After all that has been lifted: with sticky keys, a modifier sticks by going up alone.
 void X11Keystrokes::unstickModifiers(const X11Keymap &keymap) {
+    if (!m_connection.has(xcb_xkb_id))
+        return;
     uint8_t modifiers = 0xff;
     for (const auto lock : keymap.lockModifiers())
         modifiers &= static_cast<uint8_t>(~(1u << lock));

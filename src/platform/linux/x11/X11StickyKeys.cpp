@@ -5,6 +5,8 @@
 namespace quillora::platform {
 
 X11StickyKeys::X11StickyKeys(X11Connection &connection) : m_connection(connection) {
+    if (!connection.has(xcb_xkb_id)) // or the request would end the connection
+        return;
     const auto controls = connection.reply(xcb_xkb_get_controls_reply,
                                            xcb_xkb_get_controls(connection.xcb(), XCB_XKB_ID_USE_CORE_KBD));
     if (!controls || !(controls->enabledControls & XCB_XKB_BOOL_CTRL_STICKY_KEYS) ||
