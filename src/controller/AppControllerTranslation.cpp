@@ -23,11 +23,11 @@ void AppController::prepareHostedTranslation() const {
 
 QCoro::Task<QString> AppController::translate(QString text) {
     if (effectiveTranslationEngine() == TranslationEngine::appleLocal)
-        return m_translationBridge.translate(std::move(text), selectedSource().translationLanguageIdentifier,
-                                             selectedTarget().id);
-    return m_openAITranslationService.translate(std::move(text), selectedSource().name, selectedTarget().name,
-                                                m_openAIEndpointString.trimmed(),
-                                                m_openAIClientToken.trimmed(), DeviceIdentifier::current());
+        co_return co_await m_translationBridge.translate(
+            std::move(text), selectedSource().translationLanguageIdentifier, selectedTarget().id);
+    co_return co_await m_openAITranslationService.translate(
+        std::move(text), selectedSource().name, selectedTarget().name, m_openAIEndpointString.trimmed(),
+        m_openAIClientToken.trimmed(), DeviceIdentifier::current());
 }
 
 QCoro::Task<> AppController::translateAndPaste(QString transcript) {

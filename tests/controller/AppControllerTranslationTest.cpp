@@ -185,6 +185,14 @@ private Q_SLOTS:
         QCOMPARE(m->takeCalls(u"pasteboard.set"_qs), QStringList{u"pasteboard.setString dos"_qs});
     }
 
+    void anErrorBeforeTheRequestGoesOutIsATranslationsErrorToo() {
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        m->platform.keychainFake.hasNoThreads = true; // where the device identifier is kept
+        m->dictate(u"hello"_qs);
+        QVERIFY(c().statusText().startsWith(u"Translation failed: "_qs));
+        QVERIFY(!c().isProcessing());
+    }
+
     void anErrorWithoutWordsIsAnErrorAllTheSame() {
         m->platform.translation.translationError = QString();
         m->dictate(u"hello"_qs);

@@ -4,6 +4,7 @@
 #include "platform/Keychain.h"
 
 #include <map>
+#include <system_error>
 #include <utility>
 
 namespace quillora::test {
@@ -20,6 +21,8 @@ public:
 
     platform::KeychainItem copyMatching(const platform::KeychainQuery &query) override {
         record(u"copyMatching"_qs, query);
+        if (hasNoThreads)
+            throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
         if (isBroken)
             return {};
         const auto found = items.find(keyOf(query));
@@ -56,7 +59,8 @@ public:
     }
 
     std::map<Key, Item> items;
-    bool isBroken = false; ///< locked, refused, absent: every call fails
+    bool isBroken = false;     ///< locked, refused, absent: every call fails
+    bool hasNoThreads = false; ///< the system has none left to ask with
     bool refusesAdditions = false;
     QStringList unremovableServices;
     int failedChangeCount = 0;
