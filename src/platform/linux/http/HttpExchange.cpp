@@ -7,6 +7,7 @@
 
 #include <QNetworkReply>
 #include <QNetworkRequest>
+
 #include <utility>
 
 namespace quillora::platform {

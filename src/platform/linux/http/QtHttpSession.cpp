@@ -5,6 +5,7 @@
 #include "platform/linux/http/TransportError.h"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
 
 namespace quillora::platform {
@@ -43,7 +44,11 @@ void QtHttpSession::prepare(const QUrl &url) {
     dropPrepared();
     if (!isHttp(url) || url.host().isEmpty())
         return;
-    m_prepared = std::make_unique<HttpConnection>(url, m_proxies);
+    try {
+        m_prepared = std::make_unique<HttpConnection>(url, m_proxies);
+    } catch (const std::system_error &) {
+        return; // no thread to look for a proxy with: the request will say so, if that lasts
+    }
     m_prepared->open();
     m_preparedDeadline = m_queue.asyncAfter(longestWait, [this] { m_prepared.reset(); });
 }

@@ -13,7 +13,7 @@ namespace quillora::platform {
 
 class HttpConnection;
 
-/// HTTP and HTTPS, versions 1.1 and 2, over the toolkit's client. Main thread only.
+/// HTTP and HTTPS, version 1.1, over the toolkit's client. Main thread only.
 ///
 /// A request goes to the origin in its URL and nowhere else: a redirect is followed only within that origin
 /// and only where it keeps method and body (307, 308); any other is the answer. TLS certificates are verified

@@ -231,9 +231,10 @@ void SystemProxies::find(const QUrl &url, Found found) {
         return;
     if (!m_threads.isEmpty())
         m_threads.last()->dismiss();
-    m_threads += std::make_shared<Thread>();
-    m_threads.last()->start(m_makeAsk);
-    m_threads.last()->ask(address(url), answered);
+    const auto thread = std::make_shared<Thread>();
+    thread->start(m_makeAsk);
+    thread->ask(address(url), answered);
+    m_threads += thread;
 }
 
 /// Not through the toolkit, which asks on one thread for all, and adds a direct way to every answer.
