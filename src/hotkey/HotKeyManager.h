@@ -17,7 +17,8 @@ public:
     using Handler = std::function<void(Event)>;
 
     /// The handler is called on the main thread and must return quickly: from the event loop, or, with the
-    /// release of a hotkey that is down, from within the call that replaces or unregisters it.
+    /// release of a hotkey that is down, from within the call that replaces or unregisters it; in that of a
+    /// replacement it must neither register another nor end this object.
     explicit HotKeyManager(Handler handler);
     ~HotKeyManager();
     HotKeyManager(const HotKeyManager &) = delete;

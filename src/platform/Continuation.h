@@ -30,7 +30,8 @@ public:
     /// The waiter goes on from `queue`, which must outlive every copy of the continuation.
     explicit Continuation(MainQueue &queue) : m_state(std::make_shared<State>(queue)) {}
 
-    /// Throws std::logic_error if the waiter has been resumed already.
+    /// Throws std::logic_error if the waiter has been resumed already, which ends the program unless caught:
+    /// two outcomes of one thing are a fault that no later step can make good.
     void resume(T value) const {
         requireWaiting();
         m_state->slot->value = std::move(value);

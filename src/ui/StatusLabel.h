@@ -8,7 +8,7 @@
 namespace quillora {
 
 /// The status line. Screen readers speak what it says, wherever the focus is and whether or not the panel is
-/// open: each new text once, but none that gives way to another before the event loop turns.
+/// open: each new text once, but none that gives way to another within a moment.
 class StatusLabel : public LimitedLabel {
     Q_OBJECT
 
