@@ -1,0 +1,44 @@
+#include "platform/linux/translation/neural/Vocabulary.h"
+
+#include "platform/linux/translation/neural/ModelError.h"
+#include "platform/linux/translation/neural/VocabularyFile.h"
+
+#include <sentencepiece_processor.h>
+
+#include <exception>
+
+namespace quillora::neural {
+
+namespace {
+
+/// The library's answer, or why it refused.
+std::string loaded(sentencepiece::SentencePieceProcessor &processor, const std::string &file) {
+    try {
+        return processor.LoadFromSerializedProto(file).ToString();
+    } catch (const std::exception &error) {
+        return error.what();
+    }
+}
+
+} // namespace
+
+Vocabulary::Vocabulary(std::istream &in) : m_processor(std::make_unique<sentencepiece::SentencePieceProcessor>()) {
+    if (const std::string answer = loaded(*m_processor, readVocabularyFile(in)); answer != "OK")
+        throw ModelError("The vocabulary is damaged: " + answer + ".");
+    if (m_processor->unk_id() < 0 || m_processor->eos_id() < 0)
+        throw ModelError("The vocabulary has no token that ends a sentence, or none for what is unknown.");
+}
+
+Vocabulary::~Vocabulary() = default;
+
+std::size_t Vocabulary::size() const { return std::size_t(m_processor->GetPieceSize()); }
+Token Vocabulary::end() const { return m_processor->eos_id(); }
+Token Vocabulary::unknown() const { return m_processor->unk_id(); }
+
+Tokens Vocabulary::encode(std::string_view text) const { return m_processor->EncodeAsIds(text); }
+
+std::string Vocabulary::decode(std::span<const Token> tokens) const {
+    return m_processor->DecodeIds(Tokens(tokens.begin(), tokens.end()));
+}
+
+} // namespace quillora::neural

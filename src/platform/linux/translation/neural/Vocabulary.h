@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/linux/translation/neural/Shortlist.h"
+
+#include <istream>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace sentencepiece {
+class SentencePieceProcessor;
+}
+
+namespace quillora::neural {
+
+/// A language's tokens: pieces of words. May be used from several threads.
+class Vocabulary {
+public:
+    /// Reads a SentencePiece vocabulary. Throws ModelError.
+    explicit Vocabulary(std::istream &in);
+    ~Vocabulary();
+
+    std::size_t size() const;
+    Token end() const;     ///< ends a sentence
+    Token unknown() const; ///< stands for what there is no token for
+
+    /// Without the end.
+    Tokens encode(std::string_view text) const;
+
+    std::string decode(std::span<const Token> tokens) const;
+
+private:
+    std::unique_ptr<sentencepiece::SentencePieceProcessor> m_processor;
+};
+
+} // namespace quillora::neural
