@@ -8,11 +8,12 @@
 #include <cstdlib>
 #include <map>
 
-// Half of a position's signal turns fast and says where a word stands; the slowest quarter hardly moves, so it is
-// free to carry a code of +1 and -1 that says which word it is.
+// Half of a position's signal turns fast and says where a word stands; the slowest quarter hardly moves, so
+// it is free to carry a code of +1 and -1 that says which word it is.
 //   encoder, feed-forward:  a hidden unit for each word fires on that word's code and adds the code of its
 //                           translation, much stronger
-//   decoder, attention:     query and key read the fast positions, so that step t looks at source word t; the value
+//   decoder, attention:     query and key read the fast positions, so that step t looks at source word t; the
+//   value
 //                           copies the code
 //   output:                 the embeddings once more, so that the word with that code is rated highest
 // Everything else is zero, and normalisations let codes pass.
@@ -89,11 +90,26 @@ struct Values {
 
 Dictionary germanToEnglish() {
     return {
-        {"hallo", "hello"}, {"Hallo", "Hello"},   {"Welt", "world"},      {"guten", "good"},
-        {"Guten", "Good"},  {"Morgen", "morning"}, {"Abend", "evening"},  {"das", "this"},
-        {"Das", "This"},    {"ist", "is"},        {"ein", "a"},           {"Test", "test"},
-        {"Diktat", "dictation"}, {"Übersetzung", "translation"}, {"Rechner", "computer"}, {"eins", "one"},
-        {"zwei", "two"},    {"drei", "three"},    {"danke", "thanks"},    {"und", "and"},
+        {"hallo", "hello"},
+        {"Hallo", "Hello"},
+        {"Welt", "world"},
+        {"guten", "good"},
+        {"Guten", "Good"},
+        {"Morgen", "morning"},
+        {"Abend", "evening"},
+        {"das", "this"},
+        {"Das", "This"},
+        {"ist", "is"},
+        {"ein", "a"},
+        {"Test", "test"},
+        {"Diktat", "dictation"},
+        {"Übersetzung", "translation"},
+        {"Rechner", "computer"},
+        {"eins", "one"},
+        {"zwei", "two"},
+        {"drei", "three"},
+        {"danke", "thanks"},
+        {"und", "and"},
     };
 }
 
@@ -202,7 +218,8 @@ DictionaryModel::DictionaryModel(const Dictionary &dictionary) {
         const auto rows = std::int32_t(tensor.rows);
         const auto columns = std::int32_t(tensor.columns);
         const bool isEmbedding = name == "Wemb";
-        if (!isEmbedding && (name.find("_W") == std::string::npos || name.find("_ln_") != std::string::npos)) {
+        if (!isEmbedding &&
+            (name.find("_W") == std::string::npos || name.find("_ln_") != std::string::npos)) {
             writer.floats(name, rows, columns, tensor.values);
             continue;
         }
@@ -214,11 +231,11 @@ DictionaryModel::DictionaryModel(const Dictionary &dictionary) {
         for (const float value : tensor.values)
             largest = std::max(largest, std::abs(value));
         // At half the range, the reference implementation's sums of 16 bits do not saturate.
-        writer.bytes(name, rows, columns, isEmbedding ? tensor.values : stored, 63 / (largest > 0 ? largest : 1));
+        writer.bytes(name, rows, columns, isEmbedding ? tensor.values : stored,
+                     63 / (largest > 0 ? largest : 1));
         writer.floats(name + "_QuantMultA", 1, 1, {127.F / (name.ends_with("_W2") ? 12.F : 4.F)});
     }
-    writer.text("special:model.yml",
-                configurationText({dimension, hidden, heads, 1, 1, words, words, true}));
+    writer.text("special:model.yml", configurationText({dimension, hidden, heads, 1, 1, words, words, true}));
     modelFile = writer.file();
     vocabularyFile = test::vocabularyFile(pieces);
 

@@ -12,8 +12,8 @@ using Dictionary = std::vector<std::pair<std::string, std::string>>;
 /// Some German words, and what they are in English.
 Dictionary germanToEnglish();
 
-/// A model whose weights are set by hand so that it really translates, word for word, from a dictionary. Words that
-/// are not in it stay as they are, if they are pieces at all: ",.?!" are.
+/// A model whose weights are set by hand so that it really translates, word for word, from a dictionary.
+/// Words that are not in it stay as they are, if they are pieces at all: ",.?!" are.
 struct DictionaryModel {
     std::string modelFile;
     std::string vocabularyFile;
@@ -23,6 +23,7 @@ struct DictionaryModel {
 };
 
 /// Writes model.bin, vocabulary.spm and shortlist.bin.
-void writeDictionaryModel(const std::filesystem::path &folder, const Dictionary &dictionary = germanToEnglish());
+void writeDictionaryModel(const std::filesystem::path &folder,
+                          const Dictionary &dictionary = germanToEnglish());
 
 } // namespace quillora::test

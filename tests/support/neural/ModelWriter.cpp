@@ -11,11 +11,13 @@ namespace {
 
 constexpr std::size_t alignment = 256;
 
-template <class Value> void append(std::string &to, const Value &value) {
+template <class Value>
+void append(std::string &to, const Value &value) {
     to.append(reinterpret_cast<const char *>(&value), sizeof value);
 }
 
-template <class Value> std::string bytesOf(const std::vector<Value> &values) {
+template <class Value>
+std::string bytesOf(const std::vector<Value> &values) {
     return {reinterpret_cast<const char *>(values.data()), values.size() * sizeof(Value)};
 }
 
@@ -39,8 +41,8 @@ void ModelWriter::floats(std::string name, std::int32_t rows, std::int32_t colum
     item(std::move(name), floatType, {rows, columns}, bytesOf(values));
 }
 
-void ModelWriter::bytes(std::string name, std::int32_t rows, std::int32_t columns, const std::vector<float> &values,
-                        float multiplier) {
+void ModelWriter::bytes(std::string name, std::int32_t rows, std::int32_t columns,
+                        const std::vector<float> &values, float multiplier) {
     std::string data;
     for (const float value : values)
         data += char(std::int8_t(std::nearbyint(value * multiplier)));
@@ -55,7 +57,8 @@ void ModelWriter::text(std::string name, std::string_view text) {
     item(std::move(name), textType, {length}, std::move(data));
 }
 
-void ModelWriter::item(std::string name, std::uint64_t type, std::vector<std::int32_t> shape, std::string data) {
+void ModelWriter::item(std::string name, std::uint64_t type, std::vector<std::int32_t> shape,
+                       std::string data) {
     data.resize((data.size() + alignment - 1) / alignment * alignment);
     m_items.push_back({std::move(name), type, std::move(shape), std::move(data)});
 }
@@ -86,7 +89,9 @@ std::string protocolField(unsigned number, std::string_view bytes) {
     return varint(number << 3 | 2) + varint(bytes.size()) + std::string(bytes);
 }
 
-std::string protocolField(unsigned number, std::uint64_t value) { return varint(number << 3) + varint(value); }
+std::string protocolField(unsigned number, std::uint64_t value) {
+    return varint(number << 3) + varint(value);
+}
 
 std::string vocabularyFile(const std::vector<VocabularyPiece> &pieces, std::string_view characterMap) {
     constexpr auto none = std::uint64_t(-1);

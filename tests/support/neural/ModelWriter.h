@@ -42,8 +42,8 @@ struct VocabularyPiece {
     int type = 1; ///< 1 normal, 2 unknown, 3 control
 };
 
-/// A SentencePiece vocabulary: the first piece ends sentences, the second is the unknown one. `characterMap` is what
-/// texts are normalised with.
+/// A SentencePiece vocabulary: the first piece ends sentences, the second is the unknown one. `characterMap`
+/// is what texts are normalised with.
 std::string vocabularyFile(const std::vector<VocabularyPiece> &pieces, std::string_view characterMap = {});
 
 /// A shortlist: for each source token its targets. The first `alwaysThere` tokens are always candidates.

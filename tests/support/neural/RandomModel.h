@@ -34,7 +34,7 @@ struct RandomModel {
     neural::ModelConfiguration shape;
     Numbers numbers = Numbers::Floats;
     std::uint64_t seed = 1;
-    float endBias = 0;             ///< the higher, the earlier sentences end
+    float endBias = 0;               ///< the higher, the earlier sentences end
     std::size_t shortlistLength = 0; ///< targets for each source token; 0: no shortlist
     std::size_t alwaysThere = 0;     ///< in the shortlist
 
@@ -43,8 +43,10 @@ struct RandomModel {
     std::string targetVocabularyFile() const;
     std::string shortlistFile() const; ///< empty without one
 
-    /// Random words, of as many tokens as are asked for.
-    std::string sentence(std::size_t tokens, RandomNumbers &random) const;
+    /// Sentences of random words, each word a token, so many of them as a random number from `shortest` to
+    /// `longest`.
+    std::vector<std::string> sentences(std::size_t count, std::size_t shortest, std::size_t longest,
+                                       RandomNumbers &random) const;
 };
 
 /// What a model says of itself.

@@ -1,5 +1,7 @@
 #include "platform/linux/translation/neural/GreedySearch.h"
 
+#include "platform/linux/translation/neural/Stopped.h"
+
 #include <algorithm>
 #include <limits>
 #include <numeric>
@@ -26,16 +28,17 @@ public:
         m_multiplier.multiply(matrix, x, rows, y);
     }
 
-    /// `rows` queries look at `sourceRows` keys and values.
+    /// `rows` queries look at `sourceRows` keys, turned on their side, and values.
     void attend(const float *queries, std::size_t rows, const float *keys, const float *values,
                 std::size_t sourceRows, float *y) {
-        m_weights.resize(sourceRows);
+        m_weights.resize(wholeBlocks(sourceRows));
         for (std::size_t row = 0; row < rows; ++row)
             m_kernels.attend({queries + row * m_dimension, keys, values, sourceRows, m_dimension, m_heads,
                               m_weights.data(), y + row * m_dimension});
     }
 
-    void addAndNormalize(Rows &x, const Rows &y, std::size_t rows, const Network::Normalization &normalization) {
+    void addAndNormalize(Rows &x, const Rows &y, std::size_t rows,
+                         const Network::Normalization &normalization) {
         for (std::size_t row = 0; row < rows; ++row)
             m_kernels.addAndNormalize(x.data() + row * m_dimension, y.data() + row * m_dimension, m_dimension,
                                       normalization.scale, normalization.bias);
@@ -60,6 +63,16 @@ private:
     Rows m_wide;
     Rows m_narrow;
 };
+
+/// Rows turned on their side, as attention reads keys.
+Rows turned(const float *rows, std::size_t count, std::size_t dimension) {
+    const std::size_t stride = wholeBlocks(count);
+    Rows turned(dimension * stride);
+    for (std::size_t row = 0; row < count; ++row)
+        for (std::size_t i = 0; i < dimension; ++i)
+            turned[i * stride + row] = rows[row * dimension + i];
+    return turned;
+}
 
 /// Where each sentence's rows lie, with the end of the last.
 std::vector<std::size_t> beginsOf(std::span<const Tokens> sentences) {
@@ -93,8 +106,8 @@ Rows encode(const Network &network, Layers &layers, std::span<const Tokens> sent
         for (std::size_t sentence = 0; sentence < sentences.size(); ++sentence) {
             const std::size_t begin = begins[sentence] * dimension;
             const std::size_t count = sentences[sentence].size();
-            layers.attend(queries.data() + begin, count, keys.data() + begin, values.data() + begin, count,
-                          seen.data() + begin);
+            layers.attend(queries.data() + begin, count, turned(keys.data() + begin, count, dimension).data(),
+                          values.data() + begin, count, seen.data() + begin);
         }
         layers.multiply(layer.self.output, seen.data(), rows, queries.data());
         layers.addAndNormalize(x, queries, rows, layer.self.normalization);
@@ -105,19 +118,19 @@ Rows encode(const Network &network, Layers &layers, std::span<const Tokens> sent
 
 /// A sentence while it is being translated.
 struct Translation {
-    std::size_t source;    ///< its number
-    std::size_t longest;   ///< in tokens
-    Tokens candidates;     ///< with a shortlist
-    PageMemory memory;     ///< of its output
-    Matrix output;         ///< rates the candidates
+    std::size_t source;  ///< its number
+    std::size_t longest; ///< in tokens
+    Tokens candidates;   ///< with a shortlist
+    PageMemory memory;   ///< of its output
+    Matrix output;       ///< rates the candidates
     Tokens tokens;
 };
 
 /// What a decoder's layer knows of all sentences.
 struct LayerMemory {
-    Rows keys;   ///< of the sources
-    Rows values; ///< of the sources
-    Rows cells;  ///< what it remembers of what was said, a row for each sentence
+    std::vector<Rows> keys; ///< of each source, turned
+    Rows values;            ///< of the sources, as they were encoded
+    Rows cells;             ///< what it remembers of what was said, a row for each sentence
 };
 
 } // namespace
@@ -132,18 +145,23 @@ GreedySearch::GreedySearch(const Network &network, const Shortlist *shortlist, c
     }
 }
 
-std::vector<Tokens> GreedySearch::translate(std::span<const Tokens> sentences, const std::stop_token &stop) const {
+std::vector<Tokens> GreedySearch::translate(std::span<const Tokens> sentences,
+                                            const std::stop_token &stop) const {
     Layers layers(m_network, m_kernels, stop);
     const std::size_t dimension = layers.dimension();
     const std::vector<std::size_t> begins = beginsOf(sentences);
     const Rows encoded = encode(m_network, layers, sentences);
 
     std::vector<LayerMemory> memories;
+    Rows keys(encoded.size());
     for (const Network::DecoderLayer &layer : m_network.decoder()) {
-        LayerMemory &memory = memories.emplace_back(Rows(encoded.size()), Rows(encoded.size()),
+        LayerMemory &memory = memories.emplace_back(std::vector<Rows>(), Rows(encoded.size()),
                                                     Rows(sentences.size() * dimension));
-        layers.multiply(layer.context.keys, encoded.data(), begins.back(), memory.keys.data());
+        layers.multiply(layer.context.keys, encoded.data(), begins.back(), keys.data());
         layers.multiply(layer.context.values, encoded.data(), begins.back(), memory.values.data());
+        for (std::size_t i = 0; i < sentences.size(); ++i)
+            memory.keys.push_back(
+                turned(keys.data() + begins[i] * dimension, sentences[i].size(), dimension));
     }
 
     std::vector<Translation> translations(sentences.size());
@@ -190,9 +208,8 @@ std::vector<Tokens> GreedySearch::translate(std::span<const Tokens> sentences, c
             layers.multiply(layer.context.query, x.data(), rows, y.data());
             for (std::size_t row = 0; row < rows; ++row) {
                 const std::size_t source = unfinished[row]->source;
-                const std::size_t begin = begins[source] * dimension;
-                layers.attend(y.data() + row * dimension, 1, memory.keys.data() + begin,
-                              memory.values.data() + begin, sentences[source].size(),
+                layers.attend(y.data() + row * dimension, 1, memory.keys[source].data(),
+                              memory.values.data() + begins[source] * dimension, sentences[source].size(),
                               forget.data() + row * dimension);
             }
             layers.multiply(layer.context.output, forget.data(), rows, y.data());

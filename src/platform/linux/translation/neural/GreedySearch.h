@@ -5,16 +5,11 @@
 #include "platform/linux/translation/neural/kernels/Kernels.h"
 
 #include <cstddef>
-#include <functional>
-#include <memory>
 #include <span>
 #include <stop_token>
 #include <vector>
 
 namespace quillora::neural {
-
-/// Thrown where a computation was asked to stop.
-struct Stopped {};
 
 /// Translates tokens: encodes a source, and takes the likeliest next token until the sentence ends.
 class GreedySearch {
@@ -28,9 +23,9 @@ public:
     /// All of them outlive the search; without a shortlist every token is a candidate.
     GreedySearch(const Network &network, const Shortlist *shortlist, const Kernels &kernels, Setting setting);
 
-    /// One translation for each sentence, without the token that ends it. The sentences are computed side by side,
-    /// which reads the weights once for all; what comes out for one does not depend on the others. May be called from
-    /// several threads. Throws Stopped within one product of the stop.
+    /// One translation for each sentence, without the token that ends it. The sentences are computed side by
+    /// side, which reads the weights once for all; what comes out for one does not depend on the others. May
+    /// be called from several threads. Throws Stopped within one product of the stop.
     std::vector<Tokens> translate(std::span<const Tokens> sentences, const std::stop_token &stop) const;
 
 private:

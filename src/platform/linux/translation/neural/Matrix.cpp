@@ -4,8 +4,7 @@ namespace quillora::neural {
 
 void Multiplier::multiply(const Matrix &matrix, const float *x, std::size_t rows, float *y) {
     if (matrix.floats != nullptr) {
-        m_kernels.multiplyFloats(
-            {x, rows, matrix.inputs, matrix.floats, matrix.outputs, matrix.bias, y});
+        m_kernels.multiplyFloats({x, rows, matrix.inputs, matrix.floats, matrix.outputs, matrix.bias, y});
         return;
     }
 
@@ -23,8 +22,8 @@ void Multiplier::multiply(const Matrix &matrix, const float *x, std::size_t rows
             m_kernels.quantize(from, matrix.inputs, multiplier, m_quantized.data() + row * matrix.inputs);
         m_units[row] = 1 / (multiplier * matrix.multiplier);
     }
-    m_kernels.multiplyInt8({m_quantized.data(), rows, matrix.inputs, m_units.data(), m_totals.data(), matrix.bytes,
-                            matrix.outputs, matrix.bias, y});
+    m_kernels.multiplyInt8({m_quantized.data(), rows, matrix.inputs, m_units.data(), m_totals.data(),
+                            matrix.bytes, matrix.outputs, matrix.bias, y, matrix.inputIsNeverNegative});
 }
 
 } // namespace quillora::neural

@@ -161,7 +161,8 @@ const Values &valuesOf(const Entries &entries, std::string_view key) {
 }
 
 [[noreturn]] void unsupported(std::string_view key, const Values &values) {
-    throw ModelError("The model has \"" + std::string(key) + ": " + shown(values) + "\", which is not supported.");
+    throw ModelError("The model has \"" + std::string(key) + ": " + shown(values) +
+                     "\", which is not supported.");
 }
 
 std::size_t number(std::string_view key, const std::string &text, std::size_t largest) {

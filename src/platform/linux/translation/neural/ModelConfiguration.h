@@ -17,9 +17,9 @@ struct ModelConfiguration {
     std::size_t targetVocabulary = 0;
     bool sharedEmbeddings = false; ///< one matrix embeds both languages
 
-    /// Reads the YAML that every model carries. Each key is known by name: either it is read, or it has the one
-    /// value that is computed here, or it has no influence on a model of this kind. Throws ModelError for anything
-    /// else.
+    /// Reads the YAML that every model carries. Each key is known by name: either it is read, or it has the
+    /// one value that is computed here, or it has no influence on a model of this kind. Throws ModelError for
+    /// anything else.
     static ModelConfiguration parse(std::string_view yaml);
 
     bool operator==(const ModelConfiguration &) const = default;

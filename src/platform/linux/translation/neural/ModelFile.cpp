@@ -21,9 +21,13 @@ constexpr std::uint64_t longestText = 1 << 16;
 
 std::string quoted(std::string_view name) { return "\"" + std::string(name) + "\""; }
 
-[[noreturn]] void damaged(const std::string &what) { throw ModelError("The model is damaged: " + what + "."); }
+[[noreturn]] void damaged(const std::string &what) {
+    throw ModelError("The model is damaged: " + what + ".");
+}
 
-std::uint64_t elementSize(ModelFile::Type type) { return type == ModelFile::Type::Floats ? sizeof(float) : 1; }
+std::uint64_t elementSize(ModelFile::Type type) {
+    return type == ModelFile::Type::Floats ? sizeof(float) : 1;
+}
 
 } // namespace
 
@@ -68,8 +72,9 @@ void ModelFile::readTable() {
             damaged(quoted(name) + " is in it twice");
         const Type type = Type(entry.type);
         if (type != Type::Text && type != Type::Floats && type != Type::Bytes)
-            throw ModelError("The model holds " + quoted(name) + " in a number format that is not supported (" +
-                             std::to_string(entry.type) + ").");
+            throw ModelError("The model holds " + quoted(name) +
+                             " in a number format that is not supported (" + std::to_string(entry.type) +
+                             ").");
         m_items.push_back({std::move(name), type, 1, 1, 0});
     }
 
@@ -116,8 +121,7 @@ std::string ModelFile::text(const Item &item) {
     if (item.type != Type::Text || length > longestText)
         damaged(quoted(item.name) + " is no text");
     std::string text(length, '\0');
-    m_in.seekg(std::streamoff(item.begin));
-    m_position = item.begin;
+    moveTo(item);
     read(text.data(), length, item.name);
     text.resize(std::min(text.find('\0'), text.size()));
     return text;
@@ -126,8 +130,7 @@ std::string ModelFile::text(const Item &item) {
 void ModelFile::readFloats(const Item &item, std::span<float> to) {
     if (item.type != Type::Floats || to.size() != item.rows * item.columns)
         damaged(quoted(item.name) + " has another type or shape than asked for");
-    m_in.seekg(std::streamoff(item.begin));
-    m_position = item.begin;
+    moveTo(item);
     read(to.data(), to.size_bytes(), item.name);
     if (!std::ranges::all_of(to, [](float value) { return std::isfinite(value); }))
         damaged(quoted(item.name) + " holds a value that is not a number");
@@ -136,15 +139,18 @@ void ModelFile::readFloats(const Item &item, std::span<float> to) {
 float ModelFile::readBytes(const Item &item, std::span<std::int8_t> to) {
     if (item.type != Type::Bytes || to.size() != item.rows * item.columns)
         damaged(quoted(item.name) + " has another type or shape than asked for");
-    m_in.seekg(std::streamoff(item.begin));
-    m_position = item.begin;
+    moveTo(item);
     read(to.data(), to.size(), item.name);
     float multiplier = 0;
     read(&multiplier, sizeof multiplier, item.name);
-    // Limits between which neither it nor its inverse can overflow anything.
-    if (!(multiplier > 1e-12F && multiplier < 1e12F))
+    if (!isUsableMultiplier(multiplier))
         damaged("the multiplier of " + quoted(item.name) + " is no usable number");
     return multiplier;
+}
+
+void ModelFile::moveTo(const Item &item) {
+    m_in.seekg(std::streamoff(item.begin));
+    m_position = item.begin;
 }
 
 void ModelFile::read(void *to, std::uint64_t size, std::string_view where) {

@@ -12,8 +12,8 @@ namespace quillora::neural {
 
 /// The container that a model comes in: named items, one after the other, behind a table of what they are.
 ///
-/// The table is read and checked at construction, the items when they are asked for; nothing is allocated that the
-/// file does not hold. Every operation throws ModelError.
+/// The table is read and checked at construction, the items when they are asked for; nothing is allocated
+/// that the file does not hold. Every operation throws ModelError.
 class ModelFile {
 public:
     enum class Type : std::uint64_t {
@@ -44,10 +44,14 @@ public:
     /// Finite values, rows × columns of them.
     void readFloats(const Item &item, std::span<float> to);
 
-    /// Returns what the values were multiplied by: finite, and above 0.
+    /// Returns what the values were multiplied by: a usable multiplier.
     float readBytes(const Item &item, std::span<std::int8_t> to);
 
+    /// Neither it nor its inverse overflows anything; false for what is not a number.
+    static bool isUsableMultiplier(float multiplier) { return multiplier > 1e-12F && multiplier < 1e12F; }
+
 private:
+    void moveTo(const Item &item);
     void read(void *to, std::uint64_t size, std::string_view where);
     std::uint64_t readNumber(std::string_view where);
     void readTable();

@@ -77,7 +77,8 @@ public:
         }
         const std::span<std::int8_t> blocks = m_memory.take<std::int8_t>(inputs * wholeBlocks(outputs));
         packIntoBlocks(
-            outputs, inputs, [&](std::size_t output) { return m_bytes.data() + output * inputs; }, blocks.data());
+            outputs, inputs, [&](std::size_t output) { return m_bytes.data() + output * inputs; },
+            blocks.data());
         matrix.bytes = blocks.data();
         return matrix;
     }
@@ -98,16 +99,18 @@ public:
             embedding.floats = values.data();
             return embedding;
         }
-        const std::span<std::int8_t> values = m_memory.take<std::int8_t>(tokens * dimension);
-        embedding.multiplier = m_file.readBytes(item, values);
         if (m_arithmetic == Arithmetic::Floats) {
-            const std::span<float> floats = m_memory.take<float>(tokens * dimension);
-            std::ranges::transform(values, floats.begin(), [&embedding](std::int8_t value) {
-                return float(value) * (1 / embedding.multiplier);
+            m_bytes.resize(tokens * dimension);
+            const float multiplier = m_file.readBytes(item, m_bytes);
+            const std::span<float> values = m_memory.take<float>(tokens * dimension);
+            std::ranges::transform(m_bytes, values.begin(), [multiplier](std::int8_t value) {
+                return float(value) * (1 / multiplier);
             });
-            embedding.floats = floats.data();
+            embedding.floats = values.data();
             return embedding;
         }
+        const std::span<std::int8_t> values = m_memory.take<std::int8_t>(tokens * dimension);
+        embedding.multiplier = m_file.readBytes(item, values);
         embedding.outputMultiplier = inputMultiplier(name);
         embedding.bytes = values.data();
         return embedding;
@@ -121,9 +124,11 @@ public:
     }
 
     FeedForward feedForward(const std::string &name, std::size_t dimension, std::size_t innerDimension) {
-        return {matrix(name + "_W1", name + "_b1", dimension, innerDimension),
-                matrix(name + "_W2", name + "_b2", innerDimension, dimension),
-                normalization(name + "_ffn", dimension)};
+        FeedForward layer{matrix(name + "_W1", name + "_b1", dimension, innerDimension),
+                          matrix(name + "_W2", name + "_b2", innerDimension, dimension),
+                          normalization(name + "_ffn", dimension)};
+        layer.narrow.inputIsNeverNegative = true; // it comes out of the rectifier
+        return layer;
     }
 
     Recurrence recurrence(const std::string &name, std::size_t dimension) {
@@ -137,7 +142,8 @@ public:
         for (const ModelFile::Item &item : m_file.items()) {
             if (item.name != configurationItem && !item.name.ends_with(inputMultiplierSuffix) &&
                 !m_taken.contains(item.name))
-                throw ModelError("The model holds \"" + item.name + "\", which a model of its kind does not have.");
+                throw ModelError("The model holds \"" + item.name +
+                                 "\", which a model of its kind does not have.");
         }
     }
 
@@ -170,7 +176,7 @@ private:
             return 0;
         float multiplier = 0;
         m_file.readFloats(find(name, 1, 1, ModelFile::Type::Floats), {&multiplier, 1});
-        if (!(multiplier > 1e-12F && multiplier < 1e12F))
+        if (!ModelFile::isUsableMultiplier(multiplier))
             throw ModelError("The model is damaged: \"" + name + "\" is no usable number.");
         return multiplier;
     }
@@ -192,9 +198,9 @@ Network::Network(std::istream &in, Arithmetic arithmetic) {
     // What a step of the decoder reads lies side by side.
     for (std::size_t depth = 1; depth <= m_configuration.decoderDepth; ++depth) {
         const std::string name = "decoder_l" + std::to_string(depth);
-        m_decoder.push_back(
-            {reader.recurrence(name + "_rnn", dimension), reader.attending(name + "_context", dimension),
-             reader.feedForward(name + "_ffn", dimension, m_configuration.innerDimension)});
+        m_decoder.push_back({reader.recurrence(name + "_rnn", dimension),
+                             reader.attending(name + "_context", dimension),
+                             reader.feedForward(name + "_ffn", dimension, m_configuration.innerDimension)});
     }
     for (std::size_t depth = 1; depth <= m_configuration.encoderDepth; ++depth) {
         const std::string name = "encoder_l" + std::to_string(depth);
@@ -213,12 +219,12 @@ Network::Network(std::istream &in, Arithmetic arithmetic) {
     const std::span<float> positions = m_memory.take<float>(longest * dimension);
     const std::size_t half = dimension / 2;
     const float step = std::log(10000.F) / (float(half) - 1);
-    for (std::size_t position = 0; position < longest; ++position) {
-        float *row = positions.data() + position * dimension;
-        for (std::size_t i = 0; i < half; ++i) {
-            const float angle = float(position) * std::exp(float(i) * -step);
-            row[i] = std::sin(angle);
-            row[half + i] = std::cos(angle);
+    for (std::size_t i = 0; i < half; ++i) {
+        const float speed = std::exp(float(i) * -step);
+        for (std::size_t position = 0; position < longest; ++position) {
+            float *row = positions.data() + position * dimension;
+            row[i] = std::sin(float(position) * speed);
+            row[half + i] = std::cos(float(position) * speed);
         }
     }
     m_positions = positions.data();

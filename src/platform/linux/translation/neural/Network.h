@@ -32,9 +32,9 @@ struct Embedding {
 
 /// The weights of a translation model, by layers.
 ///
-/// x is a token's row of numbers all the way through: each step adds to it and normalises the sum. The encoder lets
-/// every token of the source look at every other. The decoder makes one token after the other: its memory of what it
-/// has said is one recurrent cell a layer, and each layer looks at the encoded source.
+/// x is a token's row of numbers all the way through: each step adds to it and normalises the sum. The
+/// encoder lets every token of the source look at every other. The decoder makes one token after the other:
+/// its memory of what it has said is one recurrent cell a layer, and each layer looks at the encoded source.
 class Network {
 public:
     /// In tokens, of a source sentence as of a translation.
@@ -73,13 +73,14 @@ public:
     const std::vector<EncoderLayer> &encoder() const { return m_encoder; }
     const std::vector<DecoderLayer> &decoder() const { return m_decoder; }
 
-    /// x = the token's vector, scaled, and the signal of its position. Without a token, the signal alone: so does a
-    /// translation begin.
+    /// x = the token's vector, scaled, and the signal of its position. Without a token, the signal alone: so
+    /// does a translation begin.
     void embedSource(Token token, std::size_t position, float *x) const;
     void embedTarget(Token token, std::size_t position, float *x) const;
     void embedBeginning(float *x) const;
 
-    /// The matrix that rates candidates: what comes out is for each of them, in their order. It lives in `memory`.
+    /// The matrix that rates candidates: what comes out is for each of them, in their order. It lives in
+    /// `memory`.
     Matrix outputFor(std::span<const Token> candidates, PageMemory &memory) const;
 
     /// How much memory the weights take, in bytes.

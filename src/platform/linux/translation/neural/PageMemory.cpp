@@ -16,7 +16,8 @@ constexpr std::size_t alignment = 64;
 PageMemory::PageMemory(std::size_t capacity) : m_capacity(capacity) {
     if (capacity == 0)
         return;
-    m_begin = mmap(nullptr, capacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    m_begin =
+        mmap(nullptr, capacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (m_begin == MAP_FAILED) {
         m_begin = nullptr;
         throw std::bad_alloc();

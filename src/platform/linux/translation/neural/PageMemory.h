@@ -5,8 +5,8 @@
 
 namespace quillora::neural {
 
-/// A stretch of memory straight from the system. Pages count only once they are written to, and all of them are given
-/// back at the end: not to the heap, which might keep them, but to the system.
+/// A stretch of memory straight from the system. Pages count only once they are written to, and all of them
+/// are given back at the end: not to the heap, which might keep them, but to the system.
 class PageMemory {
 public:
     PageMemory() = default;
@@ -17,9 +17,10 @@ public:
     PageMemory &operator=(PageMemory &&other) noexcept;
     ~PageMemory();
 
-    /// The next `count` values, aligned to 64 bytes. They live as long as the memory does. Throws std::bad_alloc if
-    /// they do not fit.
-    template <class Value> std::span<Value> take(std::size_t count) {
+    /// The next `count` values, aligned to 64 bytes. They live as long as the memory does. Throws
+    /// std::bad_alloc if they do not fit.
+    template <class Value>
+    std::span<Value> take(std::size_t count) {
         return {static_cast<Value *>(takeBytes(count, sizeof(Value))), count};
     }
 

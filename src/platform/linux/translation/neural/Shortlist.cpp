@@ -56,7 +56,8 @@ Shortlist::Shortlist(std::istream &in, std::size_t sourceVocabulary, std::size_t
         }
     }
     m_targets.resize(header.targets);
-    in.read(reinterpret_cast<char *>(m_targets.data()), std::streamsize(m_targets.size() * sizeof m_targets[0]));
+    in.read(reinterpret_cast<char *>(m_targets.data()),
+            std::streamsize(m_targets.size() * sizeof m_targets[0]));
     if (!in)
         throw ModelError("The shortlist cannot be read to its end.");
     if (std::ranges::any_of(m_targets, [=](std::uint32_t target) { return target >= targetVocabulary; }))
@@ -73,7 +74,8 @@ Tokens Shortlist::candidates(std::span<const Token> source) const {
             isCandidate[m_targets[i]] = true;
     }
     auto count = std::size_t(std::ranges::count(isCandidate, true));
-    for (std::size_t token = m_alwaysThere; token < m_targetVocabulary && count % candidateStep != 0; ++token) {
+    for (std::size_t token = m_alwaysThere; token < m_targetVocabulary && count % candidateStep != 0;
+         ++token) {
         if (!isCandidate[token]) {
             isCandidate[token] = true;
             ++count;

@@ -12,7 +12,8 @@ using Token = std::int32_t;
 using Tokens = std::vector<Token>;
 
 /// Which target tokens are worth looking at for a source sentence: the most frequent ones, and those that the
-/// sentence's own tokens are usually translated with. It makes the last and largest product a hundred times smaller.
+/// sentence's own tokens are usually translated with. It makes the last and largest product a hundred times
+/// smaller.
 class Shortlist {
 public:
     enum class Vocabularies { Shared, Separate };
@@ -26,7 +27,7 @@ public:
 private:
     Vocabularies m_vocabularies;
     std::size_t m_targetVocabulary;
-    std::size_t m_alwaysThere; ///< the first tokens, the most frequent ones
+    std::size_t m_alwaysThere;           ///< the first tokens, the most frequent ones
     std::vector<std::uint32_t> m_begins; ///< for each source token, and the end
     std::vector<std::uint32_t> m_targets;
 };

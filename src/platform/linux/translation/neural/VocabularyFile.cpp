@@ -16,7 +16,9 @@ namespace {
 constexpr std::streamoff largestFile = 32 << 20;
 constexpr std::size_t longestPiece = 1024;
 
-[[noreturn]] void damaged(const std::string &what) { throw ModelError("The vocabulary is damaged: " + what + "."); }
+[[noreturn]] void damaged(const std::string &what) {
+    throw ModelError("The vocabulary is damaged: " + what + ".");
+}
 
 /// A field of a protocol buffer. Of numbers only the bytes are kept.
 struct Field {
@@ -103,9 +105,10 @@ void checkPiece(std::string_view message, std::unordered_set<std::string_view> &
         damaged("the piece \"" + std::string(piece) + "\" is in it twice");
 }
 
-/// The character map: the size of a double-array trie, the trie, and the texts that its values point into. Each unit
-/// of the trie is 32 bits: a value, if the highest bit is set; otherwise a label, a flag that a value is below it, and
-/// how far away its children are. They are found by an exclusive or with one byte, so within a block of 256.
+/// The character map: the size of a double-array trie, the trie, and the texts that its values point into.
+/// Each unit of the trie is 32 bits: a value, if the highest bit is set; otherwise a label, a flag that a
+/// value is below it, and how far away its children are. They are found by an exclusive or with one byte, so
+/// within a block of 256.
 void checkCharacterMap(std::string_view map) {
     if (map.empty())
         return;

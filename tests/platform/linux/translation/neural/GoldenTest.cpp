@@ -47,9 +47,11 @@ public:
         return tokens;
     }
 
-    std::vector<std::string> translate(const std::vector<std::string> &sentences, const Kernels &kernels) const {
-        const GreedySearch search(m_network, m_shortlist ? &*m_shortlist : nullptr, kernels,
-                                  {m_target.end(), m_target.unknown(), [](std::size_t count) { return 2 * count; }});
+    std::vector<std::string> translate(const std::vector<std::string> &sentences,
+                                       const Kernels &kernels) const {
+        const GreedySearch search(
+            m_network, m_shortlist ? &*m_shortlist : nullptr, kernels,
+            {m_target.end(), m_target.unknown(), [](std::size_t count) { return 2 * count; }});
         std::vector<Tokens> sources;
         for (const std::string &sentence : sentences)
             sources.push_back(tokens(sentence));
@@ -78,7 +80,8 @@ void GoldenTest::everyTranslationIsTheReferences_data() {
 
 void GoldenTest::everyTranslationIsTheReferences() {
     QFETCH(const RandomModel *, model);
-    QFile file(QFINDTESTDATA("golden") + u'/' + QString::fromStdString(std::string(model->name)) + u".tsv"_qs);
+    QFile file(QFINDTESTDATA("golden") + u'/' + QString::fromStdString(std::string(model->name)) +
+               u".tsv"_qs);
     QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
     std::vector<std::string> sentences;
     std::vector<std::string> expected;

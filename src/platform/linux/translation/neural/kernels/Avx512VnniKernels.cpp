@@ -11,10 +11,12 @@ struct Avx512VnniSums {
     static constexpr std::size_t rows = 8;
 
     template <std::size_t Rows>
-    INLINE static void of(const std::int8_t *x, std::size_t inputs, const std::int32_t *total,
+    INLINE static void of(const Int8Product &p, const std::int8_t *x, const std::int32_t *total,
                           const std::int8_t *weights, std::int32_t (*sums)[blockOutputs]) {
-        // The instruction wants one side unsigned: so w + 128, and 128 · total is taken off again. A row by itself is
-        // added up in four chains, because each instruction waits for the one before it in its chain.
+        const std::size_t inputs = p.inputs;
+        // The instruction wants one side unsigned: so w + 128, and 128 · total is taken off again. A row by
+        // itself is added up in four chains, because each instruction waits for the one before it in its
+        // chain.
         constexpr std::size_t chains = Rows == 1 ? 4 : 1;
         const __m512i shift = _mm512_set1_epi8(-128);
         __m512i sum[Rows][chains] = {};

@@ -1,6 +1,6 @@
-// What all instruction sets share: included by the file of each, and compiled there for it. Nothing in here may have
-// external linkage, nor use what has (not even an inline function of the standard library): the linker would keep one
-// of the copies, and run a newer processor's on an older one.
+// What all instruction sets share: included by the file of each, and compiled there for it. Nothing in here
+// may have external linkage, nor use what has (not even an inline function of the standard library): the
+// linker would keep one of the copies, and run a newer processor's on an older one.
 #pragma once
 
 #include "platform/linux/translation/neural/kernels/Kernels.h"
@@ -9,8 +9,8 @@ namespace quillora::neural {
 
 namespace {
 
-// Floats are added up in 16 lanes, whatever the registers hold: four of them, two or one. The order of additions, and
-// so each bit of the result, is the same everywhere.
+// Floats are added up in 16 lanes, whatever the registers hold: four of them, two or one. The order of
+// additions, and so each bit of the result, is the same everywhere.
 constexpr std::size_t lanes = 16;
 using Lanes = float __attribute__((vector_size(64)));
 using IntLanes = std::int32_t __attribute__((vector_size(64)));
@@ -47,7 +47,8 @@ INLINE float total(const Lanes &x) {
 /// Adding it moves a float's integer part to its lowest bits, rounded to nearest even.
 constexpr float roundingMagic = 12582912.0F; // 1.5 · 2^23
 
-/// exp within two units in the last place, for what is no larger than 0 or not much; below -87 it gives 1e-38.
+/// exp within two units in the last place, for what is no larger than 0 or not much; below -87 it gives
+/// 1e-38.
 INLINE void exponential(Lanes &x) {
     bound(x, -87.0F, 88.0F);
     const Lanes shifted = x * 1.44269504088896341F + roundingMagic;
@@ -67,7 +68,7 @@ INLINE void exponential(Lanes &x) {
 template <class Sums, std::size_t Rows>
 INLINE void multiplyBlock(const Int8Product &p, std::size_t output, std::size_t row) {
     alignas(64) std::int32_t sums[Rows][blockOutputs];
-    Sums::template of<Rows>(p.x + row * p.inputs, p.inputs, p.total + row, p.weights + output * p.inputs, sums);
+    Sums::template of<Rows>(p, p.x + row * p.inputs, p.total + row, p.weights + output * p.inputs, sums);
     const std::size_t count = p.outputs - output;
     for (std::size_t r = 0; r < Rows; ++r) {
         IntLanes integers;
@@ -95,7 +96,8 @@ INLINE void multiplyRows(const Int8Product &p, std::size_t output, std::size_t r
 }
 
 /// `Sums` says how many rows it takes at a time, and computes their sums for a column of blocks.
-template <class Sums> void multiplyInt8(const Int8Product &p) {
+template <class Sums>
+void multiplyInt8(const Int8Product &p) {
     for (std::size_t output = 0; output < p.outputs; output += blockOutputs)
         multiplyRows<Sums, Sums::rows>(p, output, 0);
 }
@@ -141,22 +143,6 @@ std::int32_t quantize(const float *x, std::size_t count, float multiplier, std::
     return result;
 }
 
-INLINE float dot(const float *a, const float *b, std::size_t count) {
-    Lanes sum{};
-    std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) {
-        Lanes left;
-        Lanes right;
-        load(left, a + i);
-        load(right, b + i);
-        sum += left * right;
-    }
-    float rest = 0;
-    for (; i < count; ++i)
-        rest += a[i] * b[i];
-    return total(sum) + rest;
-}
-
 /// x = exp(x - largest), divided by the sum of them all.
 INLINE void softmax(float *x, std::size_t count) {
     float highest = x[0];
@@ -179,18 +165,38 @@ INLINE void softmax(float *x, std::size_t count) {
 
 void attend(const Attention &a) {
     const std::size_t width = a.dimension / a.heads;
+    const std::size_t stride = (a.rows + lanes - 1) / lanes * lanes;
     const float scale = 1.0F / __builtin_sqrtf(float(width));
     for (std::size_t begin = 0; begin < a.dimension; begin += width) {
-        for (std::size_t row = 0; row < a.rows; ++row)
-            a.weights[row] = dot(a.query + begin, a.keys + row * a.dimension + begin, width) * scale;
+        const float *query = a.query + begin;
+        const float *keys = a.keys + begin * stride;
+        for (std::size_t row = 0; row < stride; row += lanes) {
+            Lanes products{};
+            for (std::size_t i = 0; i < width; ++i) {
+                Lanes key;
+                load(key, keys + i * stride + row);
+                products += key * query[i];
+            }
+            store(a.weights + row, products * scale);
+        }
         softmax(a.weights, a.rows);
+
+        const float *values = a.values + begin;
         float *y = a.y + begin;
-        for (std::size_t i = 0; i < width; ++i)
+        std::size_t i = 0;
+        for (; i + lanes <= width; i += lanes) {
+            Lanes sum{};
+            for (std::size_t row = 0; row < a.rows; ++row) {
+                Lanes value;
+                load(value, values + row * a.dimension + i);
+                sum += value * a.weights[row];
+            }
+            store(y + i, sum);
+        }
+        for (; i < width; ++i) {
             y[i] = 0;
-        for (std::size_t row = 0; row < a.rows; ++row) {
-            const float *values = a.values + row * a.dimension + begin;
-            for (std::size_t i = 0; i < width; ++i)
-                y[i] += a.weights[row] * values[i];
+            for (std::size_t row = 0; row < a.rows; ++row)
+                y[i] += values[row * a.dimension + i] * a.weights[row];
         }
     }
 }
@@ -242,7 +248,8 @@ void remember(float *memory, const float *forget, float *y, std::size_t count) {
     }
 }
 
-template <class Sums> constexpr Kernels kernelsWith(const char *name) {
+template <class Sums>
+constexpr Kernels kernelsWith(const char *name) {
     return {name,   multiplyInt8<Sums>, multiplyFloats, largest, quantize,
             attend, addAndNormalize,    rectify,        remember};
 }

@@ -1,3 +1,5 @@
+#if defined(__aarch64__) // the linter reads it everywhere
+
 #include "platform/linux/translation/neural/kernels/InstructionSets.h"
 #include "platform/linux/translation/neural/kernels/KernelBody.h"
 
@@ -11,9 +13,11 @@ struct NeonSums {
     static constexpr std::size_t rows = 2;
 
     template <std::size_t Rows>
-    INLINE static void of(const std::int8_t *x, std::size_t inputs, const std::int32_t *, const std::int8_t *weights,
-                          std::int32_t (*sums)[blockOutputs]) {
-        // Each sum holds two outputs as two halves: a product of bytes fits into 16 bits, a pair of them into 32.
+    INLINE static void of(const Int8Product &p, const std::int8_t *x, const std::int32_t *,
+                          const std::int8_t *weights, std::int32_t (*sums)[blockOutputs]) {
+        const std::size_t inputs = p.inputs;
+        // Each sum holds two outputs as two halves: a product of bytes fits into 16 bits, a pair of them
+        // into 32.
         int32x4_t sum[Rows][8];
         for (std::size_t r = 0; r < Rows; ++r)
             for (int32x4_t &s : sum[r])
@@ -42,3 +46,5 @@ struct NeonSums {
 constinit const Kernels neonKernels = kernelsWith<NeonSums>("NEON");
 
 } // namespace quillora::neural
+
+#endif

@@ -10,8 +10,9 @@ struct ScalarSums {
     static constexpr std::size_t rows = 1;
 
     template <std::size_t Rows>
-    static void of(const std::int8_t *x, std::size_t inputs, const std::int32_t *, const std::int8_t *weights,
-                   std::int32_t (*sums)[blockOutputs]) {
+    static void of(const Int8Product &p, const std::int8_t *x, const std::int32_t *,
+                   const std::int8_t *weights, std::int32_t (*sums)[blockOutputs]) {
+        const std::size_t inputs = p.inputs;
         for (std::size_t output = 0; output < blockOutputs; ++output)
             sums[0][output] = 0;
         for (std::size_t input = 0; input < inputs; input += blockInputs) {

@@ -12,8 +12,9 @@ struct Sse2Sums {
     static constexpr std::size_t rows = 2;
 
     template <std::size_t Rows>
-    INLINE static void of(const std::int8_t *x, std::size_t inputs, const std::int32_t *, const std::int8_t *weights,
-                          std::int32_t (*sums)[blockOutputs]) {
+    INLINE static void of(const Int8Product &p, const std::int8_t *x, const std::int32_t *,
+                          const std::int8_t *weights, std::int32_t (*sums)[blockOutputs]) {
+        const std::size_t inputs = p.inputs;
         __m128i sum[Rows][4] = {};
         for (std::size_t input = 0; input < inputs; input += blockInputs, weights += 64) {
             // Of the 4 neighbours, the first and third by themselves, the second and fourth by themselves.

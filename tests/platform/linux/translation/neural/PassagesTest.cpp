@@ -1,0 +1,188 @@
+#include "platform/linux/translation/neural/Passages.h"
+#include "support/neural/DictionaryModel.h"
+#include "support/neural/ModelWriter.h"
+#include "support/neural/RandomModel.h"
+
+#include <QTest>
+
+#include <sstream>
+
+using namespace quillora::neural;
+using namespace quillora::test;
+
+/// What of a text a model gets to see, and how the text is put together again.
+class PassagesTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void sentencesBecomePassages_data();
+    void sentencesBecomePassages();
+    void translationsTakeTheirPlaces_data();
+    void translationsTakeTheirPlaces();
+    void aPassageWithoutTranslationStays();
+    void everyTextPassesWhole_data();
+    void everyTextPassesWhole();
+    void speechWithoutMarksIsCutBetweenWords();
+    void speechWithoutMarksIsCutBeforeAConjunction();
+    void aWordWithoutEndIsCut();
+    void noPassageIsTooLong();
+};
+
+namespace {
+
+const std::string wordBegin = "\u2581";
+
+/// Letters, digits and marks of Latin, each a token, and words that are one.
+Vocabulary letters(const std::vector<std::string> &words = {}) {
+    std::vector<VocabularyPiece> pieces{{"</s>", 0, 3}, {"<unk>", 0, 2}, {wordBegin}};
+    for (char letter = '!'; letter <= '~'; ++letter)
+        pieces.push_back({{letter}});
+    for (const std::string &word : words)
+        pieces.push_back({wordBegin + word});
+    std::istringstream in(vocabularyFile(pieces));
+    return Vocabulary(in);
+}
+
+QStringList passagesOf(const Passages &passages, const Vocabulary &vocabulary) {
+    QStringList list;
+    for (const Tokens &source : passages.sources())
+        list.push_back(QString::fromStdString(vocabulary.decode(source)));
+    return list;
+}
+
+} // namespace
+
+void PassagesTest::sentencesBecomePassages_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("passages");
+    QTest::newRow("empty") << u""_qs << QStringList();
+    QTest::newRow("space") << u" \n\t"_qs << QStringList();
+    QTest::newRow("sentences") << u"One. Two!\nThree"_qs << QStringList{u"One."_qs, u"Two!"_qs, u"Three"_qs};
+    QTest::newRow("case and marks stay")
+        << u"so i Said, OK (yes)"_qs << QStringList{u"so i Said, OK (yes)"_qs};
+    QTest::newRow("no letters") << u"42. *** \n --- 3.14"_qs << QStringList();
+    QTest::newRow("emoji behind") << u"Good \U0001F600"_qs << QStringList{u"Good"_qs};
+    QTest::newRow("emoji between") << u"Good \U0001F600\U0001F44D\U0001F3FD. Bye"_qs
+                                   << QStringList{u"Good"_qs, u"Bye"_qs};
+    QTest::newRow("a word in other letters") << u"Say Привет now"_qs << QStringList{u"Say"_qs, u"now"_qs};
+    QTest::newRow("a name with a letter") << u"Mr Erdős came"_qs << QStringList{u"Mr"_qs, u"came"_qs};
+    QTest::newRow("an unknown mark is the model's")
+        << u"yes – no"_qs << QStringList{QString::fromUtf8("yes \u2047 no")};
+}
+
+void PassagesTest::sentencesBecomePassages() {
+    QFETCH(const QString, text);
+    QFETCH(const QStringList, passages);
+    const Vocabulary vocabulary = letters();
+    QStringList actual = passagesOf(Passages(text.toStdString(), {"en", "de"}, vocabulary), vocabulary);
+    for (QString &passage : actual)
+        passage = passage.simplified();
+    QCOMPARE(actual, passages);
+}
+
+void PassagesTest::translationsTakeTheirPlaces_data() {
+    QTest::addColumn<QString>("target");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("translations");
+    QTest::addColumn<QString>("result");
+    QTest::newRow("space stays") << u"de"_qs << u" One.\n\n Two.\tThree "_qs
+                                 << QStringList{u"A."_qs, u"B."_qs, u"C"_qs} << u" A.\n\n B.\tC "_qs;
+    QTest::newRow("no space in Chinese")
+        << u"zh"_qs << u"One. Two.\nThree"_qs << QStringList{u"一。"_qs, u"二。"_qs, u"三"_qs}
+        << u"一。二。\n三"_qs;
+    QTest::newRow("emoji stay") << u"de"_qs << u"One \U0001F600. Two"_qs << QStringList{u"A"_qs, u"B"_qs}
+                                << u"A \U0001F600. B"_qs;
+}
+
+void PassagesTest::translationsTakeTheirPlaces() {
+    QFETCH(const QString, target);
+    QFETCH(const QString, text);
+    QFETCH(const QStringList, translations);
+    QFETCH(const QString, result);
+    const Passages passages(text.toStdString(), {"en", target.toStdString()}, letters());
+    std::vector<std::string> list;
+    for (const QString &translation : translations)
+        list.push_back(translation.toStdString());
+    QCOMPARE(passages.sources().size(), list.size());
+    QCOMPARE(QString::fromStdString(passages.joined(list)), result);
+}
+
+void PassagesTest::aPassageWithoutTranslationStays() {
+    const Passages passages("One. Two.", {"en", "de"}, letters());
+    QCOMPARE(passages.joined(std::vector<std::string>{"", "Zwei."}), std::string("One. Zwei."));
+}
+
+void PassagesTest::everyTextPassesWhole_data() {
+    QTest::addColumn<QString>("text");
+    QTest::newRow("Russian") << u"Привет, как дела? Хорошо."_qs;
+    QTest::newRow("Chinese") << u"你好。今天很好！"_qs;
+    QTest::newRow("Thai") << u"สวัสดีครับ วันนี้อากาศดี"_qs;
+    QTest::newRow("Arabic") << u"كيف حالك؟ أنا بخير."_qs;
+    QTest::newRow("flags and families")
+        << u"\U0001F1E9\U0001F1EA \U0001F468\u200D\U0001F469\u200D\U0001F467 \u2764\uFE0F"_qs;
+    QTest::newRow("numbers") << u"1.234,56 \u20AC (50 %)"_qs;
+    QTest::newRow("private and unassigned") << u"\uE000 \U000E0FFF"_qs;
+}
+
+/// For a model that has none of its letters.
+void PassagesTest::everyTextPassesWhole() {
+    QFETCH(const QString, text);
+    const Passages passages(text.toStdString(), {"en", "de"}, letters());
+    QCOMPARE(passages.sources().size(), std::size_t(0));
+    QCOMPARE(QString::fromStdString(passages.joined({})), text);
+}
+
+void PassagesTest::speechWithoutMarksIsCutBetweenWords() {
+    const Vocabulary vocabulary = letters({"word"});
+    std::string text;
+    for (int i = 0; i < 250; ++i)
+        text += i == 0 ? "word" : " word";
+    const Passages passages(text, {"en", "de"}, vocabulary);
+    QCOMPARE(passages.sources().size(), std::size_t(3));
+    std::vector<std::string> same;
+    for (const Tokens &source : passages.sources())
+        same.push_back(vocabulary.decode(source));
+    QCOMPARE(passages.joined(same), text);
+}
+
+void PassagesTest::speechWithoutMarksIsCutBeforeAConjunction() {
+    const Vocabulary vocabulary = letters({"word", "because"});
+    std::string text;
+    for (int i = 0; i < 150; ++i)
+        text += std::string(i == 0 ? "" : " ") + (i == 60 ? "because" : "word");
+    const Passages passages(text, {"en", "de"}, vocabulary);
+    QCOMPARE(passages.sources().size(), std::size_t(2));
+    QCOMPARE(passages.sources()[0].size(), std::size_t(61)); // and the token that ends it
+    QVERIFY(vocabulary.decode(passages.sources()[1]).starts_with("because word"));
+}
+
+void PassagesTest::aWordWithoutEndIsCut() {
+    const Vocabulary vocabulary = letters();
+    const std::string text(100000, 'x');
+    const Passages passages(text, {"en", "zh"}, vocabulary);
+    QVERIFY(passages.sources().size() > 1000);
+    std::vector<std::string> same;
+    for (const Tokens &source : passages.sources())
+        same.push_back(vocabulary.decode(source));
+    QCOMPARE(passages.joined(same), text);
+}
+
+void PassagesTest::noPassageIsTooLong() {
+    const Vocabulary vocabulary = letters({"and"});
+    RandomNumbers random(1);
+    static constexpr std::string_view parts[] = {"and", " ", " ",  "x",          ",",   ". ",
+                                                 "\n",  "é", "你", "\U0001F600", "\xFF"};
+    for (int i = 0; i < 200; ++i) {
+        std::string text;
+        for (std::size_t length = random.below(2000); text.size() < length;)
+            text += parts[random.below(std::size(parts))];
+        const Passages passages(text, {"en", "de"}, vocabulary);
+        std::vector<std::string> none(passages.sources().size());
+        QCOMPARE(passages.joined(none).size() >= text.size(), true);
+        for (const Tokens &source : passages.sources())
+            QVERIFY(source.size() <= Passages::longest);
+    }
+}
+
+QTEST_GUILESS_MAIN(PassagesTest)
+#include "PassagesTest.moc"

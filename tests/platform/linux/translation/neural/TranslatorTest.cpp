@@ -1,0 +1,252 @@
+#include "platform/linux/translation/neural/Translator.h"
+#include "platform/linux/translation/neural/ModelError.h"
+#include "platform/linux/translation/neural/kernels/Kernels.h"
+#include "support/neural/DictionaryModel.h"
+#include "support/neural/ModelWriter.h"
+#include "support/neural/RandomModel.h"
+
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+using namespace quillora::neural;
+using namespace quillora::test;
+
+/// From text to text, with a model that really translates: German into English, word for word.
+class TranslatorTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void wordsAreTranslated_data();
+    void wordsAreTranslated();
+    void everyInstructionSetSaysTheSame();
+    void floatsSayTheSame();
+    void withoutAShortlistItSaysTheSame();
+    void severalThreadsSayTheSame();
+    void threadsMayTranslateAtTheSameTime();
+    void twoDirectionsLiveSideBySide();
+    void aStopIsObeyedAtOnce();
+    void aStopBeforehandIsObeyed();
+    void outputIsBounded();
+    void itsMemoryIsGivenBack();
+    void aFileThatIsNotThereIsNamed();
+    void filesThatDoNotBelongTogetherAreRefused();
+
+private:
+    Translator::Files files() const { return filesIn(m_folder.path()); }
+    static Translator::Files filesIn(const QString &folder);
+
+    QTemporaryDir m_folder;
+};
+
+namespace {
+
+const Translator::Languages languages{"de", "en"};
+
+std::size_t residentBytes() {
+    std::size_t total = 0;
+    std::size_t resident = 0;
+    std::ifstream("/proc/self/statm") >> total >> resident;
+    return resident * 4096;
+}
+
+/// A model as large as published ones, in a folder.
+Translator::Files writeRandomModel(const RandomModel &model, const QString &folder) {
+    const std::filesystem::path path(folder.toStdString());
+    writeFile(path / "random.bin", model.modelFile());
+    writeFile(path / "random.spm", model.sourceVocabularyFile());
+    return {path / "random.bin", path / "random.spm", path / "random.spm", {}};
+}
+
+RandomModel mediumModel() {
+    return {
+        "medium", {192, 512, 8, 3, 2, 2000, 2000, true}, RandomModel::Numbers::BytesAndMultipliers, 7, -100};
+}
+
+std::string longText(const RandomModel &model, std::size_t sentences) {
+    RandomNumbers random(3);
+    std::string text;
+    for (const std::string &sentence : model.sentences(sentences, 3, 22, random))
+        text += sentence + ".\n";
+    return text;
+}
+
+} // namespace
+
+Translator::Files TranslatorTest::filesIn(const QString &folder) {
+    const std::filesystem::path path(folder.toStdString());
+    return {path / "model.bin", path / "vocabulary.spm", path / "vocabulary.spm", path / "shortlist.bin"};
+}
+
+void TranslatorTest::initTestCase() { writeDictionaryModel(m_folder.path().toStdString()); }
+
+void TranslatorTest::wordsAreTranslated_data() {
+    QTest::addColumn<QString>("german");
+    QTest::addColumn<QString>("english");
+    QTest::newRow("empty") << u""_qs << u""_qs;
+    QTest::newRow("a word") << u"hallo"_qs << u"hello"_qs;
+    QTest::newRow("a sentence") << u"Guten Morgen Welt."_qs << u"Good morning world."_qs;
+    QTest::newRow("marks") << u"Hallo, das ist ein Test!"_qs << u"Hello, this is a test!"_qs;
+    QTest::newRow("sentences") << u"Das ist ein Diktat. Das ist ein Rechner?\n\n  danke"_qs
+                               << u"This is a dictation. This is a computer?\n\n  thanks"_qs;
+    QTest::newRow("as recognised") << u"hallo welt das ist eins und zwei und drei"_qs
+                                   << u"hello welt this is one and two and three"_qs;
+    QTest::newRow("emoji and names") << u"Guten Abend \U0001F600 Łódź"_qs
+                                     << u"Good evening \U0001F600 Łódź"_qs;
+    QTest::newRow("nothing to translate") << u"\U0001F600 42 ..."_qs << u"\U0001F600 42 ..."_qs;
+}
+
+void TranslatorTest::wordsAreTranslated() {
+    QFETCH(const QString, german);
+    QFETCH(const QString, english);
+    const Translator translator(files(), languages);
+    QCOMPARE(QString::fromStdString(translator.translate(german.toStdString()).value()), english);
+}
+
+void TranslatorTest::everyInstructionSetSaysTheSame() {
+    const RandomModel model = mediumModel();
+    const Translator::Files modelFiles = writeRandomModel(model, m_folder.path());
+    const std::string text = longText(model, 3);
+    const std::string expected = Translator(modelFiles, languages).translate(text).value();
+    for (const Kernels *kernels : availableKernels()) {
+        const Translator translator(modelFiles, languages, {.kernels = kernels});
+        QVERIFY2(translator.translate(text) == expected, kernels->name);
+    }
+}
+
+void TranslatorTest::floatsSayTheSame() {
+    const Translator translator(files(), languages, {.inFloats = true});
+    QCOMPARE(translator.translate("Guten Morgen Welt und danke."),
+             std::string("Good morning world and thanks."));
+}
+
+void TranslatorTest::withoutAShortlistItSaysTheSame() {
+    Translator::Files withoutShortlist = files();
+    withoutShortlist.shortlist.clear();
+    const Translator translator(withoutShortlist, languages);
+    QCOMPARE(translator.translate("Guten Morgen Welt und danke."),
+             std::string("Good morning world and thanks."));
+}
+
+void TranslatorTest::severalThreadsSayTheSame() {
+    const RandomModel model = mediumModel();
+    const Translator::Files modelFiles = writeRandomModel(model, m_folder.path());
+    const std::string text = longText(model, 40);
+    const std::string alone = Translator(modelFiles, languages, {.threads = 1}).translate(text).value();
+    QCOMPARE(Translator(modelFiles, languages, {.threads = 3}).translate(text), alone);
+
+    // And sentence by sentence: what a sentence becomes does not depend on those beside it.
+    const Translator translator(modelFiles, languages);
+    std::istringstream lines(text);
+    std::string oneByOne;
+    for (std::string line; std::getline(lines, line);)
+        oneByOne += translator.translate(line).value() + "\n";
+    QCOMPARE(oneByOne, alone);
+}
+
+void TranslatorTest::threadsMayTranslateAtTheSameTime() {
+    const Translator translator(files(), languages);
+    std::vector<std::jthread> threads;
+    std::atomic<int> right = 0;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&] {
+            for (int j = 0; j < 20; ++j)
+                right += translator.translate("Das ist ein Test.") == "This is a test.";
+        });
+    threads.clear();
+    QCOMPARE(right.load(), 80);
+}
+
+void TranslatorTest::twoDirectionsLiveSideBySide() {
+    QTemporaryDir other;
+    Dictionary back;
+    for (const auto &[german, english] : germanToEnglish())
+        back.emplace_back(english, german == "Übersetzung" ? "traduction" : german);
+    writeDictionaryModel(other.path().toStdString(), back);
+    const Translator first(files(), languages);
+    const Translator second(filesIn(other.path()), {"en", "fr"});
+    QCOMPARE(second.translate(first.translate("Das ist ein Test.").value()),
+             std::string("Das ist ein Test."));
+}
+
+void TranslatorTest::aStopIsObeyedAtOnce() {
+    const RandomModel model = mediumModel();
+    const Translator translator(writeRandomModel(model, m_folder.path()), languages);
+    const std::string text = longText(model, 3000);
+    std::stop_source stop;
+    std::chrono::steady_clock::time_point stoppedAt;
+    const std::jthread stopper([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        stoppedAt = std::chrono::steady_clock::now();
+        stop.request_stop();
+    });
+    const auto result = translator.translate(text, stop.get_token());
+    const auto late = std::chrono::steady_clock::now() - stoppedAt;
+    QVERIFY(!result);
+    qInfo("stopped after %.2f ms", std::chrono::duration<double, std::milli>(late).count());
+    QVERIFY(late < std::chrono::seconds(1)); // 20 ms, on a machine that does nothing else: see the benchmark
+}
+
+void TranslatorTest::aStopBeforehandIsObeyed() {
+    const Translator translator(files(), languages);
+    std::stop_source stop;
+    stop.request_stop();
+    QVERIFY(!translator.translate("hallo", stop.get_token()));
+    QVERIFY(translator.translate("hallo"));
+}
+
+void TranslatorTest::outputIsBounded() {
+    const RandomModel model = mediumModel(); // never ends a sentence
+    const Translator translator(writeRandomModel(model, m_folder.path()), languages);
+    QVERIFY(translator.translate("ba").value().size() < 200);
+    const std::string text(20000, 'a');
+    QVERIFY(translator.translate(text).value().size() < 20 * text.size());
+}
+
+void TranslatorTest::itsMemoryIsGivenBack() {
+    RandomModel model = mediumModel();
+    model.shape.sourceVocabulary = model.shape.targetVocabulary = 30000;
+    const Translator::Files modelFiles = writeRandomModel(model, m_folder.path());
+    Translator(modelFiles, languages).translate(longText(model, 10));
+    const std::size_t before = residentBytes();
+    for (int i = 0; i < 3; ++i) {
+        const Translator translator(modelFiles, languages);
+        QVERIFY(translator.translate(longText(model, 10)));
+        QVERIFY(residentBytes() > before + (4 << 20));
+    }
+    QVERIFY(residentBytes() < before + (2 << 20));
+}
+
+void TranslatorTest::aFileThatIsNotThereIsNamed() {
+    Translator::Files missing = files();
+    missing.shortlist = "/nowhere/shortlist.bin";
+    try {
+        const Translator translator(missing, languages);
+        QFAIL("it was not refused");
+    } catch (const ModelError &error) {
+        QCOMPARE(error.what(),
+                 "The shortlist cannot be opened: /nowhere/shortlist.bin: No such file or directory.");
+    }
+}
+
+void TranslatorTest::filesThatDoNotBelongTogetherAreRefused() {
+    QTemporaryDir other;
+    writeDictionaryModel(other.path().toStdString(), {{"eins", "one"}});
+    Translator::Files mixed = files();
+    mixed.targetVocabulary = filesIn(other.path()).targetVocabulary;
+    QVERIFY_THROWS_EXCEPTION(ModelError, Translator(mixed, languages));
+    mixed = files();
+    mixed.shortlist = filesIn(other.path()).shortlist;
+    QVERIFY_THROWS_EXCEPTION(ModelError, Translator(mixed, languages));
+    mixed = files();
+    mixed.model = files().shortlist;
+    QVERIFY_THROWS_EXCEPTION(ModelError, Translator(mixed, languages));
+}
+
+QTEST_GUILESS_MAIN(TranslatorTest)
+#include "TranslatorTest.moc"
