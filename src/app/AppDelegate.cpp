@@ -81,21 +81,24 @@ void AppDelegate::makeMenu() {
     m_loginAction->setCheckable(true);
     connect(m_loginAction, &QAction::triggered, this, [this](bool isChecked) {
         m_loginItem.setEnabled(isChecked);
-        refreshMenu();
+        refreshLoginAction();
     });
     m_menu->addSeparator();
     m_menu->addAction(u"Quit"_qs, this, &AppDelegate::quit);
 
-    connect(m_menu.get(), &QMenu::aboutToShow, this, &AppDelegate::refreshMenu);
-    connect(m_controller.get(), &AppController::changed, this, &AppDelegate::refreshMenu);
-    refreshMenu();
+    connect(m_menu.get(), &QMenu::aboutToShow, this, &AppDelegate::refreshLoginAction);
+    connect(m_controller.get(), &AppController::changed, this, &AppDelegate::refreshDictationAction);
+    refreshDictationAction();
+    refreshLoginAction();
 }
 
-void AppDelegate::refreshMenu() {
+void AppDelegate::refreshDictationAction() {
     m_dictationAction->setText(m_controller->isRecording() ? u"Stop dictation"_qs : u"Start dictation"_qs);
     m_dictationAction->setEnabled(m_controller->isRecording() || !m_controller->isProcessing());
-    m_loginAction->setChecked(m_loginItem.isEnabled());
 }
+
+/// It reads a file, which the user may have changed elsewhere.
+void AppDelegate::refreshLoginAction() { m_loginAction->setChecked(m_loginItem.isEnabled()); }
 
 void AppDelegate::makePopover() {
     auto ownedContent = std::make_unique<ContentView>(*m_controller);

@@ -52,7 +52,8 @@ public:
 
 private:
     void makeMenu();
-    void refreshMenu();
+    void refreshDictationAction();
+    void refreshLoginAction();
     void makePopover();
     void refreshStatusIcon();
     void refreshPopoverWindow();

@@ -506,6 +506,16 @@ private Q_SLOTS:
         QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
     }
 
+    void whatTheDesktopDoesAtLoginIsReadWhenTheMenuOpensAndNotAtEveryWord() {
+        launch();
+        menuAction(u"Start at login"_qs)->trigger();
+        QVERIFY(QFile::remove(m_home.filePath(u"autostart/org.quillora.Quillora.desktop"_qs)));
+        m_delegate->controller()->setStatusText(u"Listening..."_qs);
+        QVERIFY(menuAction(u"Start at login"_qs)->isChecked());
+        Q_EMIT m_delegate->menu()->aboutToShow();
+        QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
+    }
+
     // Quitting.
 
     void quitGivesTheHotKeyBackAtOnce() {
