@@ -35,12 +35,27 @@ QString symbolName(const AppController *controller) {
     return u"globe"_qs;
 }
 
+QString settingsNotice(platform::UserDefaultsFailure failure) {
+    switch (failure) {
+    case platform::UserDefaultsFailure::unreadable:
+        return u"The settings could not be read. Changes last until you quit."_qs;
+    case platform::UserDefaultsFailure::setAside:
+        return u"The settings could not be understood. The old file is kept beside the new one."_qs;
+    case platform::UserDefaultsFailure::unwritable:
+        return u"The settings could not be saved. Changes last until you quit."_qs;
+    }
+    Q_UNREACHABLE();
+}
+
 } // namespace
 
 AppDelegate::AppDelegate(StatusItemFactory makeStatusItem)
     : m_makeStatusItem(std::move(makeStatusItem)), m_loginItem(QCoreApplication::applicationFilePath()) {}
 
-AppDelegate::~AppDelegate() = default;
+AppDelegate::~AppDelegate() {
+    if (m_controller)
+        Platform::current().userDefaults().setFailureObserver({});
+}
 
 void AppDelegate::applicationDidFinishLaunching() {
     const QPointer<AppDelegate> self(this);
@@ -68,6 +83,10 @@ void AppDelegate::applicationDidFinishLaunching() {
     Platform::current().mainQueue().asyncAfter(trayGracePeriod, [self] {
         if (self)
             self->ensureWayIn();
+    });
+    Platform::current().userDefaults().setFailureObserver([self](platform::UserDefaultsFailure failure) {
+        if (self)
+            self->reportSettingsFailure(failure);
     });
 }
 
@@ -110,12 +129,15 @@ void AppDelegate::makePopover() {
             [this](const QPoint &position) { m_menu->popup(m_popover->mapToGlobal(position)); });
     connect(content, &ContentView::closeRequested, m_popover.get(), &Popover::performClose);
     connect(content, &ContentView::quitRequested, this, &AppDelegate::quit);
-    // Nothing can be captured through a panel that is gone, and while it is to be, the hotkey is dead.
-    connect(m_popover.get(), &Popover::closed, this, [this] {
-        if (m_controller->isRecordingHotKey())
-            m_controller->cancelHotKeyRecording();
-    });
+    connect(m_popover.get(), &Popover::closed, this, &AppDelegate::handlePopoverClosed);
     refreshPopoverWindow();
+}
+
+void AppDelegate::handlePopoverClosed() {
+    // Nothing can be captured through a panel that is gone, and while it is to be, the hotkey is dead.
+    if (m_controller->isRecordingHotKey())
+        m_controller->cancelHotKeyRecording();
+    saySettingsNotice();
 }
 
 void AppDelegate::togglePopover() {
@@ -168,6 +190,21 @@ bool AppDelegate::popoverStaysOpen() const {
 void AppDelegate::ensureWayIn() {
     if (m_statusItem && !m_statusItem->isHosted() && !m_popover->isVisible())
         showPopover();
+}
+
+void AppDelegate::reportSettingsFailure(platform::UserDefaultsFailure failure) {
+    m_settingsNotice = settingsNotice(failure);
+    // Whoever was told at launch that there is no hotkey has to see that first, and then close the panel.
+    if (m_registeredHotKey)
+        saySettingsNotice();
+}
+
+/// In the status line only, and never in place of what a workflow says there.
+void AppDelegate::saySettingsNotice() {
+    const bool isAtRest =
+        !m_controller->isRecording() && !m_controller->isProcessing() && !m_controller->isRecordingHotKey();
+    if (m_settingsNotice && isAtRest)
+        m_controller->setStatusText(*std::exchange(m_settingsNotice, std::nullopt));
 }
 
 void AppDelegate::configureHotKey() {

@@ -6,6 +6,7 @@
 #include "app/desktop/LoginItem.h"
 #include "controller/AppController.h"
 #include "hotkey/HotKeyManager.h"
+#include "platform/UserDefaults.h"
 #include "translation/TranslationHostView.h"
 
 #include <QMenu>
@@ -58,7 +59,11 @@ private:
     void refreshStatusIcon();
     void refreshPopoverWindow();
     bool popoverStaysOpen() const;
+    void handlePopoverClosed();
     void ensureWayIn();
+
+    void reportSettingsFailure(platform::UserDefaultsFailure failure);
+    void saySettingsNotice();
 
     void configureHotKey();
     bool registerHotKey(const AppHotKey &hotKey);
@@ -83,8 +88,9 @@ private:
         m_translationWindow; ///< what hosts on-device translation; it needs no window here
     std::unique_ptr<HotKeyManager> m_hotKeyManager;
     std::optional<AppHotKey> m_registeredHotKey;
-    bool m_isHotKeySuspended = false; ///< what the platform was told last
-    bool m_isReleaseOwed = false;     ///< one came while a new hotkey was being captured
+    bool m_isHotKeySuspended = false;        ///< what the platform was told last
+    bool m_isReleaseOwed = false;            ///< one came while a new hotkey was being captured
+    std::optional<QString> m_settingsNotice; ///< still to be said
     bool m_isQuitting = false;
 };
 

@@ -466,6 +466,62 @@ private Q_SLOTS:
         QCOMPARE(m_delegate->popover()->staysOpen(), staysOpen);
     }
 
+    // Settings that fail.
+
+    void aFailureOfTheSettingsIsSaidInTheStatusLineOnly_data() {
+        QTest::addColumn<platform::UserDefaultsFailure>("failure");
+        QTest::addColumn<QString>("notice");
+        QTest::newRow("unreadable") << platform::UserDefaultsFailure::unreadable
+                                    << u"The settings could not be read. Changes last until you quit."_qs;
+        QTest::newRow("set aside")
+            << platform::UserDefaultsFailure::setAside
+            << u"The settings could not be understood. The old file is kept beside the new one."_qs;
+        QTest::newRow("unwritable") << platform::UserDefaultsFailure::unwritable
+                                    << u"The settings could not be saved. Changes last until you quit."_qs;
+    }
+    void aFailureOfTheSettingsIsSaidInTheStatusLineOnly() {
+        QFETCH(platform::UserDefaultsFailure, failure);
+        QFETCH(QString, notice);
+        m_platform->defaults.fail(failure);
+        launch();
+        QCOMPARE(m_delegate->controller()->statusText(), u"Ready."_qs);
+        QTRY_COMPARE(m_delegate->controller()->statusText(), notice);
+        QVERIFY(!m_delegate->popover()->isShown());
+    }
+
+    void aSettingThatCannotBeWrittenIsSaidOnce() {
+        launch();
+        m_platform->defaults.isUnwritable = true;
+        auto &controller = *m_delegate->controller();
+        controller.setTargetLanguageIdentifier(u"es"_qs);
+        QTRY_COMPARE(controller.statusText(),
+                     u"The settings could not be saved. Changes last until you quit."_qs);
+        controller.setStatusText(u"Ready."_qs);
+        controller.setTargetLanguageIdentifier(u"fr"_qs);
+        QTest::qWait(20);
+        QCOMPARE(controller.statusText(), u"Ready."_qs);
+    }
+
+    void theNoticeOfAHotKeyThatCannotBeRegisteredComesFirst() {
+        takeElsewhere(AppHotKey::defaultValue);
+        m_platform->defaults.fail(platform::UserDefaultsFailure::unreadable);
+        launch();
+        QTest::qWait(20);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_qs);
+        m_delegate->popover()->performClose();
+        QCOMPARE(m_delegate->controller()->statusText(),
+                 u"The settings could not be read. Changes last until you quit."_qs);
+    }
+
+    void aFailureOfTheSettingsDoesNotInterruptADictation() {
+        launch();
+        m_delegate->showPopover();
+        startDictation();
+        m_platform->defaults.fail(platform::UserDefaultsFailure::unwritable);
+        QTest::qWait(20);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Listening..."_qs);
+    }
+
     // The menu.
 
     void theIconAndThePanelOfferTheSameMenu() {

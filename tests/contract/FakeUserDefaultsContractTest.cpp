@@ -10,6 +10,7 @@ class FakeUserDefaultsHarness : public quillora::test::UserDefaultsHarness {
 public:
     quillora::platform::UserDefaults &defaults() override { return m_defaults; }
     void restart() override {}
+    void makeUnwritable() override { m_defaults.isUnwritable = true; }
 
 private:
     quillora::test::CallLog m_log;

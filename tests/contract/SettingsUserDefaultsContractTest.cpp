@@ -2,6 +2,7 @@
 #include "platform/linux/settings/SettingsUserDefaults.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -25,8 +26,17 @@ public:
         begin();
     }
 
+    /// No folder can be made below a file, whoever the user is.
+    void makeUnwritable() override {
+        QDir(folder()).removeRecursively();
+        QFile inItsPlace(folder());
+        if (!inItsPlace.open(QIODevice::WriteOnly))
+            qFatal("the settings' folder cannot be replaced");
+    }
+
 private:
-    QString path() const { return m_folder.filePath(u"Quillora-%1.conf"_qs.arg(m_run)); }
+    QString folder() const { return m_folder.filePath(u"settings"_qs); }
+    QString path() const { return folder() + u"/Quillora-%1.conf"_qs.arg(m_run); }
     void begin() { m_defaults.emplace(path()); }
 
     QTemporaryDir m_folder;

@@ -4,6 +4,17 @@
 
 namespace quillora::test {
 
+using platform::UserDefaultsFailure;
+
+namespace {
+
+const std::vector<UserDefaultsFailure> unwritableOnce{UserDefaultsFailure::unwritable};
+
+/// Long enough for everything that is posted, and for what that posts.
+void letTheEventLoopTurn() { QTest::qWait(20); }
+
+} // namespace
+
 void UserDefaultsContract::aKeyThatWasNeverWrittenIsAbsent() {
     QCOMPARE(defaults().string(u"hotKey"_qs), std::nullopt);
 }
@@ -56,6 +67,53 @@ void UserDefaultsContract::valuesOutliveTheRun() {
     defaults().setString(value, u"openAIEndpointString"_qs);
     m_harness->restart();
     QCOMPARE(defaults().string(u"openAIEndpointString"_qs), value);
+}
+
+void UserDefaultsContract::observeFailures() {
+    defaults().setFailureObserver([this](UserDefaultsFailure failure) { m_failures.push_back(failure); });
+}
+
+void UserDefaultsContract::aStoreThatWorksTellsOfNoFailure() {
+    observeFailures();
+    defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    letTheEventLoopTurn();
+    QVERIFY(m_failures.empty());
+}
+
+void UserDefaultsContract::aFailureToWriteIsToldOnceAndInALaterTurn() {
+    observeFailures();
+    m_harness->makeUnwritable();
+    defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    QVERIFY(m_failures.empty());
+    QTRY_VERIFY(m_failures == unwritableOnce);
+    defaults().setString(u"fr"_qs, u"targetLanguageIdentifier"_qs);
+    letTheEventLoopTurn();
+    QVERIFY(m_failures == unwritableOnce);
+}
+
+void UserDefaultsContract::whatCannotBeWrittenStaysInEffect() {
+    m_harness->makeUnwritable();
+    defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    letTheEventLoopTurn();
+    QCOMPARE(defaults().string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+}
+
+void UserDefaultsContract::anObserverLearnsOfAFailureThatCameBeforeIt() {
+    m_harness->makeUnwritable();
+    defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    letTheEventLoopTurn();
+    observeFailures();
+    QVERIFY(m_failures.empty());
+    QTRY_VERIFY(m_failures == unwritableOnce);
+}
+
+void UserDefaultsContract::noObserverIsToldNothing() {
+    observeFailures();
+    defaults().setFailureObserver({});
+    m_harness->makeUnwritable();
+    defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    letTheEventLoopTurn();
+    QVERIFY(m_failures.empty());
 }
 
 } // namespace quillora::test

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace quillora::test {
 
@@ -18,6 +19,9 @@ public:
 
     /// Ends the run and begins the next one on the same store.
     virtual void restart() = 0;
+
+    /// From here on nothing reaches the store.
+    virtual void makeUnwritable() = 0;
 };
 
 /// What all user defaults keep to.
@@ -30,7 +34,10 @@ public:
     explicit UserDefaultsContract(MakeHarness make) : m_make(std::move(make)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = m_make(); }
+    void init() {
+        m_failures.clear();
+        m_harness = m_make();
+    }
     void cleanup() { m_harness.reset(); }
 
     void aKeyThatWasNeverWrittenIsAbsent();
@@ -40,12 +47,19 @@ private Q_SLOTS:
     void keysAreTakenExactlyAsGiven();
     void valuesOutliveTheRun_data();
     void valuesOutliveTheRun();
+    void aStoreThatWorksTellsOfNoFailure();
+    void aFailureToWriteIsToldOnceAndInALaterTurn();
+    void whatCannotBeWrittenStaysInEffect();
+    void anObserverLearnsOfAFailureThatCameBeforeIt();
+    void noObserverIsToldNothing();
 
 private:
     platform::UserDefaults &defaults() { return m_harness->defaults(); }
+    void observeFailures();
 
     MakeHarness m_make;
     std::unique_ptr<UserDefaultsHarness> m_harness;
+    std::vector<platform::UserDefaultsFailure> m_failures; ///< that were told
 };
 
 } // namespace quillora::test

@@ -1,4 +1,5 @@
 #include "platform/linux/settings/SettingsUserDefaults.h"
+#include "support/WithoutSuperuser.h"
 
 #include <QDir>
 #include <QFile>
@@ -6,6 +7,8 @@
 #include <QTest>
 
 using quillora::platform::SettingsUserDefaults;
+using quillora::platform::UserDefaultsFailure;
+using quillora::test::WithoutSuperuser;
 
 /// What becomes of the settings file, whatever state it is found in.
 class SettingsUserDefaultsTest : public QObject {
@@ -21,9 +24,14 @@ private Q_SLOTS:
     void aFileThatCannotBeUnderstoodIsKeptAside();
     void aSecondUnreadableFileDoesNotReplaceTheFirst();
     void aFolderInPlaceOfTheFileIsKeptAside();
+    void aFileThatMayNotBeReadIsLeftAlone();
+    void aFileThatCannotBeKeptAsideIsLeftAlone();
+    void eachFailureIsTold_data();
+    void eachFailureIsTold();
     void whereNothingCanBeWrittenValuesStayInEffect();
     void twoProcessesKeepEachOthersKeys();
-    void aListTypedIntoTheFileIsReadAsText();
+    void whatIsTypedIntoTheFileStaysAsItIs_data();
+    void whatIsTypedIntoTheFileStaysAsItIs();
 
 private:
     QString path() const { return m_folder->filePath(u"Quillora.conf"_qs); }
@@ -106,6 +114,61 @@ void SettingsUserDefaultsTest::aFolderInPlaceOfTheFileIsKeptAside() {
     QCOMPARE(SettingsUserDefaults(path()).string(u"targetLanguageIdentifier"_qs), u"es"_qs);
 }
 
+void SettingsUserDefaultsTest::aFileThatMayNotBeReadIsLeftAlone() {
+    write("[General]\ntargetLanguageIdentifier=fr\n");
+    const WithoutSuperuser ordinaryUser;
+    QVERIFY(QFile::setPermissions(path(), {}));
+    {
+        SettingsUserDefaults defaults(path());
+        QCOMPARE(defaults.string(u"targetLanguageIdentifier"_qs), std::nullopt);
+        defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        QCOMPARE(defaults.string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+        // Even if it can be read again meanwhile: what was set was set without knowing what stands there.
+        QVERIFY(QFile::setPermissions(path(), QFile::ReadOwner | QFile::WriteOwner));
+    }
+    QCOMPARE(read(path()), "[General]\ntargetLanguageIdentifier=fr\n");
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"Quillora.conf"_qs});
+}
+
+void SettingsUserDefaultsTest::aFileThatCannotBeKeptAsideIsLeftAlone() {
+    write("rubbish\n");
+    const WithoutSuperuser ordinaryUser;
+    QVERIFY(QFile::setPermissions(m_folder->path(), QFile::ReadOwner | QFile::ExeOwner));
+    SettingsUserDefaults(path()).setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    QVERIFY(QFile::setPermissions(m_folder->path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    QCOMPARE(read(path()), "rubbish\n");
+}
+
+void SettingsUserDefaultsTest::eachFailureIsTold_data() {
+    QTest::addColumn<QByteArray>("contents");
+    QTest::addColumn<QFile::Permissions>("permissions");
+    QTest::addColumn<UserDefaultsFailure>("failure");
+    const QFile::Permissions everything = QFile::ReadOwner | QFile::WriteOwner;
+    QTest::newRow("may not be read") << QByteArray("[General]\n") << QFile::Permissions()
+                                     << UserDefaultsFailure::unreadable;
+    QTest::newRow("may only be written") << QByteArray("[General]\n") << QFile::Permissions(QFile::WriteOwner)
+                                         << UserDefaultsFailure::unreadable;
+    QTest::newRow("cannot be understood")
+        << QByteArray("rubbish\n") << everything << UserDefaultsFailure::setAside;
+    QTest::newRow("may only be read") << QByteArray("[General]\n") << QFile::Permissions(QFile::ReadOwner)
+                                      << UserDefaultsFailure::unwritable;
+}
+
+void SettingsUserDefaultsTest::eachFailureIsTold() {
+    QFETCH(const QByteArray, contents);
+    QFETCH(const QFile::Permissions, permissions);
+    QFETCH(const UserDefaultsFailure, failure);
+    write(contents);
+    const WithoutSuperuser ordinaryUser;
+    QVERIFY(QFile::setPermissions(path(), permissions));
+    SettingsUserDefaults defaults(path());
+    std::vector<UserDefaultsFailure> told;
+    defaults.setFailureObserver([&](UserDefaultsFailure told_) { told.push_back(told_); });
+    defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    QTRY_COMPARE(told.size(), 1u);
+    QCOMPARE(told.front(), failure);
+}
+
 void SettingsUserDefaultsTest::whereNothingCanBeWrittenValuesStayInEffect() {
     // No folder can be made below a file, whoever the user is.
     write("[General]\n");
@@ -131,9 +194,23 @@ void SettingsUserDefaultsTest::twoProcessesKeepEachOthersKeys() {
     QCOMPARE(after.string(u"other"_qs), u"2"_qs);
 }
 
-void SettingsUserDefaultsTest::aListTypedIntoTheFileIsReadAsText() {
-    write("[General]\nopenAIEndpointString=a, b\n");
-    QCOMPARE(SettingsUserDefaults(path()).string(u"openAIEndpointString"_qs), u"a, b"_qs);
+void SettingsUserDefaultsTest::whatIsTypedIntoTheFileStaysAsItIs_data() {
+    QTest::addColumn<QString>("typed");
+    QTest::newRow("a comma") << u"a,b"_qs;
+    QTest::newRow("a comma and a blank") << u"a, b"_qs;
+    QTest::newRow("a comma between blanks") << u"a ,  b"_qs;
+    QTest::newRow("a comma at the end") << u"http://127.0.0.1/v1/translate?a=1,2,"_qs;
+}
+
+void SettingsUserDefaultsTest::whatIsTypedIntoTheFileStaysAsItIs() {
+    QFETCH(const QString, typed);
+    write("[Other]\nopenAIEndpointString=x,y\n[General]\nopenAIEndpointString=" + typed.toUtf8() + "\n");
+    {
+        SettingsUserDefaults defaults(path());
+        QCOMPARE(defaults.string(u"openAIEndpointString"_qs), typed);
+        defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs); // the file is written anew
+    }
+    QCOMPARE(SettingsUserDefaults(path()).string(u"openAIEndpointString"_qs), typed);
 }
 
 QTEST_GUILESS_MAIN(SettingsUserDefaultsTest)
