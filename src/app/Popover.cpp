@@ -1,6 +1,7 @@
 #include "app/Popover.h"
 
 #include "app/PanelPlacement.h"
+#include "app/PanelScroller.h"
 #include "app/desktop/TaskBars.h"
 #include "platform/Platform.h"
 
@@ -11,9 +12,12 @@
 #include <QPainter>
 #include <QPointer>
 #include <QScreen>
+#include <QStyle>
 #include <QVBoxLayout>
 
 namespace quillora {
+
+using platform::Platform;
 
 namespace {
 
@@ -32,10 +36,10 @@ constexpr Qt::WindowFlags ordinaryWindowFlags = Qt::Window | Qt::CustomizeWindow
 
 } // namespace
 
-Popover::Popover(std::unique_ptr<QWidget> content) {
+Popover::Popover(std::unique_ptr<QWidget> content) : m_scroller(new PanelScroller(std::move(content))) {
     auto *layout = new QVBoxLayout(this);
     layout->setSizeConstraint(QLayout::SetFixedSize);
-    layout->addWidget(content.release());
+    layout->addWidget(m_scroller);
 }
 
 Popover::~Popover() {
@@ -47,25 +51,33 @@ void Popover::showAttached(const std::optional<QRect> &anchor) {
     if (!isVisible()) {
         m_anchor = anchor;
         m_pointer = QCursor::pos();
-    }
-    present(Presentation::attached);
-}
-
-void Popover::showAsWindow() { present(Presentation::window); }
-
-/// What is open already is only brought to the front: it does not jump to another place.
-void Popover::present(Presentation presentation) {
-    if (!isVisible() && m_presentation != presentation) {
-        m_presentation = presentation;
-        setWindowFlags(isAttached() ? attachedWindowFlags : ordinaryWindowFlags);
-        const int border = isAttached() ? borderWidth : 0;
-        layout()->setContentsMargins(border, border, border, border);
-    }
-    if (!isVisible() && isAttached()) {
+        adopt(Presentation::attached);
         place();
         winId();
         keepOutOfTaskBars(*windowHandle());
     }
+    bringToFront();
+}
+
+void Popover::showAsWindow() {
+    if (!isVisible()) {
+        adopt(Presentation::window);
+        fitWindowIntoScreen();
+    }
+    bringToFront();
+}
+
+void Popover::adopt(Presentation presentation) {
+    if (m_presentation == presentation)
+        return;
+    m_presentation = presentation;
+    setWindowFlags(isAttached() ? attachedWindowFlags : ordinaryWindowFlags);
+    const int border = isAttached() ? borderWidth : 0;
+    layout()->setContentsMargins(border, border, border, border);
+}
+
+/// What is open already is only brought to the front: it does not jump to another place.
+void Popover::bringToFront() {
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
@@ -75,12 +87,24 @@ void Popover::present(Presentation presentation) {
 void Popover::performClose() { close(); }
 
 void Popover::place() {
-    const QPoint reference = m_anchor ? m_anchor->center() : m_pointer;
-    const QScreen *screen = QGuiApplication::screenAt(reference);
+    // An icon that was on a screen that is gone tells nothing.
+    const QScreen *screen = m_anchor ? QGuiApplication::screenAt(m_anchor->center()) : nullptr;
+    const auto anchor = screen ? m_anchor : std::nullopt;
+    if (!screen)
+        screen = QGuiApplication::screenAt(m_pointer);
     if (!screen)
         screen = QGuiApplication::primaryScreen();
+    const QRect room = roomForPanel(anchor, screen->geometry(), screen->availableGeometry());
+    m_scroller->setRoom(room.height() - 2 * borderWidth);
     adjustSize();
-    move(placePanel(size(), m_anchor, m_pointer, screen->availableGeometry()).topLeft());
+    move(placePanel(size(), anchor, m_pointer, room).topLeft());
+}
+
+/// As a window it goes where the window manager puts it.
+void Popover::fitWindowIntoScreen() {
+    const int title = style()->pixelMetric(QStyle::PM_TitleBarHeight);
+    m_scroller->setRoom(screen()->availableGeometry().height() - title);
+    adjustSize();
 }
 
 void Popover::changeEvent(QEvent *event) {
@@ -95,11 +119,11 @@ void Popover::changeEvent(QEvent *event) {
 void Popover::awaitFocus() {
     if (m_focusCheck)
         m_focusCheck->cancel();
-    m_focusCheck = platform::Platform::current().mainQueue().asyncAfter(focusGracePeriod,
-                                                                        [self = QPointer<Popover>(this)] {
-                                                                            if (self)
-                                                                                self->closeIfAbandoned();
-                                                                        });
+    m_focusCheck =
+        Platform::current().mainQueue().asyncAfter(focusGracePeriod, [self = QPointer<Popover>(this)] {
+            if (self)
+                self->closeIfAbandoned();
+        });
 }
 
 void Popover::closeIfAbandoned() {

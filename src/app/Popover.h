@@ -10,13 +10,16 @@
 
 namespace quillora {
 
+class PanelScroller;
+
 /// The window around the panel: a popover beside the status item, or an ordinary window where there is no
 /// tray to open from. Shown and closed any number of times; the content lives on.
 class Popover : public QWidget {
     Q_OBJECT
 
 public:
-    /// It is always as large as the content wants to be, and a border.
+    /// It is as large as the content wants to be, and a border; the content scrolls where the screen has no
+    /// room for that.
     explicit Popover(std::unique_ptr<QWidget> content);
     ~Popover() override;
 
@@ -46,11 +49,15 @@ protected:
 private:
     enum class Presentation { attached, window };
 
-    void present(Presentation presentation);
+    void adopt(Presentation presentation);
+    void bringToFront();
     void place();
+    void fitWindowIntoScreen();
     void awaitFocus();
     void closeIfAbandoned();
     bool isAttached() const { return m_presentation == Presentation::attached; }
+
+    PanelScroller *m_scroller; ///< owned by this widget
 
     std::optional<Presentation> m_presentation; ///< none until it was first shown
     std::optional<QRect> m_anchor;

@@ -2,6 +2,10 @@
 #include "fakes/FakePlatform.h"
 
 #include <QLabel>
+#include <QLineEdit>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -109,6 +113,61 @@ private Q_SLOTS:
         QTRY_COMPARE(m_popover->geometry().bottom(), bottom);
     }
 
+    void aScreenWithoutRoomForTheContentScrollsIt() {
+        const QRect screen = m_popover->screen()->availableGeometry();
+        m_content->setFixedSize(380, screen.height() + 300);
+        m_popover->showAttached(QRect(400, 0, 20, 20));
+        QCOMPARE(m_popover->geometry().top(), 20);
+        QCOMPARE(m_popover->geometry().bottom(), screen.bottom());
+        QCOMPARE(m_popover->width(), 382);
+        QCOMPARE(scroller()->verticalScrollBar()->maximum(), 322);
+        QVERIFY(!m_content->visibleRegion().contains(lastPixel()));
+        scroller()->verticalScrollBar()->setValue(322);
+        QVERIFY(m_content->visibleRegion().contains(lastPixel()));
+    }
+
+    void theWindowScrollsThereTooAndLeavesRoomForItsTitle() {
+        const QRect screen = m_popover->screen()->availableGeometry();
+        m_content->setFixedSize(380, screen.height() + 300);
+        m_popover->showAsWindow();
+        QVERIFY(m_popover->height() < screen.height() - 10);
+        QCOMPARE(m_popover->width(), 380);
+    }
+
+    void aContentThatFitsDoesNotScroll() {
+        m_popover->showAttached({});
+        QCOMPARE(scroller()->verticalScrollBar()->maximum(), 0);
+        QCOMPARE(m_popover->size(), QSize(382, 502));
+        QVERIFY(m_content->visibleRegion().contains(lastPixel()));
+    }
+
+    void aContentThatOutgrowsTheScreenBeginsToScrollAndEndsIt() {
+        m_popover->showAttached(QRect(400, 0, 20, 20));
+        const QRect screen = m_popover->screen()->availableGeometry();
+        m_content->setFixedSize(380, screen.height() + 100);
+        QTRY_COMPARE(m_popover->geometry().bottom(), screen.bottom());
+        m_content->setFixedSize(380, 500);
+        QTRY_COMPARE(m_popover->height(), 502);
+        QTRY_COMPARE(scroller()->verticalScrollBar()->maximum(), 0);
+    }
+
+    void theFocusScrollsIntoView() {
+        auto *first = new QLineEdit(m_content);
+        auto *last = new QLineEdit(m_content);
+        m_content->setFixedSize(380, 2000);
+        last->move(0, 1900);
+        m_popover->showAttached({});
+        first->setFocus();
+        QTest::keyClick(first, Qt::Key_Tab);
+        QVERIFY(last->hasFocus() || m_popover->focusWidget() == last);
+        QVERIFY(!last->visibleRegion().isEmpty());
+    }
+
+    void anIconOnAScreenThatIsGoneIsNoAnchor() {
+        m_popover->showAttached(QRect(100000, 0, 20, 20));
+        QVERIFY(m_popover->screen()->geometry().contains(m_popover->geometry()));
+    }
+
     void itMayEndWhileItWaitsForTheFocus() {
         openAndLoseFocus();
         m_popover.reset();
@@ -122,6 +181,9 @@ private:
         QVERIFY(QTest::qWaitForWindowActive(m_popover.get()));
         loseFocus();
     }
+
+    QScrollArea *scroller() const { return m_popover->findChild<QScrollArea *>(); }
+    QPoint lastPixel() const { return m_content->rect().bottomRight() - QPoint(20, 0); }
 
     void loseFocus() {
         m_other->show();

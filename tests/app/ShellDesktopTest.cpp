@@ -1,16 +1,5 @@
-#include "platform/Platform.h"
-#include "support/NotifierTray.h"
-#include "support/PrivateSessionBus.h"
+#include "app/ShellDesktop.h"
 #include "support/TestWindow.h"
-#include "support/VirtualDisplay.h"
-
-#include <QDBusConnectionInterface>
-#include <QDBusObjectPath>
-#include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
-#include <QRect>
-#include <QTest>
 
 #include <csignal>
 
@@ -24,74 +13,25 @@ const QString applicationName = u"org.quillora.Quillora"_qs;
 const QRect screen(0, 0, 1280, 800);
 constexpr int longestDoubleClickMs = 400; // the toolkit's
 
-const auto tint2Configuration = R"(panel_items = S
-panel_position = top right horizontal
-panel_size = 200 28
-panel_background_id = 1
-systray_icon_size = 22
-wm_menu = 0
-rounded = 0
-border_width = 0
-background_color = %1 100
-)";
-
-const auto xfcePanelConfiguration = R"(<?xml version="1.0" encoding="UTF-8"?>
-<channel name="xfce4-panel" version="1.0">
-  <property name="configver" type="int" value="2"/>
-  <property name="panels" type="array">
-    <value type="int" value="1"/>
-    <property name="panel-1" type="empty">
-      <property name="position" type="string" value="p=6;x=0;y=0"/>
-      <property name="length" type="uint" value="100"/>
-      <property name="position-locked" type="bool" value="true"/>
-      <property name="size" type="uint" value="30"/>
-      <property name="plugin-ids" type="array">
-        <value type="int" value="1"/>
-        <value type="int" value="2"/>
-      </property>
-    </property>
-  </property>
-  <property name="plugins" type="empty">
-    <property name="plugin-1" type="string" value="separator">
-      <property name="expand" type="bool" value="true"/>
-    </property>
-    <property name="plugin-2" type="string" value="systray"/>
-  </property>
-</channel>
-)";
-
 } // namespace
 
-class ShellDesktopTest : public QObject {
+class ShellDesktopTest : public test::ShellDesktop {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() {
-        m_display.emplace(test::VirtualDisplay::WindowManager::openbox);
-        m_bus.emplace();
-    }
-    void cleanup() {
-        m_shell.reset();
-        m_notifierTray.reset();
-        endTrays();
-        m_bus.reset();
-        m_display.reset();
-    }
+    void init() { begin(test::VirtualDisplay::WindowManager::openbox); }
+    void cleanup() { end(); }
 
     // An X11 tray.
 
     void theIconDocksInAnX11Tray() {
-        startTint2();
-        m_shell = startShell();
-        QTRY_VERIFY_WITH_TIMEOUT(icon(), patienceMs);
+        startWithTint2();
         QVERIFY(!panel());
         takeScreenshot(u"tray-xembed"_qs);
     }
 
     void clickingTheIconOpensThePanelBesideItAndClickingAgainClosesIt() {
-        startTint2();
-        m_shell = startShell();
-        QTRY_VERIFY_WITH_TIMEOUT(icon(), patienceMs);
+        startWithTint2();
         clickAt(icon()->center());
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QVERIFY(screen.contains(*panel()));
@@ -112,9 +52,7 @@ private Q_SLOTS:
     }
 
     void anX11TrayThatRestartsGetsTheIconAgain() {
-        startTint2();
-        m_shell = startShell();
-        QTRY_VERIFY_WITH_TIMEOUT(icon(), patienceMs);
+        startWithTint2();
         endTrays();
         QTRY_VERIFY_WITH_TIMEOUT(!icon(), patienceMs);
         startTint2();
@@ -122,9 +60,7 @@ private Q_SLOTS:
     }
 
     void theIconMovesFromAnX11TrayToANotifierTray() {
-        startTint2();
-        m_shell = startShell();
-        QTRY_VERIFY_WITH_TIMEOUT(icon(), patienceMs);
+        startWithTint2();
         m_notifierTray.emplace(m_bus->address());
         QTRY_COMPARE_WITH_TIMEOUT(m_notifierTray->items().size(), 1, patienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(!icon(), patienceMs);
@@ -390,212 +326,6 @@ private Q_SLOTS:
         QCOMPARE(m_shell->process().exitStatus(), QProcess::NormalExit);
         QCOMPARE(m_shell->process().exitCode(), 0);
     }
-
-private:
-    static constexpr int patienceMs = 15000;
-    static constexpr int leftButton = 1;
-    static constexpr int rightButton = 3;
-
-    static QString shellProgram() { return QStringLiteral(QUILLORA_SHELL_ON_FAKES); }
-
-    /// What `env` is told to start a program that knows the bus.
-    QStringList onBus(const QString &program) const {
-        return {u"DBUS_SESSION_BUS_ADDRESS="_qs + m_bus->address(), u"GSETTINGS_BACKEND=memory"_qs, program};
-    }
-
-    std::unique_ptr<ChildProcess> startShell(const QStringList &arguments = {}) {
-        return m_display->start(u"env"_qs, onBus(shellProgram()) + arguments);
-    }
-
-    void startTray(const QString &program, const QStringList &arguments = {}) {
-        m_trays.push_back(m_display->startDaemon(u"env"_qs, onBus(program) + arguments));
-    }
-
-    /// The last one that was started may need those before it.
-    void endTrays() {
-        while (!m_trays.empty())
-            m_trays.pop_back();
-    }
-
-    void startWithNotifierTray(const QStringList &arguments = {}) {
-        m_notifierTray.emplace(m_bus->address());
-        m_shell = startShell(arguments);
-        QTRY_COMPARE_WITH_TIMEOUT(m_notifierTray->items().size(), 1, patienceMs);
-    }
-
-    void startTint2() {
-        const QString path =
-            writeFile(u"tint2rc"_qs, QString::fromLatin1(tint2Configuration).arg(u"#dddddd"));
-        startTray(u"tint2"_qs, {u"-c"_qs, path});
-    }
-
-    void startXfcePanel() {
-        writeFile(u"home/.config/xfce4/xfconf/xfce-perchannel-xml/xfce4-panel.xml"_qs,
-                  QString::fromLatin1(xfcePanelConfiguration));
-        startTray(QStringLiteral(QUILLORA_XFCONFD));
-        QTRY_VERIFY_WITH_TIMEOUT(isOnBus(u"org.xfce.Xfconf"_qs), patienceMs);
-        startTray(u"xfce4-panel"_qs, {u"--disable-wm-check"_qs});
-        QTRY_VERIFY_WITH_TIMEOUT(isOnBus(u"org.kde.StatusNotifierWatcher"_qs), patienceMs);
-    }
-
-    QString writeFile(const QString &name, const QString &text) const {
-        const QString path = m_display->folder() + u'/' + name;
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        if (file.open(QIODevice::WriteOnly))
-            file.write(text.toUtf8());
-        return path;
-    }
-
-    bool isOnBus(const QString &name) const {
-        return m_bus->connection().interface()->isServiceRegistered(name);
-    }
-
-    QStringList registeredItems() const {
-        auto question =
-            QDBusMessage::createMethodCall(u"org.kde.StatusNotifierWatcher"_qs, u"/StatusNotifierWatcher"_qs,
-                                           u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
-        question << u"org.kde.StatusNotifierWatcher"_qs << u"RegisteredStatusNotifierItems"_qs;
-        const auto answer = m_bus->connection().call(question).arguments();
-        return answer.isEmpty() ? QStringList()
-                                : answer.first().value<QDBusVariant>().variant().toStringList();
-    }
-
-    // What is on the screen.
-
-    QByteArray output(const QString &program, const QStringList &arguments) const {
-        const auto child = m_display->start(program, arguments);
-        child->process().waitForFinished();
-        return child->process().readAllStandardOutput();
-    }
-
-    /// The program's visible windows.
-    QList<quint32> windows() const {
-        QList<quint32> found;
-        for (const QByteArray &line :
-             output(u"xdotool"_qs, {u"search"_qs, u"--onlyvisible"_qs, u"--class"_qs, u"^Quillora$"_qs})
-                 .split('\n')) {
-            if (const quint32 window = line.toUInt())
-                found += window;
-        }
-        return found;
-    }
-
-    QRect geometry(quint32 window) const {
-        QRect rect;
-        for (const QByteArray &line :
-             output(u"xdotool"_qs, {u"getwindowgeometry"_qs, u"--shell"_qs, QString::number(window)})
-                 .split('\n')) {
-            const int value = line.mid(line.indexOf('=') + 1).toInt();
-            if (line.startsWith("X="))
-                rect.moveLeft(value);
-            else if (line.startsWith("Y="))
-                rect.moveTop(value);
-            else if (line.startsWith("WIDTH="))
-                rect.setWidth(value);
-            else if (line.startsWith("HEIGHT="))
-                rect.setHeight(value);
-        }
-        return rect;
-    }
-
-    QList<quint32> panelWindows() const {
-        QList<quint32> found = windows();
-        found.removeIf([this](quint32 window) { return geometry(window).width() < 300; });
-        return found;
-    }
-
-    quint32 panelWindow() const { return panelWindows().value(0); }
-
-    std::optional<QRect> panel() const {
-        const quint32 window = panelWindow();
-        return window ? std::optional(geometry(window)) : std::nullopt;
-    }
-
-    /// The icon's window in an X11 tray.
-    std::optional<QRect> icon() const {
-        for (const quint32 window : windows()) {
-            const QRect rect = geometry(window);
-            if (rect.width() >= 16 && rect.width() < 64 && rect.top() < 40)
-                return rect;
-        }
-        return std::nullopt;
-    }
-
-    quint32 activeWindow() const { return output(u"xdotool"_qs, {u"getactivewindow"_qs}).trimmed().toUInt(); }
-
-    QByteArray title() const {
-        return output(u"xdotool"_qs, {u"getwindowname"_qs, QString::number(panelWindow())}).trimmed();
-    }
-
-    QByteArray property(const QString &name) const {
-        return output(u"xprop"_qs, {u"-id"_qs, QString::number(panelWindow()), name});
-    }
-
-    bool clickAt(const QPoint &point, int button = leftButton) const {
-        m_display->run(u"xdotool"_qs, {u"mousemove"_qs, QString::number(point.x()),
-                                       QString::number(point.y()), u"click"_qs, QString::number(button)});
-        return true;
-    }
-
-    /// From the main button, which has the focus at first, past what can be used, and round to the top.
-    void pressRecordHotKeyButton() const {
-        m_display->run(u"xdotool"_qs, {u"key"_qs, u"Tab"_qs, u"Tab"_qs, u"Tab"_qs, u"Tab"_qs, u"space"_qs});
-    }
-
-    void takeScreenshot(const QString &name) const {
-        QDir().mkpath(QStringLiteral(QUILLORA_SCREENSHOTS));
-        m_display->run(u"import"_qs, {u"-window"_qs, u"root"_qs,
-                                      QStringLiteral(QUILLORA_SCREENSHOTS "/shell-") + name + u".png"_qs});
-    }
-
-    /// Whether it becomes true while a person would still be looking.
-    static bool appearsWithin(const std::function<bool()> &condition) {
-        return ChildProcess::waitUntil(condition, 1000);
-    }
-
-    bool endsWithinASecond() {
-        QElapsedTimer timer;
-        timer.start();
-        return ChildProcess::waitUntil([this] { return !m_shell->isRunning(); }, 1000);
-    }
-
-    // The program's tray icon, as the tray sees it.
-
-    QVariant picture() {
-        const auto argument = m_notifierTray->itemProperty(u"IconPixmap"_qs).value<QDBusArgument>();
-        QByteArray bytes;
-        argument.beginArray();
-        while (!argument.atEnd()) {
-            int width = 0;
-            int height = 0;
-            QByteArray data;
-            argument.beginStructure();
-            argument >> width >> height >> data;
-            argument.endStructure();
-            bytes += data;
-        }
-        argument.endArray();
-        return bytes;
-    }
-
-    void clickMenu(const QString &label) {
-        for (int id = 1; id <= 6; ++id) {
-            const auto answer = m_notifierTray->callMenu(u"GetProperty"_qs, {id, u"label"_qs});
-            if (answer.value(0).value<QDBusVariant>().variant() == label) {
-                m_notifierTray->callMenu(u"Event"_qs,
-                                         {id, u"clicked"_qs, QVariant::fromValue(QDBusVariant(0)), 0u});
-                return;
-            }
-        }
-        QFAIL(qPrintable(u"the menu has no "_qs + label));
-    }
-
-    std::optional<test::VirtualDisplay> m_display;
-    std::optional<test::PrivateSessionBus> m_bus;
-    std::vector<std::unique_ptr<test::Daemon>> m_trays;
-    std::optional<NotifierTray> m_notifierTray;
-    std::unique_ptr<ChildProcess> m_shell;
 };
 
 QTEST_GUILESS_MAIN(ShellDesktopTest)

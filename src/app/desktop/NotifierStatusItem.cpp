@@ -2,11 +2,13 @@
 
 #include "app/desktop/NotifierItemAdaptor.h"
 
-#include <QCoreApplication>
+#include <QCursor>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
+#include <QGuiApplication>
+#include <QScreen>
 
 namespace quillora {
 
@@ -18,6 +20,31 @@ const QString itemPath = u"/StatusNotifierItem"_qs;
 const QString busName = u"org.freedesktop.DBus"_qs;
 const QString busPath = u"/org/freedesktop/DBus"_qs;
 constexpr uint doNotQueue = 4;
+
+/// How far from the pointer the icon under it may be said to be.
+constexpr int closeBy = 64;
+
+/// A place among the pixels of all screens in the toolkit's measure, in which a screen begins where it begins
+/// but is as much smaller as its pixels are closer together.
+QPoint fromDevicePixels(const QPoint &place) {
+    for (const QScreen *screen : QGuiApplication::screens()) {
+        const QPoint origin = screen->geometry().topLeft();
+        if (QRect(origin, screen->size() * screen->devicePixelRatio()).contains(place))
+            return origin + (place - origin) / screen->devicePixelRatio();
+    }
+    return place;
+}
+
+/// Trays do not agree on whether they speak of device pixels: where they speak of the pointer it tells.
+QPoint placeOfIcon(const QPoint &told) {
+    if (QGuiApplication::platformName() != u"xcb")
+        return told;
+    const QPoint converted = fromDevicePixels(told);
+    const auto isCloseBy = [pointer = QCursor::pos()](const QPoint &place) {
+        return (place - pointer).manhattanLength() < closeBy;
+    };
+    return isCloseBy(told) && !isCloseBy(converted) ? told : converted;
+}
 
 QString nextServiceName() {
     static int count = 0;
@@ -115,7 +142,7 @@ void NotifierStatusItem::readHost() {
 /// Trays that do not know where the icon is say 0, 0.
 void NotifierStatusItem::activate(int x, int y) {
     if (x != 0 || y != 0)
-        m_anchor = QRect(x, y, 1, 1);
+        m_anchor = QRect(placeOfIcon({x, y}), QSize(1, 1));
     Q_EMIT activated();
 }
 

@@ -1,0 +1,139 @@
+#include "app/ShellDesktop.h"
+
+using namespace quillora;
+
+namespace {
+
+const QRect screen(0, 0, 1280, 800);
+
+// Two monitors side by side on that screen, the right one at half as much again.
+const QRect rightMonitor(640, 0, 640, 800);
+const QString twoScales = u"QT_SCREEN_SCALE_FACTORS=left=1;right=1.5"_qs;
+constexpr double rightScale = 1.5;
+
+} // namespace
+
+/// Where on real screens the panel goes.
+class PanelDesktopTest : public test::ShellDesktop {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cleanup() { end(); }
+
+    // Small screens.
+
+    void onASmallScreenThePanelScrolls_data() {
+        QTest::addColumn<QString>("scale");
+        QTest::newRow("615 lines") << u"1.3"_qs;
+        QTest::newRow("533 lines") << u"1.5"_qs;
+        QTest::newRow("400 lines") << u"2"_qs;
+    }
+    void onASmallScreenThePanelScrolls() {
+        QFETCH(QString, scale);
+        begin(test::VirtualDisplay::WindowManager::openbox);
+        startWithTint2(u"panel_position = top right horizontal"_qs, {u"QT_SCALE_FACTOR="_qs + scale});
+        clickAt(icon()->center());
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        QVERIFY2(screen.adjusted(-2, -2, 2, 2).contains(*panel()), qPrintable(described(*panel())));
+        QVERIFY(panel()->top() > icon()->bottom());
+        m_display->run(u"xdotool"_qs, {u"mousemove"_qs, QString::number(panel()->left() + 20),
+                                       QString::number(panel()->center().y()), u"click"_qs, u"--repeat"_qs,
+                                       u"20"_qs, QString::number(wheelDown)});
+        takeScreenshot(u"panel-scrolled-"_qs + scale);
+    }
+
+    void onASmallScreenTheWindowScrollsToo() {
+        begin(test::VirtualDisplay::WindowManager::openbox);
+        m_shell = startShell({}, {u"QT_SCALE_FACTOR=1.5"_qs});
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        takeScreenshot(u"window-scrolled"_qs);
+        QVERIFY2(panel()->height() < screen.height() - 20, qPrintable(described(*panel())));
+    }
+
+    // Two monitors of different scale.
+
+    void onTheOtherMonitorThePanelOpensBesideTheIcon_data() {
+        QTest::addColumn<QPoint>("place"); // in device pixels, as the tray tells it
+        QTest::addColumn<QPoint>("pointer");
+        QTest::addColumn<Qt::Edge>("edge");
+        const QPoint away(100, 400);
+        QTest::newRow("at the top") << QPoint(960, 10) << away << Qt::TopEdge;
+        QTest::newRow("at the bottom") << QPoint(960, 790) << away << Qt::BottomEdge;
+        QTest::newRow("at the left") << QPoint(650, 400) << away << Qt::LeftEdge;
+        QTest::newRow("at the right") << QPoint(1270, 400) << away << Qt::RightEdge;
+        QTest::newRow("at the bottom, by a tray that thinks in larger pixels")
+            << QPoint(853, 527) << QPoint(960, 790) << Qt::BottomEdge;
+    }
+    void onTheOtherMonitorThePanelOpensBesideTheIcon() {
+        QFETCH(QPoint, place);
+        QFETCH(QPoint, pointer);
+        QFETCH(Qt::Edge, edge);
+        beginWithTwoMonitors();
+        startWithNotifierTray({}, {twoScales});
+        m_display->run(u"xdotool"_qs,
+                       {u"mousemove"_qs, QString::number(pointer.x()), QString::number(pointer.y())});
+        m_notifierTray->callItem(u"Activate"_qs, {place.x(), place.y()});
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        const QRect found = *panel();
+        QVERIFY2(isNear(found.width(), qRound(382 * rightScale)), qPrintable(described(found)));
+        QVERIFY2(rightMonitor.adjusted(-2, -2, 2, 2).contains(found), qPrintable(described(found)));
+        const bool isBeside = edge == Qt::TopEdge      ? isNear(found.top(), 10)
+                              : edge == Qt::BottomEdge ? isNear(found.bottom(), 790)
+                              : edge == Qt::LeftEdge   ? isNear(found.left(), 650)
+                                                       : isNear(found.right(), 1270);
+        QVERIFY2(isBeside, qPrintable(described(found)));
+    }
+
+    void anX11TrayOnTheOtherMonitorHasThePanelBesideItToo_data() {
+        QTest::addColumn<QString>("place");
+        QTest::newRow("top") << u"panel_position = top right horizontal"_qs;
+        QTest::newRow("bottom") << u"panel_position = bottom right horizontal"_qs;
+        QTest::newRow("left") << u"panel_position = center left vertical"_qs;
+        QTest::newRow("right") << u"panel_position = center right vertical"_qs;
+    }
+    void anX11TrayOnTheOtherMonitorHasThePanelBesideItToo() {
+        QFETCH(QString, place);
+        beginWithTwoMonitors();
+        startWithTint2(place + u"\npanel_monitor = 2"_qs, {twoScales});
+        const QRect iconThere = *icon();
+        QVERIFY2(rightMonitor.contains(iconThere), qPrintable(described(iconThere)));
+        clickAt(iconThere.center());
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        const QRect found = *panel();
+        QVERIFY2(rightMonitor.adjusted(-2, -2, 2, 2).contains(found), qPrintable(described(found)));
+        QVERIFY2(!found.adjusted(2, 2, -2, -2).intersects(iconThere), qPrintable(described(found)));
+    }
+
+    void withoutAPlaceThePanelOpensOnThePointersMonitor() {
+        beginWithTwoMonitors();
+        startWithNotifierTray({}, {twoScales});
+        m_display->run(u"xdotool"_qs, {u"mousemove"_qs, u"1200"_qs, u"700"_qs});
+        m_notifierTray->callItem(u"Activate"_qs, {0, 0});
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        QVERIFY2(isNear(panel()->right(), rightMonitor.right()) &&
+                     isNear(panel()->bottom(), rightMonitor.bottom()),
+                 qPrintable(described(*panel())));
+    }
+
+private:
+    static constexpr int wheelDown = 5;
+
+    /// Where a logical pixel is more than one of the screen's, places are exact to one of them.
+    static bool isNear(int a, int b) { return std::abs(a - b) <= 2; }
+
+    static QString described(const QRect &rect) {
+        return u"%1,%2 %3x%4"_qs.arg(rect.left()).arg(rect.top()).arg(rect.width()).arg(rect.height());
+    }
+
+    void beginWithTwoMonitors() {
+        begin(test::VirtualDisplay::WindowManager::openbox);
+        m_display->run(u"xrandr"_qs,
+                       {u"--setmonitor"_qs, u"left"_qs, u"640/170x800/210+0+0"_qs, u"screen"_qs});
+        m_display->run(u"xrandr"_qs,
+                       {u"--setmonitor"_qs, u"right"_qs, u"640/170x800/210+640+0"_qs, u"none"_qs});
+    }
+};
+
+QTEST_GUILESS_MAIN(PanelDesktopTest)
+
+#include "PanelDesktopTest.moc"
