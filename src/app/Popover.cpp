@@ -2,6 +2,7 @@
 
 #include "app/PanelPlacement.h"
 #include "app/PanelScroller.h"
+#include "app/desktop/PointerPresses.h"
 #include "app/desktop/TaskBars.h"
 #include "platform/Platform.h"
 
@@ -14,6 +15,8 @@
 #include <QScreen>
 #include <QStyle>
 #include <QVBoxLayout>
+
+#include <utility>
 
 namespace quillora {
 
@@ -42,10 +45,7 @@ Popover::Popover(std::unique_ptr<QWidget> content) : m_scroller(new PanelScrolle
     layout->addWidget(m_scroller);
 }
 
-Popover::~Popover() {
-    if (m_focusCheck)
-        m_focusCheck->cancel();
-}
+Popover::~Popover() { loseInterest(); }
 
 void Popover::showAttached(const std::optional<QRect> &anchor) {
     if (!isVisible()) {
@@ -55,6 +55,7 @@ void Popover::showAttached(const std::optional<QRect> &anchor) {
         place();
         winId();
         keepOutOfTaskBars(*windowHandle());
+        watchForInterestElsewhere();
     }
     bringToFront();
 }
@@ -107,6 +108,27 @@ void Popover::fitWindowIntoScreen() {
     adjustSize();
 }
 
+/// A window manager may refuse it the focus; then nothing tells when the user turns to something else.
+void Popover::watchForInterestElsewhere() {
+    m_presses = std::make_unique<PointerPresses>();
+    connect(m_presses.get(), &PointerPresses::pressed, this, [this] {
+        if (!QApplication::topLevelAt(QCursor::pos()))
+            awaitFocus();
+    });
+    m_activationObserver =
+        Platform::current().workspace().addActivationObserver([self = QPointer<Popover>(this)](const auto &) {
+            if (self)
+                self->awaitFocus();
+        });
+}
+
+void Popover::loseInterest() {
+    m_presses.reset();
+    Platform::current().workspace().removeActivationObserver(std::exchange(m_activationObserver, 0));
+    if (m_focusCheck)
+        m_focusCheck->cancel();
+}
+
 void Popover::changeEvent(QEvent *event) {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::ActivationChange && isAttached() && isVisible() && !isActiveWindow())
@@ -126,8 +148,16 @@ void Popover::awaitFocus() {
         });
 }
 
+/// The toolkit takes itself for active as soon as it has asked for that, whatever the window manager says.
+bool Popover::isAttended() const {
+    const auto &workspace = Platform::current().workspace();
+    const auto frontmost = workspace.frontmostApplication();
+    const bool isElsewhere = frontmost && frontmost->bundleIdentifier() != workspace.mainBundleIdentifier();
+    return isActiveWindow() && !isElsewhere;
+}
+
 void Popover::closeIfAbandoned() {
-    if (!isVisible() || isActiveWindow())
+    if (!isVisible() || isAttended())
         return;
     const bool isHeldOpen =
         QApplication::activePopupWidget() || QApplication::activeModalWidget() || (staysOpen && staysOpen());
@@ -141,8 +171,7 @@ void Popover::hideEvent(QHideEvent *event) {
     QWidget::hideEvent(event);
     if (event->spontaneous())
         return;
-    if (m_focusCheck)
-        m_focusCheck->cancel();
+    loseInterest();
     Q_EMIT closed();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/MainQueue.h"
+#include "platform/Workspace.h"
 
 #include <QWidget>
 
@@ -11,6 +12,7 @@
 namespace quillora {
 
 class PanelScroller;
+class PointerPresses;
 
 /// The window around the panel: a popover beside the status item, or an ordinary window where there is no
 /// tray to open from. Shown and closed any number of times; the content lives on.
@@ -28,7 +30,8 @@ public:
 
     bool isShown() const { return isVisible() && !isMinimized(); }
 
-    /// Opens beside `anchor`, else in the corner nearest to the pointer; closes when it loses the focus.
+    /// Opens beside `anchor`, else in the corner nearest to the pointer; closes when it loses the focus. If
+    /// it does not get the focus, it closes when another application is activated, or at a click elsewhere.
     void showAttached(const std::optional<QRect> &anchor);
 
     /// Opens as a window that the user may move, minimise and close.
@@ -53,7 +56,10 @@ private:
     void bringToFront();
     void place();
     void fitWindowIntoScreen();
+    void watchForInterestElsewhere();
+    void loseInterest();
     void awaitFocus();
+    bool isAttended() const;
     void closeIfAbandoned();
     bool isAttached() const { return m_presentation == Presentation::attached; }
 
@@ -63,6 +69,8 @@ private:
     std::optional<QRect> m_anchor;
     QPoint m_pointer; ///< where the pointer was at the opening
     std::shared_ptr<platform::WorkItem> m_focusCheck;
+    std::unique_ptr<PointerPresses> m_presses;                   ///< while it is open beside its anchor
+    platform::Workspace::ObserverToken m_activationObserver = 0; ///< likewise
 };
 
 } // namespace quillora

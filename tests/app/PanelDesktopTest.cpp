@@ -1,4 +1,6 @@
 #include "app/ShellDesktop.h"
+#include "support/StubbornWindowManager.h"
+#include "support/TestWindow.h"
 
 using namespace quillora;
 
@@ -13,12 +15,50 @@ constexpr double rightScale = 1.5;
 
 } // namespace
 
-/// Where on real screens the panel goes.
+/// Where on real screens the panel goes, and that it goes away, whatever the window manager does.
 class PanelDesktopTest : public test::ShellDesktop {
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanup() { end(); }
+    void cleanup() {
+        m_work.reset();
+        m_stubborn.reset();
+        end();
+    }
+
+    // A panel that is refused the focus.
+
+    void aNoticeWithoutTheFocusStaysUntilTheUserTurnsToIt() {
+        showNoticeWithoutFocus();
+        QVERIFY(!appearsWithin([this] { return !panel().has_value(); }));
+    }
+
+    void aNoticeWithoutTheFocusClosesAtAClickElsewhere() {
+        showNoticeWithoutFocus();
+        clickAt(elsewhere);
+        QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
+    }
+
+    void aNoticeWithoutTheFocusClosesWhenAnotherWindowIsActivated() {
+        showNoticeWithoutFocus();
+        test::TestWindow other(m_display->name(), {});
+        other.show();
+        m_stubborn->activate(other.id());
+        QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
+    }
+
+    void aNoticeWithoutTheFocusStaysWhileItIsUsed() {
+        showNoticeWithoutFocus();
+        clickAt(panel()->center());
+        clickAt(panel()->topLeft() + QPoint(250, 20), rightButton);
+        QVERIFY(!appearsWithin([this] { return !panel().has_value(); }));
+    }
+
+    void aNoticeWithoutTheFocusStaysWhenSomethingElseIsScrolled() {
+        showNoticeWithoutFocus();
+        clickAt(elsewhere, wheelDown);
+        QVERIFY(!appearsWithin([this] { return !panel().has_value(); }));
+    }
 
     // Small screens.
 
@@ -132,6 +172,24 @@ private:
         m_display->run(u"xrandr"_qs,
                        {u"--setmonitor"_qs, u"right"_qs, u"640/170x800/210+640+0"_qs, u"none"_qs});
     }
+
+    void showNoticeWithoutFocus() {
+        begin(test::VirtualDisplay::WindowManager::none);
+        m_stubborn.emplace(m_display->name());
+        m_work.emplace(m_display->name(), test::TestWindow::Properties{});
+        m_work->show();
+        m_stubborn->activate(m_work->id());
+        startWithNotifierTray({u"--no-microphone"_qs});
+        m_display->run(u"xdotool"_qs, {u"mousemove"_qs, u"100"_qs, u"100"_qs});
+        clickMenu(u"Start dictation"_qs);
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        QVERIFY(m_work->hasFocus());
+    }
+
+    static constexpr QPoint elsewhere{1000, 500};
+
+    std::optional<test::StubbornWindowManager> m_stubborn;
+    std::optional<test::TestWindow> m_work; ///< what the user is busy with
 };
 
 QTEST_GUILESS_MAIN(PanelDesktopTest)

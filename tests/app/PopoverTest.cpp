@@ -168,6 +168,22 @@ private Q_SLOTS:
         QVERIFY(m_popover->screen()->geometry().contains(m_popover->geometry()));
     }
 
+    void aPopoverThatNeverGotTheFocusClosesWhenAnotherApplicationIsActivated() {
+        m_popover->showAttached({});
+        QVERIFY(QTest::qWaitForWindowActive(m_popover.get())); // so the toolkit says, and then nothing more
+        m_platform->queue.advance(10s);
+        QVERIFY(m_popover->isShown());
+        m_platform->workspaceFake.bringToFront(m_platform->workspaceFake.launch(u"Mousepad"_qs));
+        m_platform->queue.advance(200ms);
+        QVERIFY(!m_popover->isShown());
+    }
+
+    void aClosedPopoverDoesNotFollowActivations() {
+        m_popover->showAttached({});
+        m_popover->performClose();
+        QCOMPARE(m_platform->workspaceFake.observerCount(), 0);
+    }
+
     void itMayEndWhileItWaitsForTheFocus() {
         openAndLoseFocus();
         m_popover.reset();

@@ -5,6 +5,7 @@
 #include "fakes/FakePlatform.h"
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/x11/X11KeyPositions.h"
+#include "platform/linux/x11/X11Workspace.h"
 
 #include <QTimer>
 
@@ -13,7 +14,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// Fakes in real time, under a real keyboard.
+/// Fakes in real time, under a real keyboard, among the real windows of the display.
 class LivePlatform : public test::FakePlatform {
 public:
     LivePlatform() {
@@ -23,16 +24,20 @@ public:
 
     platform::MainQueue &mainQueue() override { return m_mainQueue; }
     platform::KeyPositions &keyPositions() override { return m_keyPositions; }
+    platform::Workspace &workspace() override { return m_workspace; }
 
 private:
     platform::LinuxMainQueue m_mainQueue;
     platform::X11KeyPositions m_keyPositions;
+    platform::X11Connection m_x11;
+    platform::X11Workspace m_workspace{m_x11};
     QTimer m_pump; ///< the fakes answer through their own queue
 };
 
 } // namespace
 
-/// `--no-languages`: nothing can be recognized. `--taken`: another program has the hotkey.
+/// `--no-languages`: nothing can be recognized. `--no-microphone`: nothing can be recorded. `--taken`:
+/// another program has the hotkey.
 int main(int argc, char **argv) {
     QuilloraApp app(argc, argv);
     return app.run([] {
@@ -40,6 +45,8 @@ int main(int argc, char **argv) {
         const QStringList options = QCoreApplication::arguments();
         if (options.contains(u"--no-languages"_qs))
             platform->speech.locales.clear();
+        if (options.contains(u"--no-microphone"_qs))
+            platform->speech.isMicrophoneGranted = false;
         if (options.contains(u"--taken"_qs))
             platform->hotKeys.takenElsewhere.insert(
                 {AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers});

@@ -1,0 +1,70 @@
+#include "app/desktop/PointerPresses.h"
+
+#include <QCoreApplication>
+#include <QGuiApplication>
+
+#include <xcb/xcb.h>
+#include <xcb/xinput.h>
+
+namespace quillora {
+
+namespace {
+
+constexpr uint32_t firstWheelButton = 4;
+constexpr uint32_t lastWheelButton = 7;
+
+xcb_connection_t *x11Connection() {
+    const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 ? x11->connection() : nullptr;
+}
+
+/// The number that the server has given to the extension; 0 if it has none.
+uint8_t inputExtension() {
+    auto *connection = x11Connection();
+    const auto *extension = connection ? xcb_get_extension_data(connection, &xcb_input_id) : nullptr;
+    return extension && extension->present ? extension->major_opcode : uint8_t{0};
+}
+
+/// Raw events go to everybody who wants them, also while somebody has grabbed the pointer.
+void selectRawPresses(uint32_t events) {
+    if (!inputExtension()) // the request would end the connection
+        return;
+    auto *connection = x11Connection();
+    struct {
+        xcb_input_event_mask_t head;
+        uint32_t events;
+    } const mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, events};
+    const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+    xcb_input_xi_select_events(connection, screen->root, 1, &mask.head);
+    xcb_flush(connection);
+}
+
+bool isRawPress(const xcb_generic_event_t &event) {
+    if ((event.response_type & 0x7f) != XCB_GE_GENERIC)
+        return false;
+    const auto &generic = reinterpret_cast<const xcb_ge_generic_event_t &>(event);
+    return generic.extension == inputExtension() && generic.event_type == XCB_INPUT_RAW_BUTTON_PRESS;
+}
+
+} // namespace
+
+PointerPresses::PointerPresses() {
+    qApp->installNativeEventFilter(this);
+    selectRawPresses(XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS);
+}
+
+PointerPresses::~PointerPresses() { selectRawPresses(0); }
+
+bool PointerPresses::nativeEventFilter(const QByteArray &eventType, void *message, qintptr *) {
+    if (eventType != "xcb_generic_event_t" || !message)
+        return false;
+    const auto &event = *static_cast<const xcb_generic_event_t *>(message);
+    if (!isRawPress(event))
+        return false;
+    const uint32_t button = reinterpret_cast<const xcb_input_raw_button_press_event_t &>(event).detail;
+    if (button < firstWheelButton || button > lastWheelButton)
+        Q_EMIT pressed();
+    return true;
+}
+
+} // namespace quillora
