@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// At login the tray comes up at about the same time as we do.
+/// At login the tray comes up at about the same time as we do, and one that goes may be restarting.
 constexpr auto trayGracePeriod = 3s;
 
 /// Longest time that quitting takes for a pasteboard that is still to be restored.
@@ -80,10 +80,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     configureHotKey();
     m_controller->requestAccessibilityIfNeeded();
 
-    Platform::current().mainQueue().asyncAfter(trayGracePeriod, [self] {
-        if (self)
-            self->ensureWayIn();
-    });
+    connect(m_statusItem.get(), &StatusItem::hostChanged, this, &AppDelegate::followTray);
+    awaitTray(WayIn::openWindow);
     Platform::current().userDefaults().setFailureObserver([self](platform::UserDefaultsFailure failure) {
         if (self)
             self->reportSettingsFailure(failure);
@@ -124,6 +122,9 @@ void AppDelegate::makePopover() {
     auto *content = ownedContent.get();
     m_popover = std::make_unique<Popover>(std::move(ownedContent));
     m_popover->staysOpen = [self = QPointer<AppDelegate>(this)] { return self && self->popoverStaysOpen(); };
+    m_popover->isOnlyWayIn = [self = QPointer<AppDelegate>(this)] {
+        return self && !self->m_isQuitting && !self->m_statusItem->isHosted();
+    };
     m_popover->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_popover.get(), &QWidget::customContextMenuRequested, this,
             [this](const QPoint &position) { m_menu->popup(m_popover->mapToGlobal(position)); });
@@ -137,6 +138,9 @@ void AppDelegate::handlePopoverClosed() {
     // Nothing can be captured through a panel that is gone, and while it is to be, the hotkey is dead.
     if (m_controller->isRecordingHotKey())
         m_controller->cancelHotKeyRecording();
+    // The tray may have gone while the panel was open.
+    if (!m_statusItem->isHosted())
+        awaitTray(WayIn::minimisedWindow);
     saySettingsNotice();
 }
 
@@ -186,10 +190,32 @@ bool AppDelegate::popoverStaysOpen() const {
     return identifier && (identifier == workspace.mainBundleIdentifier() || isSystemDialog(*identifier));
 }
 
-/// Where no tray has come up, the panel is the only way to reach the program.
-void AppDelegate::ensureWayIn() {
-    if (m_statusItem && !m_statusItem->isHosted() && !m_popover->isVisible())
+void AppDelegate::followTray() {
+    if (!m_statusItem->isHosted())
+        awaitTray(WayIn::minimisedWindow);
+    else if (m_popover->isMinimized())
+        m_popover->performClose(); // the icon has taken its place
+}
+
+void AppDelegate::awaitTray(WayIn wayIn) {
+    Platform::current().mainQueue().asyncAfter(trayGracePeriod, [self = QPointer<AppDelegate>(this), wayIn] {
+        if (self)
+            self->ensureWayIn(wayIn);
+    });
+}
+
+/// Where no tray has the icon, the panel's window is the only way to reach the program.
+void AppDelegate::ensureWayIn(WayIn wayIn) {
+    if (m_isQuitting || m_statusItem->isHosted() || m_popover->isVisible())
+        return;
+    switch (wayIn) {
+    case WayIn::openWindow:
         showPopover();
+        break;
+    case WayIn::minimisedWindow:
+        m_popover->showAsMinimisedWindow();
+        break;
+    }
 }
 
 void AppDelegate::reportSettingsFailure(platform::UserDefaultsFailure failure) {

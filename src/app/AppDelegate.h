@@ -60,7 +60,12 @@ private:
     void refreshPopoverWindow();
     bool popoverStaysOpen() const;
     void handlePopoverClosed();
-    void ensureWayIn();
+
+    /// How the panel comes up where there is no tray to open it from.
+    enum class WayIn { openWindow, minimisedWindow };
+    void followTray();
+    void awaitTray(WayIn wayIn);
+    void ensureWayIn(WayIn wayIn);
 
     void reportSettingsFailure(platform::UserDefaultsFailure failure);
     void saySettingsNotice();

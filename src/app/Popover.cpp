@@ -7,6 +7,7 @@
 #include "platform/Platform.h"
 
 #include <QApplication>
+#include <QCloseEvent>
 #include <QCursor>
 #include <QEvent>
 #include <QHideEvent>
@@ -66,6 +67,14 @@ void Popover::showAsWindow() {
         fitWindowIntoScreen();
     }
     bringToFront();
+}
+
+void Popover::showAsMinimisedWindow() {
+    if (isVisible())
+        return;
+    adopt(Presentation::window);
+    fitWindowIntoScreen();
+    showMinimized();
 }
 
 void Popover::adopt(Presentation presentation) {
@@ -165,6 +174,13 @@ void Popover::closeIfAbandoned() {
         awaitFocus();
     else
         performClose();
+}
+
+void Popover::closeEvent(QCloseEvent *event) {
+    const bool mustStay = !isAttached() && isOnlyWayIn && isOnlyWayIn();
+    event->setAccepted(!mustStay);
+    if (mustStay)
+        showMinimized();
 }
 
 void Popover::hideEvent(QHideEvent *event) {

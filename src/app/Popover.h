@@ -28,6 +28,9 @@ public:
     /// Asked when the popover has lost the focus: whether it stays open all the same.
     std::function<bool()> staysOpen;
 
+    /// Asked when the window is closed: whether it would be out of reach then. If so it is only minimised.
+    std::function<bool()> isOnlyWayIn;
+
     bool isShown() const { return isVisible() && !isMinimized(); }
 
     /// Opens beside `anchor`, else in the corner nearest to the pointer; closes when it loses the focus. If
@@ -37,6 +40,10 @@ public:
     /// Opens as a window that the user may move, minimise and close.
     void showAsWindow();
 
+    /// Puts that window among the minimised ones, without disturbing anybody. Does nothing to what is there
+    /// already.
+    void showAsMinimisedWindow();
+
     void performClose();
 
 Q_SIGNALS:
@@ -45,6 +52,7 @@ Q_SIGNALS:
 
 protected:
     void changeEvent(QEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
     void hideEvent(QHideEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;

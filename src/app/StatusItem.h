@@ -32,6 +32,9 @@ public:
 Q_SIGNALS:
     /// The icon was clicked.
     void activated();
+
+    /// A tray has come or gone: `isHosted` may be another.
+    void hostChanged();
 };
 
 } // namespace quillora

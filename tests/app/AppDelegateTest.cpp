@@ -377,6 +377,7 @@ private Q_SLOTS:
         m_hasTray = false;
         launch();
         m_delegate->showPopover();
+        m_statusItem->hasTray = true; // without one the window would only be minimised
         QSignalSpy lastWindowCloses(qApp, &QGuiApplication::lastWindowClosed);
         QVERIFY(!endsTheEventLoop([this] { m_delegate->popover()->close(); }));
         QCOMPARE(lastWindowCloses.count(), 1);
@@ -398,6 +399,74 @@ private Q_SLOTS:
         QVERIFY(!flags.testFlag(Qt::FramelessWindowHint));
     }
 
+    void withoutATrayClosingTheWindowOnlyMinimisesIt() {
+        m_hasTray = false;
+        launch();
+        m_platform->queue.advance(3s);
+        QTest::keyClick(m_delegate->popover()->findChild<ContentView *>(), Qt::Key_Escape);
+        QVERIFY(m_delegate->popover()->isVisible());
+        QVERIFY(m_delegate->popover()->isMinimized());
+        m_delegate->popover()->close();
+        QVERIFY(m_delegate->popover()->isMinimized());
+    }
+
+    void aTrayThatDiesLeavesAMinimisedWindowOnceItHadTimeToRestart() {
+        launch();
+        m_platform->queue.advance(10s);
+        m_statusItem->setTray(false);
+        m_platform->queue.advance(2999ms);
+        QVERIFY(!m_delegate->popover()->isVisible());
+        m_platform->queue.advance(1ms);
+        QVERIFY(m_delegate->popover()->isMinimized());
+    }
+
+    void aTrayThatRestartsInTimeLeavesNoWindow() {
+        launch();
+        m_platform->queue.advance(10s);
+        m_statusItem->setTray(false);
+        m_platform->queue.advance(1s);
+        m_statusItem->setTray(true);
+        m_platform->queue.advance(10s);
+        QVERIFY(!m_delegate->popover()->isVisible());
+    }
+
+    void aPanelThatWasOpenWhenTheTrayDiedIsFollowedByAMinimisedWindow() {
+        launch();
+        m_statusItem->click();
+        m_statusItem->setTray(false);
+        m_platform->queue.advance(10s);
+        QVERIFY(m_delegate->popover()->isShown());
+        QTest::keyClick(m_delegate->popover()->findChild<ContentView *>(), Qt::Key_Escape);
+        QVERIFY(!m_delegate->popover()->isVisible());
+        m_platform->queue.advance(3s);
+        QVERIFY(m_delegate->popover()->isMinimized());
+    }
+
+    void aTrayThatComesLateTakesTheMinimisedWindowsPlace() {
+        m_hasTray = false;
+        launch();
+        m_platform->queue.advance(3s);
+        m_delegate->popover()->performClose();
+        m_statusItem->setTray(true);
+        QVERIFY(!m_delegate->popover()->isVisible());
+    }
+
+    void aTrayThatComesLateLeavesAnOpenWindowAlone() {
+        m_hasTray = false;
+        launch();
+        m_platform->queue.advance(3s);
+        m_statusItem->setTray(true);
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
+    void withoutATrayQuitStillEndsTheProgram() {
+        m_hasTray = false;
+        launch();
+        m_platform->queue.advance(3s);
+        QVERIFY(endsTheEventLoop([this] { m_delegate->quit(); }));
+        QVERIFY(!m_delegate->popover()->isVisible());
+    }
+
     void aTrayThatComesUpInTimeLeavesThePanelClosed() {
         m_hasTray = false;
         launch();
@@ -412,7 +481,7 @@ private Q_SLOTS:
         launch();
         m_platform->queue.advance(10s);
         m_delegate->popover()->performClose();
-        m_statusItem->hasTray = true;
+        m_statusItem->setTray(true);
         m_statusItem->click();
         QVERIFY(m_delegate->popover()->isShown());
         QVERIFY(m_delegate->popover()->windowFlags().testFlag(Qt::FramelessWindowHint));

@@ -222,6 +222,14 @@ private Q_SLOTS:
         QVERIFY(m_shell->isRunning());
     }
 
+    void escapeLeavesTheOnlyWayInAmongTheMinimisedWindows() {
+        m_shell = startShell();
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), panelWindow(), patienceMs);
+        press(u"Escape"_qs);
+        QTRY_VERIFY_WITH_TIMEOUT(isPanelMinimised(), patienceMs);
+    }
+
     void anotherStartBringsAMinimisedWindowBack() {
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);

@@ -20,6 +20,12 @@ public:
     QString image() const { return images.last(); }
     void click() { Q_EMIT activated(); }
 
+    /// A tray comes or goes.
+    void setTray(bool isThere) {
+        hasTray = isThere;
+        Q_EMIT hostChanged();
+    }
+
     QStringList images; ///< all that were set, in order
     QString description;
     QMenu *menu = nullptr;

@@ -7,7 +7,10 @@ namespace quillora {
 
 TrayStatusItem::TrayStatusItem(const QDBusConnection &bus) : m_notifierItem(bus) {
     connect(&m_notifierItem, &StatusItem::activated, this, &StatusItem::activated);
-    connect(&m_notifierItem, &NotifierStatusItem::watcherChanged, this, &TrayStatusItem::chooseTray);
+    connect(&m_notifierItem, &NotifierStatusItem::watcherChanged, this, [this] {
+        chooseTray();
+        Q_EMIT hostChanged();
+    });
 }
 
 void TrayStatusItem::setImage(const QString &symbolName, const QString &accessibilityDescription) {
@@ -50,6 +53,7 @@ void TrayStatusItem::chooseTray() {
 void TrayStatusItem::makeXEmbedItem() {
     m_xembedItem = std::make_unique<XEmbedStatusItem>();
     connect(m_xembedItem.get(), &StatusItem::activated, this, &StatusItem::activated);
+    connect(m_xembedItem.get(), &StatusItem::hostChanged, this, &StatusItem::hostChanged);
     m_xembedItem->setImage(m_symbolName, m_accessibilityDescription);
     m_xembedItem->setMenu(m_menu);
 }

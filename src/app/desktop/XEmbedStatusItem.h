@@ -3,7 +3,9 @@
 #include "app/StatusIconSet.h"
 #include "app/StatusItem.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QSystemTrayIcon>
+#include <QTimer>
 
 namespace quillora {
 
@@ -11,7 +13,7 @@ namespace quillora {
 ///
 /// Make one only while no StatusNotifierWatcher is on the bus: the toolkit asks for that once, and would
 /// speak StatusNotifierItem itself for the rest of the run.
-class XEmbedStatusItem : public StatusItem {
+class XEmbedStatusItem : public StatusItem, public QAbstractNativeEventFilter {
     Q_OBJECT
 
 public:
@@ -25,9 +27,13 @@ public:
     void show() { m_icon.show(); }
     void hide() { m_icon.hide(); }
 
+    bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *result) override;
+
 private:
     StatusIconSet m_images;
     QSystemTrayIcon m_icon;
+    QTimer m_trayCheck; ///< once the toolkit has taken notice
+    bool m_wasHosted = false;
 };
 
 } // namespace quillora
