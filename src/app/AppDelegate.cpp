@@ -57,7 +57,7 @@ AppDelegate::~AppDelegate() {
         Platform::current().userDefaults().setFailureObserver({});
 }
 
-void AppDelegate::applicationDidFinishLaunching() {
+void AppDelegate::applicationDidFinishLaunching(Start start) {
     const QPointer<AppDelegate> self(this);
     m_controller = std::make_unique<AppController>();
     m_controller->onStateChanged = [self] {
@@ -81,7 +81,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_controller->requestAccessibilityIfNeeded();
 
     connect(m_statusItem.get(), &StatusItem::hostChanged, this, &AppDelegate::followTray);
-    awaitTray(WayIn::openWindow);
+    awaitTray(start == Start::byUser ? WayIn::openWindow : WayIn::minimisedWindow);
     Platform::current().userDefaults().setFailureObserver([self](platform::UserDefaultsFailure failure) {
         if (self)
             self->reportSettingsFailure(failure);

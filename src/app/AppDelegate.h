@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/Popover.h"
+#include "app/Start.h"
 #include "app/StatusIconSet.h"
 #include "app/StatusItem.h"
 #include "app/desktop/LoginItem.h"
@@ -30,8 +31,9 @@ public:
     explicit AppDelegate(StatusItemFactory makeStatusItem);
     ~AppDelegate() override;
 
-    /// The whole start-up. The platform must recognize at least one language.
-    void applicationDidFinishLaunching();
+    /// The whole start-up. The platform must recognize at least one language. A start at login opens nothing,
+    /// save for a hotkey that cannot be registered.
+    void applicationDidFinishLaunching(Start start = Start::byUser);
 
     static constexpr bool applicationShouldTerminateAfterLastWindowClosed() { return false; }
 

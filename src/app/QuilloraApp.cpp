@@ -68,9 +68,11 @@ QuilloraApp::QuilloraApp(int &argc, char **argv)
 QuilloraApp::~QuilloraApp() = default;
 
 int QuilloraApp::run(const PlatformFactory &makePlatform) {
+    const Start start =
+        QCoreApplication::arguments().contains(LoginItem::startArgument) ? Start::atLogin : Start::byUser;
     RunningInstance instance(QDBusConnection::sessionBus());
     const QByteArray startupId = m_startDetails.value(startupIdDetail).toString().toUtf8();
-    if (instance.claim(m_startDetails) == RunningInstance::Claim::handedOver) {
+    if (instance.claim(start, m_startDetails) == RunningInstance::Claim::handedOver) {
         endStartupNotification(startupId);
         return 0;
     }
@@ -90,7 +92,7 @@ int QuilloraApp::run(const PlatformFactory &makePlatform) {
     QObject::connect(&instance, &RunningInstance::replaced, delegate, &AppDelegate::quit);
     QObject::connect(&terminationSignals, &TerminationSignals::received, delegate, &AppDelegate::quit);
 
-    delegate->applicationDidFinishLaunching();
+    delegate->applicationDidFinishLaunching(start);
     endStartupNotification(startupId);
     const int status = QApplication::exec();
     m_appDelegate.reset();

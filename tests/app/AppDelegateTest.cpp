@@ -399,6 +399,22 @@ private Q_SLOTS:
         QVERIFY(!flags.testFlag(Qt::FramelessWindowHint));
     }
 
+    void atLoginThatWindowStartsMinimised() {
+        m_hasTray = false;
+        m_delegate->applicationDidFinishLaunching(Start::atLogin);
+        m_platform->queue.advance(3s);
+        QVERIFY(!m_delegate->popover()->isShown());
+        QVERIFY(m_delegate->popover()->isVisible());
+        QVERIFY(m_delegate->popover()->isMinimized());
+        QCOMPARE(m_delegate->popover()->windowFlags() & Qt::WindowType_Mask, Qt::Window);
+    }
+
+    void atLoginATakenHotKeyShowsThePanelAllTheSame() {
+        takeElsewhere(AppHotKey::defaultValue);
+        m_delegate->applicationDidFinishLaunching(Start::atLogin);
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
     void withoutATrayClosingTheWindowOnlyMinimisesIt() {
         m_hasTray = false;
         launch();
@@ -444,9 +460,8 @@ private Q_SLOTS:
 
     void aTrayThatComesLateTakesTheMinimisedWindowsPlace() {
         m_hasTray = false;
-        launch();
+        m_delegate->applicationDidFinishLaunching(Start::atLogin);
         m_platform->queue.advance(3s);
-        m_delegate->popover()->performClose();
         m_statusItem->setTray(true);
         QVERIFY(!m_delegate->popover()->isVisible());
     }

@@ -35,7 +35,8 @@ private Q_SLOTS:
         const LoginItem item(u"/opt/100% \"mine\"/$x`y\\z/quillora"_qs);
         item.setEnabled(true);
         QVERIFY(validates());
-        QVERIFY2(entry().contains("\nExec=\"/opt/100%% \\\\\"mine\\\\\"/\\\\$x\\\\`y\\\\\\\\z/quillora\"\n"),
+        QVERIFY2(entry().contains(
+                     "\nExec=\"/opt/100%% \\\\\"mine\\\\\"/\\\\$x\\\\`y\\\\\\\\z/quillora\" --at-login\n"),
                  entry().constData());
     }
 

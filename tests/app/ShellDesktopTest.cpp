@@ -230,6 +230,57 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(isPanelMinimised(), patienceMs);
     }
 
+    void aTrayThatDiesLeavesTheWindowAmongTheMinimisedOnes_data() {
+        QTest::addColumn<bool>("isNotifierTray");
+        QTest::newRow("X11") << false;
+        QTest::newRow("StatusNotifier") << true;
+    }
+    void aTrayThatDiesLeavesTheWindowAmongTheMinimisedOnes() {
+        QFETCH(bool, isNotifierTray);
+        if (isNotifierTray)
+            startWithNotifierTray({u"--at-login"_qs});
+        else
+            startWithTint2(u"panel_position = top right horizontal"_qs, {}, {u"--at-login"_qs});
+        m_notifierTray.reset();
+        m_trays.clear();
+        QTRY_VERIFY_WITH_TIMEOUT(isPanelMinimised(), patienceMs);
+        QVERIFY(!panel());
+        startTint2();
+        QTRY_VERIFY_WITH_TIMEOUT(icon(), patienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!isPanelMinimised(), patienceMs);
+    }
+
+    void atLoginWithoutATrayTheWindowStartsMinimisedAndDisturbsNobody() {
+        test::TestWindow other(m_display->name(), {});
+        other.show();
+        other.activate();
+        QTRY_VERIFY_WITH_TIMEOUT(other.isActive(), patienceMs);
+        m_shell = startShell({u"--at-login"_qs});
+        QTRY_VERIFY_WITH_TIMEOUT(isPanelMinimised(), patienceMs);
+        QVERIFY(!panel());
+        QVERIFY(other.isActive());
+        takeScreenshot(u"at-login-without-tray"_qs);
+        const auto second = startShell();
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+    }
+
+    void aStartAtLoginLeavesTheRunningInstanceAlone() {
+        startWithNotifierTray();
+        const auto second = startShell({u"--at-login"_qs});
+        QTRY_VERIFY_WITH_TIMEOUT(!second->isRunning(), patienceMs);
+        QCOMPARE(second->process().exitCode(), 0);
+        QVERIFY(!appearsWithin([this] { return panel().has_value(); }));
+    }
+
+    void aStartAtLoginReplacesAHungInstanceToo() {
+        startWithNotifierTray();
+        m_shell->signal(SIGSTOP);
+        const auto second = startShell({u"--at-login"_qs});
+        QTRY_COMPARE_WITH_TIMEOUT(m_notifierTray->items().size(), 2, patienceMs);
+        m_shell->signal(SIGCONT);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_shell->isRunning(), patienceMs);
+    }
+
     void anotherStartBringsAMinimisedWindowBack() {
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);

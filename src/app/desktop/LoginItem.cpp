@@ -26,6 +26,8 @@ QString execArgument(QString argument) {
 
 } // namespace
 
+const QString LoginItem::startArgument = QStringLiteral("--at-login");
+
 LoginItem::LoginItem(QString program) : m_program(std::move(program)) {}
 
 QString LoginItem::entryPath() {
@@ -64,10 +66,10 @@ QString LoginItem::entry() const {
            "Type=Application\n"
            "Name=%1\n"
            "Comment=Dictate in one language, write in another\n"
-           "Exec=%2\n"
-           "Icon=%3\n"
+           "Exec=%2 %3\n"
+           "Icon=%4\n"
            "Terminal=false\n"
-           "X-GNOME-Autostart-enabled=true\n"_qs.arg(applicationName, execArgument(m_program),
+           "X-GNOME-Autostart-enabled=true\n"_qs.arg(applicationName, execArgument(m_program), startArgument,
                                                      applicationIdentifier);
 }
 

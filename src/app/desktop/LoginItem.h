@@ -7,6 +7,9 @@ namespace quillora {
 /// The entry that starts the program at login, in the user's autostart folder.
 class LoginItem {
 public:
+    /// What the entry adds to the program's arguments.
+    static const QString startArgument;
+
     /// `program` is the executable to start.
     explicit LoginItem(QString program);
 

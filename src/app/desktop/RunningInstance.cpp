@@ -3,7 +3,6 @@
 #include "app/ApplicationIdentity.h"
 
 #include <QDBusAbstractAdaptor>
-#include <QDBusMessage>
 #include <QDBusReply>
 
 namespace quillora {
@@ -22,7 +21,19 @@ constexpr uint wasAlreadyOwner = 4;
 
 const QString busName = u"org.freedesktop.DBus"_qs;
 const QString applicationPath = u"/org/quillora/Quillora"_qs;
-const QString applicationInterface = u"org.freedesktop.Application"_qs;
+
+/// Asks the holder of the name to show itself.
+QDBusMessage activation(const QVariantMap &platformData) {
+    auto activate = QDBusMessage::createMethodCall(applicationIdentifier, applicationPath,
+                                                   u"org.freedesktop.Application"_qs, u"Activate"_qs);
+    return activate << platformData;
+}
+
+/// Asks the holder of the name for a sign of life only: for a description of what it offers.
+QDBusMessage introspection() {
+    return QDBusMessage::createMethodCall(applicationIdentifier, applicationPath,
+                                          u"org.freedesktop.DBus.Introspectable"_qs, u"Introspect"_qs);
+}
 
 } // namespace
 
@@ -53,12 +64,12 @@ private:
 
 RunningInstance::RunningInstance(const QDBusConnection &bus) : m_bus(bus) { new ApplicationAdaptor(this); }
 
-RunningInstance::Claim RunningInstance::claim(const QVariantMap &platformData) {
+RunningInstance::Claim RunningInstance::claim(Start start, const QVariantMap &platformData) {
     if (!m_bus.isConnected())
         return Claim::first;
     m_bus.registerObject(applicationPath, this);
     if (!requestName(allowReplacement | doNotQueue)) {
-        if (activateHolder(platformData))
+        if (holderAnswers(start == Start::byUser ? activation(platformData) : introspection()))
             return Claim::handedOver;
         requestName(allowReplacement | replaceExisting | doNotQueue);
     }
@@ -75,12 +86,10 @@ bool RunningInstance::requestName(uint flags) {
     return reply.isValid() && (reply.value() == becamePrimaryOwner || reply.value() == wasAlreadyOwner);
 }
 
-bool RunningInstance::activateHolder(const QVariantMap &platformData) {
-    auto activate = QDBusMessage::createMethodCall(applicationIdentifier, applicationPath,
-                                                   applicationInterface, u"Activate"_qs);
-    activate.setAutoStartService(false);
-    activate << platformData;
-    return m_bus.call(activate, QDBus::Block, holderPatienceMs).type() == QDBusMessage::ReplyMessage;
+bool RunningInstance::holderAnswers(const QDBusMessage &question) {
+    auto sent = question;
+    sent.setAutoStartService(false);
+    return m_bus.call(sent, QDBus::Block, holderPatienceMs).type() == QDBusMessage::ReplyMessage;
 }
 
 void RunningInstance::handleNameLost(const QString &name) {

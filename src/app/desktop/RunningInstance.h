@@ -1,6 +1,9 @@
 #pragma once
 
+#include "app/Start.h"
+
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QObject>
 #include <QVariantMap>
 
@@ -14,7 +17,7 @@ class RunningInstance : public QObject {
 public:
     enum class Claim {
         first,     ///< this is the session's instance from now on
-        handedOver ///< another one runs and has been asked to show itself
+        handedOver ///< another one runs, and has been asked to show itself if the user started this one
     };
 
     explicit RunningInstance(const QDBusConnection &bus);
@@ -22,7 +25,7 @@ public:
     /// Takes the name. An instance that holds it but does not answer loses it: a hung program must not keep
     /// the user from starting a good one. Takes at most 3.5 s. `platformData` is what
     /// org.freedesktop.Application.Activate passes on about the start.
-    Claim claim(const QVariantMap &platformData);
+    Claim claim(Start start, const QVariantMap &platformData);
 
 Q_SIGNALS:
     /// Somebody started the program once more, or the desktop asks for it.
@@ -36,7 +39,7 @@ private Q_SLOTS:
 
 private:
     bool requestName(uint flags);
-    bool activateHolder(const QVariantMap &platformData);
+    bool holderAnswers(const QDBusMessage &question);
 
     QDBusConnection m_bus;
 };
