@@ -80,8 +80,8 @@ void GoldenTest::everyTranslationIsTheReferences_data() {
 
 void GoldenTest::everyTranslationIsTheReferences() {
     QFETCH(const RandomModel *, model);
-    QFile file(QFINDTESTDATA("golden") + u'/' + QString::fromStdString(std::string(model->name)) +
-               u".tsv"_qs);
+    QFile file(QStringLiteral(QUILLORA_GOLDEN_ANSWERS) + u'/' +
+               QString::fromStdString(std::string(model->name)) + u".tsv"_qs);
     QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
     std::vector<std::string> sentences;
     std::vector<std::string> expected;
