@@ -10,7 +10,8 @@ namespace quillora {
 namespace {
 
 constexpr int busPatienceMs = 1000;
-constexpr int holderPatienceMs = 1500;
+/// One that is merely busy may be in the midst of a dictation, and would lose it by being replaced.
+constexpr int holderPatienceMs = 5000;
 
 // The flags and the replies of RequestName, as the bus defines them.
 constexpr uint allowReplacement = 1;
