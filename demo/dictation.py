@@ -24,14 +24,16 @@ SHORT_CLIP_SECONDS = 1.4
 class Recording:
     path: str
     spoken: str
+    words_heard: int  # at the least, right or wrong
 
 
 def recordings():
     """The recorded human sentences with their reference transcripts."""
     with open(os.path.join(RECORDINGS, "transcription"), encoding="utf-8") as file:
         spoken = {name: words for words, name in re.findall(r"<s> (.*) </s> \((.*)\)", file.read())}
-    return [Recording(path, spoken[os.path.splitext(os.path.basename(path))[0]])
-            for path in sorted(glob.glob(os.path.join(RECORDINGS, "*.wav")))]
+    paths = sorted(glob.glob(os.path.join(RECORDINGS, "*.wav")))
+    sentences = [spoken[os.path.splitext(os.path.basename(path))[0]] for path in paths]
+    return [Recording(path, sentence, 2 * len(sentence.split()) // 3) for path, sentence in zip(paths, sentences)]
 
 
 def short_clip(folder):
@@ -41,7 +43,7 @@ def short_clip(folder):
     with wave.open(whole.path) as sentence, wave.open(path, "w") as clip:
         clip.setparams(sentence.getparams())
         clip.writeframes(sentence.readframes(int(SHORT_CLIP_SECONDS * sentence.getframerate())))
-    return Recording(path, whole.spoken)
+    return Recording(path, whole.spoken, words_heard=1)
 
 
 def word_error_rate(spoken, heard):
@@ -147,12 +149,17 @@ class Person:
         milliseconds that it took since the key went up."""
         before = self.editor_text()
         with self.holding_the_hotkey():
-            wait_for("the recording", lambda: self.status() == "Listening...")
-            self.desktop.play(recording.path)
+            self.say(recording)
             time.sleep(0.25)
         released = time.monotonic()
         after = wait_for("the text in the editor", lambda: self._changed(before), interval=0.005)
         return after, round((time.monotonic() - released) * 1000)
+
+    def say(self, recording):
+        """While the key is held. Reads along: a busy machine decodes late, and a release waits 1.5 s at the most."""
+        wait_for("the recording", lambda: self.status() == "Listening...")
+        self.desktop.play(recording.path)
+        wait_for("words in the panel", lambda: len(self.transcript().split()) >= recording.words_heard)
 
     @contextmanager
     def holding_the_hotkey(self):

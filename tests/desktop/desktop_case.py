@@ -48,12 +48,6 @@ class FaultTest(unittest.TestCase):
 
     # What a person does
 
-    def speak_in(self):
-        """Says the clip while the key is held, until some of it is understood."""
-        self.wait_for_status("Listening...")
-        self.desktop.play(self.clip.path)
-        wait_for("some words", self.person.transcript)
-
     def start_quillora(self, **options):
         """`options` are those of the desktop's `start_daemon`."""
         self.person.start_quillora(**options)

@@ -107,8 +107,7 @@ class DefaultPairDictationTest(DictationTest):
 
     def test_a_pair_without_data_fails_with_a_sentence_that_names_both_languages(self):
         self.desktop.keys_down(*HOTKEY)
-        self.wait_for_status("Listening...")
-        self.desktop.play(recordings()[4].path)
+        self.person.say(recordings()[4])
         self.desktop.keys_up(*reversed(HOTKEY))
         wait_for("the failure", lambda: self.person.status().startswith("Translation failed:"))
         self.assertIn("English", self.person.status())

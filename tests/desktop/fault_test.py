@@ -35,7 +35,7 @@ class SoundFaultTest(FaultTest):
     def test_killed_in_mid_sentence_keeps_the_words_so_far(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.desktop.kill_sound()
         self.wait_for_text(before)
         self.desktop.start_sound()
@@ -52,7 +52,7 @@ class SoundFaultTest(FaultTest):
     def test_frozen_in_mid_sentence_keeps_the_words_so_far(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.desktop.freeze_sound()
             self.addCleanup(self.desktop.thaw_sound)
         self.wait_for_text(before)
@@ -62,7 +62,7 @@ class SoundFaultTest(FaultTest):
     def test_restarted_in_mid_sentence_keeps_the_words_so_far(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.sound_returns()
         self.wait_for_text(before)
         self.assert_all_is_well_again()
@@ -116,7 +116,7 @@ class SoundFaultTest(FaultTest):
         self.addCleanup(self.desktop.run, ["pactl", "unload-module", "module-null-source"])
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.assertIn(b"Dictation", self.desktop.run(["pactl", "list", "source-outputs"]))
             self.desktop.unplug_microphone()
             self.assertNotIn(b"Dictation", self.desktop.run(["pactl", "list", "source-outputs"]))
@@ -140,7 +140,7 @@ class TranslatorFaultTest(FaultTest):
     def dictate_into_a_frozen_translator(self):
         self.signal_translators(signal.SIGSTOP)
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
         self.wait_for_status("Translating locally...")
 
     def test_killed_between_two_dictations_they_are_replaced(self):
@@ -201,7 +201,7 @@ class ApplicationFaultTest(FaultTest):
 
     def test_closed_before_the_paste_it_misses_the_text_and_nothing_else_happens(self):
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.desktop.stop(self.person.editor)
         self.wait_for_status(self.inserted)
         self.wait_for_clipboard()
@@ -211,7 +211,7 @@ class ApplicationFaultTest(FaultTest):
     def test_minimised_it_comes_back_for_the_text(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.desktop.run(["xdotool", "windowminimize", "--sync", self.person.editor_window])
         self.wait_for_text(before)
         self.assert_all_is_well_again()
@@ -219,7 +219,7 @@ class ApplicationFaultTest(FaultTest):
     def test_on_another_desktop_it_is_gone_to(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.desktop.run(["xdotool", "set_desktop", "1"])
             wait_for("the other desktop", lambda: self.desktop.run(["xdotool", "get_desktop"]).strip() == b"1")
         self.wait_for_text(before)
@@ -229,7 +229,7 @@ class ApplicationFaultTest(FaultTest):
     def test_a_clipboard_owner_that_hangs_costs_its_contents_only(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.desktop.freeze(self.owner)
         self.wait_for_text(before)
         self.assertEqual(self.desktop.keys_held(), [])
@@ -240,7 +240,7 @@ class ApplicationFaultTest(FaultTest):
     def test_a_clipboard_owner_that_dies_after_the_save_loses_nothing(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
         self.wait_for_status(self.inserted)
         self.desktop.kill(self.owner)
         self.wait_for_text(before)
@@ -250,7 +250,7 @@ class ApplicationFaultTest(FaultTest):
         before = self.person.editor_text()
         self.addCleanup(self.desktop.run, ["setxkbmap", "us"])
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.desktop.run(["setxkbmap", "de"])
         self.wait_for_text(before)
         self.assert_all_is_well_again()
@@ -258,7 +258,7 @@ class ApplicationFaultTest(FaultTest):
     def test_the_hotkey_held_through_the_paste_of_a_recording_from_the_panel(self):
         before = self.person.editor_text()
         self.person.click("Start")
-        self.speak_in()
+        self.person.say(self.clip)
         with self.person.holding_the_hotkey():
             self.person.click("Stop")
             self.wait_for_text(before)
@@ -364,8 +364,7 @@ class DisplayFaultTest(unittest.TestCase):
     def test_closed_while_recording(self):
         self.person.start_translators()
         self.desktop.keys_down(*HOTKEY)
-        wait_for("the recording", lambda: self.person.status() == "Listening...")
-        self.desktop.play(self.clip.path)
+        self.person.say(self.clip)
         self.assert_the_program_ends_with_the_server()
 
     def test_closed_while_a_translation_hangs(self):
@@ -373,7 +372,7 @@ class DisplayFaultTest(unittest.TestCase):
         for pid in self.person.translators():
             os.kill(pid, signal.SIGSTOP)
         with self.person.holding_the_hotkey():
-            self.desktop.play(self.clip.path)
+            self.person.say(self.clip)
         wait_for("the translation", lambda: self.person.status() == "Translating locally...")
         self.assert_the_program_ends_with_the_server()
 

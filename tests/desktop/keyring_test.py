@@ -254,7 +254,7 @@ class HostedKeyringTest(KeyringTest):
         self.back_to_the_editor()
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
         self.wait_for_status(REFUSED)
         self.assertEqual(self.desktop.keys_held(), [])
         self.assertEqual(self.person.editor_text(), before)

@@ -2,7 +2,6 @@
 """What somebody does who has never configured anything: with mouse and keys, on the real panel. The path of the
 program is the first argument."""
 
-import time
 import unittest
 
 from panel_case import PanelCase  # first: it finds the others
@@ -41,9 +40,7 @@ class NewUserTest(PanelCase):
     def speak(self, keys):
         self.person.focus_editor()
         self.desktop.keys_down(*keys)
-        self.wait_for_status("Listening...")
-        self.desktop.play(recordings()[4].path)
-        time.sleep(0.25)
+        self.person.say(recordings()[4])
         self.desktop.keys_up(*reversed(keys))
 
     def dictate(self, keys):

@@ -53,8 +53,7 @@ class TerminalTest(unittest.TestCase):
 
     def dictate(self):
         with self.person.holding_the_hotkey():
-            wait_for("the recording", lambda: self.person.status() == "Listening...")
-            self.desktop.play(self.clip.path)
+            self.person.say(self.clip)
         wait_for("the end of the dictation", lambda: self.person.status() == "Inserted translation.")
 
     def test_the_text_arrives_and_both_selections_come_back(self):

@@ -13,6 +13,15 @@ namespace {
 
 const QByteArray microphone = "microphone.monitor";
 
+/// A server without real-time priority that comes too late for a cycle leaves a gap in the sound, which is
+/// heard as another word: cycles of 85 ms are kept on a busy machine too.
+const QByteArray longCycles = R"(context.properties = {
+    default.clock.min-quantum = 4096
+    default.clock.quantum = 4096
+    default.clock.max-quantum = 8192
+}
+)";
+
 QString option(const QString &name, const QString &value) {
     return value.isEmpty() ? QString() : name + u'=' + value;
 }
@@ -80,6 +89,11 @@ void SoundServer::startPipeWire() {
     // The session manager does not do without a bus.
     if (!m_bus)
         m_bus.emplace();
+    const QString settings = m_folder.filePath(u"pipewire/pipewire.conf.d"_qs);
+    QFile file(settings + u"/cycles.conf"_qs);
+    if (!QDir().mkpath(settings) || !file.open(QFile::WriteOnly) || file.write(longCycles) < 0)
+        throw std::runtime_error("the sound server's settings cannot be written");
+    file.close();
     // The socket of a server that was killed is still there: only one that listens lets somebody connect.
     const auto listens = [core = m_folder.filePath(u"pipewire-0"_qs)] {
         QLocalSocket socket;
@@ -138,7 +152,7 @@ void SoundServer::keepMicrophoneRunning() {
 
 /// With a latency that a busy machine keeps up with: a gap in the sound would be heard as another word.
 std::unique_ptr<ChildProcess> SoundServer::play(const QString &path) {
-    QStringList arguments{u"--device=microphone"_qs, u"--latency-msec=200"_qs, path};
+    QStringList arguments{u"--device=microphone"_qs, u"--latency-msec=500"_qs, path};
     if (!m_microphone.channelMap.isEmpty())
         arguments.prepend(option(u"--channel-map"_qs, m_microphone.channelMap));
     return std::make_unique<ChildProcess>(u"paplay"_qs, arguments, environment());
