@@ -1,7 +1,5 @@
 #include "platform/linux/http/HttpConnection.h"
 
-#include "platform/linux/http/SystemProxies.h"
-
 #include <QNetworkReply>
 #include <QPointer>
 
@@ -22,7 +20,7 @@ bool isSameOrigin(const QUrl &a, const QUrl &b) {
 }
 
 HttpConnection::HttpConnection(const QUrl &url, SystemProxies &proxies) : m_url(url) {
-    proxies.find(m_url, [self = QPointer(this)](const QNetworkProxy &found) {
+    proxies.find(m_url, [self = QPointer(this)](const SystemProxies::Result &found) {
         if (!self)
             return;
         self->m_proxy = found;
@@ -31,12 +29,19 @@ HttpConnection::HttpConnection(const QUrl &url, SystemProxies &proxies) : m_url(
     });
 }
 
+bool HttpConnection::canServe(const QUrl &url) const {
+    return isSameOrigin(m_url, url) && !(m_proxy && std::holds_alternative<TransportError>(*m_proxy));
+}
+
 void HttpConnection::open() {
-    whenProxyIsKnown([this](const QNetworkProxy &proxy) {
+    whenProxyIsKnown([this](const SystemProxies::Result &found) {
+        const auto *proxy = std::get_if<QNetworkProxy>(&found);
+        if (!proxy)
+            return;
         m_isOpening = true;
         connect(&m_network, &QNetworkAccessManager::finished, this, &HttpConnection::opened,
                 Qt::SingleShotConnection);
-        m_network.setProxy(proxy);
+        m_network.setProxy(*proxy);
         if (isSecure(m_url))
             m_network.connectToHostEncrypted(m_url.host(), effectivePort(m_url));
         else
@@ -57,7 +62,7 @@ void HttpConnection::whenOpened(std::function<void()> then) {
         then();
 }
 
-void HttpConnection::whenProxyIsKnown(ProxyKnown then) {
+void HttpConnection::whenProxyIsKnown(SystemProxies::Found then) {
     if (m_proxy)
         then(*m_proxy);
     else

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "platform/linux/http/SystemProxies.h"
+
 #include <QNetworkAccessManager>
-#include <QNetworkProxy>
 #include <QObject>
 #include <QUrl>
 
@@ -9,8 +10,6 @@
 #include <optional>
 
 namespace quillora::platform {
-
-class SystemProxies;
 
 /// Whether both lead to the same scheme, host and port.
 bool isSameOrigin(const QUrl &a, const QUrl &b);
@@ -24,12 +23,11 @@ class HttpConnection : public QObject {
     Q_OBJECT
 
 public:
-    using ProxyKnown = std::function<void(const QNetworkProxy &)>;
-
     /// Looks for the proxy at once. `proxies` outlives it.
     HttpConnection(const QUrl &url, SystemProxies &proxies);
 
-    bool leadsTo(const QUrl &url) const { return isSameOrigin(m_url, url); }
+    /// Whether a request to `url` may use it. Where the search for a proxy failed, the next may not.
+    bool canServe(const QUrl &url) const;
 
     /// Connects once the proxy is known. A failure shows with the request.
     void open();
@@ -38,8 +36,9 @@ public:
     /// would make the toolkit open a second one.
     void whenOpened(std::function<void()> then);
 
-    /// Calls `then` once the proxy is known, at once if it is already. Only the last one who asked is told.
-    void whenProxyIsKnown(ProxyKnown then);
+    /// Calls `then` once the search for a proxy is over, at once if it is already. Only the last one who
+    /// asked is told.
+    void whenProxyIsKnown(SystemProxies::Found then);
 
     QNetworkAccessManager &network() { return m_network; }
 
@@ -48,8 +47,8 @@ private:
 
     QUrl m_url;
     QNetworkAccessManager m_network;
-    std::optional<QNetworkProxy> m_proxy;
-    ProxyKnown m_onProxyKnown;
+    std::optional<SystemProxies::Result> m_proxy;
+    SystemProxies::Found m_onProxyKnown;
     bool m_isOpening = false;
     std::function<void()> m_onOpened;
 };

@@ -2,7 +2,6 @@
 
 #include "platform/linux/http/HttpConnection.h"
 #include "platform/linux/http/OneTimeBody.h"
-#include "platform/linux/http/SystemProxies.h"
 #include "platform/linux/http/TransportError.h"
 
 #include <QNetworkReply>
@@ -61,13 +60,14 @@ HttpExchange::HttpExchange(std::unique_ptr<HttpConnection> connection, MainQueue
       m_waiter(std::move(waiter)) {
     m_totalDeadline = m_queue.asyncAfter(
         totalTime, [this, totalTime] { fail(TransportError::slowness(m_request.url, totalTime)); });
-    m_silenceDeadline = m_queue.asyncAfter(SystemProxies::longestLookup, [this] {
-        fail(TransportError::unknownProxy(m_request.url, SystemProxies::longestLookup));
-    });
-    m_connection->whenProxyIsKnown([this](const QNetworkProxy &proxy) {
+    m_connection->whenProxyIsKnown([this](const SystemProxies::Result &found) {
         if (m_isOver)
             return;
-        m_proxy = proxy;
+        if (const auto *error = std::get_if<TransportError>(&found)) {
+            fail(*error);
+            return;
+        }
+        m_proxy = std::get<QNetworkProxy>(found);
         restartSilenceDeadline();
         m_connection->whenOpened([this] {
             if (!m_isOver)
@@ -101,7 +101,8 @@ void HttpExchange::send() {
 }
 
 void HttpExchange::restartSilenceDeadline() {
-    m_silenceDeadline->cancel();
+    if (m_silenceDeadline)
+        m_silenceDeadline->cancel();
     m_silenceDeadline = m_queue.asyncAfter(m_request.timeoutInterval, [this] {
         fail(TransportError::silence(m_request.url, m_request.timeoutInterval));
     });
@@ -180,7 +181,8 @@ void HttpExchange::fail(const TransportError &error) {
 
 void HttpExchange::end() {
     m_isOver = true;
-    m_silenceDeadline->cancel();
+    if (m_silenceDeadline)
+        m_silenceDeadline->cancel();
     m_totalDeadline->cancel();
     dropReply();
 }

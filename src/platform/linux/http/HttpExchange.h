@@ -55,7 +55,7 @@ private:
     QList<QSslError> m_tlsErrors;
     QByteArray m_body;
     int m_redirectCount = 0;
-    std::shared_ptr<WorkItem> m_silenceDeadline; ///< of the host, and before that of the search for a proxy
+    std::shared_ptr<WorkItem> m_silenceDeadline; ///< none while a proxy is looked for
     std::shared_ptr<WorkItem> m_totalDeadline;
     std::shared_ptr<WorkItem> m_departure; ///< of a failed one
 };

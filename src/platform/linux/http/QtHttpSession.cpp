@@ -5,7 +5,6 @@
 #include "platform/linux/http/TransportError.h"
 
 #include <algorithm>
-#include <system_error>
 #include <utility>
 
 namespace quillora::platform {
@@ -44,11 +43,7 @@ void QtHttpSession::prepare(const QUrl &url) {
     dropPrepared();
     if (!isHttp(url) || url.host().isEmpty())
         return;
-    try {
-        m_prepared = std::make_unique<HttpConnection>(url, m_proxies);
-    } catch (const std::system_error &) {
-        return; // no thread to look for a proxy with: the request will say so, if that lasts
-    }
+    m_prepared = std::make_unique<HttpConnection>(url, m_proxies);
     m_prepared->open();
     m_preparedDeadline = m_queue.asyncAfter(longestWait, [this] { m_prepared.reset(); });
 }
@@ -60,7 +55,7 @@ void QtHttpSession::dropPrepared() {
 }
 
 std::unique_ptr<HttpConnection> QtHttpSession::connectionTo(const QUrl &url) {
-    if (!m_prepared || !m_prepared->leadsTo(url))
+    if (!m_prepared || !m_prepared->canServe(url))
         return std::make_unique<HttpConnection>(url, m_proxies);
     m_preparedDeadline->cancel();
     return std::move(m_prepared);

@@ -4,9 +4,11 @@
 #include <QPointer>
 #include <QTcpSocket>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -48,7 +50,8 @@ QList<QNetworkProxy> usableProxies(const QList<QByteArray> &names) {
     QList<QNetworkProxy> proxies;
     for (const QByteArray &name : names) {
         const auto url = QUrl::fromEncoded(name);
-        if (const auto type = proxyType(url.scheme()))
+        const auto type = proxyType(url.scheme());
+        if (type && (type == QNetworkProxy::NoProxy || !url.host().isEmpty()))
             proxies += QNetworkProxy(*type, url.host(), static_cast<quint16>(url.port(0)),
                                      url.userName(QUrl::FullyDecoded), url.password(QUrl::FullyDecoded));
     }
@@ -83,18 +86,20 @@ class SystemProxies::Thread : public std::enable_shared_from_this<Thread> {
 public:
     using Answered = std::function<void(const QList<QByteArray> &)>;
 
+    // For the main thread only.
+    QByteArray address;     ///< what it asks for; null while it is free
+    bool isOverdue = false; ///< somebody who waited for that has given up
+
+    /// Throws std::system_error if there can be no more threads.
     void start(const MakeAsk &makeAsk) {
         std::thread([self = shared_from_this(), makeAsk] { self->run(makeAsk); }).detach();
     }
 
-    /// False while it is still asking for something else.
-    bool ask(const QByteArray &address, Answered answered) {
+    /// Only while it is free. It is again when `answered` is called, on this thread.
+    void ask(Answered answered) {
         const std::lock_guard lock(m_mutex);
-        if (m_task)
-            return false;
         m_task = {address, std::move(answered)};
         m_changed.notify_all();
-        return true;
     }
 
     /// It ends once it is free.
@@ -146,6 +151,14 @@ private:
     std::optional<Task> m_task;
     bool m_isDismissed = false;
     bool m_hasEnded = false;
+};
+
+/// Somebody who waits for an answer.
+struct SystemProxies::Search {
+    QUrl url;
+    Found found;
+    std::shared_ptr<WorkItem> deadline;
+    std::shared_ptr<Thread> thread; ///< which asks for it; none while there is none to be had
 };
 
 /// Looks for the first proxy that accepts connections; then it deletes itself. Nothing is sent to any.
@@ -201,6 +214,8 @@ SystemProxies::SystemProxies(MainQueue &queue, MakeAsk makeAsk)
 
 SystemProxies::~SystemProxies() {
     m_answers->refuse();
+    for (const auto &search : m_searches)
+        search->deadline->cancel();
     for (const auto &thread : m_threads)
         thread->dismiss();
     const auto latest = Clock::now() + moment;
@@ -210,31 +225,87 @@ SystemProxies::~SystemProxies() {
 
 void SystemProxies::find(const QUrl &url, Found found) {
     if (isThisMachine(url)) {
-        m_queue.async([found = std::move(found)] { found({QNetworkProxy::NoProxy}); });
+        m_queue.async([found = std::move(found)] { found(QNetworkProxy(QNetworkProxy::NoProxy)); });
         return;
     }
-    const auto choose = [this, found = std::move(found)](const QList<QByteArray> &names) {
-        if (const auto proxies = usableProxies(names); !proxies.isEmpty())
-            new Trial(proxies, m_queue, found, &m_trials);
-    };
-    const auto answered = [answers = m_answers, choose,
-                           trials = QPointer(&m_trials)](const QList<QByteArray> &names) {
-        answers->post([names, choose, trials] {
+    const auto search = std::make_shared<Search>(Search{url, std::move(found), {}, {}});
+    search->deadline = m_queue.asyncAfter(longestLookup, [this, &search = *search] { giveUp(search); });
+    m_searches += search;
+    askForThoseWhoWait();
+}
+
+void SystemProxies::askForThoseWhoWait() {
+    for (const auto &search : std::as_const(m_searches)) {
+        if (!search->thread)
+            search->thread = threadThatAsksFor(address(search->url));
+    }
+}
+
+/// One that asks for it already, or else one that begins to. None where there is no thread to be had.
+std::shared_ptr<SystemProxies::Thread> SystemProxies::threadThatAsksFor(const QByteArray &address) {
+    for (const auto &thread : std::as_const(m_threads)) {
+        if (thread->address == address && !thread->isOverdue)
+            return thread;
+    }
+    auto thread = freeThread();
+    if (!thread)
+        return {};
+    thread->address = address;
+    thread->isOverdue = false;
+    thread->ask([this, thread, answers = m_answers, trials = QPointer(&m_trials)](const auto &names) {
+        answers->post([this, thread, names, trials] {
             if (trials)
-                choose(names);
+                answer(thread, names);
         });
-    };
-    if (!m_threads.isEmpty() && m_threads.last()->ask(address(url), answered))
-        return;
-    m_threads.removeIf([](const auto &thread) { return thread->hasEnded(); });
+    });
+    return thread;
+}
+
+/// None where all are stuck, or the system has no more. Somebody will have an answer, or time runs out.
+std::shared_ptr<SystemProxies::Thread> SystemProxies::freeThread() {
+    for (const auto &thread : std::as_const(m_threads)) {
+        if (thread->address.isNull())
+            return thread;
+    }
     if (m_threads.size() == mostThreads)
-        return;
-    if (!m_threads.isEmpty())
-        m_threads.last()->dismiss();
+        return {};
     const auto thread = std::make_shared<Thread>();
-    thread->start(m_makeAsk);
-    thread->ask(address(url), answered);
+    try {
+        thread->start(m_makeAsk);
+    } catch (const std::system_error &) {
+        return {};
+    }
     m_threads += thread;
+    return thread;
+}
+
+void SystemProxies::answer(const std::shared_ptr<Thread> &thread, const QList<QByteArray> &names) {
+    thread->address = {};
+    QList<std::shared_ptr<Search>> answered;
+    m_searches.removeIf([&](const auto &search) {
+        if (search->thread != thread)
+            return false;
+        answered += search;
+        return true;
+    });
+    askForThoseWhoWait();
+    const auto proxies = usableProxies(names);
+    for (const auto &search : std::as_const(answered)) {
+        search->deadline->cancel();
+        if (proxies.isEmpty())
+            search->found(TransportError::noUsableProxy(search->url));
+        else
+            new Trial(proxies, m_queue, search->found, &m_trials);
+    }
+}
+
+void SystemProxies::giveUp(const Search &search) {
+    if (search.thread)
+        search.thread->isOverdue = true;
+    const auto url = search.url;
+    const auto found = search.found;
+    m_searches.removeIf([&](const auto &each) { return each.get() == &search; });
+    found(TransportError::unknownProxy(url, longestLookup));
 }
 
 /// Not through the toolkit, which asks on one thread for all, and adds a direct way to every answer.

@@ -87,6 +87,11 @@ TransportError TransportError::unknownProxy(const QUrl &url, std::chrono::millis
         u"Could not find out within %1 which proxy server leads to %2."_qs.arg(seconds(limit), url.host()));
 }
 
+TransportError TransportError::noUsableProxy(const QUrl &url) {
+    return TransportError(
+        u"Could not connect to %1: no proxy server that can be used leads there."_qs.arg(url.host()));
+}
+
 TransportError TransportError::silence(const QUrl &url, std::chrono::milliseconds limit) {
     return TransportError(url.host() + u" sent nothing for "_qs + seconds(limit) + u'.');
 }

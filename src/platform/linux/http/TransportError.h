@@ -26,6 +26,9 @@ public:
     /// The system did not say in time whether there is a proxy.
     static TransportError unknownProxy(const QUrl &url, std::chrono::milliseconds limit);
 
+    /// The system names proxies, but none that can be used.
+    static TransportError noUsableProxy(const QUrl &url);
+
     static TransportError silence(const QUrl &url, std::chrono::milliseconds limit);
     static TransportError slowness(const QUrl &url, std::chrono::milliseconds limit);
     static TransportError noAnswer(const QUrl &url);

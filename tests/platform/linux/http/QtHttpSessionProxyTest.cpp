@@ -118,8 +118,20 @@ private Q_SLOTS:
             u"Could not find out within 10 seconds which proxy server leads to other.quillora.example."_qs);
     }
 
-    void aScriptThatDoesNotComeHoldsUpNoRequestByOtherSettings() {
+    void aRequestAfterThatAsksTheSettingsAgain() {
         startWithAScriptThatDoesNotCome();
+        m_platform->queue.advance(10s);
+        RawHttpServer proxy;
+        proxy.answer(RawHttpServer::response(200, "by proxy"));
+        qputenv("http_proxy", proxy.url(u"/"_qs).toEncoded());
+        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_qs))->value().body, "by proxy");
+    }
+
+    void aSearchInAdvanceThatRanOutOfTimeIsRepeatedForTheRequest() {
+        useAScriptThatDoesNotCome();
+        m_platform->session->prepare(QUrl(u"http://api.quillora.example/v1"_qs));
+        QVERIFY(m_platform->waitUntil([this] { return m_proxy->requests().size() == 1; }));
+        m_platform->queue.advance(10s);
         RawHttpServer proxy;
         proxy.answer(RawHttpServer::response(200, "by proxy"));
         qputenv("http_proxy", proxy.url(u"/"_qs).toEncoded());

@@ -11,7 +11,6 @@
 #include <QTcpSocket>
 #include <QTest>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <mutex>
@@ -177,23 +176,53 @@ private Q_SLOTS:
         QVERIFY(m_platform->waitUntil([&] { return late->has_value(); }));
     }
 
-    void stuckThreadsAreBoundedAndMakeRoomAgain() {
-        for (int i = 0; i < SystemProxies::mostThreads; ++i)
-            getStuck();
+    void aLookupJoinsTheSameOneThatIsUnderWay() {
+        const auto first = getStuck();
+        const auto second = startFinding(u"https://stuck.example/other"_qs);
+        find(u"https://api.quillora.example/"_qs);
+        QCOMPARE(m_system->asked(),
+                 (QList<QByteArray>{"https://stuck.example/", "https://api.quillora.example/"}));
+        m_system->release();
+        QVERIFY(m_platform->waitUntil([&] { return first->has_value() && second->has_value(); }));
+        QCOMPARE(m_system->asked().size(), 2);
+    }
+
+    void aLookupThatRanOutOfTimeIsAnErrorAndIsNotJoined() {
+        const auto late = getStuck();
+        m_platform->queue.advance(10s - 1ms);
+        QVERIFY(!late->has_value());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(error(late),
+                 u"Could not find out within 10 seconds which proxy server leads to stuck.example."_qs);
+        const auto next = getStuck();
+        QCOMPARE(m_system->askerCount(), 2);
+        m_system->release();
+        QVERIFY(m_platform->waitUntil([&] { return next->has_value(); }));
+        QCOMPARE(std::get<QNetworkProxy>(**next), QNetworkProxy(QNetworkProxy::NoProxy));
+        QCOMPARE(m_platform->queue.delayedCount(), 0);
+    }
+
+    void aLookupThatFindsEveryThreadStuckRunsOutOfTimeToo() {
+        getAllStuck();
+        const auto oneTooMany = startFinding(u"https://api.quillora.example/"_qs);
+        m_platform->queue.advance(10s);
+        QCOMPARE(
+            error(oneTooMany),
+            u"Could not find out within 10 seconds which proxy server leads to api.quillora.example."_qs);
+        QCOMPARE(m_system->askerCount(), SystemProxies::mostThreads);
+    }
+
+    void aLookupThatFindsEveryThreadStuckIsMadeOnceOneIsFree() {
+        getAllStuck();
         const auto oneTooMany = startFinding(u"https://api.quillora.example/"_qs);
         m_system->release();
-        QList<std::shared_ptr<Found>> later;
-        QVERIFY(m_platform->waitUntil([&] {
-            later += startFinding(u"https://api.quillora.example/"_qs);
-            return std::any_of(later.cbegin(), later.cend(),
-                               [](const auto &found) { return found->has_value(); });
-        }));
-        QVERIFY(!oneTooMany->has_value());
+        QVERIFY(m_platform->waitUntil([&] { return oneTooMany->has_value(); }));
+        QCOMPARE(std::get<QNetworkProxy>(**oneTooMany), QNetworkProxy(QNetworkProxy::NoProxy));
+        QCOMPARE(m_system->askerCount(), SystemProxies::mostThreads);
     }
 
     void theEndDoesNotWaitForThoseThatAreStuck() {
-        for (int i = 0; i < SystemProxies::mostThreads; ++i)
-            getStuck();
+        getAllStuck();
         QElapsedTimer clock;
         clock.start();
         m_proxies.reset();
@@ -279,23 +308,45 @@ private Q_SLOTS:
                  "refused."_qs);
     }
 
-    void whereNoProxyIsOfUseNoneIsFound() {
-        m_system->names = {"socks4://127.0.0.1:1"};
-        const auto found = startFinding(u"http://api.quillora.example/v1"_qs);
-        QVERIFY(m_platform->waitUntil([this] { return m_system->asked().size() == 1; }));
-        find(u"http://127.0.0.1/"_qs);
-        QVERIFY(!found->has_value());
+    void whereNoProxyIsOfUseTheErrorComesAtOnce_data() {
+        QTest::addColumn<QList<QByteArray>>("names");
+        QTest::newRow("of a kind that cannot be used") << QList<QByteArray>{"socks4://127.0.0.1:1"};
+        QTest::newRow("without a host") << QList<QByteArray>{"http://", "socks://"};
+        QTest::newRow("none at all") << QList<QByteArray>();
+    }
+    void whereNoProxyIsOfUseTheErrorComesAtOnce() {
+        QFETCH(QList<QByteArray>, names);
+        m_system->names = names;
+        QCOMPARE(
+            ask(u"http://api.quillora.example/v1"_qs)->error(),
+            u"Could not connect to api.quillora.example: no proxy server that can be used leads there."_qs);
+        QCOMPARE(m_platform->queue.now(), 0s);
+    }
+
+    void theDirectWayGetsItsTimeHoweverLongTheTrialsTook() {
+        const SilentListener silent;
+        RawHttpServer server;
+        server.answer(RawHttpServer::response(200, "direct"));
+        const QByteArray name = "http://127.0.0.1:" + QByteArray::number(silent.port());
+        m_system->names = {name, name, name, name, "direct://"};
+        const auto outcome = start(server.url(u"/v1"_qs, u"0.0.0.0"_qs).toString());
+        for (int i = 1; i <= 4; ++i) {
+            QVERIFY(m_platform->waitUntil([&] { return m_platform->queue.nextDue() == i * 3s; }));
+            m_platform->queue.advance(3s);
+        }
+        QVERIFY(m_platform->settle(outcome));
+        QCOMPARE(outcome->value().body, "direct");
     }
 
     void aProxyThatDoesNotAnswerIsPassedOverAfterThreeSeconds() {
         const SilentListener silent;
         m_system->names = {"http://127.0.0.1:" + QByteArray::number(silent.port()), "direct://"};
         const auto found = startFinding(u"http://api.quillora.example/v1"_qs);
-        QVERIFY(m_platform->waitUntil([this] { return m_platform->queue.delayedCount() == 1; }));
+        QVERIFY(m_platform->waitUntil([this] { return m_platform->queue.nextDue() == 3s; }));
         m_platform->queue.advance(3s - 1ms);
         QVERIFY(!found->has_value());
         m_platform->queue.advance(1ms);
-        QCOMPARE(found->value(), QNetworkProxy(QNetworkProxy::NoProxy));
+        QCOMPARE(std::get<QNetworkProxy>(**found), QNetworkProxy(QNetworkProxy::NoProxy));
         QCOMPARE(m_platform->queue.delayedCount(), 0);
     }
 
@@ -303,7 +354,7 @@ private Q_SLOTS:
         const SilentListener silent;
         m_system->names = {"http://127.0.0.1:" + QByteArray::number(silent.port()), "direct://"};
         const auto found = startFinding(u"http://api.quillora.example/v1"_qs);
-        QVERIFY(m_platform->waitUntil([this] { return m_platform->queue.delayedCount() == 1; }));
+        QVERIFY(m_platform->waitUntil([this] { return m_platform->queue.nextDue() == 3s; }));
         m_proxies.reset();
         QCOMPARE(m_platform->queue.delayedCount(), 0);
         QVERIFY(!found->has_value());
@@ -322,28 +373,39 @@ private Q_SLOTS:
     }
 
 private:
-    using Found = std::optional<QNetworkProxy>;
+    using Found = std::optional<SystemProxies::Result>;
 
     std::shared_ptr<Found> startFinding(const QString &url) {
         auto found = std::make_shared<Found>();
-        m_proxies->find(QUrl(url), [found](const QNetworkProxy &proxy) { *found = proxy; });
+        m_proxies->find(QUrl(url), [found](const SystemProxies::Result &result) { *found = result; });
         return found;
     }
 
+    /// Null if none was told.
+    static QString error(const std::shared_ptr<Found> &found) {
+        const auto *error = *found ? std::get_if<platform::TransportError>(&**found) : nullptr;
+        return error ? error->errorDescription() : QString();
+    }
+
     /// Returns once the system has been asked.
-    std::shared_ptr<Found> getStuck() {
+    std::shared_ptr<Found> getStuck(const QString &host = u"stuck.example"_qs) {
         const auto count = m_system->asked().size();
-        auto found = startFinding(u"https://stuck.example/"_qs);
+        auto found = startFinding(u"https://"_qs + host + u'/');
         if (!m_platform->waitUntil([&] { return m_system->asked().size() == count + 1; }))
             throw std::runtime_error("the system was not asked");
         return found;
+    }
+
+    void getAllStuck() {
+        for (int i = 0; i < SystemProxies::mostThreads; ++i)
+            getStuck(u"stuck%1.example"_qs.arg(i));
     }
 
     QNetworkProxy find(const QString &url) {
         const auto found = startFinding(url);
         if (!m_platform->waitUntil([&] { return found->has_value(); }))
             throw std::runtime_error("no answer came");
-        return **found;
+        return std::get<QNetworkProxy>(**found);
     }
 
     std::unique_ptr<platform::HttpConnection> connectionTo(const QString &url) {
@@ -353,11 +415,20 @@ private:
     std::shared_ptr<Outcome> ask(const QString &url) { return ask(url, connectionTo(url)); }
 
     std::shared_ptr<Outcome> ask(const QString &url, std::unique_ptr<platform::HttpConnection> connection) {
+        auto outcome = start(url, std::move(connection));
+        if (!m_platform->settle(outcome))
+            throw std::runtime_error("the exchange never ended");
+        return outcome;
+    }
+
+    std::shared_ptr<Outcome> start(const QString &url) { return start(url, connectionTo(url)); }
+
+    std::shared_ptr<Outcome> start(const QString &url, std::unique_ptr<platform::HttpConnection> connection) {
         platform::Continuation<HttpResponse> waiter(m_platform->queue);
         auto answer = answerTo(waiter);
         new platform::HttpExchange(std::move(connection), m_platform->queue, test::authorizedPost(QUrl(url)),
                                    2min, std::move(waiter), &m_exchanges);
-        return m_platform->outcomeOf(std::move(answer));
+        return Outcome::of(std::move(answer));
     }
 
     static QCoro::Task<HttpResponse> answerTo(const platform::Continuation<HttpResponse> &waiter) {
