@@ -1,10 +1,18 @@
 #include "controller/AppController.h"
 
 #include "controller/Attempt.h"
+#include "platform/Platform.h"
 
 #include <QPointer>
 
 namespace quillora {
+
+namespace {
+
+/// Nobody says a word in less time.
+constexpr std::chrono::milliseconds longestTap(300);
+
+} // namespace
 
 QCoro::Task<> AppController::hotKeyPressed() {
     if (m_isRecordingHotKey || m_isRecording || m_isProcessing || m_isHotKeyHeld ||
@@ -56,6 +64,7 @@ QCoro::Task<> AppController::startRecording() {
     setTranscriptText({});
     setTranslatedText({});
     setStatusText(u"Requesting microphone and speech access..."_qs);
+    m_isHostedTranslationPrepared = false;
 
     const QPointer<AppController> self(this);
     auto start = m_speechService.start(selectedSource().id, [self](const QString &partial) {
@@ -63,6 +72,8 @@ QCoro::Task<> AppController::startRecording() {
             return;
         self->setTranscriptText(partial);
         self->setStatusText(u"Listening..."_qs);
+        if (!partial.trimmed().isEmpty())
+            self->prepareHostedTranslation();
     });
     const auto started = co_await attempt(std::move(start));
     if (!self)
@@ -73,7 +84,13 @@ QCoro::Task<> AppController::startRecording() {
     }
     setRecording(true);
     setStatusText(u"Listening..."_qs);
-    prepareHostedTranslation();
+    if (m_tapEnd)
+        m_tapEnd->cancel();
+    m_isTap = true;
+    m_tapEnd = platform::Platform::current().mainQueue().asyncAfter(longestTap, [self] {
+        if (self)
+            self->m_isTap = false;
+    });
 }
 
 QCoro::Task<> AppController::stopRecording() {
@@ -82,6 +99,8 @@ QCoro::Task<> AppController::stopRecording() {
     setRecording(false);
     setProcessing(true);
     setStatusText(u"Finishing transcription..."_qs);
+    if (!m_isTap)
+        prepareHostedTranslation(); // a short word may have no interim text
 
     const QPointer<AppController> self(this);
     const QString transcript = (co_await m_speechService.stop()).trimmed();

@@ -17,6 +17,7 @@ const QString recordingOff = u"onStateChanged recording=0 processing=0"_qs;
 const QString processingOn = u"onStateChanged recording=0 processing=1"_qs;
 const QString processingOff = u"onStateChanged recording=0 processing=0"_qs;
 const QString attention = u"onNeedsAttention"_qs;
+const QStringList prepared{u"http prepare https://my.example/t"_qs};
 
 } // namespace
 
@@ -88,13 +89,63 @@ private Q_SLOTS:
 
     // The hosted engine's connection.
 
-    void theHostedEnginesConnectionIsOpenedWhileTheUserSpeaks() {
+    void theHostedEnginesConnectionIsOpenedWithTheFirstWord() {
         useBackend();
         c().hotKeyPressed();
         m->run();
-        QCOMPARE(m->takeCalls(u"(http|on|audio.start)"_qs),
-                 (QStringList{u"audio.start"_qs, recordingOn, u"http prepare https://my.example/t"_qs}));
+        hear(u" "_qs);
+        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
+        hear(u"hel"_qs);
+        QCOMPARE(m->takeCalls(u"http"_qs), prepared);
         QCOMPARE(c().statusText(), u"Listening..."_qs);
+        hear(u"hello"_qs);
+        c().hotKeyReleased();
+        m->run();
+        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
+    }
+
+    void aWordTooShortForAnInterimTextOpensTheConnectionAtTheRelease() {
+        useBackend();
+        c().hotKeyPressed();
+        m->run();
+        m->platform.queue.advance(300ms);
+        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
+        c().hotKeyReleased();
+        m->run();
+        QCOMPARE(m->takeCalls(u"(http|request.endAudio)"_qs), prepared + QStringList{u"request.endAudio"_qs});
+    }
+
+    void aTapOpensNoConnection_data() {
+        QTest::addColumn<std::function<void()>>("hold");
+        QTest::newRow("at once") << std::function<void()>([] {});
+        QTest::newRow("during the start") << std::function<void()>([this] { m->platform.queue.runOne(); });
+        QTest::newRow("shorter than a word")
+            << std::function<void()>([this] { m->platform.queue.advance(299ms); });
+    }
+    void aTapOpensNoConnection() {
+        QFETCH(std::function<void()>, hold);
+        useBackend();
+        for (int i = 0; i < 2; ++i) {
+            c().hotKeyPressed();
+            hold();
+            c().hotKeyReleased();
+            m->platform.queue.advance(1500ms);
+            QCOMPARE(c().statusText(), u"No speech recognized."_qs);
+        }
+        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
+    }
+
+    void everyRecordingOpensAConnectionOfItsOwn() {
+        useBackend();
+        for (int i = 0; i < 2; ++i) {
+            c().hotKeyPressed();
+            m->run();
+            hear(u"hel"_qs);
+            QCOMPARE(m->takeCalls(u"http"_qs), prepared);
+            c().hotKeyReleased();
+            m->platform.queue.advance(2s);
+            m->takeCalls();
+        }
     }
 
     void noConnectionIsOpenedForWhatTheHostedEngineIsNotAskedFor_data() {
@@ -115,6 +166,9 @@ private Q_SLOTS:
         arrange();
         c().hotKeyPressed();
         m->run();
+        if (c().isRecording())
+            hear(u"hel"_qs);
+        m->platform.queue.advance(300ms);
         QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
     }
 
@@ -123,7 +177,8 @@ private Q_SLOTS:
         c().setTargetLanguageIdentifier(u"kk"_qs);
         c().hotKeyPressed();
         m->run();
-        QCOMPARE(m->takeCalls(u"http"_qs), QStringList{u"http prepare https://my.example/t"_qs});
+        hear(u"hel"_qs);
+        QCOMPARE(m->takeCalls(u"http"_qs), prepared);
     }
 
     void nothingIsOpenedButByARecording() {
@@ -382,6 +437,11 @@ private:
     void useBackend() {
         c().setTranslationEngineIdentifier(u"openAINatural"_qs);
         c().setOpenAIEndpointString(u"https://my.example/t"_qs);
+    }
+
+    void hear(const QString &interimText) {
+        m->platform.speech.deliver(interimText);
+        m->run();
     }
 
     /// The status at each call to the shell during one dictation.

@@ -253,12 +253,13 @@ void DictationOracle::startRecording(const Next &next) {
     publish("transcriptText", transcript, QString());
     publish("translatedText", translated, QString());
     say(u"Requesting microphone and speech access..."_qs);
+    m_isHostedPrepared = false;
     serviceStart(
         chosen(spokenLanguages, source).id,
         [this, next] {
             setRecording(true);
             say(u"Listening..."_qs);
-            prepareHosted();
+            m_recordingSince = m_now;
             next();
         },
         [this, next](const QString &error) {
@@ -274,6 +275,8 @@ void DictationOracle::stopRecording(const Next &next) {
     setRecording(false);
     setProcessing(true);
     say(u"Finishing transcription..."_qs);
+    if (m_now - m_recordingSince >= 300)
+        prepareHosted();
     serviceStop([this, next](const QString &text) {
         publish("transcriptText", transcript, text.trimmed());
         if (!transcript.isEmpty())
@@ -288,6 +291,8 @@ void DictationOracle::stopRecording(const Next &next) {
 // Translating and pasting
 
 void DictationOracle::prepareHosted() {
+    if (std::exchange(m_isHostedPrepared, true))
+        return;
     const QString url = endpoint.trimmed();
     const bool isSameLanguage = chosen(spokenLanguages, source).code == chosen(targetLanguages, target).id;
     if (!isSameLanguage && isHostedEffective() && url.contains(u"://") && url != defaultEndpoint)
@@ -600,6 +605,8 @@ void DictationOracle::deliver(const std::optional<QString> &text, bool isFinal, 
             m_lastTranscript = *text;
             publish("transcriptText", transcript, *text);
             say(u"Listening..."_qs);
+            if (!text->trimmed().isEmpty())
+                prepareHosted();
             if (isFinal)
                 return serviceFinish(false);
         }
