@@ -1,16 +1,10 @@
 #include "app/QuilloraApp.h"
-#include "controller/HostedEndpoint.h"
 #include "platform/linux/CoreDump.h"
 #include "platform/linux/LinuxPlatform.h"
-
-#include <QUrl>
 
 int main(int argc, char *argv[]) {
     using namespace quillora;
     platform::forgoCoreDumps();
     QuilloraApp application(argc, argv);
-    return application.run([] {
-        return std::make_unique<platform::LinuxPlatform>(
-            platform::QtHttpSession::Advice{QUrl(defaultEndpoint()).host(), adviceWithoutDefaultEndpoint()});
-    });
+    return application.run([] { return std::make_unique<platform::LinuxPlatform>(); });
 }

@@ -4,6 +4,7 @@
 #include "controller/HostedEndpoint.h"
 #include "insertion/DeviceIdentifier.h"
 #include "platform/Platform.h"
+#include "translation/OpenAITranslationServiceError.h"
 
 #include <QPointer>
 
@@ -27,9 +28,19 @@ QCoro::Task<QString> AppController::translate(QString text) {
     if (effectiveTranslationEngine() == TranslationEngine::appleLocal)
         co_return co_await m_translationBridge.translate(
             std::move(text), selectedSource().translationLanguageIdentifier, selectedTarget().id);
-    co_return co_await m_openAITranslationService.translate(
-        std::move(text), selectedSource().name, selectedTarget().name, m_openAIEndpointString.trimmed(),
-        m_openAIClientToken.trimmed(), DeviceIdentifier::current());
+    const QString endpoint = m_openAIEndpointString.trimmed();
+    try {
+        co_return co_await m_openAITranslationService.translate(
+            std::move(text), selectedSource().name, selectedTarget().name, endpoint,
+            m_openAIClientToken.trimmed(), DeviceIdentifier::current());
+    } catch (const OpenAITranslationServiceError &) {
+        throw; // somebody has answered
+    } catch (const LocalizedError &error) {
+        if (!leadsNowhere(endpoint))
+            throw;
+        // Where room is short, what to do about it counts.
+        throw LocalizedError(adviceWithoutDefaultEndpoint() + u' ' + error.errorDescription());
+    }
 }
 
 QCoro::Task<> AppController::translateAndPaste(QString transcript) {

@@ -12,9 +12,9 @@ bool leadsNowhere(const QString &endpoint) {
 }
 
 QString adviceWithoutDefaultEndpoint() {
-    // The one language that every installation translates into by itself; the language first, because Apple
-    // Local is not to be had while one is chosen that it does not know.
-    return QStringLiteral("Enter your own Backend URL, or choose Spanish and then Apple Local.");
+    // True for every pair: which ones can be translated here depends on what is installed, and not every one
+    // can be.
+    return QStringLiteral("Enter your own Backend URL, or choose languages that Apple Local can translate.");
 }
 
 QString migratedEndpoint(const QString &stored) {

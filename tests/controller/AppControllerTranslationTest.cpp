@@ -1,4 +1,5 @@
 #include "controller/ControllerFixture.h"
+#include "controller/HostedEndpoint.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -119,6 +120,34 @@ private Q_SLOTS:
         QCOMPARE(calls.mid(calls.size() - 2), (QStringList{attention, processingOff}));
         QVERIFY(calls.filter(u"pasteboard"_qs).isEmpty());
         QVERIFY(!c().isProcessing());
+    }
+
+    void whatToDoWithoutABackendComesBeforeTheReason_data() {
+        QTest::addColumn<QString>("target");
+        QTest::newRow("a pair for both engines") << u"ru"_qs;
+        QTest::newRow("a pair for the hosted engine only") << u"kk"_qs;
+    }
+    void whatToDoWithoutABackendComesBeforeTheReason() {
+        QFETCH(QString, target);
+        c().setTargetLanguageIdentifier(target);
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        c().setOpenAIEndpointString(u' ' + defaultEndpoint());
+        m->platform.http.transportError = u"Connection refused."_qs;
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().statusText(),
+                 u"Translation failed: Enter your own Backend URL, or choose languages that Apple Local can "
+                 u"translate. Connection refused."_qs);
+    }
+
+    void noAdviceIsGivenWhereSomebodyAnswersOrTheUserChoseWhom() {
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        m->platform.http.response = {true, 401, R"({"error":"Who are you?"})"};
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().statusText(), u"Translation failed: Who are you?"_qs);
+        m->platform.http.transportError = u"Connection refused."_qs;
+        c().setOpenAIEndpointString(u"https://my.example/t"_qs);
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().statusText(), u"Translation failed: Connection refused."_qs);
     }
 
     void aFailureOfTheHostedEngineIsShownAndNothingIsPasted_data() {

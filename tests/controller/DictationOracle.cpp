@@ -12,6 +12,16 @@ const QString defaultEndpoint = u"https://translate.quillora.example/v1/translat
 const QString insertedTranslation = u"Inserted translation."_qs;
 const QString copiedTranslation = u"Copied translation. Enable Accessibility to auto-paste."_qs;
 
+/// What to do comes first where nobody answers.
+const QString advice = u"Enter your own Backend URL, or choose languages that Apple Local can translate. "_qs;
+
+/// The backend's own words, and what is said of its answer in the words of the translation client.
+bool isOfTheBackend(const QString &error) {
+    return error.isEmpty() || error == u"Who are you?"_qs ||
+           error.startsWith(u"OpenAI backend returned "_qs) ||
+           error.startsWith(u"Translation backend returned "_qs);
+}
+
 struct Language {
     QString id;
     QString name;
@@ -308,17 +318,20 @@ void DictationOracle::translate(const QString &text, const Done &done, const Fai
                     chosen(targetLanguages, target).name,
                     {},
                     deviceIdentifier()};
+    const Failed failedHosted = [failed, url = request.url](const QString &error) {
+        failed((url == defaultEndpoint && !isOfTheBackend(error) ? advice : QString()) + error);
+    };
     if (!request.url.contains(u"://"))
         return failed(u"OpenAI backend endpoint is invalid."_qs);
     const QString sentToken = token.trimmed();
     if (sentToken.contains(u'\n'))
-        return failed(
+        return failedHosted(
             u"The subscription token holds a line break or another control character. Enter it again."_qs);
     if (!sentToken.isEmpty())
         request.authorization = u"Bearer "_qs + sentToken;
     log += u"http POST "_qs + request.url;
     requests += request;
-    hosted.push_back({done, failed});
+    hosted.push_back({done, failedHosted});
 }
 
 void DictationOracle::translateAndPaste(const QString &text, const Next &next) {

@@ -126,6 +126,8 @@ const QString mustBeMet[] = {
     u"statusText=Translation failed: "_qs,
     u"statusText=Translation failed: A translation is already running."_qs,
     u"statusText=Translation failed: Connection refused."_qs,
+    u"statusText=Translation failed: Enter your own Backend URL, or choose languages that Apple Local can "
+    u"translate. Connection refused."_qs,
     u"statusText=Translation failed: OpenAI backend endpoint is invalid."_qs,
     u"statusText=Translation failed: OpenAI backend returned an empty translation."_qs,
     u"statusText=Translation failed: OpenAI backend returned an invalid response."_qs,

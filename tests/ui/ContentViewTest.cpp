@@ -62,7 +62,7 @@ void enter(PanelHarness &harness, const State &state) {
 /// The pair needs the hosted engine, nobody has entered a backend, and the user has just read what to do.
 void failAtTheDefaultEndpoint(PanelHarness &harness) {
     harness.controller->setTargetLanguageIdentifier(u"kk"_qs);
-    harness.platform.http.transportError = adviceWithoutDefaultEndpoint();
+    harness.platform.http.transportError = u"Connection refused."_qs;
     harness.show();
     harness.dictate(u"hello"_qs);
 }
@@ -241,7 +241,8 @@ private Q_SLOTS:
     void withoutABackendTheOtherAdviceLeadsToATranslationOnThisComputer() {
         PanelHarness harness;
         failAtTheDefaultEndpoint(harness);
-        QVERIFY(harness.controller->statusText().endsWith(u"choose Spanish and then Apple Local."_qs));
+        QVERIFY(harness.controller->statusText().contains(
+            u"choose languages that Apple Local can translate."_qs));
         pick(harness.find<Picker>(u"targetPicker"_qs), u"🇪🇸 Spanish"_qs);
         pick(harness.find<Picker>(u"enginePicker"_qs), u"Apple Local"_qs);
         harness.dictate(u"hello"_qs);

@@ -2,6 +2,7 @@
 
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/appearance/PortalAppearance.h"
+#include "platform/linux/http/QtHttpSession.h"
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "platform/linux/locale/IcuLocaleServices.h"
@@ -36,8 +37,6 @@ std::vector<std::unique_ptr<OnDeviceEngine>> onDeviceEngines(MainQueue &mainQueu
 
 /// In the order in which they depend on one another.
 struct LinuxPlatform::Facilities {
-    explicit Facilities(const QtHttpSession::Advice &advice) : httpSession(mainQueue, advice) {}
-
     LinuxMainQueue mainQueue;
     SettingsUserDefaults userDefaults;
     SecretServiceKeychain keychain;
@@ -54,7 +53,7 @@ struct LinuxPlatform::Facilities {
 
     PocketSphinxRecognition speechRecognition{std::make_shared<PulseConnection>()};
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
-    QtHttpSession httpSession;
+    QtHttpSession httpSession{mainQueue};
 
     X11Departure departure{x11, [this] {
                                translators.reset(); // or its processes would stay
@@ -62,8 +61,7 @@ struct LinuxPlatform::Facilities {
                            }};
 };
 
-LinuxPlatform::LinuxPlatform(const QtHttpSession::Advice &advice)
-    : m_facilities(std::make_unique<Facilities>(advice)) {}
+LinuxPlatform::LinuxPlatform() : m_facilities(std::make_unique<Facilities>()) {}
 
 LinuxPlatform::~LinuxPlatform() { m_facilities->pasteboard.handOver(); }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "platform/Platform.h"
-#include "platform/linux/http/QtHttpSession.h"
 
 #include <memory>
 
@@ -13,8 +12,7 @@ namespace quillora::platform {
 /// model. Whatever is missing counts as absent until it comes. The application object must exist already.
 class LinuxPlatform : public Platform {
 public:
-    /// `advice` is what the user can do when a certain host cannot be asked.
-    explicit LinuxPlatform(const QtHttpSession::Advice &advice = {});
+    LinuxPlatform();
     /// Hands the clipboard over to whoever keeps it for programs that end.
     ~LinuxPlatform() override;
 

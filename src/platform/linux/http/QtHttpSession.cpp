@@ -35,7 +35,7 @@ void requireSendableHeaders(const HttpRequest &request) {
 
 } // namespace
 
-QtHttpSession::QtHttpSession(MainQueue &queue, Advice advice) : m_queue(queue), m_advice(std::move(advice)) {}
+QtHttpSession::QtHttpSession(MainQueue &queue) : m_queue(queue) {}
 
 QtHttpSession::~QtHttpSession() { dropPrepared(); }
 
@@ -64,20 +64,13 @@ std::unique_ptr<HttpConnection> QtHttpSession::connectionTo(const QUrl &url) {
 QCoro::Task<HttpResponse> QtHttpSession::data(HttpRequest request) {
     requireHttpAddress(request.url);
     requireSendableHeaders(request);
-    const QString advice = request.url.host() == m_advice.host ? m_advice.sentence : QString();
     Continuation<HttpResponse> waiter(m_queue);
     const auto response = waiter.wait();
     auto connection = connectionTo(request.url);
     new HttpExchange(std::move(connection), m_queue, std::move(request), totalTime, std::move(waiter),
                      &m_exchanges);
     // The session may be gone when the answer comes.
-    try {
-        co_return co_await response;
-    } catch (const TransportError &error) {
-        if (advice.isEmpty())
-            throw;
-        throw error.withAdvice(advice);
-    }
+    co_return co_await response;
 }
 
 } // namespace quillora::platform

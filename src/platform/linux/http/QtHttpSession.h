@@ -30,14 +30,8 @@ public:
     /// How long a connection that was opened in advance waits for its request.
     static constexpr std::chrono::minutes longestWait{1};
 
-    /// What a user can do when this host cannot be asked, in a sentence.
-    struct Advice {
-        QString host;
-        QString sentence;
-    };
-
     /// `queue` outlives the session and keeps its time.
-    explicit QtHttpSession(MainQueue &queue, Advice advice = {});
+    explicit QtHttpSession(MainQueue &queue);
     ~QtHttpSession() override;
 
     void prepare(const QUrl &url) override;
@@ -48,7 +42,6 @@ private:
     void dropPrepared();
 
     MainQueue &m_queue;
-    const Advice m_advice;
     SystemProxies m_proxies{m_queue};
     std::unique_ptr<HttpConnection> m_prepared;
     std::shared_ptr<WorkItem> m_preparedDeadline; ///< as long as there is one prepared

@@ -121,8 +121,4 @@ TransportError TransportError::network(const QUrl &url, const QNetworkProxy &pro
     return TransportError(networkFault(url.host(), proxy, error, tlsErrors));
 }
 
-TransportError TransportError::withAdvice(const QString &advice) const {
-    return TransportError(advice + u' ' + errorDescription());
-}
-
 } // namespace quillora::platform

@@ -40,9 +40,6 @@ public:
     static TransportError network(const QUrl &url, const QNetworkProxy &proxy,
                                   QNetworkReply::NetworkError error, const QList<QSslError> &tlsErrors);
 
-    /// The same, after a sentence that says what to do about it: where room is short, that is what counts.
-    TransportError withAdvice(const QString &advice) const;
-
 private:
     using LocalizedError::LocalizedError;
 };

@@ -293,18 +293,6 @@ private Q_SLOTS:
             QCOMPARE(ask(post(url))->error(), u"Could not connect to 127.0.0.1: connection refused."_qs);
     }
 
-    void adviceIsGivenOnFailuresOfItsHostOnly() {
-        const QUrl url = m_server->url();
-        const QString refused = u"Could not connect to 127.0.0.1: connection refused."_qs;
-        m_server.reset();
-        m_platform->session = std::make_unique<platform::QtHttpSession>(
-            m_platform->queue, platform::QtHttpSession::Advice{u"127.0.0.1"_qs, u"Do this."_qs});
-        QCOMPARE(ask(post(url))->error(), u"Do this. "_qs + refused);
-        m_platform->session = std::make_unique<platform::QtHttpSession>(
-            m_platform->queue, platform::QtHttpSession::Advice{u"elsewhere.example"_qs, u"Do this."_qs});
-        QCOMPARE(ask(post(url))->error(), refused);
-    }
-
     void anAnswerThatBreaksOffIsAnError_data() {
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<After>("after");

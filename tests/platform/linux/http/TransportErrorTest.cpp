@@ -101,13 +101,6 @@ private Q_SLOTS:
         QCOMPARE(error.errorDescription(),
                  u"Could not connect securely to api.example.org: "_qs + reason + u'.');
     }
-
-    void adviceComesBeforeTheSentence() {
-        const auto error =
-            TransportError::silence(QUrl(u"https://api.example.org/"_qs), std::chrono::seconds(45));
-        QCOMPARE(error.withAdvice(u"Enter another address."_qs).errorDescription(),
-                 u"Enter another address. api.example.org sent nothing for 45 seconds."_qs);
-    }
 };
 
 QTEST_GUILESS_MAIN(TransportErrorTest)
