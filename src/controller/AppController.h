@@ -137,8 +137,7 @@ private:
     void captureTargetApplication();
     bool isOwnApplication(const platform::RunningApplicationHandle &application) const;
 
-    /// Once something has been said; once in a recording.
-    void prepareHostedTranslation();
+    void prepareHostedTranslation() const;
     QCoro::Task<QString> translate(QString text);
     QCoro::Task<> translateAndPaste(QString transcript);
     void pasteOrCopy(const QString &text, const QString &insertedStatus, const QString &copiedStatus);
@@ -188,10 +187,6 @@ private:
     bool m_isHotKeyHeld = false;
     bool m_isStartingHotKeyRecording = false;
     bool m_shouldStopAfterHotKeyStart = false;
-
-    bool m_isHostedTranslationPrepared = false; ///< for this recording
-    bool m_isTap = false;                       ///< the recording is too young for a word
-    std::shared_ptr<platform::WorkItem> m_tapEnd;
 };
 
 } // namespace quillora

@@ -1,7 +1,6 @@
 #include "controller/AppController.h"
 
 #include "controller/Attempt.h"
-#include "platform/Platform.h"
 
 #include <QPointer>
 
@@ -9,8 +8,7 @@ namespace quillora {
 
 namespace {
 
-/// Nobody says a word in less time.
-constexpr std::chrono::milliseconds longestTap(300);
+bool isBlank(const QString &text) { return text.trimmed().isEmpty(); }
 
 } // namespace
 
@@ -64,15 +62,15 @@ QCoro::Task<> AppController::startRecording() {
     setTranscriptText({});
     setTranslatedText({});
     setStatusText(u"Requesting microphone and speech access..."_qs);
-    m_isHostedTranslationPrepared = false;
 
     const QPointer<AppController> self(this);
     auto start = m_speechService.start(selectedSource().id, [self](const QString &partial) {
         if (!self)
             return;
+        const bool isFirstWord = isBlank(self->m_transcriptText) && !isBlank(partial);
         self->setTranscriptText(partial);
         self->setStatusText(u"Listening..."_qs);
-        if (!partial.trimmed().isEmpty())
+        if (isFirstWord)
             self->prepareHostedTranslation();
     });
     const auto started = co_await attempt(std::move(start));
@@ -84,13 +82,6 @@ QCoro::Task<> AppController::startRecording() {
     }
     setRecording(true);
     setStatusText(u"Listening..."_qs);
-    if (m_tapEnd)
-        m_tapEnd->cancel();
-    m_isTap = true;
-    m_tapEnd = platform::Platform::current().mainQueue().asyncAfter(longestTap, [self] {
-        if (self)
-            self->m_isTap = false;
-    });
 }
 
 QCoro::Task<> AppController::stopRecording() {
@@ -99,8 +90,8 @@ QCoro::Task<> AppController::stopRecording() {
     setRecording(false);
     setProcessing(true);
     setStatusText(u"Finishing transcription..."_qs);
-    if (!m_isTap)
-        prepareHostedTranslation(); // a short word may have no interim text
+    if (!isBlank(m_transcriptText))
+        prepareHostedTranslation(); // what was opened with the first word is not kept for long
 
     const QPointer<AppController> self(this);
     const QString transcript = (co_await m_speechService.stop()).trimmed();

@@ -13,9 +13,7 @@ namespace quillora {
 using platform::Platform;
 
 /// Speaking takes longer than connecting: the backend can be reached by the time there is something to ask.
-void AppController::prepareHostedTranslation() {
-    if (std::exchange(m_isHostedTranslationPrepared, true))
-        return;
+void AppController::prepareHostedTranslation() const {
     const QString endpoint = m_openAIEndpointString.trimmed();
     const bool isSameLanguage = selectedSource().translationLanguageIdentifier == selectedTarget().id;
     if (isSameLanguage || effectiveTranslationEngine() != TranslationEngine::openAINatural ||

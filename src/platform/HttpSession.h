@@ -32,9 +32,9 @@ class HttpSession {
 public:
     virtual ~HttpSession() = default;
 
-    /// Opens a connection to the origin of `url`, so that the next request to it finds one. Nothing of a
-    /// request is sent. One such connection is kept at most, and not for long. Never fails: what cannot be
-    /// opened is left to the request.
+    /// Opens a connection to the origin of `url`, so that the next request to it finds one; nothing happens
+    /// where there is one already. Nothing of a request is sent. One such connection is kept at most, and not
+    /// for long. Never fails: what cannot be opened is left to the request.
     virtual void prepare(const QUrl &url) = 0;
 
     /// Suspends until the whole answer has come; throws a LocalizedError on any failure of the transport.

@@ -263,13 +263,11 @@ void DictationOracle::startRecording(const Next &next) {
     publish("transcriptText", transcript, QString());
     publish("translatedText", translated, QString());
     say(u"Requesting microphone and speech access..."_qs);
-    m_isHostedPrepared = false;
     serviceStart(
         chosen(spokenLanguages, source).id,
         [this, next] {
             setRecording(true);
             say(u"Listening..."_qs);
-            m_recordingSince = m_now;
             next();
         },
         [this, next](const QString &error) {
@@ -285,7 +283,7 @@ void DictationOracle::stopRecording(const Next &next) {
     setRecording(false);
     setProcessing(true);
     say(u"Finishing transcription..."_qs);
-    if (m_now - m_recordingSince >= 300)
+    if (!transcript.trimmed().isEmpty())
         prepareHosted();
     serviceStop([this, next](const QString &text) {
         publish("transcriptText", transcript, text.trimmed());
@@ -301,8 +299,6 @@ void DictationOracle::stopRecording(const Next &next) {
 // Translating and pasting
 
 void DictationOracle::prepareHosted() {
-    if (std::exchange(m_isHostedPrepared, true))
-        return;
     const QString url = endpoint.trimmed();
     const bool isSameLanguage = chosen(spokenLanguages, source).code == chosen(targetLanguages, target).id;
     if (!isSameLanguage && isHostedEffective() && url.contains(u"://") && url != defaultEndpoint)
@@ -616,9 +612,10 @@ void DictationOracle::deliver(const std::optional<QString> &text, bool isFinal, 
     post([this, text, isFinal, isError] {
         if (text) {
             m_lastTranscript = *text;
+            const bool isFirstWord = transcript.trimmed().isEmpty() && !text->trimmed().isEmpty();
             publish("transcriptText", transcript, *text);
             say(u"Listening..."_qs);
-            if (!text->trimmed().isEmpty())
+            if (isFirstWord)
                 prepareHosted();
             if (isFinal)
                 return serviceFinish(false);

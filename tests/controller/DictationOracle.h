@@ -207,10 +207,6 @@ private:
     bool m_isStarting = false;
     bool m_stopsAfterStart = false;
 
-    // The hosted engine's connection.
-    bool m_isHostedPrepared = false;
-    int m_recordingSince = 0;
-
     // The speech service.
     bool m_engineRuns = false;
     bool m_serviceRuns = false;

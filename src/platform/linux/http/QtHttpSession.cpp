@@ -40,6 +40,8 @@ QtHttpSession::QtHttpSession(MainQueue &queue) : m_queue(queue) {}
 QtHttpSession::~QtHttpSession() { dropPrepared(); }
 
 void QtHttpSession::prepare(const QUrl &url) {
+    if (m_prepared && m_prepared->canServe(url))
+        return;
     dropPrepared();
     if (!isHttp(url) || url.host().isEmpty())
         return;

@@ -519,16 +519,24 @@ private Q_SLOTS:
         QCOMPARE(m_server->received(), "");
     }
 
-    void preparingAgainReplacesWhatWasOpened() {
+    void preparingAgainKeepsWhatWasOpened() {
         prepare();
-        prepare();
-        QCOMPARE(m_server->connectionCount(), 2);
-        QVERIFY(m_platform->waitUntil([this] { return m_server->openConnectionCount() == 1; }));
+        m_platform->session->prepare(m_server->url());
+        settleTheNetwork();
+        QCOMPARE(m_server->connectionCount(), 1);
     }
 
-    void aConnectionThatNobodyUsesIsClosedAfterAMinute() {
+    void preparingForAnotherOriginReplacesWhatWasOpened() {
         prepare();
-        m_platform->queue.advance(60s - 1ms);
+        const RawHttpServer other;
+        m_platform->session->prepare(other.url());
+        QVERIFY(m_platform->waitUntil([&] { return other.openConnectionCount() == 1; }));
+        QVERIFY(m_platform->waitUntil([this] { return m_server->openConnectionCount() == 0; }));
+    }
+
+    void aConnectionThatNobodyUsesIsClosedAfterTenSeconds() {
+        prepare();
+        m_platform->queue.advance(10s - 1ms);
         QCOMPARE(m_server->openConnectionCount(), 1);
         m_platform->queue.advance(1ms);
         QVERIFY(m_platform->waitUntil([this] { return m_server->openConnectionCount() == 0; }));
