@@ -6,11 +6,18 @@
 
 namespace {
 
+using namespace std::chrono_literals;
+
 class LinuxMainQueueHarness : public quillora::test::MainQueueHarness {
 public:
     quillora::platform::MainQueue &queue() override { return m_queue; }
 
-    void pass(std::chrono::milliseconds time) override { QTest::qWait(static_cast<int>(time.count())); }
+    /// In steps that each take a turn of the event loop: the time to do something may be spent waiting for a
+    /// processor.
+    void pass(std::chrono::milliseconds time) override {
+        for (auto passed = 0ms; passed <= time; ++passed)
+            QTest::qWait(1);
+    }
 
     std::chrono::nanoseconds now() override { return std::chrono::steady_clock::now().time_since_epoch(); }
 

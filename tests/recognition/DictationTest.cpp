@@ -99,6 +99,9 @@ private Q_SLOTS:
         for (const Recording &recording : Recording::all()) {
             QCOMPARE(speaker.press(), QString());
             speaker.speak(recording.path);
+            // Most words of each sentence, right or wrong.
+            const auto words = recording.spoken.count(u' ') * 2 / 3;
+            QVERIFY(speaker.waitUntilHeard(QRegularExpression(u"^\\S+( \\S+){%1,}"_qs.arg(words))));
             const auto partialsWhileSpeaking = speaker.partials.size();
             const auto transcript = speaker.release();
             const auto rate = WordErrorRate::of(transcript, recording.spoken);

@@ -162,7 +162,8 @@ private Q_SLOTS:
         qInfo("the end came %lld ms after the stop", sinceStop.elapsed());
         const int lostMs =
             (here.loudestSamples()[0] - there.loudestSamples()[0]) * framesPerStep * 1000 / rate;
-        QVERIFY2(lostMs <= 25, qPrintable(u"%1 ms were lost"_qs.arg(lostMs)));
+        // A cycle of the server reaches both or just one of them.
+        QVERIFY2(lostMs <= 25 + SoundServer::cycleMs(), qPrintable(u"%1 ms were lost"_qs.arg(lostMs)));
     }
 
     void theEndIsNotHeldBackForLongByALatencyWithoutMeasure() {

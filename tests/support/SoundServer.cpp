@@ -37,6 +37,8 @@ SoundServer::SoundServer() : SoundServer(Microphone{}) {}
 
 SoundServer::~SoundServer() { kill(); }
 
+int SoundServer::cycleMs() { return isPipeWire() ? 86 : 0; }
+
 bool SoundServer::isPipeWire() { return qEnvironmentVariable("TEST_SOUND_SERVER") == u"pipewire"; }
 
 QStringList SoundServer::environment() const {

@@ -33,6 +33,9 @@ public:
 
     static bool isPipeWire();
 
+    /// How much sound the server hands on at a time; next to nothing where it is PulseAudio.
+    static int cycleMs();
+
     /// As in PULSE_SERVER.
     std::string address() const { return "unix:" + socketPath().toStdString(); }
 
