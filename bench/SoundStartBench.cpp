@@ -63,12 +63,10 @@ Times press(SoundProbe &probe) {
     });
     isFound.wait(false);
     times.found = milliseconds();
-    auto &input = probe.engine.inputNode();
-    input.installTap(0, bufferFrames, probe.format(), [first](const auto &) {
+    probe.capture = probe.microphone.capture(bufferFrames, [first](const auto &) {
         qint64 none = 0;
         first->nanoseconds.compare_exchange_strong(none, first->sincePress.nsecsElapsed());
     });
-    probe.engine.start();
     times.opened = milliseconds();
     ChildProcess::waitUntil([&] { return first->nanoseconds != 0; });
     times.heard = double(first->nanoseconds) / 1e6;

@@ -1,6 +1,6 @@
 #include "platform/linux/recognition/PocketSphinxDecoder.h"
 #include "platform/linux/recognition/SpeechResampler.h"
-#include "platform/linux/sound/PulseAudioEngine.h"
+#include "platform/linux/sound/PulseMicrophone.h"
 #include "support/Recording.h"
 #include "support/SoundServer.h"
 #include "support/WordErrorRate.h"
@@ -128,23 +128,19 @@ void printFirstSample() {
             std::this_thread::yield();
         return milliseconds(timer);
     };
+    platform::PulseMicrophone microphone(connection);
     std::vector<double> starts, firstSamples, refreshes;
     refresh();
     for (int i = 0; i < 20; ++i) {
         refreshes.push_back(refresh());
-        platform::PulseAudioEngine engine(connection);
-        std::atomic<bool> hasSound = false;
-        engine.inputNode().installTap(0, 64, engine.inputNode().outputFormat(0),
-                                      [&](const auto &) { hasSound = true; });
+        const auto hasSound = std::make_shared<std::atomic<bool>>(false);
         QElapsedTimer timer;
         timer.start();
-        engine.start();
+        const auto capture = microphone.capture(64, [hasSound](const auto &) { *hasSound = true; });
         starts.push_back(milliseconds(timer));
-        while (!hasSound)
+        while (!*hasSound)
             std::this_thread::yield();
         firstSamples.push_back(milliseconds(timer));
-        engine.stop();
-        engine.inputNode().removeTap(0);
     }
     const auto print = [](const char *name, std::vector<double> values) {
         std::sort(values.begin(), values.end());
@@ -152,7 +148,7 @@ void printFirstSample() {
                     values.back());
     };
     print("microphone access", refreshes);
-    print("engine start", starts);
+    print("start of a capture", starts);
     print("first samples after the start was asked for", firstSamples);
 }
 

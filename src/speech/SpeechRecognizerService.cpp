@@ -2,6 +2,7 @@
 
 #include "platform/MainQueue.h"
 #include "platform/Platform.h"
+#include "platform/SpeechPermissions.h"
 #include "speech/SpeechRecognizerServiceError.h"
 
 #include <QPointer>
@@ -16,43 +17,40 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr quint32 microphoneBus = 0;
-constexpr quint32 tapBufferFrames = 1024;
+constexpr quint32 bufferFrames = 1024;
 /// How long a stop waits for the final result.
 constexpr auto finalResultTimeout = 1500ms;
 
-platform::SpeechRecognition &speechRecognition() { return Platform::current().speechRecognition(); }
+platform::SpeechPermissions &permissions() { return Platform::current().speechPermissions(); }
+platform::Microphone &microphone() { return Platform::current().microphone(); }
 platform::MainQueue &mainQueue() { return Platform::current().mainQueue(); }
 
 } // namespace
 
-SpeechRecognizerService::SpeechRecognizerService(QObject *parent)
-    : QObject(parent), m_audioEngine(speechRecognition().makeAudioEngine()) {}
+SpeechRecognizerService::SpeechRecognizerService(QObject *parent) : QObject(parent) {}
 
 SpeechRecognizerService::~SpeechRecognizerService() {
-    if (m_isRunning)
-        m_audioEngine->stop();
     finishRecognition(m_lastTranscript, true);
     cleanup(true);
 }
 
 QCoro::Task<> SpeechRecognizerService::requestPermissions() {
     const QPointer<SpeechRecognizerService> self(this);
-    Continuation<platform::SpeechAuthorizationStatus> authorization(mainQueue());
-    const auto authorizationStatus = authorization.wait();
-    speechRecognition().requestAuthorization(
-        [authorization = std::move(authorization)](auto status) { authorization.resume(status); });
-    const auto status = co_await authorizationStatus;
+    Continuation<bool> recognition(mainQueue());
+    const auto isRecognitionGranted = recognition.wait();
+    permissions().requestSpeechRecognition(
+        [recognition = std::move(recognition)](bool isGranted) { recognition.resume(isGranted); });
+    const bool mayRecognize = co_await isRecognitionGranted;
     if (!self)
         throw platform::ContinuationDropped();
-    if (status != platform::SpeechAuthorizationStatus::authorized)
+    if (!mayRecognize)
         throw SpeechRecognizerServiceError::speechPermissionDenied();
 
-    Continuation<bool> microphone(mainQueue());
-    const auto isMicrophoneGranted = microphone.wait();
-    speechRecognition().requestMicrophoneAccess(
-        [microphone = std::move(microphone)](bool granted) { microphone.resume(granted); });
-    if (!co_await isMicrophoneGranted)
+    Continuation<bool> recording(mainQueue());
+    const auto isRecordingGranted = recording.wait();
+    permissions().requestMicrophone(
+        [recording = std::move(recording)](bool isGranted) { recording.resume(isGranted); });
+    if (!co_await isRecordingGranted)
         throw SpeechRecognizerServiceError::microphonePermissionDenied();
 }
 
@@ -64,39 +62,32 @@ QCoro::Task<> SpeechRecognizerService::start(QString localeIdentifier, PartialHa
 
     cleanup(true);
 
-    const auto recognizer = speechRecognition().makeRecognizer(localeIdentifier);
+    const auto recognizer = Platform::current().speechRecognizers().makeRecognizer(localeIdentifier);
     if (!recognizer)
         throw SpeechRecognizerServiceError::unsupportedLocale(localeIdentifier);
     if (!recognizer->isAvailable())
         throw SpeechRecognizerServiceError::recognizerUnavailable(localeIdentifier);
 
-    m_recognitionRequest = speechRecognition().makeBufferRequest();
-    m_recognitionRequest->shouldReportPartialResults = true;
-    m_recognitionRequest->taskHint = platform::RecognitionTaskHint::dictation;
     m_lastTranscript.clear();
 
-    auto &inputNode = m_audioEngine->inputNode();
-    const auto format = inputNode.outputFormat(microphoneBus);
-    if (format.channelCount == 0)
+    if (microphone().format().channelCount == 0)
         throw SpeechRecognizerServiceError::microphoneUnavailable();
-    inputNode.removeTap(microphoneBus);
-    inputNode.installTap(microphoneBus, tapBufferFrames, format,
-                         [request = m_recognitionRequest](const auto &buffer) { request->append(buffer); });
 
     // The recognizer calls back on a thread of its own; all that is done there is to hand over. That thread
     // may outlast the choice of a current platform, though not the platform itself.
-    m_recognitionTask = recognizer->recognitionTask(
-        m_recognitionRequest, [self, onPartial = std::move(onPartial),
-                               &mainQueue = mainQueue()](const auto &result, const auto &error) {
-            mainQueue.async([self, onPartial, result, error] {
-                if (self)
-                    self->handleResult(result, error, onPartial);
-            });
+    m_recognition = recognizer->recognize([self, onPartial = std::move(onPartial),
+                                           &mainQueue = mainQueue()](const auto &result, const auto &error) {
+        mainQueue.async([self, onPartial, result, error] {
+            if (self)
+                self->handleResult(result, error, onPartial);
         });
+    });
 
-    // A failure leaves the tap, the request and the task to the next start, which clears them away first.
-    m_audioEngine->prepare();
-    m_audioEngine->start();
+    // A failure leaves the recognition to the next start, which clears it away first.
+    m_capture =
+        microphone().capture(bufferFrames, [recognition = m_recognition](platform::AudioBuffer buffer) {
+            recognition->append(std::move(buffer));
+        });
     m_isRunning = true;
 }
 
@@ -104,7 +95,7 @@ void SpeechRecognizerService::handleResult(const std::optional<platform::Recogni
                                            const std::optional<LocalizedError> &error,
                                            const PartialHandler &onPartial) {
     if (result) {
-        m_lastTranscript = result->formattedString;
+        m_lastTranscript = result->text;
         onPartial(m_lastTranscript);
         if (result->isFinal) {
             finishRecognition(m_lastTranscript, false);
@@ -120,16 +111,15 @@ QCoro::Task<QString> SpeechRecognizerService::stop() {
         co_return m_lastTranscript;
 
     m_isRunning = false;
-    m_audioEngine->stop();
-    m_audioEngine->inputNode().removeTap(microphoneBus);
+    m_capture.reset();
 
     Continuation<QString> continuation(mainQueue());
     const auto finalText = continuation.wait();
     if (m_finalContinuation)
         m_overtakenContinuations.push_back(std::move(*m_finalContinuation));
     m_finalContinuation = std::move(continuation);
-    if (m_recognitionRequest)
-        m_recognitionRequest->endAudio();
+    if (m_recognition)
+        m_recognition->endAudio();
     m_fallbackWorkItem =
         mainQueue().asyncAfter(finalResultTimeout, [self = QPointer<SpeechRecognizerService>(this)] {
             mainQueue().async([self] {
@@ -155,13 +145,10 @@ void SpeechRecognizerService::finishRecognition(const QString &text, bool cancel
 }
 
 void SpeechRecognizerService::cleanup(bool cancelTask) {
-    if (m_audioEngine->isRunning())
-        m_audioEngine->stop();
-    m_audioEngine->inputNode().removeTap(microphoneBus);
-    if (cancelTask && m_recognitionTask)
-        m_recognitionTask->cancel();
-    m_recognitionTask.reset();
-    m_recognitionRequest.reset();
+    m_capture.reset();
+    if (cancelTask && m_recognition)
+        m_recognition->cancel();
+    m_recognition.reset();
     if (m_fallbackWorkItem)
         std::exchange(m_fallbackWorkItem, nullptr)->cancel();
 }

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "platform/Continuation.h"
-#include "platform/SpeechRecognition.h"
+#include "platform/Microphone.h"
+#include "platform/SpeechRecognizers.h"
 
 #include <QCoroTask>
 #include <QObject>
@@ -26,7 +27,7 @@ public:
     ~SpeechRecognizerService() override;
 
     /// Asks for permission, then begins capture and recognition; returns once sound is being recorded. Throws
-    /// a SpeechRecognizerServiceError, or the audio engine's own error.
+    /// a SpeechRecognizerServiceError, or the microphone's own error.
     QCoro::Task<> start(QString localeIdentifier, PartialHandler onPartial);
 
     /// Ends capture and returns the final transcript, or after 1.5 s the last one known; "" if there is none.
@@ -39,9 +40,8 @@ private:
     void finishRecognition(const QString &text, bool cancelTask);
     void cleanup(bool cancelTask);
 
-    std::unique_ptr<platform::AudioEngine> m_audioEngine;
-    std::shared_ptr<platform::AudioBufferRecognitionRequest> m_recognitionRequest;
-    std::unique_ptr<platform::RecognitionTask> m_recognitionTask;
+    std::unique_ptr<platform::Capture> m_capture; ///< while sound is being recorded
+    std::shared_ptr<platform::Recognition> m_recognition;
     std::optional<platform::Continuation<QString>> m_finalContinuation; ///< set while a stop waits
     /// Stops that were still waiting when another one began: the final text is the other's, so that it is not
     /// inserted twice, and these wait for as long as the service lives.

@@ -2,7 +2,7 @@
 
 #include "platform/LocaleServices.h"
 #include "platform/Platform.h"
-#include "platform/SpeechRecognition.h"
+#include "platform/SpeechRecognizers.h"
 
 #include <QHash>
 #include <QSet>
@@ -136,7 +136,7 @@ QList<SpokenLanguageOption> LanguageCatalog::spokenOptions() {
         targetIds.insert(option.id);
 
     QList<SpokenLanguageOption> options;
-    for (const QString &identifier : platform::Platform::current().speechRecognition().supportedLocales()) {
+    for (const QString &identifier : platform::Platform::current().speechRecognizers().supportedLocales()) {
         const QString code = languageCode(identifier);
         if (!targetIds.contains(code))
             continue;

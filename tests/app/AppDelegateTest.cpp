@@ -116,7 +116,7 @@ private Q_SLOTS:
     void whenBothFlagsAreTrueTheIconIsTheMicrophone() {
         launch();
         // A preparation of models that began while the start was still waiting for permission.
-        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->permissions.replies = test::FakeSpeechPermissions::Replies::byHand;
         m_platform->translation.replies = test::FakeTranslators::Replies::byHand;
         auto &controller = *m_delegate->controller();
         controller.setTargetLanguageIdentifier(u"es"_qs);
@@ -216,7 +216,7 @@ private Q_SLOTS:
     void aPressStartsADictationInALaterTurn() {
         launch();
         m_platform->hotKeys.press();
-        QVERIFY(!m_platform->log.calls().contains(u"speech.requestAuthorization"_qs));
+        QVERIFY(!m_platform->log.calls().contains(u"permissions.requestSpeechRecognition"_qs));
         m_platform->run();
         QVERIFY(m_delegate->controller()->isRecording());
     }
@@ -233,7 +233,7 @@ private Q_SLOTS:
 
     void aReleaseRunsWhileThePressStillWaits() {
         launch();
-        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->permissions.replies = test::FakeSpeechPermissions::Replies::byHand;
         m_platform->hotKeys.press();
         m_platform->run();
         m_platform->hotKeys.release();
@@ -291,7 +291,7 @@ private Q_SLOTS:
     void aHotKeyThatIsReplacedBeforeItsDictationHasBegunEndsIt() {
         launch();
         m_delegate->controller()->setRecordedHotKey(commandK);
-        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->permissions.replies = test::FakeSpeechPermissions::Replies::byHand;
         m_platform->hotKeys.press();
         m_platform->run();
         m_delegate->controller()->resetHotKey();
@@ -303,7 +303,7 @@ private Q_SLOTS:
 
     void aHotKeyThatIsStillHeldWhenANewOneIsCapturedEndsItsDictation() {
         launch();
-        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->permissions.replies = test::FakeSpeechPermissions::Replies::byHand;
         m_platform->hotKeys.press();
         m_platform->run();
         m_delegate->controller()->startHotKeyRecording();
@@ -317,7 +317,7 @@ private Q_SLOTS:
 
     void aHotKeyThatGoesUpDuringACaptureEndsItsDictationAfterIt() {
         launch();
-        m_platform->speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        m_platform->permissions.replies = test::FakeSpeechPermissions::Replies::byHand;
         m_platform->hotKeys.press();
         m_platform->run();
         m_delegate->controller()->startHotKeyRecording();
@@ -335,7 +335,7 @@ private Q_SLOTS:
         m_platform->hotKeys.press();
         m_delegate.reset();
         m_platform->run();
-        QVERIFY(!m_platform->log.calls().contains(u"speech.requestAuthorization"_qs));
+        QVERIFY(!m_platform->log.calls().contains(u"permissions.requestSpeechRecognition"_qs));
     }
 
     // The panel.
@@ -366,7 +366,7 @@ private Q_SLOTS:
 
     void aNoticeShowsThePanel() {
         launch();
-        m_platform->speech.isMicrophoneGranted = false;
+        m_platform->permissions.isMicrophoneGranted = false;
         m_platform->hotKeys.press();
         m_platform->run();
         QVERIFY(m_delegate->controller()->statusText().startsWith(u"Speech failed: "));
@@ -744,14 +744,14 @@ private:
     }
 
     void answerPermissions() {
-        auto &speech = m_platform->speech;
-        while (!speech.authorizationReplies.empty() || !speech.microphoneReplies.empty()) {
-            if (!speech.authorizationReplies.empty()) {
-                speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
-                speech.authorizationReplies.pop_front();
+        auto &permissions = m_platform->permissions;
+        while (!permissions.speechRecognitionReplies.empty() || !permissions.microphoneReplies.empty()) {
+            if (!permissions.speechRecognitionReplies.empty()) {
+                permissions.speechRecognitionReplies.front()(true);
+                permissions.speechRecognitionReplies.pop_front();
             } else {
-                speech.microphoneReplies.front()(true);
-                speech.microphoneReplies.pop_front();
+                permissions.microphoneReplies.front()(true);
+                permissions.microphoneReplies.pop_front();
             }
             m_platform->run();
         }

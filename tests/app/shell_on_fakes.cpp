@@ -46,7 +46,7 @@ int main(int argc, char **argv) {
         if (options.contains(u"--no-languages"_qs))
             platform->speech.locales.clear();
         if (options.contains(u"--no-microphone"_qs))
-            platform->speech.isMicrophoneGranted = false;
+            platform->permissions.isMicrophoneGranted = false;
         if (options.contains(u"--taken"_qs))
             platform->hotKeys.takenElsewhere.insert(
                 {AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers});

@@ -7,7 +7,7 @@
 
 using namespace quillora;
 using test::ControllerFixture;
-using Replies = test::FakeSpeechRecognition::Replies;
+using Replies = test::FakeSpeechPermissions::Replies;
 using namespace std::chrono_literals;
 
 namespace {
@@ -74,13 +74,13 @@ private Q_SLOTS:
     }
 
     void releaseDuringThePermissionPromptStopsAsSoonAsTheStartReturns() {
-        m->platform.speech.replies = Replies::byHand;
+        m->platform.permissions.replies = Replies::byHand;
         c().hotKeyPressed();
         m->run();
         c().hotKeyReleased();
-        m->platform.speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
+        m->platform.permissions.speechRecognitionReplies.front()(true);
         m->run();
-        m->platform.speech.microphoneReplies.front()(true);
+        m->platform.permissions.microphoneReplies.front()(true);
         m->run();
         QVERIFY(!c().isRecording());
         QVERIFY(c().isProcessing());
@@ -110,7 +110,7 @@ private Q_SLOTS:
         m->takeCalls();
         c().hotKeyReleased();
         m->run();
-        QCOMPARE(m->takeCalls(u"(http|request.endAudio)"_qs), prepared + QStringList{u"request.endAudio"_qs});
+        QCOMPARE(m->takeCalls(u"(http|recognition.endAudio)"_qs), prepared + QStringList{u"recognition.endAudio"_qs});
     }
 
     void aTapOpensNoConnection_data() {
@@ -152,7 +152,7 @@ private Q_SLOTS:
         };
         row("on this device", [this] { c().setTranslationEngineIdentifier(u"appleLocal"_qs); });
         row("the same language", [this] { c().setTargetLanguageIdentifier(u"en"_qs); });
-        row("no microphone", [this] { m->platform.speech.isMicrophoneGranted = false; });
+        row("no microphone", [this] { m->platform.permissions.isMicrophoneGranted = false; });
         row("an invalid endpoint", [this] { c().setOpenAIEndpointString(u"my.example:8787/t"_qs); });
         row("no endpoint", [this] { c().setOpenAIEndpointString({}); });
         row("the default endpoint", [this] { c().setOpenAIEndpointString(u" "_qs + defaultEndpoint()); });
@@ -190,22 +190,22 @@ private Q_SLOTS:
     }
 
     void aSecondPressWhileTheStartIsPendingIsIgnored() {
-        m->platform.speech.replies = Replies::byHand;
+        m->platform.permissions.replies = Replies::byHand;
         c().hotKeyPressed();
         c().hotKeyPressed();
         m->run();
-        QCOMPARE(m->platform.speech.authorizationReplies.size(), 1u);
+        QCOMPARE(m->platform.permissions.speechRecognitionReplies.size(), 1u);
     }
 
     void aPressAfterAReleaseWhileTheStartIsPendingIsIgnoredToo() {
-        m->platform.speech.replies = Replies::byHand;
+        m->platform.permissions.replies = Replies::byHand;
         c().hotKeyPressed();
         c().hotKeyReleased();
         c().hotKeyPressed();
-        QCOMPARE(m->platform.speech.authorizationReplies.size(), 1u);
-        m->platform.speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
+        QCOMPARE(m->platform.permissions.speechRecognitionReplies.size(), 1u);
+        m->platform.permissions.speechRecognitionReplies.front()(true);
         m->run();
-        m->platform.speech.microphoneReplies.front()(true);
+        m->platform.permissions.microphoneReplies.front()(true);
         m->run();
         QVERIFY(!c().isRecording());
     }
@@ -218,7 +218,7 @@ private Q_SLOTS:
     }
 
     void deniedPermissionFailsTheStartAndTheReleaseDoesNothing() {
-        m->platform.speech.isMicrophoneGranted = false;
+        m->platform.permissions.isMicrophoneGranted = false;
         c().hotKeyPressed();
         m->run();
         QCOMPARE(c().statusText(), u"Speech failed: Microphone permission was denied."_qs);
@@ -241,7 +241,7 @@ private Q_SLOTS:
     }
 
     void anEnginesOwnErrorIsShownAsItIs() {
-        m->platform.speech.audioEngine->startError = u"The device is in use."_qs;
+        m->platform.microphoneFake.startError = u"The device is in use."_qs;
         c().hotKeyPressed();
         m->run();
         QCOMPARE(c().statusText(), u"Speech failed: The device is in use."_qs);
@@ -344,7 +344,7 @@ private Q_SLOTS:
     }
 
     void theShellHearsOfAFailedStartAfterItsText() {
-        m->platform.speech.isMicrophoneGranted = false;
+        m->platform.permissions.isMicrophoneGranted = false;
         QStringList heard;
         c().onNeedsAttention = [&] { heard += c().statusText(); };
         c().hotKeyPressed();
@@ -391,15 +391,12 @@ private Q_SLOTS:
     }
     void endingTheControllerAtEachSuspensionIsSafe() {
         QFETCH(int, suspension);
-        m->platform.speech.replies = Replies::byHand;
+        m->platform.permissions.replies = Replies::byHand;
         m->platform.translation.replies = test::FakeTranslators::Replies::byHand;
         const std::vector<std::function<void()>> steps{
             [&] { c().hotKeyPressed(); },
-            [&] {
-                m->platform.speech.authorizationReplies.front()(
-                    platform::SpeechAuthorizationStatus::authorized);
-            },
-            [&] { m->platform.speech.microphoneReplies.front()(true); },
+            [&] { m->platform.permissions.speechRecognitionReplies.front()(true); },
+            [&] { m->platform.permissions.microphoneReplies.front()(true); },
             [&] { c().hotKeyReleased(); },
             [&] { m->platform.speech.deliverFinal(u"hello"_qs); },
             [&] { m->platform.translation.pendingPreparations.front().resume(true); },
@@ -411,8 +408,8 @@ private Q_SLOTS:
         }
         m->endController();
         m->platform.queue.advance(5s);
-        m->platform.speech.authorizationReplies.clear();
-        m->platform.speech.microphoneReplies.clear();
+        m->platform.permissions.speechRecognitionReplies.clear();
+        m->platform.permissions.microphoneReplies.clear();
         m->platform.translation.pendingPreparations.clear();
         m->platform.translation.pendingTranslations.clear();
         m->platform.queue.advance(5s);
@@ -421,11 +418,11 @@ private Q_SLOTS:
     }
 
     void aPermissionThatIsGivenAfterTheEndAsksForNothingMore() {
-        m->platform.speech.replies = Replies::byHand;
+        m->platform.permissions.replies = Replies::byHand;
         c().hotKeyPressed();
         m->endController();
         m->takeCalls();
-        m->platform.speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
+        m->platform.permissions.speechRecognitionReplies.front()(true);
         m->run();
         QCOMPARE(m->takeCalls(), QStringList());
     }

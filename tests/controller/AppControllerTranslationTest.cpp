@@ -440,13 +440,14 @@ private:
     /// its hosted translation, the other records.
     void recordWhileATranslationIsPending() {
         auto &speech = m->platform.speech;
-        speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        auto &permissions = m->platform.permissions;
+        permissions.replies = test::FakeSpeechPermissions::Replies::byHand;
         m->platform.http.repliesByHand = true;
         c().setTranslationEngineIdentifier(u"openAINatural"_qs);
         const auto grant = [&](size_t question) {
-            speech.authorizationReplies[question](platform::SpeechAuthorizationStatus::authorized);
+            permissions.speechRecognitionReplies[question](true);
             m->run();
-            speech.microphoneReplies[question](true);
+            permissions.microphoneReplies[question](true);
             m->run();
         };
         c().toggleRecording();

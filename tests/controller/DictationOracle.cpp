@@ -537,10 +537,10 @@ void DictationOracle::keychainBecameAvailable() {
 // The speech service
 
 void DictationOracle::serviceStart(const QString &locale, const Next &next, const Failed &failed) {
-    log += u"speech.requestAuthorization"_qs;
+    log += u"permissions.requestSpeechRecognition"_qs;
     authorizations.push_back(
         {[this, locale, next, failed] {
-             log += u"speech.requestMicrophoneAccess"_qs;
+             log += u"permissions.requestMicrophone"_qs;
              microphones.push_back(
                  {[this, locale, next, failed] { serviceBegin(locale, next, failed); }, failed});
          },
@@ -549,61 +549,54 @@ void DictationOracle::serviceStart(const QString &locale, const Next &next, cons
 
 void DictationOracle::serviceBegin(const QString &locale, const Next &next, const Failed &failed) {
     serviceCleanup(true);
-    log += u"speech.makeRecognizer "_qs + locale;
+    log += u"recognizers.makeRecognizer "_qs + locale;
     if (!canMakeRecognizer)
         return failed(u"Speech recognizer does not support "_qs + locale + u'.');
     if (!isRecognizerAvailable)
         return failed(u"Speech recognizer is unavailable for "_qs + locale + u'.');
-    log += u"speech.makeBufferRequest"_qs;
-    m_hasRequest = true;
     m_lastTranscript.clear();
     if (!hasChannels)
         return failed(u"No microphone input format is available."_qs);
-    log += u"audio.removeTap bus=0"_qs;
-    log += u"audio.installTap bus=0 frames=1024 rate=48000 channels=1"_qs;
-    log += u"recognizer.task partial=1 hint=1"_qs;
-    m_hasTask = true;
-    log += u"audio.prepare"_qs;
-    log += u"audio.start"_qs;
-    if (!canStartEngine)
+    log += u"recognizer.recognize"_qs;
+    m_hasRecognition = true;
+    log += u"microphone.capture frames=1024"_qs;
+    if (!canCapture)
         return failed(u"The device is in use."_qs);
-    m_engineRuns = true;
+    m_isCapturing = true;
     m_serviceRuns = true;
     next();
+}
+
+void DictationOracle::endCapture() {
+    if (std::exchange(m_isCapturing, false))
+        log += u"microphone.stop"_qs;
 }
 
 void DictationOracle::serviceStop(const Done &next) {
     if (!m_serviceRuns)
         return next(m_lastTranscript);
     m_serviceRuns = false;
-    m_engineRuns = false;
-    log += u"audio.stop"_qs;
-    log += u"audio.removeTap bus=0"_qs;
+    endCapture();
     m_finalWaiter = next;
-    if (m_hasRequest)
-        log += u"request.endAudio"_qs;
+    if (m_hasRecognition)
+        log += u"recognition.endAudio"_qs;
     m_timeout = after(1500, [this] { post([this] { serviceFinish(true); }); });
 }
 
-void DictationOracle::serviceFinish(bool cancelsTask) {
+void DictationOracle::serviceFinish(bool cancels) {
     if (!m_finalWaiter)
         return;
     if (m_timeout)
         *std::exchange(m_timeout, nullptr) = true;
     post([waiter = std::exchange(m_finalWaiter, nullptr), text = m_lastTranscript] { waiter(text); });
-    serviceCleanup(cancelsTask);
+    serviceCleanup(cancels);
 }
 
-void DictationOracle::serviceCleanup(bool cancelsTask) {
-    if (m_engineRuns) {
-        log += u"audio.stop"_qs;
-        m_engineRuns = false;
-    }
-    log += u"audio.removeTap bus=0"_qs;
-    if (cancelsTask && m_hasTask)
-        log += u"task.cancel"_qs;
-    m_hasTask = false;
-    m_hasRequest = false;
+void DictationOracle::serviceCleanup(bool cancels) {
+    endCapture();
+    if (cancels && m_hasRecognition)
+        log += u"recognition.cancel"_qs;
+    m_hasRecognition = false;
     if (m_timeout)
         *std::exchange(m_timeout, nullptr) = true;
 }

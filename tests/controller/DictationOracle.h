@@ -49,7 +49,7 @@ public:
     bool canMakeRecognizer = true;
     bool isRecognizerAvailable = true;
     bool hasChannels = true;
-    bool canStartEngine = true;
+    bool canCapture = true;
     bool isKeychainBroken = false;
     bool keychainRefusesAdditions = false;
     bool refusesActivation = false;
@@ -188,9 +188,10 @@ private:
 
     void serviceStart(const QString &locale, const Next &next, const Failed &failed);
     void serviceBegin(const QString &locale, const Next &next, const Failed &failed);
+    void endCapture();
     void serviceStop(const Done &next);
-    void serviceFinish(bool cancelsTask);
-    void serviceCleanup(bool cancelsTask);
+    void serviceFinish(bool cancels);
+    void serviceCleanup(bool cancels);
 
     void bridge(const std::optional<QString> &text, const Done &done, const Failed &failed);
     void performJob();
@@ -208,10 +209,9 @@ private:
     bool m_stopsAfterStart = false;
 
     // The speech service.
-    bool m_engineRuns = false;
+    bool m_isCapturing = false;
     bool m_serviceRuns = false;
-    bool m_hasTask = false;
-    bool m_hasRequest = false;
+    bool m_hasRecognition = false;
     QString m_lastTranscript;
     Done m_finalWaiter;
     std::shared_ptr<bool> m_timeout;

@@ -47,12 +47,12 @@ const Fault faults[] = {
     {"recognizer", [](auto &p, auto &o, bool is) { p.speech.isAvailable = o.isRecognizerAvailable = !is; }},
     {"microphone",
      [](auto &p, auto &o, bool is) {
-         p.speech.audioEngine->format.channelCount = (o.hasChannels = !is) ? 1 : 0;
+         p.microphoneFake.inputFormat.channelCount = (o.hasChannels = !is) ? 1 : 0;
      }},
     {"sound server",
      [](auto &p, auto &o, bool is) {
-         o.canStartEngine = !is;
-         p.speech.audioEngine->startError = is ? std::optional(u"The device is in use."_qs) : std::nullopt;
+         o.canCapture = !is;
+         p.microphoneFake.startError = is ? std::optional(u"The device is in use."_qs) : std::nullopt;
      }},
     {"adding to the keychain",
      [](auto &p, auto &o, bool is) { p.keychainFake.refusesAdditions = o.keychainRefusesAdditions = is; }},
@@ -176,7 +176,7 @@ platform::PasteboardItem pasteboardItem(const QStringList &data, const QStringLi
 class Walk {
 public:
     Walk(quint32 seed, QSet<QString> &met) : m_random(seed), m_met(met) {
-        m_platform.speech.replies = FakeSpeechRecognition::Replies::byHand;
+        m_platform.permissions.replies = FakeSpeechPermissions::Replies::byHand;
         m_platform.translation.replies = FakeTranslators::Replies::byHand;
         m_platform.http.repliesByHand = true;
         m_platform.speech.locales = {u"en-US"_qs, u"es-ES"_qs, u"ru-RU"_qs, u"kk-KZ"_qs, u"sv-SE"_qs};
@@ -231,13 +231,13 @@ public:
     /// The controller goes, with whatever it was doing, and everybody who was asked answers after it; says
     /// what differs then.
     QString end() {
-        const bool wasOpen = m_platform.speech.audioEngine->isRunning();
+        const bool wasOpen = m_platform.microphoneFake.isCapturing();
         m_host.reset();
         m_controller.reset();
         m_oracle.end();
-        for (const auto &reply : std::exchange(m_platform.speech.authorizationReplies, {}))
-            reply(platform::SpeechAuthorizationStatus::authorized);
-        for (const auto &reply : std::exchange(m_platform.speech.microphoneReplies, {}))
+        for (const auto &reply : std::exchange(m_platform.permissions.speechRecognitionReplies, {}))
+            reply(true);
+        for (const auto &reply : std::exchange(m_platform.permissions.microphoneReplies, {}))
             reply(true);
         for (const auto &pending : std::exchange(m_platform.translation.pendingPreparations, {}))
             pending.resume(true);
@@ -252,10 +252,10 @@ public:
         m_platform.queue.advance(std::chrono::seconds(5));
         m_oracle.advance(5000);
         QStringList calls = m_platform.log.take();
-        if (wasOpen && !calls.contains(u"audio.stop"_qs))
+        if (wasOpen && !calls.contains(u"microphone.stop"_qs))
             return u"the microphone stays open"_qs;
         calls.removeIf([](const QString &call) {
-            return call.startsWith(u"audio.") || call.startsWith(u"task.") || call.startsWith(u"request.");
+            return call.startsWith(u"microphone.") || call.startsWith(u"recognition.");
         });
         return differenceOf(calls);
     }
@@ -621,29 +621,25 @@ private:
     // What the platform answers.
 
     QString answerAuthorization() {
-        using Status = platform::SpeechAuthorizationStatus;
-        if (m_platform.speech.authorizationReplies.empty())
+        if (m_platform.permissions.speechRecognitionReplies.empty())
             return {};
-        const auto reply = takeFirst(m_platform.speech.authorizationReplies);
+        const auto reply = takeFirst(m_platform.permissions.speechRecognitionReplies);
         if (oneIn(10)) {
             m_oracle.answer(m_oracle.authorizations, u"The operation was abandoned."_qs);
             return u"authorization abandoned"_qs; // `reply` goes, and with it whoever could answer
         }
-        const int refusal = m_random.bounded(24);
-        if (refusal < 3) {
-            reply(std::array{Status::denied, Status::restricted, Status::notDetermined}[size_t(refusal)]);
-            m_oracle.answer(m_oracle.authorizations, u"Speech recognition permission was denied."_qs);
-            return u"authorization refused (%1)"_qs.arg(refusal);
-        }
-        reply(Status::authorized);
-        m_oracle.answer(m_oracle.authorizations, {});
-        return u"authorized"_qs;
+        const bool isDenied = oneIn(8);
+        reply(!isDenied);
+        m_oracle.answer(m_oracle.authorizations,
+                        isDenied ? std::optional(u"Speech recognition permission was denied."_qs)
+                                 : std::nullopt);
+        return isDenied ? u"authorization denied"_qs : u"authorized"_qs;
     }
 
     QString answerMicrophone() {
-        if (m_platform.speech.microphoneReplies.empty())
+        if (m_platform.permissions.microphoneReplies.empty())
             return {};
-        const auto reply = takeFirst(m_platform.speech.microphoneReplies);
+        const auto reply = takeFirst(m_platform.permissions.microphoneReplies);
         if (oneIn(10)) {
             m_oracle.answer(m_oracle.microphones, u"The operation was abandoned."_qs);
             return u"microphone abandoned"_qs;

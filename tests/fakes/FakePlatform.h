@@ -9,8 +9,10 @@
 #include "fakes/FakeKeystrokes.h"
 #include "fakes/FakeLocaleServices.h"
 #include "fakes/FakeMainQueue.h"
+#include "fakes/FakeMicrophone.h"
 #include "fakes/FakePasteboard.h"
-#include "fakes/FakeSpeechRecognition.h"
+#include "fakes/FakeSpeechPermissions.h"
+#include "fakes/FakeSpeechRecognizers.h"
 #include "fakes/FakeTranslators.h"
 #include "fakes/FakeUserDefaults.h"
 #include "fakes/FakeWorkspace.h"
@@ -31,7 +33,9 @@ public:
     FakePasteboard pasteboardFake{log};
     FakeKeystrokes keystrokesFake{log};
     FakeHotKeyEvents hotKeys{log};
-    FakeSpeechRecognition speech{log, queue};
+    FakeSpeechPermissions permissions{log, queue};
+    FakeMicrophone microphoneFake{log};
+    FakeSpeechRecognizers speech{log};
     FakeTranslators translation{log, queue};
     FakeHttpSession http{log, queue};
     FakeKeyPositions positions;
@@ -46,7 +50,9 @@ public:
     platform::Pasteboard &pasteboard() override { return pasteboardFake; }
     platform::Keystrokes &keystrokes() override { return keystrokesFake; }
     platform::HotKeyEvents &hotKeyEvents() override { return hotKeys; }
-    platform::SpeechRecognition &speechRecognition() override { return speech; }
+    platform::SpeechPermissions &speechPermissions() override { return permissions; }
+    platform::Microphone &microphone() override { return microphoneFake; }
+    platform::SpeechRecognizers &speechRecognizers() override { return speech; }
     platform::Translators &translators() override { return translation; }
     platform::HttpSession &httpSession() override { return http; }
     platform::KeyPositions &keyPositions() override { return positions; }

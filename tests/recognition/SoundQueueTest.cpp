@@ -26,6 +26,14 @@ private Q_SLOTS:
         QVERIFY(!portion->isLast);
     }
 
+    void soundIsHandedOnWithoutACopy() {
+        SoundQueue queue;
+        auto sound = buffer(1);
+        const auto *samples = sound.samples.data();
+        queue.append(std::move(sound));
+        QCOMPARE(queue.take()->buffers.front().samples.data(), samples);
+    }
+
     void theEndComesAfterTheSound() {
         SoundQueue queue;
         queue.append(buffer(1));

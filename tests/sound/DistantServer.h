@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/AudioEngine.h"
+#include "platform/AudioBuffer.h"
 
 #include <QByteArray>
 #include <QLocalServer>

@@ -56,7 +56,7 @@ private Q_SLOTS:
         }
     }
 
-    void anEngineIsDestroyedWhileItRecords() {
+    void aCaptureIsDroppedWhileItRecords() {
         for (int round = 0; round < 5; ++round) {
             SoundProbe probe({});
             probe.record(1000);

@@ -29,7 +29,7 @@ private Q_SLOTS:
     void killedBeforeTheStart() {
         m_server->kill();
         QCOMPARE(startError(), u"The sound server cannot be reached."_qs);
-        QVERIFY(!m_probe->engine.isRunning());
+        QVERIFY(!m_probe->capture);
         m_server->restart();
         nextDictationWorks();
     }
@@ -37,7 +37,6 @@ private Q_SLOTS:
     void killedWhileRecording() {
         record();
         m_server->kill();
-        QVERIFY(m_probe->engine.isRunning());
         m_probe->stop();
         QVERIFY(m_probe->waitForEnd());
         QVERIFY(m_probe->frames() >= 4800);
@@ -68,7 +67,6 @@ private Q_SLOTS:
         record();
         m_server->kill();
         m_server->restart();
-        QVERIFY(m_probe->engine.isRunning());
         m_probe->stop();
         QVERIFY(m_probe->waitForEnd());
         nextDictationWorks();
@@ -79,7 +77,7 @@ private Q_SLOTS:
         const test::OwnTime timer;
         QCOMPARE(startError(), u"The sound server does not answer."_qs);
         QVERIFY(timer.elapsed() < 3000);
-        QVERIFY(!m_probe->engine.isRunning());
+        QVERIFY(!m_probe->capture);
         m_server->resume();
         nextDictationWorks();
         QTRY_COMPARE(m_server->recordingCount(), 0);
@@ -88,7 +86,6 @@ private Q_SLOTS:
     void hangingWhileRecording() {
         record();
         m_server->pause();
-        QVERIFY(m_probe->engine.isRunning());
         m_probe->stop();
         QVERIFY(m_probe->waitForEnd());
         m_server->resume();
@@ -98,7 +95,7 @@ private Q_SLOTS:
     void theMicrophoneIsUnpluggedBeforeTheStart() {
         m_server->unplugMicrophone();
         QCOMPARE(startError(), u"There is no microphone."_qs);
-        QVERIFY(!m_probe->engine.isRunning());
+        QVERIFY(!m_probe->capture);
         m_server->plugInMicrophone({48000, 2});
         nextDictationWorks();
     }
@@ -106,7 +103,6 @@ private Q_SLOTS:
     void theMicrophoneIsUnpluggedWhileRecording() {
         record();
         m_server->unplugMicrophone();
-        QVERIFY(m_probe->engine.isRunning());
         const auto frames = m_probe->frames();
         QVERIFY(frames >= 4800);
         m_server->plugInMicrophone({48000, 2});
@@ -128,8 +124,8 @@ private Q_SLOTS:
         const QTemporaryDir nowhere;
         SoundProbe probe("unix:" + nowhere.filePath(u"native"_qs).toStdString());
         probe.refresh();
-        QVERIFY_THROWS_EXCEPTION(LocalizedError, probe.engine.start());
-        QVERIFY(!probe.engine.isRunning());
+        QVERIFY_THROWS_EXCEPTION(LocalizedError, probe.start());
+        QVERIFY(!probe.capture);
     }
 
 private:
@@ -151,7 +147,7 @@ private:
         QVERIFY(m_probe->waitForFrames(m_probe->format().sampleRate > 20000 ? 4800 : 1600));
         m_probe->stop();
         QVERIFY(m_probe->waitForEnd());
-        QVERIFY(!m_probe->engine.isRunning());
+        QVERIFY(!m_probe->capture);
     }
 
     std::unique_ptr<SoundServer> m_server;

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "platform/AudioEngine.h"
-#include "platform/linux/sound/PulseAudioEngine.h"
 #include "platform/linux/sound/PulseConnection.h"
+#include "platform/linux/sound/PulseMicrophone.h"
 #include "support/ChildProcess.h"
 #include "support/OwnTime.h"
 
@@ -12,15 +11,16 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace quillora::test {
 
-/// Makes recordings as a dictation does and remembers what the tap was given.
+/// Makes recordings as a dictation does and remembers what was heard.
 class SoundProbe {
 public:
     explicit SoundProbe(const std::string &server)
-        : connection(std::make_shared<platform::PulseConnection>(server)), engine(connection) {}
+        : connection(std::make_shared<platform::PulseConnection>(server)), microphone(connection) {}
 
     /// Looks for the microphone; returns how many milliseconds that took.
     qint64 refresh() {
@@ -31,18 +31,16 @@ public:
         return timer.elapsed();
     }
 
-    platform::AudioFormat format() { return engine.inputNode().outputFormat(0); }
+    platform::AudioFormat format() { return microphone.format(); }
 
-    /// Throws what the engine throws.
+    /// Throws what the microphone throws.
     void start(quint32 bufferFrames = 1024) {
         heard = std::make_shared<Heard>();
-        engine.inputNode().removeTap(0);
-        engine.inputNode().installTap(0, bufferFrames, format(), [heard = heard](const auto &buffer) {
+        capture.reset();
+        capture = microphone.capture(bufferFrames, [heard = heard](platform::AudioBuffer buffer) {
             const std::lock_guard lock(heard->mutex);
-            heard->buffers.push_back(buffer);
+            heard->buffers.push_back(std::move(buffer));
         });
-        engine.prepare();
-        engine.start();
     }
 
     /// Finds the microphone and records until so many frames have come; throws if they never do.
@@ -53,10 +51,9 @@ public:
             throw std::runtime_error("the sound never came");
     }
 
-    /// As a dictation ends: the engine stops, the tap goes, then the end of audio is asked for.
+    /// As a dictation ends: the capture, then the audio.
     void stop() {
-        engine.stop();
-        engine.inputNode().removeTap(0);
+        capture.reset();
         connection->drain()->whenDrained([heard = heard] { heard->hasEnded = true; });
     }
 
@@ -93,7 +90,8 @@ public:
     };
 
     std::shared_ptr<platform::PulseConnection> connection;
-    platform::PulseAudioEngine engine;
+    platform::PulseMicrophone microphone;
+    std::unique_ptr<platform::Capture> capture;
     std::shared_ptr<Heard> heard = std::make_shared<Heard>();
 };
 

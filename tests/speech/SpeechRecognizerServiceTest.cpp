@@ -6,9 +6,8 @@
 #include <QTest>
 
 using namespace quillora;
-using platform::SpeechAuthorizationStatus;
 using test::Outcome;
-using Replies = test::FakeSpeechRecognition::Replies;
+using Replies = test::FakeSpeechPermissions::Replies;
 using namespace std::chrono_literals;
 
 class SpeechRecognizerServiceTest : public QObject {
@@ -31,20 +30,25 @@ private Q_SLOTS:
         m_platform->run();
         QVERIFY(outcome->isDone());
         QCOMPARE(outcome->error(), QString());
-        QCOMPARE(
-            calls(),
-            (QStringList{u"speech.requestAuthorization"_qs, u"speech.requestMicrophoneAccess"_qs,
-                         u"audio.removeTap bus=0"_qs, u"speech.makeRecognizer en-US"_qs,
-                         u"speech.makeBufferRequest"_qs, u"audio.removeTap bus=0"_qs,
-                         u"audio.installTap bus=0 frames=1024 rate=48000 channels=1"_qs,
-                         u"recognizer.task partial=1 hint=1"_qs, u"audio.prepare"_qs, u"audio.start"_qs}));
+        QCOMPARE(calls(),
+                 (QStringList{u"permissions.requestSpeechRecognition"_qs, u"permissions.requestMicrophone"_qs,
+                              u"recognizers.makeRecognizer en-US"_qs, u"recognizer.recognize"_qs,
+                              u"microphone.capture frames=1024"_qs}));
     }
 
-    void soundReachesTheRequestFromTheFirstBuffer() {
+    void soundReachesTheRecognitionFromTheFirstBuffer() {
         startAndRun();
         const platform::AudioBuffer buffer{{48000, 1}, {1, 2, 3}};
-        audio().speak(buffer);
-        QCOMPARE(m_platform->speech.recognition().request->buffers, std::vector{buffer});
+        microphone().speak(buffer);
+        QCOMPARE(m_platform->speech.recognition().buffers, std::vector{buffer});
+    }
+
+    void soundReachesTheRecognitionWithoutACopy() {
+        startAndRun();
+        platform::AudioBuffer buffer{{48000, 1}, {1, 2, 3}};
+        const auto *samples = buffer.samples.data();
+        microphone().speak(std::move(buffer));
+        QCOMPARE(m_platform->speech.recognition().buffers.front().samples.data(), samples);
     }
 
     void everyTranscriptReachesTheCallerOnTheMainThread() {
@@ -63,11 +67,10 @@ private Q_SLOTS:
         QCOMPARE(calls(), QStringList());
     }
 
-    void stopEndsTheEngineBeforeTheAudio() {
+    void stopEndsTheCaptureBeforeTheAudio() {
         startAndRun();
         const auto outcome = stop();
-        QCOMPARE(calls(),
-                 (QStringList{u"audio.stop"_qs, u"audio.removeTap bus=0"_qs, u"request.endAudio"_qs}));
+        QCOMPARE(calls(), (QStringList{u"microphone.stop"_qs, u"recognition.endAudio"_qs}));
         QVERIFY(!outcome->isDone());
         m_platform->queue.advance(1500ms);
     }
@@ -84,7 +87,7 @@ private Q_SLOTS:
         QCOMPARE(m_partials.last(), u"he was not"_qs);
         QVERIFY(!m_platform->speech.recognition().isCancelled);
         QCOMPARE(m_platform->queue.delayedCount(), 0);
-        QCOMPARE(calls(), QStringList{u"audio.removeTap bus=0"_qs});
+        QCOMPARE(calls(), QStringList());
     }
 
     void withoutAFinalResultTheLastTranscriptIsReturnedAfterOneAndAHalfSeconds() {
@@ -109,7 +112,7 @@ private Q_SLOTS:
         QCOMPARE(outcome->value(), u"late"_qs);
     }
 
-    void anErrorEndsTheWaitingStopAndCancelsTheTask() {
+    void anErrorEndsTheWaitingStopAndCancelsTheRecognition() {
         startAndRun();
         m_platform->speech.deliver(u"he was"_qs);
         const auto outcome = stop();
@@ -167,7 +170,7 @@ private Q_SLOTS:
         m_platform->speech.deliverFinal(u"by itself"_qs);
         m_platform->run();
         QCOMPARE(m_partials, QStringList{u"by itself"_qs});
-        QVERIFY(audio().isRunning());
+        QVERIFY(microphone().isCapturing());
         const auto outcome = stop();
         m_platform->queue.advance(1499ms);
         QVERIFY(!outcome->isDone());
@@ -187,66 +190,57 @@ private Q_SLOTS:
         const auto outcome = start();
         m_platform->run();
         QCOMPARE(outcome->error(), u"Speech recognizer is unavailable for en-US."_qs);
-        QCOMPARE(calls(),
-                 (QStringList{u"speech.requestAuthorization"_qs, u"speech.requestMicrophoneAccess"_qs,
-                              u"audio.stop"_qs, u"audio.removeTap bus=0"_qs, u"task.cancel"_qs,
-                              u"speech.makeRecognizer en-US"_qs}));
+        QCOMPARE(calls(), (QStringList{u"permissions.requestSpeechRecognition"_qs,
+                                       u"permissions.requestMicrophone"_qs, u"microphone.stop"_qs,
+                                       u"recognition.cancel"_qs, u"recognizers.makeRecognizer en-US"_qs}));
     }
 
-    void deniedSpeechPermissionNeverAsksForTheMicrophone_data() {
-        QTest::addColumn<int>("status");
-        QTest::newRow("not determined") << int(SpeechAuthorizationStatus::notDetermined);
-        QTest::newRow("denied") << int(SpeechAuthorizationStatus::denied);
-        QTest::newRow("restricted") << int(SpeechAuthorizationStatus::restricted);
-    }
     void deniedSpeechPermissionNeverAsksForTheMicrophone() {
-        QFETCH(int, status);
-        m_platform->speech.authorizationStatus = SpeechAuthorizationStatus(status);
+        m_platform->permissions.isSpeechRecognitionGranted = false;
         const auto outcome = start();
         m_platform->run();
         QCOMPARE(outcome->error(), u"Speech recognition permission was denied."_qs);
-        QCOMPARE(calls(), QStringList{u"speech.requestAuthorization"_qs});
+        QCOMPARE(calls(), QStringList{u"permissions.requestSpeechRecognition"_qs});
     }
 
     void deniedMicrophoneTouchesNoAudio() {
-        m_platform->speech.isMicrophoneGranted = false;
+        m_platform->permissions.isMicrophoneGranted = false;
         const auto outcome = start();
         m_platform->run();
         QCOMPARE(outcome->error(), u"Microphone permission was denied."_qs);
-        QCOMPARE(calls(),
-                 (QStringList{u"speech.requestAuthorization"_qs, u"speech.requestMicrophoneAccess"_qs}));
+        QCOMPARE(calls(), (QStringList{u"permissions.requestSpeechRecognition"_qs,
+                                       u"permissions.requestMicrophone"_qs}));
     }
 
     void aMicrophoneWithoutChannelsIsUnavailable() {
-        audio().format = {48000, 0};
+        microphone().inputFormat = {48000, 0};
         const auto outcome = start();
         m_platform->run();
         QCOMPARE(outcome->error(), u"No microphone input format is available."_qs);
-        QVERIFY(!audio().hasTap());
+        QVERIFY(!microphone().isCapturing());
     }
 
     void theSampleRateIsNotExamined() {
-        audio().format = {0, 2};
+        microphone().inputFormat = {0, 2};
         const auto outcome = start();
         m_platform->run();
         QCOMPARE(outcome->error(), QString());
     }
 
-    void anEngineThatDoesNotStartIsLeftToTheNextStart() {
-        audio().startError = u"The device is in use."_qs;
+    void aCaptureThatDoesNotStartLeavesTheRecognitionToTheNextStart() {
+        microphone().startError = u"The device is in use."_qs;
         const auto outcome = start();
         m_platform->run();
         QCOMPARE(outcome->error(), u"The device is in use."_qs);
-        QVERIFY(audio().hasTap());
         QVERIFY(!m_platform->speech.recognition().isCancelled);
         const auto stopped = Outcome<QString>::of(m_service->stop());
         QCOMPARE(stopped->value(), QString());
 
-        audio().startError.reset();
+        microphone().startError.reset();
         const auto first = m_platform->speech.recognitions.back();
         startAndRun();
         QVERIFY(first->isCancelled);
-        QVERIFY(audio().isRunning());
+        QVERIFY(microphone().isCapturing());
     }
 
     void aStartClearsTheFormerTranscript() {
@@ -270,17 +264,17 @@ private Q_SLOTS:
     void endingTheServiceAtEachSuspensionIsSafe() {
         QFETCH(int, suspension);
         if (suspension < 2) {
-            m_platform->speech.replies = Replies::byHand;
+            m_platform->permissions.replies = Replies::byHand;
             const auto outcome = start();
             if (suspension == 1) {
-                m_platform->speech.authorizationReplies.front()(SpeechAuthorizationStatus::authorized);
+                m_platform->permissions.speechRecognitionReplies.front()(true);
                 m_platform->run();
             }
             m_service.reset();
             if (suspension == 0)
-                m_platform->speech.authorizationReplies.front()(SpeechAuthorizationStatus::authorized);
+                m_platform->permissions.speechRecognitionReplies.front()(true);
             else
-                m_platform->speech.microphoneReplies.front()(true);
+                m_platform->permissions.microphoneReplies.front()(true);
             m_platform->run();
             QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
         } else {
@@ -297,11 +291,11 @@ private Q_SLOTS:
     }
 
     void aServiceThatHasEndedDoesNotAskForTheMicrophone() {
-        m_platform->speech.replies = Replies::byHand;
+        m_platform->permissions.replies = Replies::byHand;
         const auto outcome = start();
         m_service.reset();
         calls();
-        m_platform->speech.authorizationReplies.front()(SpeechAuthorizationStatus::authorized);
+        m_platform->permissions.speechRecognitionReplies.front()(true);
         m_platform->run();
         QCOMPARE(calls(), QStringList());
     }
@@ -311,13 +305,13 @@ private Q_SLOTS:
         const auto recognition = m_platform->speech.recognitions.back();
         m_service.reset();
         QVERIFY(recognition->isCancelled);
-        QCOMPARE(calls(), (QStringList{u"audio.stop"_qs, u"audio.removeTap bus=0"_qs, u"task.cancel"_qs}));
+        QCOMPARE(calls(), (QStringList{u"microphone.stop"_qs, u"recognition.cancel"_qs}));
     }
 
     void aPermissionReplyThatNeverComesFailsTheStart() {
-        m_platform->speech.replies = Replies::byHand;
+        m_platform->permissions.replies = Replies::byHand;
         const auto outcome = start();
-        m_platform->speech.authorizationReplies.clear();
+        m_platform->permissions.speechRecognitionReplies.clear();
         m_platform->run();
         QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
     }
@@ -336,7 +330,7 @@ private:
         m_platform->log.clear();
     }
     std::shared_ptr<Outcome<QString>> stop() { return Outcome<QString>::of(m_service->stop()); }
-    test::FakeAudioEngine &audio() { return *m_platform->speech.audioEngine; }
+    test::FakeMicrophone &microphone() { return m_platform->microphoneFake; }
     QStringList calls() { return m_platform->log.take(); }
 
     std::unique_ptr<test::FakePlatform> m_platform;

@@ -58,6 +58,15 @@ platform::AudioBuffer Recording::soundOfWords() const {
     return buffer;
 }
 
+void speak(platform::Recognition &recognition, const platform::AudioBuffer &sound) {
+    const size_t bufferSize = size_t{1024} * sound.format.channelCount;
+    for (size_t begin = 0; begin < sound.samples.size(); begin += bufferSize) {
+        const auto from = sound.samples.begin() + qsizetype(begin);
+        const auto count = qsizetype(std::min(bufferSize, sound.samples.size() - begin));
+        recognition.append({sound.format, {from, from + count}});
+    }
+}
+
 void writeWave(const QString &path, const platform::AudioBuffer &sound) {
     constexpr quint16 pcm = 1, bits = 16;
     constexpr quint32 formatSize = 16, headerSize = 36;

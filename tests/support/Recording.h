@@ -1,6 +1,7 @@
 #pragma once
 
-#include "platform/AudioEngine.h"
+#include "platform/AudioBuffer.h"
+#include "platform/SpeechRecognizers.h"
 
 #include <QString>
 
@@ -24,6 +25,9 @@ struct Recording {
     /// The same without the silence before its first word and after its last.
     platform::AudioBuffer soundOfWords() const;
 };
+
+/// In buffers of 1024 frames, as a microphone hands them over.
+void speak(platform::Recognition &recognition, const platform::AudioBuffer &sound);
 
 /// Writes a sound file; throws std::runtime_error.
 void writeWave(const QString &path, const platform::AudioBuffer &sound);

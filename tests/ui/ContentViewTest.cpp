@@ -123,12 +123,12 @@ private Q_SLOTS:
     void recordingShowsEvenWhileSomethingIsProcessed() {
         PanelHarness harness;
         harness.controller->setTargetLanguageIdentifier(u"es"_qs);
-        harness.platform.speech.replies = FakeSpeechRecognition::Replies::byHand;
+        harness.platform.permissions.replies = FakeSpeechPermissions::Replies::byHand;
         harness.controller->startRecording();
         harness.startPreparingModels();
-        harness.platform.speech.authorizationReplies.front()(platform::SpeechAuthorizationStatus::authorized);
+        harness.platform.permissions.speechRecognitionReplies.front()(true);
         harness.platform.run();
-        harness.platform.speech.microphoneReplies.front()(true);
+        harness.platform.permissions.microphoneReplies.front()(true);
         harness.platform.run();
         QVERIFY(harness.controller->isRecording());
         QVERIFY(harness.controller->isProcessing());

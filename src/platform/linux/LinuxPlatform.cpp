@@ -6,9 +6,10 @@
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "platform/linux/locale/IcuLocaleServices.h"
-#include "platform/linux/recognition/PocketSphinxRecognition.h"
+#include "platform/linux/recognition/PocketSphinxRecognizers.h"
 #include "platform/linux/settings/SettingsUserDefaults.h"
-#include "platform/linux/sound/PulseConnection.h"
+#include "platform/linux/sound/DesktopSpeechPermissions.h"
+#include "platform/linux/sound/PulseMicrophone.h"
 #include "platform/linux/translation/OnDeviceTranslators.h"
 #include "platform/linux/translation/apertium/ApertiumEngine.h"
 #include "platform/linux/x11/X11Connection.h"
@@ -51,7 +52,10 @@ struct LinuxPlatform::Facilities {
     X11Keystrokes keystrokes{x11, hotKeyEvents, [this] { pasteboard.lendToPrimary(); }};
     X11KeyPositions keyPositions;
 
-    PocketSphinxRecognition speechRecognition{std::make_shared<PulseConnection>()};
+    const std::shared_ptr<PulseConnection> sound = std::make_shared<PulseConnection>();
+    DesktopSpeechPermissions speechPermissions{sound, mainQueue};
+    PulseMicrophone microphone{sound};
+    PocketSphinxRecognizers speechRecognizers{sound->drain()};
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession{mainQueue};
 
@@ -76,7 +80,9 @@ Keystrokes &LinuxPlatform::keystrokes() { return m_facilities->keystrokes; }
 HotKeyEvents &LinuxPlatform::hotKeyEvents() { return m_facilities->hotKeyEvents; }
 KeyPositions &LinuxPlatform::keyPositions() { return m_facilities->keyPositions; }
 Appearance &LinuxPlatform::appearance() { return m_facilities->appearance; }
-SpeechRecognition &LinuxPlatform::speechRecognition() { return m_facilities->speechRecognition; }
+SpeechPermissions &LinuxPlatform::speechPermissions() { return m_facilities->speechPermissions; }
+Microphone &LinuxPlatform::microphone() { return m_facilities->microphone; }
+SpeechRecognizers &LinuxPlatform::speechRecognizers() { return m_facilities->speechRecognizers; }
 Translators &LinuxPlatform::translators() { return *m_facilities->translators; }
 HttpSession &LinuxPlatform::httpSession() { return m_facilities->httpSession; }
 

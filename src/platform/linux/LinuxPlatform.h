@@ -27,7 +27,9 @@ public:
     HotKeyEvents &hotKeyEvents() override;
     KeyPositions &keyPositions() override;
     Appearance &appearance() override;
-    SpeechRecognition &speechRecognition() override;
+    SpeechPermissions &speechPermissions() override;
+    Microphone &microphone() override;
+    SpeechRecognizers &speechRecognizers() override;
     Translators &translators() override;
     HttpSession &httpSession() override;
 

@@ -1,55 +1,33 @@
 #pragma once
 
-#include "platform/SpeechRecognition.h"
-#include "platform/linux/recognition/PocketSphinxData.h"
-#include "platform/linux/recognition/RecognitionThread.h"
-#include "platform/linux/sound/MicrophoneSwitch.h"
-#include "platform/linux/sound/PulseConnection.h"
-
-#include <QStringList>
+#include "platform/SpeechRecognizers.h"
+#include "platform/linux/recognition/RecognitionJob.h"
+#include "platform/linux/sound/CaptureDrain.h"
 
 #include <memory>
-#include <vector>
+#include <utility>
 
 namespace quillora::platform {
 
-/// Speech recognition out of the distribution's packages: PocketSphinx and its en-US data. Texts come in
-/// lower case and without punctuation.
-///
-/// The model is loaded in the background from the construction on and stays loaded. Destroying the object
-/// ends every recognition with an error. The installed platform's main queue must outlive it.
-class PocketSphinxRecognition : public SpeechRecognition {
+/// A recognition on the recognition thread. Sound may be of any format. Once it is cancelled its handler is
+/// not called again.
+class PocketSphinxRecognition : public Recognition {
 public:
-    /// The data is looked for in `folders`, in that order.
-    explicit PocketSphinxRecognition(std::shared_ptr<PulseConnection> sound,
-                                     QStringList folders = PocketSphinxData::standardFolders());
-    ~PocketSphinxRecognition() override;
+    PocketSphinxRecognition(std::shared_ptr<RecognitionJob> job, std::shared_ptr<CaptureDrain> drain)
+        : m_job(std::move(job)), m_drain(std::move(drain)) {}
+    ~PocketSphinxRecognition() override { m_job->sound().end(); }
+    PocketSphinxRecognition(const PocketSphinxRecognition &) = delete;
+    PocketSphinxRecognition &operator=(const PocketSphinxRecognition &) = delete;
 
-    void requestAuthorization(std::function<void(SpeechAuthorizationStatus)> reply) override;
-
-    /// Comes once the sound server has answered, or after 500 ms. Denied if the user has switched the
-    /// microphone off for applications. Granted even where there is no server: that shows as an input format
-    /// without channels.
-    void requestMicrophoneAccess(std::function<void(bool granted)> reply) override;
-
-    QStringList supportedLocales() const override;
-    std::unique_ptr<SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override;
-    std::shared_ptr<AudioBufferRecognitionRequest> makeBufferRequest() override;
-    std::unique_ptr<AudioEngine> makeAudioEngine() override;
+    void append(AudioBuffer buffer) override { m_job->sound().append(std::move(buffer)); }
+    void endAudio() override {
+        m_drain->whenDrained([job = m_job] { job->sound().end(); });
+    }
+    void cancel() override { m_job->cancel(); }
 
 private:
-    using Replies = std::vector<std::function<void(bool)>>;
-
-    bool isModelLoaded() const;
-    void load(const PocketSphinxData &data);
-    void reloadChangedData();
-
-    const std::shared_ptr<PulseConnection> m_sound;
-    const QStringList m_folders;
-    const MicrophoneSwitch m_microphoneSwitch;
-    const std::shared_ptr<Replies> m_accessReplies = std::make_shared<Replies>();
-    std::vector<PocketSphinxData::FileState> m_loadedFrom;
-    std::shared_ptr<RecognitionThread> m_thread; ///< none until there is data
+    const std::shared_ptr<RecognitionJob> m_job;
+    const std::shared_ptr<CaptureDrain> m_drain;
 };
 
 } // namespace quillora::platform

@@ -1,7 +1,6 @@
 #include "platform/linux/recognition/PocketSphinxRecognizer.h"
 
-#include "platform/linux/recognition/PocketSphinxRequest.h"
-#include "platform/linux/recognition/PocketSphinxTask.h"
+#include "platform/linux/recognition/PocketSphinxRecognition.h"
 
 namespace quillora::platform {
 
@@ -10,15 +9,11 @@ bool PocketSphinxRecognizer::isAvailable() const {
     return thread && thread->modelState() != RecognitionThread::ModelState::failed;
 }
 
-std::unique_ptr<RecognitionTask>
-PocketSphinxRecognizer::recognitionTask(const std::shared_ptr<AudioBufferRecognitionRequest> &request,
-                                        RecognitionResultHandler handler) {
-    const auto &sound = std::static_pointer_cast<PocketSphinxRequest>(request)->sound();
-    auto job =
-        std::make_shared<RecognitionJob>(sound, request->shouldReportPartialResults, std::move(handler));
+std::shared_ptr<Recognition> PocketSphinxRecognizer::recognize(RecognitionHandler handler) {
+    auto job = std::make_shared<RecognitionJob>(std::move(handler));
     if (const auto thread = m_thread.lock())
         thread->recognize(job);
-    return std::make_unique<PocketSphinxTask>(std::move(job));
+    return std::make_shared<PocketSphinxRecognition>(std::move(job), m_drain);
 }
 
 } // namespace quillora::platform

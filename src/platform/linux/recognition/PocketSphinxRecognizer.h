@@ -1,7 +1,8 @@
 #pragma once
 
-#include "platform/SpeechRecognition.h"
+#include "platform/SpeechRecognizers.h"
 #include "platform/linux/recognition/RecognitionThread.h"
+#include "platform/linux/sound/CaptureDrain.h"
 
 #include <memory>
 #include <utility>
@@ -11,18 +12,16 @@ namespace quillora::platform {
 /// A handle on the recognition thread; it may listen while the model is still being loaded.
 class PocketSphinxRecognizer : public SpeechRecognizer {
 public:
-    explicit PocketSphinxRecognizer(std::weak_ptr<RecognitionThread> thread) : m_thread(std::move(thread)) {}
+    PocketSphinxRecognizer(std::weak_ptr<RecognitionThread> thread, std::shared_ptr<CaptureDrain> drain)
+        : m_thread(std::move(thread)), m_drain(std::move(drain)) {}
 
     /// False where the model could not be loaded.
     bool isAvailable() const override;
-
-    /// `request` must come from the same PocketSphinxRecognition.
-    std::unique_ptr<RecognitionTask>
-    recognitionTask(const std::shared_ptr<AudioBufferRecognitionRequest> &request,
-                    RecognitionResultHandler handler) override;
+    std::shared_ptr<Recognition> recognize(RecognitionHandler handler) override;
 
 private:
     const std::weak_ptr<RecognitionThread> m_thread;
+    const std::shared_ptr<CaptureDrain> m_drain;
 };
 
 } // namespace quillora::platform

@@ -1,10 +1,9 @@
 #pragma once
 
-#include "platform/SpeechRecognition.h"
+#include "platform/SpeechRecognizers.h"
 #include "platform/linux/recognition/SoundQueue.h"
 
 #include <atomic>
-#include <memory>
 #include <utility>
 
 namespace quillora::platform {
@@ -12,22 +11,18 @@ namespace quillora::platform {
 /// One recognition on its way through the recognition thread.
 class RecognitionJob {
 public:
-    RecognitionJob(std::shared_ptr<SoundQueue> sound, bool reportsPartialResults,
-                   RecognitionResultHandler handler)
-        : m_sound(std::move(sound)), m_reportsPartialResults(reportsPartialResults),
-          m_handler(std::move(handler)) {}
+    explicit RecognitionJob(RecognitionHandler handler) : m_handler(std::move(handler)) {}
 
-    SoundQueue &sound() { return *m_sound; }
-    bool reportsPartialResults() const { return m_reportsPartialResults; }
+    SoundQueue &sound() { return m_sound; }
 
     /// Nobody wants the outcome any more: the handler is not called again. Any thread.
     void cancel() {
         m_isCancelled = true;
-        m_sound->cancel();
+        m_sound.cancel();
     }
 
     /// The work ends; the handler is told by an error. Any thread.
-    void abort() { m_sound->cancel(); }
+    void abort() { m_sound.cancel(); }
 
     void report(const RecognitionResult &result) {
         if (!m_isCancelled)
@@ -39,9 +34,8 @@ public:
     }
 
 private:
-    const std::shared_ptr<SoundQueue> m_sound;
-    const bool m_reportsPartialResults;
-    const RecognitionResultHandler m_handler;
+    SoundQueue m_sound;
+    const RecognitionHandler m_handler;
     std::atomic<bool> m_isCancelled = false;
 };
 

@@ -111,7 +111,7 @@ void RecognitionThread::listen(RecognitionJob &job) {
             return;
         m_decoder->accept(samples);
         const QString heard = m_decoder->text();
-        if (std::exchange(text, heard) != heard && job.reportsPartialResults())
+        if (std::exchange(text, heard) != heard)
             job.report(RecognitionResult{heard, false});
     };
 

@@ -4,13 +4,12 @@
 
 namespace quillora::platform {
 
-void SoundQueue::append(const AudioBuffer &buffer) {
-    AudioBuffer copy = buffer;
+void SoundQueue::append(AudioBuffer buffer) {
     {
         const std::lock_guard lock(m_mutex);
         if (m_state != State::open)
             return;
-        m_buffers.push_back(std::move(copy));
+        m_buffers.push_back(std::move(buffer));
     }
     m_changed.notify_one();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/AudioEngine.h"
+#include "platform/AudioBuffer.h"
 
 #include <condition_variable>
 #include <mutex>
@@ -19,7 +19,7 @@ public:
     };
 
     /// Ignored once the queue has ended or was cancelled.
-    void append(const AudioBuffer &buffer);
+    void append(AudioBuffer buffer);
 
     /// No more sound will come.
     void end();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/AudioEngine.h"
+#include "platform/AudioBuffer.h"
 #include "platform/linux/recognition/ChannelMix.h"
 
 #include <random>

@@ -43,12 +43,9 @@ QString serverUnreachable() { return QStringLiteral("The sound server cannot be 
 
 } // namespace
 
-PulseCapture::PulseCapture(PulseConnection &connection, const AudioFormat &format, quint32 bufferFrames,
-                           Tap tap)
-    : m_connection(connection), m_format(format), m_sampleSpec(sampleSpec(format)),
-      m_bufferFrames(bufferFrames), m_tap(std::move(tap)) {
-    m_pending.format = format;
-}
+PulseCapture::PulseCapture(PulseConnection &connection, quint32 bufferFrames,
+                           Microphone::SoundHandler onSound)
+    : m_connection(connection), m_bufferFrames(bufferFrames), m_onSound(std::move(onSound)) {}
 
 PulseCapture::~PulseCapture() = default;
 
@@ -64,11 +61,6 @@ void PulseCapture::start() {
     }
     if (m_opening == Opening::failed)
         throw LocalizedError(m_failure);
-}
-
-void PulseCapture::setTap(Tap tap) {
-    const std::lock_guard lock(m_mutex);
-    m_tap.swap(tap);
 }
 
 void PulseCapture::stop() {
@@ -90,11 +82,10 @@ void PulseCapture::open() {
         finishOpening(Opening::failed, openingFailure(PA_ERR_NOENTITY));
         return;
     }
+    m_pending.format = m_connection.inputFormat();
+    m_sampleSpec = sampleSpec(m_pending.format);
     // In another map than its own the source's channels would be mixed, or lost for want of a like place.
-    pa_channel_map channels = m_connection.channelMap();
-    if (channels.channels != m_sampleSpec.channels) // the microphone has changed since the tap was installed
-        pa_channel_map_init_extend(&channels, m_sampleSpec.channels, PA_CHANNEL_MAP_DEFAULT);
-    m_stream = pa_stream_new(context, "Dictation", &m_sampleSpec, &channels);
+    m_stream = pa_stream_new(context, "Dictation", &m_sampleSpec, &m_connection.channelMap());
     if (!m_stream) {
         finishOpening(Opening::failed, QStringLiteral("The microphone's sound format cannot be recorded."));
         return;
@@ -171,7 +162,7 @@ void PulseCapture::take(const void *data, size_t byteCount) {
 
     const auto *samples = static_cast<const qint16 *>(data);
     size_t left = byteCount / sizeof(qint16);
-    const size_t bufferSamples = size_t{m_bufferFrames} * m_format.channelCount;
+    const size_t bufferSamples = size_t{m_bufferFrames} * m_sampleSpec.channels;
     while (left > 0) {
         const size_t count = std::min(left, bufferSamples - m_pending.samples.size());
         // A hole in the stream has a length but no data; it is silence.
@@ -190,12 +181,9 @@ void PulseCapture::take(const void *data, size_t byteCount) {
 void PulseCapture::deliver() {
     if (m_pending.samples.empty())
         return;
-    {
-        const std::lock_guard lock(m_mutex);
-        if (m_tap)
-            m_tap(m_pending);
-    }
-    m_pending.samples.clear();
+    AudioBuffer next{m_pending.format, {}};
+    next.samples.reserve(m_pending.samples.capacity());
+    m_onSound(std::exchange(m_pending, std::move(next)));
 }
 
 void PulseCapture::beginDrain(std::shared_ptr<CaptureDrain::Hold> hold) {
@@ -237,7 +225,7 @@ void PulseCapture::close() {
         pa_operation_unref(query);
     }
     deliver();
-    setTap(nullptr);
+    m_onSound = nullptr;
     if (auto *stream = std::exchange(m_stream, nullptr)) {
         pa_stream_set_state_callback(stream, nullptr, nullptr);
         pa_stream_set_read_callback(stream, nullptr, nullptr);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/AudioEngine.h"
+#include "platform/Microphone.h"
 #include "platform/linux/sound/CaptureDrain.h"
 #include "platform/linux/sound/SoundTimer.h"
 
@@ -21,20 +21,16 @@ class PulseConnection;
 /// handed over. Main thread only, but for `close`.
 class PulseCapture : public std::enable_shared_from_this<PulseCapture> {
 public:
-    using Tap = AudioInputNode::Tap;
-
-    /// `connection` must outlive the recording's start and stop; `bufferFrames` is what the tap gets at once.
-    PulseCapture(PulseConnection &connection, const AudioFormat &format, quint32 bufferFrames, Tap tap);
+    /// `connection` must outlive the recording's start and stop; `bufferFrames` is what the handler gets at
+    /// once.
+    PulseCapture(PulseConnection &connection, quint32 bufferFrames, Microphone::SoundHandler onSound);
     ~PulseCapture();
 
     /// Returns once sound is being recorded; throws a LocalizedError if it cannot be, after 2 s at the
     /// latest.
     void start();
 
-    /// From the return on, only `tap` is called.
-    void setTap(Tap tap);
-
-    /// Returns at once. What has been captured by now still reaches the tap, for as long as
+    /// Returns at once. What has been captured by now still reaches the handler, for as long as
     /// CaptureDrain::timeLimit allows, and holds back the end of audio meanwhile.
     void stop();
 
@@ -55,19 +51,18 @@ private:
     bool isDrained() const { return m_drainTarget && m_taken >= *m_drainTarget; }
 
     PulseConnection &m_connection;
-    const AudioFormat m_format;
-    const pa_sample_spec m_sampleSpec;
     const quint32 m_bufferFrames;
 
     std::mutex m_mutex;
     std::condition_variable m_openingChanged;
     Opening m_opening = Opening::underWay;
     QString m_failure;
-    Tap m_tap;
 
     // Of the sound thread.
     pa_stream *m_stream = nullptr;
-    AudioBuffer m_pending;                      ///< what the tap gets next
+    pa_sample_spec m_sampleSpec{};
+    Microphone::SoundHandler m_onSound;
+    AudioBuffer m_pending;                      ///< what the handler gets next
     quint64 m_taken = 0;                        ///< bytes read from the stream
     std::optional<quint64> m_drainTarget;       ///< bytes captured by the stop
     std::optional<SoundTimer> m_drainDeadline;  ///< only after the stop

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/AudioEngine.h"
+#include "platform/AudioBuffer.h"
 #include "platform/linux/sound/CaptureDrain.h"
 #include "platform/linux/sound/SoundThread.h"
 #include "platform/linux/sound/SoundTimer.h"

@@ -1,6 +1,6 @@
+#include "platform/linux/recognition/PocketSphinxRecognizers.h"
 #include "platform/linux/recognition/PocketSphinxDecoder.h"
 #include "recognition/ModelFolder.h"
-#include "recognition/SpeechDesktop.h"
 #include "support/ChildProcess.h"
 #include "support/OwnTime.h"
 #include "support/Recording.h"
@@ -15,16 +15,13 @@ using namespace quillora;
 using platform::AudioBuffer;
 using platform::PocketSphinxData;
 using platform::PocketSphinxDecoder;
+using platform::PocketSphinxRecognizers;
 using test::ChildProcess;
 using test::ModelFolder;
 using test::Recording;
-using test::SpeechDesktop;
 using test::WordErrorRate;
 
 namespace {
-
-/// No sound server is needed here, so none is looked for.
-const std::string noServer = "unix:/nonexistent";
 
 const QString sentence = u"he was not an ill disposed young man"_qs;
 
@@ -32,22 +29,12 @@ qsizetype threadCount() {
     return QDir(u"/proc/self/task"_qs).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
-void appendInBuffers(platform::AudioBufferRecognitionRequest &request, const AudioBuffer &sound) {
-    constexpr size_t frames = 1024;
-    for (size_t begin = 0; begin < sound.samples.size(); begin += frames) {
-        const auto end = std::min(begin + frames, sound.samples.size());
-        request.append({sound.format,
-                        {sound.samples.begin() + qsizetype(begin), sound.samples.begin() + qsizetype(end)}});
-    }
-}
-
 /// One recognition and what its handler was told.
 class Listening {
 public:
-    explicit Listening(SpeechDesktop &desktop) : request(desktop.recognition.makeBufferRequest()) {
-        request->shouldReportPartialResults = true;
-        const auto recognizer = desktop.recognition.makeRecognizer(u"en-US"_qs);
-        task = recognizer->recognitionTask(request, [told = m_told](const auto &result, const auto &error) {
+    explicit Listening(PocketSphinxRecognizers &recognizers) {
+        const auto recognizer = recognizers.makeRecognizer(u"en-US"_qs);
+        recognition = recognizer->recognize([told = m_told](const auto &result, const auto &error) {
             const std::lock_guard lock(told->mutex);
             if (result)
                 told->results.push_back(*result);
@@ -56,11 +43,11 @@ public:
         });
     }
 
-    void hear(const AudioBuffer &sound) { appendInBuffers(*request, sound); }
+    void hear(const AudioBuffer &sound) const { test::speak(*recognition, sound); }
 
     QString finalText() const {
         ChildProcess::waitUntil([this] { return isFinal() || !errors().isEmpty(); }, 60000);
-        return isFinal() ? results().back().formattedString : QString();
+        return isFinal() ? results().back().text : QString();
     }
     bool isFinal() const { return !results().empty() && results().back().isFinal; }
     std::vector<platform::RecognitionResult> results() const {
@@ -72,8 +59,7 @@ public:
         return m_told->errors;
     }
 
-    std::shared_ptr<platform::AudioBufferRecognitionRequest> request;
-    std::unique_ptr<platform::RecognitionTask> task;
+    std::shared_ptr<platform::Recognition> recognition;
 
 private:
     struct Told {
@@ -84,23 +70,23 @@ private:
     std::shared_ptr<Told> m_told = std::make_shared<Told>();
 };
 
-void waitForModel(SpeechDesktop &desktop) {
-    Listening listening(desktop);
-    listening.request->endAudio();
+void waitForModel(PocketSphinxRecognizers &recognizers) {
+    const Listening listening(recognizers);
+    listening.recognition->endAudio();
     listening.finalText();
 }
 
 } // namespace
 
-class PocketSphinxRecognitionTest : public QObject {
+class PocketSphinxRecognizersTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void soundThatComesBeforeTheModelIsLoadedIsNotLost() {
-        SpeechDesktop desktop(noServer);
-        Listening listening(desktop);
+        PocketSphinxRecognizers recognizers(m_drain);
+        Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
-        listening.request->endAudio();
+        listening.recognition->endAudio();
         QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
     }
 
@@ -120,11 +106,11 @@ private Q_SLOTS:
             }
             live = live == 2 ? 5 : 2;
         }
-        SpeechDesktop desktop(noServer);
+        PocketSphinxRecognizers recognizers(m_drain);
         const auto errorsIn = [&](const AudioBuffer &sound) {
-            Listening listening(desktop);
+            Listening listening(recognizers);
             listening.hear(sound);
-            listening.request->endAudio();
+            listening.recognition->endAudio();
             return WordErrorRate::of(listening.finalText(), spoken).errors;
         };
         const auto errorsAlone = errorsIn(alone), errorsTogether = errorsIn(together);
@@ -133,10 +119,10 @@ private Q_SLOTS:
     }
 
     void interimTextsGrowIntoTheFinalOne() {
-        SpeechDesktop desktop(noServer);
-        Listening listening(desktop);
+        PocketSphinxRecognizers recognizers(m_drain);
+        Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
-        listening.request->endAudio();
+        listening.recognition->endAudio();
         const auto text = listening.finalText();
         const auto results = listening.results();
         QVERIFY(results.size() > 3);
@@ -144,47 +130,33 @@ private Q_SLOTS:
             QVERIFY(!results[i].isFinal);
             QVERIFY(i == 0 || results[i] != results[i - 1]);
         }
-        QCOMPARE(text, results.back().formattedString);
+        QCOMPARE(text, results.back().text);
         QVERIFY(results.back().isFinal);
     }
 
-    void withoutTheWishForInterimTextsOnlyTheFinalOneComes() {
-        SpeechDesktop desktop(noServer);
-        const auto request = desktop.recognition.makeBufferRequest();
-        std::atomic<int> interim = 0, final = 0;
-        const auto task = desktop.recognition.makeRecognizer(u"en-US"_qs)
-                              ->recognitionTask(request, [&](const auto &result, const auto &) {
-                                  ++(result->isFinal ? final : interim);
-                              });
-        appendInBuffers(*request, Recording::of(sentence).sound());
-        request->endAudio();
-        QTRY_COMPARE_WITH_TIMEOUT(final.load(), 1, 30000);
-        QCOMPARE(interim.load(), 0);
-    }
-
     void silenceIsAnEmptyFinalText() {
-        SpeechDesktop desktop(noServer);
-        Listening listening(desktop);
+        PocketSphinxRecognizers recognizers(m_drain);
+        Listening listening(recognizers);
         listening.hear({{48000, 2}, std::vector<qint16>(2 * 48000, 0)});
-        listening.request->endAudio();
+        listening.recognition->endAudio();
         QCOMPARE(listening.finalText(), u""_qs);
         QVERIFY(listening.isFinal());
     }
 
     void noSoundAtAllIsAnEmptyFinalText() {
-        SpeechDesktop desktop(noServer);
-        Listening listening(desktop);
-        listening.request->endAudio();
+        PocketSphinxRecognizers recognizers(m_drain);
+        Listening listening(recognizers);
+        listening.recognition->endAudio();
         QCOMPARE(listening.finalText(), u""_qs);
         QVERIFY(listening.isFinal());
     }
 
     void onePressAfterTheOtherIsRecognized() {
-        SpeechDesktop desktop(noServer);
+        PocketSphinxRecognizers recognizers(m_drain);
         for (int i = 0; i < 3; ++i) {
-            Listening listening(desktop);
+            Listening listening(recognizers);
             listening.hear(Recording::of(sentence).sound());
-            listening.request->endAudio();
+            listening.recognition->endAudio();
             QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
         }
     }
@@ -204,52 +176,43 @@ private Q_SLOTS:
     }
 
     void aCancelledRecognitionSaysNothingMore() {
-        SpeechDesktop desktop(noServer);
-        Listening listening(desktop);
+        PocketSphinxRecognizers recognizers(m_drain);
+        Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
-        listening.task->cancel();
-        listening.request->endAudio();
-        waitForModel(desktop);
+        listening.recognition->cancel();
+        listening.recognition->endAudio();
+        waitForModel(recognizers);
         QVERIFY(!listening.isFinal());
         QCOMPARE(listening.errors(), QStringList());
     }
 
     void aCancelledRecognitionMakesWayAtOnce() {
-        SpeechDesktop desktop(noServer);
-        waitForModel(desktop);
-        Listening cancelled(desktop);
+        PocketSphinxRecognizers recognizers(m_drain);
+        waitForModel(recognizers);
+        Listening cancelled(recognizers);
         for (int i = 0; i < 20; ++i)
             cancelled.hear(Recording::of(sentence).sound());
-        cancelled.task->cancel();
+        cancelled.recognition->cancel();
         const test::OwnTime timer;
-        Listening next(desktop);
-        next.request->endAudio();
+        Listening next(recognizers);
+        next.recognition->endAudio();
         next.finalText();
         QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
     }
 
-    void droppingTheTaskDoesNotEndTheRecognition() {
-        SpeechDesktop desktop(noServer);
-        Listening listening(desktop);
-        listening.task.reset();
+    void droppingTheRecognitionEndsTheSound() {
+        PocketSphinxRecognizers recognizers(m_drain);
+        Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
-        listening.request->endAudio();
-        QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
-    }
-
-    void droppingTheRequestEndsTheSound() {
-        SpeechDesktop desktop(noServer);
-        Listening listening(desktop);
-        listening.hear(Recording::of(sentence).sound());
-        listening.request.reset();
+        listening.recognition.reset();
         QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
     }
 
     void theSoundEndsOnlyWhenWhatWasCapturedIsHandedOver() {
-        SpeechDesktop desktop(noServer);
-        Listening listening(desktop);
-        auto hold = std::make_unique<platform::CaptureDrain::Hold>(desktop.connection->drain());
-        listening.request->endAudio();
+        PocketSphinxRecognizers recognizers(m_drain);
+        Listening listening(recognizers);
+        auto hold = std::make_unique<platform::CaptureDrain::Hold>(m_drain);
+        listening.recognition->endAudio();
         listening.hear(Recording::of(sentence).sound());
         QVERIFY(!listening.isFinal());
         hold.reset();
@@ -257,11 +220,11 @@ private Q_SLOTS:
     }
 
     void endingEverythingTellsWhatIsUnderWay() {
-        auto desktop = std::make_unique<SpeechDesktop>(noServer);
-        Listening first(*desktop);
-        Listening second(*desktop);
+        auto recognizers = std::make_unique<PocketSphinxRecognizers>(m_drain);
+        Listening first(*recognizers);
+        Listening second(*recognizers);
         first.hear(Recording::of(sentence).sound());
-        desktop.reset();
+        recognizers.reset();
         QCOMPARE(first.errors().size(), 1);
         QCOMPARE(second.errors().size(), 1);
         QVERIFY(!first.isFinal());
@@ -270,80 +233,70 @@ private Q_SLOTS:
     void endingEverythingWhileTheModelIsLoadedLeavesNoThread() {
         const auto before = threadCount();
         for (int i = 0; i < 5; ++i)
-            SpeechDesktop desktop(noServer);
+            PocketSphinxRecognizers recognizers(m_drain);
         QCOMPARE(threadCount(), before);
     }
 
     void aHandleThatOutlivesTheRecognitionIsUnavailable() {
-        auto desktop = std::make_unique<SpeechDesktop>(noServer);
-        const auto recognizer = desktop->recognition.makeRecognizer(u"en-US"_qs);
-        desktop.reset();
+        auto recognizers = std::make_unique<PocketSphinxRecognizers>(m_drain);
+        const auto recognizer = recognizers->makeRecognizer(u"en-US"_qs);
+        recognizers.reset();
         QVERIFY(!recognizer->isAvailable());
-    }
-
-    void anUnansweredQuestionIsLetGoAtTheEnd() {
-        auto desktop = std::make_unique<SpeechDesktop>(noServer);
-        const auto witness = std::make_shared<int>();
-        desktop->recognition.requestMicrophoneAccess([witness](bool) {});
-        desktop.reset();
-        QCOMPARE(witness.use_count(), 1L);
     }
 
     void withoutDataNothingIsSupported() {
         const QTemporaryDir empty;
-        SpeechDesktop desktop(noServer, {empty.path()});
-        QCOMPARE(desktop.recognition.supportedLocales(), QStringList());
-        QVERIFY(!desktop.recognition.makeRecognizer(u"en-US"_qs));
+        PocketSphinxRecognizers recognizers(m_drain, {empty.path()});
+        QCOMPARE(recognizers.supportedLocales(), QStringList());
+        QVERIFY(!recognizers.makeRecognizer(u"en-US"_qs));
     }
 
     void dataThatIsCutShortMakesTheRecognizerUnavailableUntilItIsRepaired() {
         const ModelFolder folder;
         folder.truncate(u"en-us/mdef"_qs, 100000);
-        SpeechDesktop desktop(noServer, {folder.path()});
-        QCOMPARE(desktop.recognition.supportedLocales(), QStringList{u"en-US"_qs});
-        const auto isAvailable = [&] {
-            return desktop.recognition.makeRecognizer(u"en-US"_qs)->isAvailable();
-        };
+        PocketSphinxRecognizers recognizers(m_drain, {folder.path()});
+        QCOMPARE(recognizers.supportedLocales(), QStringList{u"en-US"_qs});
+        const auto isAvailable = [&] { return recognizers.makeRecognizer(u"en-US"_qs)->isAvailable(); };
         QTRY_VERIFY(!isAvailable());
         QVERIFY(!isAvailable());
 
         folder.repair(u"en-us/mdef"_qs);
         QVERIFY(isAvailable());
-        Listening listening(desktop);
+        Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
-        listening.request->endAudio();
+        listening.recognition->endAudio();
         QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
     }
 
     void aRecognitionThatWaitsForABrokenModelIsTold() {
         const ModelFolder folder;
         folder.truncate(u"en-us/mdef"_qs, 1000);
-        SpeechDesktop desktop(noServer, {folder.path()});
-        Listening listening(desktop);
+        PocketSphinxRecognizers recognizers(m_drain, {folder.path()});
+        Listening listening(recognizers);
         QTRY_COMPARE(listening.errors(), QStringList{u"The speech model could not be loaded."_qs});
     }
 
     void aLoadedModelNeedsItsDataNoMore() {
         const ModelFolder folder;
-        SpeechDesktop desktop(noServer, {folder.path()});
-        waitForModel(desktop);
+        PocketSphinxRecognizers recognizers(m_drain, {folder.path()});
+        waitForModel(recognizers);
         for (const auto &name : {u"en-us/sendump"_qs, u"en-us/mdef"_qs, u"en-us.lm.bin"_qs})
             folder.truncate(name, 10);
         folder.remove(u"cmudict-en-us.dict"_qs);
-        QCOMPARE(desktop.recognition.supportedLocales(), QStringList{u"en-US"_qs});
-        Listening listening(desktop);
+        QCOMPARE(recognizers.supportedLocales(), QStringList{u"en-US"_qs});
+        Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
-        listening.request->endAudio();
+        listening.recognition->endAudio();
         QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
     }
 
     void dataInstalledLaterIsFound() {
         const ModelFolder folder;
         folder.remove(u"en-us.lm.bin"_qs);
-        SpeechDesktop desktop(noServer, {folder.path()});
-        QVERIFY(!desktop.recognition.makeRecognizer(u"en-US"_qs));
+        PocketSphinxRecognizers recognizers(m_drain, {folder.path()});
+        QVERIFY(!recognizers.makeRecognizer(u"en-US"_qs));
         folder.repair(u"en-us.lm.bin"_qs);
-        QVERIFY(desktop.recognition.makeRecognizer(u"en-US"_qs)->isAvailable());
+        QVERIFY(recognizers.makeRecognizer(u"en-US"_qs)->isAvailable());
     }
 
     void marksOfTheLibraryAreLeftOut_data() {
@@ -361,7 +314,10 @@ private Q_SLOTS:
         QFETCH(QString, text);
         QCOMPARE(PocketSphinxDecoder::words(hypothesis), text);
     }
+
+private:
+    const std::shared_ptr<platform::CaptureDrain> m_drain = std::make_shared<platform::CaptureDrain>();
 };
 
-QTEST_GUILESS_MAIN(PocketSphinxRecognitionTest)
-#include "PocketSphinxRecognitionTest.moc"
+QTEST_GUILESS_MAIN(PocketSphinxRecognizersTest)
+#include "PocketSphinxRecognizersTest.moc"

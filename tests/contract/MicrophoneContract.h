@@ -1,0 +1,125 @@
+#pragma once
+
+#include "platform/LocalizedError.h"
+#include "platform/Microphone.h"
+#include "support/ChildProcess.h"
+
+#include <QTest>
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace quillora::test {
+
+/// The world around one implementation of Microphone.
+class MicrophoneHarness {
+public:
+    virtual ~MicrophoneHarness() = default;
+
+    virtual platform::Microphone &microphone() = 0;
+
+    /// Finds out which microphone there is, as the question for permission does.
+    virtual void lookForMicrophone() = 0;
+
+    /// Lets some sound come in at the microphone.
+    virtual void makeSound() = 0;
+
+    virtual void unplugMicrophone() = 0;
+};
+
+/// What every Microphone does.
+class MicrophoneContract : public QObject {
+    Q_OBJECT
+
+protected:
+    virtual std::unique_ptr<MicrophoneHarness> makeHarness() = 0;
+
+private Q_SLOTS:
+    void init() {
+        m_harness = makeHarness();
+        m_harness->lookForMicrophone();
+    }
+    void cleanup() {
+        m_capture.reset();
+        m_harness.reset();
+    }
+
+    void theMicrophoneHasAFormat() {
+        const auto format = microphone().format();
+        QVERIFY(format.channelCount > 0);
+        QVERIFY(format.sampleRate > 0);
+    }
+
+    void soundComesInTheMicrophonesFormatAndInBuffersOfTheSizeThatWasAskedFor() {
+        record();
+        QVERIFY(hears());
+        const std::lock_guard lock(m_heard->mutex);
+        for (const auto &buffer : m_heard->buffers) {
+            QCOMPARE(buffer.format, microphone().format());
+            QVERIFY(buffer.frameCount() > 0);
+            QVERIFY(buffer.frameCount() <= bufferFrames);
+        }
+    }
+
+    void nothingIsHeardOfWhatComesAfterTheEnd() {
+        record();
+        QVERIFY(hears());
+        m_capture.reset();
+        m_harness->makeSound(); // by then all has arrived that came before the end
+        const auto before = heardBuffers();
+        m_harness->makeSound();
+        QCOMPARE(heardBuffers(), before);
+    }
+
+    void itRecordsAgainAfterAnEnd() {
+        record();
+        m_capture.reset();
+        record();
+        QVERIFY(hears());
+    }
+
+    void withoutAMicrophoneThereAreNoChannels() {
+        m_harness->unplugMicrophone();
+        m_harness->lookForMicrophone();
+        QCOMPARE(microphone().format().channelCount, 0U);
+    }
+
+    void withoutAMicrophoneNothingCanBeRecorded() {
+        m_harness->unplugMicrophone();
+        m_harness->lookForMicrophone();
+        QVERIFY_THROWS_EXCEPTION(LocalizedError, record());
+    }
+
+private:
+    static constexpr quint32 bufferFrames = 1024;
+
+    struct Heard {
+        std::mutex mutex;
+        std::vector<platform::AudioBuffer> buffers;
+    };
+
+    platform::Microphone &microphone() { return m_harness->microphone(); }
+    void record() {
+        m_heard = std::make_shared<Heard>();
+        m_capture = microphone().capture(bufferFrames, [heard = m_heard](platform::AudioBuffer buffer) {
+            const std::lock_guard lock(heard->mutex);
+            heard->buffers.push_back(std::move(buffer));
+        });
+    }
+    size_t heardBuffers() const {
+        const std::lock_guard lock(m_heard->mutex);
+        return m_heard->buffers.size();
+    }
+    bool hears() {
+        const auto before = heardBuffers();
+        m_harness->makeSound();
+        return ChildProcess::waitUntil([&] { return heardBuffers() > before; });
+    }
+
+    std::unique_ptr<MicrophoneHarness> m_harness;
+    std::unique_ptr<platform::Capture> m_capture;
+    std::shared_ptr<Heard> m_heard;
+};
+
+} // namespace quillora::test
