@@ -12,6 +12,7 @@ class Keystrokes;
 class LocaleServices;
 class MainQueue;
 class Microphone;
+class Notifications;
 class Pasteboard;
 class SpeechPermissions;
 class SpeechRecognizers;
@@ -53,6 +54,7 @@ public:
     virtual HotKeyEvents &hotKeyEvents() = 0;
     virtual KeyPositions &keyPositions() = 0;
     virtual Appearance &appearance() = 0;
+    virtual Notifications &notifications() = 0;
     virtual SpeechPermissions &speechPermissions() = 0;
     virtual Microphone &microphone() = 0;
     virtual SpeechRecognizers &speechRecognizers() = 0;

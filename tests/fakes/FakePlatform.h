@@ -10,6 +10,7 @@
 #include "fakes/FakeLocaleServices.h"
 #include "fakes/FakeMainQueue.h"
 #include "fakes/FakeMicrophone.h"
+#include "fakes/FakeNotifications.h"
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeSpeechPermissions.h"
 #include "fakes/FakeSpeechRecognizers.h"
@@ -40,6 +41,7 @@ public:
     FakeHttpSession http{log, queue};
     FakeKeyPositions positions;
     FakeAppearance appearanceFake;
+    FakeNotifications notificationsFake{log};
 
     platform::MainQueue &mainQueue() override { return queue; }
     platform::UserDefaults &userDefaults() override { return defaults; }
@@ -57,6 +59,7 @@ public:
     platform::HttpSession &httpSession() override { return http; }
     platform::KeyPositions &keyPositions() override { return positions; }
     platform::Appearance &appearance() override { return appearanceFake; }
+    platform::Notifications &notifications() override { return notificationsFake; }
 
     /// Runs everything that is posted.
     void run() { queue.run(); }

@@ -6,6 +6,7 @@
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "platform/linux/locale/IcuLocaleServices.h"
+#include "platform/linux/notifications/DesktopNotifications.h"
 #include "platform/linux/recognition/PocketSphinxRecognizers.h"
 #include "platform/linux/settings/SettingsUserDefaults.h"
 #include "platform/linux/sound/DesktopSpeechPermissions.h"
@@ -44,6 +45,7 @@ struct LinuxPlatform::Facilities {
     SecretServiceAvailability keychainAvailability{keychain, mainQueue};
     IcuLocaleServices localeServices;
     PortalAppearance appearance;
+    DesktopNotifications notifications;
 
     X11Connection x11;
     X11Workspace workspace{x11};
@@ -80,6 +82,7 @@ Keystrokes &LinuxPlatform::keystrokes() { return m_facilities->keystrokes; }
 HotKeyEvents &LinuxPlatform::hotKeyEvents() { return m_facilities->hotKeyEvents; }
 KeyPositions &LinuxPlatform::keyPositions() { return m_facilities->keyPositions; }
 Appearance &LinuxPlatform::appearance() { return m_facilities->appearance; }
+Notifications &LinuxPlatform::notifications() { return m_facilities->notifications; }
 SpeechPermissions &LinuxPlatform::speechPermissions() { return m_facilities->speechPermissions; }
 Microphone &LinuxPlatform::microphone() { return m_facilities->microphone; }
 SpeechRecognizers &LinuxPlatform::speechRecognizers() { return m_facilities->speechRecognizers; }

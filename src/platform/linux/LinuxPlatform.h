@@ -27,6 +27,7 @@ public:
     HotKeyEvents &hotKeyEvents() override;
     KeyPositions &keyPositions() override;
     Appearance &appearance() override;
+    Notifications &notifications() override;
     SpeechPermissions &speechPermissions() override;
     Microphone &microphone() override;
     SpeechRecognizers &speechRecognizers() override;

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/Notifications.h"
+#include "support/ChildProcess.h"
+
+#include <QTest>
+
+#include <memory>
+#include <vector>
+
+namespace quillora::test {
+
+/// The world around one implementation of Notifications.
+class NotificationsHarness {
+public:
+    virtual ~NotificationsHarness() = default;
+
+    virtual platform::Notifications &notifications() = 0;
+
+    /// What the desktop has shown, as a person reads it.
+    virtual std::vector<platform::Notification> shown() const = 0;
+};
+
+/// What all Notifications do.
+class NotificationsContract : public QObject {
+    Q_OBJECT
+
+protected:
+    virtual std::unique_ptr<NotificationsHarness> makeHarness() = 0;
+
+private Q_SLOTS:
+    void init() { m_harness = makeHarness(); }
+    void cleanup() { m_harness.reset(); }
+
+    void aNotificationIsShownAsItIs_data() {
+        QTest::addColumn<QString>("summary");
+        QTest::addColumn<QString>("body");
+        QTest::newRow("words") << u"Dictation ended early"_qs << u"The microphone was disconnected."_qs;
+        QTest::newRow("marks") << u"a < b & c"_qs << u"<b>a</b> & \"b\" 'c' &amp; <img src=x>"_qs;
+        QTest::newRow("lines") << u"one"_qs << u"one\ntwo"_qs;
+        QTest::newRow("scripts") << u"готово"_qs << u"完了 🎤"_qs;
+        QTest::newRow("nothing but a summary") << u"one"_qs << u""_qs;
+    }
+    void aNotificationIsShownAsItIs() {
+        QFETCH(QString, summary);
+        QFETCH(QString, body);
+        const platform::Notification notification{summary, body};
+        m_harness->notifications().show(notification);
+        QVERIFY(ChildProcess::waitUntil([&] { return !m_harness->shown().empty(); }, 30000));
+        QCOMPARE(m_harness->shown(), std::vector{notification});
+    }
+
+    void theyComeOneAfterTheOther() {
+        const std::vector<platform::Notification> all{
+            {u"one"_qs, u"1"_qs}, {u"two"_qs, u"2"_qs}, {u"one"_qs, u"1"_qs}};
+        for (const auto &notification : all)
+            m_harness->notifications().show(notification);
+        QVERIFY(ChildProcess::waitUntil([&] { return m_harness->shown().size() >= all.size(); }, 30000));
+        QCOMPARE(m_harness->shown(), all);
+    }
+
+private:
+    std::unique_ptr<NotificationsHarness> m_harness;
+};
+
+} // namespace quillora::test

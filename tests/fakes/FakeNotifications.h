@@ -1,0 +1,25 @@
+#pragma once
+
+#include "fakes/CallLog.h"
+#include "platform/Notifications.h"
+
+#include <vector>
+
+namespace quillora::test {
+
+class FakeNotifications : public platform::Notifications {
+public:
+    explicit FakeNotifications(CallLog &log) : m_log(log) {}
+
+    void show(const platform::Notification &notification) override {
+        m_log.add(u"notifications.show %1"_qs.arg(notification.summary));
+        shown.push_back(notification);
+    }
+
+    std::vector<platform::Notification> shown;
+
+private:
+    CallLog &m_log;
+};
+
+} // namespace quillora::test
