@@ -63,10 +63,13 @@ Times press(SoundProbe &probe) {
     });
     isFound.wait(false);
     times.found = milliseconds();
-    probe.capture = probe.microphone.capture(bufferFrames, [first](const auto &) {
-        qint64 none = 0;
-        first->nanoseconds.compare_exchange_strong(none, first->sincePress.nsecsElapsed());
-    });
+    probe.capture = probe.microphone.capture(
+        bufferFrames,
+        [first](const auto &) {
+            qint64 none = 0;
+            first->nanoseconds.compare_exchange_strong(none, first->sincePress.nsecsElapsed());
+        },
+        [](const auto &) {});
     times.opened = milliseconds();
     ChildProcess::waitUntil([&] { return first->nanoseconds != 0; });
     times.heard = double(first->nanoseconds) / 1e6;

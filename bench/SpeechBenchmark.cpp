@@ -1,3 +1,4 @@
+#include "fakes/FakeMainQueue.h"
 #include "platform/linux/recognition/PocketSphinxDecoder.h"
 #include "platform/linux/recognition/SpeechResampler.h"
 #include "platform/linux/sound/PulseMicrophone.h"
@@ -128,7 +129,8 @@ void printFirstSample() {
             std::this_thread::yield();
         return milliseconds(timer);
     };
-    platform::PulseMicrophone microphone(connection);
+    test::FakeMainQueue queue;
+    platform::PulseMicrophone microphone(connection, queue);
     std::vector<double> starts, firstSamples, refreshes;
     refresh();
     for (int i = 0; i < 20; ++i) {
@@ -136,7 +138,8 @@ void printFirstSample() {
         const auto hasSound = std::make_shared<std::atomic<bool>>(false);
         QElapsedTimer timer;
         timer.start();
-        const auto capture = microphone.capture(64, [hasSound](const auto &) { *hasSound = true; });
+        const auto capture =
+            microphone.capture(64, [hasSound](const auto &) { *hasSound = true; }, [](const auto &) {});
         starts.push_back(milliseconds(timer));
         while (!*hasSound)
             std::this_thread::yield();

@@ -84,10 +84,12 @@ QCoro::Task<> SpeechRecognizerService::start(QString localeIdentifier, PartialHa
     });
 
     // A failure leaves the recognition to the next start, which clears it away first.
-    m_capture =
-        microphone().capture(bufferFrames, [recognition = m_recognition](platform::AudioBuffer buffer) {
+    m_capture = microphone().capture(
+        bufferFrames,
+        [recognition = m_recognition](platform::AudioBuffer buffer) {
             recognition->append(std::move(buffer));
-        });
+        },
+        [this](const QString &reason) { Q_EMIT captureDied(reason); });
     m_isRunning = true;
 }
 

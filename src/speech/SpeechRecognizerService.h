@@ -33,6 +33,11 @@ public:
     /// Ends capture and returns the final transcript, or after 1.5 s the last one known; "" if there is none.
     QCoro::Task<QString> stop();
 
+Q_SIGNALS:
+    /// The recording that runs has ended by itself, for a reason that the user is told in this sentence.
+    /// Nothing else has changed: a stop is due, and returns the final transcript as ever.
+    void captureDied(const QString &reason);
+
 private:
     QCoro::Task<> requestPermissions();
     void handleResult(const std::optional<platform::RecognitionResult> &result,

@@ -15,7 +15,9 @@ public:
     void unplugMicrophone() override {
         m_platform.microphoneFake.inputFormat = {};
         m_platform.microphoneFake.startError = u"There is no microphone."_qs;
+        m_platform.microphoneFake.die(u"The microphone was disconnected."_qs);
     }
+    void turn() override { m_platform.run(); }
 
 private:
     test::FakePlatform m_platform;

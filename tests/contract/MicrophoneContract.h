@@ -5,6 +5,7 @@
 #include "support/ChildProcess.h"
 
 #include <QTest>
+#include <QThread>
 
 #include <memory>
 #include <mutex>
@@ -26,6 +27,9 @@ public:
     virtual void makeSound() = 0;
 
     virtual void unplugMicrophone() = 0;
+
+    /// Lets the main queue do what was posted to it.
+    virtual void turn() = 0;
 };
 
 /// What every Microphone does.
@@ -79,6 +83,28 @@ private Q_SLOTS:
         QVERIFY(hears());
     }
 
+    void aCaptureOfAMicrophoneThatIsUnpluggedDiesOnceAndTheMainThreadIsTold() {
+        record();
+        QVERIFY(hears());
+        m_harness->unplugMicrophone();
+        QVERIFY(dies());
+        m_harness->turn();
+        QCOMPARE(m_heard->deaths.size(), 1);
+        QVERIFY(m_heard->deaths.front().endsWith(u'.'));
+        QCOMPARE(m_heard->toldOn, QThread::currentThread());
+    }
+
+    void aCaptureThatHasEndedDoesNotDie() {
+        record();
+        const auto ended = std::exchange(m_heard, nullptr);
+        auto capture = std::exchange(m_capture, nullptr);
+        record();
+        capture.reset();
+        m_harness->unplugMicrophone();
+        QVERIFY(dies());
+        QCOMPARE(ended->deaths, QStringList());
+    }
+
     void withoutAMicrophoneThereAreNoChannels() {
         m_harness->unplugMicrophone();
         m_harness->lookForMicrophone();
@@ -97,19 +123,36 @@ private:
     struct Heard {
         std::mutex mutex;
         std::vector<platform::AudioBuffer> buffers;
+        // Of the main thread.
+        QStringList deaths;
+        QThread *toldOn = nullptr;
     };
 
     platform::Microphone &microphone() { return m_harness->microphone(); }
     void record() {
         m_heard = std::make_shared<Heard>();
-        m_capture = microphone().capture(bufferFrames, [heard = m_heard](platform::AudioBuffer buffer) {
-            const std::lock_guard lock(heard->mutex);
-            heard->buffers.push_back(std::move(buffer));
-        });
+        m_capture = microphone().capture(
+            bufferFrames,
+            [heard = m_heard](platform::AudioBuffer buffer) {
+                const std::lock_guard lock(heard->mutex);
+                heard->buffers.push_back(std::move(buffer));
+            },
+            [heard = m_heard](const QString &reason) {
+                heard->deaths += reason;
+                heard->toldOn = QThread::currentThread();
+            });
     }
     size_t heardBuffers() const {
         const std::lock_guard lock(m_heard->mutex);
         return m_heard->buffers.size();
+    }
+    bool dies() {
+        return ChildProcess::waitUntil(
+            [this] {
+                m_harness->turn();
+                return !m_heard->deaths.isEmpty();
+            },
+            30000);
     }
     bool hears() {
         const auto before = heardBuffers();

@@ -1,4 +1,5 @@
 #include "contract/MicrophoneContract.h"
+#include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/sound/PulseMicrophone.h"
 #include "support/SoundServer.h"
 
@@ -20,16 +21,19 @@ public:
     /// The microphone runs all the time; another recording tells when it has recorded something.
     void makeSound() override {
         const auto buffers = std::make_shared<std::atomic<int>>(0);
-        const auto witness = m_microphone.capture(256, [buffers](const auto &) { ++*buffers; });
+        const auto witness =
+            m_microphone.capture(256, [buffers](const auto &) { ++*buffers; }, [](const auto &) {});
         test::ChildProcess::waitUntil([&] { return *buffers > 8; });
     }
     void unplugMicrophone() override { m_server.unplugMicrophone(); }
+    void turn() override {} // the test's own event loop turns
 
 private:
     test::SoundServer m_server;
+    platform::LinuxMainQueue m_queue;
     std::shared_ptr<platform::PulseConnection> m_connection =
         std::make_shared<platform::PulseConnection>(m_server.address());
-    platform::PulseMicrophone m_microphone{m_connection};
+    platform::PulseMicrophone m_microphone{m_connection, m_queue};
 };
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "fakes/CallLog.h"
 #include "platform/LocalizedError.h"
+#include "platform/MainQueue.h"
 #include "platform/Microphone.h"
 
 #include <optional>
@@ -13,20 +14,31 @@ namespace quillora::test {
 /// A microphone that a test speaks into.
 class FakeMicrophone : public platform::Microphone {
 public:
-    explicit FakeMicrophone(CallLog &log) : m_log(log) {}
+    FakeMicrophone(CallLog &log, platform::MainQueue &mainQueue) : m_log(log), m_mainQueue(mainQueue) {}
 
     platform::AudioFormat format() const override { return inputFormat; }
-    std::unique_ptr<platform::Capture> capture(quint32 bufferFrames, SoundHandler onSound) override {
+    std::unique_ptr<platform::Capture> capture(quint32 bufferFrames, SoundHandler onSound,
+                                               DeathHandler onDeath) override {
         m_log.add(u"microphone.capture frames=%1"_qs.arg(bufferFrames));
         if (startError)
             throw LocalizedError(*startError);
-        return std::make_unique<RunningCapture>(*this, std::move(onSound));
+        return std::make_unique<RunningCapture>(*this, std::move(onSound), std::move(onDeath));
     }
 
     /// The latest capture hears it; dropped where there is none.
     void speak(platform::AudioBuffer buffer) {
         if (!m_captures.empty())
             m_captures.back()->onSound(std::move(buffer));
+    }
+    /// Every capture dies; those that have died already stay as they are.
+    void die(const QString &reason) {
+        for (auto *capture : m_captures) {
+            capture->onSound = [](const auto &) {};
+            m_mainQueue.async([told = std::weak_ptr(capture->onDeath), reason] {
+                if (const auto handler = told.lock())
+                    std::exchange(*handler, [](const auto &) {})(reason);
+            });
+        }
     }
     bool isCapturing() const { return !m_captures.empty(); }
 
@@ -35,8 +47,9 @@ public:
 
 private:
     struct RunningCapture : platform::Capture {
-        RunningCapture(FakeMicrophone &owner, SoundHandler handler)
-            : microphone(owner), onSound(std::move(handler)) {
+        RunningCapture(FakeMicrophone &owner, SoundHandler soundHandler, DeathHandler deathHandler)
+            : microphone(owner), onSound(std::move(soundHandler)),
+              onDeath(std::make_shared<DeathHandler>(std::move(deathHandler))) {
             microphone.m_captures.push_back(this);
         }
         ~RunningCapture() override {
@@ -45,10 +58,12 @@ private:
         }
 
         FakeMicrophone &microphone;
-        const SoundHandler onSound;
+        SoundHandler onSound;
+        const std::shared_ptr<DeathHandler> onDeath;
     };
 
     CallLog &m_log;
+    platform::MainQueue &m_mainQueue;
     std::vector<RunningCapture *> m_captures;
 };
 

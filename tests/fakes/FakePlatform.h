@@ -35,7 +35,7 @@ public:
     FakeKeystrokes keystrokesFake{log};
     FakeHotKeyEvents hotKeys{log};
     FakeSpeechPermissions permissions{log, queue};
-    FakeMicrophone microphoneFake{log};
+    FakeMicrophone microphoneFake{log, queue};
     FakeSpeechRecognizers speech{log};
     FakeTranslators translation{log, queue};
     FakeHttpSession http{log, queue};

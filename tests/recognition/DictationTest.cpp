@@ -36,7 +36,10 @@ const QString wordsHeard = u"rather cold hearted \\S+ rather selfish"_qs;
 /// A person at the key: presses it, speaks, lets go.
 class Speaker {
 public:
-    explicit Speaker(SoundServer &server) : m_server(server) {}
+    explicit Speaker(SoundServer &server) : m_server(server) {
+        QObject::connect(&m_service, &SpeechRecognizerService::captureDied, &m_service,
+                         [this](const QString &reason) { deaths << reason; });
+    }
 
     /// Returns the error; null if sound is being recorded.
     QString press() {
@@ -77,6 +80,7 @@ public:
     }
 
     QStringList partials;
+    QStringList deaths; ///< the reasons that were given
     qint64 releaseToTextMs = 0;
 
 private:
@@ -171,17 +175,19 @@ private Q_SLOTS:
 
     void theMicrophoneIsUnpluggedInMidSentence() {
         failInMidSentence([](SoundServer &server) { server.unplugMicrophone(); },
-                          [](SoundServer &server) { server.plugInMicrophone({48000, 2}); });
+                          [](SoundServer &server) { server.plugInMicrophone({48000, 2}); },
+                          {u"The microphone was disconnected."_qs});
     }
 
     void theSoundServerIsKilledInMidSentence() {
         failInMidSentence([](SoundServer &server) { server.kill(); },
-                          [](SoundServer &server) { server.restart(); });
+                          [](SoundServer &server) { server.restart(); }, {u"The sound server went away."_qs});
     }
 
     void theSoundServerHangsInMidSentence() {
         failInMidSentence([](SoundServer &server) { server.pause(); },
-                          [](SoundServer &server) { server.resume(); });
+                          [](SoundServer &server) { server.resume(); },
+                          {}); // it is let go before that counts as the end
     }
 
     void withoutASoundServerThereIsNoMicrophone() {
@@ -282,7 +288,7 @@ private:
     }
 
     void failInMidSentence(const std::function<void(SoundServer &)> &fail,
-                           const std::function<void(SoundServer &)> &mend) {
+                           const std::function<void(SoundServer &)> &mend, const QStringList &deaths) {
         SoundServer server;
         const SpeechDesktop desktop(server.address());
         Speaker speaker(server);
@@ -291,11 +297,13 @@ private:
         QTRY_VERIFY_WITH_TIMEOUT(speaker.partials.size() >= 2, 15000);
         fail(server);
         voice.reset();
+        QTRY_COMPARE_WITH_TIMEOUT(speaker.deaths, deaths, 30000);
         const auto transcript = speaker.release();
         QVERIFY(!transcript.isEmpty());
         QCOMPARE(transcript, speaker.partials.last());
         mend(server);
         nextDictationWorks(speaker);
+        QCOMPARE(speaker.deaths, deaths);
     }
 };
 

@@ -3,6 +3,7 @@
 #include "support/OwnTime.h"
 #include "support/SoundServer.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 #include <functional>
@@ -37,6 +38,7 @@ private Q_SLOTS:
     void killedWhileRecording() {
         record();
         m_server->kill();
+        diesWithinASecond(u"The sound server went away."_qs);
         m_probe->stop();
         QVERIFY(m_probe->waitForEnd());
         QVERIFY(m_probe->frames() >= 4800);
@@ -50,6 +52,18 @@ private Q_SLOTS:
         m_probe->stop();
         m_server->kill();
         QVERIFY(m_probe->waitForEnd());
+        nothingWasTold();
+        m_server->restart();
+        nextDictationWorks();
+    }
+
+    void killedBeforeTheStopThatComesInTheSameTurn() {
+        record();
+        m_server->kill();
+        QVERIFY(test::ChildProcess::waitUntil([this] { return !m_probe->queue.isIdle(); }));
+        m_probe->stop();
+        QVERIFY(m_probe->waitForEnd());
+        nothingWasTold();
         m_server->restart();
         nextDictationWorks();
     }
@@ -92,6 +106,42 @@ private Q_SLOTS:
         nextDictationWorks();
     }
 
+    void hangingWhileRecordingForLongerThanFiveSeconds() {
+        record();
+        m_server->pause();
+        QElapsedTimer sinceHang;
+        sinceHang.start();
+        const auto elapsed = m_probe->waitForDeath();
+        QCOMPARE(m_probe->deaths, QStringList{u"No sound has come from the microphone for 5 seconds."_qs});
+        qInfo("told after %lld ms", sinceHang.elapsed());
+        QVERIFY2(sinceHang.elapsed() >= 4500, qPrintable(QString::number(sinceHang.elapsed())));
+        QVERIFY2(elapsed <= 6000, qPrintable(QString::number(elapsed)));
+        m_probe->stop();
+        QVERIFY(m_probe->waitForEnd());
+        QVERIFY(m_probe->frames() >= 4800);
+        m_server->resume();
+        nextDictationWorks();
+    }
+
+    void hangingWhileRecordingForTwoSeconds() {
+        record();
+        m_server->pause();
+        const test::OwnTime hang;
+        test::ChildProcess::waitUntil([&] { return hang.elapsed() >= 2000; });
+        m_server->resume();
+        QVERIFY(m_probe->waitForFrames(m_probe->frames() + 48000));
+        nothingWasTold();
+        m_probe->stop();
+        QVERIFY(m_probe->waitForEnd());
+        nextDictationWorks();
+    }
+
+    void recordingGoesOnForLongerThanASilenceMayLast() {
+        record();
+        QVERIFY(test::ChildProcess::waitUntil([this] { return m_probe->frames() >= 48000 * 6; }, 30000));
+        nothingWasTold();
+    }
+
     void theMicrophoneIsUnpluggedBeforeTheStart() {
         m_server->unplugMicrophone();
         QCOMPARE(startError(), u"There is no microphone."_qs);
@@ -103,6 +153,7 @@ private Q_SLOTS:
     void theMicrophoneIsUnpluggedWhileRecording() {
         record();
         m_server->unplugMicrophone();
+        diesWithinASecond(u"The microphone was disconnected."_qs);
         const auto frames = m_probe->frames();
         QVERIFY(frames >= 4800);
         m_server->plugInMicrophone({48000, 2});
@@ -141,13 +192,25 @@ private:
         m_probe->start();
         QVERIFY(m_probe->waitForFrames(4800));
     }
+    void diesWithinASecond(const QString &reason) {
+        const auto elapsed = m_probe->waitForDeath();
+        QCOMPARE(m_probe->deaths, QStringList{reason});
+        qInfo("told after %lld ms", elapsed);
+        QVERIFY2(elapsed < 1000, qPrintable(QString::number(elapsed)));
+    }
+    void nothingWasTold() {
+        m_probe->queue.run();
+        QCOMPARE(m_probe->deaths, QStringList());
+    }
     void nextDictationWorks() {
+        m_probe->deaths.clear();
         m_probe->refresh();
         m_probe->start();
         QVERIFY(m_probe->waitForFrames(m_probe->format().sampleRate > 20000 ? 4800 : 1600));
         m_probe->stop();
         QVERIFY(m_probe->waitForEnd());
         QVERIFY(!m_probe->capture);
+        nothingWasTold();
     }
 
     std::unique_ptr<SoundServer> m_server;

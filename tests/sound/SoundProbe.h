@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakes/FakeMainQueue.h"
 #include "platform/linux/sound/PulseConnection.h"
 #include "platform/linux/sound/PulseMicrophone.h"
 #include "support/ChildProcess.h"
@@ -20,7 +21,7 @@ namespace quillora::test {
 class SoundProbe {
 public:
     explicit SoundProbe(const std::string &server)
-        : connection(std::make_shared<platform::PulseConnection>(server)), microphone(connection) {}
+        : connection(std::make_shared<platform::PulseConnection>(server)), microphone(connection, queue) {}
 
     /// Looks for the microphone; returns how many milliseconds that took.
     qint64 refresh() {
@@ -37,10 +38,13 @@ public:
     void start(quint32 bufferFrames = 1024) {
         heard = std::make_shared<Heard>();
         capture.reset();
-        capture = microphone.capture(bufferFrames, [heard = heard](platform::AudioBuffer buffer) {
-            const std::lock_guard lock(heard->mutex);
-            heard->buffers.push_back(std::move(buffer));
-        });
+        capture = microphone.capture(
+            bufferFrames,
+            [heard = heard](platform::AudioBuffer buffer) {
+                const std::lock_guard lock(heard->mutex);
+                heard->buffers.push_back(std::move(buffer));
+            },
+            [this](const QString &reason) { deaths += reason; });
     }
 
     /// Finds the microphone and records until so many frames have come; throws if they never do.
@@ -55,6 +59,18 @@ public:
     void stop() {
         capture.reset();
         connection->drain()->whenDrained([heard = heard] { heard->hasEnded = true; });
+    }
+
+    /// Returns how many milliseconds it took until the main thread was told; throws if it never is.
+    qint64 waitForDeath() {
+        const OwnTime timer;
+        const auto isTold = [this] {
+            queue.run();
+            return !deaths.isEmpty();
+        };
+        if (!ChildProcess::waitUntil(isTold, 30000))
+            throw std::runtime_error("nobody told of a death");
+        return timer.elapsed();
     }
 
     bool waitForEnd() const {
@@ -89,6 +105,8 @@ public:
         std::atomic<bool> hasEnded = false;
     };
 
+    FakeMainQueue queue;
+    QStringList deaths; ///< the reasons that were given
     std::shared_ptr<platform::PulseConnection> connection;
     platform::PulseMicrophone microphone;
     std::unique_ptr<platform::Capture> capture;

@@ -17,6 +17,9 @@ private Q_SLOTS:
     void init() {
         m_platform = std::make_unique<test::FakePlatform>();
         m_service = std::make_unique<SpeechRecognizerService>();
+        m_deaths.clear();
+        connect(m_service.get(), &SpeechRecognizerService::captureDied, this,
+                [this](const QString &reason) { m_deaths += reason; });
         m_partials.clear();
     }
     void cleanup() {
@@ -243,6 +246,58 @@ private Q_SLOTS:
         QVERIFY(microphone().isCapturing());
     }
 
+    void aCaptureThatDiesIsToldOnceAndNothingElseChanges() {
+        startAndRun();
+        microphone().die(u"The microphone was disconnected."_qs);
+        QCOMPARE(m_deaths, QStringList());
+        microphone().die(u"The sound server went away."_qs);
+        m_platform->run();
+        QCOMPARE(m_deaths, QStringList{u"The microphone was disconnected."_qs});
+        QCOMPARE(calls(), QStringList());
+    }
+
+    void aStopAfterADeathGoesAsEver() {
+        startAndRun();
+        m_platform->speech.deliver(u"he was"_qs);
+        microphone().die(u"The microphone was disconnected."_qs);
+        m_platform->run();
+        const auto outcome = stop();
+        QCOMPARE(calls(), (QStringList{u"microphone.stop"_qs, u"recognition.endAudio"_qs}));
+        m_platform->speech.deliverFinal(u"he was not"_qs);
+        m_platform->run();
+        QCOMPARE(outcome->value(), u"he was not"_qs);
+    }
+
+    void aDeathThatTheStopOvertakesIsNotTold() {
+        startAndRun();
+        microphone().die(u"The microphone was disconnected."_qs);
+        stop();
+        m_platform->queue.advance(1500ms);
+        QCOMPARE(m_deaths, QStringList());
+    }
+
+    void aDeathWhileTheStopWaitsIsNotTold() {
+        startAndRun();
+        stop();
+        microphone().die(u"The microphone was disconnected."_qs);
+        m_platform->queue.advance(1500ms);
+        QCOMPARE(m_deaths, QStringList());
+    }
+
+    void theDeathOfAFormerCaptureIsNotTheNextOnes() {
+        startAndRun();
+        m_platform->permissions.replies = Replies::byHand;
+        const auto outcome = start();
+        m_platform->permissions.speechRecognitionReplies.front()(true);
+        m_platform->run();
+        m_platform->permissions.microphoneReplies.front()(true);
+        microphone().die(u"The microphone was disconnected."_qs); // comes after the start has gone on
+        m_platform->run();
+        QVERIFY(outcome->isDone());
+        QVERIFY(microphone().isCapturing());
+        QCOMPARE(m_deaths, QStringList());
+    }
+
     void aStartClearsTheFormerTranscript() {
         startAndRun();
         m_platform->speech.deliver(u"old"_qs);
@@ -336,6 +391,7 @@ private:
     std::unique_ptr<test::FakePlatform> m_platform;
     std::unique_ptr<SpeechRecognizerService> m_service;
     QStringList m_partials;
+    QStringList m_deaths;
 };
 
 QTEST_GUILESS_MAIN(SpeechRecognizerServiceTest)

@@ -56,7 +56,7 @@ struct LinuxPlatform::Facilities {
 
     const std::shared_ptr<PulseConnection> sound = std::make_shared<PulseConnection>();
     DesktopSpeechPermissions speechPermissions{sound, mainQueue};
-    PulseMicrophone microphone{sound};
+    PulseMicrophone microphone{sound, mainQueue};
     PocketSphinxRecognizers speechRecognizers{sound->drain()};
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession{mainQueue};

@@ -22,6 +22,11 @@ namespace {
 constexpr auto startLimit = 2s;
 constexpr std::chrono::microseconds fragmentLength = 20ms;
 
+/// A recording is dead once no sound has come for that many intervals after the one with the last. They are
+/// counted one by one because the clock jumps when a computer wakes up.
+constexpr auto watchInterval = 500ms;
+constexpr int longestSilence = 10;
+
 pa_sample_spec sampleSpec(const AudioFormat &format) {
     return {PA_SAMPLE_S16NE, static_cast<quint32>(format.sampleRate),
             static_cast<quint8>(format.channelCount)};
@@ -44,8 +49,9 @@ QString serverUnreachable() { return QStringLiteral("The sound server cannot be 
 } // namespace
 
 PulseCapture::PulseCapture(PulseConnection &connection, quint32 bufferFrames,
-                           Microphone::SoundHandler onSound)
-    : m_connection(connection), m_bufferFrames(bufferFrames), m_onSound(std::move(onSound)) {}
+                           Microphone::SoundHandler onSound, Microphone::DeathHandler onDeath)
+    : m_connection(connection), m_bufferFrames(bufferFrames), m_onSound(std::move(onSound)),
+      m_onDeath(std::move(onDeath)) {}
 
 PulseCapture::~PulseCapture() = default;
 
@@ -127,6 +133,7 @@ void PulseCapture::streamStateChanged() {
     const auto state = pa_stream_get_state(m_stream);
     if (state == PA_STREAM_READY) {
         finishOpening(Opening::succeeded);
+        watch();
         return;
     }
     if (PA_STREAM_IS_GOOD(state))
@@ -136,12 +143,31 @@ void PulseCapture::streamStateChanged() {
         const std::lock_guard lock(m_mutex);
         return m_opening == Opening::succeeded;
     }();
-    const auto failure = m_connection.readyContext()
-                             ? openingFailure(pa_context_errno(pa_stream_get_context(m_stream)))
-                             : serverUnreachable();
+    const bool hasServer = m_connection.readyContext();
+    if (hasRecorded) {
+        die(hasServer ? QStringLiteral("The microphone was disconnected.")
+                      : QStringLiteral("The sound server went away."));
+        return;
+    }
+    const auto failure =
+        hasServer ? openingFailure(pa_context_errno(pa_stream_get_context(m_stream))) : serverUnreachable();
     close();
-    if (!hasRecorded)
-        finishOpening(Opening::failed, failure);
+    finishOpening(Opening::failed, failure);
+}
+
+void PulseCapture::watch() {
+    m_watch.emplace(m_connection.thread().api(), watchInterval, [this] {
+        if (++m_silentIntervals > longestSilence)
+            die(QStringLiteral("No sound has come from the microphone for 5 seconds."));
+        else
+            watch();
+    });
+}
+
+void PulseCapture::die(const QString &reason) {
+    const auto onDeath = std::exchange(m_onDeath, nullptr);
+    close();
+    onDeath(reason);
 }
 
 void PulseCapture::read() {
@@ -156,6 +182,7 @@ void PulseCapture::read() {
 }
 
 void PulseCapture::take(const void *data, size_t byteCount) {
+    m_silentIntervals = 0;
     if (m_drainTarget)
         byteCount = std::min<size_t>(byteCount, *m_drainTarget - std::min(m_taken, *m_drainTarget));
     m_taken += byteCount;
@@ -188,6 +215,7 @@ void PulseCapture::deliver() {
 
 void PulseCapture::beginDrain(std::shared_ptr<CaptureDrain::Hold> hold) {
     m_hold = std::move(hold);
+    m_watch.reset();
     if (!m_stream) {
         close();
         return;
@@ -218,6 +246,7 @@ void PulseCapture::learnDrainTarget() {
 }
 
 void PulseCapture::close() {
+    m_watch.reset();
     m_drainDeadline.reset();
     if (auto *query = std::exchange(m_timingQuery, nullptr)) {
         // A stream that has ended does not call off its queries by itself.

@@ -22,8 +22,10 @@ class PulseConnection;
 class PulseCapture : public std::enable_shared_from_this<PulseCapture> {
 public:
     /// `connection` must outlive the recording's start and stop; `bufferFrames` is what the handler gets at
-    /// once.
-    PulseCapture(PulseConnection &connection, quint32 bufferFrames, Microphone::SoundHandler onSound);
+    /// once. `onDeath` is called on the sound thread if the recording ends by itself, or if no sound comes
+    /// for 5 s.
+    PulseCapture(PulseConnection &connection, quint32 bufferFrames, Microphone::SoundHandler onSound,
+                 Microphone::DeathHandler onDeath);
     ~PulseCapture();
 
     /// Returns once sound is being recorded; throws a LocalizedError if it cannot be, after 2 s at the
@@ -46,6 +48,8 @@ private:
     void read();
     void take(const void *data, size_t byteCount);
     void deliver();
+    void watch();
+    void die(const QString &reason);
     void beginDrain(std::shared_ptr<CaptureDrain::Hold> hold);
     void learnDrainTarget();
     bool isDrained() const { return m_drainTarget && m_taken >= *m_drainTarget; }
@@ -62,8 +66,11 @@ private:
     pa_stream *m_stream = nullptr;
     pa_sample_spec m_sampleSpec{};
     Microphone::SoundHandler m_onSound;
+    Microphone::DeathHandler m_onDeath;
     AudioBuffer m_pending;                      ///< what the handler gets next
     quint64 m_taken = 0;                        ///< bytes read from the stream
+    std::optional<SoundTimer> m_watch;          ///< from the first moment to the stop
+    int m_silentIntervals = 0;                  ///< since the last sound
     std::optional<quint64> m_drainTarget;       ///< bytes captured by the stop
     std::optional<SoundTimer> m_drainDeadline;  ///< only after the stop
     pa_operation *m_timingQuery = nullptr;      ///< only after the stop

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/MainQueue.h"
 #include "platform/Microphone.h"
 #include "platform/linux/sound/PulseConnection.h"
 
@@ -12,14 +13,17 @@ namespace quillora::platform {
 /// of the last PulseConnection::refresh. A stream exists only while it records.
 class PulseMicrophone : public Microphone {
 public:
-    explicit PulseMicrophone(std::shared_ptr<PulseConnection> connection)
-        : m_connection(std::move(connection)) {}
+    /// `mainQueue` outlives it and the connection.
+    PulseMicrophone(std::shared_ptr<PulseConnection> connection, MainQueue &mainQueue)
+        : m_connection(std::move(connection)), m_mainQueue(mainQueue) {}
 
     AudioFormat format() const override { return m_connection->inputFormat(); }
-    std::unique_ptr<Capture> capture(quint32 bufferFrames, SoundHandler onSound) override;
+    std::unique_ptr<Capture> capture(quint32 bufferFrames, SoundHandler onSound,
+                                     DeathHandler onDeath) override;
 
 private:
     const std::shared_ptr<PulseConnection> m_connection;
+    MainQueue &m_mainQueue;
 };
 
 } // namespace quillora::platform
