@@ -48,6 +48,7 @@ AppController::AppController(QObject *parent)
     enforceCompatibleTranslationEngine();
     observeFrontmostApplication();
     observeKeychain();
+    connect(&m_speechService, &SpeechRecognizerService::captureDied, this, &AppController::endDeadRecording);
 }
 
 AppController::~AppController() {

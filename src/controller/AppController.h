@@ -137,6 +137,7 @@ private:
     void captureTargetApplication();
     bool isOwnApplication(const platform::RunningApplicationHandle &application) const;
 
+    void endDeadRecording(const QString &reason);
     void prepareHostedTranslation() const;
     QCoro::Task<QString> translate(QString text);
     QCoro::Task<> translateAndPaste(QString transcript);

@@ -1,6 +1,9 @@
 #include "controller/AppController.h"
 
 #include "controller/Attempt.h"
+#include "platform/Detached.h"
+#include "platform/Notifications.h"
+#include "platform/Platform.h"
 
 #include <QPointer>
 
@@ -104,6 +107,13 @@ QCoro::Task<> AppController::stopRecording() {
     }
     setProcessing(false);
     fail(u"No speech recognized."_qs);
+}
+
+void AppController::endDeadRecording(const QString &reason) {
+    platform::detach(stopRecording());
+    platform::Platform::current().notifications().show(
+        {u"Dictation ended early"_qs,
+         reason + u" What was heard before is kept. Check the microphone, then dictate the rest."_qs});
 }
 
 } // namespace quillora

@@ -247,6 +247,124 @@ private Q_SLOTS:
         QCOMPARE(c().statusText(), u"Speech failed: The device is in use."_qs);
     }
 
+    void aRecordingThatDiesEndsAsByAStopAndANotificationSaysWhy() {
+        record();
+        m->platform.speech.deliver(u"hello"_qs);
+        m->run();
+        m->takeCalls();
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->run();
+        QCOMPARE(m->takeCalls(),
+                 (QStringList{u"onStateChanged recording=0 processing=0"_qs,
+                              u"onStateChanged recording=0 processing=1"_qs, u"microphone.stop"_qs,
+                              u"recognition.endAudio"_qs, u"notifications.show Dictation ended early"_qs}));
+        QCOMPARE(c().statusText(), u"Finishing transcription..."_qs);
+        m->platform.speech.deliverFinal(u"hello there"_qs);
+        m->run();
+        QCOMPARE(c().transcriptText(), u"hello there"_qs);
+        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+    }
+
+    void theNotificationSaysWhyAndWhatToDoButNothingThatWasSaid() {
+        record();
+        m->platform.speech.deliver(u"secret"_qs);
+        m->platform.microphoneFake.die(u"The sound server went away."_qs);
+        m->run();
+        m->platform.speech.deliverFinal(u"secret words"_qs);
+        m->run();
+        QCOMPARE(
+            m->platform.notificationsFake.shown,
+            (std::vector<platform::Notification>{
+                {u"Dictation ended early"_qs, u"The sound server went away. What was heard before is kept. "
+                                              "Check the microphone, then dictate the rest."_qs}}));
+    }
+
+    void aRecordingThatDiesBeforeTheFirstWordEndsWithoutText() {
+        record();
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.queue.advance(1500ms);
+        QCOMPARE(c().statusText(), u"No speech recognized."_qs);
+        QVERIFY(!c().isProcessing());
+    }
+
+    void aRecordingOfThePanelsButtonEndsByItsDeathToo() {
+        c().toggleRecording();
+        m->run();
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->run();
+        QVERIFY(!c().isRecording());
+        QCOMPARE(m->platform.notificationsFake.shown.size(), 1U);
+    }
+
+    void theReleaseAfterADeathDoesNothingAndTheNextDictationWorks() {
+        record();
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->run();
+        m->platform.speech.deliverFinal(u"hello"_qs);
+        m->run();
+        m->takeCalls();
+        c().hotKeyReleased();
+        m->run();
+        QCOMPARE(m->takeCalls(), QStringList());
+        m->dictate(u"again"_qs);
+        QCOMPARE(c().transcriptText(), u"again"_qs);
+        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+    }
+
+    void aMicrophoneThatDiesTwiceEndsOneRecording() {
+        record();
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.microphoneFake.die(u"The sound server went away."_qs);
+        m->run();
+        QCOMPARE(m->takeCalls(u"(notifications|microphone)"_qs),
+                 (QStringList{u"microphone.stop"_qs, u"notifications.show Dictation ended early"_qs}));
+    }
+
+    void aDeathAfterTheReleaseIsNotTold_data() {
+        QTest::addColumn<bool>("isBefore");
+        QTest::newRow("in the turn of the release") << true;
+        QTest::newRow("while the last words are awaited") << false;
+    }
+    void aDeathAfterTheReleaseIsNotTold() {
+        QFETCH(bool, isBefore);
+        record();
+        if (isBefore)
+            m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        c().hotKeyReleased();
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->run();
+        m->platform.speech.deliverFinal(u"hello"_qs);
+        m->run();
+        QCOMPARE(m->platform.notificationsFake.shown.size(), 0U);
+        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+    }
+
+    void aMicrophoneThatDiesWhileAStartAsksForPermissionHarmsNothing() {
+        m->platform.permissions.replies = Replies::byHand;
+        c().hotKeyPressed();
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.permissions.speechRecognitionReplies.front()(true);
+        m->run();
+        m->platform.permissions.microphoneReplies.front()(true);
+        m->run();
+        QVERIFY(c().isRecording());
+        QCOMPARE(m->platform.notificationsFake.shown.size(), 0U);
+    }
+
+    void aRecordingThatDiesAtOnceWithTheKeyUpAlreadyEndsOnce() {
+        m->platform.permissions.replies = Replies::byHand;
+        c().hotKeyPressed();
+        c().hotKeyReleased();
+        m->platform.permissions.speechRecognitionReplies.front()(true);
+        m->run();
+        m->platform.permissions.microphoneReplies.front()(true);
+        m->run();
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->run();
+        QCOMPARE(m->takeCalls(u"(notifications|microphone)"_qs),
+                 (QStringList{u"microphone.capture frames=1024"_qs, u"microphone.stop"_qs}));
+    }
+
     void hotKeyEventsAreIgnoredWhileAHotKeyIsCaptured() {
         c().startHotKeyRecording();
         m->takeCalls();
@@ -428,6 +546,12 @@ private Q_SLOTS:
     }
 
 private:
+    void record() {
+        c().hotKeyPressed();
+        m->run();
+        QVERIFY(c().isRecording());
+        m->takeCalls();
+    }
     void useBackend() {
         c().setTranslationEngineIdentifier(u"openAINatural"_qs);
         c().setOpenAIEndpointString(u"https://my.example/t"_qs);

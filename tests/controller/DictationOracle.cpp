@@ -562,14 +562,25 @@ void DictationOracle::serviceBegin(const QString &locale, const Next &next, cons
     log += u"microphone.capture frames=1024"_qs;
     if (!canCapture)
         return failed(u"The device is in use."_qs);
-    m_isCapturing = true;
+    m_capture = std::make_shared<bool>(false);
     m_serviceRuns = true;
     next();
 }
 
 void DictationOracle::endCapture() {
-    if (std::exchange(m_isCapturing, false))
+    if (std::exchange(m_capture, nullptr))
         log += u"microphone.stop"_qs;
+}
+
+void DictationOracle::captureDies() {
+    if (!m_capture || std::exchange(*m_capture, true))
+        return;
+    post([this, capture = std::weak_ptr(m_capture)] {
+        if (capture.expired())
+            return;
+        stopRecording([] {});
+        log += u"notifications.show Dictation ended early"_qs;
+    });
 }
 
 void DictationOracle::serviceStop(const Done &next) {

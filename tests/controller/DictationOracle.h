@@ -137,6 +137,7 @@ public:
     void deliver(const std::optional<QString> &text, bool isFinal, bool isError);
     void bringToFront(const ApplicationHandle &application);
     void keychainBecameAvailable();
+    void captureDies();
 
     bool runOne();
     void run();
@@ -209,7 +210,7 @@ private:
     bool m_stopsAfterStart = false;
 
     // The speech service.
-    bool m_isCapturing = false;
+    std::shared_ptr<bool> m_capture; ///< whether it has died; none while nothing is recorded
     bool m_serviceRuns = false;
     bool m_hasRecognition = false;
     QString m_lastTranscript;

@@ -147,6 +147,7 @@ const QString mustBeMet[] = {
     u"keychain.add com.local.Quillora deviceIdentifier"_qs,
     u"keychain.remove com.local.Cobaltwhisk openAIClientToken"_qs,
     u"keystrokes.prompt"_qs,
+    u"notifications.show Dictation ended early"_qs,
 };
 
 QStringList rendered(const platform::PasteboardItem &item) {
@@ -670,6 +671,14 @@ private:
                                          isError ? u" error"_qs : QString());
     }
 
+    QString captureDies() {
+        if (!m_platform.microphoneFake.isCapturing())
+            return {};
+        m_platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m_oracle.captureDies();
+        return u"the capture dies"_qs;
+    }
+
     QString answerPreparation() {
         auto &pendings = m_platform.translation.pendingPreparations;
         if (pendings.empty())
@@ -844,6 +853,7 @@ std::span<const Walk::Event> Walk::events() {
         {14, &Walk::answerAuthorization},
         {14, &Walk::answerMicrophone},
         {14, &Walk::deliver},
+        {3, &Walk::captureDies},
         {12, &Walk::answerPreparation},
         {10, &Walk::answerTranslation},
         {14, &Walk::answerHosted},
