@@ -3,6 +3,7 @@
 afterwards: the status, the keys, the clipboard and the next dictation. The path of the program is the first argument;
 what follows is for unittest."""
 
+import json
 import os
 import resource
 import shutil
@@ -28,6 +29,34 @@ class SoundFaultTest(FaultTest):
         self.desktop.stop(self.person.quillora)
         self.start_quillora(**options)
 
+    @classmethod
+    def arrange(cls):
+        super().arrange()
+        cls.notifications = os.path.join(cls.desktop.folder, "notifications")
+        with open(cls.notifications, "wb") as file:
+            cls.desktop.start_daemon([os.path.join(os.path.dirname(os.path.abspath(__file__)),
+                                                   "notification_server.py")], stdout=file)
+        wait_for("the notification service", lambda: cls.lines_of_the_service() == ["ready"])
+
+    @classmethod
+    def lines_of_the_service(cls):
+        with open(cls.notifications, encoding="utf-8") as file:
+            return file.read().splitlines()
+
+    def setUp(self):
+        super().setUp()
+        self.told_before = len(self.lines_of_the_service())
+
+    def told(self):
+        """What notifications said during this test."""
+        return [json.loads(line) for line in self.lines_of_the_service()[self.told_before:]]
+
+    def assert_told_once(self, reason):
+        wait_for("the notification", self.told)
+        self.assertEqual(self.told(), [{"application": "Quillora", "summary": "Dictation ended early",
+                                        "body": f"{reason} What was heard before is kept. Check the microphone, "
+                                                "then dictate the rest."}])
+
     def sound_returns(self):
         self.desktop.kill_sound()
         self.desktop.start_sound()
@@ -37,7 +66,8 @@ class SoundFaultTest(FaultTest):
         with self.person.holding_the_hotkey():
             self.person.say(self.clip)
             self.desktop.kill_sound()
-        self.wait_for_text(before)
+            self.wait_for_text(before)  # though the key is down
+            self.assert_told_once("The sound server went away.")
         self.desktop.start_sound()
         self.assert_all_is_well_again()
 
@@ -57,6 +87,19 @@ class SoundFaultTest(FaultTest):
             self.addCleanup(self.desktop.thaw_sound)
         self.wait_for_text(before)
         self.desktop.thaw_sound()
+        self.assert_all_is_well_again()
+        self.assertEqual(self.told(), [])
+
+    def test_frozen_for_long_in_mid_sentence_ends_the_dictation(self):
+        before = self.person.editor_text()
+        with self.person.holding_the_hotkey():
+            self.speak_in()
+            self.desktop.freeze_sound()
+            self.addCleanup(self.desktop.thaw_sound)
+            self.wait_for_text(before)
+            self.assert_told_once("No sound has come from the microphone for 5 seconds.")
+        self.desktop.thaw_sound()
+        self.sound_returns()  # a virtual microphone that stood still for so long stutters for a while
         self.assert_all_is_well_again()
 
     def test_restarted_in_mid_sentence_keeps_the_words_so_far(self):
@@ -120,7 +163,8 @@ class SoundFaultTest(FaultTest):
             self.assertIn(b"Dictation", self.desktop.run(["pactl", "list", "source-outputs"]))
             self.desktop.unplug_microphone()
             self.assertNotIn(b"Dictation", self.desktop.run(["pactl", "list", "source-outputs"]))
-        self.wait_for_text(before)
+            self.wait_for_text(before)
+            self.assert_told_once("The microphone was disconnected.")
         self.desktop.plug_in_microphone()
         self.assert_all_is_well_again()
 
