@@ -178,6 +178,18 @@ private Q_SLOTS:
         QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
     }
 
+    /// A program that ends and starts again in a sandbox has the number of its process again, too.
+    void aWindowWithTheNumberOfAClosedOneIsAStrangerWhateverItSaysOfItsProcess() {
+        auto target = shownWindow({"Target", 2, false, "here"});
+        const auto application = m_workspace->frontmostApplication();
+        const auto inFront = shownWindow({"In front", 1234, false, "here"});
+        target->replaceBy({"Another", 2, false, "here"});
+        QTRY_VERIFY(target->isActive());
+        inFront->activate();
+        QTRY_VERIFY(inFront->isActive());
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+    }
+
     void aWindowThatChangesItsClassIsStillItself() {
         auto target = shownWindow({"start-center", 4321});
         const auto application = m_workspace->frontmostApplication();

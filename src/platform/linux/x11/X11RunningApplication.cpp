@@ -47,7 +47,10 @@ void giveKeyboard(X11Connection &connection, xcb_window_t window) {
     connection.flush();
 }
 
-void selectEvents(X11Connection &connection, xcb_window_t window, uint32_t eventMask) {
+/// A selection takes the place of the one before, so each has what every handle on the window waits for: its
+/// end.
+void selectEvents(X11Connection &connection, xcb_window_t window, uint32_t more = XCB_EVENT_MASK_NO_EVENT) {
+    const uint32_t eventMask = XCB_EVENT_MASK_STRUCTURE_NOTIFY | more;
     xcb_change_window_attributes(connection.xcb(), window, XCB_CW_EVENT_MASK, &eventMask);
     connection.flush();
 }
@@ -56,7 +59,7 @@ void selectEvents(X11Connection &connection, xcb_window_t window, uint32_t event
 void giveKeyboardOnceItIsSeen(X11Connection &connection, xcb_window_t window) {
     auto *waiting = new QObject(&connection);
     const auto stopWaiting = [&connection, window, waiting] {
-        selectEvents(connection, window, XCB_EVENT_MASK_NO_EVENT);
+        selectEvents(connection, window);
         waiting->deleteLater(); // it may be what calls this
     };
     selectEvents(connection, window, XCB_EVENT_MASK_VISIBILITY_CHANGE);
@@ -88,6 +91,20 @@ X11RunningApplication::X11RunningApplication(X11Connection &connection, xcb_wind
     : m_connection(&connection), m_window(window), m_program(programOf(X11Windows(connection), window)) {
     const bool isOwn = m_program.processId == static_cast<quint32>(::getpid());
     m_identifier = isOwn ? X11Workspace::ownIdentifier() : m_program.windowClass;
+    watchForItsEnd();
+}
+
+/// The window's number may be another's afterwards, which says the same of its program if that runs in a
+/// sandbox of the same kind.
+void X11RunningApplication::watchForItsEnd() {
+    if (m_window == m_connection->root())
+        return;
+    QObject::connect(m_connection, &X11Connection::eventReceived, &m_watch, [this](const auto *event) {
+        const auto *end = reinterpret_cast<const xcb_destroy_notify_event_t *>(event);
+        if ((event->response_type & 0x7f) == XCB_DESTROY_NOTIFY && end->window == m_window)
+            m_isDestroyed = true;
+    });
+    selectEvents(*m_connection, m_window);
 }
 
 void X11RunningApplication::activate() {
@@ -108,8 +125,8 @@ X11RunningApplication::Program X11RunningApplication::programOf(const X11Windows
     return {windows.windowClass(window), windows.machine(window), windows.processId(window)};
 }
 
-/// The number may be another window's by now. Office programs change the class of a window with what is in
-/// it.
+/// The number may have been another window's by the time that it was watched. Office programs change the
+/// class of a window with what is in it.
 bool X11RunningApplication::isStillOurs(const Program &program) const {
     if (!m_program.processId)
         return program == m_program;
@@ -118,7 +135,7 @@ bool X11RunningApplication::isStillOurs(const Program &program) const {
 
 std::optional<xcb_window_t> X11RunningApplication::presentWindow() const {
     const X11Windows windows(*m_connection);
-    if (windows.isPresent(m_window) && isStillOurs(programOf(windows, m_window)))
+    if (!m_isDestroyed && windows.isPresent(m_window) && isStillOurs(programOf(windows, m_window)))
         return m_window;
     if (!m_program.windowClass)
         return {}; // nothing tells it from others

@@ -33,6 +33,7 @@ private:
         bool operator==(const Program &) const = default;
     };
 
+    void watchForItsEnd();
     static Program programOf(const X11Windows &windows, xcb_window_t window);
     bool isStillOurs(const Program &program) const;
     std::optional<xcb_window_t> presentWindow() const;
@@ -41,6 +42,8 @@ private:
     xcb_window_t m_window;
     Program m_program;
     std::optional<QString> m_identifier;
+    bool m_isDestroyed = false;
+    QObject m_watch; ///< ends with this
 };
 
 } // namespace quillora::platform
