@@ -305,6 +305,8 @@ void AppDelegate::quit() {
     m_isQuitting = true;
     if (m_hotKeyManager)
         m_hotKeyManager->unregister();
+    if (m_controller)
+        m_controller->prepareToEnd();
     if (m_popover)
         m_popover->performClose();
     quitWhenPasteboardIsRestored(quitPatience);

@@ -41,7 +41,7 @@ public:
     void showPopover();
 
     /// Gives the hotkey back at once and ends the event loop, as soon as a paste that is under way has given
-    /// the pasteboard back; waits for that at most a second.
+    /// the pasteboard back; waits for that at most a second. What has not been pasted by now never is.
     void quit();
 
     // Each is none until `applicationDidFinishLaunching` has made it.

@@ -97,6 +97,9 @@ public:
     QCoro::Task<> startRecording();
     QCoro::Task<> stopRecording();
     void pasteLastTranslation();
+    /// The program is about to end: no dictation begins and nothing is inserted any more. What was pasted
+    /// before still gives the pasteboard back.
+    void prepareToEnd() { m_isEnding = true; }
     /// Whether a paste has still to give the pasteboard back; that takes less than a second.
     bool hasPendingPasteboardRestore() const { return m_pasteboardInserter.hasPendingRestore(); }
 
@@ -183,6 +186,7 @@ private:
     platform::RunningApplicationHandle m_lastExternalApplication; ///< the last other one to be active
     platform::Workspace::ObserverToken m_activationObserver = 0;
     bool m_didRequestAccessibilityAccess = false;
+    bool m_isEnding = false;
 
     // The hotkey may go up while the start that its press began is still waiting for permission.
     bool m_isHotKeyHeld = false;

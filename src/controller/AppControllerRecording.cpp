@@ -57,7 +57,7 @@ QCoro::Task<> AppController::toggleRecording() {
 }
 
 QCoro::Task<> AppController::startRecording() {
-    if (m_isRecording || m_isProcessing)
+    if (m_isRecording || m_isProcessing || m_isEnding)
         co_return;
     captureTargetApplication();
     if (!m_pasteboardInserter.hasAccessibilityAccess())

@@ -72,6 +72,8 @@ QCoro::Task<> AppController::translateAndPaste(QString transcript) {
 
 void AppController::pasteOrCopy(const QString &text, const QString &insertedStatus,
                                 const QString &copiedStatus) {
+    if (m_isEnding)
+        return;
     if (m_pasteboardInserter.paste(text, m_targetApplication)) {
         setStatusText(insertedStatus);
         return;

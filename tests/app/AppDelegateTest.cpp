@@ -16,6 +16,7 @@ using namespace std::chrono_literals;
 namespace {
 
 const QString registerDefault = u"hotkeys.register 49:6144 514c5241/1 options=0"_qs;
+constexpr qsizetype keyEventsOfOnePaste = 2; ///< down and up
 constexpr AppHotKey commandK{40, AppHotKey::cmdKey};
 
 } // namespace
@@ -686,6 +687,28 @@ private Q_SLOTS:
         QVERIFY(endsTheEventLoop([this] { m_platform->queue.advance(60ms); }));
         QVERIFY(!m_delegate->controller()->hasPendingPasteboardRestore());
         QCOMPARE(m_platform->log.calls().last(), u"pasteboard.clear"_qs);
+    }
+
+    void whileQuitWaitsForThePasteboardNothingNewIsInserted() {
+        launch();
+        pasteSomething();
+        startDictation();
+        m_delegate->controller()->stopRecording();
+        m_delegate->quit();
+        m_platform->speech.deliverFinal(u"late"_qs);
+        m_platform->queue.advance(2s);
+        QCOMPARE(m_delegate->controller()->transcriptText(), u"late"_qs);
+        QVERIFY(!m_platform->log.calls().contains(u"pasteboard.setString late"_qs));
+        QCOMPARE(m_platform->log.calls().filter(u"keystrokes.post"_qs).size(), keyEventsOfOnePaste);
+    }
+
+    void whileQuitWaitsForThePasteboardNoDictationBegins() {
+        launch();
+        pasteSomething();
+        m_delegate->quit();
+        menuAction(u"Start dictation"_qs)->trigger();
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
     }
 
     void quitEndsAtOnceWhereNothingIsPending() {
