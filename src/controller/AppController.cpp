@@ -20,9 +20,6 @@ const QString engineKey = u"translationEngineIdentifier"_qs;
 const QString endpointKey = u"openAIEndpointString"_qs;
 const QString tokenKey = u"openAIClientToken"_qs;
 
-/// A pause in the typing, so that no letter of a token goes into the dialog that asks for the keychain.
-constexpr std::chrono::milliseconds typingPause(1000);
-
 } // namespace
 
 AppController::AppController(QObject *parent)
@@ -49,10 +46,10 @@ AppController::AppController(QObject *parent)
     observeFrontmostApplication();
     observeKeychain();
     connect(&m_speechService, &SpeechRecognizerService::captureDied, this, &AppController::endDeadRecording);
+    connect(&m_keychainQuestion, &KeychainQuestion::answered, this, &AppController::needAttention);
 }
 
 AppController::~AppController() {
-    panelClosed();
     Platform::current().keychainAvailability().setObserver({});
     Platform::current().workspace().removeActivationObserver(m_activationObserver);
 }
@@ -88,7 +85,8 @@ void AppController::setOpenAIClientToken(const QString &token) {
     m_openAIClientToken = token;
     Q_EMIT changed();
     storeClientToken();
-    askForKeychainLater();
+    if (m_isClientTokenUnstored)
+        m_keychainQuestion.tokenTyped();
 }
 
 void AppController::storeClientToken() {
@@ -96,41 +94,8 @@ void AppController::storeClientToken() {
     const int failuresBefore = availability.failedChangeCount();
     KeychainStore::setString(m_openAIClientToken, tokenKey);
     m_isClientTokenUnstored = availability.failedChangeCount() != failuresBefore;
-}
-
-void AppController::panelOpened() {
-    m_isPanelOpen = true;
-    m_hasAskedForKeychain = false;
-}
-
-void AppController::panelClosed() {
-    m_isPanelOpen = false;
-    if (m_keychainQuestion)
-        m_keychainQuestion->cancel();
-}
-
-void AppController::askForKeychainLater() {
-    if (m_keychainQuestion)
-        m_keychainQuestion->cancel();
-    if (!m_isPanelOpen || m_hasAskedForKeychain || !m_isClientTokenUnstored)
-        return;
-    m_keychainQuestion =
-        Platform::current().mainQueue().asyncAfter(typingPause, [self = QPointer<AppController>(this)] {
-            if (self)
-                self->askForKeychain();
-        });
-}
-
-/// Not amid a dictation: the dialog would take the keys of the paste.
-void AppController::askForKeychain() {
-    if (!m_isClientTokenUnstored || m_isRecording || m_isProcessing)
-        return;
-    m_hasAskedForKeychain = true;
-    Platform::current().keychainAvailability().askToUnlock([self = QPointer<AppController>(this)] {
-        // A panel that was left meanwhile has closed, and stays so.
-        if (self && self->m_isPanelOpen)
-            self->needAttention();
-    });
+    if (!m_isClientTokenUnstored)
+        m_keychainQuestion.tokenStored();
 }
 
 SpokenLanguageOption AppController::selectedSource() const {
@@ -242,14 +207,20 @@ void AppController::setTranslatedText(const QString &text) {
 
 void AppController::setRecording(bool isRecording) {
     m_isRecording = isRecording;
+    refreshKeychainQuestion();
     Q_EMIT changed();
     stateChanged();
 }
 
 void AppController::setProcessing(bool isProcessing) {
     m_isProcessing = isProcessing;
+    refreshKeychainQuestion();
     Q_EMIT changed();
     stateChanged();
+}
+
+void AppController::refreshKeychainQuestion() {
+    m_keychainQuestion.setDictating(m_startsUnderWay > 0 || m_isRecording || m_isProcessing);
 }
 
 void AppController::setRecordingHotKey(bool isRecordingHotKey) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "controller/KeychainQuestion.h"
 #include "hotkey/AppHotKey.h"
 #include "insertion/PasteboardInserter.h"
 #include "platform/MainQueue.h"
@@ -118,8 +119,8 @@ public:
 
     /// The panel says when the user has it before him: only then may he be asked, once, to unlock the
     /// keychain for a token that he has typed. The panel needs attention again when he has answered.
-    void panelOpened();
-    void panelClosed();
+    void panelOpened() { m_keychainQuestion.panelOpened(); }
+    void panelClosed() { m_keychainQuestion.panelClosed(); }
 
     TranslationBridge &translationBridge() { return m_translationBridge; }
 
@@ -135,8 +136,6 @@ private:
     void observeFrontmostApplication();
     void observeKeychain();
     void storeClientToken();
-    void askForKeychainLater();
-    void askForKeychain();
     void captureTargetApplication();
     bool isOwnApplication(const platform::RunningApplicationHandle &application) const;
 
@@ -151,6 +150,7 @@ private:
     // Both tell the shell.
     void setRecording(bool isRecording);
     void setProcessing(bool isProcessing);
+    void refreshKeychainQuestion();
     void setRecordingHotKey(bool isRecordingHotKey);
     void stateChanged() const;
     /// Says what went wrong and asks for attention.
@@ -163,9 +163,7 @@ private:
     QString m_openAIEndpointString;
     QString m_openAIClientToken;
     bool m_isClientTokenUnstored = false; ///< what was typed wins over the keychain until it is in there
-    bool m_isPanelOpen = false;
-    bool m_hasAskedForKeychain = false; ///< since the panel was opened
-    std::shared_ptr<platform::WorkItem> m_keychainQuestion;
+    KeychainQuestion m_keychainQuestion;
     bool m_isRecording = false;
     bool m_isProcessing = false;
     QString m_statusText;
@@ -187,6 +185,8 @@ private:
     platform::Workspace::ObserverToken m_activationObserver = 0;
     bool m_didRequestAccessibilityAccess = false;
     bool m_isEnding = false;
+
+    int m_startsUnderWay = 0; ///< waiting for permission; the hotkey and the panel may each have begun one
 
     // The hotkey may go up while the start that its press began is still waiting for permission.
     bool m_isHotKeyHeld = false;

@@ -59,6 +59,8 @@ QCoro::Task<> AppController::toggleRecording() {
 QCoro::Task<> AppController::startRecording() {
     if (m_isRecording || m_isProcessing || m_isEnding)
         co_return;
+    ++m_startsUnderWay;
+    refreshKeychainQuestion();
     captureTargetApplication();
     if (!m_pasteboardInserter.hasAccessibilityAccess())
         setStatusText(u"Accessibility access is needed to paste."_qs);
@@ -79,6 +81,8 @@ QCoro::Task<> AppController::startRecording() {
     const auto started = co_await attempt(std::move(start));
     if (!self)
         co_return;
+    --m_startsUnderWay;
+    refreshKeychainQuestion();
     if (!started.hasSucceeded()) {
         fail(u"Speech failed: "_qs + started.failure);
         co_return;

@@ -74,6 +74,7 @@ void AppController::pasteOrCopy(const QString &text, const QString &insertedStat
                                 const QString &copiedStatus) {
     if (m_isEnding)
         return;
+    m_keychainQuestion.textPasted();
     if (m_pasteboardInserter.paste(text, m_targetApplication)) {
         setStatusText(insertedStatus);
         return;

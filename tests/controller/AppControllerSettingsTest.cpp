@@ -348,6 +348,85 @@ private Q_SLOTS:
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
     }
 
+    void aStartThatWaitsForPermissionIsNotInterruptedForTheKeychain() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.platform.speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->toggleRecording();
+        f.platform.queue.advance(1s);
+        QVERIFY(!f.controller->isRecording());
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void aStartThatFailedIsFollowedByTheQuestionForTheKeychain() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.platform.speech.authorizationStatus = platform::SpeechAuthorizationStatus::denied;
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->toggleRecording();
+        f.platform.queue.advance(1s);
+        QCOMPARE(f.controller->statusText(), u"Speech failed: Speech recognition permission was denied."_qs);
+        QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void theKeychainIsAskedForAfterTheDictationThatPutThatOff() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->hotKeyPressed();
+        f.platform.queue.advance(1s);
+        f.controller->hotKeyReleased();
+        f.platform.queue.advance(1s);
+        QVERIFY(f.controller->isProcessing());
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+        f.platform.speech.deliverFinal(u"hello"_qs);
+        f.run();
+        QVERIFY(!f.controller->isProcessing());
+        f.platform.queue.advance(999ms); // its keystrokes are posted now
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+        f.platform.queue.advance(1ms);
+        QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void noDictationHasTheKeychainAskedForTwiceInOneOpeningOfThePanel() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.dictate(u"hello"_qs);
+        f.platform.queue.advance(1s);
+        f.platform.keychainAvailabilityFake.dismissQuestion();
+        f.dictate(u"hello"_qs);
+        f.platform.queue.advance(1s);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void thePreparationOfModelsIsNotInterruptedForTheKeychain() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.platform.translation.replies = test::FakeTranslators::Replies::byHand;
+        f.controller->setTargetLanguageIdentifier(u"es"_qs);
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->prepareTranslationModels();
+        f.platform.queue.advance(1s);
+        QVERIFY(f.controller->isProcessing());
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void theKeysOfAPasteAreNotTakenByTheQuestionForTheKeychain() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->setTargetLanguageIdentifier(u"en"_qs);
+        f.dictate(u"hello"_qs);
+        f.controller->panelOpened();
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.platform.queue.advance(999ms);
+        f.controller->pasteLastTranslation();
+        f.platform.queue.advance(999ms);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+        f.platform.queue.advance(1ms);
+        QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
+    }
+
     void theKeychainIsNotWatchedLongerThanTheControllerLives() {
         ControllerFixture f;
         QVERIFY(f.platform.keychainAvailabilityFake.isObserved());

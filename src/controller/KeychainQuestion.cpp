@@ -1,0 +1,68 @@
+#include "controller/KeychainQuestion.h"
+
+#include "platform/KeychainAvailability.h"
+#include "platform/Platform.h"
+
+#include <QPointer>
+
+namespace quillora {
+
+using platform::Platform;
+
+namespace {
+/// Longer than a pause between two letters, and than a paste needs to post its keystroke.
+constexpr std::chrono::milliseconds quietTime(1000);
+} // namespace
+
+KeychainQuestion::~KeychainQuestion() { cancel(); }
+
+void KeychainQuestion::panelOpened() {
+    m_isPanelOpen = true;
+    m_hasAsked = false;
+}
+
+void KeychainQuestion::panelClosed() {
+    m_isPanelOpen = false;
+    m_isWanted = false;
+    cancel();
+}
+
+void KeychainQuestion::tokenTyped() {
+    m_isWanted = m_isPanelOpen;
+    putOff();
+}
+
+void KeychainQuestion::tokenStored() {
+    m_isWanted = false;
+    cancel();
+}
+
+void KeychainQuestion::setDictating(bool isDictating) {
+    m_isDictating = isDictating;
+    putOff();
+}
+
+void KeychainQuestion::textPasted() { putOff(); }
+
+void KeychainQuestion::putOff() {
+    cancel();
+    if (!m_isWanted || m_hasAsked || m_isDictating)
+        return;
+    m_question = Platform::current().mainQueue().asyncAfter(quietTime, [this] { ask(); });
+}
+
+void KeychainQuestion::cancel() {
+    if (m_question)
+        m_question->cancel();
+}
+
+void KeychainQuestion::ask() {
+    m_hasAsked = true;
+    Platform::current().keychainAvailability().askToUnlock([self = QPointer<KeychainQuestion>(this)] {
+        // A panel that was left meanwhile has closed, and stays so.
+        if (self && self->m_isPanelOpen)
+            Q_EMIT self->answered();
+    });
+}
+
+} // namespace quillora
