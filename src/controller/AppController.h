@@ -117,10 +117,9 @@ public:
     void setRecordedHotKey(const AppHotKey &hotKey);
     void resetHotKey();
 
-    /// The panel says when the user has it before him: only then may he be asked, once, to unlock the
+    /// Only while the user has the panel before him may he be asked, once in an opening, to unlock the
     /// keychain for a token that he has typed. The panel needs attention again when he has answered.
-    void panelOpened() { m_keychainQuestion.panelOpened(); }
-    void panelClosed() { m_keychainQuestion.panelClosed(); }
+    void setPanelPresence(PanelPresence presence) { m_keychainQuestion.setPanelPresence(presence); }
 
     TranslationBridge &translationBridge() { return m_translationBridge; }
 

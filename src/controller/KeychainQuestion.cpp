@@ -16,19 +16,17 @@ constexpr std::chrono::milliseconds quietTime(1000);
 
 KeychainQuestion::~KeychainQuestion() { cancel(); }
 
-void KeychainQuestion::panelOpened() {
-    m_isPanelOpen = true;
-    m_hasAsked = false;
-}
-
-void KeychainQuestion::panelClosed() {
-    m_isPanelOpen = false;
-    m_isWanted = false;
-    cancel();
+void KeychainQuestion::setPanelPresence(PanelPresence presence) {
+    m_panelPresence = presence;
+    if (presence == PanelPresence::closed) {
+        m_isWanted = false;
+        m_hasAsked = false;
+    }
+    putOff();
 }
 
 void KeychainQuestion::tokenTyped() {
-    m_isWanted = m_isPanelOpen;
+    m_isWanted = m_panelPresence != PanelPresence::closed;
     putOff();
 }
 
@@ -46,7 +44,8 @@ void KeychainQuestion::textPasted() { putOff(); }
 
 void KeychainQuestion::putOff() {
     cancel();
-    if (!m_isWanted || m_hasAsked || m_isDictating)
+    const bool mayAsk = m_panelPresence == PanelPresence::active && !m_hasAsked && !m_isDictating;
+    if (!m_isWanted || !mayAsk)
         return;
     m_question = Platform::current().mainQueue().asyncAfter(quietTime, [this] { ask(); });
 }
@@ -59,8 +58,8 @@ void KeychainQuestion::cancel() {
 void KeychainQuestion::ask() {
     m_hasAsked = true;
     Platform::current().keychainAvailability().askToUnlock([self = QPointer<KeychainQuestion>(this)] {
-        // A panel that was left meanwhile has closed, and stays so.
-        if (self && self->m_isPanelOpen)
+        // It was the active window before the dialog. One that was left meanwhile has closed, and stays so.
+        if (self && self->m_panelPresence != PanelPresence::closed)
             Q_EMIT self->answered();
     });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "controller/PanelPresence.h"
 #include "platform/MainQueue.h"
 
 #include <QObject>
@@ -18,8 +19,7 @@ public:
     using QObject::QObject;
     ~KeychainQuestion() override;
 
-    void panelOpened();
-    void panelClosed();
+    void setPanelPresence(PanelPresence presence);
 
     void tokenTyped();
     void tokenStored();
@@ -29,7 +29,7 @@ public:
     void textPasted();
 
 Q_SIGNALS:
-    /// The user has dealt with the dialog, and the panel is still open.
+    /// The user has dealt with the dialog, and has not closed the panel meanwhile.
     void answered();
 
 private:
@@ -37,7 +37,7 @@ private:
     void cancel();
     void putOff();
 
-    bool m_isPanelOpen = false;
+    PanelPresence m_panelPresence = PanelPresence::closed;
     bool m_hasAsked = false; ///< since the panel was opened
     bool m_isWanted = false;
     bool m_isDictating = false;

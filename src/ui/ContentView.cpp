@@ -455,6 +455,16 @@ void ContentView::changeEvent(QEvent *event) {
     }
 }
 
+bool ContentView::event(QEvent *event) {
+    if (event->type() == QEvent::WindowActivate || event->type() == QEvent::WindowDeactivate)
+        tellPresence();
+    return QWidget::event(event);
+}
+
+void ContentView::tellPresence() {
+    m_controller.setPanelPresence(isActiveWindow() ? PanelPresence::active : PanelPresence::inBackground);
+}
+
 void ContentView::keyPressEvent(QKeyEvent *event) {
     const bool isEscapeAlone = event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier;
     if (!isEscapeAlone)
@@ -477,12 +487,12 @@ void ContentView::showEvent(QShowEvent *event) {
     QWidget::showEvent(event);
     if (const QWidget *focused = window()->focusWidget(); !focused || !isAncestorOf(focused))
         m_mainButton->setFocus(Qt::OtherFocusReason);
-    m_controller.panelOpened();
+    tellPresence();
 }
 
 void ContentView::hideEvent(QHideEvent *event) {
     QWidget::hideEvent(event);
-    m_controller.panelClosed();
+    m_controller.setPanelPresence(PanelPresence::closed);
 }
 
 } // namespace quillora

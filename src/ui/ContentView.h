@@ -42,6 +42,7 @@ Q_SIGNALS:
 
 protected:
     void changeEvent(QEvent *event) override;
+    bool event(QEvent *event) override;
     void hideEvent(QHideEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void keyReleaseEvent(QKeyEvent *event) override;
@@ -60,6 +61,7 @@ private:
     void connectControls();
     void setTabOrder();
     void applyFonts();
+    void tellPresence();
 
     /// Shows the controller's state; the one place where that happens.
     void redraw();

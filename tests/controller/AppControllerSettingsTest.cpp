@@ -259,7 +259,7 @@ private Q_SLOTS:
 
     void aTokenTypedIntoThePanelAsksForTheLockedKeychainAfterAPause() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.platform.queue.advance(999ms);
         f.controller->setOpenAIClientToken(u"to"_qs);
@@ -274,7 +274,7 @@ private Q_SLOTS:
 
     void aDismissedKeychainIsAskedForAgainOnlyWhenThePanelIsOpenedAgain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.platform.queue.advance(1s);
         f.platform.keychainAvailabilityFake.dismissQuestion();
@@ -283,8 +283,8 @@ private Q_SLOTS:
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
         QCOMPARE(f.controller->openAIClientToken(), u"to"_qs);
 
-        f.controller->panelClosed();
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::closed);
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"tok"_qs);
         f.platform.queue.advance(1s);
         QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
@@ -292,7 +292,7 @@ private Q_SLOTS:
 
     void thePanelNeedsAttentionOnceTheUserHasAnsweredForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.platform.queue.advance(1s);
         QCOMPARE(f.takeCalls(u"onNeedsAttention"_qs), QStringList());
@@ -302,19 +302,19 @@ private Q_SLOTS:
 
     void aPanelThatWasLeftForTheKeychainsDialogStaysClosed() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.platform.queue.advance(1s);
-        f.controller->panelClosed();
+        f.controller->setPanelPresence(PanelPresence::closed);
         f.platform.keychainAvailabilityFake.dismissQuestion();
         QCOMPARE(f.takeCalls(u"onNeedsAttention"_qs), QStringList());
     }
 
     void aPanelThatClosesInThePauseAsksForNoKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
-        f.controller->panelClosed();
+        f.controller->setPanelPresence(PanelPresence::closed);
         f.platform.queue.advance(1s);
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
     }
@@ -326,9 +326,36 @@ private Q_SLOTS:
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
     }
 
+    void whoeverLeavesThePanelInThePauseIsAskedForTheKeychainWhenHeComesBack() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->setPanelPresence(PanelPresence::active);
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setPanelPresence(PanelPresence::inBackground);
+        f.platform.queue.advance(1s);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+        f.controller->setPanelPresence(PanelPresence::active);
+        f.platform.queue.advance(999ms);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+        f.platform.queue.advance(1ms);
+        QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void aPanelThatIsLeftAndComeBackToIsStillTheSameOpening() {
+        ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        f.controller->setPanelPresence(PanelPresence::active);
+        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.platform.queue.advance(1s);
+        f.controller->setPanelPresence(PanelPresence::inBackground);
+        f.platform.keychainAvailabilityFake.dismissQuestion();
+        f.controller->setPanelPresence(PanelPresence::active);
+        f.controller->setOpenAIClientToken(u"to"_qs);
+        f.platform.queue.advance(1s);
+        QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
+    }
+
     void aKeychainThatIsUnlockedInThePauseIsNotAskedFor() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.platform.keychainFake.isBroken = false;
         f.platform.keychainAvailabilityFake.becomeAvailable();
@@ -339,7 +366,7 @@ private Q_SLOTS:
 
     void aDictationInThePauseIsNotInterruptedForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.controller->hotKeyPressed();
         f.platform.run();
@@ -351,7 +378,7 @@ private Q_SLOTS:
     void aStartThatWaitsForPermissionIsNotInterruptedForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.platform.speech.replies = test::FakeSpeechRecognition::Replies::byHand;
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.controller->toggleRecording();
         f.platform.queue.advance(1s);
@@ -362,7 +389,7 @@ private Q_SLOTS:
     void aStartThatFailedIsFollowedByTheQuestionForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.platform.speech.authorizationStatus = platform::SpeechAuthorizationStatus::denied;
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.controller->toggleRecording();
         f.platform.queue.advance(1s);
@@ -372,7 +399,7 @@ private Q_SLOTS:
 
     void theKeychainIsAskedForAfterTheDictationThatPutThatOff() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.controller->hotKeyPressed();
         f.platform.queue.advance(1s);
@@ -391,7 +418,7 @@ private Q_SLOTS:
 
     void noDictationHasTheKeychainAskedForTwiceInOneOpeningOfThePanel() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.dictate(u"hello"_qs);
         f.platform.queue.advance(1s);
@@ -405,7 +432,7 @@ private Q_SLOTS:
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.platform.translation.replies = test::FakeTranslators::Replies::byHand;
         f.controller->setTargetLanguageIdentifier(u"es"_qs);
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.controller->prepareTranslationModels();
         f.platform.queue.advance(1s);
@@ -417,7 +444,7 @@ private Q_SLOTS:
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setTargetLanguageIdentifier(u"en"_qs);
         f.dictate(u"hello"_qs);
-        f.controller->panelOpened();
+        f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.platform.queue.advance(999ms);
         f.controller->pasteLastTranslation();

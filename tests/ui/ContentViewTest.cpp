@@ -22,6 +22,7 @@
 
 using namespace quillora;
 using namespace quillora::test;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -210,6 +211,32 @@ private Q_SLOTS:
         token.copy();
         QCOMPARE(QApplication::clipboard()->text(), u"before"_qs);
         QCOMPARE(harness.controller->openAIClientToken(), u"secret"_qs);
+    }
+
+    void onlyInTheActivePanelIsTheUserAskedForTheKeychain() {
+        PanelHarness harness([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        harness.useHostedEngine();
+        harness.show();
+        QWidget elsewhere;
+        elsewhere.show();
+        QTest::keyClicks(&harness.find<QLineEdit>(u"tokenField"_qs), u"t"_qs);
+        QApplication::setActiveWindow(&elsewhere);
+        harness.platform.queue.advance(1s);
+        QVERIFY(!harness.platform.keychainAvailabilityFake.isAsking());
+        QApplication::setActiveWindow(harness.panel.get());
+        harness.platform.queue.advance(1s);
+        QVERIFY(harness.platform.keychainAvailabilityFake.isAsking());
+    }
+
+    void aPanelThatIsClosedAndOpenedAgainAsksForNoKeychainByItself() {
+        PanelHarness harness([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
+        harness.useHostedEngine();
+        harness.show();
+        QTest::keyClicks(&harness.find<QLineEdit>(u"tokenField"_qs), u"t"_qs);
+        harness.panel->hide();
+        harness.show();
+        harness.platform.queue.advance(1s);
+        QVERIFY(!harness.platform.keychainAvailabilityFake.isAsking());
     }
 
     void whatToDoWithoutABackendFitsTheStatusLine() {
