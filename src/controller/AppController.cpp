@@ -90,10 +90,7 @@ void AppController::setOpenAIClientToken(const QString &token) {
 }
 
 void AppController::storeClientToken() {
-    const auto &availability = Platform::current().keychainAvailability();
-    const int failuresBefore = availability.failedChangeCount();
-    KeychainStore::setString(m_openAIClientToken, tokenKey);
-    m_isClientTokenUnstored = availability.failedChangeCount() != failuresBefore;
+    m_isClientTokenUnstored = !KeychainStore::setString(m_openAIClientToken, tokenKey);
     if (!m_isClientTokenUnstored)
         m_keychainQuestion.tokenStored();
 }

@@ -27,16 +27,18 @@ std::optional<QString> KeychainStore::string(const QString &key) {
     return legacy;
 }
 
-void KeychainStore::setString(const QString &value, const QString &key) {
+bool KeychainStore::setString(const QString &value, const QString &key) {
     if (value.isEmpty()) {
-        keychain().remove(baseQuery(key, currentService));
-        keychain().remove(baseQuery(key, legacyService));
-        return;
+        const auto current = keychain().remove(baseQuery(key, currentService));
+        const auto legacy = keychain().remove(baseQuery(key, legacyService));
+        return current != KeychainStatus::failure && legacy != KeychainStatus::failure;
     }
     const QByteArray data = value.toUtf8();
     const KeychainQuery query = baseQuery(key, currentService);
-    if (keychain().update(query, data) == KeychainStatus::itemNotFound)
-        keychain().add(query, data);
+    auto status = keychain().update(query, data);
+    if (status == KeychainStatus::itemNotFound)
+        status = keychain().add(query, data);
+    return status == KeychainStatus::success;
 }
 
 KeychainQuery KeychainStore::baseQuery(const QString &key, const QString &service) { return {service, key}; }

@@ -4,8 +4,8 @@
 
 namespace quillora::platform {
 
-/// Notices a keychain that becomes usable during the run, counts what it failed to do before, and lets the
-/// user be asked for it. Main thread only.
+/// Notices a keychain that becomes usable during the run, and lets the user be asked for it. Main thread
+/// only.
 class KeychainAvailability {
 public:
     using Observer = std::function<void()>;
@@ -14,13 +14,9 @@ public:
     virtual ~KeychainAvailability() = default;
 
     /// `observer` is called on the main thread whenever the keychain has appeared, was unlocked or answers
-    /// again: what could not be read before may be readable now. It takes the place of the one before; none
+    /// again: what it could not do before may succeed now. It takes the place of the one before; none
     /// ends the watch.
     virtual void setObserver(Observer observer) = 0;
-
-    /// How many changes the keychain has failed to make so far. What it has not made can be asked for again
-    /// when the observer is called.
-    virtual int failedChangeCount() const = 0;
 
     /// Has the desktop ask the user, in a dialog that takes the focus, to unlock a keychain that is locked;
     /// returns at once. If he does, the observer is called. `answered` is called on the main thread when he

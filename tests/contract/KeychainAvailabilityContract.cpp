@@ -134,38 +134,6 @@ void KeychainAvailabilityContract::anObserverThatEndsTheWatchLivesUntilItReturns
     QCOMPARE(wasAlive, std::optional(true));
 }
 
-void KeychainAvailabilityContract::changesWhileItIsLockedFail() {
-    m_harness->appear();
-    m_harness->keychain().add(token, "secret");
-    QCOMPARE(availability().failedChangeCount(), 0);
-    m_harness->lock();
-    m_harness->settle();
-    m_harness->keychain().update(token, "newer");
-    QCOMPARE(availability().failedChangeCount(), 1);
-    m_harness->keychain().remove(token);
-    QCOMPARE(availability().failedChangeCount(), 2);
-    m_harness->keychain().add({u"com.local.Quillora"_qs, u"deviceIdentifier"_qs}, "new");
-    QCOMPARE(availability().failedChangeCount(), 3);
-}
-
-void KeychainAvailabilityContract::changesWhileItIsUnlockedDoNot() {
-    m_harness->appear();
-    m_harness->keychain().update(token, "there is none yet");
-    m_harness->keychain().add(token, "secret");
-    m_harness->keychain().update(token, "newer");
-    m_harness->keychain().remove(token);
-    m_harness->keychain().remove(token);
-    QCOMPARE(availability().failedChangeCount(), 0);
-}
-
-void KeychainAvailabilityContract::aReadThatFailsIsNoChange() {
-    m_harness->appear();
-    m_harness->lock();
-    m_harness->settle();
-    m_harness->keychain().copyMatching(token);
-    QCOMPARE(availability().failedChangeCount(), 0);
-}
-
 /// With an item in it, and somebody who can unlock it.
 void KeychainAvailabilityContract::appearLocked() {
     m_harness->appear();

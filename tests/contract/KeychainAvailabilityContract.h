@@ -58,9 +58,6 @@ private Q_SLOTS:
     void noObserverEndsTheWatch();
     void theObserverMayEndTheWatch();
     void anObserverThatEndsTheWatchLivesUntilItReturns();
-    void changesWhileItIsLockedFail();
-    void changesWhileItIsUnlockedDoNot();
-    void aReadThatFailsIsNoChange();
     void aKeychainThatIsUnlockedWhenAskedForIsNoticed();
     void aDismissedQuestionChangesNothing();
     void theUserCanBeAskedAgainAfterADismissal();

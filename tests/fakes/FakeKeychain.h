@@ -34,7 +34,7 @@ public:
     platform::KeychainStatus update(const platform::KeychainQuery &query, const QByteArray &data) override {
         record(u"update"_qs, query);
         if (isBroken)
-            return fail();
+            return platform::KeychainStatus::failure;
         const auto found = items.find(keyOf(query));
         if (found == items.end())
             return platform::KeychainStatus::itemNotFound;
@@ -45,7 +45,7 @@ public:
     platform::KeychainStatus add(const platform::KeychainQuery &query, const QByteArray &data) override {
         record(u"add"_qs, query);
         if (isBroken || refusesAdditions)
-            return fail();
+            return platform::KeychainStatus::failure;
         items[keyOf(query)] = {data, {}};
         return platform::KeychainStatus::success;
     }
@@ -53,7 +53,7 @@ public:
     platform::KeychainStatus remove(const platform::KeychainQuery &query) override {
         record(u"remove"_qs, query);
         if (isBroken || unremovableServices.contains(query.service))
-            return fail();
+            return platform::KeychainStatus::failure;
         return items.erase(keyOf(query)) ? platform::KeychainStatus::success
                                          : platform::KeychainStatus::itemNotFound;
     }
@@ -63,13 +63,8 @@ public:
     bool hasNoThreads = false; ///< the system has none left to ask with
     bool refusesAdditions = false;
     QStringList unremovableServices;
-    int failedChangeCount = 0;
 
 private:
-    platform::KeychainStatus fail() {
-        ++failedChangeCount;
-        return platform::KeychainStatus::failure;
-    }
     static Key keyOf(const platform::KeychainQuery &query) { return {query.service, query.account}; }
     void record(const QString &operation, const platform::KeychainQuery &query) {
         m_log.add(u"keychain."_qs + operation + u' ' + query.service + u' ' + query.account);

@@ -9,7 +9,6 @@ class FakeKeychainAvailability : public platform::KeychainAvailability {
 public:
     explicit FakeKeychainAvailability(FakeKeychain &keychain) : m_keychain(keychain) {}
 
-    int failedChangeCount() const override { return m_keychain.failedChangeCount; }
     void setObserver(Observer observer) override { m_observer = std::move(observer); }
 
     /// The keyring appears, or the user unlocks it.

@@ -110,6 +110,40 @@ private Q_SLOTS:
         QCOMPARE(KeychainStore::string(key), std::optional(u"\ufeffx"_qs));
     }
 
+    void whatTheKeychainTookIsReportedSo_data() {
+        QTest::addColumn<QString>("value");
+        QTest::newRow("a value") << u"secret"_qs;
+        QTest::newRow("no value") << QString();
+    }
+    void whatTheKeychainTookIsReportedSo() {
+        QFETCH(QString, value);
+        QVERIFY(KeychainStore::setString(value, key)); // there is no item yet
+        items()[{legacy, key}] = {"old", {}};
+        QVERIFY(KeychainStore::setString(u"other"_qs, key));
+        QVERIFY(KeychainStore::setString(value, key));
+    }
+
+    void whatTheKeychainDidNotTakeIsReportedSo_data() {
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<std::function<void(test::FakeKeychain &)>>("breakKeychain");
+        using Break = std::function<void(test::FakeKeychain &)>;
+        QTest::newRow("locked") << u"secret"_qs << Break([](auto &keychain) { keychain.isBroken = true; });
+        QTest::newRow("locked, clearing")
+            << QString() << Break([](auto &keychain) { keychain.isBroken = true; });
+        QTest::newRow("no additions")
+            << u"secret"_qs << Break([](auto &keychain) { keychain.refusesAdditions = true; });
+        for (const QString &service : {current, legacy})
+            QTest::addRow("no removal from %s", qPrintable(service))
+                << QString()
+                << Break([service](auto &keychain) { keychain.unremovableServices = {service}; });
+    }
+    void whatTheKeychainDidNotTakeIsReportedSo() {
+        QFETCH(QString, value);
+        QFETCH(std::function<void(test::FakeKeychain &)>, breakKeychain);
+        breakKeychain(m_platform->keychainFake);
+        QVERIFY(!KeychainStore::setString(value, key));
+    }
+
     void deviceIdentifierIsTwoUpperCaseUuids() {
         const QString identifier = DeviceIdentifier::current();
         static const QRegularExpression shape(

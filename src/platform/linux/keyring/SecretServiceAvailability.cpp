@@ -50,8 +50,6 @@ SecretServiceAvailability::~SecretServiceAvailability() {
 
 void SecretServiceAvailability::setObserver(Observer observer) { m_observer = std::move(observer); }
 
-int SecretServiceAvailability::failedChangeCount() const { return m_keychain.failedChangeCount(); }
-
 void SecretServiceAvailability::collectionChanged(const QDBusMessage &signal) {
     const auto changes = qdbus_cast<QVariantMap>(signal.arguments().value(1));
     const QVariant isLocked = changes.value(u"Locked"_qs);

@@ -33,7 +33,6 @@ public:
     ~SecretServiceAvailability() override;
 
     void setObserver(Observer observer) override;
-    int failedChangeCount() const override;
     void askToUnlock(Answered answered) override;
 
 private Q_SLOTS:

@@ -63,12 +63,10 @@ KeychainStatus SecretServiceKeychain::remove(const KeychainQuery &query) {
 }
 
 KeychainStatus SecretServiceKeychain::change(std::function<KeychainStatus(GCancellable *)> operation) {
-    const auto status = answer([operation = std::move(operation)](auto *cancellable) {
-                            return KeychainItem{operation(cancellable), {}};
-                        }).status;
-    if (status == KeychainStatus::failure)
-        ++m_failedChangeCount;
-    return status;
+    return answer([operation = std::move(operation)](auto *cancellable) {
+               return KeychainItem{operation(cancellable), {}};
+           })
+        .status;
 }
 
 void SecretServiceKeychain::endAbsence() { m_absentUntil = {}; }

@@ -31,9 +31,6 @@ public:
     KeychainStatus add(const KeychainQuery &query, const QByteArray &data) override;
     KeychainStatus remove(const KeychainQuery &query) override;
 
-    /// How many changes have failed so far.
-    int failedChangeCount() const { return m_failedChangeCount; }
-
     /// Ends an absence early, because the service has shown that it is there.
     void endAbsence();
 
@@ -48,7 +45,6 @@ private:
 
     Clock m_clock;
     std::chrono::steady_clock::time_point m_absentUntil;
-    int m_failedChangeCount = 0;
 };
 
 } // namespace quillora::platform
