@@ -31,6 +31,18 @@ private Q_SLOTS:
         }
     }
 
+    /// The panel's own work for one word more, without what the recognizer and the screen cost.
+    void oneInterimWordUndrawn() {
+        PanelHarness harness;
+        harness.show();
+        harness.startRecording();
+        const QString said = dictatedWords(10);
+        int turn = 0;
+        harness.say(said);
+        QCoreApplication::processEvents();
+        QBENCHMARK { harness.say(said + dictatedWords(1 + turn++ % 2)); }
+    }
+
     void interimResultOfTenThousandCharacters_data() { addScripts(); }
 
     void interimResultOfTenThousandCharacters() {

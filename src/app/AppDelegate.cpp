@@ -104,7 +104,8 @@ void AppDelegate::makeMenu() {
     m_menu->addAction(u"Quit"_qs, this, &AppDelegate::quit);
 
     connect(m_menu.get(), &QMenu::aboutToShow, this, &AppDelegate::refreshLoginAction);
-    connect(m_controller.get(), &AppController::changed, this, &AppDelegate::refreshDictationAction);
+    for (const auto changed : {&AppController::isRecordingChanged, &AppController::isProcessingChanged})
+        connect(m_controller.get(), changed, this, &AppDelegate::refreshDictationAction);
     refreshDictationAction();
     refreshLoginAction();
 }
@@ -244,7 +245,8 @@ void AppDelegate::configureHotKey() {
     };
     if (!registerHotKey(m_controller->hotKey()))
         m_controller->onNeedsAttention();
-    connect(m_controller.get(), &AppController::changed, this, &AppDelegate::refreshHotKeySuspension);
+    connect(m_controller.get(), &AppController::isRecordingHotKeyChanged, this,
+            &AppDelegate::refreshHotKeySuspension);
 }
 
 /// The registered combination must reach the recorder, or it could not be chosen again.

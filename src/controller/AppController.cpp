@@ -56,34 +56,34 @@ AppController::~AppController() {
 
 void AppController::setSourceLocaleIdentifier(const QString &identifier) {
     m_sourceLocaleIdentifier = identifier;
-    Q_EMIT changed();
+    Q_EMIT sourceLocaleIdentifierChanged();
     Platform::current().userDefaults().setString(identifier, sourceKey);
     enforceCompatibleTranslationEngine();
 }
 
 void AppController::setTargetLanguageIdentifier(const QString &identifier) {
     m_targetLanguageIdentifier = identifier;
-    Q_EMIT changed();
+    Q_EMIT targetLanguageIdentifierChanged();
     Platform::current().userDefaults().setString(identifier, targetKey);
     enforceCompatibleTranslationEngine();
 }
 
 void AppController::setTranslationEngineIdentifier(const QString &identifier) {
     m_translationEngineIdentifier = identifier;
-    Q_EMIT changed();
+    Q_EMIT translationEngineIdentifierChanged();
     Platform::current().userDefaults().setString(identifier, engineKey);
     enforceCompatibleTranslationEngine();
 }
 
 void AppController::setOpenAIEndpointString(const QString &endpoint) {
     m_openAIEndpointString = endpoint;
-    Q_EMIT changed();
+    Q_EMIT openAIEndpointStringChanged();
     Platform::current().userDefaults().setString(endpoint, endpointKey);
 }
 
 void AppController::setOpenAIClientToken(const QString &token) {
     m_openAIClientToken = token;
-    Q_EMIT changed();
+    Q_EMIT openAIClientTokenChanged();
     storeClientToken();
     if (m_isClientTokenUnstored)
         m_keychainQuestion.tokenTyped();
@@ -182,37 +182,42 @@ void AppController::observeKeychain() {
             self->storeClientToken();
         } else if (const auto stored = KeychainStore::string(tokenKey)) {
             self->m_openAIClientToken = *stored;
-            Q_EMIT self->changed();
+            Q_EMIT self->openAIClientTokenChanged();
         }
     });
 }
 
 void AppController::setStatusText(const QString &text) {
     m_statusText = text;
-    Q_EMIT changed();
+    Q_EMIT statusTextChanged();
 }
 
 void AppController::setTranscriptText(const QString &text) {
     m_transcriptText = text;
-    Q_EMIT changed();
+    Q_EMIT transcriptTextChanged();
 }
 
 void AppController::setTranslatedText(const QString &text) {
     m_translatedText = text;
-    Q_EMIT changed();
+    Q_EMIT translatedTextChanged();
+}
+
+void AppController::setHotKey(const AppHotKey &hotKey) {
+    m_hotKey = hotKey;
+    Q_EMIT hotKeyChanged();
 }
 
 void AppController::setRecording(bool isRecording) {
     m_isRecording = isRecording;
     refreshKeychainQuestion();
-    Q_EMIT changed();
+    Q_EMIT isRecordingChanged();
     stateChanged();
 }
 
 void AppController::setProcessing(bool isProcessing) {
     m_isProcessing = isProcessing;
     refreshKeychainQuestion();
-    Q_EMIT changed();
+    Q_EMIT isProcessingChanged();
     stateChanged();
 }
 
@@ -222,7 +227,7 @@ void AppController::refreshKeychainQuestion() {
 
 void AppController::setRecordingHotKey(bool isRecordingHotKey) {
     m_isRecordingHotKey = isRecordingHotKey;
-    Q_EMIT changed();
+    Q_EMIT isRecordingHotKeyChanged();
 }
 
 void AppController::stateChanged() const {

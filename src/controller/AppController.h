@@ -27,21 +27,22 @@ namespace quillora {
 class AppController : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString sourceLocaleIdentifier READ sourceLocaleIdentifier WRITE setSourceLocaleIdentifier
-                   NOTIFY changed)
+                   NOTIFY sourceLocaleIdentifierChanged)
     Q_PROPERTY(QString targetLanguageIdentifier READ targetLanguageIdentifier WRITE
-                   setTargetLanguageIdentifier NOTIFY changed)
+                   setTargetLanguageIdentifier NOTIFY targetLanguageIdentifierChanged)
     Q_PROPERTY(QString translationEngineIdentifier READ translationEngineIdentifier WRITE
-                   setTranslationEngineIdentifier NOTIFY changed)
-    Q_PROPERTY(
-        QString openAIEndpointString READ openAIEndpointString WRITE setOpenAIEndpointString NOTIFY changed)
-    Q_PROPERTY(QString openAIClientToken READ openAIClientToken WRITE setOpenAIClientToken NOTIFY changed)
-    Q_PROPERTY(bool isRecording READ isRecording NOTIFY changed)
-    Q_PROPERTY(bool isProcessing READ isProcessing NOTIFY changed)
-    Q_PROPERTY(QString statusText READ statusText WRITE setStatusText NOTIFY changed)
-    Q_PROPERTY(QString transcriptText READ transcriptText NOTIFY changed)
-    Q_PROPERTY(QString translatedText READ translatedText NOTIFY changed)
-    Q_PROPERTY(quillora::AppHotKey hotKey READ hotKey NOTIFY changed)
-    Q_PROPERTY(bool isRecordingHotKey READ isRecordingHotKey NOTIFY changed)
+                   setTranslationEngineIdentifier NOTIFY translationEngineIdentifierChanged)
+    Q_PROPERTY(QString openAIEndpointString READ openAIEndpointString WRITE setOpenAIEndpointString NOTIFY
+                   openAIEndpointStringChanged)
+    Q_PROPERTY(QString openAIClientToken READ openAIClientToken WRITE setOpenAIClientToken NOTIFY
+                   openAIClientTokenChanged)
+    Q_PROPERTY(bool isRecording READ isRecording NOTIFY isRecordingChanged)
+    Q_PROPERTY(bool isProcessing READ isProcessing NOTIFY isProcessingChanged)
+    Q_PROPERTY(QString statusText READ statusText WRITE setStatusText NOTIFY statusTextChanged)
+    Q_PROPERTY(QString transcriptText READ transcriptText NOTIFY transcriptTextChanged)
+    Q_PROPERTY(QString translatedText READ translatedText NOTIFY translatedTextChanged)
+    Q_PROPERTY(quillora::AppHotKey hotKey READ hotKey NOTIFY hotKeyChanged)
+    Q_PROPERTY(bool isRecordingHotKey READ isRecordingHotKey NOTIFY isRecordingHotKeyChanged)
 
 public:
     /// Loads the settings. The platform must recognize at least one language.
@@ -124,8 +125,19 @@ public:
     TranslationBridge &translationBridge() { return m_translationBridge; }
 
 Q_SIGNALS:
-    /// Some published value was written.
-    void changed();
+    // The published value was written, be it with what it was.
+    void sourceLocaleIdentifierChanged();
+    void targetLanguageIdentifierChanged();
+    void translationEngineIdentifierChanged();
+    void openAIEndpointStringChanged();
+    void openAIClientTokenChanged();
+    void isRecordingChanged();
+    void isProcessingChanged();
+    void statusTextChanged();
+    void transcriptTextChanged();
+    void translatedTextChanged();
+    void hotKeyChanged();
+    void isRecordingHotKeyChanged();
 
 private:
     static AppHotKey storedHotKey();
@@ -146,6 +158,7 @@ private:
 
     void setTranscriptText(const QString &text);
     void setTranslatedText(const QString &text);
+    void setHotKey(const AppHotKey &hotKey);
     // Both tell the shell.
     void setRecording(bool isRecording);
     void setProcessing(bool isProcessing);

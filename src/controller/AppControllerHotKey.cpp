@@ -46,7 +46,7 @@ void AppController::setRecordedHotKey(const AppHotKey &hotKey) {
         fail(u"Could not register "_qs + hotKey.displayName() + u'.');
         return;
     }
-    m_hotKey = hotKey;
+    setHotKey(hotKey);
     setRecordingHotKey(false);
     storeHotKey(hotKey);
     setStatusText(u"Hotkey updated to "_qs + hotKey.displayName() + u'.');

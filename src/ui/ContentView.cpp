@@ -110,7 +110,7 @@ ContentView::ContentView(AppController &controller, QWidget *parent)
     applyFonts();
     new PanelAppearance(*this); // owned by this panel
     new FocusReturn(*this);     // likewise
-    connect(&m_controller, &AppController::changed, this, &ContentView::redraw);
+    connectController();
     redraw();
 }
 
@@ -326,6 +326,26 @@ void ContentView::connectControls() {
     connect(m_tokenField, &QLineEdit::textEdited, &m_controller, &AppController::setOpenAIClientToken);
 }
 
+/// Interim words come many times a second: what does not depend on a value is left alone when that changes.
+void ContentView::connectController() {
+    const auto onChange = [this](auto changed, auto redrawPart) {
+        connect(&m_controller, changed, this, redrawPart);
+    };
+    onChange(&AppController::sourceLocaleIdentifierChanged, &ContentView::redrawLanguages);
+    onChange(&AppController::targetLanguageIdentifierChanged, &ContentView::redrawLanguages);
+    onChange(&AppController::translationEngineIdentifierChanged, &ContentView::redrawEngine);
+    onChange(&AppController::openAIEndpointStringChanged, &ContentView::redrawEndpoint);
+    onChange(&AppController::openAIClientTokenChanged, &ContentView::redrawToken);
+    onChange(&AppController::isRecordingChanged, &ContentView::redrawActivity);
+    onChange(&AppController::isProcessingChanged, &ContentView::redrawActivity);
+    onChange(&AppController::statusTextChanged, &ContentView::redrawStatus);
+    onChange(&AppController::transcriptTextChanged, &ContentView::redrawTranscript);
+    onChange(&AppController::translatedTextChanged, &ContentView::redrawTranslation);
+    onChange(&AppController::hotKeyChanged, &ContentView::redrawHotKey);
+    onChange(&AppController::isRecordingHotKeyChanged, &ContentView::redrawHotKey);
+    onChange(&AppController::isRecordingHotKeyChanged, &ContentView::redrawHotKeyRecorder);
+}
+
 void ContentView::setTabOrder() {
     const QList<QWidget *> readingOrder{
         m_recordHotKeyButton, m_resetHotKeyButton, m_quitButton,     m_sourcePicker,   m_swapButton,
@@ -352,21 +372,44 @@ void ContentView::applyFonts() {
 }
 
 void ContentView::redraw() {
-    redrawHeader();
+    redrawActivity();
+    redrawHotKey();
+    redrawHotKeyRecorder();
     redrawLanguages();
     redrawEngine();
-    redrawActions();
+    redrawEndpoint();
+    redrawToken();
     redrawStatus();
-    redrawTexts();
-    redrawHotKeyRecorder();
+    redrawTranscript();
+    redrawTranslation();
 }
 
-void ContentView::redrawHeader() {
+void ContentView::redrawActivity() {
     const bool isRecording = m_controller.isRecording();
+    const bool isProcessing = m_controller.isProcessing();
+    const bool isBusy = isRecording || isProcessing;
     m_headerIcon->setSymbol(isRecording ? u"mic.circle.fill"_qs : u"globe"_qs);
     m_headerIcon->setColor(isRecording ? PanelPalette::recording(palette())
                                        : PanelPalette::accentText(palette()));
+    for (QLineEdit *field : {m_endpointField, m_tokenField})
+        field->setEnabled(!isBusy);
+    m_mainButton->setText(isRecording ? u"Stop"_qs : u"Start"_qs);
+    m_mainButton->setSymbol(isRecording ? u"stop.fill"_qs : u"mic.fill"_qs);
+    m_mainButton->setSurfaceColor(isRecording ? PanelPalette::recordingSurface() : QColor());
+    m_mainButton->setEnabled(isRecording || !isProcessing);
+    m_prepareButton->setEnabled(!isBusy);
+    redrawPasteButton();
+    m_statusDot->setColor(isRecording    ? PanelPalette::recording(palette())
+                          : isProcessing ? PanelPalette::processing(palette())
+                                         : PanelPalette::idle(palette()));
+}
 
+void ContentView::redrawPasteButton() {
+    const bool isBusy = m_controller.isRecording() || m_controller.isProcessing();
+    m_pasteButton->setEnabled(!isBusy && !m_controller.translatedText().isEmpty());
+}
+
+void ContentView::redrawHotKey() {
     const bool isRecordingHotKey = m_controller.isRecordingHotKey();
     m_hotKeyText->setPlainText(m_controller.hotKeyDisplayName());
     recolor(*m_hotKeyText, QPalette::WindowText,
@@ -403,38 +446,22 @@ void ContentView::shareWidthAmongLanguages() {
 
 void ContentView::redrawEngine() {
     const auto engine = m_controller.selectedTranslationEngine();
-    const bool isBusy = m_controller.isRecording() || m_controller.isProcessing();
     m_enginePicker->select(rawValue(engine));
-    fill(*m_endpointField, m_controller.openAIEndpointString());
-    fill(*m_tokenField, m_controller.openAIClientToken());
-    for (QLineEdit *field : {m_endpointField, m_tokenField}) {
+    for (QLineEdit *field : {m_endpointField, m_tokenField})
         field->parentWidget()->setVisible(engine == TranslationEngine::openAINatural);
-        field->setEnabled(!isBusy);
-    }
 }
 
-void ContentView::redrawActions() {
-    const bool isRecording = m_controller.isRecording();
-    const bool isProcessing = m_controller.isProcessing();
-    const bool isBusy = isRecording || isProcessing;
-    m_mainButton->setText(isRecording ? u"Stop"_qs : u"Start"_qs);
-    m_mainButton->setSymbol(isRecording ? u"stop.fill"_qs : u"mic.fill"_qs);
-    m_mainButton->setSurfaceColor(isRecording ? PanelPalette::recordingSurface() : QColor());
-    m_mainButton->setEnabled(isRecording || !isProcessing);
-    m_prepareButton->setEnabled(!isBusy);
-    m_pasteButton->setEnabled(!isBusy && !m_controller.translatedText().isEmpty());
-}
+void ContentView::redrawEndpoint() { fill(*m_endpointField, m_controller.openAIEndpointString()); }
 
-void ContentView::redrawStatus() {
-    m_statusDot->setColor(m_controller.isRecording()    ? PanelPalette::recording(palette())
-                          : m_controller.isProcessing() ? PanelPalette::processing(palette())
-                                                        : PanelPalette::idle(palette()));
-    m_statusText->setStatus(m_controller.statusText());
-}
+void ContentView::redrawToken() { fill(*m_tokenField, m_controller.openAIClientToken()); }
 
-void ContentView::redrawTexts() {
-    m_transcriptText->setText(m_controller.transcriptText());
+void ContentView::redrawStatus() { m_statusText->setStatus(m_controller.statusText()); }
+
+void ContentView::redrawTranscript() { m_transcriptText->setText(m_controller.transcriptText()); }
+
+void ContentView::redrawTranslation() {
     m_translationText->setText(m_controller.translatedText());
+    redrawPasteButton();
 }
 
 void ContentView::redrawHotKeyRecorder() {

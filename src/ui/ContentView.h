@@ -59,20 +59,25 @@ private:
     QWidget *buildDivider();
     QLayout *buildTextSection(const QString &title, const QString &symbol, TextPane &pane);
     void connectControls();
+    void connectController();
     void setTabOrder();
     void applyFonts();
     void tellPresence();
 
-    /// Shows the controller's state; the one place where that happens.
+    // Each shows a part of the controller's state.
     void redraw();
-    void redrawHeader();
+    void redrawActivity();
+    void redrawHotKey();
+    void redrawHotKeyRecorder();
     void redrawLanguages();
     void shareWidthAmongLanguages();
     void redrawEngine();
-    void redrawActions();
+    void redrawEndpoint();
+    void redrawToken();
     void redrawStatus();
-    void redrawTexts();
-    void redrawHotKeyRecorder();
+    void redrawTranscript();
+    void redrawTranslation();
+    void redrawPasteButton();
 
     AppController &m_controller;
 

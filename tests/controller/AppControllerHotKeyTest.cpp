@@ -68,7 +68,7 @@ private Q_SLOTS:
 
     void observersSeeTheNewHotKey() {
         AppHotKey seen;
-        QObject::connect(&c(), &AppController::changed, &c(),
+        QObject::connect(&c(), &AppController::hotKeyChanged, &c(),
                          [&] { seen = c().property("hotKey").value<AppHotKey>(); });
         c().setRecordedHotKey(superK);
         QCOMPARE(seen, superK);

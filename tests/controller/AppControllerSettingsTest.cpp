@@ -1,3 +1,4 @@
+#include "controller/AnyChange.h"
 #include "controller/ControllerFixture.h"
 
 #include <QTest>
@@ -474,11 +475,31 @@ private Q_SLOTS:
         QFETCH(QString, value);
         const ControllerFixture f;
         auto &controller = *f.controller;
-        QString seen;
-        QObject::connect(&controller, &AppController::changed, &controller,
-                         [&] { seen = controller.property(QTest::currentDataTag()).toString(); });
+        const auto &type = AppController::staticMetaObject;
+        QStringList seen;
+        test::onAnyChange(controller, [&](size_t place) {
+            const auto property = type.property(type.propertyOffset() + static_cast<int>(place));
+            seen += QString::fromLatin1(property.name()) + u'=' + property.read(&controller).toString();
+        });
         QVERIFY(controller.setProperty(QTest::currentDataTag(), value));
-        QCOMPARE(seen, value);
+        QVERIFY(controller.setProperty(QTest::currentDataTag(), value)); // the same again
+        const QString change = QString::fromLatin1(QTest::currentDataTag()) + u'=' + value;
+        QCOMPARE(seen, (QStringList{change, change}));
+    }
+
+    void anInterimWordChangesTheTranscriptAndTheStatusOnly() {
+        ControllerFixture f;
+        f.controller->startRecording();
+        f.run();
+        QList<size_t> changes;
+        test::onAnyChange(*f.controller, [&](size_t place) { changes += place; });
+        f.platform.speech.deliver(u"good"_qs);
+        f.run();
+        const auto &type = AppController::staticMetaObject;
+        const auto placeOf = [&](const char *name) {
+            return static_cast<size_t>(type.indexOfProperty(name) - type.propertyOffset());
+        };
+        QCOMPARE(changes, (QList{placeOf("transcriptText"), placeOf("statusText")}));
     }
 
     void settingAValueCallsTheShellForNothing() {
@@ -532,7 +553,7 @@ private Q_SLOTS:
     void swappingSaysSoOnceBothLanguagesAreChanged() {
         ControllerFixture f;
         QStringList turns;
-        QObject::connect(f.controller.get(), &AppController::changed, [&] {
+        test::onAnyChange(*f.controller, [&](size_t) {
             turns += f.controller->sourceLocaleIdentifier() + u' ' +
                      f.controller->targetLanguageIdentifier() + u' ' + f.controller->statusText();
         });

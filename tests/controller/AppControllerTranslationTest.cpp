@@ -473,7 +473,7 @@ private:
     void chooseUnsupportedTarget(const std::function<void()> &meanwhile) {
         QString engineMeanwhile;
         QObject::connect(
-            &c(), &AppController::changed, &c(),
+            &c(), &AppController::targetLanguageIdentifierChanged, &c(),
             [&] {
                 engineMeanwhile = c().translationEngineIdentifier();
                 meanwhile();

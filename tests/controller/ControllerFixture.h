@@ -1,5 +1,6 @@
 #pragma once
 
+#include "controller/AnyChange.h"
 #include "controller/AppController.h"
 #include "fakes/FakePlatform.h"
 #include "translation/TranslationHostView.h"
@@ -27,7 +28,7 @@ public:
                                  .arg(controller->isProcessing()));
         };
         controller->onNeedsAttention = [this] { platform.log.add(u"onNeedsAttention"_qs); };
-        QObject::connect(controller.get(), &AppController::changed, controller.get(), [this] {
+        onAnyChange(*controller, [this](size_t) {
             if (statuses.isEmpty() || statuses.last() != controller->statusText())
                 statuses += controller->statusText();
         });

@@ -1,4 +1,4 @@
-#include "controller/AppController.h"
+#include "controller/AnyChange.h"
 #include "controller/DictationOracle.h"
 #include "fakes/FakePlatform.h"
 #include "translation/TranslationHostView.h"
@@ -225,7 +225,8 @@ public:
 
     /// What differs since the last time; null if nothing does.
     QString difference() {
-        publish(u"unnoticed "_qs);
+        for (size_t place = 0; place < propertyNames.size(); ++place)
+            publish(u"unnoticed "_qs, place);
         return differenceOf(m_platform.log.take());
     }
 
@@ -317,8 +318,7 @@ private:
                 return !m_oracle.refusesHotKeys;
             };
         }
-        QObject::connect(m_controller.get(), &AppController::changed, m_controller.get(),
-                         [this] { publish({}); });
+        onAnyChange(*m_controller, [this](size_t place) { publish({}, place); });
     }
 
     // What is compared.
@@ -376,14 +376,12 @@ private:
                 text(o.isRecordingHotKey)};
     }
 
-    /// Writes down, among the calls, what has changed.
-    void publish(const QString &prefix) {
-        Published now = published();
-        for (size_t i = 0; i < now.size(); ++i) {
-            if (now[i] != m_published[i])
-                m_platform.log.add(prefix + QString::fromLatin1(propertyNames[i]) + u'=' + now[i]);
-        }
-        m_published = std::move(now);
+    /// Writes down, among the calls, whether that value has changed.
+    void publish(const QString &prefix, size_t place) {
+        const QString now = published()[place];
+        if (now != m_published[place])
+            m_platform.log.add(prefix + QString::fromLatin1(propertyNames[place]) + u'=' + now);
+        m_published[place] = now;
     }
 
     QString differenceOf(const QStringList &actual) {

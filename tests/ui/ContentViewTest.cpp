@@ -41,6 +41,50 @@ void pick(Picker &picker, const QString &text) {
     Q_EMIT picker.activated(picker.currentIndex());
 }
 
+/// Writes something else over what the widgets of a panel show, and tells which of them the panel has drawn
+/// anew since.
+class Overwritten {
+public:
+    explicit Overwritten(const PanelHarness &harness) : m_harness(harness) {
+        const QString nothing = u"overwritten"_qs;
+        for (const char *name : {"hotKeyText", "footerText", "statusText"})
+            show<LimitedLabel>(name, &LimitedLabel::text, &LimitedLabel::setPlainText, nothing);
+        for (const char *name : {"transcriptText", "translationText"})
+            show<TextPane>(name, &TextPane::text, &TextPane::setText, nothing);
+        for (const char *name : {"endpointField", "tokenField"})
+            show<QLineEdit>(name, &QLineEdit::text, &QLineEdit::setText, nothing);
+        for (const char *name : {"sourcePicker", "targetPicker", "enginePicker"})
+            show<Picker>(name, &Picker::currentIndex, &Picker::setCurrentIndex, -1);
+        for (const char *name : {"mainButton", "recordHotKeyButton"})
+            show<PanelButton>(name, &PanelButton::symbol, &PanelButton::setSymbol, nothing);
+        show<SymbolView>("headerIcon", &SymbolView::symbol, &SymbolView::setSymbol, nothing);
+        show<StatusDot>("statusDot", &StatusDot::color, &StatusDot::setColor, QColor(1, 2, 3));
+    }
+
+    /// In alphabetical order.
+    QStringList drawnAnew() const {
+        QStringList names;
+        for (const auto &[name, isOverwritten] : m_isOverwritten) {
+            if (!isOverwritten())
+                names += name;
+        }
+        return names;
+    }
+
+private:
+    template <typename Widget, typename Get, typename Set, typename Value>
+    void show(const char *name, Get get, Set set, const Value &value) {
+        auto &widget = m_harness.find<Widget>(QString::fromLatin1(name));
+        (widget.*set)(value);
+        m_isOverwritten[QString::fromLatin1(name)] = [&widget, get, value] {
+            return (widget.*get)() == value;
+        };
+    }
+
+    const PanelHarness &m_harness;
+    std::map<QString, std::function<bool()>> m_isOverwritten;
+};
+
 /// What the controller does, and what it has translated last.
 struct State {
     const char *name;
@@ -211,6 +255,60 @@ private Q_SLOTS:
         token.copy();
         QCOMPARE(QApplication::clipboard()->text(), u"before"_qs);
         QCOMPARE(harness.controller->openAIClientToken(), u"secret"_qs);
+    }
+
+    void anInterimWordDrawsNothingButTheTranscriptAndTheStatusLine() {
+        PanelHarness harness;
+        harness.show();
+        harness.startRecording();
+        const Overwritten overwritten(harness);
+        harness.say(u"good"_qs);
+        QCOMPARE(overwritten.drawnAnew(), (QStringList{u"statusText"_qs, u"transcriptText"_qs}));
+    }
+
+    void aChangeDrawsOnlyWhatShowsIt_data() {
+        using Change = std::function<void(AppController &)>;
+        QTest::addColumn<Change>("change");
+        QTest::addColumn<QStringList>("drawn");
+        const QStringList languages{u"footerText"_qs, u"sourcePicker"_qs, u"targetPicker"_qs};
+        const QStringList hotKey{u"hotKeyText"_qs, u"recordHotKeyButton"_qs};
+        QTest::newRow("status") << Change([](auto &c) { c.setStatusText(u"Hello."_qs); })
+                                << QStringList{u"statusText"_qs};
+        QTest::newRow("source") << Change([](auto &c) { c.setSourceLocaleIdentifier(u"es-ES"_qs); })
+                                << languages;
+        QTest::newRow("target") << Change([](auto &c) { c.setTargetLanguageIdentifier(u"fr"_qs); })
+                                << languages;
+        QTest::newRow("engine") << Change([](auto &c) { c.setTranslationEngineIdentifier(hosted); })
+                                << QStringList{u"enginePicker"_qs};
+        QTest::newRow("endpoint") << Change([](auto &c) {
+            c.setOpenAIEndpointString(u"https://a.example"_qs);
+        }) << QStringList{u"endpointField"_qs};
+        QTest::newRow("token") << Change([](auto &c) { c.setOpenAIClientToken(u"t"_qs); })
+                               << QStringList{u"tokenField"_qs};
+        QTest::newRow("hotkey capture")
+            << Change([](auto &c) { c.startHotKeyRecording(); }) << hotKey + QStringList{u"statusText"_qs};
+        QTest::newRow("start") << Change([](auto &c) { c.startRecording(); })
+                               << QStringList{u"statusText"_qs, u"transcriptText"_qs, u"translationText"_qs};
+    }
+    void aChangeDrawsOnlyWhatShowsIt() {
+        QFETCH(std::function<void(AppController &)>, change);
+        QFETCH(QStringList, drawn);
+        PanelHarness harness;
+        harness.show();
+        const Overwritten overwritten(harness);
+        change(*harness.controller);
+        QCOMPARE(overwritten.drawnAnew(), drawn);
+    }
+
+    void recordingAndProcessingDrawWhatShowsThem() {
+        PanelHarness harness;
+        harness.show();
+        harness.controller->startRecording();
+        const Overwritten overwritten(harness);
+        harness.platform.run();
+        QVERIFY(harness.controller->isRecording());
+        QCOMPARE(overwritten.drawnAnew(),
+                 (QStringList{u"headerIcon"_qs, u"mainButton"_qs, u"statusDot"_qs, u"statusText"_qs}));
     }
 
     void onlyInTheActivePanelIsTheUserAskedForTheKeychain() {
