@@ -3,7 +3,7 @@
 #include "app/ApplicationIdentity.h"
 #include "app/SystemDialogs.h"
 #include "platform/Detached.h"
-#include "platform/HotKeyEvents.h"
+#include "platform/HotKeys.h"
 #include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "ui/ContentView.h"
@@ -251,15 +251,15 @@ void AppDelegate::configureHotKey() {
 
 /// The registered combination must reach the recorder, or it could not be chosen again.
 void AppDelegate::refreshHotKeySuspension() {
-    if (m_isHotKeySuspended == m_controller->isRecordingHotKey())
+    const bool isSuspended = m_hotKeySuspension != nullptr;
+    if (isSuspended == m_controller->isRecordingHotKey())
         return;
-    m_isHotKeySuspended = m_controller->isRecordingHotKey();
-    auto &hotKeyEvents = Platform::current().hotKeyEvents();
-    if (m_isHotKeySuspended)
-        hotKeyEvents.suspend();
-    else
-        hotKeyEvents.resume();
-    if (!m_isHotKeySuspended && std::exchange(m_isReleaseOwed, false))
+    if (!isSuspended) {
+        m_hotKeySuspension = Platform::current().hotKeys().suspend();
+        return;
+    }
+    m_hotKeySuspension.reset();
+    if (std::exchange(m_isReleaseOwed, false))
         post(HotKeyManager::Event::released);
 }
 

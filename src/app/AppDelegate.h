@@ -95,7 +95,7 @@ private:
         m_translationWindow; ///< what hosts on-device translation; it needs no window here
     std::unique_ptr<HotKeyManager> m_hotKeyManager;
     std::optional<AppHotKey> m_registeredHotKey;
-    bool m_isHotKeySuspended = false;        ///< what the platform was told last
+    std::unique_ptr<platform::HotKeySuspension> m_hotKeySuspension; ///< while a new hotkey is captured
     bool m_isReleaseOwed = false;            ///< one came while a new hotkey was being captured
     std::optional<QString> m_settingsNotice; ///< still to be said
     bool m_isQuitting = false;

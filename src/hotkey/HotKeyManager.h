@@ -1,11 +1,10 @@
 #pragma once
 
 #include "hotkey/AppHotKey.h"
-#include "platform/HotKeyEvents.h"
+#include "platform/HotKeys.h"
 
 #include <functional>
 #include <memory>
-#include <optional>
 
 namespace quillora {
 
@@ -15,11 +14,17 @@ class HotKeyManager {
 public:
     enum class Event { pressed, released };
     using Handler = std::function<void(Event)>;
+    using OutcomeHandler = std::function<void(const AppHotKey &, const platform::HotKeyOutcome &)>;
 
-    /// The handler is called on the main thread and must return quickly: from the event loop, or, with the
-    /// release of a hotkey that is down, from within the call that replaces or unregisters it; in that of a
-    /// replacement it must neither register another nor end this object.
-    explicit HotKeyManager(Handler handler);
+    /// Both are called on the main thread and must return quickly.
+    ///
+    /// The handler is called from the event loop, or, with the release of a hotkey that is down, from within
+    /// the call that replaces or unregisters it; in that of a replacement it must neither register another
+    /// nor end this object. The outcome handler is called from the event loop with what becomes of the
+    /// registered hotkey after its registration, and may do either.
+    explicit HotKeyManager(
+        Handler handler,
+        OutcomeHandler outcomeHandler = [](const AppHotKey &, const platform::HotKeyOutcome &) {});
     ~HotKeyManager();
     HotKeyManager(const HotKeyManager &) = delete;
     HotKeyManager &operator=(const HotKeyManager &) = delete;
@@ -31,12 +36,11 @@ public:
     void unregister();
 
 private:
-    static platform::HotKeyEvents::Status handle(const std::shared_ptr<Handler> &handler,
-                                                 const platform::HotKeyEvent *event);
+    platform::HotKeyListener listener(const AppHotKey &hotKey) const;
 
-    std::shared_ptr<Handler> m_handler; ///< shared, so that it survives a callback that ends this object
-    std::optional<platform::EventHandlerReference> m_eventHandlerReference;
-    std::optional<platform::HotKeyReference> m_hotKeyReference;
+    Handler m_handler;
+    OutcomeHandler m_outcomeHandler;
+    std::unique_ptr<platform::TakenHotKey> m_hotKey;
 };
 
 } // namespace quillora

@@ -3,7 +3,7 @@
 namespace quillora::platform {
 
 class Appearance;
-class HotKeyEvents;
+class HotKeys;
 class HttpSession;
 class KeyPositions;
 class Keychain;
@@ -51,7 +51,7 @@ public:
     virtual Workspace &workspace() = 0;
     virtual Pasteboard &pasteboard() = 0;
     virtual Keystrokes &keystrokes() = 0;
-    virtual HotKeyEvents &hotKeyEvents() = 0;
+    virtual HotKeys &hotKeys() = 0;
     virtual KeyPositions &keyPositions() = 0;
     virtual Appearance &appearance() = 0;
     virtual Notifications &notifications() = 0;

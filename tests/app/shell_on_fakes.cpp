@@ -48,7 +48,7 @@ int main(int argc, char **argv) {
         if (options.contains(u"--no-microphone"_qs))
             platform->permissions.isMicrophoneGranted = false;
         if (options.contains(u"--taken"_qs))
-            platform->hotKeys.takenElsewhere.insert(
+            platform->hotKeysFake.takenElsewhere.insert(
                 {AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers});
         return platform;
     });

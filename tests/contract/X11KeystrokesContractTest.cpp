@@ -1,5 +1,5 @@
 #include "contract/KeystrokesContract.h"
-#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "support/TestKeyboard.h"
 #include "support/TestWindow.h"
@@ -29,7 +29,7 @@ public:
 
 private:
     platform::X11Connection m_connection;
-    platform::X11HotKeyEvents m_hotKeys{m_connection};
+    platform::X11HotKeys m_hotKeys{m_connection};
     platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys};
     test::TestWindow m_window;
     test::TestKeyboard m_keyboard;

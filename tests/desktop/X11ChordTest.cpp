@@ -1,6 +1,6 @@
 #include "desktop/PasteConditions.h"
 #include "hotkey/AppHotKey.h"
-#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "support/RewritingDisplay.h"
 #include "support/TestWindow.h"
@@ -38,7 +38,7 @@ class X11ChordTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_connection = std::make_unique<platform::X11Connection>(m_display.name());
-        m_hotKeys = std::make_unique<platform::X11HotKeyEvents>(*m_connection);
+        m_hotKeys = std::make_unique<platform::X11HotKeys>(*m_connection);
         m_primaryRequests = 0;
         m_keystrokes = std::make_unique<platform::X11Keystrokes>(*m_connection, *m_hotKeys,
                                                                  [this] { ++m_primaryRequests; });
@@ -49,6 +49,7 @@ private Q_SLOTS:
         m_keyboard->releaseAll();
         m_keyboard->unstickModifiers();
         m_keystrokes.reset();
+        m_hotKey.reset();
         m_hotKeys.reset();
         m_connection.reset();
         m_window.reset();
@@ -72,7 +73,7 @@ private Q_SLOTS:
     void aServerWithoutTheKeyboardExtensionIsPastedOnToo() {
         const test::RewritingDisplay display(m_display.name(), "XKEYBOARD", "XKEYBOARd");
         platform::X11Connection connection(display.name());
-        platform::X11HotKeyEvents hotKeys(connection);
+        platform::X11HotKeys hotKeys(connection);
         platform::X11Keystrokes keystrokes(connection, hotKeys, [] {});
         m_window->takeKeys();
         paste(keystrokes);
@@ -311,10 +312,10 @@ private Q_SLOTS:
         holdHotKey();
         m_window->takeKeys();
         paste();
-        QVERIFY(m_kinds.isEmpty());
+        QVERIFY(m_events.isEmpty());
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
         m_keyboard->releaseAll();
-        QTRY_COMPARE(m_kinds, (QList{platform::hotKeyPressedKind, platform::hotKeyReleasedKind}));
+        QTRY_COMPARE(m_events, pressAndRelease());
     }
 
     void theHotkeysReleaseIsDeliveredAfterAChordThatTookItsGrab_data() { addKeyboards(); }
@@ -323,7 +324,7 @@ private Q_SLOTS:
         registerHotKeyAndHoldIt();
         paste();
         m_keyboard->releaseAll();
-        QTRY_COMPARE(m_kinds, (QList{platform::hotKeyPressedKind, platform::hotKeyReleasedKind}));
+        QTRY_COMPARE(m_events, pressAndRelease());
     }
 
     void aHotkeyThatIsThePasteChordLetsTheChordThrough_data() {
@@ -344,7 +345,7 @@ private Q_SLOTS:
         m_window->takeKeys();
         paste();
         QVERIFY(waitForChord(keyOfV, modifiers));
-        QCOMPARE(m_kinds, QList<quint32>());
+        QVERIFY(m_events.isEmpty());
     }
 
     void aHotkeyThatIsThePasteChordWorksAgainAfterTheChord() {
@@ -352,17 +353,17 @@ private Q_SLOTS:
         paste();
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
         m_keyboard->tapWith({TestKeyboard::control}, keyOfV);
-        QTRY_COMPARE(m_kinds, (QList{platform::hotKeyPressedKind, platform::hotKeyReleasedKind}));
+        QTRY_COMPARE(m_events, pressAndRelease());
     }
 
     void aChordDuringASuspensionDoesNotEndIt() {
         registerHotKey({positionOfV, AppHotKey::controlKey});
-        m_hotKeys->suspend();
+        const auto suspension = m_hotKeys->suspend();
         paste();
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
         m_keyboard->tapWith({TestKeyboard::control}, keyOfV);
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
-        QCOMPARE(m_kinds, QList<quint32>());
+        QVERIFY(m_events.isEmpty());
     }
 
     void theHotkeyHeldThroughAChordTypesNothing_data() { addKeyboards(); }
@@ -515,19 +516,15 @@ private:
         return std::ranges::count(keys, key) != 0;
     }
 
+    static inline const QString hotKeyPressed = u"pressed"_qs;
+    static inline const QString hotKeyReleased = u"released"_qs;
+    static QStringList pressAndRelease() { return {hotKeyPressed, hotKeyReleased}; }
+
     void registerHotKey(const AppHotKey &combination = AppHotKey::defaultValue) {
-        m_kinds.clear();
-        std::optional<platform::EventHandlerReference> handler;
-        m_hotKeys->installEventHandler(
-            [this](const platform::HotKeyEvent *event) {
-                m_kinds += event->kind;
-                return platform::HotKeyEvents::noError;
-            },
-            {{platform::keyboardEventClass, platform::hotKeyPressedKind},
-             {platform::keyboardEventClass, platform::hotKeyReleasedKind}},
-            handler);
-        std::optional<platform::HotKeyReference> hotKey;
-        m_hotKeys->registerEventHotKey(combination.keyCode, combination.modifiers, {0, 1}, 0, hotKey);
+        m_events.clear();
+        m_hotKey = m_hotKeys->take({combination.keyCode, combination.modifiers},
+                                   {.pressed = [this] { m_events += hotKeyPressed; },
+                                    .released = [this] { m_events += hotKeyReleased; }});
     }
     void holdHotKey() {
         m_keyboard->press(TestKeyboard::control);
@@ -537,16 +534,17 @@ private:
     void registerHotKeyAndHoldIt() {
         registerHotKey();
         holdHotKey();
-        ChildProcess::waitUntil([this] { return m_kinds == QList{platform::hotKeyPressedKind}; });
+        ChildProcess::waitUntil([this] { return m_events == QStringList{hotKeyPressed}; });
     }
 
     const test::VirtualDisplay m_display;
     std::unique_ptr<platform::X11Connection> m_connection;
-    std::unique_ptr<platform::X11HotKeyEvents> m_hotKeys;
+    std::unique_ptr<platform::X11HotKeys> m_hotKeys;
     std::unique_ptr<platform::X11Keystrokes> m_keystrokes;
     std::unique_ptr<TestKeyboard> m_keyboard;
     std::unique_ptr<TestWindow> m_window;
-    QList<quint32> m_kinds;
+    std::unique_ptr<platform::TakenHotKey> m_hotKey;
+    QStringList m_events;
     int m_primaryRequests = 0;
 };
 

@@ -1,5 +1,5 @@
 #include "platform/linux/x11/X11Connection.h"
-#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11Workspace.h"
 #include "support/VirtualDisplay.h"
@@ -25,12 +25,10 @@ private Q_SLOTS:
 
     void everythingAnswersWithoutADisplay() {
         X11Connection connection(QByteArray("unix:/nowhere/at/all:0"));
-        platform::X11HotKeyEvents hotKeys(connection);
+        platform::X11HotKeys hotKeys(connection);
         platform::X11Keystrokes keystrokes(connection, hotKeys);
         platform::X11Workspace workspace(connection);
-        std::optional<platform::HotKeyReference> hotKey;
-        QVERIFY(hotKeys.registerEventHotKey(49, 0x1800, {0, 1}, 0, hotKey) !=
-                platform::HotKeyEvents::noError);
+        QVERIFY(!hotKeys.take({49, 0x1800}, {}));
         QVERIFY(!keystrokes.isTrusted());
         keystrokes.post(platform::KeyEventTap::hid, {9, true, platform::commandKeyFlag});
         QVERIFY(!workspace.frontmostApplication());
@@ -108,14 +106,12 @@ private Q_SLOTS:
     void everythingAnswersAfterTheLoss() {
         VirtualDisplay display;
         X11Connection connection(display.name());
-        platform::X11HotKeyEvents hotKeys(connection);
+        platform::X11HotKeys hotKeys(connection);
         platform::X11Keystrokes keystrokes(connection, hotKeys);
         platform::X11Workspace workspace(connection);
         keystrokes.post(platform::KeyEventTap::hid, {9, true, platform::commandKeyFlag});
         display.server().stop();
-        std::optional<platform::HotKeyReference> hotKey;
-        QVERIFY(hotKeys.registerEventHotKey(49, 0x1800, {0, 1}, 0, hotKey) !=
-                platform::HotKeyEvents::noError);
+        QVERIFY(!hotKeys.take({49, 0x1800}, {}));
         keystrokes.post(platform::KeyEventTap::hid, {9, false, platform::commandKeyFlag});
         QVERIFY(!keystrokes.isTrusted());
         QVERIFY(!workspace.frontmostApplication());
@@ -124,7 +120,7 @@ private Q_SLOTS:
     void aLossThatNobodyHasNoticedYetEndsTheTrust() {
         VirtualDisplay display;
         X11Connection connection(display.name());
-        platform::X11HotKeyEvents hotKeys(connection);
+        platform::X11HotKeys hotKeys(connection);
         platform::X11Keystrokes keystrokes(connection, hotKeys);
         display.server().stop();
         QVERIFY(connection.isUsable());
@@ -139,7 +135,7 @@ private Q_SLOTS:
             display.server().stop();
             connection.sync();
         });
-        platform::X11HotKeyEvents hotKeys(connection); // hears of the event after that
+        platform::X11HotKeys hotKeys(connection); // hears of the event after that
         connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
         xcb_change_property(connection.xcb(), XCB_PROP_MODE_REPLACE, connection.root(), XCB_ATOM_WM_NAME,
                             XCB_ATOM_STRING, 8, 1, "x");

@@ -1,5 +1,5 @@
 #include "desktop/PasteConditions.h"
-#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11Windows.h"
 #include "support/TestSelection.h"
@@ -150,7 +150,7 @@ private:
 
     const test::VirtualDisplay m_display{test::VirtualDisplay::WindowManager::openbox};
     platform::X11Connection m_connection{m_display.name()};
-    platform::X11HotKeyEvents m_hotKeys{m_connection};
+    platform::X11HotKeys m_hotKeys{m_connection};
     test::TestSelection m_clipboard{m_display.name(), "CLIPBOARD"};
     test::TestSelection m_primary{m_display.name(), "PRIMARY"};
     platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys,

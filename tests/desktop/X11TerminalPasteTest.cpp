@@ -1,7 +1,7 @@
 #include "fakes/FakePlatform.h"
 #include "insertion/PasteboardInserter.h"
 #include "platform/linux/LinuxMainQueue.h"
-#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11Pasteboard.h"
 #include "platform/linux/x11/X11Windows.h"
@@ -31,7 +31,7 @@ public:
 
 private:
     platform::X11Connection m_connection;
-    platform::X11HotKeyEvents m_hotKeys{m_connection};
+    platform::X11HotKeys m_hotKeys{m_connection};
     platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys, [this] { x11.lendToPrimary(); }};
     platform::LinuxMainQueue m_queue;
 };

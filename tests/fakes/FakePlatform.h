@@ -1,7 +1,7 @@
 #pragma once
 
 #include "fakes/FakeAppearance.h"
-#include "fakes/FakeHotKeyEvents.h"
+#include "fakes/FakeHotKeys.h"
 #include "fakes/FakeHttpSession.h"
 #include "fakes/FakeKeyPositions.h"
 #include "fakes/FakeKeychain.h"
@@ -33,7 +33,7 @@ public:
     FakeWorkspace workspaceFake{log};
     FakePasteboard pasteboardFake{log};
     FakeKeystrokes keystrokesFake{log};
-    FakeHotKeyEvents hotKeys{log};
+    FakeHotKeys hotKeysFake{log, queue};
     FakeSpeechPermissions permissions{log, queue};
     FakeMicrophone microphoneFake{log, queue};
     FakeSpeechRecognizers speech{log};
@@ -51,7 +51,7 @@ public:
     platform::Workspace &workspace() override { return workspaceFake; }
     platform::Pasteboard &pasteboard() override { return pasteboardFake; }
     platform::Keystrokes &keystrokes() override { return keystrokesFake; }
-    platform::HotKeyEvents &hotKeyEvents() override { return hotKeys; }
+    platform::HotKeys &hotKeys() override { return hotKeysFake; }
     platform::SpeechPermissions &speechPermissions() override { return permissions; }
     platform::Microphone &microphone() override { return microphoneFake; }
     platform::SpeechRecognizers &speechRecognizers() override { return speech; }

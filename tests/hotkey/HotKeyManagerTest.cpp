@@ -4,13 +4,16 @@
 #include <QTest>
 
 using namespace quillora;
-using quillora::platform::HotKeyEvent;
-using quillora::platform::HotKeyEvents;
 using Event = HotKeyManager::Event;
+using platform::HotKeyOutcome;
+using Kind = HotKeyOutcome::Kind;
 
 namespace {
+
 const AppHotKey superK{40, AppHotKey::cmdKey};
-}
+constexpr platform::KeyCombination defaultCombination{49, 0x1800};
+
+} // namespace
 
 class HotKeyManagerTest : public QObject {
     Q_OBJECT
@@ -19,89 +22,78 @@ private Q_SLOTS:
     void init() {
         m_platform = std::make_unique<test::FakePlatform>();
         m_events.clear();
-        m_manager = std::make_unique<HotKeyManager>([this](Event event) { m_events += event; });
+        m_outcomes.clear();
+        m_manager =
+            std::make_unique<HotKeyManager>([this](Event event) { m_events += event; },
+                                            [this](const AppHotKey &hotKey, const HotKeyOutcome &outcome) {
+                                                m_outcomes += {hotKey, outcome};
+                                            });
     }
     void cleanup() {
         m_manager.reset();
         m_platform.reset();
     }
 
-    void registrationInstallsTheHandlerAndThenTakesTheCombination() {
+    void nothingIsTakenBeforeTheFirstRegistration() { QVERIFY(m_platform->log.calls().isEmpty()); }
+
+    void registrationTakesTheCombination() {
         QVERIFY(m_manager->registerHotKey(AppHotKey::defaultValue));
-        // 0x514c5241 is QLRA.
-        QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.install 5 6"_qs,
-                                                       u"hotkeys.register 49:6144 514c5241/1 options=0"_qs}));
+        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.take 49:6144"_qs});
     }
 
     void bothNumbersArePassedOnAsTheyStand() {
         QVERIFY(m_manager->registerHotKey({4294967295u, 0xFFFFFFFFu}));
-        QCOMPARE(m_platform->log.calls().last(),
-                 u"hotkeys.register 4294967295:4294967295 514c5241/1 options=0"_qs);
+        QCOMPARE(m_platform->log.calls().last(), u"hotkeys.take 4294967295:4294967295"_qs);
     }
 
-    void registeringTwiceSucceedsTwiceAndLeavesOneOfEach() {
+    void registeringTwiceSucceedsTwiceAndLeavesOne() {
         QVERIFY(m_manager->registerHotKey(AppHotKey::defaultValue));
         m_platform->log.clear();
         QVERIFY(m_manager->registerHotKey(AppHotKey::defaultValue));
-        QCOMPARE(m_platform->log.calls(),
-                 (QStringList{u"hotkeys.unregister"_qs, u"hotkeys.remove"_qs, u"hotkeys.install 5 6"_qs,
-                              u"hotkeys.register 49:6144 514c5241/1 options=0"_qs}));
-        QCOMPARE(m_platform->hotKeys.handlers.size(), 1u);
-        QCOMPARE(m_platform->hotKeys.hotKeys.size(), 1u);
+        QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.giveBack"_qs, u"hotkeys.take 49:6144"_qs}));
+        QCOMPARE(m_platform->hotKeysFake.taken.size(), 1u);
     }
 
-    void aFailedRegistrationAfterASuccessfulOneLeavesNothing() {
+    void nothingStaysTakenAfterAFailedRegistration() {
         QVERIFY(m_manager->registerHotKey(AppHotKey::defaultValue));
-        m_platform->hotKeys.takenElsewhere.insert({superK.keyCode, superK.modifiers});
+        m_platform->hotKeysFake.takenElsewhere.insert({superK.keyCode, superK.modifiers});
         m_platform->log.clear();
         QVERIFY(!m_manager->registerHotKey(superK));
-        QCOMPARE(m_platform->log.calls(),
-                 (QStringList{u"hotkeys.unregister"_qs, u"hotkeys.remove"_qs, u"hotkeys.install 5 6"_qs,
-                              u"hotkeys.register 40:256 514c5241/1 options=0"_qs, u"hotkeys.remove"_qs}));
-        QVERIFY(m_platform->hotKeys.handlers.empty());
-        QVERIFY(m_platform->hotKeys.hotKeys.empty());
+        QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.giveBack"_qs, u"hotkeys.take 40:256"_qs}));
+        QVERIFY(m_platform->hotKeysFake.taken.empty());
     }
 
-    void aRefusedHandlerEndsTheRegistrationBeforeTheHotKey() {
-        m_platform->hotKeys.refusesHandlers = true;
-        QVERIFY(!m_manager->registerHotKey(AppHotKey::defaultValue));
-        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.install 5 6"_qs});
+    void aFailedRegistrationFailsAsAWhole() {
+        m_platform->hotKeysFake.takenElsewhere.insert({superK.keyCode, superK.modifiers});
+        QVERIFY(!m_manager->registerHotKey(superK));
+        m_platform->hotKeysFake.keyDown(superK.keyCode, superK.modifiers);
+        m_platform->hotKeysFake.keyUp(superK.keyCode);
+        QVERIFY(m_events.isEmpty());
+        m_manager->unregister();
+        QVERIFY(!m_platform->log.calls().contains(u"hotkeys.giveBack"_qs));
     }
 
     void pressAndReleaseComeOnceEachAndInOrder() {
         m_manager->registerHotKey(AppHotKey::defaultValue);
-        m_platform->hotKeys.press();
-        m_platform->hotKeys.release();
+        m_platform->hotKeysFake.press();
+        m_platform->hotKeysFake.release();
         QCOMPARE(m_events, (QList{Event::pressed, Event::released}));
     }
 
-    void aForeignSignatureIsDeliveredAllTheSame() {
+    void aPressOfSomethingThatIsNotOurHotKeyCallsNothing() {
         m_manager->registerHotKey(AppHotKey::defaultValue);
-        const HotKeyEvent event{platform::hotKeyPressedKind, platform::HotKeyIdentifier{0, 1}};
-        QCOMPARE(m_platform->hotKeys.send(&event), HotKeyEvents::noError);
-        QCOMPARE(m_events, QList{Event::pressed});
-    }
-
-    void anotherNumberIsSwallowed() {
-        m_manager->registerHotKey(AppHotKey::defaultValue);
-        const HotKeyEvent event{platform::hotKeyPressedKind,
-                                platform::HotKeyIdentifier{platform::fourCharacterCode("QLRA"), 2}};
-        QCOMPARE(m_platform->hotKeys.send(&event), HotKeyEvents::noError);
+        m_platform->hotKeysFake.keyDown(superK.keyCode, superK.modifiers);
+        m_platform->hotKeysFake.keyUp(superK.keyCode);
         QVERIFY(m_events.isEmpty());
     }
 
-    void anUnreadableIdentifierIsSwallowed() {
+    void aPressOfAHotKeyThatSomebodyElseTookThroughTheSamePlatformCallsNothing() {
         m_manager->registerHotKey(AppHotKey::defaultValue);
-        const HotKeyEvent event{platform::hotKeyReleasedKind, {}};
-        QCOMPARE(m_platform->hotKeys.send(&event), HotKeyEvents::noError);
-        QVERIFY(m_events.isEmpty());
-    }
-
-    void anUnknownKindAndALostEventAreSwallowed() {
-        m_manager->registerHotKey(AppHotKey::defaultValue);
-        const HotKeyEvent event{7, platform::HotKeyIdentifier{platform::fourCharacterCode("QLRA"), 1}};
-        QCOMPARE(m_platform->hotKeys.send(&event), HotKeyEvents::noError);
-        QCOMPARE(m_platform->hotKeys.send(nullptr), HotKeyEvents::noError);
+        int foreignPresses = 0;
+        const auto foreign = m_platform->hotKeysFake.take({superK.keyCode, superK.modifiers},
+                                                          {.pressed = [&] { ++foreignPresses; }});
+        m_platform->hotKeysFake.keyDown(superK.keyCode, superK.modifiers);
+        QCOMPARE(foreignPresses, 1);
         QVERIFY(m_events.isEmpty());
     }
 
@@ -110,19 +102,19 @@ private Q_SLOTS:
         QVERIFY(m_platform->log.calls().isEmpty());
     }
 
-    void unregisteringReleasesTheHotKeyBeforeTheHandler() {
+    void unregisteringGivesTheCombinationBackOnce() {
         m_manager->registerHotKey(AppHotKey::defaultValue);
         m_platform->log.clear();
         m_manager->unregister();
         m_manager->unregister();
-        QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.unregister"_qs, u"hotkeys.remove"_qs}));
+        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.giveBack"_qs});
     }
 
-    void destructionReleasesAsUnregisteringDoes() {
+    void destructionGivesItBackAsUnregisteringDoes() {
         m_manager->registerHotKey(AppHotKey::defaultValue);
         m_platform->log.clear();
         m_manager.reset();
-        QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.unregister"_qs, u"hotkeys.remove"_qs}));
+        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.giveBack"_qs});
     }
 
     void replacingAHotKeyThatIsDownDeliversItsReleaseFirst() {
@@ -132,11 +124,11 @@ private Q_SLOTS:
             callsBeforeTheRelease = m_platform->log.calls();
         });
         m_manager->registerHotKey(AppHotKey::defaultValue);
-        m_platform->hotKeys.press();
+        m_platform->hotKeysFake.press();
         m_platform->log.clear();
         QVERIFY(m_manager->registerHotKey(superK));
         QCOMPARE(m_events, (QList{Event::pressed, Event::released}));
-        QCOMPARE(callsBeforeTheRelease, QStringList{u"hotkeys.unregister"_qs});
+        QCOMPARE(callsBeforeTheRelease, QStringList{u"hotkeys.giveBack"_qs});
     }
 
     void aHandlerMayEndItsManagerWhileThatUnregisters() {
@@ -145,23 +137,68 @@ private Q_SLOTS:
                 m_manager.reset();
         });
         m_manager->registerHotKey(AppHotKey::defaultValue);
-        m_platform->hotKeys.press();
+        m_platform->hotKeysFake.press();
         m_manager->unregister();
-        QVERIFY(m_platform->hotKeys.hotKeys.empty());
-        QVERIFY(m_platform->hotKeys.handlers.empty());
+        QVERIFY(m_platform->hotKeysFake.taken.empty());
     }
 
     void aHandlerMayEndItsManager() {
         m_manager = std::make_unique<HotKeyManager>([this](Event) { m_manager.reset(); });
         m_manager->registerHotKey(AppHotKey::defaultValue);
-        m_platform->hotKeys.press();
-        QVERIFY(m_platform->hotKeys.handlers.empty());
+        m_platform->hotKeysFake.press();
+        QVERIFY(m_platform->hotKeysFake.taken.empty());
+    }
+
+    void anOutcomeComesWithItsHotKey_data() {
+        QTest::addColumn<HotKeyOutcome>("outcome");
+        QTest::newRow("refused") << HotKeyOutcome{Kind::refused};
+        QTest::newRow("lost") << HotKeyOutcome{Kind::lost};
+        QTest::newRow("bound elsewhere") << HotKeyOutcome{Kind::boundElsewhere, u"Meta+K"_qs};
+        QTest::newRow("had again") << HotKeyOutcome{Kind::hadAgain};
+    }
+    void anOutcomeComesWithItsHotKey() {
+        QFETCH(HotKeyOutcome, outcome);
+        m_manager->registerHotKey(AppHotKey::defaultValue);
+        m_platform->hotKeysFake.decide(defaultCombination, outcome);
+        QVERIFY(m_outcomes.isEmpty());
+        m_platform->run();
+        QCOMPARE(m_outcomes, (QList{std::pair(AppHotKey::defaultValue, outcome)}));
+    }
+
+    void anOutcomeOfAHotKeyThatIsNoLongerRegisteredIsNotTold() {
+        m_manager->registerHotKey(AppHotKey::defaultValue);
+        m_platform->hotKeysFake.decide(defaultCombination, {Kind::refused});
+        m_manager->registerHotKey(AppHotKey::defaultValue);
+        m_platform->run();
+        QVERIFY(m_outcomes.isEmpty());
+    }
+
+    void anOutcomeHandlerMayRegisterAnother() {
+        m_manager = std::make_unique<HotKeyManager>(
+            [](Event) {},
+            [this](const AppHotKey &, const HotKeyOutcome &) { m_manager->registerHotKey(superK); });
+        m_manager->registerHotKey(AppHotKey::defaultValue);
+        m_platform->hotKeysFake.decide(defaultCombination, {Kind::refused});
+        m_platform->run();
+        QCOMPARE(m_platform->hotKeysFake.combination(), (platform::KeyCombination{40, 0x100}));
+    }
+
+    void aManagerThatIsToldNothingOfOutcomesKeepsItsHotKey() {
+        m_manager = std::make_unique<HotKeyManager>([this](Event event) { m_events += event; });
+        m_manager->registerHotKey(AppHotKey::defaultValue);
+        m_platform->hotKeysFake.decide(defaultCombination, {Kind::lost});
+        m_platform->run();
+        m_platform->hotKeysFake.decide(defaultCombination, {Kind::hadAgain});
+        m_platform->run();
+        m_platform->hotKeysFake.press();
+        QCOMPARE(m_events, QList{Event::pressed});
     }
 
 private:
     std::unique_ptr<test::FakePlatform> m_platform;
     std::unique_ptr<HotKeyManager> m_manager;
     QList<Event> m_events;
+    QList<std::pair<AppHotKey, HotKeyOutcome>> m_outcomes;
 };
 
 QTEST_GUILESS_MAIN(HotKeyManagerTest)

@@ -15,7 +15,7 @@
 #include "platform/linux/translation/apertium/ApertiumEngine.h"
 #include "platform/linux/x11/X11Connection.h"
 #include "platform/linux/x11/X11Departure.h"
-#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11Pasteboard.h"
@@ -50,8 +50,8 @@ struct LinuxPlatform::Facilities {
     X11Connection x11;
     X11Workspace workspace{x11};
     X11Pasteboard pasteboard;
-    X11HotKeyEvents hotKeyEvents{x11};
-    X11Keystrokes keystrokes{x11, hotKeyEvents, [this] { pasteboard.lendToPrimary(); }};
+    X11HotKeys hotKeys{x11};
+    X11Keystrokes keystrokes{x11, hotKeys, [this] { pasteboard.lendToPrimary(); }};
     X11KeyPositions keyPositions;
 
     const std::shared_ptr<PulseConnection> sound = std::make_shared<PulseConnection>();
@@ -79,7 +79,7 @@ LocaleServices &LinuxPlatform::localeServices() { return m_facilities->localeSer
 Workspace &LinuxPlatform::workspace() { return m_facilities->workspace; }
 Pasteboard &LinuxPlatform::pasteboard() { return m_facilities->pasteboard; }
 Keystrokes &LinuxPlatform::keystrokes() { return m_facilities->keystrokes; }
-HotKeyEvents &LinuxPlatform::hotKeyEvents() { return m_facilities->hotKeyEvents; }
+HotKeys &LinuxPlatform::hotKeys() { return m_facilities->hotKeys; }
 KeyPositions &LinuxPlatform::keyPositions() { return m_facilities->keyPositions; }
 Appearance &LinuxPlatform::appearance() { return m_facilities->appearance; }
 Notifications &LinuxPlatform::notifications() { return m_facilities->notifications; }

@@ -24,7 +24,7 @@ public:
     Workspace &workspace() override;
     Pasteboard &pasteboard() override;
     Keystrokes &keystrokes() override;
-    HotKeyEvents &hotKeyEvents() override;
+    HotKeys &hotKeys() override;
     KeyPositions &keyPositions() override;
     Appearance &appearance() override;
     Notifications &notifications() override;

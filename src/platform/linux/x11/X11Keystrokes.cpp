@@ -1,6 +1,6 @@
 #include "platform/linux/x11/X11Keystrokes.h"
 
-#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 #include "platform/linux/x11/X11Keymap.h"
 #include "platform/linux/x11/X11KeysDown.h"
@@ -67,9 +67,9 @@ xcb_keycode_t keyOrPosition(const X11Keymap &keymap, xcb_keysym_t symbol, quint1
 
 } // namespace
 
-X11Keystrokes::X11Keystrokes(X11Connection &connection, X11HotKeyEvents &hotKeyEvents,
+X11Keystrokes::X11Keystrokes(X11Connection &connection, X11HotKeys &hotKeys,
                              std::function<void()> preparePrimarySelection)
-    : m_connection(connection), m_hotKeyEvents(hotKeyEvents),
+    : m_connection(connection), m_hotKeys(hotKeys),
       m_preparePrimarySelection(std::move(preparePrimarySelection)) {}
 
 X11Keystrokes::~X11Keystrokes() { end(); }
@@ -139,16 +139,15 @@ void X11Keystrokes::letThrough(const Chord &chord) {
     unsigned modifiers = 0;
     for (const auto modifier : chord.modifiers)
         modifiers |= 1u << modifier;
-    m_areHotKeysSuspended = m_hotKeyEvents.isGrabbed(chord.key, static_cast<uint16_t>(modifiers));
-    if (m_areHotKeysSuspended)
-        m_hotKeyEvents.suspend();
+    if (m_hotKeys.isGrabbed(chord.key, static_cast<uint16_t>(modifiers)))
+        m_hotKeySuspension = m_hotKeys.suspend();
 }
 
 void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
     m_stickyKeys.emplace(m_connection);
     const X11KeysDown keysDown(m_connection);
     // It would swallow the chord. Nothing is waited for from here on, so that no new one comes in between.
-    m_hotKeyEvents.releaseActiveGrab();
+    m_hotKeys.releaseActiveGrab();
     replaceModifiersByControl(keymap, keysDown);
     if (!std::ranges::count(chord.modifiers, XCB_MAP_INDEX_CONTROL))
         letGo();
@@ -215,8 +214,7 @@ void X11Keystrokes::letGo() {
 void X11Keystrokes::end() {
     letGo();
     m_stickyKeys.reset();
-    if (std::exchange(m_areHotKeysSuspended, false))
-        m_hotKeyEvents.resume();
+    m_hotKeySuspension.reset();
 }
 
 void X11Keystrokes::fake(uint8_t type, xcb_keycode_t key) {

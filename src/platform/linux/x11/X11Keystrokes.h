@@ -9,7 +9,8 @@
 
 namespace quillora::platform {
 
-class X11HotKeyEvents;
+class HotKeySuspension;
+class X11HotKeys;
 class X11Keymap;
 class X11KeysDown;
 
@@ -24,7 +25,7 @@ class X11Keystrokes final : public Keystrokes {
 public:
     /// `preparePrimarySelection` puts the text into the primary selection, for programs that paste nothing
     /// else; it is called right before the chord. Both references must outlive this object.
-    X11Keystrokes(X11Connection &connection, X11HotKeyEvents &hotKeyEvents,
+    X11Keystrokes(X11Connection &connection, X11HotKeys &hotKeys,
                   std::function<void()> preparePrimarySelection = {});
 
     /// Lets go of whatever is still pressed.
@@ -55,11 +56,11 @@ private:
     void fake(uint8_t type, xcb_keycode_t key);
 
     X11Connection &m_connection;
-    X11HotKeyEvents &m_hotKeyEvents;
+    X11HotKeys &m_hotKeys;
     std::function<void()> m_preparePrimarySelection;
-    std::vector<xcb_keycode_t> m_pressed;      ///< in the order in which they went down
-    std::optional<X11StickyKeys> m_stickyKeys; ///< kept as they are while keys are pressed
-    bool m_areHotKeysSuspended = false;
+    std::vector<xcb_keycode_t> m_pressed;                 ///< in the order in which they went down
+    std::optional<X11StickyKeys> m_stickyKeys;            ///< kept as they are while keys are pressed
+    std::unique_ptr<HotKeySuspension> m_hotKeySuspension; ///< while a hotkey would swallow the chord
 };
 
 } // namespace quillora::platform

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/HotKeyEvents.h"
+#include "platform/HotKeys.h"
 #include "platform/linux/x11/X11Connection.h"
 
 #include <QTimer>
@@ -21,24 +21,19 @@ namespace quillora::platform {
 ///
 /// The server keeps core grabs and those of the input extension apart: each kind takes presses from the other
 /// without a word. So a combination is taken in both kinds, and is had only if nobody else has it in either.
-class X11HotKeyEvents final : public QObject, public HotKeyEvents {
+///
+/// Grabs are made anew after a change of the keymap and after a suspension. What another program has taken by
+/// then is lost, and asked for again at the next occasion of the same kind.
+class X11HotKeys final : public QObject, public HotKeys {
 public:
     static constexpr std::chrono::milliseconds keyCheckInterval{50};
-    /// How long after a refusal a combination that was had before is asked for again.
-    static constexpr std::chrono::milliseconds grabRetryInterval{1000};
 
     /// `connection` must outlive this object.
-    explicit X11HotKeyEvents(X11Connection &connection);
-    ~X11HotKeyEvents() override;
+    explicit X11HotKeys(X11Connection &connection);
+    ~X11HotKeys() override;
 
-    Status installEventHandler(EventHandler handler, const std::vector<EventTypeSpecification> &types,
-                               std::optional<EventHandlerReference> &out) override;
-    Status removeEventHandler(EventHandlerReference handler) override;
-    Status registerEventHotKey(quint32 keyCode, quint32 modifiers, const HotKeyIdentifier &identifier,
-                               quint32 options, std::optional<HotKeyReference> &out) override;
-    Status unregisterEventHotKey(HotKeyReference hotKey) override;
-    void suspend() override;
-    void resume() override;
+    std::unique_ptr<TakenHotKey> take(const KeyCombination &combination, HotKeyListener listener) override;
+    std::unique_ptr<HotKeySuspension> suspend() override;
 
     /// Whether the combination, if it were pressed now, would come here and not to the focused window.
     bool isGrabbed(xcb_keycode_t keycode, uint16_t modifiers) const;
@@ -54,17 +49,16 @@ private:
     };
 
     struct HotKey {
-        HotKeyIdentifier identifier;
+        HotKeyListener listener;
         xcb_keycode_t keycode;
         uint16_t modifiers;
         std::vector<uint16_t> grabbed; ///< the modifiers of each grab in force
         KeyState keyState;
+        bool isLost = false; ///< as the listener knows it
     };
 
-    struct Handler {
-        EventHandler call;
-        std::vector<EventTypeSpecification> types;
-    };
+    class Taken;
+    class Suspension;
 
     void watchKeymap();
     bool makeRepeatsDetectable();
@@ -73,6 +67,9 @@ private:
     void handleRelease(xcb_keycode_t keycode);
     void handleKeymapChange();
     void grabAgain();
+    void giveBack(quint64 number);
+    void startSuspension();
+    void endSuspension();
     bool grab(HotKey &hotKey);
     void ungrab(HotKey &hotKey);
     bool grab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers);
@@ -81,19 +78,17 @@ private:
     void watchKeys();
     KeyState stateOfHeldKey(xcb_keycode_t keycode) const;
     bool isTaken(xcb_keycode_t keycode, uint16_t modifiers) const;
-    void deliver(quint32 kind, const HotKeyIdentifier &identifier);
+    void tellLater(quint64 number, HotKeyOutcome::Kind outcome);
 
     X11Connection &m_connection;
-    std::map<EventHandlerReference, Handler> m_handlers;
-    std::map<HotKeyReference, HotKey> m_hotKeys;
+    std::map<quint64, HotKey> m_hotKeys;   ///< by the number that each was given
     std::optional<unsigned> m_keymapEvent; ///< the type of the events that tell of another keymap
     bool m_areRepeatsDetectable = false;   ///< else a held key looks like one that is tapped over and over
     bool m_hasInputExtension = false;
-    quint64 m_lastReference = 0;
-    bool m_isSuspended = false;
+    quint64 m_lastNumber = 0;
+    int m_suspensions = 0;
     bool m_isGrabbingAgainPending = false;
-    QTimer m_keyCheck;  ///< runs while a hotkey's key is down
-    QTimer m_grabRetry; ///< runs after a refusal
+    QTimer m_keyCheck; ///< runs while a hotkey's key is down
 };
 
 } // namespace quillora::platform

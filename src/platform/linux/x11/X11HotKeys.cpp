@@ -1,4 +1,4 @@
-#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "platform/linux/x11/X11HotKeys.h"
 
 #include "platform/linux/x11/X11KeyPositions.h"
 #include "platform/linux/x11/X11Keymap.h"
@@ -13,10 +13,6 @@
 namespace quillora::platform {
 
 namespace {
-
-constexpr HotKeyEvents::Status combinationIsTaken = -9878;
-constexpr HotKeyEvents::Status combinationIsImpossible = -9879;
-constexpr HotKeyEvents::Status referenceIsUnknown = -50;
 
 constexpr uint16_t meaningfulModifiers =
     XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | XCB_MOD_MASK_4 | XCB_MOD_MASK_SHIFT;
@@ -58,15 +54,35 @@ std::vector<uint16_t> lockVariants(const X11Keymap &keymap, uint16_t modifiers) 
 
 } // namespace
 
-X11HotKeyEvents::X11HotKeyEvents(X11Connection &connection) : m_connection(connection) {
+/// Gives its hotkey back.
+class X11HotKeys::Taken final : public TakenHotKey {
+public:
+    Taken(X11HotKeys &hotKeys, quint64 number) : m_hotKeys(hotKeys), m_number(number) {}
+    ~Taken() override { m_hotKeys.giveBack(m_number); }
+    Taken(const Taken &) = delete;
+    Taken &operator=(const Taken &) = delete;
+
+private:
+    X11HotKeys &m_hotKeys;
+    quint64 m_number;
+};
+
+class X11HotKeys::Suspension final : public HotKeySuspension {
+public:
+    explicit Suspension(X11HotKeys &hotKeys) : m_hotKeys(hotKeys) { m_hotKeys.startSuspension(); }
+    ~Suspension() override { m_hotKeys.endSuspension(); }
+    Suspension(const Suspension &) = delete;
+    Suspension &operator=(const Suspension &) = delete;
+
+private:
+    X11HotKeys &m_hotKeys;
+};
+
+X11HotKeys::X11HotKeys(X11Connection &connection) : m_connection(connection) {
     m_keyCheck.setInterval(keyCheckInterval);
-    connect(&m_keyCheck, &QTimer::timeout, this, &X11HotKeyEvents::checkKeys);
-    connect(&connection, &X11Connection::eventReceived, this, &X11HotKeyEvents::handle);
+    connect(&m_keyCheck, &QTimer::timeout, this, &X11HotKeys::checkKeys);
+    connect(&connection, &X11Connection::eventReceived, this, &X11HotKeys::handle);
     connect(&connection, &X11Connection::lost, &m_keyCheck, &QTimer::stop);
-    m_grabRetry.setSingleShot(true);
-    m_grabRetry.setInterval(grabRetryInterval);
-    connect(&m_grabRetry, &QTimer::timeout, this, &X11HotKeyEvents::grabAgain);
-    connect(&connection, &X11Connection::lost, &m_grabRetry, &QTimer::stop);
     if (connection.has(xcb_xkb_id)) {
         watchKeymap();
         m_areRepeatsDetectable = makeRepeatsDetectable();
@@ -78,14 +94,9 @@ X11HotKeyEvents::X11HotKeyEvents(X11Connection &connection) : m_connection(conne
     }
 }
 
-X11HotKeyEvents::~X11HotKeyEvents() {
-    releaseActiveGrab();
-    for (auto &[reference, hotKey] : m_hotKeys)
-        ungrab(hotKey);
-    m_connection.sync();
-}
+X11HotKeys::~X11HotKeys() = default;
 
-void X11HotKeyEvents::watchKeymap() {
+void X11HotKeys::watchKeymap() {
     auto *xcb = m_connection.xcb();
     m_connection.reply(xcb_xkb_use_extension_reply, xcb_xkb_use_extension(xcb, 1, 0));
     // Asked now, since nothing answers any more once the server has gone.
@@ -97,7 +108,7 @@ void X11HotKeyEvents::watchKeymap() {
     m_connection.flush();
 }
 
-bool X11HotKeyEvents::makeRepeatsDetectable() {
+bool X11HotKeys::makeRepeatsDetectable() {
     constexpr uint32_t detectable = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
     const auto answer = m_connection.reply(
         xcb_xkb_per_client_flags_reply, xcb_xkb_per_client_flags(m_connection.xcb(), XCB_XKB_ID_USE_CORE_KBD,
@@ -105,85 +116,70 @@ bool X11HotKeyEvents::makeRepeatsDetectable() {
     return answer && (answer->value & detectable);
 }
 
-HotKeyEvents::Status X11HotKeyEvents::installEventHandler(EventHandler handler,
-                                                          const std::vector<EventTypeSpecification> &types,
-                                                          std::optional<EventHandlerReference> &out) {
-    m_handlers.emplace(++m_lastReference, Handler{std::move(handler), types});
-    out = m_lastReference;
-    return noError;
-}
-
-HotKeyEvents::Status X11HotKeyEvents::removeEventHandler(EventHandlerReference handler) {
-    return m_handlers.erase(handler) ? noError : referenceIsUnknown;
-}
-
-HotKeyEvents::Status X11HotKeyEvents::registerEventHotKey(quint32 keyCode, quint32 modifiers,
-                                                          const HotKeyIdentifier &identifier, quint32,
-                                                          std::optional<HotKeyReference> &out) {
-    const auto keycode = X11KeyPositions::keycodeAt(keyCode);
-    const bool isPossible = keycode && !isModifierPosition(keyCode) && (modifiers & hotKeyModifiers);
-    if (!isPossible || !m_areRepeatsDetectable)
-        return combinationIsImpossible;
-    const uint16_t mask = modifierMask(modifiers);
-    if (isTaken(*keycode, mask))
-        return combinationIsTaken;
-    HotKey hotKey{identifier, *keycode, mask, {}, stateOfHeldKey(*keycode)};
+std::unique_ptr<TakenHotKey> X11HotKeys::take(const KeyCombination &combination, HotKeyListener listener) {
+    const auto keycode = X11KeyPositions::keycodeAt(combination.keyCode);
+    const bool isPossible =
+        keycode && !isModifierPosition(combination.keyCode) && (combination.modifiers & hotKeyModifiers);
+    const uint16_t mask = modifierMask(combination.modifiers);
+    if (!isPossible || !m_areRepeatsDetectable || isTaken(*keycode, mask))
+        return nullptr;
+    HotKey hotKey{std::move(listener), *keycode, mask, {}, stateOfHeldKey(*keycode)};
     if (!grab(hotKey))
-        return combinationIsTaken;
-    if (m_isSuspended)
+        return nullptr;
+    if (m_suspensions > 0)
         ungrab(hotKey);
-    m_hotKeys.emplace(++m_lastReference, std::move(hotKey));
+    m_hotKeys.emplace(++m_lastNumber, std::move(hotKey));
     m_connection.sync();
     watchKeys();
-    out = m_lastReference;
-    return noError;
+    return std::make_unique<Taken>(*this, m_lastNumber);
 }
 
-HotKeyEvents::Status X11HotKeyEvents::unregisterEventHotKey(HotKeyReference hotKey) {
-    auto removed = m_hotKeys.extract(hotKey);
-    if (!removed)
-        return referenceIsUnknown;
+void X11HotKeys::giveBack(quint64 number) {
+    auto removed = m_hotKeys.extract(number);
     ungrab(removed.mapped());
     releaseActiveGrab();
     m_connection.sync();
     watchKeys();
     // Nobody would tell of it any more once the key is up.
     if (removed.mapped().keyState == KeyState::down)
-        deliver(hotKeyReleasedKind, removed.mapped().identifier);
-    return noError;
+        removed.mapped().listener.released();
 }
 
-void X11HotKeyEvents::suspend() {
-    m_isSuspended = true;
-    for (auto &[reference, hotKey] : m_hotKeys)
+std::unique_ptr<HotKeySuspension> X11HotKeys::suspend() { return std::make_unique<Suspension>(*this); }
+
+void X11HotKeys::startSuspension() {
+    if (++m_suspensions > 1)
+        return;
+    for (auto &[number, hotKey] : m_hotKeys)
         ungrab(hotKey);
     releaseActiveGrab();
     m_connection.sync();
 }
 
-void X11HotKeyEvents::resume() {
-    m_isSuspended = false;
+void X11HotKeys::endSuspension() {
+    if (--m_suspensions > 0)
+        return;
     grabAgain();
-    for (auto &[reference, hotKey] : m_hotKeys) {
+    for (auto &[number, hotKey] : m_hotKeys) {
         if (hotKey.keyState == KeyState::up)
             hotKey.keyState = stateOfHeldKey(hotKey.keycode);
     }
     watchKeys();
 }
 
-bool X11HotKeyEvents::isGrabbed(xcb_keycode_t keycode, uint16_t modifiers) const {
+bool X11HotKeys::isGrabbed(xcb_keycode_t keycode, uint16_t modifiers) const {
     return std::ranges::any_of(m_hotKeys, [&](const auto &entry) {
         return entry.second.keycode == keycode && std::ranges::count(entry.second.grabbed, modifiers);
     });
 }
 
-void X11HotKeyEvents::releaseActiveGrab() {
+void X11HotKeys::releaseActiveGrab() {
     // Without asking whether a hotkey is down: its press may be on its way here still.
     xcb_ungrab_keyboard(m_connection.xcb(), XCB_CURRENT_TIME);
     m_connection.flush();
 }
 
-void X11HotKeyEvents::handle(const xcb_generic_event_t *event) {
+void X11HotKeys::handle(const xcb_generic_event_t *event) {
     const unsigned type = event->response_type & 0x7fu;
     if (type == XCB_KEY_PRESS) {
         handlePress(*reinterpret_cast<const xcb_key_press_event_t *>(event));
@@ -194,36 +190,38 @@ void X11HotKeyEvents::handle(const xcb_generic_event_t *event) {
     }
 }
 
-void X11HotKeyEvents::handlePress(const xcb_key_press_event_t &event) {
-    for (auto &[reference, hotKey] : m_hotKeys) {
+void X11HotKeys::handlePress(const xcb_key_press_event_t &event) {
+    for (auto &[number, hotKey] : m_hotKeys) {
         const bool isPress = hotKey.keycode == event.detail && hotKey.keyState == KeyState::up &&
                              hotKey.modifiers == (event.state & meaningfulModifiers);
         if (!isPress)
             continue;
         hotKey.keyState = KeyState::down;
         watchKeys();
-        deliver(hotKeyPressedKind, hotKey.identifier);
+        const auto listener = hotKey.listener; // it may give the hotkey back
+        listener.pressed();
         return;
     }
 }
 
-void X11HotKeyEvents::handleRelease(xcb_keycode_t keycode) {
-    std::vector<HotKeyIdentifier> released;
-    for (auto &[reference, hotKey] : m_hotKeys) {
-        if (hotKey.keycode != keycode)
-            continue;
-        if (std::exchange(hotKey.keyState, KeyState::up) == KeyState::down)
-            released.push_back(hotKey.identifier);
+void X11HotKeys::handleRelease(xcb_keycode_t keycode) {
+    const auto isHeld = [keycode](const auto &entry) {
+        return entry.second.keycode == keycode && entry.second.keyState != KeyState::up;
+    };
+    // Looked for anew each time, since a listener may give hotkeys back.
+    for (auto held = std::ranges::find_if(m_hotKeys, isHeld); held != m_hotKeys.end();
+         held = std::ranges::find_if(m_hotKeys, isHeld)) {
+        const auto listener = held->second.listener;
+        if (std::exchange(held->second.keyState, KeyState::up) == KeyState::down)
+            listener.released();
     }
     watchKeys();
-    for (const auto &identifier : released)
-        deliver(hotKeyReleasedKind, identifier);
 }
 
-void X11HotKeyEvents::checkKeys() {
+void X11HotKeys::checkKeys() {
     const X11KeysDown keysDown(m_connection);
     std::vector<xcb_keycode_t> wentUp;
-    for (const auto &[reference, hotKey] : m_hotKeys) {
+    for (const auto &[number, hotKey] : m_hotKeys) {
         if (hotKey.keyState != KeyState::up && !keysDown.contains(hotKey.keycode))
             wentUp.push_back(hotKey.keycode);
     }
@@ -231,7 +229,7 @@ void X11HotKeyEvents::checkKeys() {
         handleRelease(keycode);
 }
 
-void X11HotKeyEvents::watchKeys() {
+void X11HotKeys::watchKeys() {
     const bool isAnyDown = std::ranges::any_of(
         m_hotKeys, [](const auto &entry) { return entry.second.keyState != KeyState::up; });
     if (isAnyDown == m_keyCheck.isActive())
@@ -242,7 +240,7 @@ void X11HotKeyEvents::watchKeys() {
         m_keyCheck.stop();
 }
 
-void X11HotKeyEvents::handleKeymapChange() {
+void X11HotKeys::handleKeymapChange() {
     // One change of layout comes as a burst of events.
     if (std::exchange(m_isGrabbingAgainPending, true))
         return;
@@ -255,19 +253,19 @@ void X11HotKeyEvents::handleKeymapChange() {
         Qt::QueuedConnection);
 }
 
-void X11HotKeyEvents::grabAgain() {
-    if (m_isSuspended)
+void X11HotKeys::grabAgain() {
+    // A server that has gone refuses everything, which says nothing about other programs.
+    if (m_suspensions > 0 || !m_connection.isUsable())
         return;
-    bool isComplete = true;
-    for (auto &[reference, hotKey] : m_hotKeys)
-        isComplete &= grab(hotKey);
+    for (auto &[number, hotKey] : m_hotKeys) {
+        const bool isLost = !grab(hotKey);
+        if (std::exchange(hotKey.isLost, isLost) != isLost)
+            tellLater(number, isLost ? HotKeyOutcome::Kind::lost : HotKeyOutcome::Kind::hadAgain);
+    }
     m_connection.flush();
-    // Another program may have taken the combination meanwhile; it is had back as soon as that lets go.
-    if (!isComplete)
-        m_grabRetry.start();
 }
 
-bool X11HotKeyEvents::grab(HotKey &hotKey) {
+bool X11HotKeys::grab(HotKey &hotKey) {
     const auto wanted = lockVariants(X11Keymap(m_connection), hotKey.modifiers);
     const auto before = std::exchange(hotKey.grabbed, wanted);
     // What is grabbed already is only let go of once its successor is grabbed: no press falls in between.
@@ -280,9 +278,9 @@ bool X11HotKeyEvents::grab(HotKey &hotKey) {
     return false;
 }
 
-void X11HotKeyEvents::ungrab(HotKey &hotKey) { ungrab(hotKey.keycode, std::exchange(hotKey.grabbed, {})); }
+void X11HotKeys::ungrab(HotKey &hotKey) { ungrab(hotKey.keycode, std::exchange(hotKey.grabbed, {})); }
 
-bool X11HotKeyEvents::grab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers) {
+bool X11HotKeys::grab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers) {
     if (modifiers.empty())
         return true;
     auto *xcb = m_connection.xcb();
@@ -312,7 +310,7 @@ bool X11HotKeyEvents::grab(xcb_keycode_t keycode, const std::vector<uint16_t> &m
     return isHad;
 }
 
-void X11HotKeyEvents::ungrab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers) {
+void X11HotKeys::ungrab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers) {
     if (modifiers.empty())
         return;
     auto *xcb = m_connection.xcb();
@@ -326,24 +324,27 @@ void X11HotKeyEvents::ungrab(xcb_keycode_t keycode, const std::vector<uint16_t> 
         xcb_ungrab_key(xcb, keycode, m_connection.root(), variant);
 }
 
-X11HotKeyEvents::KeyState X11HotKeyEvents::stateOfHeldKey(xcb_keycode_t keycode) const {
+X11HotKeys::KeyState X11HotKeys::stateOfHeldKey(xcb_keycode_t keycode) const {
     return X11KeysDown(m_connection).contains(keycode) ? KeyState::heldOver : KeyState::up;
 }
 
-bool X11HotKeyEvents::isTaken(xcb_keycode_t keycode, uint16_t modifiers) const {
+bool X11HotKeys::isTaken(xcb_keycode_t keycode, uint16_t modifiers) const {
     return std::ranges::any_of(m_hotKeys, [&](const auto &entry) {
         return entry.second.keycode == keycode && entry.second.modifiers == modifiers;
     });
 }
 
-void X11HotKeyEvents::deliver(quint32 kind, const HotKeyIdentifier &identifier) {
-    const HotKeyEvent event{kind, identifier};
-    const EventTypeSpecification type{keyboardEventClass, kind};
-    const auto handlers = m_handlers; // a handler may install or remove some
-    for (const auto &[reference, handler] : handlers) {
-        if (m_handlers.contains(reference) && std::ranges::count(handler.types, type))
-            handler.call(&event);
-    }
+void X11HotKeys::tellLater(quint64 number, HotKeyOutcome::Kind outcome) {
+    QMetaObject::invokeMethod(
+        this,
+        [this, number, outcome] {
+            const auto hotKey = m_hotKeys.find(number);
+            if (hotKey == m_hotKeys.end())
+                return;
+            const auto listener = hotKey->second.listener; // it may give the hotkey back
+            listener.outcome({.kind = outcome});
+        },
+        Qt::QueuedConnection);
 }
 
 } // namespace quillora::platform

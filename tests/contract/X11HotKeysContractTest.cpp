@@ -1,5 +1,5 @@
-#include "contract/HotKeyEventsContract.h"
-#include "platform/linux/x11/X11HotKeyEvents.h"
+#include "contract/HotKeysContract.h"
+#include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 #include "support/TestKeyboard.h"
 #include "support/VirtualDisplay.h"
@@ -22,17 +22,17 @@ std::vector<xcb_keycode_t> modifierKeys(quint32 modifiers) {
     return keys;
 }
 
-class X11Harness : public test::HotKeyEventsHarness {
+class X11Harness : public test::HotKeysHarness {
 public:
     explicit X11Harness(const QByteArray &displayName)
-        : m_connection(displayName), m_events(m_connection), m_keyboard(displayName),
+        : m_connection(displayName), m_hotKeys(m_connection), m_keyboard(displayName),
           m_otherProgram(displayName) {}
     ~X11Harness() override {
         xcb_ungrab_key(m_otherProgram.xcb(), XCB_GRAB_ANY, m_otherProgram.root(), XCB_MOD_MASK_ANY);
         m_otherProgram.sync();
     }
 
-    platform::HotKeyEvents &events() override { return m_events; }
+    platform::HotKeys &hotKeys() override { return m_hotKeys; }
     void keyDown(const AppHotKey &combination) override {
         for (const auto modifier : modifierKeys(combination.modifiers))
             m_keyboard.press(modifier);
@@ -43,14 +43,18 @@ public:
         m_keyboard.releaseAll();
     }
     void takeElsewhere(const AppHotKey &combination) override {
-        unsigned mask = 0;
-        mask |= combination.modifiers & AppHotKey::cmdKey ? unsigned{XCB_MOD_MASK_4} : 0u;
-        mask |= combination.modifiers & AppHotKey::optionKey ? unsigned{XCB_MOD_MASK_1} : 0u;
-        xcb_grab_key(m_otherProgram.xcb(), 0, m_otherProgram.root(), static_cast<uint16_t>(mask),
+        xcb_grab_key(m_otherProgram.xcb(), 0, m_otherProgram.root(), modifierMask(combination),
                      platform::X11KeyPositions::keycodeAt(combination.keyCode).value(), XCB_GRAB_MODE_ASYNC,
                      XCB_GRAB_MODE_ASYNC);
         m_otherProgram.sync();
     }
+    void giveBackElsewhere(const AppHotKey &combination) override {
+        xcb_ungrab_key(m_otherProgram.xcb(),
+                       platform::X11KeyPositions::keycodeAt(combination.keyCode).value(),
+                       m_otherProgram.root(), modifierMask(combination));
+        m_otherProgram.sync();
+    }
+    bool decide(const AppHotKey &, const platform::HotKeyOutcome &) override { return false; }
     void settle() override {
         // What the server has sent before it answers is with the connection, and posted events deliver it.
         m_connection.serverTime();
@@ -59,8 +63,15 @@ public:
     }
 
 private:
+    static uint16_t modifierMask(const AppHotKey &combination) {
+        unsigned mask = 0;
+        mask |= combination.modifiers & AppHotKey::cmdKey ? unsigned{XCB_MOD_MASK_4} : 0u;
+        mask |= combination.modifiers & AppHotKey::optionKey ? unsigned{XCB_MOD_MASK_1} : 0u;
+        return static_cast<uint16_t>(mask);
+    }
+
     platform::X11Connection m_connection;
-    platform::X11HotKeyEvents m_events;
+    platform::X11HotKeys m_hotKeys;
     TestKeyboard m_keyboard;
     test::XcbClient m_otherProgram;
 };
@@ -70,6 +81,6 @@ private:
 int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
     const test::VirtualDisplay display;
-    test::HotKeyEventsContract contract([&] { return std::make_unique<X11Harness>(display.name()); });
+    test::HotKeysContract contract([&] { return std::make_unique<X11Harness>(display.name()); });
     return QTest::qExec(&contract, argc, argv);
 }
