@@ -93,6 +93,9 @@ void AppDelegate::makeMenu() {
     m_menu->addAction(u"Show Quillora"_qs, this, &AppDelegate::showPopover);
     m_dictationAction =
         m_menu->addAction(QString(), this, [this] { platform::detach(m_controller->toggleRecording()); });
+    m_hotKeyAction = m_menu->addAction(u"Register the hotkey again"_qs, this,
+                                       [this] { m_controller->setRecordedHotKey(m_controller->hotKey()); });
+    m_hotKeyAction->setVisible(false);
     m_menu->addSeparator();
     m_loginAction = m_menu->addAction(u"Start at login"_qs);
     m_loginAction->setCheckable(true);
@@ -236,10 +239,15 @@ void AppDelegate::saySettingsNotice() {
 
 void AppDelegate::configureHotKey() {
     const QPointer<AppDelegate> self(this);
-    m_hotKeyManager = std::make_unique<HotKeyManager>([self](HotKeyManager::Event event) {
-        if (self)
-            self->post(event);
-    });
+    m_hotKeyManager = std::make_unique<HotKeyManager>(
+        [self](HotKeyManager::Event event) {
+            if (self)
+                self->post(event);
+        },
+        [self](const AppHotKey &hotKey, const platform::HotKeyOutcome &outcome) {
+            if (self)
+                self->handleHotKeyOutcome(hotKey, outcome);
+        });
     m_controller->onHotKeyChangeRequested = [self](const AppHotKey &hotKey) {
         return self && self->registerHotKey(hotKey);
     };
@@ -291,14 +299,23 @@ void AppDelegate::handleHotKeyEvent(HotKeyManager::Event event) {
 
 bool AppDelegate::registerHotKey(const AppHotKey &hotKey) {
     const auto previous = m_registeredHotKey;
-    if (m_hotKeyManager->registerHotKey(hotKey)) {
+    const bool isRegistered = m_hotKeyManager->registerHotKey(hotKey);
+    if (isRegistered) {
         m_registeredHotKey = hotKey;
-        return true;
+        m_hotKeyAction->setVisible(false);
+    } else {
+        m_hotKeyAction->setVisible(!previous || !m_hotKeyManager->registerHotKey(*previous));
+        m_controller->setStatusText(u"Could not register "_qs + hotKey.displayName() + u'.');
     }
-    if (previous)
-        m_hotKeyManager->registerHotKey(*previous);
-    m_controller->setStatusText(u"Could not register "_qs + hotKey.displayName() + u'.');
-    return false;
+    return isRegistered;
+}
+
+void AppDelegate::handleHotKeyOutcome(const AppHotKey &hotKey, const platform::HotKeyOutcome &outcome) {
+    using Kind = platform::HotKeyOutcome::Kind;
+    m_hotKeyAction->setVisible(outcome.kind == Kind::refused || outcome.kind == Kind::lost);
+    if (outcome.kind == Kind::refused)
+        m_registeredHotKey.reset(); // so that nothing goes back to it
+    m_controller->noteHotKeyOutcome(hotKey, outcome);
 }
 
 void AppDelegate::quit() {

@@ -74,6 +74,7 @@ private:
 
     void configureHotKey();
     bool registerHotKey(const AppHotKey &hotKey);
+    void handleHotKeyOutcome(const AppHotKey &hotKey, const platform::HotKeyOutcome &outcome);
     void refreshHotKeySuspension();
     void post(HotKeyManager::Event event);
     void handleHotKeyEvent(HotKeyManager::Event event);
@@ -88,6 +89,7 @@ private:
     std::unique_ptr<AppController> m_controller;
     std::unique_ptr<QMenu> m_menu;
     QAction *m_dictationAction = nullptr; ///< the menu's
+    QAction *m_hotKeyAction = nullptr;    ///< the menu's; visible while the hotkey does not work
     QAction *m_loginAction = nullptr;     ///< the menu's
     std::unique_ptr<StatusItem> m_statusItem;
     std::unique_ptr<Popover> m_popover;

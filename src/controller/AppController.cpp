@@ -125,7 +125,9 @@ TranslationEngine AppController::effectiveTranslationEngine() const {
 }
 
 QString AppController::hotKeyDisplayName() const {
-    return m_isRecordingHotKey ? u"Press shortcut"_qs : m_hotKey.displayName();
+    if (m_isRecordingHotKey)
+        return u"Press shortcut"_qs;
+    return m_boundHotKeyName.isEmpty() ? m_hotKey.displayName() : m_boundHotKeyName;
 }
 
 bool AppController::canSwapLanguages() const {

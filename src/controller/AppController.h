@@ -3,6 +3,7 @@
 #include "controller/KeychainQuestion.h"
 #include "hotkey/AppHotKey.h"
 #include "insertion/PasteboardInserter.h"
+#include "platform/HotKeys.h"
 #include "platform/MainQueue.h"
 #include "platform/Workspace.h"
 #include "speech/SpeechRecognizerService.h"
@@ -15,6 +16,7 @@
 #include <QObject>
 
 #include <functional>
+#include <optional>
 
 namespace quillora {
 
@@ -117,6 +119,8 @@ public:
     void rejectRecordedHotKey();
     void setRecordedHotKey(const AppHotKey &hotKey);
     void resetHotKey();
+    /// What became of a hotkey after it was registered; ignored unless that is still the hotkey.
+    void noteHotKeyOutcome(const AppHotKey &hotKey, const platform::HotKeyOutcome &outcome);
 
     /// Only while the user has the panel before him may he be asked, once in an opening, to unlock the
     /// keychain for a token that he has typed. The panel needs attention again when he has answered.
@@ -142,6 +146,8 @@ Q_SIGNALS:
 private:
     static AppHotKey storedHotKey();
     static void storeHotKey(const AppHotKey &hotKey);
+    void failToRegister(const AppHotKey &hotKey);
+    void restorePreviousHotKey();
 
     void enforceCompatibleTranslationEngine();
     void observeFrontmostApplication();
@@ -182,6 +188,8 @@ private:
     QString m_transcriptText;
     QString m_translatedText;
     AppHotKey m_hotKey = AppHotKey::defaultValue;
+    std::optional<AppHotKey> m_previousHotKey; ///< before the last change, until that is refused
+    QString m_boundHotKeyName; ///< of the combination that the desktop has put in the hotkey's place
     bool m_isRecordingHotKey = false;
 
     TranslationBridge m_translationBridge;

@@ -3,6 +3,8 @@
 #include "platform/Platform.h"
 #include "platform/UserDefaults.h"
 
+#include <utility>
+
 namespace quillora {
 
 using platform::Platform;
@@ -10,6 +12,8 @@ using platform::Platform;
 namespace {
 const QString hotKeyKey = u"hotKey"_qs;
 const QString unusableText = u"Use Ctrl, Option, or Cmd with another key."_qs;
+
+QString updatedText(const QString &name) { return u"Hotkey updated to "_qs + name + u'.'; }
 } // namespace
 
 AppHotKey AppController::storedHotKey() {
@@ -43,15 +47,56 @@ void AppController::setRecordedHotKey(const AppHotKey &hotKey) {
     }
     if (onHotKeyChangeRequested && !onHotKeyChangeRequested(hotKey)) {
         setRecordingHotKey(false);
-        fail(u"Could not register "_qs + hotKey.displayName() + u'.');
+        failToRegister(hotKey);
         return;
     }
+    if (hotKey != m_hotKey)
+        m_previousHotKey = m_hotKey;
+    m_boundHotKeyName.clear();
     setHotKey(hotKey);
     setRecordingHotKey(false);
     storeHotKey(hotKey);
-    setStatusText(u"Hotkey updated to "_qs + hotKey.displayName() + u'.');
+    setStatusText(updatedText(hotKey.displayName()));
 }
 
 void AppController::resetHotKey() { setRecordedHotKey(AppHotKey::defaultValue); }
+
+void AppController::noteHotKeyOutcome(const AppHotKey &hotKey, const platform::HotKeyOutcome &outcome) {
+    using Kind = platform::HotKeyOutcome::Kind;
+    if (hotKey != m_hotKey)
+        return;
+    m_boundHotKeyName = outcome.desktopWords;
+    Q_EMIT hotKeyChanged();
+    switch (outcome.kind) {
+    case Kind::refused:
+        restorePreviousHotKey();
+        failToRegister(hotKey);
+        break;
+    case Kind::lost:
+        fail(u"Lost the hotkey "_qs + hotKey.displayName() + u". Choose it again, or another one."_qs);
+        break;
+    case Kind::boundElsewhere:
+        setStatusText(updatedText(outcome.desktopWords));
+        break;
+    case Kind::hadAgain:
+        setStatusText(u"Hotkey "_qs + hotKey.displayName() + u" works again."_qs);
+        break;
+    }
+}
+
+/// One that was in the settings at launch has no predecessor, and stays.
+void AppController::restorePreviousHotKey() {
+    const auto previous = std::exchange(m_previousHotKey, std::nullopt);
+    if (!previous)
+        return;
+    setHotKey(*previous);
+    storeHotKey(m_hotKey);
+    if (onHotKeyChangeRequested)
+        onHotKeyChangeRequested(m_hotKey);
+}
+
+void AppController::failToRegister(const AppHotKey &hotKey) {
+    fail(u"Could not register "_qs + hotKey.displayName() + u'.');
+}
 
 } // namespace quillora

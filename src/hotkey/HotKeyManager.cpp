@@ -29,12 +29,16 @@ void HotKeyManager::unregister() {
     const auto givenBack = std::exchange(m_hotKey, nullptr);
 }
 
-/// With callbacks of their own, since each may end this object.
-platform::HotKeyListener HotKeyManager::listener(const AppHotKey &hotKey) const {
+/// With handlers of their own, since each may end this object.
+platform::HotKeyListener HotKeyManager::listener(const AppHotKey &hotKey) {
     return {.pressed = [handler = m_handler] { handler(Event::pressed); },
             .released = [handler = m_handler] { handler(Event::released); },
-            .outcome = [handler = m_outcomeHandler,
-                        hotKey](const platform::HotKeyOutcome &outcome) { handler(hotKey, outcome); }};
+            .outcome =
+                [this, handler = m_outcomeHandler, hotKey](const platform::HotKeyOutcome &outcome) {
+                    if (outcome.kind == platform::HotKeyOutcome::Kind::refused)
+                        unregister();
+                    handler(hotKey, outcome);
+                }};
 }
 
 } // namespace quillora

@@ -21,7 +21,8 @@ public:
     /// The handler is called from the event loop, or, with the release of a hotkey that is down, from within
     /// the call that replaces or unregisters it; in that of a replacement it must neither register another
     /// nor end this object. The outcome handler is called from the event loop with what becomes of the
-    /// registered hotkey after its registration, and may do either.
+    /// registered hotkey after its registration, and may do either. One that is refused is no longer
+    /// registered then; one that is lost still is, and may be had again.
     explicit HotKeyManager(
         Handler handler,
         OutcomeHandler outcomeHandler = [](const AppHotKey &, const platform::HotKeyOutcome &) {});
@@ -36,7 +37,7 @@ public:
     void unregister();
 
 private:
-    platform::HotKeyListener listener(const AppHotKey &hotKey) const;
+    platform::HotKeyListener listener(const AppHotKey &hotKey);
 
     Handler m_handler;
     OutcomeHandler m_outcomeHandler;

@@ -12,11 +12,13 @@
 
 using namespace quillora;
 using namespace std::chrono_literals;
+using Kind = platform::HotKeyOutcome::Kind;
 
 namespace {
 
 const QString registerDefault = u"hotkeys.take 49:6144"_qs;
 constexpr qsizetype keyEventsOfOnePaste = 2; ///< down and up
+const QString registerAgain = u"Register the hotkey again"_qs;
 constexpr AppHotKey commandK{40, AppHotKey::cmdKey};
 
 } // namespace
@@ -208,6 +210,90 @@ private Q_SLOTS:
         stateChanged();
         needsAttention();
         m_platform->queue.advance(10s);
+        QCOMPARE(m_platform->log.calls(), QStringList());
+    }
+
+    // What becomes of a registered hotkey.
+
+    void aRefusalAfterAChangeRegistersTheOldHotKeyAgain() {
+        launch();
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        decide(commandK, {Kind::refused});
+        QCOMPARE(m_delegate->registeredHotKey(), std::optional(AppHotKey::defaultValue));
+        QCOMPARE(m_platform->hotKeysFake.taken.size(), 1u);
+        QCOMPARE(m_platform->hotKeysFake.combination().keyCode, 49u);
+        QCOMPARE(m_delegate->controller()->hotKey(), AppHotKey::defaultValue);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Cmd K."_qs);
+        QVERIFY(m_delegate->popover()->isShown());
+        QVERIFY(!menuAction(registerAgain)->isVisible());
+    }
+
+    void aRefusalAfterAChangeDoesNotGoBackToWhatWasRefused() {
+        launch();
+        m_delegate->controller()->setRecordedHotKey(commandK);
+        takeElsewhere(AppHotKey::defaultValue);
+        decide(commandK, {Kind::refused});
+        QVERIFY(m_platform->hotKeysFake.taken.empty());
+        QVERIFY(!m_delegate->registeredHotKey());
+        QVERIFY(menuAction(registerAgain)->isVisible());
+    }
+
+    void aRefusalAtLaunchShowsThePanelAndLeavesNothingRegistered() {
+        launch();
+        decide(AppHotKey::defaultValue, {Kind::refused});
+        QVERIFY(m_delegate->popover()->isShown());
+        QVERIFY(!m_delegate->registeredHotKey());
+        QVERIFY(m_platform->hotKeysFake.taken.empty());
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_qs);
+        QCOMPARE(m_delegate->controller()->hotKey(), AppHotKey::defaultValue);
+    }
+
+    void aLossShowsThePanel() {
+        launch();
+        decide(AppHotKey::defaultValue, {Kind::lost});
+        QVERIFY(m_delegate->popover()->isShown());
+        QCOMPARE(m_delegate->controller()->statusText(),
+                 u"Lost the hotkey Ctrl Option Space. Choose it again, or another one."_qs);
+    }
+
+    void theMenuRegistersALostHotKeyAgain() {
+        launch();
+        QVERIFY(!menuAction(registerAgain)->isVisible());
+        decide(AppHotKey::defaultValue, {Kind::lost});
+        QVERIFY(menuAction(registerAgain)->isVisible());
+        m_platform->log.clear();
+        menuAction(registerAgain)->trigger();
+        QCOMPARE(m_platform->log.take().filter(u"hotkeys."_qs),
+                 (QStringList{u"hotkeys.giveBack"_qs, registerDefault}));
+        QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey updated to Ctrl Option Space."_qs);
+        QVERIFY(!menuAction(registerAgain)->isVisible());
+    }
+
+    void theMenuRegistersAHotKeyAgainThatWasTakenAtLaunch() {
+        takeElsewhere(AppHotKey::defaultValue);
+        launch();
+        QVERIFY(menuAction(registerAgain)->isVisible());
+        m_platform->hotKeysFake.takenElsewhere.clear();
+        menuAction(registerAgain)->trigger();
+        QCOMPARE(m_delegate->registeredHotKey(), std::optional(AppHotKey::defaultValue));
+        QVERIFY(!menuAction(registerAgain)->isVisible());
+    }
+
+    void aLostHotKeyThatIsHadAgainIsNoLongerOfferedForRegistration() {
+        launch();
+        decide(AppHotKey::defaultValue, {Kind::lost});
+        m_delegate->popover()->performClose();
+        decide(AppHotKey::defaultValue, {Kind::hadAgain});
+        QVERIFY(!menuAction(registerAgain)->isVisible());
+        QVERIFY(!m_delegate->popover()->isShown());
+    }
+
+    void anOutcomeAfterTheDelegateHasGoneDoesNothing() {
+        launch();
+        m_platform->hotKeysFake.decide({49, 0x1800}, {Kind::lost});
+        m_delegate.reset();
+        m_platform->log.clear();
+        m_platform->run();
         QCOMPARE(m_platform->log.calls(), QStringList());
     }
 
@@ -757,6 +843,11 @@ private:
         m_platform->hotKeysFake.takenElsewhere.insert({hotKey.keyCode, hotKey.modifiers});
     }
 
+    void decide(const AppHotKey &hotKey, const platform::HotKeyOutcome &outcome) {
+        m_platform->hotKeysFake.decide({hotKey.keyCode, hotKey.modifiers}, outcome);
+        m_platform->run();
+    }
+
     void startDictation() {
         m_delegate->controller()->startRecording();
         m_platform->run();
@@ -789,8 +880,10 @@ private:
 
     QStringList menuTexts() const {
         QStringList texts;
-        for (const QAction *action : m_delegate->menu()->actions())
-            texts += action->text();
+        for (const QAction *action : m_delegate->menu()->actions()) {
+            if (action->isVisible())
+                texts += action->text();
+        }
         return texts;
     }
 

@@ -173,6 +173,22 @@ private Q_SLOTS:
         QVERIFY(m_outcomes.isEmpty());
     }
 
+    void aRefusedHotKeyIsNotRegisteredAnyMore() {
+        m_manager->registerHotKey(AppHotKey::defaultValue);
+        m_platform->hotKeysFake.decide(defaultCombination, {Kind::refused});
+        m_platform->run();
+        QVERIFY(m_platform->hotKeysFake.taken.empty());
+    }
+
+    void aLostHotKeyStaysRegisteredAndMayBeHadAgain() {
+        m_manager->registerHotKey(AppHotKey::defaultValue);
+        m_platform->hotKeysFake.decide(defaultCombination, {Kind::lost});
+        m_platform->run();
+        m_platform->hotKeysFake.decide(defaultCombination, {Kind::hadAgain});
+        m_platform->run();
+        QCOMPARE(m_outcomes.size(), 2);
+    }
+
     void anOutcomeHandlerMayRegisterAnother() {
         m_manager = std::make_unique<HotKeyManager>(
             [](Event) {},
