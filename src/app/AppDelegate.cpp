@@ -4,7 +4,6 @@
 #include "app/SystemDialogs.h"
 #include "platform/Detached.h"
 #include "platform/HotKeys.h"
-#include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "ui/ContentView.h"
 
@@ -22,6 +21,9 @@ namespace {
 
 /// At login the tray comes up at about the same time as we do, and one that goes may be restarting.
 constexpr auto trayGracePeriod = 3s;
+
+/// A program that presses the hotkey and ends must not leave the microphone open for good.
+constexpr auto longestRemotePress = 10min;
 
 /// Longest time that quitting takes for a pasteboard that is still to be restored.
 constexpr auto quitPatience = 1000ms;
@@ -91,8 +93,7 @@ void AppDelegate::applicationDidFinishLaunching(Start start) {
 void AppDelegate::makeMenu() {
     m_menu = std::make_unique<QMenu>();
     m_menu->addAction(u"Show Quillora"_qs, this, &AppDelegate::showPopover);
-    m_dictationAction =
-        m_menu->addAction(QString(), this, [this] { platform::detach(m_controller->toggleRecording()); });
+    m_dictationAction = m_menu->addAction(QString(), this, &AppDelegate::toggleDictation);
     m_hotKeyAction = m_menu->addAction(u"Register the hotkey again"_qs, this,
                                        [this] { m_controller->setRecordedHotKey(m_controller->hotKey()); });
     m_hotKeyAction->setVisible(false);
@@ -269,6 +270,34 @@ void AppDelegate::refreshHotKeySuspension() {
     m_hotKeySuspension.reset();
     if (std::exchange(m_isReleaseOwed, false))
         post(HotKeyManager::Event::released);
+}
+
+void AppDelegate::pressHotKey() {
+    if (m_remotePressLimit)
+        return;
+    m_remotePressLimit =
+        Platform::current().mainQueue().asyncAfter(longestRemotePress, [self = QPointer<AppDelegate>(this)] {
+            if (self)
+                self->endRemotePress();
+        });
+    post(HotKeyManager::Event::pressed);
+}
+
+void AppDelegate::releaseHotKey() {
+    if (!m_remotePressLimit)
+        return;
+    m_remotePressLimit->cancel();
+    endRemotePress();
+}
+
+void AppDelegate::endRemotePress() {
+    m_remotePressLimit.reset();
+    post(HotKeyManager::Event::released);
+}
+
+void AppDelegate::toggleDictation() {
+    if (!m_isQuitting)
+        platform::detach(m_controller->toggleRecording());
 }
 
 void AppDelegate::post(HotKeyManager::Event event) {

@@ -7,6 +7,7 @@
 #include "app/desktop/LoginItem.h"
 #include "controller/AppController.h"
 #include "hotkey/HotKeyManager.h"
+#include "platform/MainQueue.h"
 #include "platform/UserDefaults.h"
 #include "translation/TranslationHostView.h"
 
@@ -39,6 +40,14 @@ public:
 
     void togglePopover();
     void showPopover();
+
+    /// Another program presses the hotkey and lets it go, on behalf of a key of its own. A press that is
+    /// still held changes nothing; one that nobody ends is over after ten minutes.
+    void pressHotKey();
+    void releaseHotKey();
+
+    /// As the panel's button does.
+    void toggleDictation();
 
     /// Gives the hotkey back at once and ends the event loop, as soon as a paste that is under way has given
     /// the pasteboard back; waits for that at most a second. What has not been pasted by now never is.
@@ -76,6 +85,7 @@ private:
     bool registerHotKey(const AppHotKey &hotKey);
     void handleHotKeyOutcome(const AppHotKey &hotKey, const platform::HotKeyOutcome &outcome);
     void refreshHotKeySuspension();
+    void endRemotePress();
     void post(HotKeyManager::Event event);
     void handleHotKeyEvent(HotKeyManager::Event event);
 
@@ -98,6 +108,7 @@ private:
     std::unique_ptr<HotKeyManager> m_hotKeyManager;
     std::optional<AppHotKey> m_registeredHotKey;
     std::unique_ptr<platform::HotKeySuspension> m_hotKeySuspension; ///< while a new hotkey is captured
+    std::shared_ptr<platform::WorkItem> m_remotePressLimit; ///< while another program holds the hotkey
     bool m_isReleaseOwed = false;            ///< one came while a new hotkey was being captured
     std::optional<QString> m_settingsNotice; ///< still to be said
     bool m_isQuitting = false;

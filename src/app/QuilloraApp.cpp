@@ -90,6 +90,9 @@ int QuilloraApp::run(const PlatformFactory &makePlatform) {
     auto *delegate = m_appDelegate.get();
     QObject::connect(&instance, &RunningInstance::activated, delegate, &AppDelegate::showPopover);
     QObject::connect(&instance, &RunningInstance::replaced, delegate, &AppDelegate::quit);
+    QObject::connect(&instance, &RunningInstance::pressRequested, delegate, &AppDelegate::pressHotKey);
+    QObject::connect(&instance, &RunningInstance::releaseRequested, delegate, &AppDelegate::releaseHotKey);
+    QObject::connect(&instance, &RunningInstance::toggleRequested, delegate, &AppDelegate::toggleDictation);
     QObject::connect(&terminationSignals, &TerminationSignals::received, delegate, &AppDelegate::quit);
 
     delegate->applicationDidFinishLaunching(start);

@@ -423,6 +423,100 @@ private Q_SLOTS:
         QVERIFY(!m_platform->log.calls().contains(u"permissions.requestSpeechRecognition"_qs));
     }
 
+    // The hotkey in the hands of another program.
+
+    void aRemotePressAndReleaseAreADictation() {
+        launch();
+        m_delegate->pressHotKey();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+        m_delegate->releaseHotKey();
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(m_delegate->controller()->isProcessing());
+    }
+
+    void aRemotePressWorksWithoutAHotKeyOfOurOwn() {
+        takeElsewhere(AppHotKey::defaultValue);
+        launch();
+        m_delegate->pressHotKey();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+    }
+
+    void aRemotePressThatNobodyEndsIsOverAfterTenMinutes() {
+        launch();
+        m_delegate->pressHotKey();
+        m_platform->run();
+        m_platform->queue.advance(10min - 1ms);
+        QVERIFY(m_delegate->controller()->isRecording());
+        m_platform->queue.advance(1ms);
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(m_delegate->controller()->isProcessing());
+    }
+
+    void aRemotePressThatRepeatsCountsFromTheFirst() {
+        launch();
+        m_delegate->pressHotKey();
+        m_platform->queue.advance(9min);
+        m_delegate->pressHotKey();
+        m_platform->queue.advance(1min);
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+    }
+
+    void theTenMinutesOfOnePressDoNotEndTheNext() {
+        launch();
+        m_delegate->pressHotKey();
+        m_platform->run();
+        m_platform->queue.advance(9min);
+        m_delegate->releaseHotKey();
+        m_platform->run();
+        m_platform->speech.deliverFinal(QString());
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isProcessing());
+        m_delegate->pressHotKey();
+        m_platform->queue.advance(2min);
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+    }
+
+    void aRemoteReleaseWithoutAPressEndsNothing() {
+        launch();
+        startDictation();
+        m_delegate->releaseHotKey();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+    }
+
+    void aRemotePressWhileAShortcutIsCapturedDoesNothing() {
+        launch();
+        m_delegate->controller()->startHotKeyRecording();
+        m_delegate->pressHotKey();
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+    }
+
+    void aRemoteToggleDoesWhatThePanelsButtonDoes() {
+        launch();
+        m_delegate->toggleDictation();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+        m_delegate->toggleDictation();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(m_delegate->controller()->isProcessing());
+    }
+
+    void aRemotePressAfterTheDelegateHasGoneDoesNothing() {
+        launch();
+        m_delegate->pressHotKey();
+        m_delegate.reset();
+        m_platform->log.clear();
+        m_platform->queue.advance(10min);
+        QCOMPARE(m_platform->log.calls(), QStringList());
+    }
+
     // The panel.
 
     void clickingTheIconTwiceOpensAndThenClosesThePanel() {

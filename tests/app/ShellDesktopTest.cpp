@@ -128,6 +128,46 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
     }
 
+    // Shortcuts of the desktop's own.
+
+    void theDesktopPressesAndReleasesTheHotKey() {
+        startWithNotifierTray();
+        const QVariant idle = picture();
+        QVERIFY(ask(u"Press"_qs));
+        QTRY_VERIFY_WITH_TIMEOUT(picture() != idle, patienceMs);
+        const QVariant recording = picture();
+        QVERIFY(ask(u"Press"_qs)); // held keys repeat
+        QVERIFY(ask(u"Release"_qs));
+        QTRY_VERIFY_WITH_TIMEOUT(picture() != recording && picture() != idle, patienceMs);
+    }
+
+    void theDesktopStartsAndStopsADictation() {
+        startWithNotifierTray();
+        const QVariant idle = picture();
+        QVERIFY(ask(u"Toggle"_qs));
+        QTRY_VERIFY_WITH_TIMEOUT(picture() != idle, patienceMs);
+        const QVariant recording = picture();
+        QVERIFY(ask(u"Toggle"_qs));
+        QTRY_VERIFY_WITH_TIMEOUT(picture() != recording && picture() != idle, patienceMs);
+    }
+
+    void theDesktopShowsThePanel() {
+        startWithNotifierTray();
+        QVERIFY(!panel());
+        QVERIFY(ask(u"ShowPanel"_qs));
+        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+    }
+
+    void whatTheDesktopCanAskForIsDescribedOnTheBus() {
+        startWithNotifierTray();
+        const auto answer = m_bus->connection().call(
+            QDBusMessage::createMethodCall(applicationName, u"/org/quillora/Quillora"_qs,
+                                           u"org.freedesktop.DBus.Introspectable"_qs, u"Introspect"_qs));
+        const QString description = answer.arguments().value(0).toString();
+        for (const QString &method : {u"Press"_qs, u"Release"_qs, u"Toggle"_qs, u"ShowPanel"_qs})
+            QVERIFY2(description.contains(u"<method name=\"%1\""_qs.arg(method)), qPrintable(description));
+    }
+
     // The popover.
 
     void thePanelClosesWhenAnotherWindowTakesTheFocus() {
@@ -384,6 +424,16 @@ private Q_SLOTS:
         QVERIFY(endsWithinASecond());
         QCOMPARE(m_shell->process().exitStatus(), QProcess::NormalExit);
         QCOMPARE(m_shell->process().exitCode(), 0);
+    }
+
+private:
+    /// As the command of a key does that is bound in the desktop's settings.
+    bool ask(const QString &method) const {
+        const auto child = m_display->start(
+            u"env"_qs, onBus(u"dbus-send"_qs) +
+                           QStringList{u"--print-reply"_qs, u"--dest="_qs + applicationName,
+                                       u"/org/quillora/Quillora"_qs, u"org.quillora.Quillora."_qs + method});
+        return child->process().waitForFinished() && child->process().exitCode() == 0;
     }
 };
 

@@ -63,7 +63,29 @@ private:
     RunningInstance *m_instance;
 };
 
-RunningInstance::RunningInstance(const QDBusConnection &bus) : m_bus(bus) { new ApplicationAdaptor(this); }
+/// What the desktop's own shortcut settings, or any other program, may ask of the program.
+class DictationAdaptor : public QDBusAbstractAdaptor {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.quillora.Quillora")
+
+public:
+    explicit DictationAdaptor(RunningInstance *instance)
+        : QDBusAbstractAdaptor(instance), m_instance(instance) {}
+
+public Q_SLOTS:
+    void Press() { Q_EMIT m_instance->pressRequested(); }
+    void Release() { Q_EMIT m_instance->releaseRequested(); }
+    void Toggle() { Q_EMIT m_instance->toggleRequested(); }
+    void ShowPanel() { Q_EMIT m_instance->activated(); }
+
+private:
+    RunningInstance *m_instance;
+};
+
+RunningInstance::RunningInstance(const QDBusConnection &bus) : m_bus(bus) {
+    new ApplicationAdaptor(this);
+    new DictationAdaptor(this);
+}
 
 RunningInstance::Claim RunningInstance::claim(Start start, const QVariantMap &platformData) {
     if (!m_bus.isConnected())

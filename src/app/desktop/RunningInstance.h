@@ -34,6 +34,11 @@ Q_SIGNALS:
     /// A newer instance has taken over.
     void replaced();
 
+    // What another program asks for on behalf of a key that the desktop's own settings bind to it.
+    void pressRequested();
+    void releaseRequested();
+    void toggleRequested();
+
 private Q_SLOTS:
     void handleNameLost(const QString &name);
 
