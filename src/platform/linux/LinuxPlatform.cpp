@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include "platform/linux/DesktopSessions.h"
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/appearance/PortalAppearance.h"
 #include "platform/linux/http/QtHttpSession.h"
@@ -13,13 +14,7 @@
 #include "platform/linux/sound/PulseMicrophone.h"
 #include "platform/linux/translation/OnDeviceTranslators.h"
 #include "platform/linux/translation/apertium/ApertiumEngine.h"
-#include "platform/linux/x11/X11Connection.h"
-#include "platform/linux/x11/X11Departure.h"
-#include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11KeyPositions.h"
-#include "platform/linux/x11/X11Keystrokes.h"
-#include "platform/linux/x11/X11Pasteboard.h"
-#include "platform/linux/x11/X11Workspace.h"
 
 #include <optional>
 #include <utility>
@@ -47,12 +42,7 @@ struct LinuxPlatform::Facilities {
     PortalAppearance appearance;
     DesktopNotifications notifications;
 
-    X11Connection x11;
-    X11Workspace workspace{x11};
-    X11Pasteboard pasteboard;
-    X11HotKeys hotKeys{x11};
-    X11Keystrokes keystrokes{x11, hotKeys, [this] { pasteboard.lendToPrimary(); }};
-    X11KeyPositions keyPositions;
+    X11KeyPositions keyPositions; // the toolkit's scan codes are X11's on every desktop
 
     const std::shared_ptr<PulseConnection> sound = std::make_shared<PulseConnection>();
     DesktopSpeechPermissions speechPermissions{sound, mainQueue};
@@ -61,25 +51,24 @@ struct LinuxPlatform::Facilities {
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession{mainQueue};
 
-    X11Departure departure{x11, [this] {
-                               translators.reset(); // or its processes would stay
-                               pasteboard.handOver();
-                           }};
+    std::unique_ptr<DesktopSession> session = openDesktopSession([this] {
+        translators.reset(); // or its processes would stay
+    });
 };
 
 LinuxPlatform::LinuxPlatform() : m_facilities(std::make_unique<Facilities>()) {}
 
-LinuxPlatform::~LinuxPlatform() { m_facilities->pasteboard.handOver(); }
+LinuxPlatform::~LinuxPlatform() = default;
 
 MainQueue &LinuxPlatform::mainQueue() { return m_facilities->mainQueue; }
 UserDefaults &LinuxPlatform::userDefaults() { return m_facilities->userDefaults; }
 Keychain &LinuxPlatform::keychain() { return m_facilities->keychain; }
 KeychainAvailability &LinuxPlatform::keychainAvailability() { return m_facilities->keychainAvailability; }
 LocaleServices &LinuxPlatform::localeServices() { return m_facilities->localeServices; }
-Workspace &LinuxPlatform::workspace() { return m_facilities->workspace; }
-Pasteboard &LinuxPlatform::pasteboard() { return m_facilities->pasteboard; }
-Keystrokes &LinuxPlatform::keystrokes() { return m_facilities->keystrokes; }
-HotKeys &LinuxPlatform::hotKeys() { return m_facilities->hotKeys; }
+Workspace &LinuxPlatform::workspace() { return m_facilities->session->workspace(); }
+Pasteboard &LinuxPlatform::pasteboard() { return m_facilities->session->pasteboard(); }
+Keystrokes &LinuxPlatform::keystrokes() { return m_facilities->session->keystrokes(); }
+HotKeys &LinuxPlatform::hotKeys() { return m_facilities->session->hotKeys(); }
 KeyPositions &LinuxPlatform::keyPositions() { return m_facilities->keyPositions; }
 Appearance &LinuxPlatform::appearance() { return m_facilities->appearance; }
 Notifications &LinuxPlatform::notifications() { return m_facilities->notifications; }

@@ -6,7 +6,7 @@
 
 namespace quillora::platform {
 
-/// The Linux desktop: X11, PulseAudio or PipeWire, the Secret Service, PocketSphinx and Apertium.
+/// The Linux desktop: its session, PulseAudio or PipeWire, the Secret Service, PocketSphinx and Apertium.
 ///
 /// It opens its connections at construction, on the main thread, and in the background loads the recognizer's
 /// model. Whatever is missing counts as absent until it comes. The application object must exist already.

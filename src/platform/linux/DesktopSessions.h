@@ -1,0 +1,17 @@
+#pragma once
+
+#include "platform/linux/DesktopSession.h"
+
+#include <functional>
+#include <memory>
+
+namespace quillora::platform {
+
+/// Opens the session that this program was started in. What it offers decides, never the desktop's name: a
+/// Wayland compositor that answers comes before an X server, which is then only there for the programs that
+/// know no better and sees neither the keys nor the windows of the others.
+///
+/// `farewell` is called before the program ends because the desktop has gone: to end what would outlive it.
+std::unique_ptr<DesktopSession> openDesktopSession(std::function<void()> farewell);
+
+} // namespace quillora::platform

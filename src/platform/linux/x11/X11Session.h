@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/linux/DesktopSession.h"
+#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Departure.h"
+#include "platform/linux/x11/X11HotKeys.h"
+#include "platform/linux/x11/X11Keystrokes.h"
+#include "platform/linux/x11/X11Pasteboard.h"
+#include "platform/linux/x11/X11Workspace.h"
+
+#include <functional>
+
+namespace quillora::platform {
+
+/// A desktop that is an X server and whatever manages its windows. Everything but the clipboard shares one
+/// connection. Without a server every facility is there and does nothing.
+class X11Session final : public DesktopSession {
+public:
+    /// `farewell` is called before the program ends because the server has gone.
+    explicit X11Session(std::function<void()> farewell);
+    ~X11Session() override;
+
+    HotKeys &hotKeys() override { return m_hotKeys; }
+    Keystrokes &keystrokes() override { return m_keystrokes; }
+    Pasteboard &pasteboard() override { return m_pasteboard; }
+    Workspace &workspace() override { return m_workspace; }
+
+private:
+    X11Connection m_connection;
+    X11Workspace m_workspace{m_connection};
+    X11Pasteboard m_pasteboard;
+    X11HotKeys m_hotKeys{m_connection};
+    X11Keystrokes m_keystrokes{m_connection, m_hotKeys, [this] { m_pasteboard.lendToPrimary(); }};
+    X11Departure m_departure;
+};
+
+} // namespace quillora::platform

@@ -1,0 +1,173 @@
+#include "platform/linux/DesktopSessions.h"
+#include "platform/HotKeys.h"
+#include "platform/Keystrokes.h"
+#include "platform/Pasteboard.h"
+#include "platform/Workspace.h"
+#include "support/VirtualDisplay.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QLocalServer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QWindow>
+
+using namespace quillora;
+using platform::DesktopSession;
+
+class DesktopSessionsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        qputenv("DISPLAY", m_display.name());
+        qputenv("XDG_RUNTIME_DIR", m_runtimeFolder.path().toUtf8());
+        qunsetenv("WAYLAND_DISPLAY");
+        qunsetenv("XDG_SESSION_TYPE");
+        qunsetenv("XDG_CURRENT_DESKTOP");
+    }
+
+    // Which session it is.
+
+    void whereNoCompositorIsTheXServerIsTheSession() { QVERIFY(givesHotKeysAndKeystrokes(*open())); }
+
+    void aCompositorThatAnswersComesBeforeTheXServer() {
+        const auto compositor = listen(u"wayland-7"_qs);
+        qputenv("WAYLAND_DISPLAY", m_runtimeFolder.filePath(u"wayland-7"_qs).toUtf8());
+        QVERIFY(givesNothing(*open()));
+    }
+
+    void theCompositorIsLookedForInTheRuntimeFolder() {
+        const auto compositor = listen(u"wayland-7"_qs);
+        qputenv("WAYLAND_DISPLAY", "wayland-7");
+        QVERIFY(givesNothing(*open()));
+    }
+
+    void aCompositorThatHasGoneDoesNotCount() {
+        qputenv("WAYLAND_DISPLAY", "wayland-8");
+        QVERIFY(givesHotKeysAndKeystrokes(*open()));
+    }
+
+    void whatTheDesktopIsCalledDoesNotMatter() {
+        qputenv("XDG_SESSION_TYPE", "wayland");
+        qputenv("XDG_CURRENT_DESKTOP", "KDE");
+        QVERIFY(givesHotKeysAndKeystrokes(*open()));
+    }
+
+    // What a session gives that lets programs do nothing beyond their own windows.
+
+    void nothingIsKnownOfOtherPrograms() {
+        const auto session = openPlain();
+        QVERIFY(!session->workspace().frontmostApplication());
+        const auto token = session->workspace().addActivationObserver([](const auto &) {});
+        QVERIFY(token != 0);
+        session->workspace().removeActivationObserver(token);
+    }
+
+    void aCaptureOfAHotKeyCanBeginAndEnd() { QVERIFY(openPlain()->hotKeys().suspend()); }
+
+    void whatStandsOnTheClipboardIsNotRead() {
+        const auto session = openPlain();
+        QGuiApplication::clipboard()->setText(u"before"_qs);
+        QVERIFY(session->pasteboard().items().empty());
+    }
+
+    void aTextIsCopiedAfterAKeyInAWindowOfOurs() {
+        const auto session = openPlain();
+        QWindow window;
+        focus(window);
+        QTest::keyClick(&window, Qt::Key_A);
+        copy(*session);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"hello"_qs);
+    }
+
+    void aTextIsCopiedAfterAClickInAWindowOfOurs() {
+        const auto session = openPlain();
+        QWindow window;
+        focus(window);
+        QTest::mouseClick(&window, Qt::LeftButton);
+        copy(*session);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"hello"_qs);
+    }
+
+    void aWindowInWhichTheUserHasDoneNothingLeavesTheClipboardAlone() {
+        const auto session = openPlain();
+        QWindow window;
+        focus(window);
+        copy(*session);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_qs);
+    }
+
+    void onceTheFocusIsGoneTheClipboardIsLeftAlone() {
+        const auto session = openPlain();
+        {
+            QWindow window;
+            focus(window);
+            QTest::keyClick(&window, Qt::Key_A);
+        }
+        QTRY_VERIFY(!QGuiApplication::focusWindow());
+        copy(*session);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_qs);
+    }
+
+    void whatTheUserDidBeforeTheFocusWentDoesNotCount() {
+        const auto session = openPlain();
+        {
+            QWindow window;
+            focus(window);
+            QTest::keyClick(&window, Qt::Key_A);
+        }
+        QTRY_VERIFY(!QGuiApplication::focusWindow());
+        QWindow another;
+        focus(another);
+        copy(*session);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_qs);
+    }
+
+private:
+    static std::unique_ptr<DesktopSession> open() {
+        return platform::openDesktopSession([] {});
+    }
+
+    std::unique_ptr<DesktopSession> openPlain() const {
+        const auto compositor = listen(u"wayland-9"_qs);
+        qputenv("WAYLAND_DISPLAY", "wayland-9");
+        return open();
+    }
+
+    static void focus(QWindow &window) {
+        window.show();
+        window.requestActivate();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), &window);
+    }
+
+    static void copy(DesktopSession &session) {
+        QGuiApplication::clipboard()->setText(u"before"_qs);
+        session.pasteboard().clearContents();
+        session.pasteboard().setString(u"hello"_qs);
+    }
+
+    std::unique_ptr<QLocalServer> listen(const QString &name) const {
+        auto server = std::make_unique<QLocalServer>();
+        if (!server->listen(m_runtimeFolder.filePath(name)))
+            qFatal("nothing can listen there");
+        return server;
+    }
+
+    static bool takesHotKeys(DesktopSession &session) {
+        return session.hotKeys().take({49, platform::controlModifier}, {}) != nullptr;
+    }
+    static bool givesHotKeysAndKeystrokes(DesktopSession &session) {
+        return takesHotKeys(session) && session.keystrokes().isTrusted();
+    }
+    static bool givesNothing(DesktopSession &session) {
+        return !takesHotKeys(session) && !session.keystrokes().isTrusted() &&
+               !session.keystrokes().isTrustedWithPrompt();
+    }
+
+    const test::VirtualDisplay m_display;
+    const QTemporaryDir m_runtimeFolder;
+};
+
+QTEST_MAIN(DesktopSessionsTest)
+#include "DesktopSessionsTest.moc"
