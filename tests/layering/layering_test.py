@@ -1,5 +1,6 @@
 #!/usr/bin/python3
 """Arrows point down only: each room includes itself and what lies below it, and only main.cpp names the Linux layer.
+Of the recognizer, which is another program, the Linux layer knows the protocol alone.
 The folder of the sources is the only argument."""
 
 import pathlib
@@ -7,8 +8,10 @@ import re
 import sys
 
 BELOW = {
+    "recognizer/protocol": set(),
+    "recognizer": {"recognizer/protocol"},
     "platform": set(),
-    "platform/linux": {"platform"},
+    "platform/linux": {"platform", "recognizer/protocol"},
     "hotkey": {"platform"},
     "speech": {"platform"},
     "translation": {"platform"},
@@ -20,7 +23,10 @@ BELOW = {
 
 
 def room_of(path):
-    return "platform/linux" if path.startswith("platform/linux/") else path.split("/")[0]
+    for room in ("platform/linux", "recognizer/protocol"):
+        if path.startswith(room + "/"):
+            return room
+    return path.split("/")[0]
 
 
 def main(sources):

@@ -1,0 +1,99 @@
+#include "platform/linux/recognition/RecognizerProcess.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+constexpr int socketDescriptor = 3;
+constexpr int patienceMs = 300;
+
+void require(int error) {
+    if (error != 0)
+        throw std::system_error(error, std::generic_category());
+}
+
+/// How a process is started that inherits the socket and nothing else.
+class Inheritance {
+public:
+    explicit Inheritance(int socket) {
+        posix_spawn_file_actions_init(&m_files);
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            require(posix_spawn_file_actions_addopen(&m_files, stream, "/dev/null", O_RDWR, 0));
+        require(posix_spawn_file_actions_adddup2(&m_files, socket, socketDescriptor));
+        require(posix_spawn_file_actions_addclosefrom_np(&m_files, socketDescriptor + 1));
+        posix_spawnattr_init(&m_attributes);
+        sigset_t signals;
+        sigemptyset(&signals);
+        posix_spawnattr_setsigmask(&m_attributes, &signals);
+        sigfillset(&signals);
+        posix_spawnattr_setsigdefault(&m_attributes, &signals);
+        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    ~Inheritance() {
+        posix_spawn_file_actions_destroy(&m_files);
+        posix_spawnattr_destroy(&m_attributes);
+    }
+    Inheritance(const Inheritance &) = delete;
+    Inheritance &operator=(const Inheritance &) = delete;
+
+    pid_t start(const std::string &program) {
+        std::string name = program;
+        char *const arguments[] = {name.data(), nullptr};
+        pid_t id = -1;
+        require(posix_spawn(&id, program.c_str(), &m_files, &m_attributes, arguments, environ));
+        return id;
+    }
+
+private:
+    posix_spawn_file_actions_t m_files{};
+    posix_spawnattr_t m_attributes{};
+};
+
+} // namespace
+
+RecognizerProcess::RecognizerProcess(const std::string &program) {
+    auto [ours, theirs] = recognizer::Channel::pair();
+    m_channel = std::move(ours);
+    m_id = Inheritance(theirs.descriptor()).start(program);
+    m_process = static_cast<int>(::syscall(SYS_pidfd_open, m_id, 0));
+}
+
+RecognizerProcess::~RecognizerProcess() {
+    if (m_id >= 0)
+        ::kill(m_id, SIGKILL);
+    collect();
+    if (m_process >= 0)
+        ::close(m_process);
+}
+
+int RecognizerProcess::collect() {
+    if (m_id < 0)
+        return 0;
+    const auto hasEnded = [this] {
+        pollfd process{m_process, POLLIN, 0};
+        return ::poll(&process, 1, patienceMs) > 0;
+    };
+    if (!hasEnded()) {
+        ::kill(m_id, SIGKILL);
+        // One that even this does not end waits for a disk; the program does not.
+        hasEnded();
+    }
+    int status = 0;
+    const bool isCollected = ::waitpid(std::exchange(m_id, -1), &status, WNOHANG) > 0;
+    if (isCollected && WIFEXITED(status))
+        return WEXITSTATUS(status);
+    return isCollected && WIFSIGNALED(status) ? -WTERMSIG(status) : -SIGKILL;
+}
+
+} // namespace quillora::platform

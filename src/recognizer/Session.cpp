@@ -1,0 +1,120 @@
+#include "recognizer/Session.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quillora::recognizer {
+
+namespace {
+
+constexpr std::uint64_t second = sampleRate;
+
+/// How long nobody must have spoken for an utterance of this length to be over. An engine tells of a pause
+/// when half a second of it has passed, so that the shortest is as short as can be.
+std::uint64_t pauseThatEnds(std::uint64_t length) {
+    if (length < 10 * second)
+        return second / 2;
+    return length < 60 * second ? 1 : 0;
+}
+
+/// The next utterance begins with the end of a pause, or an engine would miss how a word begins that has not
+/// become speech yet.
+constexpr std::size_t leadIn = second / 5;
+
+} // namespace
+
+Session::Session(const Engines &engines, Send send, Confine confine)
+    : m_engines(engines), m_send(std::move(send)), m_confine(std::move(confine)) {}
+
+void Session::handle(const Command &command) {
+    std::visit([this](const auto &message) { take(message); }, command);
+}
+
+void Session::take(const Open &open) {
+    if (m_decoder)
+        throw ProtocolError("a second model");
+    const auto engine = std::find_if(m_engines.begin(), m_engines.end(),
+                                     [&](const auto &one) { return one->name() == open.engine; });
+    if (open.version != protocolVersion || engine == m_engines.end()) {
+        m_send(Refused{Refusal::incompatible});
+        return;
+    }
+    const auto protections = m_confine(open.files);
+    try {
+        m_decoder = (*engine)->load(open.files);
+        m_send(Ready{protections});
+    } catch (const LoadFailure &failure) {
+        m_send(Refused{failure.reason});
+    }
+}
+
+void Session::take(const Begin &begin) {
+    if (!m_decoder || m_dictation)
+        throw ProtocolError("a dictation out of its turn");
+    m_dictation.emplace(Dictation{begin.dictation, begin.position, begin.position, begin.position});
+    m_decoder->beginUtterance();
+}
+
+void Session::take(const Sound &sound) {
+    auto &current = dictation(sound.dictation);
+    decode(current, sound.samples);
+    settleAtPause(current);
+    m_send(Heard{current.number, current.position});
+}
+
+void Session::take(const End &end) {
+    const auto &current = dictation(end.dictation);
+    m_decoder->endUtterance();
+    m_send(Finished{current.number, m_decoder->text()});
+    m_dictation.reset();
+}
+
+void Session::take(const Cancel &cancel) {
+    dictation(cancel.dictation);
+    m_decoder->endUtterance();
+    m_dictation.reset();
+}
+
+Session::Dictation &Session::dictation(std::uint32_t number) {
+    if (!m_dictation || m_dictation->number != number)
+        throw ProtocolError("a message of no dictation");
+    return *m_dictation;
+}
+
+void Session::decode(Dictation &dictation, std::span<const std::int16_t> samples) {
+    m_decoder->accept(samples);
+    dictation.position += samples.size();
+    if (m_decoder->hearsSpeech())
+        dictation.lastSpeech = dictation.position;
+    auto &recent = dictation.recent;
+    recent.insert(recent.end(), samples.begin(), samples.end());
+    if (recent.size() > leadIn)
+        recent.erase(recent.begin(), recent.end() - leadIn);
+    const auto text = m_decoder->text();
+    if (std::exchange(dictation.interim, text) != text)
+        m_send(Interim{dictation.number, text});
+}
+
+void Session::settleAtPause(Dictation &dictation) {
+    const auto length = dictation.position - dictation.utteranceBegin;
+    const auto pause = dictation.position - dictation.lastSpeech;
+    if (pause < pauseThatEnds(length))
+        return;
+    // Before anybody has spoken there is nothing to settle but that sound is not needed any more.
+    constexpr auto longSilence = 5 * second;
+    if (dictation.interim.empty() && length < longSilence)
+        return;
+    m_decoder->endUtterance();
+    const auto text = m_decoder->text();
+    const auto overlap = pause > 0 ? std::exchange(dictation.recent, {}) : std::vector<std::int16_t>();
+    dictation = {.number = dictation.number,
+                 .position = dictation.position - overlap.size(),
+                 .utteranceBegin = dictation.position - overlap.size(),
+                 .lastSpeech = dictation.position - overlap.size()};
+    m_send(Settled{dictation.number, dictation.position, text});
+    m_decoder->beginUtterance();
+    if (!overlap.empty())
+        decode(dictation, overlap);
+}
+
+} // namespace quillora::recognizer

@@ -1,0 +1,66 @@
+#include "recognizer/protocol/Channel.h"
+
+#include <array>
+#include <cerrno>
+#include <sys/socket.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace quillora::recognizer {
+
+namespace {
+
+/// None where nothing has come, or (empty) where the other end is gone.
+std::optional<Bytes> receiveOne(int descriptor, int flags) {
+    Bytes message(largestMessage);
+    ssize_t size = 0;
+    do
+        size = ::recv(descriptor, message.data(), message.size(), flags | MSG_TRUNC);
+    while (size < 0 && errno == EINTR);
+    if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        return std::nullopt;
+    if (size > static_cast<ssize_t>(message.size()))
+        throw ProtocolError("a message that is too long");
+    message.resize(static_cast<std::size_t>(size < 0 ? 0 : size));
+    return message;
+}
+
+} // namespace
+
+Channel::~Channel() {
+    if (m_descriptor >= 0)
+        ::close(m_descriptor);
+}
+
+std::pair<Channel, Channel> Channel::pair() {
+    std::array<int, 2> ends{};
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        throw std::system_error(errno, std::generic_category());
+    return {Channel(ends[0]), Channel(ends[1])};
+}
+
+void Channel::send(const Bytes &message) { send(message, 0); }
+bool Channel::trySend(const Bytes &message) { return send(message, MSG_DONTWAIT); }
+
+bool Channel::send(const Bytes &message, int flags) {
+    ssize_t sent = 0;
+    do
+        sent = ::send(m_descriptor, message.data(), message.size(), flags | MSG_NOSIGNAL);
+    while (sent < 0 && errno == EINTR);
+    // An end that is gone shows where messages are received.
+    return sent >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS);
+}
+
+std::optional<Bytes> Channel::receive() {
+    auto message = receiveOne(m_descriptor, 0);
+    return message && message->empty() ? std::nullopt : std::move(message);
+}
+
+std::optional<Bytes> Channel::tryReceive() {
+    auto message = receiveOne(m_descriptor, MSG_DONTWAIT);
+    if (message && message->empty())
+        throw ProtocolError("the other end is gone");
+    return message;
+}
+
+} // namespace quillora::recognizer

@@ -1,0 +1,111 @@
+#include "recognizer/FakeEngine.h"
+
+#include "recognizer/Recognizer.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <unistd.h>
+#include <utility>
+
+namespace quillora::test {
+
+namespace {
+
+using recognizer::LoadFailure;
+using recognizer::Refusal;
+
+void fail(const std::string &fault) {
+    if (fault == "missing")
+        throw LoadFailure{Refusal::missing};
+    if (fault == "damaged")
+        throw LoadFailure{Refusal::damaged};
+    if (fault == "error")
+        throw std::runtime_error("as the script says");
+    if (fault == "exit")
+        std::exit(0);
+    if (fault == "crash")
+        ::raise(SIGSEGV);
+    if (fault == "memory")
+        ::operator delete(::operator new(std::size_t{1} << 60));
+    if (fault == "garbage" && ::write(recognizer::socketDescriptor, "garbage", 7) == 7)
+        return;
+    if (fault == "hang")
+        for (;;)
+            ::pause();
+}
+
+class FakeDecoder : public recognizer::Decoder {
+public:
+    explicit FakeDecoder(std::map<int, std::string> faults) : m_faults(std::move(faults)) {}
+
+    void beginUtterance() override {
+        m_text.clear();
+        m_last = 0;
+        m_silence = longSilence;
+    }
+    void accept(std::span<const std::int16_t> samples) override {
+        for (const auto sample : samples)
+            accept(sample);
+    }
+    bool hearsSpeech() override { return m_silence < longSilence; }
+    void endUtterance() override {}
+    std::string text() override { return m_text; }
+
+private:
+    static constexpr int longSilence = recognizer::sampleRate / 2;
+
+    void accept(std::int16_t sample) {
+        m_silence = sample == 0 ? m_silence + 1 : 0;
+        if (std::exchange(m_last, sample) == sample || sample == 0)
+            return;
+        if (const auto fault = m_faults.find(sample); fault != m_faults.end())
+            fail(fault->second);
+        m_text += (m_text.empty() ? "w" : " w") + std::to_string(sample);
+    }
+
+    const std::map<int, std::string> m_faults;
+    std::string m_text;
+    std::int16_t m_last = 0;
+    int m_silence = longSilence;
+};
+
+} // namespace
+
+std::unique_ptr<recognizer::Decoder> FakeEngine::load(const std::vector<std::string> &files) const {
+    std::map<int, std::string> faults;
+    std::ifstream script(files.empty() ? std::string() : files.front());
+    for (std::string moment, fault; script >> moment >> fault;) {
+        if (moment == "load")
+            fail(fault);
+        else
+            faults[std::stoi(moment)] = fault;
+    }
+    return std::make_unique<FakeDecoder>(std::move(faults));
+}
+
+std::vector<std::int16_t> FakeSpeech::word(int number, int milliseconds) {
+    return std::vector<std::int16_t>(std::size_t(milliseconds) * recognizer::sampleRate / 1000,
+                                     static_cast<std::int16_t>(number));
+}
+
+std::vector<std::int16_t> FakeSpeech::silence(int milliseconds) { return word(0, milliseconds); }
+
+std::vector<std::int16_t> FakeSpeech::words(int first, int last) {
+    std::vector<std::int16_t> sound;
+    for (int number = first; number <= last; ++number) {
+        for (const auto &part : {word(number), silence(50)})
+            sound.insert(sound.end(), part.begin(), part.end());
+    }
+    return sound;
+}
+
+std::string FakeSpeech::text(int first, int last) {
+    std::string text;
+    for (int number = first; number <= last; ++number)
+        text += (text.empty() ? "w" : " w") + std::to_string(number);
+    return text;
+}
+
+} // namespace quillora::test

@@ -1,0 +1,220 @@
+#include "recognizer/Session.h"
+#include "recognizer/FakeEngine.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <fstream>
+
+using namespace quillora;
+using namespace recognizer;
+namespace FakeSpeech = test::FakeSpeech;
+
+namespace {
+
+/// A session of the fake engine, and what it has answered.
+class FakeSession {
+public:
+    explicit FakeSession(const std::string &script = {}) {
+        engines.push_back(std::make_unique<test::FakeEngine>());
+        std::ofstream(model()) << script;
+    }
+
+    std::string model() const { return m_folder.filePath(QStringLiteral("model")).toStdString(); }
+    void open() { session.handle(Open{protocolVersion, "fake", {model()}}); }
+    void begin(std::uint64_t position = 0) { session.handle(Begin{1, position}); }
+    void hear(const std::vector<std::int16_t> &sound) {
+        constexpr std::size_t portion = 341;
+        for (std::size_t begin = 0; begin < sound.size(); begin += portion) {
+            const auto end = std::min(begin + portion, sound.size());
+            session.handle(Sound{1, {sound.begin() + qsizetype(begin), sound.begin() + qsizetype(end)}});
+        }
+    }
+
+    /// All texts of a kind.
+    template <typename Kind>
+    std::vector<std::string> texts() const {
+        std::vector<std::string> texts;
+        for (const auto &answer : answers) {
+            if (const auto *one = std::get_if<Kind>(&answer))
+                texts.push_back(one->text);
+        }
+        return texts;
+    }
+
+    std::vector<Answer> answers;
+    Engines engines;
+    Session session{engines, [this](const Answer &answer) { answers.push_back(answer); },
+                    [this](const auto &readable) {
+                        answers.push_back(Interim{0, "confined to " + readable.at(0)});
+                        return 3U;
+                    }};
+
+private:
+    QTemporaryDir m_folder;
+};
+
+using Texts = std::vector<std::string>;
+
+} // namespace
+
+class SessionTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theProcessIsConfinedBeforeTheModelIsLoaded() {
+        FakeSession fake("load damaged");
+        fake.open();
+        QVERIFY((fake.answers ==
+                 std::vector<Answer>{Interim{0, "confined to " + fake.model()}, Refused{Refusal::damaged}}));
+    }
+
+    void aModelIsLoadedOnce() {
+        FakeSession fake;
+        fake.open();
+        QVERIFY(fake.answers.back() == Answer(Ready{3}));
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.open());
+    }
+
+    void anotherVersionIsRefusedWithoutALook() {
+        FakeSession fake;
+        fake.session.handle(Open{protocolVersion + 1, {}, {}});
+        QVERIFY(fake.answers == std::vector<Answer>{Refused{Refusal::incompatible}});
+    }
+
+    void anUnknownEngineIsRefused() {
+        FakeSession fake;
+        fake.session.handle(Open{protocolVersion, "another", {fake.model()}});
+        QVERIFY(fake.answers == std::vector<Answer>{Refused{Refusal::incompatible}});
+    }
+
+    void interimTextsComeAsTheyChangeAndTheFinalOneAtTheEnd() {
+        FakeSession fake;
+        fake.open();
+        fake.begin();
+        fake.hear(FakeSpeech::words(1, 3));
+        fake.session.handle(End{1});
+        QVERIFY((fake.texts<Interim>() == Texts{"confined to " + fake.model(), "w1", "w1 w2", "w1 w2 w3"}));
+        QVERIFY(fake.answers.back() == Answer(Finished{1, "w1 w2 w3"}));
+    }
+
+    void soundIsAnsweredOnceItIsDecoded() {
+        FakeSession fake;
+        fake.open();
+        fake.begin(1000);
+        fake.session.handle(Sound{1, FakeSpeech::word(7, 100)});
+        QVERIFY(fake.answers[2] == Answer(Interim{1, "w7"}));
+        QVERIFY(fake.answers[3] == Answer(Heard{1, 2600}));
+    }
+
+    void aPauseSettlesWhatWasSaid() {
+        FakeSession fake;
+        fake.open();
+        fake.begin();
+        fake.hear(FakeSpeech::words(1, 2));
+        fake.hear(FakeSpeech::silence(1100));
+        fake.hear(FakeSpeech::words(3, 4));
+        fake.session.handle(End{1});
+        QVERIFY(fake.texts<Settled>() == Texts{"w1 w2"});
+        QVERIFY(fake.texts<Finished>() == Texts{"w3 w4"});
+    }
+
+    void aGapBetweenWordsSettlesNothing() {
+        FakeSession fake;
+        fake.open();
+        fake.begin();
+        fake.hear(FakeSpeech::word(1));
+        fake.hear(FakeSpeech::silence(900));
+        fake.hear(FakeSpeech::word(2));
+        QVERIFY(fake.texts<Settled>().empty());
+    }
+
+    void theLongerItLastsTheShorterThePauseThatSettlesIt() {
+        FakeSession fake;
+        fake.open();
+        fake.begin();
+        fake.hear(FakeSpeech::words(1, 44)); // 11 s
+        fake.hear(FakeSpeech::silence(550));
+        QVERIFY(fake.texts<Settled>() == Texts{FakeSpeech::text(1, 44)});
+    }
+
+    void withoutAPauseAMinuteIsSettled() {
+        FakeSession fake;
+        fake.open();
+        fake.begin();
+        fake.hear(FakeSpeech::words(1, 300)); // 75 s
+        fake.session.handle(End{1});
+        const auto settled = fake.texts<Settled>();
+        QCOMPARE(settled.size(), 1U);
+        const auto words = std::count(settled[0].begin(), settled[0].end(), 'w');
+        QVERIFY2(words >= 240 && words <= 241, settled[0].c_str());
+        // A word that lies across the cut is one of both parts.
+        QVERIFY(fake.texts<Finished>()[0].ends_with(FakeSpeech::text(int(words) + 1, 300)));
+    }
+
+    void inALongSilenceSoundIsLetGoWithoutAText() {
+        FakeSession fake;
+        fake.open();
+        fake.begin();
+        fake.hear(FakeSpeech::silence(11000));
+        QVERIFY((fake.texts<Settled>() == Texts{"", ""}));
+    }
+
+    void aProcessThatTakesOverWhereTextWasSettledLosesNothing() {
+        auto sound = FakeSpeech::words(1, 5);
+        for (const auto &part : {FakeSpeech::silence(1500), FakeSpeech::words(6, 9)})
+            sound.insert(sound.end(), part.begin(), part.end());
+        FakeSession first;
+        first.open();
+        first.begin();
+        first.hear(sound);
+        std::uint64_t position = 0;
+        for (const auto &answer : first.answers) {
+            if (const auto *settled = std::get_if<Settled>(&answer))
+                position = settled->position;
+        }
+        QVERIFY(position > 0);
+        FakeSession second;
+        second.open();
+        second.begin(position);
+        second.hear({sound.begin() + qsizetype(position), sound.end()});
+        second.session.handle(End{1});
+        QVERIFY(first.texts<Settled>() == Texts{FakeSpeech::text(1, 5)});
+        QVERIFY(second.texts<Finished>() == Texts{FakeSpeech::text(6, 9)});
+    }
+
+    void aCancelledDictationHasNoFinalText() {
+        FakeSession fake;
+        fake.open();
+        fake.begin();
+        fake.hear(FakeSpeech::words(1, 2));
+        fake.session.handle(Cancel{1});
+        QVERIFY(fake.texts<Finished>().empty());
+        fake.begin();
+        fake.hear(FakeSpeech::words(3, 3));
+        fake.session.handle(End{1});
+        QVERIFY(fake.texts<Finished>() == Texts{"w3"});
+    }
+
+    void whatIsOutOfItsTurnIsRefused() {
+        FakeSession fake;
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.begin());
+        fake.open();
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Sound{1, {}}));
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(End{1}));
+        fake.begin();
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.begin());
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Sound{2, {}}));
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Cancel{2}));
+    }
+
+    void anErrorOfTheEngineGoesOn() {
+        FakeSession fake("2 error");
+        fake.open();
+        fake.begin();
+        QVERIFY_THROWS_EXCEPTION(std::runtime_error, fake.hear(FakeSpeech::words(1, 2)));
+    }
+};
+
+QTEST_APPLESS_MAIN(SessionTest)
+#include "SessionTest.moc"
