@@ -8,6 +8,7 @@ pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
 pkg_check_modules(LIBPROXY REQUIRED IMPORTED_TARGET libproxy-1.0)
 pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(SECRET REQUIRED IMPORTED_TARGET libsecret-1)
+pkg_check_modules(SECCOMP REQUIRED IMPORTED_TARGET libseccomp)
 pkg_check_modules(SENTENCEPIECE REQUIRED IMPORTED_TARGET sentencepiece)
 
 # Debian's pocketsphinx.pc names an include folder that does not exist, so the paths are set by hand.

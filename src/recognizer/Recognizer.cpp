@@ -1,5 +1,6 @@
 #include "recognizer/Recognizer.h"
 
+#include "recognizer/Confinement.h"
 #include "recognizer/Session.h"
 #include "recognizer/protocol/Channel.h"
 
@@ -25,15 +26,15 @@ void keepMemoryPrivate() {
 } // namespace
 
 int serve(const Engines &engines) {
-    // A program that is gone already shows at the socket.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     keepMemoryPrivate();
     std::set_new_handler([] { std::_Exit(noMemoryStatus); });
     try {
         Channel program(socketDescriptor);
-        Session session(
-            engines, [&](const Answer &answer) { program.send(encode(answer)); },
-            [](const std::vector<std::string> &) { return 0U; });
+        // One that ended before that tells nobody any more, though it may have left messages.
+        if (program.isOtherEndGone())
+            return EXIT_SUCCESS;
+        Session session(engines, [&](const Answer &answer) { program.send(encode(answer)); }, confine);
         while (const auto message = program.receive())
             session.handle(decodeCommand(*message));
         return EXIT_SUCCESS;

@@ -59,7 +59,7 @@ void Session::take(const Sound &sound) {
     auto &current = dictation(sound.dictation);
     decode(current, sound.samples);
     settleAtPause(current);
-    m_send(Heard{current.number, current.position});
+    m_send(Heard{current.number});
 }
 
 void Session::take(const End &end) {

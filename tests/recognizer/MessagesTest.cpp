@@ -20,7 +20,7 @@ const std::vector<Command> commands{
     Cancel{0xFFFFFFFF},
 };
 const std::vector<Answer> answers{
-    Ready{systemCalls | files}, Refused{Refusal::incompatible},         Heard{7, 1ULL << 40},
+    Ready{systemCalls | files}, Refused{Refusal::incompatible},         Heard{7},
     Interim{7, "he was"},       Settled{7, 16000, "he was not Zoë 王"}, Finished{7, ""},
 };
 
@@ -96,6 +96,7 @@ private Q_SLOTS:
 
     void aChannelKeepsMessagesApart() {
         auto [here, there] = Channel::pair();
+        QVERIFY(!here.isOtherEndGone());
         here.send(encode(Begin{1, 0}));
         here.send(encode(End{1}));
         QVERIFY(decodeCommand(*there.receive()) == Command(Begin{1, 0}));
@@ -108,6 +109,7 @@ private Q_SLOTS:
         {
             const auto gone = std::move(there);
         }
+        QVERIFY(here.isOtherEndGone());
         QVERIFY(!here.receive());
         QVERIFY_THROWS_EXCEPTION(ProtocolError, here.tryReceive());
         here.send(encode(End{1})); // without a signal

@@ -168,6 +168,21 @@ private Q_SLOTS:
         ::prctl(PR_SET_CHILD_SUBREAPER, 0);
     }
 
+    void itCanDoNothingButItsWork() {
+        RecognizerProcess process(QUILLORA_FAKE_RECOGNIZER);
+        const auto [protections, done] = probe(process);
+        QVERIFY2(protections == (systemCalls | files), "this kernel cannot confine a process");
+        QCOMPARE(done, std::string());
+    }
+
+    void onAKernelThatCannotConfineItItWorksAndSaysSo() {
+        RecognizerProcess process(QUILLORA_OLD_KERNEL);
+        const auto [protections, done] = probe(process);
+        QCOMPARE(protections, 0U);
+        QVERIFY2(done.starts_with("network local-socket create write"), done.c_str());
+        QVERIFY2(!done.ends_with("image"), done.c_str());
+    }
+
     void aProgramThatIsNotThereIsAnError() {
         QVERIFY_THROWS_EXCEPTION(std::system_error, RecognizerProcess("/nonexistent"));
     }
@@ -187,6 +202,20 @@ private:
         if (!std::holds_alternative<Ready>(answerOf(*process)))
             throw std::runtime_error("the fake engine was not loaded");
         return process;
+    }
+
+    struct Probed {
+        std::uint32_t protections;
+        std::string done;
+    };
+    Probed probe(RecognizerProcess &process) const {
+        writeScript({});
+        QFile::copy(QString::fromStdString(model()), m_folder.filePath(u"file"_qs));
+        say(process, Open{protocolVersion, "probe", {m_folder.path().toStdString()}});
+        const auto ready = std::get<Ready>(answerOf(process));
+        say(process, Begin{1, 0});
+        say(process, End{1});
+        return {ready.protections, std::get<Finished>(answerOf(process)).text};
     }
 
     QTemporaryDir m_folder;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <poll.h>
 #include <sys/socket.h>
 #include <system_error>
 #include <unistd.h>
@@ -37,6 +38,11 @@ std::pair<Channel, Channel> Channel::pair() {
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
         throw std::system_error(errno, std::generic_category());
     return {Channel(ends[0]), Channel(ends[1])};
+}
+
+bool Channel::isOtherEndGone() const {
+    pollfd end{m_descriptor, 0, 0};
+    return ::poll(&end, 1, 0) > 0;
 }
 
 void Channel::send(const Bytes &message) { send(message, 0); }

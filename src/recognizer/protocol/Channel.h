@@ -24,6 +24,9 @@ public:
 
     int descriptor() const { return m_descriptor; }
 
+    /// There may be messages of it yet.
+    bool isOtherEndGone() const;
+
     /// Waits until there is room.
     void send(const Bytes &message);
 

@@ -92,7 +92,6 @@ struct Refused {
 };
 struct Heard {
     std::uint32_t dictation = 0;
-    std::uint64_t position = 0;
     bool operator==(const Heard &) const = default;
 };
 struct Interim {

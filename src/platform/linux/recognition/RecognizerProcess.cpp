@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <filesystem>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/syscall.h>
@@ -62,6 +63,10 @@ private:
 
 } // namespace
 
+std::string RecognizerProcess::installedProgram() {
+    return std::filesystem::read_symlink("/proc/self/exe").replace_filename("quillora-recognizer");
+}
+
 RecognizerProcess::RecognizerProcess(const std::string &program) {
     auto [ours, theirs] = recognizer::Channel::pair();
     m_channel = std::move(ours);
@@ -70,8 +75,6 @@ RecognizerProcess::RecognizerProcess(const std::string &program) {
 }
 
 RecognizerProcess::~RecognizerProcess() {
-    if (m_id >= 0)
-        ::kill(m_id, SIGKILL);
     collect();
     if (m_process >= 0)
         ::close(m_process);
@@ -84,7 +87,7 @@ int RecognizerProcess::collect() {
         pollfd process{m_process, POLLIN, 0};
         return ::poll(&process, 1, patienceMs) > 0;
     };
-    if (!hasEnded()) {
+    if (!m_channel.isOtherEndGone() || !hasEnded()) {
         ::kill(m_id, SIGKILL);
         // One that even this does not end waits for a disk; the program does not.
         hasEnded();

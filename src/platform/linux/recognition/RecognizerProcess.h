@@ -11,6 +11,9 @@ namespace quillora::platform {
 /// ends with that thread, whatever becomes of the program.
 class RecognizerProcess {
 public:
+    /// The one that is installed beside this program.
+    static std::string installedProgram();
+
     /// Throws std::system_error if `program` cannot be started.
     explicit RecognizerProcess(const std::string &program);
 
