@@ -1,7 +1,8 @@
 #include "fakes/FakeMainQueue.h"
-#include "platform/linux/recognition/PocketSphinxDecoder.h"
+#include "platform/linux/recognition/PocketSphinxData.h"
 #include "platform/linux/recognition/SpeechResampler.h"
 #include "platform/linux/sound/PulseMicrophone.h"
+#include "recognizer/pocketsphinx/PocketSphinxDecoder.h"
 #include "support/Recording.h"
 #include "support/SoundServer.h"
 #include "support/WordErrorRate.h"
@@ -17,7 +18,7 @@
 
 using namespace quillora;
 using platform::PocketSphinxData;
-using platform::PocketSphinxDecoder;
+using recognizer::PocketSphinxDecoder;
 using test::Recording;
 using test::WordErrorRate;
 
@@ -37,6 +38,11 @@ double memory(const char *name) {
     return 0;
 }
 
+PocketSphinxDecoder decoderWith(const PocketSphinxDecoder::Options &options) {
+    const auto files = PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model().files;
+    return {files[0], files[1], files[2], options};
+}
+
 /// How long the end of one utterance takes and the whole of it, and how many words are wrong.
 struct Measurement {
     double endMs = 0;
@@ -52,13 +58,13 @@ Measurement decode(PocketSphinxDecoder &decoder, const std::vector<qint16> &soun
     decoder.beginUtterance();
     for (size_t begin = 0; begin < sound.size(); begin += chunk) {
         const auto from = sound.begin() + qsizetype(begin);
-        decoder.accept({from, from + qsizetype(std::min(chunk, sound.size() - begin))});
+        decoder.accept({from, std::min(chunk, sound.size() - begin)});
         decoder.text();
     }
     QElapsedTimer end;
     end.start();
     decoder.endUtterance();
-    const auto text = decoder.text();
+    const auto text = QString::fromStdString(decoder.text());
     measurement.endMs = milliseconds(end);
     measurement.share = milliseconds(whole) / (double(sound.size()) / 16);
     measurement.errors = WordErrorRate::of(text, spoken);
@@ -79,8 +85,7 @@ void printOptions() {
     };
     for (const auto &row : {Row{"flat search, best path", {true, true}}, Row{"best path", {false, true}},
                             Row{"flat search", {true, false}}, Row{"none", {false, false}}}) {
-        PocketSphinxDecoder decoder(*PocketSphinxData::find(PocketSphinxData::standardFolders()),
-                                    row.options);
+        auto decoder = decoderWith(row.options);
         WordErrorRate total;
         double longestEnd = 0, share = 0;
         for (const auto &recording : Recording::all()) {
@@ -103,7 +108,7 @@ void printLoading() {
     const double before = memory("VmRSS");
     QElapsedTimer timer;
     timer.start();
-    const PocketSphinxDecoder decoder(*PocketSphinxData::find(PocketSphinxData::standardFolders()), {});
+    const auto decoder = decoderWith({});
     std::printf("model: loaded in %.0f ms, %.0f MiB resident (%.0f MiB at most)\n", milliseconds(timer),
                 memory("VmRSS") - before, memory("VmHWM"));
 }

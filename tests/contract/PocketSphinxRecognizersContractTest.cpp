@@ -30,7 +30,8 @@ public:
     }
 
 private:
-    platform::PocketSphinxRecognizers m_recognizers{std::make_shared<platform::CaptureDrain>()};
+    platform::PocketSphinxRecognizers m_recognizers{std::make_shared<platform::CaptureDrain>(),
+                                                    QUILLORA_RECOGNIZER};
 };
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
+#include <functional>
 #include <stdexcept>
 
 namespace quillora::test {
@@ -22,12 +23,17 @@ public:
 
     /// Leaves the first `size` bytes of a file; `name` is relative to the folder.
     void truncate(const QString &name, qint64 size) const {
+        change(name, [size](QByteArray &bytes) { bytes.truncate(size); });
+    }
+    void change(const QString &name, const std::function<void(QByteArray &)> &change) const {
         QFile source(installed().filePath(name));
         QFile::remove(file(name));
         QFile target(file(name));
         if (!source.open(QIODevice::ReadOnly) || !target.open(QIODevice::WriteOnly))
-            throw std::runtime_error("cannot truncate " + name.toStdString());
-        target.write(source.read(size));
+            throw std::runtime_error("cannot change " + name.toStdString());
+        auto bytes = source.readAll();
+        change(bytes);
+        target.write(bytes);
     }
     void remove(const QString &name) const { QFile::remove(file(name)); }
     void repair(const QString &name) const {

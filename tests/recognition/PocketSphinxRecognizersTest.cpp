@@ -1,5 +1,4 @@
 #include "platform/linux/recognition/PocketSphinxRecognizers.h"
-#include "platform/linux/recognition/PocketSphinxDecoder.h"
 #include "recognition/ModelFolder.h"
 #include "support/ChildProcess.h"
 #include "support/OwnTime.h"
@@ -13,8 +12,6 @@
 
 using namespace quillora;
 using platform::AudioBuffer;
-using platform::PocketSphinxData;
-using platform::PocketSphinxDecoder;
 using platform::PocketSphinxRecognizers;
 using test::ChildProcess;
 using test::ModelFolder;
@@ -83,7 +80,7 @@ class PocketSphinxRecognizersTest : public QObject {
 
 private Q_SLOTS:
     void soundThatComesBeforeTheModelIsLoadedIsNotLost() {
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
         listening.recognition->endAudio();
@@ -106,7 +103,7 @@ private Q_SLOTS:
             }
             live = live == 2 ? 5 : 2;
         }
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         const auto errorsIn = [&](const AudioBuffer &sound) {
             Listening listening(recognizers);
             listening.hear(sound);
@@ -119,7 +116,7 @@ private Q_SLOTS:
     }
 
     void interimTextsGrowIntoTheFinalOne() {
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
         listening.recognition->endAudio();
@@ -135,7 +132,7 @@ private Q_SLOTS:
     }
 
     void silenceIsAnEmptyFinalText() {
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         Listening listening(recognizers);
         listening.hear({{48000, 2}, std::vector<qint16>(2 * 48000, 0)});
         listening.recognition->endAudio();
@@ -144,7 +141,7 @@ private Q_SLOTS:
     }
 
     void noSoundAtAllIsAnEmptyFinalText() {
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         Listening listening(recognizers);
         listening.recognition->endAudio();
         QCOMPARE(listening.finalText(), u""_qs);
@@ -152,7 +149,7 @@ private Q_SLOTS:
     }
 
     void onePressAfterTheOtherIsRecognized() {
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         for (int i = 0; i < 3; ++i) {
             Listening listening(recognizers);
             listening.hear(Recording::of(sentence).sound());
@@ -161,22 +158,8 @@ private Q_SLOTS:
         }
     }
 
-    void littleIsLeftToDecodeHoweverLongTheDictationWas() {
-        PocketSphinxDecoder decoder(*PocketSphinxData::find(PocketSphinxData::standardFolders()), {});
-        decoder.beginUtterance();
-        for (int i = 0; i < 2; ++i) {
-            for (const Recording &recording : Recording::all())
-                decoder.accept(recording.sound().samples);
-        }
-        const test::OwnTime timer;
-        decoder.endUtterance();
-        QVERIFY(!decoder.text().isEmpty());
-        qInfo("%lld ms to decode at the end", timer.elapsed());
-        QVERIFY(timer.elapsed() < 250);
-    }
-
     void aCancelledRecognitionSaysNothingMore() {
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
         listening.recognition->cancel();
@@ -187,21 +170,21 @@ private Q_SLOTS:
     }
 
     void aCancelledRecognitionMakesWayAtOnce() {
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         waitForModel(recognizers);
         Listening cancelled(recognizers);
         for (int i = 0; i < 20; ++i)
             cancelled.hear(Recording::of(sentence).sound());
         cancelled.recognition->cancel();
-        const test::OwnTime timer;
+        const test::OwnTime timer; // all of that would take twice as long as this, on a machine of its own
         Listening next(recognizers);
         next.recognition->endAudio();
         next.finalText();
-        QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY2(timer.elapsed() < 4000, qPrintable(QString::number(timer.elapsed())));
     }
 
     void droppingTheRecognitionEndsTheSound() {
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
         listening.recognition.reset();
@@ -209,7 +192,7 @@ private Q_SLOTS:
     }
 
     void theSoundEndsOnlyWhenWhatWasCapturedIsHandedOver() {
-        PocketSphinxRecognizers recognizers(m_drain);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         Listening listening(recognizers);
         auto hold = std::make_unique<platform::CaptureDrain::Hold>(m_drain);
         listening.recognition->endAudio();
@@ -220,7 +203,7 @@ private Q_SLOTS:
     }
 
     void endingEverythingTellsWhatIsUnderWay() {
-        auto recognizers = std::make_unique<PocketSphinxRecognizers>(m_drain);
+        auto recognizers = std::make_unique<PocketSphinxRecognizers>(m_drain, QUILLORA_RECOGNIZER);
         Listening first(*recognizers);
         Listening second(*recognizers);
         first.hear(Recording::of(sentence).sound());
@@ -233,12 +216,12 @@ private Q_SLOTS:
     void endingEverythingWhileTheModelIsLoadedLeavesNoThread() {
         const auto before = threadCount();
         for (int i = 0; i < 5; ++i)
-            PocketSphinxRecognizers recognizers(m_drain);
+            PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         QCOMPARE(threadCount(), before);
     }
 
     void aHandleThatOutlivesTheRecognitionIsUnavailable() {
-        auto recognizers = std::make_unique<PocketSphinxRecognizers>(m_drain);
+        auto recognizers = std::make_unique<PocketSphinxRecognizers>(m_drain, QUILLORA_RECOGNIZER);
         const auto recognizer = recognizers->makeRecognizer(u"en-US"_qs);
         recognizers.reset();
         QVERIFY(!recognizer->isAvailable());
@@ -246,7 +229,7 @@ private Q_SLOTS:
 
     void withoutDataNothingIsSupported() {
         const QTemporaryDir empty;
-        PocketSphinxRecognizers recognizers(m_drain, {empty.path()});
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {empty.path()});
         QCOMPARE(recognizers.supportedLocales(), QStringList());
         QVERIFY(!recognizers.makeRecognizer(u"en-US"_qs));
     }
@@ -254,7 +237,7 @@ private Q_SLOTS:
     void dataThatIsCutShortMakesTheRecognizerUnavailableUntilItIsRepaired() {
         const ModelFolder folder;
         folder.truncate(u"en-us/mdef"_qs, 100000);
-        PocketSphinxRecognizers recognizers(m_drain, {folder.path()});
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {folder.path()});
         QCOMPARE(recognizers.supportedLocales(), QStringList{u"en-US"_qs});
         const auto isAvailable = [&] { return recognizers.makeRecognizer(u"en-US"_qs)->isAvailable(); };
         QTRY_VERIFY(!isAvailable());
@@ -271,14 +254,14 @@ private Q_SLOTS:
     void aRecognitionThatWaitsForABrokenModelIsTold() {
         const ModelFolder folder;
         folder.truncate(u"en-us/mdef"_qs, 1000);
-        PocketSphinxRecognizers recognizers(m_drain, {folder.path()});
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {folder.path()});
         Listening listening(recognizers);
-        QTRY_COMPARE(listening.errors(), QStringList{u"The speech model could not be loaded."_qs});
+        QTRY_COMPARE(listening.errors(), QStringList{u"The speech model is damaged."_qs});
     }
 
     void aLoadedModelNeedsItsDataNoMore() {
         const ModelFolder folder;
-        PocketSphinxRecognizers recognizers(m_drain, {folder.path()});
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {folder.path()});
         waitForModel(recognizers);
         for (const auto &name : {u"en-us/sendump"_qs, u"en-us/mdef"_qs, u"en-us.lm.bin"_qs})
             folder.truncate(name, 10);
@@ -293,26 +276,20 @@ private Q_SLOTS:
     void dataInstalledLaterIsFound() {
         const ModelFolder folder;
         folder.remove(u"en-us.lm.bin"_qs);
-        PocketSphinxRecognizers recognizers(m_drain, {folder.path()});
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {folder.path()});
         QVERIFY(!recognizers.makeRecognizer(u"en-US"_qs));
         folder.repair(u"en-us.lm.bin"_qs);
         QVERIFY(recognizers.makeRecognizer(u"en-US"_qs)->isAvailable());
     }
 
-    void marksOfTheLibraryAreLeftOut_data() {
-        QTest::addColumn<QString>("hypothesis");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("words") << u"he was young"_qs << u"he was young"_qs;
-        QTest::newRow("silence") << u"<s> he <sil> was </s>"_qs << u"he was"_qs;
-        QTest::newRow("noise") << u"[NOISE] he ++UM++ was [SPEECH]"_qs << u"he was"_qs;
-        QTest::newRow("pronunciations") << u"the(2) man(13)"_qs << u"the man"_qs;
-        QTest::newRow("apostrophes") << u"'em i'm"_qs << u"'em i'm"_qs;
-        QTest::newRow("nothing") << QString() << u""_qs;
-    }
-    void marksOfTheLibraryAreLeftOut() {
-        QFETCH(QString, hypothesis);
-        QFETCH(QString, text);
-        QCOMPARE(PocketSphinxDecoder::words(hypothesis), text);
+    void aBrokenCopyDoesNotHideAGoodOne() {
+        const ModelFolder broken, good;
+        broken.truncate(u"en-us.lm.bin"_qs, 20000000);
+        PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {broken.path(), good.path()});
+        Listening listening(recognizers);
+        listening.hear(Recording::of(sentence).sound());
+        listening.recognition->endAudio();
+        QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
     }
 
 private:

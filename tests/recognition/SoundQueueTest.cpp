@@ -2,10 +2,12 @@
 
 #include <QTest>
 
+#include <poll.h>
 #include <thread>
 
 using quillora::platform::AudioBuffer;
 using quillora::platform::SoundQueue;
+using quillora::platform::WakeUp;
 
 namespace {
 
@@ -18,60 +20,80 @@ class SoundQueueTest : public QObject {
 
 private Q_SLOTS:
     void allThatHasComeIsTakenAtOnceAndInOrder() {
-        SoundQueue queue;
+        SoundQueue queue(m_reader);
         queue.append(buffer(1));
         queue.append(buffer(2));
         const auto portion = queue.take();
-        QCOMPARE(portion->buffers, (std::vector{buffer(1), buffer(2)}));
-        QVERIFY(!portion->isLast);
+        QCOMPARE(portion.buffers, (std::vector{buffer(1), buffer(2)}));
+        QCOMPARE(portion.state, SoundQueue::State::open);
     }
 
     void soundIsHandedOnWithoutACopy() {
-        SoundQueue queue;
+        SoundQueue queue(m_reader);
         auto sound = buffer(1);
         const auto *samples = sound.samples.data();
         queue.append(std::move(sound));
-        QCOMPARE(queue.take()->buffers.front().samples.data(), samples);
+        QCOMPARE(queue.take().buffers.front().samples.data(), samples);
     }
 
     void theEndComesAfterTheSound() {
-        SoundQueue queue;
+        SoundQueue queue(m_reader);
         queue.append(buffer(1));
         queue.end();
         const auto portion = queue.take();
-        QCOMPARE(portion->buffers, std::vector{buffer(1)});
-        QVERIFY(portion->isLast);
+        QCOMPARE(portion.buffers, std::vector{buffer(1)});
+        QCOMPARE(portion.state, SoundQueue::State::ended);
     }
 
     void soundAfterTheEndIsIgnored() {
-        SoundQueue queue;
+        SoundQueue queue(m_reader);
         queue.end();
         queue.append(buffer(1));
         const auto portion = queue.take();
-        QVERIFY(portion->buffers.empty());
-        QVERIFY(portion->isLast);
+        QVERIFY(portion.buffers.empty());
+        QCOMPARE(portion.state, SoundQueue::State::ended);
     }
 
     void aCancelledQueueHasNothing() {
-        SoundQueue queue;
+        SoundQueue queue(m_reader);
         queue.append(buffer(1));
         queue.cancel();
         queue.append(buffer(2));
         queue.end();
-        QVERIFY(!queue.take());
-        QVERIFY(queue.isCancelled());
+        const auto portion = queue.take();
+        QVERIFY(portion.buffers.empty());
+        QCOMPARE(portion.state, SoundQueue::State::cancelled);
     }
 
-    void cancellingEndsTheWait() {
-        SoundQueue queue;
-        std::thread canceller([&] { queue.cancel(); });
-        QVERIFY(!queue.take());
-        canceller.join();
+    void nothingIsThereBeforeSoundComes() {
+        SoundQueue queue(m_reader);
+        const auto portion = queue.take();
+        QVERIFY(portion.buffers.empty());
+        QCOMPARE(portion.state, SoundQueue::State::open);
+    }
+
+    void itsReaderIsWokenByWhateverHappens() {
+        SoundQueue queue(m_reader);
+        const auto isWoken = [this] {
+            pollfd reader{m_reader->descriptor(), POLLIN, 0};
+            const bool woken = ::poll(&reader, 1, 0) == 1;
+            m_reader->settle();
+            return woken;
+        };
+        isWoken();
+        QVERIFY(!isWoken());
+        queue.append(buffer(1));
+        QVERIFY(isWoken());
+        queue.end();
+        QVERIFY(isWoken());
+        queue.cancel();
+        QVERIFY(isWoken());
+        QVERIFY(!isWoken());
     }
 
     void nothingIsLostBetweenThreads() {
         constexpr int count = 20000;
-        SoundQueue queue;
+        SoundQueue queue(m_reader);
         std::thread capture([&] {
             for (int i = 0; i < count; ++i)
                 queue.append(buffer(static_cast<qint16>(i % 1000)));
@@ -79,16 +101,19 @@ private Q_SLOTS:
         });
         int received = 0;
         bool isInOrder = true;
-        for (bool isLast = false; !isLast;) {
+        for (auto state = SoundQueue::State::open; state == SoundQueue::State::open;) {
             const auto portion = queue.take();
-            for (const auto &taken : portion->buffers)
+            for (const auto &taken : portion.buffers)
                 isInOrder = taken == buffer(static_cast<qint16>(received++ % 1000)) && isInOrder;
-            isLast = portion->isLast;
+            state = portion.state;
         }
         capture.join();
         QCOMPARE(received, count);
         QVERIFY(isInOrder);
     }
+
+private:
+    const std::shared_ptr<WakeUp> m_reader = std::make_shared<WakeUp>();
 };
 
 QTEST_APPLESS_MAIN(SoundQueueTest)

@@ -47,7 +47,7 @@ struct LinuxPlatform::Facilities {
     const std::shared_ptr<PulseConnection> sound = std::make_shared<PulseConnection>();
     DesktopSpeechPermissions speechPermissions{sound, mainQueue};
     PulseMicrophone microphone{sound, mainQueue};
-    PocketSphinxRecognizers speechRecognizers{sound->drain()};
+    PocketSphinxRecognizers speechRecognizers{sound->drain(), RecognizerProcess::installedProgram()};
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession{mainQueue};
 

@@ -1,100 +1,90 @@
 #include "platform/linux/recognition/PocketSphinxData.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
-#include <QtEndian>
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace quillora::platform {
 
 namespace {
 
-const auto acousticParts = {
-    u"mdef"_qs,        u"means"_qs,    u"variances"_qs, u"sendump"_qs, u"transition_matrices"_qs,
-    u"feat.params"_qs, u"noisedict"_qs};
+constexpr qint64 beginningSize = 4096;
 
-quint32 numberAt(const QByteArray &bytes, qsizetype position) {
-    return qFromLittleEndian<quint32>(bytes.constData() + position);
-}
+/// A file of Debian's pocketsphinx-en-us 0.8+5prealpha.
+struct KnownFile {
+    const char *name;
+    qint64 size;
+    const char *checksum;  ///< SHA-256
+    const char *beginning; ///< the same of its first 4096 bytes
+};
 
-bool hasNumbers(const QByteArray &bytes, qsizetype position, qsizetype count) {
-    return position + count * qsizetype{sizeof(quint32)} <= bytes.size();
-}
+constexpr std::array acousticFiles{
+    KnownFile{"mdef", 2959176, "2360f9a86889c1cfee8bd618a0269387911e5fb2920a594f506b18b8c79683b0",
+              "595be1eba57f9d6d6ef9cbd6d825f3991b1c093cab050cec32284f9cf3ea7fa8"},
+    KnownFile{"means", 838732, "832019e32cac12eb318964f96f469034acb12d0348eeddc3831831a100cb4dd4",
+              "e84970a3b1e43106030cc3fc40b7d2621296ed860973efbad5bb489837de1f04"},
+    KnownFile{"variances", 838732, "b00d696f85e96834fc10f8e5f06428d8c4db6bffdbe5845b6f69bf6efbc48fa5",
+              "2eae9a453d348befd62542b68304e82557f7283b47f8ba1f3bec7ccf5af28f99"},
+    KnownFile{"sendump", 1969024, "8c9564c0d5bef69ca9d9bf1014abe162f071644cf02cf1fa8a483c3dc165a7a8",
+              "596dad4ebafbf34559ece5f54050571f9dbb9cc230e302c70e803e3d5d4eb5c6"},
+    KnownFile{"transition_matrices", 2080, "c1f7f28ea43177be734be1f88bd7f1b9a853d0e660f8599c67c6eaeca8bb539a",
+              "c1f7f28ea43177be734be1f88bd7f1b9a853d0e660f8599c67c6eaeca8bb539a"},
+    KnownFile{"feat.params", 230, "9f8058c107ebbc42abef6d39c67c6aedbcf60ac371332e550994e12a0392cb02",
+              "9f8058c107ebbc42abef6d39c67c6aedbcf60ac371332e550994e12a0392cb02"},
+    KnownFile{"noisedict", 56, "7295b07df2c204c4f87c6782b6be1a3859d7006d4e3864181c955d6dab105a33",
+              "7295b07df2c204c4f87c6782b6be1a3859d7006d4e3864181c955d6dab105a33"},
+};
+constexpr KnownFile languageModelFile{"en-us.lm.bin", 27114385,
+                                      "db21d0642286677699e6dbc859d2e5395570222361999387ce60f6e1d01995d6",
+                                      "7c653bbe1caf498f478a98f5ddc4aeebefd04ae95f39ea629377127d7dba6579"};
+constexpr KnownFile dictionaryFile{"cmudict-en-us.dict", 3272051,
+                                   "9de99dd2a24b63c653c1c30ab39388d05185cae36d0875f15c319b4ad6dc43af",
+                                   "94c28bd740d210c0deca21108d377bd6333523f5df002baf65198deed962ba3d"};
 
-/// The binary form tells all its counts at its beginning; other forms are read with checks by the library.
-bool isModelDefinitionWhole(QFile &file) {
-    constexpr qsizetype headerLimit = qsizetype{64} * 1024;
-    constexpr qsizetype countsInHeader = 10;
-    const auto bytes = file.read(headerLimit);
-    if (!bytes.startsWith("BMDF"))
-        return !bytes.isEmpty();
-    if (!hasNumbers(bytes, 4, 2))
-        return false;
-    const qsizetype counts = 12 + qsizetype{numberAt(bytes, 8)};
-    if (!hasNumbers(bytes, counts, countsInHeader))
-        return false;
-    const auto count = [&](qsizetype index) { return qsizetype{numberAt(bytes, counts + 4 * index)}; };
-    const auto basePhones = count(0), phones = count(1), states = count(2), sequences = count(6),
-               treeNodes = count(8);
-
-    const qsizetype names = counts + 4 * countsInHeader;
-    qsizetype end = names;
-    for (qsizetype phone = 0; phone < basePhones; ++phone) {
-        end = bytes.indexOf('\0', end) + 1;
-        if (end == 0)
-            return false;
+/// The checksum of the first `size` bytes of a file, or of all that there are.
+QByteArray checksum(const QString &path, qint64 size) {
+    QFile file(path);
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    constexpr qint64 portion = qint64{1} << 16;
+    if (file.open(QIODevice::ReadOnly)) {
+        for (QByteArray bytes; size > 0 && !(bytes = file.read(std::min(size, portion))).isEmpty();) {
+            hash.addData(bytes);
+            size -= bytes.size();
+        }
     }
-    constexpr qsizetype treeNodeSize = 8, phoneSize = 12, lengthSize = 4, stateSize = 2;
-    const qsizetype namesSize = (end - names + 3) / 4 * 4;
-    const qsizetype fixedSize =
-        names + namesSize + treeNodes * treeNodeSize + phones * phoneSize + lengthSize;
-    // Where phones differ in their number of states, each sequence has at least one and a length of its own.
-    const qsizetype sequenceSize = states > 0 ? states * stateSize : stateSize + 1;
-    return file.size() >= fixedSize + sequences * sequenceSize;
+    return hash.result().toHex();
 }
 
-/// The binary form ends in a block of words, as many as it has unigrams, with the block's length before it.
-bool isLanguageModelWhole(QFile &file) {
-    const QByteArray magic = "Trie Language Model";
-    const auto header = file.read(magic.size() + 1 + qsizetype{sizeof(quint32)});
-    if (!header.startsWith(magic))
-        return !header.isEmpty();
-    if (!hasNumbers(header, magic.size() + 1, 1))
-        return false;
-    const auto wordCount = qsizetype{numberAt(header, magic.size() + 1)};
+enum class Growth { forbidden, allowed };
 
-    constexpr qsizetype longestWord = 64;
-    const auto tailSize = std::min<qint64>(file.size(), wordCount * longestWord + qint64{sizeof(quint32)});
-    file.seek(file.size() - tailSize);
-    const auto tail = file.read(tailSize);
-    if (!tail.endsWith('\0'))
-        return false;
-    qsizetype begin = tail.size();
-    for (qsizetype word = 0; word <= wordCount && begin > 0; ++word)
-        begin = tail.lastIndexOf('\0', begin - 1 - tail.size());
-    const qsizetype length = tail.size() - begin - 1;
-    constexpr qsizetype lengthSize = sizeof(quint32);
-    return begin >= lengthSize - 1 && numberAt(tail, begin - lengthSize + 1) == length;
+ModelJudgement judge(const QString &path, const KnownFile &known, Growth growth) {
+    if (checksum(path, beginningSize) != known.beginning)
+        return ModelJudgement::unknown;
+    const qint64 size = QFileInfo(path).size();
+    const bool hasRightSize = growth == Growth::allowed ? size >= known.size : size == known.size;
+    return hasRightSize && checksum(path, known.size) == known.checksum ? ModelJudgement::right
+                                                                        : ModelJudgement::wrong;
 }
 
-QByteArray lastLine(QFile &file) {
-    constexpr qint64 enough = 4096;
-    file.seek(std::max<qint64>(0, file.size() - enough));
-    auto tail = file.read(enough);
-    if (!tail.endsWith('\n'))
-        return {};
-    tail.chop(1);
-    return tail.mid(tail.lastIndexOf('\n') + 1);
+/// One of which some files are the package's and others are not is no other version.
+ModelJudgement judgeAcousticModel(const QDir &folder) {
+    bool hasRight = false, hasUnknown = false;
+    for (const auto &known : acousticFiles) {
+        const auto one = judge(folder.filePath(QString::fromLatin1(known.name)), known, Growth::forbidden);
+        if (one == ModelJudgement::wrong)
+            return one;
+        (one == ModelJudgement::right ? hasRight : hasUnknown) = true;
+    }
+    if (hasRight && hasUnknown)
+        return ModelJudgement::wrong;
+    return hasRight ? ModelJudgement::right : ModelJudgement::unknown;
 }
-
-/// The dictionary is sorted and English: one that stops before its last letter was cut at the end of a line.
-bool isDictionaryWhole(QFile &file) { return lastLine(file).startsWith('z'); }
-
-bool areFeatureParametersWhole(QFile &file) { return !lastLine(file).isEmpty(); }
 
 } // namespace
 
@@ -103,38 +93,38 @@ QStringList PocketSphinxData::standardFolders() {
                                      QStandardPaths::LocateDirectory);
 }
 
-std::optional<PocketSphinxData> PocketSphinxData::find(const QStringList &folders) {
+std::vector<PocketSphinxData> PocketSphinxData::findAll(const QStringList &folders) {
+    std::vector<PocketSphinxData> found;
     for (const QString &folder : folders) {
         const QDir dir(folder);
-        PocketSphinxData data{dir.filePath(u"en-us"_qs), dir.filePath(u"en-us.lm.bin"_qs),
-                              dir.filePath(u"cmudict-en-us.dict"_qs)};
+        PocketSphinxData data{dir.filePath(u"en-us"_qs),
+                              dir.filePath(QString::fromLatin1(languageModelFile.name)),
+                              dir.filePath(QString::fromLatin1(dictionaryFile.name))};
         const auto files = data.fingerprint();
         if (std::all_of(files.begin(), files.end(),
                         [](const auto &file) { return file.lastModified.isValid(); }))
-            return data;
+            found.push_back(std::move(data));
     }
-    return std::nullopt;
+    return found;
 }
 
-bool PocketSphinxData::isWhole() const {
-    struct Check {
-        QString path;
-        bool (*isWhole)(QFile &);
-    };
-    const QDir acoustic(acousticModel);
-    const std::array checks{Check{acoustic.filePath(u"mdef"_qs), isModelDefinitionWhole},
-                            Check{acoustic.filePath(u"feat.params"_qs), areFeatureParametersWhole},
-                            Check{languageModel, isLanguageModelWhole}, Check{dictionary, isDictionaryWhole}};
-    return std::all_of(checks.begin(), checks.end(), [](const Check &check) {
-        QFile file(check.path);
-        return file.open(QIODevice::ReadOnly) && check.isWhole(file);
-    });
+ModelJudgement PocketSphinxData::judgement() const {
+    const auto parts = {judgeAcousticModel(acousticModel), judge(dictionary, dictionaryFile, Growth::allowed),
+                        judge(languageModel, languageModelFile, Growth::forbidden)};
+    return std::max(parts);
+}
+
+RecognizerModel PocketSphinxData::model() const {
+    return {"pocketsphinx",
+            {QFile::encodeName(acousticModel).toStdString(), QFile::encodeName(languageModel).toStdString(),
+             QFile::encodeName(dictionary).toStdString()},
+            [data = *this] { return data.judgement(); }};
 }
 
 std::vector<PocketSphinxData::FileState> PocketSphinxData::fingerprint() const {
     QStringList paths{languageModel, dictionary};
-    for (const auto &part : acousticParts)
-        paths << QDir(acousticModel).filePath(part);
+    for (const auto &known : acousticFiles)
+        paths << QDir(acousticModel).filePath(QString::fromLatin1(known.name));
     std::vector<FileState> files;
     for (const QString &path : paths) {
         const QFileInfo info(path);

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "platform/linux/recognition/RecognizerModel.h"
+
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
 
-#include <optional>
 #include <vector>
 
 namespace quillora::platform {
@@ -18,12 +19,16 @@ struct PocketSphinxData {
     /// The folders of the system and the user in which the data may be installed, the best one first.
     static QStringList standardFolders();
 
-    /// The first of `folders` that holds all parts; nothing if none does.
-    static std::optional<PocketSphinxData> find(const QStringList &folders);
+    /// What of `folders` holds all parts, in their order.
+    static std::vector<PocketSphinxData> findAll(const QStringList &folders);
 
-    /// Whether every part is whole as far as its own header tells. PocketSphinx itself does not look: data
-    /// that was cut short crashes it or makes it recognise nonsense.
-    bool isWhole() const;
+    /// Compares the files with those of the distribution's package, by size and checksum. Each of the three
+    /// parts may be another version, which is not known; but one that begins as the package's does, or shares
+    /// a file with it, should be the package's. Words may be appended to its dictionary. Takes a quarter of a
+    /// second.
+    ModelJudgement judgement() const;
+
+    RecognizerModel model() const;
 
     struct FileState {
         QString path;

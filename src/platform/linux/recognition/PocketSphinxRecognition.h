@@ -9,7 +9,7 @@
 
 namespace quillora::platform {
 
-/// A recognition on the recognition thread. Sound may be of any format. Once it is cancelled its handler is
+/// A recognition in the recognizer's process. Sound may be of any format. Once it is cancelled its handler is
 /// not called again.
 class PocketSphinxRecognition : public Recognition {
 public:

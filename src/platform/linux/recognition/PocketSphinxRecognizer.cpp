@@ -5,14 +5,18 @@
 namespace quillora::platform {
 
 bool PocketSphinxRecognizer::isAvailable() const {
-    const auto thread = m_thread.lock();
-    return thread && thread->modelState() != RecognitionThread::ModelState::failed;
+    const auto client = m_client.lock();
+    return client && client->modelState() != RecognizerClient::ModelState::failed;
 }
 
 std::shared_ptr<Recognition> PocketSphinxRecognizer::recognize(RecognitionHandler handler) {
-    auto job = std::make_shared<RecognitionJob>(std::move(handler));
-    if (const auto thread = m_thread.lock())
-        thread->recognize(job);
+    std::shared_ptr<RecognitionJob> job;
+    if (const auto client = m_client.lock()) {
+        job = client->recognize(std::move(handler));
+    } else {
+        job = std::make_shared<RecognitionJob>(std::make_shared<WakeUp>(), std::move(handler));
+        job->fail(LocalizedError(u"Speech recognition was ended."_qs));
+    }
     return std::make_shared<PocketSphinxRecognition>(std::move(job), m_drain);
 }
 

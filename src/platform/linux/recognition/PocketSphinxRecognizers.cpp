@@ -12,14 +12,14 @@ const QString onlyLocale = u"en-US"_qs;
 
 } // namespace
 
-PocketSphinxRecognizers::PocketSphinxRecognizers(std::shared_ptr<CaptureDrain> drain, QStringList folders)
-    : m_drain(std::move(drain)), m_folders(std::move(folders)) {
-    if (const auto data = PocketSphinxData::find(m_folders))
-        load(*data);
+PocketSphinxRecognizers::PocketSphinxRecognizers(std::shared_ptr<CaptureDrain> drain, std::string program,
+                                                 QStringList folders)
+    : m_drain(std::move(drain)), m_program(std::move(program)), m_folders(std::move(folders)) {
+    loadChangedData();
 }
 
 QStringList PocketSphinxRecognizers::supportedLocales() const {
-    if (isModelLoaded() || PocketSphinxData::find(m_folders))
+    if (isModelLoaded() || !PocketSphinxData::findAll(m_folders).empty())
         return {onlyLocale};
     return {};
 }
@@ -27,31 +27,31 @@ QStringList PocketSphinxRecognizers::supportedLocales() const {
 std::unique_ptr<SpeechRecognizer> PocketSphinxRecognizers::makeRecognizer(const QString &localeIdentifier) {
     if (localeIdentifier != onlyLocale)
         return nullptr;
-    reloadChangedData();
-    if (!m_thread)
+    if (!m_client || m_client->modelState() == RecognizerClient::ModelState::failed)
+        loadChangedData();
+    if (!m_client)
         return nullptr;
-    return std::make_unique<PocketSphinxRecognizer>(m_thread, m_drain);
+    return std::make_unique<PocketSphinxRecognizer>(m_client, m_drain);
 }
 
 bool PocketSphinxRecognizers::isModelLoaded() const {
-    return m_thread && m_thread->modelState() == RecognitionThread::ModelState::ready;
+    return m_client && m_client->modelState() == RecognizerClient::ModelState::ready;
 }
 
-void PocketSphinxRecognizers::load(const PocketSphinxData &data) {
-    m_loadedFrom = data.fingerprint();
-    if (m_thread)
-        m_thread->reload(data);
-    else
-        m_thread = std::make_shared<RecognitionThread>(data);
-}
-
-/// A model that could not be loaded is tried again once its files have changed: they may be whole now.
-void PocketSphinxRecognizers::reloadChangedData() {
-    if (m_thread && m_thread->modelState() != RecognitionThread::ModelState::failed)
+/// Data that could not be loaded is tried again once its files have changed: they may be whole now.
+void PocketSphinxRecognizers::loadChangedData() {
+    const auto found = PocketSphinxData::findAll(m_folders);
+    std::vector<std::vector<PocketSphinxData::FileState>> files;
+    std::vector<RecognizerModel> models;
+    for (const auto &data : found) {
+        files.push_back(data.fingerprint());
+        models.push_back(data.model());
+    }
+    if (models.empty() || std::exchange(m_loadedFrom, files) == files)
         return;
-    const auto data = PocketSphinxData::find(m_folders);
-    if (data && data->fingerprint() != m_loadedFrom)
-        load(*data);
+    if (!m_client)
+        m_client = std::make_shared<RecognizerClient>(m_program);
+    m_client->load(std::move(models));
 }
 
 } // namespace quillora::platform

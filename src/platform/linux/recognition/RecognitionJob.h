@@ -4,14 +4,16 @@
 #include "platform/linux/recognition/SoundQueue.h"
 
 #include <atomic>
+#include <memory>
 #include <utility>
 
 namespace quillora::platform {
 
-/// One recognition on its way through the recognition thread.
+/// What of a recognition its user and the recognizer's thread have in common.
 class RecognitionJob {
 public:
-    explicit RecognitionJob(RecognitionHandler handler) : m_handler(std::move(handler)) {}
+    RecognitionJob(std::shared_ptr<WakeUp> recognizer, RecognitionHandler handler)
+        : m_sound(std::move(recognizer)), m_handler(std::move(handler)) {}
 
     SoundQueue &sound() { return m_sound; }
 
@@ -21,19 +23,23 @@ public:
         m_sound.cancel();
     }
 
-    /// The work ends; the handler is told by an error. Any thread.
-    void abort() { m_sound.cancel(); }
+    /// There is an error, and nobody reads the sound any more.
+    void fail(const LocalizedError &error) {
+        m_sound.cancel();
+        report(error);
+    }
 
     void report(const RecognitionResult &result) {
         if (!m_isCancelled)
             m_handler(result, std::nullopt);
     }
+
+private:
     void report(const LocalizedError &error) {
         if (!m_isCancelled)
             m_handler(std::nullopt, error);
     }
 
-private:
     SoundQueue m_sound;
     const RecognitionHandler m_handler;
     std::atomic<bool> m_isCancelled = false;

@@ -1,7 +1,5 @@
 #include "platform/linux/recognition/SoundQueue.h"
 
-#include <utility>
-
 namespace quillora::platform {
 
 void SoundQueue::append(AudioBuffer buffer) {
@@ -11,7 +9,7 @@ void SoundQueue::append(AudioBuffer buffer) {
             return;
         m_buffers.push_back(std::move(buffer));
     }
-    m_changed.notify_one();
+    m_reader->wake();
 }
 
 void SoundQueue::end() {
@@ -21,7 +19,7 @@ void SoundQueue::end() {
             return;
         m_state = State::ended;
     }
-    m_changed.notify_one();
+    m_reader->wake();
 }
 
 void SoundQueue::cancel() {
@@ -30,20 +28,12 @@ void SoundQueue::cancel() {
         m_state = State::cancelled;
         m_buffers.clear();
     }
-    m_changed.notify_one();
+    m_reader->wake();
 }
 
-std::optional<SoundQueue::Portion> SoundQueue::take() {
-    std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_state != State::open || !m_buffers.empty(); });
-    if (m_state == State::cancelled)
-        return std::nullopt;
-    return Portion{std::exchange(m_buffers, {}), m_state == State::ended};
-}
-
-bool SoundQueue::isCancelled() const {
+SoundQueue::Portion SoundQueue::take() {
     const std::lock_guard lock(m_mutex);
-    return m_state == State::cancelled;
+    return {std::exchange(m_buffers, {}), m_state};
 }
 
 } // namespace quillora::platform

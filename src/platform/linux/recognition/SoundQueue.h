@@ -1,22 +1,25 @@
 #pragma once
 
 #include "platform/AudioBuffer.h"
+#include "platform/linux/recognition/WakeUp.h"
 
-#include <condition_variable>
+#include <memory>
 #include <mutex>
-#include <optional>
+#include <utility>
 #include <vector>
 
 namespace quillora::platform {
 
-/// Sound on its way from the capture to the recognizer. Nothing is lost however far the recognizer is behind.
-/// Any thread.
+/// Sound on its way from the capture to the recognizer's thread, which is woken for it. Any thread.
 class SoundQueue {
 public:
+    enum class State { open, ended, cancelled };
     struct Portion {
         std::vector<AudioBuffer> buffers; ///< all that has come since the last portion
-        bool isLast = false;
+        State state = State::open;        ///< of the queue behind them
     };
+
+    explicit SoundQueue(std::shared_ptr<WakeUp> reader) : m_reader(std::move(reader)) {}
 
     /// Ignored once the queue has ended or was cancelled.
     void append(AudioBuffer buffer);
@@ -27,16 +30,12 @@ public:
     /// Nobody wants the rest.
     void cancel();
 
-    /// Waits for sound or for the end of it; none once the queue was cancelled.
-    std::optional<Portion> take();
-
-    bool isCancelled() const;
+    /// What is there; waits for nothing.
+    Portion take();
 
 private:
-    enum class State { open, ended, cancelled };
-
-    mutable std::mutex m_mutex;
-    std::condition_variable m_changed;
+    const std::shared_ptr<WakeUp> m_reader;
+    std::mutex m_mutex;
     State m_state = State::open;
     std::vector<AudioBuffer> m_buffers;
 };

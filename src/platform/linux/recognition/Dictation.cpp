@@ -1,0 +1,72 @@
+#include "platform/linux/recognition/Dictation.h"
+
+#include "recognizer/protocol/Messages.h"
+
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+/// Hours of it.
+constexpr qsizetype longestText = qsizetype{1} << 20;
+
+} // namespace
+
+bool Dictation::takeSound() {
+    const auto portion = m_job->sound().take();
+    if (portion.state == SoundQueue::State::cancelled)
+        return false;
+    for (const AudioBuffer &buffer : portion.buffers) {
+        if (buffer.format.channelCount == 0)
+            continue;
+        if (!m_resampler || m_resampler->inputFormat() != buffer.format)
+            m_resampler.emplace(buffer.format);
+        m_sound.append(m_resampler->convert(buffer.samples), m_sent);
+    }
+    if (portion.state == SoundQueue::State::ended && !std::exchange(m_hasEnded, true) && m_resampler)
+        m_sound.append(m_resampler->finish(), m_sent);
+    return true;
+}
+
+std::span<const std::int16_t> Dictation::nextSound(std::size_t count) {
+    const auto sound = m_sound.from(m_sent, count);
+    m_sent += sound.size();
+    return sound;
+}
+
+void Dictation::interim(const std::string &text) { report(joined(text)); }
+
+void Dictation::settled(const std::string &text, std::uint64_t position) {
+    if (position <= m_settledEnd || position > m_sent)
+        throw recognizer::ProtocolError("a text of other sound than was sent");
+    m_settledEnd = position;
+    m_settled = joined(text);
+    if (m_settled.size() > longestText)
+        throw recognizer::ProtocolError("a text that is too long");
+    m_sound.discardBefore(position);
+    report(m_settled);
+}
+
+void Dictation::finished(const std::string &text) { m_job->report(RecognitionResult{joined(text), true}); }
+
+void Dictation::failed(const QString &description) { m_job->fail(LocalizedError(description)); }
+
+std::uint64_t Dictation::rewind() {
+    hasBegun = false;
+    isEndSent = false;
+    m_sent = m_sound.begin();
+    return m_sent;
+}
+
+QString Dictation::joined(const std::string &text) const {
+    const auto latest = QString::fromStdString(text);
+    return m_settled.isEmpty() || latest.isEmpty() ? m_settled + latest : m_settled + u' ' + latest;
+}
+
+void Dictation::report(const QString &text) {
+    if (std::exchange(m_reported, text) != text)
+        m_job->report(RecognitionResult{text, false});
+}
+
+} // namespace quillora::platform

@@ -1,0 +1,348 @@
+#include "platform/linux/recognition/RecognizerClient.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <poll.h>
+#include <pthread.h>
+#include <utility>
+
+namespace quillora::platform {
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+namespace {
+
+/// Of one message, so that the process is never far from its next answer.
+constexpr std::size_t portionSamples = recognizer::sampleRate / 8;
+/// Messages that have not been answered: enough to keep the process busy, few enough for a cancelled
+/// dictation to make way at once.
+constexpr std::size_t window = 3;
+
+milliseconds durationOf(std::size_t samples) { return milliseconds(1000 * samples / recognizer::sampleRate); }
+
+QString ended() { return u"Speech recognition was ended."_qs; }
+QString missing() { return u"The speech model is not there."_qs; }
+QString damaged() { return u"The speech model is damaged."_qs; }
+QString unsuitable() { return u"The speech model does not work on this computer."_qs; }
+QString notStarted() { return u"The speech recognizer could not be started."_qs; }
+QString notRecognized() { return u"The speech could not be recognized."_qs; }
+QString noMemory() { return u"There is not enough memory for the speech model."_qs; }
+
+} // namespace
+
+RecognizerClient::RecognizerClient(std::string program, Limits limits)
+    : m_program(std::move(program)), m_limits(limits) {
+    m_thread = std::thread([this] { run(); });
+}
+
+RecognizerClient::~RecognizerClient() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isEnding = true;
+    }
+    m_wakeUp->wake();
+    m_thread.join();
+}
+
+void RecognizerClient::load(std::vector<RecognizerModel> models) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_modelState = ModelState::loading;
+        m_modelsToLoad.emplace(models.begin(), models.end());
+    }
+    m_wakeUp->wake();
+}
+
+std::shared_ptr<RecognitionJob> RecognizerClient::recognize(RecognitionHandler handler) {
+    auto job = std::make_shared<RecognitionJob>(m_wakeUp, std::move(handler));
+    {
+        const std::lock_guard lock(m_mutex);
+        m_newJobs.push_back(job);
+    }
+    m_wakeUp->wake();
+    return job;
+}
+
+void RecognizerClient::run() {
+    // Signals are the main thread's business.
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    pthread_setname_np(pthread_self(), "recognition");
+
+    for (;;) {
+        {
+            const std::lock_guard lock(m_mutex);
+            if (m_isEnding)
+                break;
+        }
+        takeOver();
+        if (!m_process && !m_models.empty() && (m_isWanted || !m_dictations.empty()))
+            start();
+        else if (m_process)
+            converse();
+        else
+            waitForEvents();
+    }
+    dropProcess();
+    takeOver();
+    for (auto &dictation : m_dictations)
+        dictation.failed(ended());
+}
+
+/// Takes what other threads have handed over.
+void RecognizerClient::takeOver() {
+    m_wakeUp->settle();
+    std::vector<std::shared_ptr<RecognitionJob>> jobs;
+    std::optional<std::deque<RecognizerModel>> models;
+    {
+        const std::lock_guard lock(m_mutex);
+        jobs.swap(m_newJobs);
+        models.swap(m_modelsToLoad);
+    }
+    if (models) {
+        dropProcess();
+        m_models = std::move(*models);
+        m_judgement.reset();
+        m_deathsInARow = 0;
+        m_isWanted = true;
+    }
+    const auto limit = static_cast<std::size_t>(m_limits.keptSound.count()) * recognizer::sampleRate;
+    for (auto &job : jobs) {
+        m_dictations.emplace_back(++m_lastNumber, std::move(job), limit);
+        if (m_modelState == ModelState::failed) {
+            m_dictations.back().failed(m_failure);
+            m_dictations.pop_back();
+        }
+    }
+    for (auto dictation = m_dictations.begin(); dictation != m_dictations.end();) {
+        if (dictation->takeSound()) {
+            ++dictation;
+            continue;
+        }
+        if (dictation->hasBegun && !dictation->isEndSent)
+            send(recognizer::Cancel{dictation->number()});
+        dictation = m_dictations.erase(dictation);
+    }
+}
+
+void RecognizerClient::start() {
+    const auto &model = m_models.front();
+    try {
+        m_process.emplace(m_program);
+        send(recognizer::Open{recognizer::protocolVersion, model.engine, model.files});
+        expectAnswer(m_limits.loading);
+        judgeModel();
+    } catch (const std::exception &) {
+        modelFailed(notStarted());
+    }
+}
+
+/// That takes about as long as it takes the process to load it.
+void RecognizerClient::judgeModel() {
+    if (!m_judgement)
+        m_judgement = m_models.front().judge();
+    if (m_judgement == ModelJudgement::wrong)
+        modelFailed(damaged());
+}
+
+/// One turn of the conversation with the process.
+void RecognizerClient::converse() {
+    try {
+        speak();
+        waitForEvents();
+        listen();
+    } catch (const recognizer::ProtocolError &) {
+        processDied();
+    }
+}
+
+void RecognizerClient::speak() {
+    while (!m_outbox.empty() && m_process->channel().trySend(m_outbox.front()))
+        m_outbox.pop_front();
+    if (m_isReady && !m_dictations.empty())
+        speakOf(m_dictations.front());
+}
+
+void RecognizerClient::speakOf(Dictation &dictation) {
+    if (!dictation.hasBegun) {
+        send(recognizer::Begin{dictation.number(), dictation.rewind()});
+        dictation.hasBegun = true;
+    }
+    while (m_unanswered.size() < window && m_outbox.empty()) {
+        const auto samples = dictation.nextSound(portionSamples);
+        if (samples.empty())
+            break;
+        send(recognizer::Sound{dictation.number(), {samples.begin(), samples.end()}});
+        expectAnswer(m_limits.silence + 3 * durationOf(samples.size()));
+    }
+    if (dictation.isAllSent() && !dictation.isEndSent) {
+        send(recognizer::End{dictation.number()});
+        expectAnswer(m_limits.silence);
+        dictation.isEndSent = true;
+    }
+}
+
+void RecognizerClient::send(const recognizer::Command &command) {
+    auto message = recognizer::encode(command);
+    if (!m_outbox.empty() || !m_process->channel().trySend(message))
+        m_outbox.push_back(std::move(message));
+}
+
+void RecognizerClient::expectAnswer(milliseconds patience) {
+    if (m_unanswered.empty())
+        m_lastAnswer = Clock::now();
+    m_unanswered.push_back(patience);
+}
+
+void RecognizerClient::waitForEvents() {
+    std::array<pollfd, 2> events{{{m_wakeUp->descriptor(), POLLIN, 0}, {-1, POLLIN, 0}}};
+    int patience = -1;
+    if (m_process) {
+        events[1].fd = m_process->channel().descriptor();
+        if (!m_outbox.empty())
+            events[1].events = POLLIN | POLLOUT;
+        const auto rest = std::chrono::ceil<milliseconds>(deadline() - Clock::now());
+        patience = static_cast<int>(std::max(rest, 0ms).count());
+    }
+    ::poll(events.data(), events.size(), patience);
+}
+
+/// When a silent process hangs, or has been idle for long enough.
+RecognizerClient::Clock::time_point RecognizerClient::deadline() const {
+    return m_lastAnswer + (m_unanswered.empty() ? m_limits.idleness : m_unanswered.front());
+}
+
+void RecognizerClient::listen() {
+    // However much the process has to say, others are heard too.
+    constexpr int atOnce = 100;
+    for (int i = 0; m_process && i < atOnce; ++i) {
+        const auto message = m_process->channel().tryReceive();
+        if (!message)
+            break;
+        std::visit([this](const auto &answer) { take(answer); }, recognizer::decodeAnswer(*message));
+    }
+    if (!m_process || Clock::now() < deadline())
+        return;
+    if (!m_unanswered.empty())
+        throw recognizer::ProtocolError("silence");
+    if (m_dictations.empty()) {
+        dropProcess();
+        m_isWanted = false;
+    }
+    m_lastAnswer = Clock::now();
+}
+
+void RecognizerClient::take(const recognizer::Ready &ready) {
+    answered();
+    constexpr auto all = recognizer::systemCalls | recognizer::files;
+    if (ready.protections != all && !std::exchange(m_hasWarned, true))
+        qWarning("This kernel cannot confine the speech recognizer; it works without that.");
+    m_isReady = true;
+    m_modelState = ModelState::ready;
+}
+
+void RecognizerClient::take(const recognizer::Refused &refused) {
+    answered();
+    switch (refused.reason) {
+    case recognizer::Refusal::missing:
+        return modelFailed(missing());
+    case recognizer::Refusal::damaged:
+        return modelFailed(damaged());
+    case recognizer::Refusal::incompatible:
+        return modelFailed(unsuitable());
+    }
+}
+
+void RecognizerClient::take(const recognizer::Heard &) {
+    answered();
+    m_deathsInARow = 0;
+}
+
+void RecognizerClient::take(const recognizer::Interim &interim) {
+    if (auto *const current = dictation(interim.dictation))
+        current->interim(interim.text);
+}
+
+void RecognizerClient::take(const recognizer::Settled &settled) {
+    if (auto *const current = dictation(settled.dictation))
+        current->settled(settled.text, settled.position);
+}
+
+void RecognizerClient::take(const recognizer::Finished &finished) {
+    answered();
+    if (auto *const current = dictation(finished.dictation)) {
+        current->finished(finished.text);
+        m_dictations.pop_front();
+    }
+}
+
+void RecognizerClient::answered() {
+    if (m_unanswered.empty())
+        throw recognizer::ProtocolError("an answer to nothing");
+    m_unanswered.pop_front();
+    m_lastAnswer = Clock::now();
+}
+
+/// The one under way, if it is this one; of a cancelled one there may be answers yet.
+Dictation *RecognizerClient::dictation(std::uint32_t number) {
+    const bool isUnderWay =
+        !m_dictations.empty() && m_dictations.front().hasBegun && m_dictations.front().number() == number;
+    return isUnderWay ? &m_dictations.front() : nullptr;
+}
+
+void RecognizerClient::processDied() {
+    const bool wasReady = m_isReady;
+    const int status = m_process->collect();
+    dropProcess();
+    m_isWanted = !wasReady;
+    if (status == recognizer::noMemoryStatus && !wasReady)
+        return failAll(noMemory());
+    if (wasReady && m_dictations.empty())
+        return;
+    constexpr int mostDeaths = 2;
+    if (++m_deathsInARow == mostDeaths)
+        return modelFailed(m_judgement == ModelJudgement::right ? unsuitable() : damaged());
+    if (!m_dictations.empty() && ++m_dictations.front().deaths == mostDeaths) {
+        m_dictations.front().failed(notRecognized());
+        m_dictations.pop_front();
+    }
+}
+
+/// The next model's turn; where there is none, nothing is recognized until others are loaded.
+void RecognizerClient::modelFailed(const QString &description) {
+    dropProcess();
+    m_models.pop_front();
+    m_judgement.reset();
+    m_deathsInARow = 0;
+    m_isWanted = true;
+    if (!m_models.empty())
+        return;
+    {
+        // Unless others are on their way already.
+        const std::lock_guard lock(m_mutex);
+        if (!m_modelsToLoad)
+            m_modelState = ModelState::failed;
+    }
+    m_failure = description;
+    failAll(description);
+}
+
+void RecognizerClient::failAll(const QString &description) {
+    m_isWanted = false;
+    for (auto &dictation : std::exchange(m_dictations, std::list<Dictation>()))
+        dictation.failed(description);
+}
+
+void RecognizerClient::dropProcess() {
+    m_process.reset();
+    m_isReady = false;
+    m_outbox.clear();
+    m_unanswered.clear();
+    for (auto &dictation : m_dictations)
+        dictation.hasBegun = false;
+}
+
+} // namespace quillora::platform

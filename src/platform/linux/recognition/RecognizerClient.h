@@ -1,0 +1,115 @@
+#pragma once
+
+#include "platform/linux/recognition/Dictation.h"
+#include "platform/linux/recognition/RecognitionJob.h"
+#include "platform/linux/recognition/RecognizerModel.h"
+#include "platform/linux/recognition/RecognizerProcess.h"
+#include "platform/linux/recognition/WakeUp.h"
+
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace quillora::platform {
+
+/// Recognizes one dictation after the other in a process of its own, on a thread that speaks to it. Any
+/// thread.
+///
+/// A process that dies, hangs or talks nonsense in the middle of a dictation is replaced once; the new one
+/// gets the sound since the last settled text.
+class RecognizerClient {
+public:
+    enum class ModelState {
+        loading,
+        ready, ///< it can be loaded, though the process may have ended meanwhile
+        failed
+    };
+
+    struct Limits {
+        /// How long a process may be silent, besides three times as long as the sound lasts that it decodes.
+        std::chrono::milliseconds silence = std::chrono::seconds(3);
+        std::chrono::milliseconds loading = std::chrono::minutes(1);
+        /// How long it stays without anything to do.
+        std::chrono::milliseconds idleness = std::chrono::minutes(10);
+        std::chrono::seconds keptSound = std::chrono::minutes(10);
+    };
+
+    explicit RecognizerClient(std::string program) : RecognizerClient(std::move(program), Limits()) {}
+    RecognizerClient(std::string program, Limits limits);
+
+    /// Ends the process, and what is under way with an error; waits for neither.
+    ~RecognizerClient();
+    RecognizerClient(const RecognizerClient &) = delete;
+    RecognizerClient &operator=(const RecognizerClient &) = delete;
+
+    /// Begins to load the first of `models` that can be loaded, the best one first.
+    void load(std::vector<RecognizerModel> models);
+
+    ModelState modelState() const { return m_modelState; }
+
+    /// The dictation's turn comes when all earlier ones have ended and the model is loaded.
+    std::shared_ptr<RecognitionJob> recognize(RecognitionHandler handler);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void run();
+    void takeOver();
+    void start();
+    void converse();
+    void speak();
+    void speakOf(Dictation &dictation);
+    void send(const recognizer::Command &command);
+    void expectAnswer(std::chrono::milliseconds patience);
+    void waitForEvents();
+    void listen();
+    void take(const recognizer::Ready &ready);
+    void take(const recognizer::Refused &refused);
+    void take(const recognizer::Heard &heard);
+    void take(const recognizer::Interim &interim);
+    void take(const recognizer::Settled &settled);
+    void take(const recognizer::Finished &finished);
+    void answered();
+    Dictation *dictation(std::uint32_t number);
+    void processDied();
+    void judgeModel();
+    void modelFailed(const QString &description);
+    void failAll(const QString &description);
+    void dropProcess();
+    Clock::time_point deadline() const;
+
+    const std::string m_program;
+    const Limits m_limits;
+    const std::shared_ptr<WakeUp> m_wakeUp = std::make_shared<WakeUp>();
+    std::atomic<ModelState> m_modelState = ModelState::loading;
+
+    std::mutex m_mutex;
+    std::optional<std::deque<RecognizerModel>> m_modelsToLoad;
+    std::vector<std::shared_ptr<RecognitionJob>> m_newJobs;
+    bool m_isEnding = false;
+
+    // Of the thread.
+    std::deque<RecognizerModel> m_models;      ///< the one to load at the front
+    std::optional<ModelJudgement> m_judgement; ///< of that one, once it has been asked for
+    bool m_isWanted = false;                   ///< a process, though nobody dictates
+    std::optional<RecognizerProcess> m_process;
+    bool m_isReady = false;                             ///< the model is loaded
+    std::deque<recognizer::Bytes> m_outbox;             ///< for which there has been no room
+    std::deque<std::chrono::milliseconds> m_unanswered; ///< patience with each message that is answered
+    Clock::time_point m_lastAnswer;
+    bool m_hasWarned = false;          ///< that the process is not confined
+    QString m_failure;                 ///< why no model could be loaded
+    int m_deathsInARow = 0;            ///< without any sound decoded between them
+    std::list<Dictation> m_dictations; ///< the one under way at the front
+    std::uint32_t m_lastNumber = 0;
+
+    std::thread m_thread;
+};
+
+} // namespace quillora::platform

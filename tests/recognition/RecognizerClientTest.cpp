@@ -1,0 +1,447 @@
+#include "platform/linux/recognition/RecognizerClient.h"
+#include "recognizer/FakeEngine.h"
+#include "support/ChildProcess.h"
+#include "support/ProcessTree.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <fstream>
+#include <random>
+
+using namespace quillora;
+using namespace std::chrono_literals;
+using platform::RecognizerClient;
+using test::ChildProcess;
+namespace FakeSpeech = test::FakeSpeech;
+
+namespace {
+
+using ModelState = RecognizerClient::ModelState;
+
+const QStringList notRecognized{u"The speech could not be recognized."_qs};
+
+qsizetype descriptorCount() {
+    return QDir(u"/proc/self/fd"_qs).entryList(QDir::AllEntries | QDir::System).size();
+}
+
+/// The recognizers below this process; dead ones that nobody has collected included.
+QList<test::ProcessTree::Process> processes() { return test::ProcessTree::descendants(); }
+
+bool waitUntil(const std::function<bool()> &condition) { return ChildProcess::waitUntil(condition, 60000); }
+
+/// One dictation, and what its handler was told.
+class Dictating {
+public:
+    explicit Dictating(RecognizerClient &client) {
+        job = client.recognize([told = m_told](const auto &result, const auto &error) {
+            const std::lock_guard lock(told->mutex);
+            if (result)
+                told->results.push_back(*result);
+            if (error)
+                told->errors << error->errorDescription();
+        });
+    }
+
+    /// In buffers as a microphone delivers them.
+    void hear(const std::vector<std::int16_t> &sound) {
+        constexpr std::size_t frames = 1024;
+        for (std::size_t begin = 0; begin < sound.size(); begin += frames) {
+            const auto end = std::min(begin + frames, sound.size());
+            job->sound().append(
+                {{16000, 1}, {sound.begin() + qsizetype(begin), sound.begin() + qsizetype(end)}});
+        }
+    }
+    void end() { job->sound().end(); }
+
+    /// The final text, or null where there was an error instead.
+    QString finalText() const {
+        waitUntil([this] { return isFinal() || !errors().isEmpty(); });
+        return isFinal() ? texts().last() : QString();
+    }
+    bool hasHeard(int word) const {
+        return waitUntil([this, last = u"w%1"_qs.arg(word)] {
+            const auto all = texts();
+            return !all.isEmpty() && all.last().endsWith(last);
+        });
+    }
+    bool isFinal() const {
+        const std::lock_guard lock(m_told->mutex);
+        return !m_told->results.empty() && m_told->results.back().isFinal;
+    }
+    QStringList texts() const {
+        const std::lock_guard lock(m_told->mutex);
+        QStringList texts;
+        for (const auto &result : m_told->results)
+            texts << result.text;
+        return texts;
+    }
+    QStringList errors() const {
+        const std::lock_guard lock(m_told->mutex);
+        return m_told->errors;
+    }
+
+    std::shared_ptr<platform::RecognitionJob> job;
+
+private:
+    struct Told {
+        std::mutex mutex;
+        std::vector<platform::RecognitionResult> results;
+        QStringList errors;
+    };
+    std::shared_ptr<Told> m_told = std::make_shared<Told>();
+};
+
+QString spoken(int first, int last) { return QString::fromStdString(FakeSpeech::text(first, last)); }
+
+} // namespace
+
+/// The program's side of recognition, with a recognizer that fails as it is told.
+class RecognizerClientTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { writeScript({}); }
+    void cleanup() { QVERIFY(processes().isEmpty()); }
+
+    void interimTextsGrowIntoTheFinalOne() {
+        const auto client = loaded();
+        Dictating dictating(*client);
+        dictating.hear(FakeSpeech::words(1, 3));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 3));
+        QCOMPARE(dictating.texts(), (QStringList{u"w1"_qs, u"w1 w2"_qs, u"w1 w2 w3"_qs, u"w1 w2 w3"_qs}));
+    }
+
+    void whatWasSettledAtAPauseStaysBeforeTheRest() {
+        const auto client = loaded();
+        Dictating dictating(*client);
+        dictating.hear(FakeSpeech::words(1, 2));
+        dictating.hear(FakeSpeech::silence(1500));
+        dictating.hear(FakeSpeech::words(3, 3));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 3));
+        QCOMPARE(dictating.texts(), (QStringList{u"w1"_qs, u"w1 w2"_qs, u"w1 w2 w3"_qs, u"w1 w2 w3"_qs}));
+    }
+
+    void soundThatComesBeforeTheModelIsLoadedIsKept() {
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        Dictating dictating(client);
+        dictating.hear(FakeSpeech::words(1, 20));
+        dictating.end();
+        client.load({model()});
+        QCOMPARE(dictating.finalText(), spoken(1, 20));
+    }
+
+    void dictationsAreTakenInTheirOrder() {
+        const auto client = loaded();
+        Dictating first(*client), second(*client);
+        second.hear(FakeSpeech::words(3, 4));
+        second.end();
+        first.hear(FakeSpeech::words(1, 2));
+        QVERIFY(first.hasHeard(2));
+        QVERIFY(second.texts().isEmpty());
+        first.end();
+        QCOMPARE(first.finalText(), spoken(1, 2));
+        QCOMPARE(second.finalText(), spoken(3, 4));
+    }
+
+    void aCancelledDictationSaysNothingMoreAndMakesWay() {
+        const auto client = loaded();
+        Dictating cancelled(*client);
+        cancelled.hear(FakeSpeech::words(1, 2));
+        QVERIFY(cancelled.hasHeard(2));
+        cancelled.hear(FakeSpeech::words(3, 1000));
+        cancelled.job->cancel();
+        const auto known = cancelled.texts();
+        Dictating next(*client);
+        next.hear(FakeSpeech::words(7, 8));
+        next.end();
+        QCOMPARE(next.finalText(), spoken(7, 8));
+        QCOMPARE(cancelled.texts(), known);
+        QCOMPARE(cancelled.errors(), QStringList());
+    }
+
+    void oneThatIsCancelledAfterItsEndMakesWayToo() {
+        const auto client = loaded();
+        for (int i = 0; i < 20; ++i) {
+            Dictating cancelled(*client);
+            cancelled.hear(FakeSpeech::words(1, 2));
+            cancelled.end();
+            cancelled.job->cancel();
+        }
+        Dictating next(*client);
+        next.hear(FakeSpeech::words(7, 8));
+        next.end();
+        QCOMPARE(next.finalText(), spoken(7, 8));
+    }
+
+    void noWordIsLostWhenTheProcessFails_data() {
+        QTest::addColumn<QString>("fault");
+        for (const auto *fault : {"error", "exit", "crash", "hang", "memory", "garbage"})
+            QTest::newRow(fault) << fault;
+    }
+    void noWordIsLostWhenTheProcessFails() {
+        QFETCH(QString, fault);
+        writeScript("6 " + fault.toStdString());
+        const auto client = loaded({.silence = 300ms});
+        Dictating dictating(*client);
+        dictating.hear(FakeSpeech::words(1, 3));
+        dictating.hear(FakeSpeech::silence(1500));
+        dictating.hear(FakeSpeech::words(4, 5));
+        QVERIFY(dictating.hasHeard(5));
+        writeScript({}); // the next process is well
+        dictating.hear(FakeSpeech::words(6, 9));
+        QVERIFY(dictating.hasHeard(9));
+        dictating.hear(FakeSpeech::words(10, 11));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 11));
+        QCOMPARE(dictating.errors(), QStringList());
+        QCOMPARE(client->modelState(), ModelState::ready);
+    }
+
+    void noWordIsLostWhenTheProcessIsEndedFromOutside_data() {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("killed") << SIGKILL;
+        QTest::newRow("stopped") << SIGSTOP;
+    }
+    void noWordIsLostWhenTheProcessIsEndedFromOutside() {
+        QFETCH(int, signal);
+        const auto client = loaded({.silence = 300ms});
+        Dictating dictating(*client);
+        dictating.hear(FakeSpeech::words(1, 5));
+        QVERIFY(dictating.hasHeard(5));
+        signalProcess(signal);
+        dictating.hear(FakeSpeech::words(6, 9));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 9));
+    }
+
+    void aSecondDeathInOneDictationIsAnError() {
+        writeScript("6 exit");
+        const auto client = loaded();
+        Dictating dictating(*client);
+        dictating.hear(FakeSpeech::words(1, 9));
+        QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), notRecognized);
+        QCOMPARE(dictating.texts().last(), spoken(1, 5));
+        dictating.hear(FakeSpeech::words(10, 20)); // to nobody
+
+        Dictating next(*client);
+        next.hear(FakeSpeech::words(1, 2));
+        next.end();
+        QCOMPARE(next.finalText(), spoken(1, 2));
+        QVERIFY(!dictating.isFinal());
+        QCOMPARE(dictating.errors(), notRecognized);
+    }
+
+    void anIdleProcessThatIsKilledIsReplacedAtTheNextPress() {
+        const auto client = loaded();
+        for (int i = 0; i < 4; ++i) {
+            signalProcess(SIGKILL);
+            QVERIFY(waitUntil([] { return processes().isEmpty(); }));
+            Dictating dictating(*client);
+            dictating.hear(FakeSpeech::words(1, 2));
+            dictating.end();
+            QCOMPARE(dictating.finalText(), spoken(1, 2));
+        }
+    }
+
+    void aModelThatCannotBeLoadedFailsAndClosesTheQueue_data() {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("description");
+        QTest::newRow("missing") << u"missing"_qs << u"The speech model is not there."_qs;
+        QTest::newRow("damaged") << u"damaged"_qs << u"The speech model is damaged."_qs;
+        for (const auto *fault : {"error", "exit", "crash", "hang"})
+            QTest::newRow(fault) << fault << u"The speech model does not work on this computer."_qs;
+    }
+    void aModelThatCannotBeLoadedFailsAndClosesTheQueue() {
+        QFETCH(QString, fault);
+        QFETCH(QString, description);
+        writeScript("load " + fault.toStdString());
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER, {.loading = 300ms});
+        client.load({model()});
+        Dictating dictating(client);
+        QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), QStringList{description});
+        QCOMPARE(client.modelState(), ModelState::failed);
+        dictating.hear(FakeSpeech::words(1, 2));
+        QVERIFY(dictating.job->sound().take().buffers.empty());
+        Dictating next(client);
+        QVERIFY(waitUntil([&] { return !next.errors().isEmpty(); }));
+        QCOMPARE(next.errors(), QStringList{description});
+
+        writeScript({});
+        client.load({model()});
+        Dictating last(client);
+        last.hear(FakeSpeech::words(1, 2));
+        last.end();
+        QCOMPARE(last.finalText(), spoken(1, 2));
+    }
+
+    void aModelThatKillsTheProcessTwiceBeforeItHearsAnythingFails() {
+        writeScript("1 crash");
+        const auto client = loaded();
+        Dictating dictating(*client);
+        dictating.hear(FakeSpeech::words(1, 2));
+        QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), QStringList{u"The speech model does not work on this computer."_qs});
+        QCOMPARE(client->modelState(), ModelState::failed);
+    }
+
+    void aModelThatIsNotWholeFailsThoughItCouldBeLoaded() {
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        client.load({model(platform::ModelJudgement::wrong)});
+        QVERIFY(waitUntil([&] { return client.modelState() == ModelState::failed; }));
+    }
+
+    void aModelOfAnUnknownVersionThatKillsTheProcessTwiceCountsAsDamaged() {
+        writeScript("load crash");
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        client.load({model(platform::ModelJudgement::unknown)});
+        const Dictating dictating(client);
+        QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), QStringList{u"The speech model is damaged."_qs});
+    }
+
+    void theNextModelTakesThePlaceOfOneThatFails() {
+        writeScript("load damaged");
+        const std::string good = m_folder.filePath(u"good"_qs).toStdString();
+        std::ofstream{good};
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        client.load({model(platform::ModelJudgement::wrong), model(), {"fake", {good}}});
+        Dictating dictating(client);
+        dictating.hear(FakeSpeech::words(1, 2));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 2));
+    }
+
+    void withoutMemoryForTheModelTheNextDictationTriesAgain() {
+        writeScript("load memory");
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        client.load({model()});
+        Dictating dictating(client);
+        QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), QStringList{u"There is not enough memory for the speech model."_qs});
+        QVERIFY(client.modelState() != ModelState::failed);
+        writeScript({});
+        Dictating next(client);
+        next.hear(FakeSpeech::words(1, 2));
+        next.end();
+        QCOMPARE(next.finalText(), spoken(1, 2));
+    }
+
+    void withoutARecognizerTheModelFails() {
+        RecognizerClient client("/nonexistent");
+        client.load({model()});
+        QVERIFY(waitUntil([&] { return client.modelState() == ModelState::failed; }));
+    }
+
+    void anIdleProcessEndsAndTheNextPressStartsAnother() {
+        const auto client = loaded({.idleness = 100ms});
+        for (int i = 0; i < 3; ++i) {
+            QVERIFY(waitUntil([] { return processes().isEmpty(); }));
+            QCOMPARE(client->modelState(), ModelState::ready);
+            Dictating dictating(*client);
+            dictating.hear(FakeSpeech::words(1, 9));
+            dictating.end();
+            QCOMPARE(dictating.finalText(), spoken(1, 9));
+        }
+    }
+
+    void aDictationIsNotIdleness() {
+        const auto client = loaded({.idleness = 100ms});
+        Dictating dictating(*client);
+        dictating.hear(FakeSpeech::words(1, 1));
+        QVERIFY(dictating.hasHeard(1));
+        QVERIFY(!ChildProcess::waitUntil([] { return processes().isEmpty(); }, 500));
+        dictating.hear(FakeSpeech::words(2, 2));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 2));
+        QCOMPARE(dictating.errors(), QStringList());
+    }
+
+    void theEndWaitsForNothing_data() {
+        QTest::addColumn<QString>("script");
+        QTest::newRow("ready") << QString();
+        QTest::newRow("loading") << u"load hang"_qs;
+        QTest::newRow("decoding") << u"1 hang"_qs;
+    }
+    void theEndWaitsForNothing() {
+        QFETCH(QString, script);
+        writeScript(script.toStdString());
+        auto client = std::make_unique<RecognizerClient>(QUILLORA_FAKE_RECOGNIZER);
+        client->load({model()});
+        Dictating dictating(*client), next(*client);
+        dictating.hear(FakeSpeech::words(1, 2));
+        QVERIFY(waitUntil([] { return !processes().isEmpty(); }));
+        client.reset();
+        QVERIFY(processes().isEmpty());
+        QCOMPARE(dictating.errors(), QStringList{u"Speech recognition was ended."_qs});
+        QCOMPARE(next.errors(), QStringList{u"Speech recognition was ended."_qs});
+        dictating.hear(FakeSpeech::words(1, 2)); // to nobody
+        QVERIFY(dictating.job->sound().take().buffers.empty());
+    }
+
+    void afterKillsAtAnyMomentNothingIsLostOrLeft() {
+        const int dictations = qEnvironmentVariableIntValue("QUILLORA_KILLS") > 0
+                                   ? qEnvironmentVariableIntValue("QUILLORA_KILLS")
+                                   : 20;
+        const auto before = descriptorCount();
+        std::mt19937 random(1);
+        {
+            const auto client = loaded();
+            for (int i = 0; i < dictations; ++i) {
+                Dictating dictating(*client);
+                const int words = 5 + int(random() % 20);
+                const auto moment = int(random() % unsigned(words));
+                for (int word = 1; word <= words; ++word) {
+                    dictating.hear(FakeSpeech::words(word, word));
+                    if (random() % 4 == 0)
+                        dictating.hear(FakeSpeech::silence(1200));
+                    if (word == moment) {
+                        // Where one process is gone and the next has not been started there is none to kill.
+                        if (random() % 2 == 0)
+                            dictating.hasHeard(word);
+                        for (const auto &process : processes())
+                            ::kill(pid_t(process.id), SIGKILL);
+                    }
+                }
+                dictating.end();
+                QCOMPARE(dictating.finalText(), spoken(1, words));
+                QCOMPARE(dictating.errors(), QStringList());
+                QVERIFY(processes().size() <= 1);
+            }
+        }
+        QVERIFY(processes().isEmpty());
+        QCOMPARE(descriptorCount(), before);
+    }
+
+private:
+    void writeScript(const std::string &script) const { std::ofstream(m_script) << script; }
+    platform::RecognizerModel
+    model(platform::ModelJudgement judgement = platform::ModelJudgement::right) const {
+        return {"fake", {m_script}, [judgement] { return judgement; }};
+    }
+
+    std::unique_ptr<RecognizerClient> loaded(RecognizerClient::Limits limits = {}) const {
+        auto client = std::make_unique<RecognizerClient>(QUILLORA_FAKE_RECOGNIZER, limits);
+        client->load({model()});
+        if (!waitUntil([&] { return client->modelState() == ModelState::ready; }))
+            throw std::runtime_error("the fake model was not loaded");
+        return client;
+    }
+
+    static void signalProcess(int number) {
+        QVERIFY(waitUntil([] { return processes().size() == 1; }));
+        QCOMPARE(::kill(pid_t(processes().first().id), number), 0);
+    }
+
+    QTemporaryDir m_folder;
+    const std::string m_script = m_folder.filePath(u"script"_qs).toStdString();
+};
+
+QTEST_GUILESS_MAIN(RecognizerClientTest)
+#include "RecognizerClientTest.moc"
