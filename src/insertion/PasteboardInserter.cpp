@@ -6,11 +6,9 @@
 #include "platform/Platform.h"
 
 #include <utility>
-#include <vector>
 
 namespace quillora {
 
-using platform::PasteboardItem;
 using platform::Platform;
 using namespace std::chrono_literals;
 
@@ -21,30 +19,11 @@ constexpr auto keystrokeDelay = 150ms;
 /// Time for the target to read the pasteboard.
 constexpr auto restoreDelay = 800ms;
 
+/// What a text displaces that stays for good.
+constexpr std::nullptr_t standsInForNothing = nullptr;
+
 /// The key position that carries V on the ANSI keyboard.
 constexpr quint16 ansiVKeyCode = 9;
-
-std::vector<PasteboardItem> savedPasteboard() {
-    std::vector<PasteboardItem> saved;
-    for (const auto &entry : Platform::current().pasteboard().items()) {
-        PasteboardItem item;
-        for (const QString &type : entry->types()) {
-            if (auto data = entry->data(type))
-                item.setData(std::move(*data), type);
-            else if (auto string = entry->string(type))
-                item.setString(std::move(*string), type);
-        }
-        saved.push_back(std::move(item));
-    }
-    return saved;
-}
-
-void restorePasteboard(const std::vector<PasteboardItem> &saved) {
-    auto &pasteboard = Platform::current().pasteboard();
-    pasteboard.clearContents();
-    if (!saved.empty())
-        pasteboard.writeItems(saved);
-}
 
 void postCommandV() {
     auto &keystrokes = Platform::current().keystrokes();
@@ -73,25 +52,25 @@ bool PasteboardInserter::requestAccessibilityAccess() const {
 }
 
 void PasteboardInserter::copy(const QString &text) const {
-    auto &pasteboard = Platform::current().pasteboard();
-    pasteboard.clearContents();
-    pasteboard.setString(text);
+    Platform::current().pasteboard().write(text, standsInForNothing);
 }
 
 bool PasteboardInserter::paste(const QString &text, const platform::RunningApplicationHandle &target) const {
     if (!hasAccessibilityAccess())
         return false;
 
-    auto saved = savedPasteboard();
-    copy(text);
+    auto &pasteboard = Platform::current().pasteboard();
+    auto saved = pasteboard.save();
+    pasteboard.write(text, saved);
     if (target)
         target->activate();
     auto &mainQueue = Platform::current().mainQueue();
     mainQueue.asyncAfter(keystrokeDelay, [saved = std::move(saved), pending = m_pendingRestores]() mutable {
         postCommandV();
-        Platform::current().mainQueue().asyncAfter(
-            restoreDelay,
-            [saved = std::move(saved), pending = std::move(pending)] { restorePasteboard(saved); });
+        Platform::current().mainQueue().asyncAfter(restoreDelay,
+                                                   [saved = std::move(saved), pending = std::move(pending)] {
+                                                       Platform::current().pasteboard().restore(saved);
+                                                   });
     });
     return true;
 }

@@ -1,77 +1,48 @@
 #pragma once
 
-#include <QByteArray>
 #include <QString>
-#include <QStringList>
 
 #include <memory>
-#include <optional>
-#include <utility>
-#include <vector>
 
 namespace quillora::platform {
 
-/// An item to be written: values by type, in the order in which they were set.
-///
-/// A type is the platform's own name for a format and means nothing above the seam; a type that was read from
-/// the pasteboard may be written back as it stands.
-class PasteboardItem {
+/// What stood on the pasteboard when it was saved, with every format that its owner gives. It goes on
+/// collecting what the owner gives late, for 30 seconds and only while it is kept or stands on the pasteboard
+/// again.
+class SavedPasteboard {
 public:
-    struct Representation {
-        QString type;
-        QByteArray data; ///< the bytes, where `isString` is false
-        QString string;  ///< the text, where `isString` is true
-        bool isString = false;
-
-        bool operator==(const Representation &) const = default;
+    enum class Found {
+        empty,      ///< nothing stood there
+        values,     ///< something did
+        unreadable, ///< something did, but its owner has given nothing of it so far
+        noAccess,   ///< this session does not let us see what stood there
     };
 
-    void setData(QByteArray data, QString type) {
-        m_representations.push_back({std::move(type), std::move(data), {}, false});
-    }
-    void setString(QString string, QString type) {
-        m_representations.push_back({std::move(type), {}, std::move(string), true});
-    }
+    virtual ~SavedPasteboard() = default;
 
-    const std::vector<Representation> &representations() const { return m_representations; }
-
-    bool operator==(const PasteboardItem &) const = default;
-
-private:
-    std::vector<Representation> m_representations;
+    virtual Found found() const = 0;
 };
 
-/// An item that stands on the pasteboard; reading it may ask the program that put it there.
-class PasteboardEntry {
-public:
-    virtual ~PasteboardEntry() = default;
+/// Opaque above the seam; of use to the pasteboard that gave it out.
+using SavedPasteboardHandle = std::shared_ptr<const SavedPasteboard>;
 
-    virtual QStringList types() const = 0;
-
-    /// The bytes of the type, or nothing if its owner does not give any.
-    virtual std::optional<QByteArray> data(const QString &type) const = 0;
-
-    /// The text of the type, or nothing if its owner does not give any.
-    virtual std::optional<QString> string(const QString &type) const = 0;
-};
-
-/// The desktop's general pasteboard. Main thread only. Reading everything that stands on it, `items` and all
-/// that is asked of its entries together, takes at most 500 ms; what its owner has not given by then is
-/// absent.
+/// The desktop's general pasteboard. Main thread only. An operation holds it for a frame, and for 500 ms at
+/// most where the desktop itself hangs.
 class Pasteboard {
 public:
     virtual ~Pasteboard() = default;
 
-    virtual std::vector<std::unique_ptr<PasteboardEntry>> items() = 0;
+    /// Never none. An owner that is slow to say what it offers is waited for 100 ms, because that can be
+    /// asked of it only until the pasteboard is written; its values are not waited for.
+    virtual SavedPasteboardHandle save() = 0;
 
-    /// Leaves nothing on the pasteboard.
-    virtual void clearContents() = 0;
+    /// Puts a text there as its plain-string type, in place of whatever stands there. It stays until
+    /// `standsInFor` is restored; for good, where that is none. Whether the pasteboard is ours then.
+    virtual bool write(const QString &text, const SavedPasteboardHandle &standsInFor) = 0;
 
-    /// Puts a text on a cleared pasteboard as its plain-string type.
-    virtual void setString(const QString &text) = 0;
-
-    /// Puts the items on a cleared pasteboard in one write.
-    virtual void writeItems(const std::vector<PasteboardItem> &items) = 0;
+    /// Puts back what was saved, in place of whatever stands there, with what is still to come of it. Where
+    /// nothing comes the pasteboard is left empty.
+    virtual void restore(const SavedPasteboardHandle &saved) = 0;
 };
 
 } // namespace quillora::platform

@@ -863,7 +863,7 @@ private Q_SLOTS:
         }));
         QVERIFY(endsTheEventLoop([this] { m_platform->queue.advance(60ms); }));
         QVERIFY(!m_delegate->controller()->hasPendingPasteboardRestore());
-        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.clear"_qs);
+        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.restore 0"_qs);
     }
 
     void whileQuitWaitsForThePasteboardNothingNewIsInserted() {

@@ -8,13 +8,16 @@ class FakePasteboardHarness : public PasteboardHarness {
 public:
     platform::Pasteboard &pasteboard() override { return m_pasteboard; }
 
-    void put(const std::vector<Value> &values, const QStringList &unreadable) override {
-        platform::PasteboardItem item;
+    void put(const std::vector<Value> &values, const Withheld &withheld) override {
+        PasteboardItem item;
         for (const auto &value : values)
             item.setData(value.data, value.type);
         m_pasteboard.contents = {item};
-        m_pasteboard.unreadableTypes = {unreadable.begin(), unreadable.end()};
+        m_pasteboard.unreadableTypes = {withheld.forGood.begin(), withheld.forGood.end()};
+        m_pasteboard.lateTypes += {withheld.untilGiveLate.begin(), withheld.untilGiveLate.end()};
     }
+
+    void giveLate() override { m_pasteboard.giveLate(); }
 
     std::vector<Value> found() override {
         std::vector<Value> values;

@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 namespace quillora::test {
@@ -22,9 +23,18 @@ public:
 
     virtual platform::Pasteboard &pasteboard() = 0;
 
-    /// Another program puts these values on the pasteboard as one item; it does not give those of
-    /// `unreadable` when it is asked.
-    virtual void put(const std::vector<Value> &values, const QStringList &unreadable) = 0;
+    /// What its owner does not give of what it offers.
+    struct Withheld {
+        QStringList forGood = {};
+        QStringList untilGiveLate = {};
+    };
+
+    /// Another program puts these values on the pasteboard as one item.
+    virtual void put(const std::vector<Value> &values, const Withheld &withheld) = 0;
+    void put(const std::vector<Value> &values) { put(values, {}); }
+
+    /// It gives what it has kept back until now.
+    virtual void giveLate() = 0;
 
     /// What another program finds there.
     virtual std::vector<Value> found() = 0;
@@ -40,147 +50,186 @@ std::unique_ptr<PasteboardHarness> makePasteboardHarness();
 class PasteboardContract : public QObject {
     Q_OBJECT
 
+    using Found = platform::SavedPasteboard::Found;
+
 private Q_SLOTS:
     void init() { m_harness = makePasteboardHarness(); }
     void cleanup() { m_harness.reset(); }
 
-    void anEmptyPasteboardHasNoItems() { QVERIFY(pasteboard().items().empty()); }
+    void anEmptyPasteboardIsFoundEmpty() { QCOMPARE(pasteboard().save()->found(), Found::empty); }
+
+    void whatStandsThereIsFound() {
+        m_harness->put({{html, "<b>x</b>"}});
+        QTRY_COMPARE(pasteboard().save()->found(), Found::values);
+    }
+
+    void anOwnerThatGivesNothingIsUnreadable() {
+        m_harness->put({{html, "<b>x</b>"}}, {.forGood = {html}});
+        QCOMPARE(pasteboard().save()->found(), Found::unreadable);
+    }
 
     void aTextIsWhatOtherProgramsPaste() {
-        pasteboard().clearContents();
-        pasteboard().setString(u"¿Dónde está la estación? 駅 🚉"_qs);
+        QVERIFY(pasteboard().write(u"¿Dónde está la estación? 駅 🚉"_qs, {}));
         QCOMPARE(m_harness->pasted(), u"¿Dónde está la estación? 駅 🚉"_qs);
     }
 
     void anEmptyTextIsAText() {
-        pasteboard().clearContents();
-        pasteboard().setString(u""_qs);
+        QVERIFY(pasteboard().write(u""_qs, {}));
         QCOMPARE(m_harness->pasted(), u""_qs);
         QVERIFY(!m_harness->pasted().isNull());
     }
 
-    void aClearedPasteboardHoldsNothing() {
-        m_harness->put({{u"text/plain;charset=utf-8"_qs, "before"}}, {});
-        pasteboard().clearContents();
-        QVERIFY(pasteboard().items().empty());
-        QTRY_COMPARE(m_harness->found(), std::vector<PasteboardHarness::Value>());
+    void aTextTakesThePlaceOfWhatAnotherProgramPutThere() {
+        m_harness->put({{html, "<b>x</b>"}});
+        pasteboard().write(u"text"_qs, {});
+        QCOMPARE(m_harness->pasted(), u"text"_qs);
+        QVERIFY(std::ranges::count(m_harness->found(), html, &PasteboardHarness::Value::type) == 0);
     }
 
-    void clearingTakesAwayOurOwnText() {
-        pasteboard().setString(u"gone"_qs);
-        pasteboard().clearContents();
-        QTRY_COMPARE(m_harness->found(), std::vector<PasteboardHarness::Value>());
-        QVERIFY(m_harness->pasted().isNull());
+    void whatWasSavedComesBackInItsOwnersOrder() {
+        const std::vector<PasteboardHarness::Value> before{{html, "<p>1</p>"}, {plain, "1"}, {png, "\x89P"}};
+        m_harness->put(before);
+        pasteOver();
+        QTRY_COMPARE(m_harness->found(), before);
     }
 
-    void typesComeInTheirOwnersOrder() {
-        m_harness->put({{u"text/html"_qs, "<b>x</b>"}, {u"image/png"_qs, "\x89PNG"}, {u"a/b"_qs, "c"}}, {});
-        const auto items = pasteboard().items();
-        QCOMPARE(items.size(), 1U);
-        QCOMPARE(items.front()->types(), QStringList({u"text/html"_qs, u"image/png"_qs, u"a/b"_qs}));
-    }
-
-    void bytesComeAsTheyAre() {
+    void bytesComeBackAsTheyWere() {
         QByteArray everyByte;
         for (int byte = 0; byte < 256; ++byte)
             everyByte += static_cast<char>(byte);
-        m_harness->put({{u"image/png"_qs, everyByte}, {u"application/x-empty"_qs, ""}}, {});
-        const auto items = pasteboard().items();
-        QCOMPARE(items.size(), 1U);
-        QCOMPARE(items.front()->data(u"image/png"_qs), everyByte);
-        QCOMPARE(items.front()->data(u"application/x-empty"_qs), QByteArray(""));
+        const std::vector<PasteboardHarness::Value> before{{png, everyByte}, {u"application/x-empty"_qs, ""}};
+        m_harness->put(before);
+        pasteOver();
+        QTRY_COMPARE(m_harness->found(), before);
     }
 
-    void aTypeThatItsOwnerDoesNotGiveIsAbsent() {
-        m_harness->put({{u"image/png"_qs, "png"}, {u"text/html"_qs, "html"}}, {u"image/png"_qs});
-        const auto items = pasteboard().items();
-        QCOMPARE(items.size(), 1U);
-        QCOMPARE(items.front()->data(u"image/png"_qs), std::nullopt);
-        QCOMPARE(items.front()->string(u"image/png"_qs), std::nullopt);
-        QCOMPARE(items.front()->data(u"text/html"_qs), QByteArray("html"));
+    void whatItsOwnerDoesNotGiveIsLeftOut() {
+        m_harness->put({{png, "png"}, {html, "html"}}, {.forGood = {png}});
+        pasteOver();
+        QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{html, "html"}}));
     }
 
-    void aTypeThatIsNotThereIsAbsent() {
-        m_harness->put({{u"image/png"_qs, "png"}}, {});
-        const auto items = pasteboard().items();
-        QCOMPARE(items.size(), 1U);
-        QCOMPARE(items.front()->data(u"image/jpeg"_qs), std::nullopt);
-        QCOMPARE(items.front()->string(u"image/jpeg"_qs), std::nullopt);
+    void anEmptyPasteboardIsEmptyAgain() {
+        pasteOver();
+        QTRY_COMPARE(m_harness->found(), nothing);
+        QVERIFY(m_harness->pasted().isNull());
     }
 
-    void writtenDataIsWhatOtherProgramsFind() {
-        platform::PasteboardItem item;
-        item.setData("<i>y</i>", u"text/html"_qs);
-        item.setData(QByteArray("\0\xff", 2), u"application/x-private"_qs);
-        pasteboard().clearContents();
-        pasteboard().writeItems({item});
-        const std::vector<PasteboardHarness::Value> expected{{u"text/html"_qs, "<i>y</i>"},
-                                                             {u"application/x-private"_qs, {"\0\xff", 2}}};
-        QCOMPARE(m_harness->found(), expected);
-    }
-
-    void aWrittenStringIsATextOfItsType() {
-        platform::PasteboardItem item;
-        item.setString(u"größer"_qs, u"text/plain;charset=utf-8"_qs);
-        pasteboard().clearContents();
-        pasteboard().writeItems({item});
-        QCOMPARE(m_harness->pasted(), u"größer"_qs);
-    }
-
-    void whatWasSavedComesBackAfterAText() {
-        const std::vector<PasteboardHarness::Value> before{
-            {u"text/html"_qs, "<p>1</p>"}, {u"text/plain;charset=utf-8"_qs, "1"}, {u"image/png"_qs, "\x89P"}};
-        m_harness->put(before, {});
-        const auto saved = save();
-        pasteboard().clearContents();
-        pasteboard().setString(u"text"_qs);
-        QCOMPARE(m_harness->pasted(), u"text"_qs);
-        pasteboard().clearContents();
-        pasteboard().writeItems(saved);
-        QCOMPARE(m_harness->found(), before);
+    void whatGaveNothingComesBackAsNothing() {
+        m_harness->put({{png, "png"}}, {.forGood = {png}});
+        pasteOver();
+        QTRY_COMPARE(m_harness->found(), nothing);
     }
 
     void ourOwnTextCanBeSavedAndComeBack() {
-        pasteboard().clearContents();
-        pasteboard().setString(u"first"_qs);
-        const auto saved = save();
-        pasteboard().clearContents();
-        pasteboard().setString(u"second"_qs);
-        pasteboard().clearContents();
-        pasteboard().writeItems(saved);
+        pasteboard().write(u"first"_qs, {});
+        pasteOver();
         QCOMPARE(m_harness->pasted(), u"first"_qs);
     }
 
-    void readingTwiceGivesTheSame() {
-        m_harness->put({{u"image/png"_qs, "png"}}, {});
-        QCOMPARE(save(), save());
+    void whatWasRestoredCanBeSavedAndComeBackAgain() {
+        const std::vector<PasteboardHarness::Value> before{{html, "<p>1</p>"}, {png, "png"}};
+        m_harness->put(before);
+        pasteOver();
+        pasteOver();
+        QTRY_COMPARE(m_harness->found(), before);
+    }
+
+    void theSameCanBeSavedTwice() {
+        m_harness->put({{png, "png"}});
+        const auto first = pasteboard().save();
+        const auto second = pasteboard().save();
+        for (const auto &saved : {first, second}) {
+            pasteboard().write(u"text"_qs, saved);
+            QTRY_VERIFY(saved->found() == Found::values);
+            pasteboard().restore(saved);
+            QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{png, "png"}}));
+        }
+    }
+
+    void theRestoreWinsOverWhatAnotherProgramPutMeanwhile() {
+        m_harness->put({{png, "png"}});
+        const auto saved = pasteboard().save();
+        pasteboard().write(u"text"_qs, saved);
+        m_harness->put({{html, "meanwhile"}});
+        pasteboard().restore(saved);
+        QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{png, "png"}}));
     }
 
     void whatAnotherProgramPutsReplacesOurs() {
-        pasteboard().setString(u"ours"_qs);
-        m_harness->put({{u"text/plain;charset=utf-8"_qs, "theirs"}}, {});
-        const auto saved = save();
+        pasteboard().write(u"ours"_qs, {});
+        m_harness->put({{plain, "theirs"}});
         QCOMPARE(m_harness->pasted(), u"theirs"_qs);
-        QCOMPARE(saved.size(), 1U);
-        QCOMPARE(saved.front().representations().size(), 1U);
+        pasteOver();
+        QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{plain, "theirs"}}));
+    }
+
+    void aValueThatComesWhileOurTextStandsThereComesBack() {
+        m_harness->put({{html, "html"}, {png, "late"}}, {.untilGiveLate = {png}});
+        const auto saved = pasteboard().save();
+        pasteboard().write(u"text"_qs, saved);
+        m_harness->giveLate();
+        QCOMPARE(m_harness->pasted(), u"text"_qs);
+        pasteboard().restore(saved);
+        QTRY_COMPARE(m_harness->found(),
+                     (std::vector<PasteboardHarness::Value>{{html, "html"}, {png, "late"}}));
+    }
+
+    void aValueThatComesAfterTheRestoreJoinsTheOthersInItsOwnersOrder() {
+        m_harness->put({{png, "late"}, {html, "html"}}, {.untilGiveLate = {png}});
+        pasteOver();
+        QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{html, "html"}}));
+        m_harness->giveLate();
+        QTRY_COMPARE(m_harness->found(),
+                     (std::vector<PasteboardHarness::Value>{{png, "late"}, {html, "html"}}));
+    }
+
+    void whatGaveNothingUntilTheRestoreComesAfterIt() {
+        m_harness->put({{png, "late"}}, {.untilGiveLate = {png}});
+        const auto saved = pasteboard().save();
+        QCOMPARE(saved->found(), Found::unreadable);
+        pasteboard().write(u"text"_qs, saved);
+        pasteboard().restore(saved);
+        QTRY_COMPARE(m_harness->found(), nothing);
+        m_harness->giveLate();
+        QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{png, "late"}}));
+        QCOMPARE(saved->found(), Found::values);
+    }
+
+    void whatIsStillToComeOfARestoreIsStillToComeOfTheNext() {
+        m_harness->put({{html, "html"}, {png, "late"}}, {.untilGiveLate = {png}});
+        pasteOver();
+        pasteOver();
+        m_harness->giveLate();
+        QTRY_COMPARE(m_harness->found(),
+                     (std::vector<PasteboardHarness::Value>{{html, "html"}, {png, "late"}}));
+    }
+
+    void aLateValueLeavesAloneWhatAnotherProgramPutThere() {
+        m_harness->put({{png, "late"}}, {.untilGiveLate = {png}});
+        const auto saved = pasteboard().save();
+        pasteboard().write(u"text"_qs, saved);
+        pasteboard().restore(saved);
+        m_harness->put({{html, "theirs"}});
+        m_harness->giveLate();
+        QTRY_COMPARE(saved->found(), Found::values);
+        QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{html, "theirs"}}));
     }
 
 private:
+    static inline const QString html = u"text/html"_qs;
+    static inline const QString png = u"image/png"_qs;
+    static inline const QString plain = u"text/plain;charset=utf-8"_qs;
+    static inline const std::vector<PasteboardHarness::Value> nothing;
+
     platform::Pasteboard &pasteboard() { return m_harness->pasteboard(); }
 
-    /// Saves the pasteboard as a paste does.
-    std::vector<platform::PasteboardItem> save() {
-        std::vector<platform::PasteboardItem> saved;
-        for (const auto &entry : pasteboard().items()) {
-            auto &item = saved.emplace_back();
-            for (const QString &type : entry->types()) {
-                if (const auto data = entry->data(type))
-                    item.setData(*data, type);
-                else if (const auto string = entry->string(type))
-                    item.setString(*string, type);
-            }
-        }
-        return saved;
+    /// What a paste does to the pasteboard.
+    void pasteOver() {
+        const auto saved = pasteboard().save();
+        QVERIFY(pasteboard().write(u"text"_qs, saved));
+        QCOMPARE(m_harness->pasted(), u"text"_qs);
+        pasteboard().restore(saved);
     }
 
     std::unique_ptr<PasteboardHarness> m_harness;

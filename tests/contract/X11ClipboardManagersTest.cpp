@@ -67,7 +67,7 @@ private Q_SLOTS:
     void theDictatedTextDoesNotStayWhereNothingStood_data() { recorders(); }
     void theDictatedTextDoesNotStayWhereNothingStood() {
         QVERIFY(awaitRecorder());
-        m_desktop->x11->clearContents();
+        m_desktop->x11->restore(nothing());
         QTRY_VERIFY(m_clipboard->targets().isEmpty());
         QVERIFY(!happensSoon([&] { return !m_clipboard->targets().isEmpty(); }));
         paste(u"dictated"_qs);
@@ -131,6 +131,11 @@ private Q_SLOTS:
     }
 
 private:
+    /// What was saved of a clipboard on which nothing stood.
+    static platform::SavedPasteboardHandle nothing() {
+        return std::make_shared<platform::X11Collection>(platform::X11SelectionContents());
+    }
+
     /// Managers that record what they see.
     static void recorders() {
         QTest::addColumn<QStringList>("command");

@@ -11,13 +11,19 @@ class X11PasteboardHarness : public PasteboardHarness {
 public:
     platform::Pasteboard &pasteboard() override { return m_pasteboard; }
 
-    void put(const std::vector<Value> &values, const QStringList &unreadable) override {
+    void put(const std::vector<Value> &values, const Withheld &withheld) override {
         std::vector<SelectionPeer::Offer> offers;
         for (const auto &value : values)
             offers.push_back({.target = value.type.toLatin1(),
                               .data = value.data,
-                              .isRefused = unreadable.contains(value.type)});
-        m_owner = std::make_unique<SelectionPeer>(m_display.name(), "CLIPBOARD", std::move(offers));
+                              .isRefused = withheld.forGood.contains(value.type),
+                              .isLate = withheld.untilGiveLate.contains(value.type)});
+        m_owners.push_back(std::make_unique<SelectionPeer>(m_display.name(), "CLIPBOARD", std::move(offers)));
+    }
+
+    void giveLate() override {
+        for (const auto &owner : m_owners)
+            owner->giveLate();
     }
 
     std::vector<Value> found() override {
@@ -39,9 +45,9 @@ public:
 
 private:
     VirtualDisplay m_display;
-    platform::X11Pasteboard m_pasteboard{m_display.name()};
+    platform::X11Pasteboard m_pasteboard{m_display.name(), {.withLists = std::chrono::seconds(10)}};
     SelectionRequestor m_requestor{m_display.name(), "CLIPBOARD"};
-    std::unique_ptr<SelectionPeer> m_owner;
+    std::vector<std::unique_ptr<SelectionPeer>> m_owners;
 };
 
 std::unique_ptr<PasteboardHarness> makePasteboardHarness() {

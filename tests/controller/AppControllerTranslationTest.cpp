@@ -32,7 +32,7 @@ private Q_SLOTS:
         QCOMPARE(m->takeStatuses().last(2), (QStringList{u"Same language selected; pasting transcript."_qs,
                                                          u"Inserted transcript."_qs}));
         const QStringList calls = m->takeCalls();
-        QVERIFY(calls.contains(u"pasteboard.setString hello"_qs));
+        QVERIFY(calls.contains(u"pasteboard.write hello"_qs));
         QVERIFY(calls.filter(u"translation"_qs).isEmpty());
         QVERIFY(!c().isProcessing());
     }
@@ -55,8 +55,8 @@ private Q_SLOTS:
     void aTranslationIsPastedIntoTheApplicationInFront() {
         m->dictate(u"hello"_qs);
         QCOMPARE(m->takeCalls(u"(pasteboard|activate|on)"_qs).mid(3),
-                 (QStringList{u"pasteboard.items"_qs, u"pasteboard.clear"_qs,
-                              u"pasteboard.setString <hello>"_qs, u"activate editor"_qs, processingOff}));
+                 (QStringList{u"pasteboard.save"_qs, u"pasteboard.write <hello>"_qs, u"activate editor"_qs,
+                              processingOff}));
     }
 
     void theHostedEngineGetsLanguageNames() {
@@ -211,7 +211,7 @@ private Q_SLOTS:
         m->platform.http.pending.back().resume({true, 200, R"({"translation":"dos"})"});
         m->run();
         QCOMPARE(c().statusText(), u"Inserted translation."_qs);
-        QCOMPARE(m->takeCalls(u"pasteboard.set"_qs), QStringList{u"pasteboard.setString dos"_qs});
+        QCOMPARE(m->takeCalls(u"pasteboard.write"_qs), QStringList{u"pasteboard.write dos"_qs});
     }
 
     void anErrorBeforeTheRequestGoesOutIsATranslationsErrorToo() {
@@ -274,8 +274,8 @@ private Q_SLOTS:
         m->dictate(u"hello"_qs);
         m->takeCalls();
         c().pasteLastTranslation();
-        QCOMPARE(m->takeCalls(), (QStringList{u"pasteboard.items"_qs, u"pasteboard.clear"_qs,
-                                              u"pasteboard.setString  hola \n"_qs, u"activate editor"_qs}));
+        QCOMPARE(m->takeCalls(), (QStringList{u"pasteboard.save"_qs, u"pasteboard.write  hola \n"_qs,
+                                              u"activate editor"_qs}));
         QCOMPARE(c().statusText(), u"Inserted translation."_qs);
     }
 

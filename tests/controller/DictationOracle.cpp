@@ -437,10 +437,12 @@ void DictationOracle::prepareModels() {
 bool DictationOracle::paste(const QString &text) {
     if (!isTrusted)
         return false;
-    log += u"pasteboard.items"_qs;
+    log += u"pasteboard.save"_qs;
     auto saved = pasteboard;
     for (auto &item : saved)
         item.removeIf([](const QString &value) { return value.startsWith(u"unreadable"); });
+    if (std::ranges::all_of(saved, &QStringList::isEmpty))
+        saved.clear();
     copy(text);
     if (m_pasteTarget) {
         log += u"activate "_qs + m_pasteTarget->name;
@@ -451,10 +453,8 @@ bool DictationOracle::paste(const QString &text) {
     after(150, [this, saved] {
         pressPasteKeys();
         after(800, [this, saved] {
-            log += u"pasteboard.clear"_qs;
+            log += u"pasteboard.restore "_qs + QString::number(saved.size());
             pasteboard = saved;
-            if (!saved.isEmpty())
-                log += u"pasteboard.write "_qs + QString::number(saved.size());
             --pendingRestores;
         });
     });
@@ -462,8 +462,7 @@ bool DictationOracle::paste(const QString &text) {
 }
 
 void DictationOracle::copy(const QString &text) {
-    log += u"pasteboard.clear"_qs;
-    log += u"pasteboard.setString "_qs + text;
+    log += u"pasteboard.write "_qs + text;
     pasteboard = {{u"text/plain;charset=utf-8~"_qs + text}};
 }
 

@@ -22,7 +22,7 @@ constexpr int sequenceCount = 60000;
 constexpr int longestSequence = 50;
 constexpr quint32 firstSeed = 20261120;
 
-using Contents = std::vector<platform::PasteboardItem>;
+using Contents = std::vector<PasteboardItem>;
 
 /// A fault that comes and goes, in both worlds.
 struct Fault {
@@ -143,14 +143,14 @@ const QString mustBeMet[] = {
     u"statusText=Use Ctrl, Option, or Cmd with another key."_qs,
     u"activate nameless"_qs,
     u"http prepare https://my.example/t"_qs,
-    u"pasteboard.write 2"_qs,
+    u"pasteboard.restore 2"_qs,
     u"keychain.add com.local.Quillora deviceIdentifier"_qs,
     u"keychain.remove com.local.Cobaltwhisk openAIClientToken"_qs,
     u"keystrokes.prompt"_qs,
     u"notifications.show Dictation ended early"_qs,
 };
 
-QStringList rendered(const platform::PasteboardItem &item) {
+QStringList rendered(const PasteboardItem &item) {
     QStringList values;
     for (const auto &r : item.representations())
         values += r.type + (r.isString ? u'~' + r.string : u'=' + QString::fromUtf8(r.data));
@@ -164,8 +164,8 @@ QList<QStringList> rendered(const Contents &contents) {
     return items;
 }
 
-platform::PasteboardItem pasteboardItem(const QStringList &data, const QStringList &strings) {
-    platform::PasteboardItem item;
+PasteboardItem pasteboardItem(const QStringList &data, const QStringList &strings) {
+    PasteboardItem item;
     for (const QString &type : data)
         item.setData("bytes of " + type.toUtf8(), type);
     for (const QString &type : strings)

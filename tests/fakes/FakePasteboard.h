@@ -1,9 +1,12 @@
 #pragma once
 
 #include "fakes/CallLog.h"
+#include "fakes/PasteboardItem.h"
 #include "platform/Pasteboard.h"
 
 #include <QSet>
+
+#include <algorithm>
 
 namespace quillora::test {
 
@@ -11,26 +14,43 @@ class FakePasteboard : public platform::Pasteboard {
 public:
     explicit FakePasteboard(CallLog &log) : m_log(log) {}
 
-    std::vector<std::unique_ptr<platform::PasteboardEntry>> items() override {
-        m_log.add(u"pasteboard.items"_qs);
-        std::vector<std::unique_ptr<platform::PasteboardEntry>> entries;
-        for (const auto &item : contents)
-            entries.push_back(std::make_unique<Entry>(item, unreadableTypes));
-        return entries;
+    platform::SavedPasteboardHandle save() override {
+        m_log.add(u"pasteboard.save"_qs);
+        // What is to come of what stands here is still to come of what is saved of it.
+        auto saved = std::make_shared<Saved>(isStanding() ? *m_standing : Saved());
+        if (!isStanding()) {
+            saved->offered = contents;
+            saved->withheld = unreadableTypes + lateTypes;
+            saved->isHidden = isOutOfReach;
+        }
+        m_collecting.push_back(saved);
+        return saved;
     }
-    void clearContents() override {
-        m_log.add(u"pasteboard.clear"_qs);
-        contents.clear();
-    }
-    void setString(const QString &text) override {
-        m_log.add(u"pasteboard.setString "_qs + text);
-        platform::PasteboardItem item;
+    bool write(const QString &text, const platform::SavedPasteboardHandle &) override {
+        m_log.add(u"pasteboard.write "_qs + text);
+        if (refusesWrites)
+            return false;
+        PasteboardItem item;
         item.setString(text, plainStringType);
         contents = {item};
+        return true;
     }
-    void writeItems(const std::vector<platform::PasteboardItem> &items) override {
-        m_log.add(u"pasteboard.write "_qs + QString::number(items.size()));
-        contents = items;
+    void restore(const platform::SavedPasteboardHandle &saved) override {
+        m_standing = std::static_pointer_cast<const Saved>(saved);
+        contents = m_standing->given();
+        m_log.add(u"pasteboard.restore "_qs + QString::number(contents.size()));
+    }
+
+    /// Owners give what they have kept back until now.
+    void giveLate() {
+        const bool joins = isStanding();
+        for (const auto &collecting : m_collecting) {
+            if (const auto saved = collecting.lock())
+                saved->withheld -= lateTypes;
+        }
+        lateTypes.clear();
+        if (joins)
+            contents = m_standing->given();
     }
 
     /// The plain text that another program would paste; null if there is none.
@@ -46,46 +66,42 @@ public:
 
     static inline const QString plainStringType = u"text/plain;charset=utf-8"_qs;
 
-    std::vector<platform::PasteboardItem> contents;
-    QSet<QString> unreadableTypes; ///< their owner gives neither bytes nor text for them
+    std::vector<PasteboardItem> contents;
+    QSet<QString> unreadableTypes; ///< their owner gives nothing for them
+    QSet<QString> lateTypes;       ///< their owner gives nothing for them until `giveLate`
+    bool isOutOfReach = false;     ///< the session does not let us see what stands here
+    bool refusesWrites = false;
 
 private:
-    class Entry : public platform::PasteboardEntry {
-    public:
-        Entry(platform::PasteboardItem item, QSet<QString> unreadable)
-            : m_item(std::move(item)), m_unreadable(std::move(unreadable)) {}
-
-        QStringList types() const override {
-            QStringList types;
-            for (const auto &r : m_item.representations())
-                types += r.type;
-            return types;
+    struct Saved : platform::SavedPasteboard {
+        Found found() const override {
+            if (isHidden)
+                return Found::noAccess;
+            if (offered.empty())
+                return Found::empty;
+            return given().empty() ? Found::unreadable : Found::values;
         }
-        std::optional<QByteArray> data(const QString &type) const override {
-            const auto *found = find(type);
-            return found && !found->isString ? std::optional(found->data) : std::nullopt;
-        }
-        std::optional<QString> string(const QString &type) const override {
-            const auto *found = find(type);
-            return found && found->isString ? std::optional(found->string) : std::nullopt;
+        /// What its owners have given so far.
+        std::vector<PasteboardItem> given() const {
+            std::vector<PasteboardItem> items;
+            for (const auto &item : offered)
+                items.push_back(item.without(withheld));
+            const bool isNothing = std::ranges::all_of(
+                items, [](const PasteboardItem &item) { return item.representations().empty(); });
+            return isHidden || isNothing ? std::vector<PasteboardItem>() : items;
         }
 
-    private:
-        const platform::PasteboardItem::Representation *find(const QString &type) const {
-            if (m_unreadable.contains(type))
-                return nullptr;
-            for (const auto &r : m_item.representations()) {
-                if (r.type == type)
-                    return &r;
-            }
-            return nullptr;
-        }
-
-        platform::PasteboardItem m_item;
-        QSet<QString> m_unreadable;
+        std::vector<PasteboardItem> offered;
+        QSet<QString> withheld;
+        bool isHidden = false;
     };
 
+    /// Whether what was restored last stands here still.
+    bool isStanding() const { return m_standing && contents == m_standing->given(); }
+
     CallLog &m_log;
+    std::vector<std::weak_ptr<Saved>> m_collecting;
+    std::shared_ptr<const Saved> m_standing; ///< what was restored last
 };
 
 } // namespace quillora::test

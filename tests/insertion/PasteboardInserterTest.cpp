@@ -4,7 +4,7 @@
 #include <QTest>
 
 using namespace quillora;
-using platform::PasteboardItem;
+using test::PasteboardItem;
 using namespace std::chrono_literals;
 
 namespace {
@@ -37,8 +37,8 @@ private Q_SLOTS:
     void aPasteGoesThroughItsStepsInOrder() {
         contents() = {textItem(u"before"_qs)};
         QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
-        QCOMPARE(take(), (QStringList{u"pasteboard.items"_qs, u"pasteboard.clear"_qs,
-                                      u"pasteboard.setString hola"_qs, u"activate editor"_qs}));
+        QCOMPARE(take(),
+                 (QStringList{u"pasteboard.save"_qs, u"pasteboard.write hola"_qs, u"activate editor"_qs}));
         m_platform->queue.advance(149ms);
         QCOMPARE(take(), QStringList());
         m_platform->queue.advance(1ms);
@@ -47,7 +47,7 @@ private Q_SLOTS:
         m_platform->queue.advance(799ms);
         QCOMPARE(take(), QStringList());
         m_platform->queue.advance(1ms);
-        QCOMPARE(take(), (QStringList{u"pasteboard.clear"_qs, u"pasteboard.write 1"_qs}));
+        QCOMPARE(take(), QStringList{u"pasteboard.restore 1"_qs});
         QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
     }
 
@@ -64,7 +64,7 @@ private Q_SLOTS:
         QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
         m_platform->queue.advance(950ms);
         QVERIFY(contents().empty());
-        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.clear"_qs);
+        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.restore 0"_qs);
     }
 
     void anItemWithTextAndImageComesBackWithBoth() {
@@ -104,8 +104,7 @@ private Q_SLOTS:
     void withoutATargetNothingIsActivated() {
         QVERIFY(m_inserter.paste(u"hola"_qs, nullptr));
         m_platform->queue.advance(150ms);
-        QCOMPARE(take(), (QStringList{u"pasteboard.items"_qs, u"pasteboard.clear"_qs,
-                                      u"pasteboard.setString hola"_qs, keyDown, keyUp}));
+        QCOMPARE(take(), (QStringList{u"pasteboard.save"_qs, u"pasteboard.write hola"_qs, keyDown, keyUp}));
     }
 
     void aTargetThatHasEndedDoesNotStopThePaste() {
@@ -173,7 +172,7 @@ private Q_SLOTS:
         contents() = {textItem(u"before"_qs)};
         m_inserter.copy(u"hola"_qs);
         m_platform->queue.advance(1h);
-        QCOMPARE(take(), (QStringList{u"pasteboard.clear"_qs, u"pasteboard.setString hola"_qs}));
+        QCOMPARE(take(), QStringList{u"pasteboard.write hola"_qs});
         QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_qs);
     }
 

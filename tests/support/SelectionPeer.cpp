@@ -40,6 +40,7 @@ public:
 
     void run() {
         while (!m_isDead && waitForInput(-1)) {
+            answerLate();
             while (const auto event = m_connection.arrivedEvent()) {
                 handle(*event);
                 if (m_isDead)
@@ -60,9 +61,11 @@ private:
 
     /// False if the program is to end.
     bool waitForInput(int timeoutMs) {
-        pollfd inputs[] = {{m_peer.m_endDescriptor, POLLIN, 0}, {m_connection.fileDescriptor(), POLLIN, 0}};
+        pollfd inputs[] = {{m_peer.m_endDescriptor, POLLIN, 0},
+                           {m_peer.m_lateDescriptor, POLLIN, 0},
+                           {m_connection.fileDescriptor(), POLLIN, 0}};
         xcb_flush(m_connection);
-        ::poll(inputs, timeoutMs < 0 ? 2 : 1, timeoutMs);
+        ::poll(inputs, timeoutMs < 0 ? 3 : 1, timeoutMs);
         return inputs[0].revents == 0 && m_connection.isAlive();
     }
 
@@ -77,6 +80,15 @@ private:
         }
     }
 
+    void answerLate() {
+        eventfd_t count = 0;
+        if (::eventfd_read(m_peer.m_lateDescriptor, &count) != 0)
+            return;
+        m_isLate = false;
+        for (const auto &request : std::exchange(m_keptWaiting, {}))
+            answer(request);
+    }
+
     void answer(const xcb_selection_request_event_t &request) {
         const auto target = name(request.target);
         {
@@ -87,6 +99,10 @@ private:
         const bool isKnown = offer != m_offers.end();
         if (m_manners.isHung || (isKnown && !offer->isAnswered))
             return;
+        if (m_isLate && (m_manners.isLate || (isKnown && offer->isLate))) {
+            m_keptWaiting.push_back(request);
+            return;
+        }
         if (m_manners.delay.count() > 0 && !waitForInput(static_cast<int>(m_manners.delay.count()))) {
             m_isDead = true;
             return;
@@ -96,6 +112,8 @@ private:
             sendTargets(request);
         else if (isKnown && !offer->isRefused)
             send(*offer, request);
+        else if (m_manners.givesWhateverIsAsked)
+            send(m_offers.front(), request);
         else
             property = XCB_NONE;
         notify(request, property);
@@ -165,13 +183,15 @@ private:
     const std::vector<Offer> m_offers;
     const Manners m_manners;
     std::map<std::pair<xcb_window_t, xcb_atom_t>, Transfer> m_transfers;
+    std::vector<xcb_selection_request_event_t> m_keptWaiting;
+    bool m_isLate = true;
     int m_pieces = 0;
     bool m_isDead = false;
 };
 
 SelectionPeer::SelectionPeer(const QByteArray &displayName, const QByteArray &selection,
                              std::vector<Offer> offers, Manners manners)
-    : m_endDescriptor(::eventfd(0, EFD_CLOEXEC)) {
+    : m_endDescriptor(::eventfd(0, EFD_CLOEXEC)), m_lateDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     auto program = std::make_unique<Program>(*this, displayName, std::move(offers), manners);
     program->own(selection);
     m_thread = std::thread([program = std::move(program)]() mutable {
@@ -184,7 +204,10 @@ SelectionPeer::~SelectionPeer() {
     ::eventfd_write(m_endDescriptor, 1);
     m_thread.join();
     ::close(m_endDescriptor);
+    ::close(m_lateDescriptor);
 }
+
+void SelectionPeer::giveLate() { ::eventfd_write(m_lateDescriptor, 1); }
 
 QByteArrayList SelectionPeer::requested() const {
     const std::lock_guard lock(m_mutex);

@@ -29,13 +29,16 @@ public:
         int format = 8;
         bool isAnswered = true;
         bool isRefused = false;
+        bool isLate = false; ///< not answered until `giveLate`
 
         bool operator==(const Offer &) const = default;
     };
 
     struct Manners {
         bool isHung = false;                ///< never answers anything
+        bool isLate = false;                ///< answers nothing until `giveLate`
         bool knowsTargets = true;           ///< answers the question what it offers
+        bool givesWhateverIsAsked = false;  ///< its first offer under any target
         std::chrono::milliseconds delay{0}; ///< before every answer
         qsizetype pieceSize = 256 * 1024;   ///< what is larger goes out in pieces of this size
         std::optional<int> diesAfterPieces = std::nullopt;
@@ -51,6 +54,9 @@ public:
     SelectionPeer(const SelectionPeer &) = delete;
     SelectionPeer &operator=(const SelectionPeer &) = delete;
 
+    /// Has it answer what it has kept waiting, and keep nothing waiting from then on.
+    void giveLate();
+
     /// Every target that it was asked for so far, in order.
     QByteArrayList requested() const;
 
@@ -60,6 +66,7 @@ private:
     mutable std::mutex m_mutex;
     QByteArrayList m_requested; ///< guarded by m_mutex
     int m_endDescriptor;
+    int m_lateDescriptor;
     std::thread m_thread;
 };
 

@@ -705,7 +705,7 @@ private Q_SLOTS:
         harness.platform.log.clear();
         harness.find<PanelButton>(u"pasteButton"_qs).click();
         harness.platform.queue.advance(std::chrono::seconds(2));
-        QVERIFY(harness.platform.log.calls().contains(u"pasteboard.setString good morning"_qs));
+        QVERIFY(harness.platform.log.calls().contains(u"pasteboard.write good morning"_qs));
         QCOMPARE(harness.platform.keystrokesFake.pasteCount(), 2);
         QCOMPARE(harness.controller->statusText(), u"Inserted translation."_qs);
     }

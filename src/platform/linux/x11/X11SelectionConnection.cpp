@@ -63,11 +63,14 @@ std::optional<std::vector<QByteArray>> X11SelectionConnection::names(const std::
             questions.emplace_back(atom, xcb_get_atom_name(m_connection, atom));
     }
     for (const auto &[atom, cookie] : questions) {
-        if (const auto answer = reply<xcb_get_atom_name_reply_t>(cookie, deadline))
-            m_names[atom] =
-                QByteArray(xcb_get_atom_name_name(answer.get()), xcb_get_atom_name_name_length(answer.get()));
-        else if (deadline.hasExpired() || !isAlive())
+        if (const auto answer = reply<xcb_get_atom_name_reply_t>(cookie, deadline)) {
+            const QByteArray name(xcb_get_atom_name_name(answer.get()),
+                                  xcb_get_atom_name_name_length(answer.get()));
+            m_names[atom] = name;
+            m_atoms[name] = atom;
+        } else if (deadline.hasExpired() || !isAlive()) {
             return {};
+        }
     }
     std::vector<QByteArray> names;
     for (const auto atom : atoms) {

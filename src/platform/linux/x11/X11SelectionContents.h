@@ -2,6 +2,8 @@
 
 #include "platform/linux/x11/X11SelectionType.h"
 
+#include <QString>
+
 #include <vector>
 
 namespace quillora::platform {

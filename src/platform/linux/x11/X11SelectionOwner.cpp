@@ -1,6 +1,6 @@
 #include "platform/linux/x11/X11SelectionOwner.h"
 
-#include "platform/linux/x11/X11SelectionServer.h"
+#include "platform/linux/x11/X11ToolkitSelection.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -12,10 +12,23 @@
 
 namespace quillora::platform {
 
-X11SelectionOwner::X11SelectionOwner(const QByteArray &displayName, std::chrono::milliseconds patience)
-    : m_wakeDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      m_thread(
-          [this, server = std::make_unique<X11SelectionServer>(displayName, patience)] { run(*server); }) {}
+using namespace std::chrono_literals;
+
+namespace {
+
+/// An owner that has its wits about it has said by then what it offers.
+constexpr auto promptAnswer = 20ms;
+
+/// What a frame has room for: values that are there by then do not depend on their owner any more.
+constexpr auto promptValues = 8ms;
+
+} // namespace
+
+X11SelectionOwner::X11SelectionOwner(const QByteArray &displayName, Patience patience)
+    : m_patienceWithLists(patience.withLists), m_wakeDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      m_thread([this, server = std::make_unique<X11SelectionServer>(displayName, patience.withOthers)] {
+          run(*server);
+      }) {}
 
 X11SelectionOwner::~X11SelectionOwner() {
     post([this](auto &) { m_isEnding = true; });
@@ -24,7 +37,7 @@ X11SelectionOwner::~X11SelectionOwner() {
 }
 
 bool X11SelectionOwner::own(const QByteArray &selection, X11SelectionContents contents) {
-    auto shared = std::make_shared<const X11SelectionContents>(std::move(contents));
+    const auto shared = std::make_shared<X11Collection>(std::move(contents));
     return ask<bool>([selection, shared](auto &server) { return server.own(selection, shared); });
 }
 
@@ -35,8 +48,41 @@ void X11SelectionOwner::clear(const QByteArray &selection) {
     });
 }
 
-X11SelectionOwner::Contents X11SelectionOwner::held(const QByteArray &selection) {
-    return ask<Contents>([selection](auto &server) { return server.held(selection); });
+X11SelectionOwner::Collection X11SelectionOwner::save(const QByteArray &selection) {
+    if (auto ours = toolkitContents(selection))
+        return std::make_shared<X11Collection>(std::move(*ours));
+    const QDeadlineTimer patience(m_patienceWithLists);
+    const QDeadlineTimer forValues(promptValues);
+    auto saved = ask<Collection>([selection](auto &server) { return server.collect(selection); });
+    if (!saved)
+        return X11Collection::outOfReach();
+    using enum X11Collection::Progress;
+    if (!saved->awaitProgress(listed, std::min(QDeadlineTimer(promptAnswer), patience))) {
+        post([saved](auto &server) { server.askForTheUsual(saved); });
+        saved->awaitProgress(listed, patience);
+    }
+    saved->awaitProgress(complete, forValues);
+    return saved;
+}
+
+void X11SelectionOwner::restore(const QByteArray &selection, const Collection &saved) {
+    ask<bool>([selection, saved](auto &server) {
+        server.restore(selection, saved);
+        return true;
+    });
+}
+
+std::optional<X11SelectionContents> X11SelectionOwner::toolkitContents(const QByteArray &selection) {
+    const auto mode = selection == "PRIMARY" ? QClipboard::Selection : QClipboard::Clipboard;
+    if (!X11ToolkitSelection::isHeld(mode))
+        return {};
+    // It does not know yet of a loss that it has still to be told of.
+    const auto owner = ask<xcb_window_t>([selection](auto &server) { return server.ownerOf(selection); });
+    return X11ToolkitSelection::contents(mode, owner);
+}
+
+X11SelectionOwner::Collection X11SelectionOwner::held(const QByteArray &selection) {
+    return ask<Collection>([selection](auto &server) { return server.held(selection); });
 }
 
 bool X11SelectionOwner::handOver(std::chrono::milliseconds limit) {
@@ -86,9 +132,10 @@ void X11SelectionOwner::run(X11SelectionServer &server) {
     while (!m_isEnding) {
         for (const auto &work : takePosted())
             work(server);
-        // After the work: waiting for an answer may have read events that the descriptor no longer shows.
-        server.serve();
-        if (!m_isEnding)
+        // After the work: waiting for an answer may have read events that the descriptor no longer shows. One
+        // by one, since the main thread waits for work while a large value comes in.
+        const bool hasServed = server.serveNext();
+        if (!hasServed && !m_isEnding)
             awaitInput(server);
     }
 }

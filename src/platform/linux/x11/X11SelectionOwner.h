@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/x11/X11SelectionContents.h"
+#include "platform/linux/x11/X11SelectionServer.h"
 
 #include <QDeadlineTimer>
 
@@ -10,13 +10,12 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace quillora::platform {
 
-class X11SelectionServer;
-
-/// Owns selections on a thread of its own.
+/// Owns selections, and saves what others own, on a thread of its own.
 ///
 /// Others, our own toolkit among them, must get their answers while the main thread is busy: a paste into one
 /// of our own windows waits for the answer on the main thread. All operations are for the main thread; each
@@ -24,13 +23,15 @@ class X11SelectionServer;
 /// is late is not waited for any longer than that, so that a server that hangs costs its time only once.
 class X11SelectionOwner {
 public:
-    using Contents = std::shared_ptr<const X11SelectionContents>;
+    using Collection = X11SelectionServer::Collection;
 
-    /// A requestor that stops taking a large value for that long is given up.
-    static constexpr std::chrono::milliseconds defaultPatience{10000};
+    struct Patience {
+        std::chrono::milliseconds withLists{100}; ///< of what owners have, which hold the main thread
+        X11SelectionServer::Patience withOthers{};
+    };
 
-    explicit X11SelectionOwner(const QByteArray &displayName,
-                               std::chrono::milliseconds patience = defaultPatience);
+    explicit X11SelectionOwner(const QByteArray &displayName, Patience patience);
+    explicit X11SelectionOwner(const QByteArray &displayName) : X11SelectionOwner(displayName, Patience()) {}
     ~X11SelectionOwner();
     X11SelectionOwner(const X11SelectionOwner &) = delete;
     X11SelectionOwner &operator=(const X11SelectionOwner &) = delete;
@@ -42,8 +43,16 @@ public:
     /// fill it again, an owner that offers nothing.
     void clear(const QByteArray &selection);
 
+    /// What stands on the selection; what is still to come of it comes later. What our own toolkit holds is
+    /// taken from its memory.
+    Collection save(const QByteArray &selection);
+
+    /// Takes the selection and offers what was saved of it, with what is still to come. Leaves nothing there
+    /// where nothing comes.
+    void restore(const QByteArray &selection, const Collection &saved);
+
     /// What we offer on the selection; null if it is not ours.
-    Contents held(const QByteArray &selection);
+    Collection held(const QByteArray &selection);
 
     /// Asks the clipboard manager to keep what we offer on the clipboard. False if there is no manager, or
     /// nothing to keep, or it had not taken everything after `limit`.
@@ -51,6 +60,8 @@ public:
 
 private:
     using Work = std::function<void(X11SelectionServer &)>;
+
+    std::optional<X11SelectionContents> toolkitContents(const QByteArray &selection);
 
     template <typename Result>
     Result ask(std::function<Result(X11SelectionServer &)> question,
@@ -60,6 +71,7 @@ private:
     void run(X11SelectionServer &server);
     void awaitInput(X11SelectionServer &server) const;
 
+    const std::chrono::milliseconds m_patienceWithLists;
     std::atomic<int> m_unanswered = 0;
     QDeadlineTimer m_patience; ///< the main thread's, with everything that is unanswered
     std::mutex m_mutex;

@@ -30,8 +30,9 @@ uint32_t unitsIn(qsizetype bytes, int format) { return static_cast<uint32_t>(byt
 
 } // namespace
 
-X11SelectionServer::X11SelectionServer(const QByteArray &displayName, std::chrono::milliseconds patience)
-    : m_connection(displayName), m_patience(patience), m_atoms(atomCount, XCB_NONE) {
+X11SelectionServer::X11SelectionServer(const QByteArray &displayName, Patience patience)
+    : m_connection(displayName), m_collector(m_connection, patience.withOwners),
+      m_patience(patience.withRequestors), m_atoms(atomCount, XCB_NONE) {
     if (!isAlive())
         return;
     m_window = m_connection.createWindow();
@@ -44,9 +45,9 @@ X11SelectionServer::X11SelectionServer(const QByteArray &displayName, std::chron
         m_atoms = *atoms;
 }
 
-bool X11SelectionServer::own(const QByteArray &selection, Contents contents) {
+bool X11SelectionServer::own(const QByteArray &selection, Collection contents) {
     std::vector<QByteArray> names{selection};
-    for (const auto &value : contents->values) {
+    for (const auto &value : contents->contents().values) {
         names.push_back(value.type.target);
         names.push_back(value.type.type);
     }
@@ -62,6 +63,26 @@ bool X11SelectionServer::own(const QByteArray &selection, Contents contents) {
     return held(selection) != nullptr;
 }
 
+X11SelectionServer::Collection X11SelectionServer::collect(const QByteArray &selection) {
+    if (auto ours = held(selection))
+        return ours;
+    const auto owner = ownerOf(selection);
+    const auto time = serverTime();
+    if (!time)
+        return X11Collection::outOfReach();
+    if (owner == XCB_NONE)
+        return std::make_shared<X11Collection>(X11SelectionContents());
+    return m_collector.collect(selection, owner, *time);
+}
+
+void X11SelectionServer::restore(const QByteArray &selection, const Collection &collection) {
+    const bool isEmpty = collection->contents().values.empty();
+    if (isEmpty && collection->isComplete())
+        clear(selection);
+    else if (own(selection, collection))
+        m_holdings[m_connection.atoms({selection}, serverDeadline())->front()].isAwaited = isEmpty;
+}
+
 void X11SelectionServer::clear(const QByteArray &selection) {
     const auto atoms = m_connection.atoms({selection}, serverDeadline());
     if (!atoms)
@@ -69,7 +90,7 @@ void X11SelectionServer::clear(const QByteArray &selection) {
     m_holdings.erase(atoms->front());
     // A manager would fill a clipboard that nobody owns, with the very text that is to go.
     if (atoms->front() == atom(clipboard) && ownerOf(atom(clipboardManager)) != XCB_NONE) {
-        own(selection, std::make_shared<const X11SelectionContents>());
+        own(selection, std::make_shared<X11Collection>(X11SelectionContents()));
         return;
     }
     if (const auto time = serverTime())
@@ -78,7 +99,7 @@ void X11SelectionServer::clear(const QByteArray &selection) {
     ownerOf(atoms->front());
 }
 
-X11SelectionServer::Contents X11SelectionServer::held(const QByteArray &selection) {
+X11SelectionServer::Collection X11SelectionServer::held(const QByteArray &selection) {
     const auto atoms = m_connection.atoms({selection}, serverDeadline());
     if (!atoms || !m_holdings.contains(atoms->front()))
         return {};
@@ -92,7 +113,7 @@ X11SelectionServer::Contents X11SelectionServer::held(const QByteArray &selectio
 bool X11SelectionServer::handOver(std::chrono::milliseconds limit) {
     const QDeadlineTimer deadline(limit);
     const auto contents = held("CLIPBOARD");
-    if (!contents || contents->values.empty())
+    if (!contents || contents->contents().values.empty())
         return false;
     if (ownerOf(atom(clipboardManager)) == XCB_NONE)
         return false;
@@ -115,18 +136,40 @@ bool X11SelectionServer::handOver(std::chrono::milliseconds limit) {
     return *m_handOverAnswer;
 }
 
-void X11SelectionServer::serve() {
-    while (const auto event = m_connection.arrivedEvent())
+bool X11SelectionServer::serveNext() {
+    const auto event = m_connection.arrivedEvent();
+    if (event)
         handle(*event);
     dropTransfers([](const Transfer &transfer) { return transfer.patience.hasExpired(); });
+    m_collector.dropExpired();
+    clearWhatStaysEmpty();
     xcb_flush(m_connection);
+    return event != nullptr;
+}
+
+void X11SelectionServer::clearWhatStaysEmpty() {
+    for (auto &[selection, holding] : m_holdings) {
+        if (!holding.isAwaited)
+            continue;
+        const bool isEmpty = holding.contents->contents().values.empty();
+        holding.isAwaited = isEmpty && !holding.contents->isComplete();
+        if (!isEmpty || holding.isAwaited)
+            continue;
+        if (const auto names = m_connection.names({selection}, serverDeadline()))
+            return clear(names->front()); // which changes the map
+    }
 }
 
 QDeadlineTimer X11SelectionServer::nextExpiry() const {
-    QDeadlineTimer next(QDeadlineTimer::Forever);
+    auto next = m_collector.nextExpiry();
     for (const auto &transfer : m_transfers)
         next = std::min(next, transfer.patience);
     return next;
+}
+
+xcb_window_t X11SelectionServer::ownerOf(const QByteArray &selection) {
+    const auto atoms = m_connection.atoms({selection}, serverDeadline());
+    return atoms ? ownerOf(atoms->front()) : XCB_NONE;
 }
 
 xcb_window_t X11SelectionServer::ownerOf(xcb_atom_t selection) {
@@ -140,6 +183,7 @@ std::optional<xcb_timestamp_t> X11SelectionServer::serverTime() {
 }
 
 void X11SelectionServer::handle(const xcb_generic_event_t &event) {
+    m_collector.handle(event);
     switch (event.response_type & 0x7f) {
     case 0: {
         // A requestor that was gone before we could listen for its end.
@@ -226,12 +270,12 @@ bool X11SelectionServer::convert(const Holding &holding, xcb_window_t requestor,
         return answer(atom(null), {});
 
     std::vector<xcb_atom_t> offered{atom(targets), atom(timestamp), atom(multiple), atom(saveTargets)};
-    for (const auto &value : holding.contents->values) {
+    for (const auto &value : holding.contents->contents().values) {
         const auto valueTarget = m_connection.atoms({value.type.target}, serverDeadline());
         if (!valueTarget)
             return false;
         if (target == valueTarget->front())
-            return send(holding.contents, value, requestor, property);
+            return send(value, requestor, property);
         offered.push_back(valueTarget->front());
     }
     return target == atom(targets) && answer(XCB_ATOM_ATOM, offered);
@@ -256,8 +300,8 @@ bool X11SelectionServer::convertMultiple(const Holding &holding, xcb_window_t re
     return true;
 }
 
-bool X11SelectionServer::send(const Contents &contents, const X11SelectionContents::Value &value,
-                              xcb_window_t requestor, xcb_atom_t property) {
+bool X11SelectionServer::send(const X11SelectionContents::Value &value, xcb_window_t requestor,
+                              xcb_atom_t property) {
     const auto type = m_connection.atoms({value.type.type}, serverDeadline());
     if (!type)
         return false;
@@ -265,8 +309,7 @@ bool X11SelectionServer::send(const Contents &contents, const X11SelectionConten
         startTransfer({.requestor = requestor,
                        .property = property,
                        .type = type->front(),
-                       .contents = contents,
-                       .value = &value,
+                       .value = value,
                        .patience = QDeadlineTimer(m_patience)});
         return true;
     }
@@ -282,7 +325,7 @@ void X11SelectionServer::startTransfer(Transfer transfer) {
     });
     selectRequestorEvents(transfer.requestor,
                           XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
-    const auto size = static_cast<uint32_t>(transfer.value->data.size());
+    const auto size = static_cast<uint32_t>(transfer.value.data.size());
     xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, transfer.requestor, transfer.property,
                         atom(incr), 32, 1, &size);
     m_transfers.push_back(std::move(transfer));
@@ -295,7 +338,7 @@ void X11SelectionServer::sendNextPiece(xcb_window_t requestor, xcb_atom_t proper
     if (found == m_transfers.end())
         return;
     auto &transfer = *found;
-    const auto &[type, data] = *transfer.value;
+    const auto &[type, data] = transfer.value;
     const auto left = unitsIn(data.size() - transfer.sent, type.format);
     const auto units = std::min(left, unitsIn(pieceSize, type.format));
     xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, transfer.type,

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "platform/linux/x11/X11Collection.h"
+#include "platform/linux/x11/X11SelectionCollector.h"
 #include "platform/linux/x11/X11SelectionConnection.h"
-#include "platform/linux/x11/X11SelectionContents.h"
 
 #include <chrono>
 #include <map>
@@ -10,43 +11,61 @@
 
 namespace quillora::platform {
 
-/// Owns selections and answers those who ask for them, as the Inter-Client Communication Conventions want it.
+/// Owns selections and answers those who ask for them, as the Inter-Client Communication Conventions want it,
+/// and takes in what others have on offer.
 ///
-/// Belongs to one thread, which calls `serve` whenever the connection has input. Large values go out in
-/// pieces, to several requestors at once; one that stops taking them is forgotten after `patience`.
+/// Belongs to one thread, which calls `serveNext` whenever the connection has input. Large values go out in
+/// pieces, to several requestors at once; one that stops taking them is forgotten.
 class X11SelectionServer {
 public:
-    using Contents = std::shared_ptr<const X11SelectionContents>;
+    using Collection = std::shared_ptr<X11Collection>;
 
-    X11SelectionServer(const QByteArray &displayName, std::chrono::milliseconds patience);
+    struct Patience {
+        std::chrono::milliseconds withRequestors{10000}; ///< that stop taking a large value
+        std::chrono::milliseconds withOwners{30000};     ///< that do not give what they have
+    };
+
+    X11SelectionServer(const QByteArray &displayName, Patience patience);
 
     bool isAlive() const { return m_connection.isAlive(); }
     int fileDescriptor() const { return m_connection.fileDescriptor(); }
 
-    /// Takes the selection and offers these contents. False if the server did not let us.
-    bool own(const QByteArray &selection, Contents contents);
+    /// Takes the selection and offers these contents, with what is still to come of them. False if the server
+    /// did not let us.
+    bool own(const QByteArray &selection, Collection contents);
+
+    /// Asks the selection's owner for everything; what we offer ourselves is there already.
+    Collection collect(const QByteArray &selection);
+    void askForTheUsual(const Collection &collection) { m_collector.askForTheUsual(collection); }
+
+    /// Offers what was collected, and clears the selection once it is certain that there is nothing.
+    void restore(const QByteArray &selection, const Collection &collection);
 
     /// Leaves nothing on the selection, whoever owns it: no owner, or, on the clipboard where a manager would
     /// fill it again, an owner that offers nothing.
     void clear(const QByteArray &selection);
 
     /// What we offer on the selection; null if it is not ours.
-    Contents held(const QByteArray &selection);
+    Collection held(const QByteArray &selection);
+
+    xcb_window_t ownerOf(const QByteArray &selection);
 
     /// Asks the clipboard manager to keep what we offer on the clipboard. False if there is no manager, or
     /// nothing to keep, or it had not taken everything after `limit`. Requests are served meanwhile.
     bool handOver(std::chrono::milliseconds limit);
 
-    /// Handles everything that has arrived, and lets go of transfers that have come to a halt.
-    void serve();
+    /// Handles the next event, if one has arrived, and lets go of what has come to a halt. Whether there was
+    /// one.
+    bool serveNext();
 
-    /// When `serve` wants to be called though nothing arrives.
+    /// When `serveNext` wants to be called though nothing arrives.
     QDeadlineTimer nextExpiry() const;
 
 private:
     struct Holding {
-        Contents contents;
+        Collection contents;
         xcb_timestamp_t since = XCB_CURRENT_TIME;
+        bool isAwaited = false; ///< nothing of it has come yet, and perhaps nothing will
     };
 
     /// A value on its way to a requestor, piece by piece.
@@ -54,8 +73,7 @@ private:
         xcb_window_t requestor = XCB_NONE;
         xcb_atom_t property = XCB_NONE;
         xcb_atom_t type = XCB_NONE;
-        Contents contents; ///< keeps `value` alive
-        const X11SelectionContents::Value *value = nullptr;
+        X11SelectionContents::Value value;
         qsizetype sent = 0;
         QDeadlineTimer patience;
     };
@@ -82,15 +100,16 @@ private:
     bool isOurs(const xcb_selection_request_event_t &request) const;
     bool convert(const Holding &holding, xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property);
     bool convertMultiple(const Holding &holding, xcb_window_t requestor, xcb_atom_t property);
-    bool send(const Contents &contents, const X11SelectionContents::Value &value, xcb_window_t requestor,
-              xcb_atom_t property);
+    bool send(const X11SelectionContents::Value &value, xcb_window_t requestor, xcb_atom_t property);
     void startTransfer(Transfer transfer);
     void sendNextPiece(xcb_window_t requestor, xcb_atom_t property);
     void dropTransfers(const std::function<bool(const Transfer &)> &isMeant);
     void selectRequestorEvents(xcb_window_t requestor, uint32_t mask);
     void forget(const xcb_selection_clear_event_t &loss);
+    void clearWhatStaysEmpty();
 
     X11SelectionConnection m_connection;
+    X11SelectionCollector m_collector;
     const std::chrono::milliseconds m_patience;
     xcb_window_t m_window = XCB_NONE;
     std::vector<xcb_atom_t> m_atoms;

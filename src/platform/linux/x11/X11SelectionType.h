@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QString>
 
 namespace quillora::platform {
 
@@ -14,10 +13,6 @@ struct X11SelectionType {
 
     /// The usual case: bytes whose type is named like the target.
     static X11SelectionType bytes(const QByteArray &target) { return {target, target, 8}; }
-
-    /// The pasteboard type that stands for this: the target's name alone in the usual case.
-    QString toString() const;
-    static X11SelectionType fromString(const QString &pasteboardType);
 
     bool operator==(const X11SelectionType &) const = default;
 };

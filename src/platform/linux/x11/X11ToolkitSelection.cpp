@@ -8,8 +8,6 @@ namespace quillora::platform {
 namespace {
 
 bool isToolkitWindow(xcb_window_t window) {
-    if (!qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
-        return false;
     const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
     if (!x11 || window == XCB_NONE)
         return false;
@@ -22,13 +20,17 @@ bool isPrivate(const QString &format) { return format.startsWith(u"application/x
 
 } // namespace
 
-std::optional<X11SelectionContents> X11ToolkitSelection::contents(QClipboard::Mode mode, xcb_window_t owner) {
-    if (!isToolkitWindow(owner))
-        return {};
+bool X11ToolkitSelection::isHeld(QClipboard::Mode mode) {
+    if (!qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
+        return false;
     const auto *clipboard = QGuiApplication::clipboard();
-    const bool isHeld =
-        mode == QClipboard::Clipboard ? clipboard->ownsClipboard() : clipboard->ownsSelection();
-    const auto *mimeData = isHeld ? clipboard->mimeData(mode) : nullptr;
+    return mode == QClipboard::Clipboard ? clipboard->ownsClipboard() : clipboard->ownsSelection();
+}
+
+std::optional<X11SelectionContents> X11ToolkitSelection::contents(QClipboard::Mode mode, xcb_window_t owner) {
+    if (!isHeld(mode) || !isToolkitWindow(owner))
+        return {};
+    const auto *mimeData = QGuiApplication::clipboard()->mimeData(mode);
     if (!mimeData)
         return {};
 
