@@ -3,7 +3,7 @@ find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network DBus Svg Test)
 find_package(QCoro6 REQUIRED COMPONENTS Core)
 find_package(ICU REQUIRED COMPONENTS uc i18n)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-xinput xcb-xtest xcb-xkb)
-pkg_check_modules(XFIXES REQUIRED IMPORTED_TARGET xcb-xfixes) # for tests
+pkg_check_modules(XFIXES REQUIRED IMPORTED_TARGET xcb-xfixes)
 pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
 pkg_check_modules(LIBPROXY REQUIRED IMPORTED_TARGET libproxy-1.0)
 pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)

@@ -207,6 +207,7 @@ private:
     bool m_isEnding = false;
 
     int m_startsUnderWay = 0; ///< waiting for permission; the hotkey and the panel may each have begun one
+    int m_dictationCount = 0; ///< how many have begun
 
     // The hotkey may go up while the start that its press began is still waiting for permission.
     bool m_isHotKeyHeld = false;

@@ -61,6 +61,7 @@ QCoro::Task<> AppController::startRecording() {
         co_return;
     ++m_startsUnderWay;
     refreshKeychainQuestion();
+    ++m_dictationCount;
     captureTargetApplication();
     if (!m_pasteboardInserter.hasAccessibilityAccess())
         setStatusText(u"Accessibility access is needed to paste."_qs);

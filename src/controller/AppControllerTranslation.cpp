@@ -75,7 +75,12 @@ void AppController::pasteOrCopy(const QString &text, const QString &insertedStat
     if (m_isEnding)
         return;
     m_keychainQuestion.textPasted();
-    if (m_pasteboardInserter.paste(text, m_targetApplication)) {
+    const auto onTaken = [self = QPointer<AppController>(this), dictation = m_dictationCount] {
+        // The status of a dictation that has begun since is worth more.
+        if (self && self->m_dictationCount == dictation)
+            self->fail(u"Not inserted: the clipboard was taken."_qs);
+    };
+    if (m_pasteboardInserter.paste(text, m_targetApplication, onTaken)) {
         setStatusText(insertedStatus);
         return;
     }

@@ -55,23 +55,28 @@ void PasteboardInserter::copy(const QString &text) const {
     Platform::current().pasteboard().write(text, standsInForNothing);
 }
 
-bool PasteboardInserter::paste(const QString &text, const platform::RunningApplicationHandle &target) const {
+bool PasteboardInserter::paste(const QString &text, const platform::RunningApplicationHandle &target,
+                               std::function<void()> onTaken) const {
     if (!hasAccessibilityAccess())
         return false;
 
     auto &pasteboard = Platform::current().pasteboard();
     auto saved = pasteboard.save();
-    pasteboard.write(text, saved);
+    const bool isOurs = pasteboard.write(text, saved);
     if (target)
         target->activate();
-    auto &mainQueue = Platform::current().mainQueue();
-    mainQueue.asyncAfter(keystrokeDelay, [saved = std::move(saved), pending = m_pendingRestores]() mutable {
-        postCommandV();
-        Platform::current().mainQueue().asyncAfter(restoreDelay,
-                                                   [saved = std::move(saved), pending = std::move(pending)] {
-                                                       Platform::current().pasteboard().restore(saved);
-                                                   });
-    });
+    const auto giveBack = [saved = std::move(saved), pending = m_pendingRestores] {
+        Platform::current().pasteboard().restore(saved);
+    };
+    Platform::current().mainQueue().asyncAfter(
+        keystrokeDelay, [text, isOurs, giveBack, onTaken = std::move(onTaken)] {
+            const bool isGiven = isOurs && Platform::current().pasteboard().gives(text);
+            if (isGiven)
+                postCommandV();
+            Platform::current().mainQueue().asyncAfter(restoreDelay, giveBack);
+            if (!isGiven && onTaken)
+                onTaken();
+        });
     return true;
 }
 

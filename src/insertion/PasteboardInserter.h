@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <variant>
 
@@ -25,7 +26,11 @@ public:
     /// Brings the target to the front (none: the focus stays where it is), pastes the text into it 0.15 s
     /// later, and gives the pasteboard back 0.8 s after that; returns before either. False, and nothing is
     /// done, where keystrokes may not be synthesised.
-    bool paste(const QString &text, const platform::RunningApplicationHandle &target) const;
+    ///
+    /// Where the pasteboard does not give the text by then, because some program has put something else
+    /// there, nothing is pasted: it might be a password. `onTaken` is called instead.
+    bool paste(const QString &text, const platform::RunningApplicationHandle &target,
+               std::function<void()> onTaken = {}) const;
 
     /// Whether some paste has still to give the pasteboard back.
     bool hasPendingRestore() const { return m_pendingRestores.use_count() > 1; }

@@ -40,6 +40,11 @@ public:
     /// `standsInFor` is restored; for good, where that is none. Whether the pasteboard is ours then.
     virtual bool write(const QString &text, const SavedPasteboardHandle &standsInFor) = 0;
 
+    /// Whether a paste would give this text at this moment, whoever owns the pasteboard: programs that
+    /// synchronise pasteboards take it over and hand on what stood there. Answers at once, from what has been
+    /// found out since a text was written that stands in for something; what is not certain counts as no.
+    virtual bool gives(const QString &text) = 0;
+
     /// Puts back what was saved, in place of whatever stands there, with what is still to come of it. Where
     /// nothing comes the pasteboard is left empty.
     virtual void restore(const SavedPasteboardHandle &saved) = 0;

@@ -86,6 +86,56 @@ private Q_SLOTS:
         QVERIFY(std::ranges::count(m_harness->found(), html, &PasteboardHarness::Value::type) == 0);
     }
 
+    void theTextThatStandsThereIsGiven() {
+        pasteboard().write(u"größer 駅"_qs, pasteboard().save());
+        QVERIFY(pasteboard().gives(u"größer 駅"_qs));
+        QVERIFY(!pasteboard().gives(u"größer"_qs));
+        QVERIFY(!pasteboard().gives(u""_qs));
+    }
+
+    void ofTwoTextsTheSecondIsGiven() {
+        pasteboard().write(u"first"_qs, pasteboard().save());
+        pasteboard().write(u"second"_qs, pasteboard().save());
+        QVERIFY(!pasteboard().gives(u"first"_qs));
+        QVERIFY(pasteboard().gives(u"second"_qs));
+    }
+
+    void anotherProgramsTextIsNotOurs() {
+        pasteboard().write(u"ours"_qs, pasteboard().save());
+        m_harness->put({{plain, "theirs"}});
+        QVERIFY(!pasteboard().gives(u"ours"_qs));
+        QTRY_VERIFY(pasteboard().gives(u"theirs"_qs));
+        QVERIFY(!pasteboard().gives(u"ours"_qs));
+    }
+
+    void anotherProgramMayHandOurTextOn() {
+        pasteboard().write(u"größer 駅"_qs, pasteboard().save());
+        m_harness->put({{html, "<b>"}, {plain, u"größer 駅"_qs.toUtf8()}});
+        QTRY_VERIFY(pasteboard().gives(u"größer 駅"_qs));
+    }
+
+    void aTextThatWasHandedOnAndThenReplacedIsNotGiven() {
+        pasteboard().write(u"ours"_qs, pasteboard().save());
+        m_harness->put({{plain, "ours"}});
+        QTRY_VERIFY(pasteboard().gives(u"ours"_qs));
+        m_harness->put({{plain, "a password"}});
+        QVERIFY(!pasteboard().gives(u"ours"_qs));
+    }
+
+    void aTextThatItsOwnerDoesNotGiveIsNotGiven() {
+        pasteboard().write(u"ours"_qs, pasteboard().save());
+        m_harness->put({{plain, "ours, says its owner"}}, {.forGood = {plain}});
+        QVERIFY(!pasteboard().gives(u"ours"_qs));
+        QVERIFY(!pasteboard().gives(u"ours, says its owner"_qs));
+    }
+
+    void aTextThatWasTakenAwayIsNotGiven() {
+        const auto saved = pasteboard().save();
+        pasteboard().write(u"ours"_qs, saved);
+        pasteboard().restore(saved);
+        QVERIFY(!pasteboard().gives(u"ours"_qs));
+    }
+
     void whatWasSavedComesBackInItsOwnersOrder() {
         const std::vector<PasteboardHarness::Value> before{{html, "<p>1</p>"}, {plain, "1"}, {png, "\x89P"}};
         m_harness->put(before);

@@ -188,6 +188,7 @@ private:
         QVERIFY(PasteboardInserter().paste(text, nullptr));
         QCOMPARE(pasted(), text.toUtf8());
         QVERIFY(ChildProcess::waitUntil([&] { return pasted() != text.toUtf8(); }));
+        QCOMPARE(m_desktop->keystrokesFake.pasteCount(), 1);
     }
 
     std::unique_ptr<VirtualDisplay> m_display;

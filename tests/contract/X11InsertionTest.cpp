@@ -103,6 +103,38 @@ private Q_SLOTS:
         QTRY_COMPARE(textOn(*m_clipboard), "before");
     }
 
+    void nothingIsPastedIfAnotherProgramHasTakenTheClipboard() {
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD",
+                                  {{.target = "UTF8_STRING", .data = "before"}});
+        int timesTaken = 0;
+        m_inserter.paste(u"hola"_qs, nullptr, [&] { ++timesTaken; });
+        const SelectionPeer other(m_display->name(), "CLIPBOARD",
+                                  {{.target = "UTF8_STRING", .data = "a password"}});
+        m_desktop->queue.advance(150ms);
+        QCOMPARE(m_pasted, QStringList());
+        QCOMPARE(timesTaken, 1);
+        m_desktop->queue.advance(800ms);
+        QTRY_COMPARE(textOn(*m_clipboard), "before");
+    }
+
+    void nothingIsPastedIfThatProgramHangs() {
+        m_inserter.paste(u"hola"_qs, nullptr);
+        const SelectionPeer other(m_display->name(), "CLIPBOARD", {}, {.isHung = true});
+        m_desktop->queue.advance(150ms);
+        QCOMPARE(m_desktop->keystrokesFake.pasteCount(), 0);
+    }
+
+    void theTextIsPastedIfAnotherProgramHandsItOn() {
+        m_inserter.paste(u"größer 駅"_qs, nullptr);
+        const auto handsOn = m_display->start(u"xclip"_qs, {u"-quiet"_qs, u"-selection"_qs, u"clipboard"_qs});
+        handsOn->process().write(u"größer 駅"_qs.toUtf8());
+        handsOn->process().closeWriteChannel();
+        QVERIFY(ChildProcess::waitUntil([&] { return m_clipboard->targets().size() == 1; })); // only xclip's
+        QTRY_VERIFY(m_desktop->x11->gives(u"größer 駅"_qs));
+        m_desktop->queue.advance(150ms);
+        QCOMPARE(m_pasted, QStringList(u"größer 駅"_qs));
+    }
+
     void theRestoreWinsOverWhatWasCopiedMeanwhile() {
         const SelectionPeer owner(m_display->name(), "CLIPBOARD",
                                   {{.target = "UTF8_STRING", .data = "before"}});

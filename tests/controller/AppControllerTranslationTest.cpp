@@ -269,6 +269,57 @@ private Q_SLOTS:
         QCOMPARE(c().statusText(), u"Accessibility access is needed to paste."_qs);
     }
 
+    void aClipboardThatIsTakenBeforeTheChordIsReported() {
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+        m->takeCalls();
+        takeClipboard();
+        m->platform.queue.advance(150ms);
+        QCOMPARE(c().statusText(), u"Not inserted: the clipboard was taken."_qs);
+        QCOMPARE(m->takeCalls(), QStringList{attention});
+        QCOMPARE(c().translatedText(), u"<hello>"_qs);
+        QVERIFY(!c().isProcessing());
+    }
+
+    void aDictationThatHasBegunSinceKeepsItsStatus() {
+        m->dictate(u"hello"_qs);
+        takeClipboard();
+        c().hotKeyPressed();
+        m->run();
+        m->takeCalls();
+        m->platform.queue.advance(150ms);
+        QCOMPARE(c().statusText(), u"Listening..."_qs);
+        QCOMPARE(m->takeCalls(u"onNeedsAttention"_qs), QStringList());
+    }
+
+    void aPressThatBeginsNoDictationChangesNothingAboutThat() {
+        m->dictate(u"hello"_qs);
+        takeClipboard();
+        c().startHotKeyRecording();
+        c().hotKeyPressed();
+        m->run();
+        m->platform.queue.advance(150ms);
+        QCOMPARE(c().statusText(), u"Not inserted: the clipboard was taken."_qs);
+    }
+
+    void aClipboardThatIsTakenFromTheLastTranslationIsReportedToo() {
+        m->dictate(u"hello"_qs);
+        m->platform.queue.advance(950ms);
+        c().pasteLastTranslation();
+        takeClipboard();
+        m->platform.queue.advance(150ms);
+        QCOMPARE(c().statusText(), u"Not inserted: the clipboard was taken."_qs);
+    }
+
+    void aClipboardThatIsTakenAfterTheControllerIsGoneIsNobodysMatter() {
+        m->dictate(u"hello"_qs);
+        takeClipboard();
+        m->endController();
+        m->takeCalls();
+        m->platform.queue.advance(150ms);
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
     void theLastTranslationIsPastedAgainUntrimmedAndSilently() {
         m->platform.translation.translation = [](const QString &) { return u" hola \n"_qs; };
         m->dictate(u"hello"_qs);
@@ -436,6 +487,13 @@ private Q_SLOTS:
     }
 
 private:
+    /// Another program puts something else on the clipboard.
+    void takeClipboard() {
+        test::PasteboardItem item;
+        item.setString(u"a password"_qs, test::FakePasteboard::plainStringType);
+        m->platform.pasteboardFake.contents = {item};
+    }
+
     /// Two starts from the panel are allowed while the first waits for permission: one dictation has come to
     /// its hosted translation, the other records.
     void recordWhileATranslationIsPending() {

@@ -257,6 +257,7 @@ void DictationOracle::stateChanged() {
 void DictationOracle::startRecording(const Next &next) {
     if (isRecording || isProcessing)
         return next();
+    ++m_dictations;
     captureTarget();
     if (!isTrusted)
         say(u"Accessibility access is needed to paste."_qs);
@@ -443,27 +444,47 @@ bool DictationOracle::paste(const QString &text) {
         item.removeIf([](const QString &value) { return value.startsWith(u"unreadable"); });
     if (std::ranges::all_of(saved, &QStringList::isEmpty))
         saved.clear();
-    copy(text);
+    const bool isOurs = copy(text);
     if (m_pasteTarget) {
         log += u"activate "_qs + m_pasteTarget->name;
         if (!m_pasteTarget->hasEnded && !refusesActivation)
             bringToFront(m_pasteTarget);
     }
     ++pendingRestores;
-    after(150, [this, saved] {
-        pressPasteKeys();
+    after(150, [this, saved, text, isOurs, dictation = m_dictations] {
+        const bool isGiven = isOurs && plainText() == text && !plainText().isNull();
+        if (isGiven)
+            pressPasteKeys();
         after(800, [this, saved] {
             log += u"pasteboard.restore "_qs + QString::number(saved.size());
             pasteboard = saved;
             --pendingRestores;
         });
+        if (isGiven || !m_isObserved || m_dictations != dictation)
+            return;
+        say(u"Not inserted: the clipboard was taken."_qs);
+        needAttention();
     });
     return true;
 }
 
-void DictationOracle::copy(const QString &text) {
+QString DictationOracle::plainText() const {
+    static const QString type = u"text/plain;charset=utf-8"_qs;
+    for (const QStringList &item : pasteboard) {
+        for (const QString &value : item) {
+            if (value.startsWith(type + u'~'))
+                return value.mid(type.size() + 1);
+        }
+    }
+    return {};
+}
+
+bool DictationOracle::copy(const QString &text) {
     log += u"pasteboard.write "_qs + text;
+    if (refusesWrites)
+        return false;
     pasteboard = {{u"text/plain;charset=utf-8~"_qs + text}};
+    return true;
 }
 
 void DictationOracle::pressPasteKeys() {

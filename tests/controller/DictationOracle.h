@@ -43,6 +43,7 @@ public:
     static const QList<HotKey> &hotKeys();
 
     bool isTrusted = true;
+    bool refusesWrites = false;
     bool canCreateSource = true;
     bool canCreateKeyDown = true;
     bool canCreateKeyUp = true;
@@ -178,7 +179,9 @@ private:
     bool isOwn(const Application &application) const;
 
     bool paste(const QString &text);
-    void copy(const QString &text);
+    QString plainText() const;
+    /// Whether the text stands on the pasteboard then.
+    bool copy(const QString &text);
     void pressPasteKeys();
 
     std::optional<QString> storedSecret(const QString &account);
@@ -200,6 +203,7 @@ private:
     bool m_isObserved = false; ///< nobody sees what happens during the start-up
     bool m_isTokenUnstored = false;
     bool m_didPrompt = false;
+    int m_dictations = 0; ///< begun so far
     int m_freshIdentifiers = 0;
     ApplicationHandle m_pasteTarget;
     ApplicationHandle m_lastExternal;

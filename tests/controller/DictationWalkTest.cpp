@@ -33,6 +33,7 @@ struct Fault {
 const Fault faults[] = {
     {"keychain", [](auto &p, auto &o, bool is) { p.keychainFake.isBroken = o.isKeychainBroken = is; }},
     {"trust", [](auto &p, auto &o, bool is) { p.keystrokesFake.isTrustGranted = o.isTrusted = !is; }},
+    {"pasteboard", [](auto &p, auto &o, bool is) { p.pasteboardFake.refusesWrites = o.refusesWrites = is; }},
     {"event source",
      [](auto &p, auto &o, bool is) { p.keystrokesFake.canCreateSource = o.canCreateSource = !is; }},
     {"key-down event",
@@ -107,6 +108,7 @@ const QString mustBeMet[] = {
     u"statusText=Language pair updated."_qs,
     u"statusText=Listening..."_qs,
     u"statusText=No speech recognized."_qs,
+    u"statusText=Not inserted: the clipboard was taken."_qs,
     u"statusText=OpenAI Natural uses your backend; no local model download needed."_qs,
     u"statusText=Pasting..."_qs,
     u"statusText=Preparing translation models..."_qs,

@@ -33,7 +33,12 @@ public:
         PasteboardItem item;
         item.setString(text, plainStringType);
         contents = {item};
+        m_written = contents;
         return true;
+    }
+    bool gives(const QString &text) override {
+        const bool isWithheld = (unreadableTypes + lateTypes).contains(plainStringType);
+        return !plainText().isNull() && plainText() == text && (contents == m_written || !isWithheld);
     }
     void restore(const platform::SavedPasteboardHandle &saved) override {
         m_standing = std::static_pointer_cast<const Saved>(saved);
@@ -100,6 +105,7 @@ private:
     bool isStanding() const { return m_standing && contents == m_standing->given(); }
 
     CallLog &m_log;
+    std::vector<PasteboardItem> m_written; ///< the last text of ours
     std::vector<std::weak_ptr<Saved>> m_collecting;
     std::shared_ptr<const Saved> m_standing; ///< what was restored last
 };

@@ -30,6 +30,7 @@ private Q_SLOTS:
         m_editor = m_platform->workspaceFake.launch(u"editor"_qs);
     }
     void cleanup() {
+        m_timesTaken = 0;
         m_editor.reset();
         m_platform.reset();
     }
@@ -148,6 +149,61 @@ private Q_SLOTS:
         QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
     }
 
+    void nothingIsPostedIfThePasteboardIsTakenBeforeTheChord() {
+        contents() = {textItem(u"before"_qs)};
+        QVERIFY(pasteAndNote(u"hola"_qs));
+        take();
+        m_platform->queue.advance(149ms);
+        contents() = {textItem(u"a password"_qs)};
+        m_platform->queue.advance(1ms);
+        QCOMPARE(take(), QStringList());
+        QCOMPARE(m_timesTaken, 1);
+        m_platform->queue.advance(799ms);
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"a password"_qs);
+        m_platform->queue.advance(1ms);
+        QCOMPARE(take(), QStringList{u"pasteboard.restore 1"_qs});
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+        QCOMPARE(m_timesTaken, 1);
+    }
+
+    void nothingIsPostedIfThePasteboardWasNeverOurs() {
+        m_platform->pasteboardFake.refusesWrites = true;
+        contents() = {textItem(u"hola"_qs)};
+        QVERIFY(pasteAndNote(u"hola"_qs));
+        take();
+        m_platform->queue.advance(150ms);
+        QCOMPARE(take(), QStringList());
+        QCOMPARE(m_timesTaken, 1);
+    }
+
+    void theChordIsPostedIfAnotherProgramHandsOurTextOn() {
+        QVERIFY(pasteAndNote(u"hola"_qs));
+        take();
+        PasteboardItem handedOn;
+        handedOn.setData("<b>hola</b>", u"text/html"_qs);
+        handedOn.setData("hola", plain);
+        contents() = {handedOn};
+        m_platform->queue.advance(150ms);
+        QCOMPARE(take(), (QStringList{keyDown, keyUp}));
+        QCOMPARE(m_timesTaken, 0);
+    }
+
+    void whatIsCopiedAfterTheChordIsNoMatterOfThePaste() {
+        QVERIFY(pasteAndNote(u"hola"_qs));
+        m_platform->queue.advance(150ms);
+        contents() = {textItem(u"copied meanwhile"_qs)};
+        m_platform->queue.advance(800ms);
+        QCOMPARE(m_timesTaken, 0);
+    }
+
+    void theSecondOfTwoTextsAtOnceIsPastedOnce() {
+        QVERIFY(pasteAndNote(u"one"_qs));
+        QVERIFY(pasteAndNote(u"two"_qs));
+        m_platform->queue.advance(150ms);
+        QCOMPARE(m_platform->keystrokesFake.pasteCount(), 1);
+        QCOMPARE(m_timesTaken, 1);
+    }
+
     void whateverWasCopiedMeanwhileIsOverwritten() {
         contents() = {textItem(u"before"_qs)};
         m_inserter.paste(u"hola"_qs, nullptr);
@@ -217,9 +273,14 @@ private:
     std::vector<PasteboardItem> &contents() { return m_platform->pasteboardFake.contents; }
     QStringList take() { return m_platform->log.take(); }
 
+    bool pasteAndNote(const QString &text) {
+        return m_inserter.paste(text, nullptr, [this] { ++m_timesTaken; });
+    }
+
     std::unique_ptr<test::FakePlatform> m_platform;
     std::shared_ptr<test::FakeRunningApplication> m_editor;
     PasteboardInserter m_inserter;
+    int m_timesTaken = 0;
 };
 
 QTEST_GUILESS_MAIN(PasteboardInserterTest)

@@ -23,15 +23,20 @@ X11SelectionOwner::Collection collectionOf(const SavedPasteboardHandle &saved) {
 SavedPasteboardHandle X11Pasteboard::save() { return m_owner.save(clipboard); }
 
 bool X11Pasteboard::write(const QString &text, const SavedPasteboardHandle &standsInFor) {
-    auto contents = X11SelectionContents::ofText(text);
-    if (standsInFor)
-        contents.values.push_back({X11SelectionType::bytes(secretHintTarget), "secret"});
-    if (!standsInFor)
+    m_text = X11SelectionContents::ofText(text);
+    if (!standsInFor) {
         m_displaced.reset();
-    else if (!m_displaced)
+        return m_owner.own(clipboard, *m_text);
+    }
+    if (!m_displaced)
         m_displaced = collectionOf(standsInFor); // of several texts, what the first displaced
-    m_text = contents;
-    return m_owner.own(clipboard, std::move(contents));
+    auto contents = *m_text;
+    contents.values.push_back({X11SelectionType::bytes(secretHintTarget), "secret"});
+    return m_owner.lend(clipboard, std::move(contents));
+}
+
+bool X11Pasteboard::gives(const QString &text) {
+    return m_owner.gives(clipboard, X11SelectionContents::ofText(text));
 }
 
 void X11Pasteboard::restore(const SavedPasteboardHandle &saved) {
@@ -42,7 +47,7 @@ void X11Pasteboard::restore(const SavedPasteboardHandle &saved) {
 }
 
 void X11Pasteboard::lendToPrimary() {
-    if (m_text && m_owner.held(clipboard))
+    if (m_text)
         m_loan.take(*m_text);
 }
 

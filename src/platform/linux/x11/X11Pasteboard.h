@@ -21,10 +21,11 @@ public:
 
     SavedPasteboardHandle save() override;
     bool write(const QString &text, const SavedPasteboardHandle &standsInFor) override;
+    bool gives(const QString &text) override;
     void restore(const SavedPasteboardHandle &saved) override;
 
-    /// Offers our text on the primary selection too, for a program that pastes from there alone, until the
-    /// pasteboard is given back. Does nothing where the pasteboard holds no text of ours.
+    /// Offers the text that was written last on the primary selection too, for a program that pastes from
+    /// there alone, until the pasteboard is given back.
     void lendToPrimary();
 
     /// To be called before the program ends: lets a clipboard manager, where one runs, keep what we offer, or

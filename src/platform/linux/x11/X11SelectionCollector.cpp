@@ -51,8 +51,8 @@ constexpr const char *usualTargets[] = {
     "text/_moz_htmlinfo",
 };
 
-/// For owners that do not tell what they offer: some small programs, and it is text, then.
-constexpr const char *plainTargets[] = {"UTF8_STRING", "STRING"};
+/// What owners have that do not tell: some small programs, and it is text, then.
+constexpr const char *plainTargets[] = {"UTF8_STRING", "text/plain;charset=utf-8", "STRING"};
 
 QDeadlineTimer serverDeadline() { return QDeadlineTimer(serverPatience); }
 
@@ -86,18 +86,35 @@ bool X11SelectionCollector::Inquiry::isWanted(xcb_atom_t target) const {
     return !offered || std::ranges::find(*offered, target) != offered->end();
 }
 
+X11SelectionCollector::Inquiry &X11SelectionCollector::begin(const Collection &collection,
+                                                             const QByteArray &selection, xcb_window_t owner,
+                                                             xcb_timestamp_t time) {
+    return m_inquiries.emplace_back(Inquiry{.collection = collection,
+                                            .selection = selection,
+                                            .owner = owner,
+                                            .time = time,
+                                            .patience = QDeadlineTimer(m_patience),
+                                            .end = QDeadlineTimer(m_patience * windowLives),
+                                            .conversions = {},
+                                            .offered = {}});
+}
+
 X11SelectionCollector::Collection X11SelectionCollector::collect(const QByteArray &selection,
                                                                  xcb_window_t owner, xcb_timestamp_t time) {
     auto collection = std::make_shared<X11Collection>();
-    auto &inquiry = m_inquiries.emplace_back(Inquiry{.collection = collection,
-                                                     .selection = selection,
-                                                     .owner = owner,
-                                                     .time = time,
-                                                     .patience = QDeadlineTimer(m_patience),
-                                                     .end = QDeadlineTimer(m_patience * windowLives),
-                                                     .conversions = {},
-                                                     .offered = {}});
-    ask(inquiry, atom("TARGETS"));
+    ask(begin(collection, selection, owner, time), atom("TARGETS"));
+    xcb_flush(m_connection);
+    return collection;
+}
+
+X11SelectionCollector::Collection
+X11SelectionCollector::collectText(const QByteArray &selection, xcb_window_t owner, xcb_timestamp_t time) {
+    auto collection = std::make_shared<X11Collection>();
+    auto &inquiry = begin(collection, selection, owner, time);
+    inquiry.offered = m_connection.atoms({std::begin(plainTargets), std::end(plainTargets)}, serverDeadline())
+                          .value_or(std::vector<xcb_atom_t>());
+    for (const auto target : *inquiry.offered)
+        ask(inquiry, target);
     xcb_flush(m_connection);
     return collection;
 }
@@ -241,7 +258,7 @@ void X11SelectionCollector::append(Inquiry &inquiry, Conversion &conversion,
 
 void X11SelectionCollector::settle(Inquiry &inquiry, Conversion &conversion, Progress outcome) {
     conversion.progress = outcome;
-    if (&conversion == &inquiry.conversions.front() && inquiry.isOpen())
+    if (!inquiry.offered && &conversion == &inquiry.conversions.front() && inquiry.isOpen())
         askForAll(inquiry);
     publish(inquiry);
 }

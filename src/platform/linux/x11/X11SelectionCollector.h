@@ -25,6 +25,9 @@ public:
     /// Asks the owner what it has, and for all of that once it has said so.
     Collection collect(const QByteArray &selection, xcb_window_t owner, xcb_timestamp_t time);
 
+    /// Asks the owner for its plain text.
+    Collection collectText(const QByteArray &selection, xcb_window_t owner, xcb_timestamp_t time);
+
     /// Asks for what programs usually have, of an owner that has not said yet what it has: if it loses the
     /// selection, nothing can be asked of it any more.
     void askForTheUsual(const Collection &collection);
@@ -59,16 +62,19 @@ private:
         xcb_window_t owner = XCB_NONE;
         xcb_timestamp_t time = XCB_CURRENT_TIME;
         QDeadlineTimer patience;
-        QDeadlineTimer end;                             ///< of its windows
-        std::vector<Conversion> conversions;            ///< the first is the question what the owner has
-        std::optional<std::vector<xcb_atom_t>> offered; ///< what it has, in its order
-        qsizetype size = 0;                             ///< of all values
+        QDeadlineTimer end; ///< of its windows
+        std::vector<Conversion> conversions;
+        std::optional<std::vector<xcb_atom_t>>
+            offered;        ///< what the owner has, in its order, once that is known
+        qsizetype size = 0; ///< of all values
 
         bool isOpen() const; ///< somebody still wants the values
         bool isSettled() const;
         bool isWanted(xcb_atom_t target) const;
     };
 
+    Inquiry &begin(const Collection &collection, const QByteArray &selection, xcb_window_t owner,
+                   xcb_timestamp_t time);
     xcb_atom_t atom(const QByteArray &name);
     bool isStillAsked(const Inquiry &inquiry);
     void ask(Inquiry &inquiry, xcb_atom_t target);

@@ -69,6 +69,9 @@ public:
     /// The next event if one has arrived.
     Event arrivedEvent() { return Event(xcb_poll_for_event(m_connection)); }
 
+    /// The same, of what has been read from the server already.
+    Event queuedEvent() { return Event(xcb_poll_for_queued_event(m_connection)); }
+
 private:
     void *awaitReply(unsigned int sequence, const QDeadlineTimer &deadline);
     bool awaitInput(const QDeadlineTimer &deadline);

@@ -41,6 +41,15 @@ bool X11SelectionOwner::own(const QByteArray &selection, X11SelectionContents co
     return ask<bool>([selection, shared](auto &server) { return server.own(selection, shared); });
 }
 
+bool X11SelectionOwner::lend(const QByteArray &selection, X11SelectionContents contents) {
+    const auto shared = std::make_shared<X11Collection>(std::move(contents));
+    return ask<bool>([selection, shared](auto &server) { return server.lend(selection, shared); });
+}
+
+bool X11SelectionOwner::gives(const QByteArray &selection, const X11SelectionContents &text) {
+    return ask<bool>([selection, text](auto &server) { return server.gives(selection, text); });
+}
+
 void X11SelectionOwner::clear(const QByteArray &selection) {
     ask<bool>([selection](auto &server) {
         server.clear(selection);

@@ -39,6 +39,12 @@ public:
     /// Takes the selection and offers these contents. False if the server did not let us.
     bool own(const QByteArray &selection, X11SelectionContents contents);
 
+    /// The same until `restore`; meanwhile it is looked at what those give who take the selection over.
+    bool lend(const QByteArray &selection, X11SelectionContents contents);
+
+    /// Whether one that asks for a text now gets this one, as far as that is known.
+    bool gives(const QByteArray &selection, const X11SelectionContents &text);
+
     /// Leaves nothing on the selection, whoever owns it: no owner, or, on the clipboard where a manager would
     /// fill it again, an owner that offers nothing.
     void clear(const QByteArray &selection);

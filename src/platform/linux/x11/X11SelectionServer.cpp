@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <xcb/xfixes.h>
+
 namespace quillora::platform {
 
 using namespace std::chrono_literals;
@@ -58,9 +60,58 @@ bool X11SelectionServer::own(const QByteArray &selection, Collection contents) {
         return false;
 
     const auto selectionAtom = atoms->front();
+    m_heirs.erase(selectionAtom);
     m_holdings[selectionAtom] = {std::move(contents), *time};
     xcb_set_selection_owner(m_connection, m_window, selectionAtom, *time);
     return held(selection) != nullptr;
+}
+
+bool X11SelectionServer::lend(const QByteArray &selection, Collection contents) {
+    const auto atoms = m_connection.atoms({selection}, serverDeadline());
+    if (!atoms)
+        return false;
+    watch(atoms->front(), XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER);
+    return own(selection, std::move(contents));
+}
+
+bool X11SelectionServer::gives(const QByteArray &selection, const X11SelectionContents &text) {
+    const auto owner = ownerOf(selection);
+    // The server told of every change before it answered.
+    while (const auto event = m_connection.queuedEvent())
+        handle(*event);
+    const auto atoms = m_connection.atoms({selection}, serverDeadline());
+    const auto heir = atoms ? m_heirs.find(atoms->front()) : m_heirs.end();
+    Collection given;
+    if (owner != XCB_NONE && owner == m_window)
+        given = held(selection);
+    else if (heir != m_heirs.end() && heir->second.window == owner)
+        given = heir->second.text;
+    return given && std::ranges::any_of(text.values, [&](const auto &value) {
+               return std::ranges::count(given->contents().values, value) > 0;
+           });
+}
+
+/// A program that synchronises clipboards may take over what we lend, and another may take it from that one.
+void X11SelectionServer::noteHeir(const xcb_generic_event_t &event) {
+    const auto *extension = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
+    if (!extension || !extension->present ||
+        (event.response_type & 0x7f) != extension->first_event + XCB_XFIXES_SELECTION_NOTIFY)
+        return;
+    const auto &change = as<xcb_xfixes_selection_notify_event_t>(event);
+    m_heirs.erase(change.selection);
+    if (change.owner == m_window || change.owner == XCB_NONE)
+        return;
+    if (const auto names = m_connection.names({change.selection}, serverDeadline()))
+        m_heirs[change.selection] = {
+            change.owner, m_collector.collectText(names->front(), change.owner, change.selection_timestamp)};
+}
+
+void X11SelectionServer::watch(xcb_atom_t selection, uint32_t eventMask) {
+    const auto *extension = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
+    if (!extension || !extension->present)
+        return;
+    xcb_xfixes_query_version_unchecked(m_connection, XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION);
+    xcb_xfixes_select_selection_input(m_connection, m_window, selection, eventMask);
 }
 
 X11SelectionServer::Collection X11SelectionServer::collect(const QByteArray &selection) {
@@ -76,6 +127,10 @@ X11SelectionServer::Collection X11SelectionServer::collect(const QByteArray &sel
 }
 
 void X11SelectionServer::restore(const QByteArray &selection, const Collection &collection) {
+    if (const auto atoms = m_connection.atoms({selection}, serverDeadline())) {
+        watch(atoms->front(), 0);
+        m_heirs.erase(atoms->front());
+    }
     const bool isEmpty = collection->contents().values.empty();
     if (isEmpty && collection->isComplete())
         clear(selection);
@@ -184,6 +239,7 @@ std::optional<xcb_timestamp_t> X11SelectionServer::serverTime() {
 
 void X11SelectionServer::handle(const xcb_generic_event_t &event) {
     m_collector.handle(event);
+    noteHeir(event);
     switch (event.response_type & 0x7f) {
     case 0: {
         // A requestor that was gone before we could listen for its end.

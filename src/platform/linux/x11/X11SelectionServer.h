@@ -34,6 +34,12 @@ public:
     /// did not let us.
     bool own(const QByteArray &selection, Collection contents);
 
+    /// The same until `restore`; meanwhile it is looked at what those give who take the selection over.
+    bool lend(const QByteArray &selection, Collection contents);
+
+    /// Whether one that asks for a text now gets this one, as far as that is known.
+    bool gives(const QByteArray &selection, const X11SelectionContents &text);
+
     /// Asks the selection's owner for everything; what we offer ourselves is there already.
     Collection collect(const QByteArray &selection);
     void askForTheUsual(const Collection &collection) { m_collector.askForTheUsual(collection); }
@@ -66,6 +72,12 @@ private:
         Collection contents;
         xcb_timestamp_t since = XCB_CURRENT_TIME;
         bool isAwaited = false; ///< nothing of it has come yet, and perhaps nothing will
+    };
+
+    /// Who has taken over what we lend.
+    struct Heir {
+        xcb_window_t window = XCB_NONE;
+        Collection text;
     };
 
     /// A value on its way to a requestor, piece by piece.
@@ -105,6 +117,8 @@ private:
     void sendNextPiece(xcb_window_t requestor, xcb_atom_t property);
     void dropTransfers(const std::function<bool(const Transfer &)> &isMeant);
     void selectRequestorEvents(xcb_window_t requestor, uint32_t mask);
+    void noteHeir(const xcb_generic_event_t &event);
+    void watch(xcb_atom_t selection, uint32_t eventMask);
     void forget(const xcb_selection_clear_event_t &loss);
     void clearWhatStaysEmpty();
 
@@ -115,6 +129,7 @@ private:
     std::vector<xcb_atom_t> m_atoms;
     std::map<xcb_atom_t, Holding> m_holdings;
     std::vector<Transfer> m_transfers;
+    std::map<xcb_atom_t, Heir> m_heirs;
     std::optional<bool> m_handOverAnswer;
 };
 
