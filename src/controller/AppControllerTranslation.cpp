@@ -84,9 +84,12 @@ void AppController::pasteOrCopy(const QString &text, const QString &insertedStat
         setStatusText(insertedStatus);
         return;
     }
-    m_pasteboardInserter.copy(text);
+    const bool isCopied = m_pasteboardInserter.copy(text);
     requestAccessibilityIfNeeded();
-    setStatusText(copiedStatus);
+    if (isCopied)
+        setStatusText(copiedStatus);
+    else
+        fail(u"Not copied: only the window in front may copy here. Use \"Paste last translation\"."_qs);
 }
 
 void AppController::pasteLastTranslation() {

@@ -51,8 +51,8 @@ bool PasteboardInserter::requestAccessibilityAccess() const {
     return keystrokes.isTrusted() || keystrokes.isTrustedWithPrompt();
 }
 
-void PasteboardInserter::copy(const QString &text) const {
-    Platform::current().pasteboard().write(text, standsInForNothing);
+bool PasteboardInserter::copy(const QString &text) const {
+    return Platform::current().pasteboard().write(text, standsInForNothing);
 }
 
 bool PasteboardInserter::paste(const QString &text, const platform::RunningApplicationHandle &target,

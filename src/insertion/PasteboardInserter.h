@@ -20,8 +20,8 @@ public:
     /// Asks the user for that leave unless it is given already.
     bool requestAccessibilityAccess() const;
 
-    /// Leaves the text on the pasteboard for good.
-    void copy(const QString &text) const;
+    /// Leaves the text on the pasteboard for good; false where the desktop does not take it.
+    bool copy(const QString &text) const;
 
     /// Brings the target to the front (none: the focus stays where it is), pastes the text into it 0.15 s
     /// later, and gives the pasteboard back 0.8 s after that; returns before either. False, and nothing is

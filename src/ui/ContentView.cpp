@@ -29,6 +29,11 @@ namespace quillora {
 namespace {
 
 // The panel's measures, in logical pixels.
+const QString otherKeysText =
+    u"In its keyboard settings the desktop can bind a key to the command "
+    "dbus-send --type=method_call --dest=org.quillora.Quillora /org/quillora/Quillora "
+    "org.quillora.Quillora.Toggle"_qs;
+
 constexpr int panelWidth = 380;
 constexpr int panelPadding = 18;
 constexpr int sectionSpacing = 16;
@@ -167,6 +172,7 @@ QLayout *ContentView::buildHeader() {
 
 QLayout *ContentView::buildHotKeyRow() {
     m_hotKeyText = named(new LimitedLabel(1), u"hotKeyText"_qs);
+    m_hotKeyText->setToolTip(Qt::convertFromPlainText(otherKeysText, Qt::WhiteSpaceNormal));
     m_recordHotKeyButton = named(new PanelButton(PanelButton::Look::borderless), u"recordHotKeyButton"_qs);
     m_resetHotKeyButton = named(new PanelButton(PanelButton::Look::borderless), u"resetHotKeyButton"_qs);
     m_resetHotKeyButton->setSymbol(u"arrow.counterclockwise"_qs);

@@ -875,7 +875,7 @@ private Q_SLOTS:
         m_platform->speech.deliverFinal(u"late"_qs);
         m_platform->queue.advance(2s);
         QCOMPARE(m_delegate->controller()->transcriptText(), u"late"_qs);
-        QVERIFY(!m_platform->log.calls().contains(u"pasteboard.setString late"_qs));
+        QVERIFY(!m_platform->log.calls().contains(u"pasteboard.write late"_qs));
         QCOMPARE(m_platform->log.calls().filter(u"keystrokes.post"_qs).size(), keyEventsOfOnePaste);
     }
 

@@ -378,7 +378,7 @@ private Q_SLOTS:
 
     void aStartThatWaitsForPermissionIsNotInterruptedForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.platform.speech.replies = test::FakeSpeechRecognition::Replies::byHand;
+        f.platform.permissions.replies = test::FakeSpeechPermissions::Replies::byHand;
         f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.controller->toggleRecording();
@@ -389,7 +389,7 @@ private Q_SLOTS:
 
     void aStartThatFailedIsFollowedByTheQuestionForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.platform.speech.authorizationStatus = platform::SpeechAuthorizationStatus::denied;
+        f.platform.permissions.isSpeechRecognitionGranted = false;
         f.controller->setPanelPresence(PanelPresence::active);
         f.controller->setOpenAIClientToken(u"t"_qs);
         f.controller->toggleRecording();

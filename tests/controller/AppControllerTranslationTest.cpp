@@ -14,6 +14,8 @@ namespace {
 const QString attention = u"onNeedsAttention"_qs;
 const QString processingOff = u"onStateChanged recording=0 processing=0"_qs;
 const QString prompt = u"keystrokes.prompt"_qs;
+const QString notCopied =
+    u"Not copied: only the window in front may copy here. Use \"Paste last translation\"."_qs;
 
 } // namespace
 
@@ -42,6 +44,28 @@ private Q_SLOTS:
         m->platform.keystrokesFake.isTrustGranted = false;
         m->dictate(u"hello"_qs);
         QCOMPARE(c().statusText(), u"Copied transcript. Enable Accessibility to auto-paste."_qs);
+        QCOMPARE(m->platform.pasteboardFake.plainText(), u"hello"_qs);
+    }
+
+    void aTextThatTheDesktopDoesNotTakeIsSaidNotToBeCopied() {
+        m->platform.keystrokesFake.isTrustGranted = false;
+        m->platform.pasteboardFake.refusesWrites = true;
+        c().setTargetLanguageIdentifier(u"en"_qs);
+        m->takeCalls();
+        m->dictate(u"hello"_qs);
+        QCOMPARE(c().statusText(), notCopied);
+        QVERIFY(m->takeCalls().contains(u"onNeedsAttention"_qs));
+        QCOMPARE(c().translatedText(), u"hello"_qs);
+    }
+
+    void aTextThatWasNotCopiedCanBeCopiedFromThePanel() {
+        m->platform.keystrokesFake.isTrustGranted = false;
+        m->platform.pasteboardFake.refusesWrites = true;
+        c().setTargetLanguageIdentifier(u"en"_qs);
+        m->dictate(u"hello"_qs);
+        m->platform.pasteboardFake.refusesWrites = false; // the panel is in front
+        c().pasteLastTranslation();
+        QCOMPARE(c().statusText(), u"Copied translation. Enable Accessibility to auto-paste."_qs);
         QCOMPARE(m->platform.pasteboardFake.plainText(), u"hello"_qs);
     }
 

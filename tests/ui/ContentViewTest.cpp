@@ -390,6 +390,15 @@ private Q_SLOTS:
 
     // Changing the hotkey.
 
+    void theHotKeysToolTipTellsWhatTheDesktopCanBindAKeyTo() {
+        PanelHarness harness;
+        QVERIFY(
+            harness.find<QLabel>(u"hotKeyText"_qs)
+                .toolTip()
+                .contains(u"dbus-send --type=method_call --dest=org.quillora.Quillora /org/quillora/Quillora "
+                          "org.quillora.Quillora.Toggle"_qs));
+    }
+
     void whileAHotKeyIsRecordedItsTextTakesTheAccentColour() {
         PanelHarness harness;
         const auto &text = harness.find<LimitedLabel>(u"hotKeyText"_qs);

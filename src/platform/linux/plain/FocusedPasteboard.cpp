@@ -7,6 +7,14 @@
 
 namespace quillora::platform {
 
+namespace {
+
+class OutOfReach : public SavedPasteboard {
+    Found found() const override { return Found::noAccess; }
+};
+
+} // namespace
+
 FocusedPasteboard::FocusedPasteboard() {
     qGuiApp->installEventFilter(this);
     // A click may come before the focus that it brings, so only the loss of it is the end.
@@ -16,14 +24,13 @@ FocusedPasteboard::FocusedPasteboard() {
     });
 }
 
-void FocusedPasteboard::clearContents() {
-    if (isUserAtWorkHere())
-        QGuiApplication::clipboard()->clear();
-}
+SavedPasteboardHandle FocusedPasteboard::save() { return std::make_shared<OutOfReach>(); }
 
-void FocusedPasteboard::setString(const QString &text) {
-    if (isUserAtWorkHere())
-        QGuiApplication::clipboard()->setText(text);
+bool FocusedPasteboard::write(const QString &text, const SavedPasteboardHandle &) {
+    if (!isUserAtWorkHere())
+        return false;
+    QGuiApplication::clipboard()->setText(text);
+    return true;
 }
 
 bool FocusedPasteboard::eventFilter(QObject *watched, QEvent *event) {

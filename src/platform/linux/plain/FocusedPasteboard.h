@@ -16,10 +16,10 @@ class FocusedPasteboard final : public QObject, public Pasteboard {
 public:
     FocusedPasteboard();
 
-    std::vector<std::unique_ptr<PasteboardEntry>> items() override { return {}; }
-    void clearContents() override;
-    void setString(const QString &text) override;
-    void writeItems(const std::vector<PasteboardItem> &) override {}
+    SavedPasteboardHandle save() override;
+    bool write(const QString &text, const SavedPasteboardHandle &standsInFor) override;
+    bool gives(const QString &) override { return false; }
+    void restore(const SavedPasteboardHandle &) override {}
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
