@@ -34,7 +34,8 @@ struct HotKeyOutcome {
     };
 
     Kind kind = Kind::lost;
-    QString desktopWords = {}; ///< with `boundElsewhere`: what the desktop calls that other combination
+    /// With `boundElsewhere`: what the desktop calls that other combination.
+    QString desktopWords = {}; // NOLINT(readability-redundant-member-init): so that it may be left out
 
     bool operator==(const HotKeyOutcome &) const = default;
 };

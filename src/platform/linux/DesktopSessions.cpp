@@ -17,7 +17,7 @@ namespace {
 
 /// Where the environment says that a compositor listens; empty if it does not say.
 QByteArray compositorPath() {
-    const QByteArray name = qgetenv("WAYLAND_DISPLAY");
+    QByteArray name = qgetenv("WAYLAND_DISPLAY");
     if (name.isEmpty() || name.startsWith('/'))
         return name;
     return qgetenv("XDG_RUNTIME_DIR") + '/' + name;
