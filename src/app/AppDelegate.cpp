@@ -27,7 +27,6 @@ constexpr auto longestRemotePress = 10min;
 
 /// Longest time that quitting takes for a pasteboard that is still to be restored.
 constexpr auto quitPatience = 1000ms;
-constexpr auto quitCheckInterval = 20ms;
 
 QString symbolName(const AppController *controller) {
     if (controller && controller->isRecording())
@@ -357,20 +356,16 @@ void AppDelegate::quit() {
         m_controller->prepareToEnd();
     if (m_popover)
         m_popover->performClose();
-    quitWhenPasteboardIsRestored(quitPatience);
-}
-
-void AppDelegate::quitWhenPasteboardIsRestored(std::chrono::milliseconds patience) {
-    const bool mustWait = m_controller && m_controller->hasPendingPasteboardRestore();
-    if (!mustWait || patience <= 0ms) {
+    const auto isDone = [this] { return !m_controller || !m_controller->hasPendingPasteboardRestore(); };
+    if (isDone()) {
         QCoreApplication::quit();
         return;
     }
-    Platform::current().mainQueue().asyncAfter(
-        quitCheckInterval, [self = QPointer<AppDelegate>(this), patience] {
-            if (self)
-                self->quitWhenPasteboardIsRestored(patience - quitCheckInterval);
-        });
+    connect(m_controller.get(), &AppController::pasteboardRestored, this, [isDone] {
+        if (isDone())
+            QCoreApplication::quit();
+    });
+    Platform::current().mainQueue().asyncAfter(quitPatience, &QCoreApplication::quit);
 }
 
 } // namespace quillora

@@ -89,8 +89,6 @@ private:
     void post(HotKeyManager::Event event);
     void handleHotKeyEvent(HotKeyManager::Event event);
 
-    void quitWhenPasteboardIsRestored(std::chrono::milliseconds patience);
-
     StatusItemFactory m_makeStatusItem;
     LoginItem m_loginItem;
     StatusIconSet m_windowIcons;

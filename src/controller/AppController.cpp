@@ -47,6 +47,10 @@ AppController::AppController(QObject *parent)
     observeKeychain();
     connect(&m_speechService, &SpeechRecognizerService::captureDied, this, &AppController::endDeadRecording);
     connect(&m_keychainQuestion, &KeychainQuestion::answered, this, &AppController::needAttention);
+    m_pasteboardInserter.setRestoreObserver([self = QPointer<AppController>(this)] {
+        if (self)
+            Q_EMIT self->pasteboardRestored();
+    });
 }
 
 AppController::~AppController() {

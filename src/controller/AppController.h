@@ -129,6 +129,9 @@ public:
     TranslationBridge &translationBridge() { return m_translationBridge; }
 
 Q_SIGNALS:
+    /// A paste has given the pasteboard back; another may still have to.
+    void pasteboardRestored();
+
     // The published value was written, be it with what it was.
     void sourceLocaleIdentifierChanged();
     void targetLanguageIdentifierChanged();

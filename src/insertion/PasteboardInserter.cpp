@@ -55,6 +55,14 @@ bool PasteboardInserter::copy(const QString &text) const {
     return Platform::current().pasteboard().write(text, standsInForNothing);
 }
 
+/// The restore counts no longer when its observer is called.
+void PasteboardInserter::tellOf(std::shared_ptr<RestoreObserver> restore) {
+    const auto onRestored = *restore;
+    restore.reset();
+    if (onRestored)
+        onRestored();
+}
+
 bool PasteboardInserter::paste(const QString &text, const platform::RunningApplicationHandle &target,
                                std::function<void()> onTaken) const {
     if (!hasAccessibilityAccess())
@@ -65,15 +73,17 @@ bool PasteboardInserter::paste(const QString &text, const platform::RunningAppli
     const bool isOurs = pasteboard.write(text, saved);
     if (target)
         target->activate();
-    const auto giveBack = [saved = std::move(saved), pending = m_pendingRestores] {
+    auto giveBack = [saved = std::move(saved), pending = m_pendingRestores]() mutable {
         Platform::current().pasteboard().restore(saved);
+        tellOf(std::move(pending));
     };
     Platform::current().mainQueue().asyncAfter(
-        keystrokeDelay, [text, isOurs, giveBack, onTaken = std::move(onTaken)] {
+        keystrokeDelay,
+        [text, isOurs, giveBack = std::move(giveBack), onTaken = std::move(onTaken)]() mutable {
             const bool isGiven = isOurs && Platform::current().pasteboard().gives(text);
             if (isGiven)
                 postCommandV();
-            Platform::current().mainQueue().asyncAfter(restoreDelay, giveBack);
+            Platform::current().mainQueue().asyncAfter(restoreDelay, std::move(giveBack));
             if (!isGiven && onTaken)
                 onTaken();
         });

@@ -6,7 +6,6 @@
 
 #include <functional>
 #include <memory>
-#include <variant>
 
 namespace quillora {
 
@@ -35,9 +34,17 @@ public:
     /// Whether some paste has still to give the pasteboard back.
     bool hasPendingRestore() const { return m_pendingRestores.use_count() > 1; }
 
+    /// `onRestored` is called whenever a paste has given the pasteboard back, be it after the end of this. It
+    /// takes the place of the one before.
+    void setRestoreObserver(std::function<void()> onRestored) { *m_pendingRestores = std::move(onRestored); }
+
 private:
-    /// Shared with every restore that is still to come; its count is all there is to know.
-    std::shared_ptr<const std::monostate> m_pendingRestores = std::make_shared<std::monostate>();
+    using RestoreObserver = std::function<void()>;
+
+    static void tellOf(std::shared_ptr<RestoreObserver> restore);
+
+    /// Shared with every restore that is still to come; its count tells whether there is one.
+    std::shared_ptr<RestoreObserver> m_pendingRestores = std::make_shared<RestoreObserver>();
 };
 
 } // namespace quillora

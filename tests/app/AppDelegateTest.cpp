@@ -859,9 +859,9 @@ private Q_SLOTS:
         pasteSomething();
         QVERIFY(!endsTheEventLoop([this] {
             m_delegate->quit();
-            m_platform->queue.advance(940ms);
+            m_platform->queue.advance(949ms);
         }));
-        QVERIFY(endsTheEventLoop([this] { m_platform->queue.advance(60ms); }));
+        QVERIFY(endsTheEventLoop([this] { m_platform->queue.advance(1ms); }));
         QVERIFY(!m_delegate->controller()->hasPendingPasteboardRestore());
         QCOMPARE(m_platform->log.calls().last(), u"pasteboard.restore 0"_qs);
     }

@@ -244,6 +244,30 @@ private Q_SLOTS:
         QVERIFY(!m_inserter.hasPendingRestore());
     }
 
+    void everyRestoreIsTold() {
+        QList<bool> stillPending;
+        m_inserter.setRestoreObserver([&] { stillPending += m_inserter.hasPendingRestore(); });
+        m_inserter.paste(u"one"_qs, m_editor);
+        m_platform->queue.advance(500ms);
+        m_inserter.paste(u"two"_qs, m_editor);
+        m_platform->queue.advance(449ms);
+        QCOMPARE(stillPending, QList<bool>());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(stillPending, QList{true});
+        m_platform->queue.advance(500ms);
+        QCOMPARE(stillPending, (QList{true, false}));
+    }
+
+    void aRestoreAfterTheEndOfTheInserterIsToldToo() {
+        bool isRestored = false;
+        auto inserter = std::make_unique<PasteboardInserter>();
+        inserter->setRestoreObserver([&] { isRestored = true; });
+        inserter->paste(u"one"_qs, m_editor);
+        inserter.reset();
+        m_platform->queue.advance(950ms);
+        QVERIFY(isRestored);
+    }
+
     void aTextThatWasOnlyCopiedLeavesNothingPending() {
         m_inserter.copy(u"hola"_qs);
         QVERIFY(!m_inserter.hasPendingRestore());
