@@ -29,6 +29,7 @@ platform::MainQueue &mainQueue() { return Platform::current().mainQueue(); }
 
 SpeechRecognizerService::SpeechRecognizerService(QObject *parent) : QObject(parent) {}
 
+// NOLINTNEXTLINE(bugprone-exception-escape): a continuation that is kept has not been resumed.
 SpeechRecognizerService::~SpeechRecognizerService() {
     finishRecognition(m_lastTranscript, true);
     cleanup(true);
