@@ -28,12 +28,16 @@ constexpr auto longestRemotePress = 10min;
 /// Longest time that quitting takes for a pasteboard that is still to be restored.
 constexpr auto quitPatience = 1000ms;
 
-QString symbolName(const AppController *controller) {
-    if (controller && controller->isRecording())
-        return u"mic.circle.fill"_qs;
-    if (controller && controller->isProcessing())
-        return u"arrow.triangle.2.circlepath.circle"_qs;
-    return u"globe"_qs;
+QString windowTitle(DictationState state) {
+    switch (state) {
+    case DictationState::idle:
+        return applicationName;
+    case DictationState::recording:
+        return u"Recording - "_qs + applicationName;
+    case DictationState::processing:
+        return u"Processing - "_qs + applicationName;
+    }
+    Q_UNREACHABLE();
 }
 
 QString settingsNotice(platform::UserDefaultsFailure failure) {
@@ -114,8 +118,10 @@ void AppDelegate::makeMenu() {
 }
 
 void AppDelegate::refreshDictationAction() {
-    m_dictationAction->setText(m_controller->isRecording() ? u"Stop dictation"_qs : u"Start dictation"_qs);
-    m_dictationAction->setEnabled(m_controller->isRecording() || !m_controller->isProcessing());
+    const auto state = m_controller->dictationState();
+    m_dictationAction->setText(state == DictationState::recording ? u"Stop dictation"_qs
+                                                                  : u"Start dictation"_qs);
+    m_dictationAction->setEnabled(state != DictationState::processing);
 }
 
 /// It reads a file, which the user may have changed elsewhere.
@@ -166,22 +172,17 @@ void AppDelegate::showPopover() {
 
 void AppDelegate::refreshStatusIcon() {
     if (m_statusItem)
-        m_statusItem->setImage(symbolName(m_controller.get()), applicationName);
+        m_statusItem->setState(m_controller->dictationState(), applicationName);
     if (m_popover)
         refreshPopoverWindow();
 }
 
 /// Without a tray, the window's title and icon are what shows the state in a task bar.
 void AppDelegate::refreshPopoverWindow() {
-    const QString symbol = symbolName(m_controller.get());
-    if (m_controller->isRecording())
-        m_popover->setWindowTitle(u"Recording - "_qs + applicationName);
-    else if (m_controller->isProcessing())
-        m_popover->setWindowTitle(u"Processing - "_qs + applicationName);
-    else
-        m_popover->setWindowTitle(applicationName);
-    const bool isIdle = !m_controller->isRecording() && !m_controller->isProcessing();
-    m_popover->setWindowIcon(isIdle ? QApplication::windowIcon() : m_windowIcons.icon(symbol));
+    const auto state = m_controller->dictationState();
+    m_popover->setWindowTitle(windowTitle(state));
+    m_popover->setWindowIcon(state == DictationState::idle ? QApplication::windowIcon()
+                                                           : m_windowIcons.icon(state));
 }
 
 /// A grabbed key takes the focus away for as long as it is down, while the panel stays the active window.
@@ -232,7 +233,7 @@ void AppDelegate::reportSettingsFailure(platform::UserDefaultsFailure failure) {
 /// In the status line only, and never in place of what a workflow says there.
 void AppDelegate::saySettingsNotice() {
     const bool isAtRest =
-        !m_controller->isRecording() && !m_controller->isProcessing() && !m_controller->isRecordingHotKey();
+        m_controller->dictationState() == DictationState::idle && !m_controller->isRecordingHotKey();
     if (m_settingsNotice && isAtRest)
         m_controller->setStatusText(*std::exchange(m_settingsNotice, std::nullopt));
 }

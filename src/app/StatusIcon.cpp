@@ -11,6 +11,18 @@ const QColor quietColour(0xf4, 0xf4, 0xf6);
 const QColor recordingColour(0xff, 0x45, 0x3a);
 const QColor groundColour(0x16, 0x16, 0x1a);
 
+QString fileName(DictationState state) {
+    switch (state) {
+    case DictationState::idle:
+        return u"quillora-idle-symbolic"_qs;
+    case DictationState::recording:
+        return u"quillora-recording-symbolic"_qs;
+    case DictationState::processing:
+        return u"quillora-processing-symbolic"_qs;
+    }
+    Q_UNREACHABLE();
+}
+
 QImage emptyImage(int size) {
     QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
@@ -30,15 +42,8 @@ QImage tintedShape(const QString &fileName, int size, const QColor &colour) {
 
 } // namespace
 
-StatusIcon::StatusIcon(const QString &symbolName)
-    : m_name(u"quillora-idle-symbolic"_qs), m_colour(quietColour) {
-    if (symbolName == u"mic.circle.fill") {
-        m_name = u"quillora-recording-symbolic"_qs;
-        m_colour = recordingColour;
-    } else if (symbolName == u"arrow.triangle.2.circlepath.circle") {
-        m_name = u"quillora-processing-symbolic"_qs;
-    }
-}
+StatusIcon::StatusIcon(DictationState state)
+    : m_name(fileName(state)), m_colour(state == DictationState::recording ? recordingColour : quietColour) {}
 
 QString StatusIcon::themeName() const { return QIcon::hasThemeIcon(m_name) ? m_name : QString(); }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "controller/DictationState.h"
+
 #include <QIcon>
 #include <QImage>
 #include <QString>
@@ -14,9 +16,7 @@ public:
     /// The sizes that trays ask for, in pixels.
     static constexpr std::array<int, 5> sizes{16, 22, 24, 32, 48};
 
-    /// `symbolName` is "globe", "mic.circle.fill" or "arrow.triangle.2.circlepath.circle"; anything else
-    /// shows as the first.
-    explicit StatusIcon(const QString &symbolName);
+    explicit StatusIcon(DictationState state);
 
     /// What the icon is called in the icon theme, where panels tint it themselves; empty if it is not
     /// installed there.

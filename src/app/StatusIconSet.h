@@ -11,14 +11,13 @@ namespace quillora {
 /// change of state would fill its cache dictation by dictation. It must end before the application object.
 class StatusIconSet {
 public:
-    QIcon icon(const QString &symbolName) {
-        const auto drawn = m_drawn.constFind(symbolName);
-        return drawn != m_drawn.constEnd() ? *drawn
-                                           : *m_drawn.insert(symbolName, StatusIcon(symbolName).icon());
+    QIcon icon(DictationState state) {
+        const auto drawn = m_drawn.constFind(state);
+        return drawn != m_drawn.constEnd() ? *drawn : *m_drawn.insert(state, StatusIcon(state).icon());
     }
 
 private:
-    QHash<QString, QIcon> m_drawn; ///< by symbol name
+    QHash<DictationState, QIcon> m_drawn;
 };
 
 } // namespace quillora

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "controller/DictationState.h"
+
 #include <QObject>
 #include <QRect>
 #include <QString>
@@ -17,8 +19,7 @@ class StatusItem : public QObject {
 public:
     using QObject::QObject;
 
-    /// Shows one of the symbols that StatusIcon knows.
-    virtual void setImage(const QString &symbolName, const QString &accessibilityDescription) = 0;
+    virtual void setState(DictationState state, const QString &accessibilityDescription) = 0;
 
     /// What the secondary click offers. The menu must outlive the item.
     virtual void setMenu(QMenu *menu) = 0;

@@ -128,6 +128,12 @@ TranslationEngine AppController::effectiveTranslationEngine() const {
     return selected;
 }
 
+DictationState AppController::dictationState() const {
+    if (m_isRecording)
+        return DictationState::recording;
+    return m_isProcessing ? DictationState::processing : DictationState::idle;
+}
+
 QString AppController::hotKeyDisplayName() const {
     if (m_isRecordingHotKey)
         return u"Press shortcut"_qs;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "controller/DictationState.h"
 #include "controller/KeychainQuestion.h"
 #include "hotkey/AppHotKey.h"
 #include "insertion/PasteboardInserter.h"
@@ -89,6 +90,7 @@ public:
     bool canUseAppleLocalForSelectedLanguagePair() const;
     /// The engine that translates: the selected one where it can.
     TranslationEngine effectiveTranslationEngine() const;
+    DictationState dictationState() const;
     QString hotKeyDisplayName() const;
     bool canSwapLanguages() const;
 

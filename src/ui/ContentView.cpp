@@ -91,6 +91,18 @@ void fill(QLineEdit &field, const QString &text) {
         field.setText(text);
 }
 
+QColor colorOf(DictationState state, const QPalette &palette) {
+    switch (state) {
+    case DictationState::idle:
+        return PanelPalette::idle(palette);
+    case DictationState::recording:
+        return PanelPalette::recording(palette);
+    case DictationState::processing:
+        return PanelPalette::processing(palette);
+    }
+    Q_UNREACHABLE();
+}
+
 void recolor(QWidget &widget, QPalette::ColorRole role, const QColor &color) {
     QPalette palette = widget.palette();
     if (palette.color(role) == color)
@@ -391,9 +403,9 @@ void ContentView::redraw() {
 }
 
 void ContentView::redrawActivity() {
-    const bool isRecording = m_controller.isRecording();
-    const bool isProcessing = m_controller.isProcessing();
-    const bool isBusy = isRecording || isProcessing;
+    const auto state = m_controller.dictationState();
+    const bool isRecording = state == DictationState::recording;
+    const bool isBusy = state != DictationState::idle;
     m_headerIcon->setSymbol(isRecording ? u"mic.circle.fill"_qs : u"globe"_qs);
     m_headerIcon->setColor(isRecording ? PanelPalette::recording(palette())
                                        : PanelPalette::accentText(palette()));
@@ -402,16 +414,14 @@ void ContentView::redrawActivity() {
     m_mainButton->setText(isRecording ? u"Stop"_qs : u"Start"_qs);
     m_mainButton->setSymbol(isRecording ? u"stop.fill"_qs : u"mic.fill"_qs);
     m_mainButton->setSurfaceColor(isRecording ? PanelPalette::recordingSurface() : QColor());
-    m_mainButton->setEnabled(isRecording || !isProcessing);
+    m_mainButton->setEnabled(state != DictationState::processing);
     m_prepareButton->setEnabled(!isBusy);
     redrawPasteButton();
-    m_statusDot->setColor(isRecording    ? PanelPalette::recording(palette())
-                          : isProcessing ? PanelPalette::processing(palette())
-                                         : PanelPalette::idle(palette()));
+    m_statusDot->setColor(colorOf(state, palette()));
 }
 
 void ContentView::redrawPasteButton() {
-    const bool isBusy = m_controller.isRecording() || m_controller.isProcessing();
+    const bool isBusy = m_controller.dictationState() != DictationState::idle;
     m_pasteButton->setEnabled(!isBusy && !m_controller.translatedText().isEmpty());
 }
 

@@ -45,7 +45,7 @@ private Q_SLOTS:
 
     void itIsCalledByItsAccessibilityDescription() {
         makeItem();
-        m_item->setImage(u"globe"_qs, u"Quillora"_qs);
+        m_item->setState(DictationState::idle, u"Quillora"_qs);
         QCOMPARE(m_tray->itemProperty(u"Title"_qs), u"Quillora"_qs);
         const auto toolTip =
             qdbus_cast<NotifierToolTip>(m_tray->itemProperty(u"ToolTip"_qs).value<QDBusArgument>());
@@ -93,35 +93,35 @@ private Q_SLOTS:
 
     void eachStateHasItsPicture_data() { states(); }
     void eachStateHasItsPicture() {
-        QFETCH(QString, symbol);
+        QFETCH(DictationState, state);
         makeItem();
-        m_item->setImage(symbol, u"Quillora"_qs);
+        m_item->setState(state, u"Quillora"_qs);
         const auto pixmaps =
             qdbus_cast<NotifierPixmaps>(m_tray->itemProperty(u"IconPixmap"_qs).value<QDBusArgument>());
         QList<int> sizes;
         for (const auto &pixmap : pixmaps) {
             sizes += pixmap.width;
             QCOMPARE(pixmap.height, pixmap.width);
-            QCOMPARE(imageOf(pixmap), StatusIcon(symbol).image(pixmap.width));
+            QCOMPARE(imageOf(pixmap), StatusIcon(state).image(pixmap.width));
         }
         QCOMPARE(sizes, (QList<int>{16, 22, 24, 32, 48}));
     }
 
     void eachStateHasItsNameInTheIconTheme_data() { states(); }
     void eachStateHasItsNameInTheIconTheme() {
-        QFETCH(QString, symbol);
+        QFETCH(DictationState, state);
         QFETCH(QString, name);
         QIcon::setThemeSearchPaths({QStringLiteral(QUILLORA_ICONS)});
         QIcon::setThemeName(u"hicolor"_qs);
         makeItem();
-        m_item->setImage(symbol, u"Quillora"_qs);
+        m_item->setState(state, u"Quillora"_qs);
         QCOMPARE(m_tray->itemProperty(u"IconName"_qs), name);
     }
 
     void aNewStateIsAnnounced() {
         makeItem();
         m_tray->takeItemSignals();
-        m_item->setImage(u"mic.circle.fill"_qs, u"Quillora"_qs);
+        m_item->setState(DictationState::recording, u"Quillora"_qs);
         QStringList announced;
         QTRY_VERIFY((announced += m_tray->takeItemSignals()).contains(u"NewIcon"_qs));
     }
@@ -250,12 +250,11 @@ private Q_SLOTS:
 
 private:
     static void states() {
-        QTest::addColumn<QString>("symbol");
+        QTest::addColumn<DictationState>("state");
         QTest::addColumn<QString>("name");
-        QTest::newRow("idle") << u"globe"_qs << u"quillora-idle-symbolic"_qs;
-        QTest::newRow("recording") << u"mic.circle.fill"_qs << u"quillora-recording-symbolic"_qs;
-        QTest::newRow("processing") << u"arrow.triangle.2.circlepath.circle"_qs
-                                    << u"quillora-processing-symbolic"_qs;
+        QTest::newRow("idle") << DictationState::idle << u"quillora-idle-symbolic"_qs;
+        QTest::newRow("recording") << DictationState::recording << u"quillora-recording-symbolic"_qs;
+        QTest::newRow("processing") << DictationState::processing << u"quillora-processing-symbolic"_qs;
     }
 
     static QImage imageOf(const NotifierPixmap &pixmap) {

@@ -3,13 +3,16 @@
 #include <QIcon>
 #include <QTest>
 
+#include <map>
+
+using quillora::DictationState;
 using quillora::StatusIcon;
 
 namespace {
 
-const QString idle = u"globe"_qs;
-const QString recording = u"mic.circle.fill"_qs;
-const QString processing = u"arrow.triangle.2.circlepath.circle"_qs;
+const std::map<DictationState, const char *> names{{DictationState::idle, "idle"},
+                                                   {DictationState::recording, "recording"},
+                                                   {DictationState::processing, "processing"}};
 
 /// How far the icon stands out from a grey background at its most visible pixel: 0 is not at all, 255 fully.
 int contrast(const QImage &icon, int background) {
@@ -31,57 +34,58 @@ class StatusIconTest : public QObject {
 
 private Q_SLOTS:
     void everyStateStandsOutFromEveryPanel_data() {
-        QTest::addColumn<QString>("symbol");
+        QTest::addColumn<DictationState>("state");
         QTest::addColumn<int>("size");
         QTest::addColumn<int>("background");
-        for (const QString &symbol : {idle, recording, processing}) {
+        for (const auto &[state, stateName] : names) {
             for (const int size : StatusIcon::sizes) {
                 for (const int background : {0, 255})
-                    QTest::addRow("%s %d on %d", qPrintable(symbol), size, background)
-                        << symbol << size << background;
+                    QTest::addRow("%s %d on %d", stateName, size, background) << state << size << background;
             }
         }
     }
     void everyStateStandsOutFromEveryPanel() {
-        QFETCH(QString, symbol);
+        QFETCH(DictationState, state);
         QFETCH(int, size);
         QFETCH(int, background);
-        const QImage image = StatusIcon(symbol).image(size);
+        const QImage image = StatusIcon(state).image(size);
         QCOMPARE(image.size(), QSize(size, size));
         QVERIFY(contrast(image, background) > 100);
     }
 
     void theStatesLookDifferent() {
         for (const int size : StatusIcon::sizes) {
-            QVERIFY(StatusIcon(idle).image(size) != StatusIcon(recording).image(size));
-            QVERIFY(StatusIcon(idle).image(size) != StatusIcon(processing).image(size));
-            QVERIFY(StatusIcon(recording).image(size) != StatusIcon(processing).image(size));
+            QVERIFY(StatusIcon(DictationState::idle).image(size) !=
+                    StatusIcon(DictationState::recording).image(size));
+            QVERIFY(StatusIcon(DictationState::idle).image(size) !=
+                    StatusIcon(DictationState::processing).image(size));
+            QVERIFY(StatusIcon(DictationState::recording).image(size) !=
+                    StatusIcon(DictationState::processing).image(size));
         }
     }
 
     void theIconHasEverySize() {
-        const auto sizes = StatusIcon(idle).icon().availableSizes();
+        const auto sizes = StatusIcon(DictationState::idle).icon().availableSizes();
         QCOMPARE(sizes, (QList<QSize>{{16, 16}, {22, 22}, {24, 24}, {32, 32}, {48, 48}}));
     }
 
     void withoutAnInstalledIconThereIsNoThemeName() {
-        QCOMPARE(StatusIcon(recording).themeName(), QString());
+        QCOMPARE(StatusIcon(DictationState::recording).themeName(), QString());
     }
 
     void anInstalledIconIsNamed_data() {
-        QTest::addColumn<QString>("symbol");
+        QTest::addColumn<DictationState>("state");
         QTest::addColumn<QString>("name");
-        QTest::newRow("idle") << idle << u"quillora-idle-symbolic"_qs;
-        QTest::newRow("recording") << recording << u"quillora-recording-symbolic"_qs;
-        QTest::newRow("processing") << processing << u"quillora-processing-symbolic"_qs;
-        QTest::newRow("anything else") << u"waveform"_qs << u"quillora-idle-symbolic"_qs;
+        for (const auto &[state, stateName] : names)
+            QTest::newRow(stateName) << state
+                                     << u"quillora-%1-symbolic"_qs.arg(QString::fromLatin1(stateName));
     }
     void anInstalledIconIsNamed() {
-        QFETCH(QString, symbol);
+        QFETCH(DictationState, state);
         QFETCH(QString, name);
         QIcon::setThemeSearchPaths({QStringLiteral(QUILLORA_ICONS)});
         QIcon::setThemeName(u"hicolor"_qs);
-        QCOMPARE(StatusIcon(symbol).themeName(), name);
+        QCOMPARE(StatusIcon(state).themeName(), name);
     }
 };
 

@@ -2,22 +2,22 @@
 
 #include "app/StatusItem.h"
 
-#include <QStringList>
+#include <QList>
 
 namespace quillora::test {
 
 /// An icon in a tray that a test owns.
 class FakeStatusItem : public StatusItem {
 public:
-    void setImage(const QString &symbolName, const QString &accessibilityDescription) override {
-        images += symbolName;
+    void setState(DictationState state, const QString &accessibilityDescription) override {
+        states += state;
         description = accessibilityDescription;
     }
     void setMenu(QMenu *newMenu) override { menu = newMenu; }
     bool isHosted() const override { return hasTray; }
     std::optional<QRect> anchor() const override { return position; }
 
-    QString image() const { return images.last(); }
+    DictationState state() const { return states.last(); }
     void click() { Q_EMIT activated(); }
 
     /// A tray comes or goes.
@@ -26,7 +26,7 @@ public:
         Q_EMIT hostChanged();
     }
 
-    QStringList images; ///< all that were set, in order
+    QList<DictationState> states; ///< all that were set, in order
     QString description;
     QMenu *menu = nullptr;
     bool hasTray = true;

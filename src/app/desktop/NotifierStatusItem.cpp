@@ -74,8 +74,8 @@ NotifierStatusItem::~NotifierStatusItem() {
     m_bus.unregisterObject(itemPath);
 }
 
-void NotifierStatusItem::setImage(const QString &symbolName, const QString &accessibilityDescription) {
-    m_icon = StatusIcon(symbolName);
+void NotifierStatusItem::setState(DictationState state, const QString &accessibilityDescription) {
+    m_icon = StatusIcon(state);
     m_accessibilityDescription = accessibilityDescription;
     auto *adaptor = findChild<NotifierItemAdaptor *>();
     Q_EMIT adaptor->NewTitle();

@@ -25,7 +25,7 @@ public:
     explicit NotifierStatusItem(const QDBusConnection &bus);
     ~NotifierStatusItem() override;
 
-    void setImage(const QString &symbolName, const QString &accessibilityDescription) override;
+    void setState(DictationState state, const QString &accessibilityDescription) override;
     void setMenu(QMenu *menu) override;
     bool isHosted() const override { return m_isRegistered && m_hasHost; }
     std::optional<QRect> anchor() const override { return m_anchor; }
@@ -55,7 +55,7 @@ private:
     bool m_isRegistered = false;
     bool m_hasHost = false;
     std::optional<QRect> m_anchor; ///< where the last click was
-    StatusIcon m_icon{QString()};
+    StatusIcon m_icon{DictationState::idle};
     QString m_accessibilityDescription;
     QPointer<QMenu> m_menu;
     std::unique_ptr<MenuExport> m_menuExport;

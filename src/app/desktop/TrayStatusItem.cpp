@@ -13,12 +13,12 @@ TrayStatusItem::TrayStatusItem(const QDBusConnection &bus) : m_notifierItem(bus)
     });
 }
 
-void TrayStatusItem::setImage(const QString &symbolName, const QString &accessibilityDescription) {
-    m_symbolName = symbolName;
+void TrayStatusItem::setState(DictationState state, const QString &accessibilityDescription) {
+    m_state = state;
     m_accessibilityDescription = accessibilityDescription;
-    m_notifierItem.setImage(symbolName, accessibilityDescription);
+    m_notifierItem.setState(state, accessibilityDescription);
     if (m_xembedItem)
-        m_xembedItem->setImage(symbolName, accessibilityDescription);
+        m_xembedItem->setState(state, accessibilityDescription);
     else
         chooseTray();
 }
@@ -39,7 +39,7 @@ std::optional<QRect> TrayStatusItem::anchor() const {
 }
 
 void TrayStatusItem::chooseTray() {
-    const bool isXEmbedWanted = !m_symbolName.isEmpty() && QGuiApplication::platformName() == u"xcb" &&
+    const bool isXEmbedWanted = m_state && QGuiApplication::platformName() == u"xcb" &&
                                 m_notifierItem.watcher() == NotifierStatusItem::Watcher::absent;
     if (isXEmbedWanted) {
         if (!m_xembedItem)
@@ -54,7 +54,7 @@ void TrayStatusItem::makeXEmbedItem() {
     m_xembedItem = std::make_unique<XEmbedStatusItem>();
     connect(m_xembedItem.get(), &StatusItem::activated, this, &StatusItem::activated);
     connect(m_xembedItem.get(), &StatusItem::hostChanged, this, &StatusItem::hostChanged);
-    m_xembedItem->setImage(m_symbolName, m_accessibilityDescription);
+    m_xembedItem->setState(*m_state, m_accessibilityDescription);
     m_xembedItem->setMenu(m_menu);
 }
 

@@ -16,7 +16,7 @@ class TrayStatusItem : public StatusItem {
 public:
     explicit TrayStatusItem(const QDBusConnection &bus);
 
-    void setImage(const QString &symbolName, const QString &accessibilityDescription) override;
+    void setState(DictationState state, const QString &accessibilityDescription) override;
     void setMenu(QMenu *menu) override;
     bool isHosted() const override;
     std::optional<QRect> anchor() const override;
@@ -27,7 +27,7 @@ private:
 
     NotifierStatusItem m_notifierItem;
     std::unique_ptr<XEmbedStatusItem> m_xembedItem; ///< made when it is first needed
-    QString m_symbolName;
+    std::optional<DictationState> m_state;          ///< none until it was first set
     QString m_accessibilityDescription;
     QPointer<QMenu> m_menu;
 };

@@ -20,8 +20,8 @@ XEmbedStatusItem::XEmbedStatusItem() {
     });
 }
 
-void XEmbedStatusItem::setImage(const QString &symbolName, const QString &accessibilityDescription) {
-    m_icon.setIcon(m_images.icon(symbolName));
+void XEmbedStatusItem::setState(DictationState state, const QString &accessibilityDescription) {
+    m_icon.setIcon(m_images.icon(state));
     m_icon.setToolTip(accessibilityDescription);
 }
 

@@ -19,7 +19,7 @@ class XEmbedStatusItem : public StatusItem, public QAbstractNativeEventFilter {
 public:
     XEmbedStatusItem();
 
-    void setImage(const QString &symbolName, const QString &accessibilityDescription) override;
+    void setState(DictationState state, const QString &accessibilityDescription) override;
     void setMenu(QMenu *menu) override;
     bool isHosted() const override;
     std::optional<QRect> anchor() const override;
