@@ -29,6 +29,12 @@ def room_of(path):
     return path.split("/")[0]
 
 
+def foreign_words(path, text):
+    """The environment is left alone once there may be threads."""
+    if path != "app/QuilloraApp.cpp" and re.search(r"\b(q?putenv|q?unsetenv|setenv)\(", text):
+        yield f"{path} changes the environment"
+
+
 def main(sources):
     violations = []
     seen = set()
@@ -48,6 +54,7 @@ def main(sources):
                           and path != "platform/linux/LinuxPlatform.h")
             if room_of(included) not in allowed or reaches_up:
                 violations.append(f"{path} includes {included}")
+        violations += foreign_words(path, file.read_text(encoding="utf-8"))
     for room in set(BELOW) - seen:
         violations.append(f"there is no room {room}: was it moved?")
     print("\n".join(violations) or "every include points down")

@@ -82,8 +82,4 @@ void NotifierItemAdaptor::SecondaryActivate(int x, int y) { m_item->activate(x, 
 
 void NotifierItemAdaptor::ContextMenu(int x, int y) { m_item->showMenu(x, y); }
 
-void NotifierItemAdaptor::ProvideXdgActivationToken(const QString &token) {
-    qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
-}
-
 } // namespace quillora

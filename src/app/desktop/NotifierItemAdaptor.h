@@ -74,7 +74,6 @@ public Q_SLOTS:
     /// For trays that cannot show the menu themselves.
     void ContextMenu(int x, int y);
     void Scroll(int, const QString &) {}
-    void ProvideXdgActivationToken(const QString &token);
 
 Q_SIGNALS:
     void NewTitle();

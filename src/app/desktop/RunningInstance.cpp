@@ -48,15 +48,12 @@ public:
         : QDBusAbstractAdaptor(instance), m_instance(instance) {}
 
 public Q_SLOTS:
-    void Activate(const QVariantMap &platformData) {
-        const QString token = platformData.value(u"activation-token"_qs).toString();
-        if (!token.isEmpty())
-            qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+    // The toolkit takes an activation token from the environment alone, which must not change any more: other
+    // threads may be reading it.
+    void Activate(const QVariantMap &) { Q_EMIT m_instance->activated(); }
+    void Open(const QStringList &, const QVariantMap &) { Q_EMIT m_instance->activated(); }
+    void ActivateAction(const QString &, const QVariantList &, const QVariantMap &) {
         Q_EMIT m_instance->activated();
-    }
-    void Open(const QStringList &, const QVariantMap &platformData) { Activate(platformData); }
-    void ActivateAction(const QString &, const QVariantList &, const QVariantMap &platformData) {
-        Activate(platformData);
     }
 
 private:
