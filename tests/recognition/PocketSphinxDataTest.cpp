@@ -4,14 +4,15 @@
 #include <QTest>
 
 using namespace quillora;
+using platform::ModelCheck;
 using platform::ModelJudgement;
 using platform::PocketSphinxData;
 using test::ModelFolder;
 
 namespace {
 
-ModelJudgement judgementOf(const ModelFolder &folder) {
-    return PocketSphinxData::findAll({folder.path()}).at(0).judgement();
+ModelJudgement judgementOf(const ModelFolder &folder, ModelCheck check = ModelCheck::checksums) {
+    return PocketSphinxData::findAll({folder.path()}).at(0).judgement(check);
 }
 
 } // namespace
@@ -24,7 +25,7 @@ private Q_SLOTS:
     void theInstalledDataIsFoundAndRight() {
         const auto found = PocketSphinxData::findAll(PocketSphinxData::standardFolders());
         QCOMPARE(found.size(), 1U);
-        QCOMPARE(found[0].judgement(), ModelJudgement::right);
+        QCOMPARE(found[0].judgement(ModelCheck::checksums), ModelJudgement::right);
     }
 
     void foldersWithAllPartsAreFoundInTheirOrder() {
@@ -52,7 +53,8 @@ private Q_SLOTS:
         folder.truncate(name, ModelFolder::sizeOf(name) * percent / 100);
         // What is empty does not tell what it should be.
         const bool isUnknown = percent == 0 && !name.contains(u'/');
-        QCOMPARE(judgementOf(folder), isUnknown ? ModelJudgement::unknown : ModelJudgement::wrong);
+        QCOMPARE(judgementOf(folder, ModelCheck::sizes),
+                 isUnknown ? ModelJudgement::unknown : ModelJudgement::wrong);
     }
 
     void aByteThatIsAnotherIsNotRight_data() { files({u"absent"_qs}); }
@@ -86,7 +88,7 @@ private Q_SLOTS:
         QCOMPARE(data.fingerprint(), broken);
         folder.repair(u"en-us/mdef"_qs);
         QVERIFY(data.fingerprint() != broken);
-        QCOMPARE(data.judgement(), ModelJudgement::right);
+        QCOMPARE(data.judgement(ModelCheck::checksums), ModelJudgement::right);
     }
 
 private:

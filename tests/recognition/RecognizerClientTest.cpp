@@ -291,6 +291,16 @@ private Q_SLOTS:
         QCOMPARE(client->modelState(), ModelState::failed);
     }
 
+    void aModelOfAWrongSizeIsNotEvenLoaded() {
+        RecognizerClient client("/nonexistent");
+        auto wrong = model();
+        wrong.judge = [](auto, const auto &) { return platform::ModelJudgement::wrong; };
+        client.load({wrong});
+        const Dictating dictating(client);
+        QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), QStringList{u"The speech model is damaged."_qs});
+    }
+
     void aModelThatIsNotWholeFailsThoughItCouldBeLoaded() {
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
         client.load({model(platform::ModelJudgement::wrong)});
@@ -311,7 +321,7 @@ private Q_SLOTS:
         const std::string good = m_folder.filePath(u"good"_qs).toStdString();
         std::ofstream{good};
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
-        client.load({model(platform::ModelJudgement::wrong), model(), {"fake", {good}}});
+        client.load({model(), model(), {"fake", {good}}});
         Dictating dictating(client);
         dictating.hear(FakeSpeech::words(1, 2));
         dictating.end();
@@ -385,6 +395,28 @@ private Q_SLOTS:
         QVERIFY(dictating.job->sound().take().buffers.empty());
     }
 
+    void neitherAPressNorTheEndWaitsForAJudgement() {
+        auto client = std::make_unique<RecognizerClient>(QUILLORA_FAKE_RECOGNIZER);
+        std::atomic<int> judgements = 0;
+        auto judged = model();
+        judged.judge = [&](platform::ModelCheck check, const auto &isUnwanted) {
+            if (check == platform::ModelCheck::sizes)
+                return platform::ModelJudgement::right;
+            ++judgements;
+            while (!isUnwanted())
+                std::this_thread::yield();
+            return platform::ModelJudgement::wrong;
+        };
+        client->load({judged});
+        QVERIFY(waitUntil([&] { return judgements == 1; }));
+        Dictating dictating(*client);
+        dictating.hear(FakeSpeech::words(1, 2));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 2));
+        QVERIFY(waitUntil([&] { return judgements == 2; }));
+        client.reset();
+    }
+
     void afterKillsAtAnyMomentNothingIsLostOrLeft() {
         const int dictations = qEnvironmentVariableIntValue("QUILLORA_KILLS") > 0
                                    ? qEnvironmentVariableIntValue("QUILLORA_KILLS")
@@ -423,7 +455,9 @@ private:
     void writeScript(const std::string &script) const { std::ofstream(m_script) << script; }
     platform::RecognizerModel
     model(platform::ModelJudgement judgement = platform::ModelJudgement::right) const {
-        return {"fake", {m_script}, [judgement] { return judgement; }};
+        return {"fake", {m_script}, [judgement](platform::ModelCheck check, const auto &) {
+                    return check == platform::ModelCheck::sizes ? platform::ModelJudgement::right : judgement;
+                }};
     }
 
     std::unique_ptr<RecognizerClient> loaded(RecognizerClient::Limits limits = {}) const {

@@ -47,44 +47,57 @@ constexpr KnownFile dictionaryFile{"cmudict-en-us.dict", 3272051,
                                    "9de99dd2a24b63c653c1c30ab39388d05185cae36d0875f15c319b4ad6dc43af",
                                    "94c28bd740d210c0deca21108d377bd6333523f5df002baf65198deed962ba3d"};
 
-/// The checksum of the first `size` bytes of a file, or of all that there are.
-QByteArray checksum(const QString &path, qint64 size) {
-    QFile file(path);
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    constexpr qint64 portion = qint64{1} << 16;
-    if (file.open(QIODevice::ReadOnly)) {
-        for (QByteArray bytes; size > 0 && !(bytes = file.read(std::min(size, portion))).isEmpty();) {
-            hash.addData(bytes);
-            size -= bytes.size();
-        }
-    }
-    return hash.result().toHex();
-}
-
 enum class Growth { forbidden, allowed };
 
-ModelJudgement judge(const QString &path, const KnownFile &known, Growth growth) {
-    if (checksum(path, beginningSize) != known.beginning)
-        return ModelJudgement::unknown;
-    const qint64 size = QFileInfo(path).size();
-    const bool hasRightSize = growth == Growth::allowed ? size >= known.size : size == known.size;
-    return hasRightSize && checksum(path, known.size) == known.checksum ? ModelJudgement::right
-                                                                        : ModelJudgement::wrong;
-}
+class Judge {
+public:
+    Judge(ModelCheck check, const RecognizerModel::IsUnwanted &isUnwanted)
+        : m_check(check), m_isUnwanted(isUnwanted) {}
 
-/// One of which some files are the package's and others are not is no other version.
-ModelJudgement judgeAcousticModel(const QDir &folder) {
-    bool hasRight = false, hasUnknown = false;
-    for (const auto &known : acousticFiles) {
-        const auto one = judge(folder.filePath(QString::fromLatin1(known.name)), known, Growth::forbidden);
-        if (one == ModelJudgement::wrong)
-            return one;
-        (one == ModelJudgement::right ? hasRight : hasUnknown) = true;
+    ModelJudgement judge(const QString &path, const KnownFile &known, Growth growth) const {
+        if (checksum(path, beginningSize) != known.beginning)
+            return ModelJudgement::unknown;
+        const qint64 size = QFileInfo(path).size();
+        const bool hasRightSize = growth == Growth::allowed ? size >= known.size : size == known.size;
+        const bool isRight =
+            hasRightSize && (m_check == ModelCheck::sizes || checksum(path, known.size) == known.checksum);
+        return isRight ? ModelJudgement::right : ModelJudgement::wrong;
     }
-    if (hasRight && hasUnknown)
-        return ModelJudgement::wrong;
-    return hasRight ? ModelJudgement::right : ModelJudgement::unknown;
-}
+
+    /// One of which some files are the package's and others are not is no other version.
+    ModelJudgement judgeAcousticModel(const QDir &folder) const {
+        bool hasRight = false, hasUnknown = false;
+        for (const auto &known : acousticFiles) {
+            const auto one =
+                judge(folder.filePath(QString::fromLatin1(known.name)), known, Growth::forbidden);
+            if (one == ModelJudgement::wrong)
+                return one;
+            (one == ModelJudgement::right ? hasRight : hasUnknown) = true;
+        }
+        if (hasRight && hasUnknown)
+            return ModelJudgement::wrong;
+        return hasRight ? ModelJudgement::right : ModelJudgement::unknown;
+    }
+
+private:
+    /// Of the first `size` bytes of a file, or of all that there are.
+    QByteArray checksum(const QString &path, qint64 size) const {
+        QFile file(path);
+        QCryptographicHash hash(QCryptographicHash::Sha256);
+        constexpr qint64 portion = qint64{1} << 16;
+        if (file.open(QIODevice::ReadOnly)) {
+            for (QByteArray bytes;
+                 size > 0 && !m_isUnwanted() && !(bytes = file.read(std::min(size, portion))).isEmpty();) {
+                hash.addData(bytes);
+                size -= bytes.size();
+            }
+        }
+        return hash.result().toHex();
+    }
+
+    const ModelCheck m_check;
+    const RecognizerModel::IsUnwanted &m_isUnwanted;
+};
 
 } // namespace
 
@@ -108,17 +121,21 @@ std::vector<PocketSphinxData> PocketSphinxData::findAll(const QStringList &folde
     return found;
 }
 
-ModelJudgement PocketSphinxData::judgement() const {
-    const auto parts = {judgeAcousticModel(acousticModel), judge(dictionary, dictionaryFile, Growth::allowed),
-                        judge(languageModel, languageModelFile, Growth::forbidden)};
-    return std::max(parts);
+ModelJudgement PocketSphinxData::judgement(ModelCheck check,
+                                           const RecognizerModel::IsUnwanted &isUnwanted) const {
+    const Judge judge(check, isUnwanted);
+    return std::max({judge.judgeAcousticModel(acousticModel),
+                     judge.judge(dictionary, dictionaryFile, Growth::allowed),
+                     judge.judge(languageModel, languageModelFile, Growth::forbidden)});
 }
 
 RecognizerModel PocketSphinxData::model() const {
     return {"pocketsphinx",
             {QFile::encodeName(acousticModel).toStdString(), QFile::encodeName(languageModel).toStdString(),
              QFile::encodeName(dictionary).toStdString()},
-            [data = *this] { return data.judgement(); }};
+            [data = *this](ModelCheck check, const RecognizerModel::IsUnwanted &isUnwanted) {
+                return data.judgement(check, isUnwanted);
+            }};
 }
 
 std::vector<PocketSphinxData::FileState> PocketSphinxData::fingerprint() const {

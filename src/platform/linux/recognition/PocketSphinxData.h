@@ -24,9 +24,10 @@ struct PocketSphinxData {
 
     /// Compares the files with those of the distribution's package, by size and checksum. Each of the three
     /// parts may be another version, which is not known; but one that begins as the package's does, or shares
-    /// a file with it, should be the package's. Words may be appended to its dictionary. Takes a quarter of a
-    /// second.
-    ModelJudgement judgement() const;
+    /// a file with it, should be the package's. Words may be appended to its dictionary. Checksums take a
+    /// quarter of a second, or none once the judgement `isUnwanted`.
+    ModelJudgement
+    judgement(ModelCheck check, const RecognizerModel::IsUnwanted &isUnwanted = [] { return false; }) const;
 
     RecognizerModel model() const;
 

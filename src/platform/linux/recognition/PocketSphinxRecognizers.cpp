@@ -1,6 +1,6 @@
 #include "platform/linux/recognition/PocketSphinxRecognizers.h"
 
-#include "platform/linux/recognition/PocketSphinxRecognizer.h"
+#include "platform/linux/recognition/ProcessRecognizer.h"
 
 #include <utility>
 
@@ -31,7 +31,7 @@ std::unique_ptr<SpeechRecognizer> PocketSphinxRecognizers::makeRecognizer(const 
         loadChangedData();
     if (!m_client)
         return nullptr;
-    return std::make_unique<PocketSphinxRecognizer>(m_client, m_drain);
+    return std::make_unique<ProcessRecognizer>(m_client, m_drain);
 }
 
 bool PocketSphinxRecognizers::isModelLoaded() const {

@@ -38,10 +38,7 @@ RecognizerClient::RecognizerClient(std::string program, Limits limits)
 }
 
 RecognizerClient::~RecognizerClient() {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_isEnding = true;
-    }
+    m_isEnding = true;
     m_wakeUp->wake();
     m_thread.join();
 }
@@ -72,15 +69,12 @@ void RecognizerClient::run() {
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
     pthread_setname_np(pthread_self(), "recognition");
 
-    for (;;) {
-        {
-            const std::lock_guard lock(m_mutex);
-            if (m_isEnding)
-                break;
-        }
+    while (!m_isEnding) {
         takeOver();
         if (!m_process && !m_models.empty() && (m_isWanted || !m_dictations.empty()))
             start();
+        else if (m_isReady && m_dictations.empty() && !m_judgement)
+            judgeModel();
         else if (m_process)
             converse();
         else
@@ -130,21 +124,28 @@ void RecognizerClient::takeOver() {
 
 void RecognizerClient::start() {
     const auto &model = m_models.front();
+    if (model.judge(ModelCheck::sizes, [] { return false; }) == ModelJudgement::wrong)
+        return modelFailed(damaged());
     try {
         m_process.emplace(m_program);
         send(recognizer::Open{recognizer::protocolVersion, model.engine, model.files});
         expectAnswer(m_limits.loading);
-        judgeModel();
     } catch (const std::exception &) {
         modelFailed(notStarted());
     }
 }
 
-/// That takes about as long as it takes the process to load it.
+/// Once for each model, while nobody waits for anything; a press comes first.
 void RecognizerClient::judgeModel() {
-    if (!m_judgement)
-        m_judgement = m_models.front().judge();
-    if (m_judgement == ModelJudgement::wrong)
+    const auto isUnwanted = [this] {
+        const std::lock_guard lock(m_mutex);
+        return m_isEnding || !m_newJobs.empty() || m_modelsToLoad;
+    };
+    const auto judgement = m_models.front().judge(ModelCheck::checksums, isUnwanted);
+    if (isUnwanted())
+        return;
+    m_judgement = judgement;
+    if (judgement == ModelJudgement::wrong)
         modelFailed(damaged());
 }
 
@@ -193,8 +194,13 @@ void RecognizerClient::send(const recognizer::Command &command) {
 
 void RecognizerClient::expectAnswer(milliseconds patience) {
     if (m_unanswered.empty())
-        m_lastAnswer = Clock::now();
+        noteAnswer();
     m_unanswered.push_back(patience);
+}
+
+void RecognizerClient::noteAnswer() {
+    m_lastAnswer = Clock::now();
+    m_starved = m_process->starved();
 }
 
 void RecognizerClient::waitForEvents() {
@@ -215,6 +221,15 @@ RecognizerClient::Clock::time_point RecognizerClient::deadline() const {
     return m_lastAnswer + (m_unanswered.empty() ? m_limits.idleness : m_unanswered.front());
 }
 
+/// A process does not hang while a busy machine keeps it waiting.
+bool RecognizerClient::isOverdue() {
+    if (Clock::now() < deadline())
+        return false;
+    const auto starved = m_process->starved();
+    m_lastAnswer += starved - std::exchange(m_starved, starved);
+    return Clock::now() >= deadline();
+}
+
 void RecognizerClient::listen() {
     // However much the process has to say, others are heard too.
     constexpr int atOnce = 100;
@@ -224,7 +239,7 @@ void RecognizerClient::listen() {
             break;
         std::visit([this](const auto &answer) { take(answer); }, recognizer::decodeAnswer(*message));
     }
-    if (!m_process || Clock::now() < deadline())
+    if (!m_process || !isOverdue())
         return;
     if (!m_unanswered.empty())
         throw recognizer::ProtocolError("silence");
@@ -283,7 +298,7 @@ void RecognizerClient::answered() {
     if (m_unanswered.empty())
         throw recognizer::ProtocolError("an answer to nothing");
     m_unanswered.pop_front();
-    m_lastAnswer = Clock::now();
+    noteAnswer();
 }
 
 /// The one under way, if it is this one; of a cancelled one there may be answers yet.
@@ -304,11 +319,17 @@ void RecognizerClient::processDied() {
         return;
     constexpr int mostDeaths = 2;
     if (++m_deathsInARow == mostDeaths)
-        return modelFailed(m_judgement == ModelJudgement::right ? unsuitable() : damaged());
+        return modelFailed(isModelRight() ? unsuitable() : damaged());
     if (!m_dictations.empty() && ++m_dictations.front().deaths == mostDeaths) {
         m_dictations.front().failed(notRecognized());
         m_dictations.pop_front();
     }
+}
+
+bool RecognizerClient::isModelRight() {
+    if (!m_judgement)
+        m_judgement = m_models.front().judge(ModelCheck::checksums, [this] { return m_isEnding.load(); });
+    return m_judgement == ModelJudgement::right;
 }
 
 /// The next model's turn; where there is none, nothing is recognized until others are loaded.

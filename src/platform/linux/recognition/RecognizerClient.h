@@ -32,7 +32,8 @@ public:
     };
 
     struct Limits {
-        /// How long a process may be silent, besides three times as long as the sound lasts that it decodes.
+        /// How long a process may be silent that the machine lets run, besides three times as long as the
+        /// sound lasts that it decodes.
         std::chrono::milliseconds silence = std::chrono::seconds(3);
         std::chrono::milliseconds loading = std::chrono::minutes(1);
         /// How long it stays without anything to do.
@@ -79,20 +80,23 @@ private:
     Dictation *dictation(std::uint32_t number);
     void processDied();
     void judgeModel();
+    bool isModelRight();
     void modelFailed(const QString &description);
     void failAll(const QString &description);
     void dropProcess();
+    void noteAnswer();
     Clock::time_point deadline() const;
+    bool isOverdue();
 
     const std::string m_program;
     const Limits m_limits;
     const std::shared_ptr<WakeUp> m_wakeUp = std::make_shared<WakeUp>();
     std::atomic<ModelState> m_modelState = ModelState::loading;
+    std::atomic<bool> m_isEnding = false;
 
     std::mutex m_mutex;
     std::optional<std::deque<RecognizerModel>> m_modelsToLoad;
     std::vector<std::shared_ptr<RecognitionJob>> m_newJobs;
-    bool m_isEnding = false;
 
     // Of the thread.
     std::deque<RecognizerModel> m_models;      ///< the one to load at the front
@@ -103,10 +107,11 @@ private:
     std::deque<recognizer::Bytes> m_outbox;             ///< for which there has been no room
     std::deque<std::chrono::milliseconds> m_unanswered; ///< patience with each message that is answered
     Clock::time_point m_lastAnswer;
-    bool m_hasWarned = false;          ///< that the process is not confined
-    QString m_failure;                 ///< why no model could be loaded
-    int m_deathsInARow = 0;            ///< without any sound decoded between them
-    std::list<Dictation> m_dictations; ///< the one under way at the front
+    std::chrono::milliseconds m_starved{}; ///< the process, until then
+    bool m_hasWarned = false;              ///< that the process is not confined
+    QString m_failure;                     ///< why no model could be loaded
+    int m_deathsInARow = 0;                ///< without any sound decoded between them
+    std::list<Dictation> m_dictations;     ///< the one under way at the front
     std::uint32_t m_lastNumber = 0;
 
     std::thread m_thread;

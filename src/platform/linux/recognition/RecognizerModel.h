@@ -13,13 +13,20 @@ enum class ModelJudgement {
     wrong,   ///< should be a known version's, but differ from them
 };
 
+/// What they are judged by.
+enum class ModelCheck { sizes, checksums };
+
 /// What a recognizer's process loads.
 struct RecognizerModel {
     std::string engine;
     std::vector<std::string> files; ///< in the engine's order
 
-    /// Called on the recognizer's thread; may take a while.
-    std::function<ModelJudgement()> judge = [] { return ModelJudgement::unknown; };
+    using IsUnwanted = std::function<bool()>;
+
+    /// Called on the recognizer's thread. Sizes take no time. Checksums may, but not once the judgement
+    /// `isUnwanted`: what is returned is of no interest then.
+    std::function<ModelJudgement(ModelCheck check, const IsUnwanted &isUnwanted)> judge =
+        [](ModelCheck, const IsUnwanted &) { return ModelJudgement::unknown; };
 };
 
 } // namespace quillora::platform

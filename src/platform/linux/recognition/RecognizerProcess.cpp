@@ -1,7 +1,9 @@
 #include "platform/linux/recognition/RecognizerProcess.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
@@ -72,12 +74,26 @@ RecognizerProcess::RecognizerProcess(const std::string &program) {
     m_channel = std::move(ours);
     m_id = Inheritance(theirs.descriptor()).start(program);
     m_process = static_cast<int>(::syscall(SYS_pidfd_open, m_id, 0));
+    m_schedule = ::open(("/proc/" + std::to_string(m_id) + "/schedstat").c_str(), O_RDONLY | O_CLOEXEC);
 }
 
 RecognizerProcess::~RecognizerProcess() {
     collect();
-    if (m_process >= 0)
-        ::close(m_process);
+    for (const int descriptor : {m_process, m_schedule}) {
+        if (descriptor >= 0)
+            ::close(descriptor);
+    }
+}
+
+std::chrono::milliseconds RecognizerProcess::starved() const {
+    std::array<char, 128> text{};
+    if (m_schedule < 0 || ::pread(m_schedule, text.data(), text.size() - 1, 0) <= 0)
+        return {};
+    // The time that it has run, then the time that it has waited, in nanoseconds.
+    char *end = nullptr;
+    std::strtoll(text.data(), &end, 10);
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::nanoseconds(std::strtoll(end, nullptr, 10)));
 }
 
 int RecognizerProcess::collect() {

@@ -2,6 +2,7 @@
 
 #include "recognizer/protocol/Channel.h"
 
+#include <chrono>
 #include <string>
 #include <sys/types.h>
 
@@ -25,14 +26,18 @@ public:
     pid_t id() const { return m_id; }
     recognizer::Channel &channel() { return m_channel; }
 
-    /// Waits for the end of a process whose end of the socket is gone, but not for long: then ends it.
-    /// Returns its status, or the number of the signal that ended it as a negative number.
+    /// For how long it has waited so far, ready to run, for a busy machine to let it.
+    std::chrono::milliseconds starved() const;
+
+    /// Ends it at once, unless it has closed the socket and so is about to end by itself. Returns its status,
+    /// or as a negative number the signal that ended it.
     int collect();
 
 private:
     recognizer::Channel m_channel;
     pid_t m_id = -1;
-    int m_process = -1; ///< a descriptor; readable once the process has ended
+    int m_process = -1;  ///< a descriptor; readable once the process has ended
+    int m_schedule = -1; ///< a descriptor; what the scheduler tells of the process
 };
 
 } // namespace quillora::platform

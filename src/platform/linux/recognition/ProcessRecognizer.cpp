@@ -1,15 +1,15 @@
-#include "platform/linux/recognition/PocketSphinxRecognizer.h"
+#include "platform/linux/recognition/ProcessRecognizer.h"
 
-#include "platform/linux/recognition/PocketSphinxRecognition.h"
+#include "platform/linux/recognition/ProcessRecognition.h"
 
 namespace quillora::platform {
 
-bool PocketSphinxRecognizer::isAvailable() const {
+bool ProcessRecognizer::isAvailable() const {
     const auto client = m_client.lock();
     return client && client->modelState() != RecognizerClient::ModelState::failed;
 }
 
-std::shared_ptr<Recognition> PocketSphinxRecognizer::recognize(RecognitionHandler handler) {
+std::shared_ptr<Recognition> ProcessRecognizer::recognize(RecognitionHandler handler) {
     std::shared_ptr<RecognitionJob> job;
     if (const auto client = m_client.lock()) {
         job = client->recognize(std::move(handler));
@@ -17,7 +17,7 @@ std::shared_ptr<Recognition> PocketSphinxRecognizer::recognize(RecognitionHandle
         job = std::make_shared<RecognitionJob>(std::make_shared<WakeUp>(), std::move(handler));
         job->fail(LocalizedError(u"Speech recognition was ended."_qs));
     }
-    return std::make_shared<PocketSphinxRecognition>(std::move(job), m_drain);
+    return std::make_shared<ProcessRecognition>(std::move(job), m_drain);
 }
 
 } // namespace quillora::platform

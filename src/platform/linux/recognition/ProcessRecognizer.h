@@ -10,9 +10,9 @@
 namespace quillora::platform {
 
 /// A handle on the recognizer; it may listen while the model is still being loaded.
-class PocketSphinxRecognizer : public SpeechRecognizer {
+class ProcessRecognizer : public SpeechRecognizer {
 public:
-    PocketSphinxRecognizer(std::weak_ptr<RecognizerClient> client, std::shared_ptr<CaptureDrain> drain)
+    ProcessRecognizer(std::weak_ptr<RecognizerClient> client, std::shared_ptr<CaptureDrain> drain)
         : m_client(std::move(client)), m_drain(std::move(drain)) {}
 
     /// False where the model could not be loaded.

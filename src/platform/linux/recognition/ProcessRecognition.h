@@ -11,13 +11,13 @@ namespace quillora::platform {
 
 /// A recognition in the recognizer's process. Sound may be of any format. Once it is cancelled its handler is
 /// not called again.
-class PocketSphinxRecognition : public Recognition {
+class ProcessRecognition : public Recognition {
 public:
-    PocketSphinxRecognition(std::shared_ptr<RecognitionJob> job, std::shared_ptr<CaptureDrain> drain)
+    ProcessRecognition(std::shared_ptr<RecognitionJob> job, std::shared_ptr<CaptureDrain> drain)
         : m_job(std::move(job)), m_drain(std::move(drain)) {}
-    ~PocketSphinxRecognition() override { m_job->sound().end(); }
-    PocketSphinxRecognition(const PocketSphinxRecognition &) = delete;
-    PocketSphinxRecognition &operator=(const PocketSphinxRecognition &) = delete;
+    ~ProcessRecognition() override { m_job->sound().end(); }
+    ProcessRecognition(const ProcessRecognition &) = delete;
+    ProcessRecognition &operator=(const ProcessRecognition &) = delete;
 
     void append(AudioBuffer buffer) override { m_job->sound().append(std::move(buffer)); }
     void endAudio() override {
