@@ -3,6 +3,7 @@
 #include "controller/HostedEndpoint.h"
 #include "insertion/KeychainStore.h"
 #include "platform/KeychainAvailability.h"
+#include "platform/Keystrokes.h"
 #include "platform/Platform.h"
 #include "platform/UserDefaults.h"
 
@@ -51,10 +52,12 @@ AppController::AppController(QObject *parent)
         if (self)
             Q_EMIT self->pasteboardRestored();
     });
+    observeTrust();
 }
 
 AppController::~AppController() {
     Platform::current().keychainAvailability().setObserver({});
+    Platform::current().keystrokes().setTrustObserver({});
     Platform::current().workspace().removeActivationObserver(m_activationObserver);
 }
 
@@ -196,6 +199,13 @@ void AppController::observeKeychain() {
             self->m_openAIClientToken = *stored;
             Q_EMIT self->openAIClientTokenChanged();
         }
+    });
+}
+
+void AppController::observeTrust() {
+    Platform::current().keystrokes().setTrustObserver([self = QPointer<AppController>(this)] {
+        if (self && !self->m_isRecording && !self->m_isProcessing)
+            self->refreshAccessibilityStatus();
     });
 }
 

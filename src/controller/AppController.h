@@ -157,6 +157,7 @@ private:
     void enforceCompatibleTranslationEngine();
     void observeFrontmostApplication();
     void observeKeychain();
+    void observeTrust();
     void storeClientToken();
     void captureTargetApplication();
     bool isOwnApplication(const platform::RunningApplicationHandle &application) const;

@@ -22,22 +22,8 @@ constexpr auto restoreDelay = 800ms;
 /// What a text displaces that stays for good.
 constexpr std::nullptr_t standsInForNothing = nullptr;
 
-/// The key position that carries V on the ANSI keyboard.
-constexpr quint16 ansiVKeyCode = 9;
-
-void postCommandV() {
-    auto &keystrokes = Platform::current().keystrokes();
-    const auto source = keystrokes.createSource(platform::KeyEventSourceState::hidSystemState);
-    if (!source)
-        return;
-    auto keyDown = keystrokes.createKeyboardEvent(source.get(), ansiVKeyCode, true);
-    auto keyUp = keystrokes.createKeyboardEvent(source.get(), ansiVKeyCode, false);
-    for (auto *event : {&keyDown, &keyUp}) {
-        if (!*event)
-            continue;
-        (*event)->flags = platform::commandKeyFlag;
-        keystrokes.post(platform::KeyEventTap::hid, **event);
-    }
+void giveBackLater(const std::function<void()> &giveBack) {
+    Platform::current().mainQueue().asyncAfter(restoreDelay, giveBack);
 }
 
 } // namespace
@@ -77,16 +63,17 @@ bool PasteboardInserter::paste(const QString &text, const platform::RunningAppli
         Platform::current().pasteboard().restore(saved);
         tellOf(std::move(pending));
     };
-    Platform::current().mainQueue().asyncAfter(
-        keystrokeDelay,
-        [text, isOurs, giveBack = std::move(giveBack), onTaken = std::move(onTaken)]() mutable {
-            const bool isGiven = isOurs && Platform::current().pasteboard().gives(text);
-            if (isGiven)
-                postCommandV();
-            Platform::current().mainQueue().asyncAfter(restoreDelay, std::move(giveBack));
-            if (!isGiven && onTaken)
-                onTaken();
-        });
+    Platform::current().mainQueue().asyncAfter(keystrokeDelay, [text, isOurs, giveBack,
+                                                                onTaken = std::move(onTaken)] {
+        if (isOurs && Platform::current().pasteboard().gives(text)) {
+            // Posted or not: what was saved comes back either way.
+            Platform::current().keystrokes().postPasteChord([giveBack](bool) { giveBackLater(giveBack); });
+            return;
+        }
+        giveBackLater(giveBack);
+        if (onTaken)
+            onTaken();
+    });
     return true;
 }
 

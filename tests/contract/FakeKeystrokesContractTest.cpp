@@ -10,6 +10,7 @@ public:
     platform::Keystrokes &keystrokes() override { return m_keystrokes; }
     int pasteCount() override { return m_keystrokes.pasteCount(); }
     int keysDown() override { return 0; }
+    void withdrawTrust() override { m_keystrokes.setTrust(false); }
     void settle() override {}
 
 private:

@@ -22,6 +22,9 @@ public:
     /// How many keys are down.
     virtual int keysDown() = 0;
 
+    /// The session does not let us synthesise keystrokes any more.
+    virtual void withdrawTrust() = 0;
+
     /// Returns once every keystroke has arrived.
     virtual void settle() = 0;
 };
@@ -36,7 +39,10 @@ public:
     explicit KeystrokesContract(MakeHarness makeHarness) : m_makeHarness(std::move(makeHarness)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = m_makeHarness(); }
+    void init() {
+        m_outcomes.clear();
+        m_harness = m_makeHarness();
+    }
     void cleanup() { m_harness.reset(); }
 
     void trustIsThereWithAndWithoutAsking() {
@@ -44,69 +50,65 @@ private Q_SLOTS:
         QVERIFY(keystrokes().isTrustedWithPrompt());
     }
 
-    void aSourceCanBeMade() {
-        QVERIFY(keystrokes().createSource(platform::KeyEventSourceState::hidSystemState));
-    }
-
-    void anEventIsTheKeyAndTheDirectionWithoutFlags() {
-        const auto source = keystrokes().createSource(platform::KeyEventSourceState::hidSystemState);
-        QCOMPARE(keystrokes().createKeyboardEvent(source.get(), 9, true),
-                 std::optional(platform::KeyEvent{9, true, 0}));
-        QCOMPARE(keystrokes().createKeyboardEvent(source.get(), 49, false),
-                 std::optional(platform::KeyEvent{49, false, 0}));
-    }
-
-    void anEventNeedsNoSource() { QVERIFY(keystrokes().createKeyboardEvent(nullptr, 9, true)); }
-
-    void commandVPastesOnce() {
-        post({9, true, platform::commandKeyFlag});
-        post({9, false, platform::commandKeyFlag});
+    void theChordPastesOnce() {
+        post();
         QTRY_COMPARE(m_harness->pasteCount(), 1);
     }
 
-    void commandVTwicePastesTwice() {
-        for (int i = 0; i < 2; ++i) {
-            post({9, true, platform::commandKeyFlag});
-            post({9, false, platform::commandKeyFlag});
-        }
+    void twoChordsPasteTwice() {
+        post();
+        post();
         QTRY_COMPARE(m_harness->pasteCount(), 2);
     }
 
-    void nothingIsHeldAfterCommandV() {
-        post({9, true, platform::commandKeyFlag});
-        post({9, false, platform::commandKeyFlag});
+    void nothingIsHeldAfterTheChord() {
+        post();
         m_harness->settle();
         QCOMPARE(m_harness->keysDown(), 0);
     }
 
-    void theKeyGoingUpAlonePastesNothing() {
-        post({9, false, platform::commandKeyFlag});
+    void theOutcomeIsToldOnce() {
+        post();
+        QTRY_COMPARE(m_outcomes, QList{true});
         m_harness->settle();
-        QCOMPARE(m_harness->pasteCount(), 0);
-        QCOMPARE(m_harness->keysDown(), 0);
+        QCOMPARE(m_outcomes, QList{true});
     }
 
-    void theKeyWithoutCommandPastesNothing() {
-        post({9, true, 0});
-        post({9, false, 0});
-        m_harness->settle();
-        QCOMPARE(m_harness->pasteCount(), 0);
-        QCOMPARE(m_harness->keysDown(), 0);
+    void trustThatIsWithdrawnIsNoticed() {
+        int notices = 0;
+        keystrokes().setTrustObserver([&] { ++notices; });
+        m_harness->withdrawTrust();
+        QTRY_COMPARE(notices, 1);
+        QVERIFY(!keystrokes().isTrusted());
+        QVERIFY(!keystrokes().isTrustedWithPrompt());
     }
 
-    void anotherKeyWithCommandPastesNothing() {
-        post({40, true, platform::commandKeyFlag});
-        post({40, false, platform::commandKeyFlag});
-        m_harness->settle();
-        QCOMPARE(m_harness->pasteCount(), 0);
+    void nobodyIsToldOfItOnceTheWatchHasEnded() {
+        int notices = 0;
+        keystrokes().setTrustObserver([&] { ++notices; });
+        keystrokes().setTrustObserver({});
+        m_harness->withdrawTrust();
+        QTRY_VERIFY(!keystrokes().isTrusted());
+        QCoreApplication::processEvents();
+        QCOMPARE(notices, 0);
+    }
+
+    void nothingIsPostedIfTrustWasWithdrawn() {
+        m_harness->withdrawTrust();
+        QTRY_VERIFY(!keystrokes().isTrusted());
+        post();
+        QTRY_COMPARE(m_outcomes, QList{false});
     }
 
 private:
     platform::Keystrokes &keystrokes() { return m_harness->keystrokes(); }
-    void post(const platform::KeyEvent &event) { keystrokes().post(platform::KeyEventTap::hid, event); }
+    void post() {
+        keystrokes().postPasteChord([this](bool isPosted) { m_outcomes += isPosted; });
+    }
 
     MakeHarness m_makeHarness;
     std::unique_ptr<KeystrokesHarness> m_harness;
+    QList<bool> m_outcomes;
 };
 
 } // namespace quillora::test

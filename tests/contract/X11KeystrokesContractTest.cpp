@@ -11,8 +11,7 @@ namespace {
 
 class X11Harness : public test::KeystrokesHarness {
 public:
-    explicit X11Harness(const QByteArray &displayName)
-        : m_connection(displayName), m_window(displayName, {}), m_keyboard(displayName) {
+    X11Harness() {
         m_window.show();
         m_window.takeFocus();
     }
@@ -25,14 +24,16 @@ public:
         return m_pasteCount;
     }
     int keysDown() override { return static_cast<int>(m_keyboard.keysDown().size()); }
+    void withdrawTrust() override { m_display.server().stop(); }
     void settle() override { m_connection.sync(); }
 
 private:
-    platform::X11Connection m_connection;
+    test::VirtualDisplay m_display;
+    platform::X11Connection m_connection{m_display.name()};
     platform::X11HotKeys m_hotKeys{m_connection};
     platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys};
-    test::TestWindow m_window;
-    test::TestKeyboard m_keyboard;
+    test::TestWindow m_window{m_display.name(), {}};
+    test::TestKeyboard m_keyboard{m_display.name()};
     int m_pasteCount = 0;
 };
 
@@ -40,7 +41,6 @@ private:
 
 int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
-    const test::VirtualDisplay display;
-    test::KeystrokesContract contract([&] { return std::make_unique<X11Harness>(display.name()); });
+    test::KeystrokesContract contract([] { return std::make_unique<X11Harness>(); });
     return QTest::qExec(&contract, argc, argv);
 }

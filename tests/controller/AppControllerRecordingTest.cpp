@@ -110,7 +110,8 @@ private Q_SLOTS:
         m->takeCalls();
         c().hotKeyReleased();
         m->run();
-        QCOMPARE(m->takeCalls(u"(http|recognition.endAudio)"_qs), prepared + QStringList{u"recognition.endAudio"_qs});
+        QCOMPARE(m->takeCalls(u"(http|recognition.endAudio)"_qs),
+                 prepared + QStringList{u"recognition.endAudio"_qs});
     }
 
     void aTapOpensNoConnection_data() {

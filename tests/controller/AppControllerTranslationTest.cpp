@@ -344,6 +344,29 @@ private Q_SLOTS:
         QCOMPARE(m->takeCalls(), QStringList());
     }
 
+    void trustThatIsWithdrawnIsSaidAtOnce() {
+        m->platform.keystrokesFake.setTrust(false);
+        QCOMPARE(c().statusText(), u"Accessibility access is needed to paste."_qs);
+    }
+
+    void trustThatIsWithdrawnDuringADictationDoesNotDisturbIt() {
+        c().hotKeyPressed();
+        m->run();
+        m->platform.keystrokesFake.setTrust(false);
+        QCOMPARE(c().statusText(), u"Listening..."_qs);
+    }
+
+    void trustThatArrivesLeavesTheStatusAlone() {
+        m->platform.keystrokesFake.setTrust(false);
+        m->platform.keystrokesFake.setTrust(true);
+        QCOMPARE(c().statusText(), u"Accessibility access is needed to paste."_qs);
+    }
+
+    void trustThatIsWithdrawnAfterTheControllerIsGoneIsNobodysMatter() {
+        m->endController();
+        m->platform.keystrokesFake.setTrust(false);
+    }
+
     void theLastTranslationIsPastedAgainUntrimmedAndSilently() {
         m->platform.translation.translation = [](const QString &) { return u" hola \n"_qs; };
         m->dictate(u"hello"_qs);
@@ -399,7 +422,7 @@ private Q_SLOTS:
         f.platform.queue.advance(150ms);
         const QStringList calls = f.takeCalls();
         QVERIFY(calls.filter(u"activate"_qs).isEmpty());
-        QVERIFY(calls.contains(u"keystrokes.post down 9 flags=0x100000 tap=0"_qs));
+        QVERIFY(calls.contains(u"keystrokes.paste"_qs));
         QCOMPARE(f.controller->statusText(), u"Inserted translation."_qs);
     }
 

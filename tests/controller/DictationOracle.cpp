@@ -364,7 +364,10 @@ void DictationOracle::pasteOrCopy(const QString &text, const QString &inserted, 
         return say(inserted);
     copy(text);
     requestAccessibility();
-    say(copied);
+    if (!refusesWrites)
+        return say(copied);
+    say(u"Not copied: only the window in front may copy here. Use \"Paste last translation\"."_qs);
+    needAttention();
 }
 
 void DictationOracle::pasteLast() {
@@ -488,12 +491,8 @@ bool DictationOracle::copy(const QString &text) {
 }
 
 void DictationOracle::pressPasteKeys() {
-    if (!canCreateSource)
-        return;
-    if (canCreateKeyDown)
-        log += u"keystrokes.post down 9 flags=0x100000 tap=0"_qs;
-    if (canCreateKeyUp)
-        log += u"keystrokes.post up 9 flags=0x100000 tap=0"_qs;
+    if (!refusesChords && isTrusted)
+        log += u"keystrokes.paste"_qs;
 }
 
 // The keychain

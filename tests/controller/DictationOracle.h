@@ -44,9 +44,7 @@ public:
 
     bool isTrusted = true;
     bool refusesWrites = false;
-    bool canCreateSource = true;
-    bool canCreateKeyDown = true;
-    bool canCreateKeyUp = true;
+    bool refusesChords = false;
     bool canMakeRecognizer = true;
     bool isRecognizerAvailable = true;
     bool hasChannels = true;

@@ -34,12 +34,7 @@ const Fault faults[] = {
     {"keychain", [](auto &p, auto &o, bool is) { p.keychainFake.isBroken = o.isKeychainBroken = is; }},
     {"trust", [](auto &p, auto &o, bool is) { p.keystrokesFake.isTrustGranted = o.isTrusted = !is; }},
     {"pasteboard", [](auto &p, auto &o, bool is) { p.pasteboardFake.refusesWrites = o.refusesWrites = is; }},
-    {"event source",
-     [](auto &p, auto &o, bool is) { p.keystrokesFake.canCreateSource = o.canCreateSource = !is; }},
-    {"key-down event",
-     [](auto &p, auto &o, bool is) { p.keystrokesFake.canCreateKeyDown = o.canCreateKeyDown = !is; }},
-    {"key-up event",
-     [](auto &p, auto &o, bool is) { p.keystrokesFake.canCreateKeyUp = o.canCreateKeyUp = !is; }},
+    {"paste chord", [](auto &p, auto &o, bool is) { p.keystrokesFake.refusesChords = o.refusesChords = is; }},
     {"making a recognizer",
      [](auto &p, auto &o, bool is) {
          p.speech.makesNoRecognizer = is;
@@ -109,6 +104,7 @@ const QString mustBeMet[] = {
     u"statusText=Listening..."_qs,
     u"statusText=No speech recognized."_qs,
     u"statusText=Not inserted: the clipboard was taken."_qs,
+    u"statusText=Not copied: only the window in front may copy here. Use \"Paste last translation\"."_qs,
     u"statusText=OpenAI Natural uses your backend; no local model download needed."_qs,
     u"statusText=Pasting..."_qs,
     u"statusText=Preparing translation models..."_qs,

@@ -8,7 +8,6 @@
 #include <algorithm>
 
 using namespace quillora;
-using platform::KeyEvent;
 using test::ChildProcess;
 using test::TestKeyboard;
 using test::TestWindow;
@@ -124,9 +123,14 @@ private Q_SLOTS:
     void theControlThatTheUserHoldsIsNotPartOfTheChord() {
         m_keyboard->press(TestKeyboard::control);
         m_window->takeKeys();
-        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfV, true, platform::commandKeyFlag});
-        m_connection->sync();
-        QCOMPARE(m_keyboard->keysDown(), (std::vector<xcb_keycode_t>{keyOfV, TestKeyboard::rightControl}));
+        paste();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        std::vector<xcb_keycode_t> pressed;
+        for (const auto &key : m_window->takeKeys()) {
+            if (key.isDown)
+                pressed.push_back(key.keycode);
+        }
+        QCOMPARE(pressed, (std::vector<xcb_keycode_t>{TestKeyboard::rightControl, keyOfV}));
     }
 
     void bothControlKeysMayBeHeld() {
@@ -262,37 +266,6 @@ private Q_SLOTS:
         paste();
         QVERIFY(waitForChord(key, modifiers));
         QTEST(m_primaryRequests, "primaryRequests");
-        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
-    }
-
-    void otherEventsAreTheKeyAtThatPositionWithTheirModifiers() {
-        constexpr quint64 shiftAndOption = 0xA0000;
-        constexpr quint16 positionOfK = 40;
-        constexpr xcb_keycode_t keyOfK = 45;
-        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfK, true, shiftAndOption});
-        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfK, false, shiftAndOption});
-        QVERIFY(waitForChord(keyOfK, XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_1));
-        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
-    }
-
-    void aKeyThatNoKeyboardHasDoesNothing() {
-        m_keystrokes->post(platform::KeyEventTap::hid, {0x7f, true, 0});
-        m_connection->sync();
-        QCOMPARE(m_window->takeKeys(), std::vector<TestWindow::Key>{});
-    }
-
-    void theEndOfTheObjectLetsGoOfWhatIsPressed() {
-        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfV, true, platform::commandKeyFlag});
-        m_connection->sync();
-        QVERIFY(!m_keyboard->keysDown().empty());
-        m_keystrokes.reset();
-        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
-    }
-
-    void aSecondPressLetsGoOfTheFirst() {
-        m_keystrokes->post(platform::KeyEventTap::hid, {positionOfV, true, platform::commandKeyFlag});
-        m_keystrokes->post(platform::KeyEventTap::hid, {0, true, 0});
-        m_keystrokes->post(platform::KeyEventTap::hid, {0, false, 0});
         QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
     }
 
@@ -481,12 +454,9 @@ private:
     void paste() { paste(*m_keystrokes); }
 
     static void paste(platform::Keystrokes &keystrokes) {
-        const auto source = keystrokes.createSource(platform::KeyEventSourceState::hidSystemState);
-        for (const bool isDown : {true, false}) {
-            auto event = keystrokes.createKeyboardEvent(source.get(), positionOfV, isDown);
-            event->flags = platform::commandKeyFlag;
-            keystrokes.post(platform::KeyEventTap::hid, *event);
-        }
+        bool isPosted = false;
+        keystrokes.postPasteChord([&](bool outcome) { isPosted = outcome; });
+        QVERIFY(isPosted);
     }
 
     /// Whether the key arrives, once, with exactly these modifiers, and no other key but modifiers does.

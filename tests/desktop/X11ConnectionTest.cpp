@@ -30,7 +30,9 @@ private Q_SLOTS:
         platform::X11Workspace workspace(connection);
         QVERIFY(!hotKeys.take({49, 0x1800}, {}));
         QVERIFY(!keystrokes.isTrusted());
-        keystrokes.post(platform::KeyEventTap::hid, {9, true, platform::commandKeyFlag});
+        std::optional<bool> isPosted;
+        keystrokes.postPasteChord([&](bool outcome) { isPosted = outcome; });
+        QCOMPARE(isPosted, false);
         QVERIFY(!workspace.frontmostApplication());
     }
 
@@ -109,10 +111,11 @@ private Q_SLOTS:
         platform::X11HotKeys hotKeys(connection);
         platform::X11Keystrokes keystrokes(connection, hotKeys);
         platform::X11Workspace workspace(connection);
-        keystrokes.post(platform::KeyEventTap::hid, {9, true, platform::commandKeyFlag});
         display.server().stop();
         QVERIFY(!hotKeys.take({49, 0x1800}, {}));
-        keystrokes.post(platform::KeyEventTap::hid, {9, false, platform::commandKeyFlag});
+        std::optional<bool> isPosted;
+        keystrokes.postPasteChord([&](bool outcome) { isPosted = outcome; });
+        QCOMPARE(isPosted, false);
         QVERIFY(!keystrokes.isTrusted());
         QVERIFY(!workspace.frontmostApplication());
     }

@@ -130,8 +130,7 @@ private:
     }
 
     void paste() {
-        for (const bool isDown : {true, false})
-            m_keystrokes.post(platform::KeyEventTap::hid, {9, isDown, platform::commandKeyFlag});
+        m_keystrokes.postPasteChord([](bool) {});
     }
 
     void save(const Target &target, const test::Layout &layout) {

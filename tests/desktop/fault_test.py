@@ -93,7 +93,7 @@ class SoundFaultTest(FaultTest):
     def test_frozen_for_long_in_mid_sentence_ends_the_dictation(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            self.speak_in()
+            self.person.say(self.clip)
             self.desktop.freeze_sound()
             self.addCleanup(self.desktop.thaw_sound)
             self.wait_for_text(before)

@@ -4,11 +4,11 @@
 #include "platform/Keystrokes.h"
 
 #include <functional>
+#include <utility>
 
 namespace quillora::test {
 
-/// A keyboard that nobody else types on: like the real one it presses a whole chord at once and holds
-/// nothing.
+/// A keyboard that nobody else types on.
 class FakeKeystrokes : public platform::Keystrokes {
 public:
     explicit FakeKeystrokes(CallLog &log) : m_log(log) {}
@@ -19,25 +19,29 @@ public:
         isTrustGranted |= isTrustGrantedWhenAsked;
         return isTrustGranted;
     }
-    std::unique_ptr<platform::KeyEventSource> createSource(platform::KeyEventSourceState) override {
-        return canCreateSource ? std::make_unique<platform::KeyEventSource>() : nullptr;
+    void setTrustObserver(TrustObserver observer) override { m_trustObserver = std::move(observer); }
+    void postPasteChord(Outcome outcome) override {
+        if (outcomesComeLater)
+            m_pendingOutcome = std::move(outcome);
+        const bool isPosted = isTrustGranted && !refusesChords;
+        if (isPosted) {
+            m_log.add(u"keystrokes.paste"_qs);
+            ++m_pasteCount;
+            if (onPaste)
+                onPaste();
+        }
+        if (!outcomesComeLater)
+            outcome(isPosted);
     }
-    std::optional<platform::KeyEvent> createKeyboardEvent(platform::KeyEventSource *, quint16 keyCode,
-                                                          bool isDown) override {
-        if (isDown ? !canCreateKeyDown : !canCreateKeyUp)
-            return {};
-        return platform::KeyEvent{keyCode, isDown, 0};
-    }
-    void post(platform::KeyEventTap tap, const platform::KeyEvent &event) override {
-        m_log.add(u"keystrokes.post %1 %2 flags=0x%3 tap=%4"_qs.arg(event.isDown ? u"down"_qs : u"up"_qs)
-                      .arg(event.keyCode)
-                      .arg(event.flags, 0, 16)
-                      .arg(static_cast<quint32>(tap)));
-        if (!event.isDown || event.keyCode != ansiVKeyCode || event.flags != platform::commandKeyFlag)
-            return;
-        ++m_pasteCount;
-        if (onPaste)
-            onPaste();
+
+    /// The desktop says what has become of the chord.
+    void tellOutcome(bool isPosted) { std::exchange(m_pendingOutcome, nullptr)(isPosted); }
+
+    /// The desktop gives or withdraws its trust, and says so.
+    void setTrust(bool isGranted) {
+        isTrustGranted = isGranted;
+        if (const auto observer = m_trustObserver)
+            observer();
     }
 
     /// How often the program in front has been asked to paste.
@@ -45,15 +49,14 @@ public:
 
     bool isTrustGranted = true;
     bool isTrustGrantedWhenAsked = false; ///< by the user, at the prompt
-    bool canCreateSource = true;
-    bool canCreateKeyDown = true;
-    bool canCreateKeyUp = true;
-    std::function<void()> onPaste; ///< what the program in front does
+    bool refusesChords = false;           ///< though it trusts us
+    bool outcomesComeLater = false;       ///< when they are told
+    std::function<void()> onPaste;        ///< what the program in front does
 
 private:
-    static constexpr quint16 ansiVKeyCode = 9;
-
     CallLog &m_log;
+    TrustObserver m_trustObserver;
+    Outcome m_pendingOutcome;
     int m_pasteCount = 0;
 };
 

@@ -10,8 +10,7 @@ using namespace std::chrono_literals;
 namespace {
 
 const QString plain = test::FakePasteboard::plainStringType;
-const QString keyDown = u"keystrokes.post down 9 flags=0x100000 tap=0"_qs;
-const QString keyUp = u"keystrokes.post up 9 flags=0x100000 tap=0"_qs;
+const QString chord = u"keystrokes.paste"_qs;
 
 PasteboardItem textItem(const QString &text) {
     PasteboardItem item;
@@ -43,7 +42,7 @@ private Q_SLOTS:
         m_platform->queue.advance(149ms);
         QCOMPARE(take(), QStringList());
         m_platform->queue.advance(1ms);
-        QCOMPARE(take(), (QStringList{keyDown, keyUp}));
+        QCOMPARE(take(), QStringList{chord});
         QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_qs);
         m_platform->queue.advance(799ms);
         QCOMPARE(take(), QStringList());
@@ -105,48 +104,46 @@ private Q_SLOTS:
     void withoutATargetNothingIsActivated() {
         QVERIFY(m_inserter.paste(u"hola"_qs, nullptr));
         m_platform->queue.advance(150ms);
-        QCOMPARE(take(), (QStringList{u"pasteboard.save"_qs, u"pasteboard.write hola"_qs, keyDown, keyUp}));
+        QCOMPARE(take(), (QStringList{u"pasteboard.save"_qs, u"pasteboard.write hola"_qs, chord}));
     }
 
     void aTargetThatHasEndedDoesNotStopThePaste() {
         m_editor->hasEnded = true;
         QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
         m_platform->queue.advance(150ms);
-        QVERIFY(take().endsWith(keyUp));
+        QVERIFY(take().endsWith(chord));
     }
 
-    void anEventThatCannotBeMadeIsSkippedAndTheRestoreStillHappens_data() {
-        QTest::addColumn<bool>("down");
-        QTest::addColumn<bool>("up");
-        QTest::addColumn<QStringList>("posted");
-        QTest::newRow("neither") << false << false << QStringList{};
-        QTest::newRow("no key down") << false << true << QStringList{keyUp};
-        QTest::newRow("no key up") << true << false << QStringList{keyDown};
-    }
-    void anEventThatCannotBeMadeIsSkippedAndTheRestoreStillHappens() {
-        QFETCH(bool, down);
-        QFETCH(bool, up);
-        QFETCH(QStringList, posted);
-        m_platform->keystrokesFake.canCreateKeyDown = down;
-        m_platform->keystrokesFake.canCreateKeyUp = up;
+    void aChordThatIsRefusedIsSkippedAndTheRestoreStillHappens() {
+        m_platform->keystrokesFake.refusesChords = true;
         contents() = {textItem(u"before"_qs)};
-        m_inserter.paste(u"hola"_qs, nullptr);
-        take();
-        m_platform->queue.advance(150ms);
-        QCOMPARE(take(), posted);
-        m_platform->queue.advance(800ms);
-        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
-    }
-
-    void withoutAnEventSourceNoKeyIsPostedAndTheRestoreStillHappens() {
-        m_platform->keystrokesFake.canCreateSource = false;
-        contents() = {textItem(u"before"_qs)};
-        m_inserter.paste(u"hola"_qs, nullptr);
+        QVERIFY(pasteAndNote(u"hola"_qs));
         take();
         m_platform->queue.advance(150ms);
         QCOMPARE(take(), QStringList());
+        QCOMPARE(m_timesTaken, 0);
         m_platform->queue.advance(800ms);
         QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+    }
+
+    void theRestoreIsMeasuredFromTheOutcomeOfTheChord_data() {
+        QTest::addColumn<bool>("isPosted");
+        QTest::newRow("posted") << true;
+        QTest::newRow("refused") << false;
+    }
+    void theRestoreIsMeasuredFromTheOutcomeOfTheChord() {
+        QFETCH(bool, isPosted);
+        m_platform->keystrokesFake.outcomesComeLater = true;
+        contents() = {textItem(u"before"_qs)};
+        m_inserter.paste(u"hola"_qs, nullptr);
+        m_platform->queue.advance(300ms);
+        m_platform->keystrokesFake.tellOutcome(isPosted);
+        m_platform->queue.advance(799ms);
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_qs);
+        QVERIFY(m_inserter.hasPendingRestore());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+        QVERIFY(!m_inserter.hasPendingRestore());
     }
 
     void nothingIsPostedIfThePasteboardIsTakenBeforeTheChord() {
@@ -184,7 +181,7 @@ private Q_SLOTS:
         handedOn.setData("hola", plain);
         contents() = {handedOn};
         m_platform->queue.advance(150ms);
-        QCOMPARE(take(), (QStringList{keyDown, keyUp}));
+        QCOMPARE(take(), QStringList{chord});
         QCOMPARE(m_timesTaken, 0);
     }
 

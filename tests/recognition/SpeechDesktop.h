@@ -18,7 +18,8 @@ public:
     explicit SpeechDesktop(const std::string &server,
                            const QStringList &folders = platform::PocketSphinxData::standardFolders())
         : connection(std::make_shared<platform::PulseConnection>(server)), m_permissions(connection, m_queue),
-          m_microphone(connection, m_queue), m_recognizers(connection->drain(), QUILLORA_RECOGNIZER, folders) {}
+          m_microphone(connection, m_queue),
+          m_recognizers(connection->drain(), QUILLORA_RECOGNIZER, folders) {}
 
     platform::MainQueue &mainQueue() override { return m_queue; }
     platform::SpeechPermissions &speechPermissions() override { return m_permissions; }

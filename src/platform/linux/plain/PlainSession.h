@@ -29,9 +29,8 @@ private:
     public:
         bool isTrusted() override { return false; }
         bool isTrustedWithPrompt() override { return false; }
-        std::unique_ptr<KeyEventSource> createSource(KeyEventSourceState) override { return nullptr; }
-        std::optional<KeyEvent> createKeyboardEvent(KeyEventSource *, quint16, bool) override { return {}; }
-        void post(KeyEventTap, const KeyEvent &) override {}
+        void setTrustObserver(TrustObserver) override {}
+        void postPasteChord(Outcome outcome) override { outcome(false); }
     };
 
     class NoWorkspace final : public Workspace {

@@ -5,6 +5,7 @@
 #include "platform/linux/x11/X11Keymap.h"
 #include "platform/linux/x11/X11KeysDown.h"
 #include "platform/linux/x11/X11PasteChord.h"
+#include "platform/linux/x11/X11StickyKeys.h"
 #include "platform/linux/x11/X11Windows.h"
 #include "platform/linux/x11/X11Xkb.h"
 
@@ -20,17 +21,6 @@ constexpr quint16 ansiVKeyCode = 9;
 constexpr quint16 insertKeyCode = 114;
 constexpr xcb_keysym_t vSymbol = 0x0076;
 constexpr xcb_keysym_t insertSymbol = 0xff63;
-
-constexpr quint64 shiftKeyFlag = 0x20000;
-constexpr quint64 controlKeyFlag = 0x40000;
-constexpr quint64 optionKeyFlag = 0x80000;
-
-constexpr std::pair<quint64, xcb_map_index_t> modifierFlags[] = {
-    {controlKeyFlag, XCB_MAP_INDEX_CONTROL},
-    {optionKeyFlag, XCB_MAP_INDEX_1},
-    {shiftKeyFlag, XCB_MAP_INDEX_SHIFT},
-    {commandKeyFlag, XCB_MAP_INDEX_4},
-};
 
 /// Where the modifier's key is on an ordinary keyboard.
 quint32 usualKeyCode(xcb_map_index_t modifier) {
@@ -70,49 +60,33 @@ xcb_keycode_t keyOrPosition(const X11Keymap &keymap, xcb_keysym_t symbol, quint1
 X11Keystrokes::X11Keystrokes(X11Connection &connection, X11HotKeys &hotKeys,
                              std::function<void()> preparePrimarySelection)
     : m_connection(connection), m_hotKeys(hotKeys),
-      m_preparePrimarySelection(std::move(preparePrimarySelection)) {}
-
-X11Keystrokes::~X11Keystrokes() { end(); }
+      m_preparePrimarySelection(std::move(preparePrimarySelection)) {
+    QObject::connect(&connection, &X11Connection::lost, &m_lossContext, [this] {
+        if (const auto observer = m_trustObserver) // it may end the watch
+            observer();
+    });
+}
 
 bool X11Keystrokes::isTrusted() {
     const auto *extension = xcb_get_extension_data(m_connection.xcb(), &xcb_test_id);
     return extension && extension->present;
 }
 
-std::unique_ptr<KeyEventSource> X11Keystrokes::createSource(KeyEventSourceState) {
-    return std::make_unique<KeyEventSource>();
-}
-
-std::optional<KeyEvent> X11Keystrokes::createKeyboardEvent(KeyEventSource *, quint16 keyCode, bool isDown) {
-    return KeyEvent{keyCode, isDown, 0};
-}
-
-void X11Keystrokes::post(KeyEventTap, const KeyEvent &event) {
+void X11Keystrokes::postPasteChord(Outcome outcome) {
     if (!isTrusted())
-        return;
-    end();
-    if (!event.isDown)
-        return;
+        return outcome(false);
     const X11Keymap keymap(m_connection);
-    if (const auto chord = chordFor(event, keymap)) {
-        letThrough(*chord);
-        press(*chord, keymap);
+    const auto chord = preparedPasteChord(keymap);
+    std::unique_ptr<HotKeySuspension> passage;
+    if (isHotKey(chord))
+        passage = m_hotKeys.suspend();
+    {
+        const X11StickyKeys stickyKeys(m_connection); // kept as they are
+        press(chord, keymap);
+        letGo();
     }
-}
-
-std::optional<X11Keystrokes::Chord> X11Keystrokes::chordFor(const KeyEvent &event,
-                                                            const X11Keymap &keymap) const {
-    if (event.keyCode == ansiVKeyCode && event.flags == commandKeyFlag)
-        return preparedPasteChord(keymap);
-    const auto key = X11KeyPositions::keycodeAt(event.keyCode);
-    if (!key)
-        return {};
-    Chord chord{{}, *key};
-    for (const auto &[flag, modifier] : modifierFlags) {
-        if (event.flags & flag)
-            chord.modifiers.push_back(modifier);
-    }
-    return chord;
+    passage.reset();
+    outcome(m_connection.isUsable());
 }
 
 X11Keystrokes::Chord X11Keystrokes::preparedPasteChord(const X11Keymap &keymap) const {
@@ -135,16 +109,14 @@ X11Keystrokes::Chord X11Keystrokes::preparedPasteChord(const X11Keymap &keymap) 
 }
 
 /// A hotkey may be the very combination that pastes.
-void X11Keystrokes::letThrough(const Chord &chord) {
+bool X11Keystrokes::isHotKey(const Chord &chord) const {
     unsigned modifiers = 0;
     for (const auto modifier : chord.modifiers)
         modifiers |= 1u << modifier;
-    if (m_hotKeys.isGrabbed(chord.key, static_cast<uint16_t>(modifiers)))
-        m_hotKeySuspension = m_hotKeys.suspend();
+    return m_hotKeys.isGrabbed(chord.key, static_cast<uint16_t>(modifiers));
 }
 
 void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
-    m_stickyKeys.emplace(m_connection);
     const X11KeysDown keysDown(m_connection);
     // It would swallow the chord. Nothing is waited for from here on, so that no new one comes in between.
     m_hotKeys.releaseActiveGrab();
@@ -209,12 +181,6 @@ void X11Keystrokes::letGo() {
         fake(XCB_KEY_RELEASE, *key);
     m_pressed.clear();
     m_connection.flush();
-}
-
-void X11Keystrokes::end() {
-    letGo();
-    m_stickyKeys.reset();
-    m_hotKeySuspension.reset();
 }
 
 void X11Keystrokes::fake(uint8_t type, xcb_keycode_t key) {

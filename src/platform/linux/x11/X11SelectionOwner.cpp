@@ -50,13 +50,6 @@ bool X11SelectionOwner::gives(const QByteArray &selection, const X11SelectionCon
     return ask<bool>([selection, text](auto &server) { return server.gives(selection, text); });
 }
 
-void X11SelectionOwner::clear(const QByteArray &selection) {
-    ask<bool>([selection](auto &server) {
-        server.clear(selection);
-        return true;
-    });
-}
-
 X11SelectionOwner::Collection X11SelectionOwner::save(const QByteArray &selection) {
     if (auto ours = toolkitContents(selection))
         return std::make_shared<X11Collection>(std::move(*ours));

@@ -45,10 +45,6 @@ public:
     /// Whether one that asks for a text now gets this one, as far as that is known.
     bool gives(const QByteArray &selection, const X11SelectionContents &text);
 
-    /// Leaves nothing on the selection, whoever owns it: no owner, or, on the clipboard where a manager would
-    /// fill it again, an owner that offers nothing.
-    void clear(const QByteArray &selection);
-
     /// What stands on the selection; what is still to come of it comes later. What our own toolkit holds is
     /// taken from its memory.
     Collection save(const QByteArray &selection);

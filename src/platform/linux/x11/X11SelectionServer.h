@@ -47,10 +47,6 @@ public:
     /// Offers what was collected, and clears the selection once it is certain that there is nothing.
     void restore(const QByteArray &selection, const Collection &collection);
 
-    /// Leaves nothing on the selection, whoever owns it: no owner, or, on the clipboard where a manager would
-    /// fill it again, an owner that offers nothing.
-    void clear(const QByteArray &selection);
-
     /// What we offer on the selection; null if it is not ours.
     Collection held(const QByteArray &selection);
 
@@ -105,6 +101,9 @@ private:
     };
 
     xcb_atom_t atom(Atom name) const { return m_atoms[name]; }
+    /// Leaves nothing on the selection, whoever owns it: no owner, or, on the clipboard where a manager would
+    /// fill it again, an owner that offers nothing.
+    void clear(const QByteArray &selection);
     xcb_window_t ownerOf(xcb_atom_t selection);
     std::optional<xcb_timestamp_t> serverTime();
     void handle(const xcb_generic_event_t &event);
