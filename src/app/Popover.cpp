@@ -2,8 +2,6 @@
 
 #include "app/PanelPlacement.h"
 #include "app/PanelScroller.h"
-#include "app/desktop/PointerPresses.h"
-#include "app/desktop/TaskBars.h"
 #include "platform/Platform.h"
 
 #include <QApplication>
@@ -55,7 +53,7 @@ void Popover::showAttached(const std::optional<QRect> &anchor) {
         adopt(Presentation::attached);
         place();
         winId();
-        keepOutOfTaskBars(*windowHandle());
+        Platform::current().ownWindows().keepOutOfTaskBars(*windowHandle());
         watchForInterestElsewhere();
     }
     bringToFront();
@@ -119,8 +117,7 @@ void Popover::fitWindowIntoScreen() {
 
 /// A window manager may refuse it the focus; then nothing tells when the user turns to something else.
 void Popover::watchForInterestElsewhere() {
-    m_presses = std::make_unique<PointerPresses>();
-    connect(m_presses.get(), &PointerPresses::pressed, this, [this] {
+    m_pointerWatch = Platform::current().ownWindows().watchPointer([this] {
         if (!QApplication::topLevelAt(QCursor::pos()))
             awaitFocus();
     });
@@ -132,7 +129,7 @@ void Popover::watchForInterestElsewhere() {
 }
 
 void Popover::loseInterest() {
-    m_presses.reset();
+    m_pointerWatch.reset();
     Platform::current().workspace().removeActivationObserver(std::exchange(m_activationObserver, 0));
     if (m_focusCheck)
         m_focusCheck->cancel();

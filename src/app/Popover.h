@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/MainQueue.h"
+#include "platform/OwnWindows.h"
 #include "platform/Workspace.h"
 
 #include <QWidget>
@@ -12,7 +13,6 @@
 namespace quillora {
 
 class PanelScroller;
-class PointerPresses;
 
 /// The window around the panel: a popover beside the status item, or an ordinary window where there is no
 /// tray to open from. Shown and closed any number of times; the content lives on.
@@ -77,7 +77,7 @@ private:
     std::optional<QRect> m_anchor;
     QPoint m_pointer; ///< where the pointer was at the opening
     std::shared_ptr<platform::WorkItem> m_focusCheck;
-    std::unique_ptr<PointerPresses> m_presses;                   ///< while it is open beside its anchor
+    std::unique_ptr<platform::PointerWatch> m_pointerWatch;      ///< while it is open beside its anchor
     platform::Workspace::ObserverToken m_activationObserver = 0; ///< likewise
 };
 

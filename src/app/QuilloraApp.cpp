@@ -2,7 +2,6 @@
 
 #include "app/ApplicationIdentity.h"
 #include "app/desktop/RunningInstance.h"
-#include "app/desktop/StartupNotification.h"
 #include "app/desktop/TerminationSignals.h"
 #include "app/desktop/TrayStatusItem.h"
 #include "platform/Platform.h"
@@ -67,13 +66,13 @@ QuilloraApp::QuilloraApp(int &argc, char **argv)
 
 QuilloraApp::~QuilloraApp() = default;
 
-int QuilloraApp::run(const PlatformFactory &makePlatform) {
+int QuilloraApp::run(const PlatformFactory &makePlatform, const StartEnd &endStart) {
     const Start start =
         QCoreApplication::arguments().contains(LoginItem::startArgument) ? Start::atLogin : Start::byUser;
     RunningInstance instance(QDBusConnection::sessionBus());
     const QByteArray startupId = m_startDetails.value(startupIdDetail).toString().toUtf8();
     if (instance.claim(start, m_startDetails) == RunningInstance::Claim::handedOver) {
-        endStartupNotification(startupId);
+        endStart(startupId);
         return 0;
     }
 
@@ -96,7 +95,7 @@ int QuilloraApp::run(const PlatformFactory &makePlatform) {
     QObject::connect(&terminationSignals, &TerminationSignals::received, delegate, &AppDelegate::quit);
 
     delegate->applicationDidFinishLaunching(start);
-    endStartupNotification(startupId);
+    endStart(startupId);
     const int status = QApplication::exec();
     m_appDelegate.reset();
     // Whatever waited for something has been told that it is over, and comes to its end here.

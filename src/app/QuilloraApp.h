@@ -18,6 +18,8 @@ class Platform;
 class QuilloraApp {
 public:
     using PlatformFactory = std::function<std::unique_ptr<platform::Platform>()>;
+    /// Tells the desktop that the start which it knows by that identifier is over.
+    using StartEnd = std::function<void(const QByteArray &startupId)>;
 
     /// As QApplication: `argc` must outlive this.
     QuilloraApp(int &argc, char **argv);
@@ -26,8 +28,8 @@ public:
     QuilloraApp &operator=(const QuilloraApp &) = delete;
 
     /// Runs until the user quits, and returns the exit status. The platform is made only if this becomes the
-    /// session's instance, and ends after everything that uses it.
-    int run(const PlatformFactory &makePlatform);
+    /// session's instance, and ends after everything that uses it; the start ends in either case.
+    int run(const PlatformFactory &makePlatform, const StartEnd &endStart);
 
 private:
     QVariantMap m_startDetails; ///< what the desktop says about this start; read before the toolkit eats it

@@ -13,6 +13,7 @@ class LocaleServices;
 class MainQueue;
 class Microphone;
 class Notifications;
+class OwnWindows;
 class Pasteboard;
 class SpeechPermissions;
 class SpeechRecognizers;
@@ -49,6 +50,7 @@ public:
     virtual KeychainAvailability &keychainAvailability() = 0;
     virtual LocaleServices &localeServices() = 0;
     virtual Workspace &workspace() = 0;
+    virtual OwnWindows &ownWindows() = 0;
     virtual Pasteboard &pasteboard() = 0;
     virtual Keystrokes &keystrokes() = 0;
     virtual HotKeys &hotKeys() = 0;

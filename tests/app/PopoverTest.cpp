@@ -41,6 +41,21 @@ private Q_SLOTS:
         }
     }
 
+    void beforeEachShowingItIsKeptOutOfTaskBars() {
+        m_popover->showAttached({});
+        m_popover->performClose();
+        m_popover->showAttached({});
+        QCOMPARE(m_platform->ownWindowsFake.timesKeptOutOfTaskBars, 2);
+    }
+
+    void thePointerIsWatchedOnlyWhileItIsOpen() {
+        QVERIFY(!m_platform->ownWindowsFake.isPointerWatched());
+        m_popover->showAttached({});
+        QVERIFY(m_platform->ownWindowsFake.isPointerWatched());
+        m_popover->performClose();
+        QVERIFY(!m_platform->ownWindowsFake.isPointerWatched());
+    }
+
     void aPopoverClosesOnceTheFocusIsElsewhere() {
         openAndLoseFocus();
         QVERIFY(m_popover->isShown());

@@ -5,6 +5,8 @@
 #include "fakes/FakePlatform.h"
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/x11/X11KeyPositions.h"
+#include "platform/linux/x11/X11OwnWindows.h"
+#include "platform/linux/x11/X11StartupNotification.h"
 #include "platform/linux/x11/X11Workspace.h"
 
 #include <QTimer>
@@ -24,11 +26,13 @@ public:
 
     platform::MainQueue &mainQueue() override { return m_mainQueue; }
     platform::KeyPositions &keyPositions() override { return m_keyPositions; }
+    platform::OwnWindows &ownWindows() override { return m_ownWindows; }
     platform::Workspace &workspace() override { return m_workspace; }
 
 private:
     platform::LinuxMainQueue m_mainQueue;
     platform::X11KeyPositions m_keyPositions;
+    platform::X11OwnWindows m_ownWindows;
     platform::X11Connection m_x11;
     platform::X11Workspace m_workspace{m_x11};
     QTimer m_pump; ///< the fakes answer through their own queue
@@ -40,16 +44,18 @@ private:
 /// another program has the hotkey.
 int main(int argc, char **argv) {
     QuilloraApp app(argc, argv);
-    return app.run([] {
-        auto platform = std::make_unique<LivePlatform>();
-        const QStringList options = QCoreApplication::arguments();
-        if (options.contains(u"--no-languages"_qs))
-            platform->speech.locales.clear();
-        if (options.contains(u"--no-microphone"_qs))
-            platform->permissions.isMicrophoneGranted = false;
-        if (options.contains(u"--taken"_qs))
-            platform->hotKeysFake.takenElsewhere.insert(
-                {AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers});
-        return platform;
-    });
+    return app.run(
+        [] {
+            auto platform = std::make_unique<LivePlatform>();
+            const QStringList options = QCoreApplication::arguments();
+            if (options.contains(u"--no-languages"_qs))
+                platform->speech.locales.clear();
+            if (options.contains(u"--no-microphone"_qs))
+                platform->permissions.isMicrophoneGranted = false;
+            if (options.contains(u"--taken"_qs))
+                platform->hotKeysFake.takenElsewhere.insert(
+                    {AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers});
+            return platform;
+        },
+        platform::endStartupNotification);
 }

@@ -11,6 +11,7 @@
 #include "fakes/FakeMainQueue.h"
 #include "fakes/FakeMicrophone.h"
 #include "fakes/FakeNotifications.h"
+#include "fakes/FakeOwnWindows.h"
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeSpeechPermissions.h"
 #include "fakes/FakeSpeechRecognizers.h"
@@ -31,6 +32,7 @@ public:
     FakeKeychainAvailability keychainAvailabilityFake{keychainFake};
     FakeLocaleServices locale;
     FakeWorkspace workspaceFake{log};
+    FakeOwnWindows ownWindowsFake;
     FakePasteboard pasteboardFake{log};
     FakeKeystrokes keystrokesFake{log};
     FakeHotKeys hotKeysFake{log, queue};
@@ -49,6 +51,7 @@ public:
     platform::KeychainAvailability &keychainAvailability() override { return keychainAvailabilityFake; }
     platform::LocaleServices &localeServices() override { return locale; }
     platform::Workspace &workspace() override { return workspaceFake; }
+    platform::OwnWindows &ownWindows() override { return ownWindowsFake; }
     platform::Pasteboard &pasteboard() override { return pasteboardFake; }
     platform::Keystrokes &keystrokes() override { return keystrokesFake; }
     platform::HotKeys &hotKeys() override { return hotKeysFake; }

@@ -4,6 +4,7 @@ namespace quillora::platform {
 
 class HotKeys;
 class Keystrokes;
+class OwnWindows;
 class Pasteboard;
 class Workspace;
 
@@ -17,6 +18,7 @@ public:
 
     virtual HotKeys &hotKeys() = 0;
     virtual Keystrokes &keystrokes() = 0;
+    virtual OwnWindows &ownWindows() = 0;
     virtual Pasteboard &pasteboard() = 0;
     virtual Workspace &workspace() = 0;
 };

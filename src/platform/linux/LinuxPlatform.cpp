@@ -66,6 +66,7 @@ Keychain &LinuxPlatform::keychain() { return m_facilities->keychain; }
 KeychainAvailability &LinuxPlatform::keychainAvailability() { return m_facilities->keychainAvailability; }
 LocaleServices &LinuxPlatform::localeServices() { return m_facilities->localeServices; }
 Workspace &LinuxPlatform::workspace() { return m_facilities->session->workspace(); }
+OwnWindows &LinuxPlatform::ownWindows() { return m_facilities->session->ownWindows(); }
 Pasteboard &LinuxPlatform::pasteboard() { return m_facilities->session->pasteboard(); }
 Keystrokes &LinuxPlatform::keystrokes() { return m_facilities->session->keystrokes(); }
 HotKeys &LinuxPlatform::hotKeys() { return m_facilities->session->hotKeys(); }

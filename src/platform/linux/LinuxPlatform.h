@@ -22,6 +22,7 @@ public:
     KeychainAvailability &keychainAvailability() override;
     LocaleServices &localeServices() override;
     Workspace &workspace() override;
+    OwnWindows &ownWindows() override;
     Pasteboard &pasteboard() override;
     Keystrokes &keystrokes() override;
     HotKeys &hotKeys() override;

@@ -2,6 +2,7 @@
 
 #include "platform/HotKeys.h"
 #include "platform/Keystrokes.h"
+#include "platform/OwnWindows.h"
 #include "platform/Workspace.h"
 #include "platform/linux/DesktopSession.h"
 #include "platform/linux/plain/FocusedPasteboard.h"
@@ -15,6 +16,7 @@ class PlainSession final : public DesktopSession {
 public:
     HotKeys &hotKeys() override { return m_hotKeys; }
     Keystrokes &keystrokes() override { return m_keystrokes; }
+    OwnWindows &ownWindows() override { return m_ownWindows; }
     Pasteboard &pasteboard() override { return m_pasteboard; }
     Workspace &workspace() override { return m_workspace; }
 
@@ -33,6 +35,14 @@ private:
         void postPasteChord(Outcome outcome) override { outcome(false); }
     };
 
+    class PlainOwnWindows final : public OwnWindows {
+    public:
+        void keepOutOfTaskBars(QWindow &) override {}
+        std::unique_ptr<PointerWatch> watchPointer(std::function<void()>) override {
+            return std::make_unique<PointerWatch>();
+        }
+    };
+
     class NoWorkspace final : public Workspace {
     public:
         std::optional<QString> mainBundleIdentifier() const override { return {}; }
@@ -46,6 +56,7 @@ private:
 
     NoHotKeys m_hotKeys;
     NoKeystrokes m_keystrokes;
+    PlainOwnWindows m_ownWindows;
     FocusedPasteboard m_pasteboard;
     NoWorkspace m_workspace;
 };

@@ -5,6 +5,7 @@
 #include "platform/linux/x11/X11Departure.h"
 #include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
+#include "platform/linux/x11/X11OwnWindows.h"
 #include "platform/linux/x11/X11Pasteboard.h"
 #include "platform/linux/x11/X11Workspace.h"
 
@@ -22,12 +23,14 @@ public:
 
     HotKeys &hotKeys() override { return m_hotKeys; }
     Keystrokes &keystrokes() override { return m_keystrokes; }
+    OwnWindows &ownWindows() override { return m_ownWindows; }
     Pasteboard &pasteboard() override { return m_pasteboard; }
     Workspace &workspace() override { return m_workspace; }
 
 private:
     X11Connection m_connection;
     X11Workspace m_workspace{m_connection};
+    X11OwnWindows m_ownWindows;
     X11Pasteboard m_pasteboard;
     X11HotKeys m_hotKeys{m_connection};
     X11Keystrokes m_keystrokes{m_connection, m_hotKeys, [this] { m_pasteboard.lendToPrimary(); }};

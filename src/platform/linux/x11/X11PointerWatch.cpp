@@ -1,26 +1,22 @@
-#include "app/desktop/PointerPresses.h"
+#include "platform/linux/x11/X11PointerWatch.h"
+
+#include "platform/linux/x11/X11ToolkitConnection.h"
 
 #include <QCoreApplication>
-#include <QGuiApplication>
 
-#include <xcb/xcb.h>
+#include <utility>
 #include <xcb/xinput.h>
 
-namespace quillora {
+namespace quillora::platform {
 
 namespace {
 
 constexpr uint32_t firstWheelButton = 4;
 constexpr uint32_t lastWheelButton = 7;
 
-xcb_connection_t *x11Connection() {
-    const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 ? x11->connection() : nullptr;
-}
-
 /// The number that the server has given to the extension; 0 if it has none.
 uint8_t inputExtension() {
-    auto *connection = x11Connection();
+    auto *connection = toolkitConnection();
     const auto *extension = connection ? xcb_get_extension_data(connection, &xcb_input_id) : nullptr;
     return extension && extension->present ? extension->major_opcode : uint8_t{0};
 }
@@ -29,7 +25,7 @@ uint8_t inputExtension() {
 void selectRawPresses(uint32_t events) {
     if (!inputExtension()) // the request would end the connection
         return;
-    auto *connection = x11Connection();
+    auto *connection = toolkitConnection();
     struct {
         xcb_input_event_mask_t head;
         uint32_t events;
@@ -48,23 +44,25 @@ bool isRawPress(const xcb_generic_event_t &event) {
 
 } // namespace
 
-PointerPresses::PointerPresses() {
+X11PointerWatch::X11PointerWatch(std::function<void()> pressed) : m_pressed(std::move(pressed)) {
     qApp->installNativeEventFilter(this);
     selectRawPresses(XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS);
 }
 
-PointerPresses::~PointerPresses() { selectRawPresses(0); }
+X11PointerWatch::~X11PointerWatch() { selectRawPresses(0); }
 
-bool PointerPresses::nativeEventFilter(const QByteArray &eventType, void *message, qintptr *) {
+bool X11PointerWatch::nativeEventFilter(const QByteArray &eventType, void *message, qintptr *) {
     if (eventType != "xcb_generic_event_t" || !message)
         return false;
     const auto &event = *static_cast<const xcb_generic_event_t *>(message);
     if (!isRawPress(event))
         return false;
     const uint32_t button = reinterpret_cast<const xcb_input_raw_button_press_event_t &>(event).detail;
-    if (button < firstWheelButton || button > lastWheelButton)
-        Q_EMIT pressed();
+    if (button < firstWheelButton || button > lastWheelButton) {
+        const auto pressed = m_pressed; // which may end this watch
+        pressed();
+    }
     return true;
 }
 
-} // namespace quillora
+} // namespace quillora::platform

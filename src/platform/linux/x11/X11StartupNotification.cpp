@@ -1,12 +1,12 @@
-#include "app/desktop/StartupNotification.h"
+#include "platform/linux/x11/X11StartupNotification.h"
 
-#include "app/desktop/ToolkitConnection.h"
+#include "platform/linux/x11/X11ToolkitConnection.h"
 
 #include <QByteArray>
 
 #include <algorithm>
 
-namespace quillora {
+namespace quillora::platform {
 
 namespace {
 
@@ -42,4 +42,4 @@ void endStartupNotification(const QByteArray &startupId) {
     xcb_flush(connection);
 }
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -1,4 +1,4 @@
-#include "app/desktop/ToolkitConnection.h"
+#include "platform/linux/x11/X11ToolkitConnection.h"
 
 #include <QGuiApplication>
 
@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-namespace quillora {
+namespace quillora::platform {
 
 xcb_connection_t *toolkitConnection() {
     const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
@@ -20,4 +20,4 @@ xcb_atom_t atom(xcb_connection_t *connection, const char *name) {
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -1,14 +1,16 @@
-#include "app/desktop/TaskBars.h"
+#include "platform/linux/x11/X11OwnWindows.h"
 
-#include "app/desktop/ToolkitConnection.h"
+#include "platform/linux/x11/X11PointerWatch.h"
+#include "platform/linux/x11/X11ToolkitConnection.h"
 
 #include <QWindow>
 
 #include <array>
+#include <utility>
 
-namespace quillora {
+namespace quillora::platform {
 
-void keepOutOfTaskBars(QWindow &window) {
+void X11OwnWindows::keepOutOfTaskBars(QWindow &window) {
     auto *connection = toolkitConnection();
     if (!connection)
         return;
@@ -18,4 +20,8 @@ void keepOutOfTaskBars(QWindow &window) {
                         atom(connection, "_NET_WM_STATE"), XCB_ATOM_ATOM, 32, states.size(), states.data());
 }
 
-} // namespace quillora
+std::unique_ptr<PointerWatch> X11OwnWindows::watchPointer(std::function<void()> pressed) {
+    return std::make_unique<X11PointerWatch>(std::move(pressed));
+}
+
+} // namespace quillora::platform
