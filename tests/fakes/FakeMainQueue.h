@@ -2,6 +2,8 @@
 
 #include "platform/MainQueue.h"
 
+#include <QtGlobal>
+
 #include <algorithm>
 #include <deque>
 #include <mutex>
