@@ -10,7 +10,6 @@
 #include "ui/PanelButton.h"
 #include "ui/PanelPalette.h"
 #include "ui/Picker.h"
-#include "ui/StatusDot.h"
 #include "ui/StatusLabel.h"
 #include "ui/SymbolView.h"
 #include "ui/TextPane.h"
@@ -45,6 +44,7 @@ constexpr int fieldHeight = 30;
 constexpr int fieldTextMargin = 6;
 constexpr int textHeight = 82;
 constexpr int statusHeight = 28;
+constexpr int statusDotSize = 8;
 
 // The columns of the language controls.
 constexpr int sourceColumn = 0;
@@ -276,7 +276,8 @@ QLayout *ContentView::buildActionControls() {
 }
 
 QLayout *ContentView::buildStatusRow() {
-    m_statusDot = named(new StatusDot, u"statusDot"_qs);
+    m_statusDot = named(new SymbolView(statusDotSize), u"statusDot"_qs);
+    m_statusDot->setSymbol(u"circle.fill"_qs);
     m_statusText = named(new StatusLabel, u"statusText"_qs);
     m_statusText->setForegroundRole(QPalette::PlaceholderText);
     m_statusText->setMinimumHeight(statusHeight);

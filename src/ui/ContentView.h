@@ -17,7 +17,6 @@ class HotKeyRecorderView;
 class LimitedLabel;
 class PanelButton;
 class Picker;
-class StatusDot;
 class StatusLabel;
 class SymbolView;
 class TextPane;
@@ -98,7 +97,7 @@ private:
     PanelButton *m_mainButton;
     PanelButton *m_prepareButton;
     PanelButton *m_pasteButton;
-    StatusDot *m_statusDot;
+    SymbolView *m_statusDot;
     StatusLabel *m_statusText;
     TextPane *m_transcriptText;
     TextPane *m_translationText;

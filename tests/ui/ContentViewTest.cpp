@@ -4,7 +4,6 @@
 #include "ui/PanelHarness.h"
 #include "ui/PanelPalette.h"
 #include "ui/Picker.h"
-#include "ui/StatusDot.h"
 #include "ui/SymbolView.h"
 #include "ui/TextPane.h"
 
@@ -58,7 +57,7 @@ public:
         for (const char *name : {"mainButton", "recordHotKeyButton"})
             show<PanelButton>(name, &PanelButton::symbol, &PanelButton::setSymbol, nothing);
         show<SymbolView>("headerIcon", &SymbolView::symbol, &SymbolView::setSymbol, nothing);
-        show<StatusDot>("statusDot", &StatusDot::color, &StatusDot::setColor, QColor(1, 2, 3));
+        show<SymbolView>("statusDot", &SymbolView::color, &SymbolView::setColor, QColor(1, 2, 3));
     }
 
     /// In alphabetical order.
@@ -140,7 +139,7 @@ private Q_SLOTS:
     void whileRecordingTheStatusDotIsRed() {
         PanelHarness harness;
         harness.startRecording();
-        QCOMPARE(harness.find<StatusDot>(u"statusDot"_qs).color(),
+        QCOMPARE(harness.find<SymbolView>(u"statusDot"_qs).color(),
                  PanelPalette::recording(harness.panel->palette()));
     }
 
@@ -151,14 +150,14 @@ private Q_SLOTS:
         QCOMPARE(icon.color(), PanelPalette::accentText(harness.panel->palette()));
         QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).text(), u"Start"_qs);
         QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).symbol(), u"mic.fill"_qs);
-        QCOMPARE(harness.find<StatusDot>(u"statusDot"_qs).color(),
+        QCOMPARE(harness.find<SymbolView>(u"statusDot"_qs).color(),
                  PanelPalette::idle(harness.panel->palette()));
     }
 
     void whileProcessingTheStatusDotIsOrangeAndTheIconTheGlobe() {
         PanelHarness harness;
         harness.startProcessing();
-        QCOMPARE(harness.find<StatusDot>(u"statusDot"_qs).color(),
+        QCOMPARE(harness.find<SymbolView>(u"statusDot"_qs).color(),
                  PanelPalette::processing(harness.panel->palette()));
         QCOMPARE(harness.find<SymbolView>(u"headerIcon"_qs).symbol(), u"globe"_qs);
         QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).text(), u"Start"_qs);
@@ -177,7 +176,7 @@ private Q_SLOTS:
         harness.platform.run();
         QVERIFY(harness.controller->isRecording());
         QVERIFY(harness.controller->isProcessing());
-        QCOMPARE(harness.find<StatusDot>(u"statusDot"_qs).color(),
+        QCOMPARE(harness.find<SymbolView>(u"statusDot"_qs).color(),
                  PanelPalette::recording(harness.panel->palette()));
         const auto &button = harness.find<PanelButton>(u"mainButton"_qs);
         QCOMPARE(button.text(), u"Stop"_qs);

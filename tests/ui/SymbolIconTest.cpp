@@ -24,7 +24,8 @@ const QStringList family{u"mic.circle.fill"_qs,
                          u"arrow.down.circle"_qs,
                          u"doc.on.clipboard"_qs,
                          u"waveform"_qs,
-                         u"text.bubble"_qs};
+                         u"text.bubble"_qs,
+                         u"circle.fill"_qs};
 
 int inkOf(const QImage &image) {
     int ink = 0;
