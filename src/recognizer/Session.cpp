@@ -51,7 +51,7 @@ void Session::take(const Open &open) {
 void Session::take(const Begin &begin) {
     if (!m_decoder || m_dictation)
         throw ProtocolError("a dictation out of its turn");
-    m_dictation.emplace(Dictation{begin.dictation, begin.position, begin.position, begin.position});
+    m_dictation.emplace(begin.dictation, begin.position);
     m_decoder->beginUtterance();
 }
 
@@ -107,10 +107,7 @@ void Session::settleAtPause(Dictation &dictation) {
     m_decoder->endUtterance();
     const auto text = m_decoder->text();
     const auto overlap = pause > 0 ? std::exchange(dictation.recent, {}) : std::vector<std::int16_t>();
-    dictation = {.number = dictation.number,
-                 .position = dictation.position - overlap.size(),
-                 .utteranceBegin = dictation.position - overlap.size(),
-                 .lastSpeech = dictation.position - overlap.size()};
+    dictation = Dictation(dictation.number, dictation.position - overlap.size());
     m_send(Settled{dictation.number, dictation.position, text});
     m_decoder->beginUtterance();
     if (!overlap.empty())

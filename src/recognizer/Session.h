@@ -28,12 +28,15 @@ public:
 
 private:
     struct Dictation {
+        Dictation(std::uint32_t which, std::uint64_t begin)
+            : number(which), position(begin), utteranceBegin(begin), lastSpeech(begin) {}
+
         std::uint32_t number;
-        std::uint64_t position;                ///< of the next sample
-        std::uint64_t utteranceBegin;          ///< position of its first sample
-        std::uint64_t lastSpeech;              ///< position up to which somebody spoke
-        std::string interim = {};              ///< the last text that was sent of the utterance
-        std::vector<std::int16_t> recent = {}; ///< the latest sound of the utterance
+        std::uint64_t position;           ///< of the next sample
+        std::uint64_t utteranceBegin;     ///< position of its first sample
+        std::uint64_t lastSpeech;         ///< position up to which somebody spoke
+        std::string interim;              ///< the last text that was sent of the utterance
+        std::vector<std::int16_t> recent; ///< the latest sound of the utterance
     };
 
     void take(const Open &open);

@@ -91,6 +91,15 @@ private Q_SLOTS:
         QCOMPARE(data.judgement(ModelCheck::checksums), ModelJudgement::right);
     }
 
+    void ofFilesThatHaveChangedSinceTheyWereLoadedNothingIsKnown() {
+        const ModelFolder folder;
+        const auto model = PocketSphinxData::findAll({folder.path()}).at(0).model();
+        const auto judgement = [&] { return model.judge(ModelCheck::checksums, [] { return false; }); };
+        QCOMPARE(judgement(), ModelJudgement::right);
+        folder.truncate(u"en-us/sendump"_qs, 10);
+        QCOMPARE(judgement(), ModelJudgement::unknown);
+    }
+
 private:
     static void files(const QStringList &shares) {
         QTest::addColumn<QString>("name");

@@ -133,8 +133,10 @@ RecognizerModel PocketSphinxData::model() const {
     return {"pocketsphinx",
             {QFile::encodeName(acousticModel).toStdString(), QFile::encodeName(languageModel).toStdString(),
              QFile::encodeName(dictionary).toStdString()},
-            [data = *this](ModelCheck check, const RecognizerModel::IsUnwanted &isUnwanted) {
-                return data.judgement(check, isUnwanted);
+            [data = *this, files = fingerprint()](ModelCheck check,
+                                                  const RecognizerModel::IsUnwanted &isUnwanted) {
+                const auto judgement = data.judgement(check, isUnwanted);
+                return data.fingerprint() == files ? judgement : ModelJudgement::unknown;
             }};
 }
 

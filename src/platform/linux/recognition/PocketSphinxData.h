@@ -29,6 +29,7 @@ struct PocketSphinxData {
     ModelJudgement
     judgement(ModelCheck check, const RecognizerModel::IsUnwanted &isUnwanted = [] { return false; }) const;
 
+    /// Of files that are not those of this call any more nothing is known.
     RecognizerModel model() const;
 
     struct FileState {

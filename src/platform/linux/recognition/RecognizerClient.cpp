@@ -16,9 +16,9 @@ namespace {
 
 /// Of one message, so that the process is never far from its next answer.
 constexpr std::size_t portionSamples = recognizer::sampleRate / 8;
-/// Messages that have not been answered: enough to keep the process busy, few enough for a cancelled
-/// dictation to make way at once.
-constexpr std::size_t window = 3;
+/// Messages that have not been answered: enough to keep the process busy until this thread has its turn on a
+/// busy machine, few enough for a cancelled dictation to make way at once.
+constexpr std::size_t window = 8;
 
 milliseconds durationOf(std::size_t samples) { return milliseconds(1000 * samples / recognizer::sampleRate); }
 
