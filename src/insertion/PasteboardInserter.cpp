@@ -58,7 +58,9 @@ bool PasteboardInserter::paste(const QString &text, const platform::RunningAppli
     auto saved = pasteboard.save();
     const bool isOurs = pasteboard.write(text, saved);
     if (target)
-        target->activate();
+        target->activate({});
+    else
+        Platform::current().workspace().yieldFocus();
     auto giveBack = [saved = std::move(saved), pending = m_pendingRestores]() mutable {
         Platform::current().pasteboard().restore(saved);
         tellOf(std::move(pending));

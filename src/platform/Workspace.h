@@ -16,8 +16,11 @@ public:
     /// What kind of program it is; nothing if the desktop does not tell.
     virtual std::optional<QString> bundleIdentifier() const = 0;
 
-    /// Asks the desktop to bring it to the front. The outcome is not reported.
-    virtual void activate() = 0;
+    using Outcome = std::function<void(bool isInFront)>;
+
+    /// Asks the desktop to bring it to the front. `outcome`, which may be none, is called once: as soon as it
+    /// is there, or within a second if it is not.
+    virtual void activate(Outcome outcome) = 0;
 };
 
 using RunningApplicationHandle = std::shared_ptr<RunningApplication>;
@@ -37,6 +40,10 @@ public:
 
     /// The application in front, or none.
     virtual RunningApplicationHandle frontmostApplication() const = 0;
+
+    /// For desktops that neither tell what is in front nor bring anything there: has our own windows give the
+    /// keyboard up, so that the program gets it that had it before. Does nothing elsewhere.
+    virtual void yieldFocus() = 0;
 
     /// The observer is called on the main thread at every activation, this program's own windows included.
     virtual ObserverToken addActivationObserver(ActivationObserver observer) = 0;

@@ -39,6 +39,7 @@ public:
 private Q_SLOTS:
     void init() {
         m_activated.clear();
+        m_outcomes.clear();
         m_harness = m_makeHarness();
     }
     void cleanup() { m_harness.reset(); }
@@ -113,9 +114,41 @@ private Q_SLOTS:
         const auto editor = m_harness->launch(u"Editor"_qs);
         const auto application = workspace().frontmostApplication();
         m_harness->launch(u"Mail"_qs);
-        application->activate();
+        application->activate({});
         QVERIFY(ChildProcess::waitUntil([&] { return m_harness->isInFront(editor); }));
         QCOMPARE(frontmostIdentifier(), std::optional(u"Editor"_qs));
+    }
+
+    void activatingTellsOnceThatItIsInFront() {
+        const auto editor = m_harness->launch(u"Editor"_qs);
+        const auto application = workspace().frontmostApplication();
+        m_harness->launch(u"Mail"_qs);
+        application->activate(note());
+        QTRY_COMPARE(m_outcomes, QList{true});
+        QVERIFY(m_harness->isInFront(editor));
+        m_harness->launch(u"Browser"_qs);
+        QCOMPARE(m_outcomes, QList{true});
+    }
+
+    void activatingWhatIsInFrontAlreadyTellsSoToo() {
+        m_harness->launch(u"Editor"_qs);
+        workspace().frontmostApplication()->activate(note());
+        QTRY_COMPARE(m_outcomes, QList{true});
+    }
+
+    void activatingAProgramThatHasEndedTellsThatItIsNotInFront() {
+        const auto editor = m_harness->launch(u"Editor"_qs);
+        const auto application = workspace().frontmostApplication();
+        m_harness->launch(u"Mail"_qs);
+        m_harness->end(editor);
+        application->activate(note());
+        QTRY_COMPARE(m_outcomes, QList{false});
+    }
+
+    void yieldingTheFocusTakesItFromNoOtherProgram() {
+        const auto editor = m_harness->launch(u"Editor"_qs);
+        workspace().yieldFocus();
+        QVERIFY(m_harness->isInFront(editor));
     }
 
     void anActivationThatWasAskedForIsToldToo() {
@@ -123,7 +156,7 @@ private Q_SLOTS:
         const auto application = workspace().frontmostApplication();
         m_harness->launch(u"Mail"_qs);
         observe();
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(m_activated.contains(u"Editor"_qs));
     }
 
@@ -132,7 +165,7 @@ private Q_SLOTS:
         const auto application = workspace().frontmostApplication();
         const auto mail = m_harness->launch(u"Mail"_qs);
         m_harness->end(editor);
-        application->activate();
+        application->activate({});
         QCOMPARE(application->bundleIdentifier(), std::optional(u"Editor"_qs));
         QVERIFY(m_harness->isInFront(mail));
     }
@@ -152,9 +185,14 @@ private:
             });
     }
 
+    platform::RunningApplication::Outcome note() {
+        return [this](bool isInFront) { m_outcomes += isInFront; };
+    }
+
     MakeHarness m_makeHarness;
     std::unique_ptr<WorkspaceHarness> m_harness;
     QStringList m_activated;
+    QList<bool> m_outcomes;
 };
 
 } // namespace quillora::test

@@ -75,8 +75,19 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         target->minimise();
         QTRY_VERIFY(!target->isViewable());
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(target->isViewable() && target->isActive());
+    }
+
+    void aWindowThatHasComeBackIsReported() {
+        auto target = shownWindow({"Target", {}});
+        const auto application = m_workspace->frontmostApplication();
+        target->minimise();
+        QTRY_VERIFY(!target->isViewable());
+        QList<bool> outcomes;
+        application->activate([&](bool isInFront) { outcomes += isInFront; });
+        QTRY_COMPARE(outcomes, QList{true});
+        QVERIFY(target->isActive());
     }
 
     void aWindowOnAnotherDesktopIsGoneTo() {
@@ -84,7 +95,7 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         target->moveToDesktop(1);
         QTRY_VERIFY(!target->isViewable());
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(target->isViewable() && target->isActive() && target->hasFocus());
     }
 
@@ -92,7 +103,7 @@ private Q_SLOTS:
         auto target = shownWindow({"Target", {}});
         const auto application = m_workspace->frontmostApplication();
         const auto other = shownWindow({"Other", {}});
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(target->isActive() && target->hasFocus());
     }
 
@@ -102,7 +113,7 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         const auto other = shownWindow({"Target", 1234});
         closed->close();
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(remaining->isActive());
     }
 
@@ -112,7 +123,7 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         const auto other = shownWindow({"Other", {}});
         closed->close();
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(remaining->isActive());
     }
 
@@ -150,7 +161,7 @@ private Q_SLOTS:
         const auto other = shownWindow({"Other", 1234});
         hidden->hide();
         QTRY_VERIFY(!hidden->isManaged());
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(remaining->isActive());
         QVERIFY(!hidden->isViewable());
     }
@@ -195,7 +206,7 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         const auto other = shownWindow({"Other", 1234});
         target->setClass("writer");
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(target->isActive());
     }
 
@@ -205,7 +216,7 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         target->replaceBy({"Another", 5678});
         QTRY_VERIFY(target->isActive());
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(remaining->isActive());
     }
 
@@ -214,7 +225,7 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         const auto other = shownWindow({"Other", 1234});
         target.reset();
-        application->activate();
+        application->activate({});
         m_connection->sync();
         QVERIFY(other->isActive());
         QVERIFY(m_connection->isUsable());
@@ -226,7 +237,7 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         m_workspace.reset();
         m_connection.reset();
-        application->activate();
+        application->activate({});
         QCOMPARE(application->bundleIdentifier(), std::optional(u"Target"_qs));
     }
 
@@ -292,7 +303,7 @@ private Q_SLOTS:
         const auto application = applicationOf(target);
         TestWindow other(m_display->name(), {"Other", {}});
         giveKeyboard(other);
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(target.hasFocus());
     }
 
@@ -303,7 +314,7 @@ private Q_SLOTS:
         TestWindow other(m_display->name(), {"Other", {}});
         giveKeyboard(other);
         target.hide();
-        application->activate();
+        application->activate({});
         m_connection->sync();
         QVERIFY(!target.isViewable());
         QVERIFY(other.hasFocus());
@@ -320,7 +331,7 @@ private Q_SLOTS:
         giveKeyboard(other);
         target.hide();
         QTRY_VERIFY(!target.isViewable() && !target.isManaged());
-        application->activate();
+        application->activate({});
         m_connection->sync();
         QVERIFY(!target.isViewable());
         QVERIFY(other.hasFocus());
@@ -340,7 +351,7 @@ private Q_SLOTS:
         other.show();
         other.takeFocus();
         QTRY_VERIFY(other.hasFocus());
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(target.hasFocus());
     }
 
@@ -358,7 +369,7 @@ private Q_SLOTS:
         other.takeFocus();
         target.minimise();
         QTRY_VERIFY(!target.isViewable() && other.hasFocus());
-        application->activate();
+        application->activate({});
         QTRY_VERIFY(target.isViewable() && target.hasFocus());
     }
 
@@ -384,7 +395,7 @@ private:
         m_workspace->addActivationObserver([&](const platform::RunningApplicationHandle &active) {
             activated += active->bundleIdentifier().value_or(QString());
         });
-        application.activate();
+        application.activate({});
         m_connection->sync();
         const auto later = shownWindow({"Later", {}});
         ChildProcess::waitUntil([&] { return activated.contains(u"Later"_qs); });

@@ -18,7 +18,7 @@ public:
         : m_workspace(workspace), m_name(std::move(name)), m_bundleIdentifier(std::move(bundleIdentifier)) {}
 
     std::optional<QString> bundleIdentifier() const override { return m_bundleIdentifier; }
-    void activate() override;
+    void activate(Outcome outcome) override;
 
     const QString &name() const { return m_name; }
     bool hasEnded = false;
@@ -35,6 +35,8 @@ public:
 
     std::optional<QString> mainBundleIdentifier() const override { return ownIdentifier; }
     platform::RunningApplicationHandle frontmostApplication() const override { return frontmost; }
+
+    void yieldFocus() override { ++yieldCount; }
 
     ObserverToken addActivationObserver(ActivationObserver observer) override {
         m_observers[++m_lastToken] = std::move(observer);
@@ -68,16 +70,20 @@ public:
     std::optional<QString> ownIdentifier = u"Quillora"_qs;
     platform::RunningApplicationHandle frontmost;
     bool refusesActivation = false; ///< the desktop brings nothing to the front for us
+    int yieldCount = 0;             ///< how often we have given up the keyboard
 
 private:
     std::map<ObserverToken, ActivationObserver> m_observers;
     ObserverToken m_lastToken = 0;
 };
 
-inline void FakeRunningApplication::activate() {
+inline void FakeRunningApplication::activate(Outcome outcome) {
     m_workspace.log.add(u"activate "_qs + m_name);
-    if (!hasEnded && !m_workspace.refusesActivation)
+    const bool isBrought = !hasEnded && !m_workspace.refusesActivation;
+    if (isBrought)
         m_workspace.bringToFront(shared_from_this());
+    if (outcome)
+        outcome(isBrought);
 }
 
 } // namespace quillora::test

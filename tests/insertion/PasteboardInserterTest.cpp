@@ -107,6 +107,16 @@ private Q_SLOTS:
         QCOMPARE(take(), (QStringList{u"pasteboard.save"_qs, u"pasteboard.write hola"_qs, chord}));
     }
 
+    void withoutATargetOurOwnWindowsGiveTheFocusUp() {
+        QVERIFY(m_inserter.paste(u"hola"_qs, nullptr));
+        QCOMPARE(m_platform->workspaceFake.yieldCount, 1);
+    }
+
+    void withATargetTheyHaveNoneToGiveUp() {
+        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        QCOMPARE(m_platform->workspaceFake.yieldCount, 0);
+    }
+
     void aTargetThatHasEndedDoesNotStopThePaste() {
         m_editor->hasEnded = true;
         QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));

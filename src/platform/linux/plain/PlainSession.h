@@ -47,6 +47,7 @@ private:
     public:
         std::optional<QString> mainBundleIdentifier() const override { return {}; }
         RunningApplicationHandle frontmostApplication() const override { return nullptr; }
+        void yieldFocus() override {}
         ObserverToken addActivationObserver(ActivationObserver) override { return ++m_lastToken; }
         void removeActivationObserver(ObserverToken) override {}
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <unistd.h>
+#include <utility>
 
 namespace quillora::platform {
 
@@ -16,8 +17,7 @@ namespace {
 /// Says that the user asks for it, not the window's own program; window managers then do not refuse.
 constexpr uint32_t sourceIsPager = 2;
 
-/// A window manager that takes longer to bring a window back does not get the keyboard for it any more: the
-/// user may be elsewhere.
+/// A window that takes longer to come back does not get the keyboard any more: the user may be elsewhere.
 constexpr std::chrono::milliseconds mappingPatience(1000);
 
 void tellWindowManager(X11Connection &connection, xcb_window_t window, const QByteArray &request,
@@ -85,6 +85,35 @@ void bringForward(X11Connection &connection, xcb_window_t window) {
         giveKeyboard(connection, window);
 }
 
+/// Waits for a window to come to the front, tells whether it did, and goes.
+class Arrival : public QObject {
+public:
+    Arrival(X11Connection &connection, xcb_window_t window, RunningApplication::Outcome outcome)
+        : QObject(&connection), m_connection(connection), m_window(window), m_outcome(std::move(outcome)) {
+        connect(&connection, &X11Connection::eventReceived, this, &Arrival::look);
+        QTimer::singleShot(0, this, &Arrival::look); // it may be there already
+        QTimer::singleShot(mappingPatience, this, [this] { tell(false); });
+    }
+
+private:
+    void look() {
+        if (X11Windows(m_connection).active() == m_window)
+            tell(true);
+    }
+
+    void tell(bool isInFront) {
+        const auto outcome = std::exchange(m_outcome, nullptr);
+        if (!outcome)
+            return;
+        deleteLater();
+        outcome(isInFront);
+    }
+
+    X11Connection &m_connection;
+    xcb_window_t m_window;
+    RunningApplication::Outcome m_outcome; ///< none once it was told
+};
+
 } // namespace
 
 X11RunningApplication::X11RunningApplication(X11Connection &connection, xcb_window_t window)
@@ -107,17 +136,20 @@ void X11RunningApplication::watchForItsEnd() {
     selectEvents(*m_connection, m_window);
 }
 
-void X11RunningApplication::activate() {
-    if (!m_connection)
+void X11RunningApplication::activate(Outcome outcome) {
+    const auto window = m_connection ? presentWindow() : std::nullopt;
+    if (!window) {
+        if (outcome)
+            outcome(false);
         return;
-    const auto window = presentWindow();
-    if (!window)
-        return;
+    }
     if (X11Windows(*m_connection).isActiveWindowManaged())
         askWindowManager(*m_connection, *window);
     else
         bringForward(*m_connection, *window);
     m_connection->flush();
+    if (outcome)
+        new Arrival(*m_connection, *window, std::move(outcome));
 }
 
 X11RunningApplication::Program X11RunningApplication::programOf(const X11Windows &windows,

@@ -20,7 +20,7 @@ public:
     /// Raises the window, from an icon or another desktop too, and gives it the keyboard. A window that was
     /// closed is stood in for by the topmost other one of its program, be it that it is destroyed, that its
     /// program keeps it hidden, or that its number is another's now.
-    void activate() override;
+    void activate(Outcome outcome) override;
 
 private:
     /// Tells programs from one another as well as windows do. The process alone would not: another sandbox or

@@ -21,6 +21,7 @@ public:
 
     std::optional<QString> mainBundleIdentifier() const override { return ownIdentifier(); }
     RunningApplicationHandle frontmostApplication() const override;
+    void yieldFocus() override {}
     ObserverToken addActivationObserver(ActivationObserver observer) override;
     void removeActivationObserver(ObserverToken token) override;
 
