@@ -1,0 +1,289 @@
+#include "platform/linux/recognition/PocketSphinxData.h"
+#include "platform/linux/recognition/RecognizerClient.h"
+#include "platform/linux/recognition/SpeechResampler.h"
+#include "recognizer/pocketsphinx/PocketSphinxEngine.h"
+#include "support/ProcessTree.h"
+#include "support/Recording.h"
+#include "support/WordErrorRate.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace quillora;
+using namespace std::chrono_literals;
+using platform::AudioBuffer;
+using platform::PocketSphinxData;
+using platform::RecognizerClient;
+using test::Recording;
+using test::WordErrorRate;
+
+namespace {
+
+using Samples = std::vector<qint16>;
+
+constexpr size_t bufferFrames = 341; // of 16 kHz, as long as 1024 of 48 kHz
+
+double milliseconds(const QElapsedTimer &timer) { return double(timer.nsecsElapsed()) / 1e6; }
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+/// Proportional set size in MiB.
+double memoryOf(qint64 process) {
+    QFile rollup(u"/proc/%1/smaps_rollup"_qs.arg(process));
+    if (!rollup.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : rollup.readAll().split('\n')) {
+        if (line.startsWith("Pss:"))
+            return line.mid(4).trimmed().split(' ').first().toDouble() / 1024;
+    }
+    return 0;
+}
+
+qint64 recognizer() {
+    const auto processes = test::ProcessTree::descendants();
+    return processes.isEmpty() ? 0 : processes.first().id;
+}
+
+/// Processor time in seconds, of this process or of children that have ended.
+double processorTime(int whose) {
+    rusage usage{};
+    ::getrusage(whose, &usage);
+    const auto seconds = [](const timeval &time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+Samples allRecordings(QString *spoken = nullptr) {
+    Samples all;
+    for (const auto &recording : Recording::all()) {
+        const auto sound = recording.sound().samples;
+        all.insert(all.end(), sound.begin(), sound.end());
+        if (spoken)
+            *spoken += recording.spoken + u' ';
+    }
+    return all;
+}
+
+std::vector<Samples> inBuffers(const Samples &sound) {
+    std::vector<Samples> buffers;
+    for (size_t begin = 0; begin < sound.size(); begin += bufferFrames) {
+        const auto end = std::min(begin + bufferFrames, sound.size());
+        buffers.emplace_back(sound.begin() + qsizetype(begin), sound.begin() + qsizetype(end));
+    }
+    return buffers;
+}
+
+/// One dictation through the client; waits for its texts.
+class Dictating {
+public:
+    explicit Dictating(RecognizerClient &client) {
+        m_job = client.recognize([told = m_told](const auto &result, const auto &error) {
+            const std::lock_guard lock(told->mutex);
+            if (result)
+                told->text = result->text;
+            if (error)
+                qFatal("%s", qUtf8Printable(error->errorDescription()));
+            told->isFinal = result->isFinal;
+            ++told->texts;
+            told->changed.notify_all();
+        });
+    }
+    void hear(Samples samples) { m_job->sound().append({{16000, 1}, std::move(samples)}); }
+    QString end() {
+        m_job->sound().end();
+        std::unique_lock lock(m_told->mutex);
+        m_told->changed.wait(lock, [this] { return m_told->isFinal; });
+        return m_told->text;
+    }
+    void waitForText(int count) {
+        std::unique_lock lock(m_told->mutex);
+        m_told->changed.wait(lock, [&] { return m_told->texts >= count; });
+    }
+    int texts() const {
+        const std::lock_guard lock(m_told->mutex);
+        return m_told->texts;
+    }
+
+private:
+    struct Told {
+        std::mutex mutex;
+        std::condition_variable changed;
+        QString text;
+        bool isFinal = false;
+        int texts = 0;
+    };
+    std::shared_ptr<Told> m_told = std::make_shared<Told>();
+    std::shared_ptr<platform::RecognitionJob> m_job;
+};
+
+std::unique_ptr<RecognizerClient> loadedClient() {
+    auto client = std::make_unique<RecognizerClient>(QUILLORA_RECOGNIZER);
+    client->load({PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model()});
+    Dictating(*client).end();
+    return client;
+}
+
+std::unique_ptr<recognizer::Decoder> loadedDecoder() {
+    return recognizer::PocketSphinxEngine().load(
+        PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model().files);
+}
+
+void printStart() {
+    std::vector<double> starts;
+    for (int i = 0; i < 5; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        const auto client = loadedClient();
+        starts.push_back(milliseconds(timer));
+    }
+    std::printf("process started, model loaded, an empty dictation: %.0f ms\n", median(starts));
+    const double before = memoryOf(::getpid());
+    const auto client = loadedClient();
+    std::printf(
+        "memory: this program %.1f MiB (%.1f without the client), recognizer %.1f MiB with its model\n",
+        memoryOf(::getpid()), before, memoryOf(recognizer()));
+}
+
+/// The same sound at the same pace, here and in the process.
+void printOverhead() {
+    const auto buffers = inBuffers(allRecordings());
+    std::vector<double> inProcess, outOfProcess;
+    for (int i = 0; i < 5; ++i) {
+        const auto decoder = loadedDecoder();
+        const double loaded = processorTime(RUSAGE_SELF);
+        decoder->beginUtterance();
+        platform::SpeechResampler resampler({16000, 1});
+        for (const auto &buffer : buffers) {
+            decoder->accept(resampler.convert(buffer));
+            decoder->text();
+        }
+        decoder->endUtterance();
+        inProcess.push_back(processorTime(RUSAGE_SELF) - loaded);
+
+        const auto both = [] { return processorTime(RUSAGE_SELF) + processorTime(RUSAGE_CHILDREN); };
+        double idle = both();
+        loadedClient().reset();
+        const double loading = both() - idle;
+        idle = both();
+        auto client = loadedClient();
+        Dictating dictating(*client);
+        for (const auto &buffer : buffers) {
+            dictating.hear(buffer);
+            std::this_thread::sleep_for(3ms); // as small as a microphone's buffers, and not all at once
+        }
+        dictating.end();
+        client.reset();
+        outOfProcess.push_back(both() - idle - loading);
+    }
+    std::printf("processor time: %.2f s here, %.2f s in the process (%+.1f %%)\n", median(inProcess),
+                median(outOfProcess), 100 * (median(outOfProcess) / median(inProcess) - 1));
+}
+
+void printDelays() {
+    const auto client = loadedClient();
+    const auto buffers = inBuffers(Recording::all().front().sound().samples);
+    std::vector<double> appends, ends;
+    for (int i = 0; i < 5; ++i) {
+        Dictating dictating(*client);
+        for (auto buffer : buffers) {
+            QElapsedTimer timer;
+            timer.start();
+            dictating.hear(std::move(buffer));
+            appends.push_back(milliseconds(timer));
+            std::this_thread::sleep_for(21ms);
+        }
+        std::this_thread::sleep_for(500ms);
+        QElapsedTimer timer;
+        timer.start();
+        dictating.end();
+        ends.push_back(milliseconds(timer));
+    }
+    std::printf("a delivered buffer is kept within %.4f ms (%.3f at most)\n", median(appends),
+                *std::max_element(appends.begin(), appends.end()));
+    std::printf("final text after the end of the sound: %.1f ms\n", median(ends));
+}
+
+/// How much of its time a message is on its way: an empty dictation has nothing to decode.
+void printRoundTrip() {
+    const auto client = loadedClient();
+    std::vector<double> turns;
+    for (int i = 0; i < 50; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        Dictating(*client).end();
+        turns.push_back(milliseconds(timer));
+    }
+    std::printf("a dictation without sound, both ways: %.2f ms\n", median(turns));
+}
+
+/// As fast as it can be decoded; beside it, if asked for, the same in one utterance.
+void printLongDictation(int minutes, bool isCompared) {
+    QString spoken;
+    const auto buffers = inBuffers(allRecordings(&spoken));
+    QString allSpoken;
+    const auto client = loadedClient();
+    Dictating dictating(*client);
+    std::printf("minutes  this program  recognizer\n");
+    const auto print = [](int minute) {
+        std::printf("%7d  %8.1f MiB  %6.1f MiB\n", minute, memoryOf(::getpid()), memoryOf(recognizer()));
+        std::fflush(stdout);
+    };
+    double heard = 0; // seconds
+    int printed = 0;
+    print(0);
+    while (heard < 60.0 * minutes) {
+        allSpoken += spoken;
+        const int known = dictating.texts();
+        for (const auto &buffer : buffers) {
+            dictating.hear(buffer);
+            heard += double(buffer.size()) / 16000;
+        }
+        dictating.waitForText(known + 30); // most of them
+        if (int(heard / 60) / 5 > printed)
+            print(5 * (printed = int(heard / 60) / 5));
+    }
+    const auto text = dictating.end();
+    print(minutes);
+    std::printf("word error rate of %.0f minutes, cut at pauses: %.1f %%, %d texts\n", heard / 60,
+                WordErrorRate::of(text, allSpoken).percent(), dictating.texts());
+    if (!isCompared)
+        return;
+    const auto decoder = loadedDecoder();
+    decoder->beginUtterance();
+    int texts = 0;
+    std::string last;
+    for (double again = 0; again < heard;) {
+        for (const auto &buffer : buffers) {
+            decoder->accept(buffer);
+            texts += std::exchange(last, decoder->text()) != last;
+            again += double(buffer.size()) / 16000;
+        }
+    }
+    decoder->endUtterance();
+    std::printf("the same in one utterance: %.1f %%, %d texts, %.1f MiB\n",
+                WordErrorRate::of(QString::fromStdString(decoder->text()), allSpoken).percent(), texts,
+                memoryOf(::getpid()));
+}
+
+} // namespace
+
+/// RecognizerBench [MINUTES] [compare]
+int main(int argc, char **argv) {
+    if (argc == 1) {
+        printStart();
+        printRoundTrip();
+        printDelays();
+        printOverhead();
+    }
+    printLongDictation(argc > 1 ? QByteArray(argv[1]).toInt() : 60, argc == 1 || argc > 2);
+}
