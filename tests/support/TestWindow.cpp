@@ -2,6 +2,8 @@
 
 #include "support/ChildProcess.h"
 
+#include <algorithm>
+
 namespace quillora::test {
 
 namespace {
@@ -84,6 +86,12 @@ void TestWindow::close() {
 
 void TestWindow::replaceBy(const Properties &properties) {
     close();
+    // A window manager that still has the former window takes what it is told of the new one for news of
+    // that.
+    ChildProcess::waitUntil([this] {
+        const auto managed = m_client.numbers(m_client.root(), "_NET_CLIENT_LIST");
+        return std::ranges::count(managed, m_id) == 0;
+    });
     create(properties);
     show();
 }
