@@ -451,7 +451,11 @@ private:
         QCOMPARE(m_keyboard->keysDown().size(), held.keys.size());
     }
 
-    void paste() { paste(*m_keystrokes); }
+    /// The server has done all of it afterwards.
+    void paste() {
+        paste(*m_keystrokes);
+        m_connection->sync();
+    }
 
     static void paste(platform::Keystrokes &keystrokes) {
         bool isPosted = false;
