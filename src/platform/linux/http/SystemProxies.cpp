@@ -4,7 +4,6 @@
 #include <QPointer>
 #include <QTcpSocket>
 
-#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <optional>

@@ -67,10 +67,7 @@ X11Keystrokes::X11Keystrokes(X11Connection &connection, X11HotKeys &hotKeys,
     });
 }
 
-bool X11Keystrokes::isTrusted() {
-    const auto *extension = xcb_get_extension_data(m_connection.xcb(), &xcb_test_id);
-    return extension && extension->present;
-}
+bool X11Keystrokes::isTrusted() { return m_connection.has(xcb_test_id); }
 
 void X11Keystrokes::postPasteChord(Outcome outcome) {
     if (!isTrusted())

@@ -8,12 +8,7 @@
 
 namespace quillora::platform {
 
-using namespace std::chrono_literals;
-
 namespace {
-
-/// The X server answers at once unless it hangs.
-constexpr auto serverPatience = 750ms;
 
 /// An owner that answers late writes to our window; without it, many would end with an X error. So windows
 /// stay for a good while after their answers are of use.
@@ -54,8 +49,6 @@ constexpr const char *usualTargets[] = {
 /// What owners have that do not tell: some small programs, and it is text, then.
 constexpr const char *plainTargets[] = {"UTF8_STRING", "text/plain;charset=utf-8", "STRING"};
 
-QDeadlineTimer serverDeadline() { return QDeadlineTimer(serverPatience); }
-
 bool isContent(const QByteArray &target) {
     static const QSet<QByteArray> others{"TARGETS", "MULTIPLE", "TIMESTAMP", "SAVE_TARGETS", "DELETE"};
     return !target.isEmpty() && !others.contains(target) && !target.startsWith("INSERT_");
@@ -65,11 +58,6 @@ bool isContent(const QByteArray &target) {
 bool isServerResource(xcb_atom_t type) {
     return type == XCB_ATOM_DRAWABLE || type == XCB_ATOM_PIXMAP || type == XCB_ATOM_BITMAP ||
            type == XCB_ATOM_COLORMAP;
-}
-
-template <typename T>
-const T &as(const xcb_generic_event_t &event) {
-    return reinterpret_cast<const T &>(event);
 }
 
 } // namespace
@@ -102,8 +90,7 @@ X11SelectionCollector::Inquiry &X11SelectionCollector::begin(const Collection &c
 X11SelectionCollector::Collection X11SelectionCollector::collect(const QByteArray &selection,
                                                                  xcb_window_t owner, xcb_timestamp_t time) {
     auto collection = std::make_shared<X11Collection>();
-    ask(begin(collection, selection, owner, time), atom("TARGETS"));
-    xcb_flush(m_connection);
+    ask(begin(collection, selection, owner, time), {atom("TARGETS")});
     return collection;
 }
 
@@ -111,11 +98,8 @@ X11SelectionCollector::Collection
 X11SelectionCollector::collectText(const QByteArray &selection, xcb_window_t owner, xcb_timestamp_t time) {
     auto collection = std::make_shared<X11Collection>();
     auto &inquiry = begin(collection, selection, owner, time);
-    inquiry.offered = m_connection.atoms({std::begin(plainTargets), std::end(plainTargets)}, serverDeadline())
-                          .value_or(std::vector<xcb_atom_t>());
-    for (const auto target : *inquiry.offered)
-        ask(inquiry, target);
-    xcb_flush(m_connection);
+    inquiry.offered = plainAtoms();
+    ask(inquiry, *inquiry.offered);
     return collection;
 }
 
@@ -128,9 +112,7 @@ void X11SelectionCollector::askForTheUsual(const Collection &collection) {
         m_connection.atoms({std::begin(usualTargets), std::end(usualTargets)}, serverDeadline());
     if (!targets)
         return;
-    for (const auto target : *targets)
-        ask(*inquiry, target);
-    xcb_flush(m_connection);
+    ask(*inquiry, *targets);
 }
 
 void X11SelectionCollector::handle(const xcb_generic_event_t &event) {
@@ -185,18 +167,24 @@ xcb_atom_t X11SelectionCollector::atom(const QByteArray &name) {
 
 /// Another owner, perhaps ourselves, would answer with what it has.
 bool X11SelectionCollector::isStillAsked(const Inquiry &inquiry) {
-    const auto owner = m_connection.reply<xcb_get_selection_owner_reply_t>(
-        xcb_get_selection_owner(m_connection, atom(inquiry.selection)), serverDeadline());
-    return owner && owner->owner == inquiry.owner;
+    return m_connection.ownerOf(atom(inquiry.selection)) == inquiry.owner;
 }
 
-void X11SelectionCollector::ask(Inquiry &inquiry, xcb_atom_t target) {
-    if (std::ranges::find(inquiry.conversions, target, &Conversion::target) != inquiry.conversions.end())
-        return;
-    const auto window = m_connection.createWindow();
-    xcb_convert_selection(m_connection, window, atom(inquiry.selection), target, atom("QUILLORA_SELECTION"),
-                          inquiry.time);
-    inquiry.conversions.push_back({.window = window, .target = target, .data = {}});
+std::vector<xcb_atom_t> X11SelectionCollector::plainAtoms() {
+    return m_connection.atoms({std::begin(plainTargets), std::end(plainTargets)}, serverDeadline())
+        .value_or(std::vector<xcb_atom_t>());
+}
+
+void X11SelectionCollector::ask(Inquiry &inquiry, const std::vector<xcb_atom_t> &targets) {
+    for (const auto target : targets) {
+        if (std::ranges::find(inquiry.conversions, target, &Conversion::target) != inquiry.conversions.end())
+            continue;
+        const auto window = m_connection.createWindow();
+        xcb_convert_selection(m_connection, window, atom(inquiry.selection), target,
+                              atom("QUILLORA_SELECTION"), inquiry.time);
+        inquiry.conversions.push_back({.window = window, .target = target, .data = {}});
+    }
+    xcb_flush(m_connection);
 }
 
 void X11SelectionCollector::takeAnswer(Inquiry &inquiry, Conversion &conversion, xcb_atom_t property) {
@@ -270,8 +258,7 @@ void X11SelectionCollector::askForAll(Inquiry &inquiry) {
         offered.resize(static_cast<size_t>(answer.data.size()) / sizeof(xcb_atom_t));
         std::memcpy(offered.data(), answer.data.constData(), offered.size() * sizeof(xcb_atom_t));
     } else {
-        offered = m_connection.atoms({std::begin(plainTargets), std::end(plainTargets)}, serverDeadline())
-                      .value_or(std::vector<xcb_atom_t>());
+        offered = plainAtoms();
     }
     const auto names = m_connection.names(offered, serverDeadline());
     inquiry.offered.emplace();
@@ -280,11 +267,8 @@ void X11SelectionCollector::askForAll(Inquiry &inquiry) {
             std::ranges::find(*inquiry.offered, offered[i]) == inquiry.offered->end())
             inquiry.offered->push_back(offered[i]);
     }
-    if (!isStillAsked(inquiry))
-        return;
-    for (const auto target : *inquiry.offered)
-        ask(inquiry, target);
-    xcb_flush(m_connection);
+    if (isStillAsked(inquiry))
+        ask(inquiry, *inquiry.offered);
 }
 
 void X11SelectionCollector::publish(const Inquiry &inquiry) const {

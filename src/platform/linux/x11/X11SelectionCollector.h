@@ -77,7 +77,8 @@ private:
                    xcb_timestamp_t time);
     xcb_atom_t atom(const QByteArray &name);
     bool isStillAsked(const Inquiry &inquiry);
-    void ask(Inquiry &inquiry, xcb_atom_t target);
+    std::vector<xcb_atom_t> plainAtoms();
+    void ask(Inquiry &inquiry, const std::vector<xcb_atom_t> &targets);
     void askForAll(Inquiry &inquiry);
     void takeAnswer(Inquiry &inquiry, Conversion &conversion, xcb_atom_t property);
     void takePiece(Inquiry &inquiry, Conversion &conversion);

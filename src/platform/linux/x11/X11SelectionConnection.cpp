@@ -100,6 +100,12 @@ std::optional<xcb_timestamp_t> X11SelectionConnection::serverTime(xcb_window_t w
     return {};
 }
 
+xcb_window_t X11SelectionConnection::ownerOf(xcb_atom_t selection) {
+    const auto owner = reply<xcb_get_selection_owner_reply_t>(
+        xcb_get_selection_owner(m_connection, selection), serverDeadline());
+    return owner ? owner->owner : XCB_NONE;
+}
+
 X11SelectionConnection::Event X11SelectionConnection::nextEvent(const QDeadlineTimer &deadline) {
     xcb_flush(m_connection);
     for (;;) {

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "platform/linux/x11/X11Reply.h"
+
 #include <QByteArray>
 #include <QDeadlineTimer>
 
-#include <cstdlib>
+#include <chrono>
 #include <functional>
 #include <map>
-#include <memory>
 #include <optional>
 #include <vector>
 
@@ -14,6 +15,16 @@
 #include <xcb/xcbext.h>
 
 namespace quillora::platform {
+
+/// The X server answers at once unless it hangs. Longer than anybody waits for us, or giving up would look
+/// like an answer.
+inline QDeadlineTimer serverDeadline() { return QDeadlineTimer(std::chrono::milliseconds(750)); }
+
+/// An event as what its type says it is.
+template <typename T>
+const T &as(const xcb_generic_event_t &event) {
+    return reinterpret_cast<const T &>(event);
+}
 
 /// A connection to the X server that serves selections only, and on which nothing is awaited without a
 /// deadline.
@@ -23,11 +34,8 @@ namespace quillora::platform {
 /// everything with nothing.
 class X11SelectionConnection {
 public:
-    struct Free {
-        void operator()(void *memory) const { std::free(memory); }
-    };
     template <typename T>
-    using Reply = std::unique_ptr<T, Free>;
+    using Reply = X11Reply<T>;
     using Event = Reply<xcb_generic_event_t>;
     using EventHandler = std::function<void(const xcb_generic_event_t &)>;
 
@@ -56,6 +64,9 @@ public:
     /// arrive meanwhile are handed to `otherwise`.
     std::optional<xcb_timestamp_t> serverTime(xcb_window_t window, const QDeadlineTimer &deadline,
                                               const EventHandler &otherwise);
+
+    /// None where there is no owner or the server does not say.
+    xcb_window_t ownerOf(xcb_atom_t selection);
 
     /// Nothing if the request failed or the deadline passed.
     template <typename T, typename Cookie>

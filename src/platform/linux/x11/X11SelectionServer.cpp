@@ -7,23 +7,10 @@
 
 namespace quillora::platform {
 
-using namespace std::chrono_literals;
-
 namespace {
-
-/// The X server answers at once unless it hangs. Longer than anybody waits for us, or giving up would look
-/// like an answer.
-constexpr auto serverPatience = 750ms;
 
 /// Values above this go out in pieces of this size. A multiple of every unit.
 constexpr qsizetype pieceSize = qsizetype{256} * 1024;
-
-QDeadlineTimer serverDeadline() { return QDeadlineTimer(serverPatience); }
-
-template <typename T>
-const T &as(const xcb_generic_event_t &event) {
-    return reinterpret_cast<const T &>(event);
-}
 
 /// Server times wrap around after 49 days.
 bool isBefore(xcb_timestamp_t a, xcb_timestamp_t b) { return static_cast<int32_t>(a - b) < 0; }
@@ -38,13 +25,24 @@ X11SelectionServer::X11SelectionServer(const QByteArray &displayName, Patience p
     if (!isAlive())
         return;
     m_window = m_connection.createWindow();
+    xcb_prefetch_extension_data(m_connection, &xcb_xfixes_id);
     // In the order of Atom.
     const auto atoms =
         m_connection.atoms({"TARGETS", "TIMESTAMP", "MULTIPLE", "SAVE_TARGETS", "INCR", "ATOM_PAIR", "NULL",
                             "CLIPBOARD", "CLIPBOARD_MANAGER", "QUILLORA_HAND_OVER"},
                            serverDeadline());
-    if (atoms)
-        m_atoms = *atoms;
+    if (!atoms)
+        return;
+    m_atoms = *atoms;
+    // It was asked for before them, so that nothing is waited for here.
+    const auto *xfixes = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
+    if (!xfixes || !xfixes->present)
+        return;
+    m_ownerChangeEvent = xfixes->first_event + XCB_XFIXES_SELECTION_NOTIFY;
+    // The extension answers nothing to whoever has not named a version.
+    xcb_discard_reply(
+        m_connection,
+        xcb_xfixes_query_version(m_connection, XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION).sequence);
 }
 
 bool X11SelectionServer::own(const QByteArray &selection, Collection contents) {
@@ -93,9 +91,7 @@ bool X11SelectionServer::gives(const QByteArray &selection, const X11SelectionCo
 
 /// A program that synchronises clipboards may take over what we lend, and another may take it from that one.
 void X11SelectionServer::noteHeir(const xcb_generic_event_t &event) {
-    const auto *extension = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
-    if (!extension || !extension->present ||
-        (event.response_type & 0x7f) != extension->first_event + XCB_XFIXES_SELECTION_NOTIFY)
+    if ((event.response_type & 0x7fu) != m_ownerChangeEvent)
         return;
     const auto &change = as<xcb_xfixes_selection_notify_event_t>(event);
     m_heirs.erase(change.selection);
@@ -107,11 +103,8 @@ void X11SelectionServer::noteHeir(const xcb_generic_event_t &event) {
 }
 
 void X11SelectionServer::watch(xcb_atom_t selection, uint32_t eventMask) {
-    const auto *extension = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
-    if (!extension || !extension->present)
-        return;
-    xcb_xfixes_query_version_unchecked(m_connection, XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION);
-    xcb_xfixes_select_selection_input(m_connection, m_window, selection, eventMask);
+    if (m_ownerChangeEvent)
+        xcb_xfixes_select_selection_input(m_connection, m_window, selection, eventMask);
 }
 
 X11SelectionServer::Collection X11SelectionServer::collect(const QByteArray &selection) {
@@ -127,15 +120,16 @@ X11SelectionServer::Collection X11SelectionServer::collect(const QByteArray &sel
 }
 
 void X11SelectionServer::restore(const QByteArray &selection, const Collection &collection) {
-    if (const auto atoms = m_connection.atoms({selection}, serverDeadline())) {
+    const auto atoms = m_connection.atoms({selection}, serverDeadline());
+    if (atoms) {
         watch(atoms->front(), 0);
         m_heirs.erase(atoms->front());
     }
     const bool isEmpty = collection->contents().values.empty();
     if (isEmpty && collection->isComplete())
         clear(selection);
-    else if (own(selection, collection))
-        m_holdings[m_connection.atoms({selection}, serverDeadline())->front()].isAwaited = isEmpty;
+    else if (own(selection, collection) && atoms)
+        m_holdings[atoms->front()].isAwaited = isEmpty;
 }
 
 void X11SelectionServer::clear(const QByteArray &selection) {
@@ -144,14 +138,14 @@ void X11SelectionServer::clear(const QByteArray &selection) {
         return;
     m_holdings.erase(atoms->front());
     // A manager would fill a clipboard that nobody owns, with the very text that is to go.
-    if (atoms->front() == atom(clipboard) && ownerOf(atom(clipboardManager)) != XCB_NONE) {
+    if (atoms->front() == atom(clipboard) && m_connection.ownerOf(atom(clipboardManager)) != XCB_NONE) {
         own(selection, std::make_shared<X11Collection>(X11SelectionContents()));
         return;
     }
     if (const auto time = serverTime())
         xcb_set_selection_owner(m_connection, XCB_NONE, atoms->front(), *time);
     // The answer says that the server has done it: another program that asks now must not find the old owner.
-    ownerOf(atoms->front());
+    m_connection.ownerOf(atoms->front());
 }
 
 X11SelectionServer::Collection X11SelectionServer::held(const QByteArray &selection) {
@@ -159,7 +153,7 @@ X11SelectionServer::Collection X11SelectionServer::held(const QByteArray &select
     if (!atoms || !m_holdings.contains(atoms->front()))
         return {};
     // The server knows it before the event that tells us arrives.
-    if (ownerOf(atoms->front()) != m_window)
+    if (m_connection.ownerOf(atoms->front()) != m_window)
         return {};
     const auto found = m_holdings.find(atoms->front());
     return found != m_holdings.end() ? found->second.contents : nullptr;
@@ -170,7 +164,7 @@ bool X11SelectionServer::handOver(std::chrono::milliseconds limit) {
     const auto contents = held("CLIPBOARD");
     if (!contents || contents->contents().values.empty())
         return false;
-    if (ownerOf(atom(clipboardManager)) == XCB_NONE)
+    if (m_connection.ownerOf(atom(clipboardManager)) == XCB_NONE)
         return false;
 
     const auto time = serverTime();
@@ -224,13 +218,7 @@ QDeadlineTimer X11SelectionServer::nextExpiry() const {
 
 xcb_window_t X11SelectionServer::ownerOf(const QByteArray &selection) {
     const auto atoms = m_connection.atoms({selection}, serverDeadline());
-    return atoms ? ownerOf(atoms->front()) : XCB_NONE;
-}
-
-xcb_window_t X11SelectionServer::ownerOf(xcb_atom_t selection) {
-    const auto owner = m_connection.reply<xcb_get_selection_owner_reply_t>(
-        xcb_get_selection_owner(m_connection, selection), serverDeadline());
-    return owner ? owner->owner : XCB_NONE;
+    return atoms ? m_connection.ownerOf(atoms->front()) : XCB_NONE;
 }
 
 std::optional<xcb_timestamp_t> X11SelectionServer::serverTime() {

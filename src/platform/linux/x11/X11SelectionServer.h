@@ -104,7 +104,6 @@ private:
     /// Leaves nothing on the selection, whoever owns it: no owner, or, on the clipboard where a manager would
     /// fill it again, an owner that offers nothing.
     void clear(const QByteArray &selection);
-    xcb_window_t ownerOf(xcb_atom_t selection);
     std::optional<xcb_timestamp_t> serverTime();
     void handle(const xcb_generic_event_t &event);
     void handleRequest(const xcb_selection_request_event_t &request);
@@ -126,6 +125,7 @@ private:
     const std::chrono::milliseconds m_patience;
     xcb_window_t m_window = XCB_NONE;
     std::vector<xcb_atom_t> m_atoms;
+    std::optional<unsigned> m_ownerChangeEvent; ///< its type, where the server tells of another owner
     std::map<xcb_atom_t, Holding> m_holdings;
     std::vector<Transfer> m_transfers;
     std::map<xcb_atom_t, Heir> m_heirs;

@@ -30,13 +30,14 @@ void endStartupNotification(const QByteArray &startupId) {
     piece.format = 8;
     piece.window = sender;
     piece.type = atom(connection, "_NET_STARTUP_INFO_BEGIN");
+    const xcb_atom_t following = atom(connection, "_NET_STARTUP_INFO");
     constexpr qsizetype pieceSize = sizeof piece.data.data8;
     for (qsizetype sent = 0; sent <= message.size(); sent += pieceSize) {
         std::ranges::fill(piece.data.data8, 0);
         std::ranges::copy(message.mid(sent, pieceSize), piece.data.data8);
         xcb_send_event(connection, 0, screen->root, XCB_EVENT_MASK_PROPERTY_CHANGE,
                        reinterpret_cast<const char *>(&piece));
-        piece.type = atom(connection, "_NET_STARTUP_INFO");
+        piece.type = following;
     }
     xcb_destroy_window(connection, sender);
     xcb_flush(connection);

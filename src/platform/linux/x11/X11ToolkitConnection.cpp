@@ -1,10 +1,10 @@
 #include "platform/linux/x11/X11ToolkitConnection.h"
 
+#include "platform/linux/x11/X11Reply.h"
+
 #include <QGuiApplication>
 
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 namespace quillora::platform {
 
@@ -15,8 +15,7 @@ xcb_connection_t *toolkitConnection() {
 
 xcb_atom_t atom(xcb_connection_t *connection, const char *name) {
     const auto cookie = xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
-    const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
-        xcb_intern_atom_reply(connection, cookie, nullptr), &std::free);
+    const X11Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection, cookie, nullptr));
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
