@@ -1,7 +1,6 @@
 #include "app/AppDelegate.h"
 
 #include "app/ApplicationIdentity.h"
-#include "app/SystemDialogs.h"
 #include "platform/Detached.h"
 #include "platform/HotKeys.h"
 #include "platform/Platform.h"
@@ -191,8 +190,7 @@ bool AppDelegate::popoverStaysOpen() const {
         return true;
     const auto &workspace = Platform::current().workspace();
     const auto frontmost = workspace.frontmostApplication();
-    const auto identifier = frontmost ? frontmost->bundleIdentifier() : std::nullopt;
-    return identifier && (identifier == workspace.mainBundleIdentifier() || isSystemDialog(*identifier));
+    return frontmost && frontmost->bundleIdentifier() == workspace.mainBundleIdentifier();
 }
 
 void AppDelegate::followTray() {

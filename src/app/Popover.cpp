@@ -2,6 +2,7 @@
 
 #include "app/PanelPlacement.h"
 #include "app/PanelScroller.h"
+#include "app/SystemDialogs.h"
 #include "platform/Platform.h"
 
 #include <QApplication>
@@ -26,6 +27,10 @@ namespace {
 /// A click on the status item takes the focus before it arrives; it must still find the popover open, or it
 /// would open it again instead of closing it.
 constexpr auto focusGracePeriod = std::chrono::milliseconds(200);
+
+/// A dialog of the desktop goes before whoever had asked for it hears the answer and shows the popover again;
+/// until then the window manager may have given the focus to any window.
+constexpr auto returnGracePeriod = std::chrono::seconds(3);
 
 /// What sets the popover off from the windows under it, in pixels.
 constexpr int borderWidth = 1;
@@ -133,6 +138,7 @@ void Popover::loseInterest() {
     Platform::current().workspace().removeActivationObserver(std::exchange(m_activationObserver, 0));
     if (m_focusCheck)
         m_focusCheck->cancel();
+    m_sawSystemDialog = false;
 }
 
 void Popover::changeEvent(QEvent *event) {
@@ -145,13 +151,18 @@ void Popover::changeEvent(QEvent *event) {
 }
 
 void Popover::awaitFocus() {
+    // Looked for at once: the dialog may be gone when the focus is looked for.
+    m_sawSystemDialog = m_sawSystemDialog || isUnderSystemDialog();
+    awaitFocus(focusGracePeriod);
+}
+
+void Popover::awaitFocus(std::chrono::milliseconds patience) {
     if (m_focusCheck)
         m_focusCheck->cancel();
-    m_focusCheck =
-        Platform::current().mainQueue().asyncAfter(focusGracePeriod, [self = QPointer<Popover>(this)] {
-            if (self)
-                self->closeIfAbandoned();
-        });
+    m_focusCheck = Platform::current().mainQueue().asyncAfter(patience, [self = QPointer<Popover>(this)] {
+        if (self)
+            self->closeIfAbandoned();
+    });
 }
 
 /// The toolkit takes itself for active as soon as it has asked for that, whatever the window manager says.
@@ -162,13 +173,21 @@ bool Popover::isAttended() const {
     return isActiveWindow() && !isElsewhere;
 }
 
+bool Popover::isUnderSystemDialog() const {
+    const auto frontmost = Platform::current().workspace().frontmostApplication();
+    return frontmost && isSystemDialog(frontmost->bundleIdentifier().value_or(QString()));
+}
+
 void Popover::closeIfAbandoned() {
+    const bool sawSystemDialog = std::exchange(m_sawSystemDialog, isUnderSystemDialog());
     if (!isVisible() || isAttended())
         return;
-    const bool isHeldOpen =
-        QApplication::activePopupWidget() || QApplication::activeModalWidget() || (staysOpen && staysOpen());
+    const bool isHeldOpen = m_sawSystemDialog || QApplication::activePopupWidget() ||
+                            QApplication::activeModalWidget() || (staysOpen && staysOpen());
     if (isHeldOpen)
         awaitFocus();
+    else if (sawSystemDialog)
+        awaitFocus(returnGracePeriod);
     else
         performClose();
 }

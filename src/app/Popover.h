@@ -6,6 +6,7 @@
 
 #include <QWidget>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -67,7 +68,9 @@ private:
     void watchForInterestElsewhere();
     void loseInterest();
     void awaitFocus();
+    void awaitFocus(std::chrono::milliseconds patience);
     bool isAttended() const;
+    bool isUnderSystemDialog() const;
     void closeIfAbandoned();
     bool isAttached() const { return m_presentation == Presentation::attached; }
 
@@ -75,7 +78,8 @@ private:
 
     std::optional<Presentation> m_presentation; ///< none until it was first shown
     std::optional<QRect> m_anchor;
-    QPoint m_pointer; ///< where the pointer was at the opening
+    QPoint m_pointer;               ///< where the pointer was at the opening
+    bool m_sawSystemDialog = false; ///< since the focus was last looked for
     std::shared_ptr<platform::WorkItem> m_focusCheck;
     std::unique_ptr<platform::PointerWatch> m_pointerWatch;      ///< while it is open beside its anchor
     platform::Workspace::ObserverToken m_activationObserver = 0; ///< likewise

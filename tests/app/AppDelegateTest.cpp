@@ -712,8 +712,6 @@ private Q_SLOTS:
         QTest::newRow("another application") << u"Mousepad"_qs << false << false;
         QTest::newRow("nothing in front") << QString() << false << false;
         QTest::newRow("a hotkey is captured") << u"Mousepad"_qs << true << true;
-        QTest::newRow("a keyring prompt") << u"Gcr-prompter"_qs << false << true;
-        QTest::newRow("a portal's dialog") << u"xdg-desktop-portal-gtk"_qs << false << true;
         QTest::newRow("a grabbed key, with the panel still in front") << u"Quillora"_qs << false << true;
     }
     void thePanelStaysOpenWithoutTheFocus() {

@@ -83,6 +83,38 @@ private Q_SLOTS:
         QVERIFY(!m_popover->isShown());
     }
 
+    void aPopoverStaysUnderADialogOfTheDesktop_data() {
+        QTest::addColumn<QString>("frontmost");
+        QTest::newRow("a keyring prompt") << u"Gcr-prompter"_qs;
+        QTest::newRow("a portal's dialog") << u"xdg-desktop-portal-gtk"_qs;
+    }
+    void aPopoverStaysUnderADialogOfTheDesktop() {
+        QFETCH(QString, frontmost);
+        openAndLoseFocusTo(frontmost);
+        m_platform->queue.advance(10s);
+        QVERIFY(m_popover->isShown());
+    }
+
+    void aPopoverClosesThreeSecondsAfterADialogOfTheDesktop() {
+        openAndLoseFocusTo(u"Gcr-prompter"_qs);
+        bringToFront(u"Mousepad"_qs);
+        m_platform->queue.advance(200ms + 3s - 1ms);
+        QVERIFY(m_popover->isShown());
+        m_platform->queue.advance(1ms);
+        QVERIFY(!m_popover->isShown());
+    }
+
+    void aPopoverThatIsShownAgainAfterADialogOfTheDesktopStays() {
+        openAndLoseFocusTo(u"Gcr-prompter"_qs);
+        bringToFront(u"Mousepad"_qs);
+        m_platform->queue.advance(2s);
+        m_platform->workspaceFake.frontmost.reset();
+        m_popover->showAttached({});
+        QTRY_VERIFY(m_popover->isActiveWindow());
+        m_platform->queue.advance(10s);
+        QVERIFY(m_popover->isShown());
+    }
+
     void aPopoverStaysWhileADialogOfItsOwnIsUp() {
         m_popover->showAttached({});
         QVERIFY(QTest::qWaitForWindowActive(m_popover.get()));
@@ -211,6 +243,14 @@ private:
         m_popover->showAttached({});
         QVERIFY(QTest::qWaitForWindowActive(m_popover.get()));
         loseFocus();
+    }
+    void openAndLoseFocusTo(const QString &application) {
+        openAndLoseFocus();
+        bringToFront(application);
+    }
+    void bringToFront(const QString &application) {
+        auto &workspace = m_platform->workspaceFake;
+        workspace.bringToFront(workspace.launch(application));
     }
 
     QScrollArea *scroller() const { return m_popover->findChild<QScrollArea *>(); }
