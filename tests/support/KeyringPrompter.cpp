@@ -4,7 +4,6 @@
 
 #include <QDBusConnectionInterface>
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace quillora::test {
@@ -24,9 +23,8 @@ KeyringPrompter::KeyringPrompter(const PrivateSessionBus &bus)
 
 bool KeyringPrompter::isAsking() {
     const platform::X11Windows windows(m_connection);
-    return std::ranges::any_of(windows.stacked(), [&](xcb_window_t window) {
-        return windows.isSeen(window) && windows.windowClass(window) == u"Gcr-prompter"_qs;
-    });
+    const auto active = windows.active();
+    return active && windows.isSeen(*active) && windows.windowClass(*active) == u"Gcr-prompter"_qs;
 }
 
 void KeyringPrompter::answer(const QByteArray &password) {

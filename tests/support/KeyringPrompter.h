@@ -13,6 +13,7 @@ public:
     /// For the keyring on that bus.
     explicit KeyringPrompter(const PrivateSessionBus &bus);
 
+    /// Whether the dialog stands there and what the user types goes to it.
     bool isAsking();
 
     void answer(const QByteArray &password);
