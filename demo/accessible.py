@@ -31,7 +31,7 @@ class ScreenReader:
         return self._ask("length", application, name)
 
     def status(self, application):
-        """The name of the widget with that description; None if it cannot be read."""
+        """What its status line says; None if it cannot be read."""
         return self._ask("status", application, None)
 
     def press(self, application, name):

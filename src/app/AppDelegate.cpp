@@ -66,7 +66,7 @@ void AppDelegate::applicationDidFinishLaunching(Start start) {
     m_controller = std::make_unique<AppController>();
     m_controller->onStateChanged = [self] {
         if (self)
-            self->refreshStatusIcon();
+            self->showState();
     };
     m_controller->onNeedsAttention = [self] {
         if (self)
@@ -77,7 +77,7 @@ void AppDelegate::applicationDidFinishLaunching(Start start) {
     m_statusItem = m_makeStatusItem();
     m_statusItem->setMenu(m_menu.get());
     connect(m_statusItem.get(), &StatusItem::activated, this, &AppDelegate::togglePopover);
-    refreshStatusIcon();
+    showState();
 
     makePopover();
     m_translationWindow = std::make_unique<TranslationHostView>(m_controller->translationBridge());
@@ -110,8 +110,6 @@ void AppDelegate::makeMenu() {
     m_menu->addAction(u"Quit"_qs, this, &AppDelegate::quit);
 
     connect(m_menu.get(), &QMenu::aboutToShow, this, &AppDelegate::refreshLoginAction);
-    for (const auto changed : {&AppController::isRecordingChanged, &AppController::isProcessingChanged})
-        connect(m_controller.get(), changed, this, &AppDelegate::refreshDictationAction);
     refreshDictationAction();
     refreshLoginAction();
 }
@@ -169,7 +167,8 @@ void AppDelegate::showPopover() {
         m_popover->showAsWindow();
 }
 
-void AppDelegate::refreshStatusIcon() {
+void AppDelegate::showState() {
+    refreshDictationAction();
     if (m_statusItem)
         m_statusItem->setState(m_controller->dictationState(), applicationName);
     if (m_popover)

@@ -67,7 +67,7 @@ private:
     void refreshDictationAction();
     void refreshLoginAction();
     void makePopover();
-    void refreshStatusIcon();
+    void showState();
     void refreshPopoverWindow();
     bool popoverStaysOpen() const;
     void handlePopoverClosed();

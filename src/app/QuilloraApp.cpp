@@ -19,7 +19,6 @@ using platform::Platform;
 namespace {
 
 constexpr int noLanguageStatus = 1;
-const QString startupIdDetail = u"desktop-startup-id"_qs;
 
 /// Where there is no session bus, the bus library would start one that outlives the program and that nobody
 /// else is on.
@@ -31,15 +30,10 @@ void forgoMissingSessionBus() {
         qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 }
 
-/// What org.freedesktop.Application.Activate takes along, so that the running instance may come to the front.
-QVariantMap readStartDetails() {
+/// What has to do with the environment, while there are no other threads.
+QByteArray readStartupId() {
     forgoMissingSessionBus();
-    QVariantMap details;
-    if (qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"))
-        details.insert(u"activation-token"_qs, qEnvironmentVariable("XDG_ACTIVATION_TOKEN"));
-    if (qEnvironmentVariableIsSet("DESKTOP_STARTUP_ID"))
-        details.insert(startupIdDetail, qEnvironmentVariable("DESKTOP_STARTUP_ID"));
-    return details;
+    return qgetenv("DESKTOP_STARTUP_ID");
 }
 
 void tellThatNothingCanBeRecognized() {
@@ -53,8 +47,7 @@ void tellThatNothingCanBeRecognized() {
 
 } // namespace
 
-QuilloraApp::QuilloraApp(int &argc, char **argv)
-    : m_startDetails(readStartDetails()), m_application(argc, argv) {
+QuilloraApp::QuilloraApp(int &argc, char **argv) : m_startupId(readStartupId()), m_application(argc, argv) {
     QApplication::setApplicationName(applicationName);
     QApplication::setApplicationDisplayName(applicationName);
     QApplication::setOrganizationName(applicationName);
@@ -70,9 +63,8 @@ int QuilloraApp::run(const PlatformFactory &makePlatform, const StartEnd &endSta
     const Start start =
         QCoreApplication::arguments().contains(LoginItem::startArgument) ? Start::atLogin : Start::byUser;
     RunningInstance instance(QDBusConnection::sessionBus());
-    const QByteArray startupId = m_startDetails.value(startupIdDetail).toString().toUtf8();
-    if (instance.claim(start, m_startDetails) == RunningInstance::Claim::handedOver) {
-        endStart(startupId);
+    if (instance.claim(start) == RunningInstance::Claim::handedOver) {
+        endStart(m_startupId);
         return 0;
     }
 
@@ -95,7 +87,7 @@ int QuilloraApp::run(const PlatformFactory &makePlatform, const StartEnd &endSta
     QObject::connect(&terminationSignals, &TerminationSignals::received, delegate, &AppDelegate::quit);
 
     delegate->applicationDidFinishLaunching(start);
-    endStart(startupId);
+    endStart(m_startupId);
     const int status = QApplication::exec();
     m_appDelegate.reset();
     // Whatever waited for something has been told that it is over, and comes to its end here.

@@ -3,7 +3,6 @@
 #include "app/AppDelegate.h"
 
 #include <QApplication>
-#include <QVariantMap>
 
 #include <functional>
 #include <memory>
@@ -32,7 +31,7 @@ public:
     int run(const PlatformFactory &makePlatform, const StartEnd &endStart);
 
 private:
-    QVariantMap m_startDetails; ///< what the desktop says about this start; read before the toolkit eats it
+    QByteArray m_startupId; ///< under which the desktop knows this start; read before the toolkit eats it
     QApplication m_application;
     std::unique_ptr<AppDelegate> m_appDelegate;
 };

@@ -4,6 +4,7 @@
 #include "insertion/KeychainStore.h"
 #include "platform/KeychainAvailability.h"
 #include "platform/Keystrokes.h"
+#include "platform/MainQueue.h"
 #include "platform/Platform.h"
 #include "platform/UserDefaults.h"
 

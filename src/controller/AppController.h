@@ -5,7 +5,6 @@
 #include "hotkey/AppHotKey.h"
 #include "insertion/PasteboardInserter.h"
 #include "platform/HotKeys.h"
-#include "platform/MainQueue.h"
 #include "platform/Workspace.h"
 #include "speech/SpeechRecognizerService.h"
 #include "translation/LanguageCatalog.h"

@@ -27,12 +27,12 @@ namespace quillora {
 
 namespace {
 
-// The panel's measures, in logical pixels.
 const QString otherKeysText =
     u"In its keyboard settings the desktop can bind a key to the command "
     "dbus-send --type=method_call --dest=org.quillora.Quillora /org/quillora/Quillora "
     "org.quillora.Quillora.Toggle"_qs;
 
+// The panel's measures, in logical pixels.
 constexpr int panelWidth = 380;
 constexpr int panelPadding = 18;
 constexpr int sectionSpacing = 16;

@@ -4,6 +4,7 @@
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusReply>
+#include <QVariantMap>
 
 namespace quillora {
 
@@ -24,10 +25,10 @@ const QString busName = u"org.freedesktop.DBus"_qs;
 const QString applicationPath = u"/org/quillora/Quillora"_qs;
 
 /// Asks the holder of the name to show itself.
-QDBusMessage activation(const QVariantMap &platformData) {
+QDBusMessage activation() {
     auto activate = QDBusMessage::createMethodCall(applicationIdentifier, applicationPath,
                                                    u"org.freedesktop.Application"_qs, u"Activate"_qs);
-    return activate << platformData;
+    return activate << QVariantMap();
 }
 
 /// Asks the holder of the name for a sign of life only: for a description of what it offers.
@@ -84,12 +85,12 @@ RunningInstance::RunningInstance(const QDBusConnection &bus) : m_bus(bus) {
     new DictationAdaptor(this);
 }
 
-RunningInstance::Claim RunningInstance::claim(Start start, const QVariantMap &platformData) {
+RunningInstance::Claim RunningInstance::claim(Start start) {
     if (!m_bus.isConnected())
         return Claim::first;
     m_bus.registerObject(applicationPath, this);
     if (!requestName(allowReplacement | doNotQueue)) {
-        if (holderAnswers(start == Start::byUser ? activation(platformData) : introspection()))
+        if (holderAnswers(start == Start::byUser ? activation() : introspection()))
             return Claim::handedOver;
         requestName(allowReplacement | replaceExisting | doNotQueue);
     }

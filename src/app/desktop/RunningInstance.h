@@ -5,7 +5,6 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QObject>
-#include <QVariantMap>
 
 namespace quillora {
 
@@ -23,9 +22,8 @@ public:
     explicit RunningInstance(const QDBusConnection &bus);
 
     /// Takes the name. An instance that holds it but does not answer loses it: a hung program must not keep
-    /// the user from starting a good one. Takes at most 3.5 s. `platformData` is what
-    /// org.freedesktop.Application.Activate passes on about the start.
-    Claim claim(Start start, const QVariantMap &platformData);
+    /// the user from starting a good one. Takes at most 7 s.
+    Claim claim(Start start);
 
 Q_SIGNALS:
     /// Somebody started the program once more, or the desktop asks for it.
