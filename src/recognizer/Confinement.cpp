@@ -2,10 +2,10 @@
 
 #include "recognizer/protocol/Messages.h"
 
-#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <initializer_list>
 #include <linux/landlock.h>
 #include <memory>
 #include <sched.h>

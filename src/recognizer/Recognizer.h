@@ -4,9 +4,6 @@
 
 namespace quillora::recognizer {
 
-/// The descriptor under which the program gives its recognizer the socket.
-constexpr int socketDescriptor = 3;
-
 /// The whole of the recognizer's process: serves the program at the other end of the socket until that end is
 /// gone. Returns the process's status.
 int serve(const Engines &engines);

@@ -27,19 +27,8 @@ private:
 class FakeEngineHarness : public test::SpeechRecognizersHarness {
 public:
     platform::SpeechRecognizers &recognizers() override { return m_recognizers; }
-    void hearSentence(platform::Recognition &recognition) override {
-        hearUnendedSentence(recognition);
-        recognition.endAudio();
-    }
     void hearUnendedSentence(platform::Recognition &recognition) override {
         recognition.append({{16000, 1}, test::FakeSpeech::words(1, 5)});
-    }
-    void letRecognitionsFinish() override {
-        const auto isFinal = std::make_shared<std::atomic<bool>>(false);
-        m_recognizers.makeRecognizer(u"en-US"_qs)->recognize([isFinal](const auto &, const auto &) {
-            *isFinal = true;
-        });
-        test::ChildProcess::waitUntil([&] { return isFinal->load(); }, 30000);
     }
 
 private:

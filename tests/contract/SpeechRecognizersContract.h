@@ -1,13 +1,11 @@
 #pragma once
 
 #include "platform/SpeechRecognizers.h"
-#include "support/ChildProcess.h"
+#include "support/Told.h"
 
 #include <QTest>
 
 #include <memory>
-#include <mutex>
-#include <vector>
 
 namespace quillora::test {
 
@@ -19,13 +17,21 @@ public:
     virtual platform::SpeechRecognizers &recognizers() = 0;
 
     /// The latest recognition hears a whole sentence, word by word, and then the end of the audio.
-    virtual void hearSentence(platform::Recognition &recognition) = 0;
+    virtual void hearSentence(platform::Recognition &recognition) {
+        hearUnendedSentence(recognition);
+        recognition.endAudio();
+    }
 
     /// The same, but nothing says that the audio ends.
     virtual void hearUnendedSentence(platform::Recognition &recognition) = 0;
 
-    /// Loads of time for a recognizer to say what it may have to say.
-    virtual void letRecognitionsFinish() = 0;
+    /// Lets the recognizer say what it may have to say: it takes one recognition after the other, and when a
+    /// later one is through, so are the earlier ones.
+    virtual void letRecognitionsFinish() {
+        const Told later;
+        recognizers().makeRecognizer(u"en-US"_qs)->recognize(later.handler())->endAudio();
+        later.finalText();
+    }
 };
 
 /// What all SpeechRecognizers do.
@@ -55,13 +61,12 @@ private Q_SLOTS:
         begin();
         m_harness->hearSentence(*m_recognition);
         QVERIFY(becomesFinal());
-        const std::lock_guard lock(m_told->mutex);
-        const auto &results = m_told->results;
+        const auto results = m_told.results();
         QVERIFY(results.size() > 1);
         for (size_t i = 0; i + 1 < results.size(); ++i)
             QVERIFY(!results[i].isFinal);
         QVERIFY(!results.back().text.isEmpty());
-        QCOMPARE(m_told->errors, 0);
+        QCOMPARE(m_told.errors(), QStringList());
     }
 
     void aCancelledRecognitionHasNoFinalText() {
@@ -69,7 +74,7 @@ private Q_SLOTS:
         m_recognition->cancel();
         m_harness->hearSentence(*m_recognition);
         m_harness->letRecognitionsFinish();
-        QVERIFY(!isFinal());
+        QVERIFY(!m_told.isFinal());
     }
 
     void droppingTheRecognitionLeavesTheFinalTextToCome() {
@@ -80,36 +85,19 @@ private Q_SLOTS:
     }
 
 private:
-    struct Told {
-        std::mutex mutex;
-        std::vector<platform::RecognitionResult> results;
-        int errors = 0;
-    };
-
     platform::SpeechRecognizers &recognizers() { return m_harness->recognizers(); }
 
     void begin() {
-        m_told = std::make_shared<Told>();
-        m_recognition = recognizers()
-                            .makeRecognizer(u"en-US"_qs)
-                            ->recognize([told = m_told](const auto &result, const auto &error) {
-                                const std::lock_guard lock(told->mutex);
-                                if (result)
-                                    told->results.push_back(*result);
-                                told->errors += error.has_value();
-                            });
-    }
-    bool isFinal() const {
-        const std::lock_guard lock(m_told->mutex);
-        return !m_told->results.empty() && m_told->results.back().isFinal;
+        m_told = {};
+        m_recognition = recognizers().makeRecognizer(u"en-US"_qs)->recognize(m_told.handler());
     }
     bool becomesFinal() const {
-        return ChildProcess::waitUntil([this] { return isFinal(); }, 30000);
+        return ChildProcess::waitUntil([this] { return m_told.isFinal(); }, 30000);
     }
 
     std::unique_ptr<SpeechRecognizersHarness> m_harness;
     std::shared_ptr<platform::Recognition> m_recognition;
-    std::shared_ptr<Told> m_told;
+    Told m_told;
 };
 
 } // namespace quillora::test

@@ -3,12 +3,11 @@
 #include "support/ChildProcess.h"
 #include "support/OwnTime.h"
 #include "support/Recording.h"
+#include "support/Told.h"
 #include "support/WordErrorRate.h"
 
 #include <QDir>
 #include <QTest>
-
-#include <mutex>
 
 using namespace quillora;
 using platform::AudioBuffer;
@@ -27,44 +26,14 @@ qsizetype threadCount() {
 }
 
 /// One recognition and what its handler was told.
-class Listening {
+class Listening : public test::Told {
 public:
-    explicit Listening(PocketSphinxRecognizers &recognizers) {
-        const auto recognizer = recognizers.makeRecognizer(u"en-US"_qs);
-        recognition = recognizer->recognize([told = m_told](const auto &result, const auto &error) {
-            const std::lock_guard lock(told->mutex);
-            if (result)
-                told->results.push_back(*result);
-            if (error)
-                told->errors << error->errorDescription();
-        });
-    }
+    explicit Listening(PocketSphinxRecognizers &recognizers)
+        : recognition(recognizers.makeRecognizer(u"en-US"_qs)->recognize(handler())) {}
 
     void hear(const AudioBuffer &sound) const { test::speak(*recognition, sound); }
 
-    QString finalText() const {
-        ChildProcess::waitUntil([this] { return isFinal() || !errors().isEmpty(); }, 60000);
-        return isFinal() ? results().back().text : QString();
-    }
-    bool isFinal() const { return !results().empty() && results().back().isFinal; }
-    std::vector<platform::RecognitionResult> results() const {
-        const std::lock_guard lock(m_told->mutex);
-        return m_told->results;
-    }
-    QStringList errors() const {
-        const std::lock_guard lock(m_told->mutex);
-        return m_told->errors;
-    }
-
     std::shared_ptr<platform::Recognition> recognition;
-
-private:
-    struct Told {
-        std::mutex mutex;
-        std::vector<platform::RecognitionResult> results;
-        QStringList errors;
-    };
-    std::shared_ptr<Told> m_told = std::make_shared<Told>();
 };
 
 void waitForModel(PocketSphinxRecognizers &recognizers) {

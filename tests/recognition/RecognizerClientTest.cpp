@@ -2,6 +2,7 @@
 #include "recognizer/FakeEngine.h"
 #include "support/ChildProcess.h"
 #include "support/ProcessTree.h"
+#include "support/Told.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -33,17 +34,9 @@ QList<test::ProcessTree::Process> processes() { return test::ProcessTree::descen
 bool waitUntil(const std::function<bool()> &condition) { return ChildProcess::waitUntil(condition, 60000); }
 
 /// One dictation, and what its handler was told.
-class Dictating {
+class Dictating : public test::Told {
 public:
-    explicit Dictating(RecognizerClient &client) {
-        job = client.recognize([told = m_told](const auto &result, const auto &error) {
-            const std::lock_guard lock(told->mutex);
-            if (result)
-                told->results.push_back(*result);
-            if (error)
-                told->errors << error->errorDescription();
-        });
-    }
+    explicit Dictating(RecognizerClient &client) : job(client.recognize(handler())) {}
 
     /// In buffers as a microphone delivers them.
     void hear(const std::vector<std::int16_t> &sound) {
@@ -56,42 +49,14 @@ public:
     }
     void end() { job->sound().end(); }
 
-    /// The final text, or null where there was an error instead.
-    QString finalText() const {
-        waitUntil([this] { return isFinal() || !errors().isEmpty(); });
-        return isFinal() ? texts().last() : QString();
-    }
     bool hasHeard(int word) const {
         return waitUntil([this, last = u"w%1"_qs.arg(word)] {
             const auto all = texts();
             return !all.isEmpty() && all.last().endsWith(last);
         });
     }
-    bool isFinal() const {
-        const std::lock_guard lock(m_told->mutex);
-        return !m_told->results.empty() && m_told->results.back().isFinal;
-    }
-    QStringList texts() const {
-        const std::lock_guard lock(m_told->mutex);
-        QStringList texts;
-        for (const auto &result : m_told->results)
-            texts << result.text;
-        return texts;
-    }
-    QStringList errors() const {
-        const std::lock_guard lock(m_told->mutex);
-        return m_told->errors;
-    }
 
     std::shared_ptr<platform::RecognitionJob> job;
-
-private:
-    struct Told {
-        std::mutex mutex;
-        std::vector<platform::RecognitionResult> results;
-        QStringList errors;
-    };
-    std::shared_ptr<Told> m_told = std::make_shared<Told>();
 };
 
 QString spoken(int first, int last) { return QString::fromStdString(FakeSpeech::text(first, last)); }

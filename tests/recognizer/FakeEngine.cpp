@@ -1,6 +1,6 @@
 #include "recognizer/FakeEngine.h"
 
-#include "recognizer/Recognizer.h"
+#include "recognizer/protocol/Channel.h"
 
 #include <csignal>
 #include <cstdlib>

@@ -7,6 +7,9 @@
 
 namespace quillora::recognizer {
 
+/// The descriptor under which the program gives its recognizer the socket.
+constexpr int socketDescriptor = 3;
+
 /// One end of the socket between the program and its recognizer. One thread at a time.
 class Channel {
 public:

@@ -30,11 +30,11 @@ namespace quillora::recognizer {
 
 constexpr std::uint32_t protocolVersion = 1;
 constexpr std::size_t largestMessage = 65536;
-/// Of one Sound: a second.
-constexpr std::size_t mostSamples = 16000;
-constexpr std::size_t mostFiles = 16;
 /// Of all sound here, which is mono.
 constexpr int sampleRate = 16000;
+/// Of one Sound: a second.
+constexpr std::size_t mostSamples = sampleRate;
+constexpr std::size_t mostFiles = 16;
 
 /// The status with which a process ends that could not get memory.
 constexpr int noMemoryStatus = 12;

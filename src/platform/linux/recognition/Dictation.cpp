@@ -53,7 +53,6 @@ void Dictation::finished(const std::string &text) { m_job->report(RecognitionRes
 void Dictation::failed(const QString &description) { m_job->fail(LocalizedError(description)); }
 
 std::uint64_t Dictation::rewind() {
-    hasBegun = false;
     isEndSent = false;
     m_sent = m_sound.begin();
     return m_sent;

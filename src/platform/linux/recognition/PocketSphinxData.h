@@ -42,8 +42,6 @@ struct PocketSphinxData {
 
     /// Changes whenever the data does.
     std::vector<FileState> fingerprint() const;
-
-    bool operator==(const PocketSphinxData &) const = default;
 };
 
 } // namespace quillora::platform

@@ -97,19 +97,15 @@ void RecognizerClient::takeOver() {
         models.swap(m_modelsToLoad);
     }
     if (models) {
-        dropProcess();
         m_models = std::move(*models);
-        m_judgement.reset();
-        m_deathsInARow = 0;
-        m_isWanted = true;
+        beginAnew();
     }
     const auto limit = static_cast<std::size_t>(m_limits.keptSound.count()) * recognizer::sampleRate;
     for (auto &job : jobs) {
-        m_dictations.emplace_back(++m_lastNumber, std::move(job), limit);
-        if (m_modelState == ModelState::failed) {
-            m_dictations.back().failed(m_failure);
-            m_dictations.pop_back();
-        }
+        if (m_modelState == ModelState::failed)
+            job->fail(LocalizedError(m_failure));
+        else
+            m_dictations.emplace_back(++m_lastNumber, std::move(job), limit);
     }
     for (auto dictation = m_dictations.begin(); dictation != m_dictations.end();) {
         if (dictation->takeSound()) {
@@ -133,6 +129,14 @@ void RecognizerClient::start() {
     } catch (const std::exception &) {
         modelFailed(notStarted());
     }
+}
+
+/// With another model.
+void RecognizerClient::beginAnew() {
+    dropProcess();
+    m_judgement.reset();
+    m_deathsInARow = 0;
+    m_isWanted = true;
 }
 
 /// Once for each model, while nobody waits for anything; a press comes first.
@@ -334,11 +338,8 @@ bool RecognizerClient::isModelRight() {
 
 /// The next model's turn; where there is none, nothing is recognized until others are loaded.
 void RecognizerClient::modelFailed(const QString &description) {
-    dropProcess();
     m_models.pop_front();
-    m_judgement.reset();
-    m_deathsInARow = 0;
-    m_isWanted = true;
+    beginAnew();
     if (!m_models.empty())
         return;
     {

@@ -62,6 +62,7 @@ private:
 
     void run();
     void takeOver();
+    void beginAnew();
     void start();
     void converse();
     void speak();

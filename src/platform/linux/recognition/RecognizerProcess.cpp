@@ -1,7 +1,6 @@
 #include "platform/linux/recognition/RecognizerProcess.h"
 
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -18,7 +17,6 @@ namespace quillora::platform {
 
 namespace {
 
-constexpr int socketDescriptor = 3;
 constexpr int patienceMs = 300;
 
 void require(int error) {
@@ -33,8 +31,8 @@ public:
         posix_spawn_file_actions_init(&m_files);
         for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
             require(posix_spawn_file_actions_addopen(&m_files, stream, "/dev/null", O_RDWR, 0));
-        require(posix_spawn_file_actions_adddup2(&m_files, socket, socketDescriptor));
-        require(posix_spawn_file_actions_addclosefrom_np(&m_files, socketDescriptor + 1));
+        require(posix_spawn_file_actions_adddup2(&m_files, socket, recognizer::socketDescriptor));
+        require(posix_spawn_file_actions_addclosefrom_np(&m_files, recognizer::socketDescriptor + 1));
         posix_spawnattr_init(&m_attributes);
         sigset_t signals;
         sigemptyset(&signals);

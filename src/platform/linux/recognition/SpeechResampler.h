@@ -2,6 +2,7 @@
 
 #include "platform/AudioBuffer.h"
 #include "platform/linux/recognition/ChannelMix.h"
+#include "recognizer/protocol/Messages.h"
 
 #include <random>
 #include <vector>
@@ -16,7 +17,7 @@ namespace quillora::platform {
 /// 8 kHz, 36 came out wrong without and 21 with it.
 class SpeechResampler {
 public:
-    static constexpr int outputRate = 16000;
+    static constexpr int outputRate = recognizer::sampleRate;
 
     /// `format` needs a channel and a rate of at least 1 Hz.
     explicit SpeechResampler(const AudioFormat &format);

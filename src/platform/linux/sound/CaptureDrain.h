@@ -8,8 +8,8 @@
 
 namespace quillora::platform {
 
-/// Holds back the end of audio until what was captured before a stop has been handed over. The audio engines
-/// and the recognition requests of one program share it. Any thread.
+/// Holds back the end of audio until what was captured before a stop has been handed over. The microphone and
+/// the recognitions of one program share it. Any thread.
 class CaptureDrain {
 public:
     /// A stopped capture that may still have sound to hand over, for as long as this lives.
