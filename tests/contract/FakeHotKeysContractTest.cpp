@@ -1,11 +1,11 @@
-#include "contract/HotKeysContract.h"
+#include "contract/LateHotKeysContract.h"
 #include "fakes/FakeHotKeys.h"
 
 using namespace quillora;
 
 namespace {
 
-class FakeHarness : public test::HotKeysHarness {
+class FakeHarness : public test::LateHotKeysHarness {
 public:
     platform::HotKeys &hotKeys() override { return m_hotKeys; }
     void keyDown(const AppHotKey &combination) override {
@@ -18,9 +18,8 @@ public:
     void giveBackElsewhere(const AppHotKey &combination) override {
         m_hotKeys.takenElsewhere.remove({combination.keyCode, combination.modifiers});
     }
-    bool decide(const AppHotKey &combination, const platform::HotKeyOutcome &outcome) override {
+    void decide(const AppHotKey &combination, const platform::HotKeyOutcome &outcome) override {
         m_hotKeys.decide({combination.keyCode, combination.modifiers}, outcome);
-        return true;
     }
     void settle() override { m_queue.run(); }
 
@@ -34,6 +33,6 @@ private:
 
 int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
-    test::HotKeysContract contract([] { return std::make_unique<FakeHarness>(); });
+    test::LateHotKeysContract contract([] { return std::make_unique<FakeHarness>(); });
     return QTest::qExec(&contract, argc, argv);
 }

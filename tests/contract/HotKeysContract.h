@@ -25,9 +25,6 @@ public:
     virtual void takeElsewhere(const AppHotKey &combination) = 0;
     virtual void giveBackElsewhere(const AppHotKey &combination) = 0;
 
-    /// Whoever decides about the taken combination says this of it; false where nobody decides later.
-    virtual bool decide(const AppHotKey &combination, const platform::HotKeyOutcome &outcome) = 0;
-
     /// Returns once everything that happened so far has been delivered.
     virtual void settle() = 0;
 };
@@ -356,26 +353,7 @@ private Q_SLOTS:
         QCOMPARE(outcomes, 1);
     }
 
-    void aRefusalThatComesLaterIsTold() {
-        takeIt();
-        if (!m_harness->decide(combination, outcome(Kind::refused)))
-            QSKIP("here nobody decides later");
-        m_harness->settle();
-        QCOMPARE(m_outcomes, QList{outcome(Kind::refused)});
-        tap(combination);
-        QVERIFY(m_events.isEmpty());
-    }
-
-    void aCombinationThatTheDesktopPutsInItsPlaceIsToldInTheDesktopsWords() {
-        takeIt();
-        const platform::HotKeyOutcome decision{Kind::boundElsewhere, u"Meta+K"_qs};
-        if (!m_harness->decide(combination, decision))
-            QSKIP("here nobody decides later");
-        m_harness->settle();
-        QCOMPARE(m_outcomes, QList{decision});
-    }
-
-private:
+protected:
     using Kind = platform::HotKeyOutcome::Kind;
 
     static constexpr AppHotKey combination{40, AppHotKey::cmdKey | AppHotKey::optionKey};
@@ -419,11 +397,13 @@ private:
         return m_events == pressAndRelease();
     }
 
-    MakeHarness m_makeHarness;
     std::unique_ptr<HotKeysHarness> m_harness;
     std::unique_ptr<platform::TakenHotKey> m_hotKey;
     QStringList m_events;
     QList<platform::HotKeyOutcome> m_outcomes;
+
+private:
+    MakeHarness m_makeHarness;
 };
 
 } // namespace quillora::test

@@ -4,7 +4,6 @@
 #include "support/SelectionRequestor.h"
 #include "support/VirtualDisplay.h"
 
-#include <QElapsedTimer>
 #include <QScopeGuard>
 #include <QTest>
 

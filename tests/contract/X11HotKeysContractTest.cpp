@@ -54,7 +54,6 @@ public:
                        m_otherProgram.root(), modifierMask(combination));
         m_otherProgram.sync();
     }
-    bool decide(const AppHotKey &, const platform::HotKeyOutcome &) override { return false; }
     void settle() override {
         // What the server has sent before it answers is with the connection, and posted events deliver it.
         m_connection.serverTime();

@@ -34,7 +34,6 @@ public:
 
     /// The user presses a key with modifiers held, and lets it go.
     void keyDown(quint32 keyCode, quint32 modifiers) {
-        keysDown.insert(keyCode);
         if (isSuspended())
             return;
         const auto pressed = find([=](const HotKey &hotKey) {
@@ -46,7 +45,6 @@ public:
         listener.pressed();
     }
     void keyUp(quint32 keyCode) {
-        keysDown.remove(keyCode);
         const auto isHeld = [=](const HotKey &hotKey) {
             return hotKey.combination.keyCode == keyCode && hotKey.isDown;
         };
@@ -84,10 +82,9 @@ public:
 
     std::map<quint64, HotKey> taken;                  ///< by the order in which they were
     QSet<std::pair<quint32, quint32>> takenElsewhere; ///< key code, modifiers
-    QSet<quint32> keysDown;
 
 private:
-    static constexpr quint32 knownModifiers = 0x1b00;
+    static constexpr quint32 knownModifiers = platform::hotKeyModifiers | platform::shiftModifier;
 
     class Taken : public platform::TakenHotKey {
     public:

@@ -21,7 +21,6 @@ public:
         if (!isStanding()) {
             saved->offered = contents;
             saved->withheld = unreadableTypes + lateTypes;
-            saved->isHidden = isOutOfReach;
         }
         m_collecting.push_back(saved);
         return saved;
@@ -74,14 +73,11 @@ public:
     std::vector<PasteboardItem> contents;
     QSet<QString> unreadableTypes; ///< their owner gives nothing for them
     QSet<QString> lateTypes;       ///< their owner gives nothing for them until `giveLate`
-    bool isOutOfReach = false;     ///< the session does not let us see what stands here
     bool refusesWrites = false;
 
 private:
     struct Saved : platform::SavedPasteboard {
         Found found() const override {
-            if (isHidden)
-                return Found::noAccess;
             if (offered.empty())
                 return Found::empty;
             return given().empty() ? Found::unreadable : Found::values;
@@ -93,12 +89,11 @@ private:
                 items.push_back(item.without(withheld));
             const bool isNothing = std::ranges::all_of(
                 items, [](const PasteboardItem &item) { return item.representations().empty(); });
-            return isHidden || isNothing ? std::vector<PasteboardItem>() : items;
+            return isNothing ? std::vector<PasteboardItem>() : items;
         }
 
         std::vector<PasteboardItem> offered;
         QSet<QString> withheld;
-        bool isHidden = false;
     };
 
     /// Whether what was restored last stands here still.
