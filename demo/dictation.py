@@ -89,6 +89,11 @@ def store_token(desktop, token):
                  "account", "openAIClientToken"], input=token.encode())
 
 
+def stored_token(desktop):
+    return desktop.run(["secret-tool", "lookup", "service", "com.local.Quillora",
+                        "account", "openAIClientToken"]).decode()
+
+
 class Person:
     """Somebody at a virtual desktop who has an editor in front and Quillora in the tray."""
 
@@ -130,6 +135,9 @@ class Person:
     def status(self):
         return self.reader.status("Quillora")
 
+    def wait_for_status(self, status):
+        wait_for(f"the status {status!r} (it is {self.status()!r})", lambda: self.status() == status)
+
     def transcript(self):
         return self.reader.text("Quillora", "Transcript") or ""
 
@@ -157,7 +165,7 @@ class Person:
 
     def say(self, recording):
         """While the key is held. Reads along: a busy machine decodes late, and a release waits 1.5 s at the most."""
-        wait_for("the recording", lambda: self.status() == "Listening...")
+        self.wait_for_status("Listening...")
         self.desktop.play(recording.path)
         wait_for("words in the panel", lambda: len(self.transcript().split()) >= recording.words_heard)
 

@@ -60,12 +60,9 @@ class FaultTest(unittest.TestCase):
 
     # What a person finds
 
-    def wait_for_status(self, status):
-        wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status)
-
     def wait_for_text(self, before):
         """That a dictation ended well in the editor."""
-        self.wait_for_status(self.inserted)
+        self.person.wait_for_status(self.inserted)
         wait_for("the text in the editor", lambda: self.person.editor_text() == before + self.person.translation())
         self.assertNotEqual(self.person.translation(), "")
 
@@ -83,6 +80,6 @@ class FaultTest(unittest.TestCase):
         before = self.person.editor_text()
         after, _ = self.person.speak(self.clip)
         self.assertEqual(after, before + self.person.translation())
-        self.wait_for_status(self.inserted)
+        self.person.wait_for_status(self.inserted)
         self.assertEqual(self.desktop.keys_held(), [])
         self.wait_for_clipboard()

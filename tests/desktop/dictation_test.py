@@ -27,9 +27,6 @@ class DictationTest(unittest.TestCase):
         self.person.start_quillora()
         self.person.focus_editor()
 
-    def wait_for_status(self, status):
-        wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status)
-
 
 class TranslatedDictationTest(DictationTest):
     def test_a_held_key_turns_speech_into_text_in_the_editor(self):
@@ -43,18 +40,18 @@ class TranslatedDictationTest(DictationTest):
         player = None
         self.desktop.keys_down(*HOTKEY)
         try:
-            self.wait_for_status("Listening...")
+            self.person.wait_for_status("Listening...")
             player = self.desktop.start(["paplay", "--device=microphone", recordings()[0].path])
             wait_for("interim text", lambda: len(self.person.transcript().split()) >= 2)
             self.assertIsNone(player.poll(), "the interim text came only after the sentence was over")
         finally:
             self.desktop.keys_up(*reversed(HOTKEY))
-        self.wait_for_status("Inserted translation.")
+        self.person.wait_for_status("Inserted translation.")
 
     def test_a_tap_says_that_no_speech_was_recognized(self):
         self.desktop.keys_down(*HOTKEY)
         self.desktop.keys_up(*reversed(HOTKEY))
-        self.wait_for_status("No speech recognized.")
+        self.person.wait_for_status("No speech recognized.")
         self.assertEqual(self.person.editor_text(), "")
 
     def test_after_a_tap_the_next_dictation_works(self):
@@ -106,9 +103,8 @@ class DefaultPairDictationTest(DictationTest):
     settings = {}
 
     def test_a_pair_without_data_fails_with_a_sentence_that_names_both_languages(self):
-        self.desktop.keys_down(*HOTKEY)
-        self.person.say(recordings()[4])
-        self.desktop.keys_up(*reversed(HOTKEY))
+        with self.person.holding_the_hotkey():
+            self.person.say(recordings()[4])
         wait_for("the failure", lambda: self.person.status().startswith("Translation failed:"))
         self.assertIn("English", self.person.status())
         self.assertIn("Russian", self.person.status())

@@ -73,9 +73,9 @@ class SoundFaultTest(FaultTest):
 
     def test_killed_before_the_first_word_leaves_nothing_to_recognize(self):
         with self.person.holding_the_hotkey():
-            self.wait_for_status("Listening...")
+            self.person.wait_for_status("Listening...")
             self.desktop.kill_sound()
-        self.wait_for_status("No speech recognized.")
+        self.person.wait_for_status("No speech recognized.")
         self.desktop.start_sound()
         self.assert_all_is_well_again()
 
@@ -117,7 +117,7 @@ class SoundFaultTest(FaultTest):
     def test_killed_between_two_dictations_means_no_microphone_until_it_is_back(self):
         self.desktop.kill_sound()
         with self.person.holding_the_hotkey():
-            self.wait_for_status(NO_MICROPHONE)
+            self.person.wait_for_status(NO_MICROPHONE)
         self.desktop.start_sound()
         self.assert_all_is_well_again()
 
@@ -128,7 +128,7 @@ class SoundFaultTest(FaultTest):
             file.write("[org/gnome/desktop/privacy]\ndisable-microphone=true\n")
         self.restart_quillora(environment={"GSETTINGS_BACKEND": "keyfile"})
         with self.person.holding_the_hotkey():
-            self.wait_for_status("Speech failed: Microphone permission was denied.")
+            self.person.wait_for_status("Speech failed: Microphone permission was denied.")
             recordings = self.desktop.run(["pactl", "list", "source-outputs"])
         self.assertIn(b"parec", recordings)
         self.assertNotIn(b"Dictation", recordings)
@@ -140,7 +140,7 @@ class SoundFaultTest(FaultTest):
         self.desktop.freeze_sound()
         self.addCleanup(self.desktop.thaw_sound)
         with self.person.holding_the_hotkey():
-            self.wait_for_status(NO_MICROPHONE)
+            self.person.wait_for_status(NO_MICROPHONE)
         self.desktop.thaw_sound()
         self.assertEqual(self.person.status(), NO_MICROPHONE)
         self.assert_all_is_well_again()
@@ -150,7 +150,7 @@ class SoundFaultTest(FaultTest):
         self.desktop.kill_sound()
         self.start_quillora()
         with self.person.holding_the_hotkey():
-            self.wait_for_status(NO_MICROPHONE)
+            self.person.wait_for_status(NO_MICROPHONE)
         self.desktop.start_sound()
         self.assert_all_is_well_again()
 
@@ -185,7 +185,7 @@ class TranslatorFaultTest(FaultTest):
         self.signal_translators(signal.SIGSTOP)
         with self.person.holding_the_hotkey():
             self.person.say(self.clip)
-        self.wait_for_status("Translating locally...")
+        self.person.wait_for_status("Translating locally...")
 
     def test_killed_between_two_dictations_they_are_replaced(self):
         self.signal_translators(signal.SIGKILL)
@@ -195,7 +195,7 @@ class TranslatorFaultTest(FaultTest):
         self.dictate_into_a_frozen_translator()
         before = self.person.editor_text()
         self.signal_translators(signal.SIGKILL)
-        self.wait_for_status(TRANSLATOR_STOPPED)
+        self.person.wait_for_status(TRANSLATOR_STOPPED)
         self.assertEqual(self.person.editor_text(), before)
         self.assertNotEqual(self.person.transcript(), "")
         self.assert_all_is_well_again()
@@ -247,7 +247,7 @@ class ApplicationFaultTest(FaultTest):
         with self.person.holding_the_hotkey():
             self.person.say(self.clip)
             self.desktop.stop(self.person.editor)
-        self.wait_for_status(self.inserted)
+        self.person.wait_for_status(self.inserted)
         self.wait_for_clipboard()
         self.person.open_editor()
         self.assert_all_is_well_again()
@@ -285,7 +285,7 @@ class ApplicationFaultTest(FaultTest):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
             self.person.say(self.clip)
-        self.wait_for_status(self.inserted)
+        self.person.wait_for_status(self.inserted)
         self.desktop.kill(self.owner)
         self.wait_for_text(before)
         self.assert_all_is_well_again()

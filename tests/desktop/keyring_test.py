@@ -12,7 +12,7 @@ from gi.repository import Gio, GLib
 
 from desktop_case import FaultTest  # first: it finds the others
 
-from dictation import start_backend, store_token, write_settings
+from dictation import start_backend, store_token, stored_token, write_settings
 from virtual_desktop import VirtualDesktop, wait_for
 
 TOKEN = "the-token-of-this-test"
@@ -129,8 +129,7 @@ class KeyringTest(FaultTest):
         return self.person.reader.place("Quillora", "Subscription token") is not None
 
     def wait_for_stored_token(self, token, seconds=20):
-        lookup = ["secret-tool", "lookup", "service", "com.local.Quillora", "account", "openAIClientToken"]
-        wait_for("the stored token", lambda: self.desktop.run(lookup) == token.encode(), seconds)
+        wait_for("the stored token", lambda: stored_token(self.desktop) == token, seconds)
 
     def assert_a_token_typed_meanwhile_is_stored_later(self, token, mend, seconds=20):
         self.type_token(token)
@@ -260,7 +259,7 @@ class HostedKeyringTest(KeyringTest):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
             self.person.say(self.clip)
-        self.wait_for_status(REFUSED)
+        self.person.wait_for_status(REFUSED)
         self.assertEqual(self.desktop.keys_held(), [])
         self.assertEqual(self.person.editor_text(), before)
         self.wait_for_clipboard()

@@ -22,7 +22,7 @@ class NewUserTest(PanelCase):
         self.assertEqual(self.person.status(), "Inserted translation.")
 
         self.in_panel(lambda: self.click("Reset hotkey"))
-        self.wait_for_status("Hotkey updated to Ctrl Option Space.")
+        self.person.wait_for_status("Hotkey updated to Ctrl Option Space.")
 
         self.choose("Apple Local", "OpenAI")
         self.in_panel(lambda: self.enter("Backend URL", "http://127.0.0.1:9/v1/translate"))

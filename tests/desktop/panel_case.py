@@ -1,16 +1,12 @@
 """What the tests share that use the real panel with mouse and keys. The path of the program is the first argument of
 the test."""
 
-import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "demo"))
+from desktop_case import PROGRAM  # first: it finds the others
 
-from dictation import Person  # noqa: E402
-from virtual_desktop import VirtualDesktop, wait_for  # noqa: E402
-
-PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else ""
+from dictation import Person
+from virtual_desktop import VirtualDesktop, wait_for
 
 
 class PanelCase(unittest.TestCase):
@@ -50,7 +46,7 @@ class PanelCase(unittest.TestCase):
     def record_hotkey(self, *keys):
         def record():
             self.click("Record hotkey")
-            self.wait_for_status("Press a shortcut with Ctrl, Option, or Cmd.")
+            self.person.wait_for_status("Press a shortcut with Ctrl, Option, or Cmd.")
             # It takes the keyboard in a later turn.
             wait_for("the recorder", lambda: self.person.reader.has_keyboard("Quillora", "Hotkey recorder"))
             self.desktop.keys_down(*keys)
@@ -63,6 +59,3 @@ class PanelCase(unittest.TestCase):
         self.click(field)
         self.desktop.run(["xdotool", "key", "ctrl+a"])
         self.desktop.run(["xdotool", "type", text])
-
-    def wait_for_status(self, status):
-        wait_for(f"the status {status!r} (it is {self.person.status()!r})", lambda: self.person.status() == status)

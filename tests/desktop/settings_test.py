@@ -6,6 +6,7 @@ import unittest
 
 from panel_case import PanelCase  # first: it finds the others
 
+from dictation import stored_token
 from virtual_desktop import wait_for
 
 ENDPOINT = "http://127.0.0.1:9/v1/translate?a=1,2;b=%20"
@@ -23,7 +24,7 @@ class SettingsTest(PanelCase):
 
         self.person.start_quillora()
         self.in_panel(self.look)
-        self.assertEqual(self.stored_token(), TOKEN)
+        self.assertEqual(stored_token(self.desktop), TOKEN)
         self.assert_the_hotkey_is("super", "k")
 
     def look(self):
@@ -37,10 +38,6 @@ class SettingsTest(PanelCase):
         self.desktop.expect_end(self.person.quillora)
         self.click("Quit")
         self.assertEqual(self.person.quillora.wait(10), 0)
-
-    def stored_token(self):
-        return self.desktop.run(["secret-tool", "lookup", "service", "com.local.Quillora",
-                                 "account", "openAIClientToken"]).decode()
 
     def assert_the_hotkey_is(self, *keys):
         self.person.focus_editor()

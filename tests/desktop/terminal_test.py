@@ -54,7 +54,7 @@ class TerminalTest(unittest.TestCase):
     def dictate(self):
         with self.person.holding_the_hotkey():
             self.person.say(self.clip)
-        wait_for("the end of the dictation", lambda: self.person.status() == "Inserted translation.")
+        self.person.wait_for_status("Inserted translation.")
 
     def test_the_text_arrives_and_both_selections_come_back(self):
         self.have(COPIED, "clipboard")
