@@ -1,10 +1,7 @@
-#include "fakes/FakeMainQueue.h"
 #include "platform/linux/recognition/PocketSphinxData.h"
 #include "platform/linux/recognition/SpeechResampler.h"
-#include "platform/linux/sound/PulseMicrophone.h"
 #include "recognizer/pocketsphinx/PocketSphinxDecoder.h"
 #include "support/Recording.h"
-#include "support/SoundServer.h"
 #include "support/WordErrorRate.h"
 
 #include <QCoreApplication>
@@ -12,9 +9,7 @@
 #include <QFile>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
-#include <thread>
 
 using namespace quillora;
 using platform::PocketSphinxData;
@@ -122,50 +117,11 @@ void printResampling() {
     std::printf("resampling: %.1f ms a second of 48 kHz stereo\n", milliseconds(timer));
 }
 
-void printFirstSample() {
-    test::SoundServer server;
-    const auto connection = std::make_shared<platform::PulseConnection>(server.address());
-    const auto refresh = [&] {
-        std::atomic<bool> isDone = false;
-        QElapsedTimer timer;
-        timer.start();
-        connection->refresh([&] { isDone = true; });
-        while (!isDone)
-            std::this_thread::yield();
-        return milliseconds(timer);
-    };
-    test::FakeMainQueue queue;
-    platform::PulseMicrophone microphone(connection, queue);
-    std::vector<double> starts, firstSamples, refreshes;
-    refresh();
-    for (int i = 0; i < 20; ++i) {
-        refreshes.push_back(refresh());
-        const auto hasSound = std::make_shared<std::atomic<bool>>(false);
-        QElapsedTimer timer;
-        timer.start();
-        const auto capture =
-            microphone.capture(64, [hasSound](const auto &) { *hasSound = true; }, [](const auto &) {});
-        starts.push_back(milliseconds(timer));
-        while (!*hasSound)
-            std::this_thread::yield();
-        firstSamples.push_back(milliseconds(timer));
-    }
-    const auto print = [](const char *name, std::vector<double> values) {
-        std::sort(values.begin(), values.end());
-        std::printf("%s: %.1f ms (%.1f to %.1f)\n", name, values[values.size() / 2], values.front(),
-                    values.back());
-    };
-    print("microphone access", refreshes);
-    print("start of a capture", starts);
-    print("first samples after the start was asked for", firstSamples);
-}
-
 } // namespace
 
 int main(int argc, char **argv) {
     const QCoreApplication application(argc, argv);
     printLoading();
     printResampling();
-    printFirstSample();
     printOptions();
 }
