@@ -1,8 +1,10 @@
 #!/usr/bin/python3
 """Arrows point down only: each room includes itself and what lies below it, and only main.cpp names the Linux layer,
 whose parts are given what they need and do not reach for the installed platform. Of the recognizer, which is another
-program, the Linux layer knows the protocol alone. The folder of the sources is the only argument."""
+program, the Linux layer knows the protocol alone. What speaks to the desktop, to engines or to the system is included
+in the rooms that it is named for. The folder of the sources is the only argument."""
 
+import os
 import pathlib
 import re
 import sys
@@ -21,51 +23,123 @@ BELOW = {
     "app": {"ui", "controller", "hotkey", "speech", "translation", "insertion", "platform"},
 }
 
+# Whose headers (by their beginning) are included where alone (by the beginning of the path).
+FOREIGN = {
+    "D-Bus": (r"(QtDBus/)?QDBus|QtDBus$|dbus/", [
+        "platform/linux/",
+        "app/desktop/",
+        "app/QuilloraApp.cpp",  # keeps the toolkit from starting a session bus
+    ]),
+    "GLib": (r"gio/|glib|gobject/|libsecret/", ["platform/linux/"]),
+    "the X server": (r"xcb/|X11/|xkbcommon/|qpa/", [
+        "platform/linux/x11/",
+        "app/desktop/XEmbedStatusItem.cpp",  # listens to the events that tell of the toolkit's own tray
+    ]),
+    "the sound server": (r"pulse/|pipewire/|spa/", ["platform/linux/sound/"]),
+    "the proxies' library": (r"proxy\.h", ["platform/linux/http/"]),
+    "ICU": (r"unicode/", ["platform/linux/"]),
+    "an engine of recognition": (r"pocketsphinx|sphinxbase/|sherpa|onnx", ["recognizer/pocketsphinx/"]),
+    "an engine of translation": (r"sentencepiece|lttoolbox/|apertium", ["platform/linux/translation/"]),
+    "the system's filter of calls": (r"seccomp\.h|linux/(seccomp|landlock|filter)\.h", ["recognizer/"]),
+}
+
+# These two stand without the toolkit.
+WITHOUT_TOOLKIT = ("recognizer/", "platform/linux/translation/neural/")
+TOOLKIT = r"Q[A-Z]|Qt|qt|q[a-z]+\.h$"
+
+SOURCES = {".h", ".hh", ".hpp", ".hxx", ".inc", ".ipp", ".tpp",
+           ".c", ".cc", ".cpp", ".cxx", ".cppm", ".ixx", ".m", ".mm"}
+OTHERS = {".txt"}
+
 
 def room_of(path):
-    for room in ("platform/linux", "recognizer/protocol"):
+    for room in sorted(BELOW, key=len, reverse=True):
         if path.startswith(room + "/"):
             return room
     return path.split("/")[0]
 
 
-# Listens for the events that tell of the toolkit's own tray.
-LISTENS_TO_X11 = "app/desktop/XEmbedStatusItem.cpp"
+def without_comments(text):
+    """What the preprocessor sees: lines joined, comments gone, and nothing in the texts that span lines."""
+    text = re.sub(r"\\[ \t]*\r?\n", "", text)
+    parts = r'R"([^()\s\\]*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'|//[^\n]*|/\*.*?\*/'
+    return re.sub(parts, lambda part: part[0] if part[0][0] in "\"'" else " ", text, flags=re.S)
 
 
-def foreign_words(path, room, text):
-    """The X server is spoken to below the seam only, and the environment is left alone once there may be threads."""
-    if room != "platform/linux" and path != LISTENS_TO_X11 and "#include <xcb/" in text:
-        yield f"{path} speaks to the X server"
+NAME = r'(<[^>\n]*>|"[^"\n]*"|[^\s<"][^\n]*)'
+DIRECTIVE = re.compile(rf"^[ \t]*(?:#|%:)[ \t]*(?:include|include_next|import|embed)\b[ \t]*{NAME}", re.M)
+QUESTION = re.compile(rf"__has_(?:include|include_next|embed)[ \t]*\([ \t]*{NAME}")
+MODULE = re.compile(r"^[ \t]*(?:export[ \t]+)?import[ \t]+([<\"]?[\w:./]+[>\"]?)[ \t]*;", re.M)
+
+
+def includes(text):
+    """All that the text includes, asks for or imports, as it is written."""
+    text = without_comments(text)
+    return [match.strip() for form in (DIRECTIVE, QUESTION, MODULE) for match in form.findall(text)]
+
+
+def within(sources, file, name):
+    """Where among the sources that stands; null for what is not of ours."""
+    for place in (file.parent / name, sources / name):
+        path = pathlib.Path(os.path.normpath(place))
+        if path.is_relative_to(sources) and path.exists():
+            return path.relative_to(sources).as_posix()
+    # The room tells, even of a file that is not there.
+    return name if "/" in name and room_of(name) in BELOW else None
+
+
+def complaints_about(sources, file):
+    path = file.relative_to(sources).as_posix()
+    room = room_of(path)
+    if room not in BELOW:
+        yield (f"{path} stands in a room that is not in the table: "
+               f"say in {pathlib.Path(__file__).name} what lies below it")
+        return
+    allowed = BELOW[room] | {room}
+    if path == "app/main.cpp":
+        allowed = allowed | {"platform/linux"}
+    text = file.read_text(encoding="utf-8")
+    for written in includes(text):
+        if written[0] not in "<\"":
+            yield f"{path} includes {written}, which is no file: name the header itself"
+            continue
+        name = written[1:-1].strip()
+        included = within(sources, file, name)
+        if included is not None:
+            reaches_up = (included == "platform/Platform.h" and room == "platform/linux"
+                          and path != "platform/linux/LinuxPlatform.h")
+            if room_of(included) not in allowed or reaches_up:
+                yield f"{path} includes {included}"
+            continue
+        for whose, (headers, places) in FOREIGN.items():
+            if re.match(headers, name) and not path.startswith(tuple(places)):
+                yield f"{path} includes {name}: only {', '.join(places)} may speak to {whose}"
+        if path.startswith(WITHOUT_TOOLKIT) and re.match(TOOLKIT, name):
+            yield f"{path} includes {name}: this room stands without the toolkit"
+    # The environment is left alone once there may be threads.
     if path != "app/QuilloraApp.cpp" and re.search(r"\b(q?putenv|q?unsetenv|setenv)\(", text):
         yield f"{path} changes the environment"
 
 
-def main(sources):
-    violations = []
+def violations(sources):
+    sources = pathlib.Path(os.path.abspath(sources))
+    files = sorted(file for file in sources.rglob("*") if file.is_file())
     seen = set()
-    for file in sorted(sources.rglob("*")):
-        if file.suffix not in (".h", ".cpp"):
-            continue
-        path = str(file.relative_to(sources))
-        room = room_of(path)
-        seen.add(room)
-        for included in re.findall(r'#include "([^"]+)"', file.read_text(encoding="utf-8")):
-            if "/" not in included:
-                continue
-            allowed = BELOW[room] | {room}
-            if path == "app/main.cpp":
-                allowed = allowed | {"platform/linux"}
-            reaches_up = (included == "platform/Platform.h" and room == "platform/linux"
-                          and path != "platform/linux/LinuxPlatform.h")
-            if room_of(included) not in allowed or reaches_up:
-                violations.append(f"{path} includes {included}")
-        violations += foreign_words(path, room, file.read_text(encoding="utf-8"))
-    for room in set(BELOW) - seen:
-        violations.append(f"there is no room {room}: was it moved?")
-    print("\n".join(violations) or "every include points down")
-    return 1 if violations else 0
+    for file in files:
+        if file.suffix in SOURCES:
+            seen.add(room_of(file.relative_to(sources).as_posix()))
+            yield from complaints_about(sources, file)
+        elif file.suffix not in OTHERS:
+            yield f"{file.relative_to(sources).as_posix()}: is this a source? Say so in {pathlib.Path(__file__).name}"
+    for room in sorted(set(BELOW) - seen):
+        yield f"there is no room {room}: was it moved?"
+
+
+def main(sources):
+    found = list(violations(sources))
+    print("\n".join(found) or "every include points down")
+    return 1 if found else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(pathlib.Path(sys.argv[1])))
+    sys.exit(main(sys.argv[1]))

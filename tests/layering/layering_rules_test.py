@@ -1,0 +1,127 @@
+#!/usr/bin/python3
+"""The layering test sees each form in which one file can bring in another."""
+
+import pathlib
+import sys
+import tempfile
+import unittest
+
+sys.dont_write_bytecode = True
+import layering_test  # pylint: disable=wrong-import-position
+
+BELOW_THE_SEAM = "platform/linux/x11/X11Windows.h"
+
+
+class LayeringRules(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.sources = pathlib.Path(folder.name)
+        for room in layering_test.BELOW:
+            self.write(f"{room}/Room.h", "")
+        self.write(BELOW_THE_SEAM, "")
+
+    def write(self, path, text):
+        file = self.sources / path
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_text(text, encoding="utf-8")
+
+    def complaints(self, path, text):
+        self.write(path, text)
+        return list(layering_test.violations(self.sources))
+
+    def test_what_points_down_is_no_violation(self):
+        self.assertEqual(self.complaints("ui/View.cpp", '#include "controller/Room.h"\n#include <QWidget>\n'), [])
+
+    def test_every_form_of_an_include_is_read(self):
+        for form in (f'#include "{BELOW_THE_SEAM}"',
+                     f"#include <{BELOW_THE_SEAM}>",
+                     f'  #   include   "{BELOW_THE_SEAM}"',
+                     f'\t#\tinclude"{BELOW_THE_SEAM}"',
+                     f'%:include "{BELOW_THE_SEAM}"',
+                     f'#include /* of windows */ "{BELOW_THE_SEAM}"',
+                     f'/* first */ #include "{BELOW_THE_SEAM}"',
+                     f'#include \\\n    "{BELOW_THE_SEAM}"',
+                     f'#include_next "{BELOW_THE_SEAM}"',
+                     f'#import "{BELOW_THE_SEAM}"',
+                     f"#embed <{BELOW_THE_SEAM}>",
+                     f'import "{BELOW_THE_SEAM}";',
+                     f"export import <{BELOW_THE_SEAM}>;",
+                     f"#if __has_include(<{BELOW_THE_SEAM}>)\n#endif",
+                     f'#if defined(X) && __has_include ( "{BELOW_THE_SEAM}" )\n#endif',
+                     '#include "../platform/linux/x11/X11Windows.h"'):
+            with self.subTest(form):
+                self.assertEqual(self.complaints("controller/Some.cpp", form + "\n"),
+                                 [f"controller/Some.cpp includes {BELOW_THE_SEAM}"])
+
+    def test_comments_and_texts_include_nothing(self):
+        self.assertEqual(self.complaints("controller/Some.cpp", f'''
+// #include "{BELOW_THE_SEAM}"
+/*
+#include "{BELOW_THE_SEAM}"
+*/
+const char *address = "https://quillora.example"; // no comment within
+const char *text = R"(
+#include "{BELOW_THE_SEAM}"
+)";
+'''), [])
+
+    def test_a_name_that_a_macro_makes_is_refused(self):
+        self.assertEqual(self.complaints("controller/Some.cpp", '#define HEADER "ui/Room.h"\n#include HEADER\n'),
+                         ["controller/Some.cpp includes HEADER, which is no file: name the header itself"])
+
+    def test_a_named_module_is_refused(self):
+        self.assertEqual(self.complaints("controller/Some.cpp", "import quillora.x11;\n"),
+                         ["controller/Some.cpp includes quillora.x11, which is no file: name the header itself"])
+
+    def test_a_file_that_is_not_there_is_known_by_its_room(self):
+        self.assertEqual(self.complaints("controller/Some.cpp", '#include "ui/Generated.h"\n'),
+                         ["controller/Some.cpp includes ui/Generated.h"])
+
+    def test_a_room_that_is_not_in_the_table_is_named(self):
+        self.assertEqual(self.complaints("sundries/Some.cpp", ""),
+                         ["sundries/Some.cpp stands in a room that is not in the table: "
+                          "say in layering_test.py what lies below it"])
+
+    def test_a_room_that_is_gone_is_named(self):
+        (self.sources / "speech/Room.h").unlink()
+        self.assertEqual(self.complaints("ui/View.cpp", ""), ["there is no room speech: was it moved?"])
+
+    def test_a_kind_of_file_that_nobody_knows_is_named(self):
+        self.assertEqual(self.complaints("ui/View.xyz", ""),
+                         ["ui/View.xyz: is this a source? Say so in layering_test.py"])
+
+    def test_foreign_headers_stay_in_their_rooms(self):
+        for name in ("QDBusConnection", "QtDBus/QDBusMessage", "QtDBus", "gio/gio.h", "libsecret/secret.h", "xcb/xcb.h",
+                     "X11/Xlib.h", "pulse/context.h", "proxy.h", "unicode/locid.h", "pocketsphinx.h",
+                     "sphinxbase/err.h", "sentencepiece_processor.h", "seccomp.h"):
+            for form in (f"#include <{name}>", f'#include "{name}"', f"#if __has_include(<{name}>)\n#endif"):
+                with self.subTest(form):
+                    found = self.complaints("ui/Some.cpp", form + "\n")
+                    self.assertEqual(len(found), 1)
+                    self.assertTrue(found[0].startswith(f"ui/Some.cpp includes {name}: only "), found[0])
+
+    def test_a_foreign_header_may_stand_where_it_belongs(self):
+        self.assertEqual(self.complaints("platform/linux/x11/Some.cpp", "#include <xcb/xcb.h>\n"), [])
+
+    def test_another_room_below_the_seam_does_not_speak_to_the_x_server(self):
+        self.assertEqual(self.complaints("platform/linux/sound/Some.cpp", "#include <xcb/xcb.h>\n"),
+                         ["platform/linux/sound/Some.cpp includes xcb/xcb.h: only platform/linux/x11/, "
+                          "app/desktop/XEmbedStatusItem.cpp may speak to the X server"])
+
+    def test_the_recognizer_stands_without_the_toolkit(self):
+        for name in ("QString", "QtCore/QString", "qglobal.h"):
+            with self.subTest(name):
+                self.assertEqual(self.complaints("recognizer/Some.cpp", f"#include <{name}>\n"),
+                                 [f"recognizer/Some.cpp includes {name}: this room stands without the toolkit"])
+
+    def test_only_main_installs_the_linux_layer(self):
+        self.assertEqual(self.complaints("app/main.cpp", f'#include "{BELOW_THE_SEAM}"\n'), [])
+
+    def test_the_environment_is_left_alone(self):
+        self.assertEqual(self.complaints("ui/Some.cpp", 'void f() { qputenv("A", "b"); }\n'),
+                         ["ui/Some.cpp changes the environment"])
+
+
+if __name__ == "__main__":
+    unittest.main()
