@@ -13,11 +13,17 @@ endif()
 set(QUILLORA_DEFAULT_ENDPOINT "https://translate.quillora.example/v1/translate" CACHE STRING
     "Endpoint of the hosted translation backend for users who have not entered their own")
 
+option(QUILLORA_BUILD_TESTS "Build the tests and the benchmarks, and what only they use" ON)
+
+# For those who work on it: another compiler finds other things, and that must keep nobody from a package.
+option(QUILLORA_WARNINGS_ARE_ERRORS "Let each warning of the compiler fail the build" OFF)
+
 set(QUILLORA_SANITIZE "" CACHE STRING "Sanitizers to build with, as given to -fsanitize=")
 
 add_library(quillora_options INTERFACE)
 target_compile_options(quillora_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fno-omit-frame-pointer)
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${QUILLORA_WARNINGS_ARE_ERRORS}>:-Werror>
+    -fno-omit-frame-pointer)
 target_include_directories(quillora_options INTERFACE "${CMAKE_SOURCE_DIR}/src")
 target_compile_definitions(quillora_options INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS QT_NO_FOREACH QT_DISABLE_DEPRECATED_BEFORE=0x060400)
