@@ -528,6 +528,38 @@ private Q_SLOTS:
                                              u"defaults.set targetLanguageIdentifier=en"_qs}));
     }
 
+    void ofSeveralLocalesOfALanguageSwappingPrefersTheUsualRegion() {
+        // Names sort the locales, so that the ones of the usual regions come last.
+        ControllerFixture f([](FakePlatform &platform) {
+            platform.speech.locales = {u"en-GB"_qs, u"es-AR"_qs, u"es-MX"_qs, u"es-US"_qs, u"ru-RU"_qs};
+        });
+        f.controller->setSourceLocaleIdentifier(u"ru-RU"_qs);
+        f.controller->setTargetLanguageIdentifier(u"es"_qs);
+        f.controller->swapLanguages();
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"es-US"_qs);
+        QCOMPARE(f.controller->targetLanguageIdentifier(), u"ru"_qs);
+    }
+
+    void withoutAUsualRegionSwappingTakesTheFirstLocaleOffered() {
+        ControllerFixture f([](FakePlatform &platform) {
+            platform.speech.locales = {u"ru-RU"_qs, u"en-GB"_qs, u"en-AU"_qs};
+        });
+        f.controller->setSourceLocaleIdentifier(u"ru-RU"_qs);
+        f.controller->setTargetLanguageIdentifier(u"en"_qs);
+        f.controller->swapLanguages();
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-AU"_qs);
+    }
+
+    void swappingThereAndBackNeedNotBringBackTheLocale() {
+        ControllerFixture f([](FakePlatform &platform) {
+            platform.speech.locales = {u"en-US"_qs, u"en-GB"_qs, u"ru-RU"_qs};
+        });
+        f.controller->setSourceLocaleIdentifier(u"en-GB"_qs);
+        f.controller->swapLanguages();
+        f.controller->swapLanguages();
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-US"_qs);
+    }
+
     void swappingWithATargetThatNobodySpeaksChangesNothing() {
         ControllerFixture f;
         f.controller->setTargetLanguageIdentifier(u"nl"_qs);

@@ -35,6 +35,9 @@ QString flagOf(const QString &identifier, test::FakePlatform &platform) {
 
 } // namespace
 
+Q_DECLARE_METATYPE(QString SpokenLanguageOption::*)
+Q_DECLARE_METATYPE(QString TranslationLanguageOption::*)
+
 class LanguageCatalogTest : public QObject {
     Q_OBJECT
 
@@ -242,16 +245,40 @@ private Q_SLOTS:
         QVERIFY(!translationEngineFromRawValue(u""_qs));
     }
 
-    void optionsCompareAndHashOverAllFields() {
-        const SpokenLanguageOption option{u"en-US"_qs, u"English"_qs, u"🇺🇸"_qs, u"en"_qs};
-        auto other = option;
-        QCOMPARE(qHash(option), qHash(other));
-        other.translationLanguageIdentifier = u"ru"_qs;
-        QVERIFY(option != other);
-        QVERIFY(qHash(option) != qHash(other));
+    void spokenOptionsCompareAndHashOverAllFields_data() {
+        QTest::addColumn<QString SpokenLanguageOption::*>("field");
+        QTest::newRow("id") << &SpokenLanguageOption::id;
+        QTest::newRow("name") << &SpokenLanguageOption::name;
+        QTest::newRow("flag") << &SpokenLanguageOption::flag;
+        QTest::newRow("language") << &SpokenLanguageOption::translationLanguageIdentifier;
+    }
+    void spokenOptionsCompareAndHashOverAllFields() {
+        QFETCH(QString SpokenLanguageOption::*, field);
+        assertThatItCounts(SpokenLanguageOption{u"en-US"_qs, u"English"_qs, u"🇺🇸"_qs, u"en"_qs}, field);
+    }
+
+    void targetOptionsCompareAndHashOverAllFields_data() {
+        QTest::addColumn<QString TranslationLanguageOption::*>("field");
+        QTest::newRow("id") << &TranslationLanguageOption::id;
+        QTest::newRow("name") << &TranslationLanguageOption::name;
+        QTest::newRow("flag") << &TranslationLanguageOption::flag;
+    }
+    void targetOptionsCompareAndHashOverAllFields() {
+        QFETCH(QString TranslationLanguageOption::*, field);
+        assertThatItCounts(TranslationLanguageOption{u"en"_qs, u"English"_qs, u"🇺🇸"_qs}, field);
     }
 
 private:
+    template <typename Option>
+    static void assertThatItCounts(const Option &option, QString Option::*field) {
+        Option other = option;
+        QVERIFY(other == option);
+        QCOMPARE(qHash(other), qHash(option));
+        other.*field += u'x';
+        QVERIFY(other != option);
+        QVERIFY(qHash(other) != qHash(option));
+    }
+
     std::unique_ptr<test::FakePlatform> m_platform;
 };
 

@@ -121,6 +121,24 @@ private Q_SLOTS:
         QCOMPARE(next->value(), u"<hello>"_qs);
     }
 
+    void aFailureKeepsTheConfigurationForTheNextJobOfThePair() {
+        m_platform->translation.translationError = u"The engine broke."_qs;
+        const auto failed = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        const auto before = m_bridge->configuration();
+        m_platform->run();
+        QCOMPARE(failed->error(), u"The engine broke."_qs);
+        QVERIFY(before.has_value());
+        QVERIFY(m_bridge->configuration() == before);
+
+        m_platform->translation.translationError.reset();
+        const auto next = Outcome<QString>::of(m_bridge->translate(u"again"_qs, u"en"_qs, u"es"_qs));
+        auto invalidated = *before;
+        invalidated.invalidate();
+        QVERIFY(m_bridge->configuration() == invalidated);
+        m_platform->run();
+        QCOMPARE(next->value(), u"<again>"_qs);
+    }
+
     void aTranslationWhosePreparationFailsIsNotTried() {
         m_platform->translation.preparationError = u"No model."_qs;
         const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
