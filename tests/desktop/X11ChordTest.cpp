@@ -6,6 +6,7 @@
 #include "support/TestWindow.h"
 
 #include <algorithm>
+#include <csignal>
 
 using namespace quillora;
 using test::ChildProcess;
@@ -78,6 +79,16 @@ private Q_SLOTS:
         paste(keystrokes);
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
         QVERIFY(connection.isUsable());
+    }
+
+    void aServerThatHangsGetsNoChordToPressLater() {
+        m_display.server().signal(SIGSTOP);
+        std::optional<bool> isPosted;
+        m_keystrokes->postPasteChord([&](bool outcome) { isPosted = outcome; });
+        m_display.server().signal(SIGCONT);
+        QCOMPARE(isPosted, false);
+        m_connection->sync();
+        QVERIFY(m_window->takeKeys().empty());
     }
 
     void nothingIsHeldAfterwards_data() { test::addPasteConditions(); }
@@ -511,7 +522,7 @@ private:
         ChildProcess::waitUntil([this] { return m_events == QStringList{hotKeyPressed}; });
     }
 
-    const test::VirtualDisplay m_display;
+    test::VirtualDisplay m_display;
     std::unique_ptr<platform::X11Connection> m_connection;
     std::unique_ptr<platform::X11HotKeys> m_hotKeys;
     std::unique_ptr<platform::X11Keystrokes> m_keystrokes;

@@ -9,9 +9,20 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <csignal>
+#include <xcb/xtest.h>
+
 using namespace quillora;
 using platform::X11Connection;
 using test::VirtualDisplay;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// For waits that are over in a few seconds, on however busy a machine; they would last for ever otherwise.
+constexpr auto generously = 60s;
+
+} // namespace
 
 /// One connection, and its end.
 class X11ConnectionTest : public QObject {
@@ -65,7 +76,7 @@ private Q_SLOTS:
         xcb_change_property(other.xcb(), XCB_PROP_MODE_REPLACE, other.root(), XCB_ATOM_WM_NAME,
                             XCB_ATOM_STRING, 8, 1, "x");
         other.sync();
-        QVERIFY(connection.serverTime() != XCB_CURRENT_TIME);
+        QVERIFY(connection.serverTime());
         QTRY_COMPARE(changes, 1);
     }
 
@@ -82,6 +93,53 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
         QCOMPARE(events, 0);
         QVERIFY(connection.isUsable());
+    }
+
+    void anAnswerIsWaitedForUntilTheDeadline() {
+        VirtualDisplay display;
+        X11Connection connection(display.name());
+        display.server().signal(SIGSTOP);
+        const QDeadlineTimer afterwards(generously);
+        QVERIFY(!connection.reply(xcb_get_input_focus_reply, xcb_get_input_focus(connection.xcb()),
+                                  QDeadlineTimer(20ms)));
+        QVERIFY(!connection.serverTime(QDeadlineTimer(20ms)));
+        QVERIFY(!afterwards.hasExpired());
+        QVERIFY(connection.isSilent());
+        display.server().signal(SIGCONT);
+    }
+
+    void aServerThatHangsCostsPatienceOnlyOnce() {
+        VirtualDisplay display;
+        X11Connection connection(display.name());
+        display.server().signal(SIGSTOP);
+        const QDeadlineTimer afterwards(generously);
+        while (!connection.isSilent())
+            connection.sync();
+        for (int i = 0; i < 20; ++i) {
+            QVERIFY(!connection.sync());
+            QVERIFY(!connection.has(xcb_test_id));
+            QVERIFY(!connection.serverTime());
+            QCOMPARE(connection.atom("OF_WHICH_NOBODY_HAS_HEARD"), xcb_atom_t{XCB_NONE});
+            QVERIFY(!connection.succeeds(xcb_map_window_checked(connection.xcb(), connection.root())));
+        }
+        QVERIFY(!afterwards.hasExpired());
+        display.server().signal(SIGCONT);
+    }
+
+    void aServerThatHungIsListenedToAgain() {
+        VirtualDisplay display;
+        X11Connection connection(display.name());
+        display.server().signal(SIGSTOP);
+        constexpr xcb_window_t noWindow = 0x1234567;
+        QVERIFY(!connection.serverTime(QDeadlineTimer(20ms)));
+        QVERIFY(!connection.succeeds(xcb_map_window_checked(connection.xcb(), noWindow)));
+        display.server().signal(SIGCONT);
+        QTRY_VERIFY(!connection.isSilent());
+        const auto before = connection.serverTime();
+        const auto after = connection.serverTime();
+        QVERIFY(before && after && *before <= *after);
+        QVERIFY(connection.has(xcb_test_id));
+        QVERIFY(connection.succeeds(xcb_map_window_checked(connection.xcb(), connection.root())));
     }
 
     void theLossOfTheServerIsToldOnce() {

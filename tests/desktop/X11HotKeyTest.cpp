@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <thread>
 #include <xcb/xinput.h>
 
@@ -370,6 +371,28 @@ private Q_SLOTS:
         tap();
         for (const auto &key : window.takeKeys())
             QVERIFY(key.keycode != TestKeyboard::space);
+    }
+
+    void aServerThatHangsTakesNoHotKeyAway() {
+        test::VirtualDisplay display;
+        platform::X11Connection connection(display.name());
+        platform::X11HotKeys hotKeys(connection);
+        const auto hotKey =
+            hotKeys.take({49, AppHotKey::controlKey},
+                         {.pressed = [this] { m_events += pressed; },
+                          .outcome = [this](const HotKeyOutcome &outcome) { m_outcomes += outcome; }});
+        display.server().signal(SIGSTOP);
+        while (!connection.isSilent())
+            connection.sync();
+        hotKeys.suspend().reset(); // grabs again
+        QCoreApplication::processEvents();
+        display.server().signal(SIGCONT);
+        TestKeyboard keyboard(display.name());
+        QVERIFY(test::ChildProcess::waitUntil([&] {
+            keyboard.tapWith({TestKeyboard::control}, TestKeyboard::space);
+            return !m_events.isEmpty();
+        }));
+        QVERIFY(m_outcomes.isEmpty());
     }
 
     void aServerThatGoesAwayLeavesNothingRunning() {

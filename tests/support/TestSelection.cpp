@@ -13,7 +13,8 @@ TestSelection::TestSelection(const QByteArray &displayName, const QByteArray &se
 void TestSelection::setText(const QByteArray &text) {
     m_text = text;
     m_readCount = 0;
-    xcb_set_selection_owner(m_connection.xcb(), m_window, m_selection, m_connection.serverTime());
+    xcb_set_selection_owner(m_connection.xcb(), m_window, m_selection,
+                            m_connection.serverTime().value_or(XCB_CURRENT_TIME));
     m_connection.flush();
 }
 

@@ -2,6 +2,8 @@
 
 #include <QSocketNotifier>
 
+#include <cerrno>
+#include <poll.h>
 #include <utility>
 
 namespace quillora::platform {
@@ -9,6 +11,7 @@ namespace quillora::platform {
 namespace {
 constexpr uint8_t eventTypeMask = 0x7f; // the top bit only says that another client sent the event
 constexpr uint8_t errorType = 0;
+constexpr std::chrono::seconds fullPatience(5);
 } // namespace
 
 X11Connection::X11Connection(const QByteArray &displayName, QObject *parent) : QObject(parent) {
@@ -39,6 +42,14 @@ X11Connection::~X11Connection() {
 
 bool X11Connection::isUsable() const { return xcb_connection_has_error(m_xcb) == 0; }
 
+bool X11Connection::isSilent() const {
+    return m_readBeforeSilence == xcb_total_read(m_xcb) && !awaitSocket(POLLIN, QDeadlineTimer(0));
+}
+
+QDeadlineTimer X11Connection::patience() const {
+    return isSilent() ? QDeadlineTimer(0) : QDeadlineTimer(fullPatience);
+}
+
 xcb_atom_t X11Connection::atom(const QByteArray &name) {
     const auto known = m_atoms.find(name);
     if (known != m_atoms.end())
@@ -53,38 +64,55 @@ xcb_atom_t X11Connection::atom(const QByteArray &name) {
 }
 
 bool X11Connection::succeeds(xcb_void_cookie_t cookie) {
-    const X11Reply<xcb_generic_error_t> error(xcb_request_check(m_xcb, cookie));
-    dispatchLater();
-    return !error && isUsable();
+    xcb_generic_error_t *error = nullptr;
+    const auto isKnown = [&] {
+        void *noReply = nullptr;
+        return xcb_poll_for_reply(m_xcb, cookie.sequence, &noReply, &error) != 0;
+    };
+    // What has no reply has succeeded if no error has come by the time that a later request is answered.
+    const bool isTold = isKnown() || (sync() && isKnown());
+    if (!isTold)
+        xcb_discard_reply(m_xcb, cookie.sequence);
+    const X11Reply<xcb_generic_error_t> failure(error);
+    return isTold && !failure && isUsable();
 }
 
-void X11Connection::flush() {
-    xcb_flush(m_xcb);
+bool X11Connection::flush(const QDeadlineTimer &deadline) {
+    // XCB itself waits without end for room in the socket.
+    const bool isRoom = isUsable() && awaitSocket(POLLOUT, deadline);
+    if (isRoom)
+        xcb_flush(m_xcb);
     dispatchLater();
+    return isRoom;
 }
 
-void X11Connection::sync() { reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb)); }
+bool X11Connection::sync() { return reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb)) != nullptr; }
 
-xcb_timestamp_t X11Connection::serverTime() {
-    if (!isUsable())
-        return XCB_CURRENT_TIME;
-    xcb_change_property(m_xcb, XCB_PROP_MODE_APPEND, m_clockWindow, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, 0,
-                        nullptr);
+std::optional<xcb_timestamp_t> X11Connection::serverTime(const QDeadlineTimer &deadline) {
+    // Appending nothing changes nothing, yet it is announced, with the time.
+    const auto change = xcb_change_property(m_xcb, XCB_PROP_MODE_APPEND, m_clockWindow, XCB_ATOM_WM_NAME,
+                                            XCB_ATOM_STRING, 8, 0, nullptr);
     // The server sends the event before it answers the request that follows, so there is nothing to wait for
     // after the answer.
-    sync();
+    reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb), deadline);
     while (X11Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(m_xcb)}) {
-        if ((event->response_type & eventTypeMask) == XCB_PROPERTY_NOTIFY) {
-            const auto *change = reinterpret_cast<const xcb_property_notify_event_t *>(event.get());
-            if (change->window == m_clockWindow)
-                return change->time;
-        }
+        // By its number: that of an earlier change may come late.
+        if ((event->response_type & eventTypeMask) == XCB_PROPERTY_NOTIFY &&
+            event->sequence == static_cast<uint16_t>(change.sequence))
+            return reinterpret_cast<const xcb_property_notify_event_t *>(event.get())->time;
         m_setAside.push_back(std::move(event));
     }
-    return XCB_CURRENT_TIME;
+    return {};
 }
 
-bool X11Connection::has(xcb_extension_t &extension) const {
+bool X11Connection::has(xcb_extension_t &extension) {
+    // XCB itself waits without end for an answer that is not there.
+    if (!m_knownExtensions.contains(&extension)) {
+        xcb_prefetch_extension_data(m_xcb, &extension);
+        if (!sync())
+            return false;
+        m_knownExtensions.insert(&extension);
+    }
     const auto *answer = xcb_get_extension_data(m_xcb, &extension);
     return answer && answer->present;
 }
@@ -113,6 +141,30 @@ X11Reply<xcb_generic_event_t> X11Connection::nextEvent() {
     auto event = std::move(m_setAside.front());
     m_setAside.pop_front();
     return event;
+}
+
+void *X11Connection::awaitReply(unsigned int sequence, const QDeadlineTimer &deadline) {
+    void *reply = nullptr;
+    xcb_generic_error_t *error = nullptr;
+    bool isWaiting = flush(deadline);
+    while (isWaiting && !xcb_poll_for_reply(m_xcb, sequence, &reply, &error))
+        isWaiting = awaitSocket(POLLIN, deadline);
+    if (!isWaiting) {
+        xcb_discard_reply(m_xcb, sequence);
+        m_readBeforeSilence = xcb_total_read(m_xcb);
+    }
+    std::free(error);
+    dispatchLater();
+    return reply;
+}
+
+bool X11Connection::awaitSocket(short events, const QDeadlineTimer &deadline) const {
+    pollfd socket{xcb_get_file_descriptor(m_xcb), events, 0};
+    for (;;) {
+        const auto result = ::poll(&socket, 1, static_cast<int>(deadline.remainingTime()));
+        if (result >= 0 || errno != EINTR)
+            return result > 0;
+    }
 }
 
 void X11Connection::dispatchLater() {

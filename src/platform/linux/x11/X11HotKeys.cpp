@@ -94,8 +94,6 @@ X11HotKeys::X11HotKeys(X11Connection &connection) : m_connection(connection) {
     }
 }
 
-X11HotKeys::~X11HotKeys() = default;
-
 void X11HotKeys::watchKeymap() {
     auto *xcb = m_connection.xcb();
     m_connection.reply(xcb_xkb_use_extension_reply, xcb_xkb_use_extension(xcb, 1, 0));
@@ -124,7 +122,7 @@ std::unique_ptr<TakenHotKey> X11HotKeys::take(const KeyCombination &combination,
     if (!isPossible || !m_areRepeatsDetectable || isTaken(*keycode, mask))
         return nullptr;
     HotKey hotKey{std::move(listener), *keycode, mask, {}, stateOfHeldKey(*keycode)};
-    if (!grab(hotKey))
+    if (!grab(hotKey, X11Keymap(m_connection)))
         return nullptr;
     if (m_suspensions > 0)
         ungrab(hotKey);
@@ -219,7 +217,12 @@ void X11HotKeys::handleRelease(xcb_keycode_t keycode) {
 }
 
 void X11HotKeys::checkKeys() {
+    // It is not asked over and over while it hangs.
+    if (m_connection.isSilent())
+        return;
     const X11KeysDown keysDown(m_connection);
+    if (!keysDown.isKnown())
+        return;
     std::vector<xcb_keycode_t> wentUp;
     for (const auto &[number, hotKey] : m_hotKeys) {
         if (hotKey.keyState != KeyState::up && !keysDown.contains(hotKey.keycode))
@@ -257,16 +260,28 @@ void X11HotKeys::grabAgain() {
     // A server that has gone refuses everything, which says nothing about other programs.
     if (m_suspensions > 0 || !m_connection.isUsable())
         return;
+    if (m_connection.isSilent())
+        return grabAgainLater();
+    const X11Keymap keymap(m_connection);
     for (auto &[number, hotKey] : m_hotKeys) {
-        const bool isLost = !grab(hotKey);
+        const bool isLost = !grab(hotKey, keymap);
+        if (m_connection.isSilent())
+            return grabAgainLater();
         if (std::exchange(hotKey.isLost, isLost) != isLost)
             tellLater(number, isLost ? HotKeyOutcome::Kind::lost : HotKeyOutcome::Kind::hadAgain);
     }
     m_connection.flush();
 }
 
-bool X11HotKeys::grab(HotKey &hotKey) {
-    const auto wanted = lockVariants(X11Keymap(m_connection), hotKey.modifiers);
+/// What a server that hangs does not answer says nothing either.
+void X11HotKeys::grabAgainLater() {
+    QTimer::singleShot(silenceCheckInterval, this, &X11HotKeys::handleKeymapChange);
+}
+
+bool X11HotKeys::grab(HotKey &hotKey, const X11Keymap &keymap) {
+    if (!keymap.isKnown())
+        return false;
+    const auto wanted = lockVariants(keymap, hotKey.modifiers);
     const auto before = std::exchange(hotKey.grabbed, wanted);
     // What is grabbed already is only let go of once its successor is grabbed: no press falls in between.
     const bool isHad = grab(hotKey.keycode, difference(wanted, before));

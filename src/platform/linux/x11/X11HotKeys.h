@@ -10,6 +10,8 @@
 
 namespace quillora::platform {
 
+class X11Keymap;
+
 /// System-wide hotkeys by passive grabs of a key position, whatever Caps Lock, Num Lock and Scroll Lock say.
 ///
 /// Control is Ctrl, Option Alt, Command Super. A press ends when its own key goes up; modifiers may go up
@@ -28,9 +30,11 @@ class X11HotKeys final : public QObject, public HotKeys {
 public:
     static constexpr std::chrono::milliseconds keyCheckInterval{50};
 
+    /// Between two attempts to grab again what a server that hangs was asked for.
+    static constexpr std::chrono::milliseconds silenceCheckInterval{500};
+
     /// `connection` must outlive this object.
     explicit X11HotKeys(X11Connection &connection);
-    ~X11HotKeys() override;
 
     std::unique_ptr<TakenHotKey> take(const KeyCombination &combination, HotKeyListener listener) override;
     std::unique_ptr<HotKeySuspension> suspend() override;
@@ -67,10 +71,11 @@ private:
     void handleRelease(xcb_keycode_t keycode);
     void handleKeymapChange();
     void grabAgain();
+    void grabAgainLater();
     void giveBack(quint64 number);
     void startSuspension();
     void endSuspension();
-    bool grab(HotKey &hotKey);
+    bool grab(HotKey &hotKey, const X11Keymap &keymap);
     void ungrab(HotKey &hotKey);
     bool grab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers);
     void ungrab(xcb_keycode_t keycode, const std::vector<uint16_t> &modifiers);

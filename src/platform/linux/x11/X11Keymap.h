@@ -12,6 +12,9 @@ class X11Keymap {
 public:
     explicit X11Keymap(X11Connection &connection);
 
+    /// Whether the server has told it; else no key means anything.
+    bool isKnown() const { return m_modifiers != nullptr; }
+
     /// The key that gives the symbol without modifiers in the group in force, else in another group, as
     /// toolkits look for shortcuts too; nothing if no key does.
     std::optional<xcb_keycode_t> keyFor(xcb_keysym_t symbol) const;

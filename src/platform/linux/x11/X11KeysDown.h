@@ -9,6 +9,9 @@ class X11KeysDown {
 public:
     explicit X11KeysDown(X11Connection &connection);
 
+    /// Whether the server has told it.
+    bool isKnown() const { return m_keys != nullptr; }
+
     bool contains(xcb_keycode_t keycode) const;
 
 private:

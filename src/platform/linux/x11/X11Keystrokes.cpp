@@ -72,18 +72,22 @@ bool X11Keystrokes::isTrusted() { return m_connection.has(xcb_test_id); }
 void X11Keystrokes::postPasteChord(Outcome outcome) {
     if (!isTrusted())
         return outcome(false);
+    // What a server that hangs were asked for now it would do later, wherever the keyboard is by then.
     const X11Keymap keymap(m_connection);
+    if (!keymap.isKnown())
+        return outcome(false);
     const auto chord = preparedPasteChord(keymap);
     std::unique_ptr<HotKeySuspension> passage;
     if (isHotKey(chord))
         passage = m_hotKeys.suspend();
+    bool isPressed = false;
     {
         const X11StickyKeys stickyKeys(m_connection); // kept as they are
-        press(chord, keymap);
+        isPressed = press(chord, keymap);
         letGo();
     }
     passage.reset();
-    outcome(m_connection.isUsable());
+    outcome(isPressed && m_connection.isUsable());
 }
 
 X11Keystrokes::Chord X11Keystrokes::preparedPasteChord(const X11Keymap &keymap) const {
@@ -113,8 +117,11 @@ bool X11Keystrokes::isHotKey(const Chord &chord) const {
     return m_hotKeys.isGrabbed(chord.key, static_cast<uint16_t>(modifiers));
 }
 
-void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
+/// False if it is not known what is to be lifted.
+bool X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
     const X11KeysDown keysDown(m_connection);
+    if (!keysDown.isKnown())
+        return false;
     // It would swallow the chord. Nothing is waited for from here on, so that no new one comes in between.
     m_hotKeys.releaseActiveGrab();
     replaceModifiersByControl(keymap, keysDown);
@@ -130,6 +137,7 @@ void X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
         fake(XCB_KEY_RELEASE, chord.key);
     hold(chord.key);
     m_connection.flush();
+    return true;
 }
 
 void X11Keystrokes::replaceModifiersByControl(const X11Keymap &keymap, const X11KeysDown &keysDown) {

@@ -42,7 +42,7 @@ private:
 
     Chord preparedPasteChord(const X11Keymap &keymap) const;
     bool isHotKey(const Chord &chord) const;
-    void press(const Chord &chord, const X11Keymap &keymap);
+    bool press(const Chord &chord, const X11Keymap &keymap);
     void replaceModifiersByControl(const X11Keymap &keymap, const X11KeysDown &keysDown);
     void unstickModifiers(const X11Keymap &keymap);
     void hold(xcb_keycode_t key);

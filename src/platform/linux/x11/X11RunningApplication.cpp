@@ -35,7 +35,7 @@ void tellWindowManager(X11Connection &connection, xcb_window_t window, const QBy
 }
 
 void askWindowManager(X11Connection &connection, xcb_window_t window) {
-    const auto time = connection.serverTime();
+    const auto time = connection.serverTime().value_or(XCB_CURRENT_TIME);
     // Some window managers do not leave the desktop for a window that is to be activated.
     if (const auto desktop = X11Windows(connection).otherDesktop(window))
         tellWindowManager(connection, connection.root(), "_NET_CURRENT_DESKTOP", *desktop, time);
@@ -43,7 +43,8 @@ void askWindowManager(X11Connection &connection, xcb_window_t window) {
 }
 
 void giveKeyboard(X11Connection &connection, xcb_window_t window) {
-    xcb_set_input_focus(connection.xcb(), XCB_INPUT_FOCUS_PARENT, window, connection.serverTime());
+    xcb_set_input_focus(connection.xcb(), XCB_INPUT_FOCUS_PARENT, window,
+                        connection.serverTime().value_or(XCB_CURRENT_TIME));
     connection.flush();
 }
 
