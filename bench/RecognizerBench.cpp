@@ -98,7 +98,7 @@ public:
             told->changed.notify_all();
         });
     }
-    void hear(Samples samples) { m_job->sound().append({{16000, 1}, std::move(samples)}); }
+    void hear(Samples samples) { m_job->sound().add({{16000, 1}, std::move(samples)}); }
     QString end() {
         m_job->sound().end();
         std::unique_lock lock(m_told->mutex);

@@ -43,7 +43,7 @@ public:
         constexpr std::size_t frames = 1024;
         for (std::size_t begin = 0; begin < sound.size(); begin += frames) {
             const auto end = std::min(begin + frames, sound.size());
-            job->sound().append(
+            job->sound().add(
                 {{16000, 1}, {sound.begin() + qsizetype(begin), sound.begin() + qsizetype(end)}});
         }
     }
@@ -233,7 +233,7 @@ private Q_SLOTS:
         QCOMPARE(dictating.errors(), QStringList{description});
         QCOMPARE(client.modelState(), ModelState::failed);
         dictating.hear(FakeSpeech::words(1, 2));
-        QVERIFY(dictating.job->sound().take().buffers.empty());
+        QVERIFY(dictating.job->sound().take().items.empty());
         Dictating next(client);
         QVERIFY(waitUntil([&] { return !next.errors().isEmpty(); }));
         QCOMPARE(next.errors(), QStringList{description});
@@ -357,7 +357,7 @@ private Q_SLOTS:
         QCOMPARE(dictating.errors(), QStringList{u"Speech recognition was ended."_qs});
         QCOMPARE(next.errors(), QStringList{u"Speech recognition was ended."_qs});
         dictating.hear(FakeSpeech::words(1, 2)); // to nobody
-        QVERIFY(dictating.job->sound().take().buffers.empty());
+        QVERIFY(dictating.job->sound().take().items.empty());
     }
 
     void neitherAPressNorTheEndWaitsForAJudgement() {

@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         });
     platform::Dictation dictation(1, job, std::size_t{60} * sampleRate);
     test::converse(data, size, [&](auto message) {
-        job->sound().append({{16000, 1}, std::vector<qint16>(3000, 1)});
+        job->sound().add({{16000, 1}, std::vector<qint16>(3000, 1)});
         dictation.takeSound();
         std::visit(Listener(dictation), decodeAnswer(message));
     });

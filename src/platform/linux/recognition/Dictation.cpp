@@ -15,9 +15,9 @@ constexpr qsizetype longestText = qsizetype{1} << 20;
 
 bool Dictation::takeSound() {
     const auto portion = m_job->sound().take();
-    if (portion.state == SoundQueue::State::cancelled)
+    if (portion.state == SoundQueue::State::abandoned)
         return false;
-    for (const AudioBuffer &buffer : portion.buffers) {
+    for (const AudioBuffer &buffer : portion.items) {
         if (buffer.format.channelCount == 0)
             continue;
         if (!m_resampler || m_resampler->inputFormat() != buffer.format)

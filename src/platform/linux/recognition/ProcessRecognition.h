@@ -19,7 +19,7 @@ public:
     ProcessRecognition(const ProcessRecognition &) = delete;
     ProcessRecognition &operator=(const ProcessRecognition &) = delete;
 
-    void append(AudioBuffer buffer) override { m_job->sound().append(std::move(buffer)); }
+    void append(AudioBuffer buffer) override { m_job->sound().add(std::move(buffer)); }
     void endAudio() override {
         m_drain->whenDrained([job = m_job] { job->sound().end(); });
     }

@@ -1,13 +1,17 @@
 #pragma once
 
+#include "platform/AudioBuffer.h"
 #include "platform/SpeechRecognizers.h"
-#include "platform/linux/recognition/SoundQueue.h"
+#include "platform/linux/HandOver.h"
 
 #include <atomic>
 #include <memory>
 #include <utility>
 
 namespace quillora::platform {
+
+/// Sound on its way from the capture to the recognizer's thread.
+using SoundQueue = HandOver<AudioBuffer>;
 
 /// What of a recognition its user and the recognizer's thread have in common.
 class RecognitionJob {
@@ -20,12 +24,12 @@ public:
     /// Nobody wants the outcome any more: the handler is not called again. Any thread.
     void cancel() {
         m_isCancelled = true;
-        m_sound.cancel();
+        m_sound.abandon();
     }
 
     /// There is an error, and nobody reads the sound any more.
     void fail(const LocalizedError &error) {
-        m_sound.cancel();
+        m_sound.abandon();
         report(error);
     }
 

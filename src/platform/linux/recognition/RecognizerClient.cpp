@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <poll.h>
-#include <pthread.h>
 #include <utility>
 
 namespace quillora::platform {
@@ -33,80 +31,51 @@ QString noMemory() { return u"There is not enough memory for the speech model."_
 } // namespace
 
 RecognizerClient::RecognizerClient(std::string program, Limits limits)
-    : m_program(std::move(program)), m_limits(limits) {
-    m_thread = std::thread([this] { run(); });
-}
-
-RecognizerClient::~RecognizerClient() {
-    m_isEnding = true;
-    m_wakeUp->wake();
-    m_thread.join();
-}
+    : m_program(std::move(program)), m_limits(limits),
+      m_worker("recognition", [this](Worker &worker) { run(worker); }) {}
 
 void RecognizerClient::load(std::vector<RecognizerModel> models) {
-    {
-        const std::lock_guard lock(m_mutex);
+    ++m_loadsToCome;
+    m_worker.post([this, models = std::move(models)] {
+        m_models.assign(models.begin(), models.end());
         m_modelState = ModelState::loading;
-        m_modelsToLoad.emplace(models.begin(), models.end());
-    }
-    m_wakeUp->wake();
+        --m_loadsToCome;
+        beginAnew();
+    });
 }
 
 std::shared_ptr<RecognitionJob> RecognizerClient::recognize(RecognitionHandler handler) {
-    auto job = std::make_shared<RecognitionJob>(m_wakeUp, std::move(handler));
-    {
-        const std::lock_guard lock(m_mutex);
-        m_newJobs.push_back(job);
-    }
-    m_wakeUp->wake();
+    auto job = std::make_shared<RecognitionJob>(m_worker.wakeUp(), std::move(handler));
+    m_worker.post([this, job] { accept(job); });
     return job;
 }
 
-void RecognizerClient::run() {
-    // Signals are the main thread's business.
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-    pthread_setname_np(pthread_self(), "recognition");
-
-    while (!m_isEnding) {
-        takeOver();
+void RecognizerClient::run(Worker &worker) {
+    while (worker.doPosted()) {
+        takeSound();
         if (!m_process && !m_models.empty() && (m_isWanted || !m_dictations.empty()))
             start();
         else if (m_isReady && m_dictations.empty() && !m_judgement)
-            judgeModel();
+            judgeModel(worker);
         else if (m_process)
-            converse();
+            converse(worker);
         else
-            waitForEvents();
+            waitForEvents(worker);
     }
     dropProcess();
-    takeOver();
     for (auto &dictation : m_dictations)
         dictation.failed(ended());
 }
 
-/// Takes what other threads have handed over.
-void RecognizerClient::takeOver() {
-    m_wakeUp->settle();
-    std::vector<std::shared_ptr<RecognitionJob>> jobs;
-    std::optional<std::deque<RecognizerModel>> models;
-    {
-        const std::lock_guard lock(m_mutex);
-        jobs.swap(m_newJobs);
-        models.swap(m_modelsToLoad);
-    }
-    if (models) {
-        m_models = std::move(*models);
-        beginAnew();
-    }
+void RecognizerClient::accept(std::shared_ptr<RecognitionJob> job) {
     const auto limit = static_cast<std::size_t>(m_limits.keptSound.count()) * recognizer::sampleRate;
-    for (auto &job : jobs) {
-        if (m_modelState == ModelState::failed)
-            job->fail(LocalizedError(m_failure));
-        else
-            m_dictations.emplace_back(++m_lastNumber, std::move(job), limit);
-    }
+    if (m_modelState == ModelState::failed)
+        job->fail(LocalizedError(m_failure));
+    else
+        m_dictations.emplace_back(++m_lastNumber, std::move(job), limit);
+}
+
+void RecognizerClient::takeSound() {
     for (auto dictation = m_dictations.begin(); dictation != m_dictations.end();) {
         if (dictation->takeSound()) {
             ++dictation;
@@ -140,11 +109,8 @@ void RecognizerClient::beginAnew() {
 }
 
 /// Once for each model, while nobody waits for anything; a press comes first.
-void RecognizerClient::judgeModel() {
-    const auto isUnwanted = [this] {
-        const std::lock_guard lock(m_mutex);
-        return m_isEnding || !m_newJobs.empty() || m_modelsToLoad;
-    };
+void RecognizerClient::judgeModel(const Worker &worker) {
+    const auto isUnwanted = [&worker] { return worker.isCalled(); };
     const auto judgement = m_models.front().judge(ModelCheck::checksums, isUnwanted);
     if (isUnwanted())
         return;
@@ -154,13 +120,13 @@ void RecognizerClient::judgeModel() {
 }
 
 /// One turn of the conversation with the process.
-void RecognizerClient::converse() {
+void RecognizerClient::converse(const Worker &worker) {
     try {
         speak();
-        waitForEvents();
+        waitForEvents(worker);
         listen();
     } catch (const recognizer::ProtocolError &) {
-        processDied();
+        processDied(worker);
     }
 }
 
@@ -207,8 +173,8 @@ void RecognizerClient::noteAnswer() {
     m_starved = m_process->starved();
 }
 
-void RecognizerClient::waitForEvents() {
-    std::array<pollfd, 2> events{{{m_wakeUp->descriptor(), POLLIN, 0}, {-1, POLLIN, 0}}};
+void RecognizerClient::waitForEvents(const Worker &worker) {
+    std::array<pollfd, 2> events{{{worker.descriptor(), POLLIN, 0}, {-1, POLLIN, 0}}};
     int patience = -1;
     if (m_process) {
         events[1].fd = m_process->channel().descriptor();
@@ -312,7 +278,7 @@ Dictation *RecognizerClient::dictation(std::uint32_t number) {
     return isUnderWay ? &m_dictations.front() : nullptr;
 }
 
-void RecognizerClient::processDied() {
+void RecognizerClient::processDied(const Worker &worker) {
     const bool wasReady = m_isReady;
     const int status = m_process->collect();
     dropProcess();
@@ -323,16 +289,16 @@ void RecognizerClient::processDied() {
         return;
     constexpr int mostDeaths = 2;
     if (++m_deathsInARow == mostDeaths)
-        return modelFailed(isModelRight() ? unsuitable() : damaged());
+        return modelFailed(isModelRight(worker) ? unsuitable() : damaged());
     if (!m_dictations.empty() && ++m_dictations.front().deaths == mostDeaths) {
         m_dictations.front().failed(notRecognized());
         m_dictations.pop_front();
     }
 }
 
-bool RecognizerClient::isModelRight() {
+bool RecognizerClient::isModelRight(const Worker &worker) {
     if (!m_judgement)
-        m_judgement = m_models.front().judge(ModelCheck::checksums, [this] { return m_isEnding.load(); });
+        m_judgement = m_models.front().judge(ModelCheck::checksums, [&worker] { return worker.isEnding(); });
     return m_judgement == ModelJudgement::right;
 }
 
@@ -342,12 +308,7 @@ void RecognizerClient::modelFailed(const QString &description) {
     beginAnew();
     if (!m_models.empty())
         return;
-    {
-        // Unless others are on their way already.
-        const std::lock_guard lock(m_mutex);
-        if (!m_modelsToLoad)
-            m_modelState = ModelState::failed;
-    }
+    m_modelState = ModelState::failed;
     m_failure = description;
     failAll(description);
 }

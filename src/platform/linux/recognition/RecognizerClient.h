@@ -1,20 +1,19 @@
 #pragma once
 
+#include "platform/linux/Worker.h"
 #include "platform/linux/recognition/Dictation.h"
 #include "platform/linux/recognition/RecognitionJob.h"
 #include "platform/linux/recognition/RecognizerModel.h"
 #include "platform/linux/recognition/RecognizerProcess.h"
-#include "platform/linux/recognition/WakeUp.h"
 
 #include <atomic>
 #include <chrono>
 #include <deque>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
+#include <vector>
 
 namespace quillora::platform {
 
@@ -42,17 +41,15 @@ public:
     };
 
     explicit RecognizerClient(std::string program) : RecognizerClient(std::move(program), Limits()) {}
+    /// When it goes it ends the process, and what is under way with an error; it waits for neither.
     RecognizerClient(std::string program, Limits limits);
-
-    /// Ends the process, and what is under way with an error; waits for neither.
-    ~RecognizerClient();
     RecognizerClient(const RecognizerClient &) = delete;
     RecognizerClient &operator=(const RecognizerClient &) = delete;
 
     /// Begins to load the first of `models` that can be loaded, the best one first.
     void load(std::vector<RecognizerModel> models);
 
-    ModelState modelState() const { return m_modelState; }
+    ModelState modelState() const { return m_loadsToCome > 0 ? ModelState::loading : m_modelState.load(); }
 
     /// The dictation's turn comes when all earlier ones have ended and the model is loaded.
     std::shared_ptr<RecognitionJob> recognize(RecognitionHandler handler);
@@ -60,16 +57,17 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    void run();
-    void takeOver();
+    void run(Worker &worker);
+    void accept(std::shared_ptr<RecognitionJob> job);
+    void takeSound();
     void beginAnew();
     void start();
-    void converse();
+    void converse(const Worker &worker);
     void speak();
     void speakOf(Dictation &dictation);
     void send(const recognizer::Command &command);
     void expectAnswer(std::chrono::milliseconds patience);
-    void waitForEvents();
+    void waitForEvents(const Worker &worker);
     void listen();
     void take(const recognizer::Ready &ready);
     void take(const recognizer::Refused &refused);
@@ -79,9 +77,9 @@ private:
     void take(const recognizer::Finished &finished);
     void answered();
     Dictation *dictation(std::uint32_t number);
-    void processDied();
-    void judgeModel();
-    bool isModelRight();
+    void processDied(const Worker &worker);
+    void judgeModel(const Worker &worker);
+    bool isModelRight(const Worker &worker);
     void modelFailed(const QString &description);
     void failAll(const QString &description);
     void dropProcess();
@@ -91,13 +89,8 @@ private:
 
     const std::string m_program;
     const Limits m_limits;
-    const std::shared_ptr<WakeUp> m_wakeUp = std::make_shared<WakeUp>();
     std::atomic<ModelState> m_modelState = ModelState::loading;
-    std::atomic<bool> m_isEnding = false;
-
-    std::mutex m_mutex;
-    std::optional<std::deque<RecognizerModel>> m_modelsToLoad;
-    std::vector<std::shared_ptr<RecognitionJob>> m_newJobs;
+    std::atomic<int> m_loadsToCome = 0; ///< on their way to the thread
 
     // Of the thread.
     std::deque<RecognizerModel> m_models;      ///< the one to load at the front
@@ -115,7 +108,7 @@ private:
     std::list<Dictation> m_dictations;     ///< the one under way at the front
     std::uint32_t m_lastNumber = 0;
 
-    std::thread m_thread;
+    Worker m_worker;
 };
 
 } // namespace quillora::platform

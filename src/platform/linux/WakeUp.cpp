@@ -1,7 +1,8 @@
-#include "platform/linux/recognition/WakeUp.h"
+#include "platform/linux/WakeUp.h"
 
 #include <cerrno>
 #include <cstdint>
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
@@ -23,6 +24,12 @@ void WakeUp::wake() {
 void WakeUp::settle() {
     std::uint64_t count = 0;
     [[maybe_unused]] const int ignored = ::eventfd_read(m_descriptor, &count);
+}
+
+void WakeUp::await() {
+    pollfd self{m_descriptor, POLLIN, 0};
+    ::poll(&self, 1, -1);
+    settle();
 }
 
 } // namespace quillora::platform

@@ -2,7 +2,7 @@
 
 namespace quillora::platform {
 
-/// Wakes a thread that polls a descriptor. Any thread; never blocks.
+/// Wakes a thread that polls a descriptor. Any thread; nothing but `await` blocks.
 class WakeUp {
 public:
     /// Throws std::system_error.
@@ -15,6 +15,9 @@ public:
     int descriptor() const { return m_descriptor; }
     void wake();
     void settle();
+
+    /// Waits, without end, for a wake and settles it: for those who wait for nothing else.
+    void await();
 
 private:
     int m_descriptor;
