@@ -1,12 +1,11 @@
 #pragma once
 
+#include "platform/linux/Worker.h"
+
 #include <pulse/mainloop.h>
 
-#include <functional>
 #include <memory>
-#include <mutex>
-#include <thread>
-#include <vector>
+#include <utility>
 
 namespace quillora::platform {
 
@@ -18,13 +17,8 @@ class SoundThread {
 public:
     SoundThread();
 
-    /// Does the work that was posted so far, then joins.
-    ~SoundThread();
-    SoundThread(const SoundThread &) = delete;
-    SoundThread &operator=(const SoundThread &) = delete;
-
     /// Runs `work` on the sound thread, in the order of the calls. Any thread.
-    void post(std::function<void()> work);
+    void post(Worker::Work work) { m_worker.post(std::move(work)); }
 
     /// Sound thread only.
     pa_mainloop_api *api() const { return m_api; }
@@ -34,15 +28,11 @@ private:
         void operator()(pa_mainloop *loop) const { pa_mainloop_free(loop); }
     };
 
-    void run();
-    void runPostedWork();
+    void run(Worker &worker);
 
     const std::unique_ptr<pa_mainloop, FreeMainLoop> m_loop;
     pa_mainloop_api *const m_api;
-    const int m_wakeUp; ///< an event descriptor, readable while there is work
-    std::mutex m_mutex;
-    std::vector<std::function<void()>> m_work;
-    std::thread m_thread;
+    Worker m_worker;
 };
 
 } // namespace quillora::platform
