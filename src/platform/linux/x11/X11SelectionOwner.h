@@ -1,17 +1,15 @@
 #pragma once
 
+#include "platform/linux/Worker.h"
 #include "platform/linux/x11/X11SelectionServer.h"
 
 #include <QDeadlineTimer>
 
 #include <atomic>
 #include <chrono>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
-#include <thread>
 
 namespace quillora::platform {
 
@@ -32,9 +30,6 @@ public:
 
     explicit X11SelectionOwner(const QByteArray &displayName, Patience patience);
     explicit X11SelectionOwner(const QByteArray &displayName) : X11SelectionOwner(displayName, Patience()) {}
-    ~X11SelectionOwner();
-    X11SelectionOwner(const X11SelectionOwner &) = delete;
-    X11SelectionOwner &operator=(const X11SelectionOwner &) = delete;
 
     /// Takes the selection and offers these contents. False if the server did not let us.
     bool own(const QByteArray &selection, X11SelectionContents contents);
@@ -61,26 +56,19 @@ public:
     bool handOver(std::chrono::milliseconds limit);
 
 private:
-    using Work = std::function<void(X11SelectionServer &)>;
-
     std::optional<X11SelectionContents> toolkitContents(const QByteArray &selection);
 
     template <typename Result>
-    Result ask(std::function<Result(X11SelectionServer &)> question,
+    Result ask(std::function<Result()> question,
                std::chrono::milliseconds limit = std::chrono::milliseconds(500));
-    void post(Work work);
-    std::deque<Work> takePosted();
-    void run(X11SelectionServer &server);
-    void awaitInput(X11SelectionServer &server) const;
+    void run(Worker &worker);
+    void awaitInput(const Worker &worker) const;
 
     const std::chrono::milliseconds m_patienceWithLists;
     std::atomic<int> m_unanswered = 0;
-    QDeadlineTimer m_patience; ///< the main thread's, with everything that is unanswered
-    std::mutex m_mutex;
-    std::deque<Work> m_posted; ///< guarded by m_mutex
-    bool m_isEnding = false;   ///< the thread's own
-    int m_wakeDescriptor;
-    std::thread m_thread;
+    QDeadlineTimer m_patience;   ///< the main thread's, with everything that is unanswered
+    X11SelectionServer m_server; ///< the thread's own
+    Worker m_worker;
 };
 
 } // namespace quillora::platform
