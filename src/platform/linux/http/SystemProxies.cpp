@@ -1,10 +1,12 @@
 #include "platform/linux/http/SystemProxies.h"
 
+#include "platform/linux/HandOver.h"
+
 #include <QHostAddress>
 #include <QPointer>
 #include <QTcpSocket>
 
-#include <condition_variable>
+#include <future>
 #include <mutex>
 #include <optional>
 #include <system_error>
@@ -89,29 +91,18 @@ public:
     QByteArray address;     ///< what it asks for; null while it is free
     bool isOverdue = false; ///< somebody who waited for that has given up
 
-    /// Throws std::system_error if there can be no more threads.
+    /// Throws std::system_error, as the construction may, if there can be no more threads.
     void start(const MakeAsk &makeAsk) {
         std::thread([self = shared_from_this(), makeAsk] { self->run(makeAsk); }).detach();
     }
 
     /// Only while it is free. It is again when `answered` is called, on this thread.
-    void ask(Answered answered) {
-        const std::lock_guard lock(m_mutex);
-        m_task = {address, std::move(answered)};
-        m_changed.notify_all();
-    }
+    void ask(Answered answered) { m_tasks.add({address, std::move(answered)}); }
 
-    /// It ends once it is free.
-    void dismiss() {
-        const std::lock_guard lock(m_mutex);
-        m_isDismissed = true;
-        m_changed.notify_all();
-    }
+    /// It ends, once it is free at the latest.
+    void dismiss() { m_tasks.end(); }
 
-    bool hasEnded(Clock::time_point latest = Clock::now()) {
-        std::unique_lock lock(m_mutex);
-        return m_changed.wait_until(lock, latest, [this] { return m_hasEnded; });
-    }
+    void awaitEnd(Clock::time_point latest) const { m_hasEnded.wait_until(latest); }
 
 private:
     struct Task {
@@ -122,34 +113,19 @@ private:
     void run(const MakeAsk &makeAsk) {
         {
             const Ask ask = makeAsk();
-            while (const auto task = nextTask()) {
-                const auto names = ask(task->address);
-                finishTask();
-                task->answered(names);
+            while (m_tasks.isOpen()) {
+                m_wakeUp->await();
+                for (const auto &task : m_tasks.take().items)
+                    task.answered(ask(task.address));
             }
         }
-        const std::lock_guard lock(m_mutex);
-        m_hasEnded = true;
-        m_changed.notify_all();
+        m_end.set_value();
     }
 
-    /// Left in its place until it is done. None once the thread is dismissed.
-    std::optional<Task> nextTask() {
-        std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [this] { return m_task || m_isDismissed; });
-        return m_task;
-    }
-
-    void finishTask() {
-        const std::lock_guard lock(m_mutex);
-        m_task.reset();
-    }
-
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::optional<Task> m_task;
-    bool m_isDismissed = false;
-    bool m_hasEnded = false;
+    const std::shared_ptr<WakeUp> m_wakeUp = std::make_shared<WakeUp>();
+    HandOver<Task> m_tasks{m_wakeUp};
+    std::promise<void> m_end;
+    const std::future<void> m_hasEnded = m_end.get_future();
 };
 
 /// Somebody who waits for an answer.
@@ -219,7 +195,7 @@ SystemProxies::~SystemProxies() {
         thread->dismiss();
     const auto latest = Clock::now() + moment;
     for (const auto &thread : m_threads)
-        thread->hasEnded(latest);
+        thread->awaitEnd(latest);
 }
 
 void SystemProxies::find(const QUrl &url, Found found) {
@@ -268,14 +244,14 @@ std::shared_ptr<SystemProxies::Thread> SystemProxies::freeThread() {
     }
     if (m_threads.size() == mostThreads)
         return {};
-    const auto thread = std::make_shared<Thread>();
     try {
+        const auto thread = std::make_shared<Thread>();
         thread->start(m_makeAsk);
+        m_threads += thread;
+        return thread;
     } catch (const std::system_error &) {
         return {};
     }
-    m_threads += thread;
-    return thread;
 }
 
 void SystemProxies::answer(const std::shared_ptr<Thread> &thread, const QList<QByteArray> &names) {
