@@ -3,8 +3,8 @@
 #include "platform/linux/GlibPointer.h"
 #include "platform/linux/keyring/SecretServiceSession.h"
 
-#include <condition_variable>
-#include <mutex>
+#include <future>
+#include <memory>
 #include <thread>
 #include <utility>
 
@@ -14,29 +14,9 @@ namespace {
 
 /// What the thread that talks to the service and the one that waits for it share; a late answer goes with the
 /// last of the two.
-class PendingAnswer {
-public:
-    GCancellable *cancellable() { return m_cancellable.get(); }
-
-    void arrive(KeychainItem item) {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_item = std::move(item);
-        }
-        m_arrived.notify_one();
-    }
-
-    std::optional<KeychainItem> waitFor(std::chrono::milliseconds time) {
-        std::unique_lock lock(m_mutex);
-        m_arrived.wait_for(lock, time, [this] { return m_item.has_value(); });
-        return std::exchange(m_item, std::nullopt);
-    }
-
-private:
-    GlibPointer<GCancellable> m_cancellable{g_cancellable_new()};
-    std::mutex m_mutex;
-    std::condition_variable m_arrived;
-    std::optional<KeychainItem> m_item;
+struct Call {
+    GlibPointer<GCancellable> cancellable{g_cancellable_new()};
+    std::promise<KeychainItem> item;
 };
 
 } // namespace
@@ -74,15 +54,16 @@ void SecretServiceKeychain::endAbsence() { m_absentUntil = {}; }
 KeychainItem SecretServiceKeychain::answer(Operation operation) {
     if (m_clock() < m_absentUntil)
         return {};
-    const auto pending = std::make_shared<PendingAnswer>();
+    const auto call = std::make_shared<Call>();
+    auto item = call->item.get_future();
     // Detached: a thread that is stuck in the service must hold up neither this call nor the end of the
     // program.
-    std::thread([pending, operation = std::move(operation)] {
-        pending->arrive(operation(pending->cancellable()));
+    std::thread([call, operation = std::move(operation)] {
+        call->item.set_value(operation(call->cancellable.get()));
     }).detach();
-    if (auto item = pending->waitFor(deadline))
-        return *std::move(item);
-    g_cancellable_cancel(pending->cancellable());
+    if (item.wait_for(deadline) == std::future_status::ready)
+        return item.get();
+    g_cancellable_cancel(call->cancellable.get());
     m_absentUntil = m_clock() + absence;
     if (onAbsence)
         onAbsence();
