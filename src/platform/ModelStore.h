@@ -1,0 +1,147 @@
+#pragma once
+
+#include "platform/LocalizedError.h"
+
+#include <QList>
+#include <QMap>
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace quillora::platform {
+
+enum class ModelKind { speech, translation, voiceActivity };
+
+/// How much of a computer a model asks for, in its publisher's range.
+enum class ModelSizeClass { unknown, light, medium, large };
+
+/// How well a model does, as its publisher says.
+struct ModelScore {
+    double value = 0;
+    QString measure; ///< what was measured, as in "FLORES COMET x 100"
+    QString source;  ///< who published it
+
+    bool operator==(const ModelScore &) const = default;
+};
+
+/// A model that can be had. What is not known is empty or absent, never guessed.
+struct ModelDescription {
+    QString id;
+    ModelKind kind = ModelKind::speech;
+    QString version;
+    QStringList languages; ///< codes such as "en" that are heard; of a translation its source and its target
+    QString engine;        ///< what reads it
+    QMap<QString, QString> parameters;   ///< for the engine, which knows what they mean
+    std::optional<qint64> downloadSize;  ///< bytes that come over the network, roughly
+    std::optional<qint64> installedSize; ///< bytes on disk, roughly
+    QString licence;
+    QString publisher;
+    ModelSizeClass sizeClass = ModelSizeClass::unknown;
+    std::optional<bool> punctuates;
+    std::optional<ModelScore> score;
+    std::optional<qint64> memory; ///< bytes that the engine needs with it, roughly
+
+    bool operator==(const ModelDescription &) const = default;
+};
+
+/// How far an installation is.
+struct ModelProgress {
+    enum class Step { waiting, preparing, downloading, checking, unpacking };
+
+    Step step = Step::waiting;
+    qint64 receivedBytes = 0;
+    std::optional<qint64> totalBytes; ///< once it is known
+    qint64 bytesPerSecond = 0;        ///< over the last seconds
+    std::optional<std::chrono::seconds> timeLeft;
+
+    /// From 0 to 100, if the total is known.
+    std::optional<int> percent() const {
+        if (!totalBytes || *totalBytes <= 0)
+            return {};
+        return static_cast<int>(receivedBytes * 100 / *totalBytes);
+    }
+
+    bool operator==(const ModelProgress &) const = default;
+};
+
+/// What there is of one model on this computer.
+struct ModelState {
+    enum class Presence {
+        absent,
+        installed,
+        damaged ///< it is there, and its files are not what was installed; installing repairs it
+    };
+
+    Presence presence = Presence::absent;
+    QString version;                       ///< the installed one
+    bool isOwn = false;                    ///< the user's own, which can be removed, not the administrator's
+    std::optional<ModelProgress> progress; ///< while it is being installed or waits for its turn
+    bool isPaused = false;                 ///< part of it has been downloaded, and goes on only if asked
+    bool isLeaving = false;                ///< it is removed as soon as nobody uses it
+    QString problem; ///< why the last installation failed, or what is damaged; a sentence
+
+    bool operator==(const ModelState &) const = default;
+};
+
+/// A model that stays where it is as long as this object lives, even if it is removed or replaced meanwhile.
+class ModelUse {
+public:
+    virtual ~ModelUse() = default;
+
+    virtual QString version() const = 0;
+
+    /// Where its files lie, under the names that the publisher gave them. Not to be written to.
+    virtual QString folder() const = 0;
+};
+
+/// The models of the engines: what exists, what is installed, and the way from the one to the other. Nothing
+/// is downloaded unless asked for, and nothing but data. Main thread only; nothing here waits for the network
+/// or for the whole of a file. A model is known by its id; an operation on one that neither exists nor is
+/// installed throws a LocalizedError.
+class ModelStore {
+public:
+    using ObserverToken = quint64;
+
+    virtual ~ModelStore() = default;
+
+    /// What can be had, in the order of the catalog.
+    virtual QList<ModelDescription> models() const = 0;
+
+    /// What the catalog says that cannot be used, a sentence each.
+    virtual QStringList omissions() const = 0;
+
+    virtual ModelState state(const QString &id) const = 0;
+
+    /// Downloads and installs the model after those that were asked for before; goes on where it was paused
+    /// or broken off; repairs one that is damaged. Does nothing if it is on its way, or installed whole in
+    /// the catalog's version. What becomes of it is told by the state.
+    virtual void install(const QString &id) = 0;
+
+    /// Ends its installation, and keeps what has been downloaded. Does nothing if it is not on its way.
+    virtual void pause(const QString &id) = 0;
+
+    /// Ends its installation, and forgets what has been downloaded. An installed version stays.
+    virtual void cancel(const QString &id) = 0;
+
+    /// Removes the user's own copy, as soon as nobody uses it. An administrator's stays.
+    virtual void remove(const QString &id) = 0;
+
+    /// The newest version that is installed and whole as far as sizes and times tell; none if there is none.
+    virtual std::unique_ptr<ModelUse> use(const QString &id) = 0;
+
+    /// To be called by who could not load it: its checksums are compared, and the state tells what is found.
+    virtual void check(const QString &id) = 0;
+
+    /// Calls `handler` from the event loop with the id of a model whose state has changed. Progress is told
+    /// ten times a second at most.
+    virtual ObserverToken addObserver(std::function<void(const QString &id)> handler) = 0;
+
+    /// The handler is not called any more.
+    virtual void removeObserver(ObserverToken observer) = 0;
+};
+
+} // namespace quillora::platform

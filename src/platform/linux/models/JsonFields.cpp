@@ -1,0 +1,121 @@
+#include "platform/linux/models/JsonFields.h"
+
+#include "platform/linux/models/ModelFault.h"
+
+#include <QRegularExpression>
+
+#include <cmath>
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+constexpr double largestSize = 1LL << 50; ///< far from where whole numbers end in JSON
+
+} // namespace
+
+bool isFetchable(const QUrl &url) {
+    return url.isValid() && url.scheme() == u"https" && !url.host().isEmpty() && url.userInfo().isEmpty();
+}
+
+JsonFields::JsonFields(QJsonObject object, QString what)
+    : m_object(std::move(object)), m_what(std::move(what)) {}
+
+QJsonValue JsonFields::take(const QString &name) {
+    m_taken += name;
+    return m_object.value(name);
+}
+
+void JsonFields::refuse(const QString &name, const QString &fault) const {
+    throw ModelFault(u"%1: \"%2\" %3."_qs.arg(m_what, name, fault));
+}
+
+QString JsonFields::text(const QString &name) {
+    const auto value = take(name);
+    if (!value.isString() || value.toString().isEmpty())
+        refuse(name, u"is not a text"_qs);
+    return value.toString();
+}
+
+QString JsonFields::textOr(const QString &name, const QString &otherwise) {
+    const auto value = take(name);
+    if (value.isUndefined())
+        return otherwise;
+    if (!value.isString())
+        refuse(name, u"is not a text"_qs);
+    return value.toString();
+}
+
+std::optional<bool> JsonFields::truth(const QString &name) {
+    const auto value = take(name);
+    if (value.isUndefined())
+        return {};
+    if (!value.isBool())
+        refuse(name, u"is neither true nor false"_qs);
+    return value.toBool();
+}
+
+std::optional<double> JsonFields::number(const QString &name) {
+    const auto value = take(name);
+    if (value.isUndefined())
+        return {};
+    if (!value.isDouble())
+        refuse(name, u"is not a number"_qs);
+    return value.toDouble();
+}
+
+std::optional<qint64> JsonFields::size(const QString &name) {
+    const auto value = number(name);
+    if (value && (*value < 1 || *value > largestSize || *value != std::floor(*value)))
+        refuse(name, u"is not a number of bytes"_qs);
+    return value ? std::optional(static_cast<qint64>(*value)) : std::nullopt;
+}
+
+QStringList JsonFields::texts(const QString &name) {
+    QStringList result;
+    for (const auto &value : array(name)) {
+        if (!value.isString() || value.toString().isEmpty())
+            refuse(name, u"is not a list of texts"_qs);
+        result += value.toString();
+    }
+    return result;
+}
+
+QJsonArray JsonFields::array(const QString &name) {
+    const auto value = take(name);
+    if (!value.isUndefined() && !value.isArray())
+        refuse(name, u"is not a list"_qs);
+    return value.toArray();
+}
+
+QJsonObject JsonFields::object(const QString &name) {
+    const auto value = take(name);
+    if (!value.isUndefined() && !value.isObject())
+        refuse(name, u"is not an object"_qs);
+    return value.toObject();
+}
+
+QUrl JsonFields::address(const QString &name) {
+    const QUrl url(text(name), QUrl::StrictMode);
+    if (!isFetchable(url))
+        refuse(name, u"is not an address that begins with \"https:\" and holds no password"_qs);
+    return url;
+}
+
+QByteArray JsonFields::checksum(const QString &name) {
+    static const QRegularExpression hexadecimal(u"\\A[0-9A-Fa-f]{64}\\z"_qs);
+    const QString value = textOr(name, {});
+    if (has(name) && !hexadecimal.match(value).hasMatch())
+        refuse(name, u"is not a SHA-256 in hexadecimal digits"_qs);
+    return value.toLower().toLatin1();
+}
+
+void JsonFields::expectNoMore() const {
+    for (const QString &name : m_object.keys()) {
+        if (!m_taken.contains(name))
+            refuse(name, u"is not known here"_qs);
+    }
+}
+
+} // namespace quillora::platform
