@@ -11,7 +11,9 @@ namespace quillora::platform {
 
 namespace {
 
-constexpr double largestSize = 1LL << 50; ///< far from where whole numbers end in JSON
+constexpr double largestCount = 1LL << 50; ///< far from where whole numbers end in JSON
+
+bool isCount(double value) { return value >= 0 && value <= largestCount && value == std::floor(value); }
 
 } // namespace
 
@@ -67,9 +69,16 @@ std::optional<double> JsonFields::number(const QString &name) {
 
 std::optional<qint64> JsonFields::size(const QString &name) {
     const auto value = number(name);
-    if (value && (*value < 1 || *value > largestSize || *value != std::floor(*value)))
+    if (value && (*value < 1 || !isCount(*value)))
         refuse(name, u"is not a number of bytes"_qs);
     return value ? std::optional(static_cast<qint64>(*value)) : std::nullopt;
+}
+
+qint64 JsonFields::count(const QString &name) {
+    const auto value = number(name);
+    if (!value || !isCount(*value))
+        refuse(name, u"is not a whole number"_qs);
+    return static_cast<qint64>(*value);
 }
 
 QStringList JsonFields::texts(const QString &name) {

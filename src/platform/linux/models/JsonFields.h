@@ -24,6 +24,7 @@ public:
     QString textOr(const QString &name, const QString &otherwise);
     std::optional<bool> truth(const QString &name);
     std::optional<qint64> size(const QString &name); ///< a whole number above 0
+    qint64 count(const QString &name);               ///< must be there; a whole number, not below 0
     std::optional<double> number(const QString &name);
     QStringList texts(const QString &name); ///< none of them empty
     QJsonArray array(const QString &name);

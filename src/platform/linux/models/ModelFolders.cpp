@@ -1,0 +1,203 @@
+#include "platform/linux/models/ModelFolders.h"
+
+#include "platform/linux/models/ModelCatalog.h"
+#include "platform/linux/models/SyncedFile.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QUuid>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace quillora::platform {
+
+namespace {
+
+constexpr qint64 longestManifest = qint64{4} << 20;
+const auto hiddenFolders = QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot;
+
+std::optional<ModelManifest> manifestOf(const InstalledModel &model) {
+    QFile file(model.folder + u"/manifest.json"_qs);
+    if (!file.open(QIODevice::ReadOnly) || file.size() > longestManifest)
+        return {};
+    try {
+        auto manifest = ModelManifest::fromJson(file.readAll());
+        if (manifest.id == model.id && manifest.version == model.version)
+            return manifest;
+    } catch (const ModelFault &) {
+        return {};
+    }
+    return {};
+}
+
+void rename(const QString &from, const QString &to, unsigned flags) {
+    if (::renameat2(AT_FDCWD, QFile::encodeName(from).constData(), AT_FDCWD,
+                    QFile::encodeName(to).constData(), flags) != 0)
+        throw ModelFault(
+            u"\"%1\" could not be moved: %2."_qs.arg(QFileInfo(from).fileName(), qt_error_string()));
+}
+
+/// Whether the file system refuses to let two folders change places, rather than these two.
+bool cannotExchange(int error) { return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP; }
+
+void removeFolder(const QString &path) { QDir(path).removeRecursively(); }
+
+} // namespace
+
+std::unique_ptr<FolderHold> FolderHold::of(const QString &folder, Kind kind) {
+    const QByteArray path = QFile::encodeName(folder);
+    const int descriptor = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0)
+        return nullptr;
+    auto hold = std::make_unique<FolderHold>();
+    hold->m_folder.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
+    if (::flock(descriptor, (kind == Kind::alone ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0)
+        return nullptr;
+    // It may have been moved away, and replaced, before it was held.
+    struct stat held{}, there{};
+    if (::fstat(descriptor, &held) != 0 || ::stat(path.constData(), &there) != 0 ||
+        held.st_ino != there.st_ino || held.st_dev != there.st_dev)
+        return nullptr;
+    return hold;
+}
+
+ModelFolders ModelFolders::standard() {
+    QStringList roots;
+    for (const QString &folder : QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation))
+        roots += folder + u"/Quillora/models"_qs;
+    const QString own = roots.takeFirst();
+    return {own, roots};
+}
+
+QStringList ModelFolders::ids() const {
+    QStringList ids;
+    for (const QString &root : QStringList(m_own) + m_shared) {
+        for (const QString &id : QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            if (isFolderName(id) && !ids.contains(id))
+                ids += id;
+        }
+    }
+    return ids;
+}
+
+QList<InstalledModel> ModelFolders::installed(const QString &id) const {
+    QList<InstalledModel> found;
+    for (const QString &root : QStringList(m_own) + m_shared) {
+        for (const QFileInfo &folder :
+             QDir(root + u'/' + id).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks)) {
+            if (!isFolderName(folder.fileName()))
+                continue;
+            found += InstalledModel{folder.filePath(), root == m_own, id, folder.fileName(), {}};
+            found.last().manifest = manifestOf(found.last());
+        }
+    }
+    std::sort(found.begin(), found.end(), [](const InstalledModel &a, const InstalledModel &b) {
+        if (a.version != b.version)
+            return isNewer(a.version, b.version);
+        return a.isOwn && !b.isOwn;
+    });
+    return found;
+}
+
+bool ModelFolders::hasParts(const QString &id) const {
+    return !QDir(folderOf(id)).entryList({u".*.parts"_qs}, hiddenFolders).isEmpty();
+}
+
+QString ModelFolders::partsFolder(const QString &id, const QString &version) const {
+    return folderOf(id) + u"/."_qs + version + u".parts"_qs;
+}
+
+QString ModelFolders::newFolder(const QString &id, const QString &version) const {
+    return folderOf(id) + u"/."_qs + version + u".new"_qs;
+}
+
+std::unique_ptr<QLockFile> ModelFolders::lock(const QString &id) const {
+    if (!QDir().mkpath(folderOf(id)))
+        throw ModelFault(u"The folder \"%1\" cannot be written to."_qs.arg(m_own));
+    auto lock = std::make_unique<QLockFile>(folderOf(id) + u"/.lock"_qs);
+    lock->setStaleLockTime(0); // by the death of its process alone: clocks jump
+    if (lock->tryLock())
+        return lock;
+    if (lock->error() != QLockFile::LockFailedError)
+        throw ModelFault(u"The folder \"%1\" cannot be written to."_qs.arg(m_own));
+    return nullptr;
+}
+
+bool ModelFolders::publish(const QString &id, const QString &version, const IsUnwanted &isUnwanted) const {
+    const QString made = newFolder(id, version);
+    const QString target = folderOf(id) + u'/' + version;
+    const bool isReplacement = QFileInfo::exists(target);
+    const auto hold = isReplacement ? FolderHold::of(target, FolderHold::Kind::alone) : nullptr;
+    if (isReplacement && !hold)
+        return false;
+
+    QFile::remove(made + u"/manifest.json"_qs);
+    SyncedFile manifest(made + u"/manifest.json"_qs);
+    manifest.write(ModelManifest::of(made + u"/files"_qs, id, version, isUnwanted).toJson());
+    manifest.finish();
+    syncFolders(made);
+
+    if (!isReplacement) {
+        rename(made, target, RENAME_NOREPLACE);
+    } else if (::renameat2(AT_FDCWD, QFile::encodeName(made).constData(), AT_FDCWD,
+                           QFile::encodeName(target).constData(), RENAME_EXCHANGE) != 0) {
+        if (!cannotExchange(errno))
+            throw ModelFault(u"\"%1\" could not be replaced: %2."_qs.arg(version, qt_error_string()));
+        removeFolder(target);
+        rename(made, target, 0);
+    }
+    syncFolder(folderOf(id));
+    removeFolder(made);
+    return true;
+}
+
+bool ModelFolders::remove(const InstalledModel &model) const {
+    const auto hold = FolderHold::of(model.folder, FolderHold::Kind::alone);
+    if (!hold)
+        return !QFileInfo::exists(model.folder);
+    const QString away = folderOf(model.id) + u"/.removed-"_qs + QUuid::createUuid().toString(QUuid::Id128);
+    rename(model.folder, away, RENAME_NOREPLACE);
+    syncFolder(folderOf(model.id));
+    removeFolder(away);
+    QDir().rmdir(folderOf(model.id)); // if nothing else is in it
+    return true;
+}
+
+void ModelFolders::removeParts(const QString &id) const { removeOtherParts(id, {}); }
+
+void ModelFolders::removeOtherParts(const QString &id, const QString &version) const {
+    const QDir folder(folderOf(id));
+    for (const QString &name : folder.entryList({u".*.parts"_qs}, hiddenFolders)) {
+        if (version.isEmpty() || folder.filePath(name) != partsFolder(id, version))
+            removeFolder(folder.filePath(name));
+    }
+}
+
+void ModelFolders::removeRemains(const QString &id) const {
+    const QDir folder(folderOf(id));
+    for (const QString &name : folder.entryList({u".*.new"_qs, u".removed-*"_qs}, hiddenFolders))
+        removeFolder(folder.filePath(name));
+}
+
+bool isNewer(const QString &version, const QString &other) {
+    static const QRegularExpression pattern(u"[0-9]+|[^0-9]+"_qs);
+    auto ours = pattern.globalMatch(version), theirs = pattern.globalMatch(other);
+    while (ours.hasNext() && theirs.hasNext()) {
+        const QString a = ours.next().captured(), b = theirs.next().captured();
+        if (a == b)
+            continue;
+        const bool areNumbers = a.front().isDigit() && b.front().isDigit();
+        return areNumbers && a.size() != b.size() ? a.size() > b.size() : a > b;
+    }
+    return ours.hasNext();
+}
+
+} // namespace quillora::platform

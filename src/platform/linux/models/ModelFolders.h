@@ -1,0 +1,100 @@
+#pragma once
+
+#include "platform/linux/models/ModelManifest.h"
+
+#include <QFile>
+#include <QList>
+#include <QLockFile>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+
+namespace quillora::platform {
+
+/// A version of a model on the disk.
+struct InstalledModel {
+    QString folder; ///< holds the manifest, and the files in a folder of their own
+    bool isOwn = false;
+    QString id;
+    QString version;
+    std::optional<ModelManifest> manifest; ///< none if it cannot be read: the model is damaged then
+
+    QString filesFolder() const { return folder + QStringLiteral("/files"); }
+};
+
+/// Keeps a folder where it is, against every process that asks: whoever wants to move it finds it in use.
+class FolderHold {
+public:
+    enum class Kind { shared, alone };
+
+    /// None if others hold it in a way that excludes this, or it is not there. Never waits.
+    static std::unique_ptr<FolderHold> of(const QString &folder, Kind kind);
+
+private:
+    QFile m_folder;
+};
+
+/// Where models lie:
+///
+///     ROOT/ID/VERSION/manifest.json   what was installed; the folder appears with everything in it
+///     ROOT/ID/VERSION/files/          the model's files
+///     ROOT/ID/.VERSION.parts/         what has been downloaded of it
+///     ROOT/ID/.VERSION.new/           what is being made of that
+///     ROOT/ID/.removed-NUMBER/        what is being removed
+///     ROOT/ID/.lock                   of the process that installs it
+///
+/// One root is the user's own; the others are an administrator's, and only read. Any thread; state is kept on
+/// the disk alone.
+class ModelFolders {
+public:
+    ModelFolders(QString own, QStringList shared) : m_own(std::move(own)), m_shared(std::move(shared)) {}
+
+    /// In the XDG data folders.
+    static ModelFolders standard();
+
+    const QString &own() const { return m_own; }
+
+    /// Every model that is there, by its id.
+    QStringList ids() const;
+
+    /// The versions that are there, newest first, and of one version the user's own first.
+    QList<InstalledModel> installed(const QString &id) const;
+
+    /// Whether something of an installation was left to go on with.
+    bool hasParts(const QString &id) const;
+
+    QString partsFolder(const QString &id, const QString &version) const;
+    QString newFolder(const QString &id, const QString &version) const;
+
+    /// For the process that installs the model; none if another one does. Throws a ModelFault where the
+    /// folder cannot be written to.
+    std::unique_ptr<QLockFile> lock(const QString &id) const;
+
+    /// Writes the manifest into the new folder, brings everything to the disk and lets it appear as the
+    /// version, in one step: what was there under its name goes. False if that is in use. The lock is held.
+    bool publish(const QString &id, const QString &version, const IsUnwanted &isUnwanted) const;
+
+    /// False if it is in use. Throws a ModelFault where it cannot be moved.
+    bool remove(const InstalledModel &model) const;
+
+    /// Removes what has been downloaded, all or what other versions left. The lock is held.
+    void removeParts(const QString &id) const;
+    void removeOtherParts(const QString &id, const QString &version) const;
+
+    /// Removes what a process left that ended in the middle of its work, save what was downloaded. The lock
+    /// is held.
+    void removeRemains(const QString &id) const;
+
+private:
+    QString folderOf(const QString &id) const { return m_own + u'/' + id; }
+
+    QString m_own;
+    QStringList m_shared;
+};
+
+/// Whether one version is newer than another: numbers in them count as numbers.
+bool isNewer(const QString &version, const QString &other);
+
+} // namespace quillora::platform

@@ -1,0 +1,102 @@
+#include "platform/linux/models/ModelManifest.h"
+
+#include "platform/linux/models/Checksum.h"
+#include "platform/linux/models/JsonFields.h"
+#include "platform/linux/models/ModelCatalog.h"
+#include "platform/linux/models/SafePath.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QJsonDocument>
+
+#include <algorithm>
+
+namespace quillora::platform {
+
+namespace {
+
+constexpr qint64 knownForm = 1;
+
+qint64 modificationTime(const QFileInfo &file) { return file.lastModified().toMSecsSinceEpoch(); }
+
+ModelManifest::File file(const QJsonObject &object) {
+    JsonFields fields(object, u"The manifest"_qs);
+    ModelManifest::File result{.name = fields.text(u"name"_qs),
+                               .size = fields.count(u"size"_qs),
+                               .modified = fields.count(u"modified"_qs),
+                               .sha256 = fields.checksum(u"sha256"_qs)};
+    fields.expectNoMore();
+    if (safePath(result.name) != result.name || result.sha256.isEmpty())
+        throw ModelFault(u"The manifest names a file that cannot be."_qs);
+    return result;
+}
+
+} // namespace
+
+ModelManifest ModelManifest::of(const QString &folder, const QString &id, const QString &version,
+                                const IsUnwanted &isUnwanted) {
+    ModelManifest manifest{id, version, {}};
+    const QDir root(folder);
+    QDirIterator found(folder, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (found.hasNext()) {
+        const QFileInfo info(found.next());
+        manifest.files += {root.relativeFilePath(info.filePath()), info.size(), modificationTime(info),
+                           checksumOf(info.filePath(), isUnwanted)};
+    }
+    std::sort(manifest.files.begin(), manifest.files.end(),
+              [](const File &a, const File &b) { return a.name < b.name; });
+    return manifest;
+}
+
+ModelManifest ModelManifest::fromJson(const QByteArray &json) {
+    JsonFields fields(QJsonDocument::fromJson(json).object(), u"The manifest"_qs);
+    if (fields.size(u"form"_qs) != knownForm)
+        throw ModelFault(u"The manifest does not parse, or is of a form that is not known here."_qs);
+    ModelManifest manifest{fields.text(u"id"_qs), fields.text(u"version"_qs), {}};
+    for (const auto &one : fields.array(u"files"_qs))
+        manifest.files += file(one.toObject());
+    fields.expectNoMore();
+    if (!isFolderName(manifest.id) || !isFolderName(manifest.version) || manifest.files.isEmpty())
+        throw ModelFault(u"The manifest does not say what it is of."_qs);
+    return manifest;
+}
+
+QByteArray ModelManifest::toJson() const {
+    QJsonArray array;
+    for (const File &file : files)
+        array += QJsonObject{{u"name"_qs, file.name},
+                             {u"size"_qs, file.size},
+                             {u"modified"_qs, file.modified},
+                             {u"sha256"_qs, QString::fromLatin1(file.sha256)}};
+    return QJsonDocument(
+               {{u"form"_qs, knownForm}, {u"id"_qs, id}, {u"version"_qs, version}, {u"files"_qs, array}})
+        .toJson();
+}
+
+ModelManifest::Glance ModelManifest::glance(const QString &folder) const {
+    auto result = Glance::same;
+    for (const File &file : files) {
+        const QFileInfo info(folder + u'/' + file.name);
+        if (info.isSymLink() || !info.isFile() || info.size() != file.size)
+            return Glance::damaged;
+        if (modificationTime(info) != file.modified)
+            result = Glance::touched;
+    }
+    return result;
+}
+
+QString ModelManifest::fault(const QString &folder, const IsUnwanted &isUnwanted) const {
+    for (const File &file : files) {
+        try {
+            if (checksumOf(folder + u'/' + file.name, isUnwanted) != file.sha256)
+                return u"\"%1\" is not as it was installed."_qs.arg(file.name);
+        } catch (const ModelFault &fault) {
+            return fault.errorDescription();
+        }
+    }
+    return {};
+}
+
+} // namespace quillora::platform
