@@ -1,6 +1,6 @@
 #include "app/AppDelegate.h"
 
-#include "app/ApplicationIdentity.h"
+#include "platform/ApplicationIdentity.h"
 #include "platform/Detached.h"
 #include "platform/HotKeys.h"
 #include "platform/Platform.h"

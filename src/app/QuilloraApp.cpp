@@ -1,9 +1,9 @@
 #include "app/QuilloraApp.h"
 
-#include "app/ApplicationIdentity.h"
 #include "app/desktop/RunningInstance.h"
 #include "app/desktop/TerminationSignals.h"
 #include "app/desktop/TrayStatusItem.h"
+#include "platform/ApplicationIdentity.h"
 #include "platform/Platform.h"
 #include "translation/LanguageCatalog.h"
 

@@ -1,6 +1,6 @@
 #include "app/desktop/LoginItem.h"
 
-#include "app/ApplicationIdentity.h"
+#include "platform/ApplicationIdentity.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
 #include "app/desktop/NotifierItemAdaptor.h"
 
-#include "app/ApplicationIdentity.h"
 #include "app/desktop/NotifierStatusItem.h"
+#include "platform/ApplicationIdentity.h"
 
 #include <QDBusMetaType>
 #include <QtEndian>

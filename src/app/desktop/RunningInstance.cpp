@@ -1,6 +1,6 @@
 #include "app/desktop/RunningInstance.h"
 
-#include "app/ApplicationIdentity.h"
+#include "platform/ApplicationIdentity.h"
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusReply>

@@ -1,5 +1,7 @@
 #include "platform/linux/notifications/DesktopNotifications.h"
 
+#include "platform/ApplicationIdentity.h"
+
 #include <QDBusMessage>
 #include <QStringList>
 #include <QVariantMap>
@@ -7,9 +9,6 @@
 namespace quillora::platform {
 
 namespace {
-
-/// Of the desktop entry and of the icon.
-const QString applicationIdentifier = u"org.quillora.Quillora"_qs;
 
 constexpr quint32 newNotification = 0; ///< replaces none
 constexpr qint32 usualTime = -1;       ///< as long as the service shows them usually
@@ -23,7 +22,7 @@ void DesktopNotifications::show(const Notification &notification) {
                                                u"/org/freedesktop/Notifications"_qs,
                                                u"org.freedesktop.Notifications"_qs, u"Notify"_qs);
     // A body is markup, a summary is not.
-    call << u"Quillora"_qs << newNotification << applicationIdentifier << notification.summary
+    call << applicationName << newNotification << applicationIdentifier << notification.summary
          << notification.body.toHtmlEscaped() << QStringList()
          << QVariantMap{{u"desktop-entry"_qs, applicationIdentifier}} << usualTime;
     m_bus.send(call);
