@@ -3,6 +3,7 @@
 #include "platform/ApplicationIdentity.h"
 #include "platform/Detached.h"
 #include "platform/HotKeys.h"
+#include "platform/LoginItem.h"
 #include "platform/Platform.h"
 #include "ui/ContentView.h"
 
@@ -53,8 +54,7 @@ QString settingsNotice(platform::UserDefaultsFailure failure) {
 
 } // namespace
 
-AppDelegate::AppDelegate(StatusItemFactory makeStatusItem)
-    : m_makeStatusItem(std::move(makeStatusItem)), m_loginItem(QCoreApplication::applicationFilePath()) {}
+AppDelegate::AppDelegate(StatusItemFactory makeStatusItem) : m_makeStatusItem(std::move(makeStatusItem)) {}
 
 AppDelegate::~AppDelegate() {
     if (m_controller)
@@ -103,7 +103,7 @@ void AppDelegate::makeMenu() {
     m_loginAction = m_menu->addAction(u"Start at login"_qs);
     m_loginAction->setCheckable(true);
     connect(m_loginAction, &QAction::triggered, this, [this](bool isChecked) {
-        m_loginItem.setEnabled(isChecked);
+        Platform::current().loginItem().setEnabled(isChecked);
         refreshLoginAction();
     });
     m_menu->addSeparator();
@@ -121,8 +121,10 @@ void AppDelegate::refreshDictationAction() {
     m_dictationAction->setEnabled(state != DictationState::processing);
 }
 
-/// It reads a file, which the user may have changed elsewhere.
-void AppDelegate::refreshLoginAction() { m_loginAction->setChecked(m_loginItem.isEnabled()); }
+/// The user may have changed it elsewhere.
+void AppDelegate::refreshLoginAction() {
+    m_loginAction->setChecked(Platform::current().loginItem().isEnabled());
+}
 
 void AppDelegate::makePopover() {
     auto ownedContent = std::make_unique<ContentView>(*m_controller);

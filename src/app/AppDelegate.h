@@ -4,7 +4,6 @@
 #include "app/Start.h"
 #include "app/StatusIconSet.h"
 #include "app/StatusItem.h"
-#include "app/desktop/LoginItem.h"
 #include "controller/AppController.h"
 #include "hotkey/HotKeyManager.h"
 #include "platform/MainQueue.h"
@@ -90,7 +89,6 @@ private:
     void handleHotKeyEvent(HotKeyManager::Event event);
 
     StatusItemFactory m_makeStatusItem;
-    LoginItem m_loginItem;
     StatusIconSet m_windowIcons;
 
     // In the order in which they are made: what is made later uses what was made before.

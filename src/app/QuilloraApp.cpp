@@ -4,6 +4,7 @@
 #include "app/desktop/TerminationSignals.h"
 #include "app/desktop/TrayStatusItem.h"
 #include "platform/ApplicationIdentity.h"
+#include "platform/LoginItem.h"
 #include "platform/Platform.h"
 #include "translation/LanguageCatalog.h"
 
@@ -60,8 +61,9 @@ QuilloraApp::QuilloraApp(int &argc, char **argv) : m_startupId(readStartupId()),
 QuilloraApp::~QuilloraApp() = default;
 
 int QuilloraApp::run(const PlatformFactory &makePlatform, const StartEnd &endStart) {
-    const Start start =
-        QCoreApplication::arguments().contains(LoginItem::startArgument) ? Start::atLogin : Start::byUser;
+    const Start start = QCoreApplication::arguments().contains(platform::LoginItem::startArgument)
+                            ? Start::atLogin
+                            : Start::byUser;
     RunningInstance instance(QDBusConnection::sessionBus());
     if (instance.claim(start) == RunningInstance::Claim::handedOver) {
         endStart(m_startupId);

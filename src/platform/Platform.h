@@ -10,6 +10,7 @@ class Keychain;
 class KeychainAvailability;
 class Keystrokes;
 class LocaleServices;
+class LoginItem;
 class MainQueue;
 class Microphone;
 class Notifications;
@@ -57,6 +58,7 @@ public:
     virtual KeyPositions &keyPositions() = 0;
     virtual Appearance &appearance() = 0;
     virtual Notifications &notifications() = 0;
+    virtual LoginItem &loginItem() = 0;
     virtual SpeechPermissions &speechPermissions() = 0;
     virtual Microphone &microphone() = 0;
     virtual SpeechRecognizers &speechRecognizers() = 0;

@@ -6,7 +6,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -27,8 +26,6 @@ class AppDelegateTest : public QObject {
 
 private Q_SLOTS:
     void init() {
-        QVERIFY(m_home.isValid());
-        qputenv("XDG_CONFIG_HOME", m_home.path().toUtf8());
         QApplication::setQuitOnLastWindowClosed(
             AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
         m_platform = std::make_unique<test::FakePlatform>();
@@ -815,17 +812,24 @@ private Q_SLOTS:
         launch();
         QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
         menuAction(u"Start at login"_qs)->trigger();
-        QVERIFY(QFile::exists(m_home.filePath(u"autostart/org.quillora.Quillora.desktop"_qs)));
+        QVERIFY(m_platform->loginItemFake.isEnabled());
         QVERIFY(menuAction(u"Start at login"_qs)->isChecked());
         menuAction(u"Start at login"_qs)->trigger();
-        QVERIFY(!QFile::exists(m_home.filePath(u"autostart/org.quillora.Quillora.desktop"_qs)));
+        QVERIFY(!m_platform->loginItemFake.isEnabled());
+        QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
+    }
+
+    void aStartAtLoginThatTheDesktopDoesNotRememberIsNotShownAsChosen() {
+        m_platform->loginItemFake.isRefused = true;
+        launch();
+        menuAction(u"Start at login"_qs)->trigger();
         QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
     }
 
     void whatTheDesktopDoesAtLoginIsReadWhenTheMenuOpensAndNotAtEveryWord() {
         launch();
         menuAction(u"Start at login"_qs)->trigger();
-        QVERIFY(QFile::remove(m_home.filePath(u"autostart/org.quillora.Quillora.desktop"_qs)));
+        m_platform->loginItemFake.setEnabled(false);
         m_delegate->controller()->setStatusText(u"Listening..."_qs);
         QVERIFY(menuAction(u"Start at login"_qs)->isChecked());
         Q_EMIT m_delegate->menu()->aboutToShow();
@@ -986,7 +990,6 @@ private:
         return nullptr;
     }
 
-    QTemporaryDir m_home;
     std::unique_ptr<test::FakePlatform> m_platform;
     std::unique_ptr<AppDelegate> m_delegate;
     test::FakeStatusItem *m_statusItem = nullptr; ///< owned by the delegate

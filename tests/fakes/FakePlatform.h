@@ -8,6 +8,7 @@
 #include "fakes/FakeKeychainAvailability.h"
 #include "fakes/FakeKeystrokes.h"
 #include "fakes/FakeLocaleServices.h"
+#include "fakes/FakeLoginItem.h"
 #include "fakes/FakeMainQueue.h"
 #include "fakes/FakeMicrophone.h"
 #include "fakes/FakeNotifications.h"
@@ -44,6 +45,7 @@ public:
     FakeKeyPositions positions;
     FakeAppearance appearanceFake;
     FakeNotifications notificationsFake{log};
+    FakeLoginItem loginItemFake;
 
     platform::MainQueue &mainQueue() override { return queue; }
     platform::UserDefaults &userDefaults() override { return defaults; }
@@ -63,6 +65,7 @@ public:
     platform::KeyPositions &keyPositions() override { return positions; }
     platform::Appearance &appearance() override { return appearanceFake; }
     platform::Notifications &notifications() override { return notificationsFake; }
+    platform::LoginItem &loginItem() override { return loginItemFake; }
 
     /// Runs everything that is posted.
     void run() { queue.run(); }

@@ -3,6 +3,7 @@
 #include "platform/linux/DesktopSessions.h"
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/appearance/PortalAppearance.h"
+#include "platform/linux/autostart/AutostartEntry.h"
 #include "platform/linux/http/QtHttpSession.h"
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
@@ -15,6 +16,8 @@
 #include "platform/linux/translation/OnDeviceTranslators.h"
 #include "platform/linux/translation/apertium/ApertiumEngine.h"
 #include "platform/linux/x11/X11KeyPositions.h"
+
+#include <QCoreApplication>
 
 #include <optional>
 #include <utility>
@@ -41,6 +44,7 @@ struct LinuxPlatform::Facilities {
     IcuLocaleServices localeServices;
     PortalAppearance appearance;
     DesktopNotifications notifications;
+    AutostartEntry loginItem{QCoreApplication::applicationFilePath()};
 
     X11KeyPositions keyPositions; // the toolkit's scan codes are X11's on every desktop
 
@@ -73,6 +77,7 @@ HotKeys &LinuxPlatform::hotKeys() { return m_facilities->session->hotKeys(); }
 KeyPositions &LinuxPlatform::keyPositions() { return m_facilities->keyPositions; }
 Appearance &LinuxPlatform::appearance() { return m_facilities->appearance; }
 Notifications &LinuxPlatform::notifications() { return m_facilities->notifications; }
+LoginItem &LinuxPlatform::loginItem() { return m_facilities->loginItem; }
 SpeechPermissions &LinuxPlatform::speechPermissions() { return m_facilities->speechPermissions; }
 Microphone &LinuxPlatform::microphone() { return m_facilities->microphone; }
 SpeechRecognizers &LinuxPlatform::speechRecognizers() { return m_facilities->speechRecognizers; }

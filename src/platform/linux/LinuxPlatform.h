@@ -29,6 +29,7 @@ public:
     KeyPositions &keyPositions() override;
     Appearance &appearance() override;
     Notifications &notifications() override;
+    LoginItem &loginItem() override;
     SpeechPermissions &speechPermissions() override;
     Microphone &microphone() override;
     SpeechRecognizers &speechRecognizers() override;

@@ -1,4 +1,4 @@
-#include "app/desktop/LoginItem.h"
+#include "platform/linux/autostart/AutostartEntry.h"
 
 #include "platform/ApplicationIdentity.h"
 
@@ -10,7 +10,7 @@
 
 #include <utility>
 
-namespace quillora {
+namespace quillora::platform {
 
 namespace {
 
@@ -26,17 +26,15 @@ QString execArgument(QString argument) {
 
 } // namespace
 
-const QString LoginItem::startArgument = QStringLiteral("--at-login");
+AutostartEntry::AutostartEntry(QString program) : m_program(std::move(program)) {}
 
-LoginItem::LoginItem(QString program) : m_program(std::move(program)) {}
-
-QString LoginItem::entryPath() {
+QString AutostartEntry::path() {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
            u"/autostart/%1.desktop"_qs.arg(applicationIdentifier);
 }
 
-bool LoginItem::isEnabled() const {
-    QFile file(entryPath());
+bool AutostartEntry::isEnabled() const {
+    QFile file(path());
     if (!file.open(QIODevice::ReadOnly))
         return false;
     while (!file.atEnd()) {
@@ -47,21 +45,20 @@ bool LoginItem::isEnabled() const {
     return true;
 }
 
-void LoginItem::setEnabled(bool isEnabled) const {
-    const QString path = entryPath();
+void AutostartEntry::setEnabled(bool isEnabled) {
     if (!isEnabled) {
-        QFile::remove(path);
+        QFile::remove(path());
         return;
     }
-    QDir().mkpath(QFileInfo(path).path());
-    QSaveFile file(path);
+    QDir().mkpath(QFileInfo(path()).path());
+    QSaveFile file(path());
     if (!file.open(QIODevice::WriteOnly))
         return;
-    file.write(entry().toUtf8());
+    file.write(text().toUtf8());
     file.commit();
 }
 
-QString LoginItem::entry() const {
+QString AutostartEntry::text() const {
     return u"[Desktop Entry]\n"
            "Type=Application\n"
            "Name=%1\n"
@@ -73,4 +70,4 @@ QString LoginItem::entry() const {
                                                      applicationIdentifier);
 }
 
-} // namespace quillora
+} // namespace quillora::platform
