@@ -5,6 +5,7 @@
 #include "platform/HotKeys.h"
 #include "platform/LoginItem.h"
 #include "platform/Platform.h"
+#include "platform/Tray.h"
 #include "ui/ContentView.h"
 
 #include <QApplication>
@@ -54,8 +55,6 @@ QString settingsNotice(platform::UserDefaultsFailure failure) {
 
 } // namespace
 
-AppDelegate::AppDelegate(StatusItemFactory makeStatusItem) : m_makeStatusItem(std::move(makeStatusItem)) {}
-
 AppDelegate::~AppDelegate() {
     if (m_controller)
         Platform::current().userDefaults().setFailureObserver({});
@@ -74,9 +73,7 @@ void AppDelegate::applicationDidFinishLaunching(Start start) {
     };
 
     makeMenu();
-    m_statusItem = m_makeStatusItem();
-    m_statusItem->setMenu(m_menu.get());
-    connect(m_statusItem.get(), &StatusItem::activated, this, &AppDelegate::togglePopover);
+    makeStatusItem();
     showState();
 
     makePopover();
@@ -84,7 +81,6 @@ void AppDelegate::applicationDidFinishLaunching(Start start) {
     configureHotKey();
     m_controller->requestAccessibilityIfNeeded();
 
-    connect(m_statusItem.get(), &StatusItem::hostChanged, this, &AppDelegate::followTray);
     awaitTray(start == Start::byUser ? WayIn::openWindow : WayIn::minimisedWindow);
     Platform::current().userDefaults().setFailureObserver([self](platform::UserDefaultsFailure failure) {
         if (self)
@@ -112,6 +108,21 @@ void AppDelegate::makeMenu() {
     connect(m_menu.get(), &QMenu::aboutToShow, this, &AppDelegate::refreshLoginAction);
     refreshDictationAction();
     refreshLoginAction();
+}
+
+void AppDelegate::makeStatusItem() {
+    const QPointer<AppDelegate> self(this);
+    m_statusItem = Platform::current().tray().makeItem({.activated =
+                                                            [self] {
+                                                                if (self)
+                                                                    self->togglePopover();
+                                                            },
+                                                        .hostChanged =
+                                                            [self] {
+                                                                if (self)
+                                                                    self->followTray();
+                                                            }});
+    m_statusItem->setMenu(m_menu.get());
 }
 
 void AppDelegate::refreshDictationAction() {
@@ -171,8 +182,10 @@ void AppDelegate::showPopover() {
 
 void AppDelegate::showState() {
     refreshDictationAction();
-    if (m_statusItem)
-        m_statusItem->setState(m_controller->dictationState(), applicationName);
+    if (m_statusItem) {
+        const auto state = m_controller->dictationState();
+        m_statusItem->setIcon(StatusIcon(state).name(), m_icons.icon(state), applicationName);
+    }
     if (m_popover)
         refreshPopoverWindow();
 }
@@ -182,7 +195,7 @@ void AppDelegate::refreshPopoverWindow() {
     const auto state = m_controller->dictationState();
     m_popover->setWindowTitle(windowTitle(state));
     m_popover->setWindowIcon(state == DictationState::idle ? QApplication::windowIcon()
-                                                           : m_windowIcons.icon(state));
+                                                           : m_icons.icon(state));
 }
 
 /// A grabbed key takes the focus away for as long as it is down, while the panel stays the active window.

@@ -3,17 +3,16 @@
 #include "app/Popover.h"
 #include "app/Start.h"
 #include "app/StatusIconSet.h"
-#include "app/StatusItem.h"
 #include "controller/AppController.h"
 #include "hotkey/HotKeyManager.h"
 #include "platform/MainQueue.h"
+#include "platform/StatusItem.h"
 #include "platform/UserDefaults.h"
 #include "translation/TranslationHostView.h"
 
 #include <QMenu>
 #include <QObject>
 
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -25,10 +24,8 @@ class AppDelegate : public QObject {
     Q_OBJECT
 
 public:
-    using StatusItemFactory = std::function<std::unique_ptr<StatusItem>()>;
-
     /// Nothing is built before `applicationDidFinishLaunching`.
-    explicit AppDelegate(StatusItemFactory makeStatusItem);
+    AppDelegate() = default;
     ~AppDelegate() override;
 
     /// The whole start-up. The platform must recognize at least one language. A start at login opens nothing,
@@ -55,7 +52,7 @@ public:
     // Each is none until `applicationDidFinishLaunching` has made it.
     AppController *controller() const { return m_controller.get(); }
     Popover *popover() const { return m_popover.get(); }
-    StatusItem *statusItem() const { return m_statusItem.get(); }
+    platform::StatusItem *statusItem() const { return m_statusItem.get(); }
     /// What the status item and the panel offer on a secondary click.
     QMenu *menu() const { return m_menu.get(); }
     /// The last hotkey that was registered successfully.
@@ -63,6 +60,7 @@ public:
 
 private:
     void makeMenu();
+    void makeStatusItem();
     void refreshDictationAction();
     void refreshLoginAction();
     void makePopover();
@@ -88,8 +86,7 @@ private:
     void post(HotKeyManager::Event event);
     void handleHotKeyEvent(HotKeyManager::Event event);
 
-    StatusItemFactory m_makeStatusItem;
-    StatusIconSet m_windowIcons;
+    StatusIconSet m_icons;
 
     // In the order in which they are made: what is made later uses what was made before.
     std::unique_ptr<AppController> m_controller;
@@ -97,7 +94,7 @@ private:
     QAction *m_dictationAction = nullptr; ///< the menu's
     QAction *m_hotKeyAction = nullptr;    ///< the menu's; visible while the hotkey does not work
     QAction *m_loginAction = nullptr;     ///< the menu's
-    std::unique_ptr<StatusItem> m_statusItem;
+    std::unique_ptr<platform::StatusItem> m_statusItem;
     std::unique_ptr<Popover> m_popover;
     std::unique_ptr<TranslationHostView>
         m_translationWindow; ///< what hosts on-device translation; it needs no window here

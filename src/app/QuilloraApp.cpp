@@ -2,7 +2,6 @@
 
 #include "app/desktop/RunningInstance.h"
 #include "app/desktop/TerminationSignals.h"
-#include "app/desktop/TrayStatusItem.h"
 #include "platform/ApplicationIdentity.h"
 #include "platform/LoginItem.h"
 #include "platform/Platform.h"
@@ -78,8 +77,7 @@ int QuilloraApp::run(const PlatformFactory &makePlatform, const StartEnd &endSta
     }
 
     const TerminationSignals terminationSignals;
-    m_appDelegate = std::make_unique<AppDelegate>(
-        [] { return std::make_unique<TrayStatusItem>(QDBusConnection::sessionBus()); });
+    m_appDelegate = std::make_unique<AppDelegate>();
     auto *delegate = m_appDelegate.get();
     QObject::connect(&instance, &RunningInstance::activated, delegate, &AppDelegate::showPopover);
     QObject::connect(&instance, &RunningInstance::replaced, delegate, &AppDelegate::quit);

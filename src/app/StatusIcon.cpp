@@ -45,8 +45,6 @@ QImage tintedShape(const QString &fileName, int size, const QColor &colour) {
 StatusIcon::StatusIcon(DictationState state)
     : m_name(fileName(state)), m_colour(state == DictationState::recording ? recordingColour : quietColour) {}
 
-QString StatusIcon::themeName() const { return QIcon::hasThemeIcon(m_name) ? m_name : QString(); }
-
 /// Every symbol is round: a dark disc behind it is its outline on light panels, and fills its gaps there.
 QImage StatusIcon::image(int size) const {
     QImage image = emptyImage(size);

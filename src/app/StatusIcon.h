@@ -18,9 +18,8 @@ public:
 
     explicit StatusIcon(DictationState state);
 
-    /// What the icon is called in the icon theme, where panels tint it themselves; empty if it is not
-    /// installed there.
-    QString themeName() const;
+    /// What the icon is called in the icon theme, where it is installed there and panels tint it themselves.
+    const QString &name() const { return m_name; }
 
     /// The icon in its own colours, with an outline that sets it off from a light and from a dark panel.
     QImage image(int size) const;

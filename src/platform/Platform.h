@@ -19,6 +19,7 @@ class Pasteboard;
 class SpeechPermissions;
 class SpeechRecognizers;
 class Translators;
+class Tray;
 class UserDefaults;
 class Workspace;
 
@@ -59,6 +60,7 @@ public:
     virtual Appearance &appearance() = 0;
     virtual Notifications &notifications() = 0;
     virtual LoginItem &loginItem() = 0;
+    virtual Tray &tray() = 0;
     virtual SpeechPermissions &speechPermissions() = 0;
     virtual Microphone &microphone() = 0;
     virtual SpeechRecognizers &speechRecognizers() = 0;

@@ -1,6 +1,5 @@
 #include "app/AppDelegate.h"
 #include "fakes/FakePlatform.h"
-#include "fakes/FakeStatusItem.h"
 #include "ui/ContentView.h"
 
 #include <QAction>
@@ -17,6 +16,9 @@ namespace {
 
 const QString registerDefault = u"hotkeys.take 49:6144"_qs;
 const QString registerAgain = u"Register the hotkey again"_qs;
+const QString idleIcon = u"quillora-idle-symbolic"_qs;
+const QString recordingIcon = u"quillora-recording-symbolic"_qs;
+const QString processingIcon = u"quillora-processing-symbolic"_qs;
 constexpr AppHotKey commandK{40, AppHotKey::cmdKey};
 
 } // namespace
@@ -29,14 +31,7 @@ private Q_SLOTS:
         QApplication::setQuitOnLastWindowClosed(
             AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
         m_platform = std::make_unique<test::FakePlatform>();
-        m_hasTray = true;
-        m_statusItem = nullptr;
-        m_delegate = std::make_unique<AppDelegate>([this] {
-            auto item = std::make_unique<test::FakeStatusItem>();
-            item->hasTray = m_hasTray;
-            m_statusItem = item.get();
-            return item;
-        });
+        m_delegate = std::make_unique<AppDelegate>();
     }
     void cleanup() {
         m_delegate.reset();
@@ -56,9 +51,9 @@ private Q_SLOTS:
 
     void atLaunchTheIconIsTheGlobe() {
         launch();
-        QCOMPARE(m_statusItem->states.first(), DictationState::idle);
-        QCOMPARE(m_statusItem->state(), DictationState::idle);
-        QCOMPARE(m_statusItem->description, u"Quillora"_qs);
+        QCOMPARE(statusItem().icons.first(), idleIcon);
+        QCOMPARE(statusItem().icons.last(), idleIcon);
+        QCOMPARE(statusItem().description, u"Quillora"_qs);
     }
 
     void atLaunchTheStoredHotKeyIsRegistered() {
@@ -101,7 +96,7 @@ private Q_SLOTS:
     void whileRecordingTheIconIsTheMicrophone() {
         launch();
         startDictation();
-        QCOMPARE(m_statusItem->state(), DictationState::recording);
+        QCOMPARE(statusItem().icons.last(), recordingIcon);
     }
 
     void whileTranslatingTheIconIsTheArrows() {
@@ -109,7 +104,7 @@ private Q_SLOTS:
         startDictation();
         m_delegate->controller()->stopRecording();
         QVERIFY(m_delegate->controller()->isProcessing());
-        QCOMPARE(m_statusItem->state(), DictationState::processing);
+        QCOMPARE(statusItem().icons.last(), processingIcon);
     }
 
     void whenBothFlagsAreTrueTheIconIsTheMicrophone() {
@@ -121,11 +116,11 @@ private Q_SLOTS:
         controller.setTargetLanguageIdentifier(u"es"_qs);
         controller.startRecording();
         controller.prepareTranslationModels();
-        QCOMPARE(m_statusItem->state(), DictationState::processing);
+        QCOMPARE(statusItem().icons.last(), processingIcon);
         answerPermissions();
         QVERIFY(controller.isRecording());
         QVERIFY(controller.isProcessing());
-        QCOMPARE(m_statusItem->state(), DictationState::recording);
+        QCOMPARE(statusItem().icons.last(), recordingIcon);
     }
 
     void theWindowTitleTellsTheStateToo() {
@@ -517,23 +512,23 @@ private Q_SLOTS:
 
     void clickingTheIconTwiceOpensAndThenClosesThePanel() {
         launch();
-        m_statusItem->click();
+        statusItem().click();
         QVERIFY(m_delegate->popover()->isShown());
-        m_statusItem->click();
+        statusItem().click();
         QVERIFY(!m_delegate->popover()->isShown());
     }
 
     void thePanelIs380WideInsideItsBorder() {
         launch();
-        m_statusItem->click();
+        statusItem().click();
         QCOMPARE(m_delegate->popover()->findChild<ContentView *>()->width(), 380);
         QCOMPARE(m_delegate->popover()->width(), 382);
     }
 
     void thePanelOpensBesideTheIcon() {
         launch();
-        m_statusItem->position = QRect(300, 0, 24, 24);
-        m_statusItem->click();
+        statusItem().position = QRect(300, 0, 24, 24);
+        statusItem().click();
         const QRect panel = m_delegate->popover()->geometry();
         QVERIFY(panel.left() < 312 && panel.right() > 312);
         QCOMPARE(panel.top(), 24);
@@ -549,10 +544,10 @@ private Q_SLOTS:
     }
 
     void closingTheLastWindowDoesNotEndTheProcess() {
-        m_hasTray = false;
+        m_platform->trayFake.isThere = false;
         launch();
         m_delegate->showPopover();
-        m_statusItem->hasTray = true; // without one the window would only be minimised
+        statusItem().hasTray = true; // without one the window would only be minimised
         QSignalSpy lastWindowCloses(qApp, &QGuiApplication::lastWindowClosed);
         QVERIFY(!endsTheEventLoop([this] { m_delegate->popover()->close(); }));
         QCOMPARE(lastWindowCloses.count(), 1);
@@ -561,7 +556,7 @@ private Q_SLOTS:
     }
 
     void withoutATrayThePanelOpensAsAWindowOnceTheTrayHadItsTime() {
-        m_hasTray = false;
+        m_platform->trayFake.isThere = false;
         launch();
         m_platform->queue.advance(2999ms);
         QVERIFY(!m_delegate->popover()->isShown());
@@ -575,7 +570,7 @@ private Q_SLOTS:
     }
 
     void atLoginThatWindowStartsMinimised() {
-        m_hasTray = false;
+        m_platform->trayFake.isThere = false;
         m_delegate->applicationDidFinishLaunching(Start::atLogin);
         m_platform->queue.advance(3s);
         QVERIFY(!m_delegate->popover()->isShown());
@@ -591,7 +586,7 @@ private Q_SLOTS:
     }
 
     void withoutATrayClosingTheWindowOnlyMinimisesIt() {
-        m_hasTray = false;
+        m_platform->trayFake.isThere = false;
         launch();
         m_platform->queue.advance(3s);
         QTest::keyClick(m_delegate->popover()->findChild<ContentView *>(), Qt::Key_Escape);
@@ -604,7 +599,7 @@ private Q_SLOTS:
     void aTrayThatDiesLeavesAMinimisedWindowOnceItHadTimeToRestart() {
         launch();
         m_platform->queue.advance(10s);
-        m_statusItem->setTray(false);
+        statusItem().setTray(false);
         m_platform->queue.advance(2999ms);
         QVERIFY(!m_delegate->popover()->isVisible());
         m_platform->queue.advance(1ms);
@@ -614,17 +609,17 @@ private Q_SLOTS:
     void aTrayThatRestartsInTimeLeavesNoWindow() {
         launch();
         m_platform->queue.advance(10s);
-        m_statusItem->setTray(false);
+        statusItem().setTray(false);
         m_platform->queue.advance(1s);
-        m_statusItem->setTray(true);
+        statusItem().setTray(true);
         m_platform->queue.advance(10s);
         QVERIFY(!m_delegate->popover()->isVisible());
     }
 
     void aPanelThatWasOpenWhenTheTrayDiedIsFollowedByAMinimisedWindow() {
         launch();
-        m_statusItem->click();
-        m_statusItem->setTray(false);
+        statusItem().click();
+        statusItem().setTray(false);
         m_platform->queue.advance(10s);
         QVERIFY(m_delegate->popover()->isShown());
         QTest::keyClick(m_delegate->popover()->findChild<ContentView *>(), Qt::Key_Escape);
@@ -634,23 +629,23 @@ private Q_SLOTS:
     }
 
     void aTrayThatComesLateTakesTheMinimisedWindowsPlace() {
-        m_hasTray = false;
+        m_platform->trayFake.isThere = false;
         m_delegate->applicationDidFinishLaunching(Start::atLogin);
         m_platform->queue.advance(3s);
-        m_statusItem->setTray(true);
+        statusItem().setTray(true);
         QVERIFY(!m_delegate->popover()->isVisible());
     }
 
     void aTrayThatComesLateLeavesAnOpenWindowAlone() {
-        m_hasTray = false;
+        m_platform->trayFake.isThere = false;
         launch();
         m_platform->queue.advance(3s);
-        m_statusItem->setTray(true);
+        statusItem().setTray(true);
         QVERIFY(m_delegate->popover()->isShown());
     }
 
     void withoutATrayQuitStillEndsTheProgram() {
-        m_hasTray = false;
+        m_platform->trayFake.isThere = false;
         launch();
         m_platform->queue.advance(3s);
         QVERIFY(endsTheEventLoop([this] { m_delegate->quit(); }));
@@ -658,37 +653,37 @@ private Q_SLOTS:
     }
 
     void aTrayThatComesUpInTimeLeavesThePanelClosed() {
-        m_hasTray = false;
+        m_platform->trayFake.isThere = false;
         launch();
         m_platform->queue.advance(2s);
-        m_statusItem->hasTray = true;
+        statusItem().hasTray = true;
         m_platform->queue.advance(10s);
         QVERIFY(!m_delegate->popover()->isShown());
     }
 
     void theNextOpeningAfterATrayCameUpIsAPopover() {
-        m_hasTray = false;
+        m_platform->trayFake.isThere = false;
         launch();
         m_platform->queue.advance(10s);
         m_delegate->popover()->performClose();
-        m_statusItem->setTray(true);
-        m_statusItem->click();
+        statusItem().setTray(true);
+        statusItem().click();
         QVERIFY(m_delegate->popover()->isShown());
         QVERIFY(m_delegate->popover()->windowFlags().testFlag(Qt::FramelessWindowHint));
     }
 
     void closingThePanelEndsACaptureThatNobodyCouldFinish() {
         launch();
-        m_statusItem->click();
+        statusItem().click();
         m_delegate->controller()->startHotKeyRecording();
-        m_statusItem->click();
+        statusItem().click();
         QVERIFY(!m_delegate->controller()->isRecordingHotKey());
         QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey unchanged."_qs);
     }
 
     void minimisingThePanelEndsACaptureToo() {
         launch();
-        m_statusItem->hasTray = false;
+        statusItem().hasTray = false;
         m_delegate->showPopover();
         m_delegate->controller()->startHotKeyRecording();
         m_delegate->popover()->showMinimized();
@@ -697,8 +692,8 @@ private Q_SLOTS:
 
     void closingThePanelOtherwiseSaysNothing() {
         launch();
-        m_statusItem->click();
-        m_statusItem->click();
+        statusItem().click();
+        statusItem().click();
         QCOMPARE(m_delegate->controller()->statusText(), u"Ready."_qs);
     }
 
@@ -783,7 +778,7 @@ private Q_SLOTS:
 
     void theIconAndThePanelOfferTheSameMenu() {
         launch();
-        QCOMPARE(m_statusItem->menu, m_delegate->menu());
+        QCOMPARE(statusItem().menu, m_delegate->menu());
         QCOMPARE(menuTexts(), (QStringList{u"Show Quillora"_qs, u"Start dictation"_qs, QString(),
                                            u"Start at login"_qs, QString(), u"Quit"_qs}));
         Q_EMIT m_delegate->popover()->customContextMenuRequested({10, 10});
@@ -917,7 +912,7 @@ private Q_SLOTS:
         launch();
         pasteSomething();
         m_delegate->quit();
-        m_statusItem->click();
+        statusItem().click();
         QVERIFY(!m_delegate->popover()->isShown());
     }
 
@@ -931,6 +926,8 @@ private:
         giveUp.start(50ms);
         return QCoreApplication::exec() != nobodyAskedForIt;
     }
+
+    test::FakeStatusItem &statusItem() { return *m_platform->trayFake.item; }
 
     void launch() { m_delegate->applicationDidFinishLaunching(); }
 
@@ -992,8 +989,6 @@ private:
 
     std::unique_ptr<test::FakePlatform> m_platform;
     std::unique_ptr<AppDelegate> m_delegate;
-    test::FakeStatusItem *m_statusItem = nullptr; ///< owned by the delegate
-    bool m_hasTray = true;
 };
 
 QTEST_MAIN(AppDelegateTest)

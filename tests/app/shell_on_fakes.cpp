@@ -4,6 +4,7 @@
 #include "app/QuilloraApp.h"
 #include "fakes/FakePlatform.h"
 #include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/tray/DesktopTray.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 #include "platform/linux/x11/X11OwnWindows.h"
 #include "platform/linux/x11/X11StartupNotification.h"
@@ -16,7 +17,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// Fakes in real time, under a real keyboard, among the real windows of the display.
+/// Fakes in real time, under a real keyboard, among the real windows of the display and in a real tray.
 class LivePlatform : public test::FakePlatform {
 public:
     LivePlatform() {
@@ -28,6 +29,7 @@ public:
     platform::KeyPositions &keyPositions() override { return m_keyPositions; }
     platform::OwnWindows &ownWindows() override { return m_ownWindows; }
     platform::Workspace &workspace() override { return m_workspace; }
+    platform::Tray &tray() override { return m_tray; }
 
 private:
     platform::LinuxMainQueue m_mainQueue;
@@ -35,6 +37,7 @@ private:
     platform::X11OwnWindows m_ownWindows;
     platform::X11Connection m_x11;
     platform::X11Workspace m_workspace{m_x11};
+    platform::DesktopTray m_tray;
     QTimer m_pump; ///< the fakes answer through their own queue
 };
 

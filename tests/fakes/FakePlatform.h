@@ -17,6 +17,7 @@
 #include "fakes/FakeSpeechPermissions.h"
 #include "fakes/FakeSpeechRecognizers.h"
 #include "fakes/FakeTranslators.h"
+#include "fakes/FakeTray.h"
 #include "fakes/FakeUserDefaults.h"
 #include "fakes/FakeWorkspace.h"
 #include "platform/Platform.h"
@@ -46,6 +47,7 @@ public:
     FakeAppearance appearanceFake;
     FakeNotifications notificationsFake{log};
     FakeLoginItem loginItemFake;
+    FakeTray trayFake;
 
     platform::MainQueue &mainQueue() override { return queue; }
     platform::UserDefaults &userDefaults() override { return defaults; }
@@ -66,6 +68,7 @@ public:
     platform::Appearance &appearance() override { return appearanceFake; }
     platform::Notifications &notifications() override { return notificationsFake; }
     platform::LoginItem &loginItem() override { return loginItemFake; }
+    platform::Tray &tray() override { return trayFake; }
 
     /// Runs everything that is posted.
     void run() { queue.run(); }

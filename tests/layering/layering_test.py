@@ -35,7 +35,7 @@ FOREIGN = {
     "GLib": (r"gio/|glib|gobject/|libsecret/", ["platform/linux/"]),
     "the X server": (r"xcb/|X11/|xkbcommon/|qpa/", [
         "platform/linux/x11/",
-        "app/desktop/XEmbedStatusItem.cpp",  # listens to the events that tell of the toolkit's own tray
+        "platform/linux/tray/XEmbedStatusItem.cpp",  # listens to the events that tell of the toolkit's own tray
     ]),
     "archives": (r"archive(_entry)?\.h", ["platform/linux/models/"]),
     "the sound server": (r"pulse/|pipewire/|spa/", ["platform/linux/sound/"]),

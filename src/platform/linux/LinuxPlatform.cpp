@@ -15,6 +15,7 @@
 #include "platform/linux/sound/PulseMicrophone.h"
 #include "platform/linux/translation/OnDeviceTranslators.h"
 #include "platform/linux/translation/apertium/ApertiumEngine.h"
+#include "platform/linux/tray/DesktopTray.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 
 #include <QCoreApplication>
@@ -45,6 +46,7 @@ struct LinuxPlatform::Facilities {
     PortalAppearance appearance;
     DesktopNotifications notifications;
     AutostartEntry loginItem{QCoreApplication::applicationFilePath()};
+    DesktopTray tray;
 
     X11KeyPositions keyPositions; // the toolkit's scan codes are X11's on every desktop
 
@@ -78,6 +80,7 @@ KeyPositions &LinuxPlatform::keyPositions() { return m_facilities->keyPositions;
 Appearance &LinuxPlatform::appearance() { return m_facilities->appearance; }
 Notifications &LinuxPlatform::notifications() { return m_facilities->notifications; }
 LoginItem &LinuxPlatform::loginItem() { return m_facilities->loginItem; }
+Tray &LinuxPlatform::tray() { return m_facilities->tray; }
 SpeechPermissions &LinuxPlatform::speechPermissions() { return m_facilities->speechPermissions; }
 Microphone &LinuxPlatform::microphone() { return m_facilities->microphone; }
 SpeechRecognizers &LinuxPlatform::speechRecognizers() { return m_facilities->speechRecognizers; }

@@ -30,6 +30,7 @@ public:
     Appearance &appearance() override;
     Notifications &notifications() override;
     LoginItem &loginItem() override;
+    Tray &tray() override;
     SpeechPermissions &speechPermissions() override;
     Microphone &microphone() override;
     SpeechRecognizers &speechRecognizers() override;

@@ -1,21 +1,21 @@
 #pragma once
 
-#include "app/StatusIcon.h"
-#include "app/StatusItem.h"
-#include "app/desktop/MenuExport.h"
+#include "platform/linux/tray/MenuExport.h"
 
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
+#include <QIcon>
 #include <QMenu>
 #include <QPointer>
 
 #include <memory>
+#include <optional>
 
-namespace quillora {
+namespace quillora::platform {
 
 /// The status item as a StatusNotifierItem on the session bus. It registers with every watcher that comes up,
 /// however late, and never waits for one.
-class NotifierStatusItem : public StatusItem {
+class NotifierStatusItem final : public QObject {
     Q_OBJECT
 
 public:
@@ -25,14 +25,16 @@ public:
     explicit NotifierStatusItem(const QDBusConnection &bus);
     ~NotifierStatusItem() override;
 
-    void setState(DictationState state, const QString &accessibilityDescription) override;
-    void setMenu(QMenu *menu) override;
-    bool isHosted() const override { return m_isRegistered && m_hasHost; }
-    std::optional<QRect> anchor() const override { return m_anchor; }
+    void setIcon(const QString &name, const QIcon &drawing, const QString &accessibilityDescription);
+    void setMenu(QMenu *menu);
+    bool isHosted() const { return m_isRegistered && m_hasHost; }
+    std::optional<QRect> anchor() const { return m_anchor; }
 
     Watcher watcher() const { return m_watcher; }
 
 Q_SIGNALS:
+    void activated();
+
     /// `watcher` has become known or another, or `isHosted` another.
     void watcherChanged();
 
@@ -55,10 +57,11 @@ private:
     bool m_isRegistered = false;
     bool m_hasHost = false;
     std::optional<QRect> m_anchor; ///< where the last click was
-    StatusIcon m_icon{DictationState::idle};
+    QString m_iconName;
+    QIcon m_drawing;
     QString m_accessibilityDescription;
     QPointer<QMenu> m_menu;
     std::unique_ptr<MenuExport> m_menuExport;
 };
 
-} // namespace quillora
+} // namespace quillora::platform

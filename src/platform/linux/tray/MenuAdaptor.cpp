@@ -1,11 +1,11 @@
-#include "app/desktop/MenuAdaptor.h"
+#include "platform/linux/tray/MenuAdaptor.h"
 
-#include "app/desktop/MenuExport.h"
+#include "platform/linux/tray/MenuExport.h"
 
 #include <QDBusMetaType>
 #include <QGuiApplication>
 
-namespace quillora {
+namespace quillora::platform {
 
 namespace {
 
@@ -158,4 +158,4 @@ QList<int> MenuAdaptor::AboutToShowGroup(const QList<int> &ids, QList<int> &unkn
     return {};
 }
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -1,12 +1,12 @@
-#include "app/desktop/NotifierItemAdaptor.h"
+#include "platform/linux/tray/NotifierItemAdaptor.h"
 
-#include "app/desktop/NotifierStatusItem.h"
 #include "platform/ApplicationIdentity.h"
+#include "platform/linux/tray/NotifierStatusItem.h"
 
 #include <QDBusMetaType>
 #include <QtEndian>
 
-namespace quillora {
+namespace quillora::platform {
 
 namespace {
 
@@ -61,12 +61,15 @@ QString NotifierItemAdaptor::id() const { return applicationIdentifier; }
 
 QString NotifierItemAdaptor::title() const { return m_item->m_accessibilityDescription; }
 
-QString NotifierItemAdaptor::iconName() const { return m_item->m_icon.themeName(); }
+QString NotifierItemAdaptor::iconName() const {
+    return QIcon::hasThemeIcon(m_item->m_iconName) ? m_item->m_iconName : QString();
+}
 
 NotifierPixmaps NotifierItemAdaptor::iconPixmap() const {
     NotifierPixmaps pixmaps;
-    for (const int size : StatusIcon::sizes)
-        pixmaps.append(notifierPixmap(m_item->m_icon.image(size)));
+    constexpr qreal asDrawn = 1; // whatever the screens' measure
+    for (const QSize &size : m_item->m_drawing.availableSizes())
+        pixmaps.append(notifierPixmap(m_item->m_drawing.pixmap(size, asDrawn).toImage()));
     return pixmaps;
 }
 
@@ -82,4 +85,4 @@ void NotifierItemAdaptor::SecondaryActivate(int x, int y) { m_item->activate(x, 
 
 void NotifierItemAdaptor::ContextMenu(int x, int y) { m_item->showMenu(x, y); }
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -7,7 +7,7 @@
 class QAction;
 class QMenu;
 
-namespace quillora {
+namespace quillora::platform {
 
 /// Lets the tray show a menu: exports it on the session bus as com.canonical.dbusmenu and triggers what is
 /// chosen there. The menu is flat, keeps its actions for as long as this lives, and outlives it.
@@ -34,4 +34,4 @@ private:
     QMenu &m_menu;
 };
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -1,11 +1,11 @@
-#include "app/desktop/MenuExport.h"
+#include "platform/linux/tray/MenuExport.h"
 
-#include "app/desktop/MenuAdaptor.h"
+#include "platform/linux/tray/MenuAdaptor.h"
 
 #include <QAction>
 #include <QMenu>
 
-namespace quillora {
+namespace quillora::platform {
 
 const QString MenuExport::objectPath = QStringLiteral("/MenuBar");
 
@@ -60,4 +60,4 @@ void MenuExport::handleEvent(int id, const QString &name) const {
 
 void MenuExport::prepareToShow() const { Q_EMIT m_menu.aboutToShow(); }
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -7,7 +7,7 @@
 #include <QList>
 #include <QString>
 
-namespace quillora {
+namespace quillora::platform {
 
 class NotifierStatusItem;
 
@@ -41,13 +41,13 @@ class NotifierItemAdaptor : public QDBusAbstractAdaptor {
     Q_PROPERTY(QString Status READ status)
     Q_PROPERTY(int WindowId READ windowId)
     Q_PROPERTY(QString IconName READ iconName)
-    Q_PROPERTY(quillora::NotifierPixmaps IconPixmap READ iconPixmap)
+    Q_PROPERTY(quillora::platform::NotifierPixmaps IconPixmap READ iconPixmap)
     Q_PROPERTY(QString OverlayIconName READ none)
-    Q_PROPERTY(quillora::NotifierPixmaps OverlayIconPixmap READ noPixmaps)
+    Q_PROPERTY(quillora::platform::NotifierPixmaps OverlayIconPixmap READ noPixmaps)
     Q_PROPERTY(QString AttentionIconName READ none)
-    Q_PROPERTY(quillora::NotifierPixmaps AttentionIconPixmap READ noPixmaps)
+    Q_PROPERTY(quillora::platform::NotifierPixmaps AttentionIconPixmap READ noPixmaps)
     Q_PROPERTY(QString AttentionMovieName READ none)
-    Q_PROPERTY(quillora::NotifierToolTip ToolTip READ toolTip)
+    Q_PROPERTY(quillora::platform::NotifierToolTip ToolTip READ toolTip)
     Q_PROPERTY(QString IconThemePath READ none)
     Q_PROPERTY(bool ItemIsMenu READ itemIsMenu)
     Q_PROPERTY(QDBusObjectPath Menu READ menu)
@@ -87,8 +87,8 @@ private:
     NotifierStatusItem *m_item;
 };
 
-} // namespace quillora
+} // namespace quillora::platform
 
-Q_DECLARE_METATYPE(quillora::NotifierPixmap)
-Q_DECLARE_METATYPE(quillora::NotifierPixmaps)
-Q_DECLARE_METATYPE(quillora::NotifierToolTip)
+Q_DECLARE_METATYPE(quillora::platform::NotifierPixmap)
+Q_DECLARE_METATYPE(quillora::platform::NotifierPixmaps)
+Q_DECLARE_METATYPE(quillora::platform::NotifierToolTip)

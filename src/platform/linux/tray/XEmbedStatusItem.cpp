@@ -1,11 +1,12 @@
-#include "app/desktop/XEmbedStatusItem.h"
+#include "platform/linux/tray/XEmbedStatusItem.h"
 
 #include <QCoreApplication>
 #include <QMenu>
 
+#include <utility>
 #include <xcb/xcb.h>
 
-namespace quillora {
+namespace quillora::platform {
 
 XEmbedStatusItem::XEmbedStatusItem() {
     m_trayCheck.setSingleShot(true);
@@ -20,12 +21,10 @@ XEmbedStatusItem::XEmbedStatusItem() {
     });
 }
 
-void XEmbedStatusItem::setState(DictationState state, const QString &accessibilityDescription) {
-    m_icon.setIcon(m_images.icon(state));
+void XEmbedStatusItem::setIcon(const QIcon &drawing, const QString &accessibilityDescription) {
+    m_icon.setIcon(drawing);
     m_icon.setToolTip(accessibilityDescription);
 }
-
-void XEmbedStatusItem::setMenu(QMenu *menu) { m_icon.setContextMenu(menu); }
 
 bool XEmbedStatusItem::isHosted() const {
     return m_icon.isVisible() && QSystemTrayIcon::isSystemTrayAvailable();
@@ -46,4 +45,4 @@ std::optional<QRect> XEmbedStatusItem::anchor() const {
     return isHosted() && geometry.isValid() ? std::optional(geometry) : std::nullopt;
 }
 
-} // namespace quillora
+} // namespace quillora::platform

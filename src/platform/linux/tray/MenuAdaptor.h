@@ -7,7 +7,7 @@
 #include <QStringList>
 #include <QVariantMap>
 
-namespace quillora {
+namespace quillora::platform {
 
 class MenuExport;
 
@@ -65,17 +65,19 @@ public:
     QStringList iconThemePath() const { return {}; }
 
 public Q_SLOTS:
-    uint GetLayout(int parentId, int recursionDepth, const QStringList &names, quillora::MenuLayout &layout);
-    quillora::MenuItemPropertiesList GetGroupProperties(const QList<int> &ids, const QStringList &names);
+    uint GetLayout(int parentId, int recursionDepth, const QStringList &names,
+                   quillora::platform::MenuLayout &layout);
+    quillora::platform::MenuItemPropertiesList GetGroupProperties(const QList<int> &ids,
+                                                                  const QStringList &names);
     QDBusVariant GetProperty(int id, const QString &name);
     void Event(int id, const QString &name, const QDBusVariant &data, uint timestamp);
-    QList<int> EventGroup(const quillora::MenuEventList &events);
+    QList<int> EventGroup(const quillora::platform::MenuEventList &events);
     bool AboutToShow(int id);
     QList<int> AboutToShowGroup(const QList<int> &ids, QList<int> &unknownIds);
 
 Q_SIGNALS:
-    void ItemsPropertiesUpdated(const quillora::MenuItemPropertiesList &updated,
-                                const quillora::MenuItemPropertyNamesList &removed);
+    void ItemsPropertiesUpdated(const quillora::platform::MenuItemPropertiesList &updated,
+                                const quillora::platform::MenuItemPropertyNamesList &removed);
     void LayoutUpdated(uint revision, int parent);
     void ItemActivationRequested(int id, uint timestamp);
 
@@ -83,12 +85,12 @@ private:
     MenuExport *m_menu;
 };
 
-} // namespace quillora
+} // namespace quillora::platform
 
-Q_DECLARE_METATYPE(quillora::MenuItemProperties)
-Q_DECLARE_METATYPE(quillora::MenuItemPropertiesList)
-Q_DECLARE_METATYPE(quillora::MenuItemPropertyNames)
-Q_DECLARE_METATYPE(quillora::MenuItemPropertyNamesList)
-Q_DECLARE_METATYPE(quillora::MenuLayout)
-Q_DECLARE_METATYPE(quillora::MenuEvent)
-Q_DECLARE_METATYPE(quillora::MenuEventList)
+Q_DECLARE_METATYPE(quillora::platform::MenuItemProperties)
+Q_DECLARE_METATYPE(quillora::platform::MenuItemPropertiesList)
+Q_DECLARE_METATYPE(quillora::platform::MenuItemPropertyNames)
+Q_DECLARE_METATYPE(quillora::platform::MenuItemPropertyNamesList)
+Q_DECLARE_METATYPE(quillora::platform::MenuLayout)
+Q_DECLARE_METATYPE(quillora::platform::MenuEvent)
+Q_DECLARE_METATYPE(quillora::platform::MenuEventList)

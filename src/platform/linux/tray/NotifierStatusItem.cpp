@@ -1,6 +1,6 @@
-#include "app/desktop/NotifierStatusItem.h"
+#include "platform/linux/tray/NotifierStatusItem.h"
 
-#include "app/desktop/NotifierItemAdaptor.h"
+#include "platform/linux/tray/NotifierItemAdaptor.h"
 
 #include <QCursor>
 #include <QDBusMessage>
@@ -10,7 +10,7 @@
 #include <QGuiApplication>
 #include <QScreen>
 
-namespace quillora {
+namespace quillora::platform {
 
 namespace {
 
@@ -74,8 +74,10 @@ NotifierStatusItem::~NotifierStatusItem() {
     m_bus.unregisterObject(itemPath);
 }
 
-void NotifierStatusItem::setState(DictationState state, const QString &accessibilityDescription) {
-    m_icon = StatusIcon(state);
+void NotifierStatusItem::setIcon(const QString &name, const QIcon &drawing,
+                                 const QString &accessibilityDescription) {
+    m_iconName = name;
+    m_drawing = drawing;
     m_accessibilityDescription = accessibilityDescription;
     auto *adaptor = findChild<NotifierItemAdaptor *>();
     Q_EMIT adaptor->NewTitle();
@@ -151,4 +153,4 @@ void NotifierStatusItem::showMenu(int x, int y) {
         m_menu->popup(QPoint(x, y));
 }
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -1,6 +1,6 @@
-#include "app/desktop/NotifierStatusItem.h"
-#include "app/desktop/MenuAdaptor.h"
-#include "app/desktop/NotifierItemAdaptor.h"
+#include "platform/linux/tray/NotifierStatusItem.h"
+#include "platform/linux/tray/MenuAdaptor.h"
+#include "platform/linux/tray/NotifierItemAdaptor.h"
 #include "support/NotifierTray.h"
 #include "support/PrivateSessionBus.h"
 
@@ -13,6 +13,7 @@
 #include <QTest>
 
 using namespace quillora;
+using platform::NotifierStatusItem;
 using test::NotifierTray;
 
 class NotifierStatusItemTest : public QObject {
@@ -45,10 +46,10 @@ private Q_SLOTS:
 
     void itIsCalledByItsAccessibilityDescription() {
         makeItem();
-        m_item->setState(DictationState::idle, u"Quillora"_qs);
+        m_item->setIcon(u"quillora-idle-symbolic"_qs, {}, u"Quillora"_qs);
         QCOMPARE(m_tray->itemProperty(u"Title"_qs), u"Quillora"_qs);
         const auto toolTip =
-            qdbus_cast<NotifierToolTip>(m_tray->itemProperty(u"ToolTip"_qs).value<QDBusArgument>());
+            qdbus_cast<platform::NotifierToolTip>(m_tray->itemProperty(u"ToolTip"_qs).value<QDBusArgument>());
         QCOMPARE(toolTip.title, u"Quillora"_qs);
     }
 
@@ -91,44 +92,57 @@ private Q_SLOTS:
         QVERIFY(!item.isHosted());
     }
 
-    void eachStateHasItsPicture_data() { states(); }
-    void eachStateHasItsPicture() {
-        QFETCH(DictationState, state);
+    void theTrayGetsTheDrawingInEverySize() {
         makeItem();
-        m_item->setState(state, u"Quillora"_qs);
-        const auto pixmaps =
-            qdbus_cast<NotifierPixmaps>(m_tray->itemProperty(u"IconPixmap"_qs).value<QDBusArgument>());
-        QList<int> sizes;
-        for (const auto &pixmap : pixmaps) {
-            sizes += pixmap.width;
-            QCOMPARE(pixmap.height, pixmap.width);
-            QCOMPARE(imageOf(pixmap), StatusIcon(state).image(pixmap.width));
+        QIcon drawing;
+        for (const QColor &colour : {QColor(Qt::red), QColor(0, 0, 255, 128)}) {
+            QPixmap pixmap(drawing.isNull() ? 16 : 22, drawing.isNull() ? 16 : 22);
+            pixmap.fill(colour);
+            drawing.addPixmap(pixmap);
         }
-        QCOMPARE(sizes, (QList<int>{16, 22, 24, 32, 48}));
+        m_item->setIcon(u"no-such-icon"_qs, drawing, u"Quillora"_qs);
+        const auto pixmaps = qdbus_cast<platform::NotifierPixmaps>(
+            m_tray->itemProperty(u"IconPixmap"_qs).value<QDBusArgument>());
+        QCOMPARE(pixmaps.size(), 2);
+        for (const auto &pixmap : pixmaps) {
+            const QSize size(pixmap.width, pixmap.height);
+            QCOMPARE(imageOf(pixmap), drawing.pixmap(size, 1).toImage().convertToFormat(imageFormat));
+        }
+        QCOMPARE(pixmaps.first().width, 16);
+        QCOMPARE(pixmaps.last().width, 22);
     }
 
-    void eachStateHasItsNameInTheIconTheme_data() { states(); }
-    void eachStateHasItsNameInTheIconTheme() {
-        QFETCH(DictationState, state);
+    void anIconThatIsInstalledIsNamed_data() {
+        QTest::addColumn<QString>("name");
+        for (const auto *state : {"idle", "recording", "processing"})
+            QTest::newRow(state) << u"quillora-%1-symbolic"_qs.arg(QString::fromLatin1(state));
+    }
+    void anIconThatIsInstalledIsNamed() {
         QFETCH(QString, name);
         QIcon::setThemeSearchPaths({QStringLiteral(QUILLORA_ICONS)});
         QIcon::setThemeName(u"hicolor"_qs);
         makeItem();
-        m_item->setState(state, u"Quillora"_qs);
+        m_item->setIcon(name, {}, u"Quillora"_qs);
         QCOMPARE(m_tray->itemProperty(u"IconName"_qs), name);
     }
 
-    void aNewStateIsAnnounced() {
+    void anIconThatIsNotInstalledIsNotNamed() {
+        makeItem();
+        m_item->setIcon(u"quillora-idle-symbolic"_qs, {}, u"Quillora"_qs);
+        QCOMPARE(m_tray->itemProperty(u"IconName"_qs), QString());
+    }
+
+    void aNewIconIsAnnounced() {
         makeItem();
         m_tray->takeItemSignals();
-        m_item->setState(DictationState::recording, u"Quillora"_qs);
+        m_item->setIcon(u"quillora-recording-symbolic"_qs, {}, u"Quillora"_qs);
         QStringList announced;
         QTRY_VERIFY((announced += m_tray->takeItemSignals()).contains(u"NewIcon"_qs));
     }
 
     void aClickTellsWhereTheIconIs() {
         makeItem();
-        QSignalSpy clicks(m_item.get(), &StatusItem::activated);
+        QSignalSpy clicks(m_item.get(), &NotifierStatusItem::activated);
         QVERIFY(!m_item->anchor());
         m_tray->callItem(u"Activate"_qs, {1200, 12});
         QCOMPARE(clicks.count(), 1);
@@ -137,7 +151,7 @@ private Q_SLOTS:
 
     void aTrayThatDoesNotKnowWhereTheIconIsTellsNothing() {
         makeItem();
-        QSignalSpy clicks(m_item.get(), &StatusItem::activated);
+        QSignalSpy clicks(m_item.get(), &NotifierStatusItem::activated);
         m_tray->callItem(u"Activate"_qs, {0, 0});
         QCOMPARE(clicks.count(), 1);
         QVERIFY(!m_item->anchor());
@@ -152,7 +166,7 @@ private Q_SLOTS:
 
         const auto answer = m_tray->callMenu(u"GetLayout"_qs, {0, -1, QStringList()});
         QCOMPARE(answer.size(), 2);
-        const auto layout = qdbus_cast<MenuLayout>(answer.at(1).value<QDBusArgument>());
+        const auto layout = qdbus_cast<platform::MenuLayout>(answer.at(1).value<QDBusArgument>());
         QCOMPARE(layout.id, 0);
         QCOMPARE(layout.children.size(), 3);
         QCOMPARE(layout.children.at(0).properties.value(u"label"_qs), u"Start"_qs);
@@ -230,7 +244,7 @@ private Q_SLOTS:
                     SLOT(recordMenuUpdate(QDBusMessage)));
         menu.actions().first()->setEnabled(false);
         QTRY_COMPARE(m_menuUpdates.size(), 1);
-        const auto updated = qdbus_cast<MenuItemPropertiesList>(
+        const auto updated = qdbus_cast<platform::MenuItemPropertiesList>(
             m_menuUpdates.first().arguments().first().value<QDBusArgument>());
         QCOMPARE(updated.size(), 1);
         QCOMPARE(updated.first().id, 1);
@@ -249,22 +263,16 @@ private Q_SLOTS:
     void recordMenuUpdate(const QDBusMessage &message) { m_menuUpdates += message; }
 
 private:
-    static void states() {
-        QTest::addColumn<DictationState>("state");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("idle") << DictationState::idle << u"quillora-idle-symbolic"_qs;
-        QTest::newRow("recording") << DictationState::recording << u"quillora-recording-symbolic"_qs;
-        QTest::newRow("processing") << DictationState::processing << u"quillora-processing-symbolic"_qs;
-    }
+    static constexpr auto imageFormat = QImage::Format_ARGB32_Premultiplied;
 
-    static QImage imageOf(const NotifierPixmap &pixmap) {
+    static QImage imageOf(const platform::NotifierPixmap &pixmap) {
         QImage image(pixmap.width, pixmap.height, QImage::Format_ARGB32);
         const auto *bytes = reinterpret_cast<const uchar *>(pixmap.data.constData());
         for (int y = 0; y < pixmap.height; ++y) {
             for (int x = 0; x < pixmap.width; ++x, bytes += 4)
                 image.setPixelColor(x, y, QColor(bytes[1], bytes[2], bytes[3], bytes[0]));
         }
-        return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        return image.convertToFormat(imageFormat);
     }
 
     static void fill(QMenu &menu) {
