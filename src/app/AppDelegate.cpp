@@ -60,7 +60,7 @@ AppDelegate::~AppDelegate() {
         Platform::current().userDefaults().setFailureObserver({});
 }
 
-void AppDelegate::applicationDidFinishLaunching(Start start) {
+void AppDelegate::applicationDidFinishLaunching(platform::Start start) {
     const QPointer<AppDelegate> self(this);
     m_controller = std::make_unique<AppController>();
     m_controller->onStateChanged = [self] {
@@ -81,7 +81,7 @@ void AppDelegate::applicationDidFinishLaunching(Start start) {
     configureHotKey();
     m_controller->requestAccessibilityIfNeeded();
 
-    awaitTray(start == Start::byUser ? WayIn::openWindow : WayIn::minimisedWindow);
+    awaitTray(start == platform::Start::byUser ? WayIn::openWindow : WayIn::minimisedWindow);
     Platform::current().userDefaults().setFailureObserver([self](platform::UserDefaultsFailure failure) {
         if (self)
             self->reportSettingsFailure(failure);

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "app/Popover.h"
-#include "app/Start.h"
 #include "app/StatusIconSet.h"
 #include "controller/AppController.h"
 #include "hotkey/HotKeyManager.h"
 #include "platform/MainQueue.h"
+#include "platform/Start.h"
 #include "platform/StatusItem.h"
 #include "platform/UserDefaults.h"
 #include "translation/TranslationHostView.h"
@@ -30,7 +30,7 @@ public:
 
     /// The whole start-up. The platform must recognize at least one language. A start at login opens nothing,
     /// save for a hotkey that cannot be registered.
-    void applicationDidFinishLaunching(Start start = Start::byUser);
+    void applicationDidFinishLaunching(platform::Start start = platform::Start::byUser);
 
     static constexpr bool applicationShouldTerminateAfterLastWindowClosed() { return false; }
 

@@ -1,40 +1,24 @@
 #include "app/QuilloraApp.h"
 
-#include "app/desktop/RunningInstance.h"
-#include "app/desktop/TerminationSignals.h"
 #include "platform/ApplicationIdentity.h"
 #include "platform/LoginItem.h"
 #include "platform/Platform.h"
+#include "platform/RunningInstance.h"
 #include "translation/LanguageCatalog.h"
 
-#include <QDBusConnection>
-#include <QFile>
 #include <QIcon>
 #include <QMessageBox>
+#include <QPointer>
 
 namespace quillora {
 
 using platform::Platform;
+using platform::RunningInstance;
+using platform::Start;
 
 namespace {
 
 constexpr int noLanguageStatus = 1;
-
-/// Where there is no session bus, the bus library would start one that outlives the program and that nobody
-/// else is on.
-void forgoMissingSessionBus() {
-    const bool hasBus = qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
-                        (qEnvironmentVariableIsSet("XDG_RUNTIME_DIR") &&
-                         QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus"_qs));
-    if (!hasBus)
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
-}
-
-/// What has to do with the environment, while there are no other threads.
-QByteArray readStartupId() {
-    forgoMissingSessionBus();
-    return qgetenv("DESKTOP_STARTUP_ID");
-}
 
 void tellThatNothingCanBeRecognized() {
     QMessageBox message(QMessageBox::Critical, applicationName,
@@ -47,7 +31,7 @@ void tellThatNothingCanBeRecognized() {
 
 } // namespace
 
-QuilloraApp::QuilloraApp(int &argc, char **argv) : m_startupId(readStartupId()), m_application(argc, argv) {
+QuilloraApp::QuilloraApp(int &argc, char **argv) : m_application(argc, argv) {
     QApplication::setApplicationName(applicationName);
     QApplication::setApplicationDisplayName(applicationName);
     QApplication::setOrganizationName(applicationName);
@@ -59,13 +43,12 @@ QuilloraApp::QuilloraApp(int &argc, char **argv) : m_startupId(readStartupId()),
 
 QuilloraApp::~QuilloraApp() = default;
 
-int QuilloraApp::run(const PlatformFactory &makePlatform, const StartEnd &endStart) {
+int QuilloraApp::run(RunningInstance &instance, const PlatformFactory &makePlatform) {
     const Start start = QCoreApplication::arguments().contains(platform::LoginItem::startArgument)
                             ? Start::atLogin
                             : Start::byUser;
-    RunningInstance instance(QDBusConnection::sessionBus());
     if (instance.claim(start) == RunningInstance::Claim::handedOver) {
-        endStart(m_startupId);
+        instance.endStart();
         return 0;
     }
 
@@ -76,22 +59,26 @@ int QuilloraApp::run(const PlatformFactory &makePlatform, const StartEnd &endSta
         return noLanguageStatus;
     }
 
-    const TerminationSignals terminationSignals;
     m_appDelegate = std::make_unique<AppDelegate>();
-    auto *delegate = m_appDelegate.get();
-    QObject::connect(&instance, &RunningInstance::activated, delegate, &AppDelegate::showPopover);
-    QObject::connect(&instance, &RunningInstance::replaced, delegate, &AppDelegate::quit);
-    QObject::connect(&instance, &RunningInstance::pressRequested, delegate, &AppDelegate::pressHotKey);
-    QObject::connect(&instance, &RunningInstance::releaseRequested, delegate, &AppDelegate::releaseHotKey);
-    QObject::connect(&instance, &RunningInstance::toggleRequested, delegate, &AppDelegate::toggleDictation);
-    QObject::connect(&terminationSignals, &TerminationSignals::received, delegate, &AppDelegate::quit);
+    const auto delegates = [delegate = QPointer(m_appDelegate.get())](void (AppDelegate::*reaction)()) {
+        return [delegate, reaction] {
+            if (delegate)
+                (delegate->*reaction)();
+        };
+    };
+    instance.setListener({{.activated = delegates(&AppDelegate::showPopover),
+                           .endRequested = delegates(&AppDelegate::quit),
+                           .hotKeyPressed = delegates(&AppDelegate::pressHotKey),
+                           .hotKeyReleased = delegates(&AppDelegate::releaseHotKey),
+                           .dictationToggled = delegates(&AppDelegate::toggleDictation)}});
 
-    delegate->applicationDidFinishLaunching(start);
-    endStart(m_startupId);
+    m_appDelegate->applicationDidFinishLaunching(start);
+    instance.endStart();
     const int status = QApplication::exec();
     m_appDelegate.reset();
     // Whatever waited for something has been told that it is over, and comes to its end here.
     QCoreApplication::sendPostedEvents();
+    instance.setListener({});
     return status;
 }
 

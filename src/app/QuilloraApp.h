@@ -11,14 +11,13 @@ namespace quillora {
 
 namespace platform {
 class Platform;
-}
+class RunningInstance;
+} // namespace platform
 
 /// The application: one instance in a session, without a window of its own. `main` makes one and runs it.
 class QuilloraApp {
 public:
     using PlatformFactory = std::function<std::unique_ptr<platform::Platform>()>;
-    /// Tells the desktop that the start which it knows by that identifier is over.
-    using StartEnd = std::function<void(const QByteArray &startupId)>;
 
     /// As QApplication: `argc` must outlive this.
     QuilloraApp(int &argc, char **argv);
@@ -28,10 +27,9 @@ public:
 
     /// Runs until the user quits, and returns the exit status. The platform is made only if this becomes the
     /// session's instance, and ends after everything that uses it; the start ends in either case.
-    int run(const PlatformFactory &makePlatform, const StartEnd &endStart);
+    int run(platform::RunningInstance &instance, const PlatformFactory &makePlatform);
 
 private:
-    QByteArray m_startupId; ///< under which the desktop knows this start; read before the toolkit eats it
     QApplication m_application;
     std::unique_ptr<AppDelegate> m_appDelegate;
 };

@@ -1,12 +1,14 @@
 #include "app/QuilloraApp.h"
 #include "platform/linux/CoreDump.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "platform/linux/x11/X11StartupNotification.h"
+#include "platform/linux/instance/LaunchEnvironment.h"
+#include "platform/linux/instance/SessionInstance.h"
 
 int main(int argc, char *argv[]) {
     using namespace quillora;
     platform::forgoCoreDumps();
+    const QByteArray startupId = platform::readLaunchEnvironment();
     QuilloraApp application(argc, argv);
-    return application.run([] { return std::make_unique<platform::LinuxPlatform>(); },
-                           platform::endStartupNotification);
+    platform::SessionInstance instance(startupId);
+    return application.run(instance, [] { return std::make_unique<platform::LinuxPlatform>(); });
 }

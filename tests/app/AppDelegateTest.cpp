@@ -571,7 +571,7 @@ private Q_SLOTS:
 
     void atLoginThatWindowStartsMinimised() {
         m_platform->trayFake.isThere = false;
-        m_delegate->applicationDidFinishLaunching(Start::atLogin);
+        m_delegate->applicationDidFinishLaunching(platform::Start::atLogin);
         m_platform->queue.advance(3s);
         QVERIFY(!m_delegate->popover()->isShown());
         QVERIFY(m_delegate->popover()->isVisible());
@@ -581,7 +581,7 @@ private Q_SLOTS:
 
     void atLoginATakenHotKeyShowsThePanelAllTheSame() {
         takeElsewhere(AppHotKey::defaultValue);
-        m_delegate->applicationDidFinishLaunching(Start::atLogin);
+        m_delegate->applicationDidFinishLaunching(platform::Start::atLogin);
         QVERIFY(m_delegate->popover()->isShown());
     }
 
@@ -630,7 +630,7 @@ private Q_SLOTS:
 
     void aTrayThatComesLateTakesTheMinimisedWindowsPlace() {
         m_platform->trayFake.isThere = false;
-        m_delegate->applicationDidFinishLaunching(Start::atLogin);
+        m_delegate->applicationDidFinishLaunching(platform::Start::atLogin);
         m_platform->queue.advance(3s);
         statusItem().setTray(true);
         QVERIFY(!m_delegate->popover()->isVisible());

@@ -4,10 +4,11 @@
 #include "app/QuilloraApp.h"
 #include "fakes/FakePlatform.h"
 #include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/instance/LaunchEnvironment.h"
+#include "platform/linux/instance/SessionInstance.h"
 #include "platform/linux/tray/DesktopTray.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 #include "platform/linux/x11/X11OwnWindows.h"
-#include "platform/linux/x11/X11StartupNotification.h"
 #include "platform/linux/x11/X11Workspace.h"
 
 #include <QTimer>
@@ -46,19 +47,19 @@ private:
 /// `--no-languages`: nothing can be recognized. `--no-microphone`: nothing can be recorded. `--taken`:
 /// another program has the hotkey.
 int main(int argc, char **argv) {
+    const QByteArray startupId = platform::readLaunchEnvironment();
     QuilloraApp app(argc, argv);
-    return app.run(
-        [] {
-            auto platform = std::make_unique<LivePlatform>();
-            const QStringList options = QCoreApplication::arguments();
-            if (options.contains(u"--no-languages"_qs))
-                platform->speech.locales.clear();
-            if (options.contains(u"--no-microphone"_qs))
-                platform->permissions.isMicrophoneGranted = false;
-            if (options.contains(u"--taken"_qs))
-                platform->hotKeysFake.takenElsewhere.insert(
-                    {AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers});
-            return platform;
-        },
-        platform::endStartupNotification);
+    platform::SessionInstance instance(startupId);
+    return app.run(instance, [] {
+        auto platform = std::make_unique<LivePlatform>();
+        const QStringList options = QCoreApplication::arguments();
+        if (options.contains(u"--no-languages"_qs))
+            platform->speech.locales.clear();
+        if (options.contains(u"--no-microphone"_qs))
+            platform->permissions.isMicrophoneGranted = false;
+        if (options.contains(u"--taken"_qs))
+            platform->hotKeysFake.takenElsewhere.insert(
+                {AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers});
+        return platform;
+    });
 }

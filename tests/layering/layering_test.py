@@ -27,11 +27,7 @@ BELOW = {
 
 # Whose headers (by their beginning) are included where alone (by the beginning of the path).
 FOREIGN = {
-    "D-Bus": (r"(QtDBus/)?QDBus|QtDBus$|dbus/", [
-        "platform/linux/",
-        "app/desktop/",
-        "app/QuilloraApp.cpp",  # keeps the toolkit from starting a session bus
-    ]),
+    "D-Bus": (r"(QtDBus/)?QDBus|QtDBus$|dbus/", ["platform/linux/"]),
     "GLib": (r"gio/|glib|gobject/|libsecret/", ["platform/linux/"]),
     "the X server": (r"xcb/|X11/|xkbcommon/|qpa/", [
         "platform/linux/x11/",
@@ -120,7 +116,7 @@ def complaints_about(sources, file):
         if path.startswith(WITHOUT_TOOLKIT) and re.match(TOOLKIT, name):
             yield f"{path} includes {name}: this room stands without the toolkit"
     # The environment is left alone once there may be threads.
-    if path != "app/QuilloraApp.cpp" and re.search(r"\b(q?putenv|q?unsetenv|setenv)\(", text):
+    if path != "platform/linux/instance/LaunchEnvironment.cpp" and re.search(r"\b(q?putenv|q?unsetenv|setenv)\(", text):
         yield f"{path} changes the environment"
 
 

@@ -1,4 +1,4 @@
-#include "app/desktop/TerminationSignals.h"
+#include "platform/linux/instance/TerminationSignals.h"
 
 #include <cerrno>
 #include <csignal>
@@ -6,7 +6,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace quillora {
+namespace quillora::platform {
 
 namespace {
 
@@ -51,4 +51,4 @@ TerminationSignals::~TerminationSignals() {
         ::close(end);
 }
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace quillora {
+namespace quillora::platform {
 
 /// How a run of the program came about.
 enum class Start {
@@ -8,4 +8,4 @@ enum class Start {
     atLogin ///< by the desktop; nobody has asked for anything yet
 };
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -5,7 +5,7 @@
 
 #include <array>
 
-namespace quillora {
+namespace quillora::platform {
 
 /// Turns the signals that ask a program to end into an event of the event loop. One at a time.
 class TerminationSignals : public QObject {
@@ -23,4 +23,4 @@ private:
     QSocketNotifier m_notifier;
 };
 
-} // namespace quillora
+} // namespace quillora::platform

@@ -1,12 +1,15 @@
-#include "app/desktop/RunningInstance.h"
+#include "platform/linux/instance/SessionInstance.h"
 
 #include "platform/ApplicationIdentity.h"
+#include "platform/linux/x11/X11StartupNotification.h"
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusReply>
 #include <QVariantMap>
 
-namespace quillora {
+#include <utility>
+
+namespace quillora::platform {
 
 namespace {
 
@@ -45,20 +48,22 @@ class ApplicationAdaptor : public QDBusAbstractAdaptor {
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
 public:
-    explicit ApplicationAdaptor(RunningInstance *instance)
+    explicit ApplicationAdaptor(SessionInstance *instance)
         : QDBusAbstractAdaptor(instance), m_instance(instance) {}
 
 public Q_SLOTS:
     // The toolkit takes an activation token from the environment alone, which must not change any more: other
     // threads may be reading it.
-    void Activate(const QVariantMap &) { Q_EMIT m_instance->activated(); }
-    void Open(const QStringList &, const QVariantMap &) { Q_EMIT m_instance->activated(); }
+    void Activate(const QVariantMap &) { m_instance->tell(&RunningInstanceListener::activated); }
+    void Open(const QStringList &, const QVariantMap &) {
+        m_instance->tell(&RunningInstanceListener::activated);
+    }
     void ActivateAction(const QString &, const QVariantList &, const QVariantMap &) {
-        Q_EMIT m_instance->activated();
+        m_instance->tell(&RunningInstanceListener::activated);
     }
 
 private:
-    RunningInstance *m_instance;
+    SessionInstance *m_instance;
 };
 
 /// What the desktop's own shortcut settings, or any other program, may ask of the program.
@@ -67,25 +72,26 @@ class DictationAdaptor : public QDBusAbstractAdaptor {
     Q_CLASSINFO("D-Bus Interface", "org.quillora.Quillora")
 
 public:
-    explicit DictationAdaptor(RunningInstance *instance)
+    explicit DictationAdaptor(SessionInstance *instance)
         : QDBusAbstractAdaptor(instance), m_instance(instance) {}
 
 public Q_SLOTS:
-    void Press() { Q_EMIT m_instance->pressRequested(); }
-    void Release() { Q_EMIT m_instance->releaseRequested(); }
-    void Toggle() { Q_EMIT m_instance->toggleRequested(); }
-    void ShowPanel() { Q_EMIT m_instance->activated(); }
+    void Press() { m_instance->tell(&RunningInstanceListener::hotKeyPressed); }
+    void Release() { m_instance->tell(&RunningInstanceListener::hotKeyReleased); }
+    void Toggle() { m_instance->tell(&RunningInstanceListener::dictationToggled); }
+    void ShowPanel() { m_instance->tell(&RunningInstanceListener::activated); }
 
 private:
-    RunningInstance *m_instance;
+    SessionInstance *m_instance;
 };
 
-RunningInstance::RunningInstance(const QDBusConnection &bus) : m_bus(bus) {
+SessionInstance::SessionInstance(const QByteArray &startupId, const QDBusConnection &bus)
+    : m_startupId(startupId), m_bus(bus) {
     new ApplicationAdaptor(this);
     new DictationAdaptor(this);
 }
 
-RunningInstance::Claim RunningInstance::claim(Start start) {
+RunningInstance::Claim SessionInstance::claim(Start start) {
     if (!m_bus.isConnected())
         return Claim::first;
     m_bus.registerObject(applicationPath, this);
@@ -99,7 +105,7 @@ RunningInstance::Claim RunningInstance::claim(Start start) {
     return Claim::first;
 }
 
-bool RunningInstance::requestName(uint flags) {
+bool SessionInstance::requestName(uint flags) {
     auto request =
         QDBusMessage::createMethodCall(busName, u"/org/freedesktop/DBus"_qs, busName, u"RequestName"_qs);
     request << applicationIdentifier << flags;
@@ -107,17 +113,35 @@ bool RunningInstance::requestName(uint flags) {
     return reply.isValid() && (reply.value() == becamePrimaryOwner || reply.value() == wasAlreadyOwner);
 }
 
-bool RunningInstance::holderAnswers(const QDBusMessage &question) {
+bool SessionInstance::holderAnswers(const QDBusMessage &question) {
     auto sent = question;
     sent.setAutoStartService(false);
     return m_bus.call(sent, QDBus::Block, holderPatienceMs).type() == QDBusMessage::ReplyMessage;
 }
 
-void RunningInstance::handleNameLost(const QString &name) {
+void SessionInstance::handleNameLost(const QString &name) {
     if (name == applicationIdentifier)
-        Q_EMIT replaced();
+        tell(&RunningInstanceListener::endRequested);
 }
 
-} // namespace quillora
+void SessionInstance::setListener(std::optional<RunningInstanceListener> listener) {
+    m_terminationSignals.reset();
+    m_listener = std::move(listener);
+    if (!m_listener)
+        return;
+    connect(&m_terminationSignals.emplace(), &TerminationSignals::received, this,
+            [this] { tell(&RunningInstanceListener::endRequested); });
+}
 
-#include "RunningInstance.moc"
+void SessionInstance::endStart() { endStartupNotification(m_startupId); }
+
+void SessionInstance::tell(std::function<void()> RunningInstanceListener::*event) const {
+    if (!m_listener)
+        return;
+    const auto call = (*m_listener).*event; // it may end the listening
+    call();
+}
+
+} // namespace quillora::platform
+
+#include "SessionInstance.moc"
