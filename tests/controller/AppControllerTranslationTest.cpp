@@ -39,6 +39,17 @@ private Q_SLOTS:
         QVERIFY(!c().isProcessing());
     }
 
+    void theSameLanguageShowsTheTextBeforeItSaysThatItIsPasted() {
+        c().setTargetLanguageIdentifier(u"en"_qs);
+        QStringList shown;
+        test::onAnyChange(c(), [&](size_t) {
+            if (c().statusText().startsWith(u"Same language"))
+                shown += c().translatedText();
+        });
+        m->dictate(u"hello"_qs);
+        QCOMPARE(shown.value(0), u"hello"_qs);
+    }
+
     void theSameLanguageWithoutTrustIsCopied() {
         c().setTargetLanguageIdentifier(u"en"_qs);
         m->platform.keystrokesFake.isTrustGranted = false;
@@ -414,6 +425,14 @@ private Q_SLOTS:
         m->platform.workspaceFake.bringToFront(m->platform.workspaceFake.launch(u"Quillora"_qs));
         m->dictate(u"hello"_qs);
         QCOMPARE(m->takeCalls(u"activate"_qs), QStringList{u"activate Quillora"_qs});
+    }
+
+    void withoutAnyIdentifierEveryApplicationIsAnotherToo() {
+        m->platform.workspaceFake.ownIdentifier.reset();
+        m->platform.workspaceFake.bringToFront(
+            m->platform.workspaceFake.launch(u"nameless"_qs, std::nullopt));
+        m->dictate(u"hello"_qs);
+        QCOMPARE(m->takeCalls(u"activate"_qs), QStringList{u"activate nameless"_qs});
     }
 
     void withNoTargetAtAllThePasteGoesWhereTheFocusIs() {

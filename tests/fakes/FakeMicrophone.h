@@ -33,10 +33,12 @@ public:
     /// Every capture dies; those that have died already stay as they are.
     void die(const QString &reason) {
         for (auto *capture : m_captures) {
+            if (std::exchange(capture->isDead, true))
+                continue;
             capture->onSound = [](const auto &) {};
             m_mainQueue.async([told = std::weak_ptr(capture->onDeath), reason] {
                 if (const auto handler = told.lock())
-                    std::exchange(*handler, [](const auto &) {})(reason);
+                    (*handler)(reason);
             });
         }
     }
@@ -60,6 +62,7 @@ private:
         FakeMicrophone &microphone;
         SoundHandler onSound;
         const std::shared_ptr<DeathHandler> onDeath;
+        bool isDead = false;
     };
 
     CallLog &m_log;

@@ -168,6 +168,22 @@ private Q_SLOTS:
         QVERIFY(first->isDone());
     }
 
+    void aStopThatAnotherDictationsStopOvertakesReturnsNothingUntilTheServiceEnds() {
+        startAndRun();
+        const auto overtaken = stop();
+        startAndRun();
+        const auto stopped = stop();
+        m_platform->speech.deliverFinal(u"hello"_qs);
+        m_platform->run();
+        QCOMPARE(stopped->value(), u"hello"_qs);
+        QVERIFY(!overtaken->isDone());
+
+        m_service.reset();
+        m_platform->run();
+        QVERIFY(overtaken->isDone());
+        QCOMPARE(overtaken->value(), QString());
+    }
+
     void aRecognizerThatFinishesByItselfChangesOnlyTheTranscript() {
         startAndRun();
         m_platform->speech.deliverFinal(u"by itself"_qs);
