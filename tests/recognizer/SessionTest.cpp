@@ -78,8 +78,10 @@ private Q_SLOTS:
 
     void anotherVersionIsRefusedWithoutALook() {
         FakeSession fake;
-        fake.session.handle(Open{protocolVersion + 1, {}, {}});
-        QVERIFY(fake.answers == std::vector<Answer>{Refused{Refusal::incompatible}});
+        fake.session.handle(Open{protocolVersion + 1, {}, {}}); // as it is decoded
+        fake.session.handle(Open{protocolVersion + 1, "fake", {fake.model()}});
+        QVERIFY((fake.answers ==
+                 std::vector<Answer>{Refused{Refusal::incompatible}, Refused{Refusal::incompatible}}));
     }
 
     void anUnknownEngineIsRefused() {
@@ -117,6 +119,23 @@ private Q_SLOTS:
         fake.session.handle(End{1});
         QVERIFY(fake.texts<Settled>() == Texts{"w1 w2"});
         QVERIFY(fake.texts<Finished>() == Texts{"w3 w4"});
+    }
+
+    void theNextUtteranceBeginsWithTheLastFifthOfASecondOfThePause() {
+        FakeSession fake;
+        fake.open();
+        fake.begin();
+        std::size_t heard = 0;
+        for (const auto &sound : {FakeSpeech::words(1, 2), FakeSpeech::silence(1100)}) {
+            for (std::size_t i = 0; i < sound.size() && fake.texts<Settled>().empty(); i += 160, heard += 160)
+                fake.session.handle(
+                    Sound{1, {sound.begin() + qsizetype(i), sound.begin() + qsizetype(i + 160)}});
+        }
+        const auto settled = std::find_if(fake.answers.begin(), fake.answers.end(), [](const Answer &answer) {
+            return std::holds_alternative<Settled>(answer);
+        });
+        QVERIFY(settled != fake.answers.end());
+        QCOMPARE(std::get<Settled>(*settled).position, std::uint64_t(heard - sampleRate / 5));
     }
 
     void aGapBetweenWordsSettlesNothing() {
@@ -204,6 +223,7 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(End{1}));
         fake.begin();
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.begin());
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Sound{0, {}}));
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Sound{2, {}}));
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Cancel{2}));
     }
