@@ -1,5 +1,6 @@
 #include "platform/linux/http/HttpExchange.h"
 
+#include "platform/linux/http/AnonymousRequest.h"
 #include "platform/linux/http/HttpConnection.h"
 #include "platform/linux/http/OneTimeBody.h"
 #include "platform/linux/http/TransportError.h"
@@ -25,25 +26,11 @@ constexpr std::chrono::seconds longestAbort{10};
 bool repeatsRequestElsewhere(int status) { return status == 307 || status == 308; }
 
 QNetworkRequest networkRequest(const HttpRequest &request) {
-    QNetworkRequest result(request.url);
-    // Where Qt would speak for us, it would tell the user's locale, call itself a browser and inflate answers
-    // beyond the size that was sent.
-    result.setRawHeader("User-Agent", "Quillora");
-    result.setRawHeader("Accept-Language", "en");
-    result.setRawHeader("Accept-Encoding", "identity");
+    QNetworkRequest result = anonymousRequest(request.url);
     for (const auto &[name, value] : request.headers)
         result.setRawHeader(name, value);
-    // HTTP/2 sends head and body apart, and the toolkit lets the second wait until the first is acknowledged,
-    // which takes 40 ms. It has nothing to give for one request a connection. Without TLS it is never spoken,
-    // but a request that forbids it does not find the connection that was opened for it.
-    if (request.url.scheme() == u"https")
-        result.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     result.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
     result.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
-    result.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    result.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
-    result.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    result.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
     return result;
 }
 
