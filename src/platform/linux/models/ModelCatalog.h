@@ -18,9 +18,11 @@ struct ModelFile {
     QString name; ///< below the model's folder; of an archive what it is called while it is downloaded
     QUrl address;
     ModelPacking packing = ModelPacking::none;
+    // NOLINTBEGIN(readability-redundant-member-init): so that they may be left out
     std::optional<qint64> size = {}; ///< bytes that are sent
     QByteArray sha256 = {};          ///< of what is sent, in hexadecimal digits; empty if it is not known
     QByteArray contentSha256 = {};   ///< of a gzip file's contents; empty if it is not known
+    // NOLINTEND(readability-redundant-member-init)
 
     bool operator==(const ModelFile &) const = default;
 };
