@@ -10,8 +10,7 @@ class Workspace;
 
 /// What one kind of desktop gives to the programs that run on it. Main thread only, one at a time.
 ///
-/// A session is also what decides how the program ends when its desktop goes away. Its own end hands the
-/// clipboard over to whoever keeps it for programs that end.
+/// Nothing is taken from the desktop by the end of the program but what `leave` gives back before.
 class DesktopSession {
 public:
     virtual ~DesktopSession() = default;
@@ -21,6 +20,13 @@ public:
     virtual OwnWindows &ownWindows() = 0;
     virtual Pasteboard &pasteboard() = 0;
     virtual Workspace &workspace() = 0;
+
+    /// Gives the desktop back what others wait for before the program ends, in this order: the keyboard, and
+    /// the clipboard, to whoever keeps it for programs that end. Takes 500 ms at most.
+    virtual void leave() = 0;
+
+    /// Who has left the program where nobody asked for its end, in words that stand alone.
+    virtual const char *lossReason() = 0;
 };
 
 } // namespace quillora::platform

@@ -9,7 +9,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-#include <utility>
 
 namespace quillora::platform {
 
@@ -41,10 +40,10 @@ bool isCompositorThere() {
 
 } // namespace
 
-std::unique_ptr<DesktopSession> openDesktopSession(std::function<void()> farewell) {
+std::unique_ptr<DesktopSession> openDesktopSession(const std::function<void()> &lost) {
     if (isCompositorThere())
         return std::make_unique<PlainSession>();
-    return std::make_unique<X11Session>(std::move(farewell));
+    return std::make_unique<X11Session>(lost);
 }
 
 } // namespace quillora::platform

@@ -11,7 +11,7 @@ namespace quillora::platform {
 /// Wayland compositor that answers comes before an X server, which is then only there for the programs that
 /// know no better and sees neither the keys nor the windows of the others.
 ///
-/// `farewell` is called before the program ends because the desktop has gone: to end what would outlive it.
-std::unique_ptr<DesktopSession> openDesktopSession(std::function<void()> farewell);
+/// `lost` is called from the event loop when the desktop has gone, where the session notices.
+std::unique_ptr<DesktopSession> openDesktopSession(const std::function<void()> &lost);
 
 } // namespace quillora::platform

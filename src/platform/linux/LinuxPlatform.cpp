@@ -2,6 +2,7 @@
 
 #include "platform/linux/DesktopSessions.h"
 #include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/ProgramEnd.h"
 #include "platform/linux/appearance/PortalAppearance.h"
 #include "platform/linux/autostart/AutostartEntry.h"
 #include "platform/linux/http/QtHttpSession.h"
@@ -57,9 +58,12 @@ struct LinuxPlatform::Facilities {
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession{mainQueue};
 
-    std::unique_ptr<DesktopSession> session = openDesktopSession([this] {
-        translators.reset(); // or its processes would stay
-    });
+    std::unique_ptr<DesktopSession> session = openDesktopSession([this] { end.endForLoss(); });
+
+    // Last, so that an end that somebody asks for begins with it. The translators' processes would outlive
+    // us.
+    ProgramEnd end{{[this] { session->leave(); }, [this] { translators.reset(); }},
+                   [this] { return session->lossReason(); }};
 };
 
 LinuxPlatform::LinuxPlatform() : m_facilities(std::make_unique<Facilities>()) {}

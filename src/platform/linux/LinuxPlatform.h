@@ -13,7 +13,7 @@ namespace quillora::platform {
 class LinuxPlatform : public Platform {
 public:
     LinuxPlatform();
-    /// Hands the clipboard over to whoever keeps it for programs that end.
+    /// Leaves the desktop in good order, as `ProgramEnd` does when the desktop goes away.
     ~LinuxPlatform() override;
 
     MainQueue &mainQueue() override;

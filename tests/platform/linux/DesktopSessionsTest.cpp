@@ -3,6 +3,7 @@
 #include "platform/Keystrokes.h"
 #include "platform/Pasteboard.h"
 #include "platform/Workspace.h"
+#include "support/TestKeyboard.h"
 #include "support/VirtualDisplay.h"
 
 #include <QClipboard>
@@ -52,6 +53,19 @@ private Q_SLOTS:
         qputenv("XDG_SESSION_TYPE", "wayland");
         qputenv("XDG_CURRENT_DESKTOP", "KDE");
         QVERIFY(givesHotKeysAndKeystrokes(*open()));
+    }
+
+    // How it is left.
+
+    void leavingGivesTheKeyboardBackThoughTheHotKeyIsHeld() {
+        const auto session = open();
+        const auto hotKey = session->hotKeys().take(controlSpace, {});
+        test::TestKeyboard keyboard(m_display.name());
+        keyboard.press(test::TestKeyboard::control);
+        keyboard.press(test::TestKeyboard::space);
+        QVERIFY(!keyboardCanBeTakenElsewhere());
+        session->leave();
+        QVERIFY(keyboardCanBeTakenElsewhere());
     }
 
     // What a session gives that lets programs do nothing beyond their own windows.
@@ -153,8 +167,20 @@ private:
         return server;
     }
 
+    bool keyboardCanBeTakenElsewhere() const {
+        const test::XcbClient other(m_display.name());
+        const auto answer = test::XcbClient::owned(
+            xcb_grab_keyboard_reply(other.xcb(),
+                                    xcb_grab_keyboard(other.xcb(), 0, other.root(), XCB_CURRENT_TIME,
+                                                      XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+                                    nullptr));
+        return answer && answer->status == XCB_GRAB_STATUS_SUCCESS;
+    }
+
+    static constexpr platform::KeyCombination controlSpace{49, platform::controlModifier};
+
     static bool takesHotKeys(DesktopSession &session) {
-        return session.hotKeys().take({49, platform::controlModifier}, {}) != nullptr;
+        return session.hotKeys().take(controlSpace, {}) != nullptr;
     }
     static bool givesHotKeysAndKeystrokes(DesktopSession &session) {
         return takesHotKeys(session) && session.keystrokes().isTrusted();

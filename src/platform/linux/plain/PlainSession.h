@@ -19,6 +19,8 @@ public:
     OwnWindows &ownWindows() override { return m_ownWindows; }
     Pasteboard &pasteboard() override { return m_pasteboard; }
     Workspace &workspace() override { return m_workspace; }
+    void leave() override {}
+    const char *lossReason() override { return "the desktop has closed a connection"; }
 
 private:
     class NoHotKeys final : public HotKeys {

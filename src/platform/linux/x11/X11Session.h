@@ -2,7 +2,6 @@
 
 #include "platform/linux/DesktopSession.h"
 #include "platform/linux/x11/X11Connection.h"
-#include "platform/linux/x11/X11Departure.h"
 #include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11OwnWindows.h"
@@ -17,15 +16,16 @@ namespace quillora::platform {
 /// connection. Without a server every facility is there and does nothing.
 class X11Session final : public DesktopSession {
 public:
-    /// `farewell` is called before the program ends because the server has gone.
-    explicit X11Session(std::function<void()> farewell);
-    ~X11Session() override;
+    /// `lost` is called from the event loop when the server has gone.
+    explicit X11Session(const std::function<void()> &lost);
 
     HotKeys &hotKeys() override { return m_hotKeys; }
     Keystrokes &keystrokes() override { return m_keystrokes; }
     OwnWindows &ownWindows() override { return m_ownWindows; }
     Pasteboard &pasteboard() override { return m_pasteboard; }
     Workspace &workspace() override { return m_workspace; }
+    void leave() override;
+    const char *lossReason() override;
 
 private:
     X11Connection m_connection;
@@ -34,7 +34,6 @@ private:
     X11Pasteboard m_pasteboard;
     X11HotKeys m_hotKeys{m_connection};
     X11Keystrokes m_keystrokes{m_connection, m_hotKeys, [this] { m_pasteboard.lendToPrimary(); }};
-    X11Departure m_departure;
 };
 
 } // namespace quillora::platform
