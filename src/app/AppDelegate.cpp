@@ -9,6 +9,7 @@
 #include "ui/ContentView.h"
 
 #include <QApplication>
+#include <QEvent>
 #include <QPointer>
 
 #include <utility>
@@ -61,6 +62,7 @@ AppDelegate::~AppDelegate() {
 }
 
 void AppDelegate::applicationDidFinishLaunching(platform::Start start) {
+    qApp->installEventFilter(this);
     const QPointer<AppDelegate> self(this);
     m_controller = std::make_unique<AppController>();
     m_controller->onStateChanged = [self] {
@@ -370,15 +372,24 @@ void AppDelegate::quit() {
     if (m_popover)
         m_popover->performClose();
     const auto isDone = [this] { return !m_controller || !m_controller->hasPendingPasteboardRestore(); };
+    const auto end = [] { QCoreApplication::exit(); };
     if (isDone()) {
-        QCoreApplication::quit();
+        end();
         return;
     }
-    connect(m_controller.get(), &AppController::pasteboardRestored, this, [isDone] {
+    connect(m_controller.get(), &AppController::pasteboardRestored, this, [isDone, end] {
         if (isDone())
-            QCoreApplication::quit();
+            end();
     });
-    Platform::current().mainQueue().asyncAfter(quitPatience, &QCoreApplication::quit);
+    Platform::current().mainQueue().asyncAfter(quitPatience, end);
+}
+
+/// By itself the toolkit would close the windows and end the event loop, or give up if one of them stays.
+bool AppDelegate::eventFilter(QObject *watched, QEvent *event) {
+    if (watched != qApp || event->type() != QEvent::Quit)
+        return QObject::eventFilter(watched, event);
+    quit();
+    return true;
 }
 
 } // namespace quillora

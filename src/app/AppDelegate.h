@@ -47,6 +47,7 @@ public:
 
     /// Gives the hotkey back at once and ends the event loop, as soon as a paste that is under way has given
     /// the pasteboard back; waits for that at most a second. What has not been pasted by now never is.
+    /// Whatever asks the program to end comes here, the session manager, too, by way of the toolkit.
     void quit();
 
     // Each is none until `applicationDidFinishLaunching` has made it.
@@ -57,6 +58,9 @@ public:
     QMenu *menu() const { return m_menu.get(); }
     /// The last hotkey that was registered successfully.
     const std::optional<AppHotKey> &registeredHotKey() const { return m_registeredHotKey; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void makeMenu();

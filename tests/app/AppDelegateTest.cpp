@@ -884,6 +884,25 @@ private Q_SLOTS:
         QVERIFY(!m_delegate->controller()->isRecording());
     }
 
+    void anEndThatTheSessionManagerAsksForIsAQuit() {
+        launch();
+        pasteSomething();
+        QVERIFY(!endsTheEventLoop([this] {
+            askForTheEnd();
+            m_platform->queue.advance(949ms);
+        }));
+        QVERIFY(m_platform->hotKeysFake.taken.empty());
+        QVERIFY(endsTheEventLoop([this] { m_platform->queue.advance(1ms); }));
+    }
+
+    void anEndThatTheSessionManagerAsksForComesWithoutATrayToo() {
+        m_platform->trayFake.isThere = false;
+        launch();
+        m_delegate->showPopover();
+        QVERIFY(endsTheEventLoop(askForTheEnd));
+        QVERIFY(!m_delegate->popover()->isShown());
+    }
+
     void quitEndsAtOnceWhereNothingIsPending() {
         launch();
         QVERIFY(endsTheEventLoop([this] { m_delegate->quit(); }));
@@ -925,6 +944,12 @@ private:
         giveUp.callOnTimeout(qApp, [] { QCoreApplication::exit(nobodyAskedForIt); });
         giveUp.start(50ms);
         return QCoreApplication::exec() != nobodyAskedForIt;
+    }
+
+    /// As the toolkit passes on what the session manager says.
+    static void askForTheEnd() {
+        QEvent quit(QEvent::Quit);
+        QCoreApplication::sendEvent(qApp, &quit);
     }
 
     test::FakeStatusItem &statusItem() { return *m_platform->trayFake.item; }
