@@ -110,7 +110,8 @@ void Popover::place() {
     const QRect room = roomForPanel(anchor, screen->geometry(), screen->availableGeometry());
     m_scroller->setRoom(room.height() - 2 * borderWidth);
     adjustSize();
-    move(placePanel(size(), anchor, m_pointer, room).topLeft());
+    if (Platform::current().ownWindows().canPlace())
+        move(placePanel(size(), anchor, m_pointer, room).topLeft());
 }
 
 /// As a window it goes where the window manager puts it.

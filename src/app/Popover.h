@@ -34,8 +34,9 @@ public:
 
     bool isShown() const { return isVisible() && !isMinimized(); }
 
-    /// Opens beside `anchor`, else in the corner nearest to the pointer; closes when it loses the focus. If
-    /// it does not get the focus, it closes when another application is activated, or at a click elsewhere.
+    /// Opens beside `anchor`, else in the corner nearest to the pointer, or wherever a desktop puts it that
+    /// places windows itself; closes when it loses the focus. If it does not get the focus, it closes when
+    /// another application is activated, or at a click elsewhere.
     void showAttached(const std::optional<QRect> &anchor);
 
     /// Opens as a window that the user may move, minimise and close.

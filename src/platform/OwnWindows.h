@@ -18,6 +18,9 @@ class OwnWindows {
 public:
     virtual ~OwnWindows() = default;
 
+    /// Whether a window goes where the program puts it. Elsewhere the desktop places windows itself.
+    virtual bool canPlace() const = 0;
+
     /// Leaves the window out of task bars and pagers from its next showing on, where the desktop can. It is
     /// forgotten whenever the window goes, so it is said before each showing.
     virtual void keepOutOfTaskBars(QWindow &window) = 0;

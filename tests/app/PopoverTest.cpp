@@ -48,6 +48,18 @@ private Q_SLOTS:
         QCOMPARE(m_platform->ownWindowsFake.timesKeptOutOfTaskBars, 2);
     }
 
+    void itOpensBesideItsAnchor() {
+        m_popover->showAttached(anchor());
+        QCOMPARE(m_popover->pos(), underAnchor());
+    }
+
+    void whereTheDesktopPlacesWindowsItselfItIsNotMoved() {
+        m_platform->ownWindowsFake.isPlacedByDesktop = true;
+        m_popover->showAttached(anchor());
+        QVERIFY(m_popover->isShown());
+        QVERIFY(m_popover->pos() != underAnchor());
+    }
+
     void thePointerIsWatchedOnlyWhileItIsOpen() {
         QVERIFY(!m_platform->ownWindowsFake.isPointerWatched());
         m_popover->showAttached({});
@@ -239,6 +251,16 @@ private Q_SLOTS:
     }
 
 private:
+    /// In the middle of the upper edge.
+    static QRect anchor() {
+        const QRect screen = QGuiApplication::primaryScreen()->geometry();
+        return {screen.center().x() - 12, screen.top(), 24, 24};
+    }
+
+    QPoint underAnchor() const {
+        return {anchor().center().x() - m_popover->width() / 2, anchor().bottom() + 1};
+    }
+
     void openAndLoseFocus() {
         m_popover->showAttached({});
         QVERIFY(QTest::qWaitForWindowActive(m_popover.get()));

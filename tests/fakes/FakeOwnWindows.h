@@ -8,6 +8,7 @@ namespace quillora::test {
 
 class FakeOwnWindows : public platform::OwnWindows {
 public:
+    bool canPlace() const override { return !isPlacedByDesktop; }
     void keepOutOfTaskBars(QWindow &) override { ++timesKeptOutOfTaskBars; }
     std::unique_ptr<platform::PointerWatch> watchPointer(std::function<void()> pressed) override {
         return std::make_unique<Watch>(*this, std::move(pressed));
@@ -21,6 +22,7 @@ public:
     }
     bool isPointerWatched() const { return m_pressed != nullptr; }
 
+    bool isPlacedByDesktop = false;
     int timesKeptOutOfTaskBars = 0;
 
 private:

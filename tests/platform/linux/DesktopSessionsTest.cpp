@@ -1,6 +1,7 @@
 #include "platform/linux/DesktopSessions.h"
 #include "platform/HotKeys.h"
 #include "platform/Keystrokes.h"
+#include "platform/OwnWindows.h"
 #include "platform/Pasteboard.h"
 #include "platform/Workspace.h"
 #include "support/TestKeyboard.h"
@@ -53,6 +54,11 @@ private Q_SLOTS:
         qputenv("XDG_SESSION_TYPE", "wayland");
         qputenv("XDG_CURRENT_DESKTOP", "KDE");
         QVERIFY(givesHotKeysAndKeystrokes(*open()));
+    }
+
+    void aWindowGoesWhereItIsPutUnlessThereIsACompositor() {
+        QVERIFY(open()->ownWindows().canPlace());
+        QVERIFY(!openPlain()->ownWindows().canPlace());
     }
 
     // How it is left.

@@ -39,6 +39,7 @@ private:
 
     class PlainOwnWindows final : public OwnWindows {
     public:
+        bool canPlace() const override { return false; }
         void keepOutOfTaskBars(QWindow &) override {}
         std::unique_ptr<PointerWatch> watchPointer(std::function<void()>) override {
             return std::make_unique<PointerWatch>();

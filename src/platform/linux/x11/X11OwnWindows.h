@@ -8,6 +8,7 @@ namespace quillora::platform {
 /// Where the toolkit does not run on X11 it does nothing.
 class X11OwnWindows final : public OwnWindows {
 public:
+    bool canPlace() const override { return true; }
     void keepOutOfTaskBars(QWindow &window) override;
     std::unique_ptr<PointerWatch> watchPointer(std::function<void()> pressed) override;
 };
