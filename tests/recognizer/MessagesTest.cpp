@@ -68,6 +68,12 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(ProtocolError, decodeAnswer(Bytes{std::byte{6}}));
     }
 
+    void anUnknownReasonIsRefused() {
+        auto bytes = encode(Refused{Refusal::incompatible});
+        bytes.back() = std::byte{200};
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, decodeAnswer(bytes));
+    }
+
     void aListThatClaimsToBeLongerThanItsMessageTakesNoMemory() {
         auto bytes = encode(Interim{7, "he was"});
         std::fill(bytes.begin() + 5, bytes.begin() + 9, std::byte{0xFF});
