@@ -178,7 +178,7 @@ class VirtualDesktop:
         home = self._private("home")
         runtime = self._private("runtime")
         keep = {name: os.environ[name] for name in ("PATH", "LANG", "LC_ALL", "TZ", "LD_LIBRARY_PATH", "ASAN_OPTIONS",
-                                                    "UBSAN_OPTIONS") if name in os.environ}
+                                                    "UBSAN_OPTIONS", "VISIBLE_DISPLAY") if name in os.environ}
         self.environment = {
             **keep,
             "HOME": home,
