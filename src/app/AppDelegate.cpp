@@ -114,16 +114,16 @@ void AppDelegate::makeMenu() {
 
 void AppDelegate::makeStatusItem() {
     const QPointer<AppDelegate> self(this);
-    m_statusItem = Platform::current().tray().makeItem({.activated =
-                                                            [self] {
-                                                                if (self)
-                                                                    self->togglePopover();
-                                                            },
-                                                        .hostChanged =
-                                                            [self] {
-                                                                if (self)
-                                                                    self->followTray();
-                                                            }});
+    platform::StatusItemListener listener;
+    listener.activated = [self] {
+        if (self)
+            self->togglePopover();
+    };
+    listener.hostChanged = [self] {
+        if (self)
+            self->followTray();
+    };
+    m_statusItem = Platform::current().tray().makeItem(listener);
     m_statusItem->setMenu(m_menu.get());
 }
 

@@ -10,7 +10,7 @@ class Workspace;
 
 /// What one kind of desktop gives to the programs that run on it. Main thread only, one at a time.
 ///
-/// Nothing is taken from the desktop by the end of the program but what `leave` gives back before.
+/// What others would miss once the program has ended, `leave` gives back before.
 class DesktopSession {
 public:
     virtual ~DesktopSession() = default;
