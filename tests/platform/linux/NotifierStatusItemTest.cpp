@@ -66,11 +66,25 @@ private Q_SLOTS:
     void itRegistersAgainWithAWatcherThatRestarts() {
         makeItem();
         m_tray.reset();
-        QTRY_VERIFY(!m_item->isHosted());
-        QCOMPARE(m_item->watcher(), NotifierStatusItem::Watcher::absent);
+        QTRY_COMPARE(m_item->watcher(), NotifierStatusItem::Watcher::absent);
+        QVERIFY(!m_item->isHosted());
         m_tray.emplace(m_bus->address());
         QTRY_VERIFY(m_item->isHosted());
         QCOMPARE(m_tray->items().size(), 1);
+    }
+
+    void aWatcherThatIsBackBeforeItsEndWasNoticedWasNeverAbsent() {
+        makeItem();
+        bool wasAbsent = false;
+        connect(m_item.get(), &NotifierStatusItem::watcherChanged, this, [this, &wasAbsent] {
+            wasAbsent |= m_item->watcher() == NotifierStatusItem::Watcher::absent;
+        });
+        m_tray.reset();
+        m_tray.emplace(m_bus->address());
+        QTRY_COMPARE(m_tray->items().size(), 1);
+        QTRY_VERIFY(m_item->isHosted());
+        QVERIFY(!wasAbsent);
+        m_item->disconnect(this);
     }
 
     void withoutAHostNothingShowsIt() {

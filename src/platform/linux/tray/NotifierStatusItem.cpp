@@ -62,7 +62,11 @@ NotifierStatusItem::NotifierStatusItem(const QDBusConnection &bus)
     m_bus.asyncCall(request << m_serviceName << doNotQueue);
 
     connect(&m_ownerWatcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
-            [this](const QString &, const QString &, const QString &owner) { meetWatcher(owner); });
+            [this](const QString &, const QString &, const QString &owner) {
+                meetWatcher(owner.isEmpty() ? Watcher::unknown : Watcher::present);
+                if (m_watcher == Watcher::unknown)
+                    findWatcher();
+            });
     for (const QString &change : {u"StatusNotifierHostRegistered"_qs, u"StatusNotifierHostUnregistered"_qs})
         m_bus.connect(watcherService, watcherPath, watcherService, change, this, SLOT(readHost()));
     findWatcher();
@@ -91,22 +95,20 @@ void NotifierStatusItem::setMenu(QMenu *menu) {
 }
 
 void NotifierStatusItem::findWatcher() {
-    if (!m_bus.isConnected()) {
-        m_watcher = Watcher::absent;
-        return;
-    }
+    if (!m_bus.isConnected())
+        return meetWatcher(Watcher::absent);
     auto question = QDBusMessage::createMethodCall(busName, busPath, busName, u"GetNameOwner"_qs);
     auto *answer = new QDBusPendingCallWatcher(m_bus.asyncCall(question << watcherService), this);
     connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
         answer->deleteLater();
         const QDBusPendingReply<QString> owner = *answer;
         if (m_watcher == Watcher::unknown)
-            meetWatcher(owner.isError() ? QString() : owner.value());
+            meetWatcher(owner.isError() ? Watcher::absent : Watcher::present);
     });
 }
 
-void NotifierStatusItem::meetWatcher(const QString &owner) {
-    m_watcher = owner.isEmpty() ? Watcher::absent : Watcher::present;
+void NotifierStatusItem::meetWatcher(Watcher watcher) {
+    m_watcher = watcher;
     m_isRegistered = false;
     m_hasHost = false;
     m_anchor.reset();

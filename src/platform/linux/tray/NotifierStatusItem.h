@@ -19,7 +19,8 @@ class NotifierStatusItem final : public QObject {
     Q_OBJECT
 
 public:
-    /// Whether something on the bus collects items; nobody knows before the bus has answered.
+    /// Whether something on the bus collects items; nobody knows before the bus has answered. One that goes
+    /// may be back by the time we hear of that, so the bus is asked again.
     enum class Watcher { unknown, absent, present };
 
     explicit NotifierStatusItem(const QDBusConnection &bus);
@@ -45,7 +46,7 @@ private:
     friend class NotifierItemAdaptor;
 
     void findWatcher();
-    void meetWatcher(const QString &owner);
+    void meetWatcher(Watcher watcher);
     void registerWithWatcher();
     void activate(int x, int y);
     void showMenu(int x, int y);
