@@ -63,7 +63,24 @@ private Q_SLOTS:
         m_server->answer(RawHttpServer::response(200, "weights"));
         QCOMPARE(fetch(), QString());
         QCOMPARE(contents(), "weights");
-        QVERIFY(!QFile::exists(path() + u".note"_qs));
+    }
+
+    void whatCameWholeIsNotAskedForAgain() {
+        m_server->answer(RawHttpServer::response(200, "weights"));
+        QCOMPARE(fetch(), QString());
+        m_download.reset();
+        QCOMPARE(fetch(), QString());
+        QCOMPARE(contents(), "weights");
+        QCOMPARE(m_server->requests().size(), 1);
+    }
+
+    void whatCameWholeInAnotherSizeIsAskedForAgain() {
+        m_server->answer(RawHttpServer::response(200, "weights"));
+        QCOMPARE(fetch(), QString());
+        m_file.size = 5;
+        m_server->answer(RawHttpServer::response(200, "other"));
+        QCOMPARE(fetch(), QString());
+        QCOMPARE(contents(), "other");
     }
 
     void aLargeFileComesWholeAndTellsHowFarItIs() {

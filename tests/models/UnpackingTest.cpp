@@ -94,7 +94,8 @@ private Q_SLOTS:
         QFETCH(const QList<PackedEntry>, entries);
         QFETCH(const QString, fault);
         test::writeFile(m_home->filePath(u"victim"_qs), "untouched");
-        QCOMPARE(faultOf(test::packed(entries)), u"\"packed\" cannot be unpacked: "_qs + fault + u'.');
+        QCOMPARE(faultOf(test::packed(entries)),
+                 u"What was downloaded cannot be unpacked: "_qs + fault + u'.');
         for (const QString &path : files())
             QVERIFY2(path == u"victim"_qs || path.startsWith(u"deep/folder/"_qs), qPrintable(path));
         QCOMPARE(test::readFile(m_home->filePath(u"victim"_qs)), "untouched");
@@ -103,7 +104,7 @@ private Q_SLOTS:
     void moreFilesThanTheBoundAreRefused() {
         const QByteArray archive = test::packed({{"a", "1"}, {"b", "2"}, {"c", "3"}});
         QCOMPARE(faultOf(archive, {.mostEntries = 2}),
-                 u"\"packed\" cannot be unpacked: it holds too many files."_qs);
+                 u"What was downloaded cannot be unpacked: it holds too many files."_qs);
     }
 
     void bombsGoOffAtTheirBound_data() {
@@ -114,20 +115,21 @@ private Q_SLOTS:
     void bombsGoOffAtTheirBound() {
         QFETCH(const PackedFormat, format);
         const QByteArray bomb = test::packed({{"zeros", QByteArray(32 << 20, '\0')}}, format);
-        QCOMPARE(faultOf(bomb), u"\"packed\" cannot be unpacked: what it holds is larger than it may be."_qs);
+        QCOMPARE(faultOf(bomb),
+                 u"What was downloaded cannot be unpacked: what it holds is larger than it may be."_qs);
         const qint64 bound = std::max<qint64>(1 << 20, UnpackingLimits{}.mostTimesItsSize * bomb.size());
         QVERIFY(QFileInfo(m_home->filePath(u"deep/folder/zeros"_qs)).size() <= bound);
     }
 
     void aGzipBombGoesOffAtItsBound() {
         QCOMPARE(gzipFaultOf(test::gzipped(QByteArray(32 << 20, '\0'))),
-                 u"\"packed\" cannot be unpacked: what it holds is larger than it may be."_qs);
+                 u"What was downloaded cannot be unpacked: what it holds is larger than it may be."_qs);
     }
 
     void theBoundInBytesHoldsToo() {
         QCOMPARE(faultOf(test::packed({{"a", QByteArray(600, 'a')}, {"b", QByteArray(600, 'b')}}),
                          {.mostBytes = 1000}),
-                 u"\"packed\" cannot be unpacked: what it holds is larger than it may be."_qs);
+                 u"What was downloaded cannot be unpacked: what it holds is larger than it may be."_qs);
     }
 
     void archivesThatAreBrokenAreRefused_data() {
@@ -146,7 +148,7 @@ private Q_SLOTS:
     }
     void archivesThatAreBrokenAreRefused() {
         QFETCH(const QByteArray, bytes);
-        QCOMPARE(faultOf(bytes), u"\"packed\" cannot be unpacked: it is damaged."_qs);
+        QCOMPARE(faultOf(bytes), u"What was downloaded cannot be unpacked: it is damaged."_qs);
     }
 
     void aGzipFileIsUnpacked() {
@@ -162,7 +164,7 @@ private Q_SLOTS:
     }
     void whatIsNoGzipFileIsRefused() {
         QFETCH(const QByteArray, bytes);
-        QCOMPARE(gzipFaultOf(bytes), u"\"packed\" cannot be unpacked: it is damaged."_qs);
+        QCOMPARE(gzipFaultOf(bytes), u"What was downloaded cannot be unpacked: it is damaged."_qs);
     }
 
     void nothingIsWrittenOverAFileThatIsThere() {

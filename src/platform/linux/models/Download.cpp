@@ -3,6 +3,7 @@
 #include "platform/linux/http/AnonymousRequest.h"
 #include "platform/linux/http/TransportError.h"
 #include "platform/linux/models/JsonFields.h"
+#include "platform/linux/models/SyncedFile.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -93,7 +94,10 @@ void Download::start() {
         return;
     }
     resumeEarlier();
-    ask();
+    if (m_isWhole)
+        complete();
+    else
+        ask();
 }
 
 /// Takes up what came of the same address earlier, as far as it can be told from anything else.
@@ -101,10 +105,13 @@ void Download::resumeEarlier() {
     QFile note(notePath());
     if (note.open(QIODevice::ReadOnly)) {
         const auto fields = QJsonDocument::fromJson(note.read(portion)).object();
-        if (fields.value(u"address"_qs).toString() == m_file.address.toString())
+        if (fields.value(u"address"_qs).toString() == m_file.address.toString()) {
             m_tag = fields.value(u"tag"_qs).toString().toLatin1();
+            m_isWhole =
+                fields.value(u"whole"_qs).toBool() && m_part.size() == m_file.size.value_or(m_part.size());
+        }
     }
-    if (m_tag.isEmpty())
+    if (m_tag.isEmpty() && !m_isWhole)
         startOver();
     else
         m_received = m_part.size();
@@ -175,13 +182,8 @@ void Download::beginFile() {
         return;
     }
     m_tag = strongTag(*m_reply);
-    QSaveFile note(notePath());
-    if (!m_tag.isEmpty() && note.open(QIODevice::WriteOnly)) {
-        note.write(QJsonDocument(QJsonObject{{u"address"_qs, m_file.address.toString()},
-                                             {u"tag"_qs, QString::fromLatin1(m_tag)}})
-                       .toJson());
-        note.commit();
-    }
+    if (!m_tag.isEmpty())
+        writeNote();
     m_takesBody = true;
 }
 
@@ -212,7 +214,7 @@ void Download::receive() {
             end(wrongLength(m_url, m_total.value_or(longestFile)));
             return;
         }
-        if (m_part.write(bytes) != bytes.size()) {
+        if (!writeAll(m_part, bytes)) {
             end(writeFault());
             return;
         }
@@ -260,8 +262,22 @@ void Download::follow() {
 
 void Download::complete() {
     m_part.close();
-    QFile::remove(notePath());
+    m_total = m_received;
+    m_isWhole = true;
+    writeNote();
     end({});
+}
+
+/// Without it, what came is not gone on with.
+void Download::writeNote() {
+    QSaveFile note(notePath());
+    if (!note.open(QIODevice::WriteOnly))
+        return;
+    note.write(QJsonDocument(QJsonObject{{u"address"_qs, m_file.address.toString()},
+                                         {u"tag"_qs, QString::fromLatin1(m_tag)},
+                                         {u"whole"_qs, m_isWhole}})
+                   .toJson());
+    note.commit();
 }
 
 /// Begins anew at the publisher's address after a pause: where it redirected to may be valid for a while
@@ -284,8 +300,10 @@ void Download::end(const std::optional<ModelFault> &fault) {
     m_isOver = true;
     dropReply();
     m_ground.queue.async([self = QPointer(this), fault] {
-        if (self)
-            self->m_listener.ended(fault);
+        if (!self)
+            return;
+        const auto ended = self->m_listener.ended; // outlives the download
+        ended(fault);
     });
 }
 

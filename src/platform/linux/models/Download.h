@@ -39,7 +39,8 @@ struct DownloadGround {
 /// address ended, if the server still has the same; asks again after what may pass; ends itself at the first
 /// byte too many. The checksum is not its business. Any thread with an event loop.
 ///
-/// Destroying it breaks it off; what has come stays, beside a note of what it is.
+/// Destroying it breaks it off; what has come stays, beside a note of what it is. What came whole is not
+/// asked for again.
 class Download : public QObject {
     Q_OBJECT
 
@@ -75,6 +76,7 @@ private:
     void finish();
     void follow();
     void complete();
+    void writeNote();
     void tryAgain(const ModelFault &fault, std::chrono::milliseconds atLeast = {});
     void end(const std::optional<ModelFault> &fault);
     void dropReply();
@@ -98,6 +100,7 @@ private:
     int m_redirects = 0;
     int m_failures = 0;
     bool m_takesBody = false;
+    bool m_isWhole = false;
     bool m_isOver = false;
 };
 

@@ -17,7 +17,27 @@ ModelFault unwritable(const QString &path, const QString &reason) {
     return ModelFault(u"\"%1\" could not be written: %2."_qs.arg(QFileInfo(path).fileName(), reason));
 }
 
+void sync(const QString &path, int flags) {
+    const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | flags);
+    const bool isSynced = descriptor >= 0 && ::fsync(descriptor) == 0;
+    const QString reason = qt_error_string();
+    if (descriptor >= 0)
+        ::close(descriptor);
+    if (!isSynced)
+        throw unwritable(path, reason);
+}
+
 } // namespace
+
+bool writeAll(QFile &file, QByteArrayView bytes) {
+    while (!bytes.isEmpty()) {
+        const auto count = file.write(bytes.data(), bytes.size());
+        if (count <= 0)
+            return false;
+        bytes = bytes.sliced(count);
+    }
+    return true;
+}
 
 SyncedFile::SyncedFile(const QString &path) : m_file(path) {
     if (!QDir().mkpath(QFileInfo(path).path()) ||
@@ -26,7 +46,7 @@ SyncedFile::SyncedFile(const QString &path) : m_file(path) {
 }
 
 void SyncedFile::write(QByteArrayView bytes) {
-    if (m_file.write(bytes.data(), bytes.size()) != bytes.size())
+    if (!writeAll(m_file, bytes))
         fail();
 }
 
@@ -38,15 +58,9 @@ void SyncedFile::finish() {
 
 void SyncedFile::fail() const { throw unwritable(m_file.fileName(), m_file.errorString()); }
 
-void syncFolder(const QString &path) {
-    const int folder = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const bool isSynced = folder >= 0 && ::fsync(folder) == 0;
-    const QString reason = qt_error_string();
-    if (folder >= 0)
-        ::close(folder);
-    if (!isSynced)
-        throw unwritable(path, reason);
-}
+void syncFile(const QString &path) { sync(path, 0); }
+
+void syncFolder(const QString &path) { sync(path, O_DIRECTORY); }
 
 void syncFolders(const QString &path) {
     QDirIterator folders(path, QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden,

@@ -6,6 +6,9 @@
 
 namespace quillora::platform {
 
+/// Writes all of it, however little the disk takes at a time; false if it takes no more.
+bool writeAll(QFile &file, QByteArrayView bytes);
+
 /// A new file, which is whole on the disk once it is finished. Whatever goes wrong is a ModelFault with the
 /// system's reason. One that is dropped before stays as it is.
 class SyncedFile {
@@ -21,6 +24,9 @@ private:
 
     QFile m_file;
 };
+
+/// Brings to the disk what was written to a file by others.
+void syncFile(const QString &path);
 
 /// Brings to the disk which files a folder holds.
 void syncFolder(const QString &path);

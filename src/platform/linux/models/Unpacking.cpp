@@ -26,7 +26,7 @@ public:
     enum class Kind { archive, gzip };
 
     Packed(Kind kind, const QString &path, const UnpackingLimits &limits)
-        : m_name(QFileInfo(path).fileName()), m_mostEntries(limits.mostEntries),
+        : m_mostEntries(limits.mostEntries),
           m_mostBytes(std::min(limits.mostBytes,
                                std::max(smallestBound, limits.mostTimesItsSize * QFileInfo(path).size()))),
           m_archive(archive_read_new()) {
@@ -76,17 +76,16 @@ public:
 
     bool isGzip() const { return archive_filter_code(m_archive.get(), 0) == ARCHIVE_FILTER_GZIP; }
 
-    ModelFault fault(const QString &reason) const {
-        return ModelFault(u"\"%1\" cannot be unpacked: %2."_qs.arg(m_name, reason));
+    static ModelFault fault(const QString &reason) {
+        return ModelFault(u"What was downloaded cannot be unpacked: %1."_qs.arg(reason));
     }
-    ModelFault damaged() const { return fault(u"it is damaged"_qs); }
+    static ModelFault damaged() { return fault(u"it is damaged"_qs); }
 
 private:
     struct Free {
         void operator()(archive *one) const { archive_read_free(one); }
     };
 
-    const QString m_name;
     const int m_mostEntries;
     const qint64 m_mostBytes;
     const std::unique_ptr<archive, Free> m_archive;

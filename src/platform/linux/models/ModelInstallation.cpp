@@ -1,0 +1,249 @@
+#include "platform/linux/models/ModelInstallation.h"
+
+#include "platform/linux/models/Checksum.h"
+#include "platform/linux/models/PublisherIndex.h"
+#include "platform/linux/models/SyncedFile.h"
+#include "platform/linux/models/Unpacking.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QLocale>
+#include <QPointer>
+#include <QStorageInfo>
+
+#include <algorithm>
+#include <unistd.h>
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+constexpr std::size_t mostAtOnce = 3;
+constexpr qint64 spaceToSpare = qint64{16} << 20;
+constexpr qint64 timesItsSize = 3; ///< what comes out of a packed file, where nobody says
+constexpr std::chrono::milliseconds untilItIsFree{500};
+
+QString sizeText(qint64 bytes) { return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat); }
+
+void requireChecksum(const QString &path, const QByteArray &sha256, const QString &name,
+                     const IsUnwanted &isUnwanted) {
+    if (!sha256.isEmpty() && checksumOf(path, isUnwanted) != sha256)
+        throw ModelFault(u"\"%1\" is not what its publisher describes: its checksum differs."_qs.arg(name));
+}
+
+} // namespace
+
+ModelInstallation::ModelInstallation(CatalogEntry entry, const ModelFolders &folders,
+                                     const DownloadGround &ground, IsUnwanted isUnwanted, Listener listener)
+    : m_entry(std::move(entry)), m_folders(folders), m_ground(ground), m_isUnwanted(std::move(isUnwanted)),
+      m_listener(std::move(listener)) {}
+
+ModelInstallation::~ModelInstallation() = default;
+
+void ModelInstallation::start() {
+    m_clock.start();
+    attempt([this] {
+        m_lock = m_folders.lock(m_entry.description.id);
+        if (!m_lock)
+            throw ModelFault(u"The model is being installed by another program."_qs);
+        m_folders.removeRemains(m_entry.description.id);
+        m_folders.removeOtherParts(m_entry.description.id, m_entry.description.version);
+        if (!QDir().mkpath(m_folders.partsFolder(m_entry.description.id, m_entry.description.version)))
+            throw ModelFault(u"The folder \"%1\" cannot be written to."_qs.arg(m_folders.own()));
+        tell(ModelProgress::Step::preparing);
+        if (m_entry.index)
+            fetchIndex();
+        else
+            fetchFiles(m_entry.files);
+    });
+}
+
+QString ModelInstallation::partPath(std::size_t number) const {
+    return m_folders.partsFolder(m_entry.description.id, m_entry.description.version) + u'/' +
+           QString::number(number);
+}
+
+QString ModelInstallation::newFilesFolder() const {
+    return m_folders.newFolder(m_entry.description.id, m_entry.description.version) + u"/files"_qs;
+}
+
+/// Anew each time: what an earlier one said may not hold any more.
+void ModelInstallation::fetchIndex() {
+    const QString path =
+        m_folders.partsFolder(m_entry.description.id, m_entry.description.version) + u"/index"_qs;
+    QFile::remove(path);
+    QFile::remove(path + u".note"_qs);
+    const auto ended = [this, path](const std::optional<ModelFault> &fault) {
+        attempt([&] {
+            if (fault)
+                throw ModelFault(*fault);
+            QFile file(path);
+            if (!file.open(QIODevice::ReadOnly))
+                throw ModelFault(u"The index could not be read: %1."_qs.arg(file.errorString()));
+            fetchFiles(filesOf(*m_entry.index, file.read(longestIndex + 1)));
+        });
+    };
+    m_indexDownload =
+        std::make_unique<Download>(ModelFile{.name = u"index"_qs, .address = m_entry.index->address}, path,
+                                   m_ground, Download::Listener{.ended = ended});
+    m_indexDownload->start();
+}
+
+void ModelInstallation::fetchFiles(const QList<ModelFile> &files) {
+    m_files = files;
+    requireSpace(spaceFor(m_files));
+    for (std::size_t number = 0; number < mostAtOnce; ++number)
+        fetchNext();
+}
+
+void ModelInstallation::fetchNext() {
+    const std::size_t number = m_downloads.size();
+    if (number == static_cast<std::size_t>(m_files.size()))
+        return;
+    m_downloads.push_back(std::make_unique<Download>(
+        m_files[static_cast<qsizetype>(number)], partPath(number), m_ground,
+        Download::Listener{.progressed = [this] { tell(ModelProgress::Step::downloading); },
+                           .ended = [this](const auto &fault) { fetched(fault); }}));
+    m_downloads.back()->start();
+    m_bytesBefore += m_downloads.back()->receivedBytes();
+}
+
+void ModelInstallation::fetched(const std::optional<ModelFault> &fault) {
+    attempt([&] {
+        if (fault)
+            throw ModelFault(*fault);
+        fetchNext();
+        if (++m_arrivedCount == static_cast<std::size_t>(m_files.size()))
+            checkAndUnpack();
+    });
+}
+
+void ModelInstallation::checkAndUnpack() {
+    tell(ModelProgress::Step::checking);
+    for (std::size_t number = 0; number < m_downloads.size(); ++number) {
+        const ModelFile &file = m_files[static_cast<qsizetype>(number)];
+        try {
+            requireChecksum(partPath(number), file.sha256, file.name, m_isUnwanted);
+        } catch (const ModelFault &) {
+            QFile::remove(partPath(number)); // so that the next one does not go on with it
+            throw;
+        }
+    }
+    qint64 needed = spaceToSpare;
+    for (std::size_t number = 0; number < m_downloads.size(); ++number) {
+        if (m_files[static_cast<qsizetype>(number)].packing != ModelPacking::none)
+            needed += QFileInfo(partPath(number)).size();
+    }
+    requireSpace(needed);
+    tell(ModelProgress::Step::unpacking);
+    for (std::size_t number = 0; number < m_downloads.size(); ++number)
+        bring(m_files[static_cast<qsizetype>(number)], partPath(number));
+    appear();
+}
+
+/// From where it was downloaded to where the model is made.
+void ModelInstallation::bring(const ModelFile &file, const QString &downloaded) const {
+    const QString target = newFilesFolder() + u'/' + file.name;
+    switch (file.packing) {
+    case ModelPacking::archive:
+        QDir().mkpath(newFilesFolder());
+        unpackArchive(downloaded, newFilesFolder(), {}, m_isUnwanted);
+        break;
+    case ModelPacking::gzip:
+        unpackGzip(downloaded, target, {}, m_isUnwanted);
+        requireChecksum(target, file.contentSha256, file.name, m_isUnwanted);
+        break;
+    case ModelPacking::none: {
+        // A link, so that what was downloaded is still there should a later file fail.
+        QDir().mkpath(QFileInfo(target).path());
+        if (::link(QFile::encodeName(downloaded).constData(), QFile::encodeName(target).constData()) != 0)
+            throw ModelFault(u"\"%1\" could not be written: %2."_qs.arg(file.name, qt_error_string()));
+        syncFile(target);
+        break;
+    }
+    }
+}
+
+void ModelInstallation::appear() {
+    const QString &id = m_entry.description.id;
+    if (!m_folders.publish(id, m_entry.description.version, m_isUnwanted)) {
+        m_ground.queue.asyncAfter(untilItIsFree, [self = QPointer(this)] {
+            if (self)
+                self->attempt([&] { self->appear(); });
+        });
+        return;
+    }
+    m_folders.removeParts(id);
+    m_lock.reset();
+    end({});
+}
+
+qint64 ModelInstallation::spaceFor(const QList<ModelFile> &files) const {
+    qint64 download = 0;
+    bool isPacked = false;
+    for (const ModelFile &file : files) {
+        download += file.size.value_or(0);
+        isPacked = isPacked || file.packing != ModelPacking::none;
+    }
+    download = std::max(download, m_entry.description.downloadSize.value_or(0));
+    const qint64 unpacked =
+        isPacked ? m_entry.description.installedSize.value_or(timesItsSize * download) : 0;
+    qint64 here = 0;
+    for (qsizetype number = 0; number < files.size(); ++number)
+        here += QFileInfo(partPath(static_cast<std::size_t>(number))).size();
+    return std::max<qint64>(0, download - here) + unpacked + spaceToSpare;
+}
+
+void ModelInstallation::requireSpace(qint64 bytes) const {
+    const qint64 free = QStorageInfo(m_folders.own()).bytesAvailable();
+    if (free < bytes)
+        throw ModelFault(
+            u"The model needs %1 on the disk, and %2 are free."_qs.arg(sizeText(bytes), sizeText(free)));
+}
+
+void ModelInstallation::tell(ModelProgress::Step step) {
+    ModelProgress progress;
+    progress.step = step;
+    qint64 total = 0;
+    bool isTotalKnown = m_downloads.size() == static_cast<std::size_t>(m_files.size());
+    for (const auto &download : m_downloads) {
+        progress.receivedBytes += download->receivedBytes();
+        total += download->totalBytes().value_or(0);
+        isTotalKnown = isTotalKnown && download->totalBytes();
+    }
+    if (isTotalKnown && total > 0)
+        progress.totalBytes = total;
+    if (const auto elapsed = m_clock.elapsed(); elapsed > 0)
+        progress.bytesPerSecond =
+            std::max<qint64>(0, progress.receivedBytes - m_bytesBefore) * 1000 / elapsed;
+    if (progress.totalBytes && progress.bytesPerSecond > 0)
+        progress.timeLeft = std::chrono::seconds((total - progress.receivedBytes) / progress.bytesPerSecond);
+    m_listener.progressed(progress);
+}
+
+void ModelInstallation::attempt(const std::function<void()> &work) {
+    if (m_isOver)
+        return;
+    try {
+        work();
+    } catch (const Interruption &) {
+        m_isOver = true;
+    } catch (const ModelFault &fault) {
+        end(fault.errorDescription());
+    }
+}
+
+void ModelInstallation::end(const QString &fault) {
+    m_isOver = true;
+    m_downloads.clear();
+    m_indexDownload.reset();
+    m_ground.queue.async([self = QPointer(this), fault] {
+        if (!self)
+            return;
+        const auto ended = self->m_listener.ended; // outlives the installation
+        ended(fault);
+    });
+}
+
+} // namespace quillora::platform

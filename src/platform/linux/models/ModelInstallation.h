@@ -1,0 +1,72 @@
+#pragma once
+
+#include "platform/ModelStore.h"
+#include "platform/linux/models/Download.h"
+#include "platform/linux/models/ModelCatalog.h"
+#include "platform/linux/models/ModelFolders.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace quillora::platform {
+
+/// One model on its way to its folder: index, files, checksums, unpacking, appearance, in this order. It
+/// lives on a thread with an event loop that may be busy while it checks and unpacks.
+///
+/// Destroying it breaks it off; what has been downloaded stays, for the next one to go on with.
+class ModelInstallation : public QObject {
+    Q_OBJECT
+
+public:
+    struct Listener {
+        std::function<void(const ModelProgress &)> progressed = [](const ModelProgress &) {};
+        /// From the event loop, once, with the sentence that says why it failed, null if the model is there.
+        /// It may destroy the installation. Not called where the work was not wanted any more.
+        std::function<void(const QString &fault)> ended;
+    };
+
+    /// `isUnwanted` may be asked at any time; what it refers to outlives this. So do the folders.
+    ModelInstallation(CatalogEntry entry, const ModelFolders &folders, const DownloadGround &ground,
+                      IsUnwanted isUnwanted, Listener listener);
+    ~ModelInstallation() override;
+
+    void start();
+
+private:
+    void fetchIndex();
+    void fetchFiles(const QList<ModelFile> &files);
+    void fetchNext();
+    void fetched(const std::optional<ModelFault> &fault);
+    void checkAndUnpack();
+    void bring(const ModelFile &file, const QString &downloaded) const;
+    void appear();
+    void requireSpace(qint64 bytes) const;
+    qint64 spaceFor(const QList<ModelFile> &files) const;
+    void tell(ModelProgress::Step step);
+    void attempt(const std::function<void()> &work);
+    void end(const QString &fault);
+
+    QString partPath(std::size_t number) const;
+    QString newFilesFolder() const;
+
+    const CatalogEntry m_entry;
+    const ModelFolders &m_folders;
+    const DownloadGround m_ground;
+    const IsUnwanted m_isUnwanted;
+    const Listener m_listener;
+    std::unique_ptr<QLockFile> m_lock;
+    std::unique_ptr<Download> m_indexDownload;
+    QList<ModelFile> m_files;
+    std::vector<std::unique_ptr<Download>> m_downloads; ///< as m_files, once begun
+    std::size_t m_arrivedCount = 0;
+    QElapsedTimer m_clock;
+    qint64 m_bytesBefore = 0; ///< of an earlier attempt
+    bool m_isOver = false;
+};
+
+} // namespace quillora::platform

@@ -1,0 +1,356 @@
+#include "platform/linux/models/ModelInstallation.h"
+
+#include "platform/linux/LinuxMainQueue.h"
+#include "support/ChildProcess.h"
+#include "support/PackedFiles.h"
+#include "support/RawHttpServer.h"
+#include "support/ThrowAwayAuthority.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+using namespace quillora;
+using namespace platform;
+using namespace std::chrono_literals;
+using test::RawHttpServer;
+using Step = ModelProgress::Step;
+
+namespace {
+
+QByteArray sha256(const QByteArray &bytes) {
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
+}
+
+QByteArray noise(qsizetype size) {
+    QByteArray bytes(size, '\0');
+    quint32 state = 1;
+    for (char &byte : bytes) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<char>(state >> 24);
+    }
+    return bytes;
+}
+
+} // namespace
+
+/// Models from a real HTTPS server whose authority this test makes and trusts.
+class ModelInstallationTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        auto configuration = QSslConfiguration::defaultConfiguration();
+        configuration.setCaCertificates({m_authority.certificate()});
+        QSslConfiguration::setDefaultConfiguration(configuration);
+    }
+    void init() {
+        m_home = std::make_unique<QTemporaryDir>();
+        m_folders.emplace(m_home->filePath(u"models"_qs), QStringList());
+        m_server = std::make_unique<RawHttpServer>(m_identity);
+        m_served.clear();
+        m_answered = 0;
+        m_steps.clear();
+        m_isUnwanted = false;
+        m_entry = {};
+        m_entry.description.id = u"m"_qs;
+        m_entry.description.version = u"1"_qs;
+    }
+    void cleanup() {
+        m_installation.reset();
+        m_server.reset();
+        m_home.reset();
+    }
+
+    void anArchiveOfAChecksumListIsInstalled() {
+        const QByteArray archive = test::packed({{"m/model.onnx", "weights"}, {"m/tokens.txt", "a"}});
+        serveArchive(archive, sha256(archive));
+        QCOMPARE(install(), QString());
+        QCOMPARE(installedFiles(), (QStringList{u"m/model.onnx"_qs, u"m/tokens.txt"_qs}));
+        QCOMPARE(installedContents(u"m/model.onnx"_qs), "weights");
+        QCOMPARE(left(), QStringList(u"1"_qs));
+        QCOMPARE(m_steps, (QList{Step::preparing, Step::downloading, Step::checking, Step::unpacking}));
+    }
+
+    void thePackedFilesOfAPairAreInstalled() {
+        serveTranslation("weights", sha256("weights"));
+        QCOMPARE(install(), QString());
+        QCOMPARE(installedFiles(), (QStringList{u"lex.bin"_qs, u"model.bin"_qs, u"vocab.spm"_qs}));
+        QCOMPARE(installedContents(u"vocab.spm"_qs), "pieces");
+    }
+
+    void severalFilesAreInstalledAndWhatHasNoHashIsRecorded() {
+        for (const QByteArray &name : {"a", "b", "c", "d", "deep/e"})
+            serveFile(QString::fromLatin1(name), "contents of " + name);
+        QCOMPARE(install(), QString());
+        QCOMPARE(installedFiles(), (QStringList{u"a"_qs, u"b"_qs, u"c"_qs, u"d"_qs, u"deep/e"_qs}));
+        const auto manifest = m_folders->installed(u"m"_qs).first().manifest;
+        QCOMPARE(manifest->files.last().sha256, sha256("contents of deep/e"));
+    }
+
+    void anotherChecksumIsRefusedAndTheOldVersionStays() {
+        installVersion0();
+        serveFile(u"model.bin"_qs, "weights");
+        m_entry.files.first().sha256 = sha256("other");
+        QCOMPARE(install(), u"\"model.bin\" is not what its publisher describes: its checksum differs."_qs);
+        QCOMPARE(m_folders->installed(u"m"_qs).size(), 1);
+        QCOMPARE(m_folders->installed(u"m"_qs).first().version, u"0"_qs);
+        QVERIFY(!QFile::exists(m_folders->partsFolder(u"m"_qs, u"1"_qs) + u"/0"_qs));
+    }
+
+    void otherContentsOfAPackedFileAreRefused() {
+        serveTranslation("weights", sha256("other"));
+        QCOMPARE(install(), u"\"model.bin\" is not what its publisher describes: its checksum differs."_qs);
+        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
+    }
+
+    void anIndexThatLiesIsFoundOut() {
+        const QByteArray archive = test::packed({{"m/model.onnx", "weights"}});
+        serveArchive(archive, sha256("another archive"));
+        QCOMPARE(install(), u"\"m.tar.bz2\" is not what its publisher describes: its checksum differs."_qs);
+        QVERIFY(!m_steps.contains(Step::unpacking));
+        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
+    }
+
+    void anIndexWithoutTheModelIsSaidSo() {
+        serveArchive({}, sha256({}));
+        m_served[u"/checksum.txt"_qs] = "other.tar.bz2\t" + sha256({});
+        QCOMPARE(install(), u"The index at 127.0.0.1 does not name \"m.tar.bz2\"."_qs);
+    }
+
+    void anIndexThatIsNotThereIsSaidSo() {
+        serveArchive({}, sha256({}));
+        m_served.remove(u"/checksum.txt"_qs);
+        QCOMPARE(install(), u"127.0.0.1 answered with the error 404."_qs);
+    }
+
+    void aHostileArchiveInstallsNothing() {
+        const QByteArray archive = test::packed({{"good", "x"}, {"../../../evil", "x"}});
+        serveArchive(archive, sha256(archive));
+        QCOMPARE(
+            install(),
+            u"What was downloaded cannot be unpacked: a name in it leads out of its folder, or is none."_qs);
+        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
+        QVERIFY(!QFile::exists(m_home->filePath(u"evil"_qs)));
+    }
+
+    void aPausedInstallationGoesOnWithoutAskingAgainForWhatItHas() {
+        serveFile(u"a"_qs, "first");
+        serveFile(u"b"_qs, "second");
+        m_served.remove(u"/b"_qs);
+        m_silent += u"/b"_qs;
+        const auto outcome = begin();
+        QVERIFY(waitUntil([&] { return partIsWhole(0) && m_server->requests().size() == 2; }));
+        m_installation.reset();
+        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
+        QVERIFY(m_folders->hasParts(u"m"_qs));
+        m_silent.clear();
+        m_served[u"/b"_qs] = "second";
+        QCOMPARE(install(), QString());
+        QCOMPARE(installedContents(u"a"_qs), "first");
+        QCOMPARE(requestCount(u"/a"_qs), 1);
+        QVERIFY(!m_folders->hasParts(u"m"_qs));
+    }
+
+    void whatIsInstalledByAnotherProgramIsLeftToIt() {
+        serveFile(u"a"_qs, "first");
+        const auto lock = m_folders->lock(u"m"_qs);
+        QCOMPARE(install(), u"The model is being installed by another program."_qs);
+        QCOMPARE(m_server->connectionCount(), 0);
+    }
+
+    void aModelThatIsLargerThanTheDiskIsRefusedBeforeADownload() {
+        serveFile(u"a"_qs, "first");
+        m_entry.files.first().size = qint64{1} << 49;
+        const QString fault = install();
+        QVERIFY2(fault.startsWith(u"The model needs 562.9 TB on the disk, and "), qPrintable(fault));
+        QCOMPARE(m_server->connectionCount(), 0);
+    }
+
+    void aRepairWaitsForTheUserOfTheDamagedVersion() {
+        serveFile(u"a"_qs, "first");
+        QCOMPARE(install(), QString());
+        test::writeFile(m_folders->installed(u"m"_qs).first().filesFolder() + u"/a"_qs, "damaged");
+        auto use = FolderHold::of(m_folders->installed(u"m"_qs).first().folder, FolderHold::Kind::shared);
+        const auto outcome = begin();
+        QVERIFY(waitUntil([&] { return m_steps.contains(Step::unpacking); }));
+        QCOMPARE(installedContents(u"a"_qs), "damaged");
+        use.reset();
+        QVERIFY(waitUntil([&] { return outcome->has_value(); }));
+        QCOMPARE(**outcome, QString());
+        QCOMPARE(installedContents(u"a"_qs), "first");
+    }
+
+    void workThatIsNotWantedAnyMoreInstallsNothing() {
+        const QByteArray archive = test::packed({{"m/model.onnx", "weights"}});
+        serveArchive(archive, sha256(archive));
+        m_isUnwanted = true;
+        begin();
+        QVERIFY(waitUntil([&] { return m_steps.contains(Step::checking); }));
+        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
+    }
+
+    void aFullDiskLeavesTheOldVersionAndWhatCameAlready_data() {
+        QTest::addColumn<int>("mebibytes");
+        QTest::addColumn<QByteArray>("model");
+        QTest::addColumn<QString>("fault");
+        const QByteArray dense = noise(20 << 20), loose = noise(10 << 20) + QByteArray(30 << 20, '\0');
+        QTest::newRow("before the download") << 8 << dense << u"The model needs "_qs;
+        QTest::newRow("during the download")
+            << 18 << dense << u"\"m.tar.gz\" could not be written: No space left on device."_qs;
+        QTest::newRow("before it is unpacked") << 40 << dense << u"The model needs "_qs;
+        QTest::newRow("while it is unpacked")
+            << 42 << loose << u"\"model.onnx\" could not be written: No space left on device."_qs;
+    }
+    void aFullDiskLeavesTheOldVersionAndWhatCameAlready() {
+        QFETCH(const int, mebibytes);
+        QFETCH(const QByteArray, model);
+        QFETCH(const QString, fault);
+        QVERIFY(QDir().mkpath(m_folders->own()));
+        const QByteArray disk = QFile::encodeName(m_folders->own());
+        const QByteArray options = "size=" + QByteArray::number(mebibytes) + 'm';
+        if (::mount("tmpfs", disk.constData(), "tmpfs", 0, options.constData()) != 0)
+            QSKIP("a small disk can be mounted by the superuser only");
+        const auto unmount = qScopeGuard([&] { ::umount2(disk.constData(), MNT_DETACH); });
+        installVersion0();
+        const QByteArray archive = test::packed({{"m/model.onnx", model}}, test::PackedFormat::tarGzip);
+        serveArchive(archive, sha256(archive), "m.tar.gz");
+        const QString found = install();
+        QVERIFY2(found.startsWith(fault), qPrintable(found));
+        QCOMPARE(m_folders->installed(u"m"_qs).size(), 1);
+        QCOMPARE(installedContents(u"old"_qs), "old weights");
+        m_installation.reset();
+    }
+
+private:
+    using Outcome = std::shared_ptr<std::optional<QString>>;
+
+    void serveFile(const QString &name, const QByteArray &contents) {
+        m_served[u'/' + name] = contents;
+        m_entry.files += {.name = name, .address = m_server->url(u'/' + name)};
+    }
+    void serveArchive(const QByteArray &archive, const QByteArray &checksum,
+                      const QByteArray &name = "m.tar.bz2") {
+        m_served[u"/files/"_qs + QString::fromLatin1(name)] = archive;
+        m_served[u"/checksum.txt"_qs] = name + '\t' + checksum + '\n';
+        m_entry.index = {.form = ModelIndex::Form::checksums,
+                         .address = m_server->url(u"/checksum.txt"_qs),
+                         .files = m_server->url(u"/files/"_qs),
+                         .name = QString::fromLatin1(name),
+                         .architecture = {}};
+    }
+    void serveTranslation(const QByteArray &weights, const QByteArray &checksum) {
+        m_served[u"/m/model.bin.gz"_qs] = test::gzipped(weights);
+        m_served[u"/m/lex.bin.gz"_qs] = test::gzipped("words");
+        m_served[u"/m/vocab.spm.gz"_qs] = test::gzipped("pieces");
+        m_served[u"/db.json"_qs] =
+            "{\"en-ru\": [{\"architecture\": \"tiny\", \"files\": {\"model\": {\"path\": \"m/model.bin.gz\", "
+            "\"uncompressedHash\": \"" +
+            checksum +
+            "\"}, \"lexicalShortlist\": {\"path\": \"m/lex.bin.gz\"}, "
+            "\"vocab\": {\"path\": \"m/vocab.spm.gz\"}}}]}";
+        m_entry.index = {.form = ModelIndex::Form::translations,
+                         .address = m_server->url(u"/db.json"_qs),
+                         .files = m_server->url(u"/"_qs),
+                         .name = u"en-ru"_qs,
+                         .architecture = u"tiny"_qs};
+    }
+    void installVersion0() {
+        const QString made = m_folders->newFolder(u"m"_qs, u"0"_qs) + u"/files"_qs;
+        QVERIFY(QDir().mkpath(made));
+        test::writeFile(made + u"/old"_qs, "old weights");
+        QVERIFY(m_folders->publish(u"m"_qs, u"0"_qs, [] { return false; }));
+    }
+
+    QString pathOf(qsizetype request) const {
+        return QString::fromLatin1(m_server->requests()[request].split(' ').value(1));
+    }
+    qsizetype requestCount(const QString &path) const {
+        qsizetype count = 0;
+        for (qsizetype request = 0; request < m_server->requests().size(); ++request)
+            count += pathOf(request) == path;
+        return count;
+    }
+    /// Answers what was asked since the last time, by its path.
+    void serve() {
+        for (; m_answered < m_server->requests().size(); ++m_answered) {
+            const QString path = pathOf(m_answered);
+            if (m_silent.contains(path))
+                continue;
+            m_server->answerHeld(m_answered,
+                                 m_served.contains(path)
+                                     ? RawHttpServer::response(200, m_served[path], "ETag: \"1\"\r\n")
+                                     : RawHttpServer::response(404, ""));
+        }
+    }
+    bool waitUntil(const std::function<bool()> &condition) {
+        return test::ChildProcess::waitUntil(
+            [&] {
+                serve();
+                return condition();
+            },
+            30000);
+    }
+    bool partIsWhole(int number) const {
+        QFile note(m_folders->partsFolder(u"m"_qs, u"1"_qs) + u"/%1.note"_qs.arg(number));
+        return note.open(QIODevice::ReadOnly) && note.readAll().contains("\"whole\": true");
+    }
+
+    Outcome begin() {
+        auto outcome = std::make_shared<std::optional<QString>>();
+        m_installation = std::make_unique<ModelInstallation>(
+            m_entry, *m_folders,
+            DownloadGround{m_queue, m_proxies, m_mirrors, {.firstPause = 1ms, .mostFailures = 1}},
+            [this] { return m_isUnwanted; },
+            ModelInstallation::Listener{.progressed =
+                                            [this](const ModelProgress &progress) {
+                                                if (m_steps.isEmpty() || m_steps.last() != progress.step)
+                                                    m_steps += progress.step;
+                                            },
+                                        .ended = [outcome](const QString &fault) { *outcome = fault; }});
+        m_installation->start();
+        return outcome;
+    }
+    QString install() {
+        const auto outcome = begin();
+        return waitUntil([&] { return outcome->has_value(); }) ? **outcome : u"it did not end"_qs;
+    }
+
+    QStringList installedFiles() const {
+        const auto model = m_folders->installed(u"m"_qs).first();
+        QStringList names;
+        for (const auto &file : model.manifest->files)
+            names += file.name;
+        return names;
+    }
+    QByteArray installedContents(const QString &name) const {
+        return test::readFile(m_folders->installed(u"m"_qs).first().filesFolder() + u'/' + name);
+    }
+    QStringList left() const {
+        return QDir(m_folders->own() + u"/m"_qs)
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
+
+    const test::ThrowAwayAuthority m_authority;
+    const QSslConfiguration m_identity = m_authority.issue(u"127.0.0.1"_qs);
+    LinuxMainQueue m_queue;
+    SystemProxies m_proxies{m_queue};
+    const Mirrors m_mirrors;
+    std::unique_ptr<QTemporaryDir> m_home;
+    std::optional<ModelFolders> m_folders;
+    std::unique_ptr<RawHttpServer> m_server;
+    QHash<QString, QByteArray> m_served;
+    QStringList m_silent;
+    qsizetype m_answered = 0;
+    QList<Step> m_steps;
+    bool m_isUnwanted = false;
+    CatalogEntry m_entry;
+    std::unique_ptr<ModelInstallation> m_installation;
+};
+
+QTEST_GUILESS_MAIN(ModelInstallationTest)
+#include "ModelInstallationTest.moc"
