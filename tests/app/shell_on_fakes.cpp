@@ -37,7 +37,8 @@ private:
     platform::X11KeyPositions m_keyPositions;
     platform::X11OwnWindows m_ownWindows;
     platform::X11Connection m_x11;
-    platform::X11Workspace m_workspace{m_x11};
+    platform::X11Events m_x11Events{m_x11};
+    platform::X11Workspace m_workspace{m_x11Events};
     platform::DesktopTray m_tray;
     QTimer m_pump; ///< the fakes answer through their own queue
 };

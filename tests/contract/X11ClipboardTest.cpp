@@ -16,8 +16,8 @@ namespace quillora::test {
 
 using namespace std::chrono_literals;
 using platform::SavedPasteboard;
+using platform::X11Connection;
 using platform::X11Pasteboard;
-using platform::X11SelectionConnection;
 using platform::X11SelectionOwner;
 using platform::X11SelectionType;
 using Offer = SelectionPeer::Offer;
@@ -492,7 +492,7 @@ private Q_SLOTS:
 
     void replacingOneTextByAnotherNeverLeavesTheClipboardWithoutAnOwner() {
         const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "STRING", .data = "before"}});
-        X11SelectionConnection watcher(m_display->name());
+        X11Connection watcher(m_display->name());
         watchOwnersOf("CLIPBOARD", watcher);
         pasteOver();
         QCOMPARE(ownerChanges(watcher), (std::vector<bool>{true, true}));
@@ -566,7 +566,7 @@ private Q_SLOTS:
 
     void aPasteElsewhereLeavesThePrimarySelectionAlone() {
         const SelectionPeer user(m_display->name(), "PRIMARY", {{.target = "UTF8_STRING", .data = "marked"}});
-        X11SelectionConnection watcher(m_display->name());
+        X11Connection watcher(m_display->name());
         watchOwnersOf("PRIMARY", watcher);
         pasteOver();
         QCOMPARE(user.requested(), QByteArrayList());
@@ -732,26 +732,27 @@ private:
     }
 
     int windowCount() {
-        X11SelectionConnection connection(m_display->name());
-        const auto root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-        const auto tree =
-            connection.reply<xcb_query_tree_reply_t>(xcb_query_tree(connection, root), QDeadlineTimer(10000));
+        X11Connection connection(m_display->name());
+        const auto root = xcb_setup_roots_iterator(xcb_get_setup(connection.xcb())).data->root;
+        const auto tree = connection.reply(xcb_query_tree_reply, xcb_query_tree(connection.xcb(), root),
+                                           QDeadlineTimer(10000));
         return tree ? xcb_query_tree_children_length(tree.get()) : -1;
     }
 
-    static void watchOwnersOf(const QByteArray &selection, X11SelectionConnection &watcher) {
+    static void watchOwnersOf(const QByteArray &selection, X11Connection &watcher) {
         const QDeadlineTimer patience(10000);
-        watcher.reply<xcb_xfixes_query_version_reply_t>(xcb_xfixes_query_version(watcher, 5, 0), patience);
-        xcb_xfixes_select_selection_input(watcher, watcher.createWindow(),
+        watcher.reply(xcb_xfixes_query_version_reply, xcb_xfixes_query_version(watcher.xcb(), 5, 0),
+                      patience);
+        xcb_xfixes_select_selection_input(watcher.xcb(), watcher.createWindow(),
                                           watcher.atoms({selection}, patience)->front(),
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER);
-        watcher.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus(watcher), patience);
+        watcher.reply(xcb_get_input_focus_reply, xcb_get_input_focus(watcher.xcb()), patience);
     }
 
     /// For every change of owner since the last call, whether there was one then.
-    static std::vector<bool> ownerChanges(X11SelectionConnection &watcher) {
-        watcher.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus(watcher), QDeadlineTimer(10000));
-        const int first = xcb_get_extension_data(watcher, &xcb_xfixes_id)->first_event;
+    static std::vector<bool> ownerChanges(X11Connection &watcher) {
+        watcher.reply(xcb_get_input_focus_reply, xcb_get_input_focus(watcher.xcb()), QDeadlineTimer(10000));
+        const int first = xcb_get_extension_data(watcher.xcb(), &xcb_xfixes_id)->first_event;
         std::vector<bool> owned;
         while (const auto event = watcher.arrivedEvent()) {
             if ((event->response_type & 0x7f) == first + XCB_XFIXES_SELECTION_NOTIFY)

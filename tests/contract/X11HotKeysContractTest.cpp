@@ -25,7 +25,7 @@ std::vector<xcb_keycode_t> modifierKeys(quint32 modifiers) {
 class X11Harness : public test::HotKeysHarness {
 public:
     explicit X11Harness(const QByteArray &displayName)
-        : m_connection(displayName), m_hotKeys(m_connection), m_keyboard(displayName),
+        : m_connection(displayName), m_hotKeys(m_events), m_keyboard(displayName),
           m_otherProgram(displayName) {}
     ~X11Harness() override {
         xcb_ungrab_key(m_otherProgram.xcb(), XCB_GRAB_ANY, m_otherProgram.root(), XCB_MOD_MASK_ANY);
@@ -70,6 +70,7 @@ private:
     }
 
     platform::X11Connection m_connection;
+    platform::X11Events m_events{m_connection};
     platform::X11HotKeys m_hotKeys;
     TestKeyboard m_keyboard;
     test::XcbClient m_otherProgram;

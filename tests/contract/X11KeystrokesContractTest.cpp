@@ -30,8 +30,9 @@ public:
 private:
     test::VirtualDisplay m_display;
     platform::X11Connection m_connection{m_display.name()};
-    platform::X11HotKeys m_hotKeys{m_connection};
-    platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys};
+    platform::X11Events m_events{m_connection};
+    platform::X11HotKeys m_hotKeys{m_events};
+    platform::X11Keystrokes m_keystrokes{m_events, m_hotKeys};
     test::TestWindow m_window{m_display.name(), {}};
     test::TestKeyboard m_keyboard{m_display.name()};
     int m_pasteCount = 0;

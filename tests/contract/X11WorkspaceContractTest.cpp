@@ -40,7 +40,8 @@ private:
 
     const test::VirtualDisplay m_display{test::VirtualDisplay::WindowManager::openbox};
     platform::X11Connection m_connection{m_display.name()};
-    platform::X11Workspace m_workspace{m_connection};
+    platform::X11Events m_events{m_connection};
+    platform::X11Workspace m_workspace{m_events};
     std::vector<std::unique_ptr<TestWindow>> m_programs;
 };
 

@@ -11,6 +11,7 @@
 
 using namespace quillora;
 using platform::X11Connection;
+using platform::X11Events;
 using platform::X11Workspace;
 using test::ChildProcess;
 using test::TestWindow;
@@ -41,6 +42,7 @@ private Q_SLOTS:
     void init() { setUp(VirtualDisplay::WindowManager::openbox); }
     void cleanup() {
         m_workspace.reset();
+        m_events.reset();
         m_connection.reset();
         m_display.reset();
     }
@@ -237,6 +239,7 @@ private Q_SLOTS:
         const auto target = shownWindow({"Target", {}});
         const auto application = m_workspace->frontmostApplication();
         m_workspace.reset();
+        m_events.reset();
         m_connection.reset();
         application->activate({});
         QCOMPARE(application->bundleIdentifier(), std::optional(u"Target"_qs));
@@ -414,7 +417,8 @@ private:
         cleanup();
         m_display = std::make_unique<VirtualDisplay>(windowManager);
         m_connection = std::make_unique<X11Connection>(m_display->name());
-        m_workspace = std::make_unique<X11Workspace>(*m_connection);
+        m_events = std::make_unique<X11Events>(*m_connection);
+        m_workspace = std::make_unique<X11Workspace>(*m_events);
     }
 
     /// In front, by the window manager's leave.
@@ -437,6 +441,7 @@ private:
 
     std::unique_ptr<VirtualDisplay> m_display;
     std::unique_ptr<X11Connection> m_connection;
+    std::unique_ptr<X11Events> m_events;
     std::unique_ptr<X11Workspace> m_workspace;
 };
 

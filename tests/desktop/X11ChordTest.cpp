@@ -38,9 +38,10 @@ class X11ChordTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_connection = std::make_unique<platform::X11Connection>(m_display.name());
-        m_hotKeys = std::make_unique<platform::X11HotKeys>(*m_connection);
+        m_serverEvents = std::make_unique<platform::X11Events>(*m_connection);
+        m_hotKeys = std::make_unique<platform::X11HotKeys>(*m_serverEvents);
         m_primaryRequests = 0;
-        m_keystrokes = std::make_unique<platform::X11Keystrokes>(*m_connection, *m_hotKeys,
+        m_keystrokes = std::make_unique<platform::X11Keystrokes>(*m_serverEvents, *m_hotKeys,
                                                                  [this] { ++m_primaryRequests; });
         m_keyboard = std::make_unique<TestKeyboard>(m_display.name());
         focusWindowOfClass("Editor");
@@ -51,6 +52,7 @@ private Q_SLOTS:
         m_keystrokes.reset();
         m_hotKey.reset();
         m_hotKeys.reset();
+        m_serverEvents.reset();
         m_connection.reset();
         m_window.reset();
         test::Layout::all().first().apply(m_display, *m_keyboard);
@@ -73,8 +75,9 @@ private Q_SLOTS:
     void aServerWithoutTheKeyboardExtensionIsPastedOnToo() {
         const test::RewritingDisplay display(m_display.name(), "XKEYBOARD", "XKEYBOARd");
         platform::X11Connection connection(display.name());
-        platform::X11HotKeys hotKeys(connection);
-        platform::X11Keystrokes keystrokes(connection, hotKeys, [] {});
+        platform::X11Events events(connection);
+        platform::X11HotKeys hotKeys(events);
+        platform::X11Keystrokes keystrokes(events, hotKeys, [] {});
         m_window->takeKeys();
         paste(keystrokes);
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
@@ -524,6 +527,7 @@ private:
 
     test::VirtualDisplay m_display;
     std::unique_ptr<platform::X11Connection> m_connection;
+    std::unique_ptr<platform::X11Events> m_serverEvents;
     std::unique_ptr<platform::X11HotKeys> m_hotKeys;
     std::unique_ptr<platform::X11Keystrokes> m_keystrokes;
     std::unique_ptr<TestKeyboard> m_keyboard;

@@ -1,4 +1,3 @@
-#include "platform/linux/x11/X11Connection.h"
 #include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11Workspace.h"
@@ -14,6 +13,7 @@
 
 using namespace quillora;
 using platform::X11Connection;
+using platform::X11Events;
 using test::VirtualDisplay;
 using namespace std::chrono_literals;
 
@@ -36,9 +36,10 @@ private Q_SLOTS:
 
     void everythingAnswersWithoutADisplay() {
         X11Connection connection(QByteArray("unix:/nowhere/at/all:0"));
-        platform::X11HotKeys hotKeys(connection);
-        platform::X11Keystrokes keystrokes(connection, hotKeys);
-        platform::X11Workspace workspace(connection);
+        X11Events events(connection);
+        platform::X11HotKeys hotKeys(events);
+        platform::X11Keystrokes keystrokes(events, hotKeys);
+        platform::X11Workspace workspace(events);
         QVERIFY(!hotKeys.take({49, 0x1800}, {}));
         QVERIFY(!keystrokes.isTrusted());
         std::optional<bool> isPosted;
@@ -50,9 +51,10 @@ private Q_SLOTS:
     void eventsThatArriveDuringARequestAreDelivered() {
         const VirtualDisplay display;
         X11Connection connection(display.name());
-        connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+        X11Events events(connection);
+        events.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
         int changes = 0;
-        connect(&connection, &X11Connection::eventReceived, [&](const xcb_generic_event_t *event) {
+        connect(&events, &X11Events::received, [&](const xcb_generic_event_t *event) {
             changes += event->response_type == XCB_PROPERTY_NOTIFY;
         });
         const test::XcbClient other(display.name());
@@ -66,9 +68,10 @@ private Q_SLOTS:
     void askingForTheTimeLosesNoEvent() {
         const VirtualDisplay display;
         X11Connection connection(display.name());
-        connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+        X11Events events(connection);
+        events.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
         int changes = 0;
-        connect(&connection, &X11Connection::eventReceived, [&](const xcb_generic_event_t *event) {
+        connect(&events, &X11Events::received, [&](const xcb_generic_event_t *event) {
             const auto *change = reinterpret_cast<const xcb_property_notify_event_t *>(event);
             changes += event->response_type == XCB_PROPERTY_NOTIFY && change->window == connection.root();
         });
@@ -83,15 +86,16 @@ private Q_SLOTS:
     void aFailedRequestIsForgotten() {
         const VirtualDisplay display;
         X11Connection connection(display.name());
+        X11Events events(connection);
         constexpr xcb_window_t noWindow = 0x1234567;
-        int events = 0;
-        connect(&connection, &X11Connection::eventReceived, [&] { ++events; });
+        int received = 0;
+        connect(&events, &X11Events::received, [&] { ++received; });
         xcb_map_window(connection.xcb(), noWindow);
         QVERIFY(!connection.reply(xcb_get_window_attributes_reply,
                                   xcb_get_window_attributes(connection.xcb(), noWindow)));
         QVERIFY(!connection.succeeds(xcb_map_window_checked(connection.xcb(), noWindow)));
         QCoreApplication::processEvents();
-        QCOMPARE(events, 0);
+        QCOMPARE(received, 0);
         QVERIFY(connection.isUsable());
     }
 
@@ -145,7 +149,8 @@ private Q_SLOTS:
     void theLossOfTheServerIsToldOnce() {
         VirtualDisplay display;
         X11Connection connection(display.name());
-        QSignalSpy lost(&connection, &X11Connection::lost);
+        X11Events events(connection);
+        QSignalSpy lost(&events, &X11Events::lost);
         display.server().stop();
         QTRY_COMPARE(lost.count(), 1);
         connection.sync();
@@ -156,7 +161,8 @@ private Q_SLOTS:
     void theEventLoopComesToRestAfterTheLoss() {
         VirtualDisplay display;
         X11Connection connection(display.name());
-        QSignalSpy lost(&connection, &X11Connection::lost);
+        X11Events events(connection);
+        QSignalSpy lost(&events, &X11Events::lost);
         display.server().stop();
         QTRY_COMPARE(lost.count(), 1);
         QCoreApplication::processEvents();
@@ -166,9 +172,10 @@ private Q_SLOTS:
     void everythingAnswersAfterTheLoss() {
         VirtualDisplay display;
         X11Connection connection(display.name());
-        platform::X11HotKeys hotKeys(connection);
-        platform::X11Keystrokes keystrokes(connection, hotKeys);
-        platform::X11Workspace workspace(connection);
+        X11Events events(connection);
+        platform::X11HotKeys hotKeys(events);
+        platform::X11Keystrokes keystrokes(events, hotKeys);
+        platform::X11Workspace workspace(events);
         display.server().stop();
         QVERIFY(!hotKeys.take({49, 0x1800}, {}));
         std::optional<bool> isPosted;
@@ -181,8 +188,9 @@ private Q_SLOTS:
     void aLossThatNobodyHasNoticedYetEndsTheTrust() {
         VirtualDisplay display;
         X11Connection connection(display.name());
-        platform::X11HotKeys hotKeys(connection);
-        platform::X11Keystrokes keystrokes(connection, hotKeys);
+        X11Events events(connection);
+        platform::X11HotKeys hotKeys(events);
+        platform::X11Keystrokes keystrokes(events, hotKeys);
         display.server().stop();
         QVERIFY(connection.isUsable());
         QVERIFY(!keystrokes.isTrusted());
@@ -191,17 +199,18 @@ private Q_SLOTS:
     void aLossAmidTheDeliveryOfAnEventIsSurvived() {
         VirtualDisplay display;
         X11Connection connection(display.name());
-        QSignalSpy events(&connection, &X11Connection::eventReceived);
-        connect(&connection, &X11Connection::eventReceived, [&] {
+        X11Events events(connection);
+        QSignalSpy received(&events, &X11Events::received);
+        connect(&events, &X11Events::received, [&] {
             display.server().stop();
             connection.sync();
         });
-        platform::X11HotKeys hotKeys(connection); // hears of the event after that
-        connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+        platform::X11HotKeys hotKeys(events); // hears of the event after that
+        events.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
         xcb_change_property(connection.xcb(), XCB_PROP_MODE_REPLACE, connection.root(), XCB_ATOM_WM_NAME,
                             XCB_ATOM_STRING, 8, 1, "x");
         connection.flush();
-        QTRY_COMPARE(events.count(), 1);
+        QTRY_COMPARE(received.count(), 1);
         QVERIFY(!connection.isUsable());
     }
 };

@@ -36,9 +36,10 @@ private Q_SLOTS:
         m_keyboard = std::make_unique<TestKeyboard>(m_display.name());
         m_otherProgram = std::make_unique<test::XcbClient>(m_display.name());
         m_connection = std::make_unique<platform::X11Connection>(m_display.name());
-        m_hotKeys = std::make_unique<platform::X11HotKeys>(*m_connection);
+        m_serverEvents = std::make_unique<platform::X11Events>(*m_connection);
+        m_hotKeys = std::make_unique<platform::X11HotKeys>(*m_serverEvents);
         m_pressEvents = 0;
-        QObject::connect(m_connection.get(), &platform::X11Connection::eventReceived,
+        QObject::connect(m_serverEvents.get(), &platform::X11Events::received,
                          [this](const xcb_generic_event_t *event) {
                              m_pressEvents += event->response_type == XCB_KEY_PRESS;
                          });
@@ -54,6 +55,7 @@ private Q_SLOTS:
         m_suspension.reset();
         m_hotKey.reset();
         m_hotKeys.reset();
+        m_serverEvents.reset();
         m_connection.reset();
         xcb_ungrab_key(m_otherProgram->xcb(), XCB_GRAB_ANY, m_otherProgram->root(), XCB_MOD_MASK_ANY);
         m_otherProgram->sync();
@@ -259,7 +261,8 @@ private Q_SLOTS:
     void aServerWithoutTheInputExtensionHasHotKeys() {
         const test::RewritingDisplay display(m_display.name(), "XInputExtension", "XInputExtensioN");
         platform::X11Connection connection(display.name());
-        platform::X11HotKeys hotKeys(connection);
+        platform::X11Events events(connection);
+        platform::X11HotKeys hotKeys(events);
         QVERIFY(hotKeys.take({49, AppHotKey::controlKey}, {}));
         QVERIFY(connection.isUsable());
     }
@@ -281,7 +284,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, to);
         const test::RewritingDisplay display(m_display.name(), from, to);
         platform::X11Connection connection(display.name());
-        platform::X11HotKeys hotKeys(connection);
+        platform::X11Events events(connection);
+        platform::X11HotKeys hotKeys(events);
         QVERIFY(!hotKeys.take({49, AppHotKey::controlKey}, {}));
         QVERIFY(connection.isUsable());
     }
@@ -376,7 +380,8 @@ private Q_SLOTS:
     void aServerThatHangsTakesNoHotKeyAway() {
         test::VirtualDisplay display;
         platform::X11Connection connection(display.name());
-        platform::X11HotKeys hotKeys(connection);
+        platform::X11Events events(connection);
+        platform::X11HotKeys hotKeys(events);
         const auto hotKey =
             hotKeys.take({49, AppHotKey::controlKey},
                          {.pressed = [this] { m_events += pressed; },
@@ -398,9 +403,10 @@ private Q_SLOTS:
     void aServerThatGoesAwayLeavesNothingRunning() {
         test::VirtualDisplay display;
         platform::X11Connection connection(display.name());
-        platform::X11HotKeys hotKeys(connection);
+        platform::X11Events events(connection);
+        platform::X11HotKeys hotKeys(events);
         int losses = 0;
-        QObject::connect(&connection, &platform::X11Connection::lost, [&] { ++losses; });
+        QObject::connect(&events, &platform::X11Events::lost, [&] { ++losses; });
         auto hotKey =
             hotKeys.take({49, AppHotKey::controlKey},
                          {.outcome = [this](const HotKeyOutcome &outcome) { m_outcomes += outcome; }});
@@ -508,6 +514,7 @@ private:
 
     const test::VirtualDisplay m_display;
     std::unique_ptr<platform::X11Connection> m_connection;
+    std::unique_ptr<platform::X11Events> m_serverEvents;
     std::unique_ptr<platform::X11HotKeys> m_hotKeys;
     std::unique_ptr<TestKeyboard> m_keyboard;
     std::unique_ptr<test::XcbClient> m_otherProgram;

@@ -149,10 +149,11 @@ private:
 
     const test::VirtualDisplay m_display{test::VirtualDisplay::WindowManager::openbox};
     platform::X11Connection m_connection{m_display.name()};
-    platform::X11HotKeys m_hotKeys{m_connection};
+    platform::X11Events m_events{m_connection};
+    platform::X11HotKeys m_hotKeys{m_events};
     test::TestSelection m_clipboard{m_display.name(), "CLIPBOARD"};
     test::TestSelection m_primary{m_display.name(), "PRIMARY"};
-    platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys,
+    platform::X11Keystrokes m_keystrokes{m_events, m_hotKeys,
                                          [this] { m_primary.setText(m_textForPrimary); }};
     TestKeyboard m_keyboard{m_display.name()};
     std::unique_ptr<ChildProcess> m_program;

@@ -31,8 +31,9 @@ public:
 
 private:
     platform::X11Connection m_connection;
-    platform::X11HotKeys m_hotKeys{m_connection};
-    platform::X11Keystrokes m_keystrokes{m_connection, m_hotKeys, [this] { x11.lendToPrimary(); }};
+    platform::X11Events m_events{m_connection};
+    platform::X11HotKeys m_hotKeys{m_events};
+    platform::X11Keystrokes m_keystrokes{m_events, m_hotKeys, [this] { x11.lendToPrimary(); }};
     platform::LinuxMainQueue m_queue;
 };
 

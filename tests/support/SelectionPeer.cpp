@@ -1,6 +1,6 @@
 #include "support/SelectionPeer.h"
 
-#include "platform/linux/x11/X11SelectionConnection.h"
+#include "platform/linux/x11/X11Connection.h"
 
 #include <algorithm>
 #include <future>
@@ -11,16 +11,12 @@
 
 namespace quillora::test {
 
-using platform::X11SelectionConnection;
+using platform::as;
+using platform::X11Connection;
 
 namespace {
 
 QDeadlineTimer patience() { return QDeadlineTimer(10000); }
-
-template <typename T>
-const T &as(const xcb_generic_event_t &event) {
-    return reinterpret_cast<const T &>(event);
-}
 
 } // namespace
 
@@ -32,10 +28,10 @@ public:
 
     void own(const QByteArray &selection) {
         m_selection = atom(selection);
-        const auto time = m_connection.serverTime(m_window, patience(), [](const auto &) {});
-        xcb_set_selection_owner(m_connection, m_window, m_selection, time.value_or(XCB_CURRENT_TIME));
-        m_connection.reply<xcb_get_selection_owner_reply_t>(
-            xcb_get_selection_owner(m_connection, m_selection), patience());
+        const auto time = m_connection.serverTime(patience());
+        xcb_set_selection_owner(m_connection.xcb(), m_window, m_selection, time.value_or(XCB_CURRENT_TIME));
+        m_connection.reply(xcb_get_selection_owner_reply,
+                           xcb_get_selection_owner(m_connection.xcb(), m_selection), patience());
     }
 
     void run() {
@@ -46,7 +42,7 @@ public:
                 if (m_isDead)
                     return;
             }
-            xcb_flush(m_connection);
+            xcb_flush(m_connection.xcb());
         }
     }
 
@@ -64,9 +60,9 @@ private:
         pollfd inputs[] = {{m_peer.m_endDescriptor, POLLIN, 0},
                            {m_peer.m_lateDescriptor, POLLIN, 0},
                            {m_connection.fileDescriptor(), POLLIN, 0}};
-        xcb_flush(m_connection);
+        xcb_flush(m_connection.xcb());
         ::poll(inputs, timeoutMs < 0 ? 3 : 1, timeoutMs);
-        return inputs[0].revents == 0 && m_connection.isAlive();
+        return inputs[0].revents == 0 && m_connection.isUsable();
     }
 
     void handle(const xcb_generic_event_t &event) {
@@ -123,7 +119,7 @@ private:
         std::vector<xcb_atom_t> targets{atom("TARGETS"), atom("TIMESTAMP")};
         for (const auto &offer : m_offers)
             targets.push_back(atom(offer.target));
-        xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, request.requestor, request.property,
+        xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, request.requestor, request.property,
                             XCB_ATOM_ATOM, 32, static_cast<uint32_t>(targets.size()), targets.data());
     }
 
@@ -133,9 +129,9 @@ private:
             return;
         }
         const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-        xcb_change_window_attributes(m_connection, request.requestor, XCB_CW_EVENT_MASK, &mask);
+        xcb_change_window_attributes(m_connection.xcb(), request.requestor, XCB_CW_EVENT_MASK, &mask);
         const auto size = static_cast<uint32_t>(offer.data.size());
-        xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, request.requestor, request.property,
+        xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, request.requestor, request.property,
                             atom("INCR"), 32, 1, &size);
         m_transfers[{request.requestor, request.property}] = {&offer};
     }
@@ -158,10 +154,10 @@ private:
     }
 
     void write(const Offer &offer, xcb_window_t window, xcb_atom_t property, qsizetype from, qsizetype size) {
-        xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, window, property, atom(offer.type),
+        xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, window, property, atom(offer.type),
                             static_cast<uint8_t>(offer.format),
                             static_cast<uint32_t>(size / (offer.format / 8)), offer.data.constData() + from);
-        xcb_flush(m_connection);
+        xcb_flush(m_connection.xcb());
     }
 
     void notify(const xcb_selection_request_event_t &request, xcb_atom_t property) {
@@ -172,12 +168,12 @@ private:
         event.selection = request.selection;
         event.target = request.target;
         event.property = property;
-        xcb_send_event(m_connection, 0, request.requestor, 0, reinterpret_cast<const char *>(&event));
-        xcb_flush(m_connection);
+        xcb_send_event(m_connection.xcb(), 0, request.requestor, 0, reinterpret_cast<const char *>(&event));
+        xcb_flush(m_connection.xcb());
     }
 
     SelectionPeer &m_peer;
-    X11SelectionConnection m_connection;
+    X11Connection m_connection;
     xcb_window_t m_window;
     xcb_atom_t m_selection = XCB_NONE;
     const std::vector<Offer> m_offers;

@@ -12,10 +12,6 @@
 #include <thread>
 #include <vector>
 
-namespace quillora::platform {
-class X11SelectionConnection;
-}
-
 namespace quillora::test {
 
 /// Another program that owns a selection, with the manners that a test gives it. It has a connection and a

@@ -20,11 +20,7 @@ std::vector<xcb_atom_t> atomsOf(const QByteArray &data) {
 
 } // namespace
 
-bool SelectionRequestor::isOwned() {
-    const auto owner = m_connection.reply<xcb_get_selection_owner_reply_t>(
-        xcb_get_selection_owner(m_connection, m_selection), patience());
-    return owner && owner->owner != XCB_NONE;
-}
+bool SelectionRequestor::isOwned() { return m_connection.ownerOf(m_selection, patience()) != XCB_NONE; }
 
 std::optional<SelectionRequestor::Answer> SelectionRequestor::ask(const QByteArray &target) {
     if (!convert(atom(target)))
@@ -38,8 +34,9 @@ std::optional<SelectionRequestor::Answer> SelectionRequestor::ask(const QByteArr
 bool SelectionRequestor::begin(const QByteArray &target) {
     if (!convert(atom(target)))
         return false;
-    const auto value = m_connection.reply<xcb_get_property_reply_t>(
-        xcb_get_property(m_connection, 0, m_window, atom("PEER"), XCB_GET_PROPERTY_TYPE_ANY, 0, 1),
+    const auto value = m_connection.reply(
+        xcb_get_property_reply,
+        xcb_get_property(m_connection.xcb(), 0, m_window, atom("PEER"), XCB_GET_PROPERTY_TYPE_ANY, 0, 1),
         patience());
     return value && value->type == atom("INCR");
 }
@@ -84,8 +81,8 @@ SelectionRequestor::askMultiple(const QByteArrayList &targets) {
         pairs.push_back(atom(target));
         pairs.push_back(atom("PEER_" + target));
     }
-    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, m_window, atom("PEER"), atom("ATOM_PAIR"), 32,
-                        static_cast<uint32_t>(pairs.size()), pairs.data());
+    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, m_window, atom("PEER"), atom("ATOM_PAIR"),
+                        32, static_cast<uint32_t>(pairs.size()), pairs.data());
     if (!convert(atom("MULTIPLE")))
         return {};
     std::vector<std::optional<Answer>> answers;
@@ -106,7 +103,7 @@ QByteArray SelectionRequestor::name(xcb_atom_t atom) {
 bool SelectionRequestor::convert(xcb_atom_t target) {
     while (m_connection.arrivedEvent()) {
     }
-    xcb_convert_selection(m_connection, m_window, m_selection, target, atom("PEER"), m_time);
+    xcb_convert_selection(m_connection.xcb(), m_window, m_selection, target, atom("PEER"), m_time);
     const auto deadline = patience();
     while (const auto event = m_connection.nextEvent(deadline)) {
         if ((event->response_type & 0x7f) == XCB_SELECTION_NOTIFY)
@@ -118,8 +115,9 @@ bool SelectionRequestor::convert(xcb_atom_t target) {
 SelectionRequestor::Property SelectionRequestor::takeProperty(xcb_atom_t property) {
     while (m_connection.arrivedEvent()) {
     }
-    return m_connection.reply<xcb_get_property_reply_t>(
-        xcb_get_property(m_connection, 1, m_window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0x1fffffff),
+    return m_connection.reply(
+        xcb_get_property_reply,
+        xcb_get_property(m_connection.xcb(), 1, m_window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0x1fffffff),
         patience());
 }
 

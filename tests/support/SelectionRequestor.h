@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/x11/X11SelectionConnection.h"
+#include "platform/linux/x11/X11Connection.h"
 
 #include <QByteArrayList>
 
@@ -44,7 +44,7 @@ public:
     void setTime(xcb_timestamp_t time) { m_time = time; }
 
 private:
-    using Property = platform::X11SelectionConnection::Reply<xcb_get_property_reply_t>;
+    using Property = platform::X11Reply<xcb_get_property_reply_t>;
 
     xcb_atom_t atom(const QByteArray &name);
     QByteArray name(xcb_atom_t atom);
@@ -54,7 +54,7 @@ private:
     bool awaitProperty(xcb_atom_t property, const QDeadlineTimer &deadline);
     Answer toAnswer(const xcb_get_property_reply_t &value);
 
-    platform::X11SelectionConnection m_connection;
+    platform::X11Connection m_connection;
     xcb_window_t m_window;
     xcb_atom_t m_selection;
     xcb_timestamp_t m_time = XCB_CURRENT_TIME;

@@ -7,7 +7,7 @@ TestSelection::TestSelection(const QByteArray &displayName, const QByteArray &se
       m_window(xcb_generate_id(m_connection.xcb())) {
     xcb_create_window(m_connection.xcb(), 0, m_window, m_connection.root(), 0, 0, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-    connect(&m_connection, &platform::X11Connection::eventReceived, this, &TestSelection::handle);
+    connect(&m_events, &platform::X11Events::received, this, &TestSelection::handle);
 }
 
 void TestSelection::setText(const QByteArray &text) {

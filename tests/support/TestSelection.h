@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Events.h"
 
 #include <QByteArray>
 
@@ -23,6 +23,7 @@ private:
     bool give(const xcb_selection_request_event_t &request, xcb_atom_t property);
 
     platform::X11Connection m_connection;
+    platform::X11Events m_events{m_connection};
     xcb_atom_t m_selection;
     xcb_window_t m_window;
     QByteArray m_text;

@@ -1,8 +1,7 @@
 #include "platform/linux/x11/X11Connection.h"
 
-#include <QSocketNotifier>
-
 #include <cerrno>
+#include <chrono>
 #include <poll.h>
 #include <utility>
 
@@ -10,37 +9,22 @@ namespace quillora::platform {
 
 namespace {
 constexpr uint8_t eventTypeMask = 0x7f; // the top bit only says that another client sent the event
-constexpr uint8_t errorType = 0;
 constexpr std::chrono::seconds fullPatience(5);
 } // namespace
 
-X11Connection::X11Connection(const QByteArray &displayName, QObject *parent) : QObject(parent) {
+X11Connection::X11Connection(const QByteArray &displayName) {
     int screenNumber = 0;
     m_xcb = xcb_connect(displayName.isEmpty() ? nullptr : displayName.constData(), &screenNumber);
     if (!isUsable())
         return;
-
-    auto screens = xcb_setup_roots_iterator(xcb_get_setup(m_xcb));
-    for (int i = 0; i < screenNumber; ++i)
-        xcb_screen_next(&screens);
-    m_root = screens.data->root;
-
-    constexpr uint32_t reportPropertyChanges = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    m_clockWindow = xcb_generate_id(m_xcb);
-    xcb_create_window(m_xcb, 0, m_clockWindow, m_root, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
-                      XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &reportPropertyChanges);
-    xcb_flush(m_xcb);
-
-    m_notifier = new QSocketNotifier(xcb_get_file_descriptor(m_xcb), QSocketNotifier::Read, this);
-    connect(m_notifier, &QSocketNotifier::activated, this, &X11Connection::dispatch);
+    auto screen = xcb_setup_roots_iterator(xcb_get_setup(m_xcb));
+    for (; screenNumber > 0 && screen.rem > 1; --screenNumber)
+        xcb_screen_next(&screen);
+    m_root = screen.data->root;
+    m_clockWindow = createWindow();
 }
 
-X11Connection::~X11Connection() {
-    delete m_notifier; // before the descriptor that it watches is closed
-    xcb_disconnect(m_xcb);
-}
-
-bool X11Connection::isUsable() const { return xcb_connection_has_error(m_xcb) == 0; }
+X11Connection::~X11Connection() { xcb_disconnect(m_xcb); }
 
 bool X11Connection::isSilent() const {
     return m_readBeforeSilence == xcb_total_read(m_xcb) && !awaitSocket(POLLIN, QDeadlineTimer(0));
@@ -50,17 +34,66 @@ QDeadlineTimer X11Connection::patience() const {
     return isSilent() ? QDeadlineTimer(0) : QDeadlineTimer(fullPatience);
 }
 
+xcb_window_t X11Connection::createWindow() {
+    const auto window = xcb_generate_id(m_xcb);
+    const uint32_t eventMask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(m_xcb, 0, window, m_root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &eventMask);
+    return window;
+}
+
+std::optional<std::vector<xcb_atom_t>> X11Connection::atoms(const std::vector<QByteArray> &names,
+                                                            const QDeadlineTimer &deadline) {
+    std::vector<std::pair<QByteArray, xcb_intern_atom_cookie_t>> questions;
+    for (const auto &name : names) {
+        if (!m_atoms.contains(name))
+            questions.emplace_back(
+                name, xcb_intern_atom(m_xcb, 0, static_cast<uint16_t>(name.size()), name.constData()));
+    }
+    for (const auto &[name, cookie] : questions) {
+        if (const auto answer = reply(xcb_intern_atom_reply, cookie, deadline)) {
+            m_atoms[name] = answer->atom;
+            m_names[answer->atom] = name;
+        }
+    }
+    std::vector<xcb_atom_t> atoms;
+    for (const auto &name : names) {
+        const auto found = m_atoms.find(name);
+        if (found == m_atoms.end())
+            return {};
+        atoms.push_back(found->second);
+    }
+    return atoms;
+}
+
 xcb_atom_t X11Connection::atom(const QByteArray &name) {
-    const auto known = m_atoms.find(name);
-    if (known != m_atoms.end())
-        return known->second;
-    const auto answer =
-        reply(xcb_intern_atom_reply,
-              xcb_intern_atom(m_xcb, 0, static_cast<uint16_t>(name.size()), name.constData()));
-    if (!answer)
-        return XCB_NONE;
-    m_atoms.emplace(name, answer->atom);
-    return answer->atom;
+    const auto found = atoms({name}, patience());
+    return found ? found->front() : xcb_atom_t{XCB_NONE};
+}
+
+std::optional<std::vector<QByteArray>> X11Connection::names(const std::vector<xcb_atom_t> &atoms,
+                                                            const QDeadlineTimer &deadline) {
+    std::vector<std::pair<xcb_atom_t, xcb_get_atom_name_cookie_t>> questions;
+    for (const auto atom : atoms) {
+        if (!m_names.contains(atom))
+            questions.emplace_back(atom, xcb_get_atom_name(m_xcb, atom));
+    }
+    for (const auto &[atom, cookie] : questions) {
+        if (const auto answer = reply(xcb_get_atom_name_reply, cookie, deadline)) {
+            const QByteArray name(xcb_get_atom_name_name(answer.get()),
+                                  xcb_get_atom_name_name_length(answer.get()));
+            m_names[atom] = name;
+            m_atoms[name] = atom;
+        } else if (deadline.hasExpired() || !isUsable()) {
+            return {};
+        }
+    }
+    std::vector<QByteArray> names;
+    for (const auto atom : atoms) {
+        const auto found = m_names.find(atom);
+        names.push_back(found == m_names.end() ? QByteArray() : found->second);
+    }
+    return names;
 }
 
 bool X11Connection::succeeds(xcb_void_cookie_t cookie) {
@@ -82,7 +115,8 @@ bool X11Connection::flush(const QDeadlineTimer &deadline) {
     const bool isRoom = isUsable() && awaitSocket(POLLOUT, deadline);
     if (isRoom)
         xcb_flush(m_xcb);
-    dispatchLater();
+    if (m_readObserver)
+        m_readObserver();
     return isRoom;
 }
 
@@ -95,49 +129,58 @@ std::optional<xcb_timestamp_t> X11Connection::serverTime(const QDeadlineTimer &d
     // The server sends the event before it answers the request that follows, so there is nothing to wait for
     // after the answer.
     reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb), deadline);
-    while (X11Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(m_xcb)}) {
+    while (Event event{xcb_poll_for_queued_event(m_xcb)}) {
         // By its number: that of an earlier change may come late.
         if ((event->response_type & eventTypeMask) == XCB_PROPERTY_NOTIFY &&
             event->sequence == static_cast<uint16_t>(change.sequence))
-            return reinterpret_cast<const xcb_property_notify_event_t *>(event.get())->time;
+            return as<xcb_property_notify_event_t>(*event).time;
         m_setAside.push_back(std::move(event));
     }
     return {};
 }
 
-bool X11Connection::has(xcb_extension_t &extension) {
+const xcb_query_extension_reply_t *X11Connection::extension(xcb_extension_t &extension,
+                                                            const QDeadlineTimer &deadline) {
     // XCB itself waits without end for an answer that is not there.
     if (!m_knownExtensions.contains(&extension)) {
         xcb_prefetch_extension_data(m_xcb, &extension);
-        if (!sync())
-            return false;
+        if (!reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb), deadline))
+            return nullptr;
         m_knownExtensions.insert(&extension);
     }
     const auto *answer = xcb_get_extension_data(m_xcb, &extension);
-    return answer && answer->present;
+    return answer && answer->present ? answer : nullptr;
 }
 
-void X11Connection::selectRootEvents(uint32_t eventMask) {
-    m_rootEventMask |= eventMask;
-    xcb_change_window_attributes(m_xcb, m_root, XCB_CW_EVENT_MASK, &m_rootEventMask);
-    flush();
+xcb_window_t X11Connection::ownerOf(xcb_atom_t selection, const QDeadlineTimer &deadline) {
+    const auto owner =
+        reply(xcb_get_selection_owner_reply, xcb_get_selection_owner(m_xcb, selection), deadline);
+    return owner ? owner->owner : xcb_window_t{XCB_NONE};
 }
 
-void X11Connection::dispatch() {
-    m_isDispatchPending = false;
-    while (const auto event = nextEvent()) {
-        if (event->response_type != errorType)
-            Q_EMIT eventReceived(event.get());
-    }
-    if (!isUsable() && m_notifier && m_notifier->isEnabled()) {
-        m_notifier->setEnabled(false); // a closed socket stays readable for ever
-        Q_EMIT lost();
+X11Connection::Event X11Connection::nextEvent(const QDeadlineTimer &deadline) {
+    flush(deadline);
+    for (;;) {
+        if (auto event = arrivedEvent())
+            return event;
+        if (!isUsable() || !awaitSocket(POLLIN, deadline))
+            return {};
     }
 }
 
-X11Reply<xcb_generic_event_t> X11Connection::nextEvent() {
+X11Connection::Event X11Connection::arrivedEvent() {
+    auto event = keptEvent();
+    return event ? std::move(event) : Event(xcb_poll_for_event(m_xcb));
+}
+
+X11Connection::Event X11Connection::queuedEvent() {
+    auto event = keptEvent();
+    return event ? std::move(event) : Event(xcb_poll_for_queued_event(m_xcb));
+}
+
+X11Connection::Event X11Connection::keptEvent() {
     if (m_setAside.empty())
-        return X11Reply<xcb_generic_event_t>(xcb_poll_for_event(m_xcb));
+        return {};
     auto event = std::move(m_setAside.front());
     m_setAside.pop_front();
     return event;
@@ -154,24 +197,18 @@ void *X11Connection::awaitReply(unsigned int sequence, const QDeadlineTimer &dea
         m_readBeforeSilence = xcb_total_read(m_xcb);
     }
     std::free(error);
-    dispatchLater();
+    if (m_readObserver)
+        m_readObserver();
     return reply;
 }
 
 bool X11Connection::awaitSocket(short events, const QDeadlineTimer &deadline) const {
-    pollfd socket{xcb_get_file_descriptor(m_xcb), events, 0};
+    pollfd socket{fileDescriptor(), events, 0};
     for (;;) {
         const auto result = ::poll(&socket, 1, static_cast<int>(deadline.remainingTime()));
         if (result >= 0 || errno != EINTR)
             return result > 0;
     }
-}
-
-void X11Connection::dispatchLater() {
-    // Whatever talks to the server may read events into XCB's own queue, and the socket then stays silent.
-    if (std::exchange(m_isDispatchPending, true))
-        return;
-    QMetaObject::invokeMethod(this, &X11Connection::dispatch, Qt::QueuedConnection);
 }
 
 } // namespace quillora::platform

@@ -4,37 +4,43 @@
 
 #include <QByteArray>
 #include <QDeadlineTimer>
-#include <QObject>
 
-#include <chrono>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
+#include <vector>
 
 #include <xcb/xcb.h>
 #include <xcb/xcbext.h>
 
-class QSocketNotifier;
-
 namespace quillora::platform {
 
-/// This program's own connection to the X server, apart from the toolkit's. Main thread only.
+/// An event as what its type says it is.
+template <typename T>
+const T &as(const xcb_generic_event_t &event) {
+    return reinterpret_cast<const T &>(event);
+}
+
+/// A connection to the X server, apart from the toolkit's. Belongs to one thread.
 ///
 /// Other programs' windows may vanish at any moment, so a failed request is an ordinary outcome: it gives no
 /// reply and is otherwise forgotten. A connection that could not be made or has been lost behaves the same
 /// way: nothing crashes, nothing is answered.
 ///
 /// Every wait has a deadline; where none is named, it is `patience`.
-class X11Connection : public QObject {
-    Q_OBJECT
-
+class X11Connection {
 public:
-    /// An empty name means the session's own display.
-    explicit X11Connection(const QByteArray &displayName = {}, QObject *parent = nullptr);
-    ~X11Connection() override;
+    using Event = X11Reply<xcb_generic_event_t>;
 
-    bool isUsable() const;
+    /// The display of that name; that of the environment if the name is empty.
+    explicit X11Connection(const QByteArray &displayName = {});
+    ~X11Connection();
+    X11Connection(const X11Connection &) = delete;
+    X11Connection &operator=(const X11Connection &) = delete;
+
+    bool isUsable() const { return xcb_connection_has_error(m_xcb) == 0; }
 
     /// Whether an answer was given up, and the server has not been heard of since. What it was asked for it
     /// may do yet.
@@ -46,12 +52,23 @@ public:
     QDeadlineTimer patience() const;
 
     xcb_connection_t *xcb() const { return m_xcb; }
+    int fileDescriptor() const { return xcb_get_file_descriptor(m_xcb); }
 
     /// The root window of the default screen.
     xcb_window_t root() const { return m_root; }
 
-    /// Asked of the server once and then remembered.
+    /// An unmapped window that hears of changes of its own properties.
+    xcb_window_t createWindow();
+
+    /// The atoms of the names, in their order; none at all if the deadline passes. Each is asked for once and
+    /// then remembered.
+    std::optional<std::vector<xcb_atom_t>> atoms(const std::vector<QByteArray> &names,
+                                                 const QDeadlineTimer &deadline);
     xcb_atom_t atom(const QByteArray &name);
+
+    /// The names of the atoms, in their order; empty for what is no atom. None at all if the deadline passes.
+    std::optional<std::vector<QByteArray>> names(const std::vector<xcb_atom_t> &atoms,
+                                                 const QDeadlineTimer &deadline);
 
     /// The reply to a request, which is named by the function that XCB has for it; none if the request failed
     /// or the deadline passed.
@@ -81,37 +98,41 @@ public:
     std::optional<xcb_timestamp_t> serverTime(const QDeadlineTimer &deadline);
     std::optional<xcb_timestamp_t> serverTime() { return serverTime(patience()); }
 
-    /// Whether the server has the extension. A request of one that it lacks would end the connection.
-    bool has(xcb_extension_t &extension);
+    /// What the server says of an extension; none if it lacks that, whose requests would end the connection.
+    const xcb_query_extension_reply_t *extension(xcb_extension_t &extension, const QDeadlineTimer &deadline);
+    bool has(xcb_extension_t &extension) { return this->extension(extension, patience()) != nullptr; }
 
-    /// Adds to the events that the root window reports to this connection.
-    void selectRootEvents(uint32_t eventMask);
+    /// None where there is no owner or the server does not say.
+    xcb_window_t ownerOf(xcb_atom_t selection, const QDeadlineTimer &deadline);
 
-Q_SIGNALS:
-    /// From the event loop, for every event that is not an error. The event ends with the emission.
-    void eventReceived(const xcb_generic_event_t *event);
+    /// The next event, errors included; nothing if none came before the deadline.
+    Event nextEvent(const QDeadlineTimer &deadline);
 
-    /// Once, from the event loop, when the server has closed the connection.
-    void lost();
+    /// The next event if one has arrived.
+    Event arrivedEvent();
+
+    /// The same, of what has been read from the server already.
+    Event queuedEvent();
+
+    /// The same, of what came while the time was waited for.
+    Event keptEvent();
+
+    /// Called whenever events may have been read that the descriptor does not show any more. May be empty.
+    void setReadObserver(std::function<void()> observer) { m_readObserver = std::move(observer); }
 
 private:
-    void dispatch();
-    void dispatchLater();
-    X11Reply<xcb_generic_event_t> nextEvent();
     void *awaitReply(unsigned int sequence, const QDeadlineTimer &deadline);
     bool awaitSocket(short events, const QDeadlineTimer &deadline) const;
 
     xcb_connection_t *m_xcb;
     xcb_window_t m_root = XCB_NONE;
     xcb_window_t m_clockWindow = XCB_NONE; ///< never mapped; a change to it makes the server tell the time
-    uint32_t m_rootEventMask = 0;
     std::map<QByteArray, xcb_atom_t> m_atoms;
+    std::map<xcb_atom_t, QByteArray> m_names;
     std::set<const xcb_extension_t *> m_knownExtensions; ///< whether the server has them or not
+    std::deque<Event> m_setAside;                        ///< that came before a time that was waited for
     std::optional<uint64_t> m_readBeforeSilence; ///< bytes, by the time that an answer was given up last
-    std::deque<X11Reply<xcb_generic_event_t>>
-        m_setAside; ///< events that came before a time that was waited for
-    QSocketNotifier *m_notifier = nullptr;
-    bool m_isDispatchPending = false;
+    std::function<void()> m_readObserver;
 };
 
 } // namespace quillora::platform

@@ -78,18 +78,18 @@ private:
     X11HotKeys &m_hotKeys;
 };
 
-X11HotKeys::X11HotKeys(X11Connection &connection) : m_connection(connection) {
+X11HotKeys::X11HotKeys(X11Events &events) : m_connection(events.connection()) {
     m_keyCheck.setInterval(keyCheckInterval);
     connect(&m_keyCheck, &QTimer::timeout, this, &X11HotKeys::checkKeys);
-    connect(&connection, &X11Connection::eventReceived, this, &X11HotKeys::handle);
-    connect(&connection, &X11Connection::lost, &m_keyCheck, &QTimer::stop);
-    if (connection.has(xcb_xkb_id)) {
+    connect(&events, &X11Events::received, this, &X11HotKeys::handle);
+    connect(&events, &X11Events::lost, &m_keyCheck, &QTimer::stop);
+    if (m_connection.has(xcb_xkb_id)) {
         watchKeymap();
         m_areRepeatsDetectable = makeRepeatsDetectable();
     }
-    if (connection.has(xcb_input_id)) {
-        const auto version = connection.reply(xcb_input_xi_query_version_reply,
-                                              xcb_input_xi_query_version(connection.xcb(), 2, 0));
+    if (m_connection.has(xcb_input_id)) {
+        const auto version = m_connection.reply(xcb_input_xi_query_version_reply,
+                                                xcb_input_xi_query_version(m_connection.xcb(), 2, 0));
         m_hasInputExtension = version && version->major_version >= 2;
     }
 }

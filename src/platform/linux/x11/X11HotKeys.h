@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/HotKeys.h"
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Events.h"
 
 #include <QTimer>
 
@@ -33,8 +33,8 @@ public:
     /// Between two attempts to grab again what a server that hangs was asked for.
     static constexpr std::chrono::milliseconds silenceCheckInterval{500};
 
-    /// `connection` must outlive this object.
-    explicit X11HotKeys(X11Connection &connection);
+    /// `events` must outlive this object.
+    explicit X11HotKeys(X11Events &events);
 
     std::unique_ptr<TakenHotKey> take(const KeyCombination &combination, HotKeyListener listener) override;
     std::unique_ptr<HotKeySuspension> suspend() override;

@@ -57,11 +57,11 @@ xcb_keycode_t keyOrPosition(const X11Keymap &keymap, xcb_keysym_t symbol, quint1
 
 } // namespace
 
-X11Keystrokes::X11Keystrokes(X11Connection &connection, X11HotKeys &hotKeys,
+X11Keystrokes::X11Keystrokes(X11Events &events, X11HotKeys &hotKeys,
                              std::function<void()> preparePrimarySelection)
-    : m_connection(connection), m_hotKeys(hotKeys),
+    : m_connection(events.connection()), m_hotKeys(hotKeys),
       m_preparePrimarySelection(std::move(preparePrimarySelection)) {
-    QObject::connect(&connection, &X11Connection::lost, &m_lossContext, [this] {
+    QObject::connect(&events, &X11Events::lost, &m_lossContext, [this] {
         if (const auto observer = m_trustObserver) // it may end the watch
             observer();
     });

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Keystrokes.h"
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Events.h"
 
 #include <QObject>
 
@@ -26,8 +26,7 @@ class X11Keystrokes final : public Keystrokes {
 public:
     /// `preparePrimarySelection` puts the text into the primary selection, for programs that paste nothing
     /// else; it is called right before the chord. Both references must outlive this object.
-    X11Keystrokes(X11Connection &connection, X11HotKeys &hotKeys,
-                  std::function<void()> preparePrimarySelection = {});
+    X11Keystrokes(X11Events &events, X11HotKeys &hotKeys, std::function<void()> preparePrimarySelection = {});
 
     bool isTrusted() override;
     bool isTrustedWithPrompt() override { return isTrusted(); }

@@ -57,29 +57,30 @@ void selectEvents(X11Connection &connection, xcb_window_t window, uint32_t more 
 }
 
 /// The server refuses the keyboard to a window that cannot be seen.
-void giveKeyboardOnceItIsSeen(X11Connection &connection, xcb_window_t window) {
-    auto *waiting = new QObject(&connection);
+void giveKeyboardOnceItIsSeen(X11Events &events, xcb_window_t window) {
+    auto &connection = events.connection();
+    auto *waiting = new QObject(&events);
     const auto stopWaiting = [&connection, window, waiting] {
         selectEvents(connection, window);
         waiting->deleteLater(); // it may be what calls this
     };
     selectEvents(connection, window, XCB_EVENT_MASK_VISIBILITY_CHANGE);
-    QObject::connect(
-        &connection, &X11Connection::eventReceived, waiting, [=, &connection](const auto *event) {
-            const auto *change = reinterpret_cast<const xcb_visibility_notify_event_t *>(event);
-            if ((event->response_type & 0x7f) != XCB_VISIBILITY_NOTIFY || change->window != window)
-                return;
-            giveKeyboard(connection, window);
-            stopWaiting();
-        });
+    QObject::connect(&events, &X11Events::received, waiting, [=, &connection](const auto *event) {
+        const auto *change = reinterpret_cast<const xcb_visibility_notify_event_t *>(event);
+        if ((event->response_type & 0x7f) != XCB_VISIBILITY_NOTIFY || change->window != window)
+            return;
+        giveKeyboard(connection, window);
+        stopWaiting();
+    });
     QTimer::singleShot(mappingPatience, waiting, stopWaiting);
 }
 
-void bringForward(X11Connection &connection, xcb_window_t window) {
+void bringForward(X11Events &events, xcb_window_t window) {
+    auto &connection = events.connection();
     constexpr uint32_t onTop = XCB_STACK_MODE_ABOVE;
     const bool isSeen = X11Windows(connection).isSeen(window);
     if (!isSeen)
-        giveKeyboardOnceItIsSeen(connection, window);
+        giveKeyboardOnceItIsSeen(events, window);
     xcb_map_window(connection.xcb(), window);
     xcb_configure_window(connection.xcb(), window, XCB_CONFIG_WINDOW_STACK_MODE, &onTop);
     if (isSeen)
@@ -89,9 +90,10 @@ void bringForward(X11Connection &connection, xcb_window_t window) {
 /// Waits for a window to come to the front, tells whether it did, and goes.
 class Arrival : public QObject {
 public:
-    Arrival(X11Connection &connection, xcb_window_t window, RunningApplication::Outcome outcome)
-        : QObject(&connection), m_connection(connection), m_window(window), m_outcome(std::move(outcome)) {
-        connect(&connection, &X11Connection::eventReceived, this, &Arrival::look);
+    Arrival(X11Events &events, xcb_window_t window, RunningApplication::Outcome outcome)
+        : QObject(&events), m_connection(events.connection()), m_window(window),
+          m_outcome(std::move(outcome)) {
+        connect(&events, &X11Events::received, this, &Arrival::look);
         QTimer::singleShot(0, this, &Arrival::look); // it may be there already
         QTimer::singleShot(mappingPatience, this, [this] { tell(false); });
     }
@@ -117,8 +119,8 @@ private:
 
 } // namespace
 
-X11RunningApplication::X11RunningApplication(X11Connection &connection, xcb_window_t window)
-    : m_connection(&connection), m_window(window), m_program(programOf(X11Windows(connection), window)) {
+X11RunningApplication::X11RunningApplication(X11Events &events, xcb_window_t window)
+    : m_events(&events), m_window(window), m_program(programOf(X11Windows(events.connection()), window)) {
     const bool isOwn = m_program.processId == static_cast<quint32>(::getpid());
     m_identifier = isOwn ? X11Workspace::ownIdentifier() : m_program.windowClass;
     watchForItsEnd();
@@ -127,30 +129,31 @@ X11RunningApplication::X11RunningApplication(X11Connection &connection, xcb_wind
 /// The window's number may be another's afterwards, which says the same of its program if that runs in a
 /// sandbox of the same kind.
 void X11RunningApplication::watchForItsEnd() {
-    if (m_window == m_connection->root())
+    if (m_window == m_events->connection().root())
         return;
-    QObject::connect(m_connection, &X11Connection::eventReceived, &m_watch, [this](const auto *event) {
+    QObject::connect(m_events, &X11Events::received, &m_watch, [this](const auto *event) {
         const auto *end = reinterpret_cast<const xcb_destroy_notify_event_t *>(event);
         if ((event->response_type & 0x7f) == XCB_DESTROY_NOTIFY && end->window == m_window)
             m_isDestroyed = true;
     });
-    selectEvents(*m_connection, m_window);
+    selectEvents(m_events->connection(), m_window);
 }
 
 void X11RunningApplication::activate(Outcome outcome) {
-    const auto window = m_connection ? presentWindow() : std::nullopt;
+    const auto window = m_events ? presentWindow() : std::nullopt;
     if (!window) {
         if (outcome)
             outcome(false);
         return;
     }
-    if (X11Windows(*m_connection).isActiveWindowManaged())
-        askWindowManager(*m_connection, *window);
+    auto &connection = m_events->connection();
+    if (X11Windows(connection).isActiveWindowManaged())
+        askWindowManager(connection, *window);
     else
-        bringForward(*m_connection, *window);
-    m_connection->flush();
+        bringForward(*m_events, *window);
+    connection.flush();
     if (outcome)
-        new Arrival(*m_connection, *window, std::move(outcome));
+        new Arrival(*m_events, *window, std::move(outcome));
 }
 
 X11RunningApplication::Program X11RunningApplication::programOf(const X11Windows &windows,
@@ -167,7 +170,7 @@ bool X11RunningApplication::isStillOurs(const Program &program) const {
 }
 
 std::optional<xcb_window_t> X11RunningApplication::presentWindow() const {
-    const X11Windows windows(*m_connection);
+    const X11Windows windows(m_events->connection());
     if (!m_isDestroyed && windows.isPresent(m_window) && isStillOurs(programOf(windows, m_window)))
         return m_window;
     if (!m_program.windowClass)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Workspace.h"
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Events.h"
 
 #include <QPointer>
 
@@ -12,7 +12,7 @@ class X11Windows;
 /// The program behind a top-level window, remembered as it was when the window was seen.
 class X11RunningApplication final : public RunningApplication {
 public:
-    X11RunningApplication(X11Connection &connection, xcb_window_t window);
+    X11RunningApplication(X11Events &events, xcb_window_t window);
 
     /// The window's class; this program's own identifier for any window of this process.
     std::optional<QString> bundleIdentifier() const override { return m_identifier; }
@@ -38,7 +38,7 @@ private:
     bool isStillOurs(const Program &program) const;
     std::optional<xcb_window_t> presentWindow() const;
 
-    QPointer<X11Connection> m_connection;
+    QPointer<X11Events> m_events;
     xcb_window_t m_window;
     Program m_program;
     std::optional<QString> m_identifier;

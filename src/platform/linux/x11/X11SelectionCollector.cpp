@@ -167,7 +167,7 @@ xcb_atom_t X11SelectionCollector::atom(const QByteArray &name) {
 
 /// Another owner, perhaps ourselves, would answer with what it has.
 bool X11SelectionCollector::isStillAsked(const Inquiry &inquiry) {
-    return m_connection.ownerOf(atom(inquiry.selection)) == inquiry.owner;
+    return m_connection.ownerOf(atom(inquiry.selection), serverDeadline()) == inquiry.owner;
 }
 
 std::vector<xcb_atom_t> X11SelectionCollector::plainAtoms() {
@@ -180,11 +180,11 @@ void X11SelectionCollector::ask(Inquiry &inquiry, const std::vector<xcb_atom_t> 
         if (std::ranges::find(inquiry.conversions, target, &Conversion::target) != inquiry.conversions.end())
             continue;
         const auto window = m_connection.createWindow();
-        xcb_convert_selection(m_connection, window, atom(inquiry.selection), target,
+        xcb_convert_selection(m_connection.xcb(), window, atom(inquiry.selection), target,
                               atom("QUILLORA_SELECTION"), inquiry.time);
         inquiry.conversions.push_back({.window = window, .target = target, .data = {}});
     }
-    xcb_flush(m_connection);
+    m_connection.flush(serverDeadline());
 }
 
 void X11SelectionCollector::takeAnswer(Inquiry &inquiry, Conversion &conversion, xcb_atom_t property) {
@@ -219,12 +219,12 @@ void X11SelectionCollector::takePiece(Inquiry &inquiry, Conversion &conversion) 
 }
 
 /// Taking a property away is what asks the owner for the next piece.
-X11SelectionConnection::Reply<xcb_get_property_reply_t>
-X11SelectionCollector::takeProperty(const Conversion &conversion) {
-    return m_connection.reply<xcb_get_property_reply_t>(
-        xcb_get_property(m_connection, 1, conversion.window, atom("QUILLORA_SELECTION"),
-                         XCB_GET_PROPERTY_TYPE_ANY, 0, wholeProperty),
-        serverDeadline());
+X11Reply<xcb_get_property_reply_t> X11SelectionCollector::takeProperty(const Conversion &conversion) {
+    return m_connection.reply(xcb_get_property_reply,
+                              xcb_get_property(m_connection.xcb(), 1, conversion.window,
+                                               atom("QUILLORA_SELECTION"), XCB_GET_PROPERTY_TYPE_ANY, 0,
+                                               wholeProperty),
+                              serverDeadline());
 }
 
 void X11SelectionCollector::append(Inquiry &inquiry, Conversion &conversion,
@@ -303,8 +303,8 @@ void X11SelectionCollector::endSettled() {
 
 void X11SelectionCollector::destroyWindows(const Inquiry &inquiry) {
     for (const auto &conversion : inquiry.conversions)
-        xcb_destroy_window(m_connection, conversion.window);
-    xcb_flush(m_connection);
+        xcb_destroy_window(m_connection.xcb(), conversion.window);
+    m_connection.flush(serverDeadline());
 }
 
 } // namespace quillora::platform

@@ -1,12 +1,16 @@
 #pragma once
 
 #include "platform/linux/x11/X11Collection.h"
-#include "platform/linux/x11/X11SelectionConnection.h"
+#include "platform/linux/x11/X11Connection.h"
 
 #include <chrono>
 #include <list>
 
 namespace quillora::platform {
+
+/// What the thread of the selections waits for the server. Longer than anybody waits for that thread, or
+/// giving up would look like an answer.
+inline QDeadlineTimer serverDeadline() { return QDeadlineTimer(std::chrono::milliseconds(750)); }
 
 /// Asks owners of selections for what they hold, and takes it in as it comes.
 ///
@@ -19,7 +23,7 @@ public:
     using Collection = std::shared_ptr<X11Collection>;
 
     /// What has not come whole after `patience` is left out.
-    X11SelectionCollector(X11SelectionConnection &connection, std::chrono::milliseconds patience)
+    X11SelectionCollector(X11Connection &connection, std::chrono::milliseconds patience)
         : m_connection(connection), m_patience(patience) {}
 
     /// Asks the owner what it has, and for all of that once it has said so.
@@ -82,14 +86,14 @@ private:
     void askForAll(Inquiry &inquiry);
     void takeAnswer(Inquiry &inquiry, Conversion &conversion, xcb_atom_t property);
     void takePiece(Inquiry &inquiry, Conversion &conversion);
-    X11SelectionConnection::Reply<xcb_get_property_reply_t> takeProperty(const Conversion &conversion);
+    X11Reply<xcb_get_property_reply_t> takeProperty(const Conversion &conversion);
     void append(Inquiry &inquiry, Conversion &conversion, const xcb_get_property_reply_t &value);
     void settle(Inquiry &inquiry, Conversion &conversion, Progress outcome);
     void publish(const Inquiry &inquiry) const;
     void endSettled();
     void destroyWindows(const Inquiry &inquiry);
 
-    X11SelectionConnection &m_connection;
+    X11Connection &m_connection;
     const std::chrono::milliseconds m_patience;
     std::list<Inquiry> m_inquiries;
 };

@@ -25,7 +25,6 @@ X11SelectionServer::X11SelectionServer(const QByteArray &displayName, Patience p
     if (!isAlive())
         return;
     m_window = m_connection.createWindow();
-    xcb_prefetch_extension_data(m_connection, &xcb_xfixes_id);
     // In the order of Atom.
     const auto atoms =
         m_connection.atoms({"TARGETS", "TIMESTAMP", "MULTIPLE", "SAVE_TARGETS", "INCR", "ATOM_PAIR", "NULL",
@@ -34,15 +33,15 @@ X11SelectionServer::X11SelectionServer(const QByteArray &displayName, Patience p
     if (!atoms)
         return;
     m_atoms = *atoms;
-    // It was asked for before them, so that nothing is waited for here.
-    const auto *xfixes = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
-    if (!xfixes || !xfixes->present)
+    const auto *xfixes = m_connection.extension(xcb_xfixes_id, serverDeadline());
+    if (!xfixes)
         return;
     m_ownerChangeEvent = xfixes->first_event + XCB_XFIXES_SELECTION_NOTIFY;
     // The extension answers nothing to whoever has not named a version.
     xcb_discard_reply(
-        m_connection,
-        xcb_xfixes_query_version(m_connection, XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION).sequence);
+        m_connection.xcb(),
+        xcb_xfixes_query_version(m_connection.xcb(), XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION)
+            .sequence);
 }
 
 bool X11SelectionServer::own(const QByteArray &selection, Collection contents) {
@@ -60,7 +59,7 @@ bool X11SelectionServer::own(const QByteArray &selection, Collection contents) {
     const auto selectionAtom = atoms->front();
     m_heirs.erase(selectionAtom);
     m_holdings[selectionAtom] = {std::move(contents), *time};
-    xcb_set_selection_owner(m_connection, m_window, selectionAtom, *time);
+    xcb_set_selection_owner(m_connection.xcb(), m_window, selectionAtom, *time);
     return held(selection) != nullptr;
 }
 
@@ -104,7 +103,7 @@ void X11SelectionServer::noteHeir(const xcb_generic_event_t &event) {
 
 void X11SelectionServer::watch(xcb_atom_t selection, uint32_t eventMask) {
     if (m_ownerChangeEvent)
-        xcb_xfixes_select_selection_input(m_connection, m_window, selection, eventMask);
+        xcb_xfixes_select_selection_input(m_connection.xcb(), m_window, selection, eventMask);
 }
 
 X11SelectionServer::Collection X11SelectionServer::collect(const QByteArray &selection) {
@@ -138,14 +137,15 @@ void X11SelectionServer::clear(const QByteArray &selection) {
         return;
     m_holdings.erase(atoms->front());
     // A manager would fill a clipboard that nobody owns, with the very text that is to go.
-    if (atoms->front() == atom(clipboard) && m_connection.ownerOf(atom(clipboardManager)) != XCB_NONE) {
+    if (atoms->front() == atom(clipboard) &&
+        m_connection.ownerOf(atom(clipboardManager), serverDeadline()) != XCB_NONE) {
         own(selection, std::make_shared<X11Collection>(X11SelectionContents()));
         return;
     }
     if (const auto time = serverTime())
-        xcb_set_selection_owner(m_connection, XCB_NONE, atoms->front(), *time);
+        xcb_set_selection_owner(m_connection.xcb(), XCB_NONE, atoms->front(), *time);
     // The answer says that the server has done it: another program that asks now must not find the old owner.
-    m_connection.ownerOf(atoms->front());
+    m_connection.ownerOf(atoms->front(), serverDeadline());
 }
 
 X11SelectionServer::Collection X11SelectionServer::held(const QByteArray &selection) {
@@ -153,7 +153,7 @@ X11SelectionServer::Collection X11SelectionServer::held(const QByteArray &select
     if (!atoms || !m_holdings.contains(atoms->front()))
         return {};
     // The server knows it before the event that tells us arrives.
-    if (m_connection.ownerOf(atoms->front()) != m_window)
+    if (m_connection.ownerOf(atoms->front(), serverDeadline()) != m_window)
         return {};
     const auto found = m_holdings.find(atoms->front());
     return found != m_holdings.end() ? found->second.contents : nullptr;
@@ -164,7 +164,7 @@ bool X11SelectionServer::handOver(std::chrono::milliseconds limit) {
     const auto contents = held("CLIPBOARD");
     if (!contents || contents->contents().values.empty())
         return false;
-    if (m_connection.ownerOf(atom(clipboardManager)) == XCB_NONE)
+    if (m_connection.ownerOf(atom(clipboardManager), serverDeadline()) == XCB_NONE)
         return false;
 
     const auto time = serverTime();
@@ -173,8 +173,8 @@ bool X11SelectionServer::handOver(std::chrono::milliseconds limit) {
 
     // Without a list of targets the manager takes all.
     m_handOverAnswer.reset();
-    xcb_delete_property(m_connection, m_window, atom(handOverProperty));
-    xcb_convert_selection(m_connection, m_window, atom(clipboardManager), atom(saveTargets),
+    xcb_delete_property(m_connection.xcb(), m_window, atom(handOverProperty));
+    xcb_convert_selection(m_connection.xcb(), m_window, atom(clipboardManager), atom(saveTargets),
                           atom(handOverProperty), *time);
     while (!m_handOverAnswer) {
         const auto event = m_connection.nextEvent(deadline);
@@ -192,7 +192,7 @@ bool X11SelectionServer::serveNext() {
     dropTransfers([](const Transfer &transfer) { return transfer.patience.hasExpired(); });
     m_collector.dropExpired();
     clearWhatStaysEmpty();
-    xcb_flush(m_connection);
+    m_connection.flush(serverDeadline());
     return event != nullptr;
 }
 
@@ -218,11 +218,15 @@ QDeadlineTimer X11SelectionServer::nextExpiry() const {
 
 xcb_window_t X11SelectionServer::ownerOf(const QByteArray &selection) {
     const auto atoms = m_connection.atoms({selection}, serverDeadline());
-    return atoms ? m_connection.ownerOf(atoms->front()) : XCB_NONE;
+    return atoms ? m_connection.ownerOf(atoms->front(), serverDeadline()) : XCB_NONE;
 }
 
 std::optional<xcb_timestamp_t> X11SelectionServer::serverTime() {
-    return m_connection.serverTime(m_window, serverDeadline(), [this](const auto &event) { handle(event); });
+    const auto time = m_connection.serverTime(serverDeadline());
+    // What had come before it comes first.
+    while (const auto event = m_connection.keptEvent())
+        handle(*event);
+    return time;
 }
 
 void X11SelectionServer::handle(const xcb_generic_event_t &event) {
@@ -289,9 +293,9 @@ void X11SelectionServer::handleRequest(const xcb_selection_request_event_t &requ
     notify.selection = request.selection;
     notify.target = request.target;
     notify.property = isAnswered ? property : XCB_NONE;
-    xcb_send_event(m_connection, 0, request.requestor, XCB_EVENT_MASK_NO_EVENT,
+    xcb_send_event(m_connection.xcb(), 0, request.requestor, XCB_EVENT_MASK_NO_EVENT,
                    reinterpret_cast<const char *>(&notify));
-    xcb_flush(m_connection);
+    m_connection.flush(serverDeadline());
 }
 
 bool X11SelectionServer::isOurs(const xcb_selection_request_event_t &request) const {
@@ -304,7 +308,7 @@ bool X11SelectionServer::isOurs(const xcb_selection_request_event_t &request) co
 bool X11SelectionServer::convert(const Holding &holding, xcb_window_t requestor, xcb_atom_t target,
                                  xcb_atom_t property) {
     const auto answer = [&](xcb_atom_t type, const std::vector<uint32_t> &units) {
-        xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, type, 32,
+        xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property, type, 32,
                             static_cast<uint32_t>(units.size()), units.data());
         return true;
     };
@@ -327,8 +331,9 @@ bool X11SelectionServer::convert(const Holding &holding, xcb_window_t requestor,
 
 bool X11SelectionServer::convertMultiple(const Holding &holding, xcb_window_t requestor,
                                          xcb_atom_t property) {
-    const auto list = m_connection.reply<xcb_get_property_reply_t>(
-        xcb_get_property(m_connection, 0, requestor, property, XCB_GET_PROPERTY_TYPE_ANY, 0, pieceSize),
+    const auto list = m_connection.reply(
+        xcb_get_property_reply,
+        xcb_get_property(m_connection.xcb(), 0, requestor, property, XCB_GET_PROPERTY_TYPE_ANY, 0, pieceSize),
         serverDeadline());
     if (!list || list->format != 32)
         return false;
@@ -339,7 +344,7 @@ bool X11SelectionServer::convertMultiple(const Holding &holding, xcb_window_t re
         if (isNested || pairs[i + 1] == XCB_NONE || !convert(holding, requestor, pairs[i], pairs[i + 1]))
             pairs[i + 1] = XCB_NONE;
     }
-    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, atom(atomPair), 32,
+    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property, atom(atomPair), 32,
                         static_cast<uint32_t>(pairs.size()), pairs.data());
     return true;
 }
@@ -357,7 +362,7 @@ bool X11SelectionServer::send(const X11SelectionContents::Value &value, xcb_wind
                        .patience = QDeadlineTimer(m_patience)});
         return true;
     }
-    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, type->front(),
+    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property, type->front(),
                         static_cast<uint8_t>(value.type.format),
                         unitsIn(value.data.size(), value.type.format), value.data.constData());
     return true;
@@ -370,7 +375,7 @@ void X11SelectionServer::startTransfer(Transfer transfer) {
     selectRequestorEvents(transfer.requestor,
                           XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
     const auto size = static_cast<uint32_t>(transfer.value.data.size());
-    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, transfer.requestor, transfer.property,
+    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, transfer.requestor, transfer.property,
                         atom(incr), 32, 1, &size);
     m_transfers.push_back(std::move(transfer));
 }
@@ -385,7 +390,7 @@ void X11SelectionServer::sendNextPiece(xcb_window_t requestor, xcb_atom_t proper
     const auto &[type, data] = transfer.value;
     const auto left = unitsIn(data.size() - transfer.sent, type.format);
     const auto units = std::min(left, unitsIn(pieceSize, type.format));
-    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, transfer.type,
+    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property, transfer.type,
                         static_cast<uint8_t>(type.format), units, data.constData() + transfer.sent);
     transfer.sent += static_cast<qsizetype>(units) * (type.format / 8);
     transfer.patience = QDeadlineTimer(m_patience);
@@ -395,7 +400,7 @@ void X11SelectionServer::sendNextPiece(xcb_window_t requestor, xcb_atom_t proper
             return other.requestor == requestor && other.property == property;
         });
     }
-    xcb_flush(m_connection);
+    m_connection.flush(serverDeadline());
 }
 
 void X11SelectionServer::dropTransfers(const std::function<bool(const Transfer &)> &isMeant) {
@@ -412,7 +417,7 @@ void X11SelectionServer::dropTransfers(const std::function<bool(const Transfer &
 }
 
 void X11SelectionServer::selectRequestorEvents(xcb_window_t requestor, uint32_t mask) {
-    xcb_change_window_attributes(m_connection, requestor, XCB_CW_EVENT_MASK, &mask);
+    xcb_change_window_attributes(m_connection.xcb(), requestor, XCB_CW_EVENT_MASK, &mask);
 }
 
 } // namespace quillora::platform

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/linux/x11/X11Collection.h"
+#include "platform/linux/x11/X11Connection.h"
 #include "platform/linux/x11/X11SelectionCollector.h"
-#include "platform/linux/x11/X11SelectionConnection.h"
 
 #include <chrono>
 #include <map>
@@ -27,7 +27,7 @@ public:
 
     X11SelectionServer(const QByteArray &displayName, Patience patience);
 
-    bool isAlive() const { return m_connection.isAlive(); }
+    bool isAlive() const { return m_connection.isUsable(); }
     int fileDescriptor() const { return m_connection.fileDescriptor(); }
 
     /// Takes the selection and offers these contents, with what is still to come of them. False if the server
@@ -120,7 +120,7 @@ private:
     void forget(const xcb_selection_clear_event_t &loss);
     void clearWhatStaysEmpty();
 
-    X11SelectionConnection m_connection;
+    X11Connection m_connection;
     X11SelectionCollector m_collector;
     const std::chrono::milliseconds m_patience;
     xcb_window_t m_window = XCB_NONE;

@@ -3,7 +3,7 @@
 namespace quillora::platform {
 
 X11Session::X11Session(const std::function<void()> &lost) {
-    QObject::connect(&m_connection, &X11Connection::lost, &m_connection, lost);
+    QObject::connect(&m_events, &X11Events::lost, &m_events, lost);
 }
 
 /// A hotkey that is down has the whole keyboard, and a clipboard manager may take its time.

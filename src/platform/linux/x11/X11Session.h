@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/linux/DesktopSession.h"
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Events.h"
 #include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11OwnWindows.h"
@@ -29,11 +29,12 @@ public:
 
 private:
     X11Connection m_connection;
-    X11Workspace m_workspace{m_connection};
+    X11Events m_events{m_connection};
+    X11Workspace m_workspace{m_events};
     X11OwnWindows m_ownWindows;
     X11Pasteboard m_pasteboard;
-    X11HotKeys m_hotKeys{m_connection};
-    X11Keystrokes m_keystrokes{m_connection, m_hotKeys, [this] { m_pasteboard.lendToPrimary(); }};
+    X11HotKeys m_hotKeys{m_events};
+    X11Keystrokes m_keystrokes{m_events, m_hotKeys, [this] { m_pasteboard.lendToPrimary(); }};
 };
 
 } // namespace quillora::platform

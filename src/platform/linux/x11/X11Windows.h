@@ -2,6 +2,7 @@
 
 #include "platform/linux/x11/X11Connection.h"
 
+#include <QList>
 #include <QString>
 
 #include <optional>

@@ -7,9 +7,9 @@
 
 namespace quillora::platform {
 
-X11Workspace::X11Workspace(X11Connection &connection) : m_connection(connection) {
-    connect(&connection, &X11Connection::eventReceived, this, &X11Workspace::handle);
-    connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
+X11Workspace::X11Workspace(X11Events &events) : m_events(events), m_connection(events.connection()) {
+    connect(&events, &X11Events::received, this, &X11Workspace::handle);
+    events.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
 }
 
 QString X11Workspace::ownIdentifier() { return u"Quillora"_qs; }
@@ -18,7 +18,7 @@ RunningApplicationHandle X11Workspace::frontmostApplication() const {
     const auto window = X11Windows(m_connection).active();
     if (!window)
         return {};
-    return std::make_shared<X11RunningApplication>(m_connection, *window);
+    return std::make_shared<X11RunningApplication>(m_events, *window);
 }
 
 Workspace::ObserverToken X11Workspace::addActivationObserver(ActivationObserver observer) {
@@ -41,7 +41,7 @@ void X11Workspace::reportActivation() {
     const auto window = X11Windows(m_connection).active();
     if (std::exchange(m_reportedWindow, window) == window || !window)
         return;
-    const auto application = std::make_shared<X11RunningApplication>(m_connection, *window);
+    const auto application = std::make_shared<X11RunningApplication>(m_events, *window);
     const auto observers = m_observers; // an observer may add or remove some
     for (const auto &[token, observer] : observers) {
         if (m_observers.contains(token))

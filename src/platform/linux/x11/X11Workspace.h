@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Workspace.h"
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Events.h"
 
 #include <map>
 
@@ -13,8 +13,8 @@ namespace quillora::platform {
 /// without one, the frontmost application is still told from the keyboard focus.
 class X11Workspace final : public QObject, public Workspace {
 public:
-    /// `connection` must outlive this object, but not the application handles.
-    explicit X11Workspace(X11Connection &connection);
+    /// `events` must outlive this object, but not the application handles.
+    explicit X11Workspace(X11Events &events);
 
     /// The class that this program's own windows bear.
     static QString ownIdentifier();
@@ -29,6 +29,7 @@ private:
     void handle(const xcb_generic_event_t *event);
     void reportActivation();
 
+    X11Events &m_events;
     X11Connection &m_connection;
     std::map<ObserverToken, ActivationObserver> m_observers;
     ObserverToken m_lastToken = 0;
