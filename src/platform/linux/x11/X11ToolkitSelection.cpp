@@ -1,5 +1,7 @@
 #include "platform/linux/x11/X11ToolkitSelection.h"
 
+#include "platform/linux/x11/X11ToolkitConnection.h"
+
 #include <QGuiApplication>
 #include <QMimeData>
 
@@ -8,10 +10,10 @@ namespace quillora::platform {
 namespace {
 
 bool isToolkitWindow(xcb_window_t window) {
-    const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (!x11 || window == XCB_NONE)
+    auto *connection = toolkitConnection();
+    if (!connection || window == XCB_NONE)
         return false;
-    const auto *setup = xcb_get_setup(x11->connection());
+    const auto *setup = xcb_get_setup(connection);
     return (window & ~setup->resource_id_mask) == setup->resource_id_base;
 }
 
