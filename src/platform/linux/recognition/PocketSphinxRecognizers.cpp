@@ -42,13 +42,13 @@ bool PocketSphinxRecognizers::isModelLoaded() const {
 void PocketSphinxRecognizers::loadChangedData() {
     const auto found = PocketSphinxData::findAll(m_folders);
     std::vector<std::vector<PocketSphinxData::FileState>> files;
-    std::vector<RecognizerModel> models;
-    for (const auto &data : found) {
+    for (const auto &data : found)
         files.push_back(data.fingerprint());
-        models.push_back(data.model());
-    }
-    if (models.empty() || std::exchange(m_loadedFrom, files) == files)
+    if (found.empty() || std::exchange(m_loadedFrom, files) == files)
         return;
+    std::vector<RecognizerModel> models;
+    for (const auto &data : found)
+        models.push_back(data.model());
     if (!m_client)
         m_client = std::make_shared<RecognizerClient>(m_program);
     m_client->load(std::move(models));
