@@ -28,6 +28,7 @@ private Q_SLOTS:
     void aFileThatCannotBeKeptAsideIsLeftAlone();
     void eachFailureIsTold_data();
     void eachFailureIsTold();
+    void anObserverThatComesLaterIsToldToo();
     void whereNothingCanBeWrittenValuesStayInEffect();
     void twoProcessesKeepEachOthersKeys();
     void whatIsTypedIntoTheFileStaysAsItIs_data();
@@ -167,6 +168,17 @@ void SettingsUserDefaultsTest::eachFailureIsTold() {
     defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
     QTRY_COMPARE(told.size(), 1u);
     QCOMPARE(told.front(), failure);
+}
+
+void SettingsUserDefaultsTest::anObserverThatComesLaterIsToldToo() {
+    write("rubbish\n");
+    SettingsUserDefaults defaults(path());
+    for (int observer = 1; observer <= 2; ++observer) {
+        std::vector<UserDefaultsFailure> told;
+        defaults.setFailureObserver([&](UserDefaultsFailure failure) { told.push_back(failure); });
+        QTRY_COMPARE(told, std::vector{UserDefaultsFailure::setAside});
+        defaults.setFailureObserver({});
+    }
 }
 
 void SettingsUserDefaultsTest::whereNothingCanBeWrittenValuesStayInEffect() {
