@@ -17,3 +17,9 @@
 #include <memory>
 #include <optional>
 #include <vector>
+
+// What is waited for comes at once, but not on a machine that stalls: the library's own 5 s were too few.
+#undef QTRY_VERIFY
+#undef QTRY_COMPARE
+#define QTRY_VERIFY(expression) QTRY_VERIFY_WITH_TIMEOUT((expression), 30000)
+#define QTRY_COMPARE(expression, expected) QTRY_COMPARE_WITH_TIMEOUT((expression), expected, 30000)

@@ -70,8 +70,8 @@ private Q_SLOTS:
             m_keyboard.press(key);
         m_textForPrimary = text;
         paste();
-        const bool wasRead = ChildProcess::waitUntil(
-            [&] { return m_clipboard.readCount() + m_primary.readCount() > 0; }, 3000);
+        const bool wasRead =
+            ChildProcess::waitUntil([&] { return m_clipboard.readCount() + m_primary.readCount() > 0; });
         m_keyboard.releaseAll();
         if (held.isCapsLockOn)
             m_keyboard.tap(TestKeyboard::capsLock);
@@ -79,7 +79,7 @@ private Q_SLOTS:
 
         m_pasted += text;
         save(target, layout);
-        const bool arrived = ChildProcess::waitUntil([this] { return content().endsWith(m_pasted); }, 3000);
+        const bool arrived = ChildProcess::waitUntil([this] { return content().endsWith(m_pasted); });
         if (!arrived)
             std::exchange(m_pasted, {}); // the rows that follow can still be judged on their own
         QVERIFY2(arrived, content().right(40).constData());
