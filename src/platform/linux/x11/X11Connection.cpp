@@ -8,7 +8,6 @@
 namespace quillora::platform {
 
 namespace {
-constexpr uint8_t eventTypeMask = 0x7f; // the top bit only says that another client sent the event
 constexpr std::chrono::seconds fullPatience(5);
 } // namespace
 
@@ -120,7 +119,9 @@ bool X11Connection::flush(const QDeadlineTimer &deadline) {
     return isRoom;
 }
 
-bool X11Connection::sync() { return reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb)) != nullptr; }
+bool X11Connection::sync(const QDeadlineTimer &deadline) {
+    return reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb), deadline) != nullptr;
+}
 
 std::optional<xcb_timestamp_t> X11Connection::serverTime(const QDeadlineTimer &deadline) {
     // Appending nothing changes nothing, yet it is announced, with the time.
@@ -128,10 +129,10 @@ std::optional<xcb_timestamp_t> X11Connection::serverTime(const QDeadlineTimer &d
                                             XCB_ATOM_STRING, 8, 0, nullptr);
     // The server sends the event before it answers the request that follows, so there is nothing to wait for
     // after the answer.
-    reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb), deadline);
+    sync(deadline);
     while (Event event{xcb_poll_for_queued_event(m_xcb)}) {
         // By its number: that of an earlier change may come late.
-        if ((event->response_type & eventTypeMask) == XCB_PROPERTY_NOTIFY &&
+        if (typeOf(*event) == XCB_PROPERTY_NOTIFY &&
             event->sequence == static_cast<uint16_t>(change.sequence))
             return as<xcb_property_notify_event_t>(*event).time;
         m_setAside.push_back(std::move(event));
@@ -144,7 +145,7 @@ const xcb_query_extension_reply_t *X11Connection::extension(xcb_extension_t &ext
     // XCB itself waits without end for an answer that is not there.
     if (!m_knownExtensions.contains(&extension)) {
         xcb_prefetch_extension_data(m_xcb, &extension);
-        if (!reply(xcb_get_input_focus_reply, xcb_get_input_focus(m_xcb), deadline))
+        if (!sync(deadline))
             return nullptr;
         m_knownExtensions.insert(&extension);
     }

@@ -23,6 +23,9 @@ const T &as(const xcb_generic_event_t &event) {
     return reinterpret_cast<const T &>(event);
 }
 
+/// Its type; the bit on top only says that another program sent it.
+inline unsigned typeOf(const xcb_generic_event_t &event) { return event.response_type & 0x7fu; }
+
 /// A connection to the X server, apart from the toolkit's. Belongs to one thread.
 ///
 /// Other programs' windows may vanish at any moment, so a failed request is an ordinary outcome: it gives no
@@ -91,7 +94,8 @@ public:
     bool flush() { return flush(patience()); }
 
     /// Returns true once the server has done what has been requested so far.
-    bool sync();
+    bool sync(const QDeadlineTimer &deadline);
+    bool sync() { return sync(patience()); }
 
     /// The server's clock at this moment, for requests that must not look older than the user's last action.
     /// Nothing if the deadline passed.

@@ -178,11 +178,11 @@ void X11HotKeys::releaseActiveGrab() {
 }
 
 void X11HotKeys::handle(const xcb_generic_event_t *event) {
-    const unsigned type = event->response_type & 0x7fu;
+    const unsigned type = typeOf(*event);
     if (type == XCB_KEY_PRESS) {
-        handlePress(*reinterpret_cast<const xcb_key_press_event_t *>(event));
+        handlePress(as<xcb_key_press_event_t>(*event));
     } else if (type == XCB_KEY_RELEASE) {
-        handleRelease(reinterpret_cast<const xcb_key_release_event_t *>(event)->detail);
+        handleRelease(as<xcb_key_release_event_t>(*event).detail);
     } else if (type == XCB_MAPPING_NOTIFY || type == m_keymapEvent) {
         handleKeymapChange();
     }

@@ -66,8 +66,8 @@ void giveKeyboardOnceItIsSeen(X11Events &events, xcb_window_t window) {
     };
     selectEvents(connection, window, XCB_EVENT_MASK_VISIBILITY_CHANGE);
     QObject::connect(&events, &X11Events::received, waiting, [=, &connection](const auto *event) {
-        const auto *change = reinterpret_cast<const xcb_visibility_notify_event_t *>(event);
-        if ((event->response_type & 0x7f) != XCB_VISIBILITY_NOTIFY || change->window != window)
+        if (typeOf(*event) != XCB_VISIBILITY_NOTIFY ||
+            as<xcb_visibility_notify_event_t>(*event).window != window)
             return;
         giveKeyboard(connection, window);
         stopWaiting();
@@ -132,8 +132,7 @@ void X11RunningApplication::watchForItsEnd() {
     if (m_window == m_events->connection().root())
         return;
     QObject::connect(m_events, &X11Events::received, &m_watch, [this](const auto *event) {
-        const auto *end = reinterpret_cast<const xcb_destroy_notify_event_t *>(event);
-        if ((event->response_type & 0x7f) == XCB_DESTROY_NOTIFY && end->window == m_window)
+        if (typeOf(*event) == XCB_DESTROY_NOTIFY && as<xcb_destroy_notify_event_t>(*event).window == m_window)
             m_isDestroyed = true;
     });
     selectEvents(m_events->connection(), m_window);

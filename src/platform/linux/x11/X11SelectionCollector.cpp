@@ -116,7 +116,7 @@ void X11SelectionCollector::askForTheUsual(const Collection &collection) {
 }
 
 void X11SelectionCollector::handle(const xcb_generic_event_t &event) {
-    const auto type = event.response_type & 0x7f;
+    const auto type = typeOf(event);
     xcb_window_t window = XCB_NONE;
     if (type == XCB_SELECTION_NOTIFY)
         window = as<xcb_selection_notify_event_t>(event).requestor;

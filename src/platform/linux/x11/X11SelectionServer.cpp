@@ -90,7 +90,7 @@ bool X11SelectionServer::gives(const QByteArray &selection, const X11SelectionCo
 
 /// A program that synchronises clipboards may take over what we lend, and another may take it from that one.
 void X11SelectionServer::noteHeir(const xcb_generic_event_t &event) {
-    if ((event.response_type & 0x7fu) != m_ownerChangeEvent)
+    if (typeOf(event) != m_ownerChangeEvent)
         return;
     const auto &change = as<xcb_xfixes_selection_notify_event_t>(event);
     m_heirs.erase(change.selection);
@@ -232,10 +232,10 @@ std::optional<xcb_timestamp_t> X11SelectionServer::serverTime() {
 void X11SelectionServer::handle(const xcb_generic_event_t &event) {
     m_collector.handle(event);
     noteHeir(event);
-    switch (event.response_type & 0x7f) {
+    switch (typeOf(event)) {
     case 0: {
         // A requestor that was gone before we could listen for its end.
-        const auto &error = reinterpret_cast<const xcb_generic_error_t &>(event);
+        const auto &error = as<xcb_generic_error_t>(event);
         if (error.error_code == XCB_WINDOW)
             dropTransfers([&](const Transfer &transfer) { return transfer.requestor == error.resource_id; });
         break;

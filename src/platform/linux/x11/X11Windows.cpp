@@ -1,5 +1,7 @@
 #include "platform/linux/x11/X11Windows.h"
 
+#include <QList>
+
 #include <algorithm>
 #include <cstring>
 

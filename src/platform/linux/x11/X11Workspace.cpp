@@ -29,10 +29,10 @@ Workspace::ObserverToken X11Workspace::addActivationObserver(ActivationObserver 
 void X11Workspace::removeActivationObserver(ObserverToken token) { m_observers.erase(token); }
 
 void X11Workspace::handle(const xcb_generic_event_t *event) {
-    if ((event->response_type & 0x7f) != XCB_PROPERTY_NOTIFY)
+    if (typeOf(*event) != XCB_PROPERTY_NOTIFY)
         return;
-    const auto *change = reinterpret_cast<const xcb_property_notify_event_t *>(event);
-    if (change->window == m_connection.root() && change->atom == m_connection.atom("_NET_ACTIVE_WINDOW"))
+    const auto &change = as<xcb_property_notify_event_t>(*event);
+    if (change.window == m_connection.root() && change.atom == m_connection.atom("_NET_ACTIVE_WINDOW"))
         reportActivation();
 }
 
