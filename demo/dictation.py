@@ -129,7 +129,7 @@ class Person:
         wait_for("Quillora", lambda: self.desktop.is_on_the_bus("org.quillora.Quillora"))
         # A panel that was opened once can be read from then on.
         self.open_panel()
-        wait_for("the panel", lambda: self.status() == "Ready.")
+        self.wait_for_status("Ready.")
         self.close_panel()
 
     def status(self):
@@ -211,7 +211,7 @@ class Person:
         """As the panel's button does, if they do not run already."""
         if not self.translators():
             self.click("Prepare translation models")
-            wait_for("the prepared models", lambda: self.status() == "Translation models are ready.")
+            self.wait_for_status("Translation models are ready.")
 
     def translators(self):
         """The ids of the translator's processes."""

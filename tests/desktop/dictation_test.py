@@ -3,15 +3,12 @@
 argument; what follows is for unittest."""
 
 import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "demo"))
+from desktop_case import PROGRAM  # first: it finds the others
 
-from dictation import HOTKEY, Person, make_image, recordings, word_error_rate, write_settings  # noqa: E402
-from virtual_desktop import VirtualDesktop, wait_for  # noqa: E402
-
-PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else ""
+from dictation import Person, make_image, recordings, word_error_rate, write_settings
+from virtual_desktop import VirtualDesktop, wait_for
 
 
 class DictationTest(unittest.TestCase):
@@ -37,20 +34,16 @@ class TranslatedDictationTest(DictationTest):
         self.assertEqual(self.person.status(), "Inserted translation.")
 
     def test_interim_text_appears_while_the_key_is_held(self):
-        player = None
-        self.desktop.keys_down(*HOTKEY)
-        try:
+        with self.person.holding_the_hotkey():
             self.person.wait_for_status("Listening...")
             player = self.desktop.start(["paplay", "--device=microphone", recordings()[0].path])
             wait_for("interim text", lambda: len(self.person.transcript().split()) >= 2)
             self.assertIsNone(player.poll(), "the interim text came only after the sentence was over")
-        finally:
-            self.desktop.keys_up(*reversed(HOTKEY))
         self.person.wait_for_status("Inserted translation.")
 
     def test_a_tap_says_that_no_speech_was_recognized(self):
-        self.desktop.keys_down(*HOTKEY)
-        self.desktop.keys_up(*reversed(HOTKEY))
+        with self.person.holding_the_hotkey():
+            pass
         self.person.wait_for_status("No speech recognized.")
         self.assertEqual(self.person.editor_text(), "")
 

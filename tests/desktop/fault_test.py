@@ -417,7 +417,7 @@ class DisplayFaultTest(unittest.TestCase):
             os.kill(pid, signal.SIGSTOP)
         with self.person.holding_the_hotkey():
             self.person.say(self.clip)
-        wait_for("the translation", lambda: self.person.status() == "Translating locally...")
+        self.person.wait_for_status("Translating locally...")
         self.assert_the_program_ends_with_the_server()
 
 

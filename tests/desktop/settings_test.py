@@ -7,7 +7,6 @@ import unittest
 from panel_case import PanelCase  # first: it finds the others
 
 from dictation import stored_token
-from virtual_desktop import wait_for
 
 ENDPOINT = "http://127.0.0.1:9/v1/translate?a=1,2;b=%20"
 TOKEN = "a token, with blanks"
@@ -42,7 +41,7 @@ class SettingsTest(PanelCase):
     def assert_the_hotkey_is(self, *keys):
         self.person.focus_editor()
         self.desktop.keys_down(*keys)
-        wait_for("the recording", lambda: self.person.status() == "Listening...")
+        self.person.wait_for_status("Listening...")
         self.desktop.keys_up(*reversed(keys))
 
 

@@ -3,15 +3,13 @@
 programs that end. The path of the program is the first argument; what follows is for unittest."""
 
 import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "demo"))
+from desktop_case import PROGRAM  # first: it finds the others
 
-from dictation import Person, short_clip, write_settings  # noqa: E402
-from virtual_desktop import VirtualDesktop, wait_for  # noqa: E402
+from dictation import Person, short_clip, write_settings
+from virtual_desktop import VirtualDesktop, wait_for
 
-PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else ""
 COPIED = b"what the user had copied before"
 MARKED = b"what the user had marked before"
 
