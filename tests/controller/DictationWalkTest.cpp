@@ -4,11 +4,11 @@
 #include "fakes/FakePlatform.h"
 #include "translation/TranslationHostView.h"
 
-#include <QHash>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QSet>
 #include <QTest>
 
 #include <array>

@@ -29,7 +29,7 @@ std::optional<QString> after(const QString &prefix, const QString &line) {
 } // namespace
 
 QString StateTables::broken(const QStringList &happened, const AppController &controller,
-                            FakePlatform &platform, bool isSettled) {
+                            const FakePlatform &platform, bool isSettled) {
     for (qsizetype i = 0; i < happened.size(); ++i) {
         if (const QString rule = brokenBy(happened[i], happened.value(i + 1)); !rule.isNull())
             return u"%1 (%2)"_qs.arg(rule, happened[i]);
@@ -90,12 +90,15 @@ QString StateTables::brokenWay(State next) {
     return {};
 }
 
-QString StateTables::brokenAtRest(const AppController &controller, FakePlatform &platform, bool isSettled) {
+QString StateTables::brokenAtRest(const AppController &controller, const FakePlatform &platform,
+                                  bool isSettled) {
     const bool isStarting = !platform.permissions.speechRecognitionReplies.empty() ||
                             !platform.permissions.microphoneReplies.empty();
     if (isSettled && !isStarting && !controller.isRecording() && !controller.isProcessing())
         m_begun = 0;
-    const auto stored = [&platform](const QString &key) { return platform.defaults.values[key]; };
+    const auto stored = [&platform](const QString &key) {
+        return platform.defaults.string(key).value_or(QString());
+    };
     if (m_stopped)
         return u"a recording that has ended is processed in the same turn"_qs;
     if (!m_isOverlapped && (controller.isRecording() != (m_state == State::recording) ||

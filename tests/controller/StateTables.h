@@ -15,7 +15,7 @@ class StateTables {
 public:
     /// The first rule that is broken by what has happened since the last time, in words; null if none is.
     /// `isSettled` says that everything that was posted has run.
-    QString broken(const QStringList &happened, const AppController &controller, FakePlatform &platform,
+    QString broken(const QStringList &happened, const AppController &controller, const FakePlatform &platform,
                    bool isSettled);
 
 private:
@@ -23,7 +23,7 @@ private:
 
     QString brokenBy(const QString &line, const QString &next);
     QString brokenWay(State next);
-    QString brokenAtRest(const AppController &controller, FakePlatform &platform, bool isSettled);
+    QString brokenAtRest(const AppController &controller, const FakePlatform &platform, bool isSettled);
 
     State m_state = State::idle;
     bool m_stopped = false; ///< the recording has ended, and processing is still to begin
