@@ -113,17 +113,8 @@ void AppDelegate::makeMenu() {
 }
 
 void AppDelegate::makeStatusItem() {
-    const QPointer<AppDelegate> self(this);
-    platform::StatusItemListener listener;
-    listener.activated = [self] {
-        if (self)
-            self->togglePopover();
-    };
-    listener.hostChanged = [self] {
-        if (self)
-            self->followTray();
-    };
-    m_statusItem = Platform::current().tray().makeItem(listener);
+    m_statusItem = Platform::current().tray().makeItem(
+        {.activated = [this] { togglePopover(); }, .hostChanged = [this] { followTray(); }});
     m_statusItem->setMenu(m_menu.get());
 }
 
@@ -206,7 +197,8 @@ bool AppDelegate::popoverStaysOpen() const {
         return true;
     const auto &workspace = Platform::current().workspace();
     const auto frontmost = workspace.frontmostApplication();
-    return frontmost && frontmost->bundleIdentifier() == workspace.mainBundleIdentifier();
+    const auto identifier = frontmost ? frontmost->bundleIdentifier() : std::nullopt;
+    return identifier && identifier == workspace.mainBundleIdentifier();
 }
 
 void AppDelegate::followTray() {

@@ -180,13 +180,15 @@ bool Popover::isUnderSystemDialog() const {
 }
 
 void Popover::closeIfAbandoned() {
-    const bool sawSystemDialog = std::exchange(m_sawSystemDialog, isUnderSystemDialog());
-    if (!isVisible() || isAttended())
+    if (!isVisible() || isAttended()) {
+        m_sawSystemDialog = false;
         return;
+    }
+    const bool sawSystemDialog = std::exchange(m_sawSystemDialog, isUnderSystemDialog());
     const bool isHeldOpen = m_sawSystemDialog || QApplication::activePopupWidget() ||
                             QApplication::activeModalWidget() || (staysOpen && staysOpen());
     if (isHeldOpen)
-        awaitFocus();
+        awaitFocus(focusGracePeriod);
     else if (sawSystemDialog)
         awaitFocus(returnGracePeriod);
     else

@@ -232,7 +232,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(m_popover.get())); // so the toolkit says, and then nothing more
         m_platform->queue.advance(10s);
         QVERIFY(m_popover->isShown());
-        m_platform->workspaceFake.bringToFront(m_platform->workspaceFake.launch(u"Mousepad"_qs));
+        bringToFront(u"Mousepad"_qs);
         m_platform->queue.advance(200ms);
         QVERIFY(!m_popover->isShown());
     }

@@ -46,12 +46,13 @@ bool AutostartEntry::isEnabled() const {
 }
 
 void AutostartEntry::setEnabled(bool isEnabled) {
+    const QString path = this->path();
     if (!isEnabled) {
-        QFile::remove(path());
+        QFile::remove(path);
         return;
     }
-    QDir().mkpath(QFileInfo(path()).path());
-    QSaveFile file(path());
+    QDir().mkpath(QFileInfo(path).path());
+    QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return;
     file.write(text().toUtf8());

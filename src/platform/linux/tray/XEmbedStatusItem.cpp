@@ -1,7 +1,6 @@
 #include "platform/linux/tray/XEmbedStatusItem.h"
 
 #include <QCoreApplication>
-#include <QMenu>
 
 #include <utility>
 #include <xcb/xcb.h>
