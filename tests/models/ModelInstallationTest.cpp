@@ -116,6 +116,24 @@ private Q_SLOTS:
         QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
     }
 
+    void whatWasRefusedIsDownloadedAnew() {
+        const QByteArray archive = test::packed({{"m/model.onnx", "weights"}});
+        serveArchive(archive, sha256(archive));
+        m_served[u"/files/m.tar.bz2"_qs] = "something else";
+        QCOMPARE(install(), u"\"m.tar.bz2\" is not what its publisher describes: its checksum differs."_qs);
+        serveArchive(archive, sha256(archive));
+        QCOMPARE(install(), QString());
+        QCOMPARE(installedContents(u"m/model.onnx"_qs), "weights");
+    }
+
+    void whatWasRefusedOnceUnpackedIsDownloadedAnew() {
+        serveTranslation("other weights", sha256("weights"));
+        QCOMPARE(install(), u"\"model.bin\" is not what its publisher describes: its checksum differs."_qs);
+        serveTranslation("weights", sha256("weights"));
+        QCOMPARE(install(), QString());
+        QCOMPARE(installedContents(u"model.bin"_qs), "weights");
+    }
+
     void anIndexWithoutTheModelIsSaidSo() {
         serveArchive({}, sha256({}));
         m_served[u"/checksum.txt"_qs] = "other.tar.bz2\t" + sha256({});

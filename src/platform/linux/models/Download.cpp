@@ -68,6 +68,9 @@ std::optional<qint64> lengthOf(const QNetworkReply &reply) {
     return length.isValid() ? std::optional(length.toLongLong()) : std::nullopt;
 }
 
+/// What is known of the part at that path, so that it can be gone on with.
+QString noteOf(const QString &path) { return path + u".note"_qs; }
+
 ModelFault wrongLength(const QUrl &url, qint64 expected) {
     return ModelFault(
         u"What %1 sends is not %2 bytes long, as it should be."_qs.arg(url.host()).arg(expected));
@@ -100,9 +103,14 @@ void Download::start() {
         ask();
 }
 
+void Download::forget(const QString &path) {
+    QFile::remove(path);
+    QFile::remove(noteOf(path));
+}
+
 /// Takes up what came of the same address earlier, as far as it can be told from anything else.
 void Download::resumeEarlier() {
-    QFile note(notePath());
+    QFile note(noteOf(m_path));
     if (note.open(QIODevice::ReadOnly)) {
         const auto fields = QJsonDocument::fromJson(note.read(portion)).object();
         if (fields.value(u"address"_qs).toString() == m_file.address.toString()) {
@@ -124,7 +132,7 @@ void Download::startOver() {
     m_total = m_file.size;
     m_part.resize(0);
     m_part.seek(0);
-    QFile::remove(notePath());
+    QFile::remove(noteOf(m_path));
 }
 
 void Download::ask() {
@@ -270,7 +278,7 @@ void Download::complete() {
 
 /// Without it, what came is not gone on with.
 void Download::writeNote() {
-    QSaveFile note(notePath());
+    QSaveFile note(noteOf(m_path));
     if (!note.open(QIODevice::WriteOnly))
         return;
     note.write(QJsonDocument(QJsonObject{{u"address"_qs, m_file.address.toString()},

@@ -57,6 +57,9 @@ public:
 
     void start();
 
+    /// What came to that path was not what was wanted: the next download there begins anew.
+    static void forget(const QString &path);
+
     qint64 receivedBytes() const { return m_received; }
     std::optional<qint64> totalBytes() const { return m_total; }
 
@@ -64,7 +67,6 @@ public:
     static constexpr qint64 longestFile = qint64{8} << 30;
 
 private:
-    QString notePath() const { return m_path + QStringLiteral(".note"); }
     void resumeEarlier();
     void startOver();
     void ask();

@@ -26,10 +26,13 @@ constexpr std::chrono::milliseconds untilItIsFree{500};
 
 QString sizeText(qint64 bytes) { return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat); }
 
+/// Of a file that is, or comes out of, what was downloaded: another is not taken up by the next installation.
 void requireChecksum(const QString &path, const QByteArray &sha256, const QString &name,
-                     const IsUnwanted &isUnwanted) {
-    if (!sha256.isEmpty() && checksumOf(path, isUnwanted) != sha256)
-        throw ModelFault(u"\"%1\" is not what its publisher describes: its checksum differs."_qs.arg(name));
+                     const QString &downloaded, const IsUnwanted &isUnwanted) {
+    if (sha256.isEmpty() || checksumOf(path, isUnwanted) == sha256)
+        return;
+    Download::forget(downloaded);
+    throw ModelFault(u"\"%1\" is not what its publisher describes: its checksum differs."_qs.arg(name));
 }
 
 } // namespace
@@ -72,8 +75,7 @@ QString ModelInstallation::newFilesFolder() const {
 void ModelInstallation::fetchIndex() {
     const QString path =
         m_folders.partsFolder(m_entry.description.id, m_entry.description.version) + u"/index"_qs;
-    QFile::remove(path);
-    QFile::remove(path + u".note"_qs);
+    Download::forget(path);
     const auto ended = [this, path](const std::optional<ModelFault> &fault) {
         attempt([&] {
             if (fault)
@@ -123,12 +125,7 @@ void ModelInstallation::checkAndUnpack() {
     tell(ModelProgress::Step::checking);
     for (std::size_t number = 0; number < m_downloads.size(); ++number) {
         const ModelFile &file = m_files[static_cast<qsizetype>(number)];
-        try {
-            requireChecksum(partPath(number), file.sha256, file.name, m_isUnwanted);
-        } catch (const ModelFault &) {
-            QFile::remove(partPath(number)); // so that the next one does not go on with it
-            throw;
-        }
+        requireChecksum(partPath(number), file.sha256, file.name, partPath(number), m_isUnwanted);
     }
     qint64 needed = spaceToSpare;
     for (std::size_t number = 0; number < m_downloads.size(); ++number) {
@@ -152,7 +149,7 @@ void ModelInstallation::bring(const ModelFile &file, const QString &downloaded) 
         break;
     case ModelPacking::gzip:
         unpackGzip(downloaded, target, {}, m_isUnwanted);
-        requireChecksum(target, file.contentSha256, file.name, m_isUnwanted);
+        requireChecksum(target, file.contentSha256, file.name, downloaded, m_isUnwanted);
         break;
     case ModelPacking::none: {
         // A link, so that what was downloaded is still there should a later file fail.
