@@ -3,6 +3,7 @@
 #include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace quillora::platform {
 
@@ -26,6 +27,11 @@ QByteArray checksumOf(const QString &path, const IsUnwanted &isUnwanted) {
             return hash.result().toHex();
         hash.addData(QByteArrayView(portion.constData(), count));
     }
+}
+
+bool isSha256(const QByteArray &text) {
+    static const QRegularExpression hexadecimal(u"\\A[0-9A-Fa-f]{64}\\z"_qs);
+    return hexadecimal.match(QString::fromLatin1(text)).hasMatch();
 }
 
 } // namespace quillora::platform

@@ -11,4 +11,7 @@ namespace quillora::platform {
 /// ModelFault with the system's reason.
 QByteArray checksumOf(const QString &path, const IsUnwanted &isUnwanted);
 
+/// Whether that could be one, whatever the case of its digits.
+bool isSha256(const QByteArray &text);
+
 } // namespace quillora::platform

@@ -6,7 +6,6 @@
 #include "platform/linux/models/SyncedFile.h"
 
 #include <QDateTime>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QNetworkReply>
 #include <QPointer>
@@ -22,6 +21,7 @@ namespace {
 
 constexpr qint64 portion = qint64{1} << 20;
 constexpr int mostRedirects = 5;
+constexpr qint64 longestFile = qint64{8} << 30; ///< where nobody tells its size
 
 int statusOf(const QNetworkReply &reply) {
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
@@ -90,10 +90,7 @@ Download::~Download() {
 
 void Download::start() {
     if (!m_part.open(QIODevice::ReadWrite | QIODevice::Unbuffered)) {
-        m_ground.queue.async([self = QPointer(this)] {
-            if (self)
-                self->end(self->writeFault());
-        });
+        end(writeFault());
         return;
     }
     resumeEarlier();
@@ -133,6 +130,12 @@ void Download::startOver() {
     m_part.resize(0);
     m_part.seek(0);
     QFile::remove(noteOf(m_path));
+}
+
+/// What is here is of something else by now.
+void Download::startAgain() {
+    startOver();
+    tryAgain(ModelFault(u"What %1 sends has changed meanwhile."_qs.arg(m_url.host())));
 }
 
 void Download::ask() {
@@ -201,8 +204,7 @@ void Download::continueFile() {
     const bool isTheRest = range.first == m_received && (!m_file.size || range.total == *m_file.size) &&
                            (tag.isEmpty() || tag == m_tag);
     if (!isTheRest) {
-        startOver();
-        tryAgain(ModelFault(u"What %1 sends has changed meanwhile."_qs.arg(m_url.host())));
+        startAgain();
         return;
     }
     m_total = range.total;
@@ -246,8 +248,7 @@ void Download::finish() {
     else if (isRedirect(status))
         follow();
     else if (status == 416 && m_received > 0) {
-        startOver();
-        tryAgain(ModelFault(u"What %1 sends has changed meanwhile."_qs.arg(m_url.host())));
+        startAgain();
     } else {
         const ModelFault fault(u"%1 answered with the error %2."_qs.arg(m_url.host()).arg(status));
         mayPass(status) ? tryAgain(fault, retryAfter(*m_reply)) : end(fault);
@@ -260,7 +261,7 @@ void Download::follow() {
     if (location.isEmpty() || !isFetchable(target)) {
         end(ModelFault(u"%1 redirects to an address that is not safe."_qs.arg(m_url.host())));
     } else if (++m_redirects > mostRedirects) {
-        end(ModelFault(u"%1 redirects without end."_qs.arg(m_url.host())));
+        end(ModelFault(TransportError::tooManyRedirects(m_url).errorDescription()));
     } else {
         dropReply();
         m_url = target;
@@ -334,7 +335,7 @@ ModelFault Download::transportFault() const {
         TransportError::network(m_url, m_proxy, m_reply->error(), m_tlsErrors).errorDescription());
 }
 
-std::optional<ModelFault> Download::writeFault() const {
+ModelFault Download::writeFault() const {
     return ModelFault(u"\"%1\" could not be written: %2."_qs.arg(m_file.name, m_part.errorString()));
 }
 

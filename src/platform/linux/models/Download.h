@@ -63,12 +63,10 @@ public:
     qint64 receivedBytes() const { return m_received; }
     std::optional<qint64> totalBytes() const { return m_total; }
 
-    /// No file of unknown size may be longer.
-    static constexpr qint64 longestFile = qint64{8} << 30;
-
 private:
     void resumeEarlier();
     void startOver();
+    void startAgain();
     void ask();
     void send(const QNetworkProxy &proxy);
     void judgeHead();
@@ -83,7 +81,7 @@ private:
     void end(const std::optional<ModelFault> &fault);
     void dropReply();
     ModelFault transportFault() const;
-    std::optional<ModelFault> writeFault() const;
+    ModelFault writeFault() const;
 
     const ModelFile m_file;
     const QString m_path;

@@ -1,8 +1,6 @@
 #include "platform/linux/models/JsonFields.h"
 
-#include "platform/linux/models/ModelFault.h"
-
-#include <QRegularExpression>
+#include "platform/linux/models/Checksum.h"
 
 #include <cmath>
 #include <utility>
@@ -113,11 +111,10 @@ QUrl JsonFields::address(const QString &name) {
 }
 
 QByteArray JsonFields::checksum(const QString &name) {
-    static const QRegularExpression hexadecimal(u"\\A[0-9A-Fa-f]{64}\\z"_qs);
-    const QString value = textOr(name, {});
-    if (has(name) && !hexadecimal.match(value).hasMatch())
+    const QByteArray value = textOr(name, {}).toLatin1();
+    if (has(name) && !isSha256(value))
         refuse(name, u"is not a SHA-256 in hexadecimal digits"_qs);
-    return value.toLower().toLatin1();
+    return value.toLower();
 }
 
 void JsonFields::expectNoMore() const {

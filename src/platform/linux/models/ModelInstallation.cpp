@@ -52,7 +52,7 @@ void ModelInstallation::start() {
             throw ModelFault(u"The model is being installed by another program."_qs);
         m_folders.removeRemains(m_entry.description.id);
         m_folders.removeOtherParts(m_entry.description.id, m_entry.description.version);
-        if (!QDir().mkpath(m_folders.partsFolder(m_entry.description.id, m_entry.description.version)))
+        if (!QDir().mkpath(partsFolder()))
             throw ModelFault(u"The folder \"%1\" cannot be written to."_qs.arg(m_folders.own()));
         tell(ModelProgress::Step::preparing);
         if (m_entry.index)
@@ -62,9 +62,12 @@ void ModelInstallation::start() {
     });
 }
 
+QString ModelInstallation::partsFolder() const {
+    return m_folders.partsFolder(m_entry.description.id, m_entry.description.version);
+}
+
 QString ModelInstallation::partPath(std::size_t number) const {
-    return m_folders.partsFolder(m_entry.description.id, m_entry.description.version) + u'/' +
-           QString::number(number);
+    return partsFolder() + u'/' + QString::number(number);
 }
 
 QString ModelInstallation::newFilesFolder() const {
@@ -73,8 +76,7 @@ QString ModelInstallation::newFilesFolder() const {
 
 /// Anew each time: what an earlier one said may not hold any more.
 void ModelInstallation::fetchIndex() {
-    const QString path =
-        m_folders.partsFolder(m_entry.description.id, m_entry.description.version) + u"/index"_qs;
+    const QString path = partsFolder() + u"/index"_qs;
     Download::forget(path);
     const auto ended = [this, path](const std::optional<ModelFault> &fault) {
         attempt([&] {

@@ -51,6 +51,7 @@ private:
     void attempt(const std::function<void()> &work);
     void end(const QString &fault);
 
+    QString partsFolder() const;
     QString partPath(std::size_t number) const;
     QString newFilesFolder() const;
 

@@ -1,7 +1,7 @@
 #include "platform/linux/models/PublisherIndex.h"
 
+#include "platform/linux/models/Checksum.h"
 #include "platform/linux/models/JsonFields.h"
-#include "platform/linux/models/ModelFault.h"
 #include "platform/linux/models/SafePath.h"
 
 #include <QJsonArray>
@@ -22,11 +22,6 @@ ModelPacking packingOf(const QString &name) {
     if (isArchive(name))
         return ModelPacking::archive;
     return name.endsWith(u".gz") ? ModelPacking::gzip : ModelPacking::none;
-}
-
-bool isSha256(const QByteArray &text) {
-    static const QRegularExpression hexadecimal(u"\\A[0-9A-Fa-f]{64}\\z"_qs);
-    return hexadecimal.match(QString::fromLatin1(text)).hasMatch();
 }
 
 ModelFault malformed(const ModelIndex &index) {

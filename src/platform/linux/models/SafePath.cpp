@@ -35,8 +35,6 @@ QString safePath(const QString &path) {
     if (path.isEmpty() || !path.isValidUtf16() || std::any_of(path.begin(), path.end(), isUnsafe))
         return {};
     QStringList parts = path.split(u'/');
-    if (parts.first() == u".")
-        parts.removeFirst();
     parts.removeIf([](const QString &part) { return part == u"."; });
     if (parts.isEmpty() || parts.size() > mostParts || !std::all_of(parts.begin(), parts.end(), isSafePart))
         return {};

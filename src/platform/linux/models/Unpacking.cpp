@@ -3,7 +3,6 @@
 #include "platform/linux/models/SafePath.h"
 #include "platform/linux/models/SyncedFile.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
