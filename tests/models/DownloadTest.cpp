@@ -1,10 +1,10 @@
 #include "platform/linux/models/Download.h"
 
 #include "platform/linux/LinuxMainQueue.h"
+#include "support/BadCertificates.h"
 #include "support/ChildProcess.h"
 #include "support/PackedFiles.h"
 #include "support/RawHttpServer.h"
-#include "support/ThrowAwayAuthority.h"
 #include "support/WithoutSuperuser.h"
 
 #include <QElapsedTimer>
@@ -41,11 +41,7 @@ class DownloadTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() {
-        auto configuration = QSslConfiguration::defaultConfiguration();
-        configuration.setCaCertificates({m_authority.certificate()});
-        QSslConfiguration::setDefaultConfiguration(configuration);
-    }
+    void initTestCase() { m_authority.trustHere(); }
     void init() {
         m_home = std::make_unique<QTemporaryDir>();
         m_server = std::make_unique<RawHttpServer>(m_identity);
@@ -356,17 +352,7 @@ private Q_SLOTS:
         QCOMPARE(fetch(), u"Could not connect to 127.0.0.1: connection refused."_qs);
     }
 
-    void badCertificatesAreErrorsAndNothingIsSent_data() {
-        QTest::addColumn<QSslConfiguration>("identity");
-        QTest::addColumn<QString>("fault");
-        QTest::newRow("unknown authority")
-            << test::ThrowAwayAuthority().issue(u"127.0.0.1"_qs)
-            << u"the server's certificate comes from an authority that this computer does not trust"_qs;
-        QTest::newRow("other host") << m_authority.issue(u"other.example"_qs)
-                                    << u"the server's certificate belongs to another host"_qs;
-        QTest::newRow("expired") << m_authority.issue(u"127.0.0.1"_qs, -1)
-                                 << u"the server's certificate has expired"_qs;
-    }
+    void badCertificatesAreErrorsAndNothingIsSent_data() { test::addBadCertificates(m_authority); }
     void badCertificatesAreErrorsAndNothingIsSent() {
         QFETCH(const QSslConfiguration, identity);
         QFETCH(const QString, fault);

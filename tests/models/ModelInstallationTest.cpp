@@ -43,11 +43,7 @@ class ModelInstallationTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() {
-        auto configuration = QSslConfiguration::defaultConfiguration();
-        configuration.setCaCertificates({m_authority.certificate()});
-        QSslConfiguration::setDefaultConfiguration(configuration);
-    }
+    void initTestCase() { m_authority.trustHere(); }
     void init() {
         m_home = std::make_unique<QTemporaryDir>();
         m_folders.emplace(m_home->filePath(u"models"_qs), QStringList());

@@ -37,6 +37,12 @@ ThrowAwayAuthority::ThrowAwayAuthority() {
     m_certificate = QSslCertificate(contents(path(u"ca.pem"_qs)));
 }
 
+void ThrowAwayAuthority::trustHere() const {
+    auto configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setCaCertificates({m_certificate});
+    QSslConfiguration::setDefaultConfiguration(configuration);
+}
+
 QSslConfiguration ThrowAwayAuthority::issue(const QString &host, int days) const {
     const QString kind = QHostAddress(host).isNull() ? u"DNS:"_qs : u"IP:"_qs;
     QFile extensions(path(u"server.ext"_qs));

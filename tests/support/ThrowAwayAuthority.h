@@ -15,6 +15,9 @@ public:
 
     const QSslCertificate &certificate() const { return m_certificate; }
 
+    /// From here on this process trusts it, and no other.
+    void trustHere() const;
+
     /// A server's certificate and key for `host` (a DNS name or an IP address), valid for so many days from
     /// now; in the past if the number is negative.
     QSslConfiguration issue(const QString &host, int days = 1) const;

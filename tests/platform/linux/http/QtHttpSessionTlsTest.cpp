@@ -1,7 +1,7 @@
 #include "support/AuthorizedPost.h"
+#include "support/BadCertificates.h"
 #include "support/RawHttpServer.h"
 #include "support/RealHttpPlatform.h"
-#include "support/ThrowAwayAuthority.h"
 
 #include <QTest>
 
@@ -17,11 +17,7 @@ class QtHttpSessionTlsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() {
-        auto configuration = QSslConfiguration::defaultConfiguration();
-        configuration.setCaCertificates({m_authority.certificate()});
-        QSslConfiguration::setDefaultConfiguration(configuration);
-    }
+    void initTestCase() { m_authority.trustHere(); }
     void init() { m_platform = std::make_unique<test::RealHttpPlatform>(); }
     void cleanup() { m_platform.reset(); }
 
@@ -82,17 +78,7 @@ private Q_SLOTS:
         QVERIFY(server.negotiatedProtocol() != "h2");
     }
 
-    void badCertificatesAreErrorsAndNothingIsSent_data() {
-        QTest::addColumn<QSslConfiguration>("identity");
-        QTest::addColumn<QString>("fault");
-        QTest::newRow("unknown authority")
-            << test::ThrowAwayAuthority().issue(u"127.0.0.1"_qs)
-            << u"the server's certificate comes from an authority that this computer does not trust"_qs;
-        QTest::newRow("other host") << m_authority.issue(u"other.example"_qs)
-                                    << u"the server's certificate belongs to another host"_qs;
-        QTest::newRow("expired") << m_authority.issue(u"127.0.0.1"_qs, -1)
-                                 << u"the server's certificate has expired"_qs;
-    }
+    void badCertificatesAreErrorsAndNothingIsSent_data() { test::addBadCertificates(m_authority); }
     void badCertificatesAreErrorsAndNothingIsSent() {
         QFETCH(QSslConfiguration, identity);
         QFETCH(QString, fault);
