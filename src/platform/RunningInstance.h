@@ -34,7 +34,8 @@ public:
     virtual ~RunningInstance() = default;
 
     /// Makes sure that one instance runs in a session. One that runs but does not answer is replaced: a hung
-    /// program must not keep the user from starting a good one. Takes at most 7 s.
+    /// program must not keep the user from starting a good one. Takes at most 7 s, and 30 s more while the
+    /// other is still starting.
     virtual Claim claim(Start start) = 0;
 
     /// As long as there is a listener, the system's wish that the program end is told and not carried out.

@@ -5,6 +5,8 @@
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusReply>
+#include <QDeadlineTimer>
+#include <QThread>
 #include <QVariantMap>
 
 #include <utility>
@@ -14,8 +16,6 @@ namespace quillora::platform {
 namespace {
 
 constexpr int busPatienceMs = 1000;
-/// One that is merely busy may be in the midst of a dictation, and would lose it by being replaced.
-constexpr int holderPatienceMs = 5000;
 
 // The flags and the replies of RequestName, as the bus defines them.
 constexpr uint allowReplacement = 1;
@@ -25,7 +25,13 @@ constexpr uint becamePrimaryOwner = 1;
 constexpr uint wasAlreadyOwner = 4;
 
 const QString busName = u"org.freedesktop.DBus"_qs;
+/// Held by an instance that cannot answer yet.
+const QString startingName = applicationIdentifier + u".Starting"_qs;
 const QString applicationPath = u"/org/quillora/Quillora"_qs;
+
+QDBusMessage callOfBus(const QString &method) {
+    return QDBusMessage::createMethodCall(busName, u"/org/freedesktop/DBus"_qs, busName, method);
+}
 
 /// Asks the holder of the name to show itself.
 QDBusMessage activation() {
@@ -85,8 +91,9 @@ private:
     SessionInstance *m_instance;
 };
 
-SessionInstance::SessionInstance(const QByteArray &startupId, const QDBusConnection &bus)
-    : m_startupId(startupId), m_bus(bus) {
+SessionInstance::SessionInstance(const QByteArray &startupId, const QDBusConnection &bus,
+                                 const Patience &patience)
+    : m_startupId(startupId), m_bus(bus), m_patience(patience) {
     new ApplicationAdaptor(this);
     new DictationAdaptor(this);
 }
@@ -95,28 +102,39 @@ RunningInstance::Claim SessionInstance::claim(Start start) {
     if (!m_bus.isConnected())
         return Claim::first;
     m_bus.registerObject(applicationPath, this);
-    if (!requestName(allowReplacement | doNotQueue)) {
+    if (!requestName(applicationIdentifier, allowReplacement | doNotQueue)) {
+        waitForStartingHolder();
         if (holderAnswers(start == Start::byUser ? activation() : introspection()))
             return Claim::handedOver;
-        requestName(allowReplacement | replaceExisting | doNotQueue);
+        requestName(applicationIdentifier, allowReplacement | replaceExisting | doNotQueue);
     }
+    requestName(startingName, allowReplacement | replaceExisting | doNotQueue);
     m_bus.connect(busName, u"/org/freedesktop/DBus"_qs, busName, u"NameLost"_qs, this,
                   SLOT(handleNameLost(QString)));
     return Claim::first;
 }
 
-bool SessionInstance::requestName(uint flags) {
-    auto request =
-        QDBusMessage::createMethodCall(busName, u"/org/freedesktop/DBus"_qs, busName, u"RequestName"_qs);
-    request << applicationIdentifier << flags;
+bool SessionInstance::requestName(const QString &name, uint flags) {
+    auto request = callOfBus(u"RequestName"_qs);
+    request << name << flags;
     const QDBusReply<uint> reply = m_bus.call(request, QDBus::Block, busPatienceMs);
     return reply.isValid() && (reply.value() == becamePrimaryOwner || reply.value() == wasAlreadyOwner);
+}
+
+void SessionInstance::waitForStartingHolder() {
+    const QDeadlineTimer deadline(m_patience.start);
+    auto question = callOfBus(u"NameHasOwner"_qs);
+    question << startingName;
+    while (!deadline.hasExpired() &&
+           QDBusReply<bool>(m_bus.call(question, QDBus::Block, busPatienceMs)).value())
+        QThread::msleep(20);
 }
 
 bool SessionInstance::holderAnswers(const QDBusMessage &question) {
     auto sent = question;
     sent.setAutoStartService(false);
-    return m_bus.call(sent, QDBus::Block, holderPatienceMs).type() == QDBusMessage::ReplyMessage;
+    return m_bus.call(sent, QDBus::Block, static_cast<int>(m_patience.answer.count())).type() ==
+           QDBusMessage::ReplyMessage;
 }
 
 void SessionInstance::handleNameLost(const QString &name) {
@@ -129,8 +147,16 @@ void SessionInstance::setListener(std::optional<RunningInstanceListener> listene
     m_listener = std::move(listener);
     if (!m_listener)
         return;
+    // Whoever runs the event loop that calls this can be called by others.
+    QMetaObject::invokeMethod(this, &SessionInstance::endStarting, Qt::QueuedConnection);
     connect(&m_terminationSignals.emplace(), &TerminationSignals::received, this,
             [this] { tell(&RunningInstanceListener::endRequested); });
+}
+
+void SessionInstance::endStarting() {
+    auto release = callOfBus(u"ReleaseName"_qs);
+    release << startingName;
+    m_bus.send(release);
 }
 
 void SessionInstance::endStart() { endStartupNotification(m_startupId); }

@@ -8,6 +8,7 @@
 #include <QDBusMessage>
 #include <QObject>
 
+#include <chrono>
 #include <optional>
 
 namespace quillora::platform {
@@ -18,9 +19,19 @@ class SessionInstance final : public QObject, public RunningInstance {
     Q_OBJECT
 
 public:
+    /// How long a start waits for the instance that runs already.
+    struct Patience {
+        /// One that is merely busy may be in the midst of a dictation, and would lose it by being replaced.
+        std::chrono::milliseconds answer{5000};
+        /// One that starts cannot answer, and a busy computer takes its time.
+        std::chrono::milliseconds start{30000};
+    };
+
     /// `startupId` is how the desktop knows this start; it may be empty.
     explicit SessionInstance(const QByteArray &startupId,
-                             const QDBusConnection &bus = QDBusConnection::sessionBus());
+                             const QDBusConnection &bus = QDBusConnection::sessionBus())
+        : SessionInstance(startupId, bus, {}) {}
+    SessionInstance(const QByteArray &startupId, const QDBusConnection &bus, const Patience &patience);
 
     Claim claim(Start start) override;
     void setListener(std::optional<RunningInstanceListener> listener) override;
@@ -33,12 +44,15 @@ private:
     friend class ApplicationAdaptor;
     friend class DictationAdaptor;
 
-    bool requestName(uint flags);
+    bool requestName(const QString &name, uint flags);
+    void waitForStartingHolder();
     bool holderAnswers(const QDBusMessage &question);
+    void endStarting();
     void tell(std::function<void()> RunningInstanceListener::*event) const;
 
     const QByteArray m_startupId;
     QDBusConnection m_bus;
+    const Patience m_patience;
     std::optional<RunningInstanceListener> m_listener;
     std::optional<TerminationSignals> m_terminationSignals; ///< while there is a listener
 };
