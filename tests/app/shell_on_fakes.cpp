@@ -35,8 +35,8 @@ public:
 private:
     platform::LinuxMainQueue m_mainQueue;
     platform::X11KeyPositions m_keyPositions;
-    platform::X11OwnWindows m_ownWindows;
     platform::X11Connection m_x11;
+    platform::X11OwnWindows m_ownWindows{m_x11};
     platform::X11Events m_x11Events{m_x11};
     platform::X11Workspace m_workspace{m_x11Events};
     platform::DesktopTray m_tray;

@@ -12,12 +12,13 @@ namespace quillora::platform {
 
 void X11OwnWindows::keepOutOfTaskBars(QWindow &window) {
     auto *connection = toolkitConnection();
-    if (!connection)
+    const auto atoms = m_connection.atoms(
+        {"_NET_WM_STATE", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"}, m_connection.patience());
+    if (!connection || !atoms)
         return;
-    const std::array states{atom(connection, "_NET_WM_STATE_SKIP_TASKBAR"),
-                            atom(connection, "_NET_WM_STATE_SKIP_PAGER")};
+    const std::array states{(*atoms)[1], (*atoms)[2]};
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, static_cast<xcb_window_t>(window.winId()),
-                        atom(connection, "_NET_WM_STATE"), XCB_ATOM_ATOM, 32, states.size(), states.data());
+                        (*atoms)[0], XCB_ATOM_ATOM, 32, states.size(), states.data());
 }
 
 std::unique_ptr<PointerWatch> X11OwnWindows::watchPointer(std::function<void()> pressed) {

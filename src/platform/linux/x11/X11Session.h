@@ -31,7 +31,7 @@ private:
     X11Connection m_connection;
     X11Events m_events{m_connection};
     X11Workspace m_workspace{m_events};
-    X11OwnWindows m_ownWindows;
+    X11OwnWindows m_ownWindows{m_connection};
     X11Pasteboard m_pasteboard;
     X11HotKeys m_hotKeys{m_events};
     X11Keystrokes m_keystrokes{m_events, m_hotKeys, [this] { m_pasteboard.lendToPrimary(); }};

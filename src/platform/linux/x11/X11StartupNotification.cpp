@@ -1,5 +1,6 @@
 #include "platform/linux/x11/X11StartupNotification.h"
 
+#include "platform/linux/x11/X11Connection.h"
 #include "platform/linux/x11/X11ToolkitConnection.h"
 
 #include <QByteArray>
@@ -16,31 +17,29 @@ QByteArray quoted(QByteArray text) { return '"' + text.replace('\\', "\\\\").rep
 
 /// The message goes to the root window in pieces, the last of which has its final zero.
 void endStartupNotification(const QByteArray &startupId) {
-    auto *connection = toolkitConnection();
-    if (startupId.isEmpty() || !connection)
+    if (startupId.isEmpty() || !toolkitConnection())
         return;
-    const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-    const xcb_window_t sender = xcb_generate_id(connection);
-    xcb_create_window(connection, XCB_COPY_FROM_PARENT, sender, screen->root, -1, -1, 1, 1, 0,
-                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    X11Connection connection;
+    const auto atoms =
+        connection.atoms({"_NET_STARTUP_INFO_BEGIN", "_NET_STARTUP_INFO"}, connection.patience());
+    if (!atoms)
+        return;
 
     const QByteArray message = "remove: ID=" + quoted(startupId);
     xcb_client_message_event_t piece{};
     piece.response_type = XCB_CLIENT_MESSAGE;
     piece.format = 8;
-    piece.window = sender;
-    piece.type = atom(connection, "_NET_STARTUP_INFO_BEGIN");
-    const xcb_atom_t following = atom(connection, "_NET_STARTUP_INFO");
+    piece.window = connection.createWindow();
+    piece.type = (*atoms)[0];
     constexpr qsizetype pieceSize = sizeof piece.data.data8;
     for (qsizetype sent = 0; sent <= message.size(); sent += pieceSize) {
         std::ranges::fill(piece.data.data8, 0);
         std::ranges::copy(message.mid(sent, pieceSize), piece.data.data8);
-        xcb_send_event(connection, 0, screen->root, XCB_EVENT_MASK_PROPERTY_CHANGE,
+        xcb_send_event(connection.xcb(), 0, connection.root(), XCB_EVENT_MASK_PROPERTY_CHANGE,
                        reinterpret_cast<const char *>(&piece));
-        piece.type = following;
+        piece.type = (*atoms)[1];
     }
-    xcb_destroy_window(connection, sender);
-    xcb_flush(connection);
+    connection.sync();
 }
 
 } // namespace quillora::platform

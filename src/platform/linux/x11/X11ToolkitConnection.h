@@ -7,6 +7,4 @@ namespace quillora::platform {
 /// The toolkit's own connection to the X server; none where the desktop is not X11.
 xcb_connection_t *toolkitConnection();
 
-xcb_atom_t atom(xcb_connection_t *connection, const char *name);
-
 } // namespace quillora::platform
