@@ -1,7 +1,7 @@
 // From the press to the first sample, as a dictation begins: look for the microphone, open it, wait. For a
 // source that somebody else uses already, one that nobody uses, and one that sleeps. PulseAudio, or PipeWire
 // with TEST_SOUND_SERVER=pipewire. A virtual source needs no time to wake; what a device needs comes on top.
-#include "sound/SoundProbe.h"
+#include "platform/linux/sound/SoundProbe.h"
 #include "support/SoundServer.h"
 
 #include <QCoreApplication>

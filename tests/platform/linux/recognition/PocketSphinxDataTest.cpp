@@ -1,5 +1,5 @@
 #include "platform/linux/recognition/PocketSphinxData.h"
-#include "recognition/ModelFolder.h"
+#include "platform/linux/recognition/ModelFolder.h"
 
 #include <QTest>
 

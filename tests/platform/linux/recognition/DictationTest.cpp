@@ -1,5 +1,5 @@
-#include "recognition/ModelFolder.h"
-#include "recognition/SpeechDesktop.h"
+#include "platform/linux/recognition/ModelFolder.h"
+#include "platform/linux/recognition/SpeechDesktop.h"
 #include "speech/SpeechRecognizerService.h"
 #include "support/Outcome.h"
 #include "support/OwnTime.h"

@@ -1,4 +1,4 @@
-#include "recognizer/DecoderContract.h"
+#include "contract/DecoderContract.h"
 #include "recognizer/pocketsphinx/PocketSphinxEngine.h"
 #include "support/Recording.h"
 

@@ -1,5 +1,5 @@
-#include "sound/DistantServer.h"
-#include "sound/SoundProbe.h"
+#include "platform/linux/sound/DistantServer.h"
+#include "platform/linux/sound/SoundProbe.h"
 #include "support/OwnTime.h"
 #include "support/Recording.h"
 #include "support/SoundServer.h"

@@ -1,4 +1,4 @@
-#include "sound/SoundProbe.h"
+#include "platform/linux/sound/SoundProbe.h"
 #include "support/SoundServer.h"
 
 #include <QDir>

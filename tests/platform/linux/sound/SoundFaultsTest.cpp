@@ -1,5 +1,5 @@
 #include "platform/LocalizedError.h"
-#include "sound/SoundProbe.h"
+#include "platform/linux/sound/SoundProbe.h"
 #include "support/OwnTime.h"
 #include "support/SoundServer.h"
 

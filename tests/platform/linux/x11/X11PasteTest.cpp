@@ -1,4 +1,4 @@
-#include "desktop/PasteConditions.h"
+#include "platform/linux/x11/PasteConditions.h"
 #include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11Windows.h"

@@ -1,4 +1,4 @@
-#include "recognizer/DecoderContract.h"
+#include "contract/DecoderContract.h"
 #include "recognizer/FakeEngine.h"
 
 using namespace quillora;

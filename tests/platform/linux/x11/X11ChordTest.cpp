@@ -1,5 +1,5 @@
-#include "desktop/PasteConditions.h"
 #include "hotkey/AppHotKey.h"
+#include "platform/linux/x11/PasteConditions.h"
 #include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "support/RewritingDisplay.h"

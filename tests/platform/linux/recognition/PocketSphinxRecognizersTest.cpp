@@ -1,5 +1,5 @@
 #include "platform/linux/recognition/PocketSphinxRecognizers.h"
-#include "recognition/ModelFolder.h"
+#include "platform/linux/recognition/ModelFolder.h"
 #include "support/ChildProcess.h"
 #include "support/OwnTime.h"
 #include "support/Recording.h"
