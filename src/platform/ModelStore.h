@@ -100,8 +100,8 @@ public:
 
 /// The models of the engines: what exists, what is installed, and the way from the one to the other. Nothing
 /// is downloaded unless asked for, and nothing but data. Main thread only; nothing here waits for the network
-/// or for the whole of a file. A model is known by its id; an operation on one that neither exists nor is
-/// installed throws a LocalizedError.
+/// or for the whole of a file. A model is known by its id; an operation on one that is neither in the catalog
+/// nor installed throws a LocalizedError.
 class ModelStore {
 public:
     using ObserverToken = quint64;
@@ -117,8 +117,9 @@ public:
     virtual ModelState state(const QString &id) const = 0;
 
     /// Downloads and installs the model after those that were asked for before; goes on where it was paused
-    /// or broken off; repairs one that is damaged. Does nothing if it is on its way, or installed whole in
-    /// the catalog's version. What becomes of it is told by the state.
+    /// or broken off; repairs one that is damaged; keeps one that is leaving. Does nothing if it is on its
+    /// way, or installed whole in the catalog's version or a newer one. What becomes of it is told by the
+    /// state. One that is not in the catalog throws a LocalizedError.
     virtual void install(const QString &id) = 0;
 
     /// Ends its installation, and keeps what has been downloaded. Does nothing if it is not on its way.
@@ -127,10 +128,12 @@ public:
     /// Ends its installation, and forgets what has been downloaded. An installed version stays.
     virtual void cancel(const QString &id) = 0;
 
-    /// Removes the user's own copy, as soon as nobody uses it. An administrator's stays.
+    /// Removes the user's own copy, as soon as nobody uses it, and forgets what has been downloaded. An
+    /// administrator's stays.
     virtual void remove(const QString &id) = 0;
 
-    /// The newest version that is installed and whole as far as sizes and times tell; none if there is none.
+    /// The newest version that is installed and whole as far as sizes and times tell; none if there is none,
+    /// or if it is leaving.
     virtual std::unique_ptr<ModelUse> use(const QString &id) = 0;
 
     /// To be called by who could not load it: its checksums are compared, and the state tells what is found.
