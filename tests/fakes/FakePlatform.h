@@ -11,6 +11,7 @@
 #include "fakes/FakeLoginItem.h"
 #include "fakes/FakeMainQueue.h"
 #include "fakes/FakeMicrophone.h"
+#include "fakes/FakeModelStore.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/FakeOwnWindows.h"
 #include "fakes/FakePasteboard.h"
@@ -43,6 +44,7 @@ public:
     FakeSpeechRecognizers speech{log};
     FakeTranslators translation{log, queue};
     FakeHttpSession http{log, queue};
+    FakeModelStore models{log, queue};
     FakeKeyPositions positions;
     FakeAppearance appearanceFake;
     FakeNotifications notificationsFake{log};
@@ -64,6 +66,7 @@ public:
     platform::SpeechRecognizers &speechRecognizers() override { return speech; }
     platform::Translators &translators() override { return translation; }
     platform::HttpSession &httpSession() override { return http; }
+    platform::ModelStore &modelStore() { return models; }
     platform::KeyPositions &keyPositions() override { return positions; }
     platform::Appearance &appearance() override { return appearanceFake; }
     platform::Notifications &notifications() override { return notificationsFake; }
