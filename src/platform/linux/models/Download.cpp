@@ -2,11 +2,12 @@
 
 #include "platform/linux/http/AnonymousRequest.h"
 #include "platform/linux/http/TransportError.h"
-#include "platform/linux/models/JsonFields.h"
+#include "platform/linux/models/FetchableAddress.h"
 #include "platform/linux/models/SyncedFile.h"
 
 #include <QDateTime>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QNetworkReply>
 #include <QPointer>
 #include <QRegularExpression>

@@ -1,6 +1,7 @@
 #include "platform/linux/models/JsonFields.h"
 
 #include "platform/linux/models/Checksum.h"
+#include "platform/linux/models/FetchableAddress.h"
 
 #include <cmath>
 #include <utility>
@@ -14,10 +15,6 @@ constexpr double largestCount = 1LL << 50; ///< far from where whole numbers end
 bool isCount(double value) { return value >= 0 && value <= largestCount && value == std::floor(value); }
 
 } // namespace
-
-bool isFetchable(const QUrl &url) {
-    return url.isValid() && url.scheme() == u"https" && !url.host().isEmpty() && url.userInfo().isEmpty();
-}
 
 JsonFields::JsonFields(QJsonObject object, QString what)
     : m_object(std::move(object)), m_what(std::move(what)) {}

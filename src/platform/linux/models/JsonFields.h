@@ -48,7 +48,4 @@ private:
     QStringList m_taken;
 };
 
-/// Whether it leads to a server that is asked over HTTPS, and holds no user's name or password.
-bool isFetchable(const QUrl &url);
-
 } // namespace quillora::platform

@@ -215,11 +215,6 @@ CatalogFile read(const QString &path) {
 
 } // namespace
 
-bool isFolderName(const QString &name) {
-    static const QRegularExpression pattern(u"\\A[A-Za-z0-9][A-Za-z0-9._-]{0,99}\\z"_qs);
-    return pattern.match(name).hasMatch();
-}
-
 QList<CatalogFile> ModelCatalog::standardFiles() {
     QList<CatalogFile> files{platform::read(u":/models/catalog.json"_qs)};
     QStringList others =

@@ -97,7 +97,4 @@ private:
     QStringList m_omissions;
 };
 
-/// Whether it can name a folder for a model or a version: letters, digits, '.', '_', '-', and no '.' first.
-bool isFolderName(const QString &name);
-
 } // namespace quillora::platform

@@ -1,6 +1,6 @@
 #include "platform/linux/models/ModelFolders.h"
 
-#include "platform/linux/models/ModelCatalog.h"
+#include "platform/linux/models/SafePath.h"
 #include "platform/linux/models/SyncedFile.h"
 
 #include <QDir>

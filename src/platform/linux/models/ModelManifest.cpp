@@ -2,7 +2,6 @@
 
 #include "platform/linux/models/Checksum.h"
 #include "platform/linux/models/JsonFields.h"
-#include "platform/linux/models/ModelCatalog.h"
 #include "platform/linux/models/SafePath.h"
 
 #include <QDateTime>

@@ -1,5 +1,6 @@
 #include "platform/linux/models/SafePath.h"
 
+#include <QRegularExpression>
 #include <QStringList>
 
 #include <algorithm>
@@ -39,6 +40,11 @@ QString safePath(const QString &path) {
     if (parts.isEmpty() || parts.size() > mostParts || !std::all_of(parts.begin(), parts.end(), isSafePart))
         return {};
     return parts.join(u'/');
+}
+
+bool isFolderName(const QString &name) {
+    static const QRegularExpression pattern(u"\\A[A-Za-z0-9][A-Za-z0-9._-]{0,99}\\z"_qs);
+    return pattern.match(name).hasMatch();
 }
 
 QString twinKey(const QString &path) {

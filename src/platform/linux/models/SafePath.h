@@ -10,6 +10,9 @@ namespace quillora::platform {
 /// of more than 255 bytes, more than 16 parts.
 QString safePath(const QString &path);
 
+/// Whether it can name a folder for a model or a version: letters, digits, '.', '_', '-', and no '.' first.
+bool isFolderName(const QString &name);
+
 /// The same for two paths that some file system or some eye takes for one.
 QString twinKey(const QString &path);
 

@@ -1,4 +1,5 @@
 #include "platform/linux/models/ModelCatalog.h"
+#include "platform/linux/models/SafePath.h"
 
 #include <QSet>
 
