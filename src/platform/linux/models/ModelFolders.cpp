@@ -130,7 +130,8 @@ std::unique_ptr<QLockFile> ModelFolders::lock(const QString &id) const {
     return nullptr;
 }
 
-bool ModelFolders::publish(const QString &id, const QString &version, const IsUnwanted &isUnwanted) const {
+bool ModelFolders::publish(const QString &id, const QString &version, const Checksums &known,
+                           const IsUnwanted &isUnwanted) const {
     const QString made = newFolder(id, version);
     const QString target = folderOf(id) + u'/' + version;
     const bool isReplacement = QFileInfo::exists(target);
@@ -140,7 +141,7 @@ bool ModelFolders::publish(const QString &id, const QString &version, const IsUn
 
     QFile::remove(made + u"/manifest.json"_qs);
     SyncedFile manifest(made + u"/manifest.json"_qs);
-    manifest.write(ModelManifest::of(made + u"/files"_qs, id, version, isUnwanted).toJson());
+    manifest.write(ModelManifest::of(made + u"/files"_qs, id, version, known, isUnwanted).toJson());
     manifest.finish();
     syncFolders(made);
 

@@ -72,9 +72,11 @@ public:
     /// folder cannot be written to.
     std::unique_ptr<QLockFile> lock(const QString &id) const;
 
-    /// Writes the manifest into the new folder, brings everything to the disk and lets it appear as the
-    /// version, in one step: what was there under its name goes. False if that is in use. The lock is held.
-    bool publish(const QString &id, const QString &version, const IsUnwanted &isUnwanted) const;
+    /// Writes the manifest into the new folder, with the checksums of its files as far as they are known,
+    /// brings everything to the disk and lets it appear as the version, in one step: what was there under its
+    /// name goes. False if that is in use. The lock is held.
+    bool publish(const QString &id, const QString &version, const Checksums &known,
+                 const IsUnwanted &isUnwanted) const;
 
     /// False if it is in use. Throws a ModelFault where it cannot be moved.
     bool remove(const InstalledModel &model) const;

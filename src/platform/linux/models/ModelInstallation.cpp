@@ -27,9 +27,9 @@ constexpr std::chrono::milliseconds untilItIsFree{500};
 QString sizeText(qint64 bytes) { return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat); }
 
 /// Of a file that is, or comes out of, what was downloaded: another is not taken up by the next installation.
-void requireChecksum(const QString &path, const QByteArray &sha256, const QString &name,
-                     const QString &downloaded, const IsUnwanted &isUnwanted) {
-    if (sha256.isEmpty() || checksumOf(path, isUnwanted) == sha256)
+void requireChecksum(const QByteArray &found, const QByteArray &published, const QString &name,
+                     const QString &downloaded) {
+    if (published.isEmpty() || found == published)
         return;
     Download::forget(downloaded);
     throw ModelFault(u"\"%1\" is not what its publisher describes: its checksum differs."_qs.arg(name));
@@ -127,7 +127,12 @@ void ModelInstallation::checkAndUnpack() {
     tell(ModelProgress::Step::checking);
     for (std::size_t number = 0; number < m_downloads.size(); ++number) {
         const ModelFile &file = m_files[static_cast<qsizetype>(number)];
-        requireChecksum(partPath(number), file.sha256, file.name, partPath(number), m_isUnwanted);
+        if (file.sha256.isEmpty() && file.packing != ModelPacking::none)
+            continue;
+        const QByteArray found = checksumOf(partPath(number), m_isUnwanted);
+        requireChecksum(found, file.sha256, file.name, partPath(number));
+        if (file.packing == ModelPacking::none)
+            m_checksums[file.name] = found;
     }
     qint64 needed = spaceToSpare;
     for (std::size_t number = 0; number < m_downloads.size(); ++number) {
@@ -142,16 +147,16 @@ void ModelInstallation::checkAndUnpack() {
 }
 
 /// From where it was downloaded to where the model is made.
-void ModelInstallation::bring(const ModelFile &file, const QString &downloaded) const {
+void ModelInstallation::bring(const ModelFile &file, const QString &downloaded) {
     const QString target = newFilesFolder() + u'/' + file.name;
     switch (file.packing) {
     case ModelPacking::archive:
         QDir().mkpath(newFilesFolder());
-        unpackArchive(downloaded, newFilesFolder(), {}, m_isUnwanted);
+        m_checksums.insert(unpackArchive(downloaded, newFilesFolder(), {}, m_isUnwanted));
         break;
     case ModelPacking::gzip:
-        unpackGzip(downloaded, target, {}, m_isUnwanted);
-        requireChecksum(target, file.contentSha256, file.name, downloaded, m_isUnwanted);
+        m_checksums[file.name] = unpackGzip(downloaded, target, {}, m_isUnwanted);
+        requireChecksum(m_checksums[file.name], file.contentSha256, file.name, downloaded);
         break;
     case ModelPacking::none: {
         // A link, so that what was downloaded is still there should a later file fail.
@@ -166,7 +171,7 @@ void ModelInstallation::bring(const ModelFile &file, const QString &downloaded) 
 
 void ModelInstallation::appear() {
     const QString &id = m_entry.description.id;
-    if (!m_folders.publish(id, m_entry.description.version, m_isUnwanted)) {
+    if (!m_folders.publish(id, m_entry.description.version, m_checksums, m_isUnwanted)) {
         m_ground.queue.asyncAfter(untilItIsFree, [self = QPointer(this)] {
             if (self)
                 self->attempt([&] { self->appear(); });

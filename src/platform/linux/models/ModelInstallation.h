@@ -43,7 +43,7 @@ private:
     void fetchNext();
     void fetched(const std::optional<ModelFault> &fault);
     void checkAndUnpack();
-    void bring(const ModelFile &file, const QString &downloaded) const;
+    void bring(const ModelFile &file, const QString &downloaded);
     void appear();
     void requireSpace(qint64 bytes) const;
     qint64 spaceFor(const QList<ModelFile> &files) const;
@@ -65,6 +65,7 @@ private:
     QList<ModelFile> m_files;
     std::vector<std::unique_ptr<Download>> m_downloads; ///< as m_files, once begun
     std::size_t m_arrivedCount = 0;
+    Checksums m_checksums; ///< of the files that the model is made of
     QElapsedTimer m_clock;
     qint64 m_bytesBefore = 0; ///< of an earlier attempt
     bool m_isOver = false;

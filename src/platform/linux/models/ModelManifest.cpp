@@ -1,6 +1,5 @@
 #include "platform/linux/models/ModelManifest.h"
 
-#include "platform/linux/models/Checksum.h"
 #include "platform/linux/models/JsonFields.h"
 #include "platform/linux/models/SafePath.h"
 
@@ -35,14 +34,16 @@ ModelManifest::File file(const QJsonObject &object) {
 } // namespace
 
 ModelManifest ModelManifest::of(const QString &folder, const QString &id, const QString &version,
-                                const IsUnwanted &isUnwanted) {
+                                const Checksums &known, const IsUnwanted &isUnwanted) {
     ModelManifest manifest{id, version, {}};
     const QDir root(folder);
     QDirIterator found(folder, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
     while (found.hasNext()) {
         const QFileInfo info(found.next());
-        manifest.files += {root.relativeFilePath(info.filePath()), info.size(), modificationTime(info),
-                           checksumOf(info.filePath(), isUnwanted)};
+        const QString name = root.relativeFilePath(info.filePath());
+        const auto checksum = known.constFind(name);
+        manifest.files += {name, info.size(), modificationTime(info),
+                           checksum == known.cend() ? checksumOf(info.filePath(), isUnwanted) : *checksum};
     }
     std::sort(manifest.files.begin(), manifest.files.end(),
               [](const File &a, const File &b) { return a.name < b.name; });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/models/Checksum.h"
 #include "platform/linux/models/ModelFault.h"
 
 #include <QByteArray>
@@ -28,9 +29,9 @@ struct ModelManifest {
 
     bool operator==(const ModelManifest &) const = default;
 
-    /// Reads every file of the folder.
+    /// Lists every file of the folder, and reads those whose checksums are not known.
     static ModelManifest of(const QString &folder, const QString &id, const QString &version,
-                            const IsUnwanted &isUnwanted);
+                            const Checksums &known, const IsUnwanted &isUnwanted);
 
     /// Throws a ModelFault where it does not parse.
     static ModelManifest fromJson(const QByteArray &json);

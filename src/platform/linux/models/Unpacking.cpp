@@ -58,18 +58,22 @@ public:
         return entry;
     }
 
-    void copyData(SyncedFile &file, const IsUnwanted &isUnwanted) {
+    /// The rest of the entry; returns its checksum.
+    QByteArray copyData(SyncedFile &file, const IsUnwanted &isUnwanted) {
+        Sha256 hash;
         for (;;) {
             Interruption::ifUnwanted(isUnwanted);
             const auto count = archive_read_data(m_archive.get(), m_block.data(), blockSize);
             if (count < 0)
                 throw damaged();
             if (count == 0)
-                return;
+                return hash.result();
             m_byteCount += count;
             if (m_byteCount > m_mostBytes)
                 throw fault(u"what it holds is larger than it may be"_qs);
-            file.write(QByteArrayView(m_block.constData(), count));
+            const QByteArrayView bytes(m_block.constData(), count);
+            file.write(bytes);
+            hash.add(bytes);
         }
     }
 
@@ -139,10 +143,11 @@ bool isTheFolderItself(const QString &path) { return path == u"." || path == u".
 
 } // namespace
 
-void unpackArchive(const QString &archive, const QString &folder, const UnpackingLimits &limits,
-                   const IsUnwanted &isUnwanted) {
+Checksums unpackArchive(const QString &archive, const QString &folder, const UnpackingLimits &limits,
+                        const IsUnwanted &isUnwanted) {
     Packed packed(Packed::Kind::archive, archive, limits);
     Claims claims;
+    Checksums checksums;
     while (auto *entry = packed.next()) {
         QString claimed = pathOf(entry);
         if (archive_entry_hardlink(entry) || archive_entry_symlink(entry))
@@ -164,21 +169,23 @@ void unpackArchive(const QString &archive, const QString &folder, const Unpackin
         if (type == AE_IFDIR)
             continue;
         SyncedFile file(folder + u'/' + path);
-        packed.copyData(file, isUnwanted);
+        checksums[path] = packed.copyData(file, isUnwanted);
         file.finish();
     }
     if (!claims.hasFiles())
         throw packed.fault(u"it holds no files"_qs);
+    return checksums;
 }
 
-void unpackGzip(const QString &path, const QString &target, const UnpackingLimits &limits,
-                const IsUnwanted &isUnwanted) {
+QByteArray unpackGzip(const QString &path, const QString &target, const UnpackingLimits &limits,
+                      const IsUnwanted &isUnwanted) {
     Packed packed(Packed::Kind::gzip, path, limits);
     if (!packed.next() || !packed.isGzip())
         throw packed.damaged();
     SyncedFile file(target);
-    packed.copyData(file, isUnwanted);
+    QByteArray checksum = packed.copyData(file, isUnwanted);
     file.finish();
+    return checksum;
 }
 
 } // namespace quillora::platform

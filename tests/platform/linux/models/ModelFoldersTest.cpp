@@ -50,6 +50,17 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(m_folders->newFolder(u"m"_qs, u"1"_qs)));
     }
 
+    void whatIsKnownOfAFileIsNotComputedAgain() {
+        write(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/known"_qs, "weights");
+        write(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/unknown"_qs, "weights");
+        const QByteArray known(64, 'a');
+        QVERIFY(m_folders->publish(u"m"_qs, u"1"_qs, {{u"known"_qs, known}}, wanted));
+        const auto manifest = m_folders->installed(u"m"_qs).first().manifest;
+        QCOMPARE(manifest->files[0].sha256, known);
+        QCOMPARE(manifest->files[1].sha256,
+                 QCryptographicHash::hash("weights", QCryptographicHash::Sha256).toHex());
+    }
+
     void anotherSizeIsDamageAtAGlance() {
         QVERIFY(publish(u"1"_qs, "weights"));
         const auto model = m_folders->installed(u"m"_qs).first();
@@ -236,7 +247,7 @@ private:
     /// What an installation does once the files are there.
     bool publish(const QString &version, const QByteArray &contents) const {
         write(m_folders->newFolder(u"m"_qs, version) + u"/files/a/model.bin"_qs, contents);
-        return m_folders->publish(u"m"_qs, version, wanted);
+        return m_folders->publish(u"m"_qs, version, {}, wanted);
     }
 
     std::unique_ptr<QTemporaryDir> m_home;

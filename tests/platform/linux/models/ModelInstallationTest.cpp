@@ -279,7 +279,7 @@ private:
         const QString made = m_folders->newFolder(u"m"_qs, u"0"_qs) + u"/files"_qs;
         QVERIFY(QDir().mkpath(made));
         test::writeFile(made + u"/old"_qs, "old weights");
-        QVERIFY(m_folders->publish(u"m"_qs, u"0"_qs, [] { return false; }));
+        QVERIFY(m_folders->publish(u"m"_qs, u"0"_qs, {}, [] { return false; }));
     }
 
     QString pathOf(qsizetype request) const {

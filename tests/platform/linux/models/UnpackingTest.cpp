@@ -2,6 +2,7 @@
 
 #include "support/PackedFiles.h"
 
+#include <QCryptographicHash>
 #include <QDirIterator>
 #include <QTemporaryDir>
 #include <QTest>
@@ -47,6 +48,19 @@ private Q_SLOTS:
         QCOMPARE(files(), (QStringList{u"deep/folder/m/deep/tokens.txt"_qs, u"deep/folder/m/model.onnx"_qs,
                                        u"deep/folder/other"_qs}));
         QCOMPARE(test::readFile(m_home->filePath(u"deep/folder/m/model.onnx"_qs)), "weights");
+    }
+
+    void theChecksumsOfWhatComesOutAreKnown() {
+        const auto sha256 = [](const QByteArray &bytes) {
+            return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
+        };
+        const QByteArray large(600000, 'x');
+        const QString packed = m_home->filePath(u"packed"_qs);
+        test::writeFile(packed, test::packed({{"./m/large", large}, {"empty", {}}}));
+        QCOMPARE(platform::unpackArchive(packed, m_home->filePath(u"deep/folder"_qs), {}, wanted),
+                 (platform::Checksums{{u"m/large"_qs, sha256(large)}, {u"empty"_qs, sha256({})}}));
+        test::writeFile(packed, test::gzipped(large));
+        QCOMPARE(platform::unpackGzip(packed, m_home->filePath(u"single"_qs), {}, wanted), sha256(large));
     }
 
     void namesInOtherScriptsAreKept() {
