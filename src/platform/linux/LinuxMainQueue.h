@@ -8,7 +8,8 @@
 
 namespace quillora::platform {
 
-/// Hands work to the Qt event loop of the thread it was made on. No other thread may hand work over once it
+/// Hands work to the Qt event loop of the thread it was made on. That need not be the program's main thread:
+/// for those who are given this queue it is the main one. No other thread may hand work over once it
 /// is being destroyed.
 class LinuxMainQueue : public QObject, public MainQueue {
     Q_OBJECT

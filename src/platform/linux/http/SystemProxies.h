@@ -18,7 +18,7 @@ namespace quillora::platform {
 
 /// Which proxies the desktop's settings and the environment want for an address. They are asked on threads of
 /// their own, since an answer may take a script, a helper process or a bus, and may never come: the host that
-/// the script is on need not answer. Main thread only.
+/// the script is on need not answer. One thread only, which is the main one for its queue.
 class SystemProxies {
 public:
     /// The proxy to go through, or why there is none, not even the direct way.

@@ -232,7 +232,6 @@ void Download::receive() {
         m_received += bytes.size();
         m_failures = 0;
     }
-    m_listener.progressed();
 }
 
 void Download::finish() {

@@ -27,7 +27,7 @@ struct DownloadPatience {
     int mostFailures = 5; ///< in a row, without a byte between them
 };
 
-/// What downloads stand on; all of it outlives them, and lives on their thread.
+/// What downloads stand on. All of it outlives them; queue and proxies are those of their thread.
 struct DownloadGround {
     MainQueue &queue;
     SystemProxies &proxies;
@@ -37,7 +37,8 @@ struct DownloadGround {
 
 /// One file on its way to the disk, over HTTPS alone. It goes on where an earlier download of the same
 /// address ended, if the server still has the same; asks again after what may pass; ends itself at the first
-/// byte too many. The checksum is not its business. Any thread with an event loop.
+/// byte too many. The checksum is not its business. It belongs to the thread that makes it, which is its
+/// queue's.
 ///
 /// Destroying it breaks it off; what has come stays, beside a note of what it is. What came whole is not
 /// asked for again.
@@ -46,7 +47,6 @@ class Download : public QObject {
 
 public:
     struct Listener {
-        std::function<void()> progressed = [] {};
         /// From the event loop, once; it may destroy the download.
         std::function<void(const std::optional<ModelFault> &)> ended;
     };

@@ -23,6 +23,7 @@ constexpr std::size_t mostAtOnce = 3;
 constexpr qint64 spaceToSpare = qint64{16} << 20;
 constexpr qint64 timesItsSize = 3; ///< what comes out of a packed file, where nobody says
 constexpr std::chrono::milliseconds untilItIsFree{500};
+constexpr std::chrono::milliseconds tellingInterval{100};
 
 QString sizeText(qint64 bytes) { return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat); }
 
@@ -40,7 +41,10 @@ void requireChecksum(const QByteArray &found, const QByteArray &published, const
 ModelInstallation::ModelInstallation(CatalogEntry entry, const ModelFolders &folders,
                                      const DownloadGround &ground, IsUnwanted isUnwanted, Listener listener)
     : m_entry(std::move(entry)), m_folders(folders), m_ground(ground), m_isUnwanted(std::move(isUnwanted)),
-      m_listener(std::move(listener)) {}
+      m_listener(std::move(listener)) {
+    m_telling.setInterval(tellingInterval);
+    connect(&m_telling, &QTimer::timeout, this, &ModelInstallation::tell);
+}
 
 ModelInstallation::~ModelInstallation() = default;
 
@@ -54,7 +58,7 @@ void ModelInstallation::start() {
         m_folders.removeOtherParts(m_entry.description.id, m_entry.description.version);
         if (!QDir().mkpath(partsFolder()))
             throw ModelFault(u"The folder \"%1\" cannot be written to."_qs.arg(m_folders.own()));
-        tell(ModelProgress::Step::preparing);
+        begin(ModelProgress::Step::preparing);
         if (m_entry.index)
             fetchIndex();
         else
@@ -97,6 +101,7 @@ void ModelInstallation::fetchIndex() {
 void ModelInstallation::fetchFiles(const QList<ModelFile> &files) {
     m_files = files;
     requireSpace(spaceFor(m_files));
+    begin(ModelProgress::Step::downloading);
     for (std::size_t number = 0; number < mostAtOnce; ++number)
         fetchNext();
 }
@@ -107,8 +112,7 @@ void ModelInstallation::fetchNext() {
         return;
     m_downloads.push_back(std::make_unique<Download>(
         m_files[static_cast<qsizetype>(number)], partPath(number), m_ground,
-        Download::Listener{.progressed = [this] { tell(ModelProgress::Step::downloading); },
-                           .ended = [this](const auto &fault) { fetched(fault); }}));
+        Download::Listener{.ended = [this](const auto &fault) { fetched(fault); }}));
     m_downloads.back()->start();
     m_bytesBefore += m_downloads.back()->receivedBytes();
 }
@@ -124,7 +128,7 @@ void ModelInstallation::fetched(const std::optional<ModelFault> &fault) {
 }
 
 void ModelInstallation::checkAndUnpack() {
-    tell(ModelProgress::Step::checking);
+    begin(ModelProgress::Step::checking);
     for (std::size_t number = 0; number < m_downloads.size(); ++number) {
         const ModelFile &file = m_files[static_cast<qsizetype>(number)];
         if (file.sha256.isEmpty() && file.packing != ModelPacking::none)
@@ -140,7 +144,7 @@ void ModelInstallation::checkAndUnpack() {
             needed += QFileInfo(partPath(number)).size();
     }
     requireSpace(needed);
-    tell(ModelProgress::Step::unpacking);
+    begin(ModelProgress::Step::unpacking);
     for (std::size_t number = 0; number < m_downloads.size(); ++number)
         bring(m_files[static_cast<qsizetype>(number)], partPath(number));
     appear();
@@ -206,9 +210,23 @@ void ModelInstallation::requireSpace(qint64 bytes) const {
             u"The model needs %1 on the disk, and %2 are free."_qs.arg(sizeText(bytes), sizeText(free)));
 }
 
-void ModelInstallation::tell(ModelProgress::Step step) {
+void ModelInstallation::begin(ModelProgress::Step step) {
+    m_step = step;
+    m_telling.start();
+    tell();
+}
+
+void ModelInstallation::tell() {
+    const auto now = progress();
+    if (now == m_told)
+        return;
+    m_told = now;
+    m_listener.progressed(now);
+}
+
+ModelProgress ModelInstallation::progress() {
     ModelProgress progress;
-    progress.step = step;
+    progress.step = m_step;
     qint64 total = 0;
     bool isTotalKnown = m_downloads.size() == static_cast<std::size_t>(m_files.size());
     for (const auto &download : m_downloads) {
@@ -218,12 +236,13 @@ void ModelInstallation::tell(ModelProgress::Step step) {
     }
     if (isTotalKnown && total > 0)
         progress.totalBytes = total;
-    if (const auto elapsed = m_clock.elapsed(); elapsed > 0)
-        progress.bytesPerSecond =
-            std::max<qint64>(0, progress.receivedBytes - m_bytesBefore) * 1000 / elapsed;
+    if (m_step == ModelProgress::Step::downloading) {
+        m_speed.note(std::chrono::milliseconds(m_clock.elapsed()), progress.receivedBytes - m_bytesBefore);
+        progress.bytesPerSecond = m_speed.bytesPerSecond();
+    }
     if (progress.totalBytes && progress.bytesPerSecond > 0)
         progress.timeLeft = std::chrono::seconds((total - progress.receivedBytes) / progress.bytesPerSecond);
-    m_listener.progressed(progress);
+    return progress;
 }
 
 void ModelInstallation::attempt(const std::function<void()> &work) {
@@ -233,6 +252,7 @@ void ModelInstallation::attempt(const std::function<void()> &work) {
         work();
     } catch (const Interruption &) {
         m_isOver = true;
+        m_telling.stop();
     } catch (const ModelFault &fault) {
         end(fault.errorDescription());
     }
@@ -240,6 +260,7 @@ void ModelInstallation::attempt(const std::function<void()> &work) {
 
 void ModelInstallation::end(const QString &fault) {
     m_isOver = true;
+    m_telling.stop();
     m_downloads.clear();
     m_indexDownload.reset();
     m_ground.queue.async([self = QPointer(this), fault] {

@@ -4,9 +4,11 @@
 #include "platform/linux/models/Download.h"
 #include "platform/linux/models/ModelCatalog.h"
 #include "platform/linux/models/ModelFolders.h"
+#include "platform/linux/models/TransferSpeed.h"
 
 #include <QElapsedTimer>
 #include <QObject>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -16,7 +18,7 @@
 namespace quillora::platform {
 
 /// One model on its way to its folder: index, files, checksums, unpacking, appearance, in this order. It
-/// lives on a thread with an event loop that may be busy while it checks and unpacks.
+/// belongs to the thread that makes it, which is its queue's and is kept busy while it checks and unpacks.
 ///
 /// Destroying it breaks it off; what has been downloaded stays, for the next one to go on with.
 class ModelInstallation : public QObject {
@@ -24,6 +26,7 @@ class ModelInstallation : public QObject {
 
 public:
     struct Listener {
+        /// At each new step, and ten times a second while something changes.
         std::function<void(const ModelProgress &)> progressed = [](const ModelProgress &) {};
         /// From the event loop, once, with the sentence that says why it failed, null if the model is there.
         /// It may destroy the installation. Not called where the work was not wanted any more.
@@ -47,7 +50,9 @@ private:
     void appear();
     void requireSpace(qint64 bytes) const;
     qint64 spaceFor(const QList<ModelFile> &files) const;
-    void tell(ModelProgress::Step step);
+    void begin(ModelProgress::Step step);
+    void tell();
+    ModelProgress progress();
     void attempt(const std::function<void()> &work);
     void end(const QString &fault);
 
@@ -66,7 +71,11 @@ private:
     std::vector<std::unique_ptr<Download>> m_downloads; ///< as m_files, once begun
     std::size_t m_arrivedCount = 0;
     Checksums m_checksums; ///< of the files that the model is made of
+    ModelProgress::Step m_step = ModelProgress::Step::preparing;
+    ModelProgress m_told;
+    QTimer m_telling;
     QElapsedTimer m_clock;
+    TransferSpeed m_speed;
     qint64 m_bytesBefore = 0; ///< of an earlier attempt
     bool m_isOver = false;
 };
