@@ -13,6 +13,7 @@ class LocaleServices;
 class LoginItem;
 class MainQueue;
 class Microphone;
+class ModelStore;
 class Notifications;
 class OwnWindows;
 class Pasteboard;
@@ -66,6 +67,7 @@ public:
     virtual SpeechRecognizers &speechRecognizers() = 0;
     virtual Translators &translators() = 0;
     virtual HttpSession &httpSession() = 0;
+    virtual ModelStore &modelStore() = 0;
 };
 
 } // namespace quillora::platform

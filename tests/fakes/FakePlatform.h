@@ -66,7 +66,7 @@ public:
     platform::SpeechRecognizers &speechRecognizers() override { return speech; }
     platform::Translators &translators() override { return translation; }
     platform::HttpSession &httpSession() override { return http; }
-    platform::ModelStore &modelStore() { return models; }
+    platform::ModelStore &modelStore() override { return models; }
     platform::KeyPositions &keyPositions() override { return positions; }
     platform::Appearance &appearance() override { return appearanceFake; }
     platform::Notifications &notifications() override { return notificationsFake; }

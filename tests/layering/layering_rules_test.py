@@ -118,6 +118,11 @@ const char *text = R"(
     def test_only_main_installs_the_linux_layer(self):
         self.assertEqual(self.complaints("app/main.cpp", f'#include "{BELOW_THE_SEAM}"\n'), [])
 
+    def test_the_platform_alone_makes_the_model_store(self):
+        store = '#include "platform/linux/models/LinuxModelStore.h"\n'
+        self.assertEqual(self.complaints("platform/linux/LinuxPlatform.cpp", store), [])
+        self.assertEqual(len(self.complaints("platform/linux/translation/Engine.cpp", store)), 1)
+
     def test_the_environment_is_left_alone(self):
         self.assertEqual(self.complaints("ui/Some.cpp", 'void f() { qputenv("A", "b"); }\n'),
                          ["ui/Some.cpp changes the environment"])

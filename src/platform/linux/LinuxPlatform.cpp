@@ -9,6 +9,7 @@
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "platform/linux/locale/IcuLocaleServices.h"
+#include "platform/linux/models/LinuxModelStore.h"
 #include "platform/linux/notifications/DesktopNotifications.h"
 #include "platform/linux/recognition/PocketSphinxRecognizers.h"
 #include "platform/linux/settings/SettingsUserDefaults.h"
@@ -35,6 +36,9 @@ std::vector<std::unique_ptr<OnDeviceEngine>> onDeviceEngines(MainQueue &mainQueu
     return engines;
 }
 
+/// Those that read models.
+QStringList modelEngines() { return {}; }
+
 } // namespace
 
 /// In the order in which they depend on one another.
@@ -57,6 +61,7 @@ struct LinuxPlatform::Facilities {
     PocketSphinxRecognizers speechRecognizers{sound->drain(), RecognizerProcess::installedProgram()};
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession{mainQueue};
+    std::optional<LinuxModelStore> modelStore; ///< once it is asked for
 
     std::unique_ptr<DesktopSession> session = openDesktopSession([this] { end.endForLoss(); });
 
@@ -90,5 +95,10 @@ Microphone &LinuxPlatform::microphone() { return m_facilities->microphone; }
 SpeechRecognizers &LinuxPlatform::speechRecognizers() { return m_facilities->speechRecognizers; }
 Translators &LinuxPlatform::translators() { return *m_facilities->translators; }
 HttpSession &LinuxPlatform::httpSession() { return m_facilities->httpSession; }
+
+ModelStore &LinuxPlatform::modelStore() {
+    auto &store = m_facilities->modelStore;
+    return store ? *store : store.emplace(m_facilities->mainQueue, modelEngines());
+}
 
 } // namespace quillora::platform

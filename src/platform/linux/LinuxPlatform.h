@@ -9,7 +9,8 @@ namespace quillora::platform {
 /// The Linux desktop: its session, PulseAudio or PipeWire, the Secret Service, PocketSphinx and Apertium.
 ///
 /// It opens its connections at construction, on the main thread, and in the background loads the recognizer's
-/// model. Whatever is missing counts as absent until it comes. The application object must exist already.
+/// model. The model store is made when somebody first asks for it. Whatever is missing counts as absent until
+/// it comes. The application object must exist already.
 class LinuxPlatform : public Platform {
 public:
     LinuxPlatform();
@@ -36,6 +37,7 @@ public:
     SpeechRecognizers &speechRecognizers() override;
     Translators &translators() override;
     HttpSession &httpSession() override;
+    ModelStore &modelStore() override;
 
 private:
     struct Facilities;

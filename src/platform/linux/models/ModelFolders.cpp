@@ -78,7 +78,7 @@ ModelFolders ModelFolders::standard() {
 
 QStringList ModelFolders::ids() const {
     QStringList ids;
-    for (const QString &root : QStringList(m_own) + m_shared) {
+    for (const QString &root : roots()) {
         for (const QString &id : QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
             if (isFolderName(id) && !ids.contains(id))
                 ids += id;
@@ -89,7 +89,7 @@ QStringList ModelFolders::ids() const {
 
 QList<InstalledModel> ModelFolders::installed(const QString &id) const {
     QList<InstalledModel> found;
-    for (const QString &root : QStringList(m_own) + m_shared) {
+    for (const QString &root : roots()) {
         for (const QFileInfo &folder :
              QDir(root + u'/' + id).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks)) {
             if (!isFolderName(folder.fileName()))
@@ -106,8 +106,27 @@ QList<InstalledModel> ModelFolders::installed(const QString &id) const {
     return found;
 }
 
+QList<qint64> ModelFolders::changes(const QString &id) const {
+    QList<qint64> changes;
+    for (const QString &root : roots()) {
+        struct stat folder{};
+        const bool isThere = ::stat(QFile::encodeName(root + u'/' + id).constData(), &folder) == 0;
+        changes += isThere ? folder.st_mtim.tv_sec * 1'000'000'000 + folder.st_mtim.tv_nsec : -1;
+    }
+    return changes;
+}
+
 bool ModelFolders::hasParts(const QString &id) const {
-    return !QDir(folderOf(id)).entryList({u".*.parts"_qs}, hiddenFolders).isEmpty();
+    const QDir folder(folderOf(id));
+    for (const QString &name : folder.entryList({u".*.parts"_qs}, hiddenFolders)) {
+        // Parts have numbers; beside them lie notes and the index.
+        const auto parts = QDir(folder.filePath(name)).entryInfoList(QDir::Files);
+        if (std::any_of(parts.begin(), parts.end(), [](const QFileInfo &part) {
+                return part.size() > 0 && part.suffix().isEmpty() && part.fileName() != u"index";
+            }))
+            return true;
+    }
+    return false;
 }
 
 QString ModelFolders::partsFolder(const QString &id, const QString &version) const {
@@ -144,6 +163,7 @@ bool ModelFolders::publish(const QString &id, const QString &version, const Chec
     manifest.write(ModelManifest::of(made + u"/files"_qs, id, version, known, isUnwanted).toJson());
     manifest.finish();
     syncFolders(made);
+    Interruption::ifUnwanted(isUnwanted);
 
     if (!isReplacement) {
         rename(made, target, RENAME_NOREPLACE);

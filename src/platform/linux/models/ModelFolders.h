@@ -62,6 +62,9 @@ public:
     /// The versions that are there, newest first, and of one version the user's own first.
     QList<InstalledModel> installed(const QString &id) const;
 
+    /// When what the model's folders hold last changed: another answer means to look again.
+    QList<qint64> changes(const QString &id) const;
+
     /// Whether something of an installation was left to go on with.
     bool hasParts(const QString &id) const;
 
@@ -90,6 +93,7 @@ public:
     void removeRemains(const QString &id) const;
 
 private:
+    QStringList roots() const { return QStringList(m_own) + m_shared; }
     QString folderOf(const QString &id) const { return m_own + u'/' + id; }
 
     QString m_own;

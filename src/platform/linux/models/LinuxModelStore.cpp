@@ -1,0 +1,457 @@
+#include "platform/linux/models/LinuxModelStore.h"
+
+#include "platform/linux/models/BackgroundPriority.h"
+#include "platform/linux/models/SafePath.h"
+
+#include <algorithm>
+#include <poll.h>
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+/// Progress is told ten times a second at most.
+constexpr std::chrono::milliseconds betweenTellings{100};
+
+void doWhatIsPosted(Worker &worker) {
+    while (worker.doPosted()) {
+        pollfd input{worker.descriptor(), POLLIN, 0};
+        ::poll(&input, 1, -1);
+    }
+}
+
+} // namespace
+
+class LinuxModelStore::Use : public ModelUse {
+public:
+    Use(LinuxModelStore &store, const InstalledModel &model, std::unique_ptr<FolderHold> hold)
+        : m_version(model.version), m_folder(model.filesFolder()), m_hold(std::move(hold)),
+          m_released(store.here([&store] { store.tryRemovals(); })) {}
+    ~Use() override {
+        m_hold.reset();
+        m_released();
+    }
+
+    QString version() const override { return m_version; }
+    QString folder() const override { return m_folder; }
+
+private:
+    const QString m_version;
+    const QString m_folder;
+    std::unique_ptr<FolderHold> m_hold;
+    const std::function<void()> m_released;
+};
+
+LinuxModelStore::LinuxModelStore(MainQueue &queue, const QStringList &engines)
+    : LinuxModelStore(queue, Ground{.folders = ModelFolders::standard(),
+                                    .catalog = ModelCatalog(ModelCatalog::standardFiles(), engines)}) {}
+
+LinuxModelStore::LinuxModelStore(MainQueue &queue, Ground ground)
+    : m_queue(queue), m_ground(std::move(ground)) {
+    m_queue.asyncAfter(m_ground.untilAllIsChecked, here([this] { checkEverything(); }));
+}
+
+LinuxModelStore::~LinuxModelStore() = default;
+
+QList<ModelDescription> LinuxModelStore::models() const {
+    QList<ModelDescription> models;
+    for (const CatalogEntry &entry : m_ground.catalog.entries())
+        models += entry.description;
+    return models;
+}
+
+ModelState LinuxModelStore::state(const QString &id) const {
+    requireKnown(id);
+    return stateOf(id);
+}
+
+ModelState LinuxModelStore::stateOf(const QString &id) const {
+    const Findings &found = findings(id);
+    const Model &model = m_models[id];
+    ModelState state;
+    if (const Copy *copy = best(found)) {
+        state.presence =
+            copy->problem.isEmpty() ? ModelState::Presence::installed : ModelState::Presence::damaged;
+        state.version = copy->model.version;
+        state.isOwn = copy->model.isOwn;
+        state.isLeaving = model.isLeaving;
+        state.problem = copy->problem;
+    }
+    if (m_waiting.contains(id))
+        state.progress = model.progress;
+    else
+        state.isPaused = found.hasParts && model.forgettingCount == 0;
+    if (!model.removalFault.isNull())
+        state.problem = model.removalFault;
+    else if (!model.installationFault.isNull() && !isCurrent(id))
+        state.problem = model.installationFault;
+    return state;
+}
+
+void LinuxModelStore::requireKnown(const QString &id) const {
+    if (!m_ground.catalog.find(id) && (!isFolderName(id) || findings(id).copies.isEmpty()))
+        throw LocalizedError(u"There is no model \"%1\"."_qs.arg(id));
+}
+
+const LinuxModelStore::Findings &LinuxModelStore::findings(const QString &id) const {
+    auto &findings = m_models[id].findings;
+    if (!findings || findings->changes != m_ground.folders.changes(id))
+        findings = look(id);
+    return *findings;
+}
+
+LinuxModelStore::Findings LinuxModelStore::look(const QString &id) const {
+    Findings found{.changes = m_ground.folders.changes(id), .copies = {}, .hasParts = false};
+    for (const InstalledModel &model : m_ground.folders.installed(id)) {
+        Copy copy{.model = model, .problem = {}};
+        const auto glance =
+            model.manifest ? model.manifest->glance(model.filesFolder()) : ModelManifest::Glance::damaged;
+        copy.isTouched = glance == ModelManifest::Glance::touched;
+        if (glance == ModelManifest::Glance::damaged)
+            copy.problem = u"Files of it are missing, or not as they were installed."_qs;
+        else if (const auto damage = m_damages.constFind(model.folder);
+                 damage != m_damages.cend() && damage->manifest == *model.manifest)
+            copy.problem = damage->problem;
+        found.copies += copy;
+    }
+    found.hasParts = m_ground.folders.hasParts(id);
+    return found;
+}
+
+/// The newest that is whole; else the newest.
+const LinuxModelStore::Copy *LinuxModelStore::best(const Findings &findings) {
+    const auto whole = std::find_if(findings.copies.begin(), findings.copies.end(),
+                                    [](const Copy &copy) { return copy.problem.isEmpty(); });
+    if (whole != findings.copies.end())
+        return &*whole;
+    return findings.copies.isEmpty() ? nullptr : &findings.copies.first();
+}
+
+/// Whether an installation would change nothing.
+bool LinuxModelStore::isCurrent(const QString &id) const {
+    const Copy *copy = best(findings(id));
+    const CatalogEntry *entry = m_ground.catalog.find(id);
+    return copy && copy->problem.isEmpty() &&
+           !(entry && isNewer(entry->description.version, copy->model.version));
+}
+
+void LinuxModelStore::lookAgain(const QString &id) {
+    const ModelState before = stateOf(id);
+    m_models[id].findings.reset();
+    if (stateOf(id) != before)
+        tell(id);
+}
+
+void LinuxModelStore::install(const QString &id) {
+    if (!m_ground.catalog.find(id))
+        throw LocalizedError(u"There is no model \"%1\"."_qs.arg(id));
+    Model &model = m_models[id];
+    model.isLeaving = false;
+    model.removalFault.clear();
+    for (const auto &removal : m_removals) {
+        if (removal->id == id && removal->keptVersion.isNull())
+            *removal->isUnwanted = true;
+    }
+    if (!m_waiting.contains(id) && !isCurrent(id)) {
+        model.installationFault.clear();
+        model.progress = {};
+        m_waiting += id;
+        startNext();
+    }
+    tell(id);
+}
+
+void LinuxModelStore::pause(const QString &id) {
+    requireKnown(id);
+    if (!m_waiting.contains(id))
+        return;
+    leaveQueue(id);
+    tell(id);
+}
+
+void LinuxModelStore::cancel(const QString &id) {
+    requireKnown(id);
+    if (!m_waiting.contains(id) && !stateOf(id).isPaused)
+        return;
+    m_models[id].installationFault.clear();
+    forget(id);
+    tell(id);
+}
+
+void LinuxModelStore::remove(const QString &id) {
+    requireKnown(id);
+    Model &model = m_models[id];
+    model.installationFault.clear();
+    model.removalFault.clear();
+    forget(id);
+    const auto &copies = findings(id).copies;
+    const bool isOwn =
+        std::any_of(copies.begin(), copies.end(), [](const Copy &copy) { return copy.model.isOwn; });
+    if (isOwn && !model.isLeaving) {
+        model.isLeaving = true;
+        beginRemoval(id, {});
+    }
+    tell(id);
+}
+
+std::unique_ptr<ModelUse> LinuxModelStore::use(const QString &id) {
+    requireKnown(id);
+    lookAgain(id);
+    if (m_models[id].isLeaving)
+        return nullptr;
+    for (const Copy &copy : findings(id).copies) {
+        if (!copy.problem.isEmpty())
+            continue;
+        auto hold = FolderHold::of(copy.model.folder, FolderHold::Kind::shared);
+        if (!hold)
+            continue;
+        if (copy.isTouched && !m_checkedFolders.contains(copy.model.folder))
+            m_checks.prepend(copy.model);
+        auto use = std::make_unique<Use>(*this, copy.model, std::move(hold));
+        startNextCheck();
+        return use;
+    }
+    return nullptr;
+}
+
+void LinuxModelStore::check(const QString &id) {
+    requireKnown(id);
+    lookAgain(id);
+    QList<InstalledModel> models;
+    for (const Copy &copy : findings(id).copies)
+        models += copy.model;
+    m_checks = models + m_checks;
+    startNextCheck();
+}
+
+ModelStore::ObserverToken LinuxModelStore::addObserver(std::function<void(const QString &)> handler) {
+    m_observers[++m_lastToken] = std::move(handler);
+    return m_lastToken;
+}
+
+void LinuxModelStore::removeObserver(ObserverToken observer) { m_observers.erase(observer); }
+
+void LinuxModelStore::tell(const QString &id) {
+    post([this, id] {
+        for (const auto &[token, handler] : std::map(m_observers)) {
+            if (m_observers.contains(token))
+                handler(id);
+        }
+    });
+}
+
+void LinuxModelStore::tellProgress(const QString &id) {
+    if (m_isProgressTold) {
+        m_progressToTell = id;
+        return;
+    }
+    tell(id);
+    m_isProgressTold = true;
+    m_queue.asyncAfter(betweenTellings, here([this] {
+                           m_isProgressTold = false;
+                           if (const auto next = std::exchange(m_progressToTell, std::nullopt))
+                               tellProgress(*next);
+                       }));
+}
+
+// Installations
+
+InstallationThread &LinuxModelStore::installer() {
+    if (!m_installer)
+        m_installer.emplace(m_ground.folders, m_ground.catalog.mirrors(), m_ground.patience,
+                            m_ground.makeProxies);
+    return *m_installer;
+}
+
+void LinuxModelStore::startNext() {
+    if (m_waiting.isEmpty() || m_underWay)
+        return;
+    const QString id = m_waiting.first();
+    m_underWay = std::make_shared<std::atomic<bool>>(false);
+    m_models[id].progress.step = ModelProgress::Step::preparing;
+    const auto ifWanted = [this, life = std::weak_ptr(m_life), isUnwanted = m_underWay](const auto &work) {
+        m_queue.async([life, isUnwanted, work] {
+            if (life.lock() && !*isUnwanted)
+                work();
+        });
+    };
+    installer().install(
+        *m_ground.catalog.find(id), m_underWay,
+        {.progressed =
+             [this, id, ifWanted](const ModelProgress &progress) {
+                 ifWanted([this, id, progress] { progressed(id, progress); });
+             },
+         .ended = [this, id,
+                   ifWanted](const QString &fault) { ifWanted([this, id, fault] { ended(id, fault); }); }});
+    tell(id);
+}
+
+void LinuxModelStore::progressed(const QString &id, const ModelProgress &progress) {
+    m_models[id].progress = progress;
+    tellProgress(id);
+}
+
+void LinuxModelStore::ended(const QString &id, const QString &fault) {
+    m_waiting.removeFirst();
+    m_underWay.reset();
+    Model &model = m_models[id];
+    model.findings.reset();
+    model.installationFault = fault;
+    if (fault.isNull())
+        beginRemoval(id, m_ground.catalog.find(id)->description.version);
+    tell(id);
+    startNext();
+}
+
+bool LinuxModelStore::isUnderWay(const QString &id) const { return m_underWay && m_waiting.first() == id; }
+
+/// It is not on its way any more. What came of it stays.
+void LinuxModelStore::leaveQueue(const QString &id) {
+    const bool isToBeBrokenOff = isUnderWay(id);
+    m_waiting.removeAll(id);
+    m_models[id].findings.reset();
+    if (!isToBeBrokenOff)
+        return;
+    *m_underWay = true;
+    m_underWay.reset();
+    installer().breakOff([this, over = here([this, id] { lookAgain(id); })] { m_queue.async(over); });
+    startNext();
+}
+
+/// The same, but nothing that came stays.
+void LinuxModelStore::forget(const QString &id) {
+    const bool hasNothing = !isUnderWay(id) && !findings(id).hasParts;
+    leaveQueue(id);
+    if (hasNothing)
+        return;
+    ++m_models[id].forgettingCount;
+    const auto forgotten = here([this, id] {
+        m_models[id].findings.reset();
+        --m_models[id].forgettingCount;
+        tell(id);
+    });
+    installer().forget(id, [this, forgotten] { m_queue.async(forgotten); });
+}
+
+// Removals
+
+void LinuxModelStore::beginRemoval(const QString &id, const QString &keptVersion) {
+    m_removals += std::make_shared<Removal>(Removal{.id = id, .keptVersion = keptVersion});
+    tryRemovals();
+}
+
+void LinuxModelStore::tryRemovals() {
+    for (const auto &removal : m_removals) {
+        removal->isToBeTried = true;
+        if (removal->isUnderWay)
+            continue;
+        removal->isUnderWay = true;
+        removal->isToBeTried = false;
+        if (!m_remover)
+            m_remover.emplace("model removal", doWhatIsPosted);
+        m_remover->post([this, removal, life = std::weak_ptr(m_life), id = removal->id,
+                         keptVersion = removal->keptVersion, isUnwanted = removal->isUnwanted] {
+            bool isDone = true;
+            QString fault;
+            try {
+                for (const InstalledModel &model : m_ground.folders.installed(id)) {
+                    if (model.isOwn && model.version != keptVersion && !*isUnwanted)
+                        isDone = m_ground.folders.remove(model) && isDone;
+                }
+            } catch (const ModelFault &reason) {
+                fault = reason.errorDescription();
+            }
+            m_queue.async([this, removal, life, isDone, fault] {
+                if (life.lock())
+                    triedRemoval(removal, isDone, fault);
+            });
+        });
+    }
+}
+
+void LinuxModelStore::triedRemoval(const std::shared_ptr<Removal> &removal, bool isDone,
+                                   const QString &fault) {
+    const QString id = removal->id;
+    removal->isUnderWay = false;
+    m_models[id].findings.reset();
+    tell(id);
+    if (*removal->isUnwanted) {
+        m_removals.removeAll(removal);
+        // It may have gone just before it was wanted again.
+        if (!isCurrent(id) && !m_models[id].isLeaving)
+            install(id);
+    } else if (isDone || !fault.isNull()) {
+        m_removals.removeAll(removal);
+        if (!removal->keptVersion.isNull())
+            return;
+        m_models[id].isLeaving = false;
+        m_models[id].removalFault = fault;
+    } else if (removal->isToBeTried) {
+        tryRemovals();
+    } else if (!m_nextTry) {
+        m_nextTry = m_queue.asyncAfter(m_ground.untilLeavingIsTriedAgain, here([this] {
+                                           m_nextTry.reset();
+                                           tryRemovals();
+                                       }));
+    }
+}
+
+// Checks
+
+void LinuxModelStore::checkEverything() {
+    for (const QString &id : m_ground.folders.ids()) {
+        const auto &copies = findings(id).copies;
+        for (const Copy &copy : copies)
+            m_checks += copy.model;
+        // What a newer version would have removed, had the program not ended before.
+        const Copy *newest = best(findings(id));
+        if (newest && newest->model.isOwn && newest->problem.isEmpty() && copies.size() > 1)
+            beginRemoval(id, newest->model.version);
+    }
+    startNextCheck();
+}
+
+void LinuxModelStore::startNextCheck() {
+    if (m_isChecking || m_checks.isEmpty())
+        return;
+    const InstalledModel model = m_checks.takeFirst();
+    m_isChecking = true;
+    m_checkedFolders.insert(model.folder);
+    if (!m_checker)
+        m_checker.emplace("model checks", [](Worker &worker) {
+            yieldToEverybody();
+            doWhatIsPosted(worker);
+        });
+    m_checker->post([this, &checker = *m_checker, model, life = std::weak_ptr(m_life)] {
+        QString problem;
+        try {
+            if (model.manifest)
+                problem = model.manifest->fault(model.filesFolder(), [&] { return checker.isEnding(); });
+        } catch (const Interruption &) {
+            return;
+        }
+        m_queue.async([this, life, model, problem] {
+            if (life.lock())
+                checked(model, problem);
+        });
+    });
+}
+
+void LinuxModelStore::checked(const InstalledModel &model, const QString &problem) {
+    m_isChecking = false;
+    // It may have been removed or replaced while it was read.
+    const auto copies = look(model.id).copies;
+    const bool isStillThere = std::any_of(copies.begin(), copies.end(), [&](const Copy &copy) {
+        return copy.model.folder == model.folder && copy.model.manifest == model.manifest;
+    });
+    if (problem.isNull() || !isStillThere)
+        m_damages.remove(model.folder);
+    else
+        m_damages[model.folder] = {*model.manifest, problem};
+    m_models[model.id].findings.reset();
+    tell(model.id);
+    startNextCheck();
+}
+
+} // namespace quillora::platform

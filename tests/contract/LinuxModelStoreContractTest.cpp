@@ -1,0 +1,111 @@
+#include "contract/ModelStoreContract.h"
+#include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/models/LinuxModelStore.h"
+#include "support/ChildProcess.h"
+#include "support/ModelServer.h"
+#include "support/ThrowAwayAuthority.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace quillora;
+using namespace std::chrono_literals;
+using test::ModelServer;
+
+namespace {
+
+/// A store on a disk, with a publisher that a real HTTPS server is.
+class LinuxModelStoreHarness : public test::ModelStoreHarness {
+public:
+    explicit LinuxModelStoreHarness(const QSslConfiguration &identity) : m_server(identity) {
+        m_server.delivery = ModelServer::Delivery::nothing;
+        QJsonArray models;
+        for (const QString &id : {u"first"_qs, u"second"_qs}) {
+            m_server.files[u'/' + id] = "weights of " + id.toLatin1();
+            models += QJsonObject{
+                {u"id"_qs, id},
+                {u"kind"_qs, u"speech"_qs},
+                {u"version"_qs, u"2"_qs},
+                {u"languages"_qs, QJsonArray{u"en"_qs}},
+                {u"engine"_qs, u"any"_qs},
+                {u"files"_qs,
+                 QJsonArray{QJsonObject{{u"name"_qs, u"model.bin"_qs},
+                                        {u"address"_qs, m_server.http().url(u'/' + id).toString()}}}}};
+        }
+        const QByteArray catalog =
+            QJsonDocument(QJsonObject{{u"form"_qs, 1}, {u"models"_qs, models}}).toJson();
+        m_store.emplace(m_queue, platform::LinuxModelStore::Ground{
+                                     .folders = {m_home.filePath(u"own"_qs), {m_home.filePath(u"shared"_qs)}},
+                                     .catalog = {{{u"catalog"_qs, catalog}}, {u"any"_qs}},
+                                     .patience = {.firstPause = 1ms, .mostFailures = 1},
+                                     .untilLeavingIsTriedAgain = 50ms});
+    }
+
+    platform::ModelStore &store() override { return *m_store; }
+
+    bool waitUntil(const std::function<bool()> &condition) override {
+        return test::ChildProcess::waitUntil(
+            [&] {
+                m_server.serve();
+                return condition();
+            },
+            30000);
+    }
+
+    void deliver(Delivery delivery) override {
+        switch (delivery) {
+        case Delivery::nothing:
+            m_server.delivery = ModelServer::Delivery::nothing;
+            break;
+        case Delivery::part:
+            m_server.delivery = ModelServer::Delivery::part;
+            break;
+        case Delivery::everything:
+            m_server.delivery = ModelServer::Delivery::everything;
+            break;
+        case Delivery::refusal:
+            m_server.delivery = ModelServer::Delivery::refusal;
+            break;
+        }
+    }
+
+    void place(const QString &version, Owner owner) override {
+        const platform::ModelFolders folders(m_home.filePath(owner == Owner::user ? u"own"_qs : u"shared"_qs),
+                                             {});
+        const QString files = folders.newFolder(u"first"_qs, version) + u"/files"_qs;
+        QVERIFY(QDir().mkpath(files));
+        test::writeFile(files + u"/model.bin"_qs, "placed weights");
+        QVERIFY(folders.publish(u"first"_qs, version, {}, [] { return false; }));
+    }
+
+    void damageSecretly() override {
+        QFile file(m_store->use(u"first"_qs)->folder() + u"/model.bin"_qs);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const auto time = file.fileTime(QFileDevice::FileModificationTime);
+        QVERIFY(file.write("W") == 1 && file.flush());
+        QVERIFY(file.setFileTime(time, QFileDevice::FileModificationTime));
+    }
+
+private:
+    QTemporaryDir m_home;
+    ModelServer m_server;
+    platform::LinuxMainQueue m_queue;
+    std::optional<platform::LinuxModelStore> m_store;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    const test::ThrowAwayAuthority authority;
+    authority.trustHere();
+    const auto identity = authority.issue(u"127.0.0.1"_qs);
+    test::ModelStoreContract contract([&] { return std::make_unique<LinuxModelStoreHarness>(identity); });
+    return QTest::qExec(&contract, argc, argv);
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "support/PackedFiles.h"
+#include "support/RawHttpServer.h"
+
+#include <QHash>
+
+namespace quillora::test {
+
+/// A publisher of models over HTTPS. It answers each request by its path, whenever `serve` is called.
+class ModelServer {
+public:
+    explicit ModelServer(const QSslConfiguration &identity) : m_server(identity) {}
+
+    enum class Delivery { nothing, part, everything, refusal };
+
+    /// What becomes of requests from now on, those that wait included.
+    Delivery delivery = Delivery::everything;
+
+    QHash<QString, QByteArray> files; ///< by the path
+
+    RawHttpServer &http() { return m_server; }
+
+    void serve() {
+        for (; delivery != Delivery::nothing && m_answered < m_server.requests().size(); ++m_answered)
+            m_server.answerHeld(m_answered, answer(pathOf(m_answered)));
+    }
+
+    qsizetype requestCount(const QString &path) const {
+        qsizetype count = 0;
+        for (qsizetype request = 0; request < m_server.requests().size(); ++request)
+            count += pathOf(request) == path;
+        return count;
+    }
+
+private:
+    QString pathOf(qsizetype request) const {
+        return QString::fromLatin1(m_server.requests()[request].split(' ').value(1));
+    }
+
+    QByteArray answer(const QString &path) const {
+        if (delivery == Delivery::refusal || !files.contains(path))
+            return RawHttpServer::response(404, "");
+        const QByteArray whole = RawHttpServer::response(200, files[path], "ETag: \"1\"\r\n");
+        return delivery == Delivery::part ? whole.chopped((files[path].size() + 1) / 2) : whole;
+    }
+
+    RawHttpServer m_server;
+    qsizetype m_answered = 0;
+};
+
+} // namespace quillora::test
