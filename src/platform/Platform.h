@@ -14,6 +14,7 @@ class LoginItem;
 class MainQueue;
 class Microphone;
 class ModelStore;
+class ModelConsent;
 class Notifications;
 class OwnWindows;
 class Pasteboard;
@@ -66,6 +67,7 @@ public:
     virtual Microphone &microphone() = 0;
     virtual SpeechRecognizers &speechRecognizers() = 0;
     virtual Translators &translators() = 0;
+    virtual ModelConsent &modelConsent() = 0;
     virtual HttpSession &httpSession() = 0;
     virtual ModelStore &modelStore() = 0;
 };

@@ -11,6 +11,7 @@
 #include "fakes/FakeLoginItem.h"
 #include "fakes/FakeMainQueue.h"
 #include "fakes/FakeMicrophone.h"
+#include "fakes/FakeModelConsent.h"
 #include "fakes/FakeModelStore.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/FakeOwnWindows.h"
@@ -42,6 +43,7 @@ public:
     FakeSpeechPermissions permissions{log, queue};
     FakeMicrophone microphoneFake{log, queue};
     FakeSpeechRecognizers speech{log};
+    FakeModelConsent consent{log, queue};
     FakeTranslators translation{log, queue};
     FakeHttpSession http{log, queue};
     FakeModelStore models{log, queue};
@@ -65,6 +67,7 @@ public:
     platform::Microphone &microphone() override { return microphoneFake; }
     platform::SpeechRecognizers &speechRecognizers() override { return speech; }
     platform::Translators &translators() override { return translation; }
+    platform::ModelConsent &modelConsent() override { return consent; }
     platform::HttpSession &httpSession() override { return http; }
     platform::ModelStore &modelStore() override { return models; }
     platform::KeyPositions &keyPositions() override { return positions; }

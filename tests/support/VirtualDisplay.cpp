@@ -32,6 +32,7 @@ QStringList VirtualDisplay::environment() const {
             u"XDG_RUNTIME_DIR="_qs + folder() + u"/runtime"_qs,
             u"XDG_CONFIG_HOME="_qs,
             u"XDG_DATA_HOME="_qs,
+            u"XDG_STATE_HOME="_qs,
             u"XDG_CACHE_HOME="_qs,
             u"LC_ALL=C.UTF-8"_qs, // xterm drops what the locale's encoding lacks
             u"DBUS_SESSION_BUS_ADDRESS=disabled:"_qs,

@@ -12,6 +12,7 @@
 #include "platform/linux/models/LinuxModelStore.h"
 #include "platform/linux/notifications/DesktopNotifications.h"
 #include "platform/linux/recognition/PocketSphinxRecognizers.h"
+#include "platform/linux/routing/RememberedConsent.h"
 #include "platform/linux/settings/SettingsUserDefaults.h"
 #include "platform/linux/sound/DesktopSpeechPermissions.h"
 #include "platform/linux/sound/PulseMicrophone.h"
@@ -59,6 +60,7 @@ struct LinuxPlatform::Facilities {
     DesktopSpeechPermissions speechPermissions{sound, mainQueue};
     PulseMicrophone microphone{sound, mainQueue};
     PocketSphinxRecognizers speechRecognizers{sound->drain(), RecognizerProcess::installedProgram()};
+    RememberedConsent modelConsent{mainQueue, RememberedConsent::standardFile()};
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession{mainQueue};
     std::optional<LinuxModelStore> modelStore; ///< once it is asked for
@@ -94,6 +96,7 @@ SpeechPermissions &LinuxPlatform::speechPermissions() { return m_facilities->spe
 Microphone &LinuxPlatform::microphone() { return m_facilities->microphone; }
 SpeechRecognizers &LinuxPlatform::speechRecognizers() { return m_facilities->speechRecognizers; }
 Translators &LinuxPlatform::translators() { return *m_facilities->translators; }
+ModelConsent &LinuxPlatform::modelConsent() { return m_facilities->modelConsent; }
 HttpSession &LinuxPlatform::httpSession() { return m_facilities->httpSession; }
 
 ModelStore &LinuxPlatform::modelStore() {

@@ -36,6 +36,7 @@ public:
     Microphone &microphone() override;
     SpeechRecognizers &speechRecognizers() override;
     Translators &translators() override;
+    ModelConsent &modelConsent() override;
     HttpSession &httpSession() override;
     ModelStore &modelStore() override;
 

@@ -1,0 +1,71 @@
+#include "platform/linux/routing/RememberedConsent.h"
+
+#include <QDir>
+
+#include <algorithm>
+#include <utility>
+
+namespace quillora::platform {
+
+QString RememberedConsent::standardFile() {
+    const QString state = qEnvironmentVariable("XDG_STATE_HOME");
+    const bool isGiven = QDir::isAbsolutePath(state); // another one counts as none, says the standard
+    return (isGiven ? state : QDir::homePath() + u"/.local/state"_qs) +
+           u"/Quillora/declined-downloads.json"_qs;
+}
+
+RememberedConsent::RememberedConsent(MainQueue &mainQueue, QString file)
+    : m_mainQueue(mainQueue), m_declined(std::move(file)) {}
+
+void RememberedConsent::setPresenter(Presenter presenter) {
+    m_presenter = std::move(presenter);
+    if (m_presenter)
+        return showFirst();
+    for (const auto &question : std::exchange(m_open, {}))
+        reply(*question, DownloadAnswer::notNow);
+}
+
+void RememberedConsent::ask(const DownloadQuestion &question, Reply reply) {
+    const auto same = std::find_if(m_open.begin(), m_open.end(),
+                                   [&](const auto &open) { return open->question.task == question.task; });
+    if (same != m_open.end()) {
+        (*same)->replies.push_back(std::move(reply));
+        return;
+    }
+    auto asked = std::make_shared<OpenQuestion>(OpenQuestion{question, {std::move(reply)}});
+    if (!m_presenter || !m_declined.text(question.task).isEmpty())
+        return this->reply(*asked, DownloadAnswer::notNow);
+    m_open.push_back(std::move(asked));
+    if (m_open.size() == 1)
+        showFirst();
+}
+
+void RememberedConsent::forget(const ModelTask &task) { m_declined.set(task, {}); }
+
+void RememberedConsent::showFirst() {
+    if (m_open.empty())
+        return;
+    const auto first = m_open.front();
+    const Presenter presenter = m_presenter; // a copy: it may be replaced by what it calls
+    presenter(first->question, [this, weak = std::weak_ptr(first)](DownloadAnswer answer) {
+        if (const auto question = weak.lock())
+            this->answer(question, answer);
+    });
+}
+
+void RememberedConsent::answer(const std::shared_ptr<OpenQuestion> &question, DownloadAnswer answer) {
+    if (m_open.empty() || m_open.front() != question)
+        return;
+    m_open.pop_front();
+    if (answer == DownloadAnswer::notNow)
+        m_declined.set(question->question.task, u"not now"_qs);
+    reply(*question, answer);
+    showFirst();
+}
+
+void RememberedConsent::reply(const OpenQuestion &question, DownloadAnswer answer) {
+    for (const Reply &reply : question.replies)
+        m_mainQueue.async([reply, answer] { reply(answer); });
+}
+
+} // namespace quillora::platform
