@@ -12,6 +12,7 @@
 #include "fakes/FakeMainQueue.h"
 #include "fakes/FakeMicrophone.h"
 #include "fakes/FakeModelConsent.h"
+#include "fakes/FakeModelRoutes.h"
 #include "fakes/FakeModelStore.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/FakeOwnWindows.h"
@@ -47,6 +48,7 @@ public:
     FakeTranslators translation{log, queue};
     FakeHttpSession http{log, queue};
     FakeModelStore models{log, queue};
+    FakeModelRoutes routes{models};
     FakeKeyPositions positions;
     FakeAppearance appearanceFake;
     FakeNotifications notificationsFake{log};
@@ -70,6 +72,7 @@ public:
     platform::ModelConsent &modelConsent() override { return consent; }
     platform::HttpSession &httpSession() override { return http; }
     platform::ModelStore &modelStore() override { return models; }
+    platform::ModelRoutes &modelRoutes() { return routes; }
     platform::KeyPositions &keyPositions() override { return positions; }
     platform::Appearance &appearance() override { return appearanceFake; }
     platform::Notifications &notifications() override { return notificationsFake; }

@@ -1,0 +1,141 @@
+#include "platform/linux/routing/EngineRoutes.h"
+
+#include <QStandardPaths>
+#include <QThread>
+
+#include <algorithm>
+#include <limits>
+#include <unistd.h>
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+constexpr qint64 gibibyte = qint64(1) << 30;
+constexpr double unrated = std::numeric_limits<double>::lowest();
+
+const QString english = u"en"_qs;
+
+bool does(const ModelDescription &model, const ModelTask &task) {
+    if (model.kind != task.kind)
+        return false;
+    if (task.kind == ModelKind::translation)
+        return model.languages == task.languages;
+    // A model hears a language, whatever the region.
+    const QString &locale = task.languages.first();
+    return model.languages.contains(locale) || model.languages.contains(locale.section(u'-', 0, 0));
+}
+
+/// Of two models the larger one is worth its size where each further megabyte earns it so many points.
+double priceOfMegabyte(const Computer &computer) {
+    const bool isSmall = computer.memory < 4 * gibibyte || computer.cores < 2;
+    return isSmall ? 0.3 : 0.1;
+}
+
+/// Where nobody has published how well they do, the size tells, as far as the computer can carry it.
+double ratingBySize(ModelSizeClass size, const Computer &computer) {
+    const bool isRoomy = computer.memory >= 8 * gibibyte && computer.cores >= 4;
+    switch (size) {
+    case ModelSizeClass::light:
+        return isRoomy ? 1 : 3;
+    case ModelSizeClass::medium:
+        return 2;
+    case ModelSizeClass::large:
+        return isRoomy ? 3 : 0;
+    case ModelSizeClass::unknown:
+        break;
+    }
+    return unrated;
+}
+
+} // namespace
+
+Computer Computer::thisOne() {
+    return {qint64(sysconf(_SC_PHYS_PAGES)) * sysconf(_SC_PAGESIZE), QThread::idealThreadCount()};
+}
+
+QString EngineRoutes::standardFile() {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+           u"/Quillora/chosen-models.json"_qs;
+}
+
+EngineRoutes::EngineRoutes(const ModelStore &store, QStringList engines, ComesWithSystem comesWithSystem,
+                           Computer computer, QString file)
+    : m_store(store), m_engines(std::move(engines)), m_comesWithSystem(std::move(comesWithSystem)),
+      m_computer(computer), m_chosen(std::move(file)) {}
+
+std::optional<ModelRoute> EngineRoutes::route(const ModelTask &task) const {
+    const ModelRoute byItself{.models = {}, .isUsable = true};
+    if (task.kind == ModelKind::translation && task.languages.first() == task.languages.last())
+        return byItself;
+    auto straight = direct(task);
+    if (straight && straight->isUsable)
+        return straight;
+    auto roundabout = byWayOfEnglish(task);
+    if (roundabout && roundabout->isUsable)
+        return roundabout;
+    if (m_comesWithSystem(task))
+        return byItself;
+    return straight ? straight : roundabout;
+}
+
+QStringList EngineRoutes::choices(const ModelTask &task) const {
+    QList<ModelDescription> models; // the best first; of equals that which the catalog names first
+    for (const ModelDescription &model : m_store.models()) {
+        if (!m_engines.contains(model.engine) || !does(model, task))
+            continue;
+        const auto place = std::find_if(models.begin(), models.end(), [&](const ModelDescription &other) {
+            return rating(other) < rating(model);
+        });
+        models.insert(place, model);
+    }
+    QStringList ids;
+    for (const ModelDescription &model : models)
+        ids += model.id;
+    return ids;
+}
+
+QString EngineRoutes::chosen(const ModelTask &task) const {
+    const QString id = m_chosen.text(task);
+    return choices(task).contains(id) ? id : QString();
+}
+
+void EngineRoutes::choose(const ModelTask &task, const QString &id) { m_chosen.set(task, id); }
+
+std::optional<ModelRoute> EngineRoutes::direct(const ModelTask &task) const {
+    QStringList candidates = choices(task);
+    if (candidates.isEmpty())
+        return {};
+    if (const QString wanted = m_chosen.text(task); candidates.removeOne(wanted))
+        candidates.prepend(wanted);
+    const auto installed = std::find_if(candidates.begin(), candidates.end(),
+                                        [this](const QString &id) { return isInstalled(id); });
+    if (installed == candidates.end())
+        return ModelRoute{.models = {candidates.first()}};
+    return ModelRoute{.models = {*installed}, .isUsable = true};
+}
+
+std::optional<ModelRoute> EngineRoutes::byWayOfEnglish(const ModelTask &task) const {
+    if (task.kind != ModelKind::translation || task.languages.contains(english))
+        return {};
+    const auto first = direct(ModelTask::translating(task.languages.first(), english));
+    const auto second = direct(ModelTask::translating(english, task.languages.last()));
+    if (!first || !second)
+        return {};
+    return ModelRoute{.models = first->models + second->models,
+                      .isUsable = first->isUsable && second->isUsable,
+                      .isByWayOfEnglish = true};
+}
+
+bool EngineRoutes::isInstalled(const QString &id) const {
+    return m_store.state(id).presence == ModelState::Presence::installed;
+}
+
+double EngineRoutes::rating(const ModelDescription &model) const {
+    if (!model.score || !model.downloadSize)
+        return ratingBySize(model.sizeClass, m_computer);
+    return model.score->value - double(*model.downloadSize) / 1e6 * priceOfMegabyte(m_computer);
+}
+
+} // namespace quillora::platform

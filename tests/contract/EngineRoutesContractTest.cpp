@@ -1,0 +1,85 @@
+#include "contract/ModelRoutesContract.h"
+#include "fakes/FakeMainQueue.h"
+#include "fakes/FakeModelStore.h"
+#include "platform/linux/routing/EngineRoutes.h"
+
+#include <QTemporaryDir>
+
+using namespace quillora;
+using platform::EngineRoutes;
+using platform::ModelDescription;
+using platform::ModelKind;
+using platform::ModelTask;
+
+namespace {
+
+class StoreHarness : public test::ModelRoutesHarness {
+public:
+    StoreHarness() {
+        translates(u"large"_qs, {u"en"_qs, u"ru"_qs}, 87.4, 33000000);
+        translates(u"small"_qs, {u"en"_qs, u"ru"_qs}, 87.2, 24000000);
+        translates(u"de-en"_qs, {u"de"_qs, u"en"_qs}, 88.3, 25000000);
+        translates(u"en-fr"_qs, {u"en"_qs, u"fr"_qs}, 87.0, 26000000);
+        translates(u"es"_qs, {u"en"_qs, u"es"_qs}, 85.3, 25000000);
+        ModelDescription german;
+        german.id = u"hears-de"_qs;
+        german.kind = ModelKind::speech;
+        german.version = u"1"_qs;
+        german.languages = QStringList{u"de"_qs};
+        german.engine = u"ear"_qs;
+        m_store.offer(german);
+        start();
+    }
+
+    platform::ModelRoutes &routes() override { return *m_routes; }
+    void install(const QString &id) override { m_store.place(id, u"1"_qs); }
+    void damage(const QString &id) override { m_store.damage(id, u"It is broken."_qs); }
+
+    /// Anew, with what was kept.
+    void start() {
+        const auto comesWithSystem = [](const ModelTask &task) {
+            return task == ModelTask::translating(u"en"_qs, u"es"_qs);
+        };
+        m_routes.emplace(m_store, QStringList{u"ear"_qs, u"tongue"_qs}, comesWithSystem,
+                         platform::Computer{qint64(16) << 30, 8}, m_folder.filePath(u"chosen.json"_qs));
+    }
+
+private:
+    void translates(const QString &id, const QStringList &languages, double score, qint64 size) {
+        ModelDescription model;
+        model.id = id;
+        model.kind = ModelKind::translation;
+        model.version = u"1"_qs;
+        model.languages = languages;
+        model.engine = u"tongue"_qs;
+        model.score = platform::ModelScore{score, u"points"_qs, u"the publisher"_qs};
+        model.downloadSize = size;
+        m_store.offer(model);
+    }
+
+    QTemporaryDir m_folder;
+    test::CallLog m_log;
+    test::FakeMainQueue m_queue;
+    test::FakeModelStore m_store{m_log, m_queue};
+    std::optional<EngineRoutes> m_routes;
+};
+
+} // namespace
+
+class EngineRoutesContractTest : public test::ModelRoutesContract {
+    Q_OBJECT
+
+    std::unique_ptr<test::ModelRoutesHarness> makeHarness() override {
+        return std::make_unique<StoreHarness>();
+    }
+
+private Q_SLOTS:
+    void aChoiceHoldsOverARestart() {
+        routes().choose(russian, large);
+        static_cast<StoreHarness &>(harness()).start();
+        QCOMPARE(routes().chosen(russian), large);
+    }
+};
+
+QTEST_GUILESS_MAIN(EngineRoutesContractTest)
+#include "EngineRoutesContractTest.moc"

@@ -1,0 +1,182 @@
+#pragma once
+
+#include "platform/ModelRoutes.h"
+
+#include <QObject>
+#include <QTest>
+
+#include <memory>
+#include <optional>
+
+namespace quillora::test {
+
+/// Routes on a computer where these can be had, none of them installed at first:
+///
+/// - "small" and "large" for English to Russian, the small one recommended,
+/// - "de-en" and "en-fr", each for the pair that it is called by,
+/// - "es" for English to Spanish, which the system can do by itself,
+/// - "hears-de" for hearing German.
+class ModelRoutesHarness {
+public:
+    virtual ~ModelRoutesHarness() = default;
+
+    virtual platform::ModelRoutes &routes() = 0;
+
+    virtual void install(const QString &id) = 0;
+
+    /// Its files are not what was installed any more.
+    virtual void damage(const QString &id) = 0;
+};
+
+/// What all routes keep to.
+class ModelRoutesContract : public QObject {
+    Q_OBJECT
+
+protected:
+    using Task = platform::ModelTask;
+    using Route = platform::ModelRoute;
+
+    virtual std::unique_ptr<ModelRoutesHarness> makeHarness() = 0;
+
+private Q_SLOTS:
+    void init() { m_harness = makeHarness(); }
+    void cleanup() { m_harness.reset(); }
+
+    void whatNothingCanDoHasNoRoute() {
+        for (const Task &task : {Task::translating(u"en"_qs, u"kk"_qs), Task::translating(u"fr"_qs, u"de"_qs),
+                                 Task::hearing(u"kk-KZ"_qs)}) {
+            QVERIFY(!routes().route(task));
+            QCOMPARE(routes().choices(task), QStringList());
+            QCOMPARE(routes().chosen(task), QString());
+        }
+    }
+
+    void theRecommendedModelComesFirst() { QCOMPARE(routes().choices(russian), (QStringList{small, large})); }
+
+    void whatIsNotInstalledWouldGoByTheRecommendedModel() {
+        QCOMPARE(routes().route(russian), (Route{{small}, false, false}));
+    }
+
+    void anInstalledModelIsUsable() {
+        m_harness->install(small);
+        QCOMPARE(routes().route(russian), (Route{{small}, true, false}));
+    }
+
+    void aDamagedModelIsNot() {
+        m_harness->install(small);
+        m_harness->damage(small);
+        QCOMPARE(routes().route(russian), (Route{{small}, false, false}));
+    }
+
+    void anInstalledModelGoesBeforeTheRecommendedOne() {
+        m_harness->install(large);
+        QCOMPARE(routes().route(russian), (Route{{large}, true, false}));
+    }
+
+    void theRecommendedOneGoesBeforeAnotherThatIsInstalledToo() {
+        m_harness->install(large);
+        m_harness->install(small);
+        QCOMPARE(routes().route(russian), (Route{{small}, true, false}));
+    }
+
+    void nothingIsChosenAtFirst() { QCOMPARE(routes().chosen(russian), QString()); }
+
+    void whatIsChosenIsTold() {
+        routes().choose(russian, large);
+        QCOMPARE(routes().chosen(russian), large);
+    }
+
+    void theChosenModelGoesBeforeTheRecommendedOne() {
+        routes().choose(russian, large);
+        QCOMPARE(routes().route(russian), (Route{{large}, false, false}));
+        m_harness->install(small);
+        m_harness->install(large);
+        QCOMPARE(routes().route(russian), (Route{{large}, true, false}));
+    }
+
+    void untilItIsThereAnotherServes() {
+        m_harness->install(small);
+        routes().choose(russian, large);
+        QCOMPARE(routes().route(russian), (Route{{small}, true, false}));
+    }
+
+    void aChoiceCanBeLeftToTheRecommendationAgain() {
+        routes().choose(russian, large);
+        routes().choose(russian, {});
+        QCOMPARE(routes().chosen(russian), QString());
+        QCOMPARE(routes().route(russian), (Route{{small}, false, false}));
+    }
+
+    void theRecommendationStaysWhatItIs() {
+        routes().choose(russian, large);
+        QCOMPARE(routes().choices(russian), (QStringList{small, large}));
+    }
+
+    void whatDoesNotDoTheTaskIsNotChosen() {
+        routes().choose(russian, u"en-fr"_qs);
+        QCOMPARE(routes().chosen(russian), QString());
+        QCOMPARE(routes().route(russian), (Route{{small}, false, false}));
+    }
+
+    void whereNoModelDoesAPairTwoDoByWayOfEnglish() {
+        QCOMPARE(routes().route(french), (Route{{u"de-en"_qs, u"en-fr"_qs}, false, true}));
+    }
+
+    void bothOfThemMustBeThere() {
+        m_harness->install(u"en-fr"_qs);
+        QCOMPARE(routes().route(french), (Route{{u"de-en"_qs, u"en-fr"_qs}, false, true}));
+        m_harness->install(u"de-en"_qs);
+        QCOMPARE(routes().route(french), (Route{{u"de-en"_qs, u"en-fr"_qs}, true, true}));
+    }
+
+    void whatIsChosenForAHalfCounts() {
+        const Task task = Task::translating(u"de"_qs, u"ru"_qs);
+        routes().choose(russian, large);
+        QCOMPARE(routes().route(task), (Route{{u"de-en"_qs, large}, false, true}));
+    }
+
+    void noneOfTheHalvesIsAChoice() { QCOMPARE(routes().choices(french), QStringList()); }
+
+    void whatCameWithTheSystemNeedsNoModel() {
+        QCOMPARE(routes().route(spanish), (Route{{}, true, false}));
+        QCOMPARE(routes().choices(spanish), QStringList{u"es"_qs});
+    }
+
+    void anInstalledModelGoesBeforeTheSystem() {
+        m_harness->install(u"es"_qs);
+        QCOMPARE(routes().route(spanish), (Route{{u"es"_qs}, true, false}));
+    }
+
+    void theSystemStandsInForADamagedOne() {
+        m_harness->install(u"es"_qs);
+        m_harness->damage(u"es"_qs);
+        QCOMPARE(routes().route(spanish), (Route{{}, true, false}));
+    }
+
+    void hearingGoesTheSameWay() {
+        const Task german = Task::hearing(u"de-DE"_qs);
+        QCOMPARE(routes().route(german), (Route{{u"hears-de"_qs}, false, false}));
+        m_harness->install(u"hears-de"_qs);
+        QCOMPARE(routes().route(german), (Route{{u"hears-de"_qs}, true, false}));
+        QCOMPARE(routes().choices(german), QStringList{u"hears-de"_qs});
+    }
+
+    void aLanguageIsItsOwnTranslation() {
+        QCOMPARE(routes().route(Task::translating(u"de"_qs, u"de"_qs)), (Route{{}, true, false}));
+    }
+
+protected:
+    platform::ModelRoutes &routes() { return m_harness->routes(); }
+    ModelRoutesHarness &harness() { return *m_harness; }
+
+    inline static const QString small = QStringLiteral("small");
+    inline static const QString large = QStringLiteral("large");
+    inline static const Task russian = Task::translating(QStringLiteral("en"), QStringLiteral("ru"));
+    inline static const Task french = Task::translating(QStringLiteral("de"), QStringLiteral("fr"));
+    inline static const Task spanish = Task::translating(QStringLiteral("en"), QStringLiteral("es"));
+
+private:
+    std::unique_ptr<ModelRoutesHarness> m_harness;
+};
+
+} // namespace quillora::test
