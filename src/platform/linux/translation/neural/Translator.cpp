@@ -15,6 +15,7 @@
 #include <cstring>
 #include <fstream>
 #include <future>
+#include <iterator>
 #include <numeric>
 #include <thread>
 
@@ -82,6 +83,7 @@ struct Translator::Parts {
     std::optional<Shortlist> shortlist;
     std::optional<GreedySearch> search;
 
+    std::vector<std::string> translate(std::span<const std::string> texts, const std::stop_token &stop) const;
     std::vector<std::string> translate(std::span<const Tokens> sources, const std::stop_token &stop) const;
 };
 
@@ -136,6 +138,55 @@ std::optional<std::string> Translator::translate(std::string_view text, std::sto
     } catch (const Stopped &) {
         return std::nullopt;
     }
+}
+
+std::optional<std::string> Translator::translate(std::string_view text, const Translator &onward,
+                                                 std::stop_token stop) const {
+    const Parts &second = *onward.m_parts;
+    try {
+        const Passages passages(text, {m_parts->languages.source, second.languages.target},
+                                *m_parts->sourceVocabulary, stop);
+        std::span<const Tokens> sources = passages.sources();
+        std::vector<std::string> translations;
+        std::future<std::vector<std::string>> underWay;
+        const auto collect = [&] {
+            if (underWay.valid())
+                std::ranges::move(underWay.get(), std::back_inserter(translations));
+        };
+        // The first ones are few, so that the second half begins early.
+        for (std::size_t size = 1; !sources.empty(); size = std::min(2 * size, mostSentences)) {
+            const auto next = sources.first(std::min(size, sources.size()));
+            auto between = m_parts->translate(next, stop);
+            collect();
+            underWay = std::async(std::launch::async, [&second, &stop, between = std::move(between)] {
+                return second.translate(between, stop);
+            });
+            sources = sources.subspan(next.size());
+        }
+        collect();
+        return passages.joined(translations);
+    } catch (const Stopped &) {
+        return std::nullopt;
+    }
+}
+
+/// The sentences of all of them side by side.
+std::vector<std::string> Translator::Parts::translate(std::span<const std::string> texts,
+                                                      const std::stop_token &stop) const {
+    std::vector<Passages> passages;
+    std::vector<Tokens> sources;
+    for (const std::string &text : texts) {
+        const auto &added = passages.emplace_back(text, languages, *sourceVocabulary, stop);
+        std::ranges::copy(added.sources(), std::back_inserter(sources));
+    }
+    const std::vector<std::string> all = translate(sources, stop);
+    std::span<const std::string> rest = all;
+    std::vector<std::string> translations;
+    for (const Passages &each : passages) {
+        translations.push_back(each.joined(rest.first(each.sources().size())));
+        rest = rest.subspan(each.sources().size());
+    }
+    return translations;
 }
 
 std::vector<std::string> Translator::Parts::translate(std::span<const Tokens> sources,
