@@ -58,13 +58,10 @@ def wait_for(what, condition, seconds=30.0, interval=0.02):
         time.sleep(interval)
 
 
-class VirtualDesktop:
-    """Use it in a `with`; what it starts ends with the block."""
+class Programs:
+    """Programs that run in a folder of their own; use it in a `with`; what it starts ends with the block."""
 
-    def __init__(self, size="1280x800x24", sound_server=os.environ.get("TEST_SOUND_SERVER", "pulseaudio")):
-        """`sound_server` is pulseaudio or pipewire."""
-        self._size = size
-        self._sound_server = sound_server
+    def __init__(self):
         self._children = []
         self.folder = None
         self.environment = {}
@@ -84,6 +81,11 @@ class VirtualDesktop:
 
     def __exit__(self, *_):
         self._tear_down()
+
+    def _bring_up(self):
+        self.environment = {name: os.environ[name] for name in ("PATH", "LANG", "LC_ALL", "TZ", "LD_LIBRARY_PATH",
+                                                                "ASAN_OPTIONS", "UBSAN_OPTIONS", "VISIBLE_DISPLAY")
+                            if name in os.environ}
 
     # Processes
 
@@ -172,15 +174,47 @@ class VirtualDesktop:
         if child in self._children:
             self._children.remove(child)
 
-    # Coming up
+    # Going down
+
+    def _tear_down(self):
+        for child in reversed(self._children[:]):
+            self.stop(child)
+        self._end_adopted()
+        if self.folder:
+            shutil.rmtree(self.folder, ignore_errors=True)
+
+    def _end_adopted(self):
+        """What the children started and left behind has become ours: end it too."""
+        end = time.monotonic() + 5
+        while time.monotonic() < end:
+            orphans = _children_of(os.getpid())
+            if not orphans:
+                return
+            for pid in orphans:
+                _kill(pid)
+            while True:
+                try:
+                    if os.waitpid(-1, os.WNOHANG)[0] == 0:
+                        break
+                except ChildProcessError:
+                    break
+            time.sleep(0.02)
+
+
+class VirtualDesktop(Programs):
+    """The whole desktop."""
+
+    def __init__(self, size="1280x800x24", sound_server=os.environ.get("TEST_SOUND_SERVER", "pulseaudio")):
+        """`sound_server` is pulseaudio or pipewire."""
+        super().__init__()
+        self._size = size
+        self._sound_server = sound_server
 
     def _bring_up(self):
         home = self._private("home")
         runtime = self._private("runtime")
-        keep = {name: os.environ[name] for name in ("PATH", "LANG", "LC_ALL", "TZ", "LD_LIBRARY_PATH", "ASAN_OPTIONS",
-                                                    "UBSAN_OPTIONS", "VISIBLE_DISPLAY") if name in os.environ}
-        self.environment = {
-            **keep,
+        super()._bring_up()
+        self.environment |= {
             "HOME": home,
             "XDG_RUNTIME_DIR": runtime,
             "XDG_CONFIG_HOME": os.path.join(home, ".config"),
@@ -318,32 +352,6 @@ class VirtualDesktop:
                        "clock_font_color = #d8dee9 100\nclock_padding = 10 0\nwm_menu = 0\nstrut_policy = follow_size\n")
         self.start_daemon(["tint2", "-c", settings])
         wait_for("the tray", lambda: self.is_owned("_NET_SYSTEM_TRAY_S0"))
-
-    # Going down
-
-    def _tear_down(self):
-        for child in reversed(self._children[:]):
-            self.stop(child)
-        self._end_adopted()
-        if self.folder:
-            shutil.rmtree(self.folder, ignore_errors=True)
-
-    def _end_adopted(self):
-        """What the children started and left behind has become ours: end it too."""
-        end = time.monotonic() + 5
-        while time.monotonic() < end:
-            orphans = _children_of(os.getpid())
-            if not orphans:
-                return
-            for pid in orphans:
-                _kill(pid)
-            while True:
-                try:
-                    if os.waitpid(-1, os.WNOHANG)[0] == 0:
-                        break
-                except ChildProcessError:
-                    break
-            time.sleep(0.02)
 
     # What a person does and sees
 
