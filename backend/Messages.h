@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace quillora::backend {
+
+/// A whole HTTP request, as far as anything here asks.
+struct Request {
+    std::string method;
+    std::string path;
+    std::string host;
+    std::string contentType;
+    std::string authorization;
+    std::string device;
+    std::string body;
+};
+
+/// What is answered to it.
+struct Reply {
+    unsigned status = 200;
+    std::string body{};
+    std::string contentType = "application/json; charset=utf-8";
+    std::optional<std::chrono::seconds> retryAfter{};
+    std::string allow{}; ///< the methods that a path knows, with status 405
+
+    /// The bytes to send.
+    std::string encoded(bool isLast) const;
+};
+
+/// {"error": sentence}
+Reply refusal(unsigned status, const std::string &sentence,
+              std::optional<std::chrono::seconds> retryAfter = {});
+
+} // namespace quillora::backend

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "backend/Configuration.h"
+#include "backend/Service.h"
+#include "backend/Stream.h"
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <list>
+#include <memory>
+#include <string>
+
+namespace quillora::backend {
+
+/// Carries requests to the service: HTTP/1.1, with TLS if there is a certificate, over connections whose
+/// number, time and memory are bounded. SIGTERM and SIGINT end it once what runs is answered, SIGHUP reads
+/// the certificate and the tokens again. One thread.
+class Server {
+public:
+    /// Listens from here on. Throws std::runtime_error in words for people.
+    Server(boost::asio::io_context &context, const Configuration &configuration);
+    ~Server();
+
+    /// The endpoint that people enter in the panel.
+    std::string url() const;
+
+    /// Returns after the end; true if everybody had an answer.
+    bool run();
+
+private:
+    struct Session;
+    using Sessions = std::list<std::shared_ptr<Session>>;
+
+    boost::asio::awaitable<void> accept();
+    boost::asio::awaitable<void> serve(std::shared_ptr<Session> session);
+    boost::asio::awaitable<bool> serveNext(Session &session);
+    boost::asio::awaitable<void> listenToSignals();
+    boost::asio::awaitable<void> keepFresh();
+    void makeRoom();
+    void loadCertificate();
+    void beginToStop();
+    void leave(const std::shared_ptr<Session> &session);
+
+    boost::asio::io_context &m_context;
+    Configuration m_configuration;
+    Service m_service;
+    std::shared_ptr<boost::asio::ssl::context> m_tls;
+    boost::asio::ip::tcp::acceptor m_acceptor;
+    boost::asio::signal_set m_signals;
+    boost::asio::steady_timer m_clock;
+    Sessions m_sessions; ///< whose last answer is longest ago comes first
+    bool m_isStopping = false;
+};
+
+} // namespace quillora::backend

@@ -1,0 +1,220 @@
+#include "backend/Service.h"
+
+#include "backend/Log.h"
+#include "backend/ModelAnswer.h"
+#include "backend/Prompt.h"
+#include "backend/Randomness.h"
+#include "backend/Refusal.h"
+#include "backend/Text.h"
+
+#include <boost/json.hpp>
+
+#include <algorithm>
+#include <sys/stat.h>
+
+namespace quillora::backend {
+
+namespace asio = boost::asio;
+using std::chrono::steady_clock;
+
+namespace {
+
+constexpr std::string_view translatePath = "/v1/translate";
+constexpr std::string_view bearer = "bearer ";
+
+double milliseconds(steady_clock::duration duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+Reply plain(unsigned status, const std::string &text) {
+    return {.status = status, .body = text, .contentType = "text/plain; charset=utf-8"};
+}
+
+/// What a file is now; another text when it has been replaced or changed.
+std::string stateOf(const std::string &path) {
+    struct stat state{};
+    if (stat(path.c_str(), &state) != 0)
+        return {};
+    return std::to_string(state.st_ino) + "/" + std::to_string(state.st_size) + "/" +
+           std::to_string(state.st_mtim.tv_sec) + "." + std::to_string(state.st_mtim.tv_nsec);
+}
+
+/// Host and port of the header apart; whether it is a name of this computer.
+bool isLocalName(std::string_view host) {
+    if (host.starts_with('['))
+        return host.starts_with("[::1]");
+    const auto name = lowered(host.substr(0, host.find(':')));
+    // "127.0.0.1.example.com" is a name like any other.
+    const bool isNumber = name.find_first_not_of("0123456789.") == std::string::npos;
+    return name == "localhost" || (isNumber && name.starts_with("127."));
+}
+
+} // namespace
+
+Service::Service(asio::any_io_executor executor, const Configuration &configuration)
+    : m_configuration(configuration),
+      m_turnstile(executor, configuration.runningLimit, configuration.waitingLimit, m_metrics),
+      m_upstream(executor, configuration, m_metrics) {
+    if (!m_configuration.tokenFile.empty()) {
+        m_tokenFileState = stateOf(m_configuration.tokenFile);
+        m_tokens = Tokens::read(m_configuration.tokenFile);
+    }
+}
+
+void Service::refreshTokens() {
+    if (m_configuration.tokenFile.empty() || stateOf(m_configuration.tokenFile) == m_tokenFileState)
+        return;
+    m_tokenFileState = stateOf(m_configuration.tokenFile);
+    try {
+        m_tokens = Tokens::read(m_configuration.tokenFile);
+        log("tokens", {{"count", static_cast<unsigned>(m_tokens.entries().size())}});
+    } catch (const std::runtime_error &error) {
+        log("tokens", {{"error", std::string(error.what())}});
+    }
+}
+
+asio::awaitable<Reply> Service::answer(Request request) {
+    Account account;
+    Reply reply;
+    try {
+        reply = co_await route(request, account);
+    } catch (const Refusal &refused) {
+        account.reason = refused.reason();
+        reply = refusal(refused.status(), refused.what(), refused.retryAfter());
+    } catch (const std::exception &) {
+        account.reason = "internal";
+        reply = refusal(500, "The translation backend failed. Try again.");
+    }
+    record(request, reply, account);
+    co_return reply;
+}
+
+Reply Service::answerToGarbage(unsigned status, const std::string &sentence) {
+    Account account;
+    account.reason = "http";
+    auto reply = refusal(status, sentence);
+    record({}, reply, account);
+    return reply;
+}
+
+asio::awaitable<Reply> Service::route(const Request &request, Account &account) {
+    const auto path = std::string_view(request.path).substr(0, request.path.find('?'));
+    const bool isWatching = path == "/healthz" || path == "/readyz" || path == "/metrics";
+    if (path != translatePath && !isWatching)
+        throw Refusal(404, "path", "There is nothing at this address.");
+    requireLocalName(request);
+    if (const std::string_view method = isWatching ? "GET" : "POST"; request.method != method) {
+        account.reason = "method";
+        auto reply = refusal(405, "Only " + std::string(method) + " is understood here.");
+        reply.allow = method;
+        co_return reply;
+    }
+    if (path == "/healthz")
+        co_return plain(200, "alive\n");
+    if (path == "/metrics")
+        co_return Reply{.body = m_metrics.text(), .contentType = "text/plain; version=0.0.4; charset=utf-8"};
+    if (path == "/readyz") {
+        const bool isReady = !m_isStopping && co_await m_upstream.answers();
+        co_return isReady ? plain(200, "ready\n") : plain(503, "the model does not answer\n");
+    }
+    co_return co_await translate(request, account);
+}
+
+asio::awaitable<Reply> Service::translate(const Request &request, Account &account) {
+    const auto deadline = account.begin + m_configuration.patience;
+    requireToken(request, account);
+    // A page in a browser can send other types than this one to any address without being asked.
+    if (!lowered(request.contentType).starts_with("application/json"))
+        throw Refusal(415, "type", "The request is not JSON.");
+    const auto wanted = TranslationRequest::decoded(request.body);
+    requireSense(wanted, account);
+    requireModesty(request, account);
+
+    const auto turn = co_await m_turnstile.enter(deadline);
+    const Prompt prompt(m_configuration.prompt, m_configuration.model, wanted);
+    const auto asked = steady_clock::now();
+    const auto answer = co_await m_upstream.ask(prompt.body, deadline);
+    account.upstream = steady_clock::now() - asked;
+    const auto translation = translationIn(answer, wanted, prompt.mark);
+    co_return Reply{.body = boost::json::serialize(boost::json::object{{"translation", translation}})};
+}
+
+/// Without tokens, only somebody on this computer may ask, and no page that a browser there has open under a
+/// name of its own that leads here.
+void Service::requireLocalName(const Request &request) const {
+    if (m_configuration.tokenFile.empty() && !request.host.empty() && !isLocalName(request.host))
+        throw Refusal(403, "host", "This translation backend serves its own computer only.");
+}
+
+void Service::requireToken(const Request &request, Account &account) const {
+    if (m_configuration.tokenFile.empty())
+        return;
+    const std::string_view header = request.authorization;
+    const bool isBearer = lowered(header.substr(0, bearer.size())) == bearer;
+    const auto owner =
+        isBearer ? m_tokens.ownerOf(trimmed(header.substr(bearer.size()))) : std::optional<std::string>();
+    if (!owner)
+        throw Refusal(401, "token",
+                      header.empty() ? "This translation backend asks for a subscription token."
+                                     : "The subscription token is not valid.");
+    account.owner = *owner;
+}
+
+void Service::requireSense(const TranslationRequest &wanted, Account &account) const {
+    account.characters = characterCount(wanted.text);
+    if (trimmed(wanted.text).empty())
+        throw Refusal(400, "request", "There is no text to translate.");
+    if (account.characters > m_configuration.textLimit)
+        throw Refusal(413, "length",
+                      "The text is too long: this translation backend takes " +
+                          std::to_string(m_configuration.textLimit) + " characters at once.");
+    if (!isLanguageName(wanted.sourceLanguage))
+        throw Refusal(400, "request", "The request's \"sourceLanguage\" is not the name of a language.");
+    const auto &targets = m_configuration.targets;
+    if (!isLanguageName(wanted.targetLanguage))
+        throw Refusal(400, "request", "The request's \"targetLanguage\" is not the name of a language.");
+    if (std::find(targets.begin(), targets.end(), wanted.targetLanguage) == targets.end())
+        throw Refusal(422, "language",
+                      "This translation backend does not translate into " + wanted.targetLanguage + ".");
+    account.target = wanted.targetLanguage;
+}
+
+void Service::requireModesty(const Request &request, const Account &account) {
+    const auto now = Limits::Clock::now();
+    const auto require = [&](const std::string &kind, const std::string &name, std::size_t most) {
+        if (name.empty() || m_limits.count(kind + ":" + name, now) <= most)
+            return;
+        m_metrics.countLimit(kind);
+        const auto wait = Limits::untilNextMinute(now);
+        throw Refusal(429, "limit_" + kind,
+                      "Too many translations within a minute. Try again in " + std::to_string(wait.count()) +
+                          (wait.count() == 1 ? " second." : " seconds."),
+                      wait);
+    };
+    require("device", request.device.empty() ? std::string() : pseudonym(request.device),
+            m_configuration.devicePerMinute);
+    require("token", account.owner, m_configuration.tokenPerMinute);
+}
+
+void Service::record(const Request &request, const Reply &reply, const Account &account) {
+    // Whoever watches asks every few seconds; that all is well is no news.
+    if (reply.status == 200 && request.path != translatePath)
+        return;
+    const auto took = steady_clock::now() - account.begin;
+    m_metrics.countRequest(reply.status, took);
+    if (account.reason == "queue")
+        m_metrics.countLimit("queue");
+    const auto known =
+        request.path == translatePath || request.path == "/readyz" ? request.path : std::string();
+    log("request", {{"status", reply.status},
+                    {"path", known},
+                    {"reason", account.reason},
+                    {"milliseconds", milliseconds(took)},
+                    {"upstreamMilliseconds", milliseconds(account.upstream)},
+                    {"characters", static_cast<unsigned>(account.characters)},
+                    {"target", account.target},
+                    {"token", account.owner},
+                    {"device", request.device.empty() ? std::string() : pseudonym(request.device)}});
+}
+
+} // namespace quillora::backend

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "backend/Configuration.h"
+#include "backend/Limits.h"
+#include "backend/Messages.h"
+#include "backend/Metrics.h"
+#include "backend/Prompt.h"
+#include "backend/Tokens.h"
+#include "backend/Turnstile.h"
+#include "backend/Upstream.h"
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/awaitable.hpp>
+
+#include <chrono>
+#include <string>
+
+namespace quillora::backend {
+
+/// What the backend answers to a request, whatever carries that.
+class Service {
+public:
+    Service(boost::asio::any_io_executor executor, const Configuration &configuration);
+
+    /// Never throws. A line of the log tells of it.
+    boost::asio::awaitable<Reply> answer(Request request);
+
+    /// The answer to what is no request at all, or came too slowly.
+    Reply answerToGarbage(unsigned status, const std::string &sentence);
+
+    /// Reads the tokens again if the file has changed; keeps those it has if that cannot be read.
+    void refreshTokens();
+
+    /// From here on it is not ready for more.
+    void beginToStop() { m_isStopping = true; }
+
+    Metrics &metrics() { return m_metrics; }
+
+private:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    /// What the log tells of a request.
+    struct Account {
+        TimePoint begin = std::chrono::steady_clock::now();
+        std::chrono::steady_clock::duration upstream{};
+        std::string reason;
+        std::string owner;
+        std::string target;
+        std::size_t characters = 0;
+    };
+
+    boost::asio::awaitable<Reply> route(const Request &request, Account &account);
+    boost::asio::awaitable<Reply> translate(const Request &request, Account &account);
+    void requireToken(const Request &request, Account &account) const;
+    void requireLocalName(const Request &request) const;
+    void requireSense(const TranslationRequest &wanted, Account &account) const;
+    void requireModesty(const Request &request, const Account &account);
+    void record(const Request &request, const Reply &reply, const Account &account);
+
+    Configuration m_configuration;
+    Metrics m_metrics;
+    Turnstile m_turnstile;
+    Upstream m_upstream;
+    Limits m_limits;
+    Tokens m_tokens;
+    std::string m_tokenFileState;
+    bool m_isStopping = false;
+};
+
+} // namespace quillora::backend

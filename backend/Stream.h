@@ -1,0 +1,77 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <chrono>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace boost::asio::ssl {
+class context;
+template <typename Stream>
+class stream;
+} // namespace boost::asio::ssl
+
+namespace quillora::backend {
+
+/// A TCP connection, with TLS inside or without, whose every wait ends at a deadline: then it is closed, and
+/// what waits fails with boost::system::system_error.
+class Stream : public std::enable_shared_from_this<Stream> {
+public:
+    explicit Stream(boost::asio::ip::tcp::socket socket);
+    ~Stream();
+    Stream(const Stream &) = delete;
+    Stream &operator=(const Stream &) = delete;
+
+    using Endpoints = std::vector<boost::asio::ip::tcp::endpoint>;
+
+    /// To the first of them that can be reached.
+    boost::asio::awaitable<void> connect(const Endpoints &endpoints);
+
+    /// From here on all is encrypted.
+    boost::asio::awaitable<void> handshakeAsServer(boost::asio::ssl::context &context);
+
+    /// The same, with a server that must be `host`.
+    boost::asio::awaitable<void> handshakeAsClient(boost::asio::ssl::context &context,
+                                                   const std::string &host);
+
+    /// How many bytes have come; none at the end.
+    boost::asio::awaitable<std::size_t> readSome(std::span<char> room);
+
+    boost::asio::awaitable<void> write(std::string_view bytes);
+
+    /// When it is closed, whatever goes on; until another deadline is set.
+    void expireAt(std::chrono::steady_clock::time_point deadline);
+    bool hasExpired() const { return m_hasExpired; }
+
+    /// Says that nothing more will be sent, and reads what still comes until the other end has left, so that
+    /// it gets what was sent before; for a short time and so many bytes only.
+    boost::asio::awaitable<void> leave();
+
+    void close();
+
+    /// Whether it is open, with nothing to read and not left by the other end.
+    bool isFresh();
+
+private:
+    void wake();
+
+    boost::asio::ip::tcp::socket m_socket;
+    std::unique_ptr<boost::asio::ssl::stream<boost::asio::ip::tcp::socket &>> m_tls;
+    boost::asio::steady_timer m_alarm;
+    std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
+    bool m_hasExpired = false;
+};
+
+/// What a server shows, or a client trusts; see the configuration. Throws std::runtime_error in words for
+/// people.
+std::shared_ptr<boost::asio::ssl::context> serverContext(const std::string &certificateFile,
+                                                         const std::string &privateKeyFile);
+std::shared_ptr<boost::asio::ssl::context> clientContext(const std::string &authoritiesFile);
+
+} // namespace quillora::backend

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace quillora::backend {
+
+/// Without white space at either end, that of Unicode included.
+std::string_view trimmed(std::string_view text);
+
+/// How many characters UTF-8 text holds.
+std::size_t characterCount(std::string_view text);
+
+/// Whether it may stand for a language: one to 64 characters, none of which begins a line, a quotation,
+/// markup or another order of writing.
+bool isLanguageName(std::string_view text);
+
+/// ASCII letters made small; the others stay.
+std::string lowered(std::string_view text);
+
+std::string hexadecimal(std::string_view bytes);
+
+} // namespace quillora::backend

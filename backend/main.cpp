@@ -1,0 +1,162 @@
+#include "backend/Configuration.h"
+#include "backend/Log.h"
+#include "backend/ModelAnswer.h"
+#include "backend/Prompt.h"
+#include "backend/Refusal.h"
+#include "backend/Server.h"
+#include "backend/Tokens.h"
+#include "backend/Upstream.h"
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace quillora::backend {
+
+namespace {
+
+constexpr auto standardFile = "/etc/quillora-backend.toml";
+constexpr int wrongUse = 2;
+
+void printHelp() {
+    std::cout
+        << "usage: quillora-backend [--configuration FILE] COMMAND\n"
+           "\n"
+           "Translates for Quillora's hosted engine with any model behind a chat-completions endpoint.\n"
+           "\n"
+           "  serve                answers clients until SIGTERM; SIGHUP reads certificate and tokens again\n"
+           "  check                translates one sentence and says how long that took\n"
+           "  token add NAME       makes a token for a client and prints it, once\n"
+           "  token list           names all tokens\n"
+           "  token revoke NAME    from here on it is refused\n"
+           "  --help, --version\n"
+           "\n"
+           "The configuration is a TOML file ("
+        << standardFile
+        << " if it exists) and the environment, which wins.\n"
+           "Each key, what it means (its standard value) and its variable:\n"
+        << Configuration::help();
+}
+
+int serve(const Configuration &configuration) {
+    std::signal(SIGPIPE, SIG_IGN);
+    boost::asio::io_context context(1);
+    Server server(context, configuration);
+    std::cout << server.url() << std::endl;
+    log("start");
+    if (server.run())
+        return EXIT_SUCCESS;
+    log("stop", {{"error", std::string("some requests were not answered in time")}});
+    std::quick_exit(EXIT_FAILURE);
+}
+
+boost::asio::awaitable<std::string> translated(const Configuration &configuration, Upstream &upstream) {
+    const TranslationRequest request{"Good morning. How are you?", "English (United States)",
+                                     configuration.targets.front()};
+    const Prompt prompt(configuration.prompt, configuration.model, request);
+    const auto answer =
+        co_await upstream.ask(prompt.body, std::chrono::steady_clock::now() + configuration.patience);
+    co_return translationIn(answer, request, prompt.mark);
+}
+
+int check(const Configuration &configuration) {
+    boost::asio::io_context context(1);
+    Metrics metrics;
+    Upstream upstream(context.get_executor(), configuration, metrics);
+    std::cout << "The configuration is sound. Asking " << configuration.model << " at "
+              << configuration.upstream.address.text() << ": Good morning. How are you?" << std::endl;
+    int status = EXIT_FAILURE;
+    const auto begin = std::chrono::steady_clock::now();
+    boost::asio::co_spawn(context, translated(configuration, upstream),
+                          [&](const std::exception_ptr &failure, const std::string &translation) {
+                              const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
+                                  std::chrono::steady_clock::now() - begin);
+                              try {
+                                  if (failure)
+                                      std::rethrow_exception(failure);
+                                  std::cout << configuration.targets.front() << ": " << translation << "\n"
+                                            << took.count() << " ms" << std::endl;
+                                  status = EXIT_SUCCESS;
+                              } catch (const Refusal &refusal) {
+                                  std::cerr << refusal.what() << " (" << refusal.reason() << ", "
+                                            << took.count() << " ms)" << std::endl;
+                              }
+                              context.stop(); // a connection to the model would be kept
+                          });
+    context.run();
+    return status;
+}
+
+int token(const Configuration &configuration, const std::vector<std::string> &words) {
+    if (configuration.tokenFile.empty())
+        throw ConfigurationError("tokens.file is missing: where should tokens be kept?");
+    auto tokens = Tokens::read(configuration.tokenFile);
+    if (words == std::vector<std::string>{"list"}) {
+        for (const auto &entry : tokens.entries())
+            std::cout << entry.since << "  " << entry.name << "\n";
+        return EXIT_SUCCESS;
+    }
+    if (words.size() == 2 && words[0] == "add") {
+        const auto made = tokens.add(words[1]);
+        tokens.write(configuration.tokenFile);
+        std::cout << made << std::endl;
+        return EXIT_SUCCESS;
+    }
+    if (words.size() == 2 && words[0] == "revoke") {
+        if (!tokens.revoke(words[1]))
+            throw std::runtime_error("there is no token of that name");
+        tokens.write(configuration.tokenFile);
+        return EXIT_SUCCESS;
+    }
+    std::cerr << "usage: quillora-backend token add NAME | list | revoke NAME" << std::endl;
+    return wrongUse;
+}
+
+int run(std::vector<std::string> words) {
+    std::string file = access(standardFile, F_OK) == 0 ? standardFile : "";
+    if (words.size() >= 2 && words[0] == "--configuration") {
+        file = words[1];
+        words.erase(words.begin(), words.begin() + 2);
+    }
+    if (words == std::vector<std::string>{"--help"}) {
+        printHelp();
+        return EXIT_SUCCESS;
+    }
+    if (words == std::vector<std::string>{"--version"}) {
+        std::cout << QUILLORA_VERSION << std::endl;
+        return EXIT_SUCCESS;
+    }
+    const auto command = words.empty() ? std::string() : words.front();
+    const std::vector<std::string> rest(words.begin() + (words.empty() ? 0 : 1), words.end());
+    if (command != "token" && !(rest.empty() && (command == "serve" || command == "check"))) {
+        std::cerr
+            << "usage: quillora-backend [--configuration FILE] serve | check | token add NAME | token list | "
+               "token revoke NAME\n--help says more."
+            << std::endl;
+        return wrongUse;
+    }
+    const auto configuration = Configuration::load(file, processEnvironment());
+    if (command == "token")
+        return token(configuration, rest);
+    return command == "serve" ? serve(configuration) : check(configuration);
+}
+
+} // namespace
+
+} // namespace quillora::backend
+
+int main(int count, char **arguments) {
+    try {
+        return quillora::backend::run({arguments + 1, arguments + count});
+    } catch (const std::exception &error) {
+        std::cerr << error.what() << std::endl;
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,177 @@
+"""What the tests of the backend share: the real program, and a model that does what the test says. The path of the
+program is the first argument of a test; what follows is for unittest."""
+
+import http.client
+import json
+import os
+import ssl
+import subprocess
+import sys
+import unittest
+from urllib.parse import urlsplit
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "demo"))
+
+from scripted_upstream import ScriptedUpstream  # noqa: E402
+from virtual_desktop import Programs, first_line, wait_for  # noqa: E402
+
+PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else ""
+HEADERS = {"Content-Type": "application/json", "X-Quillora-Device-Id": "1A-2B", "X-Cobaltwhisk-Device-Id": "1A-2B"}
+
+
+def request_body(text="hello", source="English (United States)", target="Kazakh"):
+    return json.dumps({"text": text, "sourceLanguage": source, "targetLanguage": target})
+
+
+class Answer:
+    def __init__(self, status, headers, body):
+        self.status = status
+        self.headers = headers
+        self.body = body
+
+    @property
+    def json(self):
+        return json.loads(self.body)
+
+    @property
+    def translation(self):
+        return self.json["translation"]
+
+    @property
+    def error(self):
+        return self.json["error"]
+
+
+class Backend:
+    """One that runs."""
+
+    def __init__(self, programs, settings, environment):
+        self.programs = programs
+        self.log_path = os.path.join(programs.folder, f"log-{len(os.listdir(programs.folder))}")
+        with open(self.log_path, "wb") as log:
+            self.process = programs.start_daemon([PROGRAM, "--configuration", settings, "serve"], environment,
+                                                 stdout=subprocess.PIPE, stderr=log)
+        self.url = first_line(self.process)
+        parts = urlsplit(self.url)
+        self.scheme, self.port = parts.scheme, parts.port
+        self.trust = None
+
+    def connection(self, timeout=60):
+        if self.scheme == "https":
+            return http.client.HTTPSConnection("127.0.0.1", self.port, timeout=timeout, context=self.trust)
+        return http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
+
+    def ask(self, body, path="/v1/translate", method="POST", headers=None, connection=None):
+        own = connection or self.connection()
+        try:
+            own.request(method, path, body.encode() if isinstance(body, str) else body,
+                        {**HEADERS, **(headers or {})})
+            response = own.getresponse()
+            return Answer(response.status, response.headers, response.read())
+        finally:
+            if connection is None:
+                own.close()
+
+    def translate(self, text="hello", source="English (United States)", target="Kazakh", token=None, **options):
+        headers = {"Authorization": f"Bearer {token}"} if token is not None else {}
+        return self.ask(request_body(text, source, target), headers={**headers, **options.pop("headers", {})}, **options)
+
+    def get(self, path):
+        return self.ask(None, path, "GET")
+
+    def metric(self, name):
+        """The value of a series, 0 for one that is not there."""
+        for line in self.get("/metrics").body.decode().splitlines():
+            if line.startswith(name + " "):
+                return float(line.split()[-1])
+        return 0.0
+
+    def log(self):
+        with open(self.log_path, encoding="utf-8") as file:
+            return [json.loads(line) for line in file]
+
+    def memory_kilobytes(self):
+        with open(f"/proc/{self.process.pid}/status", encoding="ascii") as file:
+            return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
+
+    def threads(self):
+        return len(os.listdir(f"/proc/{self.process.pid}/task"))
+
+    def stop(self):
+        return self.programs.stop(self.process, 50)
+
+    def tell(self, number):
+        """Sends a signal."""
+        os.kill(self.process.pid, number)
+
+
+class BackendCase(unittest.TestCase):
+    """A model, and as many backends in front of it as a test starts."""
+
+    def setUp(self):
+        self.programs = self.enterContext(Programs())
+        self.upstream = self.enterContext(ScriptedUpstream())
+
+    def path(self, name):
+        return os.path.join(self.programs.folder, name)
+
+    def write(self, name, text):
+        with open(self.path(name), "w", encoding="utf-8") as file:
+            file.write(text)
+        return self.path(name)
+
+    def settings(self, **sections):
+        """A configuration file; each section is a dictionary. The model is the test's own unless it is named."""
+        sections["upstream"] = {"url": self.upstream.url, "model": "test-model", **sections.get("upstream", {})}
+        sections["server"] = {"listen": "127.0.0.1:0", **sections.get("server", {})}
+        # What JSON says of texts, numbers and lists TOML says too.
+        text = "".join(f"[{section}]\n" + "".join(f"{key} = {json.dumps(value, ensure_ascii=False)}\n"
+                                                  for key, value in values.items())
+                       for section, values in sections.items())
+        return self.write(f"backend-{len(os.listdir(self.programs.folder))}.toml", text)
+
+    def start(self, environment=None, **sections):
+        return Backend(self.programs, self.settings(**sections), environment)
+
+    def run_program(self, *arguments, environment=None):
+        return subprocess.run([PROGRAM, *arguments], env={**self.programs.environment, **(environment or {})},
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
+
+    def make_token(self, settings, name="laptop"):
+        made = self.run_program("--configuration", settings, "token", "add", name)
+        self.assertEqual((made.returncode, made.stderr), (0, ""))
+        return made.stdout.strip()
+
+
+class Authority:
+    """A certificate authority that exists as long as the folder."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.certificate = os.path.join(folder, "ca.pem")
+        self._openssl("req", "-x509", "-subj", "/CN=Throw-away authority", "-days", "2", *self._new_key("ca"),
+                      "-out", self.certificate)
+
+    def issue(self, name, host="IP:127.0.0.1"):
+        """The paths of a server's certificate and key."""
+        certificate, key = os.path.join(self.folder, f"{name}.pem"), os.path.join(self.folder, f"{name}.key")
+        extensions = os.path.join(self.folder, f"{name}.ext")
+        with open(extensions, "w", encoding="ascii") as file:
+            file.write(f"subjectAltName={host}\nextendedKeyUsage=serverAuth\n")
+        self._openssl("req", "-subj", f"/CN={name}", *self._new_key(name), "-out", f"{certificate}.csr")
+        self._openssl("x509", "-req", "-in", f"{certificate}.csr", "-CA", self.certificate, "-CAkey",
+                      os.path.join(self.folder, "ca.key"), "-CAcreateserial", "-days", "1", "-extfile", extensions,
+                      "-out", certificate)
+        return certificate, key
+
+    def trust(self):
+        context = ssl.create_default_context(cafile=self.certificate)
+        context.set_alpn_protocols(["h2", "http/1.1"])
+        return context
+
+    def _new_key(self, name):
+        return ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-keyout",
+                os.path.join(self.folder, f"{name}.key")]
+
+    def _openssl(self, *arguments):
+        subprocess.run(["openssl", *arguments], check=True, capture_output=True, stdin=subprocess.DEVNULL, timeout=60)

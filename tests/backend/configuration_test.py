@@ -1,0 +1,137 @@
+#!/usr/bin/python3
+"""What the backend says of a configuration, and of the way it is called."""
+
+import os
+import re
+import unittest
+
+from backend_case import BackendCase  # first: it finds the others
+from scripted_upstream import Answer
+
+WHOLE = '[upstream]\nurl = "http://127.0.0.1:1/v1"\nmodel = "m"\n'
+MANUAL = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "packaging", "backend",
+                      "quillora-backend.1")
+
+
+class ConfigurationTest(BackendCase):
+    def faults(self, text, environment=None):
+        """What it says to that file instead of serving."""
+        path = self.write("backend.toml", text)
+        ended = self.run_program("--configuration", path, "serve", environment=environment)
+        self.assertEqual((ended.returncode, ended.stdout), (1, ""))
+        return ended.stderr.replace(path, "FILE").splitlines()
+
+    def test_whatever_is_wrong_is_named_with_its_line_at_once(self):
+        self.assertEqual(self.faults(WHOLE + """colour = "red"
+at_once = 0
+seconds = "forty"
+[server]
+listen = "8787"
+certificate = "/nowhere.pem"
+[limits]
+waiting = 1.5
+[clients]
+name = "x"
+[translation]
+targets = ["Kazakh", "<b>"]
+prompt = "Translate."
+"""), ['FILE:12: there is no section "clients"',
+       "FILE:11: limits.waiting must be a text, a whole number or a list of texts",
+       "FILE:9: server.certificate names a file that cannot be read",
+       "FILE:8: server.listen must be HOST:PORT, as in 127.0.0.1:8787",
+       "FILE:16: translation.prompt does not say {target}: the model would not know into which language",
+       "FILE:15: translation.targets holds what cannot be a language's name",
+       "FILE:5: upstream.at_once must be a whole number from 1 to 1000000",
+       'FILE:4: there is no key "upstream.colour"',
+       "FILE:6: upstream.seconds must be a whole number from 1 to 44",
+       "FILE:9: server.certificate and server.private_key go together"])
+
+    def test_what_is_missing_is_named(self):
+        self.assertEqual(self.faults(""), ["upstream.url is missing", "upstream.model is missing"])
+
+    def test_what_is_no_toml_is_named_with_its_line(self):
+        self.assertRegex(self.faults(WHOLE + "model = = 3\n")[0], r"^FILE:4: ")
+
+    def test_a_file_that_is_not_there_is_named(self):
+        ended = self.run_program("--configuration", "/nowhere.toml", "serve")
+        self.assertIn("/nowhere.toml: cannot be read", ended.stderr)
+
+    def test_endpoints_that_lead_nowhere_are_named(self):
+        for url, fault in (("localhost:1/v1", "must begin with http:// or https://"), ("http://", "must name a host"),
+                           ("http://me@host/", "must name a host"),
+                           ("http://host/a b", "holds a space, or another character that must be percent-encoded")):
+            with self.subTest(url):
+                self.assertEqual(self.faults(f'[upstream]\nurl = "{url}"\nmodel = "m"\n'),
+                                 [f"FILE:2: upstream.url {fault}"])
+
+    def test_beyond_this_computer_only_tokens_are_served(self):
+        self.assertEqual(self.faults(WHOLE + '[server]\nlisten = "0.0.0.0:0"\n'),
+                         ["FILE:5: server.listen may lead beyond this computer only with tokens.file: whoever comes "
+                          "would use the model"])
+
+    def test_the_environment_wins_over_the_file(self):
+        backend = self.start(environment={"QUILLORA_BACKEND_UPSTREAM_MODEL": "mine",
+                                          "QUILLORA_BACKEND_TRANSLATION_TARGETS": "Kazakh, Thai"},
+                             upstream={"model": "other"})
+        self.assertEqual([backend.translate(target=name).status for name in ("Thai", "German")], [200, 422])
+        self.assertEqual(self.upstream.questions[0].body["model"], "mine")
+
+    def test_the_environment_alone_is_enough(self):
+        ended = self.run_program("check", environment={"QUILLORA_BACKEND_UPSTREAM_URL": self.upstream.url,
+                                                       "QUILLORA_BACKEND_UPSTREAM_MODEL": "m"})
+        self.assertEqual((ended.returncode, ended.stderr), (0, ""))
+
+    def test_a_wrong_variable_is_named(self):
+        self.assertEqual(self.faults(WHOLE, {"QUILLORA_BACKEND_LIMITS_WAITING": "many",
+                                             "QUILLORA_BACKEND_SERVER_COLOUR": "red"}),
+                         ["QUILLORA_BACKEND_LIMITS_WAITING: limits.waiting must be a whole number from 0 to 1000000",
+                          "QUILLORA_BACKEND_SERVER_COLOUR: there is no such key"])
+
+    def test_the_key_may_come_from_a_file(self):
+        key = self.write("key", "from-a-file\n")
+        self.start(upstream={"key_file": key}).translate()
+        self.assertEqual(self.upstream.questions[0].headers["Authorization"], "Bearer from-a-file")
+
+    def test_an_address_that_is_taken_is_named(self):
+        first = self.start()
+        ended = self.run_program("--configuration", self.settings(server={"listen": f"127.0.0.1:{first.port}"}), "serve")
+        self.assertEqual((ended.returncode, ended.stderr),
+                         (1, f"cannot listen on 127.0.0.1:{first.port}: Address already in use\n"))
+
+    def test_it_prints_the_endpoint_to_enter(self):
+        backend = self.start()
+        self.assertEqual(backend.url, f"http://127.0.0.1:{backend.port}/v1/translate")
+
+    def test_a_wrong_call_is_explained(self):
+        for words in ((), ("serv",), ("serve", "more"), ("--port", "1")):
+            with self.subTest(words):
+                ended = self.run_program(*words)
+                self.assertEqual(ended.returncode, 2)
+                self.assertTrue(ended.stderr.startswith("usage: quillora-backend "))
+
+    def test_every_key_stands_in_the_help_and_in_the_manual(self):
+        text = self.run_program("--help").stdout
+        variables = re.findall(r"QUILLORA_BACKEND_\w+", text)
+        self.assertEqual(len(variables), 22)
+        with open(MANUAL, encoding="utf-8") as file:
+            manual = file.read().replace("\\", "")
+        self.assertEqual([name for name in variables if name not in manual], [])
+
+    # check
+
+    def test_check_translates_one_sentence_and_says_how_long_it_took(self):
+        ended = self.run_program("--configuration", self.settings(), "check")
+        self.assertEqual((ended.returncode, ended.stderr), (0, ""))
+        self.assertRegex(ended.stdout, r"\AThe configuration is sound\. Asking test-model at 127\.0\.0\.1:\d+: Good "
+                                       r"morning\. How are you\?\nRussian: Сәлем\n\d+ ms\n\Z")
+
+    def test_check_says_what_a_client_would_read(self):
+        self.upstream.on_question = lambda question: Answer(b"{}", 401)
+        ended = self.run_program("--configuration", self.settings(), "check")
+        self.assertEqual(ended.returncode, 1)
+        self.assertRegex(ended.stderr, r"\AThe translation model refused this backend's own key\. Tell whoever runs the "
+                                       r"backend\. \(upstream_status_401, \d+ ms\)\n\Z")
+
+
+if __name__ == "__main__":
+    unittest.main()
