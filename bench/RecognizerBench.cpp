@@ -135,7 +135,7 @@ std::unique_ptr<RecognizerClient> loadedClient() {
 
 std::unique_ptr<recognizer::Decoder> loadedDecoder() {
     return recognizer::PocketSphinxEngine().load(
-        PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model().files);
+        {.files = PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model().files});
 }
 
 void printStart() {

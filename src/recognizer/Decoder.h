@@ -24,6 +24,16 @@ public:
 
     virtual void endUtterance() = 0;
 
+    /// Whether the utterance should end now, pause or none, because decoding it would take too long.
+    virtual bool isFull() { return false; }
+
+    /// Ends the utterance where that splits no word, as far as can be told. Returns how many of its last
+    /// samples, a second's at most, are not of it any more.
+    virtual std::size_t endEarly() {
+        endUtterance();
+        return 0;
+    }
+
     /// The best transcription of the utterance under way, or else of the last one; words between blanks.
     virtual std::string text() = 0;
 };
@@ -40,8 +50,11 @@ public:
 
     virtual std::string name() const = 0;
 
-    /// `files` are the model's, in an order of the engine's own.
-    virtual std::unique_ptr<Decoder> load(const std::vector<std::string> &files) const = 0;
+    /// What is read of it besides the model once it loads one: files that are not the system's.
+    virtual std::vector<std::string> ownFiles() const { return {}; }
+
+    /// Throws LoadFailure.
+    virtual std::unique_ptr<Decoder> load(const Open &model) const = 0;
 };
 
 using Engines = std::vector<std::unique_ptr<Engine>>;

@@ -21,6 +21,9 @@ std::uint64_t pauseThatEnds(std::uint64_t length) {
 /// become speech yet.
 constexpr std::size_t leadIn = second / 5;
 
+/// As much as an utterance that ends early may give back.
+constexpr std::size_t mostRecent = second;
+
 } // namespace
 
 Session::Session(const Engines &engines, Send send, Confine confine)
@@ -39,9 +42,12 @@ void Session::take(const Open &open) {
         m_send(Refused{Refusal::incompatible});
         return;
     }
-    const auto protections = m_confine(open.files);
+    auto readable = open.files;
+    for (auto &file : (*engine)->ownFiles())
+        readable.push_back(std::move(file));
+    const auto protections = m_confine(readable);
     try {
-        m_decoder = (*engine)->load(open.files);
+        m_decoder = (*engine)->load(open);
         m_send(Ready{protections});
     } catch (const LoadFailure &failure) {
         m_send(Refused{failure.reason});
@@ -88,25 +94,32 @@ void Session::decode(Dictation &dictation, std::span<const std::int16_t> samples
         dictation.lastSpeech = dictation.position;
     auto &recent = dictation.recent;
     recent.insert(recent.end(), samples.begin(), samples.end());
-    if (recent.size() > leadIn)
-        recent.erase(recent.begin(), recent.end() - leadIn);
+    if (recent.size() > mostRecent)
+        recent.erase(recent.begin(), recent.end() - mostRecent);
     const auto text = m_decoder->text();
     if (std::exchange(dictation.interim, text) != text)
         m_send(Interim{dictation.number, text});
 }
 
+/// Returns how much of the utterance's end the next one begins with.
+std::size_t Session::endAtPause() {
+    m_decoder->endUtterance();
+    return leadIn;
+}
+
 void Session::settleAtPause(Dictation &dictation) {
     const auto length = dictation.position - dictation.utteranceBegin;
     const auto pause = dictation.position - dictation.lastSpeech;
-    if (pause < pauseThatEnds(length))
+    if (pause < pauseThatEnds(length) && !m_decoder->isFull())
         return;
     // Before anybody has spoken there is nothing to settle but that sound is not needed any more.
     constexpr auto longSilence = 5 * second;
     if (dictation.interim.empty() && length < longSilence)
         return;
-    m_decoder->endUtterance();
+    const auto repeated = std::min(pause > 0 ? endAtPause() : m_decoder->endEarly(), dictation.recent.size());
     const auto text = m_decoder->text();
-    const auto overlap = pause > 0 ? std::exchange(dictation.recent, {}) : std::vector<std::int16_t>();
+    const std::vector<std::int16_t> overlap(dictation.recent.end() - static_cast<std::ptrdiff_t>(repeated),
+                                            dictation.recent.end());
     dictation = Dictation(dictation.number, dictation.position - overlap.size());
     m_send(Settled{dictation.number, dictation.position, text});
     m_decoder->beginUtterance();

@@ -47,6 +47,7 @@ private:
 
     Dictation &dictation(std::uint32_t number);
     void decode(Dictation &dictation, std::span<const std::int16_t> samples);
+    std::size_t endAtPause();
     void settleAtPause(Dictation &dictation);
 
     const Engines &m_engines;

@@ -10,7 +10,7 @@ class PocketSphinxDecoderContractTest : public test::DecoderContract {
     std::unique_ptr<recognizer::Decoder> makeDecoder() override {
         const std::string folder = "/usr/share/pocketsphinx/model/en-us/";
         return recognizer::PocketSphinxEngine().load(
-            {folder + "en-us", folder + "en-us.lm.bin", folder + "cmudict-en-us.dict"});
+            {.files = {folder + "en-us", folder + "en-us.lm.bin", folder + "cmudict-en-us.dict"}});
     }
     Sound sentence() override {
         return test::Recording::of(QStringLiteral("he was not an ill disposed young man"))

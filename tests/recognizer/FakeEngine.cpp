@@ -2,6 +2,7 @@
 
 #include "recognizer/protocol/Channel.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -41,6 +42,7 @@ public:
     explicit FakeDecoder(std::map<int, std::string> faults) : m_faults(std::move(faults)) {}
 
     void beginUtterance() override {
+        m_isFull = false;
         m_text.clear();
         m_last = 0;
         m_silence = longSilence;
@@ -51,31 +53,41 @@ public:
     }
     bool hearsSpeech() override { return m_silence < longSilence; }
     void endUtterance() override {}
+    bool isFull() override { return m_isFull; }
+    std::size_t endEarly() override {
+        m_text.resize(std::min(m_text.rfind(' '), m_text.size()));
+        return m_sinceWord;
+    }
     std::string text() override { return m_text; }
 
 private:
     static constexpr int longSilence = recognizer::sampleRate / 2;
 
     void accept(std::int16_t sample) {
+        ++m_sinceWord;
         m_silence = sample == 0 ? m_silence + 1 : 0;
         if (std::exchange(m_last, sample) == sample || sample == 0)
             return;
         if (const auto fault = m_faults.find(sample); fault != m_faults.end())
             fail(fault->second);
+        m_isFull = m_faults.contains(sample) && m_faults.at(sample) == "full" && !m_text.empty();
+        m_sinceWord = 1;
         m_text += (m_text.empty() ? "w" : " w") + std::to_string(sample);
     }
 
     const std::map<int, std::string> m_faults;
     std::string m_text;
+    bool m_isFull = false;
+    std::size_t m_sinceWord = 0; ///< samples since the last word began, that one included
     std::int16_t m_last = 0;
     int m_silence = longSilence;
 };
 
 } // namespace
 
-std::unique_ptr<recognizer::Decoder> FakeEngine::load(const std::vector<std::string> &files) const {
+std::unique_ptr<recognizer::Decoder> FakeEngine::load(const recognizer::Open &model) const {
     std::map<int, std::string> faults;
-    std::ifstream script(files.empty() ? std::string() : files.front());
+    std::ifstream script(model.files.empty() ? std::string() : model.files.front());
     for (std::string moment, fault; script >> moment >> fault;) {
         if (moment == "load")
             fail(fault);

@@ -9,11 +9,13 @@ namespace quillora::test {
 /// An engine that understands the sounds of FakeSpeech, and fails as its model says.
 ///
 /// The model is a file; each line of it has a word's number, or "load", and what happens then: missing,
-/// damaged, error, exit, crash, hang, memory or garbage. It is read when the model is loaded.
+/// damaged, error, exit, crash, hang, memory or garbage; or full, as an utterance that would take too long to
+/// decode: it ends early without that word. It is read when the model is loaded.
 class FakeEngine : public recognizer::Engine {
 public:
     std::string name() const override { return "fake"; }
-    std::unique_ptr<recognizer::Decoder> load(const std::vector<std::string> &files) const override;
+    std::vector<std::string> ownFiles() const override { return {"/nonexistent/library"}; }
+    std::unique_ptr<recognizer::Decoder> load(const recognizer::Open &model) const override;
 };
 
 /// Sounds that FakeEngine understands: samples of a value n are the word "wn", zeros are silence.

@@ -12,6 +12,7 @@ namespace {
 
 const std::vector<Command> commands{
     Open{protocolVersion, "pocketsphinx", {"/a model", "/another"}},
+    Open{protocolVersion, "sherpa", {"/model.onnx"}, {{"family", "whisper"}, {"language", "de"}}},
     Open{},
     Begin{7, 1ULL << 40},
     Sound{7, {-32768, 0, 32767}},
@@ -82,6 +83,12 @@ private Q_SLOTS:
 
     void moreThanASecondOfSoundIsNoMessage() {
         QVERIFY_THROWS_EXCEPTION(ProtocolError, encode(Sound{7, std::vector<std::int16_t>(mostSamples + 1)}));
+    }
+
+    void moreParametersThanAModelHasAreNoMessage() {
+        QVERIFY_THROWS_EXCEPTION(
+            ProtocolError,
+            encode(Open{protocolVersion, "sherpa", {}, std::vector<Parameter>(mostParameters + 1)}));
     }
 
     void aTextThatIsTooLongIsNoMessage() {

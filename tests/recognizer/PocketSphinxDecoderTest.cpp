@@ -16,7 +16,7 @@ private Q_SLOTS:
     void littleIsLeftToDecodeHoweverLongTheDictationWas() {
         const std::string folder = "/usr/share/pocketsphinx/model/en-us/";
         const auto decoder = recognizer::PocketSphinxEngine().load(
-            {folder + "en-us", folder + "en-us.lm.bin", folder + "cmudict-en-us.dict"});
+            {.files = {folder + "en-us", folder + "en-us.lm.bin", folder + "cmudict-en-us.dict"}});
         decoder->beginUtterance();
         for (int i = 0; i < 2; ++i) {
             for (const Recording &recording : Recording::all())

@@ -99,10 +99,11 @@ private:
 
 } // namespace
 
-std::unique_ptr<recognizer::Decoder> ProbeEngine::load(const std::vector<std::string> &files) const {
-    if (!worksAsALibrary(files.front()))
+std::unique_ptr<recognizer::Decoder> ProbeEngine::load(const recognizer::Open &model) const {
+    const auto &folder = model.files.front();
+    if (!worksAsALibrary(folder))
         throw recognizer::LoadFailure{recognizer::Refusal::missing};
-    return std::make_unique<ProbeDecoder>(whatCanBeDone(files.front()));
+    return std::make_unique<ProbeDecoder>(whatCanBeDone(folder));
 }
 
 } // namespace quillora::test

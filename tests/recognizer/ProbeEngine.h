@@ -9,7 +9,7 @@ namespace quillora::test {
 class ProbeEngine : public recognizer::Engine {
 public:
     std::string name() const override { return "probe"; }
-    std::unique_ptr<recognizer::Decoder> load(const std::vector<std::string> &files) const override;
+    std::unique_ptr<recognizer::Decoder> load(const recognizer::Open &model) const override;
 };
 
 } // namespace quillora::test

@@ -46,7 +46,8 @@ public:
     Engines engines;
     Session session{engines, [this](const Answer &answer) { answers.push_back(answer); },
                     [this](const auto &readable) {
-                        answers.push_back(Interim{0, "confined to " + readable.at(0)});
+                        for (const auto &file : readable)
+                            answers.push_back(Interim{0, "may read " + file});
                         return 3U;
                     }};
 
@@ -65,8 +66,9 @@ private Q_SLOTS:
     void theProcessIsConfinedBeforeTheModelIsLoaded() {
         FakeSession fake("load damaged");
         fake.open();
-        QVERIFY((fake.answers ==
-                 std::vector<Answer>{Interim{0, "confined to " + fake.model()}, Refused{Refusal::damaged}}));
+        QVERIFY((fake.answers == std::vector<Answer>{Interim{0, "may read " + fake.model()},
+                                                     Interim{0, "may read /nonexistent/library"},
+                                                     Refused{Refusal::damaged}}));
     }
 
     void aModelIsLoadedOnce() {
@@ -96,7 +98,8 @@ private Q_SLOTS:
         fake.begin();
         fake.hear(FakeSpeech::words(1, 3));
         fake.session.handle(End{1});
-        QVERIFY((fake.texts<Interim>() == Texts{"confined to " + fake.model(), "w1", "w1 w2", "w1 w2 w3"}));
+        QVERIFY((fake.texts<Interim>() == Texts{"may read " + fake.model(), "may read /nonexistent/library",
+                                                "w1", "w1 w2", "w1 w2 w3"}));
         QVERIFY(fake.answers.back() == Answer(Finished{1, "w1 w2 w3"}));
     }
 
@@ -105,8 +108,8 @@ private Q_SLOTS:
         fake.open();
         fake.begin();
         fake.session.handle(Sound{1, FakeSpeech::word(7, 100)});
-        QVERIFY(fake.answers[2] == Answer(Interim{1, "w7"}));
-        QVERIFY(fake.answers[3] == Answer(Heard{1}));
+        QVERIFY(fake.answers[3] == Answer(Interim{1, "w7"}));
+        QVERIFY(fake.answers[4] == Answer(Heard{1}));
     }
 
     void aPauseSettlesWhatWasSaid() {
@@ -169,6 +172,17 @@ private Q_SLOTS:
         QVERIFY2(words >= 240 && words <= 241, settled[0].c_str());
         // A word that lies across the cut is one of both parts.
         QVERIFY(fake.texts<Finished>()[0].ends_with(FakeSpeech::text(int(words) + 1, 300)));
+    }
+
+    void whatWouldTakeTooLongToDecodeIsSettledWithoutAPause() {
+        FakeSession fake("3 full");
+        fake.open();
+        fake.begin();
+        fake.hear(FakeSpeech::words(1, 4));
+        fake.session.handle(End{1});
+        QVERIFY(fake.texts<Settled>() == Texts{"w1 w2"});
+        // Nothing of the word is lost that was not settled.
+        QVERIFY(fake.texts<Finished>() == Texts{"w3 w4"});
     }
 
     void inALongSilenceSoundIsLetGoWithoutAText() {

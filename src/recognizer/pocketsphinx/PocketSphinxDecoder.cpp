@@ -92,7 +92,8 @@ std::string PocketSphinxDecoder::words(std::string_view hypothesis) {
     return words;
 }
 
-std::unique_ptr<Decoder> PocketSphinxEngine::load(const std::vector<std::string> &files) const {
+std::unique_ptr<Decoder> PocketSphinxEngine::load(const Open &model) const {
+    const auto &files = model.files;
     if (files.size() != 3)
         throw LoadFailure{Refusal::incompatible};
     for (const auto &file : files) {

@@ -9,7 +9,7 @@ namespace quillora::recognizer {
 class PocketSphinxEngine : public Engine {
 public:
     std::string name() const override { return "pocketsphinx"; }
-    std::unique_ptr<Decoder> load(const std::vector<std::string> &files) const override;
+    std::unique_ptr<Decoder> load(const Open &model) const override;
 };
 
 } // namespace quillora::recognizer

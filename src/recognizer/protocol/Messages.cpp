@@ -15,8 +15,9 @@ void fields(auto &archive, Open &message) {
     if (message.version != protocolVersion)
         archive.ignoreRest();
     else
-        archive(message.engine, message.files);
+        archive(message.engine, message.files, message.parameters);
 }
+void fields(auto &archive, Parameter &parameter) { archive(parameter.name, parameter.value); }
 void fields(auto &archive, Begin &message) { archive(message.dictation, message.position); }
 void fields(auto &archive, Sound &message) { archive(message.dictation, message.samples); }
 void fields(auto &archive, End &message) { archive(message.dictation); }
@@ -31,13 +32,19 @@ void fields(auto &archive, Finished &message) { archive(message.dictation, messa
 template <typename T>
 concept Number = std::integral<T> || std::is_enum_v<T>;
 
-/// A text is bounded by the message alone.
+template <typename T>
+constexpr std::size_t mostOf = largestMessage; // a text is bounded by the message alone
+template <>
+constexpr std::size_t mostOf<std::vector<std::string>> = mostFiles;
+template <>
+constexpr std::size_t mostOf<std::vector<Parameter>> = mostParameters;
+template <>
+constexpr std::size_t mostOf<std::vector<std::int16_t>> = mostSamples;
+
 template <typename T>
 void checkSize(std::size_t size) {
-    if constexpr (!std::same_as<T, std::string>) {
-        if (size > (std::same_as<T, std::vector<std::string>> ? mostFiles : mostSamples))
-            throw ProtocolError("a list that is too long");
-    }
+    if (size > mostOf<T>)
+        throw ProtocolError("a list that is too long");
 }
 
 template <typename T>
@@ -68,6 +75,7 @@ private:
         const auto bytes = std::as_bytes(std::span(&value, 1));
         m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
     }
+    void put(Parameter parameter) { fields(*this, parameter); }
     template <typename T>
     void put(const T &list) {
         checkSize<T>(list.size());
@@ -107,6 +115,7 @@ private:
                 throw ProtocolError("an unknown reason");
         }
     }
+    void get(Parameter &parameter) { fields(*this, parameter); }
     template <typename T>
     void get(T &list) {
         std::uint32_t count = 0;

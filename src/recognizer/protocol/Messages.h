@@ -28,13 +28,14 @@
 /// gets a message that is too long, malformed or out of its turn has nothing more to do with the other.
 namespace quillora::recognizer {
 
-constexpr std::uint32_t protocolVersion = 1;
+constexpr std::uint32_t protocolVersion = 2;
 constexpr std::size_t largestMessage = 65536;
 /// Of all sound here, which is mono.
 constexpr int sampleRate = 16000;
 /// Of one Sound: a second.
 constexpr std::size_t mostSamples = sampleRate;
 constexpr std::size_t mostFiles = 16;
+constexpr std::size_t mostParameters = 16;
 
 /// The status with which a process ends that could not get memory.
 constexpr int noMemoryStatus = 12;
@@ -43,11 +44,21 @@ class ProtocolError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Its layout stays as it is in every version; of another version only that number is read.
+/// What an engine has to know of a model besides its files, as in "language", "de".
+struct Parameter {
+    std::string name;
+    std::string value;
+    bool operator==(const Parameter &) const = default;
+};
+
+/// Its kind and the place of the version stay as they are; of another version only that number is read.
 struct Open {
     std::uint32_t version = protocolVersion;
-    std::string engine;             ///< such as "pocketsphinx"
-    std::vector<std::string> files; ///< of the model, in the engine's order
+    // NOLINTBEGIN(readability-redundant-member-init): so that they may be left out
+    std::string engine = {};                ///< such as "pocketsphinx"
+    std::vector<std::string> files = {};    ///< of the model, in the engine's order
+    std::vector<Parameter> parameters = {}; ///< for the engine, which knows what they mean
+    // NOLINTEND(readability-redundant-member-init)
     bool operator==(const Open &) const = default;
 };
 struct Begin {

@@ -93,7 +93,7 @@ void RecognizerClient::start() {
         return modelFailed(damaged());
     try {
         m_process.emplace(m_program);
-        send(recognizer::Open{recognizer::protocolVersion, model.engine, model.files});
+        send(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, model.parameters});
         expectAnswer(m_limits.loading);
     } catch (const std::exception &) {
         modelFailed(notStarted());

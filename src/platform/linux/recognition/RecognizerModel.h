@@ -1,5 +1,7 @@
 #pragma once
 
+#include "recognizer/protocol/Messages.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -27,6 +29,9 @@ struct RecognizerModel {
     /// `isUnwanted`: what is returned is of no interest then.
     std::function<ModelJudgement(ModelCheck check, const IsUnwanted &isUnwanted)> judge =
         [](ModelCheck, const IsUnwanted &) { return ModelJudgement::unknown; };
+
+    // NOLINTNEXTLINE(readability-redundant-member-init): so that they may be left out
+    std::vector<recognizer::Parameter> parameters = {}; ///< for the engine
 };
 
 } // namespace quillora::platform
