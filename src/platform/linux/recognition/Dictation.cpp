@@ -1,5 +1,6 @@
 #include "platform/linux/recognition/Dictation.h"
 
+#include "platform/linux/recognition/JoinedTexts.h"
 #include "recognizer/protocol/Messages.h"
 
 #include <utility>
@@ -59,8 +60,7 @@ std::uint64_t Dictation::rewind() {
 }
 
 QString Dictation::joined(const std::string &text) const {
-    const auto latest = QString::fromStdString(text);
-    return m_settled.isEmpty() || latest.isEmpty() ? m_settled + latest : m_settled + u' ' + latest;
+    return joinTexts(m_settled, QString::fromStdString(text));
 }
 
 void Dictation::report(const QString &text) {
