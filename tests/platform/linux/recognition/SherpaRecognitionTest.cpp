@@ -1,0 +1,233 @@
+#include "platform/linux/recognition/RecognizerClient.h"
+#include "recognizer/ToneModels.h"
+#include "support/Told.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <filesystem>
+#include <fstream>
+
+using namespace quillora;
+using namespace std::chrono_literals;
+using platform::RecognizerClient;
+using test::ToneSpeech;
+namespace ToneModels = test::ToneModels;
+
+namespace {
+
+platform::RecognizerModel toLoad(const recognizer::Open &model) {
+    platform::RecognizerModel one{model.engine, model.files};
+    one.parameters = model.parameters;
+    return one;
+}
+
+/// What becomes of sound.
+class Dictation : public test::Told {
+public:
+    Dictation(RecognizerClient &client, const std::vector<std::int16_t> &sound,
+              platform::AudioFormat format = {recognizer::sampleRate, 1})
+        : m_job(client.recognize(handler())) {
+        constexpr std::size_t frames = 1024;
+        for (std::size_t begin = 0; begin < sound.size(); begin += frames) {
+            const auto end = std::min(begin + frames, sound.size());
+            m_job->sound().add({format, {sound.begin() + qsizetype(begin), sound.begin() + qsizetype(end)}});
+        }
+        m_job->sound().end();
+    }
+
+private:
+    const std::shared_ptr<platform::RecognitionJob> m_job;
+};
+
+/// A copy of a model that a test may damage.
+class BadModel {
+public:
+    explicit BadModel(const char *name) : m_model(ToneModels::model(name)) {
+        for (auto &file : m_model.files) {
+            const auto copy =
+                m_folder.filePath(QString::fromStdString(std::filesystem::path(file).filename()));
+            QFile::copy(QString::fromStdString(file), copy);
+            QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
+            file = copy.toStdString();
+        }
+    }
+
+    std::string &file(std::size_t index) { return m_model.files[index]; }
+    std::string &tokens() { return m_model.files.back(); }
+    const recognizer::Open &model() const { return m_model; }
+
+    std::string contents(std::size_t index) {
+        std::ifstream stream(file(index), std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    void write(const std::string &path, const std::string &contents) {
+        std::ofstream(path, std::ios::binary) << contents;
+    }
+
+    /// Another value of the same length for what a network says of itself.
+    void tell(const std::string &key, const std::string &value) {
+        auto bytes = contents(0);
+        const auto place = bytes.find(key);
+        if (place == std::string::npos)
+            throw std::runtime_error("the network says nothing of " + key);
+        bytes.replace(place + key.size() + 2, value.size(), value);
+        write(file(0), bytes);
+    }
+
+private:
+    QTemporaryDir m_folder;
+    recognizer::Open m_model;
+};
+
+} // namespace
+
+/// The second engine in the recognizer's process, confined as it is in use.
+class SherpaRecognitionTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyModelHearsInItsProcess_data() {
+        QTest::addColumn<QString>("model");
+        for (const char *model :
+             {"streaming-zipformer-ctc", "streaming-zipformer-transducer", "streaming-nemo-ctc",
+              "streaming-nemo-transducer", "offline-nemo-ctc", "offline-nemo-transducer",
+              "offline-zipformer-transducer", "offline-sense-voice"})
+            QTest::newRow(model) << QString::fromLatin1(model);
+    }
+    void everyModelHearsInItsProcess() {
+        QFETCH(QString, model);
+        RecognizerClient client(QUILLORA_RECOGNIZER);
+        client.load({toLoad(ToneModels::model(model.toStdString()))});
+        QCOMPARE(Dictation(client, ToneSpeech().say("hello world")).finalText(), u"hello world"_qs);
+        QVERIFY(client.modelState() == RecognizerClient::ModelState::ready);
+    }
+
+    void everyMicrophoneIsUnderstood_data() {
+        QTest::addColumn<int>("rate");
+        QTest::newRow("16 kHz") << 16000;
+        QTest::newRow("44.1 kHz") << 44100;
+        QTest::newRow("48 kHz") << 48000;
+    }
+    void everyMicrophoneIsUnderstood() {
+        QFETCH(int, rate);
+        RecognizerClient client(QUILLORA_RECOGNIZER);
+        client.load({toLoad(ToneModels::model("streaming-zipformer-transducer"))});
+        QCOMPARE(Dictation(client, ToneSpeech{.rate = rate}.say("the quick brown fox"), {double(rate), 1})
+                     .finalText(),
+                 u"the quick brown fox"_qs);
+    }
+
+    void whatIsSaidAfterAPauseIsJoinedAsTheLanguageWrites_data() {
+        QTest::addColumn<QString>("alphabet");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("English") << QString() << u"ab cd"_qs;
+        QTest::newRow("Chinese") << u"chinese"_qs << u"\u4E01\u4E02\u4E03\u4E04"_qs;
+        QTest::newRow("Thai") << u"thai"_qs << u"\u0E02\u0E03\u0E04\u0E05"_qs;
+    }
+    void whatIsSaidAfterAPauseIsJoinedAsTheLanguageWrites() {
+        QFETCH(QString, alphabet);
+        QFETCH(QString, text);
+        auto model = ToneModels::model("streaming-zipformer-ctc");
+        if (!alphabet.isEmpty())
+            model = ToneModels::spelled(model, alphabet.toStdString());
+        RecognizerClient client(QUILLORA_RECOGNIZER);
+        client.load({toLoad(model)});
+        const Dictation dictation(client, ToneSpeech().say("ab||cd"));
+        QCOMPARE(dictation.finalText(), text);
+        QVERIFY(dictation.texts().contains(text.left(2)));
+    }
+
+    void longSpeechIsHeardWordForWord() {
+        RecognizerClient client(QUILLORA_RECOGNIZER);
+        client.load({toLoad(ToneModels::model("streaming-zipformer-ctc"))});
+        std::vector<std::int16_t> minute;
+        const auto sentence = ToneSpeech().say("the quick brown fox|");
+        while (minute.size() < std::size_t{60} * recognizer::sampleRate)
+            minute.insert(minute.end(), sentence.begin(), sentence.end());
+        const Dictation dictation(client, minute);
+        const auto heard = dictation.finalText();
+        QCOMPARE(heard.count(u"the quick brown fox"_qs), qsizetype(minute.size() / sentence.size()));
+    }
+
+    /// Whatever a model does to its process, the program says so and goes on with a whole one.
+    void aBadModelIsSurvivedWithASentence_data() {
+        QTest::addColumn<QString>("fault");
+        for (const char *fault :
+             {"empty", "half", "garbage", "a page of the web", "a folder", "another type",
+              "nothing said of itself", "steps of no length", "a negative window",
+              "a window that is no number", "tokens with a bad line", "tokens that are none",
+              "half an encoder", "an encoder that is a joiner", "a decoder that is none", "offline: half",
+              "offline: tokens that are too few", "offline: nothing said of itself"})
+            QTest::newRow(fault) << QString::fromLatin1(fault);
+    }
+    void aBadModelIsSurvivedWithASentence() {
+        QFETCH(QString, fault);
+        BadModel bad(modelOf(fault));
+        damage(bad, fault);
+        RecognizerClient client(QUILLORA_RECOGNIZER, {.loading = 2s});
+        client.load({toLoad(bad.model())});
+        const Dictation dictation(client, ToneSpeech().say("hello"));
+        QCOMPARE(dictation.finalText(), QString());
+        const QStringList sentences{u"The speech model is damaged."_qs,
+                                    u"The speech model does not work on this computer."_qs,
+                                    u"The speech model is not there."_qs};
+        QCOMPARE(dictation.errors().size(), 1);
+        QVERIFY2(sentences.contains(dictation.errors().constFirst()),
+                 qPrintable(dictation.errors().constFirst()));
+        QVERIFY(client.modelState() == RecognizerClient::ModelState::failed);
+
+        client.load({toLoad(ToneModels::model("streaming-zipformer-ctc"))});
+        QCOMPARE(Dictation(client, ToneSpeech().say("hello")).finalText(), u"hello"_qs);
+    }
+
+    void aBadModelMakesWayForTheNext() {
+        BadModel bad("streaming-zipformer-ctc");
+        damage(bad, u"another type"_qs);
+        RecognizerClient client(QUILLORA_RECOGNIZER);
+        client.load({toLoad(bad.model()), toLoad(ToneModels::model("offline-nemo-ctc"))});
+        QCOMPARE(Dictation(client, ToneSpeech().say("hello")).finalText(), u"hello"_qs);
+    }
+
+private:
+    static const char *modelOf(const QString &fault) {
+        if (fault.startsWith(u"offline"_qs))
+            return "offline-nemo-ctc";
+        return fault.contains(u"coder"_qs) ? "streaming-zipformer-transducer" : "streaming-zipformer-ctc";
+    }
+
+    static void damage(BadModel &bad, const QString &fault) {
+        const auto whole = bad.contents(0);
+        if (fault == u"empty"_qs)
+            bad.write(bad.file(0), {});
+        else if (fault.contains(u"half"_qs))
+            bad.write(bad.file(0), whole.substr(0, whole.size() / 2));
+        else if (fault == u"garbage"_qs)
+            bad.write(bad.file(0), std::string(12000, '\xA5'));
+        else if (fault == u"a page of the web"_qs)
+            bad.write(bad.file(0), "<html>404</html>");
+        else if (fault == u"a folder"_qs)
+            bad.file(0) = std::filesystem::path(bad.file(0)).parent_path();
+        else if (fault == u"another type"_qs)
+            bad.file(0) = ToneModels::model("streaming-nemo-ctc").files[0];
+        else if (fault.endsWith(u"nothing said of itself"_qs) || fault == u"an encoder that is a joiner"_qs)
+            bad.file(0) = ToneModels::model("streaming-zipformer-transducer").files[2];
+        else if (fault == u"steps of no length"_qs)
+            bad.tell("decode_chunk_len", "00");
+        else if (fault == u"a negative window"_qs)
+            bad.tell("\x0A\x01T", "-5");
+        else if (fault == u"a window that is no number"_qs)
+            bad.tell("\x0A\x01T", "ab");
+        else if (fault == u"tokens with a bad line"_qs)
+            bad.write(bad.tokens(), "<blk> 0\na b c d\n");
+        else if (fault == u"tokens that are none"_qs)
+            bad.write(bad.tokens(), {});
+        else if (fault == u"a decoder that is none"_qs)
+            bad.write(bad.file(1), "x");
+        else if (fault == u"offline: tokens that are too few"_qs)
+            bad.write(bad.tokens(), "\u2581 0\na 1\nb 2\n");
+    }
+};
+
+QTEST_GUILESS_MAIN(SherpaRecognitionTest)
+#include "SherpaRecognitionTest.moc"

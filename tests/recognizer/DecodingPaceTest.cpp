@@ -1,0 +1,53 @@
+#include "recognizer/sherpa/DecodingPace.h"
+
+#include <QTest>
+
+using namespace std::chrono_literals;
+using quillora::recognizer::DecodingPace;
+
+namespace {
+
+constexpr std::size_t second = quillora::recognizer::sampleRate;
+constexpr DecodingPace::Time start = DecodingPace::Time() + 24h;
+
+/// One that has decoded so much, for so long.
+DecodingPace paceOf(std::size_t length, std::chrono::milliseconds took) {
+    DecodingPace pace;
+    pace.decoded(length, start, start + took);
+    return pace;
+}
+
+} // namespace
+
+class DecodingPaceTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theFirstSoundIsDecodedOnceThereIsEnoughOfIt() {
+        QVERIFY(!DecodingPace().isDue(second / 4, start));
+        QVERIFY(DecodingPace().isDue(second * 3 / 10, start));
+    }
+
+    void decodingAnewWaitsForAsLongAsItTook() {
+        const auto pace = paceOf(10 * second, 400ms);
+        QVERIFY(!pace.isDue(second, start + 400ms + 399ms));
+        QVERIFY(pace.isDue(second, start + 400ms + 400ms));
+    }
+
+    void soundThatWouldTakeASecondIsTooLong() {
+        const auto pace = paceOf(10 * second, 400ms);
+        QVERIFY(!pace.isTooLong(24 * second));
+        QVERIFY(pace.isTooLong(25 * second));
+    }
+
+    void aSlowComputerKeepsTwoSecondsOfContext() {
+        const auto pace = paceOf(second, 5000ms);
+        QVERIFY(!pace.isTooLong(2 * second - 1));
+        QVERIFY(pace.isTooLong(2 * second));
+    }
+
+    void beforeAnythingWasDecodedNothingIsTooLong() { QVERIFY(!DecodingPace().isTooLong(60 * second)); }
+};
+
+QTEST_APPLESS_MAIN(DecodingPaceTest)
+#include "DecodingPaceTest.moc"

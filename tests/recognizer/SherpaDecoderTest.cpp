@@ -1,0 +1,197 @@
+#include "recognizer/ToneModels.h"
+#include "recognizer/sherpa/SherpaEngine.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+#include <clocale>
+#include <set>
+
+using namespace quillora;
+using namespace recognizer;
+using test::ToneSpeech;
+namespace ToneModels = test::ToneModels;
+
+namespace {
+
+const QList<const char *> streamingModels{"streaming-zipformer-ctc", "streaming-zipformer-transducer",
+                                          "streaming-nemo-ctc", "streaming-nemo-transducer"};
+const QList<const char *> offlineModels{"offline-nemo-ctc", "offline-nemo-transducer",
+                                        "offline-zipformer-transducer", "offline-sense-voice"};
+
+std::unique_ptr<Decoder> load(const Open &model) {
+    return SherpaEngine(ToneModels::libraryFolder(), test::timeThatStandsStill).load(model);
+}
+
+/// The texts on the way, and the last one.
+std::vector<std::string> textsOf(Decoder &decoder, const std::vector<std::int16_t> &sound) {
+    std::vector<std::string> texts;
+    decoder.beginUtterance();
+    constexpr std::size_t portion = 2000;
+    for (std::size_t begin = 0; begin < sound.size(); begin += portion) {
+        decoder.accept(std::span(sound).subspan(begin, std::min(portion, sound.size() - begin)));
+        texts.push_back(decoder.text());
+    }
+    decoder.endUtterance();
+    texts.push_back(decoder.text());
+    return texts;
+}
+
+QString textOf(Decoder &decoder, const std::vector<std::int16_t> &sound) {
+    return QString::fromStdString(textsOf(decoder, sound).back());
+}
+
+/// Whether loading it is refused, and why.
+std::optional<Refusal> refusalOf(const Open &model) {
+    try {
+        load(model);
+        return {};
+    } catch (const LoadFailure &failure) {
+        return failure.reason;
+    }
+}
+
+void addModels() {
+    QTest::addColumn<QString>("model");
+    for (const char *model : streamingModels + offlineModels)
+        QTest::newRow(model) << QString::fromLatin1(model);
+}
+
+} // namespace
+
+class SherpaDecoderTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY2(
+            QFile::exists(QString::fromStdString(ToneModels::libraryFolder()) + u"/libonnxruntime.so"_qs),
+            "packaging/fetch-speech-library gets the speech library");
+    }
+
+    void everyWordIsHeardToItsEnd_data() { addModels(); }
+    void everyWordIsHeardToItsEnd() {
+        QFETCH(QString, model);
+        const auto decoder = load(ToneModels::model(model.toStdString()));
+        QCOMPARE(textOf(*decoder, ToneSpeech().say("hello world")), u"hello world"_qs);
+    }
+
+    void textsGrowWhileSomebodySpeaks_data() { addModels(); }
+    void textsGrowWhileSomebodySpeaks() {
+        QFETCH(QString, model);
+        const auto decoder = load(ToneModels::model(model.toStdString()));
+        const auto texts = textsOf(*decoder, ToneSpeech().say("the quick brown fox"));
+        QVERIFY(std::set(texts.begin(), texts.end()).size() > 5);
+        QVERIFY(std::is_sorted(texts.begin(), texts.end(),
+                               [](const auto &one, const auto &other) { return one.size() < other.size(); }));
+    }
+
+    void loudnessAndNoiseChangeNothing_data() {
+        QTest::addColumn<QString>("model");
+        QTest::addColumn<double>("amplitude");
+        QTest::addColumn<double>("noise");
+        for (const char *model : streamingModels + offlineModels) {
+            const auto add = [model](const char *name, double amplitude, double noise) {
+                QTest::addRow("%s, %s", model, name) << QString::fromLatin1(model) << amplitude << noise;
+            };
+            add("loud", 0.98, 0);
+            add("clipped", 3, 0);
+            add("quiet", 0.03, 0);
+            add("in noise", 0.3, 0.0212);
+        }
+    }
+    void loudnessAndNoiseChangeNothing() {
+        QFETCH(QString, model);
+        QFETCH(double, amplitude);
+        QFETCH(double, noise);
+        const auto decoder = load(ToneModels::model(model.toStdString()));
+        QCOMPARE(
+            textOf(*decoder, ToneSpeech{.amplitude = amplitude, .noise = noise}.say("the quick brown fox")),
+            u"the quick brown fox"_qs);
+    }
+
+    void silenceAndNoiseSayNothing_data() { addModels(); }
+    void silenceAndNoiseSayNothing() {
+        QFETCH(QString, model);
+        const auto decoder = load(ToneModels::model(model.toStdString()));
+        for (const double noise : {0.0, 0.0005, 0.1})
+            QCOMPARE(textOf(*decoder, ToneSpeech{.noise = noise}.say("||||")), QString());
+        QCOMPARE(textOf(*decoder, {}), QString());
+        QCOMPARE(textOf(*decoder, std::vector<std::int16_t>(160)), QString());
+    }
+
+    void aSegmentThatEndsEarlyEndsBetweenTwoSounds() {
+        const auto decoder = load(ToneModels::model("offline-nemo-ctc"));
+        const auto sound = ToneSpeech{.letterLength = 0.3}.say("abcdefgh");
+        decoder->beginUtterance();
+        const auto cut = sound.size() - 8000; // in the middle of the last tone
+        decoder->accept(std::span(sound).first(cut));
+        const auto rest = decoder->endEarly();
+        QCOMPARE(decoder->text(), std::string("abcdefg"));
+        decoder->beginUtterance();
+        decoder->accept(std::span(sound).subspan(cut - rest));
+        decoder->endUtterance();
+        QCOMPARE(decoder->text(), std::string("h"));
+    }
+
+    void aModelThatTakesALanguageIsToldIt() {
+        const auto sound = ToneSpeech().say("hello");
+        // Its German writes every letter as the next one.
+        QCOMPARE(textOf(*load(ToneModels::model("streaming-nemo-transducer", "de-DE")), sound), u"ifmmp"_qs);
+        QCOMPARE(textOf(*load(ToneModels::model("streaming-nemo-transducer", "en-US")), sound), u"hello"_qs);
+        for (const char *language : {"zh", "en", "auto"})
+            QCOMPARE(textOf(*load(ToneModels::model("offline-sense-voice", language)), sound), u"hello"_qs);
+    }
+
+    void chineseAndThaiAreWrittenWithoutBlanks() {
+        const auto model = ToneModels::model("streaming-zipformer-ctc");
+        const auto sound = ToneSpeech().say("abc");
+        QCOMPARE(textOf(*load(ToneModels::spelled(model, "chinese")), sound), u"\u4E01\u4E02\u4E03"_qs);
+        QCOMPARE(textOf(*load(ToneModels::spelled(model, "thai")), sound), u"\u0E02\u0E03\u0E04"_qs);
+    }
+
+    void aLocaleWithCommasChangesNothing() {
+        const QTemporaryDir locales;
+        QCOMPARE(QProcess::execute(u"localedef"_qs, {u"-i"_qs, u"de_DE"_qs, u"-f"_qs, u"UTF-8"_qs,
+                                                     locales.filePath(u"de_DE.UTF-8"_qs)}),
+                 0);
+        qputenv("LOCPATH", locales.path().toLocal8Bit());
+        QVERIFY(std::setlocale(LC_ALL, "de_DE.UTF-8"));
+        QCOMPARE(std::localeconv()->decimal_point, ",");
+        QCOMPARE(textOf(*load(ToneModels::model("streaming-zipformer-ctc")), ToneSpeech().say("hello")),
+                 u"hello"_qs);
+        std::setlocale(LC_ALL, "C");
+        qunsetenv("LOCPATH");
+    }
+
+    void aFileThatIsNotThereIsMissing() {
+        auto model = ToneModels::model("streaming-zipformer-ctc");
+        model.files.front() += ".gone";
+        QVERIFY(refusalOf(model) == Refusal::missing);
+    }
+
+    void anUnknownFamilyIsRefused() {
+        auto model = ToneModels::model("streaming-zipformer-ctc");
+        model.parameters = {{"family", "another-ctc"}, {"decoding", "streaming"}};
+        QVERIFY(refusalOf(model) == Refusal::incompatible);
+        model.parameters = {{"family", "zipformer-ctc"}, {"decoding", "another"}};
+        QVERIFY(refusalOf(model) == Refusal::incompatible);
+        model = ToneModels::model("streaming-zipformer-ctc");
+        model.files.pop_back();
+        QVERIFY(refusalOf(model) == Refusal::incompatible);
+    }
+
+    void withoutTheLibraryNothingIsLoaded() {
+        try {
+            SherpaEngine("/nonexistent").load(ToneModels::model("streaming-zipformer-ctc"));
+            QFAIL("loaded");
+        } catch (const LoadFailure &failure) {
+            QVERIFY(failure.reason == Refusal::incompatible);
+        }
+    }
+};
+
+QTEST_APPLESS_MAIN(SherpaDecoderTest)
+#include "SherpaDecoderTest.moc"

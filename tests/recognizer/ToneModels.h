@@ -1,0 +1,45 @@
+#pragma once
+
+#include "recognizer/protocol/Messages.h"
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillora::test {
+
+/// The tiny models that understand tones (tones/make_models), as the speech library's engine loads them.
+namespace ToneModels {
+
+/// In the build tree; nothing there may be changed.
+std::string folder();
+
+/// Where the speech library lies: beside the recognizer.
+std::string libraryFolder();
+
+/// Named as in "streaming-zipformer-ctc", "streaming-nemo-transducer" or "offline-sense-voice".
+recognizer::Open model(std::string_view name, std::string_view language = {});
+
+/// The same with other letters: "chinese" or "thai".
+recognizer::Open spelled(recognizer::Open model, std::string_view alphabet);
+
+} // namespace ToneModels
+
+/// A clock for which decoding takes no time, however busy the machine is.
+inline std::chrono::steady_clock::time_point timeThatStandsStill() { return {}; }
+
+/// Sound of text that these models understand.
+struct ToneSpeech {
+    int rate = recognizer::sampleRate;
+    double amplitude = 0.3;
+    double noise = 0;           ///< standard deviation
+    double letterLength = 0.12; ///< seconds, as all lengths; as much silence follows each letter
+    double lead = 0.4;          ///< silence before the text
+    double tail = 0;            ///< silence after it
+
+    /// Lower-case words; '|' is a pause of a second.
+    std::vector<std::int16_t> say(std::string_view words) const;
+};
+
+} // namespace quillora::test
