@@ -1,10 +1,10 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/Appearance.h"
 
 #include <QObject>
 
-#include <functional>
 #include <memory>
 
 namespace quillora::test {
@@ -25,12 +25,11 @@ class AppearanceContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<AppearanceHarness>()>;
-
-    explicit AppearanceContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit AppearanceContract(Subjects<AppearanceHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = m_make(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void nothingToldReadsAsNoPreference();
@@ -42,7 +41,7 @@ private Q_SLOTS:
 
 private:
     std::unique_ptr<AppearanceHarness> m_harness;
-    MakeHarness m_make;
+    Subjects<AppearanceHarness> m_subjects;
 };
 
 } // namespace quillora::test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "recognizer/Decoder.h"
 
 #include <QTest>
@@ -9,24 +10,36 @@
 
 namespace quillora::test {
 
-/// What every decoder does.
-class DecoderContract : public QObject {
-    Q_OBJECT
-
-protected:
+/// An engine, and somebody who speaks to it.
+class DecoderHarness {
+public:
     using Sound = std::vector<std::int16_t>;
+
+    virtual ~DecoderHarness() = default;
 
     virtual std::unique_ptr<recognizer::Decoder> makeDecoder() = 0;
 
     /// A sentence of several words, without silence at its ends.
     virtual Sound sentence() = 0;
+};
+
+/// What every decoder does.
+class DecoderContract : public QObject {
+    Q_OBJECT
+
+public:
+    explicit DecoderContract(Subjects<DecoderHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
+    void cleanup() { m_harness.reset(); }
+
     void textGrowsAndIsThereAfterTheEnd() {
-        const auto decoder = makeDecoder();
+        const auto decoder = m_harness->makeDecoder();
         decoder->beginUtterance();
         QCOMPARE(decoder->text(), std::string());
-        const auto texts = hear(*decoder, sentence());
+        const auto texts = hear(*decoder, m_harness->sentence());
         QVERIFY(std::set(texts.begin(), texts.end()).size() > 2);
         decoder->endUtterance();
         QVERIFY(!decoder->text().empty());
@@ -35,10 +48,10 @@ private Q_SLOTS:
     }
 
     void eachUtteranceHasATextOfItsOwn() {
-        const auto decoder = makeDecoder();
+        const auto decoder = m_harness->makeDecoder();
         for (int i = 0; i < 2; ++i) {
             decoder->beginUtterance();
-            hear(*decoder, sentence());
+            hear(*decoder, m_harness->sentence());
             decoder->endUtterance();
             QVERIFY(!decoder->text().empty());
         }
@@ -49,7 +62,7 @@ private Q_SLOTS:
     }
 
     void silenceIsNoSpeechAndNoText() {
-        const auto decoder = makeDecoder();
+        const auto decoder = m_harness->makeDecoder();
         decoder->beginUtterance();
         QVERIFY(!decoder->hearsSpeech());
         hear(*decoder, Sound(32000));
@@ -60,9 +73,9 @@ private Q_SLOTS:
     }
 
     void speechIsHeardUntilHalfASecondAfterIt() {
-        const auto decoder = makeDecoder();
+        const auto decoder = m_harness->makeDecoder();
         decoder->beginUtterance();
-        hear(*decoder, sentence());
+        hear(*decoder, m_harness->sentence());
         QVERIFY(decoder->hearsSpeech());
         hear(*decoder, Sound(4800)); // 300 ms
         QVERIFY(decoder->hearsSpeech());
@@ -72,6 +85,8 @@ private Q_SLOTS:
     }
 
 private:
+    using Sound = DecoderHarness::Sound;
+
     /// The texts on the way.
     static std::vector<std::string> hear(recognizer::Decoder &decoder, const Sound &sound) {
         std::vector<std::string> texts;
@@ -82,6 +97,9 @@ private:
         }
         return texts;
     }
+
+    Subjects<DecoderHarness> m_subjects;
+    std::unique_ptr<DecoderHarness> m_harness;
 };
 
 } // namespace quillora::test

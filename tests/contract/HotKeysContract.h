@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "hotkey/AppHotKey.h"
 #include "platform/HotKeys.h"
 #include "support/ChildProcess.h"
@@ -34,15 +35,14 @@ class HotKeysContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<HotKeysHarness>()>;
-
-    explicit HotKeysContract(MakeHarness makeHarness) : m_makeHarness(std::move(makeHarness)) {}
+    explicit HotKeysContract(Subjects<HotKeysHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
     void init() {
         m_events.clear();
         m_outcomes.clear();
-        m_harness = m_makeHarness();
+        m_harness = m_subjects.harness();
     }
     void cleanup() {
         m_hotKey.reset();
@@ -403,7 +403,7 @@ protected:
     QList<platform::HotKeyOutcome> m_outcomes;
 
 private:
-    MakeHarness m_makeHarness;
+    Subjects<HotKeysHarness> m_subjects;
 };
 
 } // namespace quillora::test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/HttpSession.h"
 #include "support/Outcome.h"
 
@@ -51,12 +52,11 @@ class HttpSessionContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<HttpSessionHarness>()>;
-
-    explicit HttpSessionContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit HttpSessionContract(Subjects<HttpSessionHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = m_make(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup();
 
     void theRequestArrivesAsItWasGiven();
@@ -80,7 +80,7 @@ private:
     std::shared_ptr<Answer> start(const QByteArray &body = "{}");
     bool hasArrived(qsizetype count);
 
-    MakeHarness m_make;
+    Subjects<HttpSessionHarness> m_subjects;
     std::unique_ptr<HttpSessionHarness> m_harness;
 };
 

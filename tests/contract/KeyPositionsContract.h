@@ -1,10 +1,10 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/KeyPositions.h"
 
 #include <QObject>
 
-#include <functional>
 #include <memory>
 
 namespace quillora::test {
@@ -28,12 +28,11 @@ class KeyPositionsContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<KeyPositionsHarness>()>;
-
-    explicit KeyPositionsContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit KeyPositionsContract(Subjects<KeyPositionsHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = m_make(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void aKeyHasItsNumber_data();
@@ -48,7 +47,7 @@ private:
     /// The numbers of all scan codes that have one, in the order of the scan codes.
     QList<quint32> allNumbers();
 
-    MakeHarness m_make;
+    Subjects<KeyPositionsHarness> m_subjects;
     std::unique_ptr<KeyPositionsHarness> m_harness;
 };
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/Keychain.h"
 #include "platform/KeychainAvailability.h"
 
 #include <QObject>
 
-#include <functional>
 #include <memory>
 
 namespace quillora::test {
@@ -40,12 +40,12 @@ class KeychainAvailabilityContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<KeychainAvailabilityHarness>()>;
-
-    explicit KeychainAvailabilityContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit KeychainAvailabilityContract(Subjects<KeychainAvailabilityHarness> subjects)
+        : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = m_make(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void aKeychainThatAppearsIsNoticed();
@@ -72,7 +72,7 @@ private:
     void ask();
     void dismissQuestion();
 
-    MakeHarness m_make;
+    Subjects<KeychainAvailabilityHarness> m_subjects;
     int m_answers = 0; ///< to the last question
     std::unique_ptr<KeychainAvailabilityHarness> m_harness;
 };

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/Keychain.h"
 
 #include <QObject>
 
-#include <functional>
 #include <memory>
 
 namespace quillora::test {
@@ -33,12 +33,11 @@ class KeychainContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<KeychainHarness>()>;
-
-    explicit KeychainContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit KeychainContract(Subjects<KeychainHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = m_make(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void anItemThatDoesNotExistIsNotFound();
@@ -64,7 +63,7 @@ private Q_SLOTS:
 private:
     platform::Keychain &keychain() { return m_harness->keychain(); }
 
-    MakeHarness m_make;
+    Subjects<KeychainHarness> m_subjects;
     std::unique_ptr<KeychainHarness> m_harness;
 };
 

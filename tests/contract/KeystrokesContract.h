@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/Keystrokes.h"
 #include "support/ChildProcess.h"
 
@@ -34,14 +35,13 @@ class KeystrokesContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<KeystrokesHarness>()>;
-
-    explicit KeystrokesContract(MakeHarness makeHarness) : m_makeHarness(std::move(makeHarness)) {}
+    explicit KeystrokesContract(Subjects<KeystrokesHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
     void init() {
         m_outcomes.clear();
-        m_harness = m_makeHarness();
+        m_harness = m_subjects.harness();
     }
     void cleanup() { m_harness.reset(); }
 
@@ -106,7 +106,7 @@ private:
         keystrokes().postPasteChord([this](bool isPosted) { m_outcomes += isPosted; });
     }
 
-    MakeHarness m_makeHarness;
+    Subjects<KeystrokesHarness> m_subjects;
     std::unique_ptr<KeystrokesHarness> m_harness;
     QList<bool> m_outcomes;
 };

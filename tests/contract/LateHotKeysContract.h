@@ -16,9 +16,7 @@ class LateHotKeysContract : public HotKeysContract {
     Q_OBJECT
 
 public:
-    using MakeLateHarness = std::function<std::unique_ptr<LateHotKeysHarness>()>;
-
-    explicit LateHotKeysContract(const MakeLateHarness &makeHarness) : HotKeysContract(makeHarness) {}
+    explicit LateHotKeysContract(const Subjects<LateHotKeysHarness> &subjects) : HotKeysContract(subjects) {}
 
 private Q_SLOTS:
     void aRefusalThatComesLaterIsTold() {

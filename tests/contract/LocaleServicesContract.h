@@ -1,10 +1,10 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/LocaleServices.h"
 
 #include <QObject>
 
-#include <functional>
 #include <memory>
 
 namespace quillora::test {
@@ -14,12 +14,12 @@ class LocaleServicesContract : public QObject {
     Q_OBJECT
 
 public:
-    using Make = std::function<std::unique_ptr<platform::LocaleServices>()>;
-
-    explicit LocaleServicesContract(Make make) : m_make(std::move(make)) {}
+    explicit LocaleServicesContract(Subjects<platform::LocaleServices> subjects)
+        : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_services = m_make(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_services = m_subjects.harness(); }
     void cleanup() { m_services.reset(); }
 
     void componentsAreWhatTheIdentifierNames_data();
@@ -34,7 +34,7 @@ private Q_SLOTS:
     void comparisonIsByAlphabet();
 
 private:
-    Make m_make;
+    Subjects<platform::LocaleServices> m_subjects;
     std::unique_ptr<platform::LocaleServices> m_services;
 };
 

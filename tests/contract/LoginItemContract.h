@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/LoginItem.h"
 
 #include <QTest>
@@ -26,11 +27,12 @@ public:
 class LoginItemContract : public QObject {
     Q_OBJECT
 
-protected:
-    virtual std::unique_ptr<LoginItemHarness> makeHarness() = 0;
+public:
+    explicit LoginItemContract(Subjects<LoginItemHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = makeHarness(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void itIsOffAtFirst() { QVERIFY(!loginItem().isEnabled()); }
@@ -67,6 +69,7 @@ private Q_SLOTS:
 private:
     platform::LoginItem &loginItem() { return m_harness->loginItem(); }
 
+    Subjects<LoginItemHarness> m_subjects;
     std::unique_ptr<LoginItemHarness> m_harness;
 };
 

@@ -14,7 +14,7 @@ namespace {
 constexpr auto aMoment = 20ms;
 }
 
-void MainQueueContract::init() { m_harness = m_make(); }
+void MainQueueContract::init() { m_harness = m_subjects.harness(); }
 
 void MainQueueContract::cleanup() { m_harness.reset(); }
 

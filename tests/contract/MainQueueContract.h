@@ -1,11 +1,11 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/MainQueue.h"
 
 #include <QObject>
 
 #include <chrono>
-#include <functional>
 #include <memory>
 
 namespace quillora::test {
@@ -29,11 +29,10 @@ class MainQueueContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<MainQueueHarness>()>;
-
-    explicit MainQueueContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit MainQueueContract(Subjects<MainQueueHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
     void init();
     void cleanup();
 
@@ -66,7 +65,7 @@ private Q_SLOTS:
 private:
     platform::MainQueue &queue() { return m_harness->queue(); }
 
-    MakeHarness m_make;
+    Subjects<MainQueueHarness> m_subjects;
     std::unique_ptr<MainQueueHarness> m_harness;
 };
 

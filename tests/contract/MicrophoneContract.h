@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/LocalizedError.h"
 #include "platform/Microphone.h"
 #include "support/ChildProcess.h"
@@ -36,12 +37,13 @@ public:
 class MicrophoneContract : public QObject {
     Q_OBJECT
 
-protected:
-    virtual std::unique_ptr<MicrophoneHarness> makeHarness() = 0;
+public:
+    explicit MicrophoneContract(Subjects<MicrophoneHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
     void init() {
-        m_harness = makeHarness();
+        m_harness = m_subjects.harness();
         m_harness->lookForMicrophone();
     }
     void cleanup() {
@@ -160,6 +162,7 @@ private:
         return ChildProcess::waitUntil([&] { return heardBuffers() > before; });
     }
 
+    Subjects<MicrophoneHarness> m_subjects;
     std::unique_ptr<MicrophoneHarness> m_harness;
     std::unique_ptr<platform::Capture> m_capture;
     std::shared_ptr<Heard> m_heard;

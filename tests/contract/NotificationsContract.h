@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/Notifications.h"
 #include "support/ChildProcess.h"
 
@@ -25,11 +26,13 @@ public:
 class NotificationsContract : public QObject {
     Q_OBJECT
 
-protected:
-    virtual std::unique_ptr<NotificationsHarness> makeHarness() = 0;
+public:
+    explicit NotificationsContract(Subjects<NotificationsHarness> subjects)
+        : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = makeHarness(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void aNotificationIsShownAsItIs_data() {
@@ -60,6 +63,7 @@ private Q_SLOTS:
     }
 
 private:
+    Subjects<NotificationsHarness> m_subjects;
     std::unique_ptr<NotificationsHarness> m_harness;
 };
 

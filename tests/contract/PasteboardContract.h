@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/Pasteboard.h"
 
 #include <QTest>
@@ -9,7 +10,7 @@
 
 namespace quillora::test {
 
-/// A pasteboard, and the other programs that use it.
+/// A pasteboard, empty at first, and the other programs that use it.
 class PasteboardHarness {
 public:
     struct Value {
@@ -43,17 +44,18 @@ public:
     virtual QString pasted() = 0;
 };
 
-/// Makes a harness whose pasteboard is empty.
-std::unique_ptr<PasteboardHarness> makePasteboardHarness();
-
 /// What every pasteboard does.
 class PasteboardContract : public QObject {
     Q_OBJECT
 
     using Found = platform::SavedPasteboard::Found;
 
+public:
+    explicit PasteboardContract(Subjects<PasteboardHarness> subjects) : m_subjects(std::move(subjects)) {}
+
 private Q_SLOTS:
-    void init() { m_harness = makePasteboardHarness(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void anEmptyPasteboardIsFoundEmpty() { QCOMPARE(pasteboard().save()->found(), Found::empty); }
@@ -282,6 +284,7 @@ private:
         pasteboard().restore(saved);
     }
 
+    Subjects<PasteboardHarness> m_subjects;
     std::unique_ptr<PasteboardHarness> m_harness;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/SpeechPermissions.h"
 #include "support/ChildProcess.h"
 
@@ -27,11 +28,13 @@ public:
 class SpeechPermissionsContract : public QObject {
     Q_OBJECT
 
-protected:
-    virtual std::unique_ptr<SpeechPermissionsHarness> makeHarness() = 0;
+public:
+    explicit SpeechPermissionsContract(Subjects<SpeechPermissionsHarness> subjects)
+        : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = makeHarness(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void aQuestionIsAnsweredOnceLaterAndOnTheMainThread_data() {
@@ -74,6 +77,7 @@ private:
         });
     }
 
+    Subjects<SpeechPermissionsHarness> m_subjects;
     std::unique_ptr<SpeechPermissionsHarness> m_harness;
 };
 

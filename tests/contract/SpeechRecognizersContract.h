@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/SpeechRecognizers.h"
 #include "support/Told.h"
 
@@ -38,11 +39,13 @@ public:
 class SpeechRecognizersContract : public QObject {
     Q_OBJECT
 
-protected:
-    virtual std::unique_ptr<SpeechRecognizersHarness> makeHarness() = 0;
+public:
+    explicit SpeechRecognizersContract(Subjects<SpeechRecognizersHarness> subjects)
+        : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = makeHarness(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() {
         m_recognition.reset();
         m_harness.reset();
@@ -95,6 +98,7 @@ private:
         return ChildProcess::waitUntil([this] { return m_told.isFinal(); }, 30000);
     }
 
+    Subjects<SpeechRecognizersHarness> m_subjects;
     std::unique_ptr<SpeechRecognizersHarness> m_harness;
     std::shared_ptr<platform::Recognition> m_recognition;
     Told m_told;

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/Translators.h"
 #include "support/Outcome.h"
 
 #include <QObject>
 
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -34,12 +34,11 @@ class TranslatorsContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<TranslatorsHarness>()>;
-
-    explicit TranslatorsContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit TranslatorsContract(Subjects<TranslatorsHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = m_make(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void everySessionIsItsOwn();
@@ -54,7 +53,7 @@ private:
     std::shared_ptr<platform::TranslationSession> session();
     std::shared_ptr<Outcome<QString>> outcomeOf(QCoro::Task<QString> task);
 
-    MakeHarness m_make;
+    Subjects<TranslatorsHarness> m_subjects;
     std::unique_ptr<TranslatorsHarness> m_harness;
 };
 

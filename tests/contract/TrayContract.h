@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/Tray.h"
 
 #include <QPoint>
@@ -29,14 +30,15 @@ public:
 class TrayContract : public QObject {
     Q_OBJECT
 
-protected:
-    virtual std::unique_ptr<TrayHarness> makeHarness() = 0;
+public:
+    explicit TrayContract(Subjects<TrayHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
     void init() {
         m_clicks = 0;
         m_changes = 0;
-        m_harness = makeHarness();
+        m_harness = m_subjects.harness();
     }
     void cleanup() {
         m_item.reset();
@@ -99,6 +101,7 @@ private:
             {.activated = [this] { ++m_clicks; }, .hostChanged = [this] { ++m_changes; }});
     }
 
+    Subjects<TrayHarness> m_subjects;
     std::unique_ptr<TrayHarness> m_harness;
     std::unique_ptr<platform::StatusItem> m_item;
     int m_clicks = 0;

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/UserDefaults.h"
 
 #include <QObject>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -29,14 +29,13 @@ class UserDefaultsContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<UserDefaultsHarness>()>;
-
-    explicit UserDefaultsContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit UserDefaultsContract(Subjects<UserDefaultsHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
     void init() {
         m_failures.clear();
-        m_harness = m_make();
+        m_harness = m_subjects.harness();
     }
     void cleanup() { m_harness.reset(); }
 
@@ -57,7 +56,7 @@ private:
     platform::UserDefaults &defaults() { return m_harness->defaults(); }
     void observeFailures();
 
-    MakeHarness m_make;
+    Subjects<UserDefaultsHarness> m_subjects;
     std::unique_ptr<UserDefaultsHarness> m_harness;
     std::vector<platform::UserDefaultsFailure> m_failures; ///< that were told
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/Workspace.h"
 #include "support/ChildProcess.h"
 
@@ -32,15 +33,14 @@ class WorkspaceContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<WorkspaceHarness>()>;
-
-    explicit WorkspaceContract(MakeHarness makeHarness) : m_makeHarness(std::move(makeHarness)) {}
+    explicit WorkspaceContract(Subjects<WorkspaceHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
     void init() {
         m_activated.clear();
         m_outcomes.clear();
-        m_harness = m_makeHarness();
+        m_harness = m_subjects.harness();
     }
     void cleanup() { m_harness.reset(); }
 
@@ -189,7 +189,7 @@ private:
         return [this](bool isInFront) { m_outcomes += isInFront; };
     }
 
-    MakeHarness m_makeHarness;
+    Subjects<WorkspaceHarness> m_subjects;
     std::unique_ptr<WorkspaceHarness> m_harness;
     QStringList m_activated;
     QList<bool> m_outcomes;

@@ -1,0 +1,83 @@
+#include "contract/SpeechRecognizersContract.h"
+#include "fakes/FakePlatform.h"
+#include "platform/linux/recognition/PocketSphinxRecognizers.h"
+#include "platform/linux/recognition/ProcessRecognizer.h"
+#include "recognizer/FakeEngine.h"
+#include "support/Recording.h"
+
+#include <QCoreApplication>
+#include <QTest>
+
+using namespace quillora;
+
+namespace {
+
+class FakeHarness : public test::SpeechRecognizersHarness {
+public:
+    platform::SpeechRecognizers &recognizers() override { return m_platform.speech; }
+    void hearSentence(platform::Recognition &recognition) override {
+        recognition.endAudio();
+        hearUnendedSentence(recognition);
+    }
+    void hearUnendedSentence(platform::Recognition &) override {
+        m_platform.speech.deliver(u"he"_qs);
+        m_platform.speech.deliver(u"he was"_qs);
+        m_platform.speech.deliverFinal(u"he was young"_qs);
+    }
+    void letRecognitionsFinish() override {}
+
+private:
+    test::FakePlatform m_platform;
+};
+
+class PocketSphinxHarness : public test::SpeechRecognizersHarness {
+public:
+    platform::SpeechRecognizers &recognizers() override { return m_recognizers; }
+    void hearUnendedSentence(platform::Recognition &recognition) override {
+        test::speak(recognition, test::Recording::of(u"he was not an ill disposed young man"_qs).sound());
+    }
+
+private:
+    platform::PocketSphinxRecognizers m_recognizers{std::make_shared<platform::CaptureDrain>(),
+                                                    QUILLORA_RECOGNIZER};
+};
+
+/// The recognizer's process with the fake engine in it.
+class FakeEngineRecognizers : public platform::SpeechRecognizers {
+public:
+    FakeEngineRecognizers() { m_client->load({{"fake", {}}}); }
+
+    QStringList supportedLocales() const override { return {u"en-US"_qs}; }
+    std::unique_ptr<platform::SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override {
+        if (!supportedLocales().contains(localeIdentifier))
+            return nullptr;
+        return std::make_unique<platform::ProcessRecognizer>(m_client,
+                                                             std::make_shared<platform::CaptureDrain>());
+    }
+
+private:
+    const std::shared_ptr<platform::RecognizerClient> m_client =
+        std::make_shared<platform::RecognizerClient>(QUILLORA_FAKE_RECOGNIZER);
+};
+
+class FakeEngineHarness : public test::SpeechRecognizersHarness {
+public:
+    platform::SpeechRecognizers &recognizers() override { return m_recognizers; }
+    void hearUnendedSentence(platform::Recognition &recognition) override {
+        recognition.append({{16000, 1}, test::FakeSpeech::words(1, 5)});
+    }
+
+private:
+    FakeEngineRecognizers m_recognizers;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    test::SpeechRecognizersContract contract(
+        {{"fake", [] { return std::make_unique<FakeHarness>(); }},
+         {"PocketSphinxRecognizers", [] { return std::make_unique<PocketSphinxHarness>(); }},
+         {"fake engine", [] { return std::make_unique<FakeEngineHarness>(); }}});
+    return QTest::qExec(&contract, argc, argv);
+}

@@ -1,0 +1,74 @@
+#include "contract/TranslatorsContract.h"
+#include "fakes/FakePlatform.h"
+#include "platform/linux/translation/OnDeviceTranslators.h"
+#include "platform/linux/translation/apertium/ApertiumEngine.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace quillora;
+using namespace quillora::test;
+using namespace quillora::platform;
+
+namespace {
+
+class FakeHarness : public TranslatorsHarness {
+public:
+    Translators &translators() override { return m_platform.translation; }
+    void turn() override { m_platform.run(); }
+    QString text() const override { return u"house"_qs; }
+    QString translation() const override { return u"<house>"_qs; }
+    QString withdraw() override {
+        const QString reason = u"No on-device translation from English to Spanish is installed."_qs;
+        m_platform.translation.preparationError = reason;
+        return reason;
+    }
+
+private:
+    FakePlatform m_platform;
+};
+
+class ApertiumPlatform : public FakePlatform {
+public:
+    Translators &translators() override { return *m_translators; }
+
+    void uninstallAllPairs() {
+        m_translators = withEngine(std::make_unique<ApertiumEngine>(queue, m_empty.path()));
+    }
+
+private:
+    static std::unique_ptr<Translators> withEngine(std::unique_ptr<OnDeviceEngine> engine) {
+        std::vector<std::unique_ptr<OnDeviceEngine>> engines;
+        engines.push_back(std::move(engine));
+        return std::make_unique<OnDeviceTranslators>(std::move(engines));
+    }
+
+    QTemporaryDir m_empty;
+    std::unique_ptr<Translators> m_translators = withEngine(std::make_unique<ApertiumEngine>(queue));
+};
+
+class OnDeviceTranslatorsHarness : public TranslatorsHarness {
+public:
+    Translators &translators() override { return m_platform.translators(); }
+    void turn() override { m_platform.run(); }
+    QString text() const override { return u"The house is big."_qs; }
+    QString translation() const override { return u"La casa es grande."_qs; }
+    QString withdraw() override {
+        m_platform.uninstallAllPairs();
+        return u"No on-device translation from English to Spanish is installed."_qs;
+    }
+
+private:
+    ApertiumPlatform m_platform;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    test::TranslatorsContract contract(
+        {{"fake", [] { return std::make_unique<FakeHarness>(); }},
+         {"OnDeviceTranslators", [] { return std::make_unique<OnDeviceTranslatorsHarness>(); }}});
+    return QTest::qExec(&contract, argc, argv);
+}
