@@ -46,17 +46,6 @@ def short_clip(folder):
     return Recording(path, whole.spoken, words_heard=1)
 
 
-def word_error_rate(spoken, heard):
-    """Levenshtein distance over words, as a share of the words that were spoken."""
-    wanted, got = spoken.split(), heard.split()
-    row = list(range(len(got) + 1))
-    for i, word in enumerate(wanted, 1):
-        previous, row[0] = row[0], i
-        for j, other in enumerate(got, 1):
-            previous, row[j] = row[j], min(row[j] + 1, row[j - 1] + 1, previous + (word != other))
-    return row[-1] / max(len(wanted), 1)
-
-
 def shares_half_its_words(spoken, heard):
     wanted = spoken.split()
     left = heard.split()

@@ -7,8 +7,9 @@ import unittest
 
 from desktop_case import PROGRAM  # first: it finds the others
 
-from dictation import Person, make_image, recordings, word_error_rate, write_settings
+from dictation import Person, make_image, recordings, write_settings
 from virtual_desktop import VirtualDesktop, wait_for
+from word_error_rate import word_error_rate
 
 
 class DictationTest(unittest.TestCase):
@@ -30,7 +31,7 @@ class TranslatedDictationTest(DictationTest):
         recording = recordings()[1]
         text, _ = self.person.speak(recording)
         self.assertEqual(text, self.person.translation())
-        self.assertLessEqual(word_error_rate(recording.spoken, self.person.transcript()), 0.5)
+        self.assertLessEqual(word_error_rate(recording.spoken, self.person.transcript()).share(), 0.5)
         self.assertEqual(self.person.status(), "Inserted translation.")
 
     def test_interim_text_appears_while_the_key_is_held(self):

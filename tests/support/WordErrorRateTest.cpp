@@ -19,6 +19,7 @@ private Q_SLOTS:
         QTest::newRow("nothing heard") << QString() << u"he was young"_qs << 3;
         QTest::newRow("all in one") << u"so he wasn't"_qs << u"he was young"_qs << 3;
         QTest::newRow("case and punctuation") << u"He was, Young."_qs << u"he was young"_qs << 0;
+        QTest::newRow("letters of other alphabets") << u"Größe ВЫШЕ naïve"_qs << u"größe выше naive"_qs << 1;
     }
     void everyKindOfErrorCounts() {
         QFETCH(QString, transcript);
@@ -32,5 +33,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_APPLESS_MAIN(WordErrorRateTest)
+QTEST_GUILESS_MAIN(WordErrorRateTest)
 #include "WordErrorRateTest.moc"
