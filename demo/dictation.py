@@ -147,7 +147,7 @@ class Person:
         before = self.editor_text()
         with self.holding_the_hotkey():
             self.say(recording)
-            time.sleep(0.25)
+            time.sleep(0.25)  # nobody waits for this: a person lets go a moment after the last word
         released = time.monotonic()
         after = wait_for("the text in the editor", lambda: self._changed(before), interval=0.005)
         return after, round((time.monotonic() - released) * 1000)

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "fakes/FakePlatform.h"
+#include "support/EventLoopTurns.h"
 #include "ui/ContentView.h"
 
 #include <QAction>
@@ -750,7 +751,7 @@ private Q_SLOTS:
                      u"The settings could not be saved. Changes last until you quit."_qs);
         controller.setStatusText(u"Ready."_qs);
         controller.setTargetLanguageIdentifier(u"fr"_qs);
-        QTest::qWait(20);
+        test::letTheEventLoopTurn();
         QCOMPARE(controller.statusText(), u"Ready."_qs);
     }
 
@@ -758,7 +759,7 @@ private Q_SLOTS:
         takeElsewhere(AppHotKey::defaultValue);
         m_platform->defaults.fail(platform::UserDefaultsFailure::unreadable);
         launch();
-        QTest::qWait(20);
+        test::letTheEventLoopTurn();
         QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_qs);
         m_delegate->popover()->performClose();
         QCOMPARE(m_delegate->controller()->statusText(),
@@ -770,7 +771,7 @@ private Q_SLOTS:
         m_delegate->showPopover();
         startDictation();
         m_platform->defaults.fail(platform::UserDefaultsFailure::unwritable);
-        QTest::qWait(20);
+        test::letTheEventLoopTurn();
         QCOMPARE(m_delegate->controller()->statusText(), u"Listening..."_qs);
     }
 

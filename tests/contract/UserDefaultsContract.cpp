@@ -1,4 +1,5 @@
 #include "contract/UserDefaultsContract.h"
+#include "support/EventLoopTurns.h"
 
 #include <QTest>
 
@@ -9,9 +10,6 @@ using platform::UserDefaultsFailure;
 namespace {
 
 const std::vector<UserDefaultsFailure> unwritableOnce{UserDefaultsFailure::unwritable};
-
-/// Long enough for everything that is posted, and for what that posts.
-void letTheEventLoopTurn() { QTest::qWait(20); }
 
 } // namespace
 

@@ -170,7 +170,7 @@ class KeyringAtTheStartTest(KeyringTest):
         self.desktop.freeze(self.desktop.keyring)
         self.desktop.run(["xdotool", "key", "Escape"])
         wait_for("the end of the dialog", lambda: not self.questions())
-        time.sleep(1)
+        time.sleep(1)  # nobody waits for this: so long is the keyring busy
         self.desktop.thaw(self.desktop.keyring)
         self.wait_for_the_panel()
         self.back_to_the_editor()

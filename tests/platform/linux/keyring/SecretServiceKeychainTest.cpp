@@ -1,5 +1,6 @@
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 
+#include "support/DuringCall.h"
 #include "support/OwnTime.h"
 #include "support/PrivateKeyring.h"
 #include "support/PrivateSessionBus.h"
@@ -8,7 +9,6 @@
 #include <QTest>
 
 #include <csignal>
-#include <thread>
 
 using namespace quillora::test;
 using namespace std::chrono_literals;
@@ -241,12 +241,9 @@ void SecretServiceKeychainTest::aWriteThatRanOutOfTimeIsNotMadeLater() {
 
 void SecretServiceKeychainTest::aServiceThatDiesDuringTheCallIsAFailure() {
     m_keyring->freeze();
-    std::thread undertaker([this] {
-        std::this_thread::sleep_for(100ms); // the call below is then under way
-        m_keyring->signal(SIGKILL);
-    });
+    DuringCall death(m_bus, u"org.freedesktop.secrets"_qs, [this] { m_keyring->signal(SIGKILL); });
     const auto time = millisecondsOf([&] { QCOMPARE(read(), failed); });
-    undertaker.join();
+    QVERIFY(death.wasDone());
     QVERIFY(time <= 1000);
 }
 

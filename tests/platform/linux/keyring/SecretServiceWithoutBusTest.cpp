@@ -1,5 +1,6 @@
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 
+#include "support/DuringCall.h"
 #include "support/OwnTime.h"
 #include "support/PrivateKeyring.h"
 #include "support/PrivateSessionBus.h"
@@ -7,10 +8,8 @@
 #include <QTest>
 
 #include <csignal>
-#include <thread>
 
 using namespace quillora::test;
-using namespace std::chrono_literals;
 using quillora::platform::KeychainItem;
 using quillora::platform::KeychainQuery;
 using quillora::platform::KeychainStatus;
@@ -53,12 +52,9 @@ void SecretServiceWithoutBusTest::aFrozenBusCostsOneSecondAtMost() {
 void SecretServiceWithoutBusTest::theProgramSurvivesTheEndOfItsBusDuringACall() {
     PrivateKeyring keyring(m_bus);
     keyring.freeze();
-    std::thread undertaker([this] {
-        std::this_thread::sleep_for(100ms); // the call below is then under way
-        m_bus.process().signal(SIGKILL);
-    });
+    DuringCall death(m_bus, u"org.freedesktop.secrets"_qs, [this] { m_bus.process().signal(SIGKILL); });
     QCOMPARE(SecretServiceKeychain().copyMatching(token), failed);
-    undertaker.join();
+    QVERIFY(death.wasDone());
     QTRY_VERIFY(!m_bus.connection().isConnected());
     QCOMPARE(SecretServiceKeychain().copyMatching(token), failed);
 }

@@ -240,6 +240,7 @@ void TranslatorTest::aStopIsObeyedAtOnce() {
     std::stop_source stop;
     std::chrono::steady_clock::time_point stoppedAt;
     const std::jthread stopper([&] {
+        // Nobody waits for this: the stop comes in the midst of it, wherever that is.
         std::this_thread::sleep_for(std::chrono::milliseconds(150));
         stoppedAt = std::chrono::steady_clock::now();
         stop.request_stop();
