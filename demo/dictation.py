@@ -8,12 +8,13 @@ import time
 import wave
 from contextlib import contextmanager
 from dataclasses import dataclass
+from urllib.parse import urlsplit
 
 from accessible import ScreenReader
 from virtual_desktop import DesktopError, first_line, wait_for
 
 HOTKEY = ("ctrl", "alt", "space")
-BACKEND = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "backend", "quillora-backend")
+MODEL = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "backend", "scripted_upstream.py")
 RECORDINGS = "/usr/share/pocketsphinx/test/data/librivox"
 
 
@@ -64,12 +65,33 @@ def write_settings(desktop, **settings):
         file.write("[General]\n" + "".join(f"{key}={value}\n" for key, value in settings.items()))
 
 
-def start_backend(desktop, token):
-    """A local backend that asks for the token; its endpoint."""
-    token_file = os.path.join(desktop.folder, "token")
-    with open(token_file, "w", encoding="ascii", opener=lambda path, flags: os.open(path, flags, 0o600)) as file:
-        file.write(token)
-    return first_line(desktop.start_daemon([BACKEND, "--token-file", token_file], stdout=subprocess.PIPE))
+class Backend:
+    """A local backend that asks for a token, in front of a model that knows some sentences."""
+
+    def __init__(self, desktop, program):
+        """`program` is Quillora, beside which the backend was built."""
+        self._desktop = desktop
+        self._program = os.path.join(os.path.dirname(program), "quillora-backend")
+        self._settings = {"UPSTREAM_URL": first_line(desktop.start_daemon([MODEL], stdout=subprocess.PIPE)),
+                          "UPSTREAM_MODEL": "demonstration", "SERVER_LISTEN": "127.0.0.1:0",
+                          "TOKENS_FILE": os.path.join(desktop.folder, "tokens")}
+        self.token = first_line(desktop.start([self._program, "token", "add", "demonstration"],
+                                              self._environment({}), stdout=subprocess.PIPE))
+        self._serve({})
+        self._settings["SERVER_LISTEN"] = urlsplit(self.endpoint).netloc
+
+    def restart(self, **settings):
+        """At the same address, with other settings for this time."""
+        self._desktop.stop(self._process)
+        self._serve(settings)
+
+    def _environment(self, settings):
+        return {f"QUILLORA_BACKEND_{name}": str(value) for name, value in {**self._settings, **settings}.items()}
+
+    def _serve(self, settings):
+        self._process = self._desktop.start_daemon([self._program, "serve"], self._environment(settings),
+                                                   stdout=subprocess.PIPE)
+        self.endpoint = first_line(self._process)
 
 
 def store_token(desktop, token):

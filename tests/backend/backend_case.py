@@ -4,6 +4,7 @@ program is the first argument of a test; what follows is for unittest."""
 import http.client
 import json
 import os
+import socket
 import ssl
 import subprocess
 import sys
@@ -21,6 +22,18 @@ HEADERS = {"Content-Type": "application/json", "X-Quillora-Device-Id": "1A-2B", 
 
 def request_body(text="hello", source="English (United States)", target="Kazakh"):
     return json.dumps({"text": text, "sourceLanguage": source, "targetLanguage": target})
+
+
+def free_port():
+    """One that nobody listens at now."""
+    with socket.socket() as one:
+        one.bind(("127.0.0.1", 0))
+        return one.getsockname()[1]
+
+
+def listens_at(port):
+    with socket.socket() as one:
+        return one.connect_ex(("127.0.0.1", port)) == 0
 
 
 class Answer:

@@ -149,6 +149,15 @@ def _words(text):
     return " ".join("".join(c if c.isalnum() else " " for c in text.casefold()).split())
 
 
+def _closest(heard, sentences):
+    """The sentence that was meant, whole or its beginning, since a recognizer mishears; none if nothing comes near."""
+    count = len(heard.split())
+    beginnings = {" ".join(sentence.split()[:length]): sentence for sentence in sentences
+                  for length in (count, len(sentence))}
+    meant = difflib.get_close_matches(heard, beginnings, n=1, cutoff=0.6)
+    return beginnings[meant[0]] if meant else None
+
+
 def demonstration():
     """Knows the sentences of translations.json."""
     with open(os.path.join(os.path.dirname(os.path.abspath(__file__)), "translations.json"), encoding="utf-8") as file:
@@ -158,8 +167,8 @@ def demonstration():
 
     def answer(question):
         language = next((name for name in known if name in question.system), None)
-        meant = difflib.get_close_matches(_words(question.text), known.get(language, {}), n=1, cutoff=0.6)
-        return Answer(completion(known[language][meant[0]])) if meant else Answer({"error": "unknown"}, 500)
+        meant = _closest(_words(question.text), known.get(language, {}))
+        return Answer(completion(known[language][meant])) if meant else Answer({"error": "unknown"}, 500)
 
     return answer
 

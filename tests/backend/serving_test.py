@@ -10,7 +10,7 @@ import threading
 import time
 import unittest
 
-from backend_case import Authority, BackendCase, request_body  # first: it finds the others
+from backend_case import Authority, BackendCase, listens_at, request_body  # first: it finds the others
 from scripted_upstream import Answer, Held, completion
 from virtual_desktop import wait_for
 
@@ -365,7 +365,7 @@ class EndTest(BackendCase):
             self.programs.expect_end(backend.process)
             backend.tell(signal.SIGTERM)
             self.assertEqual(idle.everything(), b"")  # closed at once
-            wait_for("the closed door", lambda: refuses(backend.port))
+            wait_for("the closed door", lambda: not listens_at(backend.port))
             held.let_go()
             running.join(60)
         self.assertEqual((answers[0].status, answers[0].translation), (200, "in time"))
@@ -385,7 +385,7 @@ class EndTest(BackendCase):
             wait_for("the question", lambda: self.upstream.questions)
             self.programs.expect_end(backend.process)
             backend.tell(signal.SIGTERM)
-            wait_for("the closed door", lambda: refuses(backend.port))
+            wait_for("the closed door", lambda: not listens_at(backend.port))
             backend.tell(signal.SIGTERM)
             self.assertEqual(backend.process.wait(30), 1)
 
@@ -395,11 +395,6 @@ class EndTest(BackendCase):
         self.programs.kill(first.process)
         again = self.start(server={"listen": f"127.0.0.1:{first.port}"})
         self.assertEqual(again.translate().status, 200)
-
-
-def refuses(port):
-    with socket.socket() as one:
-        return one.connect_ex(("127.0.0.1", port)) != 0
 
 
 class TlsTest(BackendCase):

@@ -10,14 +10,13 @@ import unittest
 
 from gi.repository import Gio, GLib
 
-from desktop_case import FaultTest  # first: it finds the others
+from desktop_case import PROGRAM, FaultTest  # first: it finds the others
 
-from dictation import start_backend, store_token, stored_token, write_settings
+from dictation import Backend, store_token, stored_token, write_settings
 from virtual_desktop import VirtualDesktop, wait_for
 
-TOKEN = "the-token-of-this-test"
 PASSWORD = b"demonstration"  # that the desktop's keyring is unlocked with
-REFUSED = "Translation failed: The subscription token is not valid."
+REFUSED = "Translation failed: This translation backend asks for a subscription token."
 ABSENCE = 30
 LOGIN = "/org/freedesktop/secrets/collection/login"
 SECRETS = ["gdbus", "call", "--session", "--dest", "org.freedesktop.secrets", "--object-path",
@@ -247,12 +246,14 @@ class HostedKeyringTest(KeyringTest):
 
     @classmethod
     def arrange(cls):
+        backend = Backend(cls.desktop, PROGRAM)
+        cls.token = backend.token
         write_settings(cls.desktop, targetLanguageIdentifier="kk", translationEngineIdentifier="openAINatural",
-                       openAIEndpointString=start_backend(cls.desktop, TOKEN))
+                       openAIEndpointString=backend.endpoint)
 
     def setUp(self):
         super().setUp()
-        store_token(self.desktop, TOKEN)
+        store_token(self.desktop, self.token)
 
     def assert_a_dictation_is_refused(self):
         self.back_to_the_editor()
@@ -271,7 +272,7 @@ class HostedKeyringTest(KeyringTest):
         self.assert_a_dictation_is_refused()
         self.unlock_keyring()
         wait_for("the token in the panel",
-                 lambda: self.person.reader.length("Quillora", "Subscription token") == len(TOKEN))
+                 lambda: self.person.reader.length("Quillora", "Subscription token") == len(self.token))
         self.assertEqual(self.person.status(), REFUSED)
         self.assert_all_is_well_again()
 
@@ -295,7 +296,7 @@ class HostedKeyringTest(KeyringTest):
         self.assert_a_dictation_is_refused()
         self.desktop.thaw(self.desktop.keyring)
         wait_for("the token in the panel",
-                 lambda: self.person.reader.length("Quillora", "Subscription token") == len(TOKEN), ABSENCE + 20)
+                 lambda: self.person.reader.length("Quillora", "Subscription token") == len(self.token), ABSENCE + 20)
         self.assertEqual(self.person.status(), REFUSED)
         self.assert_all_is_well_again()
 
