@@ -36,6 +36,7 @@ constexpr auto longestHandshake = 10s;
 constexpr auto longestRequest = 20s;
 constexpr auto longestReply = 20s;
 constexpr auto longestStop = 45s;
+constexpr auto longestArrival = 2s;
 constexpr auto pauseWithoutDescriptors = 100ms;
 constexpr auto freshness = 1s;
 constexpr std::size_t descriptorsBesides = 64;
@@ -85,6 +86,7 @@ struct Server::Session {
     std::string pending; ///< what came and belongs to no request yet
     bool isAnswering = false;
     bool isIdle = true; ///< not a byte of the next request has come
+    bool hasServed = false;
 };
 
 Server::Server(asio::io_context &context, const Configuration &configuration)
@@ -116,7 +118,6 @@ std::string Server::url() const {
 }
 
 bool Server::run() {
-    asio::co_spawn(m_context, accept(), asio::detached);
     asio::co_spawn(m_context, listenToSignals(), asio::detached);
     asio::co_spawn(m_context, keepFresh(), asio::detached);
     m_context.run();
@@ -131,17 +132,20 @@ asio::awaitable<void> Server::accept() {
             asio::steady_timer pause(m_context, pauseWithoutDescriptors);
             co_await pause.async_wait(asio::use_awaitable);
         }
-        if (failure)
-            continue;
-        makeRoom();
-        if (m_sessions.size() >= m_configuration.connectionLimit)
-            continue; // all of them are being answered
-        const auto session = std::make_shared<Session>();
-        session->stream = std::make_shared<Stream>(std::move(socket));
-        session->place = m_sessions.insert(m_sessions.end(), session);
-        m_service.metrics().setConnections(m_sessions.size());
-        asio::co_spawn(m_context, serve(session), asio::detached);
+        if (!failure)
+            welcome(std::move(socket));
     }
+}
+
+void Server::welcome(tcp::socket socket) {
+    makeRoom();
+    if (m_sessions.size() >= m_configuration.connectionLimit)
+        return; // all of them are being answered
+    const auto session = std::make_shared<Session>();
+    session->stream = std::make_shared<Stream>(std::move(socket));
+    session->place = m_sessions.insert(m_sessions.end(), session);
+    m_service.metrics().setConnections(m_sessions.size());
+    asio::co_spawn(m_context, serve(session), asio::detached);
 }
 
 /// Whoever has long asked nothing, or is slow at asking, makes way for a new one.
@@ -193,7 +197,9 @@ asio::awaitable<bool> Server::serveNext(Session &session) {
     bool didContinue = false;
 
     session.isIdle = session.pending.empty();
-    stream.expireAt(steady_clock::now() + (session.isIdle ? longestIdle : longestRequest));
+    stream.expireAt(steady_clock::now() + (!session.isIdle ? longestRequest
+                                           : m_isStopping  ? longestArrival
+                                                           : longestIdle));
     while (!parser.is_done()) {
         if (!session.pending.empty()) {
             session.pending.erase(0, parser.put(asio::buffer(session.pending), failure));
@@ -236,6 +242,7 @@ asio::awaitable<bool> Server::serveNext(Session &session) {
     const auto bytes = reply.encoded(isLast);
     co_await stream.write(bytes);
     session.isAnswering = false;
+    session.hasServed = true;
     if (isLast) {
         co_await stream.leave();
         co_return false;
@@ -256,7 +263,7 @@ asio::awaitable<void> Server::listenToSignals() {
             beginToStop();
             continue;
         }
-        m_service.refreshTokens();
+        co_await m_service.refreshTokens();
         try {
             loadCertificate();
             log("reload");
@@ -267,11 +274,14 @@ asio::awaitable<void> Server::listenToSignals() {
 }
 
 asio::awaitable<void> Server::keepFresh() {
+    // Whoever comes before the tokens are known waits for them.
+    co_await m_service.refreshTokens();
+    asio::co_spawn(m_context, accept(), asio::detached);
     while (!m_isStopping) {
         m_clock.expires_after(freshness);
         error_code ended;
         co_await m_clock.async_wait(asio::redirect_error(asio::use_awaitable, ended));
-        m_service.refreshTokens();
+        co_await m_service.refreshTokens();
     }
     m_clock.expires_after(longestStop);
     co_await m_clock.async_wait(asio::use_awaitable);
@@ -283,17 +293,35 @@ void Server::loadCertificate() {
         m_tls = serverContext(m_configuration.certificateFile, m_configuration.privateKeyFile);
 }
 
+/// Those who stand before it already come in.
+void Server::closeDoor() {
+    error_code failure;
+    m_acceptor.non_blocking(true, failure);
+    while (!failure) {
+        tcp::socket socket(m_context);
+        m_acceptor.accept(socket, failure);
+        if (!failure)
+            welcome(std::move(socket));
+    }
+    m_acceptor.close();
+}
+
 void Server::beginToStop() {
     log("stop");
     m_isStopping = true;
     m_service.beginToStop();
-    m_acceptor.close();
+    closeDoor();
     m_clock.cancel();
     const auto sessions = m_sessions;
     for (const auto &session : sessions) {
-        if (session->isIdle && !session->isAnswering) {
+        if (!session->isIdle || session->isAnswering)
+            continue;
+        if (session->hasServed && session->stream->isFresh()) {
             session->stream->close();
             leave(session);
+        } else {
+            // Whoever has just come has his request on the way.
+            session->stream->expireAt(steady_clock::now() + longestArrival);
         }
     }
     if (m_sessions.empty())

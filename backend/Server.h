@@ -40,8 +40,10 @@ private:
     boost::asio::awaitable<bool> serveNext(Session &session);
     boost::asio::awaitable<void> listenToSignals();
     boost::asio::awaitable<void> keepFresh();
+    void welcome(boost::asio::ip::tcp::socket socket);
     void makeRoom();
     void loadCertificate();
+    void closeDoor();
     void beginToStop();
     void leave(const std::shared_ptr<Session> &session);
 

@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::string_view translatePath = "/v1/translate";
 constexpr std::string_view bearer = "bearer ";
+constexpr std::size_t digitsOfADevice = 32;
 
 double milliseconds(steady_clock::duration duration) {
     return std::chrono::duration<double, std::milli>(duration).count();
@@ -59,10 +60,34 @@ Service::Service(asio::any_io_executor executor, const Configuration &configurat
         m_tokenFileState = stateOf(m_configuration.tokenFile);
         m_tokens = Tokens::read(m_configuration.tokenFile);
     }
+    if (!m_configuration.redis.host.empty())
+        m_shared = std::make_unique<SharedState>(executor, configuration);
 }
 
-void Service::refreshTokens() {
-    if (m_configuration.tokenFile.empty() || stateOf(m_configuration.tokenFile) == m_tokenFileState)
+asio::awaitable<void> Service::refreshTokens() {
+    if (m_shared)
+        m_metrics.setRedis(m_shared->isThere());
+    if (m_configuration.tokenFile.empty())
+        co_return;
+    if (!m_shared) {
+        refreshTokensFromFile();
+        co_return;
+    }
+    const auto tokens = co_await m_shared->changedTokens();
+    if (!tokens)
+        co_return;
+    m_tokens = *tokens;
+    log("tokens", {{"count", static_cast<unsigned>(m_tokens.entries().size())}});
+    try {
+        // For a start while Redis is away.
+        m_tokens.write(m_configuration.tokenFile);
+    } catch (const std::runtime_error &error) {
+        log("tokens", {{"error", std::string(error.what())}});
+    }
+}
+
+void Service::refreshTokensFromFile() {
+    if (stateOf(m_configuration.tokenFile) == m_tokenFileState)
         return;
     m_tokenFileState = stateOf(m_configuration.tokenFile);
     try {
@@ -128,7 +153,7 @@ asio::awaitable<Reply> Service::translate(const Request &request, Account &accou
         throw Refusal(415, "type", "The request is not JSON.");
     const auto wanted = TranslationRequest::decoded(request.body);
     requireSense(wanted, account);
-    requireModesty(request, account);
+    co_await requireModesty(request, account);
 
     const auto turn = co_await m_turnstile.enter(deadline);
     const Prompt prompt(m_configuration.prompt, m_configuration.model, wanted);
@@ -179,21 +204,29 @@ void Service::requireSense(const TranslationRequest &wanted, Account &account) c
     account.target = wanted.targetLanguage;
 }
 
-void Service::requireModesty(const Request &request, const Account &account) {
+asio::awaitable<void> Service::requireModesty(const Request &request, const Account &account) {
+    // The same on each backend, and no identifier.
+    const auto device = hexadecimal(digest(request.device)).substr(0, digitsOfADevice);
+    if (!request.device.empty())
+        co_await requireLimit("device", device, m_configuration.devicePerMinute);
+    if (!account.owner.empty())
+        co_await requireLimit("token", account.owner, m_configuration.tokenPerMinute);
+}
+
+asio::awaitable<void> Service::requireLimit(std::string kind, std::string name, std::size_t most) {
     const auto now = Limits::Clock::now();
-    const auto require = [&](const std::string &kind, const std::string &name, std::size_t most) {
-        if (name.empty() || m_limits.count(kind + ":" + name, now) <= most)
-            return;
-        m_metrics.countLimit(kind);
-        const auto wait = Limits::untilNextMinute(now);
-        throw Refusal(429, "limit_" + kind,
-                      "Too many translations within a minute. Try again in " + std::to_string(wait.count()) +
-                          (wait.count() == 1 ? " second." : " seconds."),
-                      wait);
-    };
-    require("device", request.device.empty() ? std::string() : pseudonym(request.device),
-            m_configuration.devicePerMinute);
-    require("token", account.owner, m_configuration.tokenPerMinute);
+    // Here too, so that there is a count to go on with when Redis goes away.
+    auto count = m_limits.count(kind + ":" + name, now);
+    if (m_shared)
+        count = (co_await m_shared->count(kind + ":" + name, Limits::minuteOf(now))).value_or(count);
+    if (count <= most)
+        co_return;
+    m_metrics.countLimit(kind);
+    const auto wait = Limits::untilNextMinute(now);
+    throw Refusal(429, "limit_" + kind,
+                  "Too many translations within a minute. Try again in " + std::to_string(wait.count()) +
+                      (wait.count() == 1 ? " second." : " seconds."),
+                  wait);
 }
 
 void Service::record(const Request &request, const Reply &reply, const Account &account) {

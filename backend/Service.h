@@ -5,6 +5,7 @@
 #include "backend/Messages.h"
 #include "backend/Metrics.h"
 #include "backend/Prompt.h"
+#include "backend/SharedState.h"
 #include "backend/Tokens.h"
 #include "backend/Turnstile.h"
 #include "backend/Upstream.h"
@@ -13,6 +14,7 @@
 #include <boost/asio/awaitable.hpp>
 
 #include <chrono>
+#include <memory>
 #include <string>
 
 namespace quillora::backend {
@@ -28,8 +30,8 @@ public:
     /// The answer to what is no request at all, or came too slowly.
     Reply answerToGarbage(unsigned status, const std::string &sentence);
 
-    /// Reads the tokens again if the file has changed; keeps those it has if that cannot be read.
-    void refreshTokens();
+    /// Reads the tokens again if they have changed; keeps those it has if they cannot be read.
+    boost::asio::awaitable<void> refreshTokens();
 
     /// From here on it is not ready for more.
     void beginToStop() { m_isStopping = true; }
@@ -54,7 +56,9 @@ private:
     void requireToken(const Request &request, Account &account) const;
     void requireLocalName(const Request &request) const;
     void requireSense(const TranslationRequest &wanted, Account &account) const;
-    void requireModesty(const Request &request, const Account &account);
+    boost::asio::awaitable<void> requireModesty(const Request &request, const Account &account);
+    boost::asio::awaitable<void> requireLimit(std::string kind, std::string name, std::size_t most);
+    void refreshTokensFromFile();
     void record(const Request &request, const Reply &reply, const Account &account);
 
     Configuration m_configuration;
@@ -64,6 +68,7 @@ private:
     Limits m_limits;
     Tokens m_tokens;
     std::string m_tokenFileState;
+    std::unique_ptr<SharedState> m_shared; ///< null if nothing is shared
     bool m_isStopping = false;
 };
 

@@ -2,8 +2,10 @@
 #include "backend/Log.h"
 #include "backend/ModelAnswer.h"
 #include "backend/Prompt.h"
+#include "backend/RedisConnection.h"
 #include "backend/Refusal.h"
 #include "backend/Server.h"
+#include "backend/SharedTokens.h"
 #include "backend/Tokens.h"
 #include "backend/Upstream.h"
 
@@ -14,6 +16,8 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -94,25 +98,59 @@ int check(const Configuration &configuration) {
     return status;
 }
 
+/// Where the tokens are: in Redis where backends share it, else in the file.
+class TokenStore {
+public:
+    explicit TokenStore(const Configuration &configuration) : m_configuration(configuration) {
+        if (configuration.tokenFile.empty())
+            throw ConfigurationError("tokens.file is missing: where should tokens be kept?");
+        if (!configuration.redis.host.empty()) {
+            m_connection = std::make_unique<RedisConnection>(configuration);
+            m_shared = std::make_unique<SharedTokens>(*m_connection, configuration.redisPrefix);
+        }
+        m_tokens = m_shared ? m_shared->read() : Tokens::read(configuration.tokenFile);
+    }
+
+    const Tokens &tokens() const { return m_tokens; }
+
+    std::string add(const std::string &name) {
+        auto token = m_tokens.add(name);
+        if (m_shared)
+            m_shared->add(m_tokens.entries().back());
+        else
+            m_tokens.write(m_configuration.tokenFile);
+        return token;
+    }
+
+    void revoke(const std::string &name) {
+        if (!m_tokens.revoke(name))
+            throw std::runtime_error("there is no token of that name");
+        if (m_shared)
+            m_shared->revoke(name);
+        else
+            m_tokens.write(m_configuration.tokenFile);
+    }
+
+private:
+    const Configuration &m_configuration;
+    std::unique_ptr<RedisConnection> m_connection;
+    std::unique_ptr<SharedTokens> m_shared;
+    Tokens m_tokens;
+};
+
 int token(const Configuration &configuration, const std::vector<std::string> &words) {
-    if (configuration.tokenFile.empty())
-        throw ConfigurationError("tokens.file is missing: where should tokens be kept?");
-    auto tokens = Tokens::read(configuration.tokenFile);
     if (words == std::vector<std::string>{"list"}) {
-        for (const auto &entry : tokens.entries())
+        const TokenStore store(configuration);
+        for (const auto &entry : store.tokens().entries())
             std::cout << entry.since << "  " << entry.name << "\n";
         return EXIT_SUCCESS;
     }
     if (words.size() == 2 && words[0] == "add") {
-        const auto made = tokens.add(words[1]);
-        tokens.write(configuration.tokenFile);
-        std::cout << made << std::endl;
+        std::cout << TokenStore(configuration).add(words[1]) << std::endl;
         return EXIT_SUCCESS;
     }
     if (words.size() == 2 && words[0] == "revoke") {
-        if (!tokens.revoke(words[1]))
-            throw std::runtime_error("there is no token of that name");
-        tokens.write(configuration.tokenFile);
+        TokenStore(configuration).revoke(words[1]);
         return EXIT_SUCCESS;
     }
     std::cerr << "usage: quillora-backend token add NAME | list | revoke NAME" << std::endl;

@@ -1,0 +1,137 @@
+#!/usr/bin/python3
+"""Backends that share limits and tokens by way of a real Redis, which comes and goes."""
+
+import unittest
+
+from backend_case import BackendCase, free_port, listens_at  # first: it finds the others
+from virtual_desktop import wait_for
+
+
+class SharingTest(BackendCase):
+    def setUp(self):
+        super().setUp()
+        self.redis_port = free_port()
+        self.start_redis()
+
+    def start_redis(self):
+        """It keeps nothing on the disk."""
+        self.redis = self.programs.start_daemon(
+            ["redis-server", "--bind", "127.0.0.1", "--port", str(self.redis_port), "--save", "", "--appendonly", "no",
+             "--requirepass", "the-password", "--dir", self.programs.folder])
+        wait_for("Redis", lambda: listens_at(self.redis_port))
+
+    def sections(self, name, **limits):
+        return {"tokens": {"file": self.path(f"tokens-of-{name}")}, "limits": limits,
+                "redis": {"address": f"127.0.0.1:{self.redis_port}", "password_file": self.write("password",
+                                                                                                 "the-password\n")}}
+
+    def start_sharing(self, name, **limits):
+        return self.start(**self.sections(name, **limits))
+
+    def token_command(self, *words):
+        return self.run_program("--configuration", self.settings(**self.sections("nobody")), "token", *words)
+
+    def new_token(self, name="laptop"):
+        made = self.token_command("add", name)
+        self.assertEqual((made.returncode, made.stderr), (0, ""))
+        return made.stdout.strip()
+
+    def wait_until_away(self, backend):
+        wait_for("the loss of Redis", lambda: backend.metric("quillora_redis_up") == 0)
+
+    def wait_until_there(self, backend):
+        wait_for("the return of Redis", lambda: backend.metric("quillora_redis_up") == 1)
+
+    def test_a_token_is_known_to_all_and_its_end_too(self):
+        token = self.new_token()
+        backends = [self.start_sharing(name) for name in ("one", "two")]
+        self.assertEqual([backend.translate(token=token).status for backend in backends], [200, 200])
+        late = self.new_token("phone")
+        for backend in backends:
+            wait_for("the new token", lambda backend=backend: backend.translate(token=late).status == 200)
+        self.assertEqual([line.split()[1] for line in self.token_command("list").stdout.splitlines()],
+                         ["laptop", "phone"])
+        for name in ("laptop", "phone"):
+            self.assertEqual(self.token_command("revoke", name).returncode, 0)
+        for backend in backends:
+            wait_for("the end of the last token",
+                     lambda backend=backend: backend.translate(token=late).status == 401)
+        self.assertEqual(self.token_command("revoke", "phone").stderr, "there is no token of that name\n")
+
+    def test_a_limit_counts_what_all_of_them_serve(self):
+        token = self.new_token()
+        backends = [self.start_sharing(name, token_per_minute=10) for name in ("one", "two")]
+        # So many that one of two minutes is full, and no backend served them alone.
+        statuses = [backends[number % 2].translate(token=token).status for number in range(22)]
+        self.assertEqual(statuses[:2], [200, 200])
+        self.assertIn(429, statuses)
+        self.assertLessEqual(statuses.count(200), 20)
+
+    def test_without_redis_each_counts_by_itself_and_knows_the_tokens_that_it_knew(self):
+        token = self.new_token()
+        backend = self.start_sharing("one", token_per_minute=4)
+        self.assertEqual(backend.translate(token=token).status, 200)
+        self.programs.kill(self.redis)
+        self.wait_until_away(backend)
+        statuses = [backend.translate(token=token).status for _ in range(9)]
+        self.assertIn(200, statuses)
+        self.assertIn(429, statuses)
+        self.assertEqual(backend.translate(token="unknown").status, 401)
+        self.start_redis()
+        self.wait_until_there(backend)
+
+    def test_a_start_without_redis_knows_the_tokens_of_the_last_time(self):
+        token = self.new_token()
+        first = self.start_sharing("one")
+        self.assertEqual(first.translate(token=token).status, 200)
+        self.assertTrue(first.stop())
+        self.programs.kill(self.redis)
+        again = self.start_sharing("one")
+        self.assertEqual([again.translate(token=each).status for each in (token, "unknown")], [200, 401])
+        self.assertEqual(again.metric("quillora_redis_up"), 0)
+
+    def test_a_redis_that_has_lost_everything_revokes_nothing(self):
+        token = self.new_token()
+        backend = self.start_sharing("one")
+        self.assertEqual(backend.translate(token=token).status, 200)
+        self.programs.kill(self.redis)
+        self.wait_until_away(backend)
+        self.start_redis()
+        self.wait_until_there(backend)
+        self.assertEqual(backend.translate(token=token).status, 200)
+        late = self.new_token("phone")  # the list begins anew
+        wait_for("the new token", lambda: backend.translate(token=late).status == 200)
+        self.assertEqual(backend.translate(token=token).status, 401)
+
+    def test_a_redis_that_hangs_holds_up_nobody(self):
+        token = self.new_token()
+        backend = self.start_sharing("one")
+        self.assertEqual(backend.translate(token=token).status, 200)
+        self.programs.freeze(self.redis)
+        self.assertEqual([backend.translate(token=token).status for _ in range(5)], [200] * 5)
+        self.wait_until_away(backend)
+        self.programs.thaw(self.redis)
+        self.wait_until_there(backend)
+
+    def test_a_wrong_password_is_told_to_who_makes_a_token_and_to_the_log_alone(self):
+        ended = self.run_program("--configuration", self.settings(**self.sections("one")), "token", "list",
+                                 environment={"QUILLORA_BACKEND_REDIS_PASSWORD": "wrong"})
+        self.assertEqual(ended.returncode, 1)
+        self.assertTrue(ended.stderr.startswith("Redis refuses: WRONGPASS"), ended.stderr)
+
+    def test_nothing_private_lies_in_redis(self):
+        token = self.new_token()
+        backend = self.start_sharing("one")
+        backend.translate("private words", token=token, headers={"X-Quillora-Device-Id": "device-4711"})
+        dump = self.redis_cli("KEYS", "*") + self.redis_cli("HGETALL", "quillora:tokens")
+        self.assertIn("quillora:token:laptop:", dump)
+        for secret in (token, "4711", "private"):
+            self.assertNotIn(secret, dump)
+
+    def redis_cli(self, *words):
+        return self.programs.run(["redis-cli", "-p", str(self.redis_port), "-a", "the-password", "--no-auth-warning",
+                                  *words]).decode()
+
+
+if __name__ == "__main__":
+    unittest.main()
