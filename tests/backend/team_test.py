@@ -1,0 +1,152 @@
+#!/usr/bin/python3
+"""What the compose file describes, with processes in the place of containers: two backends that share a real Redis behind
+a real load balancer, under load while one after another goes away; and the unit for systemd."""
+
+import os
+import re
+import signal
+import subprocess
+import threading
+import unittest
+
+import yaml
+
+from backend_case import PROGRAM, Backend, BackendCase, free_port, listens_at  # first: it finds the others
+import scripted_upstream
+from virtual_desktop import first_line, wait_for
+
+PACKAGING = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "packaging", "backend")
+MOST_EXPOSED = 2.0
+
+
+class Team(Backend):
+    """Asked by way of the balancer."""
+
+    def __init__(self, port):
+        self.scheme, self.port = "http", port
+
+
+class ComposeTest(BackendCase):
+    def setUp(self):
+        super().setUp()
+        self.upstream.on_question = lambda question: scripted_upstream.Answer(
+            scripted_upstream.completion(question.text))
+        with open(os.path.join(PACKAGING, "compose.yaml"), encoding="utf-8") as file:
+            self.services = yaml.safe_load(file)["services"]
+        self.ports = {name: free_port() for name in self.services}
+        self.start_redis()
+        self.backends = {name: self.start_backend(name) for name in ("one", "two")}
+        self.balancer = self.programs.start_daemon(
+            ["haproxy", "-db", "-f", os.path.join(PACKAGING, "haproxy.cfg")], self.environment("balancer"))
+        self.team = Team(self.ports["balancer"])
+        wait_for("the balancer", lambda: listens_at(self.ports["balancer"]))
+        made = subprocess.run([PROGRAM, "token", "add", "alice"], check=True, capture_output=True, text=True,
+                              env={**self.programs.environment, **self.environment("one")})
+        self.token = made.stdout.strip()
+        wait_for("both backends", lambda: all(self.ask_one(name).status == 200 for name in self.backends))
+        wait_for("the balancer's backends", lambda: self.translate("hello").status == 200)
+
+    def environment(self, name):
+        """What the file says, with the addresses of processes."""
+        result = {}
+        for key, value in self.services[name]["environment"].items():
+            value = str(value).replace("${QUILLORA_BACKEND_UPSTREAM_URL}", self.upstream.url)
+            value = re.sub(r"\$\{QUILLORA_BACKEND_UPSTREAM_(MODEL|KEY)(:-)?\}", "test", value)
+            value = value.replace("/var/lib/quillora-backend/", f"{self.programs.folder}/{name}-")
+            value = value.replace("0.0.0.0:8787", f"127.0.0.1:{self.ports[name]}")
+            result[key] = re.sub(r"\b(one|two|redis):\d+", lambda match: f"127.0.0.1:{self.ports[match[1]]}", value)
+        # One device asks for all.
+        return {**result, "QUILLORA_BACKEND_LIMITS_DEVICE_PER_MINUTE": "1000000",
+                "QUILLORA_BACKEND_LIMITS_TOKEN_PER_MINUTE": "1000000"} if name in ("one", "two") else result
+
+    def start_redis(self):
+        self.redis = self.programs.start_daemon([*self.services["redis"]["command"], "--bind", "127.0.0.1", "--port",
+                                                 str(self.ports["redis"]), "--dir", self.programs.folder])
+        wait_for("Redis", lambda: listens_at(self.ports["redis"]))
+
+    def start_backend(self, name):
+        process = self.programs.start_daemon([PROGRAM, "serve"], self.environment(name), stdout=subprocess.PIPE)
+        self.assertTrue(first_line(process).startswith("http://127.0.0.1:"))
+        return process
+
+    def ask_one(self, name):
+        return Team(self.ports[name]).translate("hello", token=self.token)
+
+    def translate(self, text):
+        return self.team.translate(text, token=self.token)
+
+    def under_load(self, disturb):
+        """Asks on four threads, with a new connection each time, until that is over; what was not answered."""
+        stop = threading.Event()
+        lost, counts = [], [0] * 4
+
+        def ask(number):
+            while not stop.is_set():
+                text = f"text {number} {counts[number]}"
+                answer = self.translate(text)
+                if answer.status != 200 or answer.translation != text:
+                    lost.append((answer.status, answer.body))
+                counts[number] += 1
+
+        threads = [threading.Thread(target=ask, args=(number,), daemon=True) for number in range(4)]
+        for thread in threads:
+            thread.start()
+
+        def some_more():
+            before = list(counts)
+            wait_for("more answers", lambda: all(now > then + 10 for now, then in zip(counts, before)))
+
+        some_more()
+        disturb()
+        some_more()
+        stop.set()
+        for thread in threads:
+            thread.join(60)
+        return lost
+
+    def test_one_after_another_may_be_restarted_and_nothing_is_lost(self):
+        def restart_both():
+            for name in ("one", "two"):
+                process = self.backends[name]
+                self.programs.expect_end(process)
+                os.kill(process.pid, signal.SIGTERM)
+                self.assertEqual(process.wait(60), 0)
+                self.start_backend(name)
+                wait_for(name, lambda name=name: self.ask_one(name).status == 200)
+        self.assertEqual(self.under_load(restart_both), [])
+
+    def test_one_that_is_killed_costs_only_what_it_was_doing(self):
+        lost = self.under_load(lambda: self.programs.kill(self.backends["one"]))
+        self.assertLessEqual(len(lost), 4)  # one for each thread
+        for status, body in lost:
+            self.assertIn(status, (502, 503))
+            self.assertIn(b'{"error":"', body)
+
+    def test_redis_may_go_and_come_back(self):
+        def restart_redis():
+            self.programs.kill(self.redis)
+            self.start_redis()  # with the file that outlived it
+        self.assertEqual(self.under_load(restart_redis), [])
+        self.assertEqual(self.team.translate("hello", token="unknown").status, 401)
+
+    def test_nobody_outside_sees_the_metrics(self):
+        self.assertEqual(self.team.get("/metrics").status, 404)
+
+    def test_without_any_backend_a_person_reads_why(self):
+        for process in self.backends.values():
+            self.programs.kill(process)
+        wait_for("the balancer's notice", lambda: self.translate("hello").status == 503)
+        self.assertEqual(self.translate("hello").error, "The translation backend is not ready. Try again in a minute.")
+
+
+class UnitTest(unittest.TestCase):
+    def test_the_unit_exposes_little(self):
+        said = subprocess.run(["systemd-analyze", "security", "--offline=yes", "--no-pager",
+                               os.path.join(PACKAGING, "quillora-backend.service")], capture_output=True, text=True,
+                              env={**os.environ, "SYSTEMD_COLORS": "0"}, check=False).stdout
+        level = float(re.search(r"Overall exposure level for .*: ([0-9.]+)", said)[1])
+        self.assertLessEqual(level, MOST_EXPOSED)
+
+
+if __name__ == "__main__":
+    unittest.main()
