@@ -16,13 +16,14 @@ BELOW = {
     "platform": set(),
     "platform/linux": {"platform", "recognizer/protocol"},
     "platform/linux/models": {"platform", "platform/linux"},
+    "models": {"platform"},
     "hotkey": {"platform"},
     "speech": {"platform"},
     "translation": {"platform"},
     "insertion": {"platform"},
     "controller": {"hotkey", "speech", "translation", "insertion", "platform"},
-    "ui": {"controller", "hotkey", "translation", "platform"},
-    "app": {"ui", "controller", "hotkey", "speech", "translation", "insertion", "platform"},
+    "ui": {"controller", "models", "hotkey", "translation", "platform"},
+    "app": {"ui", "controller", "models", "hotkey", "speech", "translation", "insertion", "platform"},
 }
 
 # Whose headers (by their beginning) are included where alone (by the beginning of the path).

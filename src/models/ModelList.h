@@ -1,0 +1,29 @@
+#pragma once
+
+#include "models/Models.h"
+
+namespace quillora {
+
+/// A task and all that does it, as a list shows them.
+struct ModelEntry {
+    platform::ModelTask task;
+    QStringList choices; ///< models, the recommended one first
+    QString lead;        ///< which of them the task is done with, or would be
+
+    bool operator==(const ModelEntry &) const = default;
+};
+
+/// What there is to choose from, by tasks. Pure.
+class ModelList {
+public:
+    ModelList() = delete;
+
+    /// An entry for each of the locales that a model hears, in their order.
+    static QList<ModelEntry> speech(const Models &models, const QStringList &locales);
+
+    /// An entry for each pair of languages that a model translates: in the order of the languages, by what is
+    /// not English, and what is translated from English first.
+    static QList<ModelEntry> translation(const Models &models, const QStringList &languages);
+};
+
+} // namespace quillora

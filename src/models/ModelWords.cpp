@@ -1,0 +1,173 @@
+#include "models/ModelWords.h"
+
+#include "models/ModelVersion.h"
+
+#include <cmath>
+
+namespace quillora {
+
+using platform::ModelDescription;
+using platform::ModelProgress;
+using platform::ModelSizeClass;
+using platform::ModelState;
+
+namespace {
+
+constexpr double kilobyte = 1000;
+constexpr double megabyte = 1000 * kilobyte;
+constexpr double gigabyte = 1000 * megabyte;
+
+/// With one digit after the point where that matters.
+QString number(double value) {
+    const double tenths = std::round(value * 10) / 10;
+    const bool isRound = value >= 10 || tenths == std::floor(tenths);
+    return QString::number(isRound ? std::round(value) : tenths, 'f', isRound ? 0 : 1);
+}
+
+/// The scores that are published for translations, from 0 to 100, say little to most people.
+QString inWords(double comet) {
+    if (comet >= 88)
+        return u"Excellent"_qs;
+    if (comet >= 86)
+        return u"Very good"_qs;
+    if (comet >= 84)
+        return u"Good"_qs;
+    return u"Fair"_qs;
+}
+
+QString scoreInWords(const ModelDescription &description) {
+    if (!description.score)
+        return u"Quality not stated"_qs;
+    if (description.score->measure.contains(u"COMET"_qs, Qt::CaseInsensitive))
+        return inWords(description.score->value);
+    return description.score->measure + u' ' + QString::number(description.score->value);
+}
+
+QString counted(qint64 count, const QString &unit) {
+    return QString::number(count) + u' ' + unit + (count == 1 ? QString() : u"s"_qs);
+}
+
+QString timeLeft(std::chrono::seconds time) {
+    if (time < std::chrono::minutes(1))
+        return counted(std::max<qint64>(1, time.count()), u"second"_qs);
+    if (time < std::chrono::hours(1))
+        return counted((time.count() + 59) / 60, u"minute"_qs);
+    return counted((time.count() + 3599) / 3600, u"hour"_qs);
+}
+
+QString downloading(const ModelProgress &progress) {
+    QString text = u"Downloading: "_qs + ModelWords::bytes(progress.receivedBytes);
+    if (progress.totalBytes)
+        text += u" of "_qs + ModelWords::bytes(*progress.totalBytes);
+    if (progress.timeLeft)
+        text += u", about "_qs + timeLeft(*progress.timeLeft) + u" left"_qs;
+    return text;
+}
+
+QString step(const ModelProgress &progress) {
+    switch (progress.step) {
+    case ModelProgress::Step::waiting:
+        return u"Waiting for its turn"_qs;
+    case ModelProgress::Step::preparing:
+        return u"Preparing"_qs;
+    case ModelProgress::Step::downloading:
+        return downloading(progress);
+    case ModelProgress::Step::checking:
+        return u"Checking"_qs;
+    case ModelProgress::Step::unpacking:
+        return u"Unpacking"_qs;
+    }
+    Q_UNREACHABLE();
+}
+
+QString presence(const ModelState &state, const QString &offeredVersion) {
+    switch (state.presence) {
+    case ModelState::Presence::absent:
+        return u"Not installed"_qs;
+    case ModelState::Presence::damaged:
+        return u"Damaged"_qs;
+    case ModelState::Presence::installed:
+        if (!state.isOwn)
+            return u"Installed for everybody on this computer"_qs;
+        if (isNewer(offeredVersion, state.version))
+            return u"Installed: version %1. There is a newer one."_qs.arg(state.version);
+        return u"Installed"_qs;
+    }
+    Q_UNREACHABLE();
+}
+
+} // namespace
+
+QString ModelWords::bytes(qint64 bytes) {
+    const auto count = static_cast<double>(bytes);
+    if (std::round(count / megabyte) >= 1000)
+        return number(count / gigabyte) + u" GB"_qs;
+    if (std::round(count / kilobyte) >= 1000)
+        return number(count / megabyte) + u" MB"_qs;
+    return number(count / kilobyte) + u" kB"_qs;
+}
+
+QString ModelWords::size(const DownloadSize &size) {
+    if (size.isWhole)
+        return bytes(size.bytes);
+    return size.bytes > 0 ? u"more than "_qs + bytes(size.bytes) : u"size not stated"_qs;
+}
+
+QString ModelWords::quality(const ModelDescription &description) {
+    QString words = scoreInWords(description);
+    if (description.punctuates)
+        words += *description.punctuates ? u", writes punctuation"_qs : u", no punctuation"_qs;
+    return words;
+}
+
+QString ModelWords::measured(const ModelDescription &description) {
+    if (!description.score)
+        return {};
+    const auto &score = *description.score;
+    QString text = score.measure + u": "_qs + QString::number(score.value);
+    if (!score.source.isEmpty())
+        text += u", says "_qs + score.source;
+    return text + u'.';
+}
+
+QString ModelWords::weight(const ModelDescription &description) {
+    switch (description.sizeClass) {
+    case ModelSizeClass::unknown:
+        return {};
+    case ModelSizeClass::light:
+        return u"Light"_qs;
+    case ModelSizeClass::medium:
+        return u"Medium"_qs;
+    case ModelSizeClass::large:
+        return u"Large"_qs;
+    }
+    Q_UNREACHABLE();
+}
+
+QString ModelWords::origin(const ModelDescription &description) {
+    const QString publisher = description.publisher.isEmpty() ? u"Publisher not stated."_qs
+                                                              : u"From "_qs + description.publisher + u'.';
+    const QString licence = description.licence.isEmpty() ? u"Licence not stated."_qs
+                                                          : u"Licence: "_qs + description.licence + u'.';
+    return publisher + u' ' + licence;
+}
+
+QString ModelWords::state(const ModelState &state, const QString &offeredVersion) {
+    if (state.progress)
+        return step(*state.progress);
+    if (state.isLeaving)
+        return u"Is removed as soon as nobody uses it"_qs;
+    if (!state.problem.isEmpty())
+        return state.problem;
+    if (state.isPaused)
+        return u"Paused"_qs;
+    return presence(state, offeredVersion);
+}
+
+QString ModelWords::space(qint64 used, std::optional<qint64> free) {
+    const QString taken =
+        used > 0 ? u"Your models take %1."_qs.arg(bytes(used)) : u"You have no models of your own."_qs;
+    return free ? taken + u" %1 are free."_qs.arg(bytes(*free)) : taken;
+}
+
+} // namespace quillora

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "models/ModelNeed.h"
+#include "platform/ModelStore.h"
+
+#include <QString>
+
+namespace quillora {
+
+/// What a person reads of models. What is not known is called that, never guessed. Pure.
+class ModelWords {
+public:
+    ModelWords() = delete;
+
+    /// As in "14 MB".
+    static QString bytes(qint64 bytes);
+
+    /// As in "14 MB", "more than 14 MB" or "size not stated".
+    static QString size(const DownloadSize &size);
+
+    /// How well a model does, as in "Very good", and what it writes.
+    static QString quality(const platform::ModelDescription &description);
+
+    /// What the words for the quality stand on, as in "FLORES COMET x 100: 84.8, says the publisher."; empty
+    /// if nothing is published.
+    static QString measured(const platform::ModelDescription &description);
+
+    /// What it asks of a computer, as in "Light"; empty if that is not known.
+    static QString weight(const platform::ModelDescription &description);
+
+    /// As in "From k2-fsa. Licence: MIT."
+    static QString origin(const platform::ModelDescription &description);
+
+    /// What there is of it, or how far it is, as in "Downloading: 6 of 14 MB, 10 seconds left".
+    static QString state(const platform::ModelState &state, const QString &offeredVersion);
+
+    /// As in "Your models take 90 MB. 12 GB are free."
+    static QString space(qint64 used, std::optional<qint64> free);
+};
+
+} // namespace quillora

@@ -1,0 +1,137 @@
+#include "models/Models.h"
+
+#include <QPointer>
+
+#include <algorithm>
+
+namespace quillora {
+
+using platform::ModelDescription;
+using platform::ModelRoute;
+using platform::ModelState;
+using platform::ModelTask;
+using Standing = ModelNeed::Standing;
+
+namespace {
+
+std::optional<qint64> sizeOf(const ModelDescription &description) {
+    return description.downloadSize ? description.downloadSize : description.installedSize;
+}
+
+} // namespace
+
+Models::Models(platform::ModelStore &store, platform::ModelRoutes &routes, platform::ModelConsent &consent)
+    : m_store(store), m_routes(routes), m_consent(consent) {
+    m_observer = m_store.addObserver([self = QPointer<Models>(this)](const QString &id) {
+        if (self)
+            Q_EMIT self->changed(id);
+    });
+}
+
+Models::~Models() { m_store.removeObserver(m_observer); }
+
+ModelDescription Models::description(const QString &id) const {
+    for (const ModelDescription &description : m_store.models()) {
+        if (description.id == id)
+            return description;
+    }
+    ModelDescription unknown;
+    unknown.id = id;
+    return unknown;
+}
+
+DownloadSize Models::downloadSize(const QStringList &ids) const {
+    DownloadSize sum;
+    for (const QString &id : ids) {
+        const auto size = sizeOf(description(id));
+        sum.bytes += size.value_or(0);
+        sum.isWhole = sum.isWhole && size;
+    }
+    return sum;
+}
+
+bool Models::isThere(const QString &id) const {
+    return m_store.state(id).presence == ModelState::Presence::installed;
+}
+
+ModelNeed Models::need(const ModelTask &task) const { return need(QList<ModelTask>{task}); }
+
+ModelNeed Models::need(const QList<ModelTask> &tasks) const {
+    QList<ModelRoute> routes;
+    for (const ModelTask &task : tasks) {
+        const auto route = m_routes.route(task);
+        if (!route)
+            return {.standing = Standing::unserved, .missing = {}, .size = {}, .percent = {}};
+        routes += *route;
+    }
+    return needOf(routes);
+}
+
+ModelNeed Models::needOf(const QList<ModelRoute> &routes) const {
+    ModelNeed need;
+    QStringList still; // to be asked for
+    QStringList onTheirWay;
+    for (const ModelRoute &route : routes) {
+        need.isByWayOfEnglish = need.isByWayOfEnglish || route.isByWayOfEnglish;
+        if (route.isUsable)
+            continue;
+        for (const QString &id : route.models) {
+            if (isThere(id) || need.missing.contains(id))
+                continue;
+            need.missing += id;
+            (isOnItsWay(id) ? onTheirWay : still) += id;
+        }
+    }
+    need.size = downloadSize(still);
+    need.percent = percentOf(onTheirWay);
+    const bool isReady = std::all_of(routes.begin(), routes.end(), [](const auto &r) { return r.isUsable; });
+    need.standing = isReady ? Standing::ready : !still.isEmpty() ? Standing::missing : Standing::arriving;
+    return need;
+}
+
+std::optional<int> Models::percentOf(const QStringList &ids) const {
+    qint64 received = 0;
+    qint64 total = 0;
+    for (const QString &id : ids) {
+        const auto progress = m_store.state(id).progress;
+        const auto size = progress->totalBytes ? progress->totalBytes : sizeOf(description(id));
+        if (!size)
+            return {};
+        received += std::min(progress->receivedBytes, *size);
+        total += *size;
+    }
+    if (total <= 0)
+        return {};
+    return static_cast<int>(received * 100 / total);
+}
+
+void Models::install(const ModelTask &task) {
+    for (const QString &id : need(task).missing)
+        m_store.install(id);
+}
+
+void Models::install(const ModelTask &task, const QString &id) {
+    choose(task, id);
+    m_store.install(id);
+}
+
+void Models::choose(const ModelTask &task, const QString &id) {
+    const QStringList choices = m_routes.choices(task);
+    const bool isRecommended = !choices.isEmpty() && choices.first() == id;
+    m_routes.choose(task, isRecommended ? QString() : id);
+    Q_EMIT chosen(task);
+}
+
+void Models::request(const ModelTask &task) {
+    m_consent.forget(task);
+    const ModelNeed lacking = need(task);
+    if (lacking.standing != Standing::missing)
+        return;
+    m_consent.ask({task, lacking.missing},
+                  [self = QPointer<Models>(this), task](platform::DownloadAnswer answer) {
+                      if (self && answer == platform::DownloadAnswer::download)
+                          self->install(task);
+                  });
+}
+
+} // namespace quillora

@@ -1,0 +1,170 @@
+#include "models/ModelList.h"
+#include "models/ModelActions.h"
+#include "models/ModelShelf.h"
+
+#include <QTest>
+
+using namespace quillora;
+using namespace quillora::test;
+using platform::ModelTask;
+using Action = ModelAction;
+using Owner = FakeModelStore::Owner;
+
+namespace {
+
+const ModelTask englishToRussian = ModelTask::translating(u"en"_qs, u"ru"_qs);
+const QString tiny = u"en-ru-tiny"_qs;
+const QString base = u"en-ru-base"_qs;
+
+} // namespace
+
+/// What there is to choose from, and what can be done with it.
+class ModelListTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_platform = std::make_unique<FakePlatform>();
+        fillShelf(*m_platform);
+        m_models = std::make_unique<Models>(m_platform->models, m_platform->routes, m_platform->consent);
+    }
+    void cleanup() {
+        m_models.reset();
+        m_platform.reset();
+    }
+
+    void speechIsListedByTheLocalesThatAModelHears() {
+        const auto entries = ModelList::speech(*m_models, {u"kk-KZ"_qs, u"ru-RU"_qs, u"de-DE"_qs});
+        QCOMPARE(entries,
+                 (QList<ModelEntry>{{ModelTask::hearing(u"ru-RU"_qs), {u"vosk-ru"_qs}, u"vosk-ru"_qs},
+                                    {ModelTask::hearing(u"de-DE"_qs), {u"kroko-de"_qs}, u"kroko-de"_qs}}));
+    }
+
+    void pairsAreListedByTheOtherLanguageAndFromEnglishFirst() {
+        QStringList pairs;
+        for (const auto &entry : ModelList::translation(*m_models, {u"ru"_qs, u"en"_qs, u"fr"_qs, u"de"_qs}))
+            pairs += entry.task.languages.join(u'>');
+        QCOMPARE(pairs,
+                 (QStringList{u"en>ru"_qs, u"ru>en"_qs, u"en>fr"_qs, u"fr>en"_qs, u"en>de"_qs, u"de>en"_qs}));
+    }
+
+    void anEntryHasAllChoicesAndIsLedByTheRecommendedOne() {
+        const auto entry = ModelList::translation(*m_models, {u"ru"_qs}).first();
+        QCOMPARE(entry.choices, (QStringList{tiny, base}));
+        QCOMPARE(entry.lead, tiny);
+    }
+
+    void anEntryIsLedByWhatDoesTheTask() {
+        m_platform->models.place(base, u"1"_qs);
+        QCOMPARE(ModelList::translation(*m_models, {u"ru"_qs}).first().lead, base);
+    }
+
+    // What can be done with a model.
+
+    void whatIsNotThereCanBeInstalled() { QCOMPARE(offered(tiny), QList{Action::install}); }
+
+    void whatIsOnItsWayCanBePausedOrCancelled() {
+        m_platform->models.install(tiny);
+        QCOMPARE(offered(tiny), (QList{Action::pause, Action::cancel}));
+    }
+
+    void whatIsPausedCanBeResumedOrCancelled() {
+        m_platform->models.install(tiny);
+        m_platform->models.progress(received(1));
+        m_platform->models.pause(tiny);
+        QCOMPARE(offered(tiny), (QList{Action::resume, Action::cancel}));
+    }
+
+    void whatIsInUseCanBeRemoved() {
+        m_platform->models.place(tiny, u"1"_qs);
+        QCOMPARE(offered(tiny), QList{Action::remove});
+    }
+
+    void whatIsThereBesideWhatIsInUseCanBeUsed() {
+        m_platform->models.place(tiny, u"1"_qs);
+        m_platform->models.place(base, u"1"_qs);
+        QCOMPARE(offered(base), (QList{Action::use, Action::remove}));
+    }
+
+    void whatAnAdministratorInstalledIsLeftAlone() {
+        m_platform->models.place(tiny, u"1"_qs, {}, Owner::administrator);
+        QVERIFY(offered(tiny).isEmpty());
+    }
+
+    void whatIsOldCanBeUpdated() {
+        m_platform->models.place(tiny, u"0"_qs);
+        QCOMPARE(offered(tiny), (QList{Action::update, Action::remove}));
+    }
+
+    void whatIsDamagedCanBeRepaired() {
+        m_platform->models.place(tiny, u"1"_qs);
+        m_platform->models.damage(tiny, u"A file is gone."_qs);
+        QCOMPARE(offered(tiny), (QList{Action::repair, Action::remove}));
+    }
+
+    void whatLeavesCanBeKept() {
+        m_platform->models.place(tiny, u"1"_qs);
+        const auto use = m_platform->models.use(tiny);
+        m_platform->models.remove(tiny);
+        QCOMPARE(offered(tiny), QList{Action::keep});
+        perform(Action::keep, tiny);
+        QCOMPARE(offered(tiny), QList{Action::remove});
+    }
+
+    void eachActionIsTheStoresOwn_data() {
+        QTest::addColumn<int>("action");
+        QTest::addColumn<QString>("call");
+        QTest::newRow("install") << int(Action::install) << u"models.install en-ru-tiny"_qs;
+        QTest::newRow("resume") << int(Action::resume) << u"models.install en-ru-tiny"_qs;
+        QTest::newRow("repair") << int(Action::repair) << u"models.install en-ru-tiny"_qs;
+        QTest::newRow("update") << int(Action::update) << u"models.install en-ru-tiny"_qs;
+        QTest::newRow("pause") << int(Action::pause) << u"models.pause en-ru-tiny"_qs;
+        QTest::newRow("cancel") << int(Action::cancel) << u"models.cancel en-ru-tiny"_qs;
+        QTest::newRow("remove") << int(Action::remove) << u"models.remove en-ru-tiny"_qs;
+    }
+    void eachActionIsTheStoresOwn() {
+        QFETCH(int, action);
+        m_platform->log.clear();
+        perform(Action(action), tiny);
+        QTEST(m_platform->log.take().join(u", "_qs), "call");
+    }
+
+    void usingAModelChoosesIt() {
+        m_platform->models.place(tiny, u"1"_qs);
+        m_platform->models.place(base, u"1"_qs);
+        perform(Action::use, base);
+        QVERIFY(ModelActions::isInUse(*m_models, englishToRussian, base));
+        QVERIFY(!ModelActions::isInUse(*m_models, englishToRussian, tiny));
+    }
+
+    void whatIsRemovedIsNoLongerChosen() {
+        m_models->install(englishToRussian, base);
+        m_platform->models.arrive();
+        perform(Action::remove, base);
+        QCOMPARE(m_platform->routes.chosen(englishToRussian), QString());
+    }
+
+    void theButtonsSayWhatTheyDo() {
+        const QList all{Action::install, Action::resume, Action::repair, Action::use,   Action::update,
+                        Action::keep,    Action::pause,  Action::cancel, Action::remove};
+        QStringList names;
+        for (const Action action : all)
+            names += name(action);
+        QCOMPARE(names, (QStringList{u"Install"_qs, u"Resume"_qs, u"Repair"_qs, u"Use"_qs, u"Update"_qs,
+                                     u"Keep"_qs, u"Pause"_qs, u"Cancel"_qs, u"Remove"_qs}));
+    }
+
+private:
+    QList<ModelAction> offered(const QString &id) const {
+        return ModelActions::offered(*m_models, englishToRussian, id);
+    }
+    void perform(ModelAction action, const QString &id) const {
+        ModelActions::perform(action, *m_models, englishToRussian, id);
+    }
+
+    std::unique_ptr<FakePlatform> m_platform;
+    std::unique_ptr<Models> m_models;
+};
+
+QTEST_GUILESS_MAIN(ModelListTest)
+#include "ModelListTest.moc"

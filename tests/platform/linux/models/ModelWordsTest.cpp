@@ -1,0 +1,199 @@
+#include "models/ModelWords.h"
+
+#include <QTest>
+
+using namespace quillora;
+using namespace std::chrono_literals;
+using platform::ModelDescription;
+using platform::ModelProgress;
+using platform::ModelSizeClass;
+using platform::ModelState;
+using Step = ModelProgress::Step;
+
+/// What a person reads of models, word for word.
+class ModelWordsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aNumberOfBytesIsReadAtAGlance_data() {
+        QTest::addColumn<qint64>("bytes");
+        QTest::addColumn<QString>("words");
+        const auto row = [](qint64 bytes, const char *words) {
+            QTest::newRow(words) << bytes << QString::fromLatin1(words);
+        };
+        row(0, "0 kB");
+        row(999, "1 kB");
+        row(640'000, "640 kB");
+        row(999'600, "1 MB");
+        row(1'000'000, "1 MB");
+        row(2'540'000, "2.5 MB");
+        row(14'000'000, "14 MB");
+        row(71'303'168, "71 MB");
+        row(681'574'400, "682 MB");
+        row(999'600'000, "1 GB");
+        row(1'250'000'000, "1.3 GB");
+        row(12'000'000'000, "12 GB");
+    }
+    void aNumberOfBytesIsReadAtAGlance() {
+        QFETCH(qint64, bytes);
+        QTEST(ModelWords::bytes(bytes), "words");
+    }
+
+    void aSizeThatIsKnownIsSaid() { QCOMPARE(ModelWords::size({14'000'000, true}), u"14 MB"_qs); }
+
+    void aSizeThatIsPartlyKnownIsALowerBound() {
+        QCOMPARE(ModelWords::size({14'000'000, false}), u"more than 14 MB"_qs);
+    }
+
+    void aSizeThatIsNotKnownIsCalledThat() { QCOMPARE(ModelWords::size({0, false}), u"size not stated"_qs); }
+
+    void theQualityOfATranslationIsSaidInWords_data() {
+        QTest::addColumn<double>("score");
+        QTest::addColumn<QString>("words");
+        QTest::newRow("high") << 88.5 << u"Excellent"_qs;
+        QTest::newRow("upper middle") << 86.0 << u"Very good"_qs;
+        QTest::newRow("middle") << 84.8 << u"Good"_qs;
+        QTest::newRow("low") << 83.9 << u"Fair"_qs;
+    }
+    void theQualityOfATranslationIsSaidInWords() {
+        QFETCH(double, score);
+        QTEST(ModelWords::quality(scored(score)), "words");
+    }
+
+    void aQualityThatNobodyPublishedIsNotGuessed() {
+        QCOMPARE(ModelWords::quality({}), u"Quality not stated"_qs);
+    }
+
+    void aScoreOfAnotherKindIsSaidAsItIs() {
+        ModelDescription model;
+        model.score = {8.1, u"Word error rate"_qs, u"k2-fsa"_qs};
+        QCOMPARE(ModelWords::quality(model), u"Word error rate 8.1"_qs);
+    }
+
+    void whetherAModelWritesPunctuationIsSaid() {
+        ModelDescription model;
+        model.punctuates = true;
+        QCOMPARE(ModelWords::quality(model), u"Quality not stated, writes punctuation"_qs);
+        model.punctuates = false;
+        QCOMPARE(ModelWords::quality(model), u"Quality not stated, no punctuation"_qs);
+    }
+
+    void whatTheWordsStandOnIsSaid() {
+        QCOMPARE(ModelWords::measured(scored(84.8)), u"FLORES COMET x 100: 84.8, says the publisher."_qs);
+        QCOMPARE(ModelWords::measured({}), QString());
+    }
+
+    void whatAModelAsksOfAComputerIsSaid() {
+        ModelDescription model;
+        QCOMPARE(ModelWords::weight(model), QString());
+        model.sizeClass = ModelSizeClass::light;
+        QCOMPARE(ModelWords::weight(model), u"Light"_qs);
+        model.sizeClass = ModelSizeClass::medium;
+        QCOMPARE(ModelWords::weight(model), u"Medium"_qs);
+        model.sizeClass = ModelSizeClass::large;
+        QCOMPARE(ModelWords::weight(model), u"Large"_qs);
+    }
+
+    void publisherAndLicenceAreSaidOrCalledNotStated() {
+        ModelDescription model;
+        QCOMPARE(ModelWords::origin(model), u"Publisher not stated. Licence not stated."_qs);
+        model.publisher = u"k2-fsa"_qs;
+        model.licence = u"CC-BY-4.0"_qs;
+        QCOMPARE(ModelWords::origin(model), u"From k2-fsa. Licence: CC-BY-4.0."_qs);
+    }
+
+    // What there is of a model.
+
+    void aStateIsSaid_data() {
+        QTest::addColumn<ModelState>("state");
+        QTest::addColumn<QString>("words");
+        const auto row = [](const char *name, const ModelState &state, const QString &words) {
+            QTest::newRow(name) << state << words;
+        };
+        row("absent", {}, u"Not installed"_qs);
+        row("installed", installed(u"2"_qs), u"Installed"_qs);
+        row("old", installed(u"1"_qs), u"Installed: version 1. There is a newer one."_qs);
+        row("newer", installed(u"10"_qs), u"Installed"_qs);
+        ModelState shared = installed(u"2"_qs);
+        shared.isOwn = false;
+        row("shared", shared, u"Installed for everybody on this computer"_qs);
+        ModelState damaged = installed(u"2"_qs);
+        damaged.presence = ModelState::Presence::damaged;
+        row("damaged", damaged, u"Damaged"_qs);
+        damaged.problem = u"The file model.bin is gone."_qs;
+        row("damaged in some way", damaged, u"The file model.bin is gone."_qs);
+        ModelState leaving = installed(u"2"_qs);
+        leaving.isLeaving = true;
+        row("leaving", leaving, u"Is removed as soon as nobody uses it"_qs);
+        ModelState paused;
+        paused.isPaused = true;
+        row("paused", paused, u"Paused"_qs);
+        ModelState failed;
+        failed.problem = u"There is no room."_qs;
+        row("failed", failed, u"There is no room."_qs);
+    }
+    void aStateIsSaid() {
+        QFETCH(ModelState, state);
+        QTEST(ModelWords::state(state, u"2"_qs), "words");
+    }
+
+    void aStepIsSaid_data() {
+        QTest::addColumn<ModelProgress>("progress");
+        QTest::addColumn<QString>("words");
+        const auto row = [](const char *name, const ModelProgress &progress, const QString &words) {
+            QTest::newRow(name) << progress << words;
+        };
+        row("waiting", at(Step::waiting), u"Waiting for its turn"_qs);
+        row("preparing", at(Step::preparing), u"Preparing"_qs);
+        row("checking", at(Step::checking), u"Checking"_qs);
+        row("unpacking", at(Step::unpacking), u"Unpacking"_qs);
+        ModelProgress downloading = at(Step::downloading);
+        downloading.receivedBytes = 6'000'000;
+        row("of unknown size", downloading, u"Downloading: 6 MB"_qs);
+        downloading.totalBytes = 14'000'000;
+        row("of known size", downloading, u"Downloading: 6 MB of 14 MB"_qs);
+        downloading.timeLeft = 10s;
+        row("seconds", downloading, u"Downloading: 6 MB of 14 MB, about 10 seconds left"_qs);
+        downloading.timeLeft = 0s;
+        row("a second", downloading, u"Downloading: 6 MB of 14 MB, about 1 second left"_qs);
+        downloading.timeLeft = 90s;
+        row("minutes", downloading, u"Downloading: 6 MB of 14 MB, about 2 minutes left"_qs);
+        downloading.timeLeft = 2h;
+        row("hours", downloading, u"Downloading: 6 MB of 14 MB, about 2 hours left"_qs);
+    }
+    void aStepIsSaid() {
+        QFETCH(ModelProgress, progress);
+        ModelState state;
+        state.progress = progress;
+        QTEST(ModelWords::state(state, u"1"_qs), "words");
+    }
+
+    void theRoomIsSaid() {
+        QCOMPARE(ModelWords::space(90'000'000, 12'000'000'000),
+                 u"Your models take 90 MB. 12 GB are free."_qs);
+        QCOMPARE(ModelWords::space(0, 12'000'000'000), u"You have no models of your own. 12 GB are free."_qs);
+        QCOMPARE(ModelWords::space(90'000'000, {}), u"Your models take 90 MB."_qs);
+    }
+
+private:
+    static ModelDescription scored(double value) {
+        ModelDescription model;
+        model.score = {value, u"FLORES COMET x 100"_qs, u"the publisher"_qs};
+        return model;
+    }
+    static ModelProgress at(Step step) {
+        ModelProgress progress;
+        progress.step = step;
+        return progress;
+    }
+    static ModelState installed(const QString &version) {
+        ModelState state;
+        state.presence = ModelState::Presence::installed;
+        state.version = version;
+        state.isOwn = true;
+        return state;
+    }
+};
+
+QTEST_GUILESS_MAIN(ModelWordsTest)
+#include "ModelWordsTest.moc"
