@@ -13,6 +13,7 @@
 #include "ui/StatusLabel.h"
 #include "ui/SymbolView.h"
 #include "ui/TextPane.h"
+#include "ui/TypeScale.h"
 
 #include <QEvent>
 #include <QGridLayout>
@@ -50,19 +51,6 @@ constexpr int statusDotSize = 8;
 constexpr int sourceColumn = 0;
 constexpr int swapColumn = 1;
 constexpr int targetColumn = 2;
-
-// Its type sizes, relative to the desktop's own.
-constexpr double headlineScale = 1.15;
-constexpr double calloutScale = 0.95;
-constexpr double captionScale = 0.88;
-
-QFont scaled(QFont font, double scale) {
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(font.pointSizeF() * scale);
-    else
-        font.setPixelSize(std::max(1, static_cast<int>(font.pixelSize() * scale)));
-    return font;
-}
 
 QList<Picker::Option> rows(const QList<SpokenLanguageOption> &options) {
     QList<Picker::Option> rows;
@@ -375,14 +363,10 @@ void ContentView::setTabOrder() {
 }
 
 void ContentView::applyFonts() {
-    QFont headline = scaled(font(), headlineScale);
-    headline.setWeight(QFont::DemiBold);
-    m_productName->setFont(headline);
-    QFont action = font();
-    action.setWeight(QFont::DemiBold);
-    m_mainButton->setFont(action);
-    m_statusText->setFont(scaled(font(), calloutScale));
-    const QFont caption = scaled(font(), captionScale);
+    m_productName->setFont(typescale::semibold(typescale::scaled(font(), typescale::headline)));
+    m_mainButton->setFont(typescale::semibold(font()));
+    m_statusText->setFont(typescale::scaled(font(), typescale::callout));
+    const QFont caption = typescale::scaled(font(), typescale::caption);
     m_hotKeyText->setFont(caption);
     m_footerText->setFont(caption);
     for (QLabel *label : m_captions)

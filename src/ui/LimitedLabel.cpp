@@ -63,6 +63,14 @@ void LimitedLabel::setPlainText(const QString &text) {
         setText(kept);
 }
 
+void LimitedLabel::setMaximumLines(int lines) {
+    if (m_maximumLines == lines)
+        return;
+    m_maximumLines = lines;
+    updateGeometry();
+    update();
+}
+
 /// Without line ends, which would take the room of words.
 QString LimitedLabel::shownText() const {
     return beginning(text().simplified(), m_maximumLines * longestLine);

@@ -15,6 +15,8 @@ public:
     /// Keeps no more than is ever shown. Raises a name-changed accessibility event if that is another text.
     void setPlainText(const QString &text);
 
+    void setMaximumLines(int lines);
+
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
     bool hasHeightForWidth() const override;

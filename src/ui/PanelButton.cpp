@@ -17,6 +17,8 @@ namespace {
 constexpr int largeHeight = 36;
 constexpr int borderedWidth = 42; ///< a 26 pixel symbol frame and its margins
 constexpr int borderlessSize = 24;
+constexpr int compactHeight = 26;
+constexpr int compactMargin = 10; ///< beside the text
 constexpr int symbolTextGap = 8;
 
 int symbolSize(PanelButton::Look look) { return look == PanelButton::Look::borderless ? 16 : 18; }
@@ -53,16 +55,24 @@ QSize PanelButton::sizeHint() const {
     switch (m_look) {
     case Look::borderless:
         return {borderlessSize, borderlessSize};
+    case Look::compact:
+        return {fontMetrics().horizontalAdvance(text()) + 2 * compactMargin,
+                std::max(compactHeight, fontMetrics().height() + 8)};
     case Look::bordered:
-        return {borderedWidth, std::max(largeHeight, fontMetrics().height() + 16)};
     case Look::prominent:
-        return {fontMetrics().horizontalAdvance(text()) + symbolSize(m_look) + 4 * symbolTextGap,
+        return {text().isEmpty() ? borderedWidth : contentWidth() + 3 * symbolTextGap,
                 std::max(largeHeight, fontMetrics().height() + 16)};
     }
     Q_UNREACHABLE();
 }
 
 QSize PanelButton::minimumSizeHint() const { return sizeHint(); }
+
+int PanelButton::contentWidth() const {
+    const int symbol = m_symbol.isEmpty() ? 0 : symbolSize(m_look);
+    const int gap = m_symbol.isEmpty() || text().isEmpty() ? 0 : symbolTextGap;
+    return symbol + gap + fontMetrics().horizontalAdvance(text());
+}
 
 void PanelButton::keyPressEvent(QKeyEvent *event) {
     const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
@@ -91,10 +101,10 @@ QColor PanelButton::surface() const {
             return PanelPalette::blend(Qt::black, filled, 0.2);
         return underMouse() ? PanelPalette::blend(PanelPalette::textOn(filled), filled, 0.1) : filled;
     }
-    const QColor resting =
-        m_look == Look::bordered ? colors.color(QPalette::Active, QPalette::Button) : window;
+    const bool isFramed = m_look != Look::borderless;
+    const QColor resting = isFramed ? colors.color(QPalette::Active, QPalette::Button) : window;
     if (!isEnabled())
-        return m_look == Look::bordered ? PanelPalette::blend(resting, window, 0.4) : resting;
+        return isFramed ? PanelPalette::blend(resting, window, 0.4) : resting;
     if (isDown())
         return PanelPalette::blend(ink, resting, 0.18);
     return underMouse() ? PanelPalette::blend(ink, resting, 0.08) : resting;
@@ -106,7 +116,7 @@ QColor PanelButton::foreground() const {
                                    palette().color(QPalette::Window), 0.38);
     if (m_look == Look::prominent)
         return PanelPalette::textOn(surface());
-    return palette().color(m_look == Look::bordered ? QPalette::ButtonText : QPalette::PlaceholderText);
+    return palette().color(m_look == Look::borderless ? QPalette::PlaceholderText : QPalette::ButtonText);
 }
 
 void PanelButton::paintSurface(QPainter &painter) const {
@@ -116,6 +126,7 @@ void PanelButton::paintSurface(QPainter &painter) const {
     case Look::borderless:
         FieldFrame::paint(painter, rect(), surface(), ring, showsFocus() ? 2 : 0);
         break;
+    case Look::compact:
     case Look::bordered:
         FieldFrame::paint(painter, rect(), surface(), showsFocus() ? ring : outline, showsFocus() ? 2 : 1);
         break;
@@ -130,14 +141,14 @@ void PanelButton::paintSurface(QPainter &painter) const {
 void PanelButton::paintContent(QPainter &painter) const {
     const int symbolEdge = symbolSize(m_look);
     const int textWidth = fontMetrics().horizontalAdvance(text());
-    const int contentWidth = symbolEdge + (text().isEmpty() ? 0 : symbolTextGap + textWidth);
     const QRect content =
-        QStyle::alignedRect(layoutDirection(), Qt::AlignCenter, {contentWidth, height()}, rect());
+        QStyle::alignedRect(layoutDirection(), Qt::AlignCenter, {contentWidth(), height()}, rect());
     const QRect symbolRect = QStyle::alignedRect(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter,
                                                  {symbolEdge, symbolEdge}, content);
     const QRect textRect = QStyle::alignedRect(layoutDirection(), Qt::AlignRight | Qt::AlignVCenter,
                                                {textWidth, height()}, content);
-    SymbolIcon::paint(painter, m_symbol, symbolRect, foreground());
+    if (!m_symbol.isEmpty())
+        SymbolIcon::paint(painter, m_symbol, symbolRect, foreground());
     painter.setPen(foreground());
     painter.drawText(textRect, Qt::AlignCenter | Qt::TextSingleLine, text());
 }

@@ -4,15 +4,16 @@
 
 namespace quillora {
 
-/// A button with one of our symbols. Space and Enter press it.
+/// A button with a text or one of our symbols. Space and Enter press it.
 class PanelButton : public QPushButton {
     Q_OBJECT
 
 public:
     enum class Look {
         borderless, ///< a symbol only
-        bordered,   ///< a symbol in a frame, of the large control size
-        prominent   ///< symbol and text on a filled surface, of the large control size
+        compact,    ///< a text in a frame, of the small control size
+        bordered,   ///< a symbol or a text in a frame, of the large control size
+        prominent   ///< a text, maybe after a symbol, on a filled surface, of the large control size
     };
 
     explicit PanelButton(Look look, QWidget *parent = nullptr);
@@ -37,6 +38,7 @@ protected:
 private:
     void paintSurface(QPainter &painter) const;
     void paintContent(QPainter &painter) const;
+    int contentWidth() const;
     QColor surface() const;
     QColor foreground() const;
     bool showsFocus() const;

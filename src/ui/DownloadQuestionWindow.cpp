@@ -1,0 +1,103 @@
+#include "ui/DownloadQuestionWindow.h"
+
+#include "platform/ApplicationIdentity.h"
+#include "ui/PanelAppearance.h"
+#include "ui/PanelButton.h"
+#include "ui/SymbolView.h"
+
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include <utility>
+
+namespace quillora {
+
+using platform::DownloadAnswer;
+
+namespace {
+
+constexpr int textWidth = 300;
+constexpr int padding = 18;
+constexpr int spacing = 16;
+constexpr int buttonSpacing = 8;
+constexpr int symbolSize = 32;
+
+} // namespace
+
+DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform::ModelConsent::Reply reply,
+                                               QWidget *parent)
+    : QWidget(parent, Qt::Dialog | Qt::WindowStaysOnTopHint), m_reply(std::move(reply)),
+      m_download(new PanelButton(PanelButton::Look::prominent)) {
+    setObjectName(u"downloadQuestion"_qs);
+    setWindowTitle(applicationName);
+    setAutoFillBackground(true);
+    new PanelAppearance(*this); // owned by this window
+
+    auto *symbol = new SymbolView(symbolSize);
+    symbol->setSymbol(u"arrow.down.circle"_qs);
+    symbol->setColor(palette().color(QPalette::PlaceholderText));
+    auto *text = new QLabel(question);
+    text->setObjectName(u"question"_qs);
+    text->setTextFormat(Qt::PlainText);
+    text->setWordWrap(true);
+    text->setFixedWidth(textWidth);
+    m_download->setObjectName(u"downloadButton"_qs);
+    m_download->setText(u"Download"_qs);
+    m_download->setAccessibleDescription(question); // read out with the first thing that has the focus
+    m_download->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    auto *notNow = new PanelButton(PanelButton::Look::bordered);
+    notNow->setObjectName(u"notNowButton"_qs);
+    notNow->setText(u"Not Now"_qs);
+    connect(m_download, &PanelButton::clicked, this, [this] { answer(DownloadAnswer::download); });
+    connect(notNow, &PanelButton::clicked, this, &QWidget::close);
+
+    auto *message = new QHBoxLayout;
+    message->setSpacing(spacing);
+    message->addWidget(symbol, 0, Qt::AlignTop);
+    message->addWidget(text, 1);
+    auto *buttons = new QHBoxLayout;
+    buttons->setSpacing(buttonSpacing);
+    buttons->addStretch(1);
+    buttons->addWidget(notNow);
+    buttons->addWidget(m_download);
+    auto *stack = new QVBoxLayout(this);
+    stack->setSizeConstraint(QLayout::SetFixedSize);
+    stack->setContentsMargins(padding, padding, padding, padding);
+    stack->setSpacing(spacing);
+    stack->addLayout(message);
+    stack->addLayout(buttons);
+}
+
+DownloadQuestionWindow::~DownloadQuestionWindow() {
+    if (m_reply)
+        std::exchange(m_reply, nullptr)(DownloadAnswer::notNow);
+}
+
+void DownloadQuestionWindow::answer(DownloadAnswer answer) {
+    const auto reply = std::exchange(m_reply, nullptr);
+    close();
+    if (reply)
+        reply(answer);
+}
+
+void DownloadQuestionWindow::closeEvent(QCloseEvent *event) {
+    QWidget::closeEvent(event);
+    if (m_reply)
+        std::exchange(m_reply, nullptr)(DownloadAnswer::notNow);
+}
+
+void DownloadQuestionWindow::keyPressEvent(QKeyEvent *event) {
+    if (event->key() == Qt::Key_Escape)
+        close();
+    else
+        QWidget::keyPressEvent(event);
+}
+
+void DownloadQuestionWindow::showEvent(QShowEvent *event) {
+    QWidget::showEvent(event);
+    m_download->setFocus(Qt::OtherFocusReason);
+}
+
+} // namespace quillora

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/ModelConsent.h"
+
+#include <QString>
+#include <QWidget>
+
+namespace quillora {
+
+class LimitedLabel;
+class PanelButton;
+
+/// Asks whether something may be downloaded. Whoever closes it, be it by Escape, says "Not Now".
+class DownloadQuestionWindow : public QWidget {
+    Q_OBJECT
+
+public:
+    /// `reply` is called once, while the window closes or when it is destroyed.
+    DownloadQuestionWindow(const QString &question, platform::ModelConsent::Reply reply,
+                           QWidget *parent = nullptr);
+    ~DownloadQuestionWindow() override;
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+
+private:
+    void answer(platform::DownloadAnswer answer);
+
+    platform::ModelConsent::Reply m_reply; ///< none once it was called
+    PanelButton *m_download;               ///< owned by this widget
+};
+
+} // namespace quillora

@@ -1,0 +1,19 @@
+#include "ui/LanguageLabel.h"
+
+#include "platform/LocaleServices.h"
+#include "platform/Platform.h"
+#include "translation/LanguageCatalog.h"
+
+namespace quillora {
+
+LanguageLabel LanguageLabel::of(const QString &code) {
+    const auto known = LanguageCatalog::targetOption(code, LanguageCatalog::targets());
+    const auto &locale = platform::Platform::current().localeServices();
+    const auto own = locale.localizedString(code);
+    const QString english = known ? known->name : code;
+    const QString name = own ? locale.capitalized(*own) : english;
+    const QString flag = known ? known->flag : u"\U0001F310"_qs;
+    return {flag, name, (name + u' ' + english + u' ' + code).toLower()};
+}
+
+} // namespace quillora

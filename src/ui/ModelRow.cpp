@@ -1,0 +1,170 @@
+#include "ui/ModelRow.h"
+
+#include "models/ModelWords.h"
+#include "ui/LimitedLabel.h"
+#include "ui/PanelButton.h"
+#include "ui/ProgressLine.h"
+#include "ui/TypeScale.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+
+namespace quillora {
+
+namespace {
+
+constexpr int buttonSpacing = 6;
+constexpr int lineSpacing = 2;
+constexpr int troubleLines = 2; ///< a sentence that says what to do
+const QString separator = u" · "_qs;
+
+bool isWorthSaying(const platform::ModelState &state) {
+    return state.progress || state.isPaused || state.isLeaving || !state.problem.isEmpty() ||
+           state.presence != platform::ModelState::Presence::absent;
+}
+
+} // namespace
+
+ModelRow::ModelRow(Models &models, const platform::ModelTask &task, const QString &id, const Title &title,
+                   QWidget *parent)
+    : QWidget(parent), m_models(models), m_task(task), m_id(id), m_title(title), m_texts(new QVBoxLayout),
+      m_controls(new QHBoxLayout), m_name(new LimitedLabel(1)), m_facts(new LimitedLabel(1)),
+      m_origin(new LimitedLabel(1)), m_state(new LimitedLabel(1)) {
+    for (LimitedLabel *label : {m_facts, m_origin, m_state})
+        label->setForegroundRole(QPalette::PlaceholderText);
+    m_texts->setSpacing(lineSpacing);
+    for (LimitedLabel *label : {m_name, m_facts, m_origin, m_state})
+        m_texts->addWidget(label);
+    m_controls->setSpacing(buttonSpacing);
+
+    auto *row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(2 * buttonSpacing);
+    row->addLayout(m_texts, 1);
+    row->addLayout(m_controls);
+    row->setAlignment(m_controls, Qt::AlignVCenter);
+    applyFonts();
+    describe();
+    refresh();
+}
+
+void ModelRow::setModel(const QString &id) {
+    if (m_id == id)
+        return;
+    m_id = id;
+    describe();
+    refresh();
+}
+
+/// What never changes of it.
+void ModelRow::describe() {
+    m_description = m_models.description(m_id);
+    m_name->setPlainText(m_title.shown.isEmpty() ? m_id : m_title.shown);
+    m_origin->setPlainText(ModelWords::origin(m_description));
+    m_facts->setToolTip(ModelWords::measured(m_description));
+    setAccessibleName(m_title.spoken + u", "_qs + m_id);
+}
+
+QString ModelRow::facts() const {
+    const QStringList choices = m_models.routes().choices(m_task);
+    QStringList facts;
+    if (choices.size() > 1 && choices.first() == m_id)
+        facts += u"Recommended"_qs;
+    if (!m_title.shown.isEmpty())
+        facts += m_id;
+    facts += ModelWords::size(m_models.downloadSize({m_id}));
+    if (const QString weight = ModelWords::weight(m_description); !weight.isEmpty())
+        facts += weight;
+    facts += ModelWords::quality(m_description);
+    return facts.join(separator);
+}
+
+void ModelRow::refresh() {
+    m_facts->setPlainText(facts());
+    showState();
+    showProgress();
+    showActions();
+    updateGeometry(); // the toolkit does not tell what is around it, as long as that is hidden
+}
+
+void ModelRow::showState() {
+    const auto state = m_models.store().state(m_id);
+    QString text = ModelWords::state(state, m_description.version);
+    if (!state.progress && ModelActions::isInUse(m_models, m_task, m_id))
+        text += u", in use"_qs;
+    m_state->setPlainText(text);
+    m_state->setVisible(isWorthSaying(state));
+    const bool isTrouble = !state.progress && (!state.problem.isEmpty() ||
+                                               state.presence == platform::ModelState::Presence::damaged);
+    m_state->setMaximumLines(isTrouble ? troubleLines : 1);
+    m_state->setForegroundRole(isTrouble ? QPalette::WindowText : QPalette::PlaceholderText);
+    setAccessibleDescription(text + u". "_qs + m_facts->text() + u". "_qs + m_origin->text());
+}
+
+void ModelRow::showProgress() {
+    const auto progress = m_models.store().state(m_id).progress;
+    if (progress && !m_progress) {
+        m_progress = new ProgressLine;
+        m_texts->addSpacing(lineSpacing);
+        m_texts->addWidget(m_progress);
+    }
+    if (!m_progress)
+        return;
+    m_progress->setAccessibleName(m_title.spoken + u", "_qs + m_id);
+    m_progress->setVisible(progress.has_value());
+    if (progress)
+        m_progress->setPercent(progress->percent());
+}
+
+PanelButton &ModelRow::button(qsizetype index) {
+    while (m_buttons.size() <= index) {
+        auto *button = new PanelButton(PanelButton::Look::compact);
+        button->setObjectName(u"modelButton%1"_qs.arg(m_buttons.size()));
+        button->installEventFilter(this);
+        connect(button, &PanelButton::clicked, this, [this, place = m_buttons.size()] {
+            const QString id = m_id; // another may lead because of what is done
+            ModelActions::perform(m_actions.at(place), m_models, m_task, id);
+            refresh();
+            Q_EMIT performed();
+        });
+        m_buttons += button;
+        m_controls->addWidget(button);
+    }
+    return *m_buttons.at(index);
+}
+
+/// A button keeps its place and the focus when what it does becomes something else.
+void ModelRow::showActions() {
+    m_actions = ModelActions::offered(m_models, m_task, m_id);
+    for (qsizetype i = 0; i < m_actions.size(); ++i) {
+        PanelButton &shown = button(i);
+        const QString text = name(m_actions.at(i));
+        if (shown.text() != text) {
+            shown.setText(text);
+            shown.updateGeometry();
+        }
+        shown.setAccessibleName(text + u' ' + m_title.spoken + u", "_qs + m_id);
+        shown.setAccessibleDescription(accessibleDescription());
+        shown.setVisible(true);
+    }
+    for (qsizetype i = m_actions.size(); i < m_buttons.size(); ++i)
+        m_buttons.at(i)->setVisible(false);
+}
+
+/// The second click of a double click would end what the first has begun.
+bool ModelRow::eventFilter(QObject *, QEvent *event) { return event->type() == QEvent::MouseButtonDblClick; }
+
+void ModelRow::applyFonts() {
+    m_name->setFont(m_title.shown.isEmpty() ? font() : typescale::semibold(font()));
+    const QFont caption = typescale::scaled(font(), typescale::caption);
+    for (LimitedLabel *label : {m_facts, m_origin, m_state})
+        label->setFont(caption);
+}
+
+void ModelRow::changeEvent(QEvent *event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange)
+        applyFonts();
+}
+
+} // namespace quillora

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "models/ModelActions.h"
+
+#include <QWidget>
+
+class QBoxLayout;
+
+namespace quillora {
+
+class LimitedLabel;
+class PanelButton;
+class ProgressLine;
+
+/// A model that may do a task: what it is, what there is of it, and what can be done with it.
+class ModelRow : public QWidget {
+    Q_OBJECT
+
+public:
+    /// How the row is called, to whoever sees it and to whoever hears it.
+    struct Title {
+        QString shown;
+        QString spoken; ///< as in "Install German"
+    };
+
+    /// `models` outlives the row.
+    ModelRow(Models &models, const platform::ModelTask &task, const QString &id, const Title &title,
+             QWidget *parent = nullptr);
+
+    const QString &id() const { return m_id; }
+
+    /// Has the row show another of the task's models.
+    void setModel(const QString &id);
+
+    /// Shows what there is of the model now.
+    void refresh();
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+Q_SIGNALS:
+    void performed();
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private:
+    void describe();
+    void applyFonts();
+    void showState();
+    void showProgress();
+    void showActions();
+    PanelButton &button(qsizetype index);
+    QString facts() const;
+
+    Models &m_models;
+    platform::ModelTask m_task;
+    QString m_id;
+    Title m_title;
+    platform::ModelDescription m_description;
+    QList<ModelAction> m_actions;
+
+    // Owned by this widget.
+    QBoxLayout *m_texts;
+    QBoxLayout *m_controls;
+    LimitedLabel *m_name;
+    LimitedLabel *m_facts;
+    LimitedLabel *m_origin;
+    LimitedLabel *m_state;
+    ProgressLine *m_progress = nullptr; ///< none until there was a progress
+    QList<PanelButton *> m_buttons;     ///< as many as were ever needed
+};
+
+} // namespace quillora

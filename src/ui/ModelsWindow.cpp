@@ -1,0 +1,201 @@
+#include "ui/ModelsWindow.h"
+
+#include "models/ModelList.h"
+#include "models/ModelWords.h"
+#include "ui/FieldFrame.h"
+#include "ui/LanguageLabel.h"
+#include "ui/LimitedLabel.h"
+#include "ui/ModelListView.h"
+#include "ui/PanelAppearance.h"
+#include "ui/PanelButton.h"
+#include "ui/SegmentBar.h"
+#include "ui/TypeScale.h"
+#include "ui/WantedLanguages.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QStackedWidget>
+
+namespace quillora {
+
+namespace {
+
+// The window's measures, in logical pixels. A small laptop's screen leaves 617 lines under its bars.
+constexpr QSize preferredSize(560, 580);
+constexpr QSize smallestSize(440, 420);
+constexpr int padding = 18;
+constexpr int spacing = 12;
+constexpr int fieldHeight = 30;
+constexpr int fieldTextMargin = 6;
+
+template <typename Control>
+Control *named(Control *control, const QString &objectName) {
+    control->setObjectName(objectName);
+    return control;
+}
+
+QList<ModelListView::Item> speechItems(const Models &models, const QList<SpokenLanguageOption> &spoken) {
+    QStringList languages;
+    QStringList locales;
+    for (const auto &option : spoken) {
+        const QString code = option.translationLanguageIdentifier;
+        if (languages.contains(code))
+            continue;
+        languages += code;
+        locales += LanguageCatalog::preferredSpeechLocale(code, spoken).value_or(option).id;
+    }
+    QList<ModelListView::Item> items;
+    for (const ModelEntry &entry : ModelList::speech(models, locales)) {
+        const auto label = LanguageLabel::of(languages.at(locales.indexOf(entry.task.languages.first())));
+        items += {entry, {label.flag + u' ' + label.name, label.name, label.words}};
+    }
+    return items;
+}
+
+QList<ModelListView::Item> translationItems(const Models &models,
+                                            const QList<TranslationLanguageOption> &targets) {
+    QStringList languages;
+    for (const auto &option : targets)
+        languages += option.id;
+    QList<ModelListView::Item> items;
+    for (const ModelEntry &entry : ModelList::translation(models, languages)) {
+        const auto source = LanguageLabel::of(entry.task.languages.first());
+        const auto target = LanguageLabel::of(entry.task.languages.last());
+        items += {entry,
+                  {source.flag + u' ' + source.name + u" to "_qs + target.flag + u' ' + target.name,
+                   source.name + u" to "_qs + target.name, source.words + u' ' + target.words}};
+    }
+    return items;
+}
+
+} // namespace
+
+ModelsWindow::ModelsWindow(Models &models, const platform::ModelSpace &space, const Languages &languages,
+                           QWidget *parent)
+    : QWidget(parent, Qt::Window), m_models(models), m_space(space) {
+    build(languages);
+    applyFonts();
+    new PanelAppearance(*this); // owned by this window
+    connect(&m_models, &Models::changed, this, &ModelsWindow::showChange);
+    connect(&m_models, &Models::chosen, this, [this](const platform::ModelTask &task) {
+        m_speech->refresh(task);
+        m_translation->refresh(task);
+        m_wanted->refresh();
+    });
+    fillLists(languages);
+    showSpace();
+}
+
+void ModelsWindow::build(const Languages &languages) {
+    setObjectName(u"modelsWindow"_qs);
+    setWindowTitle(u"Models"_qs);
+    setAutoFillBackground(true);
+    setMinimumSize(smallestSize);
+
+    m_wanted = named(new WantedLanguages(m_models, languages.spoken, languages.targets), u"wanted"_qs);
+    m_kinds = named(new SegmentBar, u"kinds"_qs);
+    m_kinds->addTab(u"Speech"_qs);
+    m_kinds->addTab(u"Translation"_qs);
+    m_kinds->setAccessibleName(u"Lists of models"_qs);
+    m_speech = named(new ModelListView(m_models), u"speechModels"_qs);
+    m_speech->setAccessibleName(u"Models for speech"_qs);
+    m_translation = named(new ModelListView(m_models), u"translationModels"_qs);
+    m_translation->setAccessibleName(u"Models for translation"_qs);
+    m_lists = new QStackedWidget;
+    m_lists->addWidget(m_speech);
+    m_lists->addWidget(m_translation);
+    connect(m_kinds, &QTabBar::currentChanged, m_lists, &QStackedWidget::setCurrentIndex);
+    m_spaceText = named(new LimitedLabel(1), u"spaceText"_qs);
+    m_spaceText->setForegroundRole(QPalette::PlaceholderText);
+
+    auto *divider = new QWidget;
+    divider->setFixedHeight(1);
+    divider->setAutoFillBackground(true);
+    divider->setBackgroundRole(QPalette::Mid);
+
+    auto *choice = new QHBoxLayout;
+    choice->setSpacing(spacing);
+    choice->addWidget(m_kinds);
+    choice->addWidget(buildSearch(), 1);
+
+    auto *stack = new QVBoxLayout(this);
+    stack->setContentsMargins(padding, padding, padding, padding);
+    stack->setSpacing(spacing);
+    stack->addWidget(m_wanted);
+    stack->addWidget(divider);
+    stack->addLayout(choice);
+    stack->addWidget(m_lists, 1);
+    stack->addWidget(m_spaceText);
+}
+
+QWidget *ModelsWindow::buildSearch() {
+    m_search = named(new QLineEdit, u"search"_qs);
+    m_search->setPlaceholderText(u"Search languages and models"_qs);
+    m_search->setAccessibleName(m_search->placeholderText());
+    m_search->setFrame(false);
+    m_search->setTextMargins(fieldTextMargin, 0, fieldTextMargin, 0);
+    connect(m_search, &QLineEdit::textChanged, m_speech, &ModelListView::search);
+    connect(m_search, &QLineEdit::textChanged, m_translation, &ModelListView::search);
+    auto *frame = new FieldFrame(*m_search);
+    frame->setMinimumHeight(fieldHeight);
+    return frame;
+}
+
+void ModelsWindow::fillLists(const Languages &languages) {
+    m_speech->setItems(speechItems(m_models, languages.spoken));
+    m_translation->setItems(translationItems(m_models, languages.targets));
+}
+
+void ModelsWindow::select(const QString &locale, const QString &target) { m_wanted->select(locale, target); }
+
+QSize ModelsWindow::sizeHint() const { return preferredSize; }
+
+void ModelsWindow::showChange(const QString &id) {
+    m_speech->refresh(id);
+    m_translation->refresh(id);
+    m_wanted->refresh();
+    // What comes over the network says so many times a second, and takes its room as it comes.
+    if (!m_models.store().state(id).progress)
+        showSpace();
+}
+
+void ModelsWindow::showSpace() {
+    m_spaceText->setPlainText(ModelWords::space(m_space.used(), m_space.free()));
+}
+
+void ModelsWindow::applyFonts() { m_spaceText->setFont(typescale::scaled(font(), typescale::caption)); }
+
+void ModelsWindow::changeEvent(QEvent *event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange)
+        applyFonts();
+}
+
+/// Escape first empties what is searched for.
+void ModelsWindow::keyPressEvent(QKeyEvent *event) {
+    const bool isEscapeAlone = event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier;
+    const bool isFind = event->matches(QKeySequence::Find);
+    if (isFind)
+        m_search->setFocus(Qt::ShortcutFocusReason);
+    else if (isEscapeAlone && !m_search->text().isEmpty())
+        m_search->clear();
+    else if (isEscapeAlone || event->matches(QKeySequence::Close))
+        close();
+    else
+        QWidget::keyPressEvent(event);
+}
+
+void ModelsWindow::showEvent(QShowEvent *event) {
+    QWidget::showEvent(event);
+    showSpace();
+    if (focusWidget())
+        return;
+    if (m_wanted->installButton().isEnabled())
+        m_wanted->installButton().setFocus(Qt::OtherFocusReason);
+    else
+        m_search->setFocus(Qt::OtherFocusReason);
+}
+
+} // namespace quillora

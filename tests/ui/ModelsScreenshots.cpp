@@ -1,0 +1,166 @@
+#include "ui/DownloadQuestionWindow.h"
+#include "ui/ModelsHarness.h"
+#include "ui/PanelButton.h"
+#include "ui/SegmentBar.h"
+
+#include <QDir>
+#include <QLineEdit>
+#include <QStyleFactory>
+#include <QTest>
+
+using namespace quillora;
+using namespace quillora::test;
+
+namespace {
+
+QPalette lightPalette() {
+    QPalette palette(QColor(0xef, 0xf0, 0xf1), QColor(0xf6, 0xf6, 0xf7));
+    palette.setColor(QPalette::Base, QColor(0xfc, 0xfc, 0xfc));
+    palette.setColor(QPalette::Button, QColor(0xfb, 0xfb, 0xfc));
+    palette.setColor(QPalette::Highlight, QColor(0x3d, 0x7e, 0xd6));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    return palette;
+}
+
+/// Some of what is published, with what is said of it.
+void fillRichShelf(FakePlatform &platform) {
+    fillShelf(platform);
+    const platform::ModelScore good{84.8, u"FLORES COMET x 100"_qs, u"the publisher"_qs};
+    for (auto model : platform.models.models()) {
+        if (model.kind == platform::ModelKind::translation) {
+            model.score = good;
+            if (model.sizeClass == platform::ModelSizeClass::large)
+                model.score->value = 87.4;
+            else
+                model.sizeClass = platform::ModelSizeClass::light;
+        } else if (model.id == u"kroko-fr"_qs) {
+            model.licence = u"CC-BY-SA-4.0"_qs;
+            model.punctuates = true;
+        }
+        platform.models.offer(model);
+    }
+}
+
+} // namespace
+
+/// Writes a picture of the Models window and of the question in every state; checks that each is a picture of
+/// the size that it should have, and unlike every other.
+class ModelsScreenshots : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        QApplication::setStyle(QStyleFactory::create(u"Fusion"_qs));
+        QFont font(u"Noto Sans"_qs);
+        font.setStyleHint(QFont::SansSerif);
+        font.setPointSizeF(10);
+        QApplication::setFont(font);
+        QVERIFY(QDir().mkpath(QStringLiteral(QUILLORA_SCREENSHOTS)));
+    }
+    void cleanup() { QApplication::setLayoutDirection(Qt::LeftToRight); }
+
+    void everyStateIsPictured_data() {
+        QTest::addColumn<QString>("state");
+        QTest::addColumn<QString>("scheme");
+        for (const auto *state : {"first", "downloading", "installed", "translation", "choices", "search",
+                                  "troubles", "right-to-left", "long-words", "question"})
+            for (const auto *scheme : {"light", "dark", "high-contrast"})
+                QTest::addRow("%s-%s", state, scheme)
+                    << QString::fromLatin1(state) << QString::fromLatin1(scheme);
+    }
+
+    void everyStateIsPictured() {
+        QFETCH(QString, state);
+        QFETCH(QString, scheme);
+        using Appearance = platform::Appearance;
+        QApplication::setPalette(lightPalette());
+        if (state == u"right-to-left"_qs)
+            QApplication::setLayoutDirection(Qt::RightToLeft);
+        ModelsHarness harness([&](FakePlatform &platform) {
+            Appearance::Preferences preferences;
+            preferences.colorScheme =
+                scheme == u"dark"_qs ? Appearance::ColorScheme::dark : Appearance::ColorScheme::noPreference;
+            preferences.wantsHighContrast = scheme == u"high-contrast"_qs;
+            platform.appearanceFake.prefer(preferences);
+            if (state == u"long-words"_qs) {
+                platform.locale.displayNames[u"de-DE"_qs] =
+                    u"Hochdeutsch der Bundesrepublik Deutschland (Amtssprache)"_qs;
+                platform.locale.displayNames[u"de"_qs] = u"Donaudampfschifffahrtsgesellschaftssprache"_qs;
+                platform.locale.displayNames[u"en"_qs] = u"Gemeinschaftsenglischunterrichtssprache"_qs;
+            }
+            fillRichShelf(platform);
+        });
+        enter(harness, state);
+        harness.show();
+        std::unique_ptr<DownloadQuestionWindow> question;
+        QWidget *pictured = harness.window.get();
+        if (state == u"question"_qs) {
+            question = std::make_unique<DownloadQuestionWindow>(
+                u"Download what translating German to French, by way of English, takes? 30 MB from a "
+                u"publisher "
+                u"that is not stated, kept on this computer."_qs,
+                [](auto) {});
+            question->show();
+            pictured = question.get();
+        }
+        harness.platform.run();
+        QCoreApplication::processEvents();
+        QVERIFY(pictured->height() <= 617);
+        for (const int scale : {1, 2}) {
+            QImage picture(pictured->size() * scale, QImage::Format_ARGB32_Premultiplied);
+            picture.setDevicePixelRatio(scale);
+            pictured->render(&picture);
+            QVERIFY(!m_pictures.contains(picture));
+            m_pictures += picture;
+            const QString path =
+                u"%1/models-%2-%3-%4x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS), state, scheme)
+                    .arg(scale);
+            QVERIFY(picture.save(path));
+        }
+    }
+
+private:
+    QList<QImage> m_pictures;
+
+    static void enter(ModelsHarness &harness, const QString &state) {
+        auto &store = harness.platform.models;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        if (state == u"downloading"_qs) {
+            harness.find<PanelButton>(u"installWanted"_qs).click();
+            platform::ModelProgress progress = received(27'000'000, 71'000'000);
+            progress.timeLeft = std::chrono::seconds(40);
+            store.progress(progress);
+        } else if (state == u"installed"_qs) {
+            store.place(u"kroko-de"_qs, u"1"_qs);
+            store.place(u"de-en-tiny"_qs, u"1"_qs);
+            store.place(u"vosk-ru"_qs, u"1"_qs, {}, FakeModelStore::Owner::administrator);
+            harness.space.usedBytes = 87'000'000;
+        } else if (state == u"translation"_qs || state == u"choices"_qs) {
+            harness.window->select(u"de-DE"_qs, u"fr"_qs);
+            harness.find<SegmentBar>(u"kinds"_qs).setCurrentIndex(1);
+            if (state == u"choices"_qs)
+                harness.find<PanelButton>(u"otherChoices"_qs).click();
+        } else if (state == u"search"_qs) {
+            harness.find<SegmentBar>(u"kinds"_qs).setCurrentIndex(1);
+            harness.find<QLineEdit>(u"search"_qs).setText(u"fren"_qs);
+        } else if (state == u"troubles"_qs) {
+            store.place(u"kroko-de"_qs, u"1"_qs);
+            store.damage(u"kroko-de"_qs, u"The file model.onnx is not what was installed."_qs);
+            store.install(u"vosk-ru"_qs);
+            store.fail(u"There is not enough room: 29 MB are needed, and 3 MB are free. Make room, and "
+                       u"install it again."_qs);
+            store.install(u"kroko-fr"_qs);
+            store.progress(received(20'000'000, 71'000'000));
+            store.pause(u"kroko-fr"_qs);
+        } else if (state == u"right-to-left"_qs) {
+            store.install(u"kroko-de"_qs);
+            store.progress(received(20'000'000, 71'000'000));
+        } else if (state == u"long-words"_qs) {
+            harness.find<SegmentBar>(u"kinds"_qs).setCurrentIndex(1);
+        }
+        harness.platform.run();
+    }
+};
+
+QTEST_MAIN(ModelsScreenshots)
+#include "ModelsScreenshots.moc"

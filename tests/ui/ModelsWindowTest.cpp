@@ -1,0 +1,517 @@
+#include "ui/LimitedLabel.h"
+#include "ui/ModelListView.h"
+#include "ui/ModelRow.h"
+#include "ui/ModelsHarness.h"
+#include "ui/PanelButton.h"
+#include "ui/Picker.h"
+#include "ui/ProgressLine.h"
+#include "ui/SegmentBar.h"
+
+#include <QAccessible>
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace quillora;
+using namespace quillora::test;
+using platform::ModelTask;
+using Owner = FakeModelStore::Owner;
+
+namespace {
+
+const QString kroko = u"kroko-de"_qs;
+const QString tiny = u"en-ru-tiny"_qs;
+const QString base = u"en-ru-base"_qs;
+
+QString accessible(QWidget &widget, QAccessible::Text text) {
+    return QAccessible::queryAccessibleInterface(&widget)->text(text);
+}
+
+} // namespace
+
+/// What a person reads in the Models window, and does there.
+class ModelsWindowTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    // A whole language.
+
+    void aWholeLanguageSaysWhatItsPartsTake() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        QCOMPARE(box(harness, "hearing").text(), u"Dictate in German (Germany)"_qs);
+        QCOMPARE(label(harness, "hearingStanding"), u"71 MB"_qs);
+        QCOMPARE(box(harness, "translating").text(), u"Translate German to English"_qs);
+        QCOMPARE(label(harness, "translatingStanding"), u"16 MB"_qs);
+        QCOMPARE(installButton(harness).text(), u"Install, 87 MB"_qs);
+        QCOMPARE(label(harness, "wantedSummary"), u"Kept on this computer."_qs);
+        QVERIFY(box(harness, "hearing").isChecked());
+        QVERIFY(box(harness, "translating").isChecked());
+    }
+
+    void oneClickInstallsAllThatAWholeLanguageTakes() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        installButton(harness).click();
+        QCOMPARE(harness.platform.models.waiting(), (QStringList{kroko, u"de-en-tiny"_qs}));
+    }
+
+    void whatIsUntickedIsNotInstalled() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        box(harness, "hearing").click();
+        QCOMPARE(installButton(harness).text(), u"Install, 16 MB"_qs);
+        installButton(harness).click();
+        QCOMPARE(harness.platform.models.waiting(), QStringList{u"de-en-tiny"_qs});
+    }
+
+    void whereNothingIsTickedThereIsNothingToInstall() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"de"_qs);
+        box(harness, "hearing").click();
+        QCOMPARE(installButton(harness).text(), u"Install"_qs);
+        QVERIFY(!installButton(harness).isEnabled());
+    }
+
+    void aPairByWayOfEnglishSaysSo() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"fr"_qs);
+        QCOMPARE(label(harness, "translatingStanding"), u"30 MB, by way of English"_qs);
+    }
+
+    void whatNothingDoesSaysSoAndCannotBeTicked() {
+        ModelsHarness harness;
+        harness.window->select(u"kk-KZ"_qs, u"en"_qs);
+        QCOMPARE(label(harness, "hearingStanding"), u"There is no model for this"_qs);
+        QVERIFY(!box(harness, "hearing").isEnabled());
+        QVERIFY(!box(harness, "hearing").isChecked());
+    }
+
+    void whatIsThereIsReady() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.models.place(u"de-en-tiny"_qs, u"1"_qs);
+        harness.platform.run();
+        QCOMPARE(label(harness, "hearingStanding"), u"Ready"_qs);
+        QCOMPARE(label(harness, "wantedSummary"), u"Everything for this is here."_qs);
+        QVERIFY(!installButton(harness).isEnabled());
+    }
+
+    void howFarItIsIsSaidWhileItComes() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        installButton(harness).click();
+        harness.platform.models.progress(received(35'500'000, 71'000'000));
+        harness.platform.run();
+        QCOMPARE(label(harness, "hearingStanding"), u"On its way, 50 %"_qs);
+        QCOMPARE(label(harness, "translatingStanding"), u"On its way, 0 %"_qs);
+        QCOMPARE(label(harness, "wantedSummary"), u"On its way. You may close this window."_qs);
+        QCOMPARE(harness.find<ProgressLine>(u"wantedProgress"_qs).value(), 40); // of 87 MB
+    }
+
+    void theSameLanguageTwiceIsOnlyDictated() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"de"_qs);
+        QVERIFY(box(harness, "translating").isHidden());
+        QCOMPARE(installButton(harness).text(), u"Install, 71 MB"_qs);
+    }
+
+    void anotherLanguageIsPickedInTheWindow() {
+        ModelsHarness harness;
+        Q_EMIT harness.find<Picker>(u"wantedSource"_qs).picked(u"fr-FR"_qs);
+        Q_EMIT harness.find<Picker>(u"wantedTarget"_qs).picked(u"de"_qs);
+        QCOMPARE(box(harness, "translating").text(), u"Translate French to German"_qs);
+    }
+
+    // The lists.
+
+    void speechIsListedByLanguages() {
+        ModelsHarness harness;
+        QCOMPARE(titles(harness, u"speechModels"_qs),
+                 (QStringList{u"🇷🇺 Russian"_qs, u"🇫🇷 French"_qs, u"🇩🇪 German"_qs}));
+    }
+
+    void translationIsListedByPairs() {
+        ModelsHarness harness;
+        QCOMPARE(titles(harness, u"translationModels"_qs).first(3),
+                 (QStringList{u"🇺🇸 English to 🇷🇺 Russian"_qs, u"🇷🇺 Russian to 🇺🇸 English"_qs,
+                              u"🇺🇸 English to 🇫🇷 French"_qs}));
+    }
+
+    void languagesAreCalledAsTheUserCallsThem() {
+        ModelsHarness harness([](FakePlatform &platform) {
+            platform.locale.displayNames[u"de"_qs] = u"deutsch"_qs;
+            fillShelf(platform);
+        });
+        QVERIFY(titles(harness, u"speechModels"_qs).contains(u"🇩🇪 Deutsch"_qs));
+    }
+
+    void aRowSaysWhatTheModelIs() {
+        ModelsHarness harness;
+        QCOMPARE(texts(row(harness, kroko)),
+                 (QStringList{u"🇩🇪 German"_qs, u"kroko-de · 71 MB · Light · Quality not stated"_qs,
+                              u"From k2-fsa. Licence not stated."_qs}));
+    }
+
+    void theRecommendedOfSeveralChoicesIsCalledThat() {
+        ModelsHarness harness;
+        QCOMPARE(texts(row(harness, tiny)).at(1),
+                 u"Recommended · en-ru-tiny · 14 MB · Quality not stated"_qs);
+    }
+
+    void theOtherChoicesShowOnDemand() {
+        ModelsHarness harness;
+        QCOMPARE(harness.find<PanelButton>(u"otherChoices"_qs).text(), u"1 other choice"_qs);
+        QVERIFY(!find(harness, base));
+        harness.find<PanelButton>(u"otherChoices"_qs).click();
+        QCOMPARE(texts(row(harness, base)), (QStringList{base, u"33 MB · Large · Quality not stated"_qs,
+                                                         u"Publisher not stated. Licence not stated."_qs}));
+        QCOMPARE(harness.find<PanelButton>(u"otherChoices"_qs).text(), u"Fewer choices"_qs);
+    }
+
+    void anotherChoiceIsInstalledInItsPlace() {
+        ModelsHarness harness;
+        harness.find<PanelButton>(u"otherChoices"_qs).click();
+        press(row(harness, base), 0);
+        QCOMPARE(harness.platform.models.waiting(), QStringList{base});
+        harness.platform.models.arrive();
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, base)).first(), base);
+        QCOMPARE(texts(row(harness, base)).last(), u"Installed, in use"_qs);
+    }
+
+    void whatIsInUseLeadsOnceTheOtherChoicesAreAway() {
+        ModelsHarness harness;
+        harness.find<PanelButton>(u"otherChoices"_qs).click();
+        press(row(harness, base), 0);
+        harness.platform.models.arrive();
+        harness.platform.run();
+        harness.find<PanelButton>(u"otherChoices"_qs).click();
+        QCOMPARE(texts(row(harness, base)).first(), u"🇺🇸 English to 🇷🇺 Russian"_qs);
+        QCOMPARE(texts(row(harness, tiny)).first(), tiny);
+    }
+
+    void aListWithoutModelsSaysSo() {
+        ModelsHarness harness([](FakePlatform &) {});
+        QCOMPARE(harness.find<ModelListView>(u"speechModels"_qs).findChild<QLabel *>(u"emptiness"_qs)->text(),
+                 u"There are no models for this."_qs);
+    }
+
+    void searchingShowsWhatMatches_data() {
+        QTest::addColumn<QString>("search");
+        QTest::addColumn<QStringList>("found");
+        const QString german = u"🇩🇪 German"_qs;
+        QTest::newRow("nothing") << QString() << QStringList{u"🇷🇺 Russian"_qs, u"🇫🇷 French"_qs, german};
+        QTest::newRow("a language") << u"germ"_qs << QStringList{german};
+        QTest::newRow("in capitals") << u"GERMAN"_qs << QStringList{german};
+        QTest::newRow("a model") << u"kroko"_qs << QStringList{u"🇫🇷 French"_qs, german};
+        QTest::newRow("both") << u"kroko fr"_qs << QStringList{u"🇫🇷 French"_qs};
+        QTest::newRow("the middle of a word") << u"erman"_qs << QStringList{};
+    }
+    void searchingShowsWhatMatches() {
+        QFETCH(QString, search);
+        ModelsHarness harness;
+        harness.find<QLineEdit>(u"search"_qs).setText(search);
+        QTEST(titles(harness, u"speechModels"_qs), "found");
+    }
+
+    void aSearchWithoutAHitSaysSo() {
+        ModelsHarness harness;
+        harness.find<QLineEdit>(u"search"_qs).setText(u"klingon"_qs);
+        const auto *emptiness =
+            harness.find<ModelListView>(u"speechModels"_qs).findChild<QLabel *>(u"emptiness"_qs);
+        QVERIFY(!emptiness->isHidden());
+        QCOMPARE(emptiness->text(), u"No language here goes by that name."_qs);
+    }
+
+    // What there is of a model, and what can be done with it.
+
+    void whatIsNotThereOffersToBeInstalled() {
+        ModelsHarness harness;
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_qs});
+    }
+
+    void aDownloadShowsHowFarItIs() {
+        ModelsHarness harness;
+        press(row(harness, kroko), 0);
+        harness.platform.models.progress(received(7'100'000, 71'000'000));
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last(), u"Downloading: 7.1 MB of 71 MB"_qs);
+        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Pause"_qs, u"Cancel"_qs}));
+        const auto *line = row(harness, kroko).findChild<ProgressLine *>();
+        QVERIFY(!line->isHidden());
+        QCOMPARE(line->value(), 10);
+    }
+
+    void aDownloadThatIsPausedGoesOnWhereItWas() {
+        ModelsHarness harness;
+        press(row(harness, kroko), 0);
+        harness.platform.models.progress(received(7'100'000, 71'000'000));
+        press(row(harness, kroko), 0);
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last(), u"Paused"_qs);
+        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Resume"_qs, u"Cancel"_qs}));
+        press(row(harness, kroko), 0);
+        QCOMPARE(harness.platform.models.underWay(), kroko);
+    }
+
+    void aDownloadThatIsCancelledLeavesNothing() {
+        ModelsHarness harness;
+        press(row(harness, kroko), 0);
+        harness.platform.models.progress(received(7'100'000, 71'000'000));
+        press(row(harness, kroko), 1);
+        harness.platform.run();
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_qs});
+        QVERIFY(row(harness, kroko).findChild<ProgressLine *>()->isHidden());
+    }
+
+    void aModelThatArrivesIsInUse() {
+        ModelsHarness harness;
+        press(row(harness, kroko), 0);
+        harness.platform.models.arrive();
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last(), u"Installed, in use"_qs);
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Remove"_qs});
+    }
+
+    void aModelThatIsRemovedWhileInUseSaysSo() {
+        ModelsHarness harness;
+        harness.platform.models.place(kroko, u"1"_qs);
+        const auto use = harness.platform.models.use(kroko);
+        harness.platform.run();
+        press(row(harness, kroko), 0);
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last().first(36), u"Is removed as soon as nobody uses it"_qs);
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Keep"_qs});
+    }
+
+    void aModelThatIsDamagedSaysWhyAndOffersRepair() {
+        ModelsHarness harness;
+        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.models.damage(kroko, u"The file model.onnx is gone."_qs);
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last(), u"The file model.onnx is gone."_qs);
+        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Repair"_qs, u"Remove"_qs}));
+    }
+
+    void aFailureSaysWhyAndOffersAnotherTry() {
+        ModelsHarness harness;
+        press(row(harness, kroko), 0);
+        harness.platform.models.fail(u"There is no room."_qs);
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last(), u"There is no room."_qs);
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_qs});
+    }
+
+    void whatAnAdministratorInstalledIsLeftAlone() {
+        ModelsHarness harness;
+        harness.platform.models.place(kroko, u"1"_qs, {}, Owner::administrator);
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last(), u"Installed for everybody on this computer, in use"_qs);
+        QVERIFY(actions(row(harness, kroko)).isEmpty());
+    }
+
+    void theSecondClickOfADoubleClickDoesNotPause() {
+        ModelsHarness harness;
+        harness.show();
+        auto &button = *row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_qs);
+        QTest::mouseClick(&button, Qt::LeftButton);
+        QTest::mouseDClick(&button, Qt::LeftButton);
+        QVERIFY(harness.platform.models.waiting().contains(kroko));
+    }
+
+    void theRoomIsSaidAndFollowsWhatIsInstalled() {
+        ModelsHarness harness;
+        QCOMPARE(label(harness, "spaceText"), u"You have no models of your own. 12 GB are free."_qs);
+        harness.space.usedBytes = 71'000'000;
+        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.run();
+        QCOMPARE(label(harness, "spaceText"), u"Your models take 71 MB. 12 GB are free."_qs);
+    }
+
+    // Keyboard.
+
+    void theFocusBeginsAtWhatTheLanguagesTake() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.show();
+        QCOMPARE(harness.window->focusWidget(), &installButton(harness));
+    }
+
+    void enterInstallsWhatTheLanguagesTake() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.show();
+        QTest::keyClick(harness.window->focusWidget(), Qt::Key_Return);
+        QCOMPARE(harness.platform.models.waiting(), (QStringList{kroko, u"de-en-tiny"_qs}));
+    }
+
+    void tabReachesEveryControl() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.show();
+        QSet<QWidget *> reached;
+        for (int i = 0; i < 60; ++i) {
+            reached.insert(harness.window->focusWidget());
+            QTest::keyClick(harness.window->focusWidget(), Qt::Key_Tab);
+        }
+        for (auto *widget : harness.window->findChildren<QWidget *>()) {
+            if (widget->focusPolicy() & Qt::TabFocus && widget->isVisible() && widget->isEnabled())
+                QVERIFY2(reached.contains(widget), qPrintable(widget->objectName()));
+        }
+    }
+
+    void escapeEmptiesTheSearchAndThenCloses() {
+        ModelsHarness harness;
+        harness.show();
+        auto &search = harness.find<QLineEdit>(u"search"_qs);
+        search.setFocus();
+        search.setText(u"germ"_qs);
+        QTest::keyClick(&search, Qt::Key_Escape);
+        QCOMPARE(search.text(), QString());
+        QVERIFY(harness.window->isVisible());
+        QTest::keyClick(&search, Qt::Key_Escape);
+        QVERIFY(!harness.window->isVisible());
+    }
+
+    void controlFSearches() {
+        ModelsHarness harness;
+        harness.show();
+        QTest::keyClick(harness.window.get(), Qt::Key_F, Qt::ControlModifier);
+        QCOMPARE(harness.window->focusWidget(), &harness.find<QLineEdit>(u"search"_qs));
+    }
+
+    void arrowKeysChangeTheList() {
+        ModelsHarness harness;
+        harness.show();
+        auto &kinds = harness.find<SegmentBar>(u"kinds"_qs);
+        kinds.setFocus();
+        QTest::keyClick(&kinds, Qt::Key_Right);
+        QVERIFY(harness.find<ModelListView>(u"translationModels"_qs).isVisible());
+    }
+
+    void theFocusStaysOnAButtonThatBecomesAnother() {
+        ModelsHarness harness;
+        harness.show();
+        auto &button = *row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_qs);
+        button.setFocus();
+        QTest::keyClick(&button, Qt::Key_Space);
+        harness.platform.run();
+        QCOMPARE(button.text(), u"Pause"_qs);
+        QCOMPARE(harness.window->focusWidget(), &button);
+    }
+
+    // Screen readers.
+
+    void aButtonSaysWhatItDoesWithWhichModel() {
+        ModelsHarness harness;
+        auto &button = *row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_qs);
+        QCOMPARE(accessible(button, QAccessible::Name), u"Install German, kroko-de"_qs);
+        QCOMPARE(accessible(button, QAccessible::Description),
+                 u"Not installed. kroko-de · 71 MB · Light · Quality not stated. From k2-fsa. Licence not "
+                 u"stated."_qs);
+    }
+
+    void aBoxSaysHowThingsStand() {
+        ModelsHarness harness;
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        QCOMPARE(accessible(box(harness, "hearing"), QAccessible::Name), u"Dictate in German (Germany)"_qs);
+        QCOMPARE(accessible(box(harness, "hearing"), QAccessible::Description), u"71 MB"_qs);
+    }
+
+    void theOtherChoicesSayWhoseTheyAre() {
+        ModelsHarness harness;
+        QCOMPARE(accessible(harness.find<PanelButton>(u"otherChoices"_qs), QAccessible::Name),
+                 u"1 other choice for English to Russian"_qs);
+    }
+
+    void nothingThatTakesTheFocusIsNameless() {
+        ModelsHarness harness;
+        harness.show();
+        for (auto *widget : harness.window->findChildren<QWidget *>()) {
+            if (!(widget->focusPolicy() & Qt::TabFocus) || widget->objectName().startsWith(u"qt_") ||
+                widget->window() != harness.window.get())
+                continue;
+            QVERIFY2(!accessible(*widget, QAccessible::Name).isEmpty(), qPrintable(widget->objectName()));
+        }
+    }
+
+    // Room on the screen.
+
+    void theWindowFitsAScreenOf617Lines() {
+        ModelsHarness harness;
+        QVERIFY(harness.window->sizeHint().height() + 37 <= 617); // with a title bar
+        QVERIFY(harness.window->minimumSizeHint().height() <= harness.window->sizeHint().height());
+    }
+
+    void aLongNameLeavesRoomForWhatItTakes() {
+        ModelsHarness harness([](FakePlatform &platform) {
+            platform.locale.displayNames[u"de-DE"_qs] = u"Donaudampfschifffahrt"_qs.repeated(8);
+            fillShelf(platform);
+        });
+        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.show();
+        const auto &standing = harness.find<LimitedLabel>(u"hearingStanding"_qs);
+        QVERIFY(standing.width() >= standing.sizeHint().width());
+        QVERIFY(box(harness, "hearing").text().endsWith(u'…'));
+        QVERIFY(box(harness, "hearing").toolTip().endsWith(u"rt"_qs, Qt::CaseInsensitive));
+    }
+
+private:
+    static QCheckBox &box(const ModelsHarness &harness, const char *part) {
+        return harness.find<QCheckBox>(QString::fromLatin1(part) + u"Box"_qs);
+    }
+    static QString label(const ModelsHarness &harness, const char *name) {
+        return harness.find<LimitedLabel>(QString::fromLatin1(name)).text();
+    }
+    static PanelButton &installButton(const ModelsHarness &harness) {
+        return harness.find<PanelButton>(u"installWanted"_qs);
+    }
+
+    static ModelRow *find(const ModelsHarness &harness, const QString &id) {
+        for (auto *row : harness.window->findChildren<ModelRow *>()) {
+            if (row->id() == id)
+                return row;
+        }
+        return nullptr;
+    }
+    static ModelRow &row(const ModelsHarness &harness, const QString &id) {
+        auto *row = find(harness, id);
+        Q_ASSERT(row);
+        return *row;
+    }
+
+    /// What is shown in the row, from top to bottom.
+    static QStringList texts(const ModelRow &row) {
+        QStringList texts;
+        for (const auto *label : row.findChildren<LimitedLabel *>()) {
+            if (!label->isHidden())
+                texts += label->text();
+        }
+        return texts;
+    }
+    static QStringList actions(const ModelRow &row) {
+        QStringList actions;
+        for (const auto *button : row.findChildren<PanelButton *>()) {
+            if (!button->isHidden())
+                actions += button->text();
+        }
+        return actions;
+    }
+    static void press(const ModelRow &row, int place) {
+        row.findChild<PanelButton *>(u"modelButton%1"_qs.arg(place))->click();
+    }
+    static QStringList titles(const ModelsHarness &harness, const QString &list) {
+        QStringList titles;
+        for (const auto *group : harness.find<ModelListView>(list).groups()) {
+            if (!group->isHidden())
+                titles += texts(*group->findChild<ModelRow *>()).first();
+        }
+        return titles;
+    }
+};
+
+QTEST_MAIN(ModelsWindowTest)
+#include "ModelsWindowTest.moc"
