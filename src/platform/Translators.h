@@ -30,6 +30,10 @@ public:
     /// A session for the pair of language codes such as "en", by whichever engine serves it. A pair that
     /// cannot be translated gets a session too, whose preparation fails with the reason. Never waits.
     virtual std::shared_ptr<TranslationSession> session(const QString &source, const QString &target) = 0;
+
+    /// The pair may be translated before long: what it takes is got ready in the background, as far as it is
+    /// there. Asks nobody, downloads nothing and never fails.
+    virtual void warm(const QString &source, const QString &target) = 0;
 };
 
 } // namespace quillora::platform

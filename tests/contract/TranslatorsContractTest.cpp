@@ -56,7 +56,7 @@ public:
     QString translation() const override { return u"La casa es grande."_qs; }
     QString withdraw() override {
         m_platform.uninstallAllPairs();
-        return u"No on-device translation from English to Spanish is installed."_qs;
+        return u"There is no on-device translation from English to Spanish. Choose OpenAI Natural as the engine."_qs;
     }
 
 private:

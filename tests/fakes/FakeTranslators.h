@@ -23,6 +23,12 @@ public:
         return std::make_shared<Session>(*this, pair);
     }
 
+    void warm(const QString &source, const QString &target) override {
+        warmedPairs += source + u'>' + target;
+    }
+
+    QStringList warmedPairs; ///< oldest first
+
     /// The pair of every session that was asked to prepare, oldest first.
     QStringList preparedPairs;
 

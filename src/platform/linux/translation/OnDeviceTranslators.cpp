@@ -13,7 +13,8 @@ namespace {
 class UnservedPair : public TranslationSession {
 public:
     UnservedPair(const QString &source, const QString &target)
-        : m_reason(u"No on-device translation %1 is installed."_qs.arg(pairInWords(source, target))) {}
+        : m_reason(u"There is no on-device translation %1. Choose OpenAI Natural as the engine."_qs.arg(
+              pairInWords(source, target))) {}
 
     QCoro::Task<> prepareTranslation() override {
         throw m_reason;
@@ -28,6 +29,41 @@ private:
     const LocalizedError m_reason;
 };
 
+/// Translates with the first of some sessions that can be prepared.
+class FirstThatWorks : public TranslationSession {
+public:
+    /// At least one.
+    explicit FirstThatWorks(std::vector<std::shared_ptr<TranslationSession>> sessions)
+        : m_sessions(std::move(sessions)) {}
+
+    /// The reason of the first one counts, since it is the best.
+    QCoro::Task<> prepareTranslation() override {
+        m_chosen = nullptr;
+        std::exception_ptr reason;
+        for (const auto &session : m_sessions) {
+            try {
+                co_await session->prepareTranslation();
+                m_chosen = session.get();
+                co_return;
+            } catch (const LocalizedError &) {
+                if (!reason)
+                    reason = std::current_exception();
+            }
+        }
+        std::rethrow_exception(reason);
+    }
+
+    QCoro::Task<TranslationResponse> translate(QString text) override {
+        if (m_chosen == nullptr)
+            co_await prepareTranslation();
+        co_return co_await m_chosen->translate(std::move(text));
+    }
+
+private:
+    const std::vector<std::shared_ptr<TranslationSession>> m_sessions;
+    TranslationSession *m_chosen = nullptr;
+};
+
 } // namespace
 
 OnDeviceTranslators::OnDeviceTranslators(std::vector<std::unique_ptr<OnDeviceEngine>> engines)
@@ -35,11 +71,19 @@ OnDeviceTranslators::OnDeviceTranslators(std::vector<std::unique_ptr<OnDeviceEng
 
 std::shared_ptr<TranslationSession> OnDeviceTranslators::session(const QString &source,
                                                                  const QString &target) {
+    std::vector<std::shared_ptr<TranslationSession>> sessions;
     for (const auto &engine : m_engines) {
         if (auto session = engine->session(source, target))
-            return session;
+            sessions.push_back(std::move(session));
     }
-    return std::make_shared<UnservedPair>(source, target);
+    if (sessions.empty())
+        return std::make_shared<UnservedPair>(source, target);
+    return std::make_shared<FirstThatWorks>(std::move(sessions));
+}
+
+void OnDeviceTranslators::warm(const QString &source, const QString &target) {
+    for (const auto &engine : m_engines)
+        engine->warm(source, target);
 }
 
 } // namespace quillora::platform

@@ -13,9 +13,13 @@ namespace {
 
 class NamedSession : public TranslationSession {
 public:
-    explicit NamedSession(QString name) : m_name(std::move(name)) {}
+    NamedSession(QString name, const bool &isBroken) : m_name(std::move(name)), m_isBroken(isBroken) {}
 
-    QCoro::Task<> prepareTranslation() override { co_return; }
+    QCoro::Task<> prepareTranslation() override {
+        if (m_isBroken)
+            throw quillora::LocalizedError(m_name + u" is broken."_qs);
+        co_return;
+    }
     QCoro::Task<TranslationResponse> translate(QString text) override {
         TranslationResponse response{m_name + u": "_qs + text};
         co_return response;
@@ -23,6 +27,7 @@ public:
 
 private:
     const QString m_name;
+    const bool &m_isBroken; ///< the engine's
 };
 
 /// Serves every pair into some languages, and names itself in what it translates.
@@ -32,20 +37,32 @@ public:
         : m_name(std::move(name)), m_targets(std::move(targets)) {}
 
     std::shared_ptr<TranslationSession> session(const QString & /*source*/, const QString &target) override {
-        return m_targets.contains(target) ? std::make_shared<NamedSession>(m_name) : nullptr;
+        return m_targets.contains(target) ? std::make_shared<NamedSession>(m_name, isBroken) : nullptr;
     }
+
+    void warm(const QString &source, const QString &target) override { warmed += source + u'>' + target; }
+
+    bool isBroken = false;
+    QStringList warmed;
 
 private:
     const QString m_name;
     const std::set<QString> m_targets;
 };
 
-std::unique_ptr<OnDeviceTranslators> translators() {
-    std::vector<std::unique_ptr<OnDeviceEngine>> engines;
-    engines.push_back(std::make_unique<NamedEngine>(u"first"_qs, std::set{u"es"_qs}));
-    engines.push_back(std::make_unique<NamedEngine>(u"second"_qs, std::set{u"es"_qs, u"fr"_qs}));
-    return std::make_unique<OnDeviceTranslators>(std::move(engines));
-}
+/// Two engines, of which both serve Spanish and the second French.
+struct Engines {
+    std::vector<std::unique_ptr<OnDeviceEngine>> all;
+    NamedEngine *first = add(u"first"_qs, {u"es"_qs});
+    NamedEngine *second = add(u"second"_qs, {u"es"_qs, u"fr"_qs});
+    OnDeviceTranslators translators{std::move(all)};
+
+private:
+    NamedEngine *add(const QString &name, std::set<QString> targets) {
+        all.push_back(std::make_unique<NamedEngine>(name, std::move(targets)));
+        return static_cast<NamedEngine *>(all.back().get());
+    }
+};
 
 QCoro::Task<QString> prepared(std::shared_ptr<TranslationSession> session) {
     co_await session->prepareTranslation();
@@ -53,6 +70,7 @@ QCoro::Task<QString> prepared(std::shared_ptr<TranslationSession> session) {
 }
 
 QCoro::Task<QString> translated(std::shared_ptr<TranslationSession> session) {
+    co_await session->prepareTranslation();
     const auto response = co_await session->translate(u"text"_qs);
     co_return response.targetText;
 }
@@ -72,15 +90,49 @@ private Q_SLOTS:
     }
     void theFirstEngineThatServesThePairTranslatesIt() {
         QFETCH(const QString, target);
-        const auto outcome = Outcome<QString>::of(translated(translators()->session(u"en"_qs, target)));
+        const auto outcome =
+            Outcome<QString>::of(translated(Engines().translators.session(u"en"_qs, target)));
         QTEST(outcome->value(), "translation");
     }
 
+    void theNextTakesThePlaceOfOneThatTurnsOutNotToBeAbleTo() {
+        Engines engines;
+        engines.first->isBroken = true;
+        const auto session = engines.translators.session(u"en"_qs, u"es"_qs);
+        QCOMPARE(Outcome<QString>::of(translated(session))->value(), u"second: text"_qs);
+    }
+
+    void whereNoneCanTheReasonOfTheFirstCounts() {
+        Engines engines;
+        engines.first->isBroken = true;
+        engines.second->isBroken = true;
+        const auto session = engines.translators.session(u"en"_qs, u"es"_qs);
+        QCOMPARE(Outcome<QString>::of(prepared(session))->error(), u"first is broken."_qs);
+    }
+
+    void everyPreparationBeginsWithTheFirst() {
+        Engines engines;
+        engines.first->isBroken = true;
+        const auto session = engines.translators.session(u"en"_qs, u"es"_qs);
+        Outcome<QString>::of(prepared(session));
+        engines.first->isBroken = false;
+        QCOMPARE(Outcome<QString>::of(translated(session))->value(), u"first: text"_qs);
+    }
+
+    void allEnginesAreToldWhatMayBeTranslatedSoon() {
+        Engines engines;
+        engines.translators.warm(u"en"_qs, u"es"_qs);
+        QCOMPARE(engines.first->warmed, QStringList{u"en>es"_qs});
+        QCOMPARE(engines.second->warmed, QStringList{u"en>es"_qs});
+    }
+
     void aPairThatNoEngineServesIsNamedInEnglish() {
-        const QString reason = u"No on-device translation from English to Russian is installed."_qs;
-        const auto all = translators();
-        QCOMPARE(Outcome<QString>::of(prepared(all->session(u"en"_qs, u"ru"_qs)))->error(), reason);
-        QCOMPARE(Outcome<QString>::of(translated(all->session(u"en"_qs, u"ru"_qs)))->error(), reason);
+        const QString reason =
+            u"There is no on-device translation from English to Russian. Choose OpenAI Natural as the engine."_qs;
+        Engines engines;
+        const auto session = engines.translators.session(u"en"_qs, u"ru"_qs);
+        QCOMPARE(Outcome<QString>::of(prepared(session))->error(), reason);
+        QCOMPARE(Outcome<QString>::of(translated(session))->error(), reason);
     }
 };
 
