@@ -10,10 +10,10 @@ pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(SECRET REQUIRED IMPORTED_TARGET libsecret-1)
 pkg_check_modules(SECCOMP REQUIRED IMPORTED_TARGET libseccomp)
 pkg_check_modules(LIBARCHIVE REQUIRED IMPORTED_TARGET libarchive)
+pkg_check_modules(SENTENCEPIECE REQUIRED IMPORTED_TARGET sentencepiece)
 pkg_check_modules(LIBCRYPTO REQUIRED IMPORTED_TARGET libcrypto)
 if(QUILLORA_BUILD_TESTS)
     find_package(Qt6 6.4 REQUIRED COMPONENTS Test)
-    pkg_check_modules(SENTENCEPIECE REQUIRED IMPORTED_TARGET sentencepiece)
 endif()
 
 # Debian's pocketsphinx.pc names an include folder that does not exist, so the paths are set by hand.

@@ -246,6 +246,13 @@ DictionaryModel::DictionaryModel(const Dictionary &dictionary) {
     shortlistFile = test::shortlistFile(alwaysThere, targets);
 }
 
+void writePublishedModel(const std::filesystem::path &folder, const Dictionary &dictionary) {
+    const DictionaryModel model(dictionary);
+    writeFile(folder / "model.xxyy.intgemm.alphas.bin", model.modelFile);
+    writeFile(folder / "vocab.xxyy.spm", model.vocabularyFile);
+    writeFile(folder / "lex.50.50.xxyy.s2t.bin", model.shortlistFile);
+}
+
 void writeDictionaryModel(const std::filesystem::path &folder, const Dictionary &dictionary) {
     const DictionaryModel model(dictionary);
     writeFile(folder / "model.bin", model.modelFile);

@@ -26,4 +26,7 @@ struct DictionaryModel {
 void writeDictionaryModel(const std::filesystem::path &folder,
                           const Dictionary &dictionary = germanToEnglish());
 
+/// The same under the names that published models have.
+void writePublishedModel(const std::filesystem::path &folder, const Dictionary &dictionary);
+
 } // namespace quillora::test

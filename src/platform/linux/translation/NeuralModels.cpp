@@ -1,0 +1,182 @@
+#include "platform/linux/translation/NeuralModels.h"
+
+#include "platform/linux/translation/neural/Translator.h"
+
+#include <QDir>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace quillora::platform {
+
+namespace {
+
+/// Does what is posted, and sleeps in between.
+void serve(Worker &worker) {
+    while (worker.doPosted())
+        worker.wakeUp()->await();
+}
+
+const ModelDescription *described(const QList<ModelDescription> &models, const QString &id) {
+    const auto model =
+        std::find_if(models.begin(), models.end(), [&](const auto &each) { return each.id == id; });
+    return model == models.end() ? nullptr : &*model;
+}
+
+/// The first file in the folder with such a name, as published models have them.
+std::filesystem::path fileLike(const QString &folder, const QStringList &patterns) {
+    const QStringList names = QDir(folder).entryList(patterns, QDir::Files, QDir::Name);
+    return names.isEmpty() ? std::string() : (folder + u'/' + names.first()).toStdString();
+}
+
+neural::Translator::Files filesIn(const QString &folder) {
+    const auto shared = fileLike(folder, {u"vocab*.spm"_qs});
+    const auto orShared = [&](const std::filesystem::path &path) { return path.empty() ? shared : path; };
+    return {.model = fileLike(folder, {u"model*.bin"_qs}),
+            .sourceVocabulary = orShared(fileLike(folder, {u"srcvocab*.spm"_qs})),
+            .targetVocabulary = orShared(fileLike(folder, {u"trgvocab*.spm"_qs})),
+            .shortlist = fileLike(folder, {u"lex*.bin"_qs})};
+}
+
+} // namespace
+
+NeuralModels::NeuralModels(ModelStore &store, MainQueue &mainQueue)
+    : m_store(store), m_mainQueue(mainQueue),
+      m_observer(store.addObserver([this](const QString &id) { letGoIfNotInstalled(id); })),
+      m_loaders{Worker("model loader", serve), Worker("model loader", serve)},
+      m_translator("translator", serve) {}
+
+NeuralModels::~NeuralModels() {
+    m_store.removeObserver(m_observer);
+    m_end.request_stop();
+    for (const auto &[id, model] : m_models) {
+        if (model->idleEnd)
+            model->idleEnd->cancel();
+    }
+}
+
+QCoro::Task<NeuralModels::Translator> NeuralModels::loaded(QString id) {
+    auto model = m_models[id];
+    if (model && model->translator) {
+        keepForAWhile(id);
+        Translator translator = model->translator; // a copy: what is returned is moved from, whatever it is
+        co_return translator;
+    }
+    if (!model) {
+        model = std::make_shared<Model>();
+        model->use = m_store.use(id);
+        if (!model->use) {
+            m_models.erase(id);
+            throw LocalizedError(u"It is not installed."_qs);
+        }
+        m_models[id] = model;
+        load(id, model);
+    }
+    Continuation<Translator> continuation(m_mainQueue);
+    const auto isLoaded = continuation.wait();
+    model->waiters.push_back(std::move(continuation));
+    model.reset(); // the waiter must not keep itself waiting
+    co_return co_await isLoaded;
+}
+
+void NeuralModels::load(const QString &id, const std::shared_ptr<Model> &model) {
+    model->version = model->use->version();
+    const QList<ModelDescription> models = m_store.models();
+    const QStringList languages = described(models, id)->languages;
+    auto work = [id, folder = model->use->folder(), source = languages.first().toStdString(),
+                 target = languages.last().toStdString(), end = m_end.get_token(), &queue = m_mainQueue,
+                 self = std::weak_ptr(m_self), weak = std::weak_ptr(model)] {
+        if (end.stop_requested())
+            return;
+        Loading result;
+        try {
+            result.translator = std::make_shared<const neural::Translator>(
+                filesIn(folder), neural::Translator::Languages{source, target});
+        } catch (const std::exception &error) {
+            result.fault = QString::fromUtf8(error.what());
+        }
+        queue.async([self, weak, id, result] {
+            const auto models = self.lock();
+            const auto model = weak.lock();
+            if (models && model)
+                (*models)->finish(id, model, result);
+        });
+    };
+    m_loaders[m_lastLoader++ % m_loaders.size()].post(std::move(work));
+}
+
+void NeuralModels::finish(const QString &id, const std::shared_ptr<Model> &model, const Loading &result) {
+    model->use.reset(); // it is in memory, whatever becomes of the files
+    model->translator = result.translator;
+    for (const auto &waiter : std::exchange(model->waiters, {})) {
+        if (result.translator)
+            waiter.resume(result.translator);
+        else
+            waiter.fail(std::make_exception_ptr(LocalizedError(result.fault)));
+    }
+    if (result.translator) {
+        keepForAWhile(id);
+        letGoIfNotInstalled(id);
+    } else {
+        m_models.erase(id);
+        m_store.check(id);
+    }
+}
+
+QCoro::Task<QString> NeuralModels::translated(std::vector<Translator> way, QString text) {
+    Continuation<QString> continuation(m_mainQueue);
+    const auto isTranslated = continuation.wait();
+    const quint64 number = ++m_lastTranslation;
+    m_translations.emplace(number, std::move(continuation));
+    auto work = [way = std::move(way), text = text.toStdString(), number, end = m_end.get_token(),
+                 &queue = m_mainQueue, self = std::weak_ptr(m_self)] {
+        std::optional<std::string> translation;
+        std::exception_ptr error;
+        try {
+            translation = way.size() == 1 ? way.front()->translate(text, end)
+                                          : way.front()->translate(text, *way.back(), end);
+        } catch (const std::exception &exception) {
+            error = std::make_exception_ptr(LocalizedError(QString::fromUtf8(exception.what())));
+        }
+        queue.async([self, number, translation, error] {
+            const auto models = self.lock();
+            auto waiting =
+                models ? (*models)->m_translations.extract(number) : decltype(m_translations)::node_type();
+            if (waiting.empty())
+                return;
+            if (translation)
+                waiting.mapped().resume(QString::fromStdString(*translation));
+            else if (error)
+                waiting.mapped().fail(error);
+        });
+    };
+    m_translator.post(std::move(work));
+    co_return co_await isTranslated;
+}
+
+void NeuralModels::keepForAWhile(const QString &id) {
+    Model &model = *m_models.at(id);
+    if (model.idleEnd)
+        model.idleEnd->cancel();
+    model.idleEnd = m_mainQueue.asyncAfter(idleTime, [this, id] { letGo(id); });
+}
+
+void NeuralModels::letGo(const QString &id) {
+    const auto node = m_models.extract(id);
+    if (node.mapped()->idleEnd)
+        node.mapped()->idleEnd->cancel();
+    // Giving so much memory back takes a while.
+    m_loaders.front().post([translator = std::exchange(node.mapped()->translator, nullptr)] {});
+}
+
+void NeuralModels::letGoIfNotInstalled(const QString &id) {
+    const auto model = m_models.find(id);
+    if (model == m_models.end() || !model->second->translator)
+        return;
+    const ModelState state = m_store.state(id);
+    if (state.presence != ModelState::Presence::installed || state.version != model->second->version)
+        letGo(id);
+}
+
+} // namespace quillora::platform
