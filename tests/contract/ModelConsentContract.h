@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/ModelConsent.h"
 
 #include <QObject>
@@ -22,23 +23,60 @@ public:
     virtual void turn() = 0;
 };
 
-/// What everything keeps to that asks before a download.
-class ModelConsentContract : public QObject {
-    Q_OBJECT
-
+/// Somebody who asks, and somebody who sees the questions.
+class ModelConsentCase : public QObject {
 protected:
     using Answer = platform::DownloadAnswer;
     using Question = platform::DownloadQuestion;
 
-    virtual std::unique_ptr<ModelConsentHarness> makeHarness() = 0;
-
-private Q_SLOTS:
-    void init() {
-        m_harness = makeHarness();
+    void begin(std::unique_ptr<ModelConsentHarness> harness) {
+        m_harness = std::move(harness);
         m_shown.clear();
         m_replies.clear();
         m_answers.clear();
     }
+
+    platform::ModelConsent &consent() { return m_harness->consent(); }
+
+    void present() {
+        consent().setPresenter([this](const Question &question, const auto &reply) {
+            m_shown += question;
+            m_replies.push_back(reply);
+        });
+    }
+    void ask(const Question &question) {
+        consent().ask(question, [this](Answer answer) { m_answers += answer; });
+    }
+
+    /// Ends as if nobody had heard the answer.
+    void decline(const Question &question) {
+        present();
+        ask(question);
+        m_replies.back()(Answer::notNow);
+        m_harness->turn();
+        m_answers.clear();
+    }
+
+    inline static const Question russian{platform::ModelTask::translating(u"en"_qs, u"ru"_qs), {u"en-ru"_qs}};
+    inline static const Question german{platform::ModelTask::hearing(u"de-DE"_qs), {u"kroko-de"_qs}};
+
+    QList<Question> m_shown;
+    std::vector<platform::ModelConsent::Reply> m_replies; ///< to what is shown
+    QList<Answer> m_answers;
+
+    std::unique_ptr<ModelConsentHarness> m_harness;
+};
+
+/// What everything keeps to that asks before a download.
+class ModelConsentContract : public ModelConsentCase {
+    Q_OBJECT
+
+public:
+    explicit ModelConsentContract(Subjects<ModelConsentHarness> subjects) : m_subjects(std::move(subjects)) {}
+
+private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { begin(m_subjects.harness()); }
     void cleanup() { m_harness.reset(); }
 
     void aQuestionIsShownAsItWasAsked() {
@@ -214,38 +252,8 @@ private Q_SLOTS:
         QCOMPARE(m_shown, QList{russian});
     }
 
-protected:
-    platform::ModelConsent &consent() { return m_harness->consent(); }
-    ModelConsentHarness &harness() { return *m_harness; }
-
-    void present() {
-        consent().setPresenter([this](const Question &question, const auto &reply) {
-            m_shown += question;
-            m_replies.push_back(reply);
-        });
-    }
-    void ask(const Question &question) {
-        consent().ask(question, [this](Answer answer) { m_answers += answer; });
-    }
-
-    /// Ends as if nobody had heard the answer.
-    void decline(const Question &question) {
-        present();
-        ask(question);
-        m_replies.back()(Answer::notNow);
-        m_harness->turn();
-        m_answers.clear();
-    }
-
-    inline static const Question russian{platform::ModelTask::translating(u"en"_qs, u"ru"_qs), {u"en-ru"_qs}};
-    inline static const Question german{platform::ModelTask::hearing(u"de-DE"_qs), {u"kroko-de"_qs}};
-
-    QList<Question> m_shown;
-    std::vector<platform::ModelConsent::Reply> m_replies; ///< to what is shown
-    QList<Answer> m_answers;
-
 private:
-    std::unique_ptr<ModelConsentHarness> m_harness;
+    const Subjects<ModelConsentHarness> m_subjects;
 };
 
 } // namespace quillora::test

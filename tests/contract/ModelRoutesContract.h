@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/ModelRoutes.h"
 
 #include <QObject>
@@ -7,6 +8,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace quillora::test {
 
@@ -32,14 +34,15 @@ public:
 class ModelRoutesContract : public QObject {
     Q_OBJECT
 
-protected:
     using Task = platform::ModelTask;
     using Route = platform::ModelRoute;
 
-    virtual std::unique_ptr<ModelRoutesHarness> makeHarness() = 0;
+public:
+    explicit ModelRoutesContract(Subjects<ModelRoutesHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = makeHarness(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void whatNothingCanDoHasNoRoute() {
@@ -165,9 +168,8 @@ private Q_SLOTS:
         QCOMPARE(routes().route(Task::translating(u"de"_qs, u"de"_qs)), (Route{{}, true, false}));
     }
 
-protected:
+private:
     platform::ModelRoutes &routes() { return m_harness->routes(); }
-    ModelRoutesHarness &harness() { return *m_harness; }
 
     inline static const QString small = QStringLiteral("small");
     inline static const QString large = QStringLiteral("large");
@@ -175,7 +177,7 @@ protected:
     inline static const Task french = Task::translating(QStringLiteral("de"), QStringLiteral("fr"));
     inline static const Task spanish = Task::translating(QStringLiteral("en"), QStringLiteral("es"));
 
-private:
+    const Subjects<ModelRoutesHarness> m_subjects;
     std::unique_ptr<ModelRoutesHarness> m_harness;
 };
 

@@ -1,6 +1,7 @@
 #include "contract/ModelConsentContract.h"
-#include "fakes/FakeMainQueue.h"
+#include "fakes/FakePlatform.h"
 #include "platform/linux/routing/RememberedConsent.h"
+#include "support/TestSuites.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -9,6 +10,15 @@ using namespace quillora;
 using platform::RememberedConsent;
 
 namespace {
+
+class FakeHarness : public test::ModelConsentHarness {
+public:
+    platform::ModelConsent &consent() override { return m_platform.consent; }
+    void turn() override { m_platform.run(); }
+
+private:
+    test::FakePlatform m_platform;
+};
 
 class FolderHarness : public test::ModelConsentHarness {
 public:
@@ -24,24 +34,24 @@ private:
     std::optional<RememberedConsent> m_consent{std::in_place, m_queue, path()};
 };
 
-} // namespace
-
-class RememberedConsentContractTest : public test::ModelConsentContract {
+/// What only this one is asked.
+class RememberedConsentTest : public test::ModelConsentCase {
     Q_OBJECT
 
-    std::unique_ptr<test::ModelConsentHarness> makeHarness() override {
-        return std::make_unique<FolderHarness>();
-    }
-    FolderHarness &folder() { return static_cast<FolderHarness &>(harness()); }
-
 private Q_SLOTS:
+    void init() {
+        auto harness = std::make_unique<FolderHarness>();
+        m_folder = harness.get();
+        begin(std::move(harness));
+    }
+
     void notNowHoldsOverARestart() {
         decline(russian);
-        folder().restart();
+        m_folder->restart();
         present();
         ask(russian);
         QCOMPARE(m_shown, QList{russian});
-        folder().turn();
+        m_folder->turn();
         QCOMPARE(m_answers, QList{Answer::notNow});
     }
 
@@ -49,7 +59,7 @@ private Q_SLOTS:
         decline(russian);
         decline(german);
         consent().forget(russian.task);
-        folder().restart();
+        m_folder->restart();
         present();
         ask(russian);
         ask(german);
@@ -58,17 +68,17 @@ private Q_SLOTS:
 
     void aRecordThatCannotBeReadIsKeptBesideTheNewOne() {
         decline(russian);
-        QFile file(folder().path());
+        QFile file(m_folder->path());
         QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write("{ half");
         file.close();
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"declined.json cannot be read"_qs));
-        folder().restart();
+        m_folder->restart();
         decline(russian);
-        QFile kept(folder().path() + u".unreadable"_qs);
+        QFile kept(m_folder->path() + u".unreadable"_qs);
         QVERIFY(kept.open(QIODevice::ReadOnly));
         QCOMPARE(kept.readAll(), QByteArray("{ half"));
-        folder().restart();
+        m_folder->restart();
         present();
         ask(russian);
         QCOMPARE(m_shown, (QList{russian, russian})); // neither was asked after the restart
@@ -77,12 +87,24 @@ private Q_SLOTS:
     void aQuestionThatIsOpenAtTheEndIsNotAnswered() {
         present();
         ask(russian);
-        folder().restart();
+        m_folder->restart();
         m_replies.at(0)(Answer::download); // the window is still there
-        folder().turn();
+        m_folder->turn();
         QVERIFY(m_answers.isEmpty());
     }
+
+private:
+    FolderHarness *m_folder = nullptr;
 };
 
-QTEST_GUILESS_MAIN(RememberedConsentContractTest)
-#include "RememberedConsentContractTest.moc"
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    test::ModelConsentContract contract(
+        {{"fake", [] { return std::make_unique<FakeHarness>(); }},
+         {"RememberedConsent", [] { return std::make_unique<FolderHarness>(); }}});
+    RememberedConsentTest own;
+    return test::TestSuites({&contract, &own}).run(argc, argv);
+}
+#include "ModelConsentContractTest.moc"

@@ -1,7 +1,9 @@
 #include "contract/ModelRoutesContract.h"
 #include "fakes/FakeMainQueue.h"
+#include "fakes/FakeModelRoutes.h"
 #include "fakes/FakeModelStore.h"
 #include "platform/linux/routing/EngineRoutes.h"
+#include "support/TestSuites.h"
 
 #include <QTemporaryDir>
 
@@ -12,6 +14,38 @@ using platform::ModelKind;
 using platform::ModelTask;
 
 namespace {
+
+class FakeHarness : public test::ModelRoutesHarness {
+public:
+    FakeHarness() {
+        using Task = platform::ModelTask;
+        for (const auto &id : {u"small"_qs, u"large"_qs, u"de-en"_qs, u"en-fr"_qs, u"es"_qs, u"hears-de"_qs})
+            offer(id);
+        m_routes.offer(Task::translating(u"en"_qs, u"ru"_qs), {u"small"_qs, u"large"_qs});
+        m_routes.offer(Task::translating(u"de"_qs, u"en"_qs), {u"de-en"_qs});
+        m_routes.offer(Task::translating(u"en"_qs, u"fr"_qs), {u"en-fr"_qs});
+        m_routes.offer(Task::translating(u"en"_qs, u"es"_qs), {u"es"_qs});
+        m_routes.offer(Task::hearing(u"de-DE"_qs), {u"hears-de"_qs});
+        m_routes.comesWithSystem(Task::translating(u"en"_qs, u"es"_qs));
+    }
+
+    platform::ModelRoutes &routes() override { return m_routes; }
+    void install(const QString &id) override { m_store.place(id, u"1"_qs); }
+    void damage(const QString &id) override { m_store.damage(id, u"It is broken."_qs); }
+
+private:
+    void offer(const QString &id) {
+        platform::ModelDescription model;
+        model.id = id;
+        model.version = u"1"_qs;
+        m_store.offer(model);
+    }
+
+    test::CallLog m_log;
+    test::FakeMainQueue m_queue;
+    test::FakeModelStore m_store{m_log, m_queue};
+    test::FakeModelRoutes m_routes{m_store};
+};
 
 class StoreHarness : public test::ModelRoutesHarness {
 public:
@@ -64,22 +98,27 @@ private:
     std::optional<EngineRoutes> m_routes;
 };
 
-} // namespace
-
-class EngineRoutesContractTest : public test::ModelRoutesContract {
+/// What only this one is asked.
+class EngineRoutesTest : public QObject {
     Q_OBJECT
-
-    std::unique_ptr<test::ModelRoutesHarness> makeHarness() override {
-        return std::make_unique<StoreHarness>();
-    }
 
 private Q_SLOTS:
     void aChoiceHoldsOverARestart() {
-        routes().choose(russian, large);
-        static_cast<StoreHarness &>(harness()).start();
-        QCOMPARE(routes().chosen(russian), large);
+        StoreHarness harness;
+        const auto russian = ModelTask::translating(u"en"_qs, u"ru"_qs);
+        harness.routes().choose(russian, u"large"_qs);
+        harness.start();
+        QCOMPARE(harness.routes().chosen(russian), u"large"_qs);
     }
 };
 
-QTEST_GUILESS_MAIN(EngineRoutesContractTest)
-#include "EngineRoutesContractTest.moc"
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    test::ModelRoutesContract contract({{"fake", [] { return std::make_unique<FakeHarness>(); }},
+                                        {"EngineRoutes", [] { return std::make_unique<StoreHarness>(); }}});
+    EngineRoutesTest own;
+    return test::TestSuites({&contract, &own}).run(argc, argv);
+}
+#include "ModelRoutesContractTest.moc"
