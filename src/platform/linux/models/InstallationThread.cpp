@@ -93,13 +93,29 @@ void InstallationThread::breakOff(const std::function<void()> &then) {
         Qt::QueuedConnection);
 }
 
+void InstallationThread::tidyUp(const QString &id) {
+    QMetaObject::invokeMethod(
+        m_workshop,
+        [&folders = m_folders, id] {
+            try {
+                if (const auto lock = folders.lock(id))
+                    folders.removeRemains(id);
+            } catch (const ModelFault &) {
+                // It stays where it cannot be removed, and is in nobody's way.
+            }
+        },
+        Qt::QueuedConnection);
+}
+
 void InstallationThread::forget(const QString &id, const std::function<void()> &then) {
     QMetaObject::invokeMethod(
         m_workshop,
         [&folders = m_folders, id, then] {
             try {
-                if (const auto lock = folders.lock(id))
+                if (const auto lock = folders.lock(id)) {
                     folders.removeParts(id);
+                    folders.removeRemains(id);
+                }
             } catch (const ModelFault &) {
                 // What cannot be written to holds nothing that was downloaded.
             }

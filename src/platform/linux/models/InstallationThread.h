@@ -40,6 +40,10 @@ public:
     /// thread.
     void forget(const QString &id, const std::function<void()> &then);
 
+    /// Removes what a process left of the model that ended in the middle of its work, unless another installs
+    /// it.
+    void tidyUp(const QString &id);
+
 private:
     class Workshop;
 

@@ -81,7 +81,7 @@ ModelState LinuxModelStore::stateOf(const QString &id) const {
     if (m_waiting.contains(id))
         state.progress = model.progress;
     else
-        state.isPaused = found.hasParts && model.forgettingCount == 0;
+        state.isPaused = found.hasParts && model.forgettingCount == 0 && !isCurrent(id);
     if (!model.removalFault.isNull())
         state.problem = model.removalFault;
     else if (!model.installationFault.isNull() && !isCurrent(id))
@@ -404,10 +404,14 @@ void LinuxModelStore::checkEverything() {
         const auto &copies = findings(id).copies;
         for (const Copy &copy : copies)
             m_checks += copy.model;
-        // What a newer version would have removed, had the program not ended before.
+        // What would have gone, had the program not ended before.
         const Copy *newest = best(findings(id));
         if (newest && newest->model.isOwn && newest->problem.isEmpty() && copies.size() > 1)
             beginRemoval(id, newest->model.version);
+        if (isCurrent(id))
+            forget(id);
+        if (!m_ground.folders.remains(id).isEmpty())
+            installer().tidyUp(id);
     }
     startNextCheck();
 }

@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QStandardPaths>
+#include <QThread>
 #include <QUuid>
 
 #include <algorithm>
@@ -137,16 +138,17 @@ QString ModelFolders::newFolder(const QString &id, const QString &version) const
     return folderOf(id) + u"/."_qs + version + u".new"_qs;
 }
 
-std::unique_ptr<QLockFile> ModelFolders::lock(const QString &id) const {
-    if (!QDir().mkpath(folderOf(id)))
+std::unique_ptr<FolderHold> ModelFolders::lock(const QString &id) const {
+    if (!QDir().mkpath(folderOf(id)) || !QFileInfo(folderOf(id)).isWritable())
         throw ModelFault(u"The folder \"%1\" cannot be written to."_qs.arg(m_own));
-    auto lock = std::make_unique<QLockFile>(folderOf(id) + u"/.lock"_qs);
-    lock->setStaleLockTime(0); // by the death of its process alone: clocks jump
-    if (lock->tryLock())
-        return lock;
-    if (lock->error() != QLockFile::LockFailedError)
-        throw ModelFault(u"The folder \"%1\" cannot be written to."_qs.arg(m_own));
-    return nullptr;
+    // A removal holds it for a moment; an installation, for longer than is worth waiting for.
+    auto hold = FolderHold::of(folderOf(id), FolderHold::Kind::alone);
+    for (int attempt = 0; !hold && attempt < 10; ++attempt) {
+        QThread::msleep(10);
+        QDir().mkpath(folderOf(id));
+        hold = FolderHold::of(folderOf(id), FolderHold::Kind::alone);
+    }
+    return hold;
 }
 
 bool ModelFolders::publish(const QString &id, const QString &version, const Checksums &known,
@@ -179,15 +181,21 @@ bool ModelFolders::publish(const QString &id, const QString &version, const Chec
     return true;
 }
 
+/// It is away as a whole, or still there.
+void ModelFolders::removeAtOnce(const QString &id, const QString &folder) const {
+    const QString away = folderOf(id) + u"/.removed-"_qs + QUuid::createUuid().toString(QUuid::Id128);
+    rename(folder, away, RENAME_NOREPLACE);
+    syncFolder(folderOf(id));
+    removeFolder(away);
+}
+
 bool ModelFolders::remove(const InstalledModel &model) const {
     const auto hold = FolderHold::of(model.folder, FolderHold::Kind::alone);
     if (!hold)
         return !QFileInfo::exists(model.folder);
-    const QString away = folderOf(model.id) + u"/.removed-"_qs + QUuid::createUuid().toString(QUuid::Id128);
-    rename(model.folder, away, RENAME_NOREPLACE);
-    syncFolder(folderOf(model.id));
-    removeFolder(away);
-    QDir().rmdir(folderOf(model.id)); // if nothing else is in it
+    removeAtOnce(model.id, model.folder);
+    if (const auto nobodyInstalls = FolderHold::of(folderOf(model.id), FolderHold::Kind::alone))
+        QDir().rmdir(folderOf(model.id)); // if nothing else is in it
     return true;
 }
 
@@ -197,14 +205,17 @@ void ModelFolders::removeOtherParts(const QString &id, const QString &version) c
     const QDir folder(folderOf(id));
     for (const QString &name : folder.entryList({u".*.parts"_qs}, hiddenFolders)) {
         if (version.isEmpty() || folder.filePath(name) != partsFolder(id, version))
-            removeFolder(folder.filePath(name));
+            removeAtOnce(id, folder.filePath(name));
     }
 }
 
+QStringList ModelFolders::remains(const QString &id) const {
+    return QDir(folderOf(id)).entryList({u".*.new"_qs, u".removed-*"_qs}, hiddenFolders);
+}
+
 void ModelFolders::removeRemains(const QString &id) const {
-    const QDir folder(folderOf(id));
-    for (const QString &name : folder.entryList({u".*.new"_qs, u".removed-*"_qs}, hiddenFolders))
-        removeFolder(folder.filePath(name));
+    for (const QString &name : remains(id))
+        removeFolder(folderOf(id) + u'/' + name);
 }
 
 bool isNewer(const QString &version, const QString &other) {

@@ -4,7 +4,6 @@
 
 #include <QFile>
 #include <QList>
-#include <QLockFile>
 #include <QString>
 #include <QStringList>
 
@@ -43,10 +42,10 @@ private:
 ///     ROOT/ID/.VERSION.parts/         what has been downloaded of it
 ///     ROOT/ID/.VERSION.new/           what is being made of that
 ///     ROOT/ID/.removed-NUMBER/        what is being removed
-///     ROOT/ID/.lock                   of the process that installs it
 ///
-/// One root is the user's own; the others are an administrator's, and only read. Any thread; state is kept on
-/// the disk alone.
+/// Whoever installs holds ROOT/ID alone, whoever uses a version holds its folder with others. Holds go with
+/// the process, however it ends. One root is the user's own; the others are an administrator's, and only
+/// read. Any thread; state is kept on the disk alone.
 class ModelFolders {
 public:
     ModelFolders(QString own, QStringList shared) : m_own(std::move(own)), m_shared(std::move(shared)) {}
@@ -71,9 +70,9 @@ public:
     QString partsFolder(const QString &id, const QString &version) const;
     QString newFolder(const QString &id, const QString &version) const;
 
-    /// For the process that installs the model; none if another one does. Throws a ModelFault where the
-    /// folder cannot be written to.
-    std::unique_ptr<QLockFile> lock(const QString &id) const;
+    /// For the process that installs the model; none if another one does, after a tenth of a second. Throws a
+    /// ModelFault where the folder cannot be written to.
+    std::unique_ptr<FolderHold> lock(const QString &id) const;
 
     /// Writes the manifest into the new folder, with the checksums of its files as far as they are known,
     /// brings everything to the disk and lets it appear as the version, in one step: what was there under its
@@ -88,11 +87,13 @@ public:
     void removeParts(const QString &id) const;
     void removeOtherParts(const QString &id, const QString &version) const;
 
-    /// Removes what a process left that ended in the middle of its work, save what was downloaded. The lock
-    /// is held.
+    /// What a process left that ended in the middle of its work, save what was downloaded; or that one which
+    /// is still at it needs. It is removed where the lock is held.
+    QStringList remains(const QString &id) const;
     void removeRemains(const QString &id) const;
 
 private:
+    void removeAtOnce(const QString &id, const QString &folder) const;
     QStringList roots() const { return QStringList(m_own) + m_shared; }
     QString folderOf(const QString &id) const { return m_own + u'/' + id; }
 

@@ -65,7 +65,7 @@ private:
     const DownloadGround m_ground;
     const IsUnwanted m_isUnwanted;
     const Listener m_listener;
-    std::unique_ptr<QLockFile> m_lock;
+    std::unique_ptr<FolderHold> m_lock;
     std::unique_ptr<Download> m_indexDownload;
     QList<ModelFile> m_files;
     std::vector<std::unique_ptr<Download>> m_downloads; ///< as m_files, once begun

@@ -190,29 +190,9 @@ private Q_SLOTS:
         QVERIFY(m_folders->lock(u"another"_qs));
     }
 
-    void theLockOfADeadProcessHoldsNobodyUpWhateverTheClockSays_data() {
-        QTest::addColumn<qint64>("time");
-        QTest::newRow("long ago") << qint64{0};
-        QTest::newRow("in the future") << qint64{4102444800000};
-    }
-    void theLockOfADeadProcessHoldsNobodyUpWhateverTheClockSays() {
-        QFETCH(const qint64, time);
-        const QString path = m_home->filePath(u"own/m/.lock"_qs);
-        write(path, "999999999\nquillora\n" + QSysInfo::machineHostName().toUtf8() + '\n');
-        QFile lock(path);
-        QVERIFY(lock.open(QIODevice::ReadWrite));
-        QVERIFY(lock.setFileTime(QDateTime::fromMSecsSinceEpoch(time), QFileDevice::FileModificationTime));
-        lock.close();
+    void aLockGoesWithItsHolder() {
+        m_folders->lock(u"m"_qs).reset();
         QVERIFY(m_folders->lock(u"m"_qs));
-    }
-
-    void theLockOfALivingProcessHoldsWhateverTheClockSays() {
-        const auto mine = m_folders->lock(u"m"_qs);
-        QFile lock(m_home->filePath(u"own/m/.lock"_qs));
-        QVERIFY(lock.open(QIODevice::ReadWrite));
-        QVERIFY(lock.setFileTime(QDateTime::fromMSecsSinceEpoch(0), QFileDevice::FileModificationTime));
-        lock.close();
-        QVERIFY(!m_folders->lock(u"m"_qs));
     }
 
     void aFolderThatCannotBeWrittenToIsSaidSo() {
