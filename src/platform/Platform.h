@@ -3,6 +3,7 @@
 namespace quillora::platform {
 
 class Appearance;
+class FirstStart;
 class HotKeys;
 class HttpSession;
 class KeyPositions;
@@ -13,6 +14,8 @@ class LocaleServices;
 class LoginItem;
 class MainQueue;
 class Microphone;
+class ModelRoutes;
+class ModelSpace;
 class ModelStore;
 class ModelConsent;
 class Notifications;
@@ -70,6 +73,9 @@ public:
     virtual ModelConsent &modelConsent() = 0;
     virtual HttpSession &httpSession() = 0;
     virtual ModelStore &modelStore() = 0;
+    virtual ModelRoutes &modelRoutes() = 0;
+    virtual ModelSpace &modelSpace() = 0;
+    virtual FirstStart &firstStart() = 0;
 };
 
 } // namespace quillora::platform

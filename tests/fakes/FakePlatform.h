@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fakes/FakeAppearance.h"
+#include "fakes/FakeFirstStart.h"
 #include "fakes/FakeHotKeys.h"
 #include "fakes/FakeHttpSession.h"
 #include "fakes/FakeKeyPositions.h"
@@ -13,6 +14,7 @@
 #include "fakes/FakeMicrophone.h"
 #include "fakes/FakeModelConsent.h"
 #include "fakes/FakeModelRoutes.h"
+#include "fakes/FakeModelSpace.h"
 #include "fakes/FakeModelStore.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/FakeOwnWindows.h"
@@ -49,6 +51,8 @@ public:
     FakeHttpSession http{log, queue};
     FakeModelStore models{log, queue};
     FakeModelRoutes routes{models};
+    FakeModelSpace space;
+    FakeFirstStart firstStartFake;
     FakeKeyPositions positions;
     FakeAppearance appearanceFake;
     FakeNotifications notificationsFake{log};
@@ -72,7 +76,9 @@ public:
     platform::ModelConsent &modelConsent() override { return consent; }
     platform::HttpSession &httpSession() override { return http; }
     platform::ModelStore &modelStore() override { return models; }
-    platform::ModelRoutes &modelRoutes() { return routes; }
+    platform::ModelRoutes &modelRoutes() override { return routes; }
+    platform::ModelSpace &modelSpace() override { return space; }
+    platform::FirstStart &firstStart() override { return firstStartFake; }
     platform::KeyPositions &keyPositions() override { return positions; }
     platform::Appearance &appearance() override { return appearanceFake; }
     platform::Notifications &notifications() override { return notificationsFake; }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "fakes/FakeModelSpace.h"
 #include "models/ModelShelf.h"
 #include "ui/ModelsWindow.h"
 
@@ -20,7 +19,7 @@ public:
         prepare(platform);
         models = std::make_unique<Models>(platform.models, platform.routes, platform.consent);
         window = std::make_unique<ModelsWindow>(
-            *models, space,
+            *models, platform.space,
             ModelsWindow::Languages{LanguageCatalog::spokenOptions(), LanguageCatalog::targets()});
         platform.run();
     }
@@ -47,7 +46,6 @@ public:
     }
 
     FakePlatform platform;
-    FakeModelSpace space;
     std::unique_ptr<Models> models;
     std::unique_ptr<ModelsWindow> window;
 };

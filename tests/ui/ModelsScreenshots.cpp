@@ -134,7 +134,7 @@ private:
             store.place(u"kroko-de"_qs, u"1"_qs);
             store.place(u"de-en-tiny"_qs, u"1"_qs);
             store.place(u"vosk-ru"_qs, u"1"_qs, {}, FakeModelStore::Owner::administrator);
-            harness.space.usedBytes = 87'000'000;
+            harness.platform.space.usedBytes = 87'000'000;
         } else if (state == u"translation"_qs || state == u"choices"_qs) {
             harness.window->select(u"de-DE"_qs, u"fr"_qs);
             harness.find<SegmentBar>(u"kinds"_qs).setCurrentIndex(1);

@@ -325,7 +325,7 @@ private Q_SLOTS:
     void theRoomIsSaidAndFollowsWhatIsInstalled() {
         ModelsHarness harness;
         QCOMPARE(label(harness, "spaceText"), u"You have no models of your own. 12 GB are free."_qs);
-        harness.space.usedBytes = 71'000'000;
+        harness.platform.space.usedBytes = 71'000'000;
         harness.platform.models.place(kroko, u"1"_qs);
         harness.platform.run();
         QCOMPARE(label(harness, "spaceText"), u"Your models take 71 MB. 12 GB are free."_qs);

@@ -9,11 +9,14 @@
 #include "platform/linux/keyring/SecretServiceAvailability.h"
 #include "platform/linux/keyring/SecretServiceKeychain.h"
 #include "platform/linux/locale/IcuLocaleServices.h"
+#include "platform/linux/models/DiskModelSpace.h"
 #include "platform/linux/models/LinuxModelStore.h"
 #include "platform/linux/notifications/DesktopNotifications.h"
 #include "platform/linux/recognition/PocketSphinxRecognizers.h"
+#include "platform/linux/routing/EngineRoutes.h"
 #include "platform/linux/routing/RememberedConsent.h"
 #include "platform/linux/settings/SettingsUserDefaults.h"
+#include "platform/linux/settings/StateFirstStart.h"
 #include "platform/linux/sound/DesktopSpeechPermissions.h"
 #include "platform/linux/sound/PulseMicrophone.h"
 #include "platform/linux/translation/OnDeviceTranslators.h"
@@ -63,7 +66,11 @@ struct LinuxPlatform::Facilities {
     RememberedConsent modelConsent{mainQueue, RememberedConsent::standardFile()};
     std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
     QtHttpSession httpSession{mainQueue};
-    std::optional<LinuxModelStore> modelStore; ///< once it is asked for
+    std::optional<LinuxModelStore> modelStore;   ///< once it is asked for
+    std::optional<EngineRoutes> modelRoutes;     ///< likewise
+    ApertiumEngine systemTranslation{mainQueue}; ///< is only asked which pairs there are
+    DiskModelSpace modelSpace{ModelFolders::standard().own()};
+    StateFirstStart firstStart{StateFirstStart::standardFile()};
 
     std::unique_ptr<DesktopSession> session = openDesktopSession([this] { end.endForLoss(); });
 
@@ -103,5 +110,30 @@ ModelStore &LinuxPlatform::modelStore() {
     auto &store = m_facilities->modelStore;
     return store ? *store : store.emplace(m_facilities->mainQueue, modelEngines());
 }
+
+ModelRoutes &LinuxPlatform::modelRoutes() {
+    auto &routes = m_facilities->modelRoutes;
+    if (routes)
+        return *routes;
+    return routes.emplace(
+        modelStore(), modelEngines(), [this](const ModelTask &task) { return comesWithSystem(task); },
+        Computer::thisOne(), EngineRoutes::standardFile());
+}
+
+bool LinuxPlatform::comesWithSystem(const ModelTask &task) {
+    switch (task.kind) {
+    case ModelKind::speech:
+        return speechRecognizers().supportedLocales().contains(task.languages.value(0));
+    case ModelKind::translation:
+        return m_facilities->systemTranslation.session(task.languages.value(0), task.languages.value(1)) !=
+               nullptr;
+    case ModelKind::voiceActivity:
+        return false;
+    }
+    Q_UNREACHABLE();
+}
+
+ModelSpace &LinuxPlatform::modelSpace() { return m_facilities->modelSpace; }
+FirstStart &LinuxPlatform::firstStart() { return m_facilities->firstStart; }
 
 } // namespace quillora::platform

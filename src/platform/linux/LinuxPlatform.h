@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ModelRoutes.h"
 #include "platform/Platform.h"
 
 #include <memory>
@@ -39,8 +40,13 @@ public:
     ModelConsent &modelConsent() override;
     HttpSession &httpSession() override;
     ModelStore &modelStore() override;
+    ModelRoutes &modelRoutes() override;
+    ModelSpace &modelSpace() override;
+    FirstStart &firstStart() override;
 
 private:
+    bool comesWithSystem(const ModelTask &task);
+
     struct Facilities;
     std::unique_ptr<Facilities> m_facilities;
 };

@@ -1,0 +1,24 @@
+#include "platform/linux/settings/StateFirstStart.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace quillora::platform {
+
+QString StateFirstStart::standardFile() {
+    const QString state = qEnvironmentVariable("XDG_STATE_HOME");
+    const bool isGiven = QDir::isAbsolutePath(state); // another one counts as none, says the standard
+    return (isGiven ? state : QDir::homePath() + u"/.local/state"_qs) + u"/Quillora/first-start-is-over"_qs;
+}
+
+StateFirstStart::StateFirstStart(const QString &path) : m_path(path), m_isOver(QFile::exists(path)) {}
+
+void StateFirstStart::end() {
+    m_isOver = true;
+    QDir().mkpath(QFileInfo(m_path).path());
+    QFile file(m_path);
+    file.open(QIODevice::WriteOnly); // where nothing can be written it is the first start once more
+}
+
+} // namespace quillora::platform
