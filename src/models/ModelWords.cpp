@@ -164,6 +164,21 @@ QString ModelWords::state(const ModelState &state, const QString &offeredVersion
     return presence(state, offeredVersion);
 }
 
+QString ModelWords::standing(const ModelNeed &need) {
+    const QString way = need.isByWayOfEnglish ? u", by way of English"_qs : QString();
+    switch (need.standing) {
+    case ModelNeed::Standing::ready:
+        return u"Ready"_qs + way;
+    case ModelNeed::Standing::missing:
+        return size(need.size) + way;
+    case ModelNeed::Standing::arriving:
+        return (need.percent ? u"On its way, %1 %"_qs.arg(*need.percent) : u"On its way"_qs) + way;
+    case ModelNeed::Standing::unserved:
+        return u"There is no model for this"_qs;
+    }
+    Q_UNREACHABLE();
+}
+
 QString ModelWords::space(qint64 used, std::optional<qint64> free) {
     const QString taken =
         used > 0 ? u"Your models take %1."_qs.arg(bytes(used)) : u"You have no models of your own."_qs;

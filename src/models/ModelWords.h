@@ -34,6 +34,9 @@ public:
     /// What there is of it, or how far it is, as in "Downloading: 6 of 14 MB, 10 seconds left".
     static QString state(const platform::ModelState &state, const QString &offeredVersion);
 
+    /// How things stand with a wish, as in "14 MB, by way of English" for what is missing.
+    static QString standing(const ModelNeed &need);
+
     /// As in "Your models take 90 MB. 12 GB are free."
     static QString space(qint64 used, std::optional<qint64> free);
 };

@@ -9,7 +9,6 @@
 #include "ui/PanelAppearance.h"
 #include "ui/PanelButton.h"
 #include "ui/PanelPalette.h"
-#include "ui/Picker.h"
 #include "ui/StatusLabel.h"
 #include "ui/SymbolView.h"
 #include "ui/TextPane.h"
@@ -431,6 +430,13 @@ void ContentView::redrawLanguages() {
     const auto target = m_controller.selectedTarget();
     m_footerText->setPlainText(source.flag + u' ' + source.name + u" -> "_qs + target.flag + u' ' +
                                target.name);
+}
+
+void ContentView::setLanguageMarks(const QHash<QString, Picker::Mark> &sources,
+                                   const QHash<QString, Picker::Mark> &targets) {
+    m_sourcePicker->setMarks(sources);
+    m_targetPicker->setMarks(targets);
+    shareWidthAmongLanguages();
 }
 
 /// Each picker has half of the width, or what it needs more as far as the other can spare it.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "hotkey/KeyRepeats.h"
+#include "ui/Picker.h"
 
 #include <QList>
 #include <QWidget>
@@ -16,7 +17,6 @@ class AppController;
 class HotKeyRecorderView;
 class LimitedLabel;
 class PanelButton;
-class Picker;
 class StatusLabel;
 class SymbolView;
 class TextPane;
@@ -31,6 +31,10 @@ class ContentView : public QWidget {
 public:
     /// `controller` outlives the panel.
     explicit ContentView(AppController &controller, QWidget *parent = nullptr);
+
+    /// Marks languages that take something to be dictated, or translated to; no others.
+    void setLanguageMarks(const QHash<QString, Picker::Mark> &sources,
+                          const QHash<QString, Picker::Mark> &targets);
 
 Q_SIGNALS:
     /// The user wants the panel out of the way.

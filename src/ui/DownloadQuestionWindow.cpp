@@ -53,12 +53,18 @@ DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform
     connect(m_download, &PanelButton::clicked, this, [this] { answer(DownloadAnswer::download); });
     connect(notNow, &PanelButton::clicked, this, &QWidget::close);
 
+    auto *models = new PanelButton(PanelButton::Look::bordered);
+    models->setObjectName(u"modelsButton"_qs);
+    models->setText(u"Models…"_qs);
+    connect(models, &PanelButton::clicked, this, &DownloadQuestionWindow::modelsWanted);
+
     auto *message = new QHBoxLayout;
     message->setSpacing(spacing);
     message->addWidget(symbol, 0, Qt::AlignTop);
     message->addWidget(text, 1);
     auto *buttons = new QHBoxLayout;
     buttons->setSpacing(buttonSpacing);
+    buttons->addWidget(models);
     buttons->addStretch(1);
     buttons->addWidget(notNow);
     buttons->addWidget(m_download);

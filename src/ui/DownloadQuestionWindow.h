@@ -20,6 +20,10 @@ public:
                            QWidget *parent = nullptr);
     ~DownloadQuestionWindow() override;
 
+Q_SIGNALS:
+    /// The user wants to choose among models before.
+    void modelsWanted();
+
 protected:
     void closeEvent(QCloseEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;

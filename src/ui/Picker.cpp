@@ -2,6 +2,7 @@
 
 #include "ui/FieldFrame.h"
 #include "ui/PanelPalette.h"
+#include "ui/SymbolIcon.h"
 
 #include <QAbstractItemView>
 #include <QApplication>
@@ -28,6 +29,8 @@ constexpr int nameRole = Qt::UserRole + 1;
 constexpr int margin = 10;
 constexpr int chevronWidth = 8;
 constexpr int chevronGap = 6;
+constexpr int markSize = 14;
+constexpr int markGap = 6;
 
 /// Whoever types looks for a name: nobody types a flag.
 class OptionsModel : public QStandardItemModel {
@@ -94,7 +97,51 @@ void Picker::select(const QString &id) {
         return;
     const QSignalBlocker blocker(this);
     setCurrentIndex(findData(id, idRole));
+    setAccessibleDescription(currentMark().help);
     update();
+}
+
+void Picker::setMarks(const QHash<QString, Mark> &marks) {
+    if (m_marks == marks)
+        return;
+    m_marks = marks;
+    showMarks();
+}
+
+/// In the list they stand in a column of their own, which is not there while nothing is marked.
+void Picker::showMarks() {
+    const QColor color = palette().color(QPalette::PlaceholderText);
+    QPixmap nothing(markSize, markSize);
+    nothing.fill(Qt::transparent);
+    for (int row = 0; row < count(); ++row) {
+        const Mark mark = m_marks.value(itemData(row, idRole).toString());
+        const QIcon icon = mark.symbol.isEmpty() ? QIcon(nothing) : SymbolIcon::icon(mark.symbol, color);
+        setItemData(row, m_marks.isEmpty() ? QVariant() : icon, Qt::DecorationRole);
+        setItemData(row, mark.help, Qt::ToolTipRole);
+        setItemData(row, mark.help, Qt::AccessibleDescriptionRole);
+    }
+    setIconSize({markSize, markSize});
+    setAccessibleDescription(currentMark().help);
+    update();
+}
+
+Picker::Mark Picker::currentMark() const { return m_marks.value(currentData(idRole).toString()); }
+
+int Picker::markWidth() const {
+    const Mark mark = currentMark();
+    if (!mark.progress.isEmpty())
+        return markGap + fontMetrics().horizontalAdvance(mark.progress);
+    return mark.symbol.isEmpty() ? 0 : markGap + markSize;
+}
+
+/// What the picker itself does not show: a name that is cut, what the mark means.
+QString Picker::help() const {
+    QStringList lines;
+    if (width() < fullWidth())
+        lines += currentText();
+    if (const QString mark = currentMark().help; !mark.isEmpty())
+        lines += mark;
+    return lines.join(u'\n');
 }
 
 /// The toolkit would choose, at each press, what an arrow key or a letter leads to.
@@ -158,19 +205,24 @@ QSize Picker::minimumSizeHint() const { return {60, sizeHint().height()}; }
 
 int Picker::fullWidth() const {
     const qreal text = QFontMetricsF(font(), this).horizontalAdvance(currentText());
-    return static_cast<int>(std::ceil(text)) + chevronGap + chevronWidth + 2 * margin;
+    return static_cast<int>(std::ceil(text)) + markWidth() + chevronGap + chevronWidth + 2 * margin;
 }
 
 /// Scrolling over a picker is no choice.
 void Picker::wheelEvent(QWheelEvent *event) { event->ignore(); }
 
 bool Picker::event(QEvent *event) {
-    const bool asksForHelp = event->type() == QEvent::ToolTip;
-    if (!asksForHelp || width() >= fullWidth())
+    if (event->type() != QEvent::ToolTip || help().isEmpty())
         return QComboBox::event(event);
     QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
-                       Qt::convertFromPlainText(currentText(), Qt::WhiteSpaceNormal), this);
+                       Qt::convertFromPlainText(help(), Qt::WhiteSpaceNormal), this);
     return true;
+}
+
+void Picker::changeEvent(QEvent *event) {
+    QComboBox::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange && !m_marks.isEmpty())
+        showMarks();
 }
 
 QRect Picker::contentRect() const { return rect().adjusted(margin, 0, -margin, 0); }
@@ -178,7 +230,31 @@ QRect Picker::contentRect() const { return rect().adjusted(margin, 0, -margin, 0
 QRect Picker::textRect() const {
     const QRect content = contentRect();
     return QStyle::alignedRect(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter,
-                               {content.width() - chevronWidth - chevronGap, height()}, content);
+                               {content.width() - markWidth() - chevronWidth - chevronGap, height()},
+                               content);
+}
+
+/// Between the name and the chevron.
+QRect Picker::markRect() const {
+    const QRect content = contentRect();
+    const int width = std::max(0, markWidth() - markGap);
+    const int end = chevronWidth + chevronGap;
+    const bool isLeftToRight = layoutDirection() == Qt::LeftToRight;
+    const int left = isLeftToRight ? content.right() + 1 - end - width : content.left() + end;
+    return {left, 0, width, height()};
+}
+
+void Picker::paintMark(QPainter &painter) const {
+    const Mark mark = currentMark();
+    const QColor color = palette().color(QPalette::PlaceholderText);
+    if (!mark.progress.isEmpty()) {
+        painter.setPen(color);
+        painter.drawText(markRect(), Qt::AlignCenter | Qt::TextSingleLine, mark.progress);
+    } else if (!mark.symbol.isEmpty()) {
+        const QRect symbol =
+            QStyle::alignedRect(layoutDirection(), Qt::AlignCenter, {markSize, markSize}, markRect());
+        SymbolIcon::paint(painter, mark.symbol, symbol, color);
+    }
 }
 
 void Picker::paintEvent(QPaintEvent *) {
@@ -203,6 +279,7 @@ void Picker::paintEvent(QPaintEvent *) {
                      static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft)) |
                          Qt::AlignVCenter | Qt::TextSingleLine,
                      fontMetrics().elidedText(currentText(), Qt::ElideRight, textRect().width()));
+    paintMark(painter);
     painter.setPen(
         QPen(colors.color(QPalette::PlaceholderText), 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     painter.drawPolyline(

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QComboBox>
+#include <QHash>
 #include <QList>
 
 #include <optional>
@@ -19,11 +20,23 @@ public:
         QString name;
     };
 
+    /// Something to know about an option, beside its name.
+    struct Mark {
+        QString symbol;   ///< empty for none
+        QString progress; ///< such as "42 %", in the place of the symbol where the option is chosen
+        QString help;     ///< the tool tip, and what assistive technology says of it
+
+        bool operator==(const Mark &) const = default;
+    };
+
     /// `title` is the accessible name.
     Picker(const QString &title, const QList<Option> &options, QWidget *parent = nullptr);
 
     /// Chooses without `picked`; nothing is chosen if there is no such option.
     void select(const QString &id);
+
+    /// Marks the options of these identifiers, and no others.
+    void setMarks(const QHash<QString, Mark> &marks);
 
     bool eventFilter(QObject *watched, QEvent *event) override;
     void showPopup() override;
@@ -38,6 +51,7 @@ Q_SIGNALS:
     void picked(const QString &id);
 
 protected:
+    void changeEvent(QEvent *event) override;
     bool event(QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
@@ -47,8 +61,17 @@ private:
     bool continuesName(const QKeyEvent &key) const;
     void choose(int row);
 
+    Mark currentMark() const;
+    void showMarks();
+    int markWidth() const;
+    QString help() const;
+
     QRect contentRect() const;
     QRect textRect() const;
+    QRect markRect() const;
+    void paintMark(QPainter &painter) const;
+
+    QHash<QString, Mark> m_marks;
 
     std::optional<quint64> m_typedAt; ///< when the last letter of a name was typed into the list
 };

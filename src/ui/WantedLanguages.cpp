@@ -31,21 +31,6 @@ QList<Picker::Option> rows(const QList<Option> &options) {
     return rows;
 }
 
-QString standingInWords(const ModelNeed &need) {
-    const QString way = need.isByWayOfEnglish ? u", by way of English"_qs : QString();
-    switch (need.standing) {
-    case Standing::ready:
-        return u"Ready"_qs + way;
-    case Standing::missing:
-        return ModelWords::size(need.size) + way;
-    case Standing::arriving:
-        return (need.percent ? u"On its way, %1 %"_qs.arg(*need.percent) : u"On its way"_qs) + way;
-    case Standing::unserved:
-        return u"There is no model for this"_qs;
-    }
-    Q_UNREACHABLE();
-}
-
 QString summary(const ModelNeed &need, bool isNothingWanted) {
     if (isNothingWanted)
         return {};
@@ -171,7 +156,7 @@ void WantedLanguages::refreshPart(Part &part) {
     const bool isDecided = need.standing != Standing::missing;
     part.box->setEnabled(!isDecided);
     part.box->setChecked(isDecided ? need.standing != Standing::unserved : part.isWanted);
-    const QString standing = standingInWords(need);
+    const QString standing = ModelWords::standing(need);
     part.standing->setPlainText(standing);
     part.standing->setMinimumWidth(part.standing->sizeHint().width());
     part.box->setAccessibleName(part.name);

@@ -1,0 +1,55 @@
+#include "ui/DownloadQuestionText.h"
+
+#include "models/ModelWords.h"
+
+namespace quillora {
+
+using platform::ModelKind;
+using platform::ModelTask;
+
+namespace {
+
+QString nameOf(const QString &language) {
+    const auto option = LanguageCatalog::targetOption(language, LanguageCatalog::targets());
+    return option ? option->name : language;
+}
+
+QString doing(const ModelTask &task, const QList<SpokenLanguageOption> &spoken) {
+    const QString first = task.languages.value(0);
+    if (task.kind == ModelKind::translation)
+        return u"translating %1 to %2"_qs.arg(nameOf(first), nameOf(task.languages.value(1)));
+    const auto option = LanguageCatalog::spokenOption(first, spoken);
+    return u"dictating in "_qs + (option ? option->name : first);
+}
+
+/// Those that are known, and that one is not.
+QString publishers(const QStringList &ids, const Models &models) {
+    QStringList names;
+    for (const QString &id : ids) {
+        const QString publisher = models.description(id).publisher;
+        const QString name = publisher.isEmpty() ? u"a publisher that is not stated"_qs : publisher;
+        if (!names.contains(name))
+            names += name;
+    }
+    return names.join(u" and "_qs);
+}
+
+QString amount(const DownloadSize &size) {
+    QString words = ModelWords::size(size);
+    if (!size.isWhole && size.bytes == 0)
+        return u"Its size is not stated. It comes"_qs;
+    words[0] = words.at(0).toUpper();
+    return words;
+}
+
+} // namespace
+
+QString downloadQuestionText(const platform::DownloadQuestion &question, const Models &models,
+                             const QList<SpokenLanguageOption> &spoken) {
+    const QString way = models.need(question.task).isByWayOfEnglish ? u", by way of English,"_qs : QString();
+    return u"Download what %1%2 takes? %3 from %4, kept on this computer."_qs.arg(
+        doing(question.task, spoken), way, amount(models.downloadSize(question.models)),
+        publishers(question.models, models));
+}
+
+} // namespace quillora
