@@ -94,6 +94,7 @@ void AppDelegate::makeMenu() {
     m_menu = std::make_unique<QMenu>();
     m_menu->addAction(u"Show Quillora"_qs, this, &AppDelegate::showPopover);
     m_dictationAction = m_menu->addAction(QString(), this, &AppDelegate::toggleDictation);
+    m_menu->addAction(u"Models…"_qs, this, [this] { m_modelsDesk->showWindow(); });
     m_hotKeyAction = m_menu->addAction(u"Register the hotkey again"_qs, this,
                                        [this] { m_controller->setRecordedHotKey(m_controller->hotKey()); });
     m_hotKeyAction->setVisible(false);
@@ -145,6 +146,7 @@ void AppDelegate::makePopover() {
     connect(content, &ContentView::quitRequested, this, &AppDelegate::quit);
     connect(m_popover.get(), &Popover::closed, this, &AppDelegate::handlePopoverClosed);
     refreshPopoverWindow();
+    m_modelsDesk = std::make_unique<ModelsDesk>(*m_controller, *m_popover, *content);
 }
 
 void AppDelegate::handlePopoverClosed() {
@@ -171,6 +173,7 @@ void AppDelegate::showPopover() {
         m_popover->showAttached(m_statusItem->anchor());
     else
         m_popover->showAsWindow();
+    m_modelsDesk->notePanelOpened();
 }
 
 void AppDelegate::showState() {
@@ -193,7 +196,7 @@ void AppDelegate::refreshPopoverWindow() {
 
 /// A grabbed key takes the focus away for as long as it is down, while the panel stays the active window.
 bool AppDelegate::popoverStaysOpen() const {
-    if (m_controller->isRecordingHotKey())
+    if (m_controller->isRecordingHotKey() || m_modelsDesk->isInFront())
         return true;
     const auto &workspace = Platform::current().workspace();
     const auto frontmost = workspace.frontmostApplication();
@@ -363,6 +366,8 @@ void AppDelegate::quit() {
         m_controller->prepareToEnd();
     if (m_popover)
         m_popover->performClose();
+    if (m_modelsDesk)
+        m_modelsDesk->close();
     const auto isDone = [this] { return !m_controller || !m_controller->hasPendingPasteboardRestore(); };
     const auto end = [] { QCoreApplication::exit(); };
     if (isDone()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ModelsDesk.h"
 #include "app/Popover.h"
 #include "app/StatusIconSet.h"
 #include "controller/AppController.h"
@@ -54,6 +55,7 @@ public:
     AppController *controller() const { return m_controller.get(); }
     Popover *popover() const { return m_popover.get(); }
     platform::StatusItem *statusItem() const { return m_statusItem.get(); }
+    ModelsDesk *modelsDesk() const { return m_modelsDesk.get(); }
     /// What the status item and the panel offer on a secondary click.
     QMenu *menu() const { return m_menu.get(); }
     /// The last hotkey that was registered successfully.
@@ -100,6 +102,7 @@ private:
     QAction *m_loginAction = nullptr;     ///< the menu's
     std::unique_ptr<platform::StatusItem> m_statusItem;
     std::unique_ptr<Popover> m_popover;
+    std::unique_ptr<ModelsDesk> m_modelsDesk;
     std::unique_ptr<TranslationHostView>
         m_translationWindow; ///< what hosts on-device translation; it needs no window here
     std::unique_ptr<HotKeyManager> m_hotKeyManager;

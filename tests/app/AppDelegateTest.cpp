@@ -780,8 +780,8 @@ private Q_SLOTS:
     void theIconAndThePanelOfferTheSameMenu() {
         launch();
         QCOMPARE(statusItem().menu, m_delegate->menu());
-        QCOMPARE(menuTexts(), (QStringList{u"Show Quillora"_qs, u"Start dictation"_qs, QString(),
-                                           u"Start at login"_qs, QString(), u"Quit"_qs}));
+        QCOMPARE(menuTexts(), (QStringList{u"Show Quillora"_qs, u"Start dictation"_qs, u"Models…"_qs,
+                                           QString(), u"Start at login"_qs, QString(), u"Quit"_qs}));
         Q_EMIT m_delegate->popover()->customContextMenuRequested({10, 10});
         QVERIFY(m_delegate->menu()->isVisible());
         m_delegate->menu()->hide();

@@ -1,0 +1,190 @@
+#include "app/ModelsDesk.h"
+
+#include "platform/FirstStart.h"
+#include "platform/MainQueue.h"
+#include "platform/OwnWindows.h"
+#include "platform/Platform.h"
+#include "ui/DownloadQuestionText.h"
+#include "ui/ModelMark.h"
+
+#include <QApplication>
+#include <QScreen>
+#include <QWindow>
+
+#include <algorithm>
+#include <utility>
+
+namespace quillora {
+
+using platform::ModelTask;
+using platform::Platform;
+
+namespace {
+
+/// Between the panel and the window beside it, in pixels.
+constexpr int gap = 12;
+
+void bringToFront(QWidget &window) {
+    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    window.show();
+    window.raise();
+    window.activateWindow();
+}
+
+} // namespace
+
+ModelsDesk::ModelsDesk(AppController &controller, Popover &popover, ContentView &panel)
+    : m_controller(controller), m_popover(popover), m_panel(panel),
+      m_models(Platform::current().modelStore(), Platform::current().modelRoutes(),
+               Platform::current().modelConsent()) {
+    Platform::current().modelConsent().setPresenter(
+        [self = QPointer<ModelsDesk>(this)](const auto &question, const auto &reply) {
+            if (self)
+                self->present(question, reply);
+        });
+    const auto onChange = [this](auto changed, Choice choice) {
+        connect(&m_controller, changed, this, [this, choice] { noteChoice(choice); });
+        connect(&m_controller, changed, this, &ModelsDesk::scheduleMarks);
+    };
+    onChange(&AppController::sourceLocaleIdentifierChanged, Choice::spokenLanguage);
+    onChange(&AppController::targetLanguageIdentifierChanged, Choice::pair);
+    onChange(&AppController::translationEngineIdentifierChanged, Choice::pair);
+    connect(&m_models, &Models::changed, this, &ModelsDesk::scheduleMarks);
+    connect(&m_models, &Models::chosen, this, &ModelsDesk::scheduleMarks);
+    showMarks();
+}
+
+ModelsDesk::~ModelsDesk() {
+    Platform::current().modelConsent().setPresenter({});
+    delete m_question;
+}
+
+void ModelsDesk::makeWindow() {
+    if (m_window)
+        return;
+    m_window = std::make_unique<ModelsWindow>(
+        m_models, Platform::current().modelSpace(),
+        ModelsWindow::Languages{m_controller.spokenLanguageOptions(), m_controller.targetLanguageOptions()});
+    m_window->resize(m_window->sizeHint());
+}
+
+void ModelsDesk::showWindow() {
+    makeWindow();
+    if (!m_window->isVisible())
+        m_window->select(m_controller.selectedSource().id, m_controller.selectedTarget().id);
+    bringToFront(*m_window);
+}
+
+void ModelsDesk::notePanelOpened() {
+    auto &firstStart = Platform::current().firstStart();
+    if (firstStart.isOver() || m_models.store().models().isEmpty())
+        return;
+    firstStart.end();
+    makeWindow();
+    placeBesidePanel();
+    showWindow();
+}
+
+/// Elsewhere the panel, which stays in front, might hide a part of it.
+void ModelsDesk::placeBesidePanel() {
+    if (!Platform::current().ownWindows().canPlace())
+        return;
+    const QRect panel = m_popover.frameGeometry();
+    const QRect room = m_popover.screen()->availableGeometry();
+    const QSize size = m_window->size();
+    const int before = panel.left() - gap - size.width();
+    const int behind = panel.right() + 1 + gap;
+    const int left = before >= room.left() ? before : behind;
+    if (left + size.width() > room.right() + 1)
+        return;
+    const int lowest = std::max(room.top(), room.bottom() + 1 - size.height());
+    m_window->move(left, std::clamp(panel.top(), room.top(), lowest));
+}
+
+void ModelsDesk::present(const platform::DownloadQuestion &question,
+                         const platform::ModelConsent::Reply &reply) {
+    const QString text = downloadQuestionText(question, m_models, m_controller.spokenLanguageOptions());
+    m_question = new DownloadQuestionWindow(text, reply);
+    m_question->setAttribute(Qt::WA_DeleteOnClose);
+    connect(m_question, &DownloadQuestionWindow::modelsWanted, this, &ModelsDesk::showWindow);
+    m_question->adjustSize();
+    if (m_popover.isShown()) {
+        m_question->winId();
+        m_question->windowHandle()->setTransientParent(m_popover.windowHandle());
+        if (Platform::current().ownWindows().canPlace())
+            m_question->move(m_popover.frameGeometry().center() - m_question->rect().center());
+    }
+    bringToFront(*m_question);
+}
+
+bool ModelsDesk::isInFront() const {
+    const QWidget *active = QApplication::activeWindow();
+    return active && (active == m_window.get() || active == m_question);
+}
+
+void ModelsDesk::close() {
+    if (m_window)
+        m_window->close();
+    if (m_question)
+        m_question->close();
+}
+
+/// Swapping the languages chooses both: what is asked for is what has become of it.
+void ModelsDesk::noteChoice(Choice choice) {
+    const bool isScheduled = m_isPairChosen;
+    m_isPairChosen = true;
+    m_isSpokenLanguageChosen |= choice == Choice::spokenLanguage;
+    if (isScheduled)
+        return;
+    Platform::current().mainQueue().async([self = QPointer<ModelsDesk>(this)] {
+        if (self)
+            self->requestChosen();
+    });
+}
+
+void ModelsDesk::requestChosen() {
+    m_isPairChosen = false;
+    if (std::exchange(m_isSpokenLanguageChosen, false))
+        m_models.request(ModelTask::hearing(m_controller.selectedSource().id));
+    if (const auto task = translationTask(m_controller.selectedTarget().id))
+        m_models.request(*task);
+}
+
+/// None where nothing is translated on this computer.
+std::optional<ModelTask> ModelsDesk::translationTask(const QString &target) const {
+    const QString source = m_controller.selectedSource().translationLanguageIdentifier;
+    const bool isHere = m_controller.selectedTranslationEngine() == TranslationEngine::appleLocal;
+    if (!isHere || source == target)
+        return {};
+    return ModelTask::translating(source, target);
+}
+
+/// Changes come in swarms: a download tells of itself many times a second.
+void ModelsDesk::scheduleMarks() {
+    if (std::exchange(m_areMarksScheduled, true))
+        return;
+    Platform::current().mainQueue().async([self = QPointer<ModelsDesk>(this)] {
+        if (!self)
+            return;
+        self->m_areMarksScheduled = false;
+        self->showMarks();
+    });
+}
+
+void ModelsDesk::showMarks() {
+    QHash<QString, Picker::Mark> sources;
+    for (const auto &option : m_controller.spokenLanguageOptions()) {
+        if (const auto mark = modelMark(m_models.need(ModelTask::hearing(option.id))))
+            sources[option.id] = *mark;
+    }
+    QHash<QString, Picker::Mark> targets;
+    for (const auto &option : m_controller.targetLanguageOptions()) {
+        const auto task = translationTask(option.id);
+        const auto mark = task ? modelMark(m_models.need(*task)) : std::nullopt;
+        if (mark)
+            targets[option.id] = *mark;
+    }
+    m_panel.setLanguageMarks(sources, targets);
+}
+
+} // namespace quillora

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "app/Popover.h"
+#include "controller/AppController.h"
+#include "models/Models.h"
+#include "ui/ContentView.h"
+#include "ui/DownloadQuestionWindow.h"
+#include "ui/ModelsWindow.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <memory>
+
+namespace quillora {
+
+/// Where models meet the panel: asks before downloads, opens the window for models, gets what the chosen
+/// languages take, and marks those that take something.
+class ModelsDesk : public QObject {
+    Q_OBJECT
+
+public:
+    /// All of them outlive it.
+    ModelsDesk(AppController &controller, Popover &popover, ContentView &panel);
+    /// What is still being asked is not now.
+    ~ModelsDesk() override;
+
+    /// Opens the window for models with the languages of the panel, or brings it to the front.
+    void showWindow();
+
+    /// The panel has opened. For the first time ever the window for models opens beside it.
+    void notePanelOpened();
+
+    /// Whether the user is at one of its windows.
+    bool isInFront() const;
+
+    void close();
+
+    ModelsWindow *window() const { return m_window.get(); }
+    DownloadQuestionWindow *question() const { return m_question; }
+
+private:
+    void makeWindow();
+    void placeBesidePanel();
+    void present(const platform::DownloadQuestion &question, const platform::ModelConsent::Reply &reply);
+
+    enum class Choice { spokenLanguage, pair };
+    void noteChoice(Choice choice);
+    void requestChosen();
+    std::optional<platform::ModelTask> translationTask(const QString &target) const;
+
+    void scheduleMarks();
+    void showMarks();
+
+    AppController &m_controller;
+    Popover &m_popover;
+    ContentView &m_panel;
+    Models m_models;
+    std::unique_ptr<ModelsWindow> m_window;      ///< once it was opened
+    QPointer<DownloadQuestionWindow> m_question; ///< while one is asked; it deletes itself
+    bool m_isSpokenLanguageChosen = false;       ///< and not asked for yet
+    bool m_isPairChosen = false;                 ///< likewise
+    bool m_areMarksScheduled = false;
+};
+
+} // namespace quillora

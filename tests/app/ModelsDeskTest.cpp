@@ -1,0 +1,369 @@
+#include "app/AppDelegate.h"
+#include "models/ModelShelf.h"
+#include "ui/LimitedLabel.h"
+#include "ui/PanelButton.h"
+#include "ui/Picker.h"
+
+#include <QAccessible>
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
+#include <QTest>
+
+using namespace quillora;
+using namespace quillora::test;
+using namespace std::chrono_literals;
+using platform::ModelTask;
+
+namespace {
+
+const ModelTask englishToRussian = ModelTask::translating(u"en"_qs, u"ru"_qs);
+const QString tiny = u"en-ru-tiny"_qs;
+
+} // namespace
+
+/// Models, from the panel's side: the first start, what is asked, and what is marked.
+class ModelsDeskTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QApplication::setQuitOnLastWindowClosed(false);
+        m_platform = std::make_unique<FakePlatform>();
+        m_platform->speech.locales = QStringList{u"en-US"_qs, u"de-DE"_qs, u"fr-FR"_qs, u"kk-KZ"_qs};
+        fillShelf(*m_platform);
+        m_platform->routes.comesWithSystem(ModelTask::hearing(u"en-US"_qs));
+        m_delegate = std::make_unique<AppDelegate>();
+    }
+    void cleanup() {
+        m_delegate.reset();
+        m_platform->run();
+        m_platform.reset();
+    }
+
+    // The first start.
+
+    void theWindowOpensAtTheFirstOpeningOfThePanel() {
+        launch();
+        QVERIFY(!desk().window());
+        m_delegate->showPopover();
+        QVERIFY(desk().window() && desk().window()->isVisible());
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
+    void thereWhatTheCurrentLanguagesTakeIsTicked() {
+        launch();
+        m_delegate->showPopover();
+        auto &window = *desk().window();
+        QVERIFY(window.findChild<QCheckBox *>(u"translatingBox"_qs)->isChecked());
+        QCOMPARE(window.findChild<QCheckBox *>(u"translatingBox"_qs)->text(),
+                 u"Translate English to Russian"_qs);
+        QCOMPARE(window.findChild<PanelButton *>(u"installWanted"_qs)->text(), u"Install, 14 MB"_qs);
+    }
+
+    void itNeverOpensByItselfAgain() {
+        launch();
+        m_delegate->showPopover();
+        desk().window()->close();
+        m_delegate->popover()->performClose();
+        m_delegate->showPopover();
+        QVERIFY(!desk().window()->isVisible());
+        m_delegate = std::make_unique<AppDelegate>();
+        launch();
+        m_delegate->showPopover();
+        QVERIFY(!desk().window());
+    }
+
+    void aPanelThatIsOnlyMinimisedOpensNoWindow() {
+        m_platform->trayFake.isThere = false;
+        m_delegate->applicationDidFinishLaunching(platform::Start::atLogin);
+        m_platform->queue.advance(10s);
+        QVERIFY(!desk().window());
+    }
+
+    void whereThereAreNoModelsNoWindowOpensAndTheFirstStartIsStillToCome() {
+        m_delegate.reset();
+        m_platform.reset();
+        m_platform = std::make_unique<FakePlatform>();
+        m_delegate = std::make_unique<AppDelegate>();
+        launch();
+        m_delegate->showPopover();
+        QVERIFY(!desk().window());
+        QVERIFY(!m_platform->firstStartFake.wasEnded);
+    }
+
+    // The menu.
+
+    void theMenuOpensTheWindowWithTheLanguagesOfThePanel() {
+        pastFirstStart();
+        m_delegate->controller()->setTargetLanguageIdentifier(u"fr"_qs);
+        chooseModelsInTheMenu();
+        QVERIFY(desk().window()->isVisible());
+        QCOMPARE(desk().window()->findChild<QCheckBox *>(u"translatingBox"_qs)->text(),
+                 u"Translate English to French"_qs);
+    }
+
+    void theWindowThatIsOpenKeepsItsLanguages() {
+        pastFirstStart();
+        chooseModelsInTheMenu();
+        desk().window()->select(u"de-DE"_qs, u"en"_qs);
+        chooseModelsInTheMenu();
+        QCOMPARE(desk().window()->findChild<QCheckBox *>(u"translatingBox"_qs)->text(),
+                 u"Translate German to English"_qs);
+    }
+
+    // The panel stays open.
+
+    void neitherTheWindowNorTheQuestionClosesThePanel() {
+        pastFirstStart();
+        m_delegate->showPopover();
+        QApplication::setActiveWindow(m_delegate->popover());
+        chooseModelsInTheMenu();
+        QApplication::setActiveWindow(desk().window());
+        m_platform->queue.advance(5s);
+        QVERIFY(m_delegate->popover()->isShown());
+        chooseTarget(u"fr"_qs);
+        QApplication::setActiveWindow(desk().question());
+        m_platform->queue.advance(5s);
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
+    void thePanelClosesOnceTheUserTurnsToSomethingElse() {
+        pastFirstStart();
+        m_delegate->showPopover();
+        QApplication::setActiveWindow(m_delegate->popover());
+        chooseModelsInTheMenu();
+        QApplication::setActiveWindow(desk().window());
+        m_platform->queue.advance(5s);
+        QApplication::setActiveWindow(nullptr);
+        m_platform->queue.advance(5s);
+        QVERIFY(!m_delegate->popover()->isShown());
+    }
+
+    // What is asked.
+
+    void choosingATargetAsksForWhatThePairTakes() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        QCOMPARE(questionText(), u"Download what translating English to French takes? 14 MB from a "
+                                 u"publisher that is not stated, kept on this computer."_qs);
+    }
+
+    void choosingASpokenLanguageAsksForTheLanguageAndThenForThePair() {
+        pastFirstStart();
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_platform->run();
+        QCOMPARE(questionText(), u"Download what dictating in German (Germany) takes? 71 MB from k2-fsa, "
+                                 u"kept on this computer."_qs);
+        answer("downloadButton");
+        QCOMPARE(questionText(),
+                 u"Download what translating German to Russian, by way of English, takes? 30 MB from a "
+                 u"publisher that is not stated, kept on this computer."_qs);
+        answer("downloadButton");
+        QCOMPARE(m_platform->models.waiting(), (QStringList{u"kroko-de"_qs, u"de-en-tiny"_qs, tiny}));
+        QVERIFY(!desk().question());
+    }
+
+    void choosingTheOnDeviceEngineAsks() {
+        pastFirstStart();
+        useEngine(TranslationEngine::openAINatural);
+        QVERIFY(!desk().question());
+        useEngine(TranslationEngine::appleLocal);
+        QVERIFY(desk().question());
+    }
+
+    void theHostedEngineNeedsNothing() {
+        pastFirstStart();
+        useEngine(TranslationEngine::openAINatural);
+        chooseTarget(u"fr"_qs);
+        QVERIFY(!desk().question());
+    }
+
+    void swappingAsksForWhatHasBecomeOfIt() {
+        pastFirstStart();
+        m_platform->models.place(u"kroko-de"_qs, u"1"_qs);
+        m_platform->models.place(u"en-de-tiny"_qs, u"1"_qs);
+        chooseTarget(u"de"_qs);
+        QVERIFY(!desk().question());
+        m_delegate->controller()->swapLanguages();
+        m_platform->run();
+        QCOMPARE(questionText(), u"Download what translating German to English takes? 16 MB from a "
+                                 u"publisher that is not stated, kept on this computer."_qs);
+        answer("notNowButton");
+        QVERIFY(!desk().question());
+    }
+
+    void aDownloadGoesOnInTheBackground() {
+        pastFirstStart();
+        m_delegate->showPopover();
+        chooseTarget(u"fr"_qs);
+        answer("downloadButton");
+        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-fr-tiny"_qs});
+        QCOMPARE(m_delegate->controller()->dictationState(), DictationState::idle);
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
+    void notNowDownloadsNothingUntilThePairIsChosenAgain() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        answer("notNowButton");
+        QVERIFY(m_platform->models.waiting().isEmpty());
+        QVERIFY(!desk().question());
+        chooseTarget(u"fr"_qs);
+        QVERIFY(desk().question());
+    }
+
+    void closingTheQuestionIsNotNow() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        QTest::keyClick(desk().question(), Qt::Key_Escape);
+        settle();
+        QVERIFY(!desk().question());
+        QCOMPARE(m_platform->consent.declined.size(), 1);
+    }
+
+    void theQuestionLeadsToTheWindow() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        desk().question()->findChild<PanelButton *>(u"modelsButton"_qs)->click();
+        QVERIFY(desk().window()->isVisible());
+        QVERIFY(desk().question());
+    }
+
+    void aModelWhoseSizeNobodyStatedIsAskedForAllTheSame() {
+        auto model = translationModel(u"en-fr-tiny"_qs, u"en"_qs, u"fr"_qs, 0);
+        model.downloadSize.reset();
+        m_platform->models.offer(model);
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        QCOMPARE(
+            questionText(),
+            u"Download what translating English to French takes? Its size is not stated. It comes from a "
+            u"publisher that is not stated, kept on this computer."_qs);
+    }
+
+    void theQuestionIsReadOutWithItsFirstButton() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        auto *button = desk().question()->focusWidget();
+        const auto *interface = QAccessible::queryAccessibleInterface(button);
+        QCOMPARE(interface->text(QAccessible::Name), u"Download"_qs);
+        QCOMPARE(interface->text(QAccessible::Description), questionText());
+    }
+
+    void whoQuitsWithAQuestionOpenSaysNotNow() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        m_delegate->quit();
+        settle();
+        QVERIFY(m_platform->models.waiting().isEmpty());
+    }
+
+    // What is marked.
+
+    void whatIsNotInstalledIsMarked() {
+        pastFirstStart();
+        QCOMPARE(markOf(u"targetPicker"_qs, u"fr"_qs), u"Not installed: 14 MB"_qs);
+        QCOMPARE(markOf(u"sourcePicker"_qs, u"de-DE"_qs), u"Not installed: 71 MB"_qs);
+    }
+
+    void whatIsReadyIsNotMarked() {
+        pastFirstStart();
+        QCOMPARE(markOf(u"sourcePicker"_qs, u"en-US"_qs), QString());
+        QCOMPARE(markOf(u"targetPicker"_qs, u"en"_qs), QString());
+    }
+
+    void whatNoModelServesIsMarked() {
+        pastFirstStart();
+        QCOMPARE(markOf(u"targetPicker"_qs, u"ja"_qs), u"There is no model for this"_qs);
+    }
+
+    void howFarADownloadIsIsMarked() {
+        pastFirstStart();
+        m_platform->models.install(tiny);
+        m_platform->models.progress(received(7'000'000, 14'000'000));
+        m_platform->run();
+        QCOMPARE(markOf(u"targetPicker"_qs, u"ru"_qs), u"On its way, 50 %"_qs);
+    }
+
+    void aModelThatArrivesTakesItsMarkAway() {
+        pastFirstStart();
+        m_platform->models.install(tiny);
+        m_platform->models.arrive();
+        m_platform->run();
+        QCOMPARE(markOf(u"targetPicker"_qs, u"ru"_qs), QString());
+    }
+
+    void marksFollowTheSpokenLanguage() {
+        pastFirstStart();
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_platform->run();
+        QCOMPARE(markOf(u"targetPicker"_qs, u"ru"_qs), u"Not installed: 30 MB, by way of English"_qs);
+    }
+
+    void theHostedEngineHasNoMarks() {
+        pastFirstStart();
+        useEngine(TranslationEngine::openAINatural);
+        QCOMPARE(markOf(u"targetPicker"_qs, u"fr"_qs), QString());
+    }
+
+    void theTextsOfThePickersStay() {
+        pastFirstStart();
+        QCOMPARE(picker(u"targetPicker"_qs).currentText(), u"🇷🇺 Russian"_qs);
+        QCOMPARE(picker(u"targetPicker"_qs).accessibleDescription(), u"Not installed: 14 MB"_qs);
+    }
+
+private:
+    void launch() {
+        m_delegate->applicationDidFinishLaunching();
+        m_platform->run();
+    }
+    void pastFirstStart() {
+        m_platform->firstStartFake.wasEnded = true;
+        launch();
+    }
+    ModelsDesk &desk() const { return *m_delegate->modelsDesk(); }
+
+    /// Also what deletes itself is gone then.
+    void settle() {
+        m_platform->run();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        m_platform->run();
+    }
+
+    void chooseTarget(const QString &id) {
+        m_delegate->controller()->setTargetLanguageIdentifier(id);
+        m_platform->run();
+    }
+    void useEngine(TranslationEngine engine) {
+        m_delegate->controller()->setTranslationEngineIdentifier(rawValue(engine));
+        m_platform->run();
+    }
+    void chooseModelsInTheMenu() const {
+        for (QAction *action : m_delegate->menu()->actions()) {
+            if (action->text() == u"Models…"_qs)
+                return action->trigger();
+        }
+        QFAIL("there is no such entry");
+    }
+    QString questionText() const {
+        return desk().question() ? desk().question()->findChild<QLabel *>(u"question"_qs)->text() : QString();
+    }
+    void answer(const char *button) {
+        desk().question()->findChild<PanelButton *>(QString::fromLatin1(button))->click();
+        settle();
+    }
+    Picker &picker(const QString &name) const { return *m_delegate->popover()->findChild<Picker *>(name); }
+    /// As its tool tip in the list says.
+    QString markOf(const QString &name, const QString &id) const {
+        auto &options = picker(name);
+        return options.itemData(options.findData(id, Qt::UserRole), Qt::ToolTipRole).toString();
+    }
+
+    std::unique_ptr<FakePlatform> m_platform;
+    std::unique_ptr<AppDelegate> m_delegate;
+};
+
+QTEST_MAIN(ModelsDeskTest)
+#include "ModelsDeskTest.moc"
