@@ -19,6 +19,7 @@
 #include "platform/linux/settings/StateFirstStart.h"
 #include "platform/linux/sound/DesktopSpeechPermissions.h"
 #include "platform/linux/sound/PulseMicrophone.h"
+#include "platform/linux/translation/NeuralEngine.h"
 #include "platform/linux/translation/OnDeviceTranslators.h"
 #include "platform/linux/translation/apertium/ApertiumEngine.h"
 #include "platform/linux/tray/DesktopTray.h"
@@ -33,15 +34,25 @@ namespace quillora::platform {
 
 namespace {
 
+/// Those that read models.
+QStringList modelEngines() { return {u"neural"_qs}; }
+
+/// By an engine and data out of the distribution's packages.
+bool comesWithSystem(const ModelTask &task) {
+    if (task.kind == ModelKind::translation)
+        return ApertiumEngine::isInstalledFor(task.languages.first(), task.languages.last());
+    return task.languages.first() == u"en-US" &&
+           !PocketSphinxData::findAll(PocketSphinxData::standardFolders()).empty();
+}
+
 /// The best first.
-std::vector<std::unique_ptr<OnDeviceEngine>> onDeviceEngines(MainQueue &mainQueue) {
+std::vector<std::unique_ptr<OnDeviceEngine>> onDeviceEngines(const ModelRoutes &routes, ModelStore &store,
+                                                             ModelConsent &consent, MainQueue &mainQueue) {
     std::vector<std::unique_ptr<OnDeviceEngine>> engines;
+    engines.push_back(std::make_unique<NeuralEngine>(routes, store, consent, mainQueue));
     engines.push_back(std::make_unique<ApertiumEngine>(mainQueue));
     return engines;
 }
-
-/// Those that read models.
-QStringList modelEngines() { return {}; }
 
 } // namespace
 
@@ -63,12 +74,13 @@ struct LinuxPlatform::Facilities {
     DesktopSpeechPermissions speechPermissions{sound, mainQueue};
     PulseMicrophone microphone{sound, mainQueue};
     PocketSphinxRecognizers speechRecognizers{sound->drain(), RecognizerProcess::installedProgram()};
+    LinuxModelStore modelStore{mainQueue, modelEngines()};
+    EngineRoutes modelRoutes{modelStore, modelEngines(), comesWithSystem, Computer::thisOne(),
+                             EngineRoutes::standardFile()};
     RememberedConsent modelConsent{mainQueue, RememberedConsent::standardFile()};
-    std::optional<OnDeviceTranslators> translators{std::in_place, onDeviceEngines(mainQueue)};
+    std::optional<OnDeviceTranslators> translators{
+        std::in_place, onDeviceEngines(modelRoutes, modelStore, modelConsent, mainQueue)};
     QtHttpSession httpSession{mainQueue};
-    std::optional<LinuxModelStore> modelStore;   ///< once it is asked for
-    std::optional<EngineRoutes> modelRoutes;     ///< likewise
-    ApertiumEngine systemTranslation{mainQueue}; ///< is only asked which pairs there are
     DiskModelSpace modelSpace{ModelFolders::standard().own()};
     StateFirstStart firstStart{StateFirstStart::standardFile()};
 
@@ -103,36 +115,10 @@ SpeechPermissions &LinuxPlatform::speechPermissions() { return m_facilities->spe
 Microphone &LinuxPlatform::microphone() { return m_facilities->microphone; }
 SpeechRecognizers &LinuxPlatform::speechRecognizers() { return m_facilities->speechRecognizers; }
 Translators &LinuxPlatform::translators() { return *m_facilities->translators; }
-ModelConsent &LinuxPlatform::modelConsent() { return m_facilities->modelConsent; }
 HttpSession &LinuxPlatform::httpSession() { return m_facilities->httpSession; }
-
-ModelStore &LinuxPlatform::modelStore() {
-    auto &store = m_facilities->modelStore;
-    return store ? *store : store.emplace(m_facilities->mainQueue, modelEngines());
-}
-
-ModelRoutes &LinuxPlatform::modelRoutes() {
-    auto &routes = m_facilities->modelRoutes;
-    if (routes)
-        return *routes;
-    return routes.emplace(
-        modelStore(), modelEngines(), [this](const ModelTask &task) { return comesWithSystem(task); },
-        Computer::thisOne(), EngineRoutes::standardFile());
-}
-
-bool LinuxPlatform::comesWithSystem(const ModelTask &task) {
-    switch (task.kind) {
-    case ModelKind::speech:
-        return speechRecognizers().supportedLocales().contains(task.languages.value(0));
-    case ModelKind::translation:
-        return m_facilities->systemTranslation.session(task.languages.value(0), task.languages.value(1)) !=
-               nullptr;
-    case ModelKind::voiceActivity:
-        return false;
-    }
-    Q_UNREACHABLE();
-}
-
+ModelStore &LinuxPlatform::modelStore() { return m_facilities->modelStore; }
+ModelRoutes &LinuxPlatform::modelRoutes() { return m_facilities->modelRoutes; }
+ModelConsent &LinuxPlatform::modelConsent() { return m_facilities->modelConsent; }
 ModelSpace &LinuxPlatform::modelSpace() { return m_facilities->modelSpace; }
 FirstStart &LinuxPlatform::firstStart() { return m_facilities->firstStart; }
 

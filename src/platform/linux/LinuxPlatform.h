@@ -7,11 +7,11 @@
 
 namespace quillora::platform {
 
-/// The Linux desktop: its session, PulseAudio or PipeWire, the Secret Service, PocketSphinx and Apertium.
+/// The Linux desktop: its session, PulseAudio or PipeWire, the Secret Service, PocketSphinx, Apertium and
+/// models.
 ///
 /// It opens its connections at construction, on the main thread, and in the background loads the recognizer's
-/// model. The model store is made when somebody first asks for it. Whatever is missing counts as absent until
-/// it comes. The application object must exist already.
+/// model. Whatever is missing counts as absent until it comes. The application object must exist already.
 class LinuxPlatform : public Platform {
 public:
     LinuxPlatform();
@@ -37,16 +37,14 @@ public:
     Microphone &microphone() override;
     SpeechRecognizers &speechRecognizers() override;
     Translators &translators() override;
-    ModelConsent &modelConsent() override;
     HttpSession &httpSession() override;
     ModelStore &modelStore() override;
     ModelRoutes &modelRoutes() override;
+    ModelConsent &modelConsent() override;
     ModelSpace &modelSpace() override;
     FirstStart &firstStart() override;
 
 private:
-    bool comesWithSystem(const ModelTask &task);
-
     struct Facilities;
     std::unique_ptr<Facilities> m_facilities;
 };

@@ -8,6 +8,10 @@
 
 namespace quillora::platform {
 
+bool ApertiumEngine::isInstalledFor(const QString &source, const QString &target) {
+    return !ApertiumModes(systemFolder()).route(source, target).isEmpty();
+}
+
 ApertiumEngine::ApertiumEngine(MainQueue &mainQueue, QString modesFolder)
     : m_modesFolder(std::move(modesFolder)), m_pipelines(std::make_shared<ApertiumPipelines>(mainQueue)) {}
 

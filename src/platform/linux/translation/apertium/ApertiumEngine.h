@@ -15,8 +15,11 @@ class ApertiumPipelines;
 /// processes get the user's text through pipes alone.
 class ApertiumEngine : public OnDeviceEngine {
 public:
+    /// Whether the system's data serves the pair.
+    static bool isInstalledFor(const QString &source, const QString &target);
+
     /// Pairs are looked up in `modesFolder` for each session, so that one installed meanwhile is found.
-    explicit ApertiumEngine(MainQueue &mainQueue, QString modesFolder = u"/usr/share/apertium/modes"_qs);
+    explicit ApertiumEngine(MainQueue &mainQueue, QString modesFolder = systemFolder());
 
     /// Ends every process; translations under way fail.
     ~ApertiumEngine() override;
@@ -27,6 +30,8 @@ public:
     void warm(const QString & /*source*/, const QString & /*target*/) override {}
 
 private:
+    static QString systemFolder() { return u"/usr/share/apertium/modes"_qs; }
+
     const QString m_modesFolder;
     std::shared_ptr<ApertiumPipelines> m_pipelines; ///< sessions refer to it weakly
 };
