@@ -42,6 +42,7 @@ AppController::AppController(QObject *parent)
     m_openAIEndpointString = endpoint;
     m_openAIClientToken = KeychainStore::string(tokenKey).value_or(QString());
     m_hotKey = storedHotKey();
+    Platform::current().speechRecognizers().prepare(m_sourceLocaleIdentifier);
 
     defaults.setString(m_openAIEndpointString, endpointKey);
     enforceCompatibleTranslationEngine();
@@ -66,6 +67,7 @@ void AppController::setSourceLocaleIdentifier(const QString &identifier) {
     m_sourceLocaleIdentifier = identifier;
     Q_EMIT sourceLocaleIdentifierChanged();
     Platform::current().userDefaults().setString(identifier, sourceKey);
+    Platform::current().speechRecognizers().prepare(identifier);
     enforceCompatibleTranslationEngine();
 }
 

@@ -58,6 +58,13 @@ private Q_SLOTS:
         QVERIFY(recognizer->isAvailable());
     }
 
+    void oneThatWasPreparedIsMadeLikeAnyOther() {
+        for (const QString &locale : {u"tlh-001"_qs, u"en-US"_qs, u"en-US"_qs})
+            recognizers().prepare(locale);
+        aSupportedLocaleHasARecognizer();
+        anUnknownLocaleHasNone();
+    }
+
     void anUnknownLocaleHasNone() { QVERIFY(!recognizers().makeRecognizer(u"tlh-001"_qs)); }
 
     void interimTextsAreFollowedByOneFinalText() {

@@ -48,6 +48,7 @@ public:
     FakeEngineRecognizers() { m_client->load({{"fake", {}}}); }
 
     QStringList supportedLocales() const override { return {u"en-US"_qs}; }
+    void prepare(const QString &) override {}
     std::unique_ptr<platform::SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override {
         if (!supportedLocales().contains(localeIdentifier))
             return nullptr;

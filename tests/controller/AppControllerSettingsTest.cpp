@@ -43,6 +43,15 @@ private Q_SLOTS:
         QVERIFY(!controller.isRecordingHotKey());
     }
 
+    void theSpokenLanguageIsMadeReadyAtTheStartAndAtEachChange() {
+        const ControllerFixture f([](FakePlatform &platform) {
+            platform.speech.locales = {u"en-US"_qs, u"es-ES"_qs};
+            platform.defaults.values = {{u"sourceLocaleIdentifier"_qs, u"es-ES"_qs}};
+        });
+        f.controller->setSourceLocaleIdentifier(u"en-US"_qs);
+        QCOMPARE(f.platform.speech.prepared, (QStringList{u"es-ES"_qs, u"en-US"_qs}));
+    }
+
     void storedSettingsAreTakenUp() {
         const ControllerFixture f([](FakePlatform &platform) {
             platform.defaults.values = {{u"sourceLocaleIdentifier"_qs, u"es-ES"_qs},

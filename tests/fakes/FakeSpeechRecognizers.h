@@ -22,6 +22,7 @@ public:
     explicit FakeSpeechRecognizers(CallLog &log) : m_log(log) {}
 
     QStringList supportedLocales() const override { return locales; }
+    void prepare(const QString &localeIdentifier) override { prepared += localeIdentifier; }
     std::unique_ptr<platform::SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override {
         m_log.add(u"recognizers.makeRecognizer "_qs + localeIdentifier);
         if (makesNoRecognizer || !locales.contains(localeIdentifier))
@@ -38,6 +39,7 @@ public:
     bool isAvailable = true;
     bool makesNoRecognizer = false;
     QStringList locales{u"en-US"_qs};
+    QStringList prepared; ///< for which locales, in their order
     std::vector<std::shared_ptr<FakeRecognition>> recognitions;
 
 private:

@@ -14,9 +14,7 @@ const QString onlyLocale = u"en-US"_qs;
 
 PocketSphinxRecognizers::PocketSphinxRecognizers(std::shared_ptr<CaptureDrain> drain, std::string program,
                                                  QStringList folders)
-    : m_drain(std::move(drain)), m_program(std::move(program)), m_folders(std::move(folders)) {
-    loadChangedData();
-}
+    : m_drain(std::move(drain)), m_program(std::move(program)), m_folders(std::move(folders)) {}
 
 QStringList PocketSphinxRecognizers::supportedLocales() const {
     if (isModelLoaded() || !PocketSphinxData::findAll(m_folders).empty())
@@ -24,12 +22,15 @@ QStringList PocketSphinxRecognizers::supportedLocales() const {
     return {};
 }
 
-std::unique_ptr<SpeechRecognizer> PocketSphinxRecognizers::makeRecognizer(const QString &localeIdentifier) {
-    if (localeIdentifier != onlyLocale)
-        return nullptr;
-    if (!m_client || m_client->modelState() == RecognizerClient::ModelState::failed)
+void PocketSphinxRecognizers::prepare(const QString &localeIdentifier) {
+    const bool isFailed = m_client && m_client->modelState() == RecognizerClient::ModelState::failed;
+    if (localeIdentifier == onlyLocale && (!m_client || isFailed))
         loadChangedData();
-    if (!m_client)
+}
+
+std::unique_ptr<SpeechRecognizer> PocketSphinxRecognizers::makeRecognizer(const QString &localeIdentifier) {
+    prepare(localeIdentifier);
+    if (localeIdentifier != onlyLocale || !m_client)
         return nullptr;
     return std::make_unique<ProcessRecognizer>(m_client, m_drain);
 }

@@ -16,8 +16,8 @@ namespace quillora::platform {
 /// Speech recognition out of the distribution's packages: PocketSphinx and its en-US data, in a process of
 /// its own. Texts come in lower case and without punctuation.
 ///
-/// The model is loaded in the background from the construction on. Destroying the object ends every
-/// recognition with an error.
+/// The model is loaded in the background once it is asked for. Destroying the object ends every recognition
+/// with an error.
 class PocketSphinxRecognizers : public SpeechRecognizers {
 public:
     /// Audio ends once `drain` lets it. `program` is the recognizer's. The data is looked for in `folders`,
@@ -26,6 +26,7 @@ public:
                             QStringList folders = PocketSphinxData::standardFolders());
 
     QStringList supportedLocales() const override;
+    void prepare(const QString &localeIdentifier) override;
     std::unique_ptr<SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override;
 
 private:
