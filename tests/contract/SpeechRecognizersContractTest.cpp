@@ -1,5 +1,7 @@
 #include "contract/SpeechRecognizersContract.h"
 #include "fakes/FakePlatform.h"
+#include "platform/linux/recognition/InstalledToneModel.h"
+#include "platform/linux/recognition/OnDeviceRecognizers.h"
 #include "platform/linux/recognition/PocketSphinxRecognizers.h"
 #include "platform/linux/recognition/ProcessRecognizer.h"
 #include "recognizer/FakeEngine.h"
@@ -72,6 +74,29 @@ private:
     FakeEngineRecognizers m_recognizers;
 };
 
+class OnDeviceHarness : public test::SpeechRecognizersHarness {
+public:
+    OnDeviceHarness() {
+        const auto &model = m_model.description();
+        m_platform.models.offer(model);
+        m_platform.models.place(model.id, model.version, m_model.folder());
+        m_platform.routes.offer(platform::ModelTask::hearing(u"en-US"_qs), {model.id});
+        m_platform.run();
+    }
+
+    platform::SpeechRecognizers &recognizers() override { return m_recognizers; }
+    void hearUnendedSentence(platform::Recognition &recognition) override {
+        test::speak(recognition, {{recognizer::sampleRate, 1}, test::ToneSpeech().say("he was not")});
+    }
+
+private:
+    test::FakePlatform m_platform;
+    test::InstalledToneModel m_model{u"streaming-zipformer-transducer"_qs, {u"en"_qs}};
+    platform::OnDeviceRecognizers m_recognizers{std::make_shared<platform::CaptureDrain>(),
+                                                QUILLORA_RECOGNIZER, m_platform.models, m_platform.routes,
+                                                m_platform.speech};
+};
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -79,6 +104,7 @@ int main(int argc, char **argv) {
     test::SpeechRecognizersContract contract(
         {{"fake", [] { return std::make_unique<FakeHarness>(); }},
          {"PocketSphinxRecognizers", [] { return std::make_unique<PocketSphinxHarness>(); }},
+         {"OnDeviceRecognizers", [] { return std::make_unique<OnDeviceHarness>(); }},
          {"fake engine", [] { return std::make_unique<FakeEngineHarness>(); }}});
     return QTest::qExec(&contract, argc, argv);
 }

@@ -45,7 +45,9 @@ void RecognizerClient::load(std::vector<RecognizerModel> models) {
 }
 
 std::shared_ptr<RecognitionJob> RecognizerClient::recognize(RecognitionHandler handler) {
-    auto job = std::make_shared<RecognitionJob>(m_worker.wakeUp(), std::move(handler));
+    auto job = std::make_shared<RecognitionJob>(
+        m_worker.wakeUp(), [user = m_users, handler = std::move(handler)](
+                               const auto &result, const auto &error) { handler(result, error); });
     m_worker.post([this, job] { accept(job); });
     return job;
 }

@@ -54,6 +54,9 @@ public:
     /// The dictation's turn comes when all earlier ones have ended and the model is loaded.
     std::shared_ptr<RecognitionJob> recognize(RecognitionHandler handler);
 
+    /// Whether there is a dictation that is not over, or whose user still holds it.
+    bool isInUse() const { return m_users.use_count() > 1; }
+
 private:
     using Clock = std::chrono::steady_clock;
 
@@ -89,6 +92,7 @@ private:
 
     const std::string m_program;
     const Limits m_limits;
+    const std::shared_ptr<void> m_users = std::make_shared<char>(); ///< every dictation has a share
     std::atomic<ModelState> m_modelState = ModelState::loading;
     std::atomic<int> m_loadsToCome = 0; ///< on their way to the thread
 

@@ -1,0 +1,86 @@
+#include "platform/linux/recognition/SherpaModel.h"
+
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QStringList>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace quillora::platform {
+
+namespace {
+
+const QString wholeModel; // its file is named as its publisher likes
+const QStringList parts{u"encoder"_qs, u"decoder"_qs, u"joiner"_qs};
+
+/// What a model of the family consists of, in the engine's order; empty if the family is not known.
+QStringList partsOf(const QString &family) {
+    if (family.endsWith(u"-transducer"_qs))
+        return parts;
+    if (family == u"whisper"_qs || family == u"canary"_qs)
+        return parts.first(2);
+    if (family.endsWith(u"-ctc"_qs) || family == u"sense-voice"_qs)
+        return {wholeModel};
+    return {};
+}
+
+bool isPart(const QString &path, const QString &part) {
+    const QString name = QFileInfo(path).fileName();
+    if (!name.endsWith(u".onnx"_qs))
+        return false;
+    const auto names = [&name](const QString &one) { return name.contains(one); };
+    return part == wholeModel ? std::none_of(parts.begin(), parts.end(), names) : names(part);
+}
+
+bool isQuantised(const QString &path) { return path.contains(u".int8."_qs); }
+
+QStringList filesBelow(const QString &folder) {
+    QStringList paths;
+    for (QDirIterator files(folder, QDir::Files, QDirIterator::Subdirectories); files.hasNext();)
+        paths += files.next();
+    std::sort(paths.begin(), paths.end(), [](const QString &one, const QString &other) {
+        return isQuantised(one) != isQuantised(other) ? isQuantised(one) : one < other;
+    });
+    return paths;
+}
+
+} // namespace
+
+bool hasSherpaLibrary(const std::string &program) {
+    const auto folder = std::filesystem::path(program).parent_path();
+    std::error_code error;
+    return std::filesystem::exists(folder / "libsherpa-onnx-c-api.so", error) &&
+           std::filesystem::exists(folder / "libonnxruntime.so", error);
+}
+
+std::optional<RecognizerModel> sherpaModel(const ModelDescription &model, const QString &folder,
+                                           const QString &language) {
+    const QString family = model.parameters.value(u"family"_qs);
+    const QStringList wanted = partsOf(family);
+    const QStringList paths = filesBelow(folder);
+    QStringList found;
+    for (const QString &part : wanted) {
+        const auto path = std::find_if(paths.begin(), paths.end(),
+                                       [&part](const QString &one) { return isPart(one, part); });
+        if (path != paths.end())
+            found += *path;
+    }
+    const auto tokens = std::find_if(paths.begin(), paths.end(),
+                                     [](const QString &one) { return one.endsWith(u"tokens.txt"_qs); });
+    if (wanted.isEmpty() || found.size() != wanted.size() || tokens == paths.end())
+        return {};
+    found += *tokens;
+
+    RecognizerModel loaded{sherpaEngine.toStdString(), {}};
+    for (const QString &path : found)
+        loaded.files.push_back(QFile::encodeName(path).toStdString());
+    loaded.parameters = {{"family", family.toStdString()},
+                         {"decoding", model.parameters.value(u"decoding"_qs).toStdString()}};
+    if (model.parameters.contains(u"language"_qs))
+        loaded.parameters.push_back({"language", language.toStdString()});
+    return loaded;
+}
+
+} // namespace quillora::platform

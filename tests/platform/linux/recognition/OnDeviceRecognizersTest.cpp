@@ -1,0 +1,163 @@
+#include "platform/linux/recognition/OnDeviceRecognizers.h"
+#include "fakes/FakePlatform.h"
+#include "platform/linux/recognition/InstalledToneModel.h"
+#include "support/ProcessTree.h"
+#include "support/Recording.h"
+#include "support/Told.h"
+
+#include <QTest>
+
+#include <fstream>
+
+using namespace quillora;
+using platform::ModelTask;
+using platform::OnDeviceRecognizers;
+using test::ChildProcess;
+using test::InstalledToneModel;
+using test::ToneSpeech;
+
+namespace {
+
+const QString german = u"de-DE"_qs;
+
+/// A store, routes and what came with the system, all of them fakes; the models and the process are real.
+struct Ground {
+    Ground() {
+        for (auto *model : {&nemo, &chinese})
+            platform.models.offer(model->description());
+        for (const auto &locale : {german, u"en-US"_qs})
+            platform.routes.offer(ModelTask::hearing(locale), {nemo.description().id});
+        platform.routes.offer(ModelTask::hearing(u"zh-CN"_qs), {chinese.description().id});
+    }
+
+    void install(InstalledToneModel &model) {
+        platform.models.place(model.description().id, u"1"_qs, model.folder());
+        platform.run();
+    }
+
+    test::FakePlatform platform;
+    InstalledToneModel nemo{u"streaming-nemo-transducer"_qs, {u"de"_qs, u"en"_qs}};
+    InstalledToneModel chinese{u"streaming-zipformer-ctc"_qs, {u"zh"_qs}, "chinese"};
+    OnDeviceRecognizers recognizers{std::make_shared<platform::CaptureDrain>(), QUILLORA_RECOGNIZER,
+                                    platform.models, platform.routes, platform.speech};
+};
+
+/// One recognition and what its handler was told.
+class Listening : public test::Told {
+public:
+    Listening(Ground &ground, const QString &locale)
+        : recognition(ground.recognizers.makeRecognizer(locale)->recognize(handler())) {}
+
+    QString hear(std::string_view words) {
+        test::speak(*recognition, {{recognizer::sampleRate, 1}, ToneSpeech().say(words)});
+        recognition->endAudio();
+        return finalText();
+    }
+
+    std::shared_ptr<platform::Recognition> recognition;
+};
+
+qsizetype processCount() { return test::ProcessTree::descendants().size(); }
+
+} // namespace
+
+class OnDeviceRecognizersTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cleanup() {
+        QVERIFY(ChildProcess::waitUntil([] { return processCount() == 0; }, 30000));
+    }
+
+    void whateverCouldBeHeardIsSupported() {
+        Ground ground;
+        QCOMPARE(ground.recognizers.supportedLocales(), (QStringList{u"en-US"_qs, german, u"zh-CN"_qs}));
+    }
+
+    void aModelThatIsNotInstalledIsUnavailable() {
+        Ground ground;
+        QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
+        QVERIFY(!ground.recognizers.makeRecognizer(u"fr-FR"_qs));
+    }
+
+    void aModelThatArrivesIsUsableAtOnce() {
+        Ground ground;
+        ground.recognizers.prepare(german);
+        QCOMPARE(processCount(), 0);
+        ground.install(ground.nemo);
+        QVERIFY(ChildProcess::waitUntil([] { return processCount() == 1; }, 30000));
+        QVERIFY(ground.recognizers.makeRecognizer(german)->isAvailable());
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_qs);
+    }
+
+    void aModelIsToldTheLanguageItHears() {
+        Ground ground;
+        ground.nemo.description().parameters[u"language"_qs] = u"per-stream"_qs;
+        ground.platform.models.offer(ground.nemo.description());
+        ground.install(ground.nemo);
+        QCOMPARE(Listening(ground, u"en-US"_qs).hear("hello"), u"hello"_qs);
+        // Its German writes every letter as the next one.
+        QCOMPARE(Listening(ground, german).hear("hello"), u"ifmmp"_qs);
+    }
+
+    void aDictationThatAnotherLanguageOvertakesGoesOnToItsEnd() {
+        Ground ground;
+        ground.install(ground.nemo);
+        ground.install(ground.chinese);
+        Listening first(ground, german);
+        ground.recognizers.prepare(u"zh-CN"_qs);
+        QCOMPARE(Listening(ground, u"zh-CN"_qs).hear("ab"), u"\u4E01\u4E02"_qs);
+        QCOMPARE(first.hear("hello"), u"hello"_qs);
+        first.recognition.reset();
+        ground.recognizers.prepare(u"zh-CN"_qs);
+        QVERIFY(ChildProcess::waitUntil([] { return processCount() == 1; }, 30000));
+    }
+
+    void whatCameWithTheSystemHearsWhereTheRoutesSaySo() {
+        Ground ground;
+        ground.platform.routes.comesWithSystem(ModelTask::hearing(u"en-US"_qs));
+        ground.recognizers.prepare(u"en-US"_qs);
+        QCOMPARE(ground.platform.speech.prepared, QStringList{u"en-US"_qs});
+        QVERIFY(ground.recognizers.makeRecognizer(u"en-US"_qs)->isAvailable());
+        QCOMPARE(ground.platform.log.calls().last(), u"recognizers.makeRecognizer en-US"_qs);
+    }
+
+    void aModelThatIsDamagedIsUnavailableUntilItIsRepaired() {
+        Ground ground;
+        ground.install(ground.nemo);
+        ground.platform.models.damage(ground.nemo.description().id,
+                                      u"\"tokens.txt\" is not as it was installed."_qs);
+        ground.platform.run();
+        QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
+        ground.install(ground.nemo);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_qs);
+    }
+
+    void aModelThatCannotBeLoadedIsLookedAtByTheStore() {
+        Ground ground;
+        std::ofstream(ground.nemo.folder().toStdString() + "/tokens.txt") << "a b c d";
+        ground.install(ground.nemo);
+        ground.platform.models.damageSecretly(ground.nemo.description().id,
+                                              u"\"tokens.txt\" has changed."_qs);
+        QCOMPARE(Listening(ground, german).hear("hello"), QString());
+        QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
+        QVERIFY(ground.platform.log.calls().contains(u"models.check "_qs + ground.nemo.description().id));
+        ground.platform.run();
+        QVERIFY(ground.platform.models.state(ground.nemo.description().id).presence ==
+                platform::ModelState::Presence::damaged);
+    }
+
+    void aModelThatLeavesIsNotKept() {
+        Ground ground;
+        ground.install(ground.nemo);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_qs);
+        ground.platform.models.remove(ground.nemo.description().id);
+        ground.platform.run();
+        QVERIFY(ground.platform.models.state(ground.nemo.description().id).presence ==
+                platform::ModelState::Presence::absent);
+        QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
+    }
+};
+
+QTEST_GUILESS_MAIN(OnDeviceRecognizersTest)
+#include "OnDeviceRecognizersTest.moc"
