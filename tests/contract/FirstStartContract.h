@@ -1,10 +1,12 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/FirstStart.h"
 
 #include <QTest>
 
 #include <memory>
+#include <utility>
 
 namespace quillora::test {
 
@@ -24,11 +26,12 @@ public:
 class FirstStartContract : public QObject {
     Q_OBJECT
 
-protected:
-    virtual std::unique_ptr<FirstStartHarness> makeHarness() = 0;
+public:
+    explicit FirstStartContract(Subjects<FirstStartHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
-    void init() { m_harness = makeHarness(); }
+    void initTestCase_data() { m_subjects.announce(); }
+    void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
     void itIsNotOverBeforeItIsEnded() {
@@ -51,6 +54,7 @@ private Q_SLOTS:
     }
 
 private:
+    const Subjects<FirstStartHarness> m_subjects;
     std::unique_ptr<FirstStartHarness> m_harness;
 };
 

@@ -22,7 +22,7 @@ ModelState installed(const QString &version, ModelStoreHarness::Owner owner) {
 
 } // namespace
 
-void ModelStoreContract::init() { m_harness = m_make(); }
+void ModelStoreContract::init() { m_harness = m_subjects.harness(); }
 
 void ModelStoreContract::cleanup() { m_harness.reset(); }
 

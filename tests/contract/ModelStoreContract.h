@@ -1,11 +1,13 @@
 #pragma once
 
+#include "contract/Subjects.h"
 #include "platform/ModelStore.h"
 
 #include <QObject>
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace quillora::test {
 
@@ -37,11 +39,10 @@ class ModelStoreContract : public QObject {
     Q_OBJECT
 
 public:
-    using MakeHarness = std::function<std::unique_ptr<ModelStoreHarness>()>;
-
-    explicit ModelStoreContract(MakeHarness make) : m_make(std::move(make)) {}
+    explicit ModelStoreContract(Subjects<ModelStoreHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
+    void initTestCase_data() { m_subjects.announce(); }
     void init();
     void cleanup();
 
@@ -90,7 +91,7 @@ private:
     bool installFirst();
     bool partOfFirstCame();
 
-    MakeHarness m_make;
+    const Subjects<ModelStoreHarness> m_subjects;
     std::unique_ptr<ModelStoreHarness> m_harness;
 };
 

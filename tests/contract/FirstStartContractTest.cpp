@@ -1,5 +1,7 @@
 #include "contract/FirstStartContract.h"
+#include "fakes/FakeFirstStart.h"
 #include "platform/linux/settings/StateFirstStart.h"
+#include "support/TestSuites.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,6 +12,15 @@ using namespace quillora::test;
 using platform::StateFirstStart;
 
 namespace {
+
+class FakeHarness : public FirstStartHarness {
+public:
+    platform::FirstStart &firstStart() override { return m_firstStart; }
+    void startAgain() override {}
+
+private:
+    FakeFirstStart m_firstStart;
+};
 
 class StateHarness : public FirstStartHarness {
 public:
@@ -23,12 +34,9 @@ private:
     std::unique_ptr<StateFirstStart> m_firstStart = std::make_unique<StateFirstStart>(path());
 };
 
-} // namespace
-
-class StateFirstStartContractTest : public FirstStartContract {
+/// What only this one is asked.
+class StateFirstStartTest : public QObject {
     Q_OBJECT
-
-    std::unique_ptr<FirstStartHarness> makeHarness() override { return std::make_unique<StateHarness>(); }
 
 private Q_SLOTS:
     void whereNothingCanBeWrittenItIsOverForThisRun() {
@@ -50,5 +58,13 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(StateFirstStartContractTest)
-#include "StateFirstStartContractTest.moc"
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    FirstStartContract contract({{"fake", [] { return std::make_unique<FakeHarness>(); }},
+                                 {"StateFirstStart", [] { return std::make_unique<StateHarness>(); }}});
+    StateFirstStartTest own;
+    return TestSuites({&contract, &own}).run(argc, argv);
+}
+#include "FirstStartContractTest.moc"
