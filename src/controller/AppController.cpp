@@ -46,6 +46,7 @@ AppController::AppController(QObject *parent)
 
     defaults.setString(m_openAIEndpointString, endpointKey);
     enforceCompatibleTranslationEngine();
+    warmLocalTranslation();
     observeFrontmostApplication();
     observeKeychain();
     connect(&m_speechService, &SpeechRecognizerService::captureDied, this, &AppController::endDeadRecording);
@@ -69,6 +70,7 @@ void AppController::setSourceLocaleIdentifier(const QString &identifier) {
     Platform::current().userDefaults().setString(identifier, sourceKey);
     Platform::current().speechRecognizers().prepare(identifier);
     enforceCompatibleTranslationEngine();
+    warmLocalTranslation();
 }
 
 void AppController::setTargetLanguageIdentifier(const QString &identifier) {
@@ -76,6 +78,7 @@ void AppController::setTargetLanguageIdentifier(const QString &identifier) {
     Q_EMIT targetLanguageIdentifierChanged();
     Platform::current().userDefaults().setString(identifier, targetKey);
     enforceCompatibleTranslationEngine();
+    warmLocalTranslation();
 }
 
 void AppController::setTranslationEngineIdentifier(const QString &identifier) {
@@ -83,6 +86,7 @@ void AppController::setTranslationEngineIdentifier(const QString &identifier) {
     Q_EMIT translationEngineIdentifierChanged();
     Platform::current().userDefaults().setString(identifier, engineKey);
     enforceCompatibleTranslationEngine();
+    warmLocalTranslation();
 }
 
 void AppController::setOpenAIEndpointString(const QString &endpoint) {

@@ -162,6 +162,7 @@ private:
     bool isOwnApplication(const platform::RunningApplicationHandle &application) const;
 
     void endDeadRecording(const QString &reason);
+    void warmLocalTranslation() const;
     void prepareHostedTranslation() const;
     QCoro::Task<QString> translate(QString text);
     QCoro::Task<> translateAndPaste(QString transcript);

@@ -63,6 +63,7 @@ QCoro::Task<> AppController::startRecording() {
     refreshKeychainQuestion();
     ++m_dictationCount;
     captureTargetApplication();
+    warmLocalTranslation();
     if (!m_pasteboardInserter.hasAccessibilityAccess())
         setStatusText(u"Accessibility access is needed to paste."_qs);
     setTranscriptText({});

@@ -12,6 +12,14 @@ namespace quillora {
 
 using platform::Platform;
 
+/// Nobody shall wait for what can be got ready while he chooses, speaks, or does something else.
+void AppController::warmLocalTranslation() const {
+    const QString source = selectedSource().translationLanguageIdentifier;
+    const QString target = selectedTarget().id;
+    if (source != target && effectiveTranslationEngine() == TranslationEngine::appleLocal)
+        Platform::current().translators().warm(source, target);
+}
+
 /// Speaking takes longer than connecting: the backend can be reached by the time there is something to ask.
 void AppController::prepareHostedTranslation() const {
     const QString endpoint = m_openAIEndpointString.trimmed();

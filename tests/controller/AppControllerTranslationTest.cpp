@@ -26,6 +26,48 @@ private Q_SLOTS:
     void init() { m = std::make_unique<ControllerFixture>(); }
     void cleanup() { m.reset(); }
 
+    void thePairInUseIsGotReadyAtTheStart() { QCOMPARE(takeWarmed(), QStringList{u"en>ru"_qs}); }
+
+    void soItIsAtEachChange() {
+        takeWarmed();
+        c().setTargetLanguageIdentifier(u"de"_qs);
+        QCOMPARE(takeWarmed(), QStringList{u"en>de"_qs});
+        c().setSourceLocaleIdentifier(u"es-ES"_qs);
+        QCOMPARE(takeWarmed(), QStringList{u"es>de"_qs});
+        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
+        c().setTargetLanguageIdentifier(u"fr"_qs);
+        QCOMPARE(takeWarmed(), QStringList());
+        c().setTranslationEngineIdentifier(u"appleLocal"_qs);
+        QCOMPARE(takeWarmed(), QStringList{u"es>fr"_qs});
+    }
+
+    void swappedLanguagesAreGotReadyTheOtherWayRound() {
+        takeWarmed();
+        c().swapLanguages();
+        QCOMPARE(takeWarmed().last(), u"ru>en"_qs);
+    }
+
+    void thePairIsGotReadyAtThePressOnce() {
+        takeWarmed();
+        c().hotKeyPressed();
+        QCOMPARE(takeWarmed(), QStringList{u"en>ru"_qs});
+        m->run();
+        c().hotKeyReleased();
+        m->platform.speech.deliverFinal(u"hello"_qs);
+        m->run();
+        QCOMPARE(takeWarmed(), QStringList());
+    }
+
+    void nothingIsGotReadyForOneLanguageOrTheHostedEngine() {
+        c().setTargetLanguageIdentifier(u"en"_qs);
+        takeWarmed();
+        m->dictate(u"hello"_qs);
+        QCOMPARE(takeWarmed(), QStringList());
+        c().setTargetLanguageIdentifier(u"kk"_qs); // which only the hosted engine translates into
+        c().hotKeyPressed();
+        QCOMPARE(takeWarmed(), QStringList());
+    }
+
     void theSameLanguageIsInsertedUntranslated() {
         c().setTargetLanguageIdentifier(u"en"_qs);
         m->takeStatuses();
@@ -553,6 +595,7 @@ private Q_SLOTS:
     }
 
 private:
+    QStringList takeWarmed() { return std::exchange(m->platform.translation.warmedPairs, {}); }
     /// Another program puts something else on the clipboard.
     void takeClipboard() {
         test::PasteboardItem item;
