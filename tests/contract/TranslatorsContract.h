@@ -2,9 +2,12 @@
 
 #include "contract/Subjects.h"
 #include "platform/Translators.h"
+#include "support/ChildProcess.h"
 #include "support/Outcome.h"
+#include "translation/TranslationBridge.h"
+#include "translation/TranslationHostView.h"
 
-#include <QObject>
+#include <QTest>
 
 #include <memory>
 #include <optional>
@@ -41,17 +44,71 @@ private Q_SLOTS:
     void init() { m_harness = m_subjects.harness(); }
     void cleanup() { m_harness.reset(); }
 
-    void everySessionIsItsOwn();
-    void aPairThatCanBePreparedIsTranslated();
-    void aSessionTranslatesMoreThanOnce();
-    void theBridgeTranslatesThroughTheSession();
-    void theBridgeTranslatesTheSamePairTwice();
-    void aPairThatCannotBeTranslatedGetsASessionToo();
-    void preparingAPairThatCannotBeTranslatedFailsWithTheReason();
+    void everySessionIsItsOwn() { QVERIFY(session() != session()); }
+
+    void aPairThatCanBePreparedIsTranslated() {
+        const auto outcome = outcomeOf(translated(session(), m_harness->text()));
+        QCOMPARE(outcome->error(), QString());
+        QCOMPARE(outcome->value(), m_harness->translation());
+    }
+
+    void aSessionTranslatesMoreThanOnce() {
+        const Session one = session();
+        outcomeOf(translated(one, m_harness->text()));
+        QCOMPARE(outcomeOf(translated(one, m_harness->text()))->value(), m_harness->translation());
+    }
+
+    void theBridgeTranslatesThroughTheSession() {
+        TranslationBridge bridge;
+        const TranslationHostView host(bridge);
+        QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs))->value(),
+                 m_harness->translation());
+    }
+
+    void theBridgeTranslatesTheSamePairTwice() {
+        TranslationBridge bridge;
+        const TranslationHostView host(bridge);
+        outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs));
+        QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs))->value(),
+                 m_harness->translation());
+    }
+
+    void aPairThatCannotBeTranslatedGetsASessionToo() {
+        m_harness->withdraw();
+        QVERIFY(session());
+    }
+
+    void preparingAPairThatCannotBeTranslatedFailsWithTheReason() {
+        const QString reason = m_harness->withdraw();
+        const auto outcome = outcomeOf(prepared(session()));
+        QVERIFY(outcome->isDone());
+        QCOMPARE(outcome->error(), reason);
+    }
 
 private:
-    std::shared_ptr<platform::TranslationSession> session();
-    std::shared_ptr<Outcome<QString>> outcomeOf(QCoro::Task<QString> task);
+    using Session = std::shared_ptr<platform::TranslationSession>;
+
+    static QCoro::Task<QString> prepared(Session session) {
+        co_await session->prepareTranslation();
+        co_return QString();
+    }
+
+    static QCoro::Task<QString> translated(Session session, QString text) {
+        co_await session->prepareTranslation();
+        const auto response = co_await session->translate(text);
+        co_return response.targetText;
+    }
+
+    Session session() { return m_harness->translators().session(u"en"_qs, u"es"_qs); }
+
+    std::shared_ptr<Outcome<QString>> outcomeOf(QCoro::Task<QString> task) {
+        auto outcome = Outcome<QString>::of(std::move(task));
+        ChildProcess::waitUntil([&] {
+            m_harness->turn();
+            return outcome->isDone();
+        });
+        return outcome;
+    }
 
     Subjects<TranslatorsHarness> m_subjects;
     std::unique_ptr<TranslatorsHarness> m_harness;

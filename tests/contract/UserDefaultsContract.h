@@ -2,8 +2,9 @@
 
 #include "contract/Subjects.h"
 #include "platform/UserDefaults.h"
+#include "support/EventLoopTurns.h"
 
-#include <QObject>
+#include <QTest>
 
 #include <memory>
 #include <vector>
@@ -39,22 +40,111 @@ private Q_SLOTS:
     }
     void cleanup() { m_harness.reset(); }
 
-    void aKeyThatWasNeverWrittenIsAbsent();
-    void aValueIsInEffectAtOnce();
-    void anEmptyValueIsAValue();
-    void theLastValueWins();
-    void keysAreTakenExactlyAsGiven();
-    void valuesOutliveTheRun_data();
-    void valuesOutliveTheRun();
-    void aStoreThatWorksTellsOfNoFailure();
-    void aFailureToWriteIsToldOnceAndInALaterTurn();
-    void whatCannotBeWrittenStaysInEffect();
-    void anObserverLearnsOfAFailureThatCameBeforeIt();
-    void noObserverIsToldNothing();
+    void aKeyThatWasNeverWrittenIsAbsent() { QCOMPARE(defaults().string(u"hotKey"_qs), std::nullopt); }
+
+    void aValueIsInEffectAtOnce() {
+        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        QCOMPARE(defaults().string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+    }
+
+    void anEmptyValueIsAValue() {
+        defaults().setString({}, u"openAIEndpointString"_qs);
+        QCOMPARE(defaults().string(u"openAIEndpointString"_qs), QString());
+        m_harness->restart();
+        QCOMPARE(defaults().string(u"openAIEndpointString"_qs), QString());
+    }
+
+    void theLastValueWins() {
+        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        defaults().setString(u"fr"_qs, u"targetLanguageIdentifier"_qs);
+        m_harness->restart();
+        QCOMPARE(defaults().string(u"targetLanguageIdentifier"_qs), u"fr"_qs);
+    }
+
+    void keysAreTakenExactlyAsGiven() {
+        defaults().setString(u"one"_qs, u"hotKey"_qs);
+        defaults().setString(u"two"_qs, u"HOTKEY"_qs);
+        m_harness->restart();
+        QCOMPARE(defaults().string(u"hotKey"_qs), u"one"_qs);
+        QCOMPARE(defaults().string(u"HOTKEY"_qs), u"two"_qs);
+        QCOMPARE(defaults().string(u"hotkey"_qs), std::nullopt);
+    }
+
+    void valuesOutliveTheRun_data() {
+        QTest::addColumn<QString>("value");
+        QTest::newRow("plain") << u"en-US"_qs;
+        QTest::newRow("newline") << u"two\nlines\r\nor three"_qs;
+        QTest::newRow("unicode") << u"Қазақша \u4e2d\u6587 \U0001F310"_qs;
+        QTest::newRow("percent") << u"100%25 of %20 and %"_qs;
+        QTest::newRow("comma") << u"a,b, c;d"_qs;
+        QTest::newRow("quotes and backslashes") << uR"(a "quoted" \n \\ ')"_qs;
+        QTest::newRow("at sign") << u"@Variant(x)"_qs;
+        QTest::newRow("section") << u"[General]"_qs;
+        QTest::newRow("equals") << u"key=value"_qs;
+        QTest::newRow("spaces") << u"  spaces around  "_qs;
+        QTest::newRow("long") << QString(100'000, u'x');
+    }
+
+    void valuesOutliveTheRun() {
+        QFETCH(const QString, value);
+        defaults().setString(value, u"openAIEndpointString"_qs);
+        m_harness->restart();
+        QCOMPARE(defaults().string(u"openAIEndpointString"_qs), value);
+    }
+
+    void aStoreThatWorksTellsOfNoFailure() {
+        observeFailures();
+        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        letTheEventLoopTurn();
+        QVERIFY(m_failures.empty());
+    }
+
+    void aFailureToWriteIsToldOnceAndInALaterTurn() {
+        observeFailures();
+        m_harness->makeUnwritable();
+        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        QVERIFY(m_failures.empty());
+        QTRY_VERIFY(m_failures == unwritableOnce);
+        defaults().setString(u"fr"_qs, u"targetLanguageIdentifier"_qs);
+        letTheEventLoopTurn();
+        QVERIFY(m_failures == unwritableOnce);
+    }
+
+    void whatCannotBeWrittenStaysInEffect() {
+        m_harness->makeUnwritable();
+        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        letTheEventLoopTurn();
+        QCOMPARE(defaults().string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+    }
+
+    void anObserverLearnsOfAFailureThatCameBeforeIt() {
+        m_harness->makeUnwritable();
+        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        letTheEventLoopTurn();
+        observeFailures();
+        QVERIFY(m_failures.empty());
+        QTRY_VERIFY(m_failures == unwritableOnce);
+    }
+
+    void noObserverIsToldNothing() {
+        observeFailures();
+        defaults().setFailureObserver({});
+        m_harness->makeUnwritable();
+        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        letTheEventLoopTurn();
+        QVERIFY(m_failures.empty());
+    }
 
 private:
+    using UserDefaultsFailure = platform::UserDefaultsFailure;
+
+    static inline const std::vector<UserDefaultsFailure> unwritableOnce{UserDefaultsFailure::unwritable};
+
     platform::UserDefaults &defaults() { return m_harness->defaults(); }
-    void observeFailures();
+
+    void observeFailures() {
+        defaults().setFailureObserver([this](UserDefaultsFailure failure) { m_failures.push_back(failure); });
+    }
 
     Subjects<UserDefaultsHarness> m_subjects;
     std::unique_ptr<UserDefaultsHarness> m_harness;
