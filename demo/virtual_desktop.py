@@ -15,14 +15,7 @@ from contextlib import contextmanager
 
 PR_SET_CHILD_SUBREAPER = 36
 
-# A PipeWire without real-time priority that comes too late for a cycle leaves a gap in the sound, which is heard as
-# another word: cycles of 85 ms are kept on a busy machine too.
-LONG_CYCLES = """context.properties = {
-    default.clock.min-quantum = 4096
-    default.clock.quantum = 4096
-    default.clock.max-quantum = 8192
-}
-"""
+SOUND_SERVER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "sound_server")
 
 
 class DesktopError(Exception):
@@ -296,19 +289,12 @@ class VirtualDesktop(Programs):
         """Again too, after its end."""
         if self._sound_server == "pipewire":
             core = os.path.join(self.environment["XDG_RUNTIME_DIR"], "pipewire-0")
-            settings = os.path.join(self.environment["XDG_CONFIG_HOME"], "pipewire", "pipewire.conf.d")
-            os.makedirs(settings, exist_ok=True)
-            with open(os.path.join(settings, "cycles.conf"), "w", encoding="ascii") as file:
-                file.write(LONG_CYCLES)
-            self._sound = [self.start_daemon(["pipewire"])]
+            self._sound = [self.start_daemon([SOUND_SERVER, "pipewire"])]
             # The socket of one that was killed is still there.
             wait_for("PipeWire", lambda: listens(core))
             self._sound += [self.start_daemon(["wireplumber"]), self.start_daemon(["pipewire-pulse"])]
         else:
-            self._sound = [self.start_daemon(
-                ["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
-                 "--disable-shm=true", "--realtime=no", "--high-priority=no",
-                 "-L", f"module-native-protocol-unix auth-anonymous=1 socket={self._sound_socket}"])]
+            self._sound = [self.start_daemon([SOUND_SERVER, "pulseaudio", self._sound_socket])]
         wait_for("the sound server", lambda: b"Server Name" in self.run(["pactl", "info"]))
         self.plug_in_microphone()
 

@@ -13,14 +13,7 @@ namespace {
 
 const QByteArray microphone = "microphone.monitor";
 
-/// A server without real-time priority that comes too late for a cycle leaves a gap in the sound, which is
-/// heard as another word: cycles of 85 ms are kept on a busy machine too.
-const QByteArray longCycles = R"(context.properties = {
-    default.clock.min-quantum = 4096
-    default.clock.quantum = 4096
-    default.clock.max-quantum = 8192
-}
-)";
+const QString soundServer = QStringLiteral(QUILLORA_SOUND_SERVER);
 
 QString option(const QString &name, const QString &value) {
     return value.isEmpty() ? QString() : name + u'=' + value;
@@ -79,30 +72,19 @@ void SoundServer::start() {
     loadMicrophone();
 }
 
-void SoundServer::startPulseAudio() {
-    startDaemon(u"pulseaudio"_qs,
-                {u"-n"_qs, u"--daemonize=no"_qs, u"--exit-idle-time=-1"_qs, u"--use-pid-file=no"_qs,
-                 u"--disable-shm=true"_qs, u"--realtime=no"_qs, u"--high-priority=no"_qs,
-                 u"--resample-method=speex-float-5"_qs, u"-L"_qs,
-                 u"module-native-protocol-unix auth-anonymous=1 socket="_qs + socketPath()});
-}
+void SoundServer::startPulseAudio() { startDaemon(soundServer, {u"pulseaudio"_qs, socketPath()}); }
 
 void SoundServer::startPipeWire() {
     // The session manager does not do without a bus.
     if (!m_bus)
         m_bus.emplace();
-    const QString settings = m_folder.filePath(u"pipewire/pipewire.conf.d"_qs);
-    QFile file(settings + u"/cycles.conf"_qs);
-    if (!QDir().mkpath(settings) || !file.open(QFile::WriteOnly) || file.write(longCycles) < 0)
-        throw std::runtime_error("the sound server's settings cannot be written");
-    file.close();
     // The socket of a server that was killed is still there: only one that listens lets somebody connect.
     const auto listens = [core = m_folder.filePath(u"pipewire-0"_qs)] {
         QLocalSocket socket;
         socket.connectToServer(core);
         return socket.waitForConnected();
     };
-    startDaemon(u"pipewire"_qs).waitUntilReady(listens);
+    startDaemon(soundServer, {u"pipewire"_qs}).waitUntilReady(listens);
     startDaemon(u"wireplumber"_qs);
     startDaemon(u"pipewire-pulse"_qs);
 }
