@@ -239,7 +239,9 @@ public:
     }
 
     void readEnvironment(const std::map<std::string, std::string> &environment) {
-        for (const auto &[name, value] : environment) {
+        for (const auto &entry : environment) {
+            const auto &name = entry.first;
+            const auto &value = entry.second;
             if (!name.starts_with(variablePrefix))
                 continue;
             if (name == keyVariable)

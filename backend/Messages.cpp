@@ -2,6 +2,8 @@
 
 #include <boost/json.hpp>
 
+#include <utility>
+
 namespace quillora::backend {
 
 namespace {
@@ -45,6 +47,19 @@ std::string_view reasonPhrase(unsigned status) {
 
 } // namespace
 
+Reply Reply::of(unsigned status, std::string body) {
+    Reply reply;
+    reply.status = status;
+    reply.body = std::move(body);
+    return reply;
+}
+
+Reply Reply::text(unsigned status, std::string body, std::string contentType) {
+    auto reply = of(status, std::move(body));
+    reply.contentType = std::move(contentType);
+    return reply;
+}
+
 std::string Reply::encoded(bool isLast) const {
     std::string bytes = "HTTP/1.1 " + std::to_string(status) + " ";
     bytes += reasonPhrase(status);
@@ -62,9 +77,9 @@ std::string Reply::encoded(bool isLast) const {
 }
 
 Reply refusal(unsigned status, const std::string &sentence, std::optional<std::chrono::seconds> retryAfter) {
-    return {.status = status,
-            .body = boost::json::serialize(boost::json::object{{"error", sentence}}),
-            .retryAfter = retryAfter};
+    auto reply = Reply::of(status, boost::json::serialize(boost::json::object{{"error", sentence}}));
+    reply.retryAfter = retryAfter;
+    return reply;
 }
 
 } // namespace quillora::backend

@@ -20,10 +20,14 @@ struct Request {
 /// What is answered to it.
 struct Reply {
     unsigned status = 200;
-    std::string body{};
+    std::string body;
     std::string contentType = "application/json; charset=utf-8";
-    std::optional<std::chrono::seconds> retryAfter{};
-    std::string allow{}; ///< the methods that a path knows, with status 405
+    std::optional<std::chrono::seconds> retryAfter;
+    std::string allow; ///< the methods that a path knows, with status 405
+
+    static Reply of(unsigned status, std::string body);
+    static Reply text(unsigned status, std::string body,
+                      std::string contentType = "text/plain; charset=utf-8");
 
     /// The bytes to send.
     std::string encoded(bool isLast) const;

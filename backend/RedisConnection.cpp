@@ -59,6 +59,7 @@ std::vector<RedisConnection::Reply> RedisConnection::run(const std::vector<Comma
         redisAppendCommandArgv(m_context.get(), static_cast<int>(words.size()), words.data(), lengths.data());
     }
     std::vector<Reply> replies;
+    replies.reserve(commands.size());
     for (std::size_t index = 0; index < commands.size(); ++index)
         replies.push_back(next());
     return replies;

@@ -38,7 +38,7 @@ constexpr auto longestReply = 20s;
 constexpr auto longestStop = 45s;
 constexpr auto longestArrival = 2s;
 constexpr auto pauseWithoutDescriptors = 100ms;
-constexpr auto freshness = 1s;
+constexpr auto freshness = 250ms;
 constexpr std::size_t descriptorsBesides = 64;
 
 using Parser = http::request_parser<http::string_body>;

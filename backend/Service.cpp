@@ -27,10 +27,6 @@ double milliseconds(steady_clock::duration duration) {
     return std::chrono::duration<double, std::milli>(duration).count();
 }
 
-Reply plain(unsigned status, const std::string &text) {
-    return {.status = status, .body = text, .contentType = "text/plain; charset=utf-8"};
-}
-
 /// What a file is now; another text when it has been replaced or changed.
 std::string stateOf(const std::string &path) {
     struct stat state{};
@@ -52,7 +48,7 @@ bool isLocalName(std::string_view host) {
 
 } // namespace
 
-Service::Service(asio::any_io_executor executor, const Configuration &configuration)
+Service::Service(const asio::any_io_executor &executor, const Configuration &configuration)
     : m_configuration(configuration),
       m_turnstile(executor, configuration.runningLimit, configuration.waitingLimit, m_metrics),
       m_upstream(executor, configuration, m_metrics) {
@@ -135,12 +131,12 @@ asio::awaitable<Reply> Service::route(const Request &request, Account &account) 
         co_return reply;
     }
     if (path == "/healthz")
-        co_return plain(200, "alive\n");
+        co_return Reply::text(200, "alive\n");
     if (path == "/metrics")
-        co_return Reply{.body = m_metrics.text(), .contentType = "text/plain; version=0.0.4; charset=utf-8"};
+        co_return Reply::text(200, m_metrics.text(), "text/plain; version=0.0.4; charset=utf-8");
     if (path == "/readyz") {
         const bool isReady = !m_isStopping && co_await m_upstream.answers();
-        co_return isReady ? plain(200, "ready\n") : plain(503, "the model does not answer\n");
+        co_return isReady ? Reply::text(200, "ready\n") : Reply::text(503, "the model does not answer\n");
     }
     co_return co_await translate(request, account);
 }
@@ -161,7 +157,7 @@ asio::awaitable<Reply> Service::translate(const Request &request, Account &accou
     const auto answer = co_await m_upstream.ask(prompt.body, deadline);
     account.upstream = steady_clock::now() - asked;
     const auto translation = translationIn(answer, wanted, prompt.mark);
-    co_return Reply{.body = boost::json::serialize(boost::json::object{{"translation", translation}})};
+    co_return Reply::of(200, boost::json::serialize(boost::json::object{{"translation", translation}}));
 }
 
 /// Without tokens, only somebody on this computer may ask, and no page that a browser there has open under a

@@ -22,7 +22,7 @@ namespace quillora::backend {
 /// What the backend answers to a request, whatever carries that.
 class Service {
 public:
-    Service(boost::asio::any_io_executor executor, const Configuration &configuration);
+    Service(const boost::asio::any_io_executor &executor, const Configuration &configuration);
 
     /// Never throws. A line of the log tells of it.
     boost::asio::awaitable<Reply> answer(Request request);

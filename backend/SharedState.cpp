@@ -25,7 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto betweenAttempts = 1s;
+constexpr auto betweenAttempts = 500ms;
 constexpr auto countsStay = "120"; // seconds
 
 /// Who waits for longer than Redis may take does so for nothing.

@@ -37,7 +37,7 @@ Tokens SharedTokens::read() {
     entries.erase(editionField);
     std::string lines;
     for (const auto &[name, entry] : entries)
-        lines += entry + " " + name + "\n";
+        lines.append(entry).append(" ").append(name).append("\n");
     return Tokens::decoded(lines);
 }
 

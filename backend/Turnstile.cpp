@@ -50,7 +50,7 @@ asio::awaitable<Turnstile::Turn> Turnstile::enter(std::chrono::steady_clock::tim
     co_return Turn(*this);
 }
 
-void Turnstile::leave() {
+void Turnstile::leave() noexcept {
     if (m_waiters.empty()) {
         --m_running;
     } else {

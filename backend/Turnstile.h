@@ -41,7 +41,7 @@ public:
 private:
     struct Waiter;
 
-    void leave();
+    void leave() noexcept;
     void tell();
 
     boost::asio::any_io_executor m_executor;

@@ -58,8 +58,10 @@ std::optional<std::chrono::seconds> secondsIn(std::string_view header) {
 } // namespace
 
 struct Upstream::Search {
+    explicit Search(const asio::any_io_executor &executor) : over(executor, longestSearch) {}
+
     asio::steady_timer over;
-    Stream::Endpoints found{};
+    Stream::Endpoints found;
     bool isOver = false;
     TimePoint since = steady_clock::now();
 };
@@ -79,9 +81,13 @@ struct Upstream::Answer {
 /// Of one attempt: an answer, or why there is none and, if nothing was done, how long to wait before the
 /// next.
 struct Upstream::Outcome {
-    std::string body{};
-    std::optional<Refusal> refusal{};
-    std::optional<std::chrono::milliseconds> pause{};
+    explicit Outcome(std::string answer) : body(std::move(answer)) {}
+    explicit Outcome(Refusal why, std::optional<std::chrono::milliseconds> wait = {})
+        : refusal(std::move(why)), pause(wait) {}
+
+    std::string body;
+    std::optional<Refusal> refusal;
+    std::optional<std::chrono::milliseconds> pause;
 };
 
 namespace {
@@ -139,8 +145,8 @@ asio::awaitable<Upstream::Outcome> Upstream::attempt(const std::string &request,
     } catch (const boost::system::system_error &error) {
         m_search.reset();
         if (error.code() == asio::error::connection_refused)
-            co_return Outcome{.refusal = unreachable(), .pause = 0ms};
-        co_return Outcome{.refusal = steady_clock::now() >= deadline ? slow() : unreachable()};
+            co_return Outcome(unreachable(), 0ms);
+        co_return Outcome(steady_clock::now() >= deadline ? slow() : unreachable());
     }
     try {
         stream->expireAt(deadline);
@@ -148,14 +154,13 @@ asio::awaitable<Upstream::Outcome> Upstream::attempt(const std::string &request,
         if (!answer.isLast && m_idle.size() < mostIdle)
             m_idle.push_back({stream, steady_clock::now()});
         if (answer.status == 200)
-            co_return Outcome{.body = std::move(answer.body)};
-        const bool didNothing = answer.status == 429 && answer.retryAfter;
-        co_return Outcome{.refusal = refusalFor(answer.status, answer.retryAfter),
-                          .pause = didNothing ? std::optional<std::chrono::milliseconds>(
-                                                    std::max(*answer.retryAfter, std::chrono::seconds(1)))
-                                              : std::nullopt};
+            co_return Outcome(std::move(answer.body));
+        std::optional<std::chrono::milliseconds> pause;
+        if (answer.status == 429 && answer.retryAfter)
+            pause = std::max(*answer.retryAfter, std::chrono::seconds(1));
+        co_return Outcome(refusalFor(answer.status, answer.retryAfter), pause);
     } catch (const boost::system::system_error &) {
-        co_return Outcome{.refusal = stream->hasExpired() ? slow() : brokenOff()};
+        co_return Outcome(stream->hasExpired() ? slow() : brokenOff());
     }
 }
 
@@ -217,7 +222,7 @@ asio::awaitable<Upstream::Answer> Upstream::exchange(std::shared_ptr<Stream> str
 /// One search for all who need it; they give up on it by themselves, since the system's own cannot be ended.
 asio::awaitable<Stream::Endpoints> Upstream::endpoints() {
     if (!m_search || (m_search->isOver && steady_clock::now() - m_search->since > addressesStay)) {
-        m_search = std::make_shared<Search>(Search{asio::steady_timer(m_executor, longestSearch)});
+        m_search = std::make_shared<Search>(m_executor);
         asio::co_spawn(m_executor, search(m_search), asio::detached);
     }
     const auto current = m_search;

@@ -53,7 +53,7 @@ int serve(const Configuration &configuration) {
     std::signal(SIGPIPE, SIG_IGN);
     boost::asio::io_context context(1);
     Server server(context, configuration);
-    std::cout << server.url() << std::endl;
+    std::cout << server.url() << '\n' << std::flush;
     log("start");
     if (server.run())
         return EXIT_SUCCESS;
@@ -75,7 +75,8 @@ int check(const Configuration &configuration) {
     Metrics metrics;
     Upstream upstream(context.get_executor(), configuration, metrics);
     std::cout << "The configuration is sound. Asking " << configuration.model << " at "
-              << configuration.upstream.address.text() << ": Good morning. How are you?" << std::endl;
+              << configuration.upstream.address.text() << ": Good morning. How are you?\n"
+              << std::flush;
     int status = EXIT_FAILURE;
     const auto begin = std::chrono::steady_clock::now();
     boost::asio::co_spawn(context, translated(configuration, upstream),
@@ -86,11 +87,11 @@ int check(const Configuration &configuration) {
                                   if (failure)
                                       std::rethrow_exception(failure);
                                   std::cout << configuration.targets.front() << ": " << translation << "\n"
-                                            << took.count() << " ms" << std::endl;
+                                            << took.count() << " ms" << '\n';
                                   status = EXIT_SUCCESS;
                               } catch (const Refusal &refusal) {
                                   std::cerr << refusal.what() << " (" << refusal.reason() << ", "
-                                            << took.count() << " ms)" << std::endl;
+                                            << took.count() << " ms)" << '\n';
                               }
                               context.stop(); // a connection to the model would be kept
                           });
@@ -146,14 +147,14 @@ int token(const Configuration &configuration, const std::vector<std::string> &wo
         return EXIT_SUCCESS;
     }
     if (words.size() == 2 && words[0] == "add") {
-        std::cout << TokenStore(configuration).add(words[1]) << std::endl;
+        std::cout << TokenStore(configuration).add(words[1]) << '\n';
         return EXIT_SUCCESS;
     }
     if (words.size() == 2 && words[0] == "revoke") {
         TokenStore(configuration).revoke(words[1]);
         return EXIT_SUCCESS;
     }
-    std::cerr << "usage: quillora-backend token add NAME | list | revoke NAME" << std::endl;
+    std::cerr << "usage: quillora-backend token add NAME | list | revoke NAME" << '\n';
     return wrongUse;
 }
 
@@ -168,7 +169,7 @@ int run(std::vector<std::string> words) {
         return EXIT_SUCCESS;
     }
     if (words == std::vector<std::string>{"--version"}) {
-        std::cout << QUILLORA_VERSION << std::endl;
+        std::cout << QUILLORA_VERSION << '\n';
         return EXIT_SUCCESS;
     }
     const auto command = words.empty() ? std::string() : words.front();
@@ -177,7 +178,7 @@ int run(std::vector<std::string> words) {
         std::cerr
             << "usage: quillora-backend [--configuration FILE] serve | check | token add NAME | token list | "
                "token revoke NAME\n--help says more."
-            << std::endl;
+            << '\n';
         return wrongUse;
     }
     const auto configuration = Configuration::load(file, processEnvironment());
@@ -194,7 +195,7 @@ int main(int count, char **arguments) {
     try {
         return quillora::backend::run({arguments + 1, arguments + count});
     } catch (const std::exception &error) {
-        std::cerr << error.what() << std::endl;
+        std::cerr << error.what() << '\n';
         return EXIT_FAILURE;
     }
 }

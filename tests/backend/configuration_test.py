@@ -5,7 +5,7 @@ import os
 import re
 import unittest
 
-from backend_case import BackendCase  # first: it finds the others
+from backend_case import PROGRAM, BackendCase  # first: it finds the others
 from scripted_upstream import Answer
 
 WHOLE = '[upstream]\nurl = "http://127.0.0.1:1/v1"\nmodel = "m"\n'
@@ -116,6 +116,9 @@ prompt = "Translate."
         with open(MANUAL, encoding="utf-8") as file:
             manual = file.read().replace("\\", "")
         self.assertEqual([name for name in variables if name not in manual], [])
+
+    def test_it_stands_without_the_toolkit(self):
+        self.assertNotIn("Qt", self.programs.run(["ldd", PROGRAM]).decode())
 
     # check
 
