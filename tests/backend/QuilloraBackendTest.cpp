@@ -34,6 +34,11 @@ private Q_SLOTS:
                  u"Ол ниеті жаман жас жігіт емес еді."_qs);
     }
 
+    void theNameOfThisComputerLeadsToItToo() {
+        m_endpoint.replace(u"127.0.0.1"_qs, u"localhost"_qs);
+        QCOMPARE(translate(u"hello"_qs)->value(), u"сәлем"_qs);
+    }
+
     void aWrongTokenIsRefused() {
         for (const QString &token : {u"Secret"_qs, m_token + u"2"_qs, u"ключ"_qs})
             QCOMPARE(translate(u"hello"_qs, u"Kazakh"_qs, token)->error(),
