@@ -24,16 +24,24 @@ def request_body(text="hello", source="English (United States)", target="Kazakh"
     return json.dumps({"text": text, "sourceLanguage": source, "targetLanguage": target})
 
 
-def free_port():
-    """One that nobody listens at now."""
-    with socket.socket() as one:
-        one.bind(("127.0.0.1", 0))
-        return one.getsockname()[1]
+# A loopback address of this process alone, at which no other takes a port between its choice and its use.
+OWN_HOST = "127.{}.{}.{}".format(1 + os.getpid() // 62500, 1 + os.getpid() // 250 % 250, 1 + os.getpid() % 250)
 
 
-def listens_at(port):
+def free_address():
+    """At the own host, with a port that nobody listens at."""
     with socket.socket() as one:
-        return one.connect_ex(("127.0.0.1", port)) == 0
+        one.bind((OWN_HOST, 0))
+        return f"{OWN_HOST}:{one.getsockname()[1]}"
+
+
+def port_of(address):
+    return int(address.rpartition(":")[2])
+
+
+def listens_at(address):
+    with socket.socket() as one:
+        return one.connect_ex((address.rpartition(":")[0], port_of(address))) == 0
 
 
 class Answer:
@@ -66,13 +74,17 @@ class Backend:
                                                  stdout=subprocess.PIPE, stderr=log)
         self.url = first_line(self.process)
         parts = urlsplit(self.url)
-        self.scheme, self.port = parts.scheme, parts.port
+        self.scheme, self.address = parts.scheme, parts.netloc
         self.trust = None
+
+    @property
+    def port(self):
+        return port_of(self.address)
 
     def connection(self, timeout=60):
         if self.scheme == "https":
-            return http.client.HTTPSConnection("127.0.0.1", self.port, timeout=timeout, context=self.trust)
-        return http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
+            return http.client.HTTPSConnection(self.address, timeout=timeout, context=self.trust)
+        return http.client.HTTPConnection(self.address, timeout=timeout)
 
     def ask(self, body, path="/v1/translate", method="POST", headers=None, connection=None):
         own = connection or self.connection()

@@ -365,7 +365,7 @@ class EndTest(BackendCase):
             self.programs.expect_end(backend.process)
             backend.tell(signal.SIGTERM)
             self.assertEqual(idle.everything(), b"")  # closed at once
-            wait_for("the closed door", lambda: not listens_at(backend.port))
+            wait_for("the closed door", lambda: not listens_at(backend.address))
             held.let_go()
             running.join(60)
         self.assertEqual((answers[0].status, answers[0].translation), (200, "in time"))
@@ -385,7 +385,7 @@ class EndTest(BackendCase):
             wait_for("the question", lambda: self.upstream.questions)
             self.programs.expect_end(backend.process)
             backend.tell(signal.SIGTERM)
-            wait_for("the closed door", lambda: not listens_at(backend.port))
+            wait_for("the closed door", lambda: not listens_at(backend.address))
             backend.tell(signal.SIGTERM)
             self.assertEqual(backend.process.wait(30), 1)
 

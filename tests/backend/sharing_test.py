@@ -3,26 +3,26 @@
 
 import unittest
 
-from backend_case import BackendCase, free_port, listens_at  # first: it finds the others
+from backend_case import BackendCase, OWN_HOST, free_address, listens_at, port_of  # first: it finds the others
 from virtual_desktop import wait_for
 
 
 class SharingTest(BackendCase):
     def setUp(self):
         super().setUp()
-        self.redis_port = free_port()
+        self.redis_address = free_address()
         self.start_redis()
 
     def start_redis(self):
         """It keeps nothing on the disk."""
         self.redis = self.programs.start_daemon(
-            ["redis-server", "--bind", "127.0.0.1", "--port", str(self.redis_port), "--save", "", "--appendonly", "no",
+            ["redis-server", "--bind", OWN_HOST, "--port", str(port_of(self.redis_address)), "--save", "", "--appendonly", "no",
              "--requirepass", "the-password", "--dir", self.programs.folder])
-        wait_for("Redis", lambda: listens_at(self.redis_port))
+        wait_for("Redis", lambda: listens_at(self.redis_address))
 
     def sections(self, name, **limits):
         return {"tokens": {"file": self.path(f"tokens-of-{name}")}, "limits": limits,
-                "redis": {"address": f"127.0.0.1:{self.redis_port}", "password_file": self.write("password",
+                "redis": {"address": self.redis_address, "password_file": self.write("password",
                                                                                                  "the-password\n")}}
 
     def start_sharing(self, name, **limits):
@@ -129,7 +129,7 @@ class SharingTest(BackendCase):
             self.assertNotIn(secret, dump)
 
     def redis_cli(self, *words):
-        return self.programs.run(["redis-cli", "-p", str(self.redis_port), "-a", "the-password", "--no-auth-warning",
+        return self.programs.run(["redis-cli", "-h", OWN_HOST, "-p", str(port_of(self.redis_address)), "-a", "the-password", "--no-auth-warning",
                                   *words]).decode()
 
 

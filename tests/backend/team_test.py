@@ -11,7 +11,8 @@ import unittest
 
 import yaml
 
-from backend_case import PROGRAM, Backend, BackendCase, free_port, listens_at  # first: it finds the others
+from backend_case import (OWN_HOST, PROGRAM, Backend, BackendCase, free_address,  # first: it finds the others
+                          listens_at, port_of)
 import scripted_upstream
 from virtual_desktop import first_line, wait_for
 
@@ -22,8 +23,8 @@ MOST_EXPOSED = 2.0
 class Team(Backend):
     """Asked by way of the balancer."""
 
-    def __init__(self, port):
-        self.scheme, self.port = "http", port
+    def __init__(self, address):
+        self.scheme, self.address = "http", address
 
 
 class ComposeTest(BackendCase):
@@ -33,13 +34,13 @@ class ComposeTest(BackendCase):
             scripted_upstream.completion(question.text))
         with open(os.path.join(PACKAGING, "compose.yaml"), encoding="utf-8") as file:
             self.services = yaml.safe_load(file)["services"]
-        self.ports = {name: free_port() for name in self.services}
+        self.addresses = {name: free_address() for name in self.services}
         self.start_redis()
         self.backends = {name: self.start_backend(name) for name in ("one", "two")}
         self.balancer = self.programs.start_daemon(
             ["haproxy", "-db", "-f", os.path.join(PACKAGING, "haproxy.cfg")], self.environment("balancer"))
-        self.team = Team(self.ports["balancer"])
-        wait_for("the balancer", lambda: listens_at(self.ports["balancer"]))
+        self.team = Team(self.addresses["balancer"])
+        wait_for("the balancer", lambda: listens_at(self.addresses["balancer"]))
         made = subprocess.run([PROGRAM, "token", "add", "alice"], check=True, capture_output=True, text=True,
                               env={**self.programs.environment, **self.environment("one")})
         self.token = made.stdout.strip()
@@ -53,24 +54,24 @@ class ComposeTest(BackendCase):
             value = str(value).replace("${QUILLORA_BACKEND_UPSTREAM_URL}", self.upstream.url)
             value = re.sub(r"\$\{QUILLORA_BACKEND_UPSTREAM_(MODEL|KEY)(:-)?\}", "test", value)
             value = value.replace("/var/lib/quillora-backend/", f"{self.programs.folder}/{name}-")
-            value = value.replace("0.0.0.0:8787", f"127.0.0.1:{self.ports[name]}")
-            result[key] = re.sub(r"\b(one|two|redis):\d+", lambda match: f"127.0.0.1:{self.ports[match[1]]}", value)
+            value = value.replace("0.0.0.0:8787", self.addresses[name])
+            result[key] = re.sub(r"\b(one|two|redis):\d+", lambda match: self.addresses[match[1]], value)
         # One device asks for all.
         return {**result, "QUILLORA_BACKEND_LIMITS_DEVICE_PER_MINUTE": "1000000",
                 "QUILLORA_BACKEND_LIMITS_TOKEN_PER_MINUTE": "1000000"} if name in ("one", "two") else result
 
     def start_redis(self):
-        self.redis = self.programs.start_daemon([*self.services["redis"]["command"], "--bind", "127.0.0.1", "--port",
-                                                 str(self.ports["redis"]), "--dir", self.programs.folder])
-        wait_for("Redis", lambda: listens_at(self.ports["redis"]))
+        self.redis = self.programs.start_daemon([*self.services["redis"]["command"], "--bind", OWN_HOST, "--port",
+                                                 str(port_of(self.addresses["redis"])), "--dir", self.programs.folder])
+        wait_for("Redis", lambda: listens_at(self.addresses["redis"]))
 
     def start_backend(self, name):
         process = self.programs.start_daemon([PROGRAM, "serve"], self.environment(name), stdout=subprocess.PIPE)
-        self.assertTrue(first_line(process).startswith("http://127.0.0.1:"))
+        self.assertTrue(first_line(process).startswith(f"http://{OWN_HOST}:"))
         return process
 
     def ask_one(self, name):
-        return Team(self.ports[name]).translate("hello", token=self.token)
+        return Team(self.addresses[name]).translate("hello", token=self.token)
 
     def translate(self, text):
         return self.team.translate(text, token=self.token)
