@@ -5,6 +5,7 @@
 #include "support/ChildProcess.h"
 #include "support/PackedFiles.h"
 #include "support/RawHttpServer.h"
+#include "support/TunnelProxy.h"
 #include "support/WithoutSuperuser.h"
 
 #include <QElapsedTimer>
@@ -46,6 +47,7 @@ private Q_SLOTS:
         m_home = std::make_unique<QTemporaryDir>();
         m_server = std::make_unique<RawHttpServer>(m_identity);
         m_mirrors = Mirrors();
+        m_proxies = std::make_unique<SystemProxies>(m_queue);
         m_patience = {.silence = 30s, .firstPause = 1ms, .mostFailures = 3};
         m_file = {.name = u"model.bin"_qs, .address = m_server->url(u"/model.bin"_qs)};
     }
@@ -404,6 +406,29 @@ private Q_SLOTS:
         QCOMPARE(m_server->received(), "");
     }
 
+    void whatIsBehindAProxyComesThroughItsTunnel() {
+        RawHttpServer publisher(m_authority.issue(u"publisher.example"_qs));
+        publisher.answer(RawHttpServer::response(200, "weights"));
+        test::TunnelProxy proxy(publisher.port());
+        goThrough(proxy.address());
+        m_file.address = QUrl(u"https://publisher.example/model.bin"_qs);
+        QCOMPARE(fetch(), QString());
+        QCOMPARE(contents(), "weights");
+        QCOMPARE(proxy.requests.size(), 1);
+        QVERIFY(proxy.requests.first().startsWith("CONNECT publisher.example:443 HTTP/1.1\r\n"));
+        QVERIFY(!proxy.sent.isEmpty() && !proxy.sent.contains("model.bin"));
+    }
+
+    void aProxyThatRefusesTheTunnelIsSaidSo() {
+        RawHttpServer proxy;
+        proxy.answer(RawHttpServer::response(403, "no"), After::close);
+        goThrough(proxy.url(u"/"_qs).toEncoded());
+        m_patience.mostFailures = 0;
+        m_file.address = QUrl(u"https://publisher.example/model.bin"_qs);
+        QCOMPARE(fetch(),
+                 u"The connection to publisher.example through the proxy server 127.0.0.1 failed."_qs);
+    }
+
     void aFolderThatCannotBeWrittenToIsSaidSo() {
         QVERIFY(QFile::setPermissions(m_home->path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner));
         const test::WithoutSuperuser ordinary;
@@ -416,6 +441,10 @@ private:
     QByteArray contents() const { return test::readFile(path()); }
     static bool waitUntil(const std::function<bool()> &condition) {
         return test::ChildProcess::waitUntil(condition, 30000);
+    }
+    void goThrough(const QByteArray &proxy) {
+        m_proxies = std::make_unique<SystemProxies>(
+            m_queue, [proxy] { return [proxy](const QByteArray &) { return QList<QByteArray>{proxy}; }; });
     }
     static QByteArray redirect(int status, const QByteArray &target) {
         return RawHttpServer::response(status, "", "Location: " + target + "\r\n");
@@ -430,7 +459,7 @@ private:
     std::shared_ptr<std::optional<QString>> begin() {
         auto outcome = std::make_shared<std::optional<QString>>();
         m_download = std::make_unique<Download>(m_file, path(),
-                                                DownloadGround{m_queue, m_proxies, m_mirrors, m_patience},
+                                                DownloadGround{m_queue, *m_proxies, m_mirrors, m_patience},
                                                 Download::Listener{.ended = [outcome](const auto &fault) {
                                                     *outcome = fault ? fault->errorDescription() : QString();
                                                 }});
@@ -454,7 +483,7 @@ private:
     const test::ThrowAwayAuthority m_authority;
     const QSslConfiguration m_identity = m_authority.issue(u"127.0.0.1"_qs);
     LinuxMainQueue m_queue;
-    SystemProxies m_proxies{m_queue};
+    std::unique_ptr<SystemProxies> m_proxies;
     Mirrors m_mirrors;
     DownloadPatience m_patience;
     ModelFile m_file;

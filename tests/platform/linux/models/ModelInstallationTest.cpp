@@ -8,6 +8,7 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QStorageInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -219,6 +220,8 @@ private Q_SLOTS:
         QTest::newRow("before it is unpacked") << 40 << dense << u"The model needs "_qs;
         QTest::newRow("while it is unpacked")
             << 42 << loose << u"\"model.onnx\" could not be written: No space left on device."_qs;
+        QTest::newRow("while the manifest is written")
+            << 64 << dense << u"\"manifest.json\" could not be written: No space left on device."_qs;
     }
     void aFullDiskLeavesTheOldVersionAndWhatCameAlready() {
         QFETCH(const int, mebibytes);
@@ -235,6 +238,8 @@ private Q_SLOTS:
         installVersion0();
         const QByteArray archive = test::packed({{"m/model.onnx", model}}, test::PackedFormat::tarGzip);
         serveArchive(archive, sha256(archive), "m.tar.gz");
+        if (fault.contains(u"manifest"))
+            m_unpackingBegins = [&] { leaveOnDisk(model.size()); };
         const QString found = install();
         QVERIFY2(found.startsWith(fault), qPrintable(found));
         QCOMPARE(m_folders->installed(u"m"_qs).size(), 1);
@@ -326,6 +331,8 @@ private:
                                             [this](const ModelProgress &progress) {
                                                 if (m_steps.isEmpty() || m_steps.last() != progress.step)
                                                     m_steps += progress.step;
+                                                if (progress.step == Step::unpacking)
+                                                    std::exchange(m_unpackingBegins, [] {})();
                                             },
                                         .ended = [outcome](const QString &fault) { *outcome = fault; }});
         m_installation->start();
@@ -346,6 +353,11 @@ private:
     QByteArray installedContents(const QString &name) const {
         return test::readFile(m_folders->installed(u"m"_qs).first().filesFolder() + u'/' + name);
     }
+    /// Another program takes the rest.
+    void leaveOnDisk(qint64 bytes) const {
+        const QStorageInfo disk(m_folders->own());
+        test::writeFile(m_folders->own() + u"/filling"_qs, QByteArray(disk.bytesAvailable() - bytes, 'x'));
+    }
     QStringList left() const {
         return QDir(m_folders->own() + u"/m"_qs)
             .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
@@ -363,6 +375,7 @@ private:
     QStringList m_silent;
     qsizetype m_answered = 0;
     QList<Step> m_steps;
+    std::function<void()> m_unpackingBegins = [] {};
     bool m_isUnwanted = false;
     CatalogEntry m_entry;
     std::unique_ptr<ModelInstallation> m_installation;

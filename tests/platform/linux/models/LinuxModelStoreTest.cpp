@@ -1,0 +1,327 @@
+#include "platform/linux/models/LinuxModelStore.h"
+
+#include "fakes/FakeMainQueue.h"
+#include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/models/BackgroundPriority.h"
+#include "support/ChildProcess.h"
+#include "support/ModelServer.h"
+#include "support/ThrowAwayAuthority.h"
+#include "support/WithoutSuperuser.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sched.h>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace quillora;
+using namespace platform;
+using namespace std::chrono_literals;
+using test::ModelServer;
+using Presence = ModelState::Presence;
+
+namespace {
+
+constexpr auto wanted = [] { return false; };
+
+} // namespace
+
+/// What the contract does not say: where models lie, what others do to them meanwhile, and the next start.
+class LinuxModelStoreTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { m_authority.trustHere(); }
+    void init() {
+        m_home = std::make_unique<QTemporaryDir>();
+        m_server = std::make_unique<ModelServer>(m_identity);
+        m_server->files[u"/m"_qs] = QByteArray(1000, 'm');
+        m_queue = std::make_unique<LinuxMainQueue>();
+        m_untilAllIsChecked = 1h;
+    }
+    void cleanup() {
+        m_store.reset();
+        m_queue.reset();
+        m_server.reset();
+        m_home.reset();
+    }
+
+    void aHalfDownloadGoesOnAtTheNextStartOnlyIfAsked() {
+        start();
+        downloadHalf();
+        end();
+        m_server->delivery = ModelServer::Delivery::everything;
+        m_untilAllIsChecked = 0ms;
+        start();
+        QVERIFY(state().isPaused);
+        QVERIFY(!state().progress);
+        waitForTurns();
+        QCOMPARE(m_server->requestCount(u"/m"_qs), 1);
+        m_store->install(u"m"_qs);
+        QVERIFY(waitUntil([&] { return state().presence == Presence::installed; }));
+        QVERIFY(!state().isPaused);
+        QVERIFY(!test::RawHttpServer::headerLines(m_server->http().requests().last(), "Range").isEmpty());
+    }
+
+    void theEndOfTheProgramWaitsForNoServer() {
+        m_server->delivery = ModelServer::Delivery::nothing;
+        start();
+        m_store->install(u"m"_qs);
+        QVERIFY(waitUntil([&] { return !m_server->http().requests().isEmpty(); }));
+        QElapsedTimer clock;
+        clock.start();
+        end();
+        // The server never answers, and would be waited for half a minute.
+        QVERIFY2(clock.elapsed() < 10000, qPrintable(QString::number(clock.elapsed())));
+    }
+
+    void progressIsToldTenTimesASecondAtMost() {
+        test::FakeMainQueue queue;
+        const auto storeFirst = qScopeGuard([&] { m_store.reset(); });
+        startOn(queue);
+        int toldCount = 0;
+        m_store->addObserver([&](const QString &) { ++toldCount; });
+        m_server->delivery = ModelServer::Delivery::part;
+        m_store->install(u"m"_qs);
+        QVERIFY(waitUntil([&] {
+            queue.run();
+            return state().progress->receivedBytes > 0;
+        }));
+        // Two for the begin, one for progress: time stands still.
+        QCOMPARE(toldCount, 3);
+        queue.advance(99ms);
+        QCOMPARE(toldCount, 3);
+        queue.advance(1ms);
+        QCOMPARE(toldCount, 4);
+    }
+
+    void progressHasSpeedAndTime() {
+        start();
+        downloadHalf();
+        QVERIFY(waitUntil([&] { return state().progress->totalBytes == 1000; }));
+        QCOMPARE(state().progress->receivedBytes, 500);
+        QCOMPARE(state().progress->percent(), 50);
+        QVERIFY(waitUntil([&] { return state().progress->bytesPerSecond == 0; })); // after seconds of nothing
+        QVERIFY(!state().progress->timeLeft);
+    }
+
+    void whatAnotherProcessInstalledIsNoticed() {
+        start();
+        QCOMPARE(state().presence, Presence::absent);
+        place(u"own"_qs, u"2"_qs);
+        QCOMPARE(state().presence, Presence::installed);
+        QVERIFY(m_store->use(u"m"_qs));
+        QVERIFY(own().remove(own().installed(u"m"_qs).first()));
+        QCOMPARE(state().presence, Presence::absent);
+    }
+
+    void whatAnotherProcessInstalledMakesUpForAFailure() {
+        m_server->delivery = ModelServer::Delivery::refusal;
+        start();
+        m_store->install(u"m"_qs);
+        QVERIFY(waitUntil([&] { return !state().problem.isEmpty(); }));
+        place(u"own"_qs, u"2"_qs);
+        QCOMPARE(state().problem, QString());
+    }
+
+    void anotherSizeIsNoticedWhenItIsUsed() {
+        place(u"own"_qs, u"2"_qs);
+        start();
+        QCOMPARE(state().presence, Presence::installed);
+        int toldCount = 0;
+        m_store->addObserver([&](const QString &) { ++toldCount; });
+        test::writeFile(own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs, "longer weights");
+        QVERIFY(!m_store->use(u"m"_qs));
+        QCOMPARE(state().presence, Presence::damaged);
+        QCOMPARE(state().problem, u"Files of it are missing, or not as they were installed."_qs);
+        QVERIFY(waitUntil([&] { return toldCount > 0; }));
+    }
+
+    void anOlderVersionServesWhereTheNewOneIsDamaged() {
+        place(u"shared"_qs, u"1"_qs);
+        place(u"own"_qs, u"2"_qs);
+        QVERIFY(QFile::remove(own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs));
+        start();
+        QCOMPARE(state().version, u"1"_qs);
+        QCOMPARE(m_store->use(u"m"_qs)->version(), u"1"_qs);
+        m_store->install(u"m"_qs);
+        QVERIFY(waitUntil([&] { return state().version == u"2"; }));
+    }
+
+    void whatWasCopiedByHandIsCheckedOnceItIsUsed() {
+        place(u"own"_qs, u"2"_qs);
+        const QString path = own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs;
+        test::writeFile(path, "WEIGHTS");
+        setTime(path, 1000);
+        start();
+        QVERIFY(m_store->use(u"m"_qs));
+        QVERIFY(waitUntil([&] { return state().presence == Presence::damaged; }));
+        QCOMPARE(state().problem, u"\"model.bin\" is not as it was installed."_qs);
+    }
+
+    void everythingIsCheckedOnceAStart() {
+        place(u"own"_qs, u"2"_qs);
+        const QString path = own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs;
+        const auto time = QFileInfo(path).lastModified().toMSecsSinceEpoch();
+        test::writeFile(path, "WEIGHTS");
+        setTime(path, time);
+        m_untilAllIsChecked = 0ms;
+        start();
+        QVERIFY(waitUntil([&] { return state().presence == Presence::damaged; }));
+        QVERIFY(!m_store->use(u"m"_qs));
+    }
+
+    void anOldVersionGoesOnceNobodyUsesIt() {
+        place(u"own"_qs, u"1"_qs);
+        start();
+        auto old = m_store->use(u"m"_qs);
+        m_store->install(u"m"_qs);
+        QVERIFY(waitUntil([&] { return state().version == u"2"; }));
+        waitForTurns();
+        QCOMPARE(versions(), (QStringList{u"1"_qs, u"2"_qs}));
+        QVERIFY(QFile::exists(old->folder() + u"/model.bin"_qs));
+        old.reset();
+        QVERIFY(waitUntil([&] { return versions() == QStringList(u"2"_qs); }));
+    }
+
+    void anOldVersionThatAnEndedProgramLeftGoesAtTheNextStart() {
+        place(u"own"_qs, u"1"_qs);
+        place(u"own"_qs, u"2"_qs);
+        m_untilAllIsChecked = 0ms;
+        start();
+        QVERIFY(waitUntil([&] { return versions() == QStringList(u"2"_qs); }));
+    }
+
+    void whatAnotherProcessUsesGoesOnceItLetsGo() {
+        place(u"own"_qs, u"2"_qs);
+        start();
+        auto hold = FolderHold::of(own().installed(u"m"_qs).first().folder, FolderHold::Kind::shared);
+        m_store->remove(u"m"_qs);
+        QVERIFY(state().isLeaving);
+        waitForTurns();
+        QCOMPARE(versions(), QStringList(u"2"_qs));
+        hold.reset();
+        QVERIFY(waitUntil([&] { return versions().isEmpty(); }));
+        QVERIFY(waitUntil([&] { return state() == ModelState(); }));
+    }
+
+    void theFolderOfAnAdministratorIsOnlyRead() {
+        place(u"shared"_qs, u"1"_qs);
+        const QString shared = m_home->filePath(u"shared"_qs);
+        const auto readOnly = QFileDevice::ReadOwner | QFileDevice::ExeOwner;
+        QVERIFY(QFile::setPermissions(shared + u"/m/1"_qs, readOnly));
+        QVERIFY(QFile::setPermissions(shared + u"/m"_qs, readOnly));
+        QVERIFY(QFile::setPermissions(shared, readOnly));
+        {
+            const test::WithoutSuperuser ordinary; // the threads inherit it
+            start();
+            QCOMPARE(m_store->use(u"m"_qs)->version(), u"1"_qs);
+            m_store->install(u"m"_qs);
+            QVERIFY(waitUntil([&] { return state().version == u"2" && state().isOwn; }));
+            m_store->remove(u"m"_qs);
+            QVERIFY(waitUntil([&] { return state().version == u"1" && !state().isLeaving; }));
+            QCOMPARE(state().problem, QString());
+            end();
+        }
+        for (const QString &folder : {shared, shared + u"/m"_qs, shared + u"/m/1"_qs})
+            QFile::setPermissions(folder, readOnly | QFileDevice::WriteOwner);
+    }
+
+    void aFolderThatCannotBeWrittenToIsSaidSo() {
+        QVERIFY(QDir().mkpath(m_home->filePath(u"own"_qs)));
+        QVERIFY(QFile::setPermissions(m_home->filePath(u"own"_qs),
+                                      QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+        const test::WithoutSuperuser ordinary;
+        start();
+        m_store->install(u"m"_qs);
+        QVERIFY(waitUntil([&] { return !state().problem.isEmpty(); }));
+        QCOMPARE(state().problem,
+                 u"The folder \"%1\" cannot be written to."_qs.arg(m_home->filePath(u"own"_qs)));
+        end();
+    }
+
+    void checksGiveWayToEverythingElse() {
+        int scheduler = -1;
+        long disk = -1;
+        std::thread([&] {
+            yieldToEverybody();
+            scheduler = ::sched_getscheduler(0);
+            disk = ::syscall(SYS_ioprio_get, 1, 0);
+        }).join();
+        QCOMPARE(scheduler, SCHED_IDLE);
+        QCOMPARE(disk >> 13, 3); // the idle class
+    }
+
+private:
+    ModelState state() const { return m_store->state(u"m"_qs); }
+    ModelFolders own() const { return {m_home->filePath(u"own"_qs), {}}; }
+
+    void start() { startOn(*m_queue); }
+    void startOn(MainQueue &queue) {
+        const QJsonObject file{{u"name"_qs, u"model.bin"_qs},
+                               {u"address"_qs, m_server->http().url(u"/m"_qs).toString()}};
+        const QJsonObject model{{u"id"_qs, u"m"_qs},       {u"kind"_qs, u"speech"_qs},
+                                {u"version"_qs, u"2"_qs},  {u"languages"_qs, QJsonArray{u"en"_qs}},
+                                {u"engine"_qs, u"any"_qs}, {u"files"_qs, QJsonArray{file}}};
+        const QByteArray catalog =
+            QJsonDocument(QJsonObject{{u"form"_qs, 1}, {u"models"_qs, QJsonArray{model}}}).toJson();
+        m_store.emplace(queue, LinuxModelStore::Ground{
+                                   .folders = {m_home->filePath(u"own"_qs), {m_home->filePath(u"shared"_qs)}},
+                                   .catalog = {{{u"catalog"_qs, catalog}}, {u"any"_qs}},
+                                   .patience = {.firstPause = 1ms, .mostFailures = 1},
+                                   .untilAllIsChecked = m_untilAllIsChecked,
+                                   .untilLeavingIsTriedAgain = 20ms});
+    }
+    void end() { m_store.reset(); }
+
+    bool waitUntil(const std::function<bool()> &condition) {
+        return test::ChildProcess::waitUntil(
+            [&] {
+                m_server->serve();
+                return condition();
+            },
+            30000);
+    }
+    void waitForTurns() {
+        QVERIFY(waitUntil([turns = 0]() mutable { return ++turns == 10; }));
+    }
+    void downloadHalf() {
+        m_server->delivery = ModelServer::Delivery::part;
+        m_store->install(u"m"_qs);
+        QVERIFY(waitUntil([&] { return state().progress && state().progress->receivedBytes == 500; }));
+    }
+
+    void place(const QString &root, const QString &version) const {
+        const ModelFolders folders(m_home->filePath(root), {});
+        const QString files = folders.newFolder(u"m"_qs, version) + u"/files"_qs;
+        QVERIFY(QDir().mkpath(files));
+        test::writeFile(files + u"/model.bin"_qs, "weights");
+        QVERIFY(folders.publish(u"m"_qs, version, {}, wanted));
+    }
+    QStringList versions() const {
+        return QDir(m_home->filePath(u"own/m"_qs)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    }
+    static void setTime(const QString &path, qint64 time) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(QDateTime::fromMSecsSinceEpoch(time), QFileDevice::FileModificationTime));
+    }
+
+    const test::ThrowAwayAuthority m_authority;
+    const QSslConfiguration m_identity = m_authority.issue(u"127.0.0.1"_qs);
+    std::unique_ptr<QTemporaryDir> m_home;
+    std::unique_ptr<ModelServer> m_server;
+    std::unique_ptr<LinuxMainQueue> m_queue;
+    std::optional<LinuxModelStore> m_store;
+    std::chrono::milliseconds m_untilAllIsChecked{};
+};
+
+QTEST_GUILESS_MAIN(LinuxModelStoreTest)
+#include "LinuxModelStoreTest.moc"
