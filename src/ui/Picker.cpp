@@ -108,15 +108,28 @@ void Picker::setMarks(const QHash<QString, Mark> &marks) {
     showMarks();
 }
 
+/// A row of the list that the user is at has the accent for its ground.
+QIcon Picker::markIcon(const Mark &mark) const {
+    const qreal scale = devicePixelRatioF();
+    const QSize size(markSize, markSize);
+    QIcon icon;
+    if (mark.symbol.isEmpty()) {
+        QPixmap nothing(size);
+        nothing.fill(Qt::transparent);
+        icon.addPixmap(nothing);
+        return icon;
+    }
+    for (const auto &[mode, role] : {std::pair{QIcon::Normal, QPalette::PlaceholderText},
+                                     std::pair{QIcon::Active, QPalette::HighlightedText}})
+        icon.addPixmap(SymbolIcon::icon(mark.symbol, palette().color(role)).pixmap(size, scale), mode);
+    return icon;
+}
+
 /// In the list they stand in a column of their own, which is not there while nothing is marked.
 void Picker::showMarks() {
-    const QColor color = palette().color(QPalette::PlaceholderText);
-    QPixmap nothing(markSize, markSize);
-    nothing.fill(Qt::transparent);
     for (int row = 0; row < count(); ++row) {
         const Mark mark = m_marks.value(itemData(row, idRole).toString());
-        const QIcon icon = mark.symbol.isEmpty() ? QIcon(nothing) : SymbolIcon::icon(mark.symbol, color);
-        setItemData(row, m_marks.isEmpty() ? QVariant() : icon, Qt::DecorationRole);
+        setItemData(row, m_marks.isEmpty() ? QVariant() : markIcon(mark), Qt::DecorationRole);
         setItemData(row, mark.help, Qt::ToolTipRole);
         setItemData(row, mark.help, Qt::AccessibleDescriptionRole);
     }

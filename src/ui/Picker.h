@@ -62,6 +62,7 @@ private:
     void choose(int row);
 
     Mark currentMark() const;
+    QIcon markIcon(const Mark &mark) const;
     void showMarks();
     int markWidth() const;
     QString help() const;

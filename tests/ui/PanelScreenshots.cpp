@@ -60,9 +60,9 @@ private Q_SLOTS:
     void everyStateIsPictured_data() {
         QTest::addColumn<QString>("state");
         QTest::addColumn<QString>("scheme");
-        for (const auto *state :
-             {"idle", "recording", "processing", "hotkey-capture", "hosted-engine", "translated",
-              "long-texts", "long-status", "long-names", "russian", "chinese", "arabic", "keyboard-focus"})
+        for (const auto *state : {"idle", "recording", "processing", "hotkey-capture", "hosted-engine",
+                                  "translated", "long-texts", "long-status", "long-names", "marks", "russian",
+                                  "chinese", "arabic", "keyboard-focus"})
             for (const auto *scheme : {"light", "dark", "high-contrast"})
                 QTest::addRow("%s-%s", state, scheme)
                     << QString::fromLatin1(state) << QString::fromLatin1(scheme);
@@ -112,6 +112,7 @@ private Q_SLOTS:
             using Scheme = platform::Appearance::ColorScheme;
             platform.appearanceFake.prefer({isDark ? Scheme::dark : Scheme::light, {}, false});
         });
+        mark(harness);
         harness.show();
         auto &picker = harness.find<Picker>(u"sourcePicker"_qs);
         picker.showPopup();
@@ -183,7 +184,20 @@ private:
             harness.say(dictated.value(state).repeated(12));
         } else if (state == u"keyboard-focus"_qs) {
             harness.useHostedEngine();
+        } else if (state == u"marks"_qs) {
+            mark(harness);
         }
+    }
+
+    /// What is spoken is on its way, what it becomes is not there, and one that is not chosen never will be.
+    static void mark(PanelHarness &harness) {
+        const Picker::Mark missing{u"arrow.down.circle"_qs, {}, u"Not installed: 14 MB"_qs};
+        const Picker::Mark arriving{u"arrow.triangle.2.circlepath.circle"_qs, u"42 %"_qs,
+                                    u"On its way, 42 %"_qs};
+        const Picker::Mark unserved{u"slash.circle"_qs, {}, u"There is no model for this"_qs};
+        harness.panel->setLanguageMarks(
+            {{u"en-US"_qs, arriving}, {u"de-DE"_qs, missing}, {u"kk-KZ"_qs, unserved}},
+            {{u"es"_qs, missing}});
     }
 };
 

@@ -1,0 +1,139 @@
+#include "ui/ModelsHarness.h"
+#include "ui/Picker.h"
+
+#include <QLineEdit>
+#include <QTest>
+
+#include <ctime>
+
+using namespace quillora;
+using namespace quillora::test;
+using platform::ModelTask;
+
+namespace {
+
+/// Two models to hear each language, and one for each pair with English: eighty and some in all.
+void fillLongShelf(FakePlatform &platform) {
+    QStringList locales;
+    for (const auto &target : LanguageCatalog::targets()) {
+        const QString locale = target.id + u'-' + target.id.toUpper();
+        locales += locale;
+        for (const QString &family : {u"light-"_qs, u"large-"_qs})
+            platform.models.offer(speechModel(family + target.id, target.id, 71'000'000));
+        platform.routes.offer(ModelTask::hearing(locale),
+                              {u"light-"_qs + target.id, u"large-"_qs + target.id});
+        if (target.id == u"en"_qs)
+            continue;
+        const QString to = u"en-"_qs + target.id;
+        const QString from = target.id + u"-en"_qs;
+        platform.models.offer(translationModel(to, u"en"_qs, target.id, 14'000'000));
+        platform.models.offer(translationModel(from, target.id, u"en"_qs, 16'000'000));
+        platform.routes.offer(ModelTask::translating(u"en"_qs, target.id), {to});
+        platform.routes.offer(ModelTask::translating(target.id, u"en"_qs), {from});
+    }
+    platform.speech.locales = locales;
+}
+
+qint64 ownNanoseconds() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
+}
+
+/// The longest of some turns of the event loop, without what a busy machine kept it waiting.
+class LongestTurn {
+public:
+    template <typename Turn>
+    void measure(Turn turn) {
+        const qint64 before = ownNanoseconds();
+        turn();
+        m_longest = std::max(m_longest, ownNanoseconds() - before);
+    }
+    void report(const char *what) const {
+        qInfo("%s: %.1f ms at the longest", what, static_cast<double>(m_longest) / 1e6);
+    }
+
+private:
+    qint64 m_longest = 0;
+};
+
+} // namespace
+
+/// Whether a long list of models ever makes a person wait: a frame is 16 ms.
+class ModelsWindowBench : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aLongListFillsWithoutAStall() {
+        FakePlatform platform;
+        fillLongShelf(platform);
+        Models models(platform.models, platform.routes, platform.consent);
+        qInfo("%lld models", static_cast<long long>(platform.models.models().size()));
+
+        // The panel was open before: fonts and flags have been read.
+        QList<Picker::Option> options;
+        for (const auto &target : LanguageCatalog::targets())
+            options += {target.id, target.flag, target.name};
+        Picker panel(u"Translate to"_qs, options);
+        panel.show();
+        for (const auto &option : options) {
+            panel.select(option.id);
+            panel.grab();
+        }
+
+        LongestTurn opening;
+        std::unique_ptr<ModelsWindow> window;
+        opening.measure([&] {
+            window = std::make_unique<ModelsWindow>(
+                models, platform.space,
+                ModelsWindow::Languages{LanguageCatalog::spokenOptions(), LanguageCatalog::targets()});
+        });
+        opening.report("making the window");
+        LongestTurn showing;
+        showing.measure([&] {
+            window->resize(window->sizeHint());
+            window->show();
+            QCoreApplication::processEvents();
+        });
+        showing.report("showing it");
+
+        LongestTurn filling;
+        int turns = 0;
+        while (!platform.queue.isIdle()) {
+            filling.measure([&] {
+                platform.queue.runOne();
+                QCoreApplication::processEvents();
+            });
+            ++turns;
+        }
+        qInfo("%d turns", turns);
+        filling.report("filling the lists");
+
+        LongestTurn progress;
+        models.store().install(u"light-de"_qs);
+        platform.run();
+        for (int i = 0; i < 50; ++i) {
+            progress.measure([&] {
+                platform.models.progress(received(i * 1'000'000, 71'000'000));
+                platform.run();
+                QCoreApplication::processEvents();
+            });
+        }
+        progress.report("a progress");
+
+        LongestTurn search;
+        auto *field = window->findChild<QLineEdit *>(u"search"_qs);
+        for (const QString &typed : {u"g"_qs, u"ge"_qs, u"ger"_qs, u"ge"_qs, u"g"_qs, QString()}) {
+            search.measure([&] {
+                field->setText(typed);
+                QCoreApplication::processEvents();
+            });
+        }
+        search.report("a letter that is searched for");
+        window.reset();
+        platform.run();
+    }
+};
+
+QTEST_MAIN(ModelsWindowBench)
+#include "ModelsWindowBench.moc"
