@@ -2,6 +2,8 @@
 #include "fakes/FakePlatform.h"
 #include "platform/linux/translation/OnDeviceTranslators.h"
 #include "platform/linux/translation/apertium/ApertiumEngine.h"
+#include "support/DownloadedTranslation.h"
+#include "support/ThrowAwayAuthority.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
@@ -63,12 +65,49 @@ private:
     ApertiumPlatform m_platform;
 };
 
+/// Nothing is installed at first, and somebody agrees to every download.
+class NeuralTranslatorsHarness : public TranslatorsHarness {
+public:
+    explicit NeuralTranslatorsHarness(const QSslConfiguration &identity) : m_platform(identity) {}
+
+    Translators &translators() override { return m_platform.translators(); }
+    void turn() override {
+        m_platform.translation.server.serve();
+        m_platform.run();
+    }
+    QString text() const override { return u"house, house."_qs; }
+    QString translation() const override { return u"casa, casa."_qs; }
+    QString withdraw() override {
+        m_platform.translation.seatPerson(DownloadAnswer::notNow);
+        return u"English to Spanish needs a download that was not agreed to. Choose the languages again to "
+               u"be asked again, or open Models in the tray menu."_qs;
+    }
+
+private:
+    class OnDownloads : public FakePlatform {
+    public:
+        explicit OnDownloads(const QSslConfiguration &identity) : translation(identity) {
+            translation.server.delivery = ModelServer::Delivery::everything;
+            translation.seatPerson(DownloadAnswer::download);
+        }
+        Translators &translators() override { return *translation.translators; }
+
+        DownloadedTranslation translation;
+    };
+
+    OnDownloads m_platform;
+};
+
 } // namespace
 
 int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
+    const test::ThrowAwayAuthority authority;
+    authority.trustHere();
+    const auto identity = authority.issue(u"127.0.0.1"_qs);
     test::TranslatorsContract contract(
         {{"fake", [] { return std::make_unique<FakeHarness>(); }},
-         {"OnDeviceTranslators", [] { return std::make_unique<OnDeviceTranslatorsHarness>(); }}});
+         {"OnDeviceTranslators", [] { return std::make_unique<OnDeviceTranslatorsHarness>(); }},
+         {"NeuralEngine", [&] { return std::make_unique<NeuralTranslatorsHarness>(identity); }}});
     return QTest::qExec(&contract, argc, argv);
 }

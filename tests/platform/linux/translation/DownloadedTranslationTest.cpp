@@ -1,0 +1,168 @@
+#include "support/DownloadedTranslation.h"
+#include "support/Outcome.h"
+#include "support/ThrowAwayAuthority.h"
+
+#include <QTest>
+
+using namespace quillora::platform;
+using namespace quillora::test;
+
+namespace {
+
+using Session = std::shared_ptr<TranslationSession>;
+using TextOutcome = std::shared_ptr<Outcome<QString>>;
+
+QCoro::Task<QString> translated(Session session, QString text) {
+    co_await session->prepareTranslation();
+    const auto response = co_await session->translate(text);
+    co_return response.targetText;
+}
+
+} // namespace
+
+/// From nothing to a translated text, with everything real but the person.
+class DownloadedTranslationTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        m_authority.emplace();
+        m_authority->trustHere();
+    }
+    void init() {
+        m_desk.emplace(m_authority->issue(u"127.0.0.1"_qs));
+        m_desk->seatPerson(DownloadAnswer::download);
+    }
+    void cleanup() { m_desk.reset(); }
+
+    void oneAnswerBringsAnInstalledModelAndATranslation() {
+        m_desk->server.delivery = ModelServer::Delivery::everything;
+        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello world, thanks."_qs), u"привет мир, спасибо."_qs);
+        QCOMPARE(m_desk->questions,
+                 (QList{DownloadQuestion{ModelTask::translating(u"en"_qs, u"ru"_qs), {u"en-ru"_qs}}}));
+        QCOMPARE(m_desk->store->state(u"en-ru"_qs).presence, ModelState::Presence::installed);
+        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"thanks"_qs), u"спасибо"_qs);
+        QCOMPARE(m_desk->questions.size(), 1);
+    }
+
+    void oneAnswerBringsBothHalvesOfAWay() {
+        m_desk->server.delivery = ModelServer::Delivery::everything;
+        QCOMPARE(translation(u"de"_qs, u"ru"_qs, u"hallo Welt. danke!"_qs), u"привет мир. спасибо!"_qs);
+        QCOMPARE(m_desk->questions, (QList{DownloadQuestion{ModelTask::translating(u"de"_qs, u"ru"_qs),
+                                                            {u"de-en"_qs, u"en-ru"_qs}}}));
+    }
+
+    void aDeclinedDownloadIsNotAskedForAgainUntilTheLanguagesAreChosen() {
+        m_desk->seatPerson(DownloadAnswer::notNow);
+        const QString sentence = u"English to Russian needs a download that was not agreed to. Choose the "
+                                 "languages again to be asked again, or open Models in the tray menu."_qs;
+        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), sentence);
+        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), sentence);
+        QCOMPARE(m_desk->questions.size(), 1);
+        m_desk->consent->forget(ModelTask::translating(u"en"_qs, u"ru"_qs));
+        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), sentence);
+        QCOMPARE(m_desk->questions.size(), 2);
+        QVERIFY(m_desk->server.http().requests().isEmpty());
+    }
+
+    void aDownloadThatIsCancelledOnItsWayEndsTheTranslation() {
+        const auto outcome = begun(u"en"_qs, u"ru"_qs, u"hello"_qs);
+        QVERIFY(m_desk->waitUntil([&] { return !m_desk->server.http().requests().isEmpty(); }));
+        m_desk->store->cancel(u"en-ru"_qs);
+        QVERIFY(m_desk->waitUntil([&] { return outcome->isDone(); }));
+        QCOMPARE(outcome->error(),
+                 u"The download for English to Russian was cancelled. Translate again to be asked "
+                 "again, or open Models in the tray menu."_qs);
+    }
+
+    void aPausedDownloadEndsTheTranslationAndTheNextOneGoesOn() {
+        m_desk->server.delivery = ModelServer::Delivery::part;
+        const auto outcome = begun(u"en"_qs, u"ru"_qs, u"hello"_qs);
+        QVERIFY(m_desk->waitUntil([&] {
+            const auto progress = m_desk->store->state(u"en-ru"_qs).progress;
+            return progress && progress->receivedBytes > 0;
+        }));
+        m_desk->store->pause(u"en-ru"_qs);
+        QVERIFY(m_desk->waitUntil([&] { return outcome->isDone(); }));
+        QCOMPARE(
+            outcome->error(),
+            u"The download for English to Russian is paused. Go on with it under Models in the tray menu."_qs);
+        m_desk->server.delivery = ModelServer::Delivery::everything;
+        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
+    }
+
+    void aPublisherWhoRefusesIsNamed() {
+        m_desk->server.delivery = ModelServer::Delivery::refusal;
+        QCOMPARE(
+            translation(u"en"_qs, u"ru"_qs, u"hello"_qs),
+            u"The download for English to Russian failed: 127.0.0.1 answered with the error 404. Try again "
+            "under Models in the tray menu."_qs);
+    }
+
+    void aModelThatIsRemovedInMidSessionTranslatesOn() {
+        m_desk->server.delivery = ModelServer::Delivery::everything;
+        const Session one = m_desk->translators->session(u"en"_qs, u"ru"_qs);
+        QCOMPARE(outcomeOf(translated(one, u"hello"_qs))->value(), u"привет"_qs);
+        m_desk->store->remove(u"en-ru"_qs);
+        QVERIFY(m_desk->waitUntil(
+            [&] { return m_desk->store->state(u"en-ru"_qs).presence == ModelState::Presence::absent; }));
+        const auto response = Outcome<TranslationResponse>::of(one->translate(u"world"_qs));
+        QVERIFY(m_desk->waitUntil([&] { return response->isDone(); }));
+        QCOMPARE(response->value().targetText, u"мир"_qs);
+        m_desk->seatPerson(DownloadAnswer::notNow);
+        QVERIFY(translation(u"en"_qs, u"ru"_qs, u"hello"_qs).startsWith(u"English to Russian needs"_qs));
+    }
+
+    void aModelThatIsDamagedIsNamedAndThenRepaired() {
+        m_desk->server.delivery = ModelServer::Delivery::everything;
+        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
+        QFile file(m_desk->store->use(u"en-ru"_qs)->folder() + u"/model.bin"_qs);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const auto time = file.fileTime(QFileDevice::FileModificationTime);
+        QVERIFY(file.write("not a model") > 0 && file.flush());
+        QVERIFY(file.setFileTime(time, QFileDevice::FileModificationTime));
+        file.close();
+        m_desk->start(); // what is in memory is not damaged
+
+        const QString sentence = translation(u"en"_qs, u"ru"_qs, u"hello"_qs);
+        QVERIFY2(sentence.startsWith(u"The on-device translation from English to Russian cannot be used: "),
+                 qPrintable(sentence));
+        QVERIFY(m_desk->waitUntil(
+            [&] { return m_desk->store->state(u"en-ru"_qs).presence == ModelState::Presence::damaged; }));
+        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
+        QCOMPARE(m_desk->questions.size(), 2);
+    }
+
+    void theEndInMidDownloadIsAnErrorAndTheNextStartGoesOn() {
+        const auto outcome = begun(u"en"_qs, u"ru"_qs, u"hello"_qs);
+        QVERIFY(m_desk->waitUntil([&] { return !m_desk->server.http().requests().isEmpty(); }));
+        m_desk->translators.reset();
+        QVERIFY(m_desk->waitUntil([&] { return outcome->isDone(); }));
+        QVERIFY(!outcome->error().isEmpty());
+        m_desk->server.delivery = ModelServer::Delivery::everything;
+        m_desk->start();
+        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
+        QCOMPARE(m_desk->questions.size(), 1); // it joined the download
+    }
+
+private:
+    TextOutcome begun(const QString &source, const QString &target, const QString &text) {
+        return Outcome<QString>::of(translated(m_desk->translators->session(source, target), text));
+    }
+    TextOutcome outcomeOf(QCoro::Task<QString> task) {
+        auto outcome = Outcome<QString>::of(std::move(task));
+        m_desk->waitUntil([&] { return outcome->isDone(); });
+        return outcome;
+    }
+    /// Or the error instead.
+    QString translation(const QString &source, const QString &target, const QString &text) {
+        const auto outcome = outcomeOf(translated(m_desk->translators->session(source, target), text));
+        return outcome->error().isNull() ? outcome->value() : outcome->error();
+    }
+
+    std::optional<ThrowAwayAuthority> m_authority;
+    std::optional<DownloadedTranslation> m_desk;
+};
+
+QTEST_GUILESS_MAIN(DownloadedTranslationTest)
+#include "DownloadedTranslationTest.moc"

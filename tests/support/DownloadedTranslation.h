@@ -1,0 +1,103 @@
+#pragma once
+
+#include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/models/LinuxModelStore.h"
+#include "platform/linux/routing/EngineRoutes.h"
+#include "platform/linux/routing/RememberedConsent.h"
+#include "platform/linux/translation/NeuralEngine.h"
+#include "platform/linux/translation/OnDeviceTranslators.h"
+#include "support/ChildProcess.h"
+#include "support/ModelServer.h"
+#include "support/neural/DictionaryModel.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include <chrono>
+#include <optional>
+
+namespace quillora::test {
+
+/// On-device translation with nothing installed: a store on a disk, a publisher that a real HTTPS server is,
+/// and everything between them and a text.
+class DownloadedTranslation {
+public:
+    explicit DownloadedTranslation(const QSslConfiguration &identity) : server(identity) {
+        server.delivery = ModelServer::Delivery::nothing;
+        publish(u"en"_qs, u"es"_qs, {{"house", "casa"}});
+        publish(u"en"_qs, u"ru"_qs, {{"hello", "привет"}, {"world", "мир"}, {"thanks", "спасибо"}});
+        publish(u"de"_qs, u"en"_qs, germanToEnglish());
+        const QByteArray json =
+            QJsonDocument(QJsonObject{{u"form"_qs, 1}, {u"models"_qs, m_models}}).toJson();
+        store.emplace(queue, platform::LinuxModelStore::Ground{
+                                 .folders = {home.filePath(u"models"_qs), {}},
+                                 .catalog = {{{u"catalog"_qs, json}}, {u"neural"_qs}},
+                                 .patience = {.firstPause = std::chrono::milliseconds(1), .mostFailures = 1},
+                                 .untilLeavingIsTriedAgain = std::chrono::milliseconds(50)});
+        routes.emplace(
+            *store, QStringList{u"neural"_qs}, [](const auto &) { return false; },
+            platform::Computer{qint64(8) << 30, 4}, home.filePath(u"chosen"_qs));
+        consent.emplace(queue, home.filePath(u"declined"_qs));
+        start();
+    }
+
+    /// The engines, anew.
+    void start() {
+        std::vector<std::unique_ptr<platform::OnDeviceEngine>> engines;
+        engines.push_back(std::make_unique<platform::NeuralEngine>(*routes, *store, *consent, queue));
+        translators.emplace(std::move(engines));
+    }
+
+    /// Somebody who answers every question in this way.
+    void seatPerson(platform::DownloadAnswer answer) {
+        consent->setPresenter([this, answer](const auto &question, const auto &reply) {
+            questions += question;
+            reply(answer);
+        });
+    }
+
+    bool waitUntil(const std::function<bool()> &condition) {
+        return ChildProcess::waitUntil(
+            [&] {
+                server.serve();
+                return condition();
+            },
+            30000);
+    }
+
+    platform::LinuxMainQueue queue;
+    QTemporaryDir home;
+    ModelServer server;
+    std::optional<platform::LinuxModelStore> store;
+    std::optional<platform::EngineRoutes> routes;
+    std::optional<platform::RememberedConsent> consent;
+    std::optional<platform::OnDeviceTranslators> translators;
+    QList<platform::DownloadQuestion> questions; ///< that the person was asked
+
+private:
+    void publish(const QString &source, const QString &target, const Dictionary &dictionary) {
+        const DictionaryModel model(dictionary);
+        const QString id = source + u'-' + target;
+        QJsonArray files;
+        const auto add = [&](const QString &name, const std::string &contents) {
+            const QString path = u"/%1/%2"_qs.arg(id, name);
+            server.files[path] = QByteArray::fromStdString(contents);
+            files += QJsonObject{{u"name"_qs, name}, {u"address"_qs, server.http().url(path).toString()}};
+        };
+        add(u"model.bin"_qs, model.modelFile);
+        add(u"vocab.spm"_qs, model.vocabularyFile);
+        add(u"lex.bin"_qs, model.shortlistFile);
+        m_models += QJsonObject{{u"id"_qs, id},
+                                {u"kind"_qs, u"translation"_qs},
+                                {u"version"_qs, u"1"_qs},
+                                {u"languages"_qs, QJsonArray{source, target}},
+                                {u"engine"_qs, u"neural"_qs},
+                                {u"files"_qs, files}};
+    }
+
+    QJsonArray m_models;
+};
+
+} // namespace quillora::test
