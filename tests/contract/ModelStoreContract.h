@@ -3,7 +3,7 @@
 #include "contract/Subjects.h"
 #include "platform/ModelStore.h"
 
-#include <QObject>
+#include <QTest>
 
 #include <functional>
 #include <memory>
@@ -38,58 +38,369 @@ public:
 class ModelStoreContract : public QObject {
     Q_OBJECT
 
+    using Delivery = ModelStoreHarness::Delivery;
+    using Owner = ModelStoreHarness::Owner;
+    using ModelProgress = platform::ModelProgress;
+    using ModelState = platform::ModelState;
+    using ModelStore = platform::ModelStore;
+    using Operation = std::function<void(ModelStore &)>;
+    using Presence = ModelState::Presence;
+    using Step = ModelProgress::Step;
+
 public:
     explicit ModelStoreContract(Subjects<ModelStoreHarness> subjects) : m_subjects(std::move(subjects)) {}
 
 private Q_SLOTS:
     void initTestCase_data() { m_subjects.announce(); }
-    void init();
-    void cleanup();
+    void init() { m_harness = m_subjects.harness(); }
+    void cleanup() { m_harness.reset(); }
 
-    void theModelsOfTheCatalogComeInItsOrderAndAreAbsent();
-    void aModelThatNobodyKnowsIsAnError_data();
-    void aModelThatNobodyKnowsIsAnError();
-    void aModelIsInstalledInTheVersionOfTheCatalog();
-    void observersAreToldFromTheEventLoopOnly();
-    void anObserverThatWasRemovedIsNotTold();
-    void modelsAreInstalledInTheOrderInWhichTheyWereAskedFor();
-    void progressTellsHowFarItIs();
-    void whatIsOnItsWayIsNotInstalledTwice();
-    void whatIsInstalledWholeIsNotInstalledAgain();
-    void aPausedModelKeepsWhatCameUntilItIsAskedFor();
-    void whatWaitsAndIsPausedHasNothingToGoOnWith();
-    void aCancelledModelForgetsWhatCame();
-    void aPausedModelCanBeCancelled();
-    void theNextModelComesWhenTheOneBeforeIsPaused();
-    void nothingEndsWhereNothingIsOnItsWay();
-    void aFailureIsToldAndTheNextModelComes();
-    void whoAsksAgainIsNotToldOfTheOldFailure();
-    void whatIsInstalledCanBeUsed();
-    void whatIsNotInstalledCannotBeUsed();
-    void aRemovedModelIsAbsent();
-    void removalWaitsForTheLastUser();
-    void whatIsAskedForWhileItLeavesStays();
-    void removalEndsTheInstallation();
-    void whatIsNotThereIsRemovedWithoutAWord();
-    void theModelOfAnAdministratorStays();
-    void anOwnModelIsTakenBeforeTheSameOfAnAdministrator();
-    void aCheckFindsWhatIsDamaged();
-    void aCheckOfAWholeModelFindsNothing();
-    void aDamagedModelIsRepaired();
-    void anOldVersionServesUntilTheNewOneIsThere();
-    void anOldVersionStaysForThoseWhoUseIt();
-    void aNewerVersionThanTheCatalogsIsKept();
+    void theModelsOfTheCatalogComeInItsOrderAndAreAbsent() {
+        const auto models = store().models();
+        QCOMPARE(models.size(), 2);
+        QCOMPARE(models[0].id, u"first"_qs);
+        QCOMPARE(models[0].version, u"2"_qs);
+        QCOMPARE(models[1].id, u"second"_qs);
+        QCOMPARE(store().omissions(), QStringList());
+        QCOMPARE(first(), ModelState());
+    }
+
+    void aModelThatNobodyKnowsIsAnError_data() {
+        QTest::addColumn<Operation>("operation");
+        const QString id = u"third"_qs;
+        QTest::newRow("state") << Operation([=](ModelStore &store) { store.state(id); });
+        QTest::newRow("install") << Operation([=](ModelStore &store) { store.install(id); });
+        QTest::newRow("pause") << Operation([=](ModelStore &store) { store.pause(id); });
+        QTest::newRow("cancel") << Operation([=](ModelStore &store) { store.cancel(id); });
+        QTest::newRow("remove") << Operation([=](ModelStore &store) { store.remove(id); });
+        QTest::newRow("use") << Operation([=](ModelStore &store) { store.use(id); });
+        QTest::newRow("check") << Operation([=](ModelStore &store) { store.check(id); });
+    }
+
+    void aModelThatNobodyKnowsIsAnError() {
+        QFETCH(const Operation, operation);
+        try {
+            operation(store());
+            QFAIL("nothing was thrown");
+        } catch (const LocalizedError &error) {
+            QCOMPARE(error.errorDescription(), u"There is no model \"third\"."_qs);
+        }
+    }
+
+    void aModelIsInstalledInTheVersionOfTheCatalog() {
+        QVERIFY(installFirst());
+        QCOMPARE(first(), installed(u"2"_qs, Owner::user));
+    }
+
+    void observersAreToldFromTheEventLoopOnly() {
+        QStringList told;
+        store().addObserver([&](const QString &id) { told += id; });
+        store().install(u"first"_qs);
+        QCOMPARE(told, QStringList());
+        QVERIFY(waitUntil([&] { return told.contains(u"first"_qs); }));
+        QVERIFY(!told.contains(u"second"_qs));
+    }
+
+    void anObserverThatWasRemovedIsNotTold() {
+        int removed = 0, lone = 0, kept = 0;
+        const auto token = store().addObserver([&](const QString &) { ++removed; });
+        ModelStore::ObserverToken loneToken = 0;
+        loneToken = store().addObserver([&](const QString &) {
+            ++lone;
+            store().removeObserver(loneToken);
+        });
+        store().addObserver([&](const QString &) {
+            if (first().presence == Presence::installed)
+                ++kept;
+        });
+        store().removeObserver(token);
+        QVERIFY(installFirst());
+        QVERIFY(waitUntil([&] { return kept > 0; }));
+        QCOMPARE(removed, 0);
+        QCOMPARE(lone, 1);
+    }
+
+    void modelsAreInstalledInTheOrderInWhichTheyWereAskedFor() {
+        QStringList arrived;
+        store().addObserver([&](const QString &id) {
+            if (store().state(id).presence == Presence::installed && !arrived.contains(id))
+                arrived += id;
+        });
+        store().install(u"second"_qs);
+        store().install(u"first"_qs);
+        QVERIFY(first().progress);
+        QCOMPARE(first().progress->step, Step::waiting);
+        m_harness->deliver(Delivery::everything);
+        QVERIFY(waitUntil([&] { return arrived.size() == 2; }));
+        QCOMPARE(arrived, (QStringList{u"second"_qs, u"first"_qs}));
+    }
+
+    void progressTellsHowFarItIs() {
+        QVERIFY(partOfFirstCame());
+        QVERIFY(waitUntil([&] { return first().progress->totalBytes.has_value(); }));
+        QCOMPARE(first().progress->step, Step::downloading);
+        QVERIFY(first().progress->receivedBytes < *first().progress->totalBytes);
+        QCOMPARE(first().progress->percent(),
+                 int(first().progress->receivedBytes * 100 / *first().progress->totalBytes));
+        QCOMPARE(first().presence, Presence::absent);
+        QVERIFY(!first().isPaused);
+    }
+
+    void whatIsOnItsWayIsNotInstalledTwice() {
+        store().install(u"first"_qs);
+        store().install(u"second"_qs);
+        store().install(u"first"_qs);
+        QCOMPARE(store().state(u"second"_qs).progress->step, Step::waiting);
+        m_harness->deliver(Delivery::everything);
+        QVERIFY(waitFor(Presence::installed));
+        QVERIFY(waitUntil([&] { return store().state(u"second"_qs).presence == Presence::installed; }));
+        QVERIFY(!first().progress);
+    }
+
+    void whatIsInstalledWholeIsNotInstalledAgain() {
+        QVERIFY(installFirst());
+        m_harness->deliver(Delivery::nothing);
+        store().install(u"first"_qs);
+        QVERIFY(!first().progress);
+    }
+
+    void aPausedModelKeepsWhatCameUntilItIsAskedFor() {
+        QVERIFY(partOfFirstCame());
+        store().pause(u"first"_qs);
+        QVERIFY(!first().progress);
+        QVERIFY(first().isPaused);
+        QCOMPARE(first().problem, QString());
+        QVERIFY(installFirst());
+        QVERIFY(!first().isPaused);
+    }
+
+    void whatWaitsAndIsPausedHasNothingToGoOnWith() {
+        store().install(u"second"_qs);
+        store().install(u"first"_qs);
+        store().pause(u"first"_qs);
+        QCOMPARE(first(), ModelState());
+        m_harness->deliver(Delivery::everything);
+        QVERIFY(waitUntil([&] { return store().state(u"second"_qs).presence == Presence::installed; }));
+        QCOMPARE(first(), ModelState());
+    }
+
+    void aCancelledModelForgetsWhatCame() {
+        QVERIFY(partOfFirstCame());
+        store().cancel(u"first"_qs);
+        QCOMPARE(first(), ModelState());
+        QVERIFY(installFirst());
+    }
+
+    void aPausedModelCanBeCancelled() {
+        QVERIFY(partOfFirstCame());
+        store().pause(u"first"_qs);
+        store().cancel(u"first"_qs);
+        QVERIFY(waitUntil([&] { return first() == ModelState(); }));
+    }
+
+    void theNextModelComesWhenTheOneBeforeIsPaused() {
+        QVERIFY(partOfFirstCame());
+        store().install(u"second"_qs);
+        m_harness->deliver(Delivery::everything);
+        store().pause(u"first"_qs);
+        QVERIFY(waitUntil([&] { return store().state(u"second"_qs).presence == Presence::installed; }));
+        QCOMPARE(first().presence, Presence::absent);
+    }
+
+    void nothingEndsWhereNothingIsOnItsWay() {
+        store().pause(u"first"_qs);
+        store().cancel(u"first"_qs);
+        QCOMPARE(first(), ModelState());
+    }
+
+    void aFailureIsToldAndTheNextModelComes() {
+        m_harness->deliver(Delivery::refusal);
+        store().install(u"first"_qs);
+        store().install(u"second"_qs);
+        QVERIFY(waitUntil([&] { return !first().progress && !store().state(u"second"_qs).progress; }));
+        QCOMPARE(first().presence, Presence::absent);
+        QVERIFY(first().problem.endsWith(u'.'));
+        QVERIFY(!first().isPaused);
+        QVERIFY(store().state(u"second"_qs).problem.endsWith(u'.'));
+    }
+
+    void whoAsksAgainIsNotToldOfTheOldFailure() {
+        m_harness->deliver(Delivery::refusal);
+        store().install(u"first"_qs);
+        QVERIFY(waitUntil([&] { return !first().problem.isEmpty(); }));
+        m_harness->deliver(Delivery::everything);
+        store().install(u"first"_qs);
+        QVERIFY(first().progress);
+        QCOMPARE(first().problem, QString());
+        QVERIFY(waitFor(Presence::installed));
+        QCOMPARE(first().problem, QString());
+    }
+
+    void whatIsInstalledCanBeUsed() {
+        QVERIFY(installFirst());
+        const auto use = store().use(u"first"_qs);
+        QVERIFY(use);
+        QCOMPARE(use->version(), u"2"_qs);
+        QVERIFY(!use->folder().isEmpty());
+        QVERIFY(store().use(u"first"_qs));
+    }
+
+    void whatIsNotInstalledCannotBeUsed() {
+        QVERIFY(!store().use(u"first"_qs));
+        QVERIFY(partOfFirstCame());
+        QVERIFY(!store().use(u"first"_qs));
+    }
+
+    void aRemovedModelIsAbsent() {
+        QVERIFY(installFirst());
+        bool wasTold = false;
+        store().addObserver([&](const QString &) { wasTold = wasTold || first() == ModelState(); });
+        store().remove(u"first"_qs);
+        QVERIFY(waitUntil([&] { return wasTold; }));
+        QVERIFY(!store().use(u"first"_qs));
+        QVERIFY(installFirst());
+    }
+
+    void removalWaitsForTheLastUser() {
+        QVERIFY(installFirst());
+        auto one = store().use(u"first"_qs), another = store().use(u"first"_qs);
+        store().remove(u"first"_qs);
+        one.reset();
+        QVERIFY(m_harness->waitUntil([turns = 0]() mutable { return ++turns == 5; }));
+        QVERIFY(first().isLeaving);
+        QCOMPARE(first().presence, Presence::installed);
+        QVERIFY(!store().use(u"first"_qs));
+        another.reset();
+        QVERIFY(waitUntil([&] { return first() == ModelState(); }));
+    }
+
+    void whatIsAskedForWhileItLeavesStays() {
+        QVERIFY(installFirst());
+        auto use = store().use(u"first"_qs);
+        store().remove(u"first"_qs);
+        QVERIFY(first().isLeaving);
+        store().install(u"first"_qs);
+        QVERIFY(!first().isLeaving);
+        use.reset();
+        QVERIFY(waitFor(Presence::installed));
+        QVERIFY(store().use(u"first"_qs));
+    }
+
+    void removalEndsTheInstallation() {
+        QVERIFY(partOfFirstCame());
+        store().remove(u"first"_qs);
+        QVERIFY(!first().progress);
+        QVERIFY(waitUntil([&] { return first() == ModelState(); }));
+    }
+
+    void whatIsNotThereIsRemovedWithoutAWord() {
+        store().remove(u"first"_qs);
+        QVERIFY(waitUntil([&] { return first() == ModelState(); }));
+    }
+
+    void theModelOfAnAdministratorStays() {
+        m_harness->place(u"2"_qs, Owner::administrator);
+        QCOMPARE(first(), installed(u"2"_qs, Owner::administrator));
+        store().remove(u"first"_qs);
+        QVERIFY(!first().isLeaving);
+        QVERIFY(store().use(u"first"_qs));
+    }
+
+    void anOwnModelIsTakenBeforeTheSameOfAnAdministrator() {
+        m_harness->place(u"2"_qs, Owner::administrator);
+        m_harness->place(u"2"_qs, Owner::user);
+        QVERIFY(first().isOwn);
+        store().remove(u"first"_qs);
+        QVERIFY(waitUntil([&] { return !first().isOwn; }));
+        QCOMPARE(first().presence, Presence::installed);
+    }
+
+    void aCheckFindsWhatIsDamaged() {
+        QVERIFY(installFirst());
+        bool wasTold = false;
+        store().addObserver(
+            [&](const QString &) { wasTold = wasTold || first().presence == Presence::damaged; });
+        m_harness->damageSecretly();
+        QVERIFY(store().use(u"first"_qs));
+        store().check(u"first"_qs);
+        QVERIFY(waitUntil([&] { return wasTold; }));
+        QVERIFY(first().problem.endsWith(u'.'));
+        QCOMPARE(first().version, u"2"_qs);
+        QVERIFY(!store().use(u"first"_qs));
+    }
+
+    void aCheckOfAWholeModelFindsNothing() {
+        QVERIFY(installFirst());
+        int toldCount = 0;
+        store().addObserver([&](const QString &) { ++toldCount; });
+        store().check(u"first"_qs);
+        QVERIFY(waitUntil([&] { return toldCount > 0; }));
+        QCOMPARE(first().presence, Presence::installed);
+        QCOMPARE(first().problem, QString());
+    }
+
+    void aDamagedModelIsRepaired() {
+        QVERIFY(installFirst());
+        m_harness->damageSecretly();
+        store().check(u"first"_qs);
+        QVERIFY(waitFor(Presence::damaged));
+        QVERIFY(installFirst());
+        QCOMPARE(first().problem, QString());
+        QVERIFY(store().use(u"first"_qs));
+    }
+
+    void anOldVersionServesUntilTheNewOneIsThere() {
+        m_harness->place(u"1"_qs, Owner::user);
+        QVERIFY(partOfFirstCame());
+        QCOMPARE(first().presence, Presence::installed);
+        QCOMPARE(first().version, u"1"_qs);
+        QCOMPARE(store().use(u"first"_qs)->version(), u"1"_qs);
+        store().pause(u"first"_qs);
+        QVERIFY(installFirst());
+        QCOMPARE(first().version, u"2"_qs);
+    }
+
+    void anOldVersionStaysForThoseWhoUseIt() {
+        m_harness->place(u"1"_qs, Owner::user);
+        const auto old = store().use(u"first"_qs);
+        QVERIFY(installFirst());
+        QVERIFY(waitUntil([&] { return first().version == u"2"; }));
+        QCOMPARE(store().use(u"first"_qs)->version(), u"2"_qs);
+        QCOMPARE(old->version(), u"1"_qs);
+    }
+
+    void aNewerVersionThanTheCatalogsIsKept() {
+        m_harness->place(u"3"_qs, Owner::administrator);
+        store().install(u"first"_qs);
+        QVERIFY(!first().progress);
+        QCOMPARE(first().version, u"3"_qs);
+    }
 
 private:
-    using Delivery = ModelStoreHarness::Delivery;
-    using Owner = ModelStoreHarness::Owner;
+    static ModelState installed(const QString &version, Owner owner) {
+        ModelState state;
+        state.presence = Presence::installed;
+        state.version = version;
+        state.isOwn = owner == Owner::user;
+        return state;
+    }
 
     platform::ModelStore &store() { return m_harness->store(); }
     platform::ModelState first() { return store().state(u"first"_qs); }
     bool waitUntil(const std::function<bool()> &condition) { return m_harness->waitUntil(condition); }
-    bool waitFor(platform::ModelState::Presence presence);
-    bool installFirst();
-    bool partOfFirstCame();
+    bool waitFor(Presence presence) {
+        return waitUntil([&] { return first().presence == presence && !first().progress; });
+    }
+    bool installFirst() {
+        m_harness->deliver(Delivery::everything);
+        store().install(u"first"_qs);
+        return waitFor(Presence::installed);
+    }
+    bool partOfFirstCame() {
+        m_harness->deliver(Delivery::part);
+        store().install(u"first"_qs);
+        return waitUntil([&] { return first().progress && first().progress->receivedBytes > 0; });
+    }
 
     const Subjects<ModelStoreHarness> m_subjects;
     std::unique_ptr<ModelStoreHarness> m_harness;
