@@ -4,14 +4,11 @@
 #include "platform/linux/models/LinuxModelStore.h"
 #include "support/ChildProcess.h"
 #include "support/ModelServer.h"
+#include "support/TestModels.h"
 #include "support/ThrowAwayAuthority.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
-#include <QDir>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -89,21 +86,13 @@ public:
         QJsonArray models;
         for (const QString &id : {u"first"_qs, u"second"_qs}) {
             m_server.files[u'/' + id] = "weights of " + id.toLatin1();
-            models += QJsonObject{
-                {u"id"_qs, id},
-                {u"kind"_qs, u"speech"_qs},
-                {u"version"_qs, u"2"_qs},
-                {u"languages"_qs, QJsonArray{u"en"_qs}},
-                {u"engine"_qs, u"any"_qs},
-                {u"files"_qs,
-                 QJsonArray{QJsonObject{{u"name"_qs, u"model.bin"_qs},
-                                        {u"address"_qs, m_server.http().url(u'/' + id).toString()}}}}};
+            models += test::describedModel(
+                id, {QJsonObject{{u"name"_qs, u"model.bin"_qs},
+                                 {u"address"_qs, m_server.http().url(u'/' + id).toString()}}});
         }
-        const QByteArray catalog =
-            QJsonDocument(QJsonObject{{u"form"_qs, 1}, {u"models"_qs, models}}).toJson();
         m_store.emplace(m_queue, platform::LinuxModelStore::Ground{
                                      .folders = {m_home.filePath(u"own"_qs), {m_home.filePath(u"shared"_qs)}},
-                                     .catalog = {{{u"catalog"_qs, catalog}}, {u"any"_qs}},
+                                     .catalog = {{{u"catalog"_qs, test::catalogOf(models)}}, {u"any"_qs}},
                                      .patience = {.firstPause = 1ms, .mostFailures = 1},
                                      .untilLeavingIsTriedAgain = 50ms});
     }
@@ -137,12 +126,8 @@ public:
     }
 
     void place(const QString &version, Owner owner) override {
-        const platform::ModelFolders folders(m_home.filePath(owner == Owner::user ? u"own"_qs : u"shared"_qs),
-                                             {});
-        const QString files = folders.newFolder(u"first"_qs, version) + u"/files"_qs;
-        QVERIFY(QDir().mkpath(files));
-        test::writeFile(files + u"/model.bin"_qs, "placed weights");
-        QVERIFY(folders.publish(u"first"_qs, version, {}, [] { return false; }));
+        test::placeModel(m_home.filePath(owner == Owner::user ? u"own"_qs : u"shared"_qs), u"first"_qs,
+                         version);
     }
 
     void damageSecretly() override {

@@ -2,13 +2,11 @@
 #include "platform/linux/models/LinuxModelStore.h"
 #include "support/ChildProcess.h"
 #include "support/ModelServer.h"
+#include "support/TestModels.h"
 #include "support/ThrowAwayAuthority.h"
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -111,30 +109,16 @@ private:
                                {u"address"_qs, u"https://publisher.example/"_qs + name},
                                {u"packing"_qs, packing}};
         };
-        const QJsonObject model{
-            {u"id"_qs, u"m"_qs},
-            {u"kind"_qs, u"speech"_qs},
-            {u"version"_qs, u"2"_qs},
-            {u"languages"_qs, QJsonArray{u"en"_qs}},
-            {u"engine"_qs, u"any"_qs},
-            {u"files"_qs, QJsonArray{file(u"m.tar.gz"_qs, u"archive"_qs), file(u"f"_qs, u"none"_qs),
-                                     file(u"g"_qs, u"gzip"_qs)}}};
+        const auto model =
+            test::describedModel(u"m"_qs, {file(u"m.tar.gz"_qs, u"archive"_qs), file(u"f"_qs, u"none"_qs),
+                                           file(u"g"_qs, u"gzip"_qs)});
         const QJsonObject mirror{{u"of"_qs, u"https://publisher.example/"_qs},
                                  {u"address"_qs, m_server->http().url(u"/"_qs).toString()},
                                  {u"authority"_qs, u"ca.pem"_qs}};
-        return QJsonDocument(QJsonObject{{u"form"_qs, 1},
-                                         {u"models"_qs, QJsonArray{model}},
-                                         {u"mirrors"_qs, QJsonArray{mirror}}})
-            .toJson();
+        return test::catalogOf({model}, {mirror});
     }
 
-    void placeOldVersion() const {
-        const ModelFolders folders(root(), {});
-        const QString files = folders.newFolder(u"m"_qs, u"1"_qs) + u"/files"_qs;
-        QVERIFY(QDir().mkpath(files));
-        test::writeFile(files + u"/a"_qs, "old");
-        QVERIFY(folders.publish(u"m"_qs, u"1"_qs, {}, wanted));
-    }
+    void placeOldVersion() const { test::placeModel(root(), u"m"_qs, u"1"_qs); }
 
     bool waitUntil(const std::function<bool()> &condition) {
         QElapsedTimer clock;

@@ -5,14 +5,12 @@
 #include "platform/linux/models/BackgroundPriority.h"
 #include "support/ChildProcess.h"
 #include "support/ModelServer.h"
+#include "support/TestModels.h"
 #include "support/ThrowAwayAuthority.h"
 #include "support/WithoutSuperuser.h"
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -26,12 +24,6 @@ using namespace platform;
 using namespace std::chrono_literals;
 using test::ModelServer;
 using Presence = ModelState::Presence;
-
-namespace {
-
-constexpr auto wanted = [] { return false; };
-
-} // namespace
 
 /// What the contract does not say: where models lie, what others do to them meanwhile, and the next start.
 class LinuxModelStoreTest : public QObject {
@@ -267,11 +259,7 @@ private:
     void startOn(MainQueue &queue) {
         const QJsonObject file{{u"name"_qs, u"model.bin"_qs},
                                {u"address"_qs, m_server->http().url(u"/m"_qs).toString()}};
-        const QJsonObject model{{u"id"_qs, u"m"_qs},       {u"kind"_qs, u"speech"_qs},
-                                {u"version"_qs, u"2"_qs},  {u"languages"_qs, QJsonArray{u"en"_qs}},
-                                {u"engine"_qs, u"any"_qs}, {u"files"_qs, QJsonArray{file}}};
-        const QByteArray catalog =
-            QJsonDocument(QJsonObject{{u"form"_qs, 1}, {u"models"_qs, QJsonArray{model}}}).toJson();
+        const QByteArray catalog = test::catalogOf({test::describedModel(u"m"_qs, {file})});
         m_store.emplace(queue, LinuxModelStore::Ground{
                                    .folders = {m_home->filePath(u"own"_qs), {m_home->filePath(u"shared"_qs)}},
                                    .catalog = {{{u"catalog"_qs, catalog}}, {u"any"_qs}},
@@ -299,11 +287,7 @@ private:
     }
 
     void place(const QString &root, const QString &version) const {
-        const ModelFolders folders(m_home->filePath(root), {});
-        const QString files = folders.newFolder(u"m"_qs, version) + u"/files"_qs;
-        QVERIFY(QDir().mkpath(files));
-        test::writeFile(files + u"/model.bin"_qs, "weights");
-        QVERIFY(folders.publish(u"m"_qs, version, {}, wanted));
+        test::placeModel(m_home->filePath(root), u"m"_qs, version);
     }
     QStringList versions() const {
         return QDir(m_home->filePath(u"own/m"_qs)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
