@@ -1,0 +1,232 @@
+// What the model store costs: MB a second hashed and unpacked, beside sha256sum and bsdtar in the same run;
+// how long the main thread stands still, and how much memory is taken, while a model of 1 GB is installed
+// from a server beside. The files lie in TMPDIR. Needs 4 GB there.
+
+#include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/models/Checksum.h"
+#include "platform/linux/models/LinuxModelStore.h"
+#include "platform/linux/models/Unpacking.h"
+#include "support/ChildProcess.h"
+#include "support/ThrowAwayAuthority.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSslKey>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <cstdio>
+#include <fcntl.h>
+#include <random>
+#include <unistd.h>
+
+using namespace quillora;
+using namespace platform;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto wanted = [] { return false; };
+
+/// Half of it can be packed, as of weights.
+void writeModel(const QString &path, qint64 size) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        throw std::runtime_error("cannot write " + path.toStdString());
+    std::mt19937_64 random(1);
+    std::vector<quint64> block(1 << 17);
+    for (qint64 written = 0; written < size; written += qint64{1} << 20) {
+        for (quint64 &word : block)
+            word = random() & 0x0f0f0f0f0f0f0f0f;
+        file.write(reinterpret_cast<const char *>(block.data()), qint64{1} << 20);
+    }
+}
+
+void run(const QString &program, const QStringList &arguments) {
+    QProcess process;
+    process.setStandardOutputFile(QProcess::nullDevice());
+    process.start(program, arguments);
+    if (!process.waitForFinished(-1) || process.exitCode() != 0)
+        throw std::runtime_error(program.toStdString() + " failed");
+}
+
+void report(const char *what, qint64 bytes, const std::function<void()> &ours, const char *other,
+            const std::function<void()> &theirs) {
+    const auto speed = [&](const std::function<void()> &work) {
+        QElapsedTimer clock;
+        clock.start();
+        work();
+        return static_cast<double>(bytes) / 1e3 / static_cast<double>(std::max<qint64>(1, clock.elapsed()));
+    };
+    const double others = speed(theirs), own = speed(ours);
+    std::printf("%-22s %7.0f MB/s   %-10s %7.0f MB/s\n", what, own, other, others);
+    std::fflush(stdout);
+}
+
+qint64 anonymousMemory() {
+    QFile status(u"/proc/self/status"_qs);
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("RssAnon:"))
+            return line.mid(8).trimmed().split(' ').first().toLongLong() * 1024;
+    }
+    return 0;
+}
+
+/// How long this thread has waited for a processor.
+qint64 waitedNanoseconds() {
+    QFile statistics(u"/proc/thread-self/schedstat"_qs);
+    return statistics.open(QIODevice::ReadOnly) ? statistics.readAll().split(' ').value(1).toLongLong() : 0;
+}
+
+/// The longest time between two turns of the event loop that are a millisecond apart.
+class Heartbeat {
+public:
+    Heartbeat() {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { beat(); });
+        m_clock.start();
+        m_waited = waitedNanoseconds();
+        m_timer.start(1);
+    }
+    double longest = 0;    ///< in milliseconds
+    double longestOwn = 0; ///< without what the processor was others'
+    qint64 mostMemory = 0;
+
+private:
+    void beat() {
+        const qint64 waited = waitedNanoseconds(), gap = m_clock.nsecsElapsed();
+        m_clock.restart();
+        longest = std::max(longest, static_cast<double>(gap) / 1e6);
+        longestOwn = std::max(longestOwn, static_cast<double>(gap - (waited - m_waited)) / 1e6);
+        m_waited = waited;
+        if (++m_count % 20 == 0)
+            mostMemory = std::max(mostMemory, anonymousMemory());
+    }
+
+    QTimer m_timer;
+    QElapsedTimer m_clock;
+    qint64 m_waited = 0;
+    int m_count = 0;
+};
+
+void write(const QString &path, const QByteArray &contents) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size())
+        throw std::runtime_error("cannot write " + path.toStdString());
+}
+
+/// A process that serves the folder over HTTPS; prints its port first.
+const char *const serverScript = R"(
+import functools, http.server, ssl, sys
+folder, identity = sys.argv[1:]
+handler = functools.partial(http.server.SimpleHTTPRequestHandler, directory=folder)
+server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler)
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+context.load_cert_chain(identity)
+server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
+print(server.server_port, flush=True)
+server.serve_forever()
+)";
+
+void compareRates(const QTemporaryDir &home) {
+    const qint64 size = qint64{16} << 20;
+    const QString weights = home.filePath(u"weights"_qs);
+    writeModel(weights, size);
+    report(
+        "SHA-256", size, [&] { checksumOf(weights, wanted); }, "sha256sum",
+        [&] { run(u"sha256sum"_qs, {weights}); });
+    for (const QString &ending : {u"tar"_qs, u"tar.gz"_qs, u"tar.bz2"_qs}) {
+        const QString archive = home.filePath(u"m."_qs + ending);
+        run(u"bsdtar"_qs, {u"-caf"_qs, archive, u"-C"_qs, home.path(), u"weights"_qs});
+        const QString theirs = home.filePath(u"theirs"_qs + ending),
+                      ours = home.filePath(u"ours"_qs + ending);
+        QDir().mkpath(theirs);
+        QDir().mkpath(ours);
+        report(
+            qPrintable(ending), size, [&] { unpackArchive(archive, ours, {}, wanted); }, "bsdtar",
+            [&] { run(u"bsdtar"_qs, {u"-xf"_qs, archive, u"-C"_qs, theirs}); });
+    }
+}
+
+void install(const QTemporaryDir &home) {
+    const QString served = home.filePath(u"served"_qs), name = u"m.tar"_qs;
+    QDir().mkpath(served);
+    writeModel(served + u"/weights"_qs, qint64{1} << 30);
+    run(u"bsdtar"_qs, {u"-cf"_qs, served + u'/' + name, u"-C"_qs, served, u"weights"_qs});
+
+    const test::ThrowAwayAuthority authority;
+    authority.trustHere();
+    const auto identity = authority.issue(u"127.0.0.1"_qs);
+    const QString pem = home.filePath(u"identity.pem"_qs);
+    write(pem, identity.privateKey().toPem() + identity.localCertificate().toPem());
+    test::ChildProcess server(u"/usr/bin/python3"_qs,
+                              {u"-c"_qs, QString::fromLatin1(serverScript), served, pem});
+    server.process().waitForReadyRead(30000);
+    const QString port = QString::fromLatin1(server.process().readLine()).trimmed();
+
+    const QString path = served + u'/' + name;
+    const QJsonObject file{{u"name"_qs, u"model"_qs},
+                           {u"address"_qs, u"https://127.0.0.1:%1/%2"_qs.arg(port, name)},
+                           {u"packing"_qs, u"archive"_qs},
+                           {u"size"_qs, QFileInfo(path).size()},
+                           {u"sha256"_qs, QString::fromLatin1(checksumOf(path, wanted))}};
+    const QJsonObject model{{u"id"_qs, u"m"_qs},       {u"kind"_qs, u"speech"_qs},
+                            {u"version"_qs, u"1"_qs},  {u"languages"_qs, QJsonArray{u"en"_qs}},
+                            {u"engine"_qs, u"any"_qs}, {u"files"_qs, QJsonArray{file}}};
+    const QByteArray catalog =
+        QJsonDocument(QJsonObject{{u"form"_qs, 1}, {u"models"_qs, QJsonArray{model}}}).toJson();
+
+    LinuxMainQueue queue;
+    LinuxModelStore store(queue, {.folders = {home.filePath(u"models"_qs), {}},
+                                  .catalog = {{{u"catalog"_qs, catalog}}, {u"any"_qs}}});
+    const qint64 memoryBefore = anonymousMemory();
+    QElapsedTimer clock;
+    clock.start();
+    {
+        Heartbeat idle;
+        test::ChildProcess::waitUntil([&] { return clock.hasExpired(5000); }, 10000);
+        std::printf("event loop, idle       longest stall %.1f ms, of its own %.1f ms\n", idle.longest,
+                    idle.longestOwn);
+    }
+    Heartbeat heart;
+    clock.restart();
+    int toldCount = 0;
+    store.addObserver([&](const QString &id) {
+        ++toldCount;
+        const auto state = store.state(id);
+        if (!state.progress)
+            QCoreApplication::quit();
+    });
+    store.install(u"m"_qs);
+    QCoreApplication::exec();
+    std::printf("installing 1 GB        %.1f s, told %d times%s\n",
+                static_cast<double>(clock.elapsed()) / 1e3, toldCount,
+                qPrintable(store.state(u"m"_qs).problem));
+    std::printf("event loop, installing longest stall %.1f ms, of its own %.1f ms\n", heart.longest,
+                heart.longestOwn);
+    std::printf("memory                 %.1f MB more than before\n",
+                static_cast<double>(heart.mostMemory - memoryBefore) / 1e6);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    QCoreApplication application(argc, argv);
+    const QString only = QCoreApplication::arguments().value(1);
+    const QTemporaryDir home;
+    if (only != u"installation")
+        compareRates(home);
+    if (only != u"rates")
+        install(home);
+    return 0;
+}
