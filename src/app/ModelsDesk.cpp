@@ -51,7 +51,6 @@ ModelsDesk::ModelsDesk(AppController &controller, Popover &popover, ContentView 
     onChange(&AppController::translationEngineIdentifierChanged, Choice::pair);
     connect(&m_models, &Models::changed, this, &ModelsDesk::scheduleMarks);
     connect(&m_models, &Models::chosen, this, &ModelsDesk::scheduleMarks);
-    showMarks();
 }
 
 ModelsDesk::~ModelsDesk() {
@@ -76,6 +75,7 @@ void ModelsDesk::showWindow() {
 }
 
 void ModelsDesk::notePanelOpened() {
+    showMarks();
     auto &firstStart = Platform::current().firstStart();
     if (firstStart.isOver() || m_models.store().models().isEmpty())
         return;
@@ -159,9 +159,10 @@ std::optional<ModelTask> ModelsDesk::translationTask(const QString &target) cons
     return ModelTask::translating(source, target);
 }
 
-/// Changes come in swarms: a download tells of itself many times a second.
+/// Changes come in swarms: a download tells of itself many times a second. Where nobody looks they wait for
+/// the panel to open.
 void ModelsDesk::scheduleMarks() {
-    if (std::exchange(m_areMarksScheduled, true))
+    if (!m_popover.isShown() || std::exchange(m_areMarksScheduled, true))
         return;
     Platform::current().mainQueue().async([self = QPointer<ModelsDesk>(this)] {
         if (!self)

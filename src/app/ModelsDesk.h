@@ -28,7 +28,8 @@ public:
     /// Opens the window for models with the languages of the panel, or brings it to the front.
     void showWindow();
 
-    /// The panel has opened. For the first time ever the window for models opens beside it.
+    /// The panel has opened: its languages are marked. For the first time ever the window for models opens
+    /// beside it.
     void notePanelOpened();
 
     /// Whether the user is at one of its windows.

@@ -7,7 +7,6 @@
 
 namespace quillora {
 
-class LimitedLabel;
 class PanelButton;
 
 /// Asks whether something may be downloaded. Whoever closes it, be it by Escape, says "Not Now".

@@ -243,6 +243,23 @@ private Q_SLOTS:
             u"publisher that is not stated, kept on this computer."_qs);
     }
 
+    void thePublishersOfAllThatIsDownloadedAreNamed() {
+        for (const auto &[id, publisher] :
+             {std::pair{u"de-en-tiny"_qs, u"One"_qs}, std::pair{tiny, u"Two"_qs}}) {
+            auto model = translationModel(id, id.first(2), id.mid(3, 2), 15'000'000);
+            model.publisher = publisher;
+            m_platform->models.offer(model);
+        }
+        m_platform->models.place(u"kroko-de"_qs, u"1"_qs);
+        pastFirstStart();
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_platform->run();
+        QCOMPARE(
+            questionText(),
+            u"Download what translating German to Russian, by way of English, takes? 30 MB from One and Two, "
+            u"kept on this computer."_qs);
+    }
+
     void theQuestionIsReadOutWithItsFirstButton() {
         pastFirstStart();
         chooseTarget(u"fr"_qs);
@@ -263,24 +280,24 @@ private Q_SLOTS:
     // What is marked.
 
     void whatIsNotInstalledIsMarked() {
-        pastFirstStart();
+        openPanel();
         QCOMPARE(markOf(u"targetPicker"_qs, u"fr"_qs), u"Not installed: 14 MB"_qs);
         QCOMPARE(markOf(u"sourcePicker"_qs, u"de-DE"_qs), u"Not installed: 71 MB"_qs);
     }
 
     void whatIsReadyIsNotMarked() {
-        pastFirstStart();
+        openPanel();
         QCOMPARE(markOf(u"sourcePicker"_qs, u"en-US"_qs), QString());
         QCOMPARE(markOf(u"targetPicker"_qs, u"en"_qs), QString());
     }
 
     void whatNoModelServesIsMarked() {
-        pastFirstStart();
+        openPanel();
         QCOMPARE(markOf(u"targetPicker"_qs, u"ja"_qs), u"There is no model for this"_qs);
     }
 
     void howFarADownloadIsIsMarked() {
-        pastFirstStart();
+        openPanel();
         m_platform->models.install(tiny);
         m_platform->models.progress(received(7'000'000, 14'000'000));
         m_platform->run();
@@ -288,7 +305,7 @@ private Q_SLOTS:
     }
 
     void aModelThatArrivesTakesItsMarkAway() {
-        pastFirstStart();
+        openPanel();
         m_platform->models.install(tiny);
         m_platform->models.arrive();
         m_platform->run();
@@ -296,22 +313,31 @@ private Q_SLOTS:
     }
 
     void marksFollowTheSpokenLanguage() {
-        pastFirstStart();
+        openPanel();
         m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
         m_platform->run();
         QCOMPARE(markOf(u"targetPicker"_qs, u"ru"_qs), u"Not installed: 30 MB, by way of English"_qs);
     }
 
     void theHostedEngineHasNoMarks() {
-        pastFirstStart();
+        openPanel();
         useEngine(TranslationEngine::openAINatural);
         QCOMPARE(markOf(u"targetPicker"_qs, u"fr"_qs), QString());
     }
 
     void theTextsOfThePickersStay() {
-        pastFirstStart();
+        openPanel();
         QCOMPARE(picker(u"targetPicker"_qs).currentText(), u"🇷🇺 Russian"_qs);
         QCOMPARE(picker(u"targetPicker"_qs).accessibleDescription(), u"Not installed: 14 MB"_qs);
+    }
+
+    void marksWaitForThePanelToOpen() {
+        pastFirstStart();
+        m_platform->models.place(tiny, u"1"_qs);
+        m_platform->run();
+        m_delegate->showPopover();
+        QCOMPARE(markOf(u"targetPicker"_qs, u"ru"_qs), QString());
+        QCOMPARE(markOf(u"targetPicker"_qs, u"fr"_qs), u"Not installed: 14 MB"_qs);
     }
 
 private:
@@ -322,6 +348,11 @@ private:
     void pastFirstStart() {
         m_platform->firstStartFake.wasEnded = true;
         launch();
+    }
+    void openPanel() {
+        pastFirstStart();
+        m_delegate->showPopover();
+        m_platform->run();
     }
     ModelsDesk &desk() const { return *m_delegate->modelsDesk(); }
 
