@@ -66,7 +66,7 @@ EngineRoutes::EngineRoutes(const ModelStore &store, QStringList engines, ComesWi
       m_computer(computer), m_chosen(std::move(file)) {}
 
 std::optional<ModelRoute> EngineRoutes::route(const ModelTask &task) const {
-    const ModelRoute byItself{.models = {}, .isUsable = true};
+    ModelRoute byItself{.models = {}, .isUsable = true};
     if (task.kind == ModelKind::translation && task.languages.first() == task.languages.last())
         return byItself;
     auto straight = direct(task);
