@@ -17,16 +17,16 @@ public:
               pairInWords(source, target))) {}
 
     QCoro::Task<> prepareTranslation() override {
-        throw m_reason;
+        throw LocalizedError(m_reason);
         co_return;
     }
     QCoro::Task<TranslationResponse> translate(QString /*text*/) override {
-        throw m_reason;
+        throw LocalizedError(m_reason);
         co_return {};
     }
 
 private:
-    const LocalizedError m_reason;
+    const QString m_reason;
 };
 
 /// Translates with the first of some sessions that can be prepared.

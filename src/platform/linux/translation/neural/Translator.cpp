@@ -131,7 +131,7 @@ Translator::~Translator() {
 Translator::Translator(Translator &&) noexcept = default;
 Translator &Translator::operator=(Translator &&) noexcept = default;
 
-std::optional<std::string> Translator::translate(std::string_view text, std::stop_token stop) const {
+std::optional<std::string> Translator::translate(std::string_view text, const std::stop_token &stop) const {
     try {
         const Passages passages(text, m_parts->languages, *m_parts->sourceVocabulary, stop);
         return passages.joined(m_parts->translate(passages.sources(), stop));
@@ -141,7 +141,7 @@ std::optional<std::string> Translator::translate(std::string_view text, std::sto
 }
 
 std::optional<std::string> Translator::translate(std::string_view text, const Translator &onward,
-                                                 std::stop_token stop) const {
+                                                 const std::stop_token &stop) const {
     const Parts &second = *onward.m_parts;
     try {
         const Passages passages(text, {m_parts->languages.source, second.languages.target},
@@ -202,6 +202,7 @@ std::vector<std::string> Translator::Parts::translate(std::span<const Tokens> so
         for (std::size_t number = next++; number < batches.size(); number = next++) {
             const std::vector<std::size_t> &batch = batches[number];
             std::vector<Tokens> batchSources;
+            batchSources.reserve(batch.size());
             for (const std::size_t i : batch)
                 batchSources.push_back(sources[i]);
             const std::vector<Tokens> results = search->translate(batchSources, stop);

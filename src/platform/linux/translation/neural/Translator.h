@@ -60,12 +60,12 @@ public:
 
     /// The translation of a text in UTF-8 of any length: sentence by sentence, with the white space and line
     /// breaks between them as they are. Nothing if it was stopped: within 20 ms.
-    std::optional<std::string> translate(std::string_view text, std::stop_token stop = {}) const;
+    std::optional<std::string> translate(std::string_view text, const std::stop_token &stop = {}) const;
 
     /// The same by way of the language in between, from which `onward` translates: while that is at one
     /// sentence, this one is at the next.
     std::optional<std::string> translate(std::string_view text, const Translator &onward,
-                                         std::stop_token stop = {}) const;
+                                         const std::stop_token &stop = {}) const;
 
 private:
     struct Parts;
