@@ -111,7 +111,7 @@ void SpeechRecognizerService::handleResult(const std::optional<platform::Recogni
 
 QCoro::Task<QString> SpeechRecognizerService::stop() {
     if (!m_isRunning)
-        co_return m_lastTranscript;
+        co_return std::as_const(m_lastTranscript); // the coroutine would move from what it may change
 
     m_isRunning = false;
     m_capture.reset();

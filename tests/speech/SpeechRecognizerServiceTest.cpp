@@ -165,7 +165,17 @@ private Q_SLOTS:
         QCOMPARE(second->value(), u"he was"_qs);
         QVERIFY(!first->isDone());
         m_platform->queue.advance(1500ms);
-        QVERIFY(first->isDone());
+        QCOMPARE(first->value(), u"he was"_qs);
+    }
+
+    void everyFurtherStopReturnsTheLastTranscript() {
+        startAndRun();
+        const auto first = stop();
+        m_platform->speech.deliverFinal(u"he was young"_qs);
+        m_platform->run();
+        QCOMPARE(first->value(), u"he was young"_qs);
+        for (int i = 0; i < 2; ++i)
+            QCOMPARE(Outcome<QString>::of(m_service->stop())->value(), u"he was young"_qs);
     }
 
     void aStopThatAnotherDictationsStopOvertakesReturnsNothingUntilTheServiceEnds() {
