@@ -97,12 +97,14 @@ std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QStri
     const auto models = m_store.models();
     const auto description =
         std::find_if(models.begin(), models.end(), [&id](const auto &model) { return model.id == id; });
+    if (description == models.end() || m_unreadable == std::pair(id, m_store.state(id).version))
+        return {};
     auto use = m_store.use(id);
-    if (description == models.end() || !use)
+    if (!use)
         return {};
     const auto model = sherpaModel(*description, use->folder(), language);
     if (!model) {
-        m_store.check(id);
+        m_unreadable = {id, use->version()};
         return {};
     }
     auto client = std::make_shared<RecognizerClient>(m_program);

@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace quillora::platform {
@@ -57,7 +58,8 @@ private:
     const ModelStore::ObserverToken m_observer;
     QString m_prepared; ///< the locale
     std::optional<Loaded> m_loaded;
-    std::vector<Loaded> m_retired; ///< with dictations that are not over yet
+    std::pair<QString, QString> m_unreadable; ///< id and version of a model of an unknown kind
+    std::vector<Loaded> m_retired;            ///< with dictations that are not over yet
 };
 
 } // namespace quillora::platform

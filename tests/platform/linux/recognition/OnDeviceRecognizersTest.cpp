@@ -147,6 +147,21 @@ private Q_SLOTS:
                 platform::ModelState::Presence::damaged);
     }
 
+    void aModelOfAnUnknownKindIsUnavailableUntilAnotherVersionIsThere() {
+        Ground ground;
+        ground.nemo.description().parameters[u"family"_qs] = u"another"_qs;
+        ground.platform.models.offer(ground.nemo.description());
+        ground.recognizers.prepare(german);
+        ground.install(ground.nemo);
+        QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
+        ground.nemo.description().parameters[u"family"_qs] = u"nemo-transducer"_qs;
+        ground.nemo.description().version = u"2"_qs;
+        ground.platform.models.offer(ground.nemo.description());
+        ground.platform.models.place(ground.nemo.description().id, u"2"_qs, ground.nemo.folder());
+        ground.platform.run();
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_qs);
+    }
+
     void aModelThatLeavesIsNotKept() {
         Ground ground;
         ground.install(ground.nemo);
