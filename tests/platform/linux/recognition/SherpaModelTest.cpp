@@ -1,4 +1,6 @@
 #include "platform/linux/recognition/SherpaModel.h"
+#include "platform/linux/models/ModelCatalog.h"
+#include "platform/linux/recognition/SpokenLocales.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -69,6 +71,26 @@ private Q_SLOTS:
         QVERIFY(!sherpaModel(described(u"another"_qs), m_folder->path(), u"de"_qs));
     }
 
+    void everyModelOfTheCatalogIsOfAKnownKind() {
+        place(
+            {u"encoder.onnx"_qs, u"decoder.onnx"_qs, u"joiner.onnx"_qs, u"model.onnx"_qs, u"tokens.txt"_qs});
+        for (const auto &model : speechModels()) {
+            QVERIFY2(sherpaModel(model, m_folder->path(), u"de"_qs), qPrintable(model.id));
+            const QString decoding = model.parameters.value(u"decoding"_qs);
+            QVERIFY2(decoding == u"streaming"_qs || decoding == u"offline"_qs, qPrintable(model.id));
+        }
+    }
+
+    void everyLocaleThatIsOfferedIsHeardByAModelOfTheCatalog() {
+        const auto models = speechModels();
+        for (const QString &locale : platform::spokenLocales()) {
+            const bool isHeard = std::any_of(models.begin(), models.end(), [&locale](const auto &model) {
+                return model.languages.contains(locale.section(u'-', 0, 0));
+            });
+            QVERIFY2(isHeard, qPrintable(locale));
+        }
+    }
+
     void onlyAModelThatTakesALanguageIsToldIt() {
         place({u"model.onnx"_qs, u"tokens.txt"_qs});
         auto model = described(u"sense-voice"_qs);
@@ -81,6 +103,17 @@ private Q_SLOTS:
     }
 
 private:
+    static QList<platform::ModelDescription> speechModels() {
+        QList<platform::ModelDescription> models;
+        const platform::ModelCatalog catalog(platform::ModelCatalog::standardFiles().first(1),
+                                             {platform::sherpaEngine});
+        for (const auto &entry : catalog.entries()) {
+            if (entry.description.kind == platform::ModelKind::speech)
+                models += entry.description;
+        }
+        return models;
+    }
+
     void place(const QStringList &names) {
         m_folder = std::make_unique<QTemporaryDir>();
         for (const QString &name : names) {
