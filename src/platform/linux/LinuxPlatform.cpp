@@ -12,7 +12,9 @@
 #include "platform/linux/models/DiskModelSpace.h"
 #include "platform/linux/models/LinuxModelStore.h"
 #include "platform/linux/notifications/DesktopNotifications.h"
+#include "platform/linux/recognition/OnDeviceRecognizers.h"
 #include "platform/linux/recognition/PocketSphinxRecognizers.h"
+#include "platform/linux/recognition/SherpaModel.h"
 #include "platform/linux/routing/EngineRoutes.h"
 #include "platform/linux/routing/RememberedConsent.h"
 #include "platform/linux/settings/SettingsUserDefaults.h"
@@ -34,8 +36,13 @@ namespace quillora::platform {
 
 namespace {
 
-/// Those that read models.
-QStringList modelEngines() { return {u"neural"_qs}; }
+/// Those that read models, as far as their libraries are there.
+QStringList modelEngines() {
+    QStringList engines{u"neural"_qs};
+    if (hasSherpaLibrary(RecognizerProcess::installedProgram()))
+        engines += sherpaEngine;
+    return engines;
+}
 
 /// By an engine and data out of the distribution's packages.
 bool comesWithSystem(const ModelTask &task) {
@@ -73,10 +80,12 @@ struct LinuxPlatform::Facilities {
     const std::shared_ptr<PulseConnection> sound = std::make_shared<PulseConnection>();
     DesktopSpeechPermissions speechPermissions{sound, mainQueue};
     PulseMicrophone microphone{sound, mainQueue};
-    PocketSphinxRecognizers speechRecognizers{sound->drain(), RecognizerProcess::installedProgram()};
     LinuxModelStore modelStore{mainQueue, modelEngines()};
     EngineRoutes modelRoutes{modelStore, modelEngines(), comesWithSystem, Computer::thisOne(),
                              EngineRoutes::standardFile()};
+    PocketSphinxRecognizers systemRecognizers{sound->drain(), RecognizerProcess::installedProgram()};
+    OnDeviceRecognizers speechRecognizers{sound->drain(), RecognizerProcess::installedProgram(), modelStore,
+                                          modelRoutes, systemRecognizers};
     RememberedConsent modelConsent{mainQueue, RememberedConsent::standardFile()};
     std::optional<OnDeviceTranslators> translators{
         std::in_place, onDeviceEngines(modelRoutes, modelStore, modelConsent, mainQueue)};
