@@ -87,7 +87,7 @@ void ModelsDesk::notePanelOpened() {
 
 /// Elsewhere the panel, which stays in front, might hide a part of it.
 void ModelsDesk::placeBesidePanel() {
-    if (!Platform::current().ownWindows().canPlace())
+    if (!m_popover.isAttached() || !Platform::current().ownWindows().canPlace())
         return;
     const QRect panel = m_popover.frameGeometry();
     const QRect room = m_popover.screen()->availableGeometry();

@@ -34,6 +34,9 @@ public:
 
     bool isShown() const { return isVisible() && !isMinimized(); }
 
+    /// Whether it is beside its anchor; a window goes where the desktop puts it.
+    bool isAttached() const { return m_presentation == Presentation::attached; }
+
     /// Opens beside `anchor`, else in the corner nearest to the pointer, or wherever a desktop puts it that
     /// places windows itself; closes when it loses the focus. If it does not get the focus, it closes when
     /// another application is activated, or at a click elsewhere.
@@ -73,8 +76,6 @@ private:
     bool isAttended() const;
     bool isUnderSystemDialog() const;
     void closeIfAbandoned();
-    bool isAttached() const { return m_presentation == Presentation::attached; }
-
     PanelScroller *m_scroller; ///< owned by this widget
 
     std::optional<Presentation> m_presentation; ///< none until it was first shown
