@@ -8,6 +8,22 @@
 
 namespace quillora::platform {
 
+namespace {
+
+/// Does it unless another process installs the model. False where nobody can write: what lies there stays,
+/// and is in nobody's way.
+bool removeWherePossible(const ModelFolders &folders, const QString &id, const std::function<void()> &work) {
+    try {
+        if (const auto lock = folders.lock(id))
+            work();
+        return true;
+    } catch (const ModelFault &) {
+        return false;
+    }
+}
+
+} // namespace
+
 /// What stands on the thread.
 class InstallationThread::Workshop : public QObject {
 public:
@@ -96,14 +112,7 @@ void InstallationThread::breakOff(const std::function<void()> &then) {
 void InstallationThread::tidyUp(const QString &id) {
     QMetaObject::invokeMethod(
         m_workshop,
-        [&folders = m_folders, id] {
-            try {
-                if (const auto lock = folders.lock(id))
-                    folders.removeRemains(id);
-            } catch (const ModelFault &) {
-                // It stays where it cannot be removed, and is in nobody's way.
-            }
-        },
+        [&folders = m_folders, id] { removeWherePossible(folders, id, [&] { folders.removeRemains(id); }); },
         Qt::QueuedConnection);
 }
 
@@ -111,14 +120,10 @@ void InstallationThread::forget(const QString &id, const std::function<void()> &
     QMetaObject::invokeMethod(
         m_workshop,
         [&folders = m_folders, id, then] {
-            try {
-                if (const auto lock = folders.lock(id)) {
-                    folders.removeParts(id);
-                    folders.removeRemains(id);
-                }
-            } catch (const ModelFault &) {
-                // What cannot be written to holds nothing that was downloaded.
-            }
+            removeWherePossible(folders, id, [&] {
+                folders.removeParts(id);
+                folders.removeRemains(id);
+            });
             then();
         },
         Qt::QueuedConnection);
