@@ -156,9 +156,8 @@ void Server::makeRoom() {
                                      [](const auto &session) { return !session->isAnswering; });
     if (oldest == m_sessions.end())
         return;
-    const auto session = *oldest;
-    session->stream->close();
-    leave(session);
+    (*oldest)->stream->close();
+    leave(*oldest);
 }
 
 void Server::leave(const std::shared_ptr<Session> &session) {
@@ -182,8 +181,8 @@ asio::awaitable<void> Server::serve(std::shared_ptr<Session> session) {
         }
     } catch (const boost::system::system_error &) {
         // Whoever breaks off wants no answer.
+        session->stream->close();
     }
-    session->stream->close();
     leave(session);
 }
 
