@@ -348,8 +348,14 @@ class RecognizerDataFaultTest(FaultTest):
         self.assert_all_is_well_again()
 
     def test_missing_at_the_start_a_window_says_so_and_the_status_is_1(self):
+        """Without the library of the other languages' models, too."""
         shutil.rmtree(self.model)
-        quillora = self.desktop.start([PROGRAM], environment=self.environment)
+        folder = os.path.join(self.desktop.folder, "program")
+        os.mkdir(folder)
+        self.addCleanup(shutil.rmtree, folder)
+        for program in (PROGRAM, os.path.join(os.path.dirname(PROGRAM), "quillora-recognizer")):
+            shutil.copy2(program, folder)
+        quillora = self.desktop.start([os.path.join(folder, os.path.basename(PROGRAM))], environment=self.environment)
         wait_for("the message", lambda: self.person.reader.place(
             "Quillora", "Quillora cannot recognize any language on this computer."))
         self.assertIsNone(quillora.poll())

@@ -45,11 +45,10 @@ QStringList modelEngines() {
 }
 
 /// By an engine and data out of the distribution's packages.
-bool comesWithSystem(const ModelTask &task) {
+bool comesWithSystem(const ModelTask &task, const SpeechRecognizers &recognizers) {
     if (task.kind == ModelKind::translation)
         return ApertiumEngine::isInstalledFor(task.languages.first(), task.languages.last());
-    return task.languages.first() == u"en-US" &&
-           !PocketSphinxData::findAll(PocketSphinxData::standardFolders()).empty();
+    return recognizers.supportedLocales().contains(task.languages.first());
 }
 
 /// The best first.
@@ -80,10 +79,12 @@ struct LinuxPlatform::Facilities {
     const std::shared_ptr<PulseConnection> sound = std::make_shared<PulseConnection>();
     DesktopSpeechPermissions speechPermissions{sound, mainQueue};
     PulseMicrophone microphone{sound, mainQueue};
-    LinuxModelStore modelStore{mainQueue, modelEngines()};
-    EngineRoutes modelRoutes{modelStore, modelEngines(), comesWithSystem, Computer::thisOne(),
-                             EngineRoutes::standardFile()};
     PocketSphinxRecognizers systemRecognizers{sound->drain(), RecognizerProcess::installedProgram()};
+    LinuxModelStore modelStore{mainQueue, modelEngines()};
+    EngineRoutes modelRoutes{
+        modelStore, modelEngines(),
+        [this](const ModelTask &task) { return comesWithSystem(task, systemRecognizers); },
+        Computer::thisOne(), EngineRoutes::standardFile()};
     OnDeviceRecognizers speechRecognizers{sound->drain(), RecognizerProcess::installedProgram(), modelStore,
                                           modelRoutes, systemRecognizers};
     RememberedConsent modelConsent{mainQueue, RememberedConsent::standardFile()};
