@@ -56,8 +56,8 @@ public:
     /// Locale identifiers such as "en-US", in no particular order.
     virtual QStringList supportedLocales() const = 0;
 
-    /// The next recognition is likely to be of this locale: what it takes is made ready in the background, and
-    /// what was ready for another may go.
+    /// The next recognition is likely to be of this locale: what it takes is made ready in the background,
+    /// and what was ready for another may go.
     virtual void prepare(const QString &localeIdentifier) = 0;
 
     /// None if the locale is not supported. Never waits.

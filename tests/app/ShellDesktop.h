@@ -271,7 +271,7 @@ protected:
     }
 
     void clickMenu(const QString &label) {
-        for (int id = 1; id <= 7; ++id) {
+        for (int id = 1; id <= 20; ++id) {
             const auto answer = m_notifierTray->callMenu(u"GetProperty"_qs, {id, u"label"_qs});
             if (answer.value(0).value<QDBusVariant>().variant() == label) {
                 m_notifierTray->callMenu(u"Event"_qs,

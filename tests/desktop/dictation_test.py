@@ -96,12 +96,14 @@ class SameLanguageDictationTest(DictationTest):
 class DefaultPairDictationTest(DictationTest):
     settings = {}
 
-    def test_a_pair_without_data_fails_with_a_sentence_that_names_both_languages(self):
+    def test_a_pair_without_models_asks_and_fails_with_a_sentence_that_names_both_languages(self):
         with self.person.holding_the_hotkey():
             self.person.say(recordings()[4])
-        wait_for("the failure", lambda: self.person.status().startswith("Translation failed:"))
-        self.assertIn("English", self.person.status())
-        self.assertIn("Russian", self.person.status())
+        wait_for("the question", lambda: self.person.reader.place("Quillora", "Not Now"))
+        self.person.click("Not Now")
+        self.person.wait_for_status(
+            "Translation failed: English to Russian needs a download that was not agreed to. "
+            "Choose the languages again to be asked again, or open Models in the tray menu.")
         self.assertEqual(self.person.editor_text(), "")
         self.assertNotEqual(self.person.transcript(), "")
 
