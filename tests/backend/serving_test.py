@@ -10,7 +10,8 @@ import threading
 import time
 import unittest
 
-from backend_case import Authority, BackendCase, listens_at, request_body  # first: it finds the others
+from backend_case import BackendCase, listens_at, request_body  # first: it finds the others
+from authority import Authority
 from scripted_upstream import Answer, Held, completion
 from virtual_desktop import wait_for
 
