@@ -107,6 +107,7 @@ void ModelsDesk::present(const platform::DownloadQuestion &question,
     m_question = new DownloadQuestionWindow(text, reply);
     m_question->setAttribute(Qt::WA_DeleteOnClose);
     connect(m_question, &DownloadQuestionWindow::modelsWanted, this, &ModelsDesk::showWindow);
+    connect(m_question, &QObject::destroyed, this, &ModelsDesk::returnToPanel, Qt::QueuedConnection);
     m_question->adjustSize();
     if (m_popover.isShown()) {
         m_question->winId();
@@ -115,6 +116,12 @@ void ModelsDesk::present(const platform::DownloadQuestion &question,
             m_question->move(m_popover.frameGeometry().center() - m_question->rect().center());
     }
     bringToFront(*m_question);
+}
+
+/// Window managers give the focus to the application before instead, which closes the panel.
+void ModelsDesk::returnToPanel() {
+    if (!m_question && m_popover.isShown())
+        bringToFront(m_popover);
 }
 
 bool ModelsDesk::isInFront() const {

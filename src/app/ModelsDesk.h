@@ -44,6 +44,7 @@ private:
     void makeWindow();
     void placeBesidePanel();
     void present(const platform::DownloadQuestion &question, const platform::ModelConsent::Reply &reply);
+    void returnToPanel();
 
     enum class Choice { spokenLanguage, pair };
     void noteChoice(Choice choice);
