@@ -8,6 +8,8 @@ binds to the session bus of its process for good: `accessible.py` answers one re
     focus APPLICATION NAME          puts the keyboard into the text field of that name
     has_keyboard APPLICATION NAME   whether keys go to the widget of that name
     place APPLICATION NAME          where the middle of the widget of that name is on the screen: left and top
+    description APPLICATION NAME    the description of the widget of that name, if that can be seen
+    shows APPLICATION TEXT          whether something with that name or description can be seen, such as a label
 """
 
 import json
@@ -49,6 +51,14 @@ class ScreenReader:
     def place(self, application, name):
         """The middle of a widget on the screen, or None if it cannot be seen."""
         return self._ask("place", application, name)
+
+    def description(self, application, name):
+        """The description of a widget that can be seen, or None."""
+        return self._ask("description", application, name)
+
+    def shows(self, application, text):
+        """Whether something with that name or description can be seen; a label's name is its text."""
+        return bool(self._ask("shows", application, text))
 
     def _ask(self, *request):
         self._process.stdin.write(json.dumps(request).encode() + b"\n")
@@ -129,6 +139,12 @@ ANSWERS = {
         atspi, application, lambda node: node.get_name() == key and node.get_role_name() != "list item"
         and _is_showing(atspi, node),
         lambda node: _middle(atspi, node)),
+    "description": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_name() == key and _is_showing(atspi, node),
+        lambda node: node.get_description()),
+    "shows": lambda atspi, application, key: _find(
+        atspi, application, lambda node: key in (node.get_name(), node.get_description())
+        and node.get_role_name() != "list item" and _is_showing(atspi, node), lambda _node: True),
 }
 
 

@@ -213,6 +213,19 @@ class Person:
     def click(self, button):
         self.reader.press("Quillora", button)
 
+    def click_on(self, name):
+        """With the mouse."""
+        left, top = wait_for(f"a widget called {name}", lambda: self.reader.place("Quillora", name))
+        self.desktop.run(["xdotool", "mousemove", str(left), str(top), "click", "1"])
+
+    def shows(self, text):
+        """Whether that can be read in one of its windows."""
+        return self.reader.shows("Quillora", text)
+
+    def question(self):
+        """What it asks before a download; None if it asks nothing."""
+        return self.reader.description("Quillora", "Download")
+
     def type_into(self, field, text):
         """In the panel, which must be open."""
         self.reader.focus("Quillora", field)
