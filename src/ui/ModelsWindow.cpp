@@ -65,7 +65,7 @@ QList<ModelListView::Item> translationItems(const Models &models,
         const auto target = LanguageLabel::of(entry.task.languages.last());
         items += {entry,
                   {source.flag + u' ' + source.name + u" to "_qs + target.flag + u' ' + target.name,
-                   source.name + u" to "_qs + target.name, source.words + u' ' + target.words}};
+                   source.name + u" to "_qs + target.name, source.words + u" to "_qs + target.words}};
     }
     return items;
 }

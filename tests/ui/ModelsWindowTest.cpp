@@ -217,6 +217,12 @@ private Q_SLOTS:
         QTEST(titles(harness, u"speechModels"_qs), "found");
     }
 
+    void aTranslationIsFoundByTheNameThatItHas() {
+        ModelsHarness harness;
+        harness.find<QLineEdit>(u"search"_qs).setText(u"German to English"_qs);
+        QVERIFY(titles(harness, u"translationModels"_qs).contains(u"🇩🇪 German to 🇺🇸 English"_qs));
+    }
+
     void aSearchWithoutAHitSaysSo() {
         ModelsHarness harness;
         harness.find<QLineEdit>(u"search"_qs).setText(u"klingon"_qs);
