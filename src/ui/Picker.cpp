@@ -207,6 +207,7 @@ void Picker::choose(int row) {
 
 void Picker::showPopup() {
     m_typedAt.reset();
+    view()->keyboardSearch({}); // what was typed into the list before is forgotten
     const int wanted = view()->sizeHintForColumn(0) + view()->verticalScrollBar()->sizeHint().width() + 8;
     view()->setMinimumWidth(std::max(wanted, width()));
     QComboBox::showPopup();

@@ -281,6 +281,17 @@ private Q_SLOTS:
         QCOMPARE(picker.view()->currentIndex().row(), picker.currentIndex());
     }
 
+    void aListThatIsOpenedAgainBeginsAnotherName() {
+        PanelHarness harness;
+        harness.show();
+        auto &picker = focusedTargetPicker(harness);
+        type(&picker, u"Spanish"_qs);
+        QTest::keyClick(picker.view(), Qt::Key_Return);
+        type(&picker, u"French"_qs);
+        QTest::keyClick(picker.view(), Qt::Key_Return);
+        QCOMPARE(picker.currentText(), u"🇫🇷 French"_qs);
+    }
+
     void theListsKeysChooseOnce_data() { enterOnTheMainButtonStartsAndStops_data(); }
 
     void theListsKeysChooseOnce() {
