@@ -4,7 +4,7 @@ binds to the session bus of its process for good: `accessible.py` answers one re
     text APPLICATION NAME           the text of the text widget of that name; without a name, of the first one
     length APPLICATION NAME         how many characters stand in the masked text field of that name
     status APPLICATION              what its status line says
-    press APPLICATION NAME          presses the button of that name
+    press APPLICATION NAME          presses the button or the tab of that name
     focus APPLICATION NAME          puts the keyboard into the text field of that name
     has_keyboard APPLICATION NAME   whether keys go to the widget of that name
     place APPLICATION NAME          where the middle of the widget of that name is on the screen: left and top
@@ -37,7 +37,7 @@ class ScreenReader:
         return self._ask("status", application, None)
 
     def press(self, application, name):
-        """Presses a button; true if there was one to press."""
+        """Presses a button or a tab; true if there was one to press."""
         return self._ask("press", application, name)
 
     def focus(self, application, name):
@@ -128,7 +128,8 @@ ANSWERS = {
     "status": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_role_name() == "notification", lambda node: node.get_name()),
     "press": lambda atspi, application, key: _find(
-        atspi, application, lambda node: node.get_name() == key and node.get_role_name() == "push button", _press),
+        atspi, application, lambda node: node.get_name() == key
+        and node.get_role_name() in ("push button", "page tab"), _press),
     "focus": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_name() == key and node.get_role_name() in ("text", "password text"),
         _focus),

@@ -134,10 +134,14 @@ class Person:
     def editor_text(self):
         return self.reader.text("mousepad")
 
-    def start_quillora(self, **options):
+    def launch(self, **options):
         """`options` are those of the desktop's `start_daemon`."""
         self.quillora = self.desktop.start_daemon([self.program], **options)
         wait_for("Quillora", lambda: self.desktop.is_on_the_bus("org.quillora.Quillora"))
+
+    def start_quillora(self, **options):
+        """`options` are those of the desktop's `start_daemon`."""
+        self.launch(**options)
         # A panel that was opened once can be read from then on.
         self.open_panel()
         self.wait_for_status("Ready.")

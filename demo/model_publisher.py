@@ -120,10 +120,13 @@ class Publisher:
                 self.send_header("Content-Length", str(len(contents) - begin))
                 self.end_headers()
                 middle = max(begin, (len(contents) + 1) // 2)
-                self.wfile.write(contents[begin:middle])
-                self.wfile.flush()
-                publisher._flowing.wait()
-                self.wfile.write(contents[middle:])
+                try:
+                    self.wfile.write(contents[begin:middle])
+                    self.wfile.flush()
+                    publisher._flowing.wait()
+                    self.wfile.write(contents[middle:])
+                except OSError:  # who cancelled listens no more
+                    self.close_connection = True
 
             def log_message(self, *_):
                 pass

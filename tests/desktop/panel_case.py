@@ -14,8 +14,15 @@ class PanelCase(unittest.TestCase):
 
     def setUp(self):
         self.desktop = self.enterContext(VirtualDesktop())
+        self.arrange()
         self.person = Person(self.desktop, PROGRAM)
         self.person.open_editor(place=(400, 70, 860, 600))
+        self.start_quillora()
+
+    def arrange(self):
+        """What is there before the program starts."""
+
+    def start_quillora(self):
         self.person.start_quillora()
 
     def in_panel(self, action):
@@ -29,19 +36,19 @@ class PanelCase(unittest.TestCase):
         return self.desktop.run(["xdotool", "search", "--onlyvisible", "--class", "^Quillora$"]).split()
 
     def click(self, name):
-        left, top = wait_for(f"a widget called {name}", lambda: self.person.reader.place("Quillora", name))
-        self.desktop.run(["xdotool", "mousemove", str(left), str(top), "click", "1"])
+        self.person.click_on(name)
 
     def choose(self, picker, beginning):
-        """Opens a picker by its present value and types the beginning of another."""
-        def pick():
-            before = self.windows()
-            self.click(picker)
-            wait_for("the list", lambda: len(self.windows()) > len(before))
-            self.desktop.run(["xdotool", "type", "--delay", "30", beginning])
-            self.desktop.run(["xdotool", "key", "Return"])
-            wait_for(f"{beginning} in the picker", lambda: not self.person.reader.place("Quillora", picker))
-        self.in_panel(pick)
+        self.in_panel(lambda: self.pick(picker, beginning))
+
+    def pick(self, picker, beginning):
+        """Opens a picker of the open panel by its present value and types the beginning of another."""
+        before = self.windows()
+        self.click(picker)
+        wait_for("the list", lambda: len(self.windows()) > len(before))
+        self.desktop.run(["xdotool", "type", "--delay", "30", beginning])
+        self.desktop.run(["xdotool", "key", "Return"])
+        wait_for(f"{beginning} in the picker", lambda: not self.person.reader.place("Quillora", picker))
 
     def record_hotkey(self, *keys):
         def record():
@@ -53,6 +60,12 @@ class PanelCase(unittest.TestCase):
             self.desktop.keys_up(*reversed(keys))
             wait_for("the new hotkey", lambda: self.person.status().startswith("Hotkey updated"))
         self.in_panel(record)
+
+    def quit(self):
+        self.person.open_panel()
+        self.desktop.expect_end(self.person.quillora)
+        self.click("Quit")
+        self.assertEqual(self.person.quillora.wait(10), 0)
 
     def enter(self, field, text):
         """In the place of what stands there."""

@@ -32,12 +32,6 @@ class SettingsTest(PanelCase):
         self.assertEqual(self.person.reader.text("Quillora", "Backend URL"), ENDPOINT)
         self.assertEqual(self.person.reader.length("Quillora", "Subscription token"), len(TOKEN))
 
-    def quit(self):
-        self.person.open_panel()
-        self.desktop.expect_end(self.person.quillora)
-        self.click("Quit")
-        self.assertEqual(self.person.quillora.wait(10), 0)
-
     def assert_the_hotkey_is(self, *keys):
         self.person.focus_editor()
         self.desktop.keys_down(*keys)
