@@ -222,6 +222,18 @@ class Person:
         left, top = wait_for(f"a widget called {name}", lambda: self.reader.place("Quillora", name))
         self.desktop.run(["xdotool", "mousemove", str(left), str(top), "click", "1"])
 
+    def pick(self, picker, beginning):
+        """Opens a picker of the open panel by its present value and types the beginning of another."""
+        before = self._windows()
+        self.click_on(picker)
+        wait_for("the list", lambda: len(self._windows()) > len(before))
+        self.desktop.run(["xdotool", "type", "--delay", "30", beginning])
+        self.desktop.run(["xdotool", "key", "Return"])
+        wait_for(f"{beginning} in the picker", lambda: not self.reader.place("Quillora", picker))
+
+    def _windows(self):
+        return self.desktop.run(["xdotool", "search", "--onlyvisible", "--class", "^Quillora$"]).split()
+
     def shows(self, text):
         """Whether that can be read in one of its windows."""
         return self.reader.shows("Quillora", text)

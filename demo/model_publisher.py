@@ -10,6 +10,7 @@ import subprocess
 import threading
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
+import tones
 from authority import Authority
 
 FOLDER = os.path.dirname(os.path.abspath(__file__))
@@ -24,6 +25,9 @@ class Words:
         self.path = os.path.join(FOLDER, f"words-{source}-{target}.txt")
         with open(self.path, encoding="utf-8") as file:
             self._translations = dict(line.rstrip("\n").split("\t") for line in file)
+
+    def are_translated(self, text, translation):
+        return translation == self.translate(text)
 
     def translate(self, text):
         """Words that are not among them stay as they are."""
@@ -60,6 +64,14 @@ class Publisher:
         self.offer(f"words-{source}-{target}", "translation", [source, target], "neural",
                    {name: os.path.join(folder, file) for name, file in files.items()})
         return words
+
+    def offer_tones(self, program):
+        """A model that hears German in tones. Returns the folder of all that understand tones."""
+        folder = os.path.join(os.path.dirname(program), "tests", "recognizer", "tones")
+        self.offer("tones-de", "speech", ["de"], "sherpa",
+                   {name: os.path.join(folder, file) for name, file in tones.FILES.items()},
+                   parameters=tones.PARAMETERS)
+        return folder
 
     def offer(self, identifier, kind, languages, engine, files, **fields):
         """Anything. `files` are the paths of its files, by the names that they get. It is recommended before all that

@@ -132,8 +132,8 @@ class DownloadTest(ModelsCase):
 
     def choose_russian(self):
         """Again: it is what is chosen."""
-        self.pick("🇷🇺 Russian", "Spanish")
-        self.pick("🇪🇸 Spanish", "Russian")
+        self.person.pick("🇷🇺 Russian", "Spanish")
+        self.person.pick("🇪🇸 Spanish", "Russian")
 
     def look_for_russian(self):
         wait_for("the window", lambda: self.person.reader.place("Quillora", "Search languages and models"))

@@ -32,23 +32,11 @@ class PanelCase(unittest.TestCase):
         self.person.close_panel()
         wait_for("the panel's end", lambda: not self.person.reader.place("Quillora", "Start"))
 
-    def windows(self):
-        return self.desktop.run(["xdotool", "search", "--onlyvisible", "--class", "^Quillora$"]).split()
-
     def click(self, name):
         self.person.click_on(name)
 
     def choose(self, picker, beginning):
-        self.in_panel(lambda: self.pick(picker, beginning))
-
-    def pick(self, picker, beginning):
-        """Opens a picker of the open panel by its present value and types the beginning of another."""
-        before = self.windows()
-        self.click(picker)
-        wait_for("the list", lambda: len(self.windows()) > len(before))
-        self.desktop.run(["xdotool", "type", "--delay", "30", beginning])
-        self.desktop.run(["xdotool", "key", "Return"])
-        wait_for(f"{beginning} in the picker", lambda: not self.person.reader.place("Quillora", picker))
+        self.in_panel(lambda: self.person.pick(picker, beginning))
 
     def record_hotkey(self, *keys):
         def record():

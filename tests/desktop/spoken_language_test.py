@@ -4,40 +4,20 @@ tones. The path of the program and the folder of such models are the first two a
 
 import hashlib
 import json
-import math
 import os
 import shutil
-import struct
 import sys
 import unittest
-import wave
 
 TONES = sys.argv.pop(2)
 
 from desktop_case import PROGRAM  # first: it finds the others
 
+import tones
 from dictation import Person, write_settings
 from virtual_desktop import VirtualDesktop, wait_for
 
 MODEL = "tones-de"
-RATE = 16000
-FILES = {"encoder.onnx": "streaming-nemo-encoder.onnx", "decoder.onnx": "streaming-nemo-decoder.onnx",
-         "joiner.onnx": "streaming-nemo-joiner.onnx", "tokens.txt": "tokens-nemo-transducer.txt"}
-
-
-def say(words, path):
-    with open(os.path.join(TONES, "tones.txt"), encoding="utf-8") as file:
-        tones = dict(line.rstrip("\n").split("\t") for line in file)
-    length, edge = int(0.12 * RATE), int(0.025 * RATE)
-    samples = [0] * (RATE // 2)
-    for letter in words:
-        for i in range(length):
-            loudness = 0.5 - 0.5 * math.cos(math.pi * min(1, min(i, length - 1 - i) / edge))
-            samples.append(int(9000 * loudness * math.sin(2 * math.pi * float(tones[letter]) * i / RATE)))
-        samples += [0] * length
-    with wave.open(path, "wb") as file:
-        file.setparams((1, 2, RATE, 0, "NONE", None))
-        file.writeframes(struct.pack(f"<{len(samples)}h", *samples))
 
 
 def install(desktop):
@@ -45,7 +25,7 @@ def install(desktop):
     folder = os.path.join(desktop.environment["XDG_DATA_HOME"], "Quillora", "models", MODEL, "1")
     os.makedirs(os.path.join(folder, "files"))
     manifest, catalog = [], []
-    for name, source in FILES.items():
+    for name, source in tones.FILES.items():
         path = os.path.join(folder, "files", name)
         shutil.copyfile(os.path.join(TONES, source), path)
         with open(path, "rb") as file:
@@ -60,7 +40,7 @@ def install(desktop):
               encoding="utf-8") as file:
         json.dump({"form": 1, "models": [{
             "id": MODEL, "kind": "speech", "version": "1", "languages": ["de"], "engine": "sherpa", "files": catalog,
-            "parameters": {"family": "nemo-transducer", "decoding": "streaming", "language": "per-stream"}}]}, file)
+            "parameters": tones.PARAMETERS}]}, file)
 
 
 class SpokenLanguageTest(unittest.TestCase):
@@ -77,7 +57,7 @@ class SpokenLanguageTest(unittest.TestCase):
         self.person.start_quillora()
         self.person.focus_editor()
         clip = os.path.join(self.desktop.folder, "clip.wav")
-        say("hello world", clip)
+        tones.write("hello world", TONES, clip)
         with self.person.holding_the_hotkey():
             self.person.wait_for_status("Listening...")
             self.desktop.run(["paplay", "--device=microphone", clip])
