@@ -7,7 +7,8 @@ import wave
 
 RATE = 16000
 
-# The files of a model that hears German, by the names that it has in a store. Its German writes every letter as the next.
+# The files of a model that hears German, by the names that they have in a store. Its German writes every letter as the
+# next one.
 FILES = {"encoder.onnx": "streaming-nemo-encoder.onnx", "decoder.onnx": "streaming-nemo-decoder.onnx",
          "joiner.onnx": "streaming-nemo-joiner.onnx", "tokens.txt": "tokens-nemo-transducer.txt"}
 PARAMETERS = {"family": "nemo-transducer", "decoding": "streaming", "language": "per-stream"}
@@ -15,7 +16,8 @@ PARAMETERS = {"family": "nemo-transducer", "decoding": "streaming", "language": 
 
 def in_german(words):
     """What to play so that these are heard."""
-    return "".join(chr((ord(letter) - ord("a") - 1) % 26 + ord("a")) if letter.isalpha() else letter for letter in words)
+    letters = "abcdefghijklmnopqrstuvwxyz"
+    return words.translate(str.maketrans(letters, letters[-1] + letters[:-1]))
 
 
 def write(words, folder, path):

@@ -81,8 +81,8 @@ class DownloadTest(ModelsCase):
         self.wait_for_no_question()
         self.person.click("Prepare translation models")
         self.wait_for_status(
-            "Translation setup failed: English to Russian needs a download that was not agreed to. Choose the languages again to be asked again, "
-            "or open Models in the tray menu.")
+            "Translation setup failed: English to Russian needs a download that was not agreed to. Choose the languages "
+            "again to be asked again, or open Models in the tray menu.")
         self.assertIsNone(self.person.question())
 
     def agree_once_the_language_is_chosen_again(self):

@@ -36,6 +36,7 @@ class PanelCase(unittest.TestCase):
         self.person.click_on(name)
 
     def choose(self, picker, beginning):
+        """Another value in the picker that has this one, by how its name begins."""
         self.in_panel(lambda: self.person.pick(picker, beginning))
 
     def record_hotkey(self, *keys):
