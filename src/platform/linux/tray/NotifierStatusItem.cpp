@@ -63,9 +63,12 @@ NotifierStatusItem::NotifierStatusItem(const QDBusConnection &bus)
 
     connect(&m_ownerWatcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString &, const QString &, const QString &owner) {
-                meetWatcher(owner.isEmpty() ? Watcher::unknown : Watcher::present);
-                if (m_watcher == Watcher::unknown)
+                if (owner.isEmpty()) {
+                    meetWatcher(Watcher::unknown);
                     findWatcher();
+                } else if (owner != m_watcherOwner) { // or the answer to the question came first
+                    meetWatcher(Watcher::present, owner);
+                }
             });
     for (const QString &change : {u"StatusNotifierHostRegistered"_qs, u"StatusNotifierHostUnregistered"_qs})
         m_bus.connect(watcherService, watcherPath, watcherService, change, this, SLOT(readHost()));
@@ -103,12 +106,13 @@ void NotifierStatusItem::findWatcher() {
         answer->deleteLater();
         const QDBusPendingReply<QString> owner = *answer;
         if (m_watcher == Watcher::unknown)
-            meetWatcher(owner.isError() ? Watcher::absent : Watcher::present);
+            owner.isError() ? meetWatcher(Watcher::absent) : meetWatcher(Watcher::present, owner.value());
     });
 }
 
-void NotifierStatusItem::meetWatcher(Watcher watcher) {
+void NotifierStatusItem::meetWatcher(Watcher watcher, const QString &owner) {
     m_watcher = watcher;
+    m_watcherOwner = owner;
     m_isRegistered = false;
     m_hasHost = false;
     m_anchor.reset();

@@ -46,7 +46,7 @@ private:
     friend class NotifierItemAdaptor;
 
     void findWatcher();
-    void meetWatcher(Watcher watcher);
+    void meetWatcher(Watcher watcher, const QString &owner = {});
     void registerWithWatcher();
     void activate(int x, int y);
     void showMenu(int x, int y);
@@ -55,6 +55,7 @@ private:
     QString m_serviceName;
     QDBusServiceWatcher m_ownerWatcher;
     Watcher m_watcher = Watcher::unknown;
+    QString m_watcherOwner; ///< its name on the bus, while it is present
     bool m_isRegistered = false;
     bool m_hasHost = false;
     std::optional<QRect> m_anchor; ///< where the last click was
