@@ -118,10 +118,9 @@ void ModelsDesk::present(const platform::DownloadQuestion &question,
     bringToFront(*m_question);
 }
 
-/// Window managers give the focus to the application before instead, which closes the panel.
 void ModelsDesk::returnToPanel() {
-    if (!m_question && m_popover.isShown())
-        bringToFront(m_popover);
+    if (!m_question)
+        m_popover.returnToFront();
 }
 
 bool ModelsDesk::isInFront() const {

@@ -97,6 +97,14 @@ void Popover::bringToFront() {
     activateWindow();
 }
 
+/// Window managers give the focus to the application before first, as after a dialog of the desktop.
+void Popover::returnToFront() {
+    if (!isShown())
+        return;
+    m_sawDialog = isAttached();
+    bringToFront();
+}
+
 void Popover::performClose() { close(); }
 
 void Popover::place() {
@@ -139,7 +147,7 @@ void Popover::loseInterest() {
     Platform::current().workspace().removeActivationObserver(std::exchange(m_activationObserver, 0));
     if (m_focusCheck)
         m_focusCheck->cancel();
-    m_sawSystemDialog = false;
+    m_sawDialog = false;
 }
 
 void Popover::changeEvent(QEvent *event) {
@@ -153,7 +161,7 @@ void Popover::changeEvent(QEvent *event) {
 
 void Popover::awaitFocus() {
     // Looked for at once: the dialog may be gone when the focus is looked for.
-    m_sawSystemDialog = m_sawSystemDialog || isUnderSystemDialog();
+    m_sawDialog = m_sawDialog || isUnderSystemDialog();
     awaitFocus(focusGracePeriod);
 }
 
@@ -181,15 +189,15 @@ bool Popover::isUnderSystemDialog() const {
 
 void Popover::closeIfAbandoned() {
     if (!isVisible() || isAttended()) {
-        m_sawSystemDialog = false;
+        m_sawDialog = false;
         return;
     }
-    const bool sawSystemDialog = std::exchange(m_sawSystemDialog, isUnderSystemDialog());
-    const bool isHeldOpen = m_sawSystemDialog || QApplication::activePopupWidget() ||
+    const bool sawDialog = std::exchange(m_sawDialog, isUnderSystemDialog());
+    const bool isHeldOpen = m_sawDialog || QApplication::activePopupWidget() ||
                             QApplication::activeModalWidget() || (staysOpen && staysOpen());
     if (isHeldOpen)
         awaitFocus(focusGracePeriod);
-    else if (sawSystemDialog)
+    else if (sawDialog)
         awaitFocus(returnGracePeriod);
     else
         performClose();

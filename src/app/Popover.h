@@ -49,6 +49,9 @@ public:
     /// already.
     void showAsMinimisedWindow();
 
+    /// Comes to the front again after another window of the program's own. Does nothing if it is not shown.
+    void returnToFront();
+
     void performClose();
 
 Q_SIGNALS:
@@ -80,8 +83,8 @@ private:
 
     std::optional<Presentation> m_presentation; ///< none until it was first shown
     std::optional<QRect> m_anchor;
-    QPoint m_pointer;               ///< where the pointer was at the opening
-    bool m_sawSystemDialog = false; ///< since the focus was last looked for
+    QPoint m_pointer;         ///< where the pointer was at the opening
+    bool m_sawDialog = false; ///< since the focus was last looked for
     std::shared_ptr<platform::WorkItem> m_focusCheck;
     std::unique_ptr<platform::PointerWatch> m_pointerWatch;      ///< while it is open beside its anchor
     platform::Workspace::ObserverToken m_activationObserver = 0; ///< likewise
