@@ -127,10 +127,11 @@ class KeyringTest(FaultTest):
     def is_panel_open(self):
         return self.person.reader.place("Quillora", "Subscription token") is not None
 
-    def wait_for_stored_token(self, token, seconds=20):
+    def wait_for_stored_token(self, token, seconds=60):
+        """A keyring that took too long once counts as absent for 30 s."""
         wait_for("the stored token", lambda: stored_token(self.desktop) == token, seconds)
 
-    def assert_a_token_typed_meanwhile_is_stored_later(self, token, mend, seconds=20):
+    def assert_a_token_typed_meanwhile_is_stored_later(self, token, mend, seconds=60):
         self.type_token(token)
         self.back_to_the_editor()
         self.assertEqual(self.person.status(), "Ready.")
