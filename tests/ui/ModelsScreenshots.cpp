@@ -1,26 +1,16 @@
 #include "ui/DownloadQuestionWindow.h"
 #include "ui/ModelsHarness.h"
 #include "ui/PanelButton.h"
+#include "ui/Pictures.h"
 #include "ui/SegmentBar.h"
 
-#include <QDir>
 #include <QLineEdit>
-#include <QStyleFactory>
 #include <QTest>
 
 using namespace quillora;
 using namespace quillora::test;
 
 namespace {
-
-QPalette lightPalette() {
-    QPalette palette(QColor(0xef, 0xf0, 0xf1), QColor(0xf6, 0xf6, 0xf7));
-    palette.setColor(QPalette::Base, QColor(0xfc, 0xfc, 0xfc));
-    palette.setColor(QPalette::Button, QColor(0xfb, 0xfb, 0xfc));
-    palette.setColor(QPalette::Highlight, QColor(0x3d, 0x7e, 0xd6));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    return palette;
-}
 
 /// Some of what is published, with what is said of it.
 void fillRichShelf(FakePlatform &platform) {
@@ -49,39 +39,22 @@ class ModelsScreenshots : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() {
-        QApplication::setStyle(QStyleFactory::create(u"Fusion"_qs));
-        QFont font(u"Noto Sans"_qs);
-        font.setStyleHint(QFont::SansSerif);
-        font.setPointSizeF(10);
-        QApplication::setFont(font);
-        QVERIFY(QDir().mkpath(QStringLiteral(QUILLORA_SCREENSHOTS)));
-    }
+    void initTestCase() { Pictures::begin(); }
     void cleanup() { QApplication::setLayoutDirection(Qt::LeftToRight); }
 
     void everyStateIsPictured_data() {
-        QTest::addColumn<QString>("state");
-        QTest::addColumn<QString>("scheme");
-        for (const auto *state : {"first", "downloading", "installed", "translation", "choices", "search",
-                                  "troubles", "right-to-left", "long-words", "question"})
-            for (const auto *scheme : {"light", "dark", "high-contrast"})
-                QTest::addRow("%s-%s", state, scheme)
-                    << QString::fromLatin1(state) << QString::fromLatin1(scheme);
+        Pictures::addRows({"first", "downloading", "installed", "translation", "choices", "search",
+                           "troubles", "right-to-left", "long-words", "question"});
     }
 
     void everyStateIsPictured() {
         QFETCH(QString, state);
         QFETCH(QString, scheme);
-        using Appearance = platform::Appearance;
-        QApplication::setPalette(lightPalette());
+        QApplication::setPalette(Pictures::lightPalette());
         if (state == u"right-to-left"_qs)
             QApplication::setLayoutDirection(Qt::RightToLeft);
         ModelsHarness harness([&](FakePlatform &platform) {
-            Appearance::Preferences preferences;
-            preferences.colorScheme =
-                scheme == u"dark"_qs ? Appearance::ColorScheme::dark : Appearance::ColorScheme::noPreference;
-            preferences.wantsHighContrast = scheme == u"high-contrast"_qs;
-            platform.appearanceFake.prefer(preferences);
+            Pictures::prefer(platform, scheme);
             if (state == u"long-words"_qs) {
                 platform.locale.displayNames[u"de-DE"_qs] =
                     u"Hochdeutsch der Bundesrepublik Deutschland (Amtssprache)"_qs;
@@ -106,21 +79,11 @@ private Q_SLOTS:
         harness.platform.run();
         QCoreApplication::processEvents();
         QVERIFY(pictured->height() <= 617);
-        for (const int scale : {1, 2}) {
-            QImage picture(pictured->size() * scale, QImage::Format_ARGB32_Premultiplied);
-            picture.setDevicePixelRatio(scale);
-            pictured->render(&picture);
-            QVERIFY(!m_pictures.contains(picture));
-            m_pictures += picture;
-            const QString path =
-                u"%1/models-%2-%3-%4x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS), state, scheme)
-                    .arg(scale);
-            QVERIFY(picture.save(path));
-        }
+        m_pictures.take(*pictured, u"models-%1-%2"_qs.arg(state, scheme));
     }
 
 private:
-    QList<QImage> m_pictures;
+    Pictures m_pictures;
 
     static void enter(ModelsHarness &harness, const QString &state) {
         auto &store = harness.platform.models;

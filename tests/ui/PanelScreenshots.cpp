@@ -1,13 +1,12 @@
 #include "controller/HostedEndpoint.h"
 #include "ui/PanelHarness.h"
 #include "ui/Picker.h"
+#include "ui/Pictures.h"
 
 #include <QContextMenuEvent>
-#include <QDir>
 #include <QHash>
 #include <QLineEdit>
 #include <QPainter>
-#include <QStyleFactory>
 #include <QTest>
 
 using namespace quillora;
@@ -31,15 +30,6 @@ const QHash<QString, QString> dictated{
     {u"chinese"_qs, u"今天天气很好，我们一起去公园散步吧。他说Qt的版本是6.4，不是5.15。"_qs},
     {u"arabic"_qs, u"مرحبا، الطقس جميل اليوم، لنذهب في نزهة مع LibreOffice Writer و Qt 6.4 غدا. "_qs}};
 
-QPalette lightPalette() {
-    QPalette palette(QColor(0xef, 0xf0, 0xf1), QColor(0xf6, 0xf6, 0xf7));
-    palette.setColor(QPalette::Base, QColor(0xfc, 0xfc, 0xfc));
-    palette.setColor(QPalette::Button, QColor(0xfb, 0xfb, 0xfc));
-    palette.setColor(QPalette::Highlight, QColor(0x3d, 0x7e, 0xd6));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    return palette;
-}
-
 } // namespace
 
 /// Writes a picture of the panel in every state, for eyes and for the README; checks that each is a picture
@@ -48,55 +38,27 @@ class PanelScreenshots : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() {
-        QApplication::setStyle(QStyleFactory::create(u"Fusion"_qs));
-        QFont font(u"Noto Sans"_qs);
-        font.setStyleHint(QFont::SansSerif);
-        font.setPointSizeF(10);
-        QApplication::setFont(font);
-        QVERIFY(QDir().mkpath(QStringLiteral(QUILLORA_SCREENSHOTS)));
-    }
+    void initTestCase() { Pictures::begin(); }
 
     void everyStateIsPictured_data() {
-        QTest::addColumn<QString>("state");
-        QTest::addColumn<QString>("scheme");
-        for (const auto *state : {"idle", "recording", "processing", "hotkey-capture", "hosted-engine",
-                                  "translated", "long-texts", "long-status", "long-names", "marks", "russian",
-                                  "chinese", "arabic", "keyboard-focus"})
-            for (const auto *scheme : {"light", "dark", "high-contrast"})
-                QTest::addRow("%s-%s", state, scheme)
-                    << QString::fromLatin1(state) << QString::fromLatin1(scheme);
+        Pictures::addRows({"idle", "recording", "processing", "hotkey-capture", "hosted-engine", "translated",
+                           "long-texts", "long-status", "long-names", "marks", "russian", "chinese", "arabic",
+                           "keyboard-focus"});
     }
 
     void everyStateIsPictured() {
         QFETCH(QString, state);
         QFETCH(QString, scheme);
-        using Appearance = platform::Appearance;
-        QApplication::setPalette(lightPalette());
-        PanelHarness harness([&](FakePlatform &platform) {
-            Appearance::Preferences preferences;
-            preferences.colorScheme =
-                scheme == u"dark"_qs ? Appearance::ColorScheme::dark : Appearance::ColorScheme::noPreference;
-            preferences.wantsHighContrast = scheme == u"high-contrast"_qs;
-            platform.appearanceFake.prefer(preferences);
-        });
+        QApplication::setPalette(Pictures::lightPalette());
+        PanelHarness harness([&](FakePlatform &platform) { Pictures::prefer(platform, scheme); });
         enter(harness, state);
         harness.show();
         if (state == u"keyboard-focus"_qs)
             QTest::keyClick(harness.panel.get(), Qt::Key_Tab);
         harness.platform.run();
         QCoreApplication::processEvents();
-        for (const int scale : {1, 2}) {
-            QImage picture(harness.panel->size() * scale, QImage::Format_ARGB32_Premultiplied);
-            picture.setDevicePixelRatio(scale);
-            harness.panel->render(&picture);
-            QCOMPARE(picture.width(), 380 * scale);
-            QVERIFY(!m_pictures.contains(picture)); // each state can be told from every other
-            m_pictures += picture;
-            const QString path =
-                u"%1/%2-%3-%4x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS), state, scheme).arg(scale);
-            QVERIFY(picture.save(path));
-        }
+        QCOMPARE(harness.panel->width(), 380);
+        m_pictures.take(*harness.panel, u"%1-%2"_qs.arg(state, scheme));
     }
 
     void theOpenMenuIsPictured_data() {
@@ -107,7 +69,7 @@ private Q_SLOTS:
 
     void theOpenMenuIsPictured() {
         QFETCH(bool, isDark);
-        QApplication::setPalette(lightPalette());
+        QApplication::setPalette(Pictures::lightPalette());
         PanelHarness harness([isDark](FakePlatform &platform) {
             using Scheme = platform::Appearance::ColorScheme;
             platform.appearanceFake.prefer({isDark ? Scheme::dark : Scheme::light, {}, false});
@@ -127,7 +89,7 @@ private Q_SLOTS:
 
     void theMenuOfAFieldIsPictured() {
         QFETCH(bool, isDark);
-        QApplication::setPalette(lightPalette());
+        QApplication::setPalette(Pictures::lightPalette());
         PanelHarness harness([isDark](FakePlatform &platform) {
             using Scheme = platform::Appearance::ColorScheme;
             platform.appearanceFake.prefer({isDark ? Scheme::dark : Scheme::light, {}, false});
@@ -145,7 +107,7 @@ private Q_SLOTS:
     }
 
 private:
-    QList<QImage> m_pictures;
+    Pictures m_pictures;
 
     static void enter(PanelHarness &harness, const QString &state) {
         harness.controller->setTargetLanguageIdentifier(u"es"_qs);
