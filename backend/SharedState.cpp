@@ -118,12 +118,12 @@ struct SharedState::Worker {
     std::deque<Job> jobs;
     bool isStopping = false;
     std::atomic<Presence> presence = Presence::unknown;
-    std::string editionOfTokens; ///< that was read last; the thread's own
     std::thread thread;
 };
 
 SharedState::SharedState(asio::any_io_executor executor, const Configuration &configuration)
-    : m_executor(std::move(executor)), m_worker(std::make_shared<Worker>(configuration)) {
+    : m_executor(std::move(executor)), m_prefix(configuration.redisPrefix),
+      m_worker(std::make_shared<Worker>(configuration)) {
     m_worker->thread = std::thread([worker = m_worker.get()] { worker->run(); });
 }
 
@@ -134,51 +134,53 @@ SharedState::~SharedState() {
 
 bool SharedState::isThere() const { return m_worker->presence == Worker::Presence::there; }
 
-asio::awaitable<std::optional<std::size_t>> SharedState::count(std::string name, std::int64_t minute) {
-    if (!isThere())
-        co_return std::nullopt;
-    const auto delivery = std::make_shared<Delivery<std::size_t>>(m_executor);
-    const auto key = m_worker->configuration.redisPrefix + ":" + name + ":" + std::to_string(minute);
-    m_worker->enter([delivery, key, executor = m_executor](RedisConnection *connection) {
-        std::optional<std::size_t> count;
-        if (connection) {
-            const auto replies = connection->run({{"INCR", key}, {"EXPIRE", key, countsStay}});
-            if (const auto *const number = std::get_if<long long>(&replies.front()))
-                count = static_cast<std::size_t>(*number);
-        }
-        asio::post(executor, [delivery, count] {
-            delivery->value = count;
-            delivery->arrival.cancel();
+template <typename Answer>
+asio::awaitable<std::optional<Answer>>
+SharedState::ask(std::function<std::optional<Answer>(RedisConnection &)> question) {
+    const auto delivery = std::make_shared<Delivery<Answer>>(m_executor);
+    m_worker->enter(
+        [delivery, question = std::move(question), executor = m_executor](RedisConnection *connection) {
+            auto answer = connection ? question(*connection) : std::nullopt;
+            asio::post(executor, [delivery, answer = std::move(answer)] {
+                delivery->value = answer;
+                delivery->arrival.cancel();
+            });
         });
-    });
     boost::system::error_code ended;
     co_await delivery->arrival.async_wait(asio::redirect_error(asio::use_awaitable, ended));
     co_return delivery->value;
 }
 
-asio::awaitable<std::optional<Tokens>> SharedState::changedTokens() {
-    const auto delivery = std::make_shared<Delivery<Tokens>>(m_executor);
-    auto &known = m_worker->editionOfTokens;
-    const auto prefix = m_worker->configuration.redisPrefix;
-    m_worker->enter([delivery, &known, prefix, executor = m_executor](RedisConnection *connection) {
-        std::optional<Tokens> tokens;
-        if (connection) {
-            SharedTokens shared(*connection, prefix);
-            const auto edition = shared.edition();
-            // Without one it holds no list: it may have lost it.
-            if (edition && *edition != known) {
-                tokens = shared.read();
-                known = *edition;
-            }
-        }
-        asio::post(executor, [delivery, tokens = std::move(tokens)] {
-            delivery->value = tokens;
-            delivery->arrival.cancel();
-        });
+asio::awaitable<std::optional<std::size_t>> SharedState::count(std::string name, std::int64_t minute) {
+    if (!isThere())
+        co_return std::nullopt;
+    const auto key = m_prefix + ":" + name + ":" + std::to_string(minute);
+    co_return co_await ask<std::size_t>([key](RedisConnection &connection) -> std::optional<std::size_t> {
+        const auto replies = connection.run({{"INCR", key}, {"EXPIRE", key, countsStay}});
+        const auto *const number = std::get_if<long long>(&replies.front());
+        return number ? std::optional(static_cast<std::size_t>(*number)) : std::nullopt;
     });
-    boost::system::error_code ended;
-    co_await delivery->arrival.async_wait(asio::redirect_error(asio::use_awaitable, ended));
-    co_return delivery->value;
+}
+
+asio::awaitable<std::optional<Tokens>> SharedState::changedTokens() {
+    struct Changed {
+        std::string edition;
+        Tokens tokens;
+    };
+    const auto changed = co_await ask<Changed>([known = m_editionOfTokens, prefix = m_prefix](
+                                                   RedisConnection &connection) -> std::optional<Changed> {
+        SharedTokens shared(connection, prefix);
+        const auto edition = shared.edition();
+        // Without one it holds no list: it may have lost it.
+        if (!edition || *edition == known)
+            return std::nullopt;
+        return Changed{*edition, shared.read()};
+    });
+    if (!changed)
+        co_return std::nullopt;
+    // Not before: what comes too late is read again.
+    m_editionOfTokens = changed->edition;
+    co_return changed->tokens;
 }
 
 } // namespace quillora::backend

@@ -6,13 +6,15 @@
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/awaitable.hpp>
 
-#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 namespace quillora::backend {
+
+class RedisConnection;
 
 /// What several backends share by way of Redis, asked on a thread of its own. While Redis is away every
 /// answer is nothing, at once, but for those that were on their way.
@@ -26,7 +28,7 @@ public:
     /// Counts one more for `name` and says how many have come in this minute, wherever.
     boost::asio::awaitable<std::optional<std::size_t>> count(std::string name, std::int64_t minute);
 
-    /// The tokens if they have changed since they were read last.
+    /// The tokens if they have changed since they were received last.
     boost::asio::awaitable<std::optional<Tokens>> changedTokens();
 
     /// Whether Redis answered last.
@@ -35,7 +37,14 @@ public:
 private:
     struct Worker;
 
+    /// What the thread answers, which has the connection; nothing if that takes too long.
+    template <typename Answer>
+    boost::asio::awaitable<std::optional<Answer>>
+    ask(std::function<std::optional<Answer>(RedisConnection &)> question);
+
     boost::asio::any_io_executor m_executor;
+    std::string m_prefix;
+    std::string m_editionOfTokens; ///< that was received last
     std::shared_ptr<Worker> m_worker;
 };
 

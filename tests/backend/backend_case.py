@@ -7,6 +7,7 @@ import os
 import socket
 import subprocess
 import sys
+import threading
 import unittest
 from urllib.parse import urlsplit
 
@@ -41,6 +42,13 @@ def port_of(address):
 def listens_at(address):
     with socket.socket() as one:
         return one.connect_ex((address.rpartition(":")[0], port_of(address))) == 0
+
+
+def in_background(work):
+    """A thread that runs it."""
+    thread = threading.Thread(target=work, daemon=True)
+    thread.start()
+    return thread
 
 
 class Answer:

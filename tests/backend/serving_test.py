@@ -10,7 +10,7 @@ import threading
 import time
 import unittest
 
-from backend_case import BackendCase, listens_at, request_body  # first: it finds the others
+from backend_case import BackendCase, in_background, listens_at, request_body  # first: it finds the others
 from authority import Authority
 from scripted_upstream import Answer, Held, completion
 from virtual_desktop import wait_for
@@ -23,13 +23,6 @@ def request(text="hello", **headers):
     body = request_body(text).encode()
     lines = {"Host": "localhost", "Content-Type": "application/json", "Content-Length": str(len(body)), **headers}
     return b"POST /v1/translate HTTP/1.1\r\n" + "".join(f"{k}: {v}\r\n" for k, v in lines.items()).encode() + b"\r\n" + body
-
-
-def in_background(work):
-    """A thread that runs it."""
-    thread = threading.Thread(target=work, daemon=True)
-    thread.start()
-    return thread
 
 
 class RawConnection:

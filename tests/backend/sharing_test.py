@@ -1,10 +1,54 @@
 #!/usr/bin/python3
 """Backends that share limits and tokens by way of a real Redis, which comes and goes."""
 
+import socket
+import time
 import unittest
 
-from backend_case import BackendCase, OWN_HOST, free_address, listens_at, port_of  # first: it finds the others
+from backend_case import (OWN_HOST, BackendCase, free_address, in_background,  # first: it finds the others
+                          listens_at, port_of)
 from virtual_desktop import wait_for
+
+
+class Road:
+    """Leads to Redis, and is slow for as long as it is told to be. Use it in a `with`."""
+
+    def __init__(self, destination):
+        self.seconds = 0.0  # each reply takes so much longer
+        self.commands = b""  # what has gone along it
+        self._destination = (destination.rpartition(":")[0], port_of(destination))
+        self._door = socket.create_server((OWN_HOST, 0))
+        self.address = f"{OWN_HOST}:{self._door.getsockname()[1]}"
+
+    def __enter__(self):
+        in_background(self._accept)
+        return self
+
+    def __exit__(self, *_):
+        self._door.close()
+
+    def _accept(self):
+        while True:
+            try:
+                near, _ = self._door.accept()
+            except OSError:
+                return
+            far = socket.create_connection(self._destination)
+            in_background(lambda near=near, far=far: self._carry(near, far, self._note))
+            in_background(lambda near=near, far=far: self._carry(far, near, lambda _: time.sleep(self.seconds)))
+
+    def _note(self, commands):
+        self.commands += commands
+
+    @staticmethod
+    def _carry(source, target, look_at):
+        try:
+            while piece := source.recv(65536):
+                look_at(piece)
+                target.sendall(piece)
+            target.shutdown(socket.SHUT_WR)
+        except OSError:
+            pass  # one of them has left
 
 
 class SharingTest(BackendCase):
@@ -112,6 +156,26 @@ class SharingTest(BackendCase):
         self.wait_until_away(backend)
         self.programs.thaw(self.redis)
         self.wait_until_there(backend)
+
+    def test_a_change_that_a_slow_redis_tells_too_late_is_told_again(self):
+        token = self.new_token()
+        road = self.enterContext(Road(self.redis_address))
+        sections = self.sections("one")
+        sections["redis"]["address"] = road.address
+        backend = self.start(**sections)
+        self.assertEqual(backend.translate(token=token).status, 200)
+
+        # So many count at once that whoever asks for the tokens behind them gives up before it is their turn.
+        road.seconds = 0.25
+        road.commands = b""
+        counting = [in_background(lambda: backend.translate(token=token)) for _ in range(16)]
+        wait_for("some counts", lambda: road.commands.count(b"INCR") >= 2)
+        self.assertEqual(self.token_command("revoke", "laptop").returncode, 0)
+        wait_for("a look at the tokens", lambda: b"HGETALL" in road.commands)
+        road.seconds = 0.0
+        for thread in counting:
+            thread.join(60)
+        wait_for("the end of the token", lambda: backend.translate(token=token).status == 401)
 
     def test_a_wrong_password_is_told_to_who_makes_a_token_and_to_the_log_alone(self):
         ended = self.run_program("--configuration", self.settings(**self.sections("one")), "token", "list",
