@@ -9,7 +9,7 @@ namespace quillora::backend {
 /// A whole HTTP request, as far as anything here asks.
 struct Request {
     std::string method;
-    std::string path;
+    std::string path; ///< of the address, without the query
     std::string host;
     std::string contentType;
     std::string authorization;

@@ -69,7 +69,7 @@ Request requestFrom(Parser::value_type message) {
     if (device.empty())
         device = field("X-Cobaltwhisk-Device-Id"); // its name in earlier clients
     return {.method = std::string(message.method_string()),
-            .path = std::string(message.target()),
+            .path = std::string(message.target().substr(0, message.target().find('?'))),
             .host = field(http::field::host),
             .contentType = field(http::field::content_type),
             .authorization = field(http::field::authorization),

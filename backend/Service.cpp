@@ -119,7 +119,7 @@ Reply Service::answerToGarbage(unsigned status, const std::string &sentence) {
 }
 
 asio::awaitable<Reply> Service::route(const Request &request, Account &account) {
-    const auto path = std::string_view(request.path).substr(0, request.path.find('?'));
+    const auto &path = request.path;
     const bool isWatching = path == "/healthz" || path == "/readyz" || path == "/metrics";
     if (path != translatePath && !isWatching)
         throw Refusal(404, "path", "There is nothing at this address.");

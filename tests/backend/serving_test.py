@@ -505,6 +505,14 @@ class WatchingTest(BackendCase):
         self.assertEqual(backend.metric('quillora_request_seconds_bucket{le="+Inf"}'), 2)
         self.assertTrue(backend.get("/metrics").headers["Content-Type"].startswith("text/plain; version=0.0.4"))
 
+    def test_a_query_behind_the_address_changes_nothing_of_what_is_counted_and_told(self):
+        backend = self.start()
+        self.assertEqual(backend.translate(path="/v1/translate?from=panel").status, 200)
+        self.assertEqual(backend.get("/readyz?from=balancer").status, 200)
+        self.assertEqual(backend.metric('quillora_requests_total{status="200"}'), 1)
+        self.assertEqual([(line["status"], line["path"]) for line in backend.log() if line["event"] == "request"],
+                         [(200, "/v1/translate")])
+
     def test_a_request_is_one_line_without_anything_private(self):
         file = self.path("tokens")
         token = self.make_token(self.settings(tokens={"file": file}))
