@@ -333,7 +333,7 @@ private:
         if (hasCertificate != m_places.contains("server.private_key"))
             m_faults.push_back(m_places[hasCertificate ? "server.certificate" : "server.private_key"] +
                                "server.certificate and server.private_key go together");
-        if (c.tokenFile.empty() && !c.listen.isLoopback())
+        if (c.tokenFile.empty() && !isThisComputer(c.listen.text()))
             m_faults.push_back(m_places["server.listen"] +
                                "server.listen may lead beyond this computer only with " +
                                "tokens.file: whoever comes would use the model");
@@ -353,8 +353,6 @@ std::string Address::text() const {
     const bool isV6 = host.find(':') != std::string::npos;
     return (isV6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
 }
-
-bool Address::isLoopback() const { return host == "localhost" || host == "::1" || host.starts_with("127."); }
 
 std::string Endpoint::authority() const {
     const auto whole = address.text();

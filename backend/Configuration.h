@@ -23,7 +23,6 @@ struct Address {
 
     /// As it is written, an IPv6 address in brackets.
     std::string text() const;
-    bool isLoopback() const;
 };
 
 /// Where a chat-completions endpoint is.

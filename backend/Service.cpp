@@ -36,16 +36,6 @@ std::string stateOf(const std::string &path) {
            std::to_string(state.st_mtim.tv_sec) + "." + std::to_string(state.st_mtim.tv_nsec);
 }
 
-/// Host and port of the header apart; whether it is a name of this computer.
-bool isLocalName(std::string_view host) {
-    if (host.starts_with('['))
-        return host.starts_with("[::1]");
-    const auto name = lowered(host.substr(0, host.find(':')));
-    // "127.0.0.1.example.com" is a name like any other.
-    const bool isNumber = name.find_first_not_of("0123456789.") == std::string::npos;
-    return name == "localhost" || (isNumber && name.starts_with("127."));
-}
-
 } // namespace
 
 Service::Service(const asio::any_io_executor &executor, const Configuration &configuration)
@@ -163,7 +153,7 @@ asio::awaitable<Reply> Service::translate(const Request &request, Account &accou
 /// Without tokens, only somebody on this computer may ask, and no page that a browser there has open under a
 /// name of its own that leads here.
 void Service::requireLocalName(const Request &request) const {
-    if (m_configuration.tokenFile.empty() && !request.host.empty() && !isLocalName(request.host))
+    if (m_configuration.tokenFile.empty() && !request.host.empty() && !isThisComputer(request.host))
         throw Refusal(403, "host", "This translation backend serves its own computer only.");
 }
 

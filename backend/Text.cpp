@@ -104,6 +104,15 @@ std::string lowered(std::string_view text) {
     return result;
 }
 
+bool isThisComputer(std::string_view host) {
+    if (host.starts_with('['))
+        return host.starts_with("[::1]");
+    const auto name = lowered(host.substr(0, host.find(':')));
+    // "127.0.0.1.example.com" is a name like any other.
+    const bool isNumber = name.find_first_not_of("0123456789.") == std::string::npos;
+    return name == "localhost" || (isNumber && name.starts_with("127."));
+}
+
 std::string hexadecimal(std::string_view bytes) {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string result;

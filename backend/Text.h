@@ -19,6 +19,9 @@ bool isLanguageName(std::string_view text);
 /// ASCII letters made small; the others stay.
 std::string lowered(std::string_view text);
 
+/// Whether a host, with a port or without and an IPv6 address in brackets, is this computer itself.
+bool isThisComputer(std::string_view host);
+
 std::string hexadecimal(std::string_view bytes);
 
 } // namespace quillora::backend

@@ -69,6 +69,17 @@ prompt = "Translate."
                          ["FILE:5: server.listen may lead beyond this computer only with tokens.file: whoever comes "
                           "would use the model"])
 
+    def test_a_name_that_begins_like_an_address_of_this_computer_leads_beyond_it(self):
+        self.assertEqual(self.faults(WHOLE + '[server]\nlisten = "127.example.com:8787"\n'),
+                         ["FILE:5: server.listen may lead beyond this computer only with tokens.file: whoever comes "
+                          "would use the model"])
+
+    def test_at_this_computer_itself_no_tokens_are_needed(self):
+        for host in ("127.0.0.1", "127.1.2.3", "localhost", "[::1]"):
+            with self.subTest(host):
+                ended = self.run_program("--configuration", self.settings(server={"listen": f"{host}:8787"}), "check")
+                self.assertEqual((ended.returncode, ended.stderr), (0, ""))
+
     def test_the_environment_wins_over_the_file(self):
         backend = self.start(environment={"QUILLORA_BACKEND_UPSTREAM_MODEL": "mine",
                                           "QUILLORA_BACKEND_TRANSLATION_TARGETS": "Kazakh, Thai"},
