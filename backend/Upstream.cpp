@@ -66,16 +66,10 @@ struct Upstream::Search {
     TimePoint since = steady_clock::now();
 };
 
-struct Upstream::Idle {
-    std::shared_ptr<Stream> stream;
-    TimePoint since;
-};
-
 struct Upstream::Answer {
     unsigned status = 0;
     std::optional<std::chrono::seconds> retryAfter;
     std::string body;
-    bool isLast = true; ///< of its connection
 };
 
 /// Of one attempt: an answer, or why there is none and, if nothing was done, how long to wait before the
@@ -151,8 +145,6 @@ asio::awaitable<Upstream::Outcome> Upstream::attempt(const std::string &request,
     try {
         stream->expireAt(deadline);
         auto answer = co_await exchange(stream, request);
-        if (!answer.isLast && m_idle.size() < mostIdle)
-            m_idle.push_back({stream, steady_clock::now()});
         if (answer.status == 200)
             co_return Outcome(std::move(answer.body));
         std::optional<std::chrono::milliseconds> pause;
@@ -181,8 +173,8 @@ std::shared_ptr<Stream> Upstream::idleConnection() {
         auto last = std::move(m_idle.back());
         m_idle.pop_back();
         // A question to one that is being closed would be lost, and nobody would know whether it was read.
-        if (steady_clock::now() - last.since < longestIdle && last.stream->isFresh())
-            return last.stream;
+        if (last->isFresh())
+            return last;
     }
     return {};
 }
@@ -213,10 +205,13 @@ asio::awaitable<Upstream::Answer> Upstream::exchange(std::shared_ptr<Stream> str
             throw boost::system::system_error(failure);
     }
     auto message = parser.release();
+    if (message.keep_alive() && pending.empty() && m_idle.size() < mostIdle) {
+        stream->expireAt(steady_clock::now() + longestIdle);
+        m_idle.push_back(stream);
+    }
     co_return Answer{.status = message.result_int(),
                      .retryAfter = secondsIn(message[http::field::retry_after]),
-                     .body = std::move(message.body()),
-                     .isLast = !message.keep_alive() || !pending.empty()};
+                     .body = std::move(message.body())};
 }
 
 /// One search for all who need it; they give up on it by themselves, since the system's own cannot be ended.

@@ -32,12 +32,12 @@ public:
 private:
     using TimePoint = std::chrono::steady_clock::time_point;
     struct Search;
-    struct Idle;
     struct Answer;
     struct Outcome;
 
     boost::asio::awaitable<Outcome> attempt(const std::string &request, TimePoint deadline);
     boost::asio::awaitable<std::shared_ptr<Stream>> connection(TimePoint deadline);
+    /// Keeps the connection for the next question if that may come.
     boost::asio::awaitable<Answer> exchange(std::shared_ptr<Stream> stream, const std::string &request);
     boost::asio::awaitable<Stream::Endpoints> endpoints();
     boost::asio::awaitable<void> search(std::shared_ptr<Search> search);
@@ -51,7 +51,7 @@ private:
     std::shared_ptr<boost::asio::ssl::context> m_trust;
     Metrics &m_metrics;
     std::shared_ptr<Search> m_search;
-    std::vector<Idle> m_idle; ///< the one that was used last comes last
+    std::vector<std::shared_ptr<Stream>> m_idle; ///< the one that was used last comes last
     bool m_didAnswer = false;
     TimePoint m_lastLook;
 };

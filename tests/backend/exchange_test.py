@@ -66,6 +66,12 @@ class ExchangeTest(BackendCase):
             self.backend.translate()
         self.assertEqual(len({question.peer for question in self.upstream.questions}), 1)
 
+    def test_a_look_whether_the_model_is_there_takes_no_connection_from_the_questions(self):
+        self.backend.translate()
+        self.assertEqual(self.backend.get("/readyz").status, 200)
+        self.backend.translate()
+        self.assertEqual(len({question.peer for question in self.upstream.questions}), 1)
+
     # Its answer
 
     def test_what_models_put_around_a_translation_is_taken_off(self):
