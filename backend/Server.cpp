@@ -87,6 +87,8 @@ struct Server::Session {
     bool isAnswering = false;
     bool isIdle = true; ///< not a byte of the next request has come
     bool hasServed = false;
+
+    asio::awaitable<error_code> receive(Parser &parser, steady_clock::duration patience);
 };
 
 Server::Server(asio::io_context &context, const Configuration &configuration)
@@ -186,50 +188,56 @@ asio::awaitable<void> Server::serve(std::shared_ptr<Session> session) {
     leave(session);
 }
 
+/// Reads the next request, whose first byte may take so long. Tells why it is none, or of the end of the
+/// stream if the client left before the request was whole.
+asio::awaitable<error_code> Server::Session::receive(Parser &parser, steady_clock::duration patience) {
+    bool didContinue = false;
+    isIdle = pending.empty();
+    stream->expireAt(steady_clock::now() + (isIdle ? patience : longestRequest));
+    while (!parser.is_done()) {
+        if (!pending.empty()) {
+            error_code failure;
+            pending.erase(0, parser.put(asio::buffer(pending), failure));
+            if (failure && failure != http::error::need_more)
+                co_return failure;
+            if (parser.is_done())
+                break;
+            if (parser.is_header_done() && !didContinue &&
+                parser.get()[http::field::expect] == "100-continue") {
+                didContinue = true;
+                co_await stream->write("HTTP/1.1 100 Continue\r\n\r\n");
+            }
+            if (!failure)
+                continue;
+        }
+        const auto begin = pending.size();
+        pending.resize(begin + pieceBytes);
+        const auto count = co_await stream->readSome(std::span(pending).subspan(begin));
+        pending.resize(begin + count);
+        if (count == 0)
+            co_return asio::error::eof;
+        if (std::exchange(isIdle, false))
+            stream->expireAt(steady_clock::now() + longestRequest);
+    }
+    co_return error_code();
+}
+
 /// False once nothing more is to be served on this connection.
 asio::awaitable<bool> Server::serveNext(Session &session) {
     auto &stream = *session.stream;
     Parser parser;
     parser.header_limit(headerLimit);
     parser.body_limit(m_configuration.textLimit * bytesOfACharacter + bodyBytesBesides);
-    error_code failure;
-    bool didContinue = false;
-
-    session.isIdle = session.pending.empty();
-    stream.expireAt(steady_clock::now() + (!session.isIdle ? longestRequest
-                                           : m_isStopping  ? longestArrival
-                                                           : longestIdle));
-    while (!parser.is_done()) {
-        if (!session.pending.empty()) {
-            session.pending.erase(0, parser.put(asio::buffer(session.pending), failure));
-            if (failure && failure != http::error::need_more)
-                break;
-            if (parser.is_done())
-                break;
-            if (parser.is_header_done() && !didContinue &&
-                parser.get()[http::field::expect] == "100-continue") {
-                didContinue = true;
-                co_await stream.write("HTTP/1.1 100 Continue\r\n\r\n");
-            }
-            if (!failure)
-                continue;
-        }
-        const auto begin = session.pending.size();
-        session.pending.resize(begin + pieceBytes);
-        const auto count = co_await stream.readSome(std::span(session.pending).subspan(begin));
-        session.pending.resize(begin + count);
-        if (count == 0)
-            co_return false;
-        if (std::exchange(session.isIdle, false))
-            stream.expireAt(steady_clock::now() + longestRequest);
-    }
+    const auto failure = co_await session.receive(parser, m_isStopping ? longestArrival : longestIdle);
+    if (failure == asio::error::eof)
+        co_return false;
 
     session.isAnswering = true;
     // What the client was given for asking is over; what the service takes for the answer is bounded there.
     stream.expireAt(steady_clock::now() + m_configuration.patience + longestReply);
     Reply reply;
     bool isLast = true;
-    if (failure && failure != http::error::need_more) {
+    if (failure) {
         const auto [status, sentence] = statusFor(failure);
         reply = m_service.answerToGarbage(status, sentence);
     } else {
@@ -313,7 +321,7 @@ void Server::beginToStop() {
     m_clock.cancel();
     const auto sessions = m_sessions;
     for (const auto &session : sessions) {
-        if (!session->isIdle || session->isAnswering)
+        if (!session->isIdle)
             continue;
         if (session->hasServed && session->stream->isFresh()) {
             session->stream->close();
