@@ -22,8 +22,6 @@ std::string_view reasonPhrase(unsigned status) {
         return "Not Found";
     case 405:
         return "Method Not Allowed";
-    case 408:
-        return "Request Timeout";
     case 413:
         return "Content Too Large";
     case 415:
@@ -34,6 +32,8 @@ std::string_view reasonPhrase(unsigned status) {
         return "Too Many Requests";
     case 431:
         return "Request Header Fields Too Large";
+    case 500:
+        return "Internal Server Error";
     case 502:
         return "Bad Gateway";
     case 503:

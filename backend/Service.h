@@ -27,7 +27,7 @@ public:
     /// Never throws. A line of the log tells of it.
     boost::asio::awaitable<Reply> answer(Request request);
 
-    /// The answer to what is no request at all, or came too slowly.
+    /// The answer to what is no request at all.
     Reply answerToGarbage(unsigned status, const std::string &sentence);
 
     /// Reads the tokens again if they have changed; keeps those it has if they cannot be read.
