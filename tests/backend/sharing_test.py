@@ -76,9 +76,7 @@ class SharingTest(BackendCase):
         return self.run_program("--configuration", self.settings(**self.sections("nobody")), "token", *words)
 
     def new_token(self, name="laptop"):
-        made = self.token_command("add", name)
-        self.assertEqual((made.returncode, made.stderr), (0, ""))
-        return made.stdout.strip()
+        return self.make_token(self.settings(**self.sections("nobody")), name)
 
     def wait_until_away(self, backend):
         wait_for("the loss of Redis", lambda: backend.metric("quillora_redis_up") == 0)
