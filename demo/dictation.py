@@ -80,6 +80,12 @@ class Backend:
         self._serve({})
         self._settings["SERVER_LISTEN"] = urlsplit(self.endpoint).netloc
 
+    def choose(self):
+        """As in the panel: the hosted engine translates here, into a language that no other engine translates into."""
+        write_settings(self._desktop, targetLanguageIdentifier="kk", translationEngineIdentifier="openAINatural",
+                       openAIEndpointString=self.endpoint)
+        store_token(self._desktop, self.token)
+
     def restart(self, **settings):
         """At the same address, with other settings for this time."""
         self._desktop.stop(self._process)

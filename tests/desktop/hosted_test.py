@@ -7,7 +7,7 @@ import unittest
 
 from desktop_case import PROGRAM, FaultTest  # first: it finds the others
 
-from dictation import Backend, store_token, write_settings
+from dictation import Backend
 from virtual_desktop import wait_for
 
 PICTURES = os.path.join(os.path.dirname(PROGRAM), "..", "screenshots")
@@ -18,9 +18,7 @@ class HostedTest(FaultTest):
     @classmethod
     def arrange(cls):
         cls.backend = Backend(cls.desktop, PROGRAM)
-        write_settings(cls.desktop, targetLanguageIdentifier="kk", translationEngineIdentifier="openAINatural",
-                       openAIEndpointString=cls.backend.endpoint)
-        store_token(cls.desktop, cls.backend.token)
+        cls.backend.choose()
 
     def dictate(self):
         """The status in the end."""

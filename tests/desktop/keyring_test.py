@@ -12,7 +12,7 @@ from gi.repository import Gio, GLib
 
 from desktop_case import PROGRAM, FaultTest  # first: it finds the others
 
-from dictation import Backend, store_token, stored_token, write_settings
+from dictation import Backend, store_token, stored_token
 from virtual_desktop import VirtualDesktop, wait_for
 
 PASSWORD = b"demonstration"  # that the desktop's keyring is unlocked with
@@ -248,9 +248,8 @@ class HostedKeyringTest(KeyringTest):
     @classmethod
     def arrange(cls):
         backend = Backend(cls.desktop, PROGRAM)
+        backend.choose()
         cls.token = backend.token
-        write_settings(cls.desktop, targetLanguageIdentifier="kk", translationEngineIdentifier="openAINatural",
-                       openAIEndpointString=backend.endpoint)
 
     def setUp(self):
         super().setUp()
