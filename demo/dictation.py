@@ -156,8 +156,8 @@ class Person:
     def status(self):
         return self.reader.status("Quillora")
 
-    def wait_for_status(self, status):
-        wait_for(f"the status {status!r} (it is {self.status()!r})", lambda: self.status() == status)
+    def wait_for_status(self, status, seconds=30.0):
+        wait_for(f"the status {status!r} (it is {self.status()!r})", lambda: self.status() == status, seconds)
 
     def transcript(self):
         return self.reader.text("Quillora", "Transcript") or ""

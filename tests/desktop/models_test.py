@@ -31,9 +31,6 @@ class ModelsCase(PanelCase):
     def wait_for_no_question(self):
         wait_for("the question's end", lambda: self.person.question() is None)
 
-    def wait_for_status(self, sentence):
-        wait_for(f"the status {sentence!r}", lambda: self.person.status() == sentence, seconds=60)
-
     def starts(self):
         """Where the requests for the model's largest file began."""
         return [begin for path, begin in self.publisher.requests if path.endswith("model.bin")]
@@ -80,9 +77,9 @@ class DownloadTest(ModelsCase):
         self.click("Not Now")
         self.wait_for_no_question()
         self.person.click("Prepare translation models")
-        self.wait_for_status(
+        self.person.wait_for_status(
             "Translation setup failed: English to Russian needs a download that was not agreed to. Choose the languages "
-            "again to be asked again, or open Models in the tray menu.")
+            "again to be asked again, or open Models in the tray menu.", seconds=60)
         self.assertIsNone(self.person.question())
 
     def agree_once_the_language_is_chosen_again(self):
@@ -142,9 +139,9 @@ class UnreachablePublisherTest(ModelsCase):
         self.person.click("Prepare translation models")
         self.wait_for_question()
         self.click("Download")
-        self.wait_for_status(
+        self.person.wait_for_status(
             "Translation setup failed: The download for English to Russian failed: Could not connect to 127.0.0.1: "
-            "connection refused. Try again under Models in the tray menu.")
+            "connection refused. Try again under Models in the tray menu.", seconds=60)
 
 
 if __name__ == "__main__":
