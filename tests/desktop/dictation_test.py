@@ -16,9 +16,7 @@ class DictationTest(unittest.TestCase):
     settings = {"targetLanguageIdentifier": "es"}
 
     def setUp(self):
-        self.desktop = VirtualDesktop()
-        self.desktop.__enter__()
-        self.addCleanup(self.desktop.__exit__)
+        self.desktop = self.enterContext(VirtualDesktop())
         write_settings(self.desktop, **self.settings)
         self.person = Person(self.desktop, PROGRAM)
         self.person.open_editor()

@@ -45,9 +45,7 @@ def install(desktop):
 
 class SpokenLanguageTest(unittest.TestCase):
     def setUp(self):
-        self.desktop = VirtualDesktop()
-        self.desktop.__enter__()
-        self.addCleanup(self.desktop.__exit__)
+        self.desktop = self.enterContext(VirtualDesktop())
         write_settings(self.desktop, sourceLocaleIdentifier="de-DE", targetLanguageIdentifier="en")
         self.person = Person(self.desktop, PROGRAM)
         self.person.open_editor()
@@ -60,7 +58,7 @@ class SpokenLanguageTest(unittest.TestCase):
         tones.write("hello world", TONES, clip)
         with self.person.holding_the_hotkey():
             self.person.wait_for_status("Listening...")
-            self.desktop.run(["paplay", "--device=microphone", clip])
+            self.desktop.play(clip)
             # The model's German writes every letter as the next one.
             wait_for("the text", lambda: self.person.transcript() == "ifmmp xpsme")
 
