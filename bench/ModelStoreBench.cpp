@@ -2,6 +2,7 @@
 // how long the main thread stands still, and how much memory is taken, while a model of 1 GB is installed
 // from a server beside. The files lie in TMPDIR. Needs 4 GB there.
 
+#include "BusyTime.h"
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/models/Checksum.h"
 #include "platform/linux/models/LinuxModelStore.h"
@@ -23,7 +24,6 @@
 #include <QTimer>
 
 #include <cstdio>
-#include <ctime>
 #include <random>
 #include <vector>
 
@@ -79,13 +79,6 @@ qint64 anonymousMemory() {
             return line.mid(8).trimmed().split(' ').first().toLongLong() * 1024;
     }
     return 0;
-}
-
-/// How long this thread has had a processor.
-qint64 busyNanoseconds() {
-    timespec time{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return time.tv_sec * 1'000'000'000 + time.tv_nsec;
 }
 
 /// The longest time between two turns of the event loop that are a millisecond apart.

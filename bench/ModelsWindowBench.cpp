@@ -1,10 +1,9 @@
+#include "BusyTime.h"
 #include "ui/ModelsHarness.h"
 #include "ui/Picker.h"
 
 #include <QLineEdit>
 #include <QTest>
-
-#include <ctime>
 
 using namespace quillora;
 using namespace quillora::test;
@@ -34,20 +33,14 @@ void fillLongShelf(FakePlatform &platform) {
     platform.speech.locales = locales;
 }
 
-qint64 ownNanoseconds() {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
-}
-
 /// The longest of some turns of the event loop, without what a busy machine kept it waiting.
 class LongestTurn {
 public:
     template <typename Turn>
     void measure(Turn turn) {
-        const qint64 before = ownNanoseconds();
+        const qint64 before = busyNanoseconds();
         turn();
-        m_longest = std::max(m_longest, ownNanoseconds() - before);
+        m_longest = std::max(m_longest, busyNanoseconds() - before);
     }
     void report(const char *what) const {
         qInfo("%s: %.1f ms at the longest", what, static_cast<double>(m_longest) / 1e6);
