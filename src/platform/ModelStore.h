@@ -108,8 +108,8 @@ public:
 
     virtual ~ModelStore() = default;
 
-    /// What can be had, in the order of the catalog.
-    virtual QList<ModelDescription> models() const = 0;
+    /// What can be had, in the order of the catalog. It is asked for often, and costs nothing.
+    virtual const QList<ModelDescription> &models() const = 0;
 
     /// What the catalog says that cannot be used, a sentence each.
     virtual QStringList omissions() const = 0;

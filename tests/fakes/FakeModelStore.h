@@ -20,7 +20,7 @@ public:
 
     FakeModelStore(CallLog &log, platform::MainQueue &queue) : m_log(log), m_queue(queue) {}
 
-    QList<platform::ModelDescription> models() const override { return m_models; }
+    const QList<platform::ModelDescription> &models() const override { return m_models; }
     QStringList omissions() const override { return omitted; }
 
     platform::ModelState state(const QString &id) const override {

@@ -16,7 +16,8 @@ namespace {
 void fillRichShelf(FakePlatform &platform) {
     fillShelf(platform);
     const platform::ModelScore good{84.8, u"FLORES COMET x 100"_qs, u"the publisher"_qs};
-    for (auto model : platform.models.models()) {
+    const auto published = platform.models.models(); // a copy: each is offered anew
+    for (auto model : published) {
         if (model.kind == platform::ModelKind::translation) {
             model.score = good;
             if (model.sizeClass == platform::ModelSizeClass::large)

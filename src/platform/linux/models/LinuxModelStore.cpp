@@ -21,6 +21,13 @@ void doWhatIsPosted(Worker &worker) {
     }
 }
 
+QList<ModelDescription> descriptionsIn(const ModelCatalog &catalog) {
+    QList<ModelDescription> descriptions;
+    for (const CatalogEntry &entry : catalog.entries())
+        descriptions += entry.description;
+    return descriptions;
+}
+
 } // namespace
 
 class LinuxModelStore::Use : public ModelUse {
@@ -48,18 +55,11 @@ LinuxModelStore::LinuxModelStore(MainQueue &queue, const QStringList &engines)
                                     .catalog = ModelCatalog(ModelCatalog::standardFiles(), engines)}) {}
 
 LinuxModelStore::LinuxModelStore(MainQueue &queue, Ground ground)
-    : m_queue(queue), m_ground(std::move(ground)) {
+    : m_queue(queue), m_ground(std::move(ground)), m_descriptions(descriptionsIn(m_ground.catalog)) {
     m_queue.asyncAfter(m_ground.untilAllIsChecked, here([this] { checkEverything(); }));
 }
 
 LinuxModelStore::~LinuxModelStore() = default;
-
-QList<ModelDescription> LinuxModelStore::models() const {
-    QList<ModelDescription> models;
-    for (const CatalogEntry &entry : m_ground.catalog.entries())
-        models += entry.description;
-    return models;
-}
 
 ModelState LinuxModelStore::state(const QString &id) const {
     requireKnown(id);

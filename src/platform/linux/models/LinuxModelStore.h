@@ -41,7 +41,7 @@ public:
     LinuxModelStore(MainQueue &queue, Ground ground);
     ~LinuxModelStore() override;
 
-    QList<ModelDescription> models() const override;
+    const QList<ModelDescription> &models() const override { return m_descriptions; }
     QStringList omissions() const override { return m_ground.catalog.omissions(); }
     ModelState state(const QString &id) const override;
     void install(const QString &id) override;
@@ -135,6 +135,7 @@ private:
 
     MainQueue &m_queue;
     const Ground m_ground;
+    const QList<ModelDescription> m_descriptions; ///< of the catalog
     const std::shared_ptr<int> m_life = std::make_shared<int>();
     mutable std::map<QString, Model> m_models;
     QHash<QString, Damage> m_damages;        ///< by the folder

@@ -94,7 +94,7 @@ std::shared_ptr<RecognizerClient> OnDeviceRecognizers::clientFor(const QString &
 
 std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QString &id,
                                                                      const QString &language) {
-    const auto models = m_store.models();
+    const auto &models = m_store.models();
     const auto description =
         std::find_if(models.begin(), models.end(), [&id](const auto &model) { return model.id == id; });
     if (description == models.end() || m_unreadable == std::pair(id, m_store.state(id).version))

@@ -82,8 +82,7 @@ QCoro::Task<NeuralModels::Translator> NeuralModels::loaded(QString id) {
 
 void NeuralModels::load(const QString &id, const std::shared_ptr<Model> &model) {
     model->version = model->use->version();
-    const QList<ModelDescription> models = m_store.models();
-    const QStringList languages = described(models, id)->languages;
+    const QStringList languages = described(m_store.models(), id)->languages;
     auto work = [id, folder = model->use->folder(), source = languages.first().toStdString(),
                  target = languages.last().toStdString(), end = m_end.get_token(), &queue = m_mainQueue,
                  self = std::weak_ptr(m_self), weak = std::weak_ptr(model)] {
