@@ -8,7 +8,6 @@ namespace quillora {
 
 using platform::ModelDescription;
 using platform::ModelRoute;
-using platform::ModelState;
 using platform::ModelTask;
 using Standing = ModelNeed::Standing;
 
@@ -31,13 +30,9 @@ Models::Models(platform::ModelStore &store, platform::ModelRoutes &routes, platf
 Models::~Models() { m_store.removeObserver(m_observer); }
 
 ModelDescription Models::description(const QString &id) const {
-    for (const ModelDescription &description : m_store.models()) {
-        if (description.id == id)
-            return description;
-    }
     ModelDescription unknown;
     unknown.id = id;
-    return unknown;
+    return m_store.description(id).value_or(unknown);
 }
 
 DownloadSize Models::downloadSize(const QStringList &ids) const {
@@ -48,10 +43,6 @@ DownloadSize Models::downloadSize(const QStringList &ids) const {
         sum.isWhole = sum.isWhole && size;
     }
     return sum;
-}
-
-bool Models::isThere(const QString &id) const {
-    return m_store.state(id).presence == ModelState::Presence::installed;
 }
 
 ModelNeed Models::need(const ModelTask &task) const { return need(QList<ModelTask>{task}); }
@@ -76,7 +67,7 @@ ModelNeed Models::needOf(const QList<ModelRoute> &routes) const {
         if (route.isUsable)
             continue;
         for (const QString &id : route.models) {
-            if (isThere(id) || need.missing.contains(id))
+            if (m_store.state(id).isInstalled() || need.missing.contains(id))
                 continue;
             need.missing += id;
             (isOnItsWay(id) ? onTheirWay : still) += id;

@@ -55,7 +55,6 @@ Q_SIGNALS:
 
 private:
     bool isOnItsWay(const QString &id) const { return m_store.state(id).progress.has_value(); }
-    bool isThere(const QString &id) const;
     ModelNeed needOf(const QList<platform::ModelRoute> &routes) const;
     std::optional<int> percentOf(const QStringList &ids) const;
 

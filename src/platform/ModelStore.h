@@ -84,6 +84,8 @@ struct ModelState {
     bool isLeaving = false;                ///< it is removed as soon as nobody uses it
     QString problem; ///< why the last installation failed, or what is damaged; a sentence
 
+    bool isInstalled() const { return presence == Presence::installed; }
+
     bool operator==(const ModelState &) const = default;
 };
 
@@ -110,6 +112,15 @@ public:
 
     /// What can be had, in the order of the catalog. It is asked for often, and costs nothing.
     virtual const QList<ModelDescription> &models() const = 0;
+
+    /// None if it cannot be had.
+    std::optional<ModelDescription> description(const QString &id) const {
+        for (const ModelDescription &model : models()) {
+            if (model.id == id)
+                return model;
+        }
+        return {};
+    }
 
     /// What the catalog says that cannot be used, a sentence each.
     virtual QStringList omissions() const = 0;

@@ -83,9 +83,8 @@ private:
             if (const QString wanted = chosen(step); !wanted.isEmpty())
                 candidates.prepend(wanted);
             const auto installed =
-                std::find_if(candidates.begin(), candidates.end(), [this](const QString &id) {
-                    return m_store.state(id).presence == platform::ModelState::Presence::installed;
-                });
+                std::find_if(candidates.begin(), candidates.end(),
+                             [this](const QString &id) { return m_store.state(id).isInstalled(); });
             route.isUsable = route.isUsable && installed != candidates.end();
             route.models += installed == candidates.end() ? candidates.first() : *installed;
         }

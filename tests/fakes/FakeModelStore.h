@@ -46,11 +46,11 @@ public:
 
     void install(const QString &id) override {
         m_log.add(u"models.install "_qs + id);
-        if (!described(id))
+        if (!description(id))
             throw unknown(id);
         Model &model = m_known[id];
         const Copy *copy = best(model);
-        const bool isCurrent = copy && copy->problem.isEmpty() && copy->version >= described(id)->version;
+        const bool isCurrent = copy && copy->problem.isEmpty() && copy->version >= description(id)->version;
         if (m_waiting.contains(id) || (isCurrent && !model.isLeaving))
             return;
         model.isLeaving = false;
@@ -162,7 +162,7 @@ public:
     /// What is being installed is there, in the catalog's version; old ones leave.
     void arrive() {
         const QString id = underWay();
-        const QString version = described(id)->version;
+        const QString version = description(id)->version;
         Model &model = m_known[id];
         model.progress = {};
         end(id);
@@ -234,13 +234,8 @@ private:
     static LocalizedError unknown(const QString &id) {
         return LocalizedError(u"There is no model \"%1\"."_qs.arg(id));
     }
-    const platform::ModelDescription *described(const QString &id) const {
-        const auto found =
-            std::find_if(m_models.begin(), m_models.end(), [&](const auto &model) { return model.id == id; });
-        return found == m_models.end() ? nullptr : &*found;
-    }
     void requireKnown(const QString &id) const {
-        if (!described(id) && modelOf(id).copies.isEmpty())
+        if (!description(id) && modelOf(id).copies.isEmpty())
             throw unknown(id);
     }
     const Model &modelOf(const QString &id) const {

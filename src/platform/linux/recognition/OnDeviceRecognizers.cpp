@@ -4,7 +4,6 @@
 #include "platform/linux/recognition/SherpaModel.h"
 #include "platform/linux/recognition/SpokenLocales.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace quillora::platform {
@@ -94,10 +93,8 @@ std::shared_ptr<RecognizerClient> OnDeviceRecognizers::clientFor(const QString &
 
 std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QString &id,
                                                                      const QString &language) {
-    const auto &models = m_store.models();
-    const auto description =
-        std::find_if(models.begin(), models.end(), [&id](const auto &model) { return model.id == id; });
-    if (description == models.end() || m_unreadable == std::pair(id, m_store.state(id).version))
+    const auto description = m_store.description(id);
+    if (!description || m_unreadable == std::pair(id, m_store.state(id).version))
         return {};
     auto use = m_store.use(id);
     if (!use)
@@ -123,10 +120,9 @@ void OnDeviceRecognizers::letGo() {
 /// is not kept from leaving.
 void OnDeviceRecognizers::modelChanged(const QString &id) {
     const auto state = m_store.state(id);
-    const bool isWhole = state.presence == ModelState::Presence::installed;
-    if (m_loaded && m_loaded->id == id && (!isWhole || state.isLeaving))
+    if (m_loaded && m_loaded->id == id && (!state.isInstalled() || state.isLeaving))
         letGo();
-    if (isWhole && !state.isLeaving && !m_prepared.isEmpty())
+    if (state.isInstalled() && !state.isLeaving && !m_prepared.isEmpty())
         prepare(m_prepared);
 }
 

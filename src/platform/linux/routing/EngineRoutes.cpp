@@ -109,8 +109,9 @@ std::optional<ModelRoute> EngineRoutes::direct(const ModelTask &task) const {
         return {};
     if (const QString wanted = m_chosen.text(task); candidates.removeOne(wanted))
         candidates.prepend(wanted);
-    const auto installed = std::find_if(candidates.begin(), candidates.end(),
-                                        [this](const QString &id) { return isInstalled(id); });
+    const auto installed = std::find_if(candidates.begin(), candidates.end(), [this](const QString &id) {
+        return m_store.state(id).isInstalled();
+    });
     if (installed == candidates.end())
         return ModelRoute{.models = {candidates.first()}};
     return ModelRoute{.models = {*installed}, .isUsable = true};
@@ -126,10 +127,6 @@ std::optional<ModelRoute> EngineRoutes::byWayOfEnglish(const ModelTask &task) co
     return ModelRoute{.models = first->models + second->models,
                       .isUsable = first->isUsable && second->isUsable,
                       .isByWayOfEnglish = true};
-}
-
-bool EngineRoutes::isInstalled(const QString &id) const {
-    return m_store.state(id).presence == ModelState::Presence::installed;
 }
 
 double EngineRoutes::rating(const ModelDescription &model) const {

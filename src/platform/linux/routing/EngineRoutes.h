@@ -41,7 +41,6 @@ public:
 private:
     std::optional<ModelRoute> direct(const ModelTask &task) const;
     std::optional<ModelRoute> byWayOfEnglish(const ModelTask &task) const;
-    bool isInstalled(const QString &id) const;
     double rating(const ModelDescription &model) const;
 
     const ModelStore &m_store;

@@ -26,7 +26,8 @@ MissingModels::~MissingModels() { m_store.removeObserver(m_observer); }
 QCoro::Task<> MissingModels::fetch(ModelTask task, QStringList models) {
     QStringList wanted;
     for (const QString &id : models) {
-        if (!isInstalled(id) && !m_store.state(id).progress)
+        const ModelState state = m_store.state(id);
+        if (!state.isInstalled() && !state.progress)
             wanted += id;
     }
     if (!wanted.isEmpty()) {
@@ -60,16 +61,12 @@ QCoro::Task<> MissingModels::arrival(ModelTask task, QStringList models) {
     co_await arrived;
 }
 
-bool MissingModels::isInstalled(const QString &id) const {
-    return m_store.state(id).presence == ModelState::Presence::installed;
-}
-
 /// Why a model will not come by itself; empty if all of them will.
 QString MissingModels::obstacle(const Waiter &waiter) const {
     const QString pair = names(waiter.task);
     for (const QString &id : waiter.models) {
         const ModelState state = m_store.state(id);
-        if (state.presence == ModelState::Presence::installed || state.progress)
+        if (state.isInstalled() || state.progress)
             continue;
         if (state.isPaused)
             return u"The download for %1 is paused. Go on with it under Models in the tray menu."_qs.arg(
@@ -87,8 +84,9 @@ QString MissingModels::obstacle(const Waiter &waiter) const {
 void MissingModels::tellWaiters() {
     m_waiters.remove_if([this](const Waiter &waiter) {
         const QString fault = obstacle(waiter);
-        const bool isComplete = std::all_of(waiter.models.begin(), waiter.models.end(),
-                                            [this](const QString &id) { return isInstalled(id); });
+        const bool isComplete =
+            std::all_of(waiter.models.begin(), waiter.models.end(),
+                        [this](const QString &id) { return m_store.state(id).isInstalled(); });
         if (!fault.isEmpty())
             waiter.continuation.fail(std::make_exception_ptr(LocalizedError(fault)));
         else if (isComplete)

@@ -35,7 +35,6 @@ private:
 
     QCoro::Task<DownloadAnswer> answer(DownloadQuestion question);
     QCoro::Task<> arrival(ModelTask task, QStringList models);
-    bool isInstalled(const QString &id) const;
     QString obstacle(const Waiter &waiter) const;
     void tellWaiters();
 

@@ -4,7 +4,6 @@
 
 #include <QDir>
 
-#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -16,12 +15,6 @@ namespace {
 void serve(Worker &worker) {
     while (worker.doPosted())
         worker.wakeUp()->await();
-}
-
-const ModelDescription *described(const QList<ModelDescription> &models, const QString &id) {
-    const auto model =
-        std::find_if(models.begin(), models.end(), [&](const auto &each) { return each.id == id; });
-    return model == models.end() ? nullptr : &*model;
 }
 
 /// The first file in the folder with such a name, as published models have them.
@@ -82,7 +75,7 @@ QCoro::Task<NeuralModels::Translator> NeuralModels::loaded(QString id) {
 
 void NeuralModels::load(const QString &id, const std::shared_ptr<Model> &model) {
     model->version = model->use->version();
-    const QStringList languages = described(m_store.models(), id)->languages;
+    const QStringList languages = m_store.description(id)->languages;
     auto work = [id, folder = model->use->folder(), source = languages.first().toStdString(),
                  target = languages.last().toStdString(), end = m_end.get_token(), &queue = m_mainQueue,
                  self = std::weak_ptr(m_self), weak = std::weak_ptr(model)] {
@@ -174,7 +167,7 @@ void NeuralModels::letGoIfNotInstalled(const QString &id) {
     if (model == m_models.end() || !model->second->translator)
         return;
     const ModelState state = m_store.state(id);
-    if (state.presence != ModelState::Presence::installed || state.version != model->second->version)
+    if (!state.isInstalled() || state.version != model->second->version)
         letGo(id);
 }
 
