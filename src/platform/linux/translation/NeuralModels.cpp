@@ -50,21 +50,12 @@ NeuralModels::~NeuralModels() {
 }
 
 QCoro::Task<NeuralModels::Translator> NeuralModels::loaded(QString id) {
-    auto model = m_models[id];
-    if (model && model->translator) {
+    const auto found = m_models.find(id);
+    auto model = found != m_models.end() ? found->second : load(id);
+    if (model->translator) {
         keepForAWhile(id);
         Translator translator = model->translator; // a copy: what is returned is moved from, whatever it is
         co_return translator;
-    }
-    if (!model) {
-        model = std::make_shared<Model>();
-        model->use = m_store.use(id);
-        if (!model->use) {
-            m_models.erase(id);
-            throw LocalizedError(u"It is not installed."_qs);
-        }
-        m_models[id] = model;
-        load(id, model);
     }
     Continuation<Translator> continuation(m_mainQueue);
     const auto isLoaded = continuation.wait();
@@ -73,12 +64,22 @@ QCoro::Task<NeuralModels::Translator> NeuralModels::loaded(QString id) {
     co_return co_await isLoaded;
 }
 
-void NeuralModels::load(const QString &id, const std::shared_ptr<Model> &model) {
+/// Begins with it. Throws a LocalizedError where there is nothing to begin with.
+std::shared_ptr<NeuralModels::Model> NeuralModels::load(const QString &id) {
+    auto use = m_store.use(id);
+    if (!use)
+        throw LocalizedError(u"It is not installed."_qs);
+    const auto description = m_store.description(id); // one that is installed may be in no catalog any more
+    if (!description)
+        throw LocalizedError(u"There is no model \"%1\"."_qs.arg(id));
+
+    const auto model = std::make_shared<Model>();
+    model->use = std::move(use);
     model->version = model->use->version();
-    const QStringList languages = m_store.description(id)->languages;
-    auto work = [id, folder = model->use->folder(), source = languages.first().toStdString(),
-                 target = languages.last().toStdString(), end = m_end.get_token(), &queue = m_mainQueue,
-                 self = std::weak_ptr(m_self), weak = std::weak_ptr(model)] {
+    m_models[id] = model;
+    auto work = [id, folder = model->use->folder(), source = description->languages.first().toStdString(),
+                 target = description->languages.last().toStdString(), end = m_end.get_token(),
+                 &queue = m_mainQueue, self = std::weak_ptr(m_self), weak = std::weak_ptr(model)] {
         if (end.stop_requested())
             return;
         Loading result;
@@ -96,6 +97,7 @@ void NeuralModels::load(const QString &id, const std::shared_ptr<Model> &model) 
         });
     };
     m_loaders[m_lastLoader++ % m_loaders.size()].post(std::move(work));
+    return model;
 }
 
 void NeuralModels::finish(const QString &id, const std::shared_ptr<Model> &model, const Loading &result) {

@@ -58,7 +58,7 @@ private:
         QString fault; ///< empty where there is a translator
     };
 
-    void load(const QString &id, const std::shared_ptr<Model> &model);
+    std::shared_ptr<Model> load(const QString &id);
     void finish(const QString &id, const std::shared_ptr<Model> &model, const Loading &result);
     void keepForAWhile(const QString &id);
     void letGo(const QString &id);

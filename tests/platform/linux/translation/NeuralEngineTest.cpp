@@ -86,6 +86,8 @@ private Q_SLOTS:
     void bothHalvesOfAWayAreLoaded();
     void whatIsNotInstalledIsNotLoadedNorAskedFor();
     void whatCannotBeLoadedSoonIsChecked();
+    void aModelThatNobodyKnowsIsAnErrorAndLeavesNothing();
+    void aModelThatIsInNoCatalogAnyMoreIsAnError();
     void afterTenIdleMinutesMemoryIsGivenBack();
     void whatIsUsedMeanwhileStays();
     void aNewVersionTakesThePlaceOfTheOldOne();
@@ -452,6 +454,23 @@ void NeuralEngineTest::whatCannotBeLoadedSoonIsChecked() {
     QVERIFY(QFile::resize(m_folder->filePath(u"de-en/model.xxyy.intgemm.alphas.bin"_qs), 1000));
     m_engine->warm(u"de"_qs, u"en"_qs);
     QVERIFY(wait([&] { return m_store->state(u"de-en"_qs).presence == ModelState::Presence::damaged; }));
+}
+
+void NeuralEngineTest::aModelThatNobodyKnowsIsAnErrorAndLeavesNothing() {
+    NeuralModels models(*m_store, *m_queue);
+    const auto outcome = Outcome<NeuralModels::Translator>::of(models.loaded(u"fr-de"_qs));
+    QCOMPARE(outcome->error(), u"There is no model \"fr-de\"."_qs);
+    ModelDescription description;
+    description.id = u"fr-de"_qs;
+    m_store->offer(description);
+    m_queue->run(); // the models hear of it, and of their end
+}
+
+void NeuralEngineTest::aModelThatIsInNoCatalogAnyMoreIsAnError() {
+    install(u"fr-de"_qs);
+    NeuralModels models(*m_store, *m_queue);
+    const auto outcome = Outcome<NeuralModels::Translator>::of(models.loaded(u"fr-de"_qs));
+    QCOMPARE(outcome->error(), u"There is no model \"fr-de\"."_qs);
 }
 
 void NeuralEngineTest::afterTenIdleMinutesMemoryIsGivenBack() {
