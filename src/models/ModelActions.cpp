@@ -1,9 +1,10 @@
 #include "models/ModelActions.h"
 
-#include "models/ModelVersion.h"
+#include "platform/ModelVersion.h"
 
 namespace quillora {
 
+using platform::isNewer;
 using platform::ModelState;
 using platform::ModelTask;
 

@@ -1,11 +1,12 @@
 #include "models/ModelWords.h"
 
-#include "models/ModelVersion.h"
+#include "platform/ModelVersion.h"
 
 #include <cmath>
 
 namespace quillora {
 
+using platform::isNewer;
 using platform::ModelDescription;
 using platform::ModelProgress;
 using platform::ModelSizeClass;

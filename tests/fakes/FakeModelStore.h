@@ -3,6 +3,7 @@
 #include "fakes/CallLog.h"
 #include "platform/MainQueue.h"
 #include "platform/ModelStore.h"
+#include "platform/ModelVersion.h"
 
 #include <algorithm>
 #include <map>
@@ -50,7 +51,8 @@ public:
             throw unknown(id);
         Model &model = m_known[id];
         const Copy *copy = best(model);
-        const bool isCurrent = copy && copy->problem.isEmpty() && copy->version >= description(id)->version;
+        const bool isCurrent =
+            copy && copy->problem.isEmpty() && !platform::isNewer(description(id)->version, copy->version);
         if (m_waiting.contains(id) || (isCurrent && !model.isLeaving))
             return;
         model.isLeaving = false;

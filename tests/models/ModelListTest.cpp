@@ -96,6 +96,28 @@ private Q_SLOTS:
         QCOMPARE(offered(tiny), (QList{Action::update, Action::remove}));
     }
 
+    void anUpdateIsOfferedWhereAnInstallationWouldBringOne_data() {
+        QTest::addColumn<QString>("published");
+        QTest::addColumn<QString>("installed");
+        QTest::addColumn<bool>("isOffered");
+        QTest::newRow("a greater number") << u"10"_qs << u"9"_qs << true;
+        QTest::newRow("a smaller number") << u"9"_qs << u"10"_qs << false;
+        QTest::newRow("a letter that comes later") << u"1.0a"_qs << u"1.0B"_qs << true;
+        QTest::newRow("a letter that comes earlier") << u"1.0B"_qs << u"1.0a"_qs << false;
+    }
+    void anUpdateIsOfferedWhereAnInstallationWouldBringOne() {
+        QFETCH(QString, published);
+        QFETCH(QString, installed);
+        QFETCH(bool, isOffered);
+        auto model = m_models->description(tiny);
+        model.version = published;
+        m_platform->models.offer(model);
+        m_platform->models.place(tiny, installed);
+        QCOMPARE(offered(tiny).contains(Action::update), isOffered);
+        m_platform->models.install(tiny);
+        QCOMPARE(m_platform->models.waiting().contains(tiny), isOffered);
+    }
+
     void whatIsDamagedCanBeRepaired() {
         m_platform->models.place(tiny, u"1"_qs);
         m_platform->models.damage(tiny, u"A file is gone."_qs);

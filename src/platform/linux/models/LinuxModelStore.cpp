@@ -1,5 +1,6 @@
 #include "platform/linux/models/LinuxModelStore.h"
 
+#include "platform/ModelVersion.h"
 #include "platform/linux/models/BackgroundPriority.h"
 #include "platform/linux/models/SafePath.h"
 

@@ -1,11 +1,11 @@
 #include "platform/linux/models/ModelFolders.h"
 
+#include "platform/ModelVersion.h"
 #include "platform/linux/models/SafePath.h"
 #include "platform/linux/models/SyncedFile.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
 #include <QUuid>
@@ -216,19 +216,6 @@ QStringList ModelFolders::remains(const QString &id) const {
 void ModelFolders::removeRemains(const QString &id) const {
     for (const QString &name : remains(id))
         removeFolder(folderOf(id) + u'/' + name);
-}
-
-bool isNewer(const QString &version, const QString &other) {
-    static const QRegularExpression pattern(u"[0-9]+|[^0-9]+"_qs);
-    auto ours = pattern.globalMatch(version), theirs = pattern.globalMatch(other);
-    while (ours.hasNext() && theirs.hasNext()) {
-        const QString a = ours.next().captured(), b = theirs.next().captured();
-        if (a == b)
-            continue;
-        const bool areNumbers = a.front().isDigit() && b.front().isDigit();
-        return areNumbers && a.size() != b.size() ? a.size() > b.size() : a > b;
-    }
-    return ours.hasNext();
 }
 
 } // namespace quillora::platform

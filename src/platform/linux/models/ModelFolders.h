@@ -101,7 +101,4 @@ private:
     QStringList m_shared;
 };
 
-/// Whether one version is newer than another: numbers in them count as numbers.
-bool isNewer(const QString &version, const QString &other);
-
 } // namespace quillora::platform
