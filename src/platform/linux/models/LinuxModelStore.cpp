@@ -271,9 +271,9 @@ void LinuxModelStore::startNext() {
     const QString id = m_waiting.first();
     m_underWay = std::make_shared<std::atomic<bool>>(false);
     m_models[id].progress.step = ModelProgress::Step::preparing;
-    const auto ifWanted = [this, life = std::weak_ptr(m_life), isUnwanted = m_underWay](const auto &work) {
-        m_queue.async([life, isUnwanted, work] {
-            if (life.lock() && !*isUnwanted)
+    const auto ifWanted = [this, isUnwanted = m_underWay](const auto &work) {
+        post([isUnwanted, work] {
+            if (!*isUnwanted)
                 work();
         });
     };
@@ -316,7 +316,7 @@ void LinuxModelStore::leaveQueue(const QString &id) {
         return;
     *m_underWay = true;
     m_underWay.reset();
-    installer().breakOff([this, over = here([this, id] { lookAgain(id); })] { m_queue.async(over); });
+    installer().breakOff([this, id] { post([this, id] { lookAgain(id); }); });
     startNext();
 }
 
@@ -327,12 +327,13 @@ void LinuxModelStore::forget(const QString &id) {
     if (hasNothing)
         return;
     ++m_models[id].forgettingCount;
-    const auto forgotten = here([this, id] {
-        m_models[id].findings.reset();
-        --m_models[id].forgettingCount;
-        tell(id);
+    installer().forget(id, [this, id] {
+        post([this, id] {
+            m_models[id].findings.reset();
+            --m_models[id].forgettingCount;
+            tell(id);
+        });
     });
-    installer().forget(id, [this, forgotten] { m_queue.async(forgotten); });
 }
 
 // Removals
@@ -344,15 +345,13 @@ void LinuxModelStore::beginRemoval(const QString &id, const QString &keptVersion
 
 void LinuxModelStore::tryRemovals() {
     for (const auto &removal : m_removals) {
-        removal->isToBeTried = true;
-        if (removal->isUnderWay)
+        removal->isToBeTried = std::exchange(removal->isUnderWay, true);
+        if (removal->isToBeTried)
             continue;
-        removal->isUnderWay = true;
-        removal->isToBeTried = false;
         if (!m_remover)
             m_remover.emplace("model removal", doWhatIsPosted);
-        m_remover->post([this, removal, life = std::weak_ptr(m_life), id = removal->id,
-                         keptVersion = removal->keptVersion, isUnwanted = removal->isUnwanted] {
+        m_remover->post([this, removal, id = removal->id, keptVersion = removal->keptVersion,
+                         isUnwanted = removal->isUnwanted] {
             bool isDone = true;
             QString fault;
             try {
@@ -363,10 +362,7 @@ void LinuxModelStore::tryRemovals() {
             } catch (const ModelFault &reason) {
                 fault = reason.errorDescription();
             }
-            m_queue.async([this, removal, life, isDone, fault] {
-                if (life.lock())
-                    triedRemoval(removal, isDone, fault);
-            });
+            post([this, removal, isDone, fault] { triedRemoval(removal, isDone, fault); });
         });
     }
 }
@@ -428,7 +424,7 @@ void LinuxModelStore::startNextCheck() {
             yieldToEverybody();
             doWhatIsPosted(worker);
         });
-    m_checker->post([this, &checker = *m_checker, model, life = std::weak_ptr(m_life)] {
+    m_checker->post([this, &checker = *m_checker, model] {
         QString problem;
         try {
             if (model.manifest)
@@ -436,10 +432,7 @@ void LinuxModelStore::startNextCheck() {
         } catch (const Interruption &) {
             return;
         }
-        m_queue.async([this, life, model, problem] {
-            if (life.lock())
-                checked(model, problem);
-        });
+        post([this, model, problem] { checked(model, problem); });
     });
 }
 

@@ -120,7 +120,7 @@ private:
     void tell(const QString &id);
     void tellProgress(const QString &id);
 
-    /// `work`, on the main thread and only while this lives.
+    /// `work`, for the main thread, which does it only while this lives. Threads of ours may ask for it.
     template <typename Work>
     std::function<void()> here(Work work) {
         return [life = std::weak_ptr(m_life), work = std::move(work)] {
