@@ -29,4 +29,9 @@ bool Worker::doPosted() {
     return state == HandOver<Work>::State::open;
 }
 
+void Worker::serve() {
+    while (doPosted())
+        m_wakeUp->await();
+}
+
 } // namespace quillora::platform

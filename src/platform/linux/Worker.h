@@ -39,6 +39,9 @@ public:
     /// False once the thread is to end, which comes after everything that was posted.
     bool doPosted();
 
+    /// The life of a thread that waits for nothing else: does what is posted, and sleeps in between.
+    void serve();
+
     /// Whether `doPosted` is called for. Long work that can wait looks at it now and then.
     bool isCalled() const { return m_posted.hasNews(); }
 

@@ -12,12 +12,6 @@ using quillora::platform::Worker;
 
 namespace {
 
-/// What a thread does that waits for nothing but work.
-void workAndNothingElse(Worker &worker) {
-    while (worker.doPosted())
-        worker.wakeUp()->await();
-}
-
 /// Waits without a bound: the test's own would end it.
 template <typename Result>
 Result askedOf(Worker &worker, std::function<Result()> question) {
@@ -34,7 +28,7 @@ class WorkerTest : public QObject {
 private Q_SLOTS:
     void workIsDoneOnItsThreadInOrder() {
         std::vector<int> done;
-        Worker worker("test", workAndNothingElse);
+        Worker worker("test", &Worker::serve);
         for (int i = 0; i < 3; ++i)
             QVERIFY(worker.post([&done, i] { done.push_back(i); }));
         const auto thread = askedOf<std::thread::id>(worker, [] { return std::this_thread::get_id(); });
@@ -46,7 +40,7 @@ private Q_SLOTS:
         constexpr int count = 1000;
         int done = 0;
         {
-            Worker worker("test", workAndNothingElse);
+            Worker worker("test", &Worker::serve);
             for (int i = 0; i < count; ++i)
                 worker.post([&done] { ++done; });
         }
@@ -54,7 +48,7 @@ private Q_SLOTS:
     }
 
     void workThatIsPostedByWorkIsDone() {
-        Worker worker("test", workAndNothingElse);
+        Worker worker("test", &Worker::serve);
         std::promise<bool> isDone;
         worker.post([&] { worker.post([&] { isDone.set_value(true); }); });
         QVERIFY(isDone.get_future().get());
@@ -80,7 +74,7 @@ private Q_SLOTS:
             while (!self.isCalled()) {
             }
             wasCalled.set_value(!self.isEnding());
-            workAndNothingElse(self);
+            self.serve();
         });
         worker.post([] {});
         QVERIFY(wasCalled.get_future().get());
@@ -100,7 +94,7 @@ private Q_SLOTS:
 
     void othersMayWakeItEvenAfterItsEnd() {
         std::optional<Worker> worker;
-        worker.emplace("test", workAndNothingElse);
+        worker.emplace("test", &Worker::serve);
         const auto wakeUp = worker->wakeUp();
         wakeUp->wake();
         worker.reset();
@@ -108,7 +102,7 @@ private Q_SLOTS:
     }
 
     void itBearsItsNameAndLeavesSignalsToTheMainThread() {
-        Worker worker("test name", workAndNothingElse);
+        Worker worker("test name", &Worker::serve);
         const auto name = askedOf<QByteArray>(worker, [] {
             char own[16] = {};
             pthread_getname_np(pthread_self(), own, sizeof own);

@@ -5,7 +5,6 @@
 #include "platform/linux/models/SafePath.h"
 
 #include <algorithm>
-#include <poll.h>
 #include <utility>
 
 namespace quillora::platform {
@@ -14,13 +13,6 @@ namespace {
 
 /// Progress is told ten times a second at most.
 constexpr std::chrono::milliseconds betweenTellings{100};
-
-void doWhatIsPosted(Worker &worker) {
-    while (worker.doPosted()) {
-        pollfd input{worker.descriptor(), POLLIN, 0};
-        ::poll(&input, 1, -1);
-    }
-}
 
 QList<ModelDescription> descriptionsIn(const ModelCatalog &catalog) {
     QList<ModelDescription> descriptions;
@@ -349,7 +341,7 @@ void LinuxModelStore::tryRemovals() {
         if (removal->isToBeTried)
             continue;
         if (!m_remover)
-            m_remover.emplace("model removal", doWhatIsPosted);
+            m_remover.emplace("model removal", &Worker::serve);
         m_remover->post([this, removal, id = removal->id, keptVersion = removal->keptVersion,
                          isUnwanted = removal->isUnwanted] {
             bool isDone = true;
@@ -422,7 +414,7 @@ void LinuxModelStore::startNextCheck() {
     if (!m_checker)
         m_checker.emplace("model checks", [](Worker &worker) {
             yieldToEverybody();
-            doWhatIsPosted(worker);
+            worker.serve();
         });
     m_checker->post([this, &checker = *m_checker, model] {
         QString problem;

@@ -11,12 +11,6 @@ namespace quillora::platform {
 
 namespace {
 
-/// Does what is posted, and sleeps in between.
-void serve(Worker &worker) {
-    while (worker.doPosted())
-        worker.wakeUp()->await();
-}
-
 /// The first file in the folder with such a name, as published models have them.
 std::filesystem::path fileLike(const QString &folder, const QStringList &patterns) {
     const QStringList names = QDir(folder).entryList(patterns, QDir::Files, QDir::Name);
@@ -37,8 +31,8 @@ neural::Translator::Files filesIn(const QString &folder) {
 NeuralModels::NeuralModels(ModelStore &store, MainQueue &mainQueue)
     : m_store(store), m_mainQueue(mainQueue),
       m_observer(store.addObserver([this](const QString &id) { letGoIfNotInstalled(id); })),
-      m_loaders{Worker("model loader", serve), Worker("model loader", serve)},
-      m_translator("translator", serve) {}
+      m_loaders{Worker("model loader", &Worker::serve), Worker("model loader", &Worker::serve)},
+      m_translator("translator", &Worker::serve) {}
 
 NeuralModels::~NeuralModels() {
     m_store.removeObserver(m_observer);
