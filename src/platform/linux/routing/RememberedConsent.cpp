@@ -1,18 +1,13 @@
 #include "platform/linux/routing/RememberedConsent.h"
 
-#include <QDir>
+#include "platform/linux/StateFile.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace quillora::platform {
 
-QString RememberedConsent::standardFile() {
-    const QString state = qEnvironmentVariable("XDG_STATE_HOME");
-    const bool isGiven = QDir::isAbsolutePath(state); // another one counts as none, says the standard
-    return (isGiven ? state : QDir::homePath() + u"/.local/state"_qs) +
-           u"/Quillora/declined-downloads.json"_qs;
-}
+QString RememberedConsent::standardFile() { return stateFile(u"declined-downloads.json"_qs); }
 
 RememberedConsent::RememberedConsent(MainQueue &mainQueue, QString file)
     : m_mainQueue(mainQueue), m_declined(std::move(file)) {}

@@ -1,16 +1,14 @@
 #include "platform/linux/settings/StateFirstStart.h"
 
+#include "platform/linux/StateFile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
 namespace quillora::platform {
 
-QString StateFirstStart::standardFile() {
-    const QString state = qEnvironmentVariable("XDG_STATE_HOME");
-    const bool isGiven = QDir::isAbsolutePath(state); // another one counts as none, says the standard
-    return (isGiven ? state : QDir::homePath() + u"/.local/state"_qs) + u"/Quillora/first-start-is-over"_qs;
-}
+QString StateFirstStart::standardFile() { return stateFile(u"first-start-is-over"_qs); }
 
 StateFirstStart::StateFirstStart(const QString &path) : m_path(path), m_isOver(QFile::exists(path)) {}
 
