@@ -10,15 +10,13 @@ namespace quillora::platform {
 
 namespace {
 
-/// Does it unless another process installs the model. False where nobody can write: what lies there stays,
+/// Does it unless another process installs the model, or nobody can write there: what lies there stays then,
 /// and is in nobody's way.
-bool removeWherePossible(const ModelFolders &folders, const QString &id, const std::function<void()> &work) {
+void removeWherePossible(const ModelFolders &folders, const QString &id, const std::function<void()> &work) {
     try {
         if (const auto lock = folders.lock(id))
             work();
-        return true;
-    } catch (const ModelFault &) {
-        return false;
+    } catch (const ModelFault &) { // NOLINT(bugprone-empty-catch): see above
     }
 }
 
