@@ -94,6 +94,7 @@ void NotifierStatusItem::setIcon(const QString &name, const QIcon &drawing,
 
 void NotifierStatusItem::setMenu(QMenu *menu) {
     m_menu = menu;
+    m_menuExport.reset(); // both would stand in the same place
     m_menuExport = std::make_unique<MenuExport>(m_bus, *menu);
 }
 

@@ -191,6 +191,18 @@ private Q_SLOTS:
         QCOMPARE(layout.children.at(2).properties.value(u"toggle-state"_qs), 0);
     }
 
+    void anotherMenuTakesThePlaceOfTheFirst() {
+        makeItem();
+        QMenu first, second;
+        fill(first);
+        fill(second);
+        second.actions().first()->setText(u"Another"_qs);
+        m_item->setMenu(&first);
+        m_item->setMenu(&second);
+        const auto label = m_tray->callMenu(u"GetProperty"_qs, {1, u"label"_qs});
+        QCOMPARE(label.value(0).value<QDBusVariant>().variant(), u"Another"_qs);
+    }
+
     void aTrayThatCannotShowTheMenuHasItShown() {
         makeItem();
         QMenu menu;
