@@ -1,6 +1,7 @@
 #include "platform/linux/instance/SessionInstance.h"
 
 #include "platform/ApplicationIdentity.h"
+#include "platform/linux/MessageBus.h"
 #include "platform/linux/x11/X11StartupNotification.h"
 
 #include <QDBusAbstractAdaptor>
@@ -17,21 +18,13 @@ namespace {
 
 constexpr int busPatienceMs = 1000;
 
-// The flags and the replies of RequestName, as the bus defines them.
-constexpr uint allowReplacement = 1;
-constexpr uint replaceExisting = 2;
-constexpr uint doNotQueue = 4;
+// The replies of RequestName, as the bus defines them.
 constexpr uint becamePrimaryOwner = 1;
 constexpr uint wasAlreadyOwner = 4;
 
-const QString busName = u"org.freedesktop.DBus"_qs;
 /// Held by an instance that cannot answer yet.
 const QString startingName = applicationIdentifier + u".Starting"_qs;
 const QString applicationPath = u"/org/quillora/Quillora"_qs;
-
-QDBusMessage callOfBus(const QString &method) {
-    return QDBusMessage::createMethodCall(busName, u"/org/freedesktop/DBus"_qs, busName, method);
-}
 
 /// Asks the holder of the name to show itself.
 QDBusMessage activation() {
@@ -109,8 +102,7 @@ RunningInstance::Claim SessionInstance::claim(Start start) {
         requestName(applicationIdentifier, allowReplacement | replaceExisting | doNotQueue);
     }
     requestName(startingName, allowReplacement | replaceExisting | doNotQueue);
-    m_bus.connect(busName, u"/org/freedesktop/DBus"_qs, busName, u"NameLost"_qs, this,
-                  SLOT(handleNameLost(QString)));
+    m_bus.connect(busName, busPath, busName, u"NameLost"_qs, this, SLOT(handleNameLost(QString)));
     return Claim::first;
 }
 

@@ -1,9 +1,9 @@
 #include "platform/linux/tray/NotifierStatusItem.h"
 
+#include "platform/linux/MessageBus.h"
 #include "platform/linux/tray/NotifierItemAdaptor.h"
 
 #include <QCursor>
-#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
@@ -17,9 +17,6 @@ namespace {
 const QString watcherService = u"org.kde.StatusNotifierWatcher"_qs;
 const QString watcherPath = u"/StatusNotifierWatcher"_qs;
 const QString itemPath = u"/StatusNotifierItem"_qs;
-const QString busName = u"org.freedesktop.DBus"_qs;
-const QString busPath = u"/org/freedesktop/DBus"_qs;
-constexpr uint doNotQueue = 4;
 
 /// How far from the pointer the icon under it may be said to be.
 constexpr int closeBy = 64;
@@ -58,8 +55,7 @@ NotifierStatusItem::NotifierStatusItem(const QDBusConnection &bus)
       m_ownerWatcher(watcherService, m_bus, QDBusServiceWatcher::WatchForOwnerChange) {
     new NotifierItemAdaptor(this);
     m_bus.registerObject(itemPath, this);
-    auto request = QDBusMessage::createMethodCall(busName, busPath, busName, u"RequestName"_qs);
-    m_bus.asyncCall(request << m_serviceName << doNotQueue);
+    m_bus.asyncCall(callOfBus(u"RequestName"_qs) << m_serviceName << doNotQueue);
 
     connect(&m_ownerWatcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString &, const QString &, const QString &owner) {
@@ -76,8 +72,7 @@ NotifierStatusItem::NotifierStatusItem(const QDBusConnection &bus)
 }
 
 NotifierStatusItem::~NotifierStatusItem() {
-    auto release = QDBusMessage::createMethodCall(busName, busPath, busName, u"ReleaseName"_qs);
-    m_bus.asyncCall(release << m_serviceName);
+    m_bus.asyncCall(callOfBus(u"ReleaseName"_qs) << m_serviceName);
     m_bus.unregisterObject(itemPath);
 }
 
@@ -98,14 +93,19 @@ void NotifierStatusItem::setMenu(QMenu *menu) {
     m_menuExport = std::make_unique<MenuExport>(m_bus, *menu);
 }
 
+void NotifierStatusItem::ask(const QDBusMessage &question,
+                             const std::function<void(const QDBusPendingCall &)> &then) {
+    auto *answer = new QDBusPendingCallWatcher(m_bus.asyncCall(question), this);
+    connect(answer, &QDBusPendingCallWatcher::finished, this, [answer, then] {
+        answer->deleteLater();
+        then(*answer);
+    });
+}
+
 void NotifierStatusItem::findWatcher() {
     if (!m_bus.isConnected())
         return meetWatcher(Watcher::absent);
-    auto question = QDBusMessage::createMethodCall(busName, busPath, busName, u"GetNameOwner"_qs);
-    auto *answer = new QDBusPendingCallWatcher(m_bus.asyncCall(question << watcherService), this);
-    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
-        answer->deleteLater();
-        const QDBusPendingReply<QString> owner = *answer;
+    ask(callOfBus(u"GetNameOwner"_qs) << watcherService, [this](const QDBusPendingReply<QString> &owner) {
         if (m_watcher == Watcher::unknown)
             owner.isError() ? meetWatcher(Watcher::absent) : meetWatcher(Watcher::present, owner.value());
     });
@@ -127,10 +127,8 @@ void NotifierStatusItem::meetWatcher(Watcher watcher, const QString &owner) {
 void NotifierStatusItem::registerWithWatcher() {
     auto request = QDBusMessage::createMethodCall(watcherService, watcherPath, watcherService,
                                                   u"RegisterStatusNotifierItem"_qs);
-    auto *answer = new QDBusPendingCallWatcher(m_bus.asyncCall(request << m_serviceName), this);
-    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
-        answer->deleteLater();
-        m_isRegistered = m_watcher == Watcher::present && !answer->isError();
+    ask(request << m_serviceName, [this](const QDBusPendingCall &answer) {
+        m_isRegistered = m_watcher == Watcher::present && !answer.isError();
         Q_EMIT watcherChanged();
     });
 }
@@ -139,10 +137,7 @@ void NotifierStatusItem::readHost() {
     auto question = QDBusMessage::createMethodCall(watcherService, watcherPath,
                                                    u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
     question << watcherService << u"IsStatusNotifierHostRegistered"_qs;
-    auto *answer = new QDBusPendingCallWatcher(m_bus.asyncCall(question), this);
-    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
-        answer->deleteLater();
-        const QDBusPendingReply<QDBusVariant> hasHost = *answer;
+    ask(question, [this](const QDBusPendingReply<QDBusVariant> &hasHost) {
         m_hasHost = !hasHost.isError() && hasHost.value().variant().toBool();
         Q_EMIT watcherChanged();
     });

@@ -3,11 +3,14 @@
 #include "platform/linux/tray/MenuExport.h"
 
 #include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
 #include <QDBusServiceWatcher>
 #include <QIcon>
 #include <QMenu>
 #include <QPointer>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -45,6 +48,8 @@ private Q_SLOTS:
 private:
     friend class NotifierItemAdaptor;
 
+    /// What is asked on the bus is answered from the event loop, as long as this lives.
+    void ask(const QDBusMessage &question, const std::function<void(const QDBusPendingCall &)> &then);
     void findWatcher();
     void meetWatcher(Watcher watcher, const QString &owner = {});
     void registerWithWatcher();
