@@ -3,6 +3,7 @@
 #include "platform/linux/http/AnonymousRequest.h"
 #include "platform/linux/http/HttpConnection.h"
 #include "platform/linux/http/OneTimeBody.h"
+#include "platform/linux/http/ReplyHead.h"
 #include "platform/linux/http/TransportError.h"
 
 #include <QNetworkReply>
@@ -32,10 +33,6 @@ QNetworkRequest networkRequest(const HttpRequest &request) {
     result.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
     result.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
     return result;
-}
-
-int statusOf(const QNetworkReply &reply) {
-    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
 } // namespace
@@ -137,10 +134,7 @@ bool HttpExchange::isTransportFailure() const {
 QUrl HttpExchange::redirectTarget() const {
     if (!repeatsRequestElsewhere(statusOf(*m_reply)))
         return {};
-    const auto location = QUrl::fromEncoded(m_reply->rawHeader("Location"), QUrl::StrictMode);
-    if (location.isEmpty() || !location.isValid())
-        return {};
-    const QUrl target = m_request.url.resolved(location);
+    const QUrl target = locationOf(*m_reply, m_request.url);
     return isSameOrigin(m_request.url, target) ? target : QUrl();
 }
 

@@ -1,6 +1,7 @@
 #include "platform/linux/models/Download.h"
 
 #include "platform/linux/http/AnonymousRequest.h"
+#include "platform/linux/http/ReplyHead.h"
 #include "platform/linux/http/TransportError.h"
 #include "platform/linux/models/FetchableAddress.h"
 #include "platform/linux/models/SyncedFile.h"
@@ -23,10 +24,6 @@ namespace {
 constexpr qint64 portion = qint64{1} << 20;
 constexpr int mostRedirects = 5;
 constexpr qint64 longestFile = qint64{8} << 30; ///< where nobody tells its size
-
-int statusOf(const QNetworkReply &reply) {
-    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-}
 
 bool isRedirect(int status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
@@ -256,9 +253,8 @@ void Download::finish() {
 }
 
 void Download::follow() {
-    const auto location = QUrl::fromEncoded(m_reply->rawHeader("Location"), QUrl::StrictMode);
-    const QUrl target = m_url.resolved(location);
-    if (location.isEmpty() || !isFetchable(target)) {
+    const QUrl target = locationOf(*m_reply, m_url);
+    if (!isFetchable(target)) {
         end(ModelFault(u"%1 redirects to an address that is not safe."_qs.arg(m_url.host())));
     } else if (++m_redirects > mostRedirects) {
         end(ModelFault(TransportError::tooManyRedirects(m_url).errorDescription()));
