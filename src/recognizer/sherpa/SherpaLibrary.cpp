@@ -1,6 +1,7 @@
 #include "recognizer/sherpa/SherpaLibrary.h"
 
 #include "recognizer/Decoder.h"
+#include "recognizer/protocol/SherpaFiles.h"
 
 #include <dlfcn.h>
 #include <string_view>
@@ -33,7 +34,10 @@ private:
 } // namespace
 
 std::vector<std::string> SherpaLibrary::files(const std::string &folder) {
-    return {folder + "/libsherpa-onnx-c-api.so", folder + "/libonnxruntime.so"};
+    std::vector<std::string> files;
+    for (const char *name : sherpaLibraryFiles)
+        files.push_back(folder + '/' + name);
+    return files;
 }
 
 SherpaLibrary::SherpaLibrary(const std::string &folder) {

@@ -1,5 +1,7 @@
 #include "platform/linux/recognition/SherpaModel.h"
 
+#include "recognizer/protocol/SherpaFiles.h"
+
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
@@ -50,9 +52,11 @@ QStringList filesBelow(const QString &folder) {
 
 bool hasSherpaLibrary(const std::string &program) {
     const auto folder = std::filesystem::path(program).parent_path();
-    std::error_code error;
-    return std::filesystem::exists(folder / "libsherpa-onnx-c-api.so", error) &&
-           std::filesystem::exists(folder / "libonnxruntime.so", error);
+    return std::all_of(recognizer::sherpaLibraryFiles.begin(), recognizer::sherpaLibraryFiles.end(),
+                       [&folder](const char *name) {
+                           std::error_code error;
+                           return std::filesystem::exists(folder / name, error);
+                       });
 }
 
 std::optional<RecognizerModel> sherpaModel(const ModelDescription &model, const QString &folder,
