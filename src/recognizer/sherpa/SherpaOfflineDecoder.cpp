@@ -1,6 +1,5 @@
 #include "recognizer/sherpa/SherpaOfflineDecoder.h"
 
-#include "recognizer/sherpa/ModelText.h"
 #include "recognizer/sherpa/Samples.h"
 
 #include <algorithm>
@@ -85,14 +84,14 @@ void SherpaOfflineDecoder::decode() {
     const auto began = m_clock();
     toFloat(m_segment, m_samples);
     m_samples.resize(m_samples.size() + silenceAfter);
-    const Owned<sherpa::OfflineStream> stream(m_library.offline.createStream(m_recognizer.get()),
-                                              m_library.offline.destroyStream);
+    const sherpa::Owned<sherpa::OfflineStream> stream(m_library.offline.createStream(m_recognizer.get()),
+                                                      m_library.offline.destroyStream);
     m_library.offline.accept(stream.get(), sampleRate, m_samples.data(),
                              static_cast<std::int32_t>(m_samples.size()));
     m_library.offline.decode(m_recognizer.get(), stream.get());
-    const Owned<sherpa::Result> result(m_library.offline.result(stream.get()),
-                                       m_library.offline.destroyResult);
-    m_text = result && result->text ? modelText(result->text) : std::string();
+    const sherpa::Owned<sherpa::Result> result(m_library.offline.result(stream.get()),
+                                               m_library.offline.destroyResult);
+    m_text = textOf(result);
     m_decoded = m_segment.size();
     m_pace.decoded(m_decoded, began, m_clock());
 }

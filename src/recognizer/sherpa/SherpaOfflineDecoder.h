@@ -4,9 +4,8 @@
 #include "recognizer/SpeechLevel.h"
 #include "recognizer/sherpa/DecodingPace.h"
 #include "recognizer/sherpa/SherpaLibrary.h"
+#include "recognizer/sherpa/SherpaObjects.h"
 
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,15 +28,12 @@ public:
     std::string text() override { return m_text; }
 
 private:
-    template <typename Object>
-    using Owned = std::unique_ptr<const Object, std::function<void(const Object *)>>;
-
     void decode();
 
     const SherpaLibrary m_library;
     const std::size_t m_longestSegment;
     const DecodingPace::Clock m_clock;
-    Owned<sherpa::OfflineRecognizer> m_recognizer;
+    sherpa::Owned<sherpa::OfflineRecognizer> m_recognizer;
     std::vector<std::int16_t> m_segment;
     std::vector<float> m_samples;
     bool m_hasSpeech = false;  ///< somebody spoke in the segment

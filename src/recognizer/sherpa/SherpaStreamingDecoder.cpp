@@ -1,6 +1,5 @@
 #include "recognizer/sherpa/SherpaStreamingDecoder.h"
 
-#include "recognizer/sherpa/ModelText.h"
 #include "recognizer/sherpa/Samples.h"
 
 #include <utility>
@@ -39,9 +38,9 @@ void SherpaStreamingDecoder::endUtterance() {
     decode();
 }
 
-SherpaStreamingDecoder::Owned<sherpa::OnlineStream> SherpaStreamingDecoder::makeStream() const {
-    Owned<sherpa::OnlineStream> stream(m_library.online.createStream(m_recognizer.get()),
-                                       m_library.online.destroyStream);
+sherpa::Owned<sherpa::OnlineStream> SherpaStreamingDecoder::makeStream() const {
+    sherpa::Owned<sherpa::OnlineStream> stream(m_library.online.createStream(m_recognizer.get()),
+                                               m_library.online.destroyStream);
     if (!m_language.empty())
         m_library.online.setOption(stream.get(), "language", m_language.c_str());
     return stream;
@@ -72,9 +71,9 @@ void SherpaStreamingDecoder::decode() {
     }
     if (!hasDecoded)
         return;
-    const std::unique_ptr<const sherpa::Result, decltype(m_library.online.destroyResult)> result(
-        m_library.online.result(m_recognizer.get(), m_stream.get()), m_library.online.destroyResult);
-    m_text = result && result->text ? modelText(result->text) : std::string();
+    const sherpa::Owned<sherpa::Result> result(m_library.online.result(m_recognizer.get(), m_stream.get()),
+                                               m_library.online.destroyResult);
+    m_text = textOf(result);
 }
 
 } // namespace quillora::recognizer

@@ -3,9 +3,8 @@
 #include "recognizer/Decoder.h"
 #include "recognizer/SpeechLevel.h"
 #include "recognizer/sherpa/SherpaLibrary.h"
+#include "recognizer/sherpa/SherpaObjects.h"
 
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,18 +24,15 @@ public:
     std::string text() override { return m_text; }
 
 private:
-    template <typename Object>
-    using Owned = std::unique_ptr<const Object, std::function<void(const Object *)>>;
-
-    Owned<sherpa::OnlineStream> makeStream() const;
+    sherpa::Owned<sherpa::OnlineStream> makeStream() const;
     std::size_t samplesOfOneStep();
     void decode();
 
     const SherpaLibrary m_library;
     const std::string m_language;
-    Owned<sherpa::OnlineRecognizer> m_recognizer;
+    sherpa::Owned<sherpa::OnlineRecognizer> m_recognizer;
     std::vector<float> m_padding; ///< silence that makes the model decode the last of the speech
-    Owned<sherpa::OnlineStream> m_stream;
+    sherpa::Owned<sherpa::OnlineStream> m_stream;
     std::vector<float> m_samples;
     SpeechLevel m_level;
     std::string m_text;
