@@ -80,9 +80,10 @@ struct LinuxPlatform::Facilities {
     DesktopSpeechPermissions speechPermissions{sound, mainQueue};
     PulseMicrophone microphone{sound, mainQueue};
     PocketSphinxRecognizers systemRecognizers{sound->drain(), RecognizerProcess::installedProgram()};
-    LinuxModelStore modelStore{mainQueue, modelEngines()};
+    const QStringList engines = modelEngines();
+    LinuxModelStore modelStore{mainQueue, engines};
     EngineRoutes modelRoutes{
-        modelStore, modelEngines(),
+        modelStore, engines,
         [this](const ModelTask &task) { return comesWithSystem(task, systemRecognizers); },
         Computer::thisOne(), EngineRoutes::standardFile()};
     OnDeviceRecognizers speechRecognizers{sound->drain(), RecognizerProcess::installedProgram(), modelStore,
