@@ -45,10 +45,10 @@ QStringList modelEngines() {
 }
 
 /// By an engine and data out of the distribution's packages.
-bool comesWithSystem(const ModelTask &task, const SpeechRecognizers &recognizers) {
+bool comesWithSystem(const ModelTask &task, const PocketSphinxRecognizers &recognizers) {
     if (task.kind == ModelKind::translation)
         return ApertiumEngine::isInstalledFor(task.languages.first(), task.languages.last());
-    return recognizers.supportedLocales().contains(task.languages.first());
+    return recognizers.hears(task.languages.first());
 }
 
 /// The best first.

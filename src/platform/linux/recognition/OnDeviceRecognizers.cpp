@@ -44,7 +44,9 @@ OnDeviceRecognizers::~OnDeviceRecognizers() { m_store.removeObserver(m_observer)
 QStringList OnDeviceRecognizers::supportedLocales() const {
     QStringList locales;
     for (const QString &locale : spokenLocales()) {
-        if (m_routes.route(ModelTask::hearing(locale)))
+        // Models that hear it are known without a look at the disk.
+        const auto task = ModelTask::hearing(locale);
+        if (!m_routes.choices(task).isEmpty() || m_routes.route(task))
             locales += locale;
     }
     return locales;

@@ -17,9 +17,12 @@ PocketSphinxRecognizers::PocketSphinxRecognizers(std::shared_ptr<CaptureDrain> d
     : m_drain(std::move(drain)), m_program(std::move(program)), m_folders(std::move(folders)) {}
 
 QStringList PocketSphinxRecognizers::supportedLocales() const {
-    if (isModelLoaded() || !PocketSphinxData::findAll(m_folders).empty())
-        return {onlyLocale};
-    return {};
+    return hears(onlyLocale) ? QStringList{onlyLocale} : QStringList();
+}
+
+bool PocketSphinxRecognizers::hears(const QString &localeIdentifier) const {
+    return localeIdentifier == onlyLocale &&
+           (isModelLoaded() || !PocketSphinxData::findAll(m_folders).empty());
 }
 
 void PocketSphinxRecognizers::prepare(const QString &localeIdentifier) {

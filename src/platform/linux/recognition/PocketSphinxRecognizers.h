@@ -29,6 +29,9 @@ public:
     void prepare(const QString &localeIdentifier) override;
     std::unique_ptr<SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override;
 
+    /// Whether it is among the supported locales. Looks for the data of no other.
+    bool hears(const QString &localeIdentifier) const;
+
 private:
     bool isModelLoaded() const;
     void loadChangedData();
