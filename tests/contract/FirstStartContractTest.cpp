@@ -1,10 +1,10 @@
 #include "contract/FirstStartContract.h"
 #include "fakes/FakeFirstStart.h"
 #include "platform/linux/settings/StateFirstStart.h"
+#include "support/Files.h"
 #include "support/TestSuites.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 using namespace quillora;
@@ -41,8 +41,7 @@ class StateFirstStartTest : public QObject {
 private Q_SLOTS:
     void whereNothingCanBeWrittenItIsOverForThisRun() {
         QTemporaryDir folder;
-        QFile obstacle(folder.filePath(u"Quillora"_qs)); // where the folder would have to be
-        QVERIFY(obstacle.open(QIODevice::WriteOnly));
+        writeFile(folder.filePath(u"Quillora"_qs), {}); // where the folder would have to be
         StateFirstStart firstStart(folder.filePath(u"Quillora/first-start-is-over"_qs));
         firstStart.end();
         QVERIFY(firstStart.isOver());

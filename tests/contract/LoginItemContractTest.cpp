@@ -2,6 +2,7 @@
 #include "fakes/FakeLoginItem.h"
 #include "platform/linux/autostart/AutostartEntry.h"
 #include "support/ChildProcess.h"
+#include "support/Files.h"
 #include "support/TestSuites.h"
 
 #include <QCoreApplication>
@@ -33,10 +34,7 @@ public:
 
     platform::LoginItem &loginItem() override { return m_loginItem; }
     void switchOffElsewhere() override { append("Hidden=true\n"); }
-    void refuse() override {
-        QFile blocker(m_folder.filePath(u"autostart"_qs));
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-    }
+    void refuse() override { test::writeFile(m_folder.filePath(u"autostart"_qs), {}); }
 
     void append(const QByteArray &line) const {
         QFile file(path());

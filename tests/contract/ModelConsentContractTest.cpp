@@ -1,9 +1,9 @@
 #include "contract/ModelConsentContract.h"
 #include "fakes/FakePlatform.h"
 #include "platform/linux/routing/RememberedConsent.h"
+#include "support/Files.h"
 #include "support/TestSuites.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 
 using namespace quillora;
@@ -68,16 +68,11 @@ private Q_SLOTS:
 
     void aRecordThatCannotBeReadIsKeptBesideTheNewOne() {
         decline(russian);
-        QFile file(m_folder->path());
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write("{ half");
-        file.close();
+        test::writeFile(m_folder->path(), "{ half");
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"declined.json cannot be read"_qs));
         m_folder->restart();
         decline(russian);
-        QFile kept(m_folder->path() + u".unreadable"_qs);
-        QVERIFY(kept.open(QIODevice::ReadOnly));
-        QCOMPARE(kept.readAll(), QByteArray("{ half"));
+        QCOMPARE(test::readFile(m_folder->path() + u".unreadable"_qs), QByteArray("{ half"));
         m_folder->restart();
         present();
         ask(russian);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "support/PackedFiles.h"
 #include "support/RawHttpServer.h"
 
 #include <QHash>

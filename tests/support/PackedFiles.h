@@ -1,9 +1,7 @@
 #pragma once
 
 #include <QByteArray>
-#include <QFile>
 #include <QList>
-#include <QString>
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -98,19 +96,6 @@ inline QByteArray gzipped(const QByteArray &contents) {
     archive_write_free(writer);
     result.truncate(static_cast<qsizetype>(used));
     return result;
-}
-
-inline void writeFile(const QString &path, const QByteArray &contents) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
-        throw std::runtime_error("cannot write " + path.toStdString());
-}
-
-inline QByteArray readFile(const QString &path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throw std::runtime_error("cannot read " + path.toStdString());
-    return file.readAll();
 }
 
 } // namespace quillora::test

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "platform/linux/models/ModelFolders.h"
-#include "support/PackedFiles.h"
+#include "support/Files.h"
 
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -30,9 +29,7 @@ inline QByteArray catalogOf(const QJsonArray &models, const QJsonArray &mirrors 
 /// Lets a model of one file, "model.bin", be installed below the root.
 inline void placeModel(const QString &root, const QString &id, const QString &version) {
     const platform::ModelFolders folders(root, {});
-    const QString files = folders.newFolder(id, version) + u"/files"_qs;
-    QDir().mkpath(files);
-    writeFile(files + u"/model.bin"_qs, "weights");
+    writeFile(folders.newFolder(id, version) + u"/files/model.bin"_qs, "weights");
     if (!folders.publish(id, version, {}, [] { return false; }))
         throw std::runtime_error("the model could not be placed");
 }

@@ -1,24 +1,12 @@
 #include "platform/linux/models/DiskModelSpace.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include "support/Files.h"
+
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace quillora;
 using platform::DiskModelSpace;
-
-namespace {
-
-void writeBytes(const QString &path, qsizetype count) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QByteArray(count, 'x'));
-}
-
-} // namespace
 
 class DiskModelSpaceTest : public QObject {
     Q_OBJECT
@@ -26,14 +14,14 @@ class DiskModelSpaceTest : public QObject {
 private Q_SLOTS:
     void whatModelsTakeIsTheSumOfTheirFiles() {
         QTemporaryDir folder;
-        writeBytes(folder.filePath(u"kroko-de/1/files/model"_qs), 1000);
-        writeBytes(folder.filePath(u"kroko-de/1/manifest.json"_qs), 200);
+        test::writeFile(folder.filePath(u"kroko-de/1/files/model"_qs), QByteArray(1000, 'x'));
+        test::writeFile(folder.filePath(u"kroko-de/1/manifest.json"_qs), QByteArray(200, 'x'));
         QCOMPARE(DiskModelSpace(folder.path()).used(), 1200);
     }
 
     void whatHasBeenDownloadedCountsToo() {
         QTemporaryDir folder;
-        writeBytes(folder.filePath(u"kroko-de/.1.parts/model"_qs), 300);
+        test::writeFile(folder.filePath(u"kroko-de/.1.parts/model"_qs), QByteArray(300, 'x'));
         QCOMPARE(DiskModelSpace(folder.path()).used(), 300);
     }
 

@@ -3,6 +3,7 @@
 #include "platform/linux/LinuxMainQueue.h"
 #include "support/BadCertificates.h"
 #include "support/ChildProcess.h"
+#include "support/Files.h"
 #include "support/PackedFiles.h"
 #include "support/RawHttpServer.h"
 #include "support/TunnelProxy.h"

@@ -1,7 +1,9 @@
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/models/LinuxModelStore.h"
 #include "support/ChildProcess.h"
+#include "support/Files.h"
 #include "support/ModelServer.h"
+#include "support/PackedFiles.h"
 #include "support/TestModels.h"
 #include "support/ThrowAwayAuthority.h"
 

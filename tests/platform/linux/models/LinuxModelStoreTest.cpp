@@ -4,6 +4,7 @@
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/models/BackgroundPriority.h"
 #include "support/ChildProcess.h"
+#include "support/Files.h"
 #include "support/ModelServer.h"
 #include "support/TestModels.h"
 #include "support/ThrowAwayAuthority.h"

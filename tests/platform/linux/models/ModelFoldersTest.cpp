@@ -1,5 +1,6 @@
 #include "platform/linux/models/ModelFolders.h"
 
+#include "support/Files.h"
 #include "support/WithoutSuperuser.h"
 
 #include <QCryptographicHash>
@@ -13,13 +14,6 @@ using namespace platform;
 namespace {
 
 constexpr auto wanted = [] { return false; };
-
-void write(const QString &path, const QByteArray &contents) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
-        throw std::runtime_error("cannot write " + path.toStdString());
-}
 
 } // namespace
 
@@ -51,8 +45,8 @@ private Q_SLOTS:
     }
 
     void whatIsKnownOfAFileIsNotComputedAgain() {
-        write(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/known"_qs, "weights");
-        write(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/unknown"_qs, "weights");
+        test::writeFile(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/known"_qs, "weights");
+        test::writeFile(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/unknown"_qs, "weights");
         const QByteArray known(64, 'a');
         QVERIFY(m_folders->publish(u"m"_qs, u"1"_qs, {{u"known"_qs, known}}, wanted));
         const auto manifest = m_folders->installed(u"m"_qs).first().manifest;
@@ -64,7 +58,7 @@ private Q_SLOTS:
     void anotherSizeIsDamageAtAGlance() {
         QVERIFY(publish(u"1"_qs, "weights"));
         const auto model = m_folders->installed(u"m"_qs).first();
-        write(model.filesFolder() + u"/a/model.bin"_qs, "other weights");
+        test::writeFile(model.filesFolder() + u"/a/model.bin"_qs, "other weights");
         QCOMPARE(model.manifest->glance(model.filesFolder()), ModelManifest::Glance::damaged);
     }
 
@@ -118,7 +112,7 @@ private Q_SLOTS:
     void aManifestThatDoesNotParseMakesTheModelDamaged() {
         QFETCH(const QByteArray, manifest);
         QVERIFY(publish(u"1"_qs, "weights"));
-        write(m_home->filePath(u"own/m/1/manifest.json"_qs), manifest);
+        test::writeFile(m_home->filePath(u"own/m/1/manifest.json"_qs), manifest);
         const auto found = m_folders->installed(u"m"_qs);
         QCOMPARE(found.size(), 1);
         QVERIFY(!found.first().manifest);
@@ -210,9 +204,9 @@ private Q_SLOTS:
     }
 
     void remainsOfAnInterruptedInstallationGoAndWhatWasDownloadedStays() {
-        write(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/half"_qs, "x");
-        write(m_home->filePath(u"own/m/.removed-7/files/a"_qs), "x");
-        write(m_folders->partsFolder(u"m"_qs, u"1"_qs) + u"/0"_qs, "x");
+        test::writeFile(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/half"_qs, "x");
+        test::writeFile(m_home->filePath(u"own/m/.removed-7/files/a"_qs), "x");
+        test::writeFile(m_folders->partsFolder(u"m"_qs, u"1"_qs) + u"/0"_qs, "x");
         QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
         m_folders->removeRemains(u"m"_qs);
         QVERIFY(m_folders->hasParts(u"m"_qs));
@@ -226,7 +220,7 @@ private Q_SLOTS:
 private:
     /// What an installation does once the files are there.
     bool publish(const QString &version, const QByteArray &contents) const {
-        write(m_folders->newFolder(u"m"_qs, version) + u"/files/a/model.bin"_qs, contents);
+        test::writeFile(m_folders->newFolder(u"m"_qs, version) + u"/files/a/model.bin"_qs, contents);
         return m_folders->publish(u"m"_qs, version, {}, wanted);
     }
 

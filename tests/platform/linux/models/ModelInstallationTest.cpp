@@ -2,6 +2,7 @@
 
 #include "platform/linux/LinuxMainQueue.h"
 #include "support/ChildProcess.h"
+#include "support/Files.h"
 #include "support/PackedFiles.h"
 #include "support/RawHttpServer.h"
 #include "support/ThrowAwayAuthority.h"
@@ -281,9 +282,7 @@ private:
                          .architecture = u"tiny"_qs};
     }
     void installVersion0() {
-        const QString made = m_folders->newFolder(u"m"_qs, u"0"_qs) + u"/files"_qs;
-        QVERIFY(QDir().mkpath(made));
-        test::writeFile(made + u"/old"_qs, "old weights");
+        test::writeFile(m_folders->newFolder(u"m"_qs, u"0"_qs) + u"/files/old"_qs, "old weights");
         QVERIFY(m_folders->publish(u"m"_qs, u"0"_qs, {}, [] { return false; }));
     }
 

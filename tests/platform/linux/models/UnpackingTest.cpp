@@ -1,5 +1,6 @@
 #include "platform/linux/models/Unpacking.h"
 
+#include "support/Files.h"
 #include "support/PackedFiles.h"
 
 #include <QCryptographicHash>

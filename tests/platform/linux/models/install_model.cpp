@@ -5,7 +5,7 @@
 
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/models/LinuxModelStore.h"
-#include "support/PackedFiles.h"
+#include "support/Files.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

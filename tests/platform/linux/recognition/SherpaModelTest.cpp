@@ -1,6 +1,7 @@
 #include "platform/linux/recognition/SherpaModel.h"
 #include "platform/linux/models/ModelCatalog.h"
 #include "platform/linux/recognition/SpokenLocales.h"
+#include "support/Files.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -116,11 +117,8 @@ private:
 
     void place(const QStringList &names) {
         m_folder = std::make_unique<QTemporaryDir>();
-        for (const QString &name : names) {
-            const QString path = m_folder->filePath(name);
-            QDir().mkpath(QFileInfo(path).path());
-            QVERIFY(QFile(path).open(QIODevice::WriteOnly));
-        }
+        for (const QString &name : names)
+            test::writeFile(m_folder->filePath(name), {});
     }
 
     static platform::ModelDescription described(const QString &family) {
