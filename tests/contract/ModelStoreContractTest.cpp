@@ -3,12 +3,12 @@
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/models/LinuxModelStore.h"
 #include "support/ChildProcess.h"
+#include "support/Files.h"
 #include "support/ModelServer.h"
 #include "support/TestModels.h"
 #include "support/ThrowAwayAuthority.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -131,11 +131,7 @@ public:
     }
 
     void damageSecretly() override {
-        QFile file(m_store->use(u"first"_qs)->folder() + u"/model.bin"_qs);
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        const auto time = file.fileTime(QFileDevice::FileModificationTime);
-        QVERIFY(file.write("W") == 1 && file.flush());
-        QVERIFY(file.setFileTime(time, QFileDevice::FileModificationTime));
+        test::changeSecretly(m_store->use(u"first"_qs)->folder() + u"/model.bin"_qs, "W");
     }
 
 private:

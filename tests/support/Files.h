@@ -26,4 +26,15 @@ inline QByteArray readFile(const QString &path) {
     return file.readAll();
 }
 
+/// Overwrites the beginning of a file. Its size and its time stay, so that only reading it shows the change.
+inline void changeSecretly(const QString &path, const QByteArray &beginning) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
+        throw std::runtime_error("cannot open " + path.toStdString());
+    const auto time = file.fileTime(QFileDevice::FileModificationTime);
+    if (file.write(beginning) != beginning.size() || !file.flush() ||
+        !file.setFileTime(time, QFileDevice::FileModificationTime))
+        throw std::runtime_error("cannot change " + path.toStdString());
+}
+
 } // namespace quillora::test

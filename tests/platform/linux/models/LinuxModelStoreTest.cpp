@@ -161,10 +161,7 @@ private Q_SLOTS:
 
     void everythingIsCheckedOnceAStart() {
         place(u"own"_qs, u"2"_qs);
-        const QString path = own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs;
-        const auto time = QFileInfo(path).lastModified().toMSecsSinceEpoch();
-        test::writeFile(path, "WEIGHTS");
-        setTime(path, time);
+        test::changeSecretly(own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs, "WEIGHTS");
         m_untilAllIsChecked = 0ms;
         start();
         QVERIFY(waitUntil([&] { return state().presence == Presence::damaged; }));

@@ -1,4 +1,5 @@
 #include "support/DownloadedTranslation.h"
+#include "support/Files.h"
 #include "support/Outcome.h"
 #include "support/ThrowAwayAuthority.h"
 
@@ -116,12 +117,7 @@ private Q_SLOTS:
     void aModelThatIsDamagedIsNamedAndThenRepaired() {
         m_desk->server.delivery = ModelServer::Delivery::everything;
         QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
-        QFile file(m_desk->store->use(u"en-ru"_qs)->folder() + u"/model.bin"_qs);
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        const auto time = file.fileTime(QFileDevice::FileModificationTime);
-        QVERIFY(file.write("not a model") > 0 && file.flush());
-        QVERIFY(file.setFileTime(time, QFileDevice::FileModificationTime));
-        file.close();
+        changeSecretly(m_desk->store->use(u"en-ru"_qs)->folder() + u"/model.bin"_qs, "not a model");
         m_desk->start(); // what is in memory is not damaged
 
         const QString sentence = translation(u"en"_qs, u"ru"_qs, u"hello"_qs);
