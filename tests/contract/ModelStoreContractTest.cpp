@@ -2,7 +2,6 @@
 #include "fakes/FakePlatform.h"
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/models/LinuxModelStore.h"
-#include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/ModelServer.h"
 #include "support/TestModels.h"
@@ -99,14 +98,7 @@ public:
 
     platform::ModelStore &store() override { return *m_store; }
 
-    bool waitUntil(const std::function<bool()> &condition) override {
-        return test::ChildProcess::waitUntil(
-            [&] {
-                m_server.serve();
-                return condition();
-            },
-            30000);
-    }
+    bool waitUntil(const std::function<bool()> &condition) override { return m_server.waitUntil(condition); }
 
     void deliver(Delivery delivery) override {
         switch (delivery) {

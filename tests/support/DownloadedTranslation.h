@@ -6,7 +6,6 @@
 #include "platform/linux/routing/RememberedConsent.h"
 #include "platform/linux/translation/NeuralEngine.h"
 #include "platform/linux/translation/OnDeviceTranslators.h"
-#include "support/ChildProcess.h"
 #include "support/ModelServer.h"
 #include "support/neural/DictionaryModel.h"
 
@@ -58,14 +57,7 @@ public:
         });
     }
 
-    bool waitUntil(const std::function<bool()> &condition) {
-        return ChildProcess::waitUntil(
-            [&] {
-                server.serve();
-                return condition();
-            },
-            30000);
-    }
+    bool waitUntil(const std::function<bool()> &condition) { return server.waitUntil(condition); }
 
     platform::LinuxMainQueue queue;
     QTemporaryDir home;

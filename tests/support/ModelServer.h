@@ -1,8 +1,12 @@
 #pragma once
 
+#include "support/ChildProcess.h"
 #include "support/RawHttpServer.h"
 
 #include <QHash>
+#include <QStringList>
+
+#include <functional>
 
 namespace quillora::test {
 
@@ -17,12 +21,25 @@ public:
     Delivery delivery = Delivery::everything;
 
     QHash<QString, QByteArray> files; ///< by the path
+    QStringList silent;               ///< paths; who asks for one now never gets an answer
 
     RawHttpServer &http() { return m_server; }
 
     void serve() {
-        for (; delivery != Delivery::nothing && m_answered < m_server.requests().size(); ++m_answered)
-            m_server.answerHeld(m_answered, answer(pathOf(m_answered)));
+        for (; delivery != Delivery::nothing && m_answered < m_server.requests().size(); ++m_answered) {
+            if (const QString path = pathOf(m_answered); !silent.contains(path))
+                m_server.answerHeld(m_answered, answer(path));
+        }
+    }
+
+    /// Serves until it is so; false if it is not within half a minute.
+    bool waitUntil(const std::function<bool()> &condition) {
+        return ChildProcess::waitUntil(
+            [&] {
+                serve();
+                return condition();
+            },
+            30000);
     }
 
     qsizetype requestCount(const QString &path) const {

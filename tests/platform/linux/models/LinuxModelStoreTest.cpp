@@ -3,7 +3,6 @@
 #include "fakes/FakeMainQueue.h"
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/models/BackgroundPriority.h"
-#include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/ModelServer.h"
 #include "support/TestModels.h"
@@ -267,14 +266,7 @@ private:
     }
     void end() { m_store.reset(); }
 
-    bool waitUntil(const std::function<bool()> &condition) {
-        return test::ChildProcess::waitUntil(
-            [&] {
-                m_server->serve();
-                return condition();
-            },
-            30000);
-    }
+    bool waitUntil(const std::function<bool()> &condition) { return m_server->waitUntil(condition); }
     void waitForTurns() {
         QVERIFY(waitUntil([turns = 0]() mutable { return ++turns == 10; }));
     }

@@ -1,10 +1,9 @@
 #include "platform/linux/models/ModelInstallation.h"
 
 #include "platform/linux/LinuxMainQueue.h"
-#include "support/ChildProcess.h"
 #include "support/Files.h"
+#include "support/ModelServer.h"
 #include "support/PackedFiles.h"
-#include "support/RawHttpServer.h"
 #include "support/ThrowAwayAuthority.h"
 
 #include <QCryptographicHash>
@@ -19,7 +18,7 @@
 using namespace quillora;
 using namespace platform;
 using namespace std::chrono_literals;
-using test::RawHttpServer;
+using test::ModelServer;
 using Step = ModelProgress::Step;
 
 namespace {
@@ -49,9 +48,7 @@ private Q_SLOTS:
     void init() {
         m_home = std::make_unique<QTemporaryDir>();
         m_folders.emplace(m_home->filePath(u"models"_qs), QStringList());
-        m_server = std::make_unique<RawHttpServer>(m_identity);
-        m_served.clear();
-        m_answered = 0;
+        m_server = std::make_unique<ModelServer>(m_identity);
         m_steps.clear();
         m_isUnwanted = false;
         m_entry = {};
@@ -117,7 +114,7 @@ private Q_SLOTS:
     void whatWasRefusedIsDownloadedAnew() {
         const QByteArray archive = test::packed({{"m/model.onnx", "weights"}});
         serveArchive(archive, sha256(archive));
-        m_served[u"/files/m.tar.bz2"_qs] = "something else";
+        m_server->files[u"/files/m.tar.bz2"_qs] = "something else";
         QCOMPARE(install(), u"\"m.tar.bz2\" is not what its publisher describes: its checksum differs."_qs);
         serveArchive(archive, sha256(archive));
         QCOMPARE(install(), QString());
@@ -134,13 +131,13 @@ private Q_SLOTS:
 
     void anIndexWithoutTheModelIsSaidSo() {
         serveArchive({}, sha256({}));
-        m_served[u"/checksum.txt"_qs] = "other.tar.bz2\t" + sha256({});
+        m_server->files[u"/checksum.txt"_qs] = "other.tar.bz2\t" + sha256({});
         QCOMPARE(install(), u"The index at 127.0.0.1 does not name \"m.tar.bz2\"."_qs);
     }
 
     void anIndexThatIsNotThereIsSaidSo() {
         serveArchive({}, sha256({}));
-        m_served.remove(u"/checksum.txt"_qs);
+        m_server->files.remove(u"/checksum.txt"_qs);
         QCOMPARE(install(), u"127.0.0.1 answered with the error 404."_qs);
     }
 
@@ -157,18 +154,18 @@ private Q_SLOTS:
     void aPausedInstallationGoesOnWithoutAskingAgainForWhatItHas() {
         serveFile(u"a"_qs, "first");
         serveFile(u"b"_qs, "second");
-        m_served.remove(u"/b"_qs);
-        m_silent += u"/b"_qs;
+        m_server->files.remove(u"/b"_qs);
+        m_server->silent += u"/b"_qs;
         const auto outcome = begin();
-        QVERIFY(waitUntil([&] { return partIsWhole(0) && m_server->requests().size() == 2; }));
+        QVERIFY(waitUntil([&] { return partIsWhole(0) && m_server->http().requests().size() == 2; }));
         m_installation.reset();
         QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
         QVERIFY(m_folders->hasParts(u"m"_qs));
-        m_silent.clear();
-        m_served[u"/b"_qs] = "second";
+        m_server->silent.clear();
+        m_server->files[u"/b"_qs] = "second";
         QCOMPARE(install(), QString());
         QCOMPARE(installedContents(u"a"_qs), "first");
-        QCOMPARE(requestCount(u"/a"_qs), 1);
+        QCOMPARE(m_server->requestCount(u"/a"_qs), 1);
         QVERIFY(!m_folders->hasParts(u"m"_qs));
     }
 
@@ -176,7 +173,7 @@ private Q_SLOTS:
         serveFile(u"a"_qs, "first");
         const auto lock = m_folders->lock(u"m"_qs);
         QCOMPARE(install(), u"The model is being installed by another program."_qs);
-        QCOMPARE(m_server->connectionCount(), 0);
+        QCOMPARE(m_server->http().connectionCount(), 0);
     }
 
     void aModelThatIsLargerThanTheDiskIsRefusedBeforeADownload() {
@@ -184,7 +181,7 @@ private Q_SLOTS:
         m_entry.files.first().size = qint64{1} << 49;
         const QString fault = install();
         QVERIFY2(fault.startsWith(u"The model needs 562.9 TB on the disk, and "), qPrintable(fault));
-        QCOMPARE(m_server->connectionCount(), 0);
+        QCOMPARE(m_server->http().connectionCount(), 0);
     }
 
     void aRepairWaitsForTheUserOfTheDamagedVersion() {
@@ -252,32 +249,32 @@ private:
     using Outcome = std::shared_ptr<std::optional<QString>>;
 
     void serveFile(const QString &name, const QByteArray &contents) {
-        m_served[u'/' + name] = contents;
-        m_entry.files += {.name = name, .address = m_server->url(u'/' + name)};
+        m_server->files[u'/' + name] = contents;
+        m_entry.files += {.name = name, .address = m_server->http().url(u'/' + name)};
     }
     void serveArchive(const QByteArray &archive, const QByteArray &checksum,
                       const QByteArray &name = "m.tar.bz2") {
-        m_served[u"/files/"_qs + QString::fromLatin1(name)] = archive;
-        m_served[u"/checksum.txt"_qs] = name + '\t' + checksum + '\n';
+        m_server->files[u"/files/"_qs + QString::fromLatin1(name)] = archive;
+        m_server->files[u"/checksum.txt"_qs] = name + '\t' + checksum + '\n';
         m_entry.index = {.form = ModelIndex::Form::checksums,
-                         .address = m_server->url(u"/checksum.txt"_qs),
-                         .files = m_server->url(u"/files/"_qs),
+                         .address = m_server->http().url(u"/checksum.txt"_qs),
+                         .files = m_server->http().url(u"/files/"_qs),
                          .name = QString::fromLatin1(name),
                          .architecture = {}};
     }
     void serveTranslation(const QByteArray &weights, const QByteArray &checksum) {
-        m_served[u"/m/model.bin.gz"_qs] = test::gzipped(weights);
-        m_served[u"/m/lex.bin.gz"_qs] = test::gzipped("words");
-        m_served[u"/m/vocab.spm.gz"_qs] = test::gzipped("pieces");
-        m_served[u"/db.json"_qs] =
+        m_server->files[u"/m/model.bin.gz"_qs] = test::gzipped(weights);
+        m_server->files[u"/m/lex.bin.gz"_qs] = test::gzipped("words");
+        m_server->files[u"/m/vocab.spm.gz"_qs] = test::gzipped("pieces");
+        m_server->files[u"/db.json"_qs] =
             "{\"en-ru\": [{\"architecture\": \"tiny\", \"files\": {\"model\": {\"path\": \"m/model.bin.gz\", "
             "\"uncompressedHash\": \"" +
             checksum +
             "\"}, \"lexicalShortlist\": {\"path\": \"m/lex.bin.gz\"}, "
             "\"vocab\": {\"path\": \"m/vocab.spm.gz\"}}}]}";
         m_entry.index = {.form = ModelIndex::Form::translations,
-                         .address = m_server->url(u"/db.json"_qs),
-                         .files = m_server->url(u"/"_qs),
+                         .address = m_server->http().url(u"/db.json"_qs),
+                         .files = m_server->http().url(u"/"_qs),
                          .name = u"en-ru"_qs,
                          .architecture = u"tiny"_qs};
     }
@@ -286,35 +283,7 @@ private:
         QVERIFY(m_folders->publish(u"m"_qs, u"0"_qs, {}, [] { return false; }));
     }
 
-    QString pathOf(qsizetype request) const {
-        return QString::fromLatin1(m_server->requests()[request].split(' ').value(1));
-    }
-    qsizetype requestCount(const QString &path) const {
-        qsizetype count = 0;
-        for (qsizetype request = 0; request < m_server->requests().size(); ++request)
-            count += pathOf(request) == path;
-        return count;
-    }
-    /// Answers what was asked since the last time, by its path.
-    void serve() {
-        for (; m_answered < m_server->requests().size(); ++m_answered) {
-            const QString path = pathOf(m_answered);
-            if (m_silent.contains(path))
-                continue;
-            m_server->answerHeld(m_answered,
-                                 m_served.contains(path)
-                                     ? RawHttpServer::response(200, m_served[path], "ETag: \"1\"\r\n")
-                                     : RawHttpServer::response(404, ""));
-        }
-    }
-    bool waitUntil(const std::function<bool()> &condition) {
-        return test::ChildProcess::waitUntil(
-            [&] {
-                serve();
-                return condition();
-            },
-            30000);
-    }
+    bool waitUntil(const std::function<bool()> &condition) { return m_server->waitUntil(condition); }
     bool partIsWhole(int number) const {
         QFile note(m_folders->partsFolder(u"m"_qs, u"1"_qs) + u"/%1.note"_qs.arg(number));
         return note.open(QIODevice::ReadOnly) && note.readAll().contains("\"whole\": true");
@@ -369,10 +338,7 @@ private:
     const Mirrors m_mirrors;
     std::unique_ptr<QTemporaryDir> m_home;
     std::optional<ModelFolders> m_folders;
-    std::unique_ptr<RawHttpServer> m_server;
-    QHash<QString, QByteArray> m_served;
-    QStringList m_silent;
-    qsizetype m_answered = 0;
+    std::unique_ptr<ModelServer> m_server;
     QList<Step> m_steps;
     std::function<void()> m_unpackingBegins = [] {};
     bool m_isUnwanted = false;
