@@ -84,10 +84,8 @@ public:
         m_server.delivery = ModelServer::Delivery::nothing;
         QJsonArray models;
         for (const QString &id : {u"first"_qs, u"second"_qs}) {
-            m_server.files[u'/' + id] = "weights of " + id.toLatin1();
-            models += test::describedModel(
-                id, {QJsonObject{{u"name"_qs, u"model.bin"_qs},
-                                 {u"address"_qs, m_server.http().url(u'/' + id).toString()}}});
+            const QByteArray contents = "weights of " + id.toLatin1();
+            models += test::describedModel(id, {m_server.publish(u"model.bin"_qs, u'/' + id, contents)});
         }
         m_store.emplace(m_queue, platform::LinuxModelStore::Ground{
                                      .folders = {m_home.filePath(u"own"_qs), {m_home.filePath(u"shared"_qs)}},

@@ -7,10 +7,10 @@
 #include "platform/linux/translation/NeuralEngine.h"
 #include "platform/linux/translation/OnDeviceTranslators.h"
 #include "support/ModelServer.h"
+#include "support/TestModels.h"
 #include "support/neural/DictionaryModel.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 
@@ -28,11 +28,9 @@ public:
         publish(u"en"_qs, u"es"_qs, {{"house", "casa"}});
         publish(u"en"_qs, u"ru"_qs, {{"hello", "привет"}, {"world", "мир"}, {"thanks", "спасибо"}});
         publish(u"de"_qs, u"en"_qs, germanToEnglish());
-        const QByteArray json =
-            QJsonDocument(QJsonObject{{u"form"_qs, 1}, {u"models"_qs, m_models}}).toJson();
         store.emplace(queue, platform::LinuxModelStore::Ground{
                                  .folders = {home.filePath(u"models"_qs), {}},
-                                 .catalog = {{{u"catalog"_qs, json}}, {u"neural"_qs}},
+                                 .catalog = {{{u"catalog"_qs, catalogOf(m_models)}}, {u"neural"_qs}},
                                  .patience = {.firstPause = std::chrono::milliseconds(1), .mostFailures = 1},
                                  .untilLeavingIsTriedAgain = std::chrono::milliseconds(50)});
         routes.emplace(
@@ -74,9 +72,7 @@ private:
         const QString id = source + u'-' + target;
         QJsonArray files;
         const auto add = [&](const QString &name, const std::string &contents) {
-            const QString path = u"/%1/%2"_qs.arg(id, name);
-            server.files[path] = QByteArray::fromStdString(contents);
-            files += QJsonObject{{u"name"_qs, name}, {u"address"_qs, server.http().url(path).toString()}};
+            files += server.publish(name, u"/%1/%2"_qs.arg(id, name), QByteArray::fromStdString(contents));
         };
         add(u"model.bin"_qs, model.modelFile);
         add(u"vocab.spm"_qs, model.vocabularyFile);

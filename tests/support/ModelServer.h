@@ -4,6 +4,7 @@
 #include "support/RawHttpServer.h"
 
 #include <QHash>
+#include <QJsonObject>
 #include <QStringList>
 
 #include <functional>
@@ -24,6 +25,12 @@ public:
     QStringList silent;               ///< paths; who asks for one now never gets an answer
 
     RawHttpServer &http() { return m_server; }
+
+    /// Serves the contents under the path; what a catalog says of such a file.
+    QJsonObject publish(const QString &name, const QString &path, const QByteArray &contents) {
+        files[path] = contents;
+        return {{u"name"_qs, name}, {u"address"_qs, m_server.url(path).toString()}};
+    }
 
     void serve() {
         for (; delivery != Delivery::nothing && m_answered < m_server.requests().size(); ++m_answered) {

@@ -34,7 +34,6 @@ private Q_SLOTS:
     void init() {
         m_home = std::make_unique<QTemporaryDir>();
         m_server = std::make_unique<ModelServer>(m_identity);
-        m_server->files[u"/m"_qs] = QByteArray(1000, 'm');
         m_queue = std::make_unique<LinuxMainQueue>();
         m_untilAllIsChecked = 1h;
     }
@@ -254,8 +253,7 @@ private:
 
     void start() { startOn(*m_queue); }
     void startOn(MainQueue &queue) {
-        const QJsonObject file{{u"name"_qs, u"model.bin"_qs},
-                               {u"address"_qs, m_server->http().url(u"/m"_qs).toString()}};
+        const auto file = m_server->publish(u"model.bin"_qs, u"/m"_qs, QByteArray(1000, 'm'));
         const QByteArray catalog = test::catalogOf({test::describedModel(u"m"_qs, {file})});
         m_store.emplace(queue, LinuxModelStore::Ground{
                                    .folders = {m_home->filePath(u"own"_qs), {m_home->filePath(u"shared"_qs)}},
