@@ -2,6 +2,7 @@
 
 #include "contract/Subjects.h"
 #include "platform/ModelStore.h"
+#include "support/Delivery.h"
 
 #include <QTest>
 
@@ -21,9 +22,7 @@ public:
     /// Turns the event loop until it is so; false if it never is.
     virtual bool waitUntil(const std::function<bool()> &condition) = 0;
 
-    /// What becomes of models that are asked for from now on: nothing comes, part of it, all of it; or it is
-    /// refused.
-    enum class Delivery { nothing, part, everything, refusal };
+    /// From now on.
     virtual void deliver(Delivery delivery) = 0;
 
     /// Puts "first" there, as an installation does or an administrator.
@@ -38,7 +37,6 @@ public:
 class ModelStoreContract : public QObject {
     Q_OBJECT
 
-    using Delivery = ModelStoreHarness::Delivery;
     using Owner = ModelStoreHarness::Owner;
     using ModelProgress = platform::ModelProgress;
     using ModelState = platform::ModelState;

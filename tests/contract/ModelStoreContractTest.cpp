@@ -13,6 +13,7 @@
 
 using namespace quillora;
 using namespace std::chrono_literals;
+using test::Delivery;
 using test::ModelServer;
 
 namespace {
@@ -81,7 +82,7 @@ private:
 class LinuxModelStoreHarness : public test::ModelStoreHarness {
 public:
     explicit LinuxModelStoreHarness(const QSslConfiguration &identity) : m_server(identity) {
-        m_server.delivery = ModelServer::Delivery::nothing;
+        m_server.delivery = Delivery::nothing;
         QJsonArray models;
         for (const QString &id : {u"first"_qs, u"second"_qs}) {
             const QByteArray contents = "weights of " + id.toLatin1();
@@ -98,22 +99,7 @@ public:
 
     bool waitUntil(const std::function<bool()> &condition) override { return m_server.waitUntil(condition); }
 
-    void deliver(Delivery delivery) override {
-        switch (delivery) {
-        case Delivery::nothing:
-            m_server.delivery = ModelServer::Delivery::nothing;
-            break;
-        case Delivery::part:
-            m_server.delivery = ModelServer::Delivery::part;
-            break;
-        case Delivery::everything:
-            m_server.delivery = ModelServer::Delivery::everything;
-            break;
-        case Delivery::refusal:
-            m_server.delivery = ModelServer::Delivery::refusal;
-            break;
-        }
-    }
+    void deliver(Delivery delivery) override { m_server.delivery = delivery; }
 
     void place(const QString &version, Owner owner) override {
         test::placeModel(m_home.filePath(owner == Owner::user ? u"own"_qs : u"shared"_qs), u"first"_qs,

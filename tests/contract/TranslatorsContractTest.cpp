@@ -87,7 +87,7 @@ private:
     class OnDownloads : public FakePlatform {
     public:
         explicit OnDownloads(const QSslConfiguration &identity) : translation(identity) {
-            translation.server.delivery = ModelServer::Delivery::everything;
+            translation.server.delivery = Delivery::everything;
             translation.seatPerson(DownloadAnswer::download);
         }
         Translators &translators() override { return *translation.translators; }

@@ -24,7 +24,7 @@ namespace quillora::test {
 class DownloadedTranslation {
 public:
     explicit DownloadedTranslation(const QSslConfiguration &identity) : server(identity) {
-        server.delivery = ModelServer::Delivery::nothing;
+        server.delivery = Delivery::nothing;
         publish(u"en"_qs, u"es"_qs, {{"house", "casa"}});
         publish(u"en"_qs, u"ru"_qs, {{"hello", "привет"}, {"world", "мир"}, {"thanks", "спасибо"}});
         publish(u"de"_qs, u"en"_qs, germanToEnglish());

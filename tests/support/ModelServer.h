@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/ChildProcess.h"
+#include "support/Delivery.h"
 #include "support/RawHttpServer.h"
 
 #include <QHash>
@@ -16,9 +17,7 @@ class ModelServer {
 public:
     explicit ModelServer(const QSslConfiguration &identity) : m_server(identity) {}
 
-    enum class Delivery { nothing, part, everything, refusal };
-
-    /// What becomes of requests from now on, those that wait included.
+    /// From now on, requests that wait included.
     Delivery delivery = Delivery::everything;
 
     QHash<QString, QByteArray> files; ///< by the path

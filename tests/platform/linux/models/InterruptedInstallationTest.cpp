@@ -19,6 +19,7 @@ using namespace quillora;
 using namespace platform;
 using namespace std::chrono_literals;
 using test::ChildProcess;
+using test::Delivery;
 using test::ModelServer;
 
 namespace {
@@ -78,7 +79,7 @@ private Q_SLOTS:
     }
 
     void twoProcessesNeverInstallAModelAtOnce() {
-        m_server->delivery = ModelServer::Delivery::nothing;
+        m_server->delivery = Delivery::nothing;
         ChildProcess first(program(), arguments());
         constexpr int requestCount = 3;
         QVERIFY(waitUntil([&] { return m_server->http().requests().size() == requestCount; }));
@@ -88,7 +89,7 @@ private Q_SLOTS:
         QCOMPARE(m_server->http().requests().size(), requestCount);
         first.signal(SIGKILL);
         QVERIFY(waitUntil([&] { return !first.isRunning(); }));
-        m_server->delivery = ModelServer::Delivery::everything;
+        m_server->delivery = Delivery::everything;
         QCOMPARE(run({}, said), 0);
         QCOMPARE(faultOnDisk(), QString());
     }

@@ -22,6 +22,7 @@
 using namespace quillora;
 using namespace platform;
 using namespace std::chrono_literals;
+using test::Delivery;
 using test::ModelServer;
 using Presence = ModelState::Presence;
 
@@ -48,7 +49,7 @@ private Q_SLOTS:
         start();
         downloadHalf();
         end();
-        m_server->delivery = ModelServer::Delivery::everything;
+        m_server->delivery = Delivery::everything;
         m_untilAllIsChecked = 0ms;
         start();
         QVERIFY(state().isPaused);
@@ -62,7 +63,7 @@ private Q_SLOTS:
     }
 
     void theEndOfTheProgramWaitsForNoServer() {
-        m_server->delivery = ModelServer::Delivery::nothing;
+        m_server->delivery = Delivery::nothing;
         start();
         m_store->install(u"m"_qs);
         QVERIFY(waitUntil([&] { return !m_server->http().requests().isEmpty(); }));
@@ -79,7 +80,7 @@ private Q_SLOTS:
         startOn(queue);
         int toldCount = 0;
         m_store->addObserver([&](const QString &) { ++toldCount; });
-        m_server->delivery = ModelServer::Delivery::part;
+        m_server->delivery = Delivery::part;
         m_store->install(u"m"_qs);
         QVERIFY(waitUntil([&] {
             queue.run();
@@ -114,7 +115,7 @@ private Q_SLOTS:
     }
 
     void whatAnotherProcessInstalledMakesUpForAFailure() {
-        m_server->delivery = ModelServer::Delivery::refusal;
+        m_server->delivery = Delivery::refusal;
         start();
         m_store->install(u"m"_qs);
         QVERIFY(waitUntil([&] { return !state().problem.isEmpty(); }));
@@ -269,7 +270,7 @@ private:
         QVERIFY(waitUntil([turns = 0]() mutable { return ++turns == 10; }));
     }
     void downloadHalf() {
-        m_server->delivery = ModelServer::Delivery::part;
+        m_server->delivery = Delivery::part;
         m_store->install(u"m"_qs);
         QVERIFY(waitUntil([&] { return state().progress && state().progress->receivedBytes == 500; }));
     }

@@ -37,7 +37,7 @@ private Q_SLOTS:
     void cleanup() { m_desk.reset(); }
 
     void oneAnswerBringsAnInstalledModelAndATranslation() {
-        m_desk->server.delivery = ModelServer::Delivery::everything;
+        m_desk->server.delivery = Delivery::everything;
         QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello world, thanks."_qs), u"привет мир, спасибо."_qs);
         QCOMPARE(m_desk->questions,
                  (QList{DownloadQuestion{ModelTask::translating(u"en"_qs, u"ru"_qs), {u"en-ru"_qs}}}));
@@ -47,7 +47,7 @@ private Q_SLOTS:
     }
 
     void oneAnswerBringsBothHalvesOfAWay() {
-        m_desk->server.delivery = ModelServer::Delivery::everything;
+        m_desk->server.delivery = Delivery::everything;
         QCOMPARE(translation(u"de"_qs, u"ru"_qs, u"hallo Welt. danke!"_qs), u"привет мир. спасибо!"_qs);
         QCOMPARE(m_desk->questions, (QList{DownloadQuestion{ModelTask::translating(u"de"_qs, u"ru"_qs),
                                                             {u"de-en"_qs, u"en-ru"_qs}}}));
@@ -77,7 +77,7 @@ private Q_SLOTS:
     }
 
     void aPausedDownloadEndsTheTranslationAndTheNextOneGoesOn() {
-        m_desk->server.delivery = ModelServer::Delivery::part;
+        m_desk->server.delivery = Delivery::part;
         const auto outcome = begun(u"en"_qs, u"ru"_qs, u"hello"_qs);
         QVERIFY(m_desk->waitUntil([&] {
             const auto progress = m_desk->store->state(u"en-ru"_qs).progress;
@@ -88,12 +88,12 @@ private Q_SLOTS:
         QCOMPARE(
             outcome->error(),
             u"The download for English to Russian is paused. Go on with it under Models in the tray menu."_qs);
-        m_desk->server.delivery = ModelServer::Delivery::everything;
+        m_desk->server.delivery = Delivery::everything;
         QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
     }
 
     void aPublisherWhoRefusesIsNamed() {
-        m_desk->server.delivery = ModelServer::Delivery::refusal;
+        m_desk->server.delivery = Delivery::refusal;
         QCOMPARE(
             translation(u"en"_qs, u"ru"_qs, u"hello"_qs),
             u"The download for English to Russian failed: 127.0.0.1 answered with the error 404. Try again "
@@ -101,7 +101,7 @@ private Q_SLOTS:
     }
 
     void aModelThatIsRemovedInMidSessionTranslatesOn() {
-        m_desk->server.delivery = ModelServer::Delivery::everything;
+        m_desk->server.delivery = Delivery::everything;
         const Session one = m_desk->translators->session(u"en"_qs, u"ru"_qs);
         QCOMPARE(outcomeOf(translated(one, u"hello"_qs))->value(), u"привет"_qs);
         m_desk->store->remove(u"en-ru"_qs);
@@ -115,7 +115,7 @@ private Q_SLOTS:
     }
 
     void aModelThatIsDamagedIsNamedAndThenRepaired() {
-        m_desk->server.delivery = ModelServer::Delivery::everything;
+        m_desk->server.delivery = Delivery::everything;
         QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
         changeSecretly(m_desk->store->use(u"en-ru"_qs)->folder() + u"/model.bin"_qs, "not a model");
         m_desk->start(); // what is in memory is not damaged
@@ -135,7 +135,7 @@ private Q_SLOTS:
         m_desk->translators.reset();
         QVERIFY(m_desk->waitUntil([&] { return outcome->isDone(); }));
         QVERIFY(!outcome->error().isEmpty());
-        m_desk->server.delivery = ModelServer::Delivery::everything;
+        m_desk->server.delivery = Delivery::everything;
         m_desk->start();
         QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
         QCOMPARE(m_desk->questions.size(), 1); // it joined the download
