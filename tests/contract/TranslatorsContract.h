@@ -4,6 +4,7 @@
 #include "platform/Translators.h"
 #include "support/ChildProcess.h"
 #include "support/Outcome.h"
+#include "support/Sessions.h"
 #include "translation/TranslationBridge.h"
 #include "translation/TranslationHostView.h"
 
@@ -87,17 +88,6 @@ private Q_SLOTS:
 
 private:
     using Session = std::shared_ptr<platform::TranslationSession>;
-
-    static QCoro::Task<QString> prepared(Session session) {
-        co_await session->prepareTranslation();
-        co_return QString();
-    }
-
-    static QCoro::Task<QString> translated(Session session, QString text) {
-        co_await session->prepareTranslation();
-        const auto response = co_await session->translate(text);
-        co_return response.targetText;
-    }
 
     Session session() { return m_harness->translators().session(u"en"_qs, u"es"_qs); }
 

@@ -1,6 +1,7 @@
 #include "support/DownloadedTranslation.h"
 #include "support/Files.h"
 #include "support/Outcome.h"
+#include "support/Sessions.h"
 #include "support/ThrowAwayAuthority.h"
 
 #include <QTest>
@@ -12,12 +13,6 @@ namespace {
 
 using Session = std::shared_ptr<TranslationSession>;
 using TextOutcome = std::shared_ptr<Outcome<QString>>;
-
-QCoro::Task<QString> translated(Session session, QString text) {
-    co_await session->prepareTranslation();
-    const auto response = co_await session->translate(text);
-    co_return response.targetText;
-}
 
 } // namespace
 

@@ -6,6 +6,7 @@
 #include "fakes/FakeModelStore.h"
 #include "support/ChildProcess.h"
 #include "support/Outcome.h"
+#include "support/Sessions.h"
 #include "support/neural/DictionaryModel.h"
 #include "support/neural/ModelWriter.h"
 #include "support/neural/RandomModel.h"
@@ -21,17 +22,6 @@ using namespace quillora::platform;
 using namespace quillora::test;
 
 namespace {
-
-QCoro::Task<QString> prepared(std::shared_ptr<TranslationSession> session) {
-    co_await session->prepareTranslation();
-    co_return QString();
-}
-
-QCoro::Task<QString> translated(std::shared_ptr<TranslationSession> session, QString text) {
-    co_await session->prepareTranslation();
-    const auto response = co_await session->translate(text);
-    co_return response.targetText;
-}
 
 using TextOutcome = std::shared_ptr<Outcome<QString>>;
 

@@ -1,6 +1,7 @@
 #include "platform/linux/translation/OnDeviceTranslators.h"
 
 #include "support/Outcome.h"
+#include "support/Sessions.h"
 
 #include <QTest>
 
@@ -8,6 +9,8 @@
 
 using namespace quillora::platform;
 using quillora::test::Outcome;
+using quillora::test::prepared;
+using quillora::test::translated;
 
 namespace {
 
@@ -64,17 +67,6 @@ private:
     }
 };
 
-QCoro::Task<QString> prepared(std::shared_ptr<TranslationSession> session) {
-    co_await session->prepareTranslation();
-    co_return QString();
-}
-
-QCoro::Task<QString> translated(std::shared_ptr<TranslationSession> session) {
-    co_await session->prepareTranslation();
-    const auto response = co_await session->translate(u"text"_qs);
-    co_return response.targetText;
-}
-
 } // namespace
 
 /// Which engine translates a pair.
@@ -91,7 +83,7 @@ private Q_SLOTS:
     void theFirstEngineThatServesThePairTranslatesIt() {
         QFETCH(const QString, target);
         const auto outcome =
-            Outcome<QString>::of(translated(Engines().translators.session(u"en"_qs, target)));
+            Outcome<QString>::of(translated(Engines().translators.session(u"en"_qs, target), u"text"_qs));
         QTEST(outcome->value(), "translation");
     }
 
@@ -99,7 +91,7 @@ private Q_SLOTS:
         Engines engines;
         engines.first->isBroken = true;
         const auto session = engines.translators.session(u"en"_qs, u"es"_qs);
-        QCOMPARE(Outcome<QString>::of(translated(session))->value(), u"second: text"_qs);
+        QCOMPARE(Outcome<QString>::of(translated(session, u"text"_qs))->value(), u"second: text"_qs);
     }
 
     void whereNoneCanTheReasonOfTheFirstCounts() {
@@ -116,7 +108,7 @@ private Q_SLOTS:
         const auto session = engines.translators.session(u"en"_qs, u"es"_qs);
         Outcome<QString>::of(prepared(session));
         engines.first->isBroken = false;
-        QCOMPARE(Outcome<QString>::of(translated(session))->value(), u"first: text"_qs);
+        QCOMPARE(Outcome<QString>::of(translated(session, u"text"_qs))->value(), u"first: text"_qs);
     }
 
     void allEnginesAreToldWhatMayBeTranslatedSoon() {
@@ -132,7 +124,7 @@ private Q_SLOTS:
         Engines engines;
         const auto session = engines.translators.session(u"en"_qs, u"ru"_qs);
         QCOMPARE(Outcome<QString>::of(prepared(session))->error(), reason);
-        QCOMPARE(Outcome<QString>::of(translated(session))->error(), reason);
+        QCOMPARE(Outcome<QString>::of(translated(session, u"text"_qs))->error(), reason);
     }
 };
 

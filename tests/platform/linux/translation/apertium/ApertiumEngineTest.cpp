@@ -5,6 +5,7 @@
 #include "support/ChildProcess.h"
 #include "support/Outcome.h"
 #include "support/ProcessTree.h"
+#include "support/Sessions.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -24,14 +25,9 @@ namespace {
 using Session = std::shared_ptr<TranslationSession>;
 using Translation = std::shared_ptr<Outcome<QString>>;
 
-QCoro::Task<QString> translated(Session session, QString text) {
+QCoro::Task<QString> translatedUnprepared(Session session, QString text) {
     const auto response = co_await session->translate(text);
     co_return response.targetText;
-}
-
-QCoro::Task<QString> prepared(Session session) {
-    co_await session->prepareTranslation();
-    co_return QString();
 }
 
 const QString translateAndStay = u"--translate-and-stay"_qs;
@@ -40,7 +36,7 @@ int translateAndStayUntilKilled() {
     FakePlatform platform;
     ApertiumEngine engine(platform.queue);
     const auto translation =
-        Outcome<QString>::of(translated(engine.session(u"en"_qs, u"es"_qs), u"the house"_qs));
+        Outcome<QString>::of(translatedUnprepared(engine.session(u"en"_qs, u"es"_qs), u"the house"_qs));
     ChildProcess::waitUntil([&] {
         platform.run();
         return translation->isDone();
@@ -106,7 +102,9 @@ private:
     static constexpr auto stageCount = 13;
 
     Session session(const QString &source = u"en"_qs, const QString &target = u"es"_qs);
-    Translation begin(const QString &text) { return Outcome<QString>::of(translated(session(), text)); }
+    Translation begin(const QString &text) {
+        return Outcome<QString>::of(translatedUnprepared(session(), text));
+    }
     Translation finish(const Translation &outcome);
     Translation translate(const QString &text) { return finish(begin(text)); }
     bool waitUntil(const std::function<bool()> &condition);
@@ -191,7 +189,7 @@ void ApertiumEngineTest::aPairInstalledMeanwhileIsFound() {
 void ApertiumEngineTest::aPairIsTranslatedThroughAThirdLanguage() {
     useModes({{u"eng-spa"_qs, "sed -u 's/house/casa/'"}, {u"spa-fra"_qs, "sed -u 's/casa/maison/'"}});
     const auto outcome =
-        finish(Outcome<QString>::of(translated(session(u"en"_qs, u"fr"_qs), u"a house\n"_qs)));
+        finish(Outcome<QString>::of(translatedUnprepared(session(u"en"_qs, u"fr"_qs), u"a house\n"_qs)));
     QCOMPARE(outcome->error(), QString());
     QCOMPARE(outcome->value(), u"a maison\n"_qs);
 }
@@ -457,7 +455,7 @@ void ApertiumEngineTest::destroyingTheEngineFailsATranslationUnderWay() {
 void ApertiumEngineTest::aSessionThatOutlivesItsEngineFails() {
     const Session orphan = session();
     m_engine.reset();
-    QCOMPARE(finish(Outcome<QString>::of(translated(orphan, u"the house"_qs)))->error(),
+    QCOMPARE(finish(Outcome<QString>::of(translatedUnprepared(orphan, u"the house"_qs)))->error(),
              u"The on-device translation from English to Spanish was ended."_qs);
 }
 
