@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 using namespace quillora;
 using namespace std::chrono_literals;
@@ -43,7 +44,7 @@ private:
 /// A copy of a model that a test may damage.
 class BadModel {
 public:
-    explicit BadModel(const char *name) : m_model(ToneModels::model(name)) {
+    explicit BadModel(const std::string &name) : m_model(ToneModels::model(name)) {
         for (auto &file : m_model.files) {
             const auto copy =
                 m_folder.filePath(QString::fromStdString(std::filesystem::path(file).filename()));
@@ -79,6 +80,10 @@ private:
     QTemporaryDir m_folder;
     recognizer::Open m_model;
 };
+
+using Damage = std::function<void(BadModel &)>;
+
+void beAnotherType(BadModel &bad) { bad.file(0) = ToneModels::model("streaming-nemo-ctc").files[0]; }
 
 } // namespace
 
@@ -152,19 +157,54 @@ private Q_SLOTS:
 
     /// Whatever a model does to its process, the program says so and goes on with a whole one.
     void aBadModelIsSurvivedWithASentence_data() {
-        QTest::addColumn<QString>("fault");
-        for (const char *fault :
-             {"empty", "half", "garbage", "a page of the web", "a folder", "another type",
-              "nothing said of itself", "steps of no length", "a negative window",
-              "a window that is no number", "tokens with a bad line", "tokens that are none",
-              "half an encoder", "an encoder that is a joiner", "a decoder that is none", "offline: half",
-              "offline: tokens that are too few", "offline: nothing said of itself"})
-            QTest::newRow(fault) << QString::fromLatin1(fault);
+        QTest::addColumn<std::string>("model");
+        QTest::addColumn<Damage>("damage");
+        constexpr auto streaming = "streaming-zipformer-ctc";
+        constexpr auto transducer = "streaming-zipformer-transducer";
+        constexpr auto offline = "offline-nemo-ctc";
+        const auto add = [](const char *fault, const std::string &model, const Damage &damage) {
+            QTest::newRow(fault) << model << damage;
+        };
+        const auto holds = [](const std::string &contents) -> Damage {
+            return [=](BadModel &bad) { bad.write(bad.file(0), contents); };
+        };
+        const auto says = [](const std::string &key, const std::string &value) -> Damage {
+            return [=](BadModel &bad) { bad.tell(key, value); };
+        };
+        const auto tokens = [](const std::string &contents) -> Damage {
+            return [=](BadModel &bad) { bad.write(bad.tokens(), contents); };
+        };
+        const Damage half = [](BadModel &bad) {
+            const auto whole = bad.contents(0);
+            bad.write(bad.file(0), whole.substr(0, whole.size() / 2));
+        };
+        const Damage joiner = [](BadModel &bad) { bad.file(0) = ToneModels::model(transducer).files[2]; };
+
+        add("empty", streaming, holds({}));
+        add("half", streaming, half);
+        add("garbage", streaming, holds(std::string(12000, '\xA5')));
+        add("a page of the web", streaming, holds("<html>404</html>"));
+        add("a folder", streaming,
+            [](BadModel &bad) { bad.file(0) = std::filesystem::path(bad.file(0)).parent_path(); });
+        add("another type", streaming, beAnotherType);
+        add("nothing said of itself", streaming, joiner);
+        add("steps of no length", streaming, says("decode_chunk_len", "00"));
+        add("a negative window", streaming, says("\x0A\x01T", "-5"));
+        add("a window that is no number", streaming, says("\x0A\x01T", "ab"));
+        add("tokens with a bad line", streaming, tokens("<blk> 0\na b c d\n"));
+        add("tokens that are none", streaming, tokens({}));
+        add("half an encoder", transducer, half);
+        add("an encoder that is a joiner", transducer, joiner);
+        add("a decoder that is none", transducer, [](BadModel &bad) { bad.write(bad.file(1), "x"); });
+        add("offline: half", offline, half);
+        add("offline: tokens that are too few", offline, tokens("\u2581 0\na 1\nb 2\n"));
+        add("offline: nothing said of itself", offline, joiner);
     }
     void aBadModelIsSurvivedWithASentence() {
-        QFETCH(QString, fault);
-        BadModel bad(modelOf(fault));
-        damage(bad, fault);
+        QFETCH(const std::string, model);
+        QFETCH(const Damage, damage);
+        BadModel bad(model);
+        damage(bad);
         RecognizerClient client(QUILLORA_RECOGNIZER, {.loading = 2s});
         client.load({toLoad(bad.model())});
         const Dictation dictation(client, ToneSpeech().say("hello"));
@@ -183,49 +223,10 @@ private Q_SLOTS:
 
     void aBadModelMakesWayForTheNext() {
         BadModel bad("streaming-zipformer-ctc");
-        damage(bad, u"another type"_qs);
+        beAnotherType(bad);
         RecognizerClient client(QUILLORA_RECOGNIZER);
         client.load({toLoad(bad.model()), toLoad(ToneModels::model("offline-nemo-ctc"))});
         QCOMPARE(Dictation(client, ToneSpeech().say("hello")).finalText(), u"hello"_qs);
-    }
-
-private:
-    static const char *modelOf(const QString &fault) {
-        if (fault.startsWith(u"offline"_qs))
-            return "offline-nemo-ctc";
-        return fault.contains(u"coder"_qs) ? "streaming-zipformer-transducer" : "streaming-zipformer-ctc";
-    }
-
-    static void damage(BadModel &bad, const QString &fault) {
-        const auto whole = bad.contents(0);
-        if (fault == u"empty"_qs)
-            bad.write(bad.file(0), {});
-        else if (fault.contains(u"half"_qs))
-            bad.write(bad.file(0), whole.substr(0, whole.size() / 2));
-        else if (fault == u"garbage"_qs)
-            bad.write(bad.file(0), std::string(12000, '\xA5'));
-        else if (fault == u"a page of the web"_qs)
-            bad.write(bad.file(0), "<html>404</html>");
-        else if (fault == u"a folder"_qs)
-            bad.file(0) = std::filesystem::path(bad.file(0)).parent_path();
-        else if (fault == u"another type"_qs)
-            bad.file(0) = ToneModels::model("streaming-nemo-ctc").files[0];
-        else if (fault.endsWith(u"nothing said of itself"_qs) || fault == u"an encoder that is a joiner"_qs)
-            bad.file(0) = ToneModels::model("streaming-zipformer-transducer").files[2];
-        else if (fault == u"steps of no length"_qs)
-            bad.tell("decode_chunk_len", "00");
-        else if (fault == u"a negative window"_qs)
-            bad.tell("\x0A\x01T", "-5");
-        else if (fault == u"a window that is no number"_qs)
-            bad.tell("\x0A\x01T", "ab");
-        else if (fault == u"tokens with a bad line"_qs)
-            bad.write(bad.tokens(), "<blk> 0\na b c d\n");
-        else if (fault == u"tokens that are none"_qs)
-            bad.write(bad.tokens(), {});
-        else if (fault == u"a decoder that is none"_qs)
-            bad.write(bad.file(1), "x");
-        else if (fault == u"offline: tokens that are too few"_qs)
-            bad.write(bad.tokens(), "\u2581 0\na 1\nb 2\n");
     }
 };
 
