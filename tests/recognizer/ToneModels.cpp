@@ -12,11 +12,13 @@ namespace quillora::test {
 
 namespace {
 
+std::string folder() { return QUILLORA_TONES; }
+
 /// Frequencies in Hz.
 const std::map<char, double> &tones() {
     static const auto all = [] {
         std::map<char, double> found;
-        std::ifstream file(ToneModels::folder() + "/tones.txt");
+        std::ifstream file(folder() + "/tones.txt");
         for (std::string line; std::getline(file, line);) {
             if (const auto tab = line.find('\t'); tab == 1)
                 found[line[0]] = std::stod(line.substr(tab));
@@ -65,7 +67,6 @@ private:
 
 } // namespace
 
-std::string ToneModels::folder() { return QUILLORA_TONES; }
 std::string ToneModels::libraryFolder() { return QUILLORA_SPEECH_LIBRARY; }
 
 recognizer::Open ToneModels::model(std::string_view name, std::string_view language) {

@@ -9,11 +9,9 @@
 
 namespace quillora::test {
 
-/// The tiny models that understand tones (tones/make_models), as the speech library's engine loads them.
+/// The tiny models that understand tones (tones/make_models), as the speech library's engine loads them. They
+/// lie in the build tree; nothing there may be changed.
 namespace ToneModels {
-
-/// In the build tree; nothing there may be changed.
-std::string folder();
 
 /// Where the speech library lies: beside the recognizer.
 std::string libraryFolder();
