@@ -3,14 +3,13 @@
 #include "fakes/FakeModelRoutes.h"
 #include "fakes/FakeModelStore.h"
 #include "platform/linux/routing/EngineRoutes.h"
+#include "support/ModelDescriptions.h"
 #include "support/TestSuites.h"
 
 #include <QTemporaryDir>
 
 using namespace quillora;
 using platform::EngineRoutes;
-using platform::ModelDescription;
-using platform::ModelKind;
 using platform::ModelTask;
 
 namespace {
@@ -50,16 +49,12 @@ private:
 class StoreHarness : public test::ModelRoutesHarness {
 public:
     StoreHarness() {
-        translates(u"large"_qs, {u"en"_qs, u"ru"_qs}, 87.4, 33000000);
-        translates(u"small"_qs, {u"en"_qs, u"ru"_qs}, 87.2, 24000000);
-        translates(u"de-en"_qs, {u"de"_qs, u"en"_qs}, 88.3, 25000000);
-        translates(u"en-fr"_qs, {u"en"_qs, u"fr"_qs}, 87.0, 26000000);
-        translates(u"es"_qs, {u"en"_qs, u"es"_qs}, 85.3, 25000000);
-        ModelDescription german;
-        german.id = u"hears-de"_qs;
-        german.kind = ModelKind::speech;
-        german.version = u"1"_qs;
-        german.languages = QStringList{u"de"_qs};
+        translates(u"large"_qs, u"en"_qs, u"ru"_qs, 87.4, 33000000);
+        translates(u"small"_qs, u"en"_qs, u"ru"_qs, 87.2, 24000000);
+        translates(u"de-en"_qs, u"de"_qs, u"en"_qs, 88.3, 25000000);
+        translates(u"en-fr"_qs, u"en"_qs, u"fr"_qs, 87.0, 26000000);
+        translates(u"es"_qs, u"en"_qs, u"es"_qs, 85.3, 25000000);
+        auto german = test::speechModel(u"hears-de"_qs, u"de"_qs);
         german.engine = u"ear"_qs;
         m_store.offer(german);
         start();
@@ -79,15 +74,11 @@ public:
     }
 
 private:
-    void translates(const QString &id, const QStringList &languages, double score, qint64 size) {
-        ModelDescription model;
-        model.id = id;
-        model.kind = ModelKind::translation;
-        model.version = u"1"_qs;
-        model.languages = languages;
+    void translates(const QString &id, const QString &source, const QString &target, double score,
+                    qint64 size) {
+        auto model = test::translationModel(id, source, target, size);
         model.engine = u"tongue"_qs;
         model.score = platform::ModelScore{score, u"points"_qs, u"the publisher"_qs};
-        model.downloadSize = size;
         m_store.offer(model);
     }
 

@@ -2,32 +2,9 @@
 
 #include "fakes/FakePlatform.h"
 #include "models/Models.h"
+#include "support/ModelDescriptions.h"
 
 namespace quillora::test {
-
-/// A model that a test needs, of so many bytes.
-inline platform::ModelDescription speechModel(const QString &id, const QString &language, qint64 bytes) {
-    platform::ModelDescription model;
-    model.id = id;
-    model.kind = platform::ModelKind::speech;
-    model.version = u"1"_qs;
-    model.languages = {language};
-    model.downloadSize = bytes;
-    model.publisher = u"k2-fsa"_qs;
-    model.sizeClass = platform::ModelSizeClass::light;
-    return model;
-}
-
-inline platform::ModelDescription translationModel(const QString &id, const QString &source,
-                                                   const QString &target, qint64 bytes) {
-    platform::ModelDescription model;
-    model.id = id;
-    model.kind = platform::ModelKind::translation;
-    model.version = u"1"_qs;
-    model.languages = {source, target};
-    model.downloadSize = bytes;
-    return model;
-}
 
 /// How far a download is.
 inline platform::ModelProgress received(qint64 bytes, std::optional<qint64> total = {}) {

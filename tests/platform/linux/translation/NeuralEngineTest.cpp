@@ -5,6 +5,7 @@
 #include "fakes/FakeModelRoutes.h"
 #include "fakes/FakeModelStore.h"
 #include "support/ChildProcess.h"
+#include "support/ModelDescriptions.h"
 #include "support/Outcome.h"
 #include "support/Sessions.h"
 #include "support/neural/DictionaryModel.h"
@@ -140,15 +141,11 @@ void NeuralEngineTest::cleanup() {
 }
 
 void NeuralEngineTest::offer(const QString &id, const Dictionary &dictionary) {
-    ModelDescription model;
-    model.id = id;
-    model.kind = ModelKind::translation;
-    model.version = u"1"_qs;
-    model.languages = id.split(u'-');
     QDir().mkpath(m_folder->filePath(id));
     writePublishedModel(m_folder->filePath(id).toStdString(), dictionary);
-    m_store->offer(model);
-    m_routes->offer(ModelTask::translating(model.languages.first(), model.languages.last()), {id});
+    const QString source = id.section(u'-', 0, 0), target = id.section(u'-', 1);
+    m_store->offer(translationModel(id, source, target));
+    m_routes->offer(ModelTask::translating(source, target), {id});
 }
 
 void NeuralEngineTest::aPairIsTranslatedByItsModel() {
