@@ -63,7 +63,6 @@ QCoro::Task<> AppController::startRecording() {
     refreshKeychainQuestion();
     ++m_dictationCount;
     captureTargetApplication();
-    warmLocalTranslation();
     if (!m_pasteboardInserter.hasAccessibilityAccess())
         setStatusText(u"Accessibility access is needed to paste."_qs);
     setTranscriptText({});
@@ -91,6 +90,7 @@ QCoro::Task<> AppController::startRecording() {
     }
     setRecording(true);
     setStatusText(u"Listening..."_qs);
+    warmLocalTranslation(); // only now: the microphone does not wait for it
 }
 
 QCoro::Task<> AppController::stopRecording() {

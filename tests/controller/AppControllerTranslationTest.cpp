@@ -47,14 +47,25 @@ private Q_SLOTS:
         QCOMPARE(takeWarmed().last(), u"ru>en"_qs);
     }
 
-    void thePairIsGotReadyAtThePressOnce() {
+    void thePairIsGotReadyOnceTheMicrophoneIsOpen() {
         takeWarmed();
         c().hotKeyPressed();
-        QCOMPARE(takeWarmed(), QStringList{u"en>ru"_qs});
+        QCOMPARE(takeWarmed(), QStringList());
         m->run();
+        QVERIFY(c().isRecording());
+        QCOMPARE(takeWarmed(), QStringList{u"en>ru"_qs});
         c().hotKeyReleased();
         m->platform.speech.deliverFinal(u"hello"_qs);
         m->run();
+        QCOMPARE(takeWarmed(), QStringList());
+    }
+
+    void nothingIsGotReadyForAMicrophoneThatDoesNotOpen() {
+        takeWarmed();
+        m->platform.microphoneFake.startError = u"The device is in use."_qs;
+        c().hotKeyPressed();
+        m->run();
+        QVERIFY(!c().isRecording());
         QCOMPARE(takeWarmed(), QStringList());
     }
 
@@ -65,6 +76,8 @@ private Q_SLOTS:
         QCOMPARE(takeWarmed(), QStringList());
         c().setTargetLanguageIdentifier(u"kk"_qs); // which only the hosted engine translates into
         c().hotKeyPressed();
+        m->run();
+        QVERIFY(c().isRecording());
         QCOMPARE(takeWarmed(), QStringList());
     }
 
