@@ -85,7 +85,6 @@ ModelsWindow::ModelsWindow(Models &models, const platform::ModelSpace &space, co
         m_wanted->refresh();
     });
     fillLists(languages);
-    showSpace();
 }
 
 void ModelsWindow::build(const Languages &languages) {
@@ -157,10 +156,11 @@ void ModelsWindow::showChange(const QString &id) {
     m_translation->refresh(id);
     m_wanted->refresh();
     // What comes over the network says so many times a second, and takes its room as it comes.
-    if (!m_models.store().state(id).progress)
+    if (isVisible() && !m_models.store().state(id).progress)
         showSpace();
 }
 
+/// Looks through the folder of models: only for somebody who sees it.
 void ModelsWindow::showSpace() {
     m_spaceText->setPlainText(ModelWords::space(m_space.used(), m_space.free()));
 }

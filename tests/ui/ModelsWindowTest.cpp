@@ -13,6 +13,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <utility>
+
 using namespace quillora;
 using namespace quillora::test;
 using platform::ModelTask;
@@ -330,10 +332,36 @@ private Q_SLOTS:
 
     void theRoomIsSaidAndFollowsWhatIsInstalled() {
         ModelsHarness harness;
+        harness.show();
         QCOMPARE(label(harness, "spaceText"), u"You have no models of your own. 12 GB are free."_qs);
         harness.platform.space.usedBytes = 71'000'000;
         harness.platform.models.place(kroko, u"1"_qs);
         harness.platform.run();
+        QCOMPARE(label(harness, "spaceText"), u"Your models take 71 MB. 12 GB are free."_qs);
+    }
+
+    void aHiddenWindowDoesNotAskForTheRoom() {
+        ModelsHarness harness;
+        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.run();
+        QCOMPARE(harness.platform.space.questions, 0);
+        harness.show();
+        harness.window->close();
+        const int whileShown = std::exchange(harness.platform.space.questions, 0);
+        QVERIFY(whileShown > 0);
+        harness.platform.models.remove(kroko);
+        harness.platform.run();
+        QCOMPARE(harness.platform.space.questions, 0);
+    }
+
+    void theRoomIsSaidAnewWhenTheWindowOpensAgain() {
+        ModelsHarness harness;
+        harness.show();
+        harness.window->close();
+        harness.platform.space.usedBytes = 71'000'000;
+        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.run();
+        harness.show();
         QCOMPARE(label(harness, "spaceText"), u"Your models take 71 MB. 12 GB are free."_qs);
     }
 
