@@ -17,13 +17,18 @@ std::optional<ModelEntry> entryFor(const Models &models, const ModelTask &task) 
     const QStringList choices = models.routes().choices(task);
     if (choices.isEmpty())
         return {};
-    const auto route = models.routes().route(task);
-    const auto isInRoute = [&route](const QString &id) { return route && route->models.contains(id); };
-    const auto lead = std::find_if(choices.begin(), choices.end(), isInRoute);
-    return ModelEntry{task, choices, lead == choices.end() ? choices.first() : *lead};
+    return ModelEntry{task, choices, ModelList::lead(models, task, choices).value_or(choices.first())};
 }
 
 } // namespace
+
+std::optional<QString> ModelList::lead(const Models &models, const ModelTask &task,
+                                       const QStringList &choices) {
+    const auto route = models.routes().route(task);
+    const auto isInRoute = [&route](const QString &id) { return route && route->models.contains(id); };
+    const auto lead = std::find_if(choices.begin(), choices.end(), isInRoute);
+    return lead == choices.end() ? std::nullopt : std::optional(*lead);
+}
 
 QList<ModelEntry> ModelList::speech(const Models &models, const QStringList &locales) {
     QList<ModelEntry> entries;

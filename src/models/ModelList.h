@@ -2,13 +2,15 @@
 
 #include "models/Models.h"
 
+#include <optional>
+
 namespace quillora {
 
 /// A task and all that does it, as a list shows them.
 struct ModelEntry {
     platform::ModelTask task;
     QStringList choices; ///< models, the recommended one first
-    QString lead;        ///< which of them the task is done with, or would be
+    QString lead;        ///< as `ModelList::lead`, else the recommended one
 
     bool operator==(const ModelEntry &) const = default;
 };
@@ -17,6 +19,10 @@ struct ModelEntry {
 class ModelList {
 public:
     ModelList() = delete;
+
+    /// Which of a task's choices it is done with, or would be; none if it is done without them.
+    static std::optional<QString> lead(const Models &models, const platform::ModelTask &task,
+                                       const QStringList &choices);
 
     /// An entry for each of the locales that a model hears, in their order.
     static QList<ModelEntry> speech(const Models &models, const QStringList &locales);

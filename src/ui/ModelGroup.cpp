@@ -47,23 +47,14 @@ bool ModelGroup::matches(const QStringList &words) const {
 
 void ModelGroup::refresh() {
     if (!isOpen())
-        electLead();
-    m_lead->refresh();
+        m_entry.lead = ModelList::lead(m_models, m_entry.task, m_entry.choices).value_or(m_entry.lead);
+    m_lead->showModel(m_entry.lead);
     if (m_others)
         showOthers();
     updateGeometry(); // as in the rows
 }
 
 bool ModelGroup::isOpen() const { return m_others && !m_others->isHidden(); }
-
-void ModelGroup::electLead() {
-    const auto route = m_models.routes().route(m_entry.task);
-    for (const QString &id : m_entry.choices) {
-        if (route && route->models.contains(id))
-            m_entry.lead = id;
-    }
-    m_lead->setModel(m_entry.lead);
-}
 
 void ModelGroup::nameExpander() {
     const auto count = m_entry.choices.size() - 1;
@@ -97,8 +88,7 @@ void ModelGroup::showOthers() {
     others.removeAll(m_entry.lead);
     for (qsizetype i = 0; i < others.size(); ++i) {
         if (i < m_otherRows.size()) {
-            m_otherRows.at(i)->setModel(others.at(i));
-            m_otherRows.at(i)->refresh();
+            m_otherRows.at(i)->showModel(others.at(i));
             continue;
         }
         auto *row = new ModelRow(m_models, m_entry.task, others.at(i), {{}, m_label.spoken});

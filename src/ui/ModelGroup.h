@@ -37,7 +37,6 @@ public:
 
 private:
     bool isOpen() const;
-    void electLead();
     void toggleOthers();
     void showOthers();
     void nameExpander();

@@ -48,11 +48,11 @@ ModelRow::ModelRow(Models &models, const platform::ModelTask &task, const QStrin
     refresh();
 }
 
-void ModelRow::setModel(const QString &id) {
-    if (m_id == id)
-        return;
-    m_id = id;
-    describe();
+void ModelRow::showModel(const QString &id) {
+    if (m_id != id) {
+        m_id = id;
+        describe();
+    }
     refresh();
 }
 
@@ -124,7 +124,6 @@ PanelButton &ModelRow::button(qsizetype index) {
         connect(button, &PanelButton::clicked, this, [this, place = m_buttons.size()] {
             const QString id = m_id; // another may lead because of what is done
             ModelActions::perform(m_actions.at(place), m_models, m_task, id);
-            refresh();
             Q_EMIT performed();
         });
         m_buttons += button;

@@ -29,15 +29,13 @@ public:
 
     const QString &id() const { return m_id; }
 
-    /// Has the row show another of the task's models.
-    void setModel(const QString &id);
-
-    /// Shows what there is of the model now.
-    void refresh();
+    /// Shows what there is now of that one of the task's models.
+    void showModel(const QString &id);
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 Q_SIGNALS:
+    /// Something was done with the model: what the rows of its task show is no longer so.
     void performed();
 
 protected:
@@ -45,6 +43,7 @@ protected:
 
 private:
     void describe();
+    void refresh();
     void applyFonts();
     void showState();
     void showProgress();

@@ -59,6 +59,12 @@ private Q_SLOTS:
         QCOMPARE(ModelList::translation(*m_models, {u"ru"_qs}).first().lead, base);
     }
 
+    void nothingLeadsWhatIsDoneWithoutTheChoices() {
+        m_platform->routes.comesWithSystem(englishToRussian);
+        QVERIFY(!ModelList::lead(*m_models, englishToRussian, {tiny, base}));
+        QCOMPARE(ModelList::translation(*m_models, {u"ru"_qs}).first().lead, tiny);
+    }
+
     // What can be done with a model.
 
     void whatIsNotThereCanBeInstalled() { QCOMPARE(offered(tiny), QList{Action::install}); }
