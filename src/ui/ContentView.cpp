@@ -51,20 +51,6 @@ constexpr int sourceColumn = 0;
 constexpr int swapColumn = 1;
 constexpr int targetColumn = 2;
 
-QList<Picker::Option> rows(const QList<SpokenLanguageOption> &options) {
-    QList<Picker::Option> rows;
-    for (const auto &option : options)
-        rows += {option.id, option.flag, option.name};
-    return rows;
-}
-
-QList<Picker::Option> rows(const QList<TranslationLanguageOption> &options) {
-    QList<Picker::Option> rows;
-    for (const auto &option : options)
-        rows += {option.id, option.flag, option.name};
-    return rows;
-}
-
 QList<Picker::Option> engineRows() {
     QList<Picker::Option> rows;
     for (const auto engine : allTranslationEngines)
@@ -188,10 +174,11 @@ QLayout *ContentView::buildHotKeyRow() {
 }
 
 QLayout *ContentView::buildLanguageControls() {
-    m_sourcePicker =
-        named(new Picker(u"Dictate"_qs, rows(m_controller.spokenLanguageOptions())), u"sourcePicker"_qs);
+    m_sourcePicker = named(new Picker(u"Dictate"_qs, Picker::optionsOf(m_controller.spokenLanguageOptions())),
+                           u"sourcePicker"_qs);
     m_targetPicker =
-        named(new Picker(u"Translate to"_qs, rows(m_controller.targetLanguageOptions())), u"targetPicker"_qs);
+        named(new Picker(u"Translate to"_qs, Picker::optionsOf(m_controller.targetLanguageOptions())),
+              u"targetPicker"_qs);
     m_swapButton = named(new PanelButton(PanelButton::Look::borderless), u"swapButton"_qs);
     m_swapButton->setSymbol(u"arrow.left.arrow.right"_qs);
     m_swapButton->setHelpText(u"Swap languages"_qs);

@@ -32,6 +32,15 @@ public:
     /// `title` is the accessible name.
     Picker(const QString &title, const QList<Option> &options, QWidget *parent = nullptr);
 
+    /// Options for languages, each of which has an `id`, a `flag` and a `name`.
+    template <typename Language>
+    static QList<Option> optionsOf(const QList<Language> &languages) {
+        QList<Option> options;
+        for (const auto &language : languages)
+            options += {language.id, language.flag, language.name};
+        return options;
+    }
+
     /// Chooses without `picked`; nothing is chosen if there is no such option.
     void select(const QString &id);
 

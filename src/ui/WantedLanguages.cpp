@@ -23,14 +23,6 @@ namespace {
 constexpr int spacing = 8;
 constexpr int captionSpacing = 6;
 
-template <typename Option>
-QList<Picker::Option> rows(const QList<Option> &options) {
-    QList<Picker::Option> rows;
-    for (const auto &option : options)
-        rows += {option.id, option.flag, option.name};
-    return rows;
-}
-
 QString summary(const ModelNeed &need, bool isNothingWanted) {
     if (isNothingWanted)
         return {};
@@ -82,9 +74,9 @@ WantedLanguages::WantedLanguages(Models &models, const QList<SpokenLanguageOptio
 }
 
 QLayout *WantedLanguages::buildPickers() {
-    m_sourcePicker = new Picker(u"Dictate in"_qs, rows(m_spoken));
+    m_sourcePicker = new Picker(u"Dictate in"_qs, Picker::optionsOf(m_spoken));
     m_sourcePicker->setObjectName(u"wantedSource"_qs);
-    m_targetPicker = new Picker(u"and translate to"_qs, rows(m_targets));
+    m_targetPicker = new Picker(u"and translate to"_qs, Picker::optionsOf(m_targets));
     m_targetPicker->setObjectName(u"wantedTarget"_qs);
     connect(m_sourcePicker, &Picker::picked, this, [this](const QString &id) { select(id, m_target.id); });
     connect(m_targetPicker, &Picker::picked, this, [this](const QString &id) { select(m_source.id, id); });
