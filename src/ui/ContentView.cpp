@@ -6,6 +6,7 @@
 #include "ui/FieldFrame.h"
 #include "ui/FocusReturn.h"
 #include "ui/LimitedLabel.h"
+#include "ui/Named.h"
 #include "ui/PanelAppearance.h"
 #include "ui/PanelButton.h"
 #include "ui/PanelPalette.h"
@@ -82,12 +83,6 @@ void recolor(QWidget &widget, QPalette::ColorRole role, const QColor &color) {
         return;
     palette.setColor(role, color);
     widget.setPalette(palette);
-}
-
-template <typename Control>
-Control *named(Control *control, const QString &objectName) {
-    control->setObjectName(objectName);
-    return control;
 }
 
 } // namespace

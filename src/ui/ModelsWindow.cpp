@@ -6,6 +6,7 @@
 #include "ui/LanguageLabel.h"
 #include "ui/LimitedLabel.h"
 #include "ui/ModelListView.h"
+#include "ui/Named.h"
 #include "ui/PanelAppearance.h"
 #include "ui/PanelButton.h"
 #include "ui/SegmentBar.h"
@@ -29,12 +30,6 @@ constexpr int padding = 18;
 constexpr int spacing = 12;
 constexpr int fieldHeight = 30;
 constexpr int fieldTextMargin = 6;
-
-template <typename Control>
-Control *named(Control *control, const QString &objectName) {
-    control->setObjectName(objectName);
-    return control;
-}
 
 QList<ModelListView::Item> speechItems(const Models &models, const QList<SpokenLanguageOption> &spoken) {
     QStringList languages;
