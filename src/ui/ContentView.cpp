@@ -41,8 +41,6 @@ constexpr int controlSpacing = 8;
 constexpr int captionSpacing = 6;
 constexpr int headerIconSize = 32;
 constexpr int captionIconSize = 14;
-constexpr int fieldHeight = 30;
-constexpr int fieldTextMargin = 6;
 constexpr int textHeight = 82;
 constexpr int statusHeight = 28;
 constexpr int statusDotSize = 8;
@@ -216,13 +214,8 @@ QLayout *ContentView::buildEngineControls() {
     controls->setSpacing(controlSpacing);
     controls->addLayout(titledPicker);
     for (QLineEdit *field : {m_endpointField, m_tokenField}) {
-        field->setFrame(false);
-        field->setTextMargins(fieldTextMargin, 0, fieldTextMargin, 0);
-        field->setAccessibleName(field->placeholderText());
         field->setToolTip(field->placeholderText()); // a field that is filled shows no other name
-        auto *frame = new FieldFrame(*field);
-        frame->setMinimumHeight(fieldHeight);
-        controls->addWidget(frame);
+        controls->addWidget(FieldFrame::around(*field));
     }
     return controls;
 }

@@ -3,20 +3,35 @@
 #include "ui/PanelPalette.h"
 
 #include <QEvent>
+#include <QLineEdit>
 #include <QPainter>
 #include <QVBoxLayout>
 
 namespace quillora {
 
 namespace {
+
+// In logical pixels.
 constexpr qreal radius = 7;
-}
+constexpr int lineHeight = 30;
+constexpr int lineTextMargin = 6;
+
+} // namespace
 
 FieldFrame::FieldFrame(QWidget &content, QWidget *parent) : QWidget(parent), m_content(content) {
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(2, 2, 2, 2);
     layout->addWidget(&content);
     content.installEventFilter(this);
+}
+
+FieldFrame *FieldFrame::around(QLineEdit &line) {
+    line.setFrame(false);
+    line.setTextMargins(lineTextMargin, 0, lineTextMargin, 0);
+    line.setAccessibleName(line.placeholderText());
+    auto *frame = new FieldFrame(line);
+    frame->setMinimumHeight(lineHeight);
+    return frame;
 }
 
 void FieldFrame::paint(QPainter &painter, const QRect &rect, const QColor &surface, const QColor &outline,

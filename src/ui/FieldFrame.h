@@ -2,6 +2,8 @@
 
 #include <QWidget>
 
+class QLineEdit;
+
 namespace quillora {
 
 /// A rounded field around a control that has no frame of its own; it shows where the keyboard focus is.
@@ -11,6 +13,9 @@ class FieldFrame : public QWidget {
 public:
     /// Takes over `content`.
     explicit FieldFrame(QWidget &content, QWidget *parent = nullptr);
+
+    /// Takes over a line to type in, which loses its own frame and is called by its placeholder.
+    static FieldFrame *around(QLineEdit &line);
 
     /// Paints the outline and surface that all fields, pickers and buttons of the panel share.
     static void paint(QPainter &painter, const QRect &rect, const QColor &surface, const QColor &outline,

@@ -28,8 +28,6 @@ constexpr QSize preferredSize(560, 580);
 constexpr QSize smallestSize(440, 420);
 constexpr int padding = 18;
 constexpr int spacing = 12;
-constexpr int fieldHeight = 30;
-constexpr int fieldTextMargin = 6;
 
 QList<ModelListView::Item> speechItems(const Models &models, const QList<SpokenLanguageOption> &spoken) {
     QStringList languages;
@@ -127,14 +125,9 @@ void ModelsWindow::build(const Languages &languages) {
 QWidget *ModelsWindow::buildSearch() {
     m_search = named(new QLineEdit, u"search"_qs);
     m_search->setPlaceholderText(u"Search languages and models"_qs);
-    m_search->setAccessibleName(m_search->placeholderText());
-    m_search->setFrame(false);
-    m_search->setTextMargins(fieldTextMargin, 0, fieldTextMargin, 0);
     connect(m_search, &QLineEdit::textChanged, m_speech, &ModelListView::search);
     connect(m_search, &QLineEdit::textChanged, m_translation, &ModelListView::search);
-    auto *frame = new FieldFrame(*m_search);
-    frame->setMinimumHeight(fieldHeight);
-    return frame;
+    return FieldFrame::around(*m_search);
 }
 
 void ModelsWindow::fillLists(const Languages &languages) {
