@@ -3,6 +3,7 @@
 #include "controller/AppController.h"
 #include "hotkey/HotKeyRecorderView.h"
 #include "platform/Detached.h"
+#include "ui/Divider.h"
 #include "ui/FieldFrame.h"
 #include "ui/FocusReturn.h"
 #include "ui/LimitedLabel.h"
@@ -118,7 +119,7 @@ void ContentView::build() {
     stack->addLayout(buildEngineControls());
     stack->addLayout(buildActionControls());
     stack->addLayout(buildStatusRow());
-    stack->addWidget(buildDivider());
+    stack->addWidget(new Divider);
     stack->addLayout(buildTextSection(u"Transcript"_qs, u"waveform"_qs, *m_transcriptText));
     stack->addLayout(buildTextSection(u"Translation"_qs, u"text.bubble"_qs, *m_translationText));
     stack->addWidget(m_footerText);
@@ -250,14 +251,6 @@ QLayout *ContentView::buildStatusRow() {
     row->addWidget(m_statusDot);
     row->addWidget(m_statusText, 1);
     return row;
-}
-
-QWidget *ContentView::buildDivider() {
-    auto *divider = new QWidget;
-    divider->setFixedHeight(1);
-    divider->setAutoFillBackground(true);
-    divider->setBackgroundRole(QPalette::Mid);
-    return divider;
 }
 
 QLayout *ContentView::buildTextSection(const QString &title, const QString &symbol, TextPane &pane) {

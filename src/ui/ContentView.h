@@ -59,7 +59,6 @@ private:
     QLayout *buildEngineControls();
     QLayout *buildActionControls();
     QLayout *buildStatusRow();
-    QWidget *buildDivider();
     QLayout *buildTextSection(const QString &title, const QString &symbol, TextPane &pane);
     void connectControls();
     void connectController();

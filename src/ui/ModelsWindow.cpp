@@ -2,6 +2,7 @@
 
 #include "models/ModelList.h"
 #include "models/ModelWords.h"
+#include "ui/Divider.h"
 #include "ui/FieldFrame.h"
 #include "ui/LanguageLabel.h"
 #include "ui/LimitedLabel.h"
@@ -102,11 +103,6 @@ void ModelsWindow::build(const Languages &languages) {
     m_spaceText = named(new LimitedLabel(1), u"spaceText"_qs);
     m_spaceText->setForegroundRole(QPalette::PlaceholderText);
 
-    auto *divider = new QWidget;
-    divider->setFixedHeight(1);
-    divider->setAutoFillBackground(true);
-    divider->setBackgroundRole(QPalette::Mid);
-
     auto *choice = new QHBoxLayout;
     choice->setSpacing(spacing);
     choice->addWidget(m_kinds);
@@ -116,7 +112,7 @@ void ModelsWindow::build(const Languages &languages) {
     stack->setContentsMargins(padding, padding, padding, padding);
     stack->setSpacing(spacing);
     stack->addWidget(m_wanted);
-    stack->addWidget(divider);
+    stack->addWidget(new Divider);
     stack->addLayout(choice);
     stack->addWidget(m_lists, 1);
     stack->addWidget(m_spaceText);
