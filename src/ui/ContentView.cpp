@@ -256,7 +256,6 @@ QLayout *ContentView::buildStatusRow() {
 QLayout *ContentView::buildTextSection(const QString &title, const QString &symbol, TextPane &pane) {
     auto *icon = new SymbolView(captionIconSize);
     icon->setSymbol(symbol);
-    m_captionIcons += icon;
     auto *caption = new QLabel(title);
     caption->setBuddy(&pane);
     m_captions += caption;
@@ -448,13 +447,10 @@ void ContentView::redrawHotKeyRecorder() {
 
 void ContentView::changeEvent(QEvent *event) {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange) {
-        for (SymbolView *icon : m_captionIcons)
-            icon->setColor(palette().color(QPalette::PlaceholderText));
+    if (event->type() == QEvent::PaletteChange)
         redraw();
-    } else if (event->type() == QEvent::FontChange) {
+    else if (event->type() == QEvent::FontChange)
         applyFonts();
-    }
 }
 
 bool ContentView::event(QEvent *event) {

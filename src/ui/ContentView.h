@@ -108,7 +108,6 @@ private:
     HotKeyRecorderView *m_hotKeyRecorder;
     KeyRepeats m_keyRepeats;
     QList<QLabel *> m_captions;
-    QList<SymbolView *> m_captionIcons;
 };
 
 } // namespace quillora

@@ -37,7 +37,6 @@ DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform
 
     auto *symbol = new SymbolView(symbolSize);
     symbol->setSymbol(u"arrow.down.circle"_qs);
-    symbol->setColor(palette().color(QPalette::PlaceholderText));
     auto *text = new QLabel(question);
     text->setObjectName(u"question"_qs);
     text->setTextFormat(Qt::PlainText);

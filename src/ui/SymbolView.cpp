@@ -24,7 +24,7 @@ void SymbolView::setColor(const QColor &color) {
 
 void SymbolView::paintEvent(QPaintEvent *) {
     QPainter painter(this);
-    SymbolIcon::paint(painter, m_symbol, rect(), m_color);
+    SymbolIcon::paint(painter, m_symbol, rect(), color());
 }
 
 } // namespace quillora

@@ -17,7 +17,8 @@ public:
     const QString &symbol() const { return m_symbol; }
     void setSymbol(const QString &name);
 
-    const QColor &color() const { return m_color; }
+    /// That of secondary text, as the palette has it, until another one is set.
+    QColor color() const { return m_color.isValid() ? m_color : palette().color(QPalette::PlaceholderText); }
     void setColor(const QColor &color);
 
 protected:
@@ -25,7 +26,7 @@ protected:
 
 private:
     QString m_symbol;
-    QColor m_color;
+    QColor m_color; ///< invalid until it was set
 };
 
 } // namespace quillora
