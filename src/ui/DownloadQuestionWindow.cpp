@@ -75,22 +75,22 @@ DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform
     stack->addLayout(buttons);
 }
 
-DownloadQuestionWindow::~DownloadQuestionWindow() {
-    if (m_reply)
-        std::exchange(m_reply, nullptr)(DownloadAnswer::notNow);
+DownloadQuestionWindow::~DownloadQuestionWindow() { takeReply()(DownloadAnswer::notNow); }
+
+/// What is left in its place says nothing.
+platform::ModelConsent::Reply DownloadQuestionWindow::takeReply() {
+    return std::exchange(m_reply, [](DownloadAnswer) {});
 }
 
 void DownloadQuestionWindow::answer(DownloadAnswer answer) {
-    const auto reply = std::exchange(m_reply, nullptr);
+    const auto reply = takeReply();
     close();
-    if (reply)
-        reply(answer);
+    reply(answer);
 }
 
 void DownloadQuestionWindow::closeEvent(QCloseEvent *event) {
     QWidget::closeEvent(event);
-    if (m_reply)
-        std::exchange(m_reply, nullptr)(DownloadAnswer::notNow);
+    takeReply()(DownloadAnswer::notNow);
 }
 
 void DownloadQuestionWindow::keyPressEvent(QKeyEvent *event) {

@@ -29,9 +29,10 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
+    platform::ModelConsent::Reply takeReply();
     void answer(platform::DownloadAnswer answer);
 
-    platform::ModelConsent::Reply m_reply; ///< none once it was called
+    platform::ModelConsent::Reply m_reply; ///< does nothing once it was taken
     PanelButton *m_download;               ///< owned by this widget
 };
 
