@@ -1,5 +1,6 @@
 #include "app/ModelsDesk.h"
 
+#include "app/BringToFront.h"
 #include "platform/FirstStart.h"
 #include "platform/MainQueue.h"
 #include "platform/OwnWindows.h"
@@ -23,13 +24,6 @@ namespace {
 
 /// Between the panel and the window beside it, in pixels.
 constexpr int gap = 12;
-
-void bringToFront(QWidget &window) {
-    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
-    window.show();
-    window.raise();
-    window.activateWindow();
-}
 
 } // namespace
 

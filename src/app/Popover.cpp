@@ -1,5 +1,6 @@
 #include "app/Popover.h"
 
+#include "app/BringToFront.h"
 #include "app/PanelPlacement.h"
 #include "app/PanelScroller.h"
 #include "app/SystemDialogs.h"
@@ -51,6 +52,7 @@ Popover::Popover(std::unique_ptr<QWidget> content) : m_scroller(new PanelScrolle
 
 Popover::~Popover() { loseInterest(); }
 
+/// What is open already is only brought to the front: it does not jump to another place.
 void Popover::showAttached(const std::optional<QRect> &anchor) {
     if (!isVisible()) {
         m_anchor = anchor;
@@ -61,7 +63,7 @@ void Popover::showAttached(const std::optional<QRect> &anchor) {
         Platform::current().ownWindows().keepOutOfTaskBars(*windowHandle());
         watchForInterestElsewhere();
     }
-    bringToFront();
+    bringToFront(*this);
 }
 
 void Popover::showAsWindow() {
@@ -69,7 +71,7 @@ void Popover::showAsWindow() {
         adopt(Presentation::window);
         fitWindowIntoScreen();
     }
-    bringToFront();
+    bringToFront(*this);
 }
 
 void Popover::showAsMinimisedWindow() {
@@ -89,20 +91,12 @@ void Popover::adopt(Presentation presentation) {
     layout()->setContentsMargins(border, border, border, border);
 }
 
-/// What is open already is only brought to the front: it does not jump to another place.
-void Popover::bringToFront() {
-    setWindowState(windowState() & ~Qt::WindowMinimized);
-    show();
-    raise();
-    activateWindow();
-}
-
 /// Window managers give the focus to the application before first, as after a dialog of the desktop.
 void Popover::returnToFront() {
     if (!isShown())
         return;
     m_sawDialog = isAttached();
-    bringToFront();
+    bringToFront(*this);
 }
 
 void Popover::performClose() { close(); }

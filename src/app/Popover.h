@@ -69,7 +69,6 @@ private:
     enum class Presentation { attached, window };
 
     void adopt(Presentation presentation);
-    void bringToFront();
     void place();
     void fitWindowIntoScreen();
     void watchForInterestElsewhere();
