@@ -78,6 +78,7 @@ private:
     bool isAttended() const;
     bool isUnderSystemDialog() const;
     void closeIfAbandoned();
+
     PanelScroller *m_scroller; ///< owned by this widget
 
     std::optional<Presentation> m_presentation; ///< none until it was first shown

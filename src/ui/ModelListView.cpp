@@ -46,7 +46,6 @@ void ModelListView::setItems(const QList<Item> &items) {
     qDeleteAll(m_groups);
     m_groups.clear();
     m_items = items;
-    showEmptiness();
     fill();
 }
 

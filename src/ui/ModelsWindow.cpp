@@ -38,7 +38,7 @@ QList<ModelListView::Item> speechItems(const Models &models, const QList<SpokenL
         if (languages.contains(code))
             continue;
         languages += code;
-        locales += LanguageCatalog::preferredSpeechLocale(code, spoken).value_or(option).id;
+        locales += LanguageCatalog::preferredSpeechLocale(code, spoken)->id; // there is this option at least
     }
     QList<ModelListView::Item> items;
     for (const ModelEntry &entry : ModelList::speech(models, locales)) {
