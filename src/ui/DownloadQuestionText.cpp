@@ -1,6 +1,7 @@
 #include "ui/DownloadQuestionText.h"
 
 #include "models/ModelWords.h"
+#include "ui/LanguageLabel.h"
 
 namespace quillora {
 
@@ -9,15 +10,11 @@ using platform::ModelTask;
 
 namespace {
 
-QString nameOf(const QString &language) {
-    const auto option = LanguageCatalog::targetOption(language, LanguageCatalog::targets());
-    return option ? option->name : language;
-}
-
 QString doing(const ModelTask &task, const QList<SpokenLanguageOption> &spoken) {
     const QString first = task.languages.value(0);
     if (task.kind == ModelKind::translation)
-        return u"translating %1 to %2"_qs.arg(nameOf(first), nameOf(task.languages.value(1)));
+        return u"translating %1 to %2"_qs.arg(LanguageLabel::english(first),
+                                              LanguageLabel::english(task.languages.value(1)));
     const auto option = LanguageCatalog::spokenOption(first, spoken);
     return u"dictating in "_qs + (option ? option->name : first);
 }

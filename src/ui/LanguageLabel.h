@@ -12,6 +12,9 @@ struct LanguageLabel {
 
     /// Of a language code such as "de".
     static LanguageLabel of(const QString &code);
+
+    /// The name alone as the panel has it, in English; the code where the panel does not have the language.
+    static QString english(const QString &code);
 };
 
 } // namespace quillora

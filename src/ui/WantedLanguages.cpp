@@ -1,6 +1,7 @@
 #include "ui/WantedLanguages.h"
 
 #include "models/ModelWords.h"
+#include "ui/LanguageLabel.h"
 #include "ui/LimitedLabel.h"
 #include "ui/PanelButton.h"
 #include "ui/Picker.h"
@@ -125,9 +126,7 @@ void WantedLanguages::select(const QString &locale, const QString &target) {
     m_hearing.isWanted = true;
     const QString from = m_source.translationLanguageIdentifier;
     m_translating.task = ModelTask::translating(from, m_target.id);
-    const QString fromName =
-        LanguageCatalog::targetOption(from, LanguageCatalog::targets()).value_or(m_target).name;
-    m_translating.name = u"Translate %1 to %2"_qs.arg(fromName, m_target.name);
+    m_translating.name = u"Translate %1 to %2"_qs.arg(LanguageLabel::english(from), m_target.name);
     m_translating.isWanted = true;
     refresh();
 }

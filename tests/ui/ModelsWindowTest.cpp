@@ -127,6 +127,14 @@ private Q_SLOTS:
         QCOMPARE(box(harness, "translating").text(), u"Translate French to German"_qs);
     }
 
+    void aLanguageThatThePanelDoesNotTranslateToIsCalledByItsCode() {
+        const ModelsHarness harness;
+        ModelsWindow window(*harness.models, harness.platform.space,
+                            {{{u"eo"_qs, u"Esperanto"_qs, {}, u"eo"_qs}}, LanguageCatalog::targets()});
+        window.select(u"eo"_qs, u"de"_qs);
+        QCOMPARE(window.findChild<QCheckBox *>(u"translatingBox"_qs)->text(), u"Translate eo to German"_qs);
+    }
+
     // The lists.
 
     void speechIsListedByLanguages() {
