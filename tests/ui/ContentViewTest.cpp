@@ -6,9 +6,9 @@
 #include "ui/Picker.h"
 #include "ui/SymbolView.h"
 #include "ui/TextPane.h"
+#include "ui/ToolTip.h"
 
 #include <QClipboard>
-#include <QHelpEvent>
 #include <QInputMethodEvent>
 #include <QLabel>
 #include <QLayout>
@@ -16,7 +16,6 @@
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
-#include <QToolTip>
 #include <QWheelEvent>
 
 using namespace quillora;
@@ -603,10 +602,7 @@ private Q_SLOTS:
         QVERIFY(source.width() + target.width() < source.fullWidth() + target.fullWidth());
         QVERIFY2(std::abs(source.width() - target.width()) <= 1 || target.width() >= target.fullWidth(),
                  qPrintable(QString::number(target.width())));
-        QHelpEvent asking(QEvent::ToolTip, {5, 5}, source.mapToGlobal(QPoint(5, 5)));
-        QApplication::sendEvent(&source, &asking);
-        QVERIFY(QToolTip::text().contains(u"English (United Kingdom)"_qs));
-        QToolTip::hideText();
+        QVERIFY(toolTipOf(source).contains(u"English (United Kingdom)"_qs));
     }
 
     void scrollingOverAPickerPicksNothing() {

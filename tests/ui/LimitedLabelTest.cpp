@@ -1,13 +1,12 @@
 #include "ui/LimitedLabel.h"
+#include "ui/ToolTip.h"
 
-#include <QApplication>
-#include <QHelpEvent>
 #include <QTest>
-#include <QToolTip>
 
 #include <memory>
 
 using quillora::LimitedLabel;
+using quillora::test::toolTipOf;
 
 namespace {
 
@@ -21,39 +20,30 @@ std::unique_ptr<LimitedLabel> labelWith(const QString &text) {
 
 QImage pictureOf(LimitedLabel &label) { return label.grab().toImage(); }
 
-QString tipOf(LimitedLabel &label) {
-    QToolTip::hideText();
-    QHelpEvent asking(QEvent::ToolTip, {5, 5}, label.mapToGlobal(QPoint(5, 5)));
-    QApplication::sendEvent(&label, &asking);
-    return QToolTip::text();
-}
-
 } // namespace
 
 class LimitedLabelTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanup() { QToolTip::hideText(); }
-
     void aShortTextHasNoTip() {
         const auto label = labelWith(u"Ready."_qs);
         QCOMPARE(label->text(), u"Ready."_qs);
-        QCOMPARE(tipOf(*label), QString());
+        QCOMPARE(toolTipOf(*label), QString());
     }
 
     void theTipTellsAllThatIsCut() {
         const QString text = u"Translation failed: salt & <pepper>, "_qs.repeated(5) + u"the end"_qs;
         const auto label = labelWith(text);
-        QVERIFY(tipOf(*label).contains(u"salt &amp; &lt;pepper&gt;"_qs));
-        QVERIFY(tipOf(*label).contains(u"the end"_qs));
+        QVERIFY(toolTipOf(*label).contains(u"salt &amp; &lt;pepper&gt;"_qs));
+        QVERIFY(toolTipOf(*label).contains(u"the end"_qs));
     }
 
     /// The toolkit gives any other text as many pixels in one line as it wants.
     void theTipIsBrokenIntoLines() {
         const auto label = labelWith(u"words & words "_qs.repeated(60));
-        QVERIFY(Qt::mightBeRichText(tipOf(*label)));
-        QVERIFY(!tipOf(*label).contains(QChar::Nbsp));
+        QVERIFY(Qt::mightBeRichText(toolTipOf(*label)));
+        QVERIFY(!toolTipOf(*label).contains(QChar::Nbsp));
     }
 
     void anEndlessTextLooksAsItsBeginningDoes() {
@@ -66,8 +56,8 @@ private Q_SLOTS:
     void ofAnEndlessTextOnlyItsBeginningIsKept() {
         const auto label = labelWith(u"Translation failed: "_qs + QString(1 << 20, u'x'));
         QCOMPARE(label->text(), u"Translation failed: "_qs + QString(980, u'x') + u'…');
-        QVERIFY(tipOf(*label).contains(u"Translation failed: xxx"_qs));
-        QVERIFY(tipOf(*label).size() < 1200);
+        QVERIFY(toolTipOf(*label).contains(u"Translation failed: xxx"_qs));
+        QVERIFY(toolTipOf(*label).size() < 1200);
     }
 
     void characterPairsAreNotTornApart() {

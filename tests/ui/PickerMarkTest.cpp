@@ -1,12 +1,10 @@
 #include "ui/ModelMark.h"
 #include "ui/Picker.h"
+#include "ui/ToolTip.h"
 
 #include <QAccessible>
-#include <QApplication>
-#include <QHelpEvent>
 #include <QTest>
 #include <QTextDocument>
-#include <QToolTip>
 
 using namespace quillora;
 using Mark = Picker::Mark;
@@ -38,10 +36,7 @@ private Q_SLOTS:
         m_picker->resize(300, 30);
         m_picker->select(u"ru"_qs);
     }
-    void cleanup() {
-        QToolTip::hideText();
-        m_picker.reset();
-    }
+    void cleanup() { m_picker.reset(); }
 
     void aMarkChangesNoText() {
         m_picker->setMarks({{u"ru"_qs, missing}});
@@ -128,11 +123,8 @@ private Q_SLOTS:
 private:
     /// Without the marks of rich text.
     QString toolTip() const {
-        QToolTip::hideText();
-        QHelpEvent event(QEvent::ToolTip, {5, 5}, m_picker->mapToGlobal(QPoint(5, 5)));
-        QApplication::sendEvent(m_picker.get(), &event);
         QTextDocument text;
-        text.setHtml(QToolTip::text());
+        text.setHtml(test::toolTipOf(*m_picker));
         return text.toPlainText();
     }
 
