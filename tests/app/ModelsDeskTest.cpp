@@ -274,6 +274,8 @@ private Q_SLOTS:
         chooseTarget(u"fr"_qs);
         m_delegate->quit();
         settle();
+        QVERIFY(!desk().question());
+        QCOMPARE(m_platform->consent.declined.size(), 1);
         QVERIFY(m_platform->models.waiting().isEmpty());
     }
 
