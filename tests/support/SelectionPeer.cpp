@@ -35,15 +35,16 @@ public:
     }
 
     void run() {
-        while (!m_isDead && waitForInput(-1)) {
+        // Before the wait: whoever asked while the selection was taken was read with an answer of the server,
+        // and the descriptor does not show it any more.
+        do {
             answerLate();
             while (const auto event = m_connection.arrivedEvent()) {
                 handle(*event);
                 if (m_isDead)
                     return;
             }
-            xcb_flush(m_connection.xcb());
-        }
+        } while (waitForInput(-1));
     }
 
 private:
