@@ -128,6 +128,19 @@ private Q_SLOTS:
         here.send(encode(End{1})); // without a signal
     }
 
+    void whatTheOtherEndSaidBeforeItWentIsReceivedThoughItLeftMessagesUnread() {
+        auto [here, there] = Channel::pair();
+        here.send(encode(Begin{1, 0}));
+        there.send(encode(Begin{2, 0}));
+        there.send(encode(End{2}));
+        {
+            const auto gone = std::move(there);
+        }
+        QVERIFY(decodeCommand(*here.tryReceive()) == Command(Begin{2, 0}));
+        QVERIFY(decodeCommand(*here.receive()) == Command(End{2}));
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, here.tryReceive());
+    }
+
     void aChannelThatIsFullSaysSo() {
         auto [here, there] = Channel::pair();
         int sent = 0;

@@ -15,9 +15,10 @@ namespace {
 std::optional<Bytes> receiveOne(int descriptor, int flags) {
     Bytes message(largestMessage);
     ssize_t size = 0;
+    // An end that went without having read everything is told of before what it had said, and once.
     do
         size = ::recv(descriptor, message.data(), message.size(), flags | MSG_TRUNC);
-    while (size < 0 && errno == EINTR);
+    while (size < 0 && (errno == EINTR || errno == ECONNRESET));
     if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         return std::nullopt;
     if (size > static_cast<ssize_t>(message.size()))
