@@ -82,9 +82,10 @@ private Q_SLOTS:
     void aMicrophoneThatIsAnotherByTheStartIsHeardInItsOwnFormat() {
         SoundServer server({48000, 1, u"aux0"_qs});
         SoundProbe probe(server.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         server.unplugMicrophone();
         server.plugInMicrophone({44100, 2, u"aux0,aux1"_qs});
+        QVERIFY(probe.findMicrophone({44100, 2}));
         probe.record(2048);
         probe.stop();
         QVERIFY(probe.waitForEnd());
@@ -96,7 +97,7 @@ private Q_SLOTS:
         // At this rate a buffer takes 128 ms to fill: what was begun must not be lost.
         SoundServer server({8000, 1});
         SoundProbe probe(server.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         for (int round = 0; round < 10; ++round) {
             QElapsedTimer timer;
             probe.start();
@@ -167,7 +168,7 @@ private Q_SLOTS:
         SoundServer server({48000, 1, u"mono"_qs});
         DistantServer distance(server.address(), 5000, {48000, 1});
         SoundProbe probe(distance.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         probe.start();
         QElapsedTimer sinceStop;
         sinceStop.start();
@@ -207,7 +208,7 @@ private Q_SLOTS:
     void theFirstSampleComesAtOnce() {
         SoundServer server;
         SoundProbe probe(server.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         const test::OwnTime timer;
         probe.start(64);
         const auto startMs = timer.elapsed();
@@ -219,7 +220,7 @@ private Q_SLOTS:
     void aStreamExistsOnlyWhileRecording() {
         SoundServer server;
         SoundProbe probe(server.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         QCOMPARE(server.recordingCount(), 0);
         probe.start();
         QCOMPARE(server.recordingCount(), 1);
@@ -231,7 +232,7 @@ private Q_SLOTS:
     void oneConnectionIsKeptFromRecordingToRecording() {
         SoundServer server;
         SoundProbe probe(server.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         const auto connections = server.connectionsOf("PulseCaptureTest");
         QCOMPARE(connections.count('\n'), 1);
         for (int round = 0; round < 2; ++round) {
@@ -246,7 +247,7 @@ private Q_SLOTS:
     void droppingTheCaptureEndsTheRecording() {
         SoundServer server;
         auto probe = std::make_unique<SoundProbe>(server.address());
-        probe->refresh();
+        QVERIFY(probe->findMicrophone());
         probe->start();
         QCOMPARE(server.recordingCount(), 1);
         probe.reset();
@@ -256,7 +257,7 @@ private Q_SLOTS:
     void theEndComesEvenIfTheConnectionIsClosedAtOnce() {
         SoundServer server;
         auto probe = std::make_unique<SoundProbe>(server.address());
-        probe->refresh();
+        QVERIFY(probe->findMicrophone());
         probe->start();
         QVERIFY(probe->waitForFrames(4800));
         probe->stop();

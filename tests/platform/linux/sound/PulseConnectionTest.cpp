@@ -38,7 +38,7 @@ private Q_SLOTS:
         QFETCH(int, channels);
         SoundServer server({rate, channels});
         SoundProbe probe(server.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         QCOMPARE(probe.format(), (AudioFormat{double(rate), quint32(channels)}));
     }
 
@@ -56,29 +56,29 @@ private Q_SLOTS:
         probe.refresh();
         QCOMPARE(probe.format(), AudioFormat());
         server.restart();
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         QCOMPARE(probe.format(), (AudioFormat{48000, 2}));
     }
 
     void aServerThatWasRestartedIsFoundAgain() {
         SoundServer server;
         SoundProbe probe(server.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         server.kill();
         server.restart();
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         QCOMPARE(probe.format(), (AudioFormat{48000, 2}));
     }
 
     void aServerThatHangsIsNoticedInTime() {
         SoundServer server;
         SoundProbe probe(server.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         server.pause();
         QVERIFY(probe.refresh() < refreshPatienceMs);
         QCOMPARE(probe.format(), AudioFormat());
         server.resume();
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         QCOMPARE(probe.format(), (AudioFormat{48000, 2}));
     }
 
@@ -98,12 +98,8 @@ private Q_SLOTS:
         probe.refresh();
         QCOMPARE(probe.format(), AudioFormat());
         server.plugInMicrophone({44100, 1});
-        // A busy server may miss the deadline of one question.
-        const auto isFound = [&] {
-            probe.refresh();
-            return probe.format() == AudioFormat{44100, 1};
-        };
-        QVERIFY(test::ChildProcess::waitUntil(isFound));
+        QVERIFY(probe.findMicrophone());
+        QCOMPARE(probe.format(), (AudioFormat{44100, 1}));
     }
 
     void everyoneWhoAsksAtTheSameTimeIsAnswered() {
@@ -129,13 +125,13 @@ private Q_SLOTS:
     void reconnectingLeavesNothingBehind() {
         SoundServer server;
         SoundProbe probe(server.address());
-        probe.refresh();
+        QVERIFY(probe.findMicrophone());
         const auto before = openDescriptors();
         for (int i = 0; i < 5; ++i) {
             server.pause();
             probe.refresh();
             server.resume();
-            probe.refresh();
+            QVERIFY(probe.findMicrophone());
             QCOMPARE(probe.format(), (AudioFormat{48000, 2}));
         }
         QCOMPARE(openDescriptors(), before);

@@ -20,7 +20,7 @@ private Q_SLOTS:
     void init() {
         m_server = std::make_unique<SoundServer>();
         m_probe = std::make_unique<SoundProbe>(m_server->address());
-        m_probe->refresh();
+        QVERIFY(m_probe->findMicrophone());
     }
     void cleanup() {
         m_probe.reset();
@@ -167,8 +167,8 @@ private Q_SLOTS:
     void anotherFormatAfterTheMicrophoneWasChanged() {
         m_server->unplugMicrophone();
         m_server->plugInMicrophone({16000, 1});
+        QVERIFY(m_probe->findMicrophone({16000, 1}));
         nextDictationWorks();
-        QCOMPARE(m_probe->format(), (platform::AudioFormat{16000, 1}));
     }
 
     void aStartWithoutAServerFailsAtOnce() {
@@ -204,7 +204,7 @@ private:
     }
     void nextDictationWorks() {
         m_probe->deaths.clear();
-        m_probe->refresh();
+        QVERIFY(m_probe->findMicrophone());
         m_probe->start();
         QVERIFY(m_probe->waitForFrames(m_probe->format().sampleRate > 20000 ? 4800 : 1600));
         m_probe->stop();

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -32,6 +33,15 @@ public:
         return timer.elapsed();
     }
 
+    /// Looks until there is one; false if there never is. A server that is busy may answer one look too late,
+    /// and PipeWire tells each program by itself of what was plugged in.
+    bool findMicrophone() {
+        return find([](const platform::AudioFormat &found) { return found.channelCount > 0; });
+    }
+    bool findMicrophone(const platform::AudioFormat &wanted) {
+        return find([&](const platform::AudioFormat &found) { return found == wanted; });
+    }
+
     platform::AudioFormat format() { return microphone.format(); }
 
     /// Throws what the microphone throws.
@@ -49,7 +59,7 @@ public:
 
     /// Finds the microphone and records until so many frames have come; throws if they never do.
     void record(qsizetype frameCount) {
-        refresh();
+        findMicrophone();
         start();
         if (!waitForFrames(frameCount))
             throw std::runtime_error("the sound never came");
@@ -97,6 +107,13 @@ public:
             for (size_t i = 0; i < buffer.samples.size(); ++i)
                 loudest[i % loudest.size()] = std::max(loudest[i % loudest.size()], buffer.samples[i]);
         return loudest;
+    }
+
+    bool find(const std::function<bool(const platform::AudioFormat &)> &isWanted) {
+        return ChildProcess::waitUntil([&] {
+            refresh();
+            return isWanted(format());
+        });
     }
 
     struct Heard {
