@@ -14,12 +14,20 @@ const QString program = u"/usr/libexec/gcr-prompter"_qs;
 } // namespace
 
 KeyringPrompter::KeyringPrompter(const PrivateSessionBus &bus)
-    : m_prompter(
+    : m_bus(bus.connection()),
+      m_prompter(
           m_display.start(u"env"_qs, {u"DBUS_SESSION_BUS_ADDRESS=%1"_qs.arg(bus.address()), program})) {
-    const auto *names = bus.connection().interface();
-    if (!ChildProcess::waitUntil([&] { return names->isServiceRegistered(serviceName).value(); }))
+    if (!ChildProcess::waitUntil([this] { return isOnBus(); }))
         throw std::runtime_error("the prompter does not come up");
 }
+
+KeyringPrompter::~KeyringPrompter() {
+    m_prompter.reset();
+    // The bus learns of the end in its own time, and the next one must not be taken for this one.
+    ChildProcess::waitUntil([this] { return !isOnBus(); });
+}
+
+bool KeyringPrompter::isOnBus() const { return m_bus.interface()->isServiceRegistered(serviceName); }
 
 bool KeyringPrompter::isAsking() {
     const platform::X11Windows windows(m_connection);

@@ -12,6 +12,7 @@ class KeyringPrompter {
 public:
     /// For the keyring on that bus.
     explicit KeyringPrompter(const PrivateSessionBus &bus);
+    ~KeyringPrompter();
 
     /// Whether the dialog stands there and what the user types goes to it.
     bool isAsking();
@@ -20,6 +21,9 @@ public:
     void dismiss();
 
 private:
+    bool isOnBus() const;
+
+    QDBusConnection m_bus;
     VirtualDisplay m_display{VirtualDisplay::WindowManager::openbox};
     platform::X11Connection m_connection{m_display.name()};
     std::unique_ptr<ChildProcess> m_prompter;
