@@ -60,11 +60,7 @@ public:
     void unlockWhenAsked() override { m_prompter->answer(PrivateKeyring::password); }
     void dismissQuestion() override { m_prompter->dismiss(); }
 
-    /// The bus keeps the order: whatever the keyring has signalled is here before its answer.
-    void settle() override {
-        m_keyring->find({});
-        QCoreApplication::processEvents();
-    }
+    void settle() override { m_keyring->settle(); }
 
 private:
     const PrivateSessionBus &m_bus;

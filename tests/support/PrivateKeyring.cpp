@@ -4,6 +4,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusMetaType>
+#include <QDBusPendingCallWatcher>
 
 #include <stdexcept>
 
@@ -157,6 +158,16 @@ QDBusMessage PrivateKeyring::ask(const QString &path, const QString &interface, 
     auto message = QDBusMessage::createMethodCall(serviceName, path, interface, method);
     message.setArguments(arguments);
     return m_bus.call(message);
+}
+
+/// An answer that the caller stands waiting for overtakes what comes through the event loop.
+void PrivateKeyring::settle() {
+    const QDBusPendingCallWatcher answer(m_bus.asyncCall(QDBusMessage::createMethodCall(
+        serviceName, servicePath, u"org.freedesktop.DBus.Peer"_qs, u"Ping"_qs)));
+    bool isHere = false;
+    QObject::connect(&answer, &QDBusPendingCallWatcher::finished, [&isHere] { isHere = true; });
+    if (!ChildProcess::waitUntil([&isHere] { return isHere; }) || answer.isError())
+        throw std::runtime_error("the keyring does not answer");
 }
 
 bool PrivateKeyring::isOnBus() const { return m_bus.interface()->isServiceRegistered(serviceName); }

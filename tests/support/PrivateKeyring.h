@@ -43,6 +43,10 @@ public:
     void lock();
     void unlock();
 
+    /// Returns when whoever listens has heard all that the keyring has said so far. Throws
+    /// std::runtime_error.
+    void settle();
+
     /// Makes the default collection of a keyring that has none.
     void makeCollection();
 

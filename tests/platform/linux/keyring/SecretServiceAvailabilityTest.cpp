@@ -39,7 +39,6 @@ private:
     KeychainStatus read() { return m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status; }
     void notice(const std::function<void()> &andThen = {});
     void pass(std::chrono::milliseconds time);
-    void settle();
 
     PrivateSessionBus m_bus;
     std::chrono::steady_clock::time_point m_now = std::chrono::steady_clock::now();
@@ -55,7 +54,7 @@ void SecretServiceAvailabilityTest::init() {
     m_keychain.endAbsence();
     m_availability.emplace(m_keychain, m_queue, m_bus.connection());
     m_keyring.emplace(m_bus);
-    QCoreApplication::processEvents();
+    m_keyring->settle();
 }
 
 void SecretServiceAvailabilityTest::cleanup() {
@@ -78,12 +77,6 @@ void SecretServiceAvailabilityTest::pass(std::chrono::milliseconds time) {
     m_queue.advance(time);
 }
 
-/// Ends when the keyring has answered whatever it was asked before, and that has arrived.
-void SecretServiceAvailabilityTest::settle() {
-    m_keyring->find({});
-    QCoreApplication::processEvents();
-}
-
 void SecretServiceAvailabilityTest::aServiceThatReturnsIsReadAtOnce() {
     m_keyring->freeze();
     QCOMPARE(read(), KeychainStatus::failure);
@@ -101,7 +94,7 @@ void SecretServiceAvailabilityTest::aServiceThatGoesOnIsReadWhenItsAbsenceIsOver
     QCOMPARE(read(), KeychainStatus::failure);
     m_keyring->thaw();
     pass(absence - 1ms);
-    settle();
+    m_keyring->settle();
     QCOMPARE(m_notices, 0);
     pass(1ms);
     QTRY_COMPARE(m_notices, 1);
@@ -145,7 +138,7 @@ void SecretServiceAvailabilityTest::aServiceThatHangsWheneverItIsReadIsReadOnceA
     for (int absences = 1; absences <= 3; ++absences) {
         m_keyring->thaw();
         pass(absence - 1ms);
-        settle();
+        m_keyring->settle();
         QCOMPARE(m_notices, absences - 1);
         pass(1ms);
         QTRY_COMPARE(m_notices, absences);
@@ -166,11 +159,11 @@ void SecretServiceAvailabilityTest::aServiceThatReturnsIsNotReadAgainWhenTheAbse
 void SecretServiceAvailabilityTest::aCollectionThatIsMadeLaterIsNoticed() {
     m_keyring->end();
     m_keyring.emplace(m_bus, PrivateKeyring::Collection::none);
-    QCoreApplication::processEvents();
+    m_keyring->settle();
     QList<KeychainStatus> results;
     notice([&] { results.append(m_keychain.add({u"service"_qs, u"account"_qs}, "secret")); });
     m_keyring->makeCollection();
-    settle();
+    m_keyring->settle();
     QCOMPARE(results, QList{KeychainStatus::success});
 }
 
@@ -182,7 +175,7 @@ void SecretServiceAvailabilityTest::aServiceThatHangsAsksNothingOnceItGoesOn() {
     m_availability->askToUnlock({});
     pass(1s);
     m_keyring->thaw();
-    settle();
+    m_keyring->settle();
     QVERIFY(!ChildProcess::waitUntil(isAsked, 500));
     m_availability->askToUnlock({});
     QVERIFY(ChildProcess::waitUntil(isAsked));
@@ -198,7 +191,7 @@ void SecretServiceAvailabilityTest::aServiceThatEndsEndsItsQuestion() {
     QVERIFY(ChildProcess::waitUntil([&] { return !isAsked(); }));
     m_keyring.emplace(m_bus);
     m_keyring->lock();
-    settle();
+    m_keyring->settle();
     m_availability->askToUnlock({});
     QVERIFY(ChildProcess::waitUntil(isAsked));
 }
