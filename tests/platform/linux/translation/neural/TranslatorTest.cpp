@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <ctime>
 #include <fstream>
 #include <malloc.h>
 #include <sstream>
@@ -239,9 +240,10 @@ void TranslatorTest::aStopIsObeyedAtOnce() {
     const std::string text = longText(model, 3000);
     std::stop_source stop;
     std::chrono::steady_clock::time_point stoppedAt;
-    const std::jthread stopper([&] {
-        // Nobody waits for this: the stop comes in the midst of it, wherever that is.
-        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    const std::jthread stopper([&, before = std::clock()](const std::stop_token &isOver) {
+        // In the midst of it: once a tenth of a second has been computed.
+        while (!isOver.stop_requested() && std::clock() - before < CLOCKS_PER_SEC / 10)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         stoppedAt = std::chrono::steady_clock::now();
         stop.request_stop();
     });
