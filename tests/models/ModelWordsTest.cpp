@@ -131,6 +131,11 @@ private Q_SLOTS:
         ModelState failed;
         failed.problem = u"There is no room."_qs;
         row("failed", failed, u"There is no room."_qs);
+        ModelState repaired = failed;
+        repaired.progress.emplace(); // what is damaged has a problem until it is not
+        row("repaired", repaired, u"Waiting for its turn"_qs);
+        leaving.problem = u"A file is gone."_qs;
+        row("damaged, leaving", leaving, u"Is removed as soon as nobody uses it"_qs);
     }
     void aStateIsSaid() {
         QFETCH(ModelState, state);

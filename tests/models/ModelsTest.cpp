@@ -105,6 +105,12 @@ private Q_SLOTS:
         QCOMPARE(m_models->need(germanToFrench).percent, std::optional(50)); // of 30 MB
     }
 
+    void noMoreThanAllOfAModelHasCome() {
+        m_platform->models.install(u"en-ru-tiny"_qs);
+        m_platform->models.progress(received(15'000'000, 14'000'000)); // its publisher has replaced it
+        QCOMPARE(m_models->need(englishToRussian).percent, std::optional(100));
+    }
+
     void whatIsPausedIsMissing() {
         m_platform->models.install(u"en-ru-tiny"_qs);
         m_platform->models.progress(received(7'000'000, 14'000'000));

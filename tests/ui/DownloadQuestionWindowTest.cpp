@@ -4,6 +4,8 @@
 #include "ui/PanelPalette.h"
 #include "ui/SymbolView.h"
 
+#include <QAccessible>
+#include <QLabel>
 #include <QTest>
 
 #include <memory>
@@ -38,6 +40,14 @@ private Q_SLOTS:
         m_platform->appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
         QVERIFY(PanelPalette::isDark(m_window->palette()));
         QCOMPARE(symbol.color(), m_window->palette().color(QPalette::PlaceholderText));
+    }
+
+    void whatAPublisherCallsItselfIsNoMarkup() {
+        DownloadQuestionWindow window(u"From <b>somebody</b>?"_qs, [](auto) {});
+        auto *text = window.findChild<QLabel *>(u"question"_qs);
+        // Readers of the screen are told what is shown.
+        QCOMPARE(QAccessible::queryAccessibleInterface(text)->text(QAccessible::Name),
+                 u"From <b>somebody</b>?"_qs);
     }
 
     void whoAgreesIsHeardOnceTheWindowIsClosed() {
