@@ -188,6 +188,7 @@ private Q_SLOTS:
         QVERIFY(!desk().question());
         m_delegate->controller()->swapLanguages();
         m_platform->run();
+        QCOMPARE(m_platform->log.calls().filter(u"consent.ask"_qs).size(), 1);
         QCOMPARE(questionText(), u"Download what translating German to English takes? 16 MB from a "
                                  u"publisher that is not stated, kept on this computer."_qs);
         answer("notNowButton");
@@ -277,6 +278,17 @@ private Q_SLOTS:
         QVERIFY(!desk().question());
         QCOMPARE(m_platform->consent.declined.size(), 1);
         QVERIFY(m_platform->models.waiting().isEmpty());
+    }
+
+    void whoAsksOnceItHasEndedIsToldNotNow() {
+        pastFirstStart();
+        m_delegate.reset();
+        std::optional<platform::DownloadAnswer> told;
+        platform::DownloadQuestion question;
+        question.models = {tiny};
+        m_platform->consent.ask(question, [&](auto answer) { told = answer; });
+        m_platform->run();
+        QCOMPARE(told, std::optional(platform::DownloadAnswer::notNow));
     }
 
     // What is marked.
