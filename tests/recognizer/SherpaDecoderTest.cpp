@@ -122,6 +122,17 @@ private Q_SLOTS:
         QCOMPARE(textOf(*decoder, std::vector<std::int16_t>(160)), QString());
     }
 
+    void aModelThatWouldMakeWordsOfSilenceIsNotGivenAny() {
+        int looksAtTheClock = 0; // as every decoding does
+        const auto clock = [&] { return ++looksAtTheClock, test::timeThatStandsStill(); };
+        const auto decoder =
+            SherpaEngine(ToneModels::libraryFolder(), clock).load(ToneModels::model("offline-nemo-ctc"));
+        QVERIFY(looksAtTheClock > 0);
+        looksAtTheClock = 0;
+        QCOMPARE(textOf(*decoder, ToneSpeech().say("||||")), QString());
+        QCOMPARE(looksAtTheClock, 0);
+    }
+
     void aSegmentThatEndsEarlyEndsBetweenTwoSounds() {
         const auto decoder = load(ToneModels::model("offline-nemo-ctc"));
         const auto sound = ToneSpeech{.letterLength = 0.3}.say("abcdefgh");

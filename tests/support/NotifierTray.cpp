@@ -39,7 +39,12 @@ void NotifierTray::addHost() {
     Q_EMIT findChild<NotifierTrayAdaptor *>()->StatusNotifierHostRegistered();
 }
 
-void NotifierTray::addItem(const QString &service) {
+void NotifierTray::addItem(const QString &service, const QDBusMessage &request) {
+    if (m_isRefusing) {
+        request.setDelayedReply(true);
+        m_bus.send(request.createErrorReply(QDBusError::LimitsExceeded, u"There is no room."_qs));
+        return;
+    }
     m_items += service;
     Q_EMIT findChild<NotifierTrayAdaptor *>()->StatusNotifierItemRegistered(service);
 }

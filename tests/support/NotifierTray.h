@@ -27,6 +27,9 @@ public:
     /// A host comes up on a watcher that had none.
     void addHost();
 
+    /// From now on it takes no items.
+    void refuseItems() { m_isRefusing = true; }
+
     /// The signals that the item has sent since the last call, by name.
     QStringList takeItemSignals();
 
@@ -47,10 +50,11 @@ private:
 
     QVariantList call(const QString &path, const QString &interface, const QString &method,
                       const QVariantList &arguments);
-    void addItem(const QString &service);
+    void addItem(const QString &service, const QDBusMessage &request);
 
     QDBusConnection m_bus;
     Host m_host;
+    bool m_isRefusing = false;
     QStringList m_items;
     QStringList m_itemSignals;
 };
@@ -71,7 +75,9 @@ public:
     int protocolVersion() const { return 0; }
 
 public Q_SLOTS:
-    void RegisterStatusNotifierItem(const QString &service) { m_tray->addItem(service); }
+    void RegisterStatusNotifierItem(const QString &service, const QDBusMessage &request) {
+        m_tray->addItem(service, request);
+    }
     void RegisterStatusNotifierHost(const QString &) {}
 
 Q_SIGNALS:

@@ -8,6 +8,7 @@
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusPendingCall>
 #include <QMenu>
 #include <QSignalSpy>
 #include <QTest>
@@ -97,6 +98,14 @@ private Q_SLOTS:
         QVERIFY(!m_item->isHosted());
         m_tray->addHost();
         QTRY_VERIFY(m_item->isHosted());
+    }
+
+    void aWatcherThatRefusesItDoesNotShowIt() {
+        m_tray->refuseItems();
+        m_item = std::make_unique<NotifierStatusItem>(m_bus->connection());
+        QSignalSpy changes(m_item.get(), &NotifierStatusItem::watcherChanged);
+        QTRY_COMPARE(changes.count(), 3); // the watcher is found, has no room, has a host
+        QVERIFY(!m_item->isHosted());
     }
 
     void withoutABusThereIsNoWatcher() {
@@ -224,6 +233,26 @@ private Q_SLOTS:
         QTRY_VERIFY(menu.actions().last()->isChecked());
         const auto state = m_tray->callMenu(u"GetProperty"_qs, {3, u"toggle-state"_qs});
         QCOMPARE(state.value(0).value<QDBusVariant>().variant(), 1);
+    }
+
+    void theTrayHasItsAnswerBeforeTheActionRuns() {
+        makeItem();
+        QMenu menu;
+        fill(menu);
+        m_item->setMenu(&menu);
+        const QString connectionName = u"clicks"_qs;
+        const auto tray = QDBusConnection::connectToBus(m_bus->address(), connectionName);
+        auto click = QDBusMessage::createMethodCall(m_tray->items().last(), u"/MenuBar"_qs,
+                                                    u"com.canonical.dbusmenu"_qs, u"Event"_qs);
+        click << 1 << u"clicked"_qs << QVariant::fromValue(QDBusVariant(0)) << 0u;
+        const QDBusPendingCall answer = tray.asyncCall(click);
+        std::optional<bool> wasAnswered;
+        // None comes for as long as the click is being dealt with.
+        connect(menu.actions().first(), &QAction::triggered, this,
+                [&] { wasAnswered = QTest::qWaitFor([&] { return answer.isFinished(); }, 30000); });
+        QTRY_VERIFY(wasAnswered);
+        QVERIFY(*wasAnswered);
+        QDBusConnection::disconnectFromBus(connectionName);
     }
 
     void hoveringInTheTrayRunsNothing() {
