@@ -58,6 +58,7 @@ private Q_SLOTS:
 
     void whoClosesItSaysNotNowOnce() {
         m_window->close();
+        QCOMPARE(m_answers, QList{DownloadAnswer::notNow}); // before it is taken away
         m_window->close();
         m_window.reset();
         QCOMPARE(m_answers, QList{DownloadAnswer::notNow});
