@@ -180,6 +180,14 @@ QString ModelWords::standing(const ModelNeed &need) {
     Q_UNREACHABLE();
 }
 
+QString ModelWords::omissions(const QStringList &omissions) {
+    const QString sentences = omissions.join(u' ');
+    if (omissions.size() < 2)
+        return sentences;
+    return u"%1 entries of the catalogs are left out. %2"_qs.arg(QString::number(omissions.size()),
+                                                                 sentences);
+}
+
 QString ModelWords::space(qint64 used, std::optional<qint64> free) {
     const QString taken =
         used > 0 ? u"Your models take %1."_qs.arg(bytes(used)) : u"You have no models of your own."_qs;

@@ -37,6 +37,9 @@ public:
     /// How things stand with a wish, as in "14 MB, by way of English" for what is missing.
     static QString standing(const ModelNeed &need);
 
+    /// What of the catalogs cannot be used; empty if all of it can.
+    static QString omissions(const QStringList &omissions);
+
     /// As in "Your models take 90 MB. 12 GB are free."
     static QString space(qint64 used, std::optional<qint64> free);
 };

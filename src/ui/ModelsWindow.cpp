@@ -100,8 +100,11 @@ void ModelsWindow::build(const Languages &languages) {
     m_lists->addWidget(m_speech);
     m_lists->addWidget(m_translation);
     connect(m_kinds, &QTabBar::currentChanged, m_lists, &QStackedWidget::setCurrentIndex);
+    m_omissionsText = named(new LimitedLabel(1), u"omissionsText"_qs);
+    m_omissionsText->setPlainText(ModelWords::omissions(m_models.store().omissions()));
     m_spaceText = named(new LimitedLabel(1), u"spaceText"_qs);
-    m_spaceText->setForegroundRole(QPalette::PlaceholderText);
+    for (LimitedLabel *text : {m_omissionsText, m_spaceText})
+        text->setForegroundRole(QPalette::PlaceholderText);
 
     auto *choice = new QHBoxLayout;
     choice->setSpacing(spacing);
@@ -115,6 +118,8 @@ void ModelsWindow::build(const Languages &languages) {
     stack->addWidget(new Divider);
     stack->addLayout(choice);
     stack->addWidget(m_lists, 1);
+    stack->addWidget(m_omissionsText);
+    m_omissionsText->setHidden(m_omissionsText->text().isEmpty());
     stack->addWidget(m_spaceText);
 }
 
@@ -149,7 +154,10 @@ void ModelsWindow::showSpace() {
     m_spaceText->setPlainText(ModelWords::space(m_space.used(), m_space.free()));
 }
 
-void ModelsWindow::applyFonts() { m_spaceText->setFont(typescale::scaled(font(), typescale::caption)); }
+void ModelsWindow::applyFonts() {
+    for (LimitedLabel *text : {m_omissionsText, m_spaceText})
+        text->setFont(typescale::scaled(font(), typescale::caption));
+}
 
 void ModelsWindow::changeEvent(QEvent *event) {
     QWidget::changeEvent(event);

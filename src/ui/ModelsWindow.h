@@ -60,6 +60,7 @@ private:
     QStackedWidget *m_lists;
     ModelListView *m_speech;
     ModelListView *m_translation;
+    LimitedLabel *m_omissionsText;
     LimitedLabel *m_spaceText;
 };
 

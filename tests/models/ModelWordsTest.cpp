@@ -173,6 +173,13 @@ private Q_SLOTS:
         QTEST(ModelWords::state(state, u"1"_qs), "words");
     }
 
+    void whatIsLeftOutIsNamedAndCounted() {
+        QCOMPARE(ModelWords::omissions({}), QString());
+        QCOMPARE(ModelWords::omissions({u"One is left out."_qs}), u"One is left out."_qs);
+        QCOMPARE(ModelWords::omissions({u"One is left out."_qs, u"Two %1 is."_qs}),
+                 u"2 entries of the catalogs are left out. One is left out. Two %1 is."_qs);
+    }
+
     void theRoomIsSaid() {
         QCOMPARE(ModelWords::space(90'000'000, 12'000'000'000),
                  u"Your models take 90 MB. 12 GB are free."_qs);

@@ -62,6 +62,10 @@ private Q_SLOTS:
                 platform.locale.displayNames[u"de"_qs] = u"Donaudampfschifffahrtsgesellschaftssprache"_qs;
                 platform.locale.displayNames[u"en"_qs] = u"Gemeinschaftsenglischunterrichtssprache"_qs;
             }
+            if (state == u"troubles"_qs) {
+                platform.models.omitted = {
+                    u"The model mine in /etc/xdg/Quillora/models.json is left out. There is no engine \"another\" here."_qs};
+            }
             fillRichShelf(platform);
         });
         enter(harness, state);

@@ -6,6 +6,7 @@
 #include "ui/Picker.h"
 #include "ui/ProgressLine.h"
 #include "ui/SegmentBar.h"
+#include "ui/ToolTip.h"
 
 #include <QAccessible>
 #include <QCheckBox>
@@ -373,6 +374,30 @@ private Q_SLOTS:
         harness.platform.run();
         harness.show();
         QCOMPARE(label(harness, "spaceText"), u"Your models take 71 MB. 12 GB are free."_qs);
+    }
+
+    // What the catalogs say in vain.
+
+    void whatTheCatalogsSayInVainIsNamed() {
+        ModelsHarness harness([](FakePlatform &platform) {
+            fillShelf(platform);
+            platform.models.omitted = {u"The model one in /a is left out. It has too many files."_qs,
+                                       u"The model two in /a is left out. It has too many files."_qs};
+        });
+        harness.show();
+        auto &line = harness.find<LimitedLabel>(u"omissionsText"_qs);
+        const QString words = u"2 entries of the catalogs are left out. "
+                              u"The model one in /a is left out. It has too many files. "
+                              u"The model two in /a is left out. It has too many files."_qs;
+        QVERIFY(line.isVisible());
+        QCOMPARE(accessible(line, QAccessible::Name), words);
+        QVERIFY(toolTipOf(line).contains(u"The model two in /a is left out."_qs));
+    }
+
+    void whereNothingIsLeftOutNothingIsSaid() {
+        ModelsHarness harness;
+        harness.show();
+        QVERIFY(harness.find<LimitedLabel>(u"omissionsText"_qs).isHidden());
     }
 
     // Keyboard.

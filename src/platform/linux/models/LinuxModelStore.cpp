@@ -2,7 +2,10 @@
 
 #include "platform/ModelVersion.h"
 #include "platform/linux/models/BackgroundPriority.h"
+#include "platform/linux/models/Mirrors.h"
 #include "platform/linux/models/SafePath.h"
+
+#include <QDebug>
 
 #include <algorithm>
 #include <utility>
@@ -49,6 +52,8 @@ LinuxModelStore::LinuxModelStore(MainQueue &queue, const QStringList &engines)
 
 LinuxModelStore::LinuxModelStore(MainQueue &queue, Ground ground)
     : m_queue(queue), m_ground(std::move(ground)), m_descriptions(descriptionsIn(m_ground.catalog)) {
+    for (const QString &omission : omissions())
+        qWarning().noquote() << omission;
     m_queue.asyncAfter(m_ground.untilAllIsChecked, here([this] { checkEverything(); }));
 }
 

@@ -236,6 +236,15 @@ private Q_SLOTS:
         end();
     }
 
+    void whatTheCatalogSaysInVainIsLogged() {
+        const QByteArray catalog = test::catalogOf({QJsonObject{{u"id"_qs, u"odd"_qs}}});
+        const ModelCatalog read({{u"catalog"_qs, catalog}}, {u"any"_qs});
+        QCOMPARE(read.omissions().size(), 1);
+        QTest::ignoreMessage(QtWarningMsg, qPrintable(read.omissions().first()));
+        m_store.emplace(*m_queue, LinuxModelStore::Ground{.folders = own(), .catalog = read});
+        QCOMPARE(m_store->omissions(), read.omissions());
+    }
+
     void checksGiveWayToEverythingElse() {
         int scheduler = -1;
         long disk = -1;
