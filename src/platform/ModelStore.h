@@ -40,6 +40,7 @@ struct ModelDescription {
     std::optional<qint64> installedSize; ///< bytes on disk, roughly
     QString licence;
     QString publisher;
+    QStringList hosts; ///< names of the servers that it comes from, each once
     ModelSizeClass sizeClass = ModelSizeClass::unknown;
     std::optional<bool> punctuates;
     std::optional<ModelScore> score;

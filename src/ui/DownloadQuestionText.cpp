@@ -19,15 +19,14 @@ QString doing(const ModelTask &task, const QList<SpokenLanguageOption> &spoken) 
     return u"dictating in "_qs + (option ? option->name : first);
 }
 
-/// Those that are known, and that one is not.
+/// Whoever publishes them; where that is not known, the servers that they come from.
 QString publishers(const QStringList &ids, const Models &models) {
     QStringList names;
     for (const QString &id : ids) {
-        const QString publisher = models.description(id).publisher;
-        const QString name = publisher.isEmpty() ? u"a publisher that is not stated"_qs : publisher;
-        if (!names.contains(name))
-            names += name;
+        const auto model = models.description(id);
+        names += model.publisher.isEmpty() ? model.hosts : QStringList{model.publisher};
     }
+    names.removeDuplicates();
     return names.join(u" and "_qs);
 }
 

@@ -146,8 +146,9 @@ private Q_SLOTS:
     void choosingATargetAsksForWhatThePairTakes() {
         pastFirstStart();
         chooseTarget(u"fr"_qs);
-        QCOMPARE(questionText(), u"Download what translating English to French takes? 14 MB from a "
-                                 u"publisher that is not stated, kept on this computer."_qs);
+        QCOMPARE(questionText(),
+                 u"Download what translating English to French takes? 14 MB from models.example, "
+                 u"kept on this computer."_qs);
     }
 
     void choosingASpokenLanguageAsksForTheLanguageAndThenForThePair() {
@@ -157,9 +158,9 @@ private Q_SLOTS:
         QCOMPARE(questionText(), u"Download what dictating in German (Germany) takes? 71 MB from k2-fsa, "
                                  u"kept on this computer."_qs);
         answer("downloadButton");
-        QCOMPARE(questionText(),
-                 u"Download what translating German to Russian, by way of English, takes? 30 MB from a "
-                 u"publisher that is not stated, kept on this computer."_qs);
+        QCOMPARE(questionText(), u"Download what translating German to Russian, by way of English, takes? 30 "
+                                 u"MB from models.example, "
+                                 u"kept on this computer."_qs);
         answer("downloadButton");
         QCOMPARE(m_platform->models.waiting(), (QStringList{u"kroko-de"_qs, u"de-en-tiny"_qs, tiny}));
         QVERIFY(!desk().question());
@@ -189,8 +190,9 @@ private Q_SLOTS:
         m_delegate->controller()->swapLanguages();
         m_platform->run();
         QCOMPARE(m_platform->log.calls().filter(u"consent.ask"_qs).size(), 1);
-        QCOMPARE(questionText(), u"Download what translating German to English takes? 16 MB from a "
-                                 u"publisher that is not stated, kept on this computer."_qs);
+        QCOMPARE(questionText(),
+                 u"Download what translating German to English takes? 16 MB from models.example, "
+                 u"kept on this computer."_qs);
         answer("notNowButton");
         QVERIFY(!desk().question());
     }
@@ -238,10 +240,9 @@ private Q_SLOTS:
         m_platform->models.offer(model);
         pastFirstStart();
         chooseTarget(u"fr"_qs);
-        QCOMPARE(
-            questionText(),
-            u"Download what translating English to French takes? Its size is not stated. It comes from a "
-            u"publisher that is not stated, kept on this computer."_qs);
+        QCOMPARE(questionText(), u"Download what translating English to French takes? Its size is not "
+                                 u"stated. It comes from models.example, "
+                                 u"kept on this computer."_qs);
     }
 
     void thePublishersOfAllThatIsDownloadedAreNamed() {

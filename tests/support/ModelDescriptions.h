@@ -28,6 +28,7 @@ inline platform::ModelDescription translationModel(const QString &id, const QStr
     model.version = u"1"_qs;
     model.languages = {source, target};
     model.downloadSize = bytes;
+    model.hosts = {u"models.example"_qs};
     return model;
 }
 

@@ -74,9 +74,8 @@ private Q_SLOTS:
         QWidget *pictured = harness.window.get();
         if (state == u"question"_qs) {
             question = std::make_unique<DownloadQuestionWindow>(
-                u"Download what translating German to French, by way of English, takes? 30 MB from a "
-                u"publisher "
-                u"that is not stated, kept on this computer."_qs,
+                u"Download what translating German to French, by way of English, takes? 30 MB from "
+                u"models.example, kept on this computer."_qs,
                 [](auto) {});
             question->show();
             pictured = question.get();

@@ -17,10 +17,27 @@ namespace {
 /// Progress is told ten times a second at most.
 constexpr std::chrono::milliseconds betweenTellings{100};
 
+/// Those that are asked, which may be mirrors.
+QStringList hostsOf(const CatalogEntry &entry, const Mirrors &mirrors) {
+    QList<QUrl> addresses;
+    for (const ModelFile &file : entry.files)
+        addresses += file.address;
+    if (entry.index)
+        addresses += {entry.index->address, entry.index->files};
+    QStringList hosts;
+    for (const QUrl &address : addresses)
+        hosts += mirrors.routed(address).host();
+    hosts.removeDuplicates();
+    return hosts;
+}
+
 QList<ModelDescription> descriptionsIn(const ModelCatalog &catalog) {
+    const Mirrors mirrors(catalog.mirrors());
     QList<ModelDescription> descriptions;
-    for (const CatalogEntry &entry : catalog.entries())
+    for (const CatalogEntry &entry : catalog.entries()) {
         descriptions += entry.description;
+        descriptions.last().hosts = hostsOf(entry, mirrors);
+    }
     return descriptions;
 }
 

@@ -236,6 +236,33 @@ private Q_SLOTS:
         end();
     }
 
+    void aModelSaysWhichServersItComesFrom() {
+        const auto model = [](const QString &id, const QStringList &addresses) {
+            QJsonArray files;
+            for (const QString &address : addresses)
+                files += QJsonObject{{u"name"_qs, QUrl(address).fileName()}, {u"address"_qs, address}};
+            return test::describedModel(id, files);
+        };
+        QJsonObject listed = model(u"listed"_qs, {});
+        listed[u"index"_qs] = QJsonObject{{u"form"_qs, u"checksums"_qs},
+                                          {u"address"_qs, u"https://lists.example/sums"_qs},
+                                          {u"files"_qs, u"https://files.example/"_qs},
+                                          {u"name"_qs, u"x"_qs}};
+        const QByteArray catalog = test::catalogOf(
+            {model(u"one"_qs, {u"https://one.example/a"_qs, u"https://one.example/b"_qs}),
+             model(u"mirrored"_qs, {u"https://one.example/m/a"_qs, u"https://two.example/b"_qs}), listed},
+            {QJsonObject{{u"of"_qs, u"https://one.example/m/"_qs},
+                         {u"address"_qs, u"https://near.example/"_qs}}});
+        m_store.emplace(
+            *m_queue,
+            LinuxModelStore::Ground{.folders = own(), .catalog = {{{u"catalog"_qs, catalog}}, {u"any"_qs}}});
+        QCOMPARE(m_store->description(u"one"_qs)->hosts, QStringList{u"one.example"_qs});
+        QCOMPARE(m_store->description(u"mirrored"_qs)->hosts,
+                 (QStringList{u"near.example"_qs, u"two.example"_qs}));
+        QCOMPARE(m_store->description(u"listed"_qs)->hosts,
+                 (QStringList{u"lists.example"_qs, u"files.example"_qs}));
+    }
+
     void whatTheCatalogSaysInVainIsLogged() {
         const QByteArray catalog = test::catalogOf({QJsonObject{{u"id"_qs, u"odd"_qs}}});
         const ModelCatalog read({{u"catalog"_qs, catalog}}, {u"any"_qs});
