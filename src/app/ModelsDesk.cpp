@@ -144,10 +144,12 @@ void ModelsDesk::noteChoice(Choice choice) {
 
 void ModelsDesk::requestChosen() {
     m_isPairChosen = false;
+    QList<ModelTask> tasks;
     if (std::exchange(m_isSpokenLanguageChosen, false))
-        m_models.request(ModelTask::hearing(m_controller.selectedSource().id));
+        tasks += ModelTask::hearing(m_controller.selectedSource().id);
     if (const auto task = translationTask(m_controller.selectedTarget().id))
-        m_models.request(*task);
+        tasks += *task;
+    m_models.request(tasks);
 }
 
 /// None where nothing is translated on this computer.

@@ -113,14 +113,20 @@ void Models::choose(const ModelTask &task, const QString &id) {
     Q_EMIT chosen(task);
 }
 
-void Models::request(const ModelTask &task) {
-    m_consent.forget(task);
-    const ModelNeed lacking = need(task);
-    if (lacking.standing != Standing::missing)
+void Models::request(const QList<ModelTask> &tasks) {
+    QList<ModelTask> lacking;
+    for (const ModelTask &task : tasks) {
+        m_consent.forget(task);
+        if (need(task).standing == Standing::missing)
+            lacking += task;
+    }
+    if (lacking.isEmpty())
         return;
-    m_consent.ask({task, lacking.missing},
-                  [self = QPointer<Models>(this), task](platform::DownloadAnswer answer) {
-                      if (self && answer == platform::DownloadAnswer::download)
+    m_consent.ask({lacking, need(lacking).missing},
+                  [self = QPointer<Models>(this), lacking](platform::DownloadAnswer answer) {
+                      if (!self || answer != platform::DownloadAnswer::download)
+                          return;
+                      for (const ModelTask &task : lacking)
                           self->install(task);
                   });
 }

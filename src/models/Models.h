@@ -39,9 +39,9 @@ public:
     /// Has that one of the choices do the task, as soon as it is there; none leaves it to the recommendation.
     void choose(const platform::ModelTask &task, const QString &id);
 
-    /// The person has chosen the task's languages. What it lacks is downloaded if he agrees to that; what he
-    /// declined for it before may be asked again.
-    void request(const platform::ModelTask &task);
+    /// The person has chosen the tasks' languages. What they lack is downloaded if he agrees to that, all at
+    /// once; what he declined for them before may be asked again.
+    void request(const QList<platform::ModelTask> &tasks);
 
     /// How much the models' downloads are, as the catalog says.
     DownloadSize downloadSize(const QStringList &ids) const;

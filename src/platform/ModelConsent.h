@@ -10,8 +10,8 @@ namespace quillora::platform {
 
 /// What a person is asked before anything is downloaded.
 struct DownloadQuestion {
-    ModelTask task;     ///< what it is for
-    QStringList models; ///< what would be downloaded
+    QList<ModelTask> tasks; ///< what it is for; at least one
+    QStringList models;     ///< what would be downloaded
 
     bool operator==(const DownloadQuestion &) const = default;
 };
@@ -31,8 +31,9 @@ public:
     /// "not now", which is not remembered.
     virtual void setPresenter(Presenter presenter) = 0;
 
-    /// Asks, one question after the other. A question for a task that is being asked already joins it; one
-    /// that was declined is declined again without being shown. The reply comes from the event loop.
+    /// Asks, one question after the other. A question for tasks of one that is being asked already joins it;
+    /// one for a task that was declined is declined again without being shown. The reply comes from the event
+    /// loop.
     virtual void ask(const DownloadQuestion &question, Reply reply) = 0;
 
     /// The person chose the task's languages again: what was declined may be asked again.

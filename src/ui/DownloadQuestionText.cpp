@@ -10,11 +10,13 @@ using platform::ModelTask;
 
 namespace {
 
-QString doing(const ModelTask &task, const QList<SpokenLanguageOption> &spoken) {
+QString doing(const ModelTask &task, const Models &models, const QList<SpokenLanguageOption> &spoken) {
     const QString first = task.languages.value(0);
-    if (task.kind == ModelKind::translation)
-        return u"translating %1 to %2"_qs.arg(LanguageLabel::english(first),
-                                              LanguageLabel::english(task.languages.value(1)));
+    if (task.kind == ModelKind::translation) {
+        const QString way = models.need(task).isByWayOfEnglish ? u", by way of English,"_qs : QString();
+        return u"translating %1 to %2%3"_qs.arg(LanguageLabel::english(first),
+                                                LanguageLabel::english(task.languages.value(1)), way);
+    }
     const auto option = LanguageCatalog::spokenOption(first, spoken);
     return u"dictating in "_qs + (option ? option->name : first);
 }
@@ -42,9 +44,12 @@ QString amount(const DownloadSize &size) {
 
 QString downloadQuestionText(const platform::DownloadQuestion &question, const Models &models,
                              const QList<SpokenLanguageOption> &spoken) {
-    const QString way = models.need(question.task).isByWayOfEnglish ? u", by way of English,"_qs : QString();
-    return u"Download what %1%2 takes? %3 from %4, kept on this computer."_qs.arg(
-        doing(question.task, spoken), way, amount(models.downloadSize(question.models)),
+    QStringList doings;
+    for (const ModelTask &task : question.tasks)
+        doings += doing(task, models, spoken);
+    const QString take = doings.size() == 1 ? u"takes"_qs : u"take"_qs;
+    return u"Download what %1 %2? %3 from %4, kept on this computer."_qs.arg(
+        doings.join(u" and "_qs), take, amount(models.downloadSize(question.models)),
         publishers(question.models, models));
 }
 

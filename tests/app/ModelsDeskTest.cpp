@@ -151,19 +151,36 @@ private Q_SLOTS:
                  u"kept on this computer."_qs);
     }
 
-    void choosingASpokenLanguageAsksForTheLanguageAndThenForThePair() {
+    void choosingASpokenLanguageAsksOnceForTheLanguageAndThePair() {
         pastFirstStart();
         m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
         m_platform->run();
-        QCOMPARE(questionText(), u"Download what dictating in German (Germany) takes? 71 MB from k2-fsa, "
-                                 u"kept on this computer."_qs);
-        answer("downloadButton");
-        QCOMPARE(questionText(), u"Download what translating German to Russian, by way of English, takes? 30 "
-                                 u"MB from models.example, "
-                                 u"kept on this computer."_qs);
+        QCOMPARE(
+            questionText(),
+            u"Download what dictating in German (Germany) and translating German to Russian, by way of English, take? 101 MB from k2-fsa and models.example, kept on this computer."_qs);
         answer("downloadButton");
         QCOMPARE(m_platform->models.waiting(), (QStringList{u"kroko-de"_qs, u"de-en-tiny"_qs, tiny}));
         QVERIFY(!desk().question());
+    }
+
+    void aSpokenLanguageWhoseModelIsThereAsksForThePairAlone() {
+        m_platform->models.place(u"kroko-fr"_qs, u"1"_qs);
+        pastFirstStart();
+        m_delegate->controller()->setSourceLocaleIdentifier(u"fr-FR"_qs);
+        m_platform->run();
+        QCOMPARE(
+            questionText(),
+            u"Download what translating French to Russian, by way of English, takes? 30 MB from models.example, kept on this computer."_qs);
+    }
+
+    void notNowHoldsForTheLanguageAndThePair() {
+        pastFirstStart();
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_platform->run();
+        answer("notNowButton");
+        QVERIFY(!desk().question());
+        QCOMPARE(m_platform->consent.declined,
+                 (QList{ModelTask::hearing(u"de-DE"_qs), ModelTask::translating(u"de"_qs, u"ru"_qs)}));
     }
 
     void choosingTheOnDeviceEngineAsks() {

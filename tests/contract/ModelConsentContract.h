@@ -57,8 +57,10 @@ protected:
         m_answers.clear();
     }
 
-    inline static const Question russian{platform::ModelTask::translating(u"en"_qs, u"ru"_qs), {u"en-ru"_qs}};
-    inline static const Question german{platform::ModelTask::hearing(u"de-DE"_qs), {u"kroko-de"_qs}};
+    inline static const Question russian{{platform::ModelTask::translating(u"en"_qs, u"ru"_qs)},
+                                         {u"en-ru"_qs}};
+    inline static const Question german{{platform::ModelTask::hearing(u"de-DE"_qs)}, {u"kroko-de"_qs}};
+    inline static const Question both{russian.tasks + german.tasks, russian.models + german.models};
 
     QList<Question> m_shown;
     std::vector<platform::ModelConsent::Reply> m_replies; ///< to what is shown
@@ -212,7 +214,7 @@ private Q_SLOTS:
 
     void whateverModelsItTakesByThen() {
         decline(russian);
-        ask({russian.task, {u"another"_qs}});
+        ask({russian.tasks, {u"another"_qs}});
         m_harness->turn();
         QCOMPARE(m_shown, QList{russian});
     }
@@ -225,8 +227,45 @@ private Q_SLOTS:
 
     void theOtherDirectionIsAnotherTask() {
         decline(russian);
-        ask({platform::ModelTask::translating(u"ru"_qs, u"en"_qs), {u"ru-en"_qs}});
+        ask({{platform::ModelTask::translating(u"ru"_qs, u"en"_qs)}, {u"ru-en"_qs}});
         QCOMPARE(m_shown.size(), 2);
+    }
+
+    void aQuestionForOneTaskJoinsOneForSeveral() {
+        present();
+        ask(both);
+        ask(german);
+        QCOMPARE(m_shown, QList{both});
+        m_replies.at(0)(Answer::download);
+        m_harness->turn();
+        QCOMPARE(m_answers, (QList{Answer::download, Answer::download}));
+    }
+
+    void aQuestionForSeveralTasksDoesNotJoinOneForOneOfThem() {
+        present();
+        ask(german);
+        ask(both);
+        m_replies.at(0)(Answer::download);
+        m_harness->turn();
+        QCOMPARE(m_shown, (QList{german, both}));
+        QCOMPARE(m_answers, QList{Answer::download});
+    }
+
+    void whoDeclinesSeveralTasksDeclinesEach() {
+        decline(both);
+        ask(russian);
+        ask(german);
+        m_harness->turn();
+        QCOMPARE(m_shown, QList{both});
+        QCOMPARE(m_answers, (QList{Answer::notNow, Answer::notNow}));
+    }
+
+    void whoDeclinedOneOfThemDeclinedAll() {
+        decline(german);
+        ask(both);
+        m_harness->turn();
+        QCOMPARE(m_shown, QList{german});
+        QCOMPARE(m_answers, QList{Answer::notNow});
     }
 
     void whatWasAcceptedIsAskedAgain() {
@@ -240,14 +279,14 @@ private Q_SLOTS:
 
     void aTaskThatIsForgottenIsAskedAgain() {
         decline(russian);
-        consent().forget(russian.task);
+        consent().forget(russian.tasks.first());
         ask(russian);
         QCOMPARE(m_shown, (QList{russian, russian}));
     }
 
     void forgettingOneTaskLeavesTheOthers() {
         decline(russian);
-        consent().forget(german.task);
+        consent().forget(german.tasks.first());
         ask(russian);
         QCOMPARE(m_shown, QList{russian});
     }

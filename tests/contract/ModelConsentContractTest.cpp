@@ -58,7 +58,7 @@ private Q_SLOTS:
     void whatIsForgottenStaysForgottenOverARestart() {
         decline(russian);
         decline(german);
-        consent().forget(russian.task);
+        consent().forget(russian.tasks.first());
         m_folder->restart();
         present();
         ask(russian);

@@ -28,14 +28,21 @@ public:
     }
 
     void ask(const platform::DownloadQuestion &question, Reply reply) override {
-        m_log.add(u"consent.ask "_qs + question.task.languages.join(u'>'));
-        const auto open = std::find_if(m_open.begin(), m_open.end(), [&](const auto &other) {
-            return other->question.task == question.task;
+        QStringList inWords;
+        for (const auto &task : question.tasks)
+            inWords += task.languages.join(u'>');
+        m_log.add(u"consent.ask "_qs + inWords.join(u' '));
+        const auto &tasks = question.tasks;
+        const auto open = std::find_if(m_open.begin(), m_open.end(), [&tasks](const auto &other) {
+            return std::all_of(tasks.begin(), tasks.end(),
+                               [&](const auto &task) { return other->question.tasks.contains(task); });
         });
         if (open != m_open.end())
             return (*open)->replies.push_back(std::move(reply));
         const auto asked = std::make_shared<Open>(Open{question, {std::move(reply)}});
-        if (!m_presenter || declined.contains(question.task))
+        const bool isDeclined = std::any_of(tasks.begin(), tasks.end(),
+                                            [this](const auto &task) { return declined.contains(task); });
+        if (!m_presenter || isDeclined)
             return tell(*asked, platform::DownloadAnswer::notNow);
         m_open.push_back(asked);
         if (m_open.size() == 1)
@@ -75,7 +82,7 @@ private:
                 return;
             m_open.pop_front();
             if (answer == platform::DownloadAnswer::notNow)
-                declined += question->question.task;
+                declined += question->question.tasks;
             tell(*question, answer);
             present();
         });

@@ -175,25 +175,25 @@ private Q_SLOTS:
 
     void whatAChosenTaskLacksIsAskedFor() {
         m_platform->consent.seatPerson(DownloadAnswer::notNow);
-        m_models->request(germanToFrench);
+        m_models->request({germanToFrench});
         m_platform->run();
-        QCOMPARE(m_platform->consent.shown,
-                 (QList<platform::DownloadQuestion>{{germanToFrench, {u"de-en-tiny"_qs, u"en-fr-tiny"_qs}}}));
+        QCOMPARE(m_platform->consent.shown, (QList<platform::DownloadQuestion>{
+                                                {{germanToFrench}, {u"de-en-tiny"_qs, u"en-fr-tiny"_qs}}}));
         QVERIFY(m_platform->models.waiting().isEmpty());
     }
 
     void whoAgreesGetsIt() {
         m_platform->consent.seatPerson(DownloadAnswer::download);
-        m_models->request(germanToFrench);
+        m_models->request({germanToFrench});
         m_platform->run();
         QCOMPARE(m_platform->models.waiting(), (QStringList{u"de-en-tiny"_qs, u"en-fr-tiny"_qs}));
     }
 
     void whoDeclinedIsAskedAgainOnceHeChoosesAgain() {
         m_platform->consent.seatPerson(DownloadAnswer::notNow);
-        m_models->request(englishToRussian);
+        m_models->request({englishToRussian});
         m_platform->run();
-        m_models->request(englishToRussian);
+        m_models->request({englishToRussian});
         m_platform->run();
         QCOMPARE(m_platform->consent.shown.size(), 2);
     }
@@ -201,7 +201,7 @@ private Q_SLOTS:
     void whatIsReadyIsNotAskedFor() {
         m_platform->consent.seatPerson(DownloadAnswer::download);
         m_platform->models.place(u"en-ru-tiny"_qs, u"1"_qs);
-        m_models->request(englishToRussian);
+        m_models->request({englishToRussian});
         m_platform->run();
         QVERIFY(m_platform->consent.shown.isEmpty());
     }
@@ -209,14 +209,14 @@ private Q_SLOTS:
     void whatIsOnItsWayIsNotAskedFor() {
         m_platform->consent.seatPerson(DownloadAnswer::download);
         m_platform->models.install(u"en-ru-tiny"_qs);
-        m_models->request(englishToRussian);
+        m_models->request({englishToRussian});
         m_platform->run();
         QVERIFY(m_platform->consent.shown.isEmpty());
     }
 
     void whatNothingDoesIsNotAskedFor() {
         m_platform->consent.seatPerson(DownloadAnswer::download);
-        m_models->request(ModelTask::hearing(u"kk-KZ"_qs));
+        m_models->request({ModelTask::hearing(u"kk-KZ"_qs)});
         m_platform->run();
         QVERIFY(m_platform->consent.shown.isEmpty());
     }
@@ -224,7 +224,7 @@ private Q_SLOTS:
     void anAnswerThatComesAfterTheEndDoesNothing() {
         platform::ModelConsent::Reply reply;
         m_platform->consent.setPresenter([&](const auto &, const auto &r) { reply = r; });
-        m_models->request(englishToRussian);
+        m_models->request({englishToRussian});
         m_platform->run();
         m_models.reset();
         reply(DownloadAnswer::download);

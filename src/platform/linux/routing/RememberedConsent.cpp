@@ -21,14 +21,20 @@ void RememberedConsent::setPresenter(Presenter presenter) {
 }
 
 void RememberedConsent::ask(const DownloadQuestion &question, Reply reply) {
-    const auto same = std::find_if(m_open.begin(), m_open.end(),
-                                   [&](const auto &open) { return open->question.task == question.task; });
+    const QList<ModelTask> &tasks = question.tasks;
+    const auto same = std::find_if(m_open.begin(), m_open.end(), [&tasks](const auto &open) {
+        return std::all_of(tasks.begin(), tasks.end(),
+                           [&](const ModelTask &task) { return open->question.tasks.contains(task); });
+    });
     if (same != m_open.end()) {
         (*same)->replies.push_back(std::move(reply));
         return;
     }
     auto asked = std::make_shared<OpenQuestion>(OpenQuestion{question, {std::move(reply)}});
-    if (!m_presenter || !m_declined.text(question.task).isEmpty())
+    const bool isDeclined = std::any_of(tasks.begin(), tasks.end(), [this](const ModelTask &task) {
+        return !m_declined.text(task).isEmpty();
+    });
+    if (!m_presenter || isDeclined)
         return this->reply(*asked, DownloadAnswer::notNow);
     m_open.push_back(std::move(asked));
     if (m_open.size() == 1)
@@ -52,8 +58,10 @@ void RememberedConsent::answer(const std::shared_ptr<OpenQuestion> &question, Do
     if (m_open.empty() || m_open.front() != question)
         return;
     m_open.pop_front();
-    if (answer == DownloadAnswer::notNow)
-        m_declined.set(question->question.task, u"not now"_qs);
+    if (answer == DownloadAnswer::notNow) {
+        for (const ModelTask &task : question->question.tasks)
+            m_declined.set(task, u"not now"_qs);
+    }
     reply(*question, answer);
     showFirst();
 }

@@ -32,7 +32,7 @@ QCoro::Task<> MissingModels::fetch(ModelTask task, QStringList models) {
     }
     if (!wanted.isEmpty()) {
         const std::weak_ptr<void> life = m_life;
-        const DownloadAnswer given = co_await answer({task, wanted});
+        const DownloadAnswer given = co_await answer({{task}, wanted});
         if (life.expired())
             throw ContinuationDropped();
         if (given == DownloadAnswer::notNow)

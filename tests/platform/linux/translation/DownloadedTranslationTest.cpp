@@ -35,7 +35,7 @@ private Q_SLOTS:
         m_desk->server.delivery = Delivery::everything;
         QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello world, thanks."_qs), u"привет мир, спасибо."_qs);
         QCOMPARE(m_desk->questions,
-                 (QList{DownloadQuestion{ModelTask::translating(u"en"_qs, u"ru"_qs), {u"en-ru"_qs}}}));
+                 (QList{DownloadQuestion{{ModelTask::translating(u"en"_qs, u"ru"_qs)}, {u"en-ru"_qs}}}));
         QCOMPARE(m_desk->store->state(u"en-ru"_qs).presence, ModelState::Presence::installed);
         QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"thanks"_qs), u"спасибо"_qs);
         QCOMPARE(m_desk->questions.size(), 1);
@@ -44,7 +44,7 @@ private Q_SLOTS:
     void oneAnswerBringsBothHalvesOfAWay() {
         m_desk->server.delivery = Delivery::everything;
         QCOMPARE(translation(u"de"_qs, u"ru"_qs, u"hallo Welt. danke!"_qs), u"привет мир. спасибо!"_qs);
-        QCOMPARE(m_desk->questions, (QList{DownloadQuestion{ModelTask::translating(u"de"_qs, u"ru"_qs),
+        QCOMPARE(m_desk->questions, (QList{DownloadQuestion{{ModelTask::translating(u"de"_qs, u"ru"_qs)},
                                                             {u"de-en"_qs, u"en-ru"_qs}}}));
     }
 

@@ -177,7 +177,7 @@ void NeuralEngineTest::whatIsMissingIsAskedForAndInstalled() {
     const auto outcome = Outcome<QString>::of(translated(session(u"de"_qs, u"en"_qs), u"danke"_qs));
     m_queue->run();
     QCOMPARE(m_consent->shown,
-             (QList{DownloadQuestion{ModelTask::translating(u"de"_qs, u"en"_qs), {u"de-en"_qs}}}));
+             (QList{DownloadQuestion{{ModelTask::translating(u"de"_qs, u"en"_qs)}, {u"de-en"_qs}}}));
     QCOMPARE(m_store->underWay(), u"de-en"_qs);
     QVERIFY(!outcome->isDone());
     install(u"de-en"_qs);
@@ -189,7 +189,7 @@ void NeuralEngineTest::bothHalvesAreOneQuestionAndBothAreWaitedFor() {
     m_consent->seatPerson(DownloadAnswer::download);
     const auto outcome = Outcome<QString>::of(translated(session(u"de"_qs, u"fr"_qs), u"danke"_qs));
     m_queue->run();
-    QCOMPARE(m_consent->shown, (QList{DownloadQuestion{ModelTask::translating(u"de"_qs, u"fr"_qs),
+    QCOMPARE(m_consent->shown, (QList{DownloadQuestion{{ModelTask::translating(u"de"_qs, u"fr"_qs)},
                                                        {u"de-en"_qs, u"en-fr"_qs}}}));
     QCOMPARE(m_store->waiting(), (QStringList{u"de-en"_qs, u"en-fr"_qs}));
     install(u"de-en"_qs);
