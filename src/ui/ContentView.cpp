@@ -11,6 +11,7 @@
 #include "ui/PanelAppearance.h"
 #include "ui/PanelButton.h"
 #include "ui/PanelPalette.h"
+#include "ui/PickerMark.h"
 #include "ui/StatusLabel.h"
 #include "ui/SymbolView.h"
 #include "ui/TextPane.h"
@@ -123,7 +124,7 @@ void ContentView::build() {
     stack->addLayout(buildTextSection(u"Transcript"_qs, u"waveform"_qs, *m_transcriptText));
     stack->addLayout(buildTextSection(u"Translation"_qs, u"text.bubble"_qs, *m_translationText));
     stack->addWidget(m_footerText);
-    for (QLabel *caption : m_captions)
+    for (QWidget *caption : m_captions)
         caption->setForegroundRole(QPalette::PlaceholderText);
 }
 
@@ -177,21 +178,29 @@ QLayout *ContentView::buildLanguageControls() {
     m_swapButton->setSymbol(u"arrow.left.arrow.right"_qs);
     m_swapButton->setHelpText(u"Swap languages"_qs);
 
-    auto *sourceTitle = new QLabel(u"Dictate"_qs);
-    sourceTitle->setBuddy(m_sourcePicker);
-    auto *targetTitle = new QLabel(u"Translate to"_qs);
-    targetTitle->setBuddy(m_targetPicker);
-    m_captions += {sourceTitle, targetTitle};
-
     m_languageControls = new QGridLayout;
     m_languageControls->setHorizontalSpacing(controlSpacing);
     m_languageControls->setVerticalSpacing(captionSpacing);
-    m_languageControls->addWidget(sourceTitle, 0, sourceColumn);
-    m_languageControls->addWidget(targetTitle, 0, targetColumn);
+    m_languageControls->addLayout(buildMarkedTitle(*m_sourcePicker), 0, sourceColumn);
+    m_languageControls->addLayout(buildMarkedTitle(*m_targetPicker), 0, targetColumn);
     m_languageControls->addWidget(m_sourcePicker, 1, sourceColumn);
     m_languageControls->addWidget(m_swapButton, 1, swapColumn);
     m_languageControls->addWidget(m_targetPicker, 1, targetColumn);
     return m_languageControls;
+}
+
+/// What is to be known of the chosen language stands beside the title, where it takes no room from its name.
+QLayout *ContentView::buildMarkedTitle(Picker &picker) {
+    auto *title = new QLabel(picker.accessibleName());
+    title->setBuddy(&picker);
+    auto *mark = new PickerMark(picker);
+    m_captions += {title, mark};
+    auto *row = new QHBoxLayout;
+    row->setSpacing(captionSpacing);
+    row->addWidget(title);
+    row->addWidget(mark);
+    row->addStretch();
+    return row;
 }
 
 QLayout *ContentView::buildEngineControls() {
@@ -335,8 +344,8 @@ void ContentView::applyFonts() {
     const QFont caption = typescale::scaled(font(), typescale::caption);
     m_hotKeyText->setFont(caption);
     m_footerText->setFont(caption);
-    for (QLabel *label : m_captions)
-        label->setFont(caption);
+    for (QWidget *each : m_captions)
+        each->setFont(caption);
     shareWidthAmongLanguages();
 }
 
@@ -403,7 +412,6 @@ void ContentView::setLanguageMarks(const QHash<QString, Picker::Mark> &sources,
                                    const QHash<QString, Picker::Mark> &targets) {
     m_sourcePicker->setMarks(sources);
     m_targetPicker->setMarks(targets);
-    shareWidthAmongLanguages();
 }
 
 /// Each picker has half of the width, or what it needs more as far as the other can spare it.

@@ -56,6 +56,7 @@ private:
     QLayout *buildHeader();
     QLayout *buildHotKeyRow();
     QLayout *buildLanguageControls();
+    QLayout *buildMarkedTitle(Picker &picker);
     QLayout *buildEngineControls();
     QLayout *buildActionControls();
     QLayout *buildStatusRow();
@@ -107,7 +108,7 @@ private:
     LimitedLabel *m_footerText;
     HotKeyRecorderView *m_hotKeyRecorder;
     KeyRepeats m_keyRepeats;
-    QList<QLabel *> m_captions;
+    QList<QWidget *> m_captions; ///< titles, and what stands beside them
 };
 
 } // namespace quillora

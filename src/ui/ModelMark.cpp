@@ -12,8 +12,7 @@ std::optional<Picker::Mark> modelMark(const ModelNeed &need) {
     case ModelNeed::Standing::missing:
         return Picker::Mark{u"arrow.down.circle"_qs, {}, u"Not installed: "_qs + standing};
     case ModelNeed::Standing::arriving:
-        return Picker::Mark{u"arrow.triangle.2.circlepath.circle"_qs,
-                            need.percent ? u"%1 %"_qs.arg(*need.percent) : QString(), standing};
+        return Picker::Mark{u"arrow.triangle.2.circlepath.circle"_qs, need.percent, standing};
     case ModelNeed::Standing::unserved:
         return Picker::Mark{u"slash.circle"_qs, {}, standing};
     }

@@ -10,7 +10,6 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QScrollBar>
-#include <QSignalBlocker>
 #include <QStandardItemModel>
 #include <QStyle>
 #include <QTextDocument>
@@ -29,8 +28,6 @@ constexpr int nameRole = Qt::UserRole + 1;
 constexpr int margin = 10;
 constexpr int chevronWidth = 8;
 constexpr int chevronGap = 6;
-constexpr int markSize = 14;
-constexpr int markGap = 6;
 
 /// Whoever types looks for a name: nobody types a flag.
 class OptionsModel : public QStandardItemModel {
@@ -88,6 +85,7 @@ Picker::Picker(const QString &title, const QList<Option> &options, QWidget *pare
     setAccessibleName(title);
     setAttribute(Qt::WA_Hover);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    connect(this, &QComboBox::currentIndexChanged, this, &Picker::showMark);
     connect(this, &QComboBox::activated, this,
             [this](int row) { Q_EMIT picked(itemData(row, idRole).toString()); });
 }
@@ -95,10 +93,7 @@ Picker::Picker(const QString &title, const QList<Option> &options, QWidget *pare
 void Picker::select(const QString &id) {
     if (currentData(idRole).toString() == id)
         return;
-    const QSignalBlocker blocker(this);
     setCurrentIndex(findData(id, idRole));
-    setAccessibleDescription(currentMark().help);
-    update();
 }
 
 void Picker::setMarks(const QHash<QString, Mark> &marks) {
@@ -134,17 +129,12 @@ void Picker::showMarks() {
         setItemData(row, mark.help, Qt::AccessibleDescriptionRole);
     }
     setIconSize({markSize, markSize});
-    setAccessibleDescription(currentMark().help);
-    update();
+    showMark();
 }
 
-Picker::Mark Picker::currentMark() const { return m_marks.value(currentData(idRole).toString()); }
-
-int Picker::markWidth() const {
-    const Mark mark = currentMark();
-    if (!mark.progress.isEmpty())
-        return markGap + fontMetrics().horizontalAdvance(mark.progress);
-    return mark.symbol.isEmpty() ? 0 : markGap + markSize;
+void Picker::showMark() {
+    setAccessibleDescription(mark().help);
+    Q_EMIT markChanged();
 }
 
 /// What the picker itself does not show: a name that is cut, what the mark means.
@@ -152,8 +142,8 @@ QString Picker::help() const {
     QStringList lines;
     if (width() < fullWidth())
         lines += currentText();
-    if (const QString mark = currentMark().help; !mark.isEmpty())
-        lines += mark;
+    if (const QString help = mark().help; !help.isEmpty())
+        lines += help;
     return lines.join(u'\n');
 }
 
@@ -219,7 +209,7 @@ QSize Picker::minimumSizeHint() const { return {60, sizeHint().height()}; }
 
 int Picker::fullWidth() const {
     const qreal text = QFontMetricsF(font(), this).horizontalAdvance(currentText());
-    return static_cast<int>(std::ceil(text)) + markWidth() + chevronGap + chevronWidth + 2 * margin;
+    return static_cast<int>(std::ceil(text)) + chevronGap + chevronWidth + 2 * margin;
 }
 
 /// Scrolling over a picker is no choice.
@@ -244,31 +234,7 @@ QRect Picker::contentRect() const { return rect().adjusted(margin, 0, -margin, 0
 QRect Picker::textRect() const {
     const QRect content = contentRect();
     return QStyle::alignedRect(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter,
-                               {content.width() - markWidth() - chevronWidth - chevronGap, height()},
-                               content);
-}
-
-/// Between the name and the chevron.
-QRect Picker::markRect() const {
-    const QRect content = contentRect();
-    const int width = std::max(0, markWidth() - markGap);
-    const int end = chevronWidth + chevronGap;
-    const bool isLeftToRight = layoutDirection() == Qt::LeftToRight;
-    const int left = isLeftToRight ? content.right() + 1 - end - width : content.left() + end;
-    return {left, 0, width, height()};
-}
-
-void Picker::paintMark(QPainter &painter) const {
-    const Mark mark = currentMark();
-    const QColor color = palette().color(QPalette::PlaceholderText);
-    if (!mark.progress.isEmpty()) {
-        painter.setPen(color);
-        painter.drawText(markRect(), Qt::AlignCenter | Qt::TextSingleLine, mark.progress);
-    } else if (!mark.symbol.isEmpty()) {
-        const QRect symbol =
-            QStyle::alignedRect(layoutDirection(), Qt::AlignCenter, {markSize, markSize}, markRect());
-        SymbolIcon::paint(painter, mark.symbol, symbol, color);
-    }
+                               {content.width() - chevronWidth - chevronGap, height()}, content);
 }
 
 void Picker::paintEvent(QPaintEvent *) {
@@ -293,7 +259,6 @@ void Picker::paintEvent(QPaintEvent *) {
                      static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft)) |
                          Qt::AlignVCenter | Qt::TextSingleLine,
                      fontMetrics().elidedText(currentText(), Qt::ElideRight, textRect().width()));
-    paintMark(painter);
     painter.setPen(
         QPen(colors.color(QPalette::PlaceholderText), 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     painter.drawPolyline(

@@ -22,12 +22,15 @@ public:
 
     /// Something to know about an option, beside its name.
     struct Mark {
-        QString symbol;   ///< empty for none
-        QString progress; ///< such as "42 %", in the place of the symbol where the option is chosen
-        QString help;     ///< the tool tip, and what assistive technology says of it
+        QString symbol;             ///< empty for none
+        std::optional<int> percent; ///< how far it is, which beside the title takes the symbol's place
+        QString help;               ///< the tool tip, and what assistive technology says of it
 
         bool operator==(const Mark &) const = default;
     };
+
+    /// An edge of a mark's symbol, in logical pixels.
+    static constexpr int markSize = 14;
 
     /// `title` is the accessible name.
     Picker(const QString &title, const QList<Option> &options, QWidget *parent = nullptr);
@@ -44,20 +47,26 @@ public:
     /// Chooses without `picked`; nothing is chosen if there is no such option.
     void select(const QString &id);
 
-    /// Marks the options of these identifiers, and no others.
+    /// Marks the options of these identifiers, and no others: in the list, and by `PickerMark`.
     void setMarks(const QHash<QString, Mark> &marks);
 
-    bool eventFilter(QObject *watched, QEvent *event) override;
-    void showPopup() override;
+    /// That of what is chosen; empty if it has none.
+    Mark mark() const { return m_marks.value(currentData(Qt::UserRole).toString()); }
+
     /// The width at which the name of what is chosen is not cut.
     int fullWidth() const;
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void showPopup() override;
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 Q_SIGNALS:
     /// The user chose an option, maybe the same again.
     void picked(const QString &id);
+
+    /// The mark of what is chosen may be another.
+    void markChanged();
 
 protected:
     void changeEvent(QEvent *event) override;
@@ -70,16 +79,13 @@ private:
     bool continuesName(const QKeyEvent &key) const;
     void choose(int row);
 
-    Mark currentMark() const;
+    void showMark();
     QIcon markIcon(const Mark &mark) const;
     void showMarks();
-    int markWidth() const;
     QString help() const;
 
     QRect contentRect() const;
     QRect textRect() const;
-    QRect markRect() const;
-    void paintMark(QPainter &painter) const;
 
     QHash<QString, Mark> m_marks;
 

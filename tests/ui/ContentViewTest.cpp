@@ -3,7 +3,7 @@
 #include "ui/PanelButton.h"
 #include "ui/PanelHarness.h"
 #include "ui/PanelPalette.h"
-#include "ui/Picker.h"
+#include "ui/PickerMark.h"
 #include "ui/SymbolView.h"
 #include "ui/TextPane.h"
 #include "ui/ToolTip.h"
@@ -571,6 +571,22 @@ private Q_SLOTS:
             const auto &picker = harness.find<Picker>(name);
             QVERIFY2(picker.width() >= picker.fullWidth(), qPrintable(picker.currentText()));
         }
+    }
+
+    void andSoTheyAreWithMarks() {
+        PanelHarness harness;
+        harness.panel->setFont(QFont(u"DejaVu Sans"_qs, 10)); // a wide one
+        harness.show();
+        harness.controller->setTargetLanguageIdentifier(u"ru"_qs);
+        const Picker::Mark arriving{u"arrow.triangle.2.circlepath.circle"_qs, 42, u"On its way, 42 %"_qs};
+        harness.panel->setLanguageMarks({{u"en-US"_qs, arriving}}, {{u"ru"_qs, arriving}});
+        QCoreApplication::processEvents();
+        for (const auto &name : {u"sourcePicker"_qs, u"targetPicker"_qs}) {
+            const auto &picker = harness.find<Picker>(name);
+            QVERIFY2(picker.width() >= picker.fullWidth(), qPrintable(picker.currentText()));
+        }
+        for (const auto *mark : harness.panel->findChildren<PickerMark *>())
+            QVERIFY(mark->isVisible() && mark->width() >= mark->sizeHint().width());
     }
 
     /// A part of a pixel too little, and the name is cut.

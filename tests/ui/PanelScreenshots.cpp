@@ -154,8 +154,7 @@ private:
     /// What is spoken is on its way, what it becomes is not there, and one that is not chosen never will be.
     static void mark(PanelHarness &harness) {
         const Picker::Mark missing{u"arrow.down.circle"_qs, {}, u"Not installed: 14 MB"_qs};
-        const Picker::Mark arriving{u"arrow.triangle.2.circlepath.circle"_qs, u"42 %"_qs,
-                                    u"On its way, 42 %"_qs};
+        const Picker::Mark arriving{u"arrow.triangle.2.circlepath.circle"_qs, 42, u"On its way, 42 %"_qs};
         const Picker::Mark unserved{u"slash.circle"_qs, {}, u"There is no model for this"_qs};
         harness.panel->setLanguageMarks(
             {{u"en-US"_qs, arriving}, {u"de-DE"_qs, missing}, {u"kk-KZ"_qs, unserved}},

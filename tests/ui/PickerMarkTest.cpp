@@ -1,7 +1,8 @@
+#include "ui/PickerMark.h"
 #include "ui/ModelMark.h"
-#include "ui/Picker.h"
 #include "ui/ToolTip.h"
 
+#include <QAbstractItemView>
 #include <QAccessible>
 #include <QTest>
 #include <QTextDocument>
@@ -13,7 +14,7 @@ using Standing = ModelNeed::Standing;
 namespace {
 
 const Mark missing{u"arrow.down.circle"_qs, {}, u"Not installed: 14 MB"_qs};
-const Mark arriving{u"arrow.triangle.2.circlepath.circle"_qs, u"42 %"_qs, u"On its way, 42 %"_qs};
+const Mark arriving{u"arrow.triangle.2.circlepath.circle"_qs, 42, u"On its way, 42 %"_qs};
 
 ModelNeed need(Standing standing) {
     ModelNeed need;
@@ -44,13 +45,10 @@ private Q_SLOTS:
         QCOMPARE(m_picker->itemText(0), u"🇪🇸 Spanish"_qs);
     }
 
-    void aMarkTakesRoomBesideTheName() {
-        const int unmarked = m_picker->fullWidth();
-        m_picker->setMarks({{u"ru"_qs, missing}});
-        const int symbol = m_picker->fullWidth();
+    void aMarkTakesNoRoomFromTheName() {
+        const QImage unmarked = m_picker->grab().toImage();
         m_picker->setMarks({{u"ru"_qs, arriving}});
-        QVERIFY(symbol > unmarked);
-        QVERIFY(m_picker->fullWidth() > symbol);
+        QCOMPARE(m_picker->grab().toImage(), unmarked);
     }
 
     void aMarkOfAnotherOptionIsSeenInTheListAlone() {
@@ -60,10 +58,40 @@ private Q_SLOTS:
         QVERIFY(!m_picker->itemIcon(0).isNull());
     }
 
-    void aMarkIsSeen() {
-        const QImage unmarked = m_picker->grab().toImage();
+    void besideTheTitleAMarkIsSeen() {
+        PickerMark beside(*m_picker);
+        QCOMPARE(beside.sizeHint().width(), 0);
+        beside.resize(20, 20);
+        const QImage nothing = beside.grab().toImage();
         m_picker->setMarks({{u"ru"_qs, missing}});
-        QVERIFY(m_picker->grab().toImage() != unmarked);
+        QCOMPARE(beside.sizeHint().width(), Picker::markSize);
+        const QImage symbol = beside.grab().toImage();
+        QVERIFY(symbol != nothing);
+        m_picker->setMarks({});
+        QCOMPARE(beside.sizeHint().width(), 0);
+        QCOMPARE(beside.grab().toImage(), nothing);
+    }
+
+    void besideTheTitleARingSaysHowFarItIs() {
+        PickerMark beside(*m_picker);
+        beside.resize(20, 20);
+        QList<QImage> seen;
+        for (const int percent : {0, 10, 50, 99}) {
+            Mark further = arriving;
+            further.percent = percent;
+            m_picker->setMarks({{u"ru"_qs, further}});
+            const QImage image = beside.grab().toImage();
+            QVERIFY(!seen.contains(image));
+            seen += image;
+        }
+    }
+
+    void besideTheTitleTheToolTipSaysWhatItMeansToo() {
+        PickerMark beside(*m_picker);
+        m_picker->setMarks({{u"ru"_qs, missing}});
+        QCOMPARE(beside.toolTip(), u"Not installed: 14 MB"_qs);
+        m_picker->select(u"es"_qs);
+        QCOMPARE(beside.toolTip(), QString());
     }
 
     void theListHasNoRoomForMarksWhereThereAreNone() {
@@ -96,6 +124,17 @@ private Q_SLOTS:
         m_picker->select(u"es"_qs);
         QCOMPARE(m_picker->accessibleDescription(), QString());
         QCOMPARE(toolTip(), QString());
+    }
+
+    void andWhatTheUserPicks() {
+        PickerMark beside(*m_picker);
+        m_picker->setMarks({{u"es"_qs, missing}});
+        m_picker->showPopup();
+        QTest::keyClicks(m_picker->view(), u"sp"_qs);
+        QTest::keyClick(m_picker->view(), Qt::Key_Return);
+        QCOMPARE(m_picker->currentText(), u"🇪🇸 Spanish"_qs);
+        QCOMPARE(m_picker->accessibleDescription(), u"Not installed: 14 MB"_qs);
+        QCOMPARE(beside.toolTip(), u"Not installed: 14 MB"_qs);
     }
 
     // Which mark a language has.
