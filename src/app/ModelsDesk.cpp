@@ -43,8 +43,12 @@ ModelsDesk::ModelsDesk(AppController &controller, Popover &popover, ContentView 
     onChange(&AppController::sourceLocaleIdentifierChanged, Choice::spokenLanguage);
     onChange(&AppController::targetLanguageIdentifierChanged, Choice::pair);
     onChange(&AppController::translationEngineIdentifierChanged, Choice::pair);
-    connect(&m_models, &Models::changed, this, &ModelsDesk::scheduleMarks);
-    connect(&m_models, &Models::chosen, this, &ModelsDesk::scheduleMarks);
+    const auto onModels = [this](auto changed) {
+        connect(&m_models, changed, this, &ModelsDesk::scheduleMarks);
+        connect(&m_models, changed, this, &ModelsDesk::endAnsweredQuestion);
+    };
+    onModels(&Models::changed);
+    onModels(&Models::chosen);
 }
 
 ModelsDesk::~ModelsDesk() {
@@ -97,6 +101,9 @@ void ModelsDesk::placeBesidePanel() {
 
 void ModelsDesk::present(const platform::DownloadQuestion &question,
                          const platform::ModelConsent::Reply &reply) {
+    m_asked = question.tasks;
+    if (isAnswered())
+        return reply(platform::DownloadAnswer::download);
     const QString text = downloadQuestionText(question, m_models, m_controller.spokenLanguageOptions());
     m_question = new DownloadQuestionWindow(text, reply);
     m_question->setAttribute(Qt::WA_DeleteOnClose);
@@ -110,6 +117,17 @@ void ModelsDesk::present(const platform::DownloadQuestion &question,
             m_question->move(m_popover.frameGeometry().center() - m_question->rect().center());
     }
     bringToFront(*m_question);
+}
+
+/// Whether the person has got it in the window for models meanwhile, or something else that does.
+bool ModelsDesk::isAnswered() const {
+    const auto standing = m_models.need(m_asked).standing;
+    return standing == ModelNeed::Standing::ready || standing == ModelNeed::Standing::arriving;
+}
+
+void ModelsDesk::endAnsweredQuestion() {
+    if (m_question && isAnswered())
+        m_question->agree();
 }
 
 void ModelsDesk::returnToPanel() {

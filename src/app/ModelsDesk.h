@@ -44,6 +44,8 @@ private:
     void makeWindow();
     void placeBesidePanel();
     void present(const platform::DownloadQuestion &question, const platform::ModelConsent::Reply &reply);
+    bool isAnswered() const;
+    void endAnsweredQuestion();
     void returnToPanel();
 
     enum class Choice { spokenLanguage, pair };
@@ -60,6 +62,7 @@ private:
     Models m_models;
     std::unique_ptr<ModelsWindow> m_window;      ///< once it was opened
     QPointer<DownloadQuestionWindow> m_question; ///< while one is asked; it deletes itself
+    QList<platform::ModelTask> m_asked;          ///< what the last question was for
     bool m_isSpokenLanguageChosen = false;       ///< and not asked for yet
     bool m_isPairChosen = false;                 ///< likewise
     bool m_areMarksScheduled = false;

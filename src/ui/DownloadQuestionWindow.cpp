@@ -49,7 +49,7 @@ DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform
     auto *notNow = new PanelButton(PanelButton::Look::bordered);
     notNow->setObjectName(u"notNowButton"_qs);
     notNow->setText(u"Not Now"_qs);
-    connect(m_download, &PanelButton::clicked, this, [this] { answer(DownloadAnswer::download); });
+    connect(m_download, &PanelButton::clicked, this, &DownloadQuestionWindow::agree);
     connect(notNow, &PanelButton::clicked, this, &QWidget::close);
 
     auto *models = new PanelButton(PanelButton::Look::bordered);
@@ -82,10 +82,10 @@ platform::ModelConsent::Reply DownloadQuestionWindow::takeReply() {
     return std::exchange(m_reply, [](DownloadAnswer) {});
 }
 
-void DownloadQuestionWindow::answer(DownloadAnswer answer) {
+void DownloadQuestionWindow::agree() {
     const auto reply = takeReply();
     close();
-    reply(answer);
+    reply(DownloadAnswer::download);
 }
 
 void DownloadQuestionWindow::closeEvent(QCloseEvent *event) {

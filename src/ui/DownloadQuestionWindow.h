@@ -19,6 +19,9 @@ public:
                            QWidget *parent = nullptr);
     ~DownloadQuestionWindow() override;
 
+    /// As the button does: he has agreed elsewhere.
+    void agree();
+
 Q_SIGNALS:
     /// The user wants to choose among models before.
     void modelsWanted();
@@ -30,7 +33,6 @@ protected:
 
 private:
     platform::ModelConsent::Reply takeReply();
-    void answer(platform::DownloadAnswer answer);
 
     platform::ModelConsent::Reply m_reply; ///< does nothing once it was taken
     PanelButton *m_download;               ///< owned by this widget

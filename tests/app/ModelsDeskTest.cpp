@@ -251,6 +251,63 @@ private Q_SLOTS:
         QVERIFY(desk().question());
     }
 
+    void aQuestionEndsOnceWhatItAsksForIsOnItsWay() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        m_platform->models.install(u"en-fr-tiny"_qs);
+        settle();
+        QVERIFY(!desk().question());
+        QVERIFY(m_platform->consent.declined.isEmpty());
+        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-fr-tiny"_qs});
+    }
+
+    void orIsThere() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        m_platform->models.place(u"en-fr-tiny"_qs, u"1"_qs);
+        settle();
+        QVERIFY(!desk().question());
+        QVERIFY(m_platform->consent.declined.isEmpty());
+        QVERIFY(m_platform->models.waiting().isEmpty());
+    }
+
+    void itStaysWhileAPartIsMissing() {
+        pastFirstStart();
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_platform->run();
+        m_platform->models.install(u"kroko-de"_qs);
+        m_platform->models.install(tiny);
+        settle();
+        QVERIFY(desk().question());
+        m_platform->models.install(u"de-en-tiny"_qs);
+        settle();
+        QVERIFY(!desk().question());
+    }
+
+    void anotherChoiceThatIsInstalledInTheWindowEndsItToo() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        answer("notNowButton");
+        chooseTarget(u"ru"_qs);
+        QVERIFY(desk().question());
+        m_platform->routes.choose(englishToRussian, u"en-ru-base"_qs);
+        m_platform->models.install(u"en-ru-base"_qs);
+        settle();
+        QVERIFY(!desk().question());
+        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-ru-base"_qs});
+    }
+
+    void aQuestionThatWaitedForAnotherIsNotShownOnceItIsAnswered() {
+        pastFirstStart();
+        chooseTarget(u"fr"_qs);
+        chooseTarget(u"de"_qs);
+        m_platform->models.place(u"en-de-tiny"_qs, u"1"_qs);
+        m_platform->run();
+        answer("notNowButton");
+        QVERIFY(!desk().question());
+        QCOMPARE(m_platform->consent.declined, QList{ModelTask::translating(u"en"_qs, u"fr"_qs)});
+    }
+
     void aModelWhoseSizeNobodyStatedIsAskedForAllTheSame() {
         auto model = translationModel(u"en-fr-tiny"_qs, u"en"_qs, u"fr"_qs, 0);
         model.downloadSize.reset();

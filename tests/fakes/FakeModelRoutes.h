@@ -17,6 +17,7 @@ public:
 
     /// From now on any of these models, which the store knows, does the task, the recommended one first.
     void offer(const platform::ModelTask &task, const QStringList &choices) {
+        m_offers.removeIf([&](const Offer &offer) { return offer.task == task; });
         m_offers.append({task, choices, {}});
     }
 

@@ -17,32 +17,41 @@ QString names(const ModelTask &task) {
 
 } // namespace
 
-MissingModels::MissingModels(ModelStore &store, ModelConsent &consent, MainQueue &mainQueue)
-    : m_store(store), m_consent(consent), m_mainQueue(mainQueue),
+MissingModels::MissingModels(ModelStore &store, const ModelRoutes &routes, ModelConsent &consent,
+                             MainQueue &mainQueue)
+    : m_store(store), m_routes(routes), m_consent(consent), m_mainQueue(mainQueue),
       m_observer(store.addObserver([this](const QString &) { tellWaiters(); })) {}
 
 MissingModels::~MissingModels() { m_store.removeObserver(m_observer); }
 
-QCoro::Task<> MissingModels::fetch(ModelTask task, QStringList models) {
-    QStringList wanted;
-    for (const QString &id : models) {
-        const ModelState state = m_store.state(id);
-        if (!state.isInstalled() && !state.progress)
-            wanted += id;
-    }
-    if (!wanted.isEmpty()) {
+QCoro::Task<> MissingModels::fetch(ModelTask task) {
+    if (const QStringList models = wanted(task); !models.isEmpty()) {
         const std::weak_ptr<void> life = m_life;
-        const DownloadAnswer given = co_await answer({{task}, wanted});
+        const DownloadAnswer given = co_await answer({{task}, models});
         if (life.expired())
             throw ContinuationDropped();
         if (given == DownloadAnswer::notNow)
             throw LocalizedError(
                 u"%1 needs a download that was not agreed to. Choose the languages again to be "
                 "asked again, or open Models in the tray menu."_qs.arg(names(task)));
-        for (const QString &id : wanted)
+        for (const QString &id : wanted(task)) // as it is now
             m_store.install(id);
     }
-    co_await arrival(std::move(task), std::move(models));
+    co_await arrival(std::move(task));
+}
+
+/// What is neither there nor on its way.
+QStringList MissingModels::wanted(const ModelTask &task) const {
+    const auto route = m_routes.route(task);
+    if (!route || route->isUsable)
+        return {};
+    QStringList wanted;
+    for (const QString &id : route->models) {
+        const ModelState state = m_store.state(id);
+        if (!state.isInstalled() && !state.progress)
+            wanted += id;
+    }
+    return wanted;
 }
 
 QCoro::Task<DownloadAnswer> MissingModels::answer(DownloadQuestion question) {
@@ -53,45 +62,40 @@ QCoro::Task<DownloadAnswer> MissingModels::answer(DownloadQuestion question) {
     co_return co_await answered;
 }
 
-QCoro::Task<> MissingModels::arrival(ModelTask task, QStringList models) {
+QCoro::Task<> MissingModels::arrival(ModelTask task) {
     Continuation<bool> continuation(m_mainQueue);
     const auto arrived = continuation.wait();
-    m_waiters.push_back({std::move(task), std::move(models), std::move(continuation)});
+    m_waiters.push_back({std::move(task), std::move(continuation)});
     tellWaiters();
     co_await arrived;
 }
 
-/// Why a model will not come by itself; empty if all of them will.
-QString MissingModels::obstacle(const Waiter &waiter) const {
-    const QString pair = names(waiter.task);
-    for (const QString &id : waiter.models) {
-        const ModelState state = m_store.state(id);
-        if (state.isInstalled() || state.progress)
-            continue;
-        if (state.isPaused)
-            return u"The download for %1 is paused. Go on with it under Models in the tray menu."_qs.arg(
-                pair);
-        if (!state.problem.isEmpty())
-            return u"The download for %1 failed: %2 Try again under Models in the tray menu."_qs.arg(
-                pair, state.problem);
-        return u"The download for %1 was cancelled. Translate again to be asked again, or open Models in the "
-               u"tray "
-               "menu."_qs.arg(pair);
-    }
-    return {};
+/// Why what the task lacks will not come by itself; empty if all of it will.
+QString MissingModels::obstacle(const ModelTask &task) const {
+    const QStringList models = wanted(task);
+    if (models.isEmpty())
+        return {};
+    const QString pair = names(task);
+    const ModelState state = m_store.state(models.first());
+    if (state.isPaused)
+        return u"The download for %1 is paused. Go on with it under Models in the tray menu."_qs.arg(pair);
+    if (!state.problem.isEmpty())
+        return u"The download for %1 failed: %2 Try again under Models in the tray menu."_qs.arg(
+            pair, state.problem);
+    return u"The download for %1 was cancelled. Translate again to be asked again, or open Models in the "
+           "tray menu."_qs.arg(pair);
 }
 
 void MissingModels::tellWaiters() {
     m_waiters.remove_if([this](const Waiter &waiter) {
-        const QString fault = obstacle(waiter);
-        const bool isComplete =
-            std::all_of(waiter.models.begin(), waiter.models.end(),
-                        [this](const QString &id) { return m_store.state(id).isInstalled(); });
+        const QString fault = obstacle(waiter.task);
+        const auto route = m_routes.route(waiter.task);
+        const bool isDone = !route || route->isUsable;
         if (!fault.isEmpty())
             waiter.continuation.fail(std::make_exception_ptr(LocalizedError(fault)));
-        else if (isComplete)
+        else if (isDone)
             waiter.continuation.resume(true);
-        return isComplete || !fault.isEmpty();
+        return isDone || !fault.isEmpty();
     });
 }
 

@@ -15,30 +15,32 @@ namespace quillora::platform {
 class MissingModels {
 public:
     /// All of them outlive us.
-    MissingModels(ModelStore &store, ModelConsent &consent, MainQueue &mainQueue);
+    MissingModels(ModelStore &store, const ModelRoutes &routes, ModelConsent &consent, MainQueue &mainQueue);
 
     /// Whoever waits gets an error.
     ~MissingModels();
     MissingModels(const MissingModels &) = delete;
     MissingModels &operator=(const MissingModels &) = delete;
 
-    /// Returns once all of them are installed. Nobody is asked for what is on its way already. Where they do
-    /// not come it throws a LocalizedError with the reason and with what can be done about it.
-    QCoro::Task<> fetch(ModelTask task, QStringList models);
+    /// Returns once the task can be done, be it by other models than those that were asked for: the person
+    /// may choose meanwhile. Nobody is asked for what is on its way already. Where they do not come it throws
+    /// a LocalizedError with the reason and with what can be done about it.
+    QCoro::Task<> fetch(ModelTask task);
 
 private:
     struct Waiter {
         ModelTask task;
-        QStringList models;
         Continuation<bool> continuation;
     };
 
     QCoro::Task<DownloadAnswer> answer(DownloadQuestion question);
-    QCoro::Task<> arrival(ModelTask task, QStringList models);
-    QString obstacle(const Waiter &waiter) const;
+    QCoro::Task<> arrival(ModelTask task);
+    QStringList wanted(const ModelTask &task) const;
+    QString obstacle(const ModelTask &task) const;
     void tellWaiters();
 
     ModelStore &m_store;
+    const ModelRoutes &m_routes;
     ModelConsent &m_consent;
     MainQueue &m_mainQueue;
     ModelStore::ObserverToken m_observer;

@@ -18,7 +18,7 @@ QCoro::Task<> load(QCoro::Task<NeuralModels::Translator> loading) {
 
 NeuralEngine::NeuralEngine(const ModelRoutes &routes, ModelStore &store, ModelConsent &consent,
                            MainQueue &mainQueue)
-    : m_parts(new Parts{routes, {store, consent, mainQueue}, {store, mainQueue}}) {}
+    : m_parts(new Parts{routes, {store, routes, consent, mainQueue}, {store, mainQueue}}) {}
 
 NeuralEngine::~NeuralEngine() = default;
 

@@ -12,7 +12,7 @@ NeuralTranslationSession::NeuralTranslationSession(ModelTask task, std::weak_ptr
 QCoro::Task<> NeuralTranslationSession::prepareTranslation() {
     auto route = parts()->routes.route(m_task);
     if (route && !route->isUsable) {
-        const auto arrival = parts()->missing.fetch(m_task, route->models);
+        const auto arrival = parts()->missing.fetch(m_task);
         co_await arrival;
         route = parts()->routes.route(m_task);
     }

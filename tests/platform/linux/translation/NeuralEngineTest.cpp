@@ -58,6 +58,7 @@ private Q_SLOTS:
 
     void whatIsMissingIsAskedForAndInstalled();
     void bothHalvesAreOneQuestionAndBothAreWaitedFor();
+    void whoAgreesGetsWhatHeChoseMeanwhile();
     void onlyWhatIsMissingIsAskedFor();
     void whatIsOnItsWayIsWaitedForWithoutAQuestion();
     void whatDoesNotComeIsNamedWithWhatToDo_data();
@@ -144,7 +145,7 @@ void NeuralEngineTest::cleanup() {
 void NeuralEngineTest::offer(const QString &id, const Dictionary &dictionary) {
     QDir().mkpath(m_folder->filePath(id));
     writePublishedModel(m_folder->filePath(id).toStdString(), dictionary);
-    const QString source = id.section(u'-', 0, 0), target = id.section(u'-', 1);
+    const QString source = id.section(u'-', 0, 0), target = id.section(u'-', 1, 1);
     m_store->offer(translationModel(id, source, target));
     m_routes->offer(ModelTask::translating(source, target), {id});
 }
@@ -198,6 +199,22 @@ void NeuralEngineTest::bothHalvesAreOneQuestionAndBothAreWaitedFor() {
     install(u"en-fr"_qs);
     QVERIFY(wait([&] { return outcome->isDone(); }));
     QCOMPARE(outcome->value(), u"merci"_qs);
+}
+
+void NeuralEngineTest::whoAgreesGetsWhatHeChoseMeanwhile() {
+    offer(u"de-en-base"_qs, {{"danke", "cheers"}});
+    m_routes->offer(ModelTask::translating(u"de"_qs, u"en"_qs), {u"de-en"_qs, u"de-en-base"_qs});
+    std::vector<FakeModelConsent::Reply> replies;
+    m_consent->setPresenter([&](const DownloadQuestion &, const auto &reply) { replies.push_back(reply); });
+    const auto outcome = Outcome<QString>::of(translated(session(u"de"_qs, u"en"_qs), u"danke"_qs));
+    m_routes->choose(ModelTask::translating(u"de"_qs, u"en"_qs), u"de-en-base"_qs);
+    m_store->install(u"de-en-base"_qs);
+    replies.front()(DownloadAnswer::download);
+    m_queue->run();
+    QCOMPARE(m_store->waiting(), QStringList{u"de-en-base"_qs});
+    install(u"de-en-base"_qs);
+    QVERIFY(wait([&] { return outcome->isDone(); }));
+    QCOMPARE(outcome->value(), u"cheers"_qs);
 }
 
 void NeuralEngineTest::onlyWhatIsMissingIsAskedFor() {
