@@ -206,8 +206,8 @@ qint64 ModelInstallation::spaceFor(const QList<ModelFile> &files) const {
 void ModelInstallation::requireSpace(qint64 bytes) const {
     const qint64 free = QStorageInfo(m_folders.own()).bytesAvailable();
     if (free < bytes)
-        throw ModelFault(
-            u"The model needs %1 on the disk, and %2 are free."_qs.arg(sizeText(bytes), sizeText(free)));
+        throw ModelFault(u"The model needs %1 on the disk, and %2 are free. Make room for it."_qs.arg(
+            sizeText(bytes), sizeText(free)));
 }
 
 void ModelInstallation::begin(ModelProgress::Step step) {

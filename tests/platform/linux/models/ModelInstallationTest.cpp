@@ -181,6 +181,7 @@ private Q_SLOTS:
         m_entry.files.first().size = qint64{1} << 49;
         const QString fault = install();
         QVERIFY2(fault.startsWith(u"The model needs 562.9 TB on the disk, and "), qPrintable(fault));
+        QVERIFY2(fault.endsWith(u" are free. Make room for it."), qPrintable(fault));
         QCOMPARE(m_server->http().connectionCount(), 0);
     }
 

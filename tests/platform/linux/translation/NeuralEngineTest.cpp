@@ -271,11 +271,18 @@ void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo_data() {
     row(
         "no space", DownloadAnswer::download,
         [](FakeModelStore &store) {
-            store.fail(u"The model needs 14 MB on the disk, and 2 MB are free."_qs);
+            store.fail(u"The model needs 14 MB on the disk, and 2 MB are free. Make room for it."_qs);
         },
         u"The download for German to English failed: The model needs 14 MB on the disk, and 2 MB are free. "
-        u"Try "
-        "again under Models in the tray menu."_qs);
+        u"Make room for it. Try again under Models in the tray menu."_qs);
+    row(
+        "offline", DownloadAnswer::download,
+        [](FakeModelStore &store) {
+            store.fail(u"Could not connect to publisher.example: there is no such host, or this computer is "
+                       u"offline."_qs);
+        },
+        u"The download for German to English failed: Could not connect to publisher.example: there is no "
+        u"such host, or this computer is offline. Try again under Models in the tray menu."_qs);
 }
 
 void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo() {
