@@ -62,7 +62,7 @@ WantedLanguages::WantedLanguages(Models &models, const QList<SpokenLanguageOptio
     auto *stack = new QVBoxLayout(this);
     stack->setContentsMargins(0, 0, 0, 0);
     stack->setSpacing(spacing);
-    stack->addWidget(m_title);
+    stack->addWidget(m_title, 0, Qt::AlignLeft); // or right, where one reads from there
     stack->addLayout(buildPickers());
     stack->addSpacing(2);
     stack->addLayout(buildPart(m_hearing, u"hearing"_qs));
@@ -91,7 +91,7 @@ QLayout *WantedLanguages::buildPickers() {
         caption->setForegroundRole(QPalette::PlaceholderText);
         caption->setBuddy(picker);
         m_captions += caption;
-        grid->addWidget(caption, 0, column);
+        grid->addWidget(caption, 0, column, Qt::AlignLeft);
         grid->addWidget(picker, 1, column);
         grid->setColumnStretch(column++, 1);
     }

@@ -10,7 +10,9 @@
 
 #include <QAccessible>
 #include <QCheckBox>
+#include <QLabel>
 #include <QLineEdit>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -513,6 +515,21 @@ private Q_SLOTS:
         ModelsHarness harness;
         QVERIFY(harness.window->sizeHint().height() + 37 <= 617); // with a title bar
         QVERIFY(harness.window->minimumSizeHint().height() <= harness.window->sizeHint().height());
+    }
+
+    void titlesBeginWhereOneReadsFrom() {
+        QApplication::setLayoutDirection(Qt::RightToLeft);
+        const auto restored = qScopeGuard([] { QApplication::setLayoutDirection(Qt::LeftToRight); });
+        ModelsHarness harness;
+        harness.show();
+        const auto &picker = harness.find<Picker>(u"wantedSource"_qs);
+        QStringList titles;
+        for (const auto *label : harness.find<QWidget>(u"wanted"_qs).findChildren<QLabel *>()) {
+            const bool isTitle = !qobject_cast<const LimitedLabel *>(label);
+            if (isTitle && label->geometry().right() == picker.geometry().right())
+                titles += label->text();
+        }
+        QCOMPARE(titles, (QStringList{u"Languages on this computer"_qs, u"Dictate in"_qs}));
     }
 
     void aLongNameLeavesRoomForWhatItTakes() {
