@@ -9,6 +9,7 @@ binds to the session bus of its process for good: `accessible.py` answers one re
     has_keyboard APPLICATION NAME   whether keys go to the widget of that name
     place APPLICATION NAME          where the middle of the widget of that name is on the screen: left and top
     description APPLICATION NAME    the description of the widget of that name, if that can be seen
+    controls APPLICATION WINDOW     roles and names of what can have the keyboard in the window of that name
     shows APPLICATION TEXT          whether something with that name or description can be seen, such as a label
 """
 
@@ -55,6 +56,10 @@ class ScreenReader:
     def description(self, application, name):
         """The description of a widget that can be seen, or None."""
         return self._ask("description", application, name)
+
+    def controls(self, application, window):
+        """Role and name of each thing in a window that can be seen and have the keyboard; None without a window."""
+        return self._ask("controls", application, window)
 
     def shows(self, application, text):
         """Whether something with that name or description can be seen; a label's name is its text."""
@@ -111,6 +116,15 @@ def _middle(atspi, node):
     return box.x + box.width // 2, box.y + box.height // 2
 
 
+def _controls(atspi, window):
+    found = []
+    for node in _walk(window):
+        can_have_keyboard = node.get_state_set().contains(atspi.StateType.FOCUSABLE)
+        if can_have_keyboard and _is_showing(atspi, node) and node.get_role_name() != "list item":
+            found.append((node.get_role_name(), node.get_name()))
+    return found
+
+
 def _press(node):
     return node.get_action_iface().do_action(0)
 
@@ -143,6 +157,10 @@ ANSWERS = {
     "description": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_name() == key and _is_showing(atspi, node),
         lambda node: node.get_description()),
+    "controls": lambda atspi, application, key: _find(
+        atspi, application, lambda node: node.get_parent().get_role_name() == "application"
+        and node.get_name() == key,
+        lambda node: _controls(atspi, node)),
     "shows": lambda atspi, application, key: _find(
         atspi, application, lambda node: key in (node.get_name(), node.get_description())
         and node.get_role_name() != "list item" and _is_showing(atspi, node), lambda _node: True),

@@ -231,14 +231,24 @@ class Person:
     def pick(self, picker, beginning):
         """Opens a picker of the open panel by its present value and types the beginning of another."""
         before = self._windows()
+        place = wait_for(f"the picker with {picker}", lambda: self.reader.place("Quillora", picker))
         self.click_on(picker)
         wait_for("the list", lambda: len(self._windows()) > len(before))
         self.desktop.run(["xdotool", "type", "--delay", "30", beginning])
         self.desktop.run(["xdotool", "key", "Return"])
-        wait_for(f"{beginning} in the picker", lambda: not self.reader.place("Quillora", picker))
+        wait_for(f"{beginning} in the picker", lambda: self.reader.place("Quillora", picker) != place)
 
     def _windows(self):
         return self.desktop.run(["xdotool", "search", "--onlyvisible", "--class", "^Quillora$"]).split()
+
+    def tray_icon(self):
+        """The middle of it, left and top; None if it is not there yet."""
+        for window in self._windows():
+            shape = self.desktop.run(["xdotool", "getwindowgeometry", "--shell", window.decode()]).decode()
+            left, top, width, height = (int(number) for number in re.findall(r"^(?:X|Y|WIDTH|HEIGHT)=(\d+)", shape, re.M))
+            if 16 <= width < 64:
+                return left + width // 2, top + height // 2
+        return None
 
     def shows(self, text):
         """Whether that can be read in one of its windows."""

@@ -87,6 +87,13 @@ class Publisher:
                              "publisher": PUBLISHER, "score": {"value": 100, "measure": "Words", "source": PUBLISHER},
                              "files": described, "downloadSize": sum(file["size"] for file in described), **fields})
 
+    def exaggerate(self, identifier, size):
+        """The catalog says of each of the model's files that it has so many bytes."""
+        for model in self._models:
+            if model["id"] == identifier:
+                for file in model["files"]:
+                    file["size"] = size
+
     def write_catalog(self):
         """As the desktop's person would, who has heard of the publisher."""
         folder = os.path.join(self._desktop.environment["XDG_CONFIG_HOME"], "Quillora")

@@ -2,17 +2,21 @@
 """How models come to a computer that has none, with mouse and keys, and what a person reads meanwhile. The path of the
 program is the first argument."""
 
+import os
+import re
 import unittest
 
 from desktop_case import PROGRAM  # first: it finds the others
 from panel_case import PanelCase
 
-from dictation import recordings
+from dictation import recordings, write_settings
 from model_publisher import Publisher
 from virtual_desktop import wait_for
 
 QUESTION = "Download what translating English to Russian takes? 226 kB from the demonstration, kept on this computer."
 ROW = "English to Russian, words-en-ru"
+GERMAN_ROW = "German, tones-de"
+PICTURES = os.path.join(os.path.dirname(PROGRAM), "..", "screenshots")
 
 
 class ModelsCase(PanelCase):
@@ -31,6 +35,15 @@ class ModelsCase(PanelCase):
     def wait_for_no_question(self):
         wait_for("the question's end", lambda: self.person.question() is None)
 
+    def look_for(self, kind, words):
+        """In the window for models, which is in front."""
+        wait_for("the window", lambda: self.person.reader.place("Quillora", "Search languages and models"))
+        self.person.reader.press("Quillora", kind)
+        self.enter("Search languages and models", words)
+
+    def take_picture(self, name):
+        self.desktop.screenshot(os.path.join(PICTURES, f"models-desktop-{name}.png"))
+
     def starts(self):
         """Where the requests for the model's largest file began."""
         return [begin for path, begin in self.publisher.requests if path.endswith("model.bin")]
@@ -39,26 +52,52 @@ class ModelsCase(PanelCase):
 class FirstWindowTest(ModelsCase):
     def start_quillora(self):
         """Not yet: the first opening of the panel is looked at."""
+        self.clicks = 0
         self.person.launch()
 
-    def test_one_click_in_the_first_window_brings_a_translation_to_the_editor(self):
+    def click(self, name):
+        self.clicks += 1
+        super().click(name)
+
+    def click_at(self, left, top):
+        self.clicks += 1
+        self.desktop.run(["xdotool", "mousemove", str(left), str(top), "click", "1"])
+
+    def test_three_clicks_lead_from_a_fresh_start_to_a_dictation_in_another_language(self):
         self.publisher.hold()
-        self.person.open_panel()
+        self.click_at(*wait_for("the tray icon", self.person.tray_icon))
         self.wait_to_read("Languages on this computer", "Translate English to Russian", "226 kB",
                           "Kept on this computer.", "Not installed: 226 kB")
         self.assertEqual(self.starts(), [])
+        self.hear_every_control()
+        self.take_picture("fresh-start")
 
         self.click("Install, 226 kB")
         self.wait_to_read("On its way, 50 %", "On its way. You may close this window.")
         self.assertIsNone(self.person.question())
+        self.take_picture("on-its-way")
 
         self.publisher.let_go()
         self.wait_to_read("Everything for this is here.")
-        self.person.close_panel()
-        self.person.focus_editor()
+        self.click_at(1150, 400)  # the part of the editor that the windows leave free
         after, _ = self.person.speak(recordings()[1])
         self.assertEqual(after, self.words.translate(self.person.transcript()))
         self.assertIn("молодым человеком", after)
+        self.assertEqual(self.clicks, 3)
+        self.take_picture("in-use")
+
+    def hear_every_control(self):
+        """As a screen reader comes by them."""
+        controls = self.person.reader.controls("Quillora", "Models")
+        self.assertEqual(controls[:9], [
+            ["combo box", "🇺🇸 English (United States)"], ["combo box", "🇷🇺 Russian"],
+            ["check box", "Dictate in English (United States)"], ["check box", "Translate English to Russian"],
+            ["push button", "Install, 226 kB"],
+            ["page tab list", "Speech"], ["page tab", "Speech"], ["page tab", "Translation"],
+            ["text", "Search languages and models"]])
+        self.assertGreater(len(controls), 40)
+        for role, name in controls[9:]:
+            self.assertRegex(f"{role}: {name}", r"^push button: (Install \w+, .+|\d+ other choices? for \w+)$")
 
 
 class DownloadTest(ModelsCase):
@@ -81,12 +120,13 @@ class DownloadTest(ModelsCase):
             "Translation setup failed: English to Russian needs a download that was not agreed to. Choose the languages "
             "again to be asked again, or open Models in the tray menu.", seconds=60)
         self.assertIsNone(self.person.question())
+        self.take_picture("declined")
 
     def agree_once_the_language_is_chosen_again(self):
         self.choose_russian()
         self.wait_for_question()
         self.click("Models…")
-        self.look_for_russian()
+        self.look_for("Translation", "English to Russian")
         self.wait_to_read("226 kB")
         self.assertEqual(self.starts(), [])
         self.click("Download")
@@ -111,8 +151,9 @@ class DownloadTest(ModelsCase):
         self.choose_russian()
         self.wait_for_question()
         self.click("Models…")
-        self.look_for_russian()
+        self.look_for("Translation", "English to Russian")
         self.wait_to_read("Paused")
+        self.take_picture("started-again")
         self.assertEqual(self.starts(), [0, 0])
         self.click(f"Resume {ROW}")
         self.wait_to_read("Everything for this is here.")
@@ -125,23 +166,131 @@ class DownloadTest(ModelsCase):
         self.person.pick("🇷🇺 Russian", "Spanish")
         self.person.pick("🇪🇸 Spanish", "Russian")
 
-    def look_for_russian(self):
-        wait_for("the window", lambda: self.person.reader.place("Quillora", "Search languages and models"))
-        self.person.reader.press("Quillora", "Translation")
-        self.click("Search languages and models")
-        self.desktop.run(["xdotool", "type", "English to Russian"])
+
+class WhileDictatingTest(ModelsCase):
+    """What a download and a dictation do to one another."""
+
+    def arrange(self):
+        super().arrange()
+        self.publisher.offer_tones(PROGRAM)
+        self.publisher.write_catalog()
+        write_settings(self.desktop, targetLanguageIdentifier="es")
+
+    def start_quillora(self):
+        """With the window for models, which opens beside the first panel."""
+        self.person.launch()
+        self.person.open_panel()
+
+    def test_a_download_and_a_dictation_leave_one_another_alone(self):
+        self.publisher.hold()
+        self.look_for("Translation", "English to Russian")
+        self.click(f"Install {ROW}")
+        self.wait_to_read(f"Pause {ROW}")
+        self.dictate_in_another_language()
+        self.pause_what_somebody_waits_for()
+        self.let_it_arrive_during_a_dictation()
+        self.remove_it_during_a_dictation()
+        self.dictate_in_a_language_that_is_on_its_way()
+
+    def dictate_in_another_language(self):
+        self.person.focus_editor()
+        after, _ = self.person.speak(recordings()[1])
+        self.person.wait_for_status("Inserted translation.")
+        self.assertEqual(after, self.person.translation())
+        self.assertTrue(self.person.shows(f"Pause {ROW}"))
+
+    def pause_what_somebody_waits_for(self):
+        self.person.open_panel()
+        self.person.pick("🇪🇸 Spanish", "Russian")
+        self.person.click("Prepare translation models")
+        self.person.wait_for_status("Preparing translation models...")
+        self.person.click(f"Pause {ROW}")
+        self.person.wait_for_status("Translation setup failed: The download for English to Russian is paused. Go on "
+                                    "with it under Models in the tray menu.")
+        self.assertIsNone(self.person.question())
+        self.wait_to_read("Paused")
+        self.take_picture("paused")
+        self.person.click(f"Resume {ROW}")
+        self.wait_to_read(f"Pause {ROW}")
+
+    def let_it_arrive_during_a_dictation(self):
+        self.person.focus_editor()
+        before = self.person.editor_text()
+        with self.person.holding_the_hotkey():
+            self.person.say(recordings()[1])
+            self.publisher.let_go()
+            self.wait_to_read("Installed, in use")
+            self.assertEqual(self.person.status(), "Listening...")
+        self.person.wait_for_status("Inserted translation.")
+        self.assertEqual(self.person.editor_text(), before + self.words.translate(self.person.transcript()))
+
+    def remove_it_during_a_dictation(self):
+        """It is asked for again, and what was said is not lost."""
+        with self.person.holding_the_hotkey():
+            self.person.say(recordings()[1])
+            self.person.click(f"Remove {ROW}")
+            self.wait_to_read(f"Install {ROW}")
+        self.wait_for_question()
+        self.take_picture("removed")
+        self.click("Not Now")
+        self.person.wait_for_status(
+            "Translation failed: English to Russian needs a download that was not agreed to. Choose the languages "
+            "again to be asked again, or open Models in the tray menu.")
+        self.assertIn("young man", self.person.transcript())
+
+    def dictate_in_a_language_that_is_on_its_way(self):
+        self.publisher.hold()
+        self.person.open_panel()
+        self.person.pick("🇺🇸 English (United States)", "German")
+        wait_for("one question", lambda: (self.person.question() or "").startswith(
+            "Download what dictating in German (Germany) and translating German to Russian, by way of English, take? "))
+        self.click("Models…")
+        self.look_for("Speech", "tones")
+        self.click(f"Install {GERMAN_ROW}")
+        self.wait_to_read(f"Pause {GERMAN_ROW}")
+        self.click("Not Now")
+        self.person.focus_editor()
+        with self.person.holding_the_hotkey():
+            self.person.wait_for_status("Speech failed: Speech recognizer is unavailable for de-DE.")
+        self.person.open_panel()
+        wait_for("how far it is", lambda: (self.person.reader.description("Quillora", "🇩🇪 German (Germany)") or "")
+                 .startswith("On its way, "))
+        self.take_picture("another-language")
 
 
-class UnreachablePublisherTest(ModelsCase):
-    def test_what_cannot_be_reached_is_named(self):
-        self.publisher.close()
+class WhatCannotBeHadTest(ModelsCase):
+    def arrange(self):
+        super().arrange()
+        self.publisher.offer("huge", "translation", ["en", "de"], "neural", {"model.bin": __file__}, downloadSize=226000)
+        self.publisher.exaggerate("huge", 1 << 49)
+        self.publisher.write_catalog()
+        write_settings(self.desktop, targetLanguageIdentifier="de")
+
+    def test_what_cannot_be_had_is_named(self):
+        self.ask_for_more_than_there_is_room_for()
+        self.ask_a_publisher_who_is_away()
+
+    def ask_for_more_than_there_is_room_for(self):
         self.person.open_panel()
         self.person.click("Prepare translation models")
+        wait_for("the question", lambda: self.person.question() == QUESTION.replace("Russian", "German"))
+        self.click("Download")
+        wait_for("the lack of room", lambda: re.fullmatch(
+            r"Translation setup failed: The download for English to German failed: The model needs 562\.9 TB on the "
+            r"disk, and [0-9.]+ [kMGT]B are free\. Make room for it\. Try again under Models in the tray menu\.",
+            self.person.status()))
+        self.take_picture("no-room")
+
+    def ask_a_publisher_who_is_away(self):
+        self.publisher.close()
+        self.person.pick("🇩🇪 German", "Russian")
         self.wait_for_question()
         self.click("Download")
+        self.person.click("Prepare translation models")  # which joins the download
         self.person.wait_for_status(
             "Translation setup failed: The download for English to Russian failed: Could not connect to 127.0.0.1: "
             "connection refused. Try again under Models in the tray menu.", seconds=60)
+        self.take_picture("away")
 
 
 if __name__ == "__main__":
