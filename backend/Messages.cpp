@@ -32,6 +32,8 @@ std::string_view reasonPhrase(unsigned status) {
         return "Too Many Requests";
     case 431:
         return "Request Header Fields Too Large";
+    case 499:
+        return "Client Closed Request";
     case 500:
         return "Internal Server Error";
     case 502:

@@ -2,6 +2,8 @@
 
 #include "backend/Log.h"
 
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
@@ -39,6 +41,7 @@ constexpr auto longestStop = 45s;
 constexpr auto longestArrival = 2s;
 constexpr auto pauseWithoutDescriptors = 100ms;
 constexpr auto freshness = 250ms;
+constexpr auto betweenLooksForLeavers = 250ms;
 constexpr std::size_t descriptorsBesides = 64;
 
 using Parser = http::request_parser<http::string_body>;
@@ -87,6 +90,7 @@ struct Server::Session {
     bool isAnswering = false;
     bool isIdle = true; ///< not a byte of the next request has come
     bool hasServed = false;
+    asio::cancellation_signal departure; ///< ends what is being done for the client
 
     asio::awaitable<error_code> receive(Parser &parser, steady_clock::duration patience);
 };
@@ -122,6 +126,7 @@ std::string Server::url() const {
 bool Server::run() {
     asio::co_spawn(m_context, listenToSignals(), asio::detached);
     asio::co_spawn(m_context, keepFresh(), asio::detached);
+    asio::co_spawn(m_context, watchForLeavers(), asio::detached);
     m_context.run();
     return m_sessions.empty();
 }
@@ -242,7 +247,9 @@ asio::awaitable<bool> Server::serveNext(Session &session) {
         reply = m_service.answerToGarbage(status, sentence);
     } else {
         isLast = !parser.keep_alive();
-        reply = co_await m_service.answer(requestFrom(parser.release()));
+        reply = co_await asio::co_spawn(
+            m_context, m_service.answer(requestFrom(parser.release())),
+            asio::bind_cancellation_slot(session.departure.slot(), asio::use_awaitable));
     }
     isLast |= m_isStopping;
     stream.expireAt(steady_clock::now() + longestReply);
@@ -293,6 +300,19 @@ asio::awaitable<void> Server::keepFresh() {
     m_clock.expires_after(longestStop);
     co_await m_clock.async_wait(asio::use_awaitable);
     m_context.stop();
+}
+
+/// Looked for from time to time: who has sent more than is read yet would hide his end from who waits for it.
+asio::awaitable<void> Server::watchForLeavers() {
+    asio::steady_timer clock(m_context);
+    for (;;) {
+        clock.expires_after(betweenLooksForLeavers);
+        co_await clock.async_wait(asio::use_awaitable);
+        for (const auto &session : m_sessions) {
+            if (session->isAnswering && session->stream->isLeft())
+                session->departure.emit(asio::cancellation_type::terminal);
+        }
+    }
 }
 
 void Server::loadCertificate() {

@@ -40,6 +40,7 @@ private:
     boost::asio::awaitable<bool> serveNext(Session &session);
     boost::asio::awaitable<void> listenToSignals();
     boost::asio::awaitable<void> keepFresh();
+    boost::asio::awaitable<void> watchForLeavers();
     void welcome(boost::asio::ip::tcp::socket socket);
     void makeRoom();
     void loadCertificate();

@@ -7,6 +7,7 @@
 #include "backend/Refusal.h"
 #include "backend/Text.h"
 
+#include <boost/asio/this_coro.hpp>
 #include <boost/json.hpp>
 
 #include <algorithm>
@@ -95,6 +96,11 @@ asio::awaitable<Reply> Service::answer(Request request) {
     } catch (const std::exception &) {
         account.reason = "internal";
         reply = refusal(500, "The translation backend failed. Try again.");
+    }
+    const auto cancellation = co_await asio::this_coro::cancellation_state;
+    if (cancellation.cancelled() != asio::cancellation_type::none) {
+        account.reason = "left";
+        reply = refusal(499, "The request was taken back.");
     }
     record(request, reply, account);
     co_return reply;

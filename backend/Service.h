@@ -24,7 +24,8 @@ class Service {
 public:
     Service(const boost::asio::any_io_executor &executor, const Configuration &configuration);
 
-    /// Never throws. A line of the log tells of it.
+    /// Never throws. A line of the log tells of it. Cancelled, it gives up whatever it is doing, the question
+    /// to the model too.
     boost::asio::awaitable<Reply> answer(Request request);
 
     /// The answer to what is no request at all.

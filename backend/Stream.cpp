@@ -152,6 +152,11 @@ bool Stream::isFresh() {
     return poll(&descriptor, 1, 0) == 0;
 }
 
+bool Stream::isLeft() {
+    pollfd descriptor{.fd = m_socket.native_handle(), .events = POLLRDHUP, .revents = 0};
+    return poll(&descriptor, 1, 0) > 0;
+}
+
 std::shared_ptr<ssl::context> serverContext(const std::string &certificateFile,
                                             const std::string &privateKeyFile) {
     auto context = newContext(ssl::context::tls_server);

@@ -58,6 +58,9 @@ public:
     /// Whether it is open, with nothing to read and not left by the other end.
     bool isFresh();
 
+    /// Whether the other end will send nothing more, whatever is still to be read.
+    bool isLeft();
+
 private:
     void wake();
 

@@ -45,12 +45,14 @@ asio::awaitable<Turnstile::Turn> Turnstile::enter(std::chrono::steady_clock::tim
     if (!waiter->isLetThrough) {
         m_waiters.erase(place);
         tell();
+        if (ended)
+            throw boost::system::system_error(ended);
         throw busy();
     }
     co_return Turn(*this);
 }
 
-void Turnstile::leave() noexcept {
+void Turnstile::leave() noexcept { // NOLINT(bugprone-exception-escape): to cancel a timer cannot fail
     if (m_waiters.empty()) {
         --m_running;
     } else {

@@ -35,7 +35,8 @@ public:
     Turnstile(boost::asio::any_io_executor executor, std::size_t runningLimit, std::size_t waitingLimit,
               Metrics &metrics);
 
-    /// Throws a Refusal if nobody may wait any more, or the turn has not come by then.
+    /// Throws a Refusal if nobody may wait any more, or the turn has not come by then. Who is cancelled
+    /// leaves the queue.
     boost::asio::awaitable<Turn> enter(std::chrono::steady_clock::time_point deadline);
 
 private:

@@ -2,9 +2,11 @@
 
 #include "backend/Refusal.h"
 
+#include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
+#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
@@ -133,10 +135,14 @@ asio::awaitable<std::string> Upstream::ask(std::string question, TimePoint deadl
 }
 
 asio::awaitable<Upstream::Outcome> Upstream::attempt(const std::string &request, TimePoint deadline) {
+    const auto cancellation = co_await asio::this_coro::cancellation_state;
+    const auto isCancelled = [&] { return cancellation.cancelled() != asio::cancellation_type::none; };
     std::shared_ptr<Stream> stream;
     try {
         stream = co_await connection(deadline);
     } catch (const boost::system::system_error &error) {
+        if (isCancelled())
+            throw;
         m_search.reset();
         if (error.code() == asio::error::connection_refused)
             co_return Outcome(unreachable(), 0ms);
@@ -152,6 +158,8 @@ asio::awaitable<Upstream::Outcome> Upstream::attempt(const std::string &request,
             pause = std::max(*answer.retryAfter, std::chrono::seconds(1));
         co_return Outcome(refusalFor(answer.status, answer.retryAfter), pause);
     } catch (const boost::system::system_error &) {
+        if (isCancelled())
+            throw;
         co_return Outcome(stream->hasExpired() ? slow() : brokenOff());
     }
 }
@@ -255,6 +263,8 @@ asio::awaitable<bool> Upstream::answers() {
     if (steady_clock::now() - m_lastLook < looksStay)
         co_return m_didAnswer;
     m_lastLook = steady_clock::now();
+    // What it finds is for whoever asks next too.
+    co_await asio::this_coro::reset_cancellation_state(asio::disable_cancellation());
     bool didAnswer = false;
     try {
         auto stream = co_await connection(m_lastLook + longestConnect);

@@ -22,7 +22,8 @@ public:
     ~Upstream();
 
     /// What it answers with status 200 to a question. Asks again only where it is certain that nothing was
-    /// done, and there is time. Throws a Refusal.
+    /// done, and there is time. Throws a Refusal. Cancelled, it closes the connection, by which the model's
+    /// server learns that nobody waits.
     boost::asio::awaitable<std::string> ask(std::string question,
                                             std::chrono::steady_clock::time_point deadline);
 

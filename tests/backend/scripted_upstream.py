@@ -9,6 +9,7 @@ import difflib
 import json
 import os
 import re
+import select
 import socket
 import sys
 import threading
@@ -23,11 +24,18 @@ class Question:
     def __init__(self, handler, body):
         self.path = handler.path
         self.peer = handler.client_address
+        self._connection = handler.connection
         self.headers = handler.headers
         self.body = json.loads(body)
         self.system, self.user = (message["content"] for message in self.body["messages"])
         self.roles = [message["role"] for message in self.body["messages"]]
         self.source, self.mark, self.text = DATA.match(self.user).groups()
+
+    def is_taken_back(self):
+        """Whether who asked has hung up before the answer."""
+        poll = select.poll()
+        poll.register(self._connection, select.POLLIN)
+        return bool(poll.poll(0))
 
 
 def completion(content, finish_reason="stop", **message):
@@ -51,6 +59,8 @@ class _Handler(BaseHTTPRequestHandler):
     disable_nagle_algorithm = True
 
     def do_GET(self):
+        with self.server.upstream.lock:
+            self.server.upstream.looks += 1
         self._send(self.server.upstream.on_look())
 
     def do_POST(self):
@@ -96,6 +106,7 @@ class ScriptedUpstream:
     def __init__(self, on_question=None, tls=None):
         self.lock = threading.Lock()
         self.questions = []
+        self.looks = 0
         self.on_question = on_question or (lambda question: Answer(completion("Сәлем")))
         self.on_look = lambda: Answer(b"{}", 405)
         self._server = _Server(("127.0.0.1", 0), _Handler)

@@ -283,16 +283,6 @@ class HttpTest(BackendCase):
         self.assertEqual(self.backend.translate("still there").translation, "still there")
         self.assertLess(self.backend.memory_kilobytes() - before, 20_000)
 
-    def test_one_who_leaves_before_the_answer_harms_nobody(self):
-        with Held(self.upstream) as held:
-            for _ in range(20):
-                with RawConnection(self.backend) as raw:
-                    raw.send(request())
-            wait_for("the questions", lambda: len(self.upstream.questions) == 20)
-            held.let_go()
-        wait_for("their end", lambda: self.backend.metric('quillora_queue{state="running"}') == 0)
-        self.assertEqual(self.backend.translate("hello").translation, "hello")
-
     def test_idle_connections_make_way_for_new_ones(self):
         backend = self.start(server={"connections": 50})
         idle = [self.enterContext(RawConnection(backend)) for _ in range(80)]
@@ -323,6 +313,109 @@ class HttpTest(BackendCase):
             for number, connection in enumerate(waiting):
                 status, body = connection.reply()
                 self.assertEqual((status, body.decode()), (200, f'{{"translation":"text {number}"}}'))
+
+
+class LeavingTest(BackendCase):
+    """Clients that hang up before the answer."""
+
+    def question_of(self, client, data=None):
+        """What the model is asked once that client has sent this."""
+        before = len(self.upstream.questions)
+        client.send(data or request())
+        wait_for("the question", lambda: len(self.upstream.questions) > before)
+        return self.upstream.questions[before]
+
+    def requests_logged(self, backend):
+        return [(line["status"], line["reason"]) for line in backend.log() if line["event"] == "request"]
+
+    def wait_until_given_up(self, backend, count=1):
+        """Until it has noticed that so many have left."""
+        wait_for("the end of their requests", lambda: self.requests_logged(backend) == [(499, "left")] * count)
+
+    def test_who_leaves_takes_the_question_back(self):
+        backend = self.start()
+        with Held(self.upstream):
+            for name, data in (("one request", request()), ("more behind it", request() + b"POST /v1/tra")):
+                with self.subTest(name), RawConnection(backend) as client:
+                    question = self.question_of(client, data)
+                    self.assertFalse(question.is_taken_back())
+                    client.socket.close()
+                    wait_for("the hang-up", question.is_taken_back)
+            self.wait_until_given_up(backend, 2)
+        self.assertEqual(backend.metric('quillora_queue{state="running"}'), 0)
+        self.assertEqual(backend.metric('quillora_requests_total{status="499"}'), 2)
+        self.assertEqual(backend.metric("quillora_upstream_seconds_count"), 0)
+
+    def test_who_stays_is_answered_when_others_leave(self):
+        backend = self.start()
+        with Held(self.upstream) as held, RawConnection(backend) as one_who_stays:
+            self.question_of(one_who_stays, request("still there"))
+            leavers = [self.enterContext(RawConnection(backend)) for _ in range(20)]
+            for leaver in leavers:
+                self.question_of(leaver)
+            for leaver in leavers:
+                leaver.socket.close()
+            self.wait_until_given_up(backend, 20)
+            held.let_go()
+            status, body = one_who_stays.reply()
+        self.assertEqual((status, body), (200, b'{"translation":"still there"}'))
+
+    def test_who_leaves_the_queue_is_asked_about_no_more(self):
+        backend = self.start(upstream={"at_once": 1}, limits={"waiting": 1})
+        with Held(self.upstream) as held, RawConnection(backend) as first:
+            self.question_of(first, request("first"))
+            for _ in range(2):  # whose place is free for the next
+                with RawConnection(backend) as waiting:
+                    waiting.send(request("nobody waits for this"))
+                    wait_for("its place", lambda: backend.metric('quillora_queue{state="waiting"}') == 1)
+                wait_for("its leaving", lambda: backend.metric('quillora_queue{state="waiting"}') == 0)
+            held.let_go()
+            self.assertEqual(first.reply()[0], 200)
+        self.assertEqual(backend.translate("next").translation, "next")
+        self.assertEqual([question.text for question in self.upstream.questions], ["first", "next"])
+        self.assertEqual(backend.metric('quillora_limits_hit_total{limit="queue"}'), 0)
+
+    def test_who_leaves_is_not_asked_about_again(self):
+        backend = self.start()
+        self.upstream.on_question = lambda question: Answer(b"{}", 429, {"Retry-After": "30"})
+        with RawConnection(backend) as client:
+            self.question_of(client)
+        self.wait_until_given_up(backend)
+        self.assertEqual(len(self.upstream.questions), 1)
+
+    def test_who_leaves_by_tls_takes_the_question_back_too(self):
+        folder = self.path("authority")
+        os.mkdir(folder)
+        authority = Authority(folder)
+        certificate, key = authority.issue("first")
+        backend = self.start(server={"certificate": certificate, "private_key": key})
+        with Held(self.upstream), RawConnection(backend) as client:
+            client.socket = authority.trust().wrap_socket(client.socket, server_hostname="127.0.0.1")
+            question = self.question_of(client)
+            client.socket.close()
+            wait_for("the hang-up", question.is_taken_back)
+
+    def test_a_watcher_that_leaves_makes_nothing_unready(self):
+        backend = self.start()
+        looks_are_answered = threading.Event()
+        self.addCleanup(looks_are_answered.set)
+
+        def on_look():
+            looks_are_answered.wait(60)
+            return Answer(b"{}", 405)
+
+        self.upstream.on_look = on_look
+        with RawConnection(backend) as watcher:
+            watcher.send(b"GET /readyz HTTP/1.1\r\nHost: localhost\r\n\r\n")
+            wait_for("the look", lambda: self.upstream.looks == 1)
+        with Held(self.upstream), RawConnection(backend) as client:
+            self.question_of(client)
+            client.socket.close()
+            wait_for("its end", lambda: (499, "left") in self.requests_logged(backend))
+        # Whoever noticed that has noticed the watcher's leaving.
+        looks_are_answered.set()
+        wait_for("the watcher's end", lambda: backend.metric("quillora_connections") == 1)
+        self.assertEqual([line["path"] for line in backend.log() if line["event"] == "request"], ["/v1/translate"])
 
 
 def hostile(chance):

@@ -11,8 +11,8 @@ import unittest
 
 import yaml
 
-from backend_case import (OWN_HOST, PROGRAM, Backend, BackendCase, free_address,  # first: it finds the others
-                          listens_at, port_of)
+from backend_case import (HEADERS, OWN_HOST, PROGRAM, Backend, BackendCase, free_address,  # first: it finds the others
+                          listens_at, port_of, request_body)
 import scripted_upstream
 from virtual_desktop import first_line, wait_for
 
@@ -129,6 +129,16 @@ class ComposeTest(BackendCase):
             self.start_redis()  # with the file that outlived it
         self.assertEqual(self.under_load(restart_redis), [])
         self.assertEqual(self.team.translate("hello", token="unknown").status, 401)
+
+    def test_who_leaves_takes_the_question_back_by_way_of_the_balancer_too(self):
+        with scripted_upstream.Held(self.upstream):
+            before = len(self.upstream.questions)
+            client = self.team.connection()
+            client.request("POST", "/v1/translate", request_body(),
+                           {**HEADERS, "Authorization": f"Bearer {self.token}"})
+            wait_for("the question", lambda: len(self.upstream.questions) > before)
+            client.close()
+            wait_for("the hang-up", self.upstream.questions[before].is_taken_back)
 
     def test_nobody_outside_sees_the_metrics(self):
         self.assertEqual(self.team.get("/metrics").status, 404)
