@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <limits>
@@ -222,19 +223,18 @@ std::string withoutPrefix(std::string_view name) { return std::string(name.subst
 /// Collects what is wrong, so that all of it is told at once.
 class Reading {
 public:
+    /// Of a file that is no TOML nothing else is told: what it lacks may stand in it.
     void readFile(const std::string &path) {
         std::ifstream file(path);
+        if (!file || std::filesystem::is_directory(path))
+            throw ConfigurationError(path + ": cannot be read");
         const std::string contents{std::istreambuf_iterator<char>(file), {}};
-        if (!file.is_open()) {
-            m_faults.push_back(path + ": cannot be read");
-            return;
-        }
         try {
             const auto table = toml::parse(contents, path);
             for (const auto &[section, node] : table)
                 readSection(path, section, node);
         } catch (const toml::parse_error &error) {
-            m_faults.push_back(place(path, error.source()) + std::string(error.description()));
+            throw ConfigurationError(place(path, error.source()) + std::string(error.description()));
         }
     }
 
@@ -274,7 +274,9 @@ private:
         const bool isKnown = std::any_of(keys().begin(), keys().end(),
                                          [&](const Key &key) { return key.name.starts_with(name + "."); });
         if (!table || !isKnown) {
-            m_faults.push_back(place(path, section.source()) + "there is no section \"" + name + "\"");
+            m_faults.push_back(place(path, section.source()) +
+                               (isKnown ? name + " must be a section, as in [" + name + "]"
+                                        : "there is no section \"" + name + "\""));
             return;
         }
         for (const auto &[key, value] : *table)

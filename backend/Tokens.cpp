@@ -74,7 +74,7 @@ Tokens Tokens::read(const std::string &path) {
     std::ifstream file(path);
     if (!file && errno == ENOENT)
         return {};
-    if (!file)
+    if (!file || std::filesystem::is_directory(path))
         throw std::runtime_error(path + ": cannot be read");
     try {
         return decoded(std::string{std::istreambuf_iterator<char>(file), {}});

@@ -13,6 +13,17 @@ MANUAL = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "p
                       "quillora-backend.1")
 
 
+def told_by_help(text):
+    """Section, name and variable of each key."""
+    return [(section, key, variable) for section, entries in re.findall(r"^\[(\w+)\]\n((?:  .*\n)+)", text, re.M)
+            for key, variable in re.findall(r"^  (\w+) = .*\n .*\n +(\w+)$", entries, re.M)]
+
+
+def told_by_manual(text):
+    return [(section, key, variable) for section, entries in re.findall(r"^\.SS \[(\w+)\]\n((?:(?!\.S).*\n)+)", text, re.M)
+            for key, variable in re.findall(r'^\.BR (\w+) ", " (\w+)$', entries, re.M)]
+
+
 class ConfigurationTest(BackendCase):
     def faults(self, text, environment=None):
         """What it says to that file instead of serving."""
@@ -49,12 +60,23 @@ prompt = "Translate."
     def test_what_is_missing_is_named(self):
         self.assertEqual(self.faults(""), ["upstream.url is missing", "upstream.model is missing"])
 
-    def test_what_is_no_toml_is_named_with_its_line(self):
-        self.assertRegex(self.faults(WHOLE + "model = = 3\n")[0], r"^FILE:4: ")
+    def test_what_is_no_toml_is_named_with_its_line_and_nothing_is_said_of_what_it_would_hold(self):
+        for name, line in (("no value", b"at = = 3"), ("a key twice", b'model = "other"'), ("no UTF-8", b'at = "\xff"')):
+            with self.subTest(name):
+                with open(self.path("backend.toml"), "wb") as file:
+                    file.write(WHOLE.encode() + line + b"\n")
+                ended = self.run_program("--configuration", self.path("backend.toml"), "serve")
+                self.assertEqual((ended.returncode, ended.stdout), (1, ""))
+                self.assertRegex(ended.stderr, rf"\A{self.path('backend.toml')}:4: .*\n\Z")
 
-    def test_a_file_that_is_not_there_is_named(self):
-        ended = self.run_program("--configuration", "/nowhere.toml", "serve")
-        self.assertIn("/nowhere.toml: cannot be read", ended.stderr)
+    def test_a_section_that_is_none_is_named_with_its_line(self):
+        for text in ('upstream = "m"\n', '[[upstream]]\nmodel = "m"\n'):
+            self.assertEqual(self.faults(text)[0], "FILE:1: upstream must be a section, as in [upstream]")
+
+    def test_a_file_that_cannot_be_read_is_named(self):
+        for path in ("/nowhere.toml", self.programs.folder):
+            ended = self.run_program("--configuration", path, "serve")
+            self.assertEqual((ended.returncode, ended.stderr), (1, f"{path}: cannot be read\n"))
 
     def test_endpoints_that_lead_nowhere_are_named(self):
         for url, fault in (("localhost:1/v1", "must begin with http:// or https://"), ("http://", "must name a host"),
@@ -120,13 +142,27 @@ prompt = "Translate."
                 self.assertEqual(ended.returncode, 2)
                 self.assertTrue(ended.stderr.startswith("usage: quillora-backend "))
 
-    def test_every_key_stands_in_the_help_and_in_the_manual(self):
-        text = self.run_program("--help").stdout
-        variables = re.findall(r"QUILLORA_BACKEND_\w+", text)
-        self.assertEqual(len(variables), 22)
+    def test_the_help_and_the_manual_name_the_same_keys_and_each_of_them_is_known(self):
+        told = told_by_help(self.run_program("--help").stdout)
         with open(MANUAL, encoding="utf-8") as file:
             manual = file.read().replace("\\", "")
-        self.assertEqual([name for name in variables if name not in manual], [])
+        self.assertEqual(told, told_by_manual(manual))
+        self.assertEqual([variable for _, _, variable in told],
+                         [f"QUILLORA_BACKEND_{section}_{key}".upper() for section, key, _ in told])
+
+        # That its value is wrong is said of a key that there is.
+        text = "".join(f"[{section}]\n" + "".join(f"{key} = 1.5\n" for of, key, _ in told if of == section)
+                       for section in dict.fromkeys(section for section, _, _ in told))
+        self.assertEqual({fault.split(" ", 1)[1] for fault in self.faults(text) if fault.startswith("FILE:")},
+                         {f"{section}.{key} must be a text, a whole number or a list of texts"
+                          for section, key, _ in told})
+
+    def test_secrets_of_the_environment_stand_in_the_help_and_in_the_manual(self):
+        with open(MANUAL, encoding="utf-8") as file:
+            manual = file.read()
+        for name in ("QUILLORA_BACKEND_UPSTREAM_KEY", "QUILLORA_BACKEND_REDIS_PASSWORD"):
+            self.assertIn(f"\n  {name}\n", self.run_program("--help").stdout)
+            self.assertIn(f"\\fB{name}\\fR may hold", manual)
 
     def test_it_stands_without_the_toolkit(self):
         self.assertNotIn("Qt", self.programs.run(["ldd", PROGRAM]).decode())

@@ -133,6 +133,12 @@ class TokenTest(BackendCase):
         self.assertEqual((ended.returncode, ended.stderr),
                          (1, f"{self.file}: line 2 is no SHA-256, day and name\n"))
 
+    def test_a_list_that_cannot_be_read_is_named(self):
+        os.remove(self.file)
+        os.mkdir(self.file)
+        ended = self.run_token("list")
+        self.assertEqual((ended.returncode, ended.stderr), (1, f"{self.file}: cannot be read\n"))
+
 
 class LimitTest(BackendCase):
     def test_a_device_has_its_limit(self):
