@@ -10,58 +10,13 @@ import threading
 import time
 import unittest
 
-from backend_case import BackendCase, in_background, listens_at, request_body  # first: it finds the others
+from backend_case import (BackendCase, RawConnection, in_background, listens_at,  # first: it finds the others
+                          request, request_body)
 from authority import Authority
 from scripted_upstream import Answer, Held, completion
 from virtual_desktop import wait_for
 
 INVALID = "The subscription token is not valid."
-
-
-def request(text="hello", **headers):
-    """The bytes of a whole request."""
-    body = request_body(text).encode()
-    lines = {"Host": "localhost", "Content-Type": "application/json", "Content-Length": str(len(body)), **headers}
-    return b"POST /v1/translate HTTP/1.1\r\n" + "".join(f"{k}: {v}\r\n" for k, v in lines.items()).encode() + b"\r\n" + body
-
-
-class RawConnection:
-    def __init__(self, backend):
-        self.socket = socket.create_connection(("127.0.0.1", backend.port), timeout=60)
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.socket.close()
-
-    def send(self, data):
-        """As much as is taken: the other end may have left."""
-        try:
-            self.socket.sendall(data)
-        except OSError:
-            pass
-
-    def everything(self):
-        """What comes until the other end leaves."""
-        data = b""
-        try:
-            while piece := self.socket.recv(65536):
-                data += piece
-        except ConnectionResetError:
-            pass
-        return data
-
-    def reply(self):
-        """One answer of known length."""
-        data = b""
-        while b"\r\n\r\n" not in data:
-            data += self.socket.recv(65536)
-        head, body = data.split(b"\r\n\r\n", 1)
-        length = int(next(line.split(b":")[1] for line in head.split(b"\r\n") if line.startswith(b"Content-Length")))
-        while len(body) < length:
-            body += self.socket.recv(65536)
-        return int(head.split()[1]), body
 
 
 class TokenTest(BackendCase):
