@@ -1,6 +1,7 @@
 // How many translations a second the backend carries, how long each takes, and what that adds to the model's
 // time: against a model that answers at once and one that takes a second, beside a reverse proxy that merely
-// passes the requests on. Each answer must carry its question.
+// passes the requests on. Each answer must carry its question: the exit status is 1 if one is lost or
+// crossed.
 //
 // usage: BackendBench QUILLORA-BACKEND [SECONDS]
 #include <algorithm>
@@ -340,21 +341,29 @@ Figures measure(std::uint16_t port, std::size_t clientCount, std::chrono::second
     return figures;
 }
 
-void print(const char *what, std::size_t clients, const Figures &figures, double memory) {
-    std::printf("%-9s %5zu clients  %8.0f/s  p50 %8.2f ms  p99 %8.2f ms  %7zu answers, %zu lost, %zu crossed "
-                " %5.0f MB\n",
-                what, clients, figures.perSecond, figures.p50, figures.p99, figures.answers, figures.lost,
-                figures.crossed, memory);
+void printHeading(std::chrono::milliseconds takes) {
+    std::printf("\nA model that takes %lld ms\n%7s  %-8s %9s %9s %9s %13s %8s %5s %8s %5s\n",
+                static_cast<long long>(takes.count()), "clients", "by way", "a second", "p50 ms", "p99 ms",
+                "added p50 ms", "answers", "lost", "crossed", "MB");
     std::fflush(stdout);
 }
 
-void run(const std::string &program, std::chrono::seconds duration) {
+/// `added` is what the way adds to the time of the model itself, `memory` that of the program, both 0 for the
+/// model.
+void print(const char *way, std::size_t clients, const Figures &figures, double added, double memory) {
+    std::printf("%7zu  %-8s %9.0f %9.2f %9.2f %13.2f %8zu %5zu %8zu %5.0f\n", clients, way, figures.perSecond,
+                figures.p50, figures.p99, added, figures.answers, figures.lost, figures.crossed, memory);
+    std::fflush(stdout);
+}
+
+/// True if nothing was lost and nothing crossed.
+bool run(const std::string &program, std::chrono::seconds duration) {
     const std::string folder = std::string(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp") +
                                "/backend-bench-" + std::to_string(getpid());
+    bool isWhole = true;
     for (const auto takes : {0ms, 1000ms}) {
         const Model model(takes);
-        std::printf("\nA model that takes %lld ms\n", static_cast<long long>(takes.count()));
-        std::fflush(stdout);
+        printHeading(takes);
         for (const std::size_t clients : {1U, 8U, 64U, 1000U}) {
             const auto port = freePort();
             const Server backend(
@@ -371,12 +380,17 @@ void run(const std::string &program, std::chrono::seconds duration) {
                    " timeout server 60s\nlisten all\n bind 127.0.0.1:"
                 << proxyPort << "\n server one 127.0.0.1:" << model.port() << "\n";
             const Server proxy({"haproxy", "-db", "-f", folder}, {}, proxyPort);
-            print("model", clients, measure(model.port(), clients, duration), 0);
-            print("proxy", clients, measure(proxyPort, clients, duration), proxy.memory());
-            print("backend", clients, measure(port, clients, duration), backend.memory());
+            const auto bare = measure(model.port(), clients, duration);
+            print("model", clients, bare, 0, 0);
+            const auto passed = measure(proxyPort, clients, duration);
+            print("proxy", clients, passed, passed.p50 - bare.p50, proxy.memory());
+            const auto served = measure(port, clients, duration);
+            print("backend", clients, served, served.p50 - bare.p50, backend.memory());
+            isWhole = isWhole && served.lost == 0 && served.crossed == 0;
         }
     }
     unlink(folder.c_str());
+    return isWhole;
 }
 
 } // namespace
@@ -391,10 +405,9 @@ int main(int count, char **arguments) {
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
     try {
-        run(arguments[1], std::chrono::seconds(count > 2 ? std::atoi(arguments[2]) : 3));
+        return run(arguments[1], std::chrono::seconds(count > 2 ? std::atoi(arguments[2]) : 3)) ? 0 : 1;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 1;
     }
-    return 0;
 }
