@@ -150,6 +150,18 @@ class ComposeTest(BackendCase):
         self.assertEqual(self.translate("hello").error, "The translation backend is not ready. Try again in a minute.")
 
 
+class InstallationTest(BackendCase):
+    def test_it_is_installed_by_itself_with_its_manual_and_its_unit(self):
+        prefix = self.path("usr")
+        self.programs.run(["cmake", "--install", os.path.dirname(PROGRAM), "--component", "backend", "--prefix", prefix])
+        installed = [os.path.relpath(os.path.join(folder, name), prefix)
+                     for folder, _, names in os.walk(prefix) for name in names]
+        self.assertEqual(sorted(installed), ["bin/quillora-backend", "lib/systemd/system/quillora-backend.service",
+                                             "share/man/man1/quillora-backend.1"])
+        version = self.programs.run([os.path.join(prefix, "bin", "quillora-backend"), "--version"]).decode()
+        self.assertRegex(version, r"\A\d+\.\d+\.\d+\n\Z")
+
+
 class UnitTest(unittest.TestCase):
     def test_the_unit_exposes_little(self):
         said = subprocess.run(["systemd-analyze", "security", "--offline=yes", "--no-pager",
