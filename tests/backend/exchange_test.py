@@ -7,6 +7,7 @@ import unittest
 
 from backend_case import BackendCase, request_body  # first: it finds the others
 from scripted_upstream import Answer, Held, completion
+from virtual_desktop import wait_for
 
 BUSY = "The translation model is busy. Try again in a few seconds."
 
@@ -65,6 +66,14 @@ class ExchangeTest(BackendCase):
         for _ in range(3):
             self.backend.translate()
         self.assertEqual(len({question.peer for question in self.upstream.questions}), 1)
+
+    def test_a_connection_that_the_model_has_closed_is_not_used_again(self):
+        body = json.dumps(completion("Сәлем")).encode()
+        self.upstream.on_question = lambda question: Answer(
+            raw=b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n%s" % (len(body), body))
+        for number in range(2):
+            self.assertEqual(self.backend.translate().status, 200)
+            wait_for("the end of the connection", self.upstream.questions[number].is_over)
 
     def test_a_look_whether_the_model_is_there_takes_no_connection_from_the_questions(self):
         self.backend.translate()

@@ -31,6 +31,10 @@ class Question:
         self.roles = [message["role"] for message in self.body["messages"]]
         self.source, self.mark, self.text = DATA.match(self.user).groups()
 
+    def is_over(self):
+        """Whether its connection has been closed at this end."""
+        return self._connection.fileno() == -1
+
     def is_taken_back(self):
         """Whether who asked has hung up before the answer."""
         poll = select.poll()
