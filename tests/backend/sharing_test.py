@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Backends that share limits and tokens by way of a real Redis, which comes and goes."""
 
+import re
 import socket
 import time
 import unittest
@@ -140,6 +141,7 @@ class SharingTest(BackendCase):
         self.wait_until_away(backend)
         self.start_redis()
         self.wait_until_there(backend)
+        wait_for("a look at the tokens, and the one behind it", lambda: self.looks_at_tokens() >= 2)
         self.assertEqual(backend.translate(token=token).status, 200)
         late = self.new_token("phone")  # the list begins anew
         wait_for("the new token", lambda: backend.translate(token=late).status == 200)
@@ -189,6 +191,11 @@ class SharingTest(BackendCase):
         self.assertIn("quillora:token:laptop:", dump)
         for secret in (token, "4711", "private"):
             self.assertNotIn(secret, dump)
+
+    def looks_at_tokens(self):
+        """How many there have been since Redis began."""
+        calls = re.search(r"cmdstat_hget:calls=(\d+)", self.redis_cli("INFO", "commandstats"))
+        return int(calls[1]) if calls else 0
 
     def redis_cli(self, *words):
         return self.programs.run(["redis-cli", "-h", OWN_HOST, "-p", str(port_of(self.redis_address)), "-a", "the-password", "--no-auth-warning",
