@@ -27,6 +27,7 @@ QList<ModelAction> ModelActions::offered(const Models &models, const ModelTask &
     case ModelState::Presence::absent:
         return {ModelAction::install};
     case ModelState::Presence::damaged:
+    case ModelState::Presence::unfit:
         actions += ModelAction::repair;
         break;
     case ModelState::Presence::installed:

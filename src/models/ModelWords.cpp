@@ -87,6 +87,8 @@ QString presence(const ModelState &state, const QString &offeredVersion) {
         return u"Not installed"_qs;
     case ModelState::Presence::damaged:
         return u"Damaged"_qs;
+    case ModelState::Presence::unfit:
+        return u"Does not work on this computer"_qs;
     case ModelState::Presence::installed:
         if (!state.isOwn)
             return u"Installed for everybody on this computer"_qs;

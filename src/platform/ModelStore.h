@@ -74,7 +74,8 @@ struct ModelState {
     enum class Presence {
         absent,
         installed,
-        damaged ///< it is there, and its files are not what was installed; installing repairs it
+        damaged, ///< it is there, and its files are not what was installed; installing repairs it
+        unfit    ///< it is there, and an engine rejected it
     };
 
     Presence presence = Presence::absent;
@@ -83,7 +84,7 @@ struct ModelState {
     std::optional<ModelProgress> progress; ///< while it is being installed or waits for its turn
     bool isPaused = false;                 ///< part of it has been downloaded, and goes on only if asked
     bool isLeaving = false;                ///< it is removed as soon as nobody uses it
-    QString problem; ///< why the last installation failed, or what is damaged; a sentence
+    QString problem; ///< why the last installation failed, what is damaged, or why it is unfit; a sentence
 
     bool isInstalled() const { return presence == Presence::installed; }
 
@@ -150,6 +151,11 @@ public:
 
     /// To be called by who could not load it: its checksums are compared, and the state tells what is found.
     virtual void check(const QString &id) = 0;
+
+    /// To be called by an engine that cannot do with that version, for a reason that lies with the model: it
+    /// counts as not installed until it is installed anew or the program starts again. It is checked, too,
+    /// and found to be damaged that may be the reason. Does nothing where that version is not there.
+    virtual void reject(const QString &id, const QString &version, const QString &problem) = 0;
 
     /// Calls `handler` from the event loop with the id of a model whose state has changed. Progress is told
     /// ten times a second at most.

@@ -28,6 +28,9 @@ public:
 
     /// Its files are not what was installed any more.
     virtual void damage(const QString &id) = 0;
+
+    /// An engine has rejected it.
+    virtual void reject(const QString &id) = 0;
 };
 
 /// What all routes keep to.
@@ -69,6 +72,27 @@ private Q_SLOTS:
         m_harness->install(small);
         m_harness->damage(small);
         QCOMPARE(routes().route(russian), (Route{{small}, false, false}));
+    }
+
+    void aRejectedModelMakesWayForAnotherThatIsInstalled() {
+        m_harness->install(small);
+        m_harness->install(large);
+        m_harness->reject(small);
+        QCOMPARE(routes().route(russian), (Route{{large}, true, false}));
+    }
+
+    void aRejectedModelIsNotWhatIsToBeInstalled() {
+        m_harness->install(small);
+        m_harness->reject(small);
+        QCOMPARE(routes().route(russian), (Route{{large}, false, false}));
+        routes().choose(russian, small);
+        QCOMPARE(routes().route(russian), (Route{{large}, false, false}));
+    }
+
+    void whereAllAreRejectedTheFirstMayBeTriedAgain() {
+        m_harness->install(u"hears-de"_qs);
+        m_harness->reject(u"hears-de"_qs);
+        QCOMPARE(routes().route(Task::hearing(u"de-DE"_qs)), (Route{{u"hears-de"_qs}, false, false}));
     }
 
     void anInstalledModelGoesBeforeTheRecommendedOne() {

@@ -31,6 +31,7 @@ public:
     platform::ModelRoutes &routes() override { return m_routes; }
     void install(const QString &id) override { m_store.place(id, u"1"_qs); }
     void damage(const QString &id) override { m_store.damage(id, u"It is broken."_qs); }
+    void reject(const QString &id) override { m_store.reject(id, u"1"_qs, u"It does not work."_qs); }
 
 private:
     void offer(const QString &id) {
@@ -63,6 +64,7 @@ public:
     platform::ModelRoutes &routes() override { return *m_routes; }
     void install(const QString &id) override { m_store.place(id, u"1"_qs); }
     void damage(const QString &id) override { m_store.damage(id, u"It is broken."_qs); }
+    void reject(const QString &id) override { m_store.reject(id, u"1"_qs, u"It does not work."_qs); }
 
     /// Anew, with what was kept.
     void start() {

@@ -73,6 +73,8 @@ private Q_SLOTS:
         QTest::newRow("remove") << Operation([=](ModelStore &store) { store.remove(id); });
         QTest::newRow("use") << Operation([=](ModelStore &store) { store.use(id); });
         QTest::newRow("check") << Operation([=](ModelStore &store) { store.check(id); });
+        QTest::newRow("reject") << Operation(
+            [=](ModelStore &store) { store.reject(id, u"2"_qs, u"It."_qs); });
     }
 
     void aModelThatNobodyKnowsIsAnError() {
@@ -345,6 +347,41 @@ private Q_SLOTS:
         QVERIFY(installFirst());
         QCOMPARE(first().problem, QString());
         QVERIFY(store().use(u"first"_qs));
+    }
+
+    void aRejectedModelIsUnfitUntilItIsInstalledAnew() {
+        QVERIFY(installFirst());
+        bool wasTold = false;
+        store().addObserver(
+            [&](const QString &) { wasTold = wasTold || first().presence == Presence::unfit; });
+        store().reject(u"first"_qs, u"2"_qs, u"It does not work."_qs);
+        QCOMPARE(first().presence, Presence::unfit);
+        QVERIFY(waitUntil([&] { return wasTold; }));
+        QCOMPARE(first().problem, u"It does not work."_qs);
+        QVERIFY(first().isOwn);
+        QVERIFY(!first().isInstalled());
+        QVERIFY(!store().use(u"first"_qs));
+        QVERIFY(installFirst());
+        QCOMPARE(first().problem, QString());
+        QVERIFY(store().use(u"first"_qs));
+    }
+
+    void aRejectedModelThatIsDamagedIsCalledThat() {
+        QVERIFY(installFirst());
+        m_harness->damageSecretly();
+        store().reject(u"first"_qs, u"2"_qs, u"It does not work."_qs);
+        QVERIFY(waitFor(Presence::damaged));
+        QVERIFY(first().problem != u"It does not work."_qs);
+    }
+
+    void anotherVersionThanTheRejectedOneServes() {
+        m_harness->place(u"1"_qs, Owner::user);
+        store().reject(u"first"_qs, u"2"_qs, u"It does not work."_qs);
+        QCOMPARE(first().presence, Presence::installed);
+        m_harness->place(u"2"_qs, Owner::administrator);
+        store().reject(u"first"_qs, u"2"_qs, u"It does not work."_qs);
+        QCOMPARE(first().presence, Presence::installed);
+        QCOMPARE(first().version, u"1"_qs);
     }
 
     void anOldVersionServesUntilTheNewOneIsThere() {

@@ -87,7 +87,13 @@ private:
                 std::find_if(candidates.begin(), candidates.end(),
                              [this](const QString &id) { return m_store.state(id).isInstalled(); });
             route.isUsable = route.isUsable && installed != candidates.end();
-            route.models += installed == candidates.end() ? candidates.first() : *installed;
+            const auto untried =
+                std::find_if(candidates.begin(), candidates.end(), [this](const QString &id) {
+                    return m_store.state(id).presence != platform::ModelState::Presence::unfit;
+                });
+            route.models += installed != candidates.end() ? *installed
+                            : untried != candidates.end() ? *untried
+                                                          : candidates.first();
         }
         return route;
     }

@@ -30,6 +30,7 @@ public:
         platform::ModelState state;
         if (const Copy *copy = best(model)) {
             state.presence = copy->problem.isEmpty() ? platform::ModelState::Presence::installed
+                             : copy->isUnfit         ? platform::ModelState::Presence::unfit
                                                      : platform::ModelState::Presence::damaged;
             state.version = copy->version;
             state.isOwn = copy->owner == Owner::user;
@@ -110,10 +111,24 @@ public:
         m_log.add(u"models.check "_qs + id);
         requireKnown(id);
         for (Copy &copy : m_known[id].copies) {
-            if (!copy.hiddenProblem.isEmpty())
-                copy.problem = std::exchange(copy.hiddenProblem, {});
+            if (copy.hiddenProblem.isEmpty())
+                continue;
+            copy.problem = std::exchange(copy.hiddenProblem, {});
+            copy.isUnfit = false;
         }
         tell(id);
+    }
+
+    void reject(const QString &id, const QString &version, const QString &problem) override {
+        m_log.add(u"models.reject %1 %2: %3"_qs.arg(id, version, problem));
+        requireKnown(id);
+        for (Copy &copy : m_known[id].copies) {
+            if (copy.version == version && copy.problem.isEmpty()) {
+                copy.problem = problem;
+                copy.isUnfit = true;
+            }
+        }
+        check(id);
     }
 
     ObserverToken addObserver(std::function<void(const QString &id)> handler) override {
@@ -202,6 +217,7 @@ private:
         Owner owner = Owner::user;
         QString problem;       ///< empty while it is whole
         QString hiddenProblem; ///< for a check to find
+        bool isUnfit = false;  ///< that is the problem
         bool isOld = false;    ///< leaves once nobody uses it
         std::shared_ptr<int> users = std::make_shared<int>(0);
     };

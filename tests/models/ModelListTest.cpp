@@ -130,6 +130,12 @@ private Q_SLOTS:
         QCOMPARE(offered(tiny), (QList{Action::repair, Action::remove}));
     }
 
+    void whatAnEngineRejectedCanBeInstalledAnewOrRemoved() {
+        m_platform->models.place(tiny, u"1"_qs);
+        m_platform->models.reject(tiny, u"1"_qs, u"It does not work."_qs);
+        QCOMPARE(offered(tiny), (QList{Action::repair, Action::remove}));
+    }
+
     void whatLeavesCanBeKept() {
         m_platform->models.place(tiny, u"1"_qs);
         const auto use = m_platform->models.use(tiny);

@@ -122,6 +122,9 @@ private Q_SLOTS:
         row("damaged", damaged, u"Damaged"_qs);
         damaged.problem = u"The file model.bin is gone."_qs;
         row("damaged in some way", damaged, u"The file model.bin is gone."_qs);
+        ModelState unfit = installed(u"2"_qs);
+        unfit.presence = ModelState::Presence::unfit;
+        row("unfit", unfit, u"Does not work on this computer"_qs);
         ModelState leaving = installed(u"2"_qs);
         leaving.isLeaving = true;
         row("leaving", leaving, u"Is removed as soon as nobody uses it"_qs);

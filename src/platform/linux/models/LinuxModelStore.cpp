@@ -86,8 +86,9 @@ ModelState LinuxModelStore::stateOf(const QString &id) const {
     const Model &model = m_models[id];
     ModelState state;
     if (const Copy *copy = best(found)) {
-        state.presence =
-            copy->problem.isEmpty() ? ModelState::Presence::installed : ModelState::Presence::damaged;
+        state.presence = copy->problem.isEmpty() ? ModelState::Presence::installed
+                         : copy->isUnfit         ? ModelState::Presence::unfit
+                                                 : ModelState::Presence::damaged;
         state.version = copy->model.version;
         state.isOwn = copy->model.isOwn;
         state.isLeaving = model.isLeaving;
@@ -123,15 +124,23 @@ LinuxModelStore::Findings LinuxModelStore::look(const QString &id) const {
         const auto glance =
             model.manifest ? model.manifest->glance(model.filesFolder()) : ModelManifest::Glance::damaged;
         copy.isTouched = glance == ModelManifest::Glance::touched;
-        if (glance == ModelManifest::Glance::damaged)
-            copy.problem = u"Files of it are missing, or not as they were installed."_qs;
-        else if (const auto damage = m_damages.constFind(model.folder);
-                 damage != m_damages.cend() && damage->manifest == *model.manifest)
-            copy.problem = damage->problem;
+        copy.problem = glance == ModelManifest::Glance::damaged
+                           ? u"Files of it are missing, or not as they were installed."_qs
+                           : problemOf(model, m_damages);
+        if (copy.problem.isEmpty()) {
+            copy.problem = problemOf(model, m_rejections);
+            copy.isUnfit = !copy.problem.isEmpty();
+        }
         found.copies += copy;
     }
     found.hasParts = m_ground.folders.hasParts(id);
     return found;
+}
+
+/// Empty if nobody has found any.
+QString LinuxModelStore::problemOf(const InstalledModel &model, const Faults &faults) {
+    const auto fault = faults.constFind(model.folder);
+    return fault != faults.cend() && fault->manifest == model.manifest ? fault->problem : QString();
 }
 
 /// The newest that is whole; else the newest.
@@ -240,6 +249,15 @@ void LinuxModelStore::check(const QString &id) {
     startNextCheck();
 }
 
+void LinuxModelStore::reject(const QString &id, const QString &version, const QString &problem) {
+    requireKnown(id);
+    for (const Copy &copy : findings(id).copies) {
+        if (copy.model.version == version && copy.model.manifest)
+            m_rejections[copy.model.folder] = {*copy.model.manifest, problem};
+    }
+    check(id);
+}
+
 ModelStore::ObserverToken LinuxModelStore::addObserver(std::function<void(const QString &)> handler) {
     m_observers[++m_lastToken] = std::move(handler);
     return m_lastToken;
@@ -313,8 +331,12 @@ void LinuxModelStore::ended(const QString &id, const QString &fault) {
     Model &model = m_models[id];
     model.findings.reset();
     model.installationFault = fault;
-    if (fault.isNull())
+    if (fault.isNull()) {
+        for (const Copy &copy : findings(id).copies)
+            m_rejections.remove(copy.model.folder); // what came may do
+        model.findings.reset();
         beginRemoval(id, m_ground.catalog.find(id)->description.version);
+    }
     tell(id);
     startNext();
 }

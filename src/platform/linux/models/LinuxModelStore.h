@@ -50,6 +50,7 @@ public:
     void remove(const QString &id) override;
     std::unique_ptr<ModelUse> use(const QString &id) override;
     void check(const QString &id) override;
+    void reject(const QString &id, const QString &version, const QString &problem) override;
     ObserverToken addObserver(std::function<void(const QString &id)> handler) override;
     void removeObserver(ObserverToken observer) override;
 
@@ -57,7 +58,8 @@ private:
     /// One that is on the disk, and what is wrong with it.
     struct Copy {
         InstalledModel model;
-        QString problem; ///< empty if it is whole as far as is known
+        QString problem; ///< empty if it is whole and fit as far as is known
+        bool isUnfit = false;
         bool isTouched = false;
     };
 
@@ -77,10 +79,11 @@ private:
         int forgettingCount = 0; ///< what has been downloaded is being removed
     };
 
-    struct Damage {
+    struct Fault {
         ModelManifest manifest; ///< of what was found so; another is another model
         QString problem;
     };
+    using Faults = QHash<QString, Fault>; ///< by the folder
 
     /// Of the user's own copies: all, or those that a newer version has made old.
     struct Removal {
@@ -97,6 +100,7 @@ private:
     void requireKnown(const QString &id) const;
     const Findings &findings(const QString &id) const;
     Findings look(const QString &id) const;
+    static QString problemOf(const InstalledModel &model, const Faults &faults);
     static const Copy *best(const Findings &findings);
     bool isCurrent(const QString &id) const;
 
@@ -138,7 +142,8 @@ private:
     const QList<ModelDescription> m_descriptions; ///< of the catalog
     const std::shared_ptr<int> m_life = std::make_shared<int>();
     mutable std::map<QString, Model> m_models;
-    QHash<QString, Damage> m_damages;        ///< by the folder
+    Faults m_damages;
+    Faults m_rejections;
     QStringList m_waiting;                   ///< in the order of installation; the first one is under way
     InstallationThread::Flag m_underWay;     ///< of the first one; none if it has not begun
     std::optional<QString> m_progressToTell; ///< since the last time

@@ -112,9 +112,12 @@ std::optional<ModelRoute> EngineRoutes::direct(const ModelTask &task) const {
     const auto installed = std::find_if(candidates.begin(), candidates.end(), [this](const QString &id) {
         return m_store.state(id).isInstalled();
     });
-    if (installed == candidates.end())
-        return ModelRoute{.models = {candidates.first()}};
-    return ModelRoute{.models = {*installed}, .isUsable = true};
+    if (installed != candidates.end())
+        return ModelRoute{.models = {*installed}, .isUsable = true};
+    const auto untried = std::find_if(candidates.begin(), candidates.end(), [this](const QString &id) {
+        return m_store.state(id).presence != ModelState::Presence::unfit;
+    });
+    return ModelRoute{.models = {untried != candidates.end() ? *untried : candidates.first()}};
 }
 
 std::optional<ModelRoute> EngineRoutes::byWayOfEnglish(const ModelTask &task) const {

@@ -21,6 +21,8 @@ struct Computer {
 /// 1. a model for the task; the one that was chosen before the recommended one, that before the others
 /// 2. for a translation, two models by way of English
 /// 3. what came with the system
+///
+/// Models that an engine has rejected are left out where there are others.
 class EngineRoutes : public ModelRoutes {
 public:
     using ComesWithSystem = std::function<bool(const ModelTask &task)>;
