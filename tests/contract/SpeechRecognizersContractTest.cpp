@@ -92,9 +92,13 @@ public:
 private:
     test::FakePlatform m_platform;
     test::InstalledToneModel m_model{u"streaming-zipformer-transducer"_qs, {u"en"_qs}};
-    platform::OnDeviceRecognizers m_recognizers{std::make_shared<platform::CaptureDrain>(),
-                                                QUILLORA_RECOGNIZER, m_platform.models, m_platform.routes,
-                                                m_platform.speech};
+    platform::OnDeviceRecognizers m_recognizers{
+        std::make_shared<platform::CaptureDrain>(),
+        QUILLORA_RECOGNIZER,
+        m_platform.models,
+        m_platform.routes,
+        {m_platform.speech, [](const QString &) { return std::vector<platform::RecognizerModel>(); }},
+        m_platform.queue};
 };
 
 } // namespace

@@ -86,8 +86,13 @@ struct LinuxPlatform::Facilities {
         modelStore, engines,
         [this](const ModelTask &task) { return comesWithSystem(task, systemRecognizers); },
         Computer::thisOne(), EngineRoutes::standardFile()};
-    OnDeviceRecognizers speechRecognizers{sound->drain(), RecognizerProcess::installedProgram(), modelStore,
-                                          modelRoutes, systemRecognizers};
+    OnDeviceRecognizers speechRecognizers{
+        sound->drain(),
+        RecognizerProcess::installedProgram(),
+        modelStore,
+        modelRoutes,
+        {systemRecognizers, [this](const QString &locale) { return systemRecognizers.models(locale); }},
+        mainQueue};
     RememberedConsent modelConsent{mainQueue, RememberedConsent::standardFile()};
     std::optional<OnDeviceTranslators> translators{
         std::in_place, onDeviceEngines(modelRoutes, modelStore, modelConsent, mainQueue)};

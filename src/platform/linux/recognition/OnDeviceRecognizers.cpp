@@ -33,10 +33,10 @@ QString languageOf(const QString &localeIdentifier) { return localeIdentifier.se
 } // namespace
 
 OnDeviceRecognizers::OnDeviceRecognizers(std::shared_ptr<CaptureDrain> drain, std::string program,
-                                         ModelStore &store, const ModelRoutes &routes,
-                                         SpeechRecognizers &systemRecognizers)
+                                         ModelStore &store, const ModelRoutes &routes, System system,
+                                         MainQueue &mainQueue)
     : m_drain(std::move(drain)), m_program(std::move(program)), m_store(store), m_routes(routes),
-      m_systemRecognizers(systemRecognizers),
+      m_system(std::move(system)), m_mainQueue(mainQueue),
       m_observer(store.addObserver([this](const QString &id) { modelChanged(id); })) {}
 
 OnDeviceRecognizers::~OnDeviceRecognizers() { m_store.removeObserver(m_observer); }
@@ -54,61 +54,98 @@ QStringList OnDeviceRecognizers::supportedLocales() const {
 
 void OnDeviceRecognizers::prepare(const QString &localeIdentifier) {
     m_prepared = localeIdentifier;
-    const auto route = m_routes.route(ModelTask::hearing(localeIdentifier));
-    if (!route || !route->isUsable)
+    if (clientFor(localeIdentifier))
         return;
-    if (!route->models.isEmpty())
-        clientFor(route->models.first(), languageOf(localeIdentifier));
-    else
-        m_systemRecognizers.prepare(localeIdentifier);
+    const auto route = m_routes.route(ModelTask::hearing(localeIdentifier));
+    if (route && route->models.isEmpty())
+        m_system.recognizers.prepare(localeIdentifier);
 }
 
 std::unique_ptr<SpeechRecognizer> OnDeviceRecognizers::makeRecognizer(const QString &localeIdentifier) {
+    if (auto client = clientFor(localeIdentifier))
+        return std::make_unique<ProcessRecognizer>(client, m_drain);
     const auto route = m_routes.route(ModelTask::hearing(localeIdentifier));
     if (!route)
         return nullptr;
     if (route->models.isEmpty())
-        return m_systemRecognizers.makeRecognizer(localeIdentifier);
-    if (route->isUsable) {
-        if (auto client = clientFor(route->models.first(), languageOf(localeIdentifier)))
-            return std::make_unique<ProcessRecognizer>(client, m_drain);
-    }
+        return m_system.recognizers.makeRecognizer(localeIdentifier);
     return std::make_unique<UnavailableRecognizer>();
 }
 
-/// One that has the model loaded, or loads it now; none if it is not whole.
-std::shared_ptr<RecognizerClient> OnDeviceRecognizers::clientFor(const QString &id, const QString &language) {
+/// One that has a model of the store loaded, or loads it now; none where no model of the store hears.
+std::shared_ptr<RecognizerClient> OnDeviceRecognizers::clientFor(const QString &localeIdentifier) {
     std::erase_if(m_retired, [](const Loaded &one) { return !one.client->isInUse(); });
-    const bool isLoaded = m_loaded && m_loaded->id == id && m_loaded->language == language &&
-                          m_loaded->use->version() == m_store.state(id).version;
-    if (!isLoaded) {
+    const auto task = ModelTask::hearing(localeIdentifier);
+    // A model that turns out not to be one makes way for the next.
+    for (auto route = m_routes.route(task); route && route->isUsable && !route->models.isEmpty();
+         route = m_routes.route(task)) {
+        const QString &id = route->models.first();
+        const bool isLoaded = m_loaded && m_loaded->id == id &&
+                              m_loaded->language == languageOf(localeIdentifier) &&
+                              m_loaded->use->version() == m_store.state(id).version;
+        if (isLoaded)
+            return m_loaded->client;
         letGo();
-        m_loaded = load(id, language);
+        m_loaded = load(id, localeIdentifier);
+        if (m_loaded)
+            return m_loaded->client;
+        if (m_store.state(id).isInstalled())
+            return nullptr; // it cannot be had right now
     }
-    if (!m_loaded)
-        return nullptr;
-    const bool isFailed = m_loaded->client->modelState() == RecognizerClient::ModelState::failed;
-    if (isFailed && !std::exchange(m_loaded->isChecked, true))
-        m_store.check(id);
-    return m_loaded->client;
+    return nullptr;
 }
 
 std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QString &id,
-                                                                     const QString &language) {
-    const auto description = m_store.description(id);
-    if (!description || m_unreadable == std::pair(id, m_store.state(id).version))
-        return {};
+                                                                     const QString &localeIdentifier) {
     auto use = m_store.use(id);
     if (!use)
         return {};
-    const auto model = sherpaModel(*description, use->folder(), language);
+    const QString language = languageOf(localeIdentifier);
+    auto first = model(id, *use, language);
+    if (!first)
+        return {};
+    std::vector<RecognizerModel> models = replacements(id, localeIdentifier);
+    models.insert(models.begin(), *std::move(first));
+    auto client = std::make_shared<RecognizerClient>(m_program);
+    client->load(std::move(models));
+    return Loaded{id, language, std::move(use), std::move(client)};
+}
+
+/// None where its files are not those of a model that can be loaded; the store knows then.
+std::optional<RecognizerModel> OnDeviceRecognizers::model(const QString &id, const ModelUse &use,
+                                                          const QString &language) {
+    const auto description = m_store.description(id);
+    auto model = description ? sherpaModel(*description, use.folder(), language) : std::nullopt;
+    const auto reject = [this, id, version = use.version()](const QString &reason) {
+        m_store.reject(id, version, reason);
+    };
     if (!model) {
-        m_unreadable = {id, use->version()};
+        reject(u"This program does not know models of its kind."_qs);
         return {};
     }
-    auto client = std::make_shared<RecognizerClient>(m_program);
-    client->load({*model});
-    return Loaded{id, language, std::move(use), std::move(client)};
+    model->reject = [&queue = m_mainQueue, life = std::weak_ptr(m_life), reject](const QString &reason) {
+        queue.async([life, reject, reason] {
+            if (life.lock())
+                reject(reason);
+        });
+    };
+    return model;
+}
+
+/// What else is installed for the locale, as far as it can be read right now: it is loaded where the first
+/// one cannot be, so that no word is lost.
+std::vector<RecognizerModel> OnDeviceRecognizers::replacements(const QString &id,
+                                                               const QString &localeIdentifier) {
+    std::vector<RecognizerModel> models;
+    for (const QString &other : m_routes.choices(ModelTask::hearing(localeIdentifier))) {
+        const auto use = other != id ? m_store.use(other) : nullptr;
+        auto next = use ? model(other, *use, languageOf(localeIdentifier)) : std::nullopt;
+        if (next)
+            models.push_back(*std::move(next));
+    }
+    for (auto &next : m_system.models(localeIdentifier))
+        models.push_back(std::move(next));
+    return models;
 }
 
 /// A dictation that another language overtakes goes on to its end.
@@ -119,12 +156,14 @@ void OnDeviceRecognizers::letGo() {
 }
 
 /// What has arrived, or been repaired, is loaded at once if it is what the next dictation needs; what leaves
-/// is not kept from leaving.
+/// is not kept from leaving, and what takes its place is loaded.
 void OnDeviceRecognizers::modelChanged(const QString &id) {
     const auto state = m_store.state(id);
-    if (m_loaded && m_loaded->id == id && (!state.isInstalled() || state.isLeaving))
+    const bool isThere = state.isInstalled() && !state.isLeaving;
+    const bool isGoing = m_loaded && m_loaded->id == id && !isThere;
+    if (isGoing)
         letGo();
-    if (state.isInstalled() && !state.isLeaving && !m_prepared.isEmpty())
+    if ((isThere || isGoing) && !m_prepared.isEmpty())
         prepare(m_prepared);
 }
 

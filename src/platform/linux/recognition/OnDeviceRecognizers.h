@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/MainQueue.h"
 #include "platform/ModelRoutes.h"
 #include "platform/ModelStore.h"
 #include "platform/SpeechRecognizers.h"
@@ -8,10 +9,10 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace quillora::platform {
@@ -20,13 +21,20 @@ namespace quillora::platform {
 /// the system, as the routes decide.
 ///
 /// All locales are supported that could be heard, whether their models are installed or not: a recognizer of
-/// one whose model is not is unavailable. One model is loaded at a time.
+/// one whose model is not is unavailable. One model is loaded at a time. Where it cannot be, the next one
+/// that is installed for the locale takes its place, with the words that were spoken meanwhile, or else what
+/// came with the system; the store is told.
 class OnDeviceRecognizers : public SpeechRecognizers {
 public:
-    /// `program` is the recognizer's; `systemRecognizers` are asked where the routes say that nothing of the
-    /// store is needed. All that is given outlives this.
+    /// What came with the system.
+    struct System {
+        SpeechRecognizers &recognizers; ///< asked where the routes say that nothing of the store is needed
+        std::function<std::vector<RecognizerModel>(const QString &locale)> models;
+    };
+
+    /// `program` is the recognizer's. All that is given outlives this.
     OnDeviceRecognizers(std::shared_ptr<CaptureDrain> drain, std::string program, ModelStore &store,
-                        const ModelRoutes &routes, SpeechRecognizers &systemRecognizers);
+                        const ModelRoutes &routes, System system, MainQueue &mainQueue);
     ~OnDeviceRecognizers() override;
     OnDeviceRecognizers(const OnDeviceRecognizers &) = delete;
     OnDeviceRecognizers &operator=(const OnDeviceRecognizers &) = delete;
@@ -42,11 +50,12 @@ private:
         QString language;
         std::unique_ptr<ModelUse> use; ///< keeps its files where they are
         std::shared_ptr<RecognizerClient> client;
-        bool isChecked = false; ///< the store, after it could not be loaded
     };
 
-    std::shared_ptr<RecognizerClient> clientFor(const QString &id, const QString &language);
-    std::optional<Loaded> load(const QString &id, const QString &language);
+    std::shared_ptr<RecognizerClient> clientFor(const QString &localeIdentifier);
+    std::optional<Loaded> load(const QString &id, const QString &localeIdentifier);
+    std::optional<RecognizerModel> model(const QString &id, const ModelUse &use, const QString &language);
+    std::vector<RecognizerModel> replacements(const QString &id, const QString &localeIdentifier);
     void letGo();
     void modelChanged(const QString &id);
 
@@ -54,12 +63,13 @@ private:
     const std::string m_program;
     ModelStore &m_store;
     const ModelRoutes &m_routes;
-    SpeechRecognizers &m_systemRecognizers;
+    const System m_system;
+    MainQueue &m_mainQueue;
+    const std::shared_ptr<int> m_life = std::make_shared<int>();
     const ModelStore::ObserverToken m_observer;
     QString m_prepared; ///< the locale
     std::optional<Loaded> m_loaded;
-    std::pair<QString, QString> m_unreadable; ///< id and version of a model of an unknown kind
-    std::vector<Loaded> m_retired;            ///< with dictations that are not over yet
+    std::vector<Loaded> m_retired; ///< with dictations that are not over yet
 };
 
 } // namespace quillora::platform

@@ -25,6 +25,15 @@ bool PocketSphinxRecognizers::hears(const QString &localeIdentifier) const {
            (isModelLoaded() || !PocketSphinxData::findAll(m_folders).empty());
 }
 
+std::vector<RecognizerModel> PocketSphinxRecognizers::models(const QString &localeIdentifier) const {
+    std::vector<RecognizerModel> models;
+    if (localeIdentifier == onlyLocale) {
+        for (const auto &data : PocketSphinxData::findAll(m_folders))
+            models.push_back(data.model());
+    }
+    return models;
+}
+
 void PocketSphinxRecognizers::prepare(const QString &localeIdentifier) {
     const bool isFailed = m_client && m_client->modelState() == RecognizerClient::ModelState::failed;
     if (localeIdentifier == onlyLocale && (!m_client || isFailed))

@@ -32,6 +32,9 @@ public:
     /// Whether it is among the supported locales. Looks for the data of no other.
     bool hears(const QString &localeIdentifier) const;
 
+    /// All that there is for the locale, the best first.
+    std::vector<RecognizerModel> models(const QString &localeIdentifier) const;
+
 private:
     bool isModelLoaded() const;
     void loadChangedData();

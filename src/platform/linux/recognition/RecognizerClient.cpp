@@ -98,7 +98,7 @@ void RecognizerClient::start() {
         send(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, model.parameters});
         expectAnswer(m_limits.loading);
     } catch (const std::exception &) {
-        modelFailed(notStarted());
+        takeNextModel(notStarted()); // which is not this one's fault
     }
 }
 
@@ -304,8 +304,13 @@ bool RecognizerClient::isModelRight(const Worker &worker) {
     return m_judgement == ModelJudgement::right;
 }
 
-/// The next model's turn; where there is none, nothing is recognized until others are loaded.
 void RecognizerClient::modelFailed(const QString &description) {
+    m_models.front().reject(description);
+    takeNextModel(description);
+}
+
+/// Where there is none, nothing is recognized until others are loaded.
+void RecognizerClient::takeNextModel(const QString &description) {
     m_models.pop_front();
     beginAnew();
     if (!m_models.empty())

@@ -84,6 +84,7 @@ private:
     void judgeModel(const Worker &worker);
     bool isModelRight(const Worker &worker);
     void modelFailed(const QString &description);
+    void takeNextModel(const QString &description);
     void failAll(const QString &description);
     void dropProcess();
     void noteAnswer();

@@ -2,6 +2,8 @@
 
 #include "recognizer/protocol/Messages.h"
 
+#include <QString>
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -32,6 +34,10 @@ struct RecognizerModel {
 
     // NOLINTNEXTLINE(readability-redundant-member-init): so that they may be left out
     std::vector<recognizer::Parameter> parameters = {}; ///< for the engine
+
+    /// Called on the recognizer's thread where the model turns out not to be of use; the reason is a
+    /// sentence.
+    std::function<void(const QString &reason)> reject = [](const QString &) {};
 };
 
 } // namespace quillora::platform

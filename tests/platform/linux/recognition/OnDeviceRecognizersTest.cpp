@@ -12,9 +12,11 @@
 using namespace quillora;
 using platform::ModelTask;
 using platform::OnDeviceRecognizers;
+using Presence = platform::ModelState::Presence;
 using test::ChildProcess;
 using test::InstalledToneModel;
 using test::ToneSpeech;
+namespace ToneModels = test::ToneModels;
 
 namespace {
 
@@ -35,12 +37,31 @@ struct Ground {
         platform.run();
     }
 
+    bool waitFor(InstalledToneModel &model, Presence presence) {
+        return ChildProcess::waitUntil(
+            [&] {
+                platform.run();
+                return platform.models.state(model.description().id).presence == presence;
+            },
+            30000);
+    }
+
     test::FakePlatform platform;
     InstalledToneModel nemo{u"streaming-nemo-transducer"_qs, {u"de"_qs, u"en"_qs}};
     InstalledToneModel chinese{u"streaming-zipformer-ctc"_qs, {u"zh"_qs}, "chinese"};
-    OnDeviceRecognizers recognizers{std::make_shared<platform::CaptureDrain>(), QUILLORA_RECOGNIZER,
-                                    platform.models, platform.routes, platform.speech};
+    std::vector<platform::RecognizerModel> systemModels;
+    OnDeviceRecognizers recognizers{std::make_shared<platform::CaptureDrain>(),
+                                    QUILLORA_RECOGNIZER,
+                                    platform.models,
+                                    platform.routes,
+                                    {platform.speech, [this](const QString &) { return systemModels; }},
+                                    platform.queue};
 };
+
+/// The library ends the process that reads such a file.
+void spoil(const InstalledToneModel &model) {
+    std::ofstream(model.folder().toStdString() + "/tokens.txt") << "a b c d";
+}
 
 /// One recognition and what its handler was told.
 class Listening : public test::Told {
@@ -135,16 +156,66 @@ private Q_SLOTS:
 
     void aModelThatCannotBeLoadedIsLookedAtByTheStore() {
         Ground ground;
-        std::ofstream(ground.nemo.folder().toStdString() + "/tokens.txt") << "a b c d";
+        spoil(ground.nemo);
         ground.install(ground.nemo);
         ground.platform.models.damageSecretly(ground.nemo.description().id,
                                               u"\"tokens.txt\" has changed."_qs);
         QCOMPARE(Listening(ground, german).hear("hello"), QString());
         QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
-        QVERIFY(ground.platform.log.calls().contains(u"models.check "_qs + ground.nemo.description().id));
+        QVERIFY(ground.waitFor(ground.nemo, Presence::damaged));
+        QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
+    }
+
+    void theNextModelTakesThePlaceOfOneThatCannotBeLoadedAndHearsEveryWord() {
+        Ground ground;
+        spoil(ground.nemo);
+        InstalledToneModel next(u"offline-nemo-ctc"_qs, {u"de"_qs});
+        ground.platform.models.offer(next.description());
+        ground.platform.routes.offer(ModelTask::hearing(u"de-CH"_qs),
+                                     {ground.nemo.description().id, next.description().id});
+        ground.install(next);
+        ground.install(ground.nemo);
+        QCOMPARE(Listening(ground, u"de-CH"_qs).hear("hello world"), u"hello world"_qs);
+        QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));
+        QCOMPARE(ground.platform.models.state(ground.nemo.description().id).problem,
+                 u"The speech model is damaged."_qs);
+        QCOMPARE(Listening(ground, u"de-CH"_qs).hear("hello"), u"hello"_qs);
+    }
+
+    void whatCameWithTheSystemTakesThePlaceOfAModelThatCannotBeLoaded() {
+        Ground ground;
+        const QString american = u"en-US"_qs;
+        spoil(ground.nemo);
+        const auto system = ToneModels::model("streaming-zipformer-ctc");
+        ground.systemModels.push_back({system.engine, system.files});
+        ground.systemModels.back().parameters = system.parameters;
+        ground.platform.routes.comesWithSystem(ModelTask::hearing(american));
+        ground.install(ground.nemo);
+        QCOMPARE(Listening(ground, american).hear("hello"), u"hello"_qs);
+        ground.recognizers.prepare(american);
+        QVERIFY(ground.platform.speech.prepared.isEmpty());
+        QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));
         ground.platform.run();
-        QVERIFY(ground.platform.models.state(ground.nemo.description().id).presence ==
-                platform::ModelState::Presence::damaged);
+        QCOMPARE(ground.platform.speech.prepared, QStringList{american});
+        ground.recognizers.makeRecognizer(american);
+        QCOMPARE(ground.platform.log.calls().last(), u"recognizers.makeRecognizer en-US"_qs);
+    }
+
+    void theChosenModelIsLoadedAtTheChoice() {
+        Ground ground;
+        InstalledToneModel chosen(u"streaming-zipformer-ctc"_qs, {u"de"_qs}, "thai");
+        chosen.description().id = u"chosen"_qs;
+        ground.platform.models.offer(chosen.description());
+        const auto task = ModelTask::hearing(u"de-CH"_qs);
+        ground.platform.routes.offer(task, {ground.nemo.description().id, u"chosen"_qs});
+        ground.install(ground.nemo);
+        ground.install(chosen);
+        ground.recognizers.prepare(u"de-CH"_qs);
+        ground.platform.routes.choose(task, u"chosen"_qs);
+        ground.platform.log.clear();
+        ground.recognizers.prepare(u"de-CH"_qs);
+        QVERIFY(ground.platform.log.calls().contains(u"models.use chosen"_qs));
+        QCOMPARE(Listening(ground, u"de-CH"_qs).hear("abc"), u"\u0E02\u0E03\u0E04"_qs);
     }
 
     void aModelOfAnUnknownKindIsUnavailableUntilAnotherVersionIsThere() {
@@ -168,8 +239,7 @@ private Q_SLOTS:
         QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_qs);
         ground.platform.models.remove(ground.nemo.description().id);
         ground.platform.run();
-        QVERIFY(ground.platform.models.state(ground.nemo.description().id).presence ==
-                platform::ModelState::Presence::absent);
+        QVERIFY(ground.platform.models.state(ground.nemo.description().id).presence == Presence::absent);
         QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
     }
 };
