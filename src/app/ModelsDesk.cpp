@@ -49,6 +49,7 @@ ModelsDesk::ModelsDesk(AppController &controller, Popover &popover, ContentView 
     };
     onModels(&Models::changed);
     onModels(&Models::chosen);
+    connect(&m_models, &Models::chosen, &m_controller, &AppController::prepareEngines);
 }
 
 ModelsDesk::~ModelsDesk() {

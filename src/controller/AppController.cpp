@@ -58,6 +58,11 @@ AppController::AppController(QObject *parent)
     observeTrust();
 }
 
+void AppController::prepareEngines() const {
+    Platform::current().speechRecognizers().prepare(m_sourceLocaleIdentifier);
+    warmLocalTranslation();
+}
+
 AppController::~AppController() {
     Platform::current().keychainAvailability().setObserver({});
     Platform::current().keystrokes().setTrustObserver({});

@@ -113,6 +113,22 @@ private Q_SLOTS:
                  u"Translate German to English"_qs);
     }
 
+    void whatIsChosenInTheWindowIsMadeReadyAtOnce() {
+        pastFirstStart();
+        chooseModelsInTheMenu();
+        m_platform->speech.prepared.clear();
+        m_platform->translation.warmedPairs.clear();
+        const auto buttons = desk().window()->findChildren<PanelButton *>();
+        const auto install = std::find_if(buttons.begin(), buttons.end(), [](const PanelButton *button) {
+            return button->accessibleName().startsWith(u"Install"_qs) &&
+                   button->accessibleName().endsWith(u", en-ru-tiny"_qs);
+        });
+        QVERIFY(install != buttons.end());
+        (*install)->click();
+        QCOMPARE(m_platform->speech.prepared, QStringList{u"en-US"_qs});
+        QCOMPARE(m_platform->translation.warmedPairs, QStringList{u"en>ru"_qs});
+    }
+
     // The panel stays open.
 
     void neitherTheWindowNorTheQuestionClosesThePanel() {
