@@ -11,7 +11,7 @@ import tempfile
 import unittest
 
 TEST = pathlib.Path(__file__).resolve().parents[2] / "test"
-PARTS = ["tests", "soak", "pipewire", "kills", "lint", "addresses", "fuzzers", "threads"]
+PARTS = ["tests", "soak", "pipewire", "kills", "hour", "lint", "addresses", "fuzzers", "threads"]
 
 # Each writes down what it is called with, and fails if that is what FAILS names.
 STUB = """#!/bin/sh

@@ -18,8 +18,11 @@ namespace {
 
 const QList<const char *> streamingModels{"streaming-zipformer-ctc", "streaming-zipformer-transducer",
                                           "streaming-nemo-ctc", "streaming-nemo-transducer"};
-const QList<const char *> offlineModels{"offline-nemo-ctc", "offline-nemo-transducer",
-                                        "offline-zipformer-transducer", "offline-sense-voice"};
+const QList<const char *> offlineModels{"offline-nemo-ctc",        "offline-nemo-transducer",
+                                        "offline-zipformer-ctc",   "offline-zipformer-transducer",
+                                        "offline-omnilingual-ctc", "offline-dolphin-ctc",
+                                        "offline-sense-voice",     "offline-whisper",
+                                        "offline-canary"};
 
 std::unique_ptr<Decoder> load(const Open &model) {
     return SherpaEngine(ToneModels::libraryFolder(), test::timeThatStandsStill).load(model);
@@ -53,6 +56,15 @@ std::optional<Refusal> refusalOf(const Open &model) {
     }
 }
 
+/// As the program does; some do not work without.
+std::string_view languageOf(const QString &model) {
+    return model == u"offline-whisper" || model == u"offline-canary" ? "en" : "";
+}
+
+std::unique_ptr<Decoder> load(const QString &model) {
+    return load(ToneModels::model(model.toStdString(), languageOf(model)));
+}
+
 void addModels() {
     QTest::addColumn<QString>("model");
     for (const char *model : streamingModels + offlineModels)
@@ -74,14 +86,14 @@ private Q_SLOTS:
     void everyWordIsHeardToItsEnd_data() { addModels(); }
     void everyWordIsHeardToItsEnd() {
         QFETCH(QString, model);
-        const auto decoder = load(ToneModels::model(model.toStdString()));
+        const auto decoder = load(model);
         QCOMPARE(textOf(*decoder, ToneSpeech().say("hello world")), u"hello world"_qs);
     }
 
     void textsGrowWhileSomebodySpeaks_data() { addModels(); }
     void textsGrowWhileSomebodySpeaks() {
         QFETCH(QString, model);
-        const auto decoder = load(ToneModels::model(model.toStdString()));
+        const auto decoder = load(model);
         const auto texts = textsOf(*decoder, ToneSpeech().say("the quick brown fox"));
         QVERIFY(std::set(texts.begin(), texts.end()).size() > 5);
         QVERIFY(std::is_sorted(texts.begin(), texts.end(),
@@ -106,7 +118,7 @@ private Q_SLOTS:
         QFETCH(QString, model);
         QFETCH(double, amplitude);
         QFETCH(double, noise);
-        const auto decoder = load(ToneModels::model(model.toStdString()));
+        const auto decoder = load(model);
         QCOMPARE(
             textOf(*decoder, ToneSpeech{.amplitude = amplitude, .noise = noise}.say("the quick brown fox")),
             u"the quick brown fox"_qs);
@@ -115,7 +127,7 @@ private Q_SLOTS:
     void silenceAndNoiseSayNothing_data() { addModels(); }
     void silenceAndNoiseSayNothing() {
         QFETCH(QString, model);
-        const auto decoder = load(ToneModels::model(model.toStdString()));
+        const auto decoder = load(model);
         for (const double noise : {0.0, 0.0005, 0.1})
             QCOMPARE(textOf(*decoder, ToneSpeech{.noise = noise}.say("||||")), QString());
         QCOMPARE(textOf(*decoder, {}), QString());
@@ -149,9 +161,13 @@ private Q_SLOTS:
 
     void aModelThatTakesALanguageIsToldIt() {
         const auto sound = ToneSpeech().say("hello");
-        // Its German writes every letter as the next one.
+        // Their German writes every letter as the next one.
         QCOMPARE(textOf(*load(ToneModels::model("streaming-nemo-transducer", "de-DE")), sound), u"ifmmp"_qs);
         QCOMPARE(textOf(*load(ToneModels::model("streaming-nemo-transducer", "en-US")), sound), u"hello"_qs);
+        for (const char *model : {"offline-whisper", "offline-canary"}) {
+            QCOMPARE(textOf(*load(ToneModels::model(model, "de")), sound), u"ifmmp"_qs);
+            QCOMPARE(textOf(*load(ToneModels::model(model, "en")), sound), u"hello"_qs);
+        }
         for (const char *language : {"zh", "en", "auto"})
             QCOMPARE(textOf(*load(ToneModels::model("offline-sense-voice", language)), sound), u"hello"_qs);
     }

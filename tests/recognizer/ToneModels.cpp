@@ -79,14 +79,17 @@ recognizer::Open ToneModels::model(std::string_view name, std::string_view langu
     if (const auto end = family.find("-transducer"); end != std::string::npos) {
         for (const char *part : {"-encoder.onnx", "-decoder.onnx", "-joiner.onnx"})
             open.files.push_back(begin + family.substr(0, end) + part);
+    } else if (family == "whisper" || family == "canary") {
+        for (const char *part : {"-encoder.onnx", "-decoder.onnx"})
+            open.files.push_back(begin + family + part);
     } else {
         open.files.push_back(begin + family + ".onnx");
     }
     std::string tokens = "tokens";
     if (name == "streaming-nemo-transducer")
         tokens = "tokens-nemo-transducer";
-    else if (family == "sense-voice")
-        tokens = "tokens-sense-voice";
+    else if (family == "sense-voice" || family == "whisper" || family == "canary")
+        tokens = "tokens-" + family;
     else if (family.starts_with("nemo"))
         tokens = "tokens-nothing-last";
     open.files.push_back(folder() + '/' + tokens + ".txt");

@@ -1,13 +1,17 @@
 #include "platform/linux/recognition/RecognizerClient.h"
 #include "recognizer/ToneModels.h"
+#include "support/ProcessTree.h"
 #include "support/Told.h"
 
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <mutex>
+#include <unistd.h>
 
 using namespace quillora;
 using namespace std::chrono_literals;
@@ -40,6 +44,40 @@ public:
 private:
     const std::shared_ptr<platform::RecognitionJob> m_job;
 };
+
+/// What a handler was told last: in an hour it is told a lot.
+class LastText {
+public:
+    platform::RecognitionHandler handler() const {
+        return [state = m_state](const auto &result, const auto &) {
+            const std::lock_guard lock(state->mutex);
+            if (result)
+                state->result = *result;
+        };
+    }
+    QString text() const {
+        const std::lock_guard lock(m_state->mutex);
+        return m_state->result.text;
+    }
+    bool isFinal() const {
+        const std::lock_guard lock(m_state->mutex);
+        return m_state->result.isFinal;
+    }
+
+private:
+    struct State {
+        std::mutex mutex;
+        platform::RecognitionResult result;
+    };
+    const std::shared_ptr<State> m_state = std::make_shared<State>();
+};
+
+qint64 residentKilobytes(qint64 process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/statm");
+    qint64 total = 0, resident = 0;
+    file >> total >> resident;
+    return resident * ::sysconf(_SC_PAGESIZE) / 1024;
+}
 
 /// A copy of a model that a test may damage.
 class BadModel {
@@ -97,13 +135,15 @@ private Q_SLOTS:
         for (const char *model :
              {"streaming-zipformer-ctc", "streaming-zipformer-transducer", "streaming-nemo-ctc",
               "streaming-nemo-transducer", "offline-nemo-ctc", "offline-nemo-transducer",
-              "offline-zipformer-transducer", "offline-sense-voice"})
+              "offline-zipformer-ctc", "offline-zipformer-transducer", "offline-omnilingual-ctc",
+              "offline-dolphin-ctc", "offline-sense-voice", "offline-whisper", "offline-canary"})
             QTest::newRow(model) << QString::fromLatin1(model);
     }
     void everyModelHearsInItsProcess() {
         QFETCH(QString, model);
         RecognizerClient client(QUILLORA_RECOGNIZER);
-        client.load({toLoad(ToneModels::model(model.toStdString()))});
+        const bool isTold = model == u"offline-whisper" || model == u"offline-canary";
+        client.load({toLoad(ToneModels::model(model.toStdString(), isTold ? "en" : ""))});
         QCOMPARE(Dictation(client, ToneSpeech().say("hello world")).finalText(), u"hello world"_qs);
         QVERIFY(client.modelState() == RecognizerClient::ModelState::ready);
     }
@@ -143,16 +183,42 @@ private Q_SLOTS:
         QVERIFY(dictation.texts().contains(text.left(2)));
     }
 
-    void longSpeechIsHeardWordForWord() {
+    void ofTwoDictationsAtOnceTheSecondWaitsForTheFirst() {
         RecognizerClient client(QUILLORA_RECOGNIZER);
         client.load({toLoad(ToneModels::model("streaming-zipformer-ctc"))});
-        std::vector<std::int16_t> minute;
+        const Dictation first(client, ToneSpeech().say("hello"));
+        const Dictation second(client, ToneSpeech().say("world"));
+        QCOMPARE(second.finalText(), u"world"_qs);
+        QVERIFY(first.isFinal());
+        QCOMPARE(first.finalText(), u"hello"_qs);
+    }
+
+    /// For QUILLORA_MINUTES, or one.
+    void longSpeechIsHeardWordForWordInMemoryThatStaysFlat() {
+        const int minutes = std::max(1, qEnvironmentVariableIntValue("QUILLORA_MINUTES"));
+        RecognizerClient client(QUILLORA_RECOGNIZER);
+        client.load({toLoad(ToneModels::model("streaming-zipformer-ctc"))});
+        const LastText last;
+        const auto job = client.recognize(last.handler());
         const auto sentence = ToneSpeech().say("the quick brown fox|");
-        while (minute.size() < std::size_t{60} * recognizer::sampleRate)
-            minute.insert(minute.end(), sentence.begin(), sentence.end());
-        const Dictation dictation(client, minute);
-        const auto heard = dictation.finalText();
-        QCOMPARE(heard.count(u"the quick brown fox"_qs), qsizetype(minute.size() / sentence.size()));
+        const int perMinute = 60 * recognizer::sampleRate / int(sentence.size()) + 1;
+        const auto heard = [&] { return last.text().count(u"the quick brown fox"_qs); };
+        std::vector<qint64> memory;
+        QElapsedTimer clock;
+        clock.start();
+        for (int minute = 1; minute <= minutes; ++minute) {
+            for (int i = 0; i < perMinute; ++i)
+                job->sound().add({{recognizer::sampleRate, 1}, sentence});
+            // No microphone is further ahead.
+            QVERIFY(test::ChildProcess::waitUntil([&] { return heard() >= minute * perMinute - 1; }, 60000));
+            memory.push_back(residentKilobytes(test::ProcessTree::descendants().constFirst().id));
+        }
+        job->sound().end();
+        QVERIFY(test::ChildProcess::waitUntil([&] { return last.isFinal(); }, 60000));
+        QCOMPARE(heard(), minutes * perMinute);
+        qInfo("%d minutes in %.1f s, %lld kB more after the first", minutes, double(clock.elapsed()) / 1000,
+              memory.back() - memory.front());
+        QVERIFY(memory.back() - memory.front() < 4096);
     }
 
     /// Whatever a model does to its process, the program says so and goes on with a whole one.
