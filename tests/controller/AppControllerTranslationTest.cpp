@@ -596,6 +596,36 @@ private Q_SLOTS:
         QCOMPARE(m->takeCalls(), QStringList());
     }
 
+    void endingTheControllerDuringATranslationOnThisComputerIsSafe() {
+        m->platform.translation.replies = test::FakeTranslators::Replies::byHand;
+        m->dictate(u"hello"_qs);
+        m->platform.translation.pendingPreparations.front().resume(true);
+        m->run();
+        m->endController();
+        m->takeCalls();
+        m->platform.translation.pendingTranslations.front().resume(u"привет"_qs);
+        m->run();
+        QCOMPARE(m->takeCalls(), QStringList());
+    }
+
+    void aTargetThatIsChosenDuringATranslationCountsForTheNext() {
+        auto &translation = m->platform.translation;
+        translation.replies = test::FakeTranslators::Replies::byHand;
+        m->dictate(u"hello"_qs);
+        c().setTargetLanguageIdentifier(u"de"_qs);
+        m->run();
+        QCOMPARE(translation.preparedPairs, QStringList{u"en>ru"_qs});
+        translation.pendingPreparations.front().resume(true);
+        m->run();
+        translation.pendingTranslations.front().resume(u"привет"_qs);
+        m->run();
+        QCOMPARE(c().translatedText(), u"привет"_qs);
+        QVERIFY(!c().isProcessing());
+        m->platform.queue.advance(5s);
+        m->dictate(u"hello"_qs);
+        QCOMPARE(translation.preparedPairs, (QStringList{u"en>ru"_qs, u"en>de"_qs}));
+    }
+
     void endingTheControllerDuringAPreparationIsSafe() {
         m->platform.translation.replies = test::FakeTranslators::Replies::byHand;
         c().prepareTranslationModels();

@@ -124,6 +124,22 @@ private Q_SLOTS:
         QCOMPARE(m_desk->questions.size(), 2);
     }
 
+    void aModelThatIsDamagedWhileItIsInUseTranslatesOn() {
+        m_desk->server.delivery = Delivery::everything;
+        const Session one = m_desk->translators->session(u"en"_qs, u"ru"_qs);
+        QCOMPARE(outcomeOf(translated(one, u"hello"_qs))->value(), u"привет"_qs);
+        changeSecretly(m_desk->store->use(u"en-ru"_qs)->folder() + u"/model.bin"_qs, "not a model");
+        QCOMPARE(outcomeOf(translated(one, u"world"_qs))->value(), u"мир"_qs);
+        m_desk->store->check(u"en-ru"_qs);
+        QVERIFY(m_desk->waitUntil(
+            [&] { return m_desk->store->state(u"en-ru"_qs).presence == ModelState::Presence::damaged; }));
+        const auto response = Outcome<TranslationResponse>::of(one->translate(u"hello"_qs));
+        QVERIFY(m_desk->waitUntil([&] { return response->isDone(); }));
+        QCOMPARE(response->value().targetText, u"привет"_qs);
+        m_desk->seatPerson(DownloadAnswer::notNow);
+        QVERIFY(translation(u"en"_qs, u"ru"_qs, u"hello"_qs).startsWith(u"English to Russian needs"_qs));
+    }
+
     void theEndInMidDownloadIsAnErrorAndTheNextStartGoesOn() {
         const auto outcome = begun(u"en"_qs, u"ru"_qs, u"hello"_qs);
         QVERIFY(m_desk->waitUntil([&] { return !m_desk->server.http().requests().isEmpty(); }));
