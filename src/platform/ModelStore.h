@@ -86,6 +86,8 @@ struct ModelState {
     bool isLeaving = false;                ///< it is removed as soon as nobody uses it
     QString problem; ///< why the last installation failed, what is damaged, or why it is unfit; a sentence
 
+    QString remark; ///< what an engine found out about it, which works all the same; a sentence
+
     bool isInstalled() const { return presence == Presence::installed; }
 
     bool operator==(const ModelState &) const = default;
@@ -156,6 +158,10 @@ public:
     /// counts as not installed until it is installed anew or the program starts again. It is checked, too,
     /// and found to be damaged that may be the reason. Does nothing where that version is not there.
     virtual void reject(const QString &id, const QString &version, const QString &problem) = 0;
+
+    /// To be called by an engine that found out something about that version, or nothing any more. It lasts
+    /// as long as a rejection. Does nothing where that version is not there.
+    virtual void remark(const QString &id, const QString &version, const QString &remark) = 0;
 
     /// Calls `handler` from the event loop with the id of a model whose state has changed. Progress is told
     /// ten times a second at most.

@@ -1,6 +1,8 @@
 #include "recognizer/Session.h"
 
 #include <algorithm>
+#include <ctime>
+#include <random>
 #include <utility>
 
 namespace quillora::recognizer {
@@ -24,10 +26,30 @@ constexpr std::size_t leadIn = second / 5;
 /// As much as an utterance that ends early may give back.
 constexpr std::size_t mostRecent = second;
 
+/// Two seconds that no engine takes for a pause: noise that somebody makes in a quiet room.
+std::vector<std::int16_t> soundOfTrial() {
+    std::minstd_rand random;
+    std::vector<std::int16_t> sound(2 * second);
+    for (std::size_t i = second / 4; i < sound.size(); ++i)
+        sound[i] = static_cast<std::int16_t>(static_cast<int>(random() % 8192) - 4096);
+    return sound;
+}
+
 } // namespace
 
-Session::Session(const Engines &engines, Send send, Confine confine)
-    : m_engines(engines), m_send(std::move(send)), m_confine(std::move(confine)) {}
+Session::Session(const Engines &engines, Send send, Confine confine, Stopwatch stopwatch)
+    : m_engines(engines), m_send(std::move(send)), m_confine(std::move(confine)),
+      m_stopwatch(std::move(stopwatch)) {}
+
+std::chrono::milliseconds Session::ownTime(const std::function<void()> &work) {
+    using std::chrono::duration_cast, std::chrono::milliseconds, std::chrono::steady_clock;
+    const auto began = steady_clock::now();
+    const std::clock_t processor = std::clock();
+    work();
+    // Of several threads the processors' time is more than what passes.
+    const auto passed = duration_cast<milliseconds>(steady_clock::now() - began);
+    return std::min(passed, milliseconds((std::clock() - processor) * 1000 / CLOCKS_PER_SEC));
+}
 
 void Session::handle(const Command &command) {
     std::visit([this](const auto &message) { take(message); }, command);
@@ -79,6 +101,18 @@ void Session::take(const Cancel &cancel) {
     dictation(cancel.dictation);
     m_decoder->endUtterance();
     m_dictation.reset();
+}
+
+void Session::take(const Try &) {
+    if (!m_decoder || m_dictation)
+        throw ProtocolError("a trial out of its turn");
+    const auto sound = soundOfTrial();
+    const auto took = m_stopwatch([&] {
+        m_decoder->beginUtterance();
+        m_decoder->accept(sound);
+        m_decoder->endUtterance();
+    });
+    m_send(Tried{static_cast<std::uint32_t>(took.count())});
 }
 
 Session::Dictation &Session::dictation(std::uint32_t number) {

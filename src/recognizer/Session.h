@@ -3,6 +3,7 @@
 #include "recognizer/Decoder.h"
 #include "recognizer/protocol/Messages.h"
 
+#include <chrono>
 #include <functional>
 #include <optional>
 
@@ -20,7 +21,13 @@ public:
     /// `confine` is called before a model is loaded, with what may still be read, and tells the protections.
     using Confine = std::function<std::uint32_t(const std::vector<std::string> &readable)>;
 
-    Session(const Engines &engines, Send send, Confine confine);
+    /// Does the work, and tells how long that takes.
+    using Stopwatch = std::function<std::chrono::milliseconds(const std::function<void()> &work)>;
+
+    /// Leaves out for how long a busy machine has kept the work waiting.
+    static std::chrono::milliseconds ownTime(const std::function<void()> &work);
+
+    Session(const Engines &engines, Send send, Confine confine, Stopwatch stopwatch = ownTime);
 
     /// Throws ProtocolError for what is out of its turn, and whatever the engine throws; the session is of no
     /// use after that.
@@ -44,6 +51,7 @@ private:
     void take(const Sound &sound);
     void take(const End &end);
     void take(const Cancel &cancel);
+    void take(const Try &attempt);
 
     Dictation &dictation(std::uint32_t number);
     void decode(Dictation &dictation, std::span<const std::int16_t> samples);
@@ -53,6 +61,7 @@ private:
     const Engines &m_engines;
     const Send m_send;
     const Confine m_confine;
+    const Stopwatch m_stopwatch;
     std::unique_ptr<Decoder> m_decoder;
     std::optional<Dictation> m_dictation;
 };

@@ -92,9 +92,11 @@ void ModelRow::showState() {
     QString text = ModelWords::state(state, m_description.version);
     if (!state.progress && ModelActions::isInUse(m_models, m_task, m_id))
         text += u", in use"_qs;
+    if (!state.remark.isEmpty())
+        text += u". "_qs + state.remark;
     m_state->setPlainText(text);
     m_state->setVisible(isWorthSaying(state));
-    const bool isTrouble = !state.progress && (!state.problem.isEmpty() ||
+    const bool isTrouble = !state.progress && (!state.problem.isEmpty() || !state.remark.isEmpty() ||
                                                state.presence == platform::ModelState::Presence::damaged);
     m_state->setMaximumLines(isTrouble ? troubleLines : 1);
     m_state->setForegroundRole(isTrouble ? QPalette::WindowText : QPalette::PlaceholderText);

@@ -73,6 +73,8 @@ private Q_SLOTS:
         QTest::newRow("remove") << Operation([=](ModelStore &store) { store.remove(id); });
         QTest::newRow("use") << Operation([=](ModelStore &store) { store.use(id); });
         QTest::newRow("check") << Operation([=](ModelStore &store) { store.check(id); });
+        QTest::newRow("remark") << Operation(
+            [=](ModelStore &store) { store.remark(id, u"2"_qs, u"It."_qs); });
         QTest::newRow("reject") << Operation(
             [=](ModelStore &store) { store.reject(id, u"2"_qs, u"It."_qs); });
     }
@@ -372,6 +374,22 @@ private Q_SLOTS:
         store().reject(u"first"_qs, u"2"_qs, u"It does not work."_qs);
         QVERIFY(waitFor(Presence::damaged));
         QVERIFY(first().problem != u"It does not work."_qs);
+    }
+
+    void aRemarkIsToldAndChangesNothingElse() {
+        QVERIFY(installFirst());
+        bool wasTold = false;
+        store().addObserver([&](const QString &) { wasTold = wasTold || !first().remark.isEmpty(); });
+        store().remark(u"first"_qs, u"2"_qs, u"It is slow."_qs);
+        ModelState remarkable = installed(u"2"_qs, Owner::user);
+        remarkable.remark = u"It is slow."_qs;
+        QCOMPARE(first(), remarkable);
+        QVERIFY(waitUntil([&] { return wasTold; }));
+        QVERIFY(store().use(u"first"_qs));
+        store().remark(u"first"_qs, u"3"_qs, u"It is gone."_qs);
+        QCOMPARE(first(), remarkable);
+        store().remark(u"first"_qs, u"2"_qs, {});
+        QCOMPARE(first(), installed(u"2"_qs, Owner::user));
     }
 
     void anotherVersionThanTheRejectedOneServes() {

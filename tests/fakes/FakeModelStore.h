@@ -36,6 +36,7 @@ public:
             state.isOwn = copy->owner == Owner::user;
             state.isLeaving = model.isLeaving;
             state.problem = copy->problem;
+            state.remark = copy->remark;
         }
         if (m_waiting.contains(id))
             state.progress = model.progress;
@@ -131,6 +132,15 @@ public:
         check(id);
     }
 
+    void remark(const QString &id, const QString &version, const QString &remark) override {
+        requireKnown(id);
+        for (Copy &copy : m_known[id].copies) {
+            if (copy.version == version)
+                copy.remark = remark;
+        }
+        tell(id);
+    }
+
     ObserverToken addObserver(std::function<void(const QString &id)> handler) override {
         m_observers[++m_lastToken] = std::move(handler);
         return m_lastToken;
@@ -218,7 +228,8 @@ private:
         QString problem;       ///< empty while it is whole
         QString hiddenProblem; ///< for a check to find
         bool isUnfit = false;  ///< that is the problem
-        bool isOld = false;    ///< leaves once nobody uses it
+        QString remark;
+        bool isOld = false; ///< leaves once nobody uses it
         std::shared_ptr<int> users = std::make_shared<int>(0);
     };
     struct Model {

@@ -19,10 +19,16 @@ const std::vector<Command> commands{
     Sound{7, std::vector<std::int16_t>(mostSamples, -1)},
     End{7},
     Cancel{0xFFFFFFFF},
+    Try{},
 };
 const std::vector<Answer> answers{
-    Ready{systemCalls | files}, Refused{Refusal::incompatible},         Heard{7},
-    Interim{7, "he was"},       Settled{7, 16000, "he was not Zoë 王"}, Finished{7, ""},
+    Ready{systemCalls | files},
+    Refused{Refusal::incompatible},
+    Heard{7},
+    Interim{7, "he was"},
+    Settled{7, 16000, "he was not Zoë 王"},
+    Finished{7, ""},
+    Tried{1400},
 };
 
 template <typename Decode>
@@ -65,8 +71,8 @@ private Q_SLOTS:
     }
 
     void anUnknownKindIsRefused() {
-        QVERIFY_THROWS_EXCEPTION(ProtocolError, decodeCommand(Bytes{std::byte{5}}));
-        QVERIFY_THROWS_EXCEPTION(ProtocolError, decodeAnswer(Bytes{std::byte{6}}));
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, decodeCommand(Bytes{std::byte{6}}));
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, decodeAnswer(Bytes{std::byte{7}}));
     }
 
     void anUnknownReasonIsRefused() {

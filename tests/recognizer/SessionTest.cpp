@@ -5,6 +5,7 @@
 #include <QTest>
 
 #include <fstream>
+#include <thread>
 
 using namespace quillora;
 using namespace recognizer;
@@ -49,6 +50,10 @@ public:
                         for (const auto &file : readable)
                             answers.push_back(Interim{0, "may read " + file});
                         return 3U;
+                    },
+                    [](const std::function<void()> &work) {
+                        work();
+                        return std::chrono::milliseconds(1400);
                     }};
 
 private:
@@ -232,6 +237,7 @@ private Q_SLOTS:
     void whatIsOutOfItsTurnIsRefused() {
         FakeSession fake;
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.begin());
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Try{}));
         fake.open();
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Sound{1, {}}));
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(End{1}));
@@ -240,6 +246,24 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Sound{0, {}}));
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Sound{2, {}}));
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Cancel{2}));
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.session.handle(Try{}));
+    }
+
+    void aTrialTellsHowFastTheModelIs() {
+        FakeSession fake;
+        fake.open();
+        fake.session.handle(Try{});
+        QVERIFY(fake.answers.back() == Answer(Tried{1400}));
+        fake.begin();
+        fake.hear(FakeSpeech::words(1, 2));
+        fake.session.handle(End{1});
+        QCOMPARE(fake.texts<Finished>(), Texts{FakeSpeech::text(1, 2)});
+    }
+
+    void aTrialLeavesOutWhatOthersTakeOfTheMachine() {
+        const auto took =
+            Session::ownTime([] { std::this_thread::sleep_for(std::chrono::milliseconds(300)); });
+        QVERIFY(took < std::chrono::milliseconds(200));
     }
 
     void anErrorOfTheEngineGoesOn() {

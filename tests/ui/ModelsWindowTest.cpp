@@ -332,6 +332,15 @@ private Q_SLOTS:
         QVERIFY(actions(row(harness, kroko)).isEmpty());
     }
 
+    void whatAnEngineFoundOutIsSaidBesideTheState() {
+        ModelsHarness harness;
+        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.models.remark(kroko, u"1"_qs, u"This computer is too slow for it."_qs);
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last(),
+                 u"Installed, in use. This computer is too slow for it."_qs);
+    }
+
     void theSecondClickOfADoubleClickDoesNotPause() {
         ModelsHarness harness;
         harness.show();

@@ -22,12 +22,14 @@ void fields(auto &archive, Begin &message) { archive(message.dictation, message.
 void fields(auto &archive, Sound &message) { archive(message.dictation, message.samples); }
 void fields(auto &archive, End &message) { archive(message.dictation); }
 void fields(auto &archive, Cancel &message) { archive(message.dictation); }
+void fields(auto & /*archive*/, Try & /*message*/) {}
 void fields(auto &archive, Ready &message) { archive(message.protections); }
 void fields(auto &archive, Refused &message) { archive(message.reason); }
 void fields(auto &archive, Heard &message) { archive(message.dictation); }
 void fields(auto &archive, Interim &message) { archive(message.dictation, message.text); }
 void fields(auto &archive, Settled &message) { archive(message.dictation, message.position, message.text); }
 void fields(auto &archive, Finished &message) { archive(message.dictation, message.text); }
+void fields(auto &archive, Tried &message) { archive(message.milliseconds); }
 
 template <typename T>
 concept Number = std::integral<T> || std::is_enum_v<T>;

@@ -15,6 +15,8 @@
 ///     program                         recognizer
 ///     Open  ------------------------>             once; the model is loaded
 ///           <------------------------ Ready       or Refused, and the process ends
+///     Try   ------------------------>             between dictations; how fast the model is
+///           <------------------------ Tried
 ///     Begin ------------------------>             a dictation; one at a time
 ///     Sound ------------------------>
 ///           <------------------------ Heard       for each Sound, when it has been decoded
@@ -28,7 +30,7 @@
 /// gets a message that is too long, malformed or out of its turn has nothing more to do with the other.
 namespace quillora::recognizer {
 
-constexpr std::uint32_t protocolVersion = 2;
+constexpr std::uint32_t protocolVersion = 3;
 constexpr std::size_t largestMessage = 65536;
 /// Of all sound here, which is mono.
 constexpr int sampleRate = 16000;
@@ -79,6 +81,9 @@ struct Cancel {
     std::uint32_t dictation = 0;
     bool operator==(const Cancel &) const = default;
 };
+struct Try {
+    bool operator==(const Try &) const = default;
+};
 
 enum class Refusal : std::uint8_t {
     missing,      ///< a file of the model is not there
@@ -122,8 +127,13 @@ struct Finished {
     bool operator==(const Finished &) const = default;
 };
 
-using Command = std::variant<Open, Begin, Sound, End, Cancel>;
-using Answer = std::variant<Ready, Refused, Heard, Interim, Settled, Finished>;
+struct Tried {
+    std::uint32_t milliseconds = 0; ///< that decoding two seconds of sound takes, on a machine that lets it
+    bool operator==(const Tried &) const = default;
+};
+
+using Command = std::variant<Open, Begin, Sound, End, Cancel, Try>;
+using Answer = std::variant<Ready, Refused, Heard, Interim, Settled, Finished, Tried>;
 using Bytes = std::vector<std::byte>;
 
 /// All of these throw ProtocolError where a message breaks a rule. A text with control characters breaks one:

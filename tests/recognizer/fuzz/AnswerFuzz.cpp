@@ -19,6 +19,7 @@ public:
     void operator()(const Finished &finished) { m_dictation.finished(finished.text); }
     void operator()(const Ready &) { m_dictation.rewind(); }
     void operator()(const Refused &) {}
+    void operator()(const Tried &) {}
 
 private:
     platform::Dictation &m_dictation;

@@ -93,6 +93,7 @@ ModelState LinuxModelStore::stateOf(const QString &id) const {
         state.isOwn = copy->model.isOwn;
         state.isLeaving = model.isLeaving;
         state.problem = copy->problem;
+        state.remark = copy->remark;
     }
     if (m_waiting.contains(id))
         state.progress = model.progress;
@@ -120,17 +121,18 @@ const LinuxModelStore::Findings &LinuxModelStore::findings(const QString &id) co
 LinuxModelStore::Findings LinuxModelStore::look(const QString &id) const {
     Findings found{.changes = m_ground.folders.changes(id), .copies = {}, .hasParts = false};
     for (const InstalledModel &model : m_ground.folders.installed(id)) {
-        Copy copy{.model = model, .problem = {}};
+        Copy copy{.model = model, .problem = {}, .remark = {}};
         const auto glance =
             model.manifest ? model.manifest->glance(model.filesFolder()) : ModelManifest::Glance::damaged;
         copy.isTouched = glance == ModelManifest::Glance::touched;
         copy.problem = glance == ModelManifest::Glance::damaged
                            ? u"Files of it are missing, or not as they were installed."_qs
-                           : problemOf(model, m_damages);
+                           : sentenceOn(model, m_damages);
         if (copy.problem.isEmpty()) {
-            copy.problem = problemOf(model, m_rejections);
+            copy.problem = sentenceOn(model, m_rejections);
             copy.isUnfit = !copy.problem.isEmpty();
         }
+        copy.remark = sentenceOn(model, m_remarks);
         found.copies += copy;
     }
     found.hasParts = m_ground.folders.hasParts(id);
@@ -138,9 +140,9 @@ LinuxModelStore::Findings LinuxModelStore::look(const QString &id) const {
 }
 
 /// Empty if nobody has found any.
-QString LinuxModelStore::problemOf(const InstalledModel &model, const Faults &faults) {
-    const auto fault = faults.constFind(model.folder);
-    return fault != faults.cend() && fault->manifest == model.manifest ? fault->problem : QString();
+QString LinuxModelStore::sentenceOn(const InstalledModel &model, const ByFolder &findings) {
+    const auto finding = findings.constFind(model.folder);
+    return finding != findings.cend() && finding->manifest == model.manifest ? finding->sentence : QString();
 }
 
 /// The newest that is whole; else the newest.
@@ -251,11 +253,22 @@ void LinuxModelStore::check(const QString &id) {
 
 void LinuxModelStore::reject(const QString &id, const QString &version, const QString &problem) {
     requireKnown(id);
-    for (const Copy &copy : findings(id).copies) {
-        if (copy.model.version == version && copy.model.manifest)
-            m_rejections[copy.model.folder] = {*copy.model.manifest, problem};
-    }
+    note(m_rejections, id, version, problem);
     check(id);
+}
+
+void LinuxModelStore::remark(const QString &id, const QString &version, const QString &remark) {
+    requireKnown(id);
+    note(m_remarks, id, version, remark);
+    lookAgain(id);
+}
+
+void LinuxModelStore::note(ByFolder &findings, const QString &id, const QString &version,
+                           const QString &sentence) {
+    for (const Copy &copy : this->findings(id).copies) {
+        if (copy.model.version == version && copy.model.manifest)
+            findings[copy.model.folder] = {*copy.model.manifest, sentence};
+    }
 }
 
 ModelStore::ObserverToken LinuxModelStore::addObserver(std::function<void(const QString &)> handler) {
@@ -332,8 +345,10 @@ void LinuxModelStore::ended(const QString &id, const QString &fault) {
     model.findings.reset();
     model.installationFault = fault;
     if (fault.isNull()) {
-        for (const Copy &copy : findings(id).copies)
-            m_rejections.remove(copy.model.folder); // what came may do
+        for (const Copy &copy : findings(id).copies) { // what came may do
+            m_rejections.remove(copy.model.folder);
+            m_remarks.remove(copy.model.folder);
+        }
         model.findings.reset();
         beginRemoval(id, m_ground.catalog.find(id)->description.version);
     }

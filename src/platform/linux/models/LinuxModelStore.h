@@ -51,6 +51,7 @@ public:
     std::unique_ptr<ModelUse> use(const QString &id) override;
     void check(const QString &id) override;
     void reject(const QString &id, const QString &version, const QString &problem) override;
+    void remark(const QString &id, const QString &version, const QString &remark) override;
     ObserverToken addObserver(std::function<void(const QString &id)> handler) override;
     void removeObserver(ObserverToken observer) override;
 
@@ -60,6 +61,7 @@ private:
         InstalledModel model;
         QString problem; ///< empty if it is whole and fit as far as is known
         bool isUnfit = false;
+        QString remark;
         bool isTouched = false;
     };
 
@@ -79,11 +81,11 @@ private:
         int forgettingCount = 0; ///< what has been downloaded is being removed
     };
 
-    struct Fault {
-        ModelManifest manifest; ///< of what was found so; another is another model
-        QString problem;
+    struct Finding {
+        ModelManifest manifest; ///< of what it is about; another is another model
+        QString sentence;
     };
-    using Faults = QHash<QString, Fault>; ///< by the folder
+    using ByFolder = QHash<QString, Finding>;
 
     /// Of the user's own copies: all, or those that a newer version has made old.
     struct Removal {
@@ -100,7 +102,8 @@ private:
     void requireKnown(const QString &id) const;
     const Findings &findings(const QString &id) const;
     Findings look(const QString &id) const;
-    static QString problemOf(const InstalledModel &model, const Faults &faults);
+    static QString sentenceOn(const InstalledModel &model, const ByFolder &findings);
+    void note(ByFolder &findings, const QString &id, const QString &version, const QString &sentence);
     static const Copy *best(const Findings &findings);
     bool isCurrent(const QString &id) const;
 
@@ -142,8 +145,9 @@ private:
     const QList<ModelDescription> m_descriptions; ///< of the catalog
     const std::shared_ptr<int> m_life = std::make_shared<int>();
     mutable std::map<QString, Model> m_models;
-    Faults m_damages;
-    Faults m_rejections;
+    ByFolder m_damages;
+    ByFolder m_rejections;
+    ByFolder m_remarks;
     QStringList m_waiting;                   ///< in the order of installation; the first one is under way
     InstallationThread::Flag m_underWay;     ///< of the first one; none if it has not begun
     std::optional<QString> m_progressToTell; ///< since the last time

@@ -129,6 +129,13 @@ std::optional<RecognizerModel> OnDeviceRecognizers::model(const QString &id, con
                 reject(reason);
         });
     };
+    model->tried = [this, &queue = m_mainQueue, life = std::weak_ptr(m_life), id,
+                    version = use.version()](std::chrono::milliseconds took) {
+        queue.async([this, life, id, version, took] {
+            if (life.lock())
+                m_store.remark(id, version, remarkOnSpeed(took));
+        });
+    };
     return model;
 }
 
@@ -146,6 +153,14 @@ std::vector<RecognizerModel> OnDeviceRecognizers::replacements(const QString &id
     for (auto &next : m_system.models(localeIdentifier))
         models.push_back(std::move(next));
     return models;
+}
+
+/// What is left to decode at the release may be two seconds long, and its text is waited for 1.5 seconds.
+QString OnDeviceRecognizers::remarkOnSpeed(std::chrono::milliseconds took) {
+    if (took <= std::chrono::seconds(1))
+        return {};
+    return u"This computer is too slow for it: two seconds of speech take it %1 seconds."_qs.arg(
+        double(took.count()) / 1000, 0, 'f', 1);
 }
 
 /// A dictation that another language overtakes goes on to its end.

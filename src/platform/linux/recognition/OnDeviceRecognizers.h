@@ -9,6 +9,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -42,6 +43,9 @@ public:
     QStringList supportedLocales() const override;
     void prepare(const QString &localeIdentifier) override;
     std::unique_ptr<SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override;
+
+    /// What a person is told of a model that takes so long for two seconds of sound; empty if that will do.
+    static QString remarkOnSpeed(std::chrono::milliseconds took);
 
 private:
     /// A model on its way into the recognizer's process, or in it.

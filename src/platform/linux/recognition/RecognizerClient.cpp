@@ -106,6 +106,7 @@ void RecognizerClient::start() {
 void RecognizerClient::beginAnew() {
     dropProcess();
     m_judgement.reset();
+    m_isTried = false;
     m_deathsInARow = 0;
     m_isWanted = true;
 }
@@ -137,6 +138,14 @@ void RecognizerClient::speak() {
         m_outbox.pop_front();
     if (m_isReady && !m_dictations.empty())
         speakOf(m_dictations.front());
+    else if (m_isReady && !m_isTried && m_models.front().tried)
+        tryModel();
+}
+
+void RecognizerClient::tryModel() {
+    m_isTried = true;
+    send(recognizer::Try{});
+    expectAnswer(m_limits.loading); // on the slowest of computers, too
 }
 
 void RecognizerClient::speakOf(Dictation &dictation) {
@@ -264,6 +273,13 @@ void RecognizerClient::take(const recognizer::Finished &finished) {
         current->finished(finished.text);
         m_dictations.pop_front();
     }
+}
+
+void RecognizerClient::take(const recognizer::Tried &tried) {
+    answered();
+    if (!m_isTried)
+        throw recognizer::ProtocolError("a trial that nobody asked for");
+    m_models.front().tried(milliseconds(tried.milliseconds));
 }
 
 void RecognizerClient::answered() {

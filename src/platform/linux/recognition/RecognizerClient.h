@@ -67,6 +67,7 @@ private:
     void start();
     void converse(const Worker &worker);
     void speak();
+    void tryModel();
     void speakOf(Dictation &dictation);
     void send(const recognizer::Command &command);
     void expectAnswer(std::chrono::milliseconds patience);
@@ -78,6 +79,7 @@ private:
     void take(const recognizer::Interim &interim);
     void take(const recognizer::Settled &settled);
     void take(const recognizer::Finished &finished);
+    void take(const recognizer::Tried &tried);
     void answered();
     Dictation *dictation(std::uint32_t number);
     void processDied(const Worker &worker);
@@ -100,6 +102,7 @@ private:
     // Of the thread.
     std::deque<RecognizerModel> m_models;      ///< the one to load at the front
     std::optional<ModelJudgement> m_judgement; ///< of that one, once it has been asked for
+    bool m_isTried = false;                    ///< that one, or is being tried
     bool m_isWanted = false;                   ///< a process, though nobody dictates
     std::optional<RecognizerProcess> m_process;
     bool m_isReady = false;                             ///< the model is loaded

@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -34,6 +35,11 @@ struct RecognizerModel {
 
     // NOLINTNEXTLINE(readability-redundant-member-init): so that they may be left out
     std::vector<recognizer::Parameter> parameters = {}; ///< for the engine
+
+    /// If set, the model is tried once, when it is loaded and nobody dictates: called on the recognizer's
+    /// thread with how long decoding two seconds of sound takes.
+    // NOLINTNEXTLINE(readability-redundant-member-init): so that it may be left out
+    std::function<void(std::chrono::milliseconds)> tried = {};
 
     /// Called on the recognizer's thread where the model turns out not to be of use; the reason is a
     /// sentence.

@@ -10,6 +10,7 @@
 #include <fstream>
 
 using namespace quillora;
+using namespace std::chrono_literals;
 using platform::ModelTask;
 using platform::OnDeviceRecognizers;
 using Presence = platform::ModelState::Presence;
@@ -216,6 +217,26 @@ private Q_SLOTS:
         ground.recognizers.prepare(u"de-CH"_qs);
         QVERIFY(ground.platform.log.calls().contains(u"models.use chosen"_qs));
         QCOMPARE(Listening(ground, u"de-CH"_qs).hear("abc"), u"\u0E02\u0E03\u0E04"_qs);
+    }
+
+    void aModelThatIsTooSlowIsCalledThat() {
+        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(1000ms), QString());
+        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(1449ms),
+                 u"This computer is too slow for it: two seconds of speech take it 1.4 seconds."_qs);
+    }
+
+    void everyModelIsTriedOnceItIsLoaded() {
+        Ground ground;
+        ground.install(ground.nemo);
+        const QString id = ground.nemo.description().id;
+        ground.platform.models.remark(id, u"1"_qs, u"Another computer was too slow for it."_qs);
+        ground.recognizers.prepare(german);
+        QVERIFY(ChildProcess::waitUntil(
+            [&] {
+                ground.platform.run();
+                return ground.platform.models.state(id).remark.isEmpty();
+            },
+            30000));
     }
 
     void aModelOfAnUnknownKindIsUnavailableUntilAnotherVersionIsThere() {

@@ -382,6 +382,39 @@ private Q_SLOTS:
         client.reset();
     }
 
+    void aModelIsTriedOnceThoughItIsLoadedAgain() {
+        std::atomic<int> trials = 0;
+        auto tried = model();
+        tried.tried = [&](std::chrono::milliseconds) { ++trials; };
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        client.load({tried});
+        QVERIFY(waitUntil([&] { return trials == 1; }));
+        for (const auto &process : processes())
+            ::kill(pid_t(process.id), SIGKILL);
+        Dictating dictating(client);
+        dictating.hear(FakeSpeech::words(1, 2));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 2));
+        QCOMPARE(trials, 1);
+        client.load({tried});
+        QVERIFY(waitUntil([&] { return trials == 2; }));
+    }
+
+    void aTrialWaitsForThoseWhoDictate() {
+        std::atomic<int> trials = 0;
+        auto tried = model();
+        tried.tried = [&](std::chrono::milliseconds) { ++trials; };
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        Dictating dictating(client);
+        client.load({tried});
+        dictating.hear(FakeSpeech::words(1, 2));
+        QVERIFY(dictating.hasHeard(2));
+        QCOMPARE(trials, 0);
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 2));
+        QVERIFY(waitUntil([&] { return trials == 1; }));
+    }
+
     void afterKillsAtAnyMomentNothingIsLostOrLeft() {
         const int dictations = qEnvironmentVariableIntValue("QUILLORA_KILLS") > 0
                                    ? qEnvironmentVariableIntValue("QUILLORA_KILLS")
