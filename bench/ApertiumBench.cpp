@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <vector>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::platform;
 using namespace quillora::test;
 
@@ -28,7 +29,7 @@ QCoro::Task<QString> translated(Session session, QString text) {
 double millisecondsFor(FakePlatform &platform, OnDeviceEngine &engine, const QString &text) {
     QElapsedTimer timer;
     timer.start();
-    const auto outcome = Outcome<QString>::of(translated(engine.session(u"en"_qs, u"es"_qs), text));
+    const auto outcome = Outcome<QString>::of(translated(engine.session(u"en"_s, u"es"_s), text));
     while (!outcome->isDone()) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
         platform.run();
@@ -39,7 +40,7 @@ double millisecondsFor(FakePlatform &platform, OnDeviceEngine &engine, const QSt
 qint64 residentKilobytes() {
     qint64 sum = 0;
     for (const auto &process : ProcessTree::descendants()) {
-        QFile status(u"/proc/%1/status"_qs.arg(process.id));
+        QFile status(u"/proc/%1/status"_s.arg(process.id));
         if (!status.open(QIODevice::ReadOnly))
             continue;
         for (const QByteArray &line : status.readAll().split('\n')) {
@@ -58,18 +59,18 @@ int main(int argc, char **argv) {
     QTextStream out(stdout);
     FakePlatform platform;
     ApertiumEngine engine(platform.queue);
-    const QString text = u"i want to send this message to my friend tomorrow"_qs;
+    const QString text = u"i want to send this message to my friend tomorrow"_s;
 
     const double first = millisecondsFor(platform, engine, text);
     std::vector<double> further;
     for (int i = 0; i < 200; ++i)
         further.push_back(millisecondsFor(platform, engine, text));
     std::sort(further.begin(), further.end());
-    out << u"first %1 ms, median %2 ms, worst %3 ms\n"_qs.arg(first, 0, 'f', 1)
+    out << u"first %1 ms, median %2 ms, worst %3 ms\n"_s.arg(first, 0, 'f', 1)
                .arg(further[further.size() / 2], 0, 'f', 2)
                .arg(further.back(), 0, 'f', 2);
-    const QString longText = u"The house is big. "_qs.repeated(6000);
-    out << u"108 kB in %1 ms\n"_qs.arg(millisecondsFor(platform, engine, longText), 0, 'f', 0);
-    out << u"%1 processes, %2 MB resident\n"_qs.arg(ProcessTree::descendants().size())
+    const QString longText = u"The house is big. "_s.repeated(6000);
+    out << u"108 kB in %1 ms\n"_s.arg(millisecondsFor(platform, engine, longText), 0, 'f', 0);
+    out << u"%1 processes, %2 MB resident\n"_s.arg(ProcessTree::descendants().size())
                .arg(residentKilobytes() / 1024);
 }

@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::test;
 
 /// What an interim result costs the whole panel, drawing included, after so many words of one dictation.
@@ -71,8 +72,8 @@ private Q_SLOTS:
         QFETCH(int, length);
         PanelHarness harness;
         harness.show();
-        const QString text = u"Translation failed: "_qs + u"words of an error "_qs.repeated(length / 18 + 1);
-        const QList<QString> texts{u"a "_qs + text, u"b "_qs + text};
+        const QString text = u"Translation failed: "_s + u"words of an error "_s.repeated(length / 18 + 1);
+        const QList<QString> texts{u"a "_s + text, u"b "_s + text};
         int turn = 0;
         QBENCHMARK {
             harness.controller->setStatusText(texts.at(turn++ % 2));

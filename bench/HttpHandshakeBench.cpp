@@ -15,6 +15,8 @@
 #include <algorithm>
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using namespace quillora;
@@ -91,7 +93,7 @@ int main(int argc, char **argv) {
     trusting.setCaCertificates({authority.certificate()});
     QSslConfiguration::setDefaultConfiguration(trusting);
 
-    const auto identity = authority.issue(u"127.0.0.1"_qs);
+    const auto identity = authority.issue(u"127.0.0.1"_s);
     print("opened at the request", measure(identity, false));
     print("opened in advance", measure(identity, true));
 }

@@ -10,6 +10,7 @@
 #include <functional>
 #include <vector>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::platform;
 using namespace quillora::test;
 
@@ -26,7 +27,7 @@ void report(const QString &name, const std::function<void()> &call, int count) {
     const double first = milliseconds.front();
     std::sort(milliseconds.begin(), milliseconds.end());
     QTextStream(stdout) << name.leftJustified(16)
-                        << u"first %1 ms, median %2 ms, worst %3 ms\n"_qs.arg(first, 0, 'f', 1)
+                        << u"first %1 ms, median %2 ms, worst %3 ms\n"_s.arg(first, 0, 'f', 1)
                                .arg(milliseconds[milliseconds.size() / 2], 0, 'f', 1)
                                .arg(milliseconds.back(), 0, 'f', 1);
 }
@@ -40,13 +41,13 @@ int main(int argc, char **argv) {
     bus.install();
     PrivateKeyring keyring(bus);
     SecretServiceKeychain keychain;
-    const KeychainQuery token{u"com.local.Quillora"_qs, u"openAIClientToken"_qs};
+    const KeychainQuery token{u"com.local.Quillora"_s, u"openAIClientToken"_s};
 
-    report(u"read none"_qs, [&] { keychain.copyMatching(token); }, 50);
-    report(u"add"_qs, [&] { keychain.add(token, "secret"); }, 50);
-    report(u"read"_qs, [&] { keychain.copyMatching(token); }, 50);
-    report(u"update"_qs, [&] { keychain.update(token, "secret"); }, 50);
+    report(u"read none"_s, [&] { keychain.copyMatching(token); }, 50);
+    report(u"add"_s, [&] { keychain.add(token, "secret"); }, 50);
+    report(u"read"_s, [&] { keychain.copyMatching(token); }, 50);
+    report(u"update"_s, [&] { keychain.update(token, "secret"); }, 50);
     keyring.freeze();
-    report(u"read, frozen"_qs, [&] { keychain.copyMatching(token); }, 1);
-    report(u"read, absent"_qs, [&] { keychain.copyMatching(token); }, 50);
+    report(u"read, frozen"_s, [&] { keychain.copyMatching(token); }, 1);
+    report(u"read, absent"_s, [&] { keychain.copyMatching(token); }, 50);
 }

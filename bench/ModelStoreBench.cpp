@@ -27,6 +27,7 @@
 #include <random>
 #include <vector>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace platform;
 using namespace std::chrono_literals;
@@ -71,7 +72,7 @@ void report(const char *what, qint64 bytes, const std::function<void()> &ours, c
 }
 
 qint64 anonymousMemory() {
-    QFile status(u"/proc/self/status"_qs);
+    QFile status(u"/proc/self/status"_s);
     if (!status.open(QIODevice::ReadOnly))
         return 0;
     for (const QByteArray &line : status.readAll().split('\n')) {
@@ -133,55 +134,54 @@ server.serve_forever()
 
 void compareRates(const QTemporaryDir &home) {
     const qint64 size = qint64{16} << 20;
-    const QString weights = home.filePath(u"weights"_qs);
+    const QString weights = home.filePath(u"weights"_s);
     writeModel(weights, size);
     report(
         "SHA-256", size, [&] { checksumOf(weights, wanted); }, "sha256sum",
-        [&] { run(u"sha256sum"_qs, {weights}); });
-    for (const QString &ending : {u"tar"_qs, u"tar.gz"_qs, u"tar.bz2"_qs}) {
-        const QString archive = home.filePath(u"m."_qs + ending);
-        run(u"bsdtar"_qs, {u"-caf"_qs, archive, u"-C"_qs, home.path(), u"weights"_qs});
-        const QString theirs = home.filePath(u"theirs"_qs + ending),
-                      ours = home.filePath(u"ours"_qs + ending);
+        [&] { run(u"sha256sum"_s, {weights}); });
+    for (const QString &ending : {u"tar"_s, u"tar.gz"_s, u"tar.bz2"_s}) {
+        const QString archive = home.filePath(u"m."_s + ending);
+        run(u"bsdtar"_s, {u"-caf"_s, archive, u"-C"_s, home.path(), u"weights"_s});
+        const QString theirs = home.filePath(u"theirs"_s + ending), ours = home.filePath(u"ours"_s + ending);
         QDir().mkpath(theirs);
         QDir().mkpath(ours);
         report(
             qPrintable(ending), size, [&] { unpackArchive(archive, ours, {}, wanted); }, "bsdtar",
-            [&] { run(u"bsdtar"_qs, {u"-xf"_qs, archive, u"-C"_qs, theirs}); });
+            [&] { run(u"bsdtar"_s, {u"-xf"_s, archive, u"-C"_s, theirs}); });
     }
 }
 
 void install(const QTemporaryDir &home) {
-    const QString served = home.filePath(u"served"_qs), name = u"m.tar"_qs;
+    const QString served = home.filePath(u"served"_s), name = u"m.tar"_s;
     QDir().mkpath(served);
-    writeModel(served + u"/weights"_qs, qint64{1} << 30);
-    run(u"bsdtar"_qs, {u"-cf"_qs, served + u'/' + name, u"-C"_qs, served, u"weights"_qs});
+    writeModel(served + u"/weights"_s, qint64{1} << 30);
+    run(u"bsdtar"_s, {u"-cf"_s, served + u'/' + name, u"-C"_s, served, u"weights"_s});
 
     const test::ThrowAwayAuthority authority;
     authority.trustHere();
-    const auto identity = authority.issue(u"127.0.0.1"_qs);
-    const QString pem = home.filePath(u"identity.pem"_qs);
+    const auto identity = authority.issue(u"127.0.0.1"_s);
+    const QString pem = home.filePath(u"identity.pem"_s);
     write(pem, identity.privateKey().toPem() + identity.localCertificate().toPem());
-    test::ChildProcess server(u"/usr/bin/python3"_qs,
-                              {u"-c"_qs, QString::fromLatin1(serverScript), served, pem});
+    test::ChildProcess server(u"/usr/bin/python3"_s,
+                              {u"-c"_s, QString::fromLatin1(serverScript), served, pem});
     server.process().waitForReadyRead(30000);
     const QString port = QString::fromLatin1(server.process().readLine()).trimmed();
 
     const QString path = served + u'/' + name;
-    const QJsonObject file{{u"name"_qs, u"model"_qs},
-                           {u"address"_qs, u"https://127.0.0.1:%1/%2"_qs.arg(port, name)},
-                           {u"packing"_qs, u"archive"_qs},
-                           {u"size"_qs, QFileInfo(path).size()},
-                           {u"sha256"_qs, QString::fromLatin1(checksumOf(path, wanted))}};
-    const QJsonObject model{{u"id"_qs, u"m"_qs},       {u"kind"_qs, u"speech"_qs},
-                            {u"version"_qs, u"1"_qs},  {u"languages"_qs, QJsonArray{u"en"_qs}},
-                            {u"engine"_qs, u"any"_qs}, {u"files"_qs, QJsonArray{file}}};
+    const QJsonObject file{{u"name"_s, u"model"_s},
+                           {u"address"_s, u"https://127.0.0.1:%1/%2"_s.arg(port, name)},
+                           {u"packing"_s, u"archive"_s},
+                           {u"size"_s, QFileInfo(path).size()},
+                           {u"sha256"_s, QString::fromLatin1(checksumOf(path, wanted))}};
+    const QJsonObject model{{u"id"_s, u"m"_s},       {u"kind"_s, u"speech"_s},
+                            {u"version"_s, u"1"_s},  {u"languages"_s, QJsonArray{u"en"_s}},
+                            {u"engine"_s, u"any"_s}, {u"files"_s, QJsonArray{file}}};
     const QByteArray catalog =
-        QJsonDocument(QJsonObject{{u"form"_qs, 1}, {u"models"_qs, QJsonArray{model}}}).toJson();
+        QJsonDocument(QJsonObject{{u"form"_s, 1}, {u"models"_s, QJsonArray{model}}}).toJson();
 
     LinuxMainQueue queue;
-    LinuxModelStore store(queue, {.folders = {home.filePath(u"models"_qs), {}},
-                                  .catalog = {{{u"catalog"_qs, catalog}}, {u"any"_qs}}});
+    LinuxModelStore store(queue, {.folders = {home.filePath(u"models"_s), {}},
+                                  .catalog = {{{u"catalog"_s, catalog}}, {u"any"_s}}});
     const qint64 memoryBefore = anonymousMemory();
     QElapsedTimer clock;
     clock.start();
@@ -200,11 +200,11 @@ void install(const QTemporaryDir &home) {
         if (!state.progress)
             QCoreApplication::quit();
     });
-    store.install(u"m"_qs);
+    store.install(u"m"_s);
     QCoreApplication::exec();
     std::printf("installing 1 GB        %.1f s, told %d times%s\n",
                 static_cast<double>(clock.elapsed()) / 1e3, toldCount,
-                qPrintable(store.state(u"m"_qs).problem));
+                qPrintable(store.state(u"m"_s).problem));
     std::printf("event loop, installing longest stall %.1f ms, busy %.1f ms\n", heart.longest,
                 heart.longestBusy);
     std::printf("memory                 %.1f MB more than before\n",

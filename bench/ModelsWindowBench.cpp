@@ -5,6 +5,7 @@
 #include <QLineEdit>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using platform::ModelTask;
@@ -17,18 +18,17 @@ void fillLongShelf(FakePlatform &platform) {
     for (const auto &target : LanguageCatalog::targets()) {
         const QString locale = target.id + u'-' + target.id.toUpper();
         locales += locale;
-        for (const QString &family : {u"light-"_qs, u"large-"_qs})
+        for (const QString &family : {u"light-"_s, u"large-"_s})
             platform.models.offer(speechModel(family + target.id, target.id, 71'000'000));
-        platform.routes.offer(ModelTask::hearing(locale),
-                              {u"light-"_qs + target.id, u"large-"_qs + target.id});
-        if (target.id == u"en"_qs)
+        platform.routes.offer(ModelTask::hearing(locale), {u"light-"_s + target.id, u"large-"_s + target.id});
+        if (target.id == u"en"_s)
             continue;
-        const QString to = u"en-"_qs + target.id;
-        const QString from = target.id + u"-en"_qs;
-        platform.models.offer(translationModel(to, u"en"_qs, target.id, 14'000'000));
-        platform.models.offer(translationModel(from, target.id, u"en"_qs, 16'000'000));
-        platform.routes.offer(ModelTask::translating(u"en"_qs, target.id), {to});
-        platform.routes.offer(ModelTask::translating(target.id, u"en"_qs), {from});
+        const QString to = u"en-"_s + target.id;
+        const QString from = target.id + u"-en"_s;
+        platform.models.offer(translationModel(to, u"en"_s, target.id, 14'000'000));
+        platform.models.offer(translationModel(from, target.id, u"en"_s, 16'000'000));
+        platform.routes.offer(ModelTask::translating(u"en"_s, target.id), {to});
+        platform.routes.offer(ModelTask::translating(target.id, u"en"_s), {from});
     }
     platform.speech.locales = locales;
 }
@@ -67,7 +67,7 @@ private Q_SLOTS:
         QList<Picker::Option> options;
         for (const auto &target : LanguageCatalog::targets())
             options += {target.id, target.flag, target.name};
-        Picker panel(u"Translate to"_qs, options);
+        Picker panel(u"Translate to"_s, options);
         panel.show();
         for (const auto &option : options) {
             panel.select(option.id);
@@ -103,7 +103,7 @@ private Q_SLOTS:
         filling.report("filling the lists");
 
         LongestTurn progress;
-        models.store().install(u"light-de"_qs);
+        models.store().install(u"light-de"_s);
         platform.run();
         for (int i = 0; i < 50; ++i) {
             progress.measure([&] {
@@ -115,8 +115,8 @@ private Q_SLOTS:
         progress.report("a progress");
 
         LongestTurn search;
-        auto *field = window->findChild<QLineEdit *>(u"search"_qs);
-        for (const QString &typed : {u"g"_qs, u"ge"_qs, u"ger"_qs, u"ge"_qs, u"g"_qs, QString()}) {
+        auto *field = window->findChild<QLineEdit *>(u"search"_s);
+        for (const QString &typed : {u"g"_s, u"ge"_s, u"ger"_s, u"ge"_s, u"g"_s, QString()}) {
             search.measure([&] {
                 field->setText(typed);
                 QCoreApplication::processEvents();

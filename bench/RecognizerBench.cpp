@@ -17,6 +17,7 @@
 #include <thread>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using platform::AudioBuffer;
@@ -40,7 +41,7 @@ double median(std::vector<double> values) {
 
 /// Proportional set size in MiB.
 double memoryOf(qint64 process) {
-    QFile rollup(u"/proc/%1/smaps_rollup"_qs.arg(process));
+    QFile rollup(u"/proc/%1/smaps_rollup"_s.arg(process));
     if (!rollup.open(QIODevice::ReadOnly))
         return 0;
     for (const QByteArray &line : rollup.readAll().split('\n')) {

@@ -24,6 +24,7 @@
 #include <sched.h>
 #include <vector>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::ModelTask;
 
@@ -67,11 +68,11 @@ private:
 class Desktop : public test::FakePlatform, private platform::Translators {
 public:
     explicit Desktop(const QByteArray &displayName) : x11(displayName) {
-        editor = workspaceFake.launch(u"editor"_qs);
+        editor = workspaceFake.launch(u"editor"_s);
         workspaceFake.frontmost = editor;
-        const auto model = test::translationModel(u"en-ru"_qs, u"en"_qs, u"ru"_qs);
+        const auto model = test::translationModel(u"en-ru"_s, u"en"_s, u"ru"_s);
         models.offer(model);
-        routes.offer(ModelTask::translating(u"en"_qs, u"ru"_qs), {model.id});
+        routes.offer(ModelTask::translating(u"en"_s, u"ru"_s), {model.id});
         const auto random = test::measuredModels().back(); // base
         const std::string path = folder.path().toStdString();
         test::writeFile(path + "/model.xxyy.intgemm.alphas.bin", random.modelFile());

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::ChildProcess;
 using test::SoundProbe;
@@ -21,8 +22,8 @@ constexpr int presses = 11;
 constexpr quint32 bufferFrames = 64;
 
 QByteArray control(const SoundServer &server, const QStringList &arguments) {
-    ChildProcess pactl(u"pactl"_qs, arguments,
-                       {u"PULSE_SERVER="_qs + QString::fromStdString(server.address())});
+    ChildProcess pactl(u"pactl"_s, arguments,
+                       {u"PULSE_SERVER="_s + QString::fromStdString(server.address())});
     if (!ChildProcess::waitUntil([&] { return !pactl.isRunning(); }) || pactl.process().exitCode() != 0)
         throw std::runtime_error("pactl " + arguments.join(u' ').toStdString() + " failed");
     return pactl.process().readAllStandardOutput();
@@ -35,7 +36,7 @@ void pause(int milliseconds) {
 }
 
 bool isAsleep(const SoundServer &server, const QString &source) {
-    for (const QByteArray &line : control(server, {u"list"_qs, u"short"_qs, u"sources"_qs}).split('\n'))
+    for (const QByteArray &line : control(server, {u"list"_s, u"short"_s, u"sources"_s}).split('\n'))
         if (line.contains(source.toUtf8()))
             return line.endsWith("SUSPENDED");
     return false;
@@ -98,20 +99,20 @@ void measure(const char *name, SoundProbe &probe, const std::function<void()> &p
 void measureSource(SoundServer &server, const char *title, const QString &source,
                    const QStringList &moduleArguments) {
     std::printf("%s\n", title);
-    control(server, QStringList{u"load-module"_qs} + moduleArguments);
+    control(server, QStringList{u"load-module"_s} + moduleArguments);
     pause(500);
-    control(server, {u"set-default-source"_qs, source});
+    control(server, {u"set-default-source"_s, source});
     SoundProbe probe(server.address());
     pause(500);
     measure("unused", probe, [] { pause(300); });
     measure("asleep", probe, [&] {
         if (SoundServer::isPipeWire())
-            control(server, {u"suspend-source"_qs, source, u"1"_qs});
+            control(server, {u"suspend-source"_s, source, u"1"_s});
         else if (!ChildProcess::waitUntil([&] { return isAsleep(server, source); }))
             throw std::runtime_error("the source does not fall asleep");
     });
-    const ChildProcess listener(u"parec"_qs, {u"--latency-msec=10"_qs, u"--device="_qs + source},
-                                {u"PULSE_SERVER="_qs + QString::fromStdString(server.address())});
+    const ChildProcess listener(u"parec"_s, {u"--latency-msec=10"_s, u"--device="_s + source},
+                                {u"PULSE_SERVER="_s + QString::fromStdString(server.address())});
     pause(2500);
     measure("in use", probe, [] { pause(100); });
 }
@@ -126,15 +127,15 @@ int main(int argc, char **argv) {
     SoundServer server;
     server.unplugMicrophone();
     if (!SoundServer::isPipeWire()) // PipeWire's session manager does the same on request
-        control(server, {u"load-module"_qs, u"module-suspend-on-idle"_qs, u"timeout=2"_qs});
+        control(server, {u"load-module"_s, u"module-suspend-on-idle"_s, u"timeout=2"_s});
     if (SoundServer::isPipeWire())
-        measureSource(server, "virtual source", u"silence"_qs,
-                      {u"module-null-sink"_qs, u"sink_name=silence"_qs,
-                       u"media.class=Audio/Source/Virtual"_qs, u"channel_map=mono"_qs});
+        measureSource(server, "virtual source", u"silence"_s,
+                      {u"module-null-sink"_s, u"sink_name=silence"_s, u"media.class=Audio/Source/Virtual"_s,
+                       u"channel_map=mono"_s});
     else
-        measureSource(server, "virtual source", u"silence"_qs,
-                      {u"module-null-source"_qs, u"source_name=silence"_qs});
-    measureSource(server, "monitor of a virtual speaker", u"speaker.monitor"_qs,
-                  {u"module-null-sink"_qs, u"sink_name=speaker"_qs});
+        measureSource(server, "virtual source", u"silence"_s,
+                      {u"module-null-source"_s, u"source_name=silence"_s});
+    measureSource(server, "monitor of a virtual speaker", u"speaker.monitor"_s,
+                  {u"module-null-sink"_s, u"sink_name=speaker"_s});
     return 0;
 }

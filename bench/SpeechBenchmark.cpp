@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::PocketSphinxData;
 using recognizer::PocketSphinxDecoder;
@@ -23,7 +24,7 @@ double milliseconds(const QElapsedTimer &timer) { return double(timer.nsecsElaps
 
 /// A line of this process's status, in MiB.
 double memory(const char *name) {
-    QFile status(u"/proc/self/status"_qs);
+    QFile status(u"/proc/self/status"_s);
     if (!status.open(QIODevice::ReadOnly))
         return 0;
     for (const QByteArray &line : status.readAll().split('\n')) {

@@ -14,6 +14,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::Platform;
@@ -35,9 +37,9 @@ QString windowTitle(DictationState state) {
     case DictationState::idle:
         return applicationName;
     case DictationState::recording:
-        return u"Recording - "_qs + applicationName;
+        return u"Recording - "_s + applicationName;
     case DictationState::processing:
-        return u"Processing - "_qs + applicationName;
+        return u"Processing - "_s + applicationName;
     }
     Q_UNREACHABLE();
 }
@@ -45,11 +47,11 @@ QString windowTitle(DictationState state) {
 QString settingsNotice(platform::UserDefaultsFailure failure) {
     switch (failure) {
     case platform::UserDefaultsFailure::unreadable:
-        return u"The settings could not be read. Changes last until you quit."_qs;
+        return u"The settings could not be read. Changes last until you quit."_s;
     case platform::UserDefaultsFailure::setAside:
-        return u"The settings could not be understood. The old file is kept beside the new one."_qs;
+        return u"The settings could not be understood. The old file is kept beside the new one."_s;
     case platform::UserDefaultsFailure::unwritable:
-        return u"The settings could not be saved. Changes last until you quit."_qs;
+        return u"The settings could not be saved. Changes last until you quit."_s;
     }
     Q_UNREACHABLE();
 }
@@ -92,21 +94,21 @@ void AppDelegate::applicationDidFinishLaunching(platform::Start start) {
 
 void AppDelegate::makeMenu() {
     m_menu = std::make_unique<QMenu>();
-    m_menu->addAction(u"Show Quillora"_qs, this, &AppDelegate::showPopover);
+    m_menu->addAction(u"Show Quillora"_s, this, &AppDelegate::showPopover);
     m_dictationAction = m_menu->addAction(QString(), this, &AppDelegate::toggleDictation);
-    m_menu->addAction(u"Models…"_qs, this, [this] { m_modelsDesk->showWindow(); });
-    m_hotKeyAction = m_menu->addAction(u"Register the hotkey again"_qs, this,
+    m_menu->addAction(u"Models…"_s, this, [this] { m_modelsDesk->showWindow(); });
+    m_hotKeyAction = m_menu->addAction(u"Register the hotkey again"_s, this,
                                        [this] { m_controller->setRecordedHotKey(m_controller->hotKey()); });
     m_hotKeyAction->setVisible(false);
     m_menu->addSeparator();
-    m_loginAction = m_menu->addAction(u"Start at login"_qs);
+    m_loginAction = m_menu->addAction(u"Start at login"_s);
     m_loginAction->setCheckable(true);
     connect(m_loginAction, &QAction::triggered, this, [this](bool isChecked) {
         Platform::current().loginItem().setEnabled(isChecked);
         refreshLoginAction();
     });
     m_menu->addSeparator();
-    m_menu->addAction(u"Quit"_qs, this, &AppDelegate::quit);
+    m_menu->addAction(u"Quit"_s, this, &AppDelegate::quit);
 
     connect(m_menu.get(), &QMenu::aboutToShow, this, &AppDelegate::refreshLoginAction);
     refreshDictationAction();
@@ -121,8 +123,8 @@ void AppDelegate::makeStatusItem() {
 
 void AppDelegate::refreshDictationAction() {
     const auto state = m_controller->dictationState();
-    m_dictationAction->setText(state == DictationState::recording ? u"Stop dictation"_qs
-                                                                  : u"Start dictation"_qs);
+    m_dictationAction->setText(state == DictationState::recording ? u"Stop dictation"_s
+                                                                  : u"Start dictation"_s);
     m_dictationAction->setEnabled(state != DictationState::processing);
 }
 
@@ -343,7 +345,7 @@ bool AppDelegate::registerHotKey(const AppHotKey &hotKey) {
         m_hotKeyAction->setVisible(false);
     } else {
         m_hotKeyAction->setVisible(!previous || !m_hotKeyManager->registerHotKey(*previous));
-        m_controller->setStatusText(u"Could not register "_qs + hotKey.displayName() + u'.');
+        m_controller->setStatusText(u"Could not register "_s + hotKey.displayName() + u'.');
     }
     return isRegistered;
 }

@@ -10,6 +10,8 @@
 #include <QMessageBox>
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::Platform;
@@ -22,10 +24,10 @@ constexpr int noLanguageStatus = 1;
 
 void tellThatNothingCanBeRecognized() {
     QMessageBox message(QMessageBox::Critical, applicationName,
-                        u"Quillora cannot recognize any language on this computer."_qs, QMessageBox::Close);
+                        u"Quillora cannot recognize any language on this computer."_s, QMessageBox::Close);
     message.setInformativeText(
         u"Install a speech recognition model, for example the packages pocketsphinx and pocketsphinx-en-us "
-        "for English, and start Quillora again."_qs);
+        "for English, and start Quillora again."_s);
     message.exec();
 }
 
@@ -37,7 +39,7 @@ QuilloraApp::QuilloraApp(int &argc, char **argv) : m_application(argc, argv) {
     QApplication::setOrganizationName(applicationName);
     QApplication::setDesktopFileName(applicationIdentifier);
     QApplication::setWindowIcon(QIcon::fromTheme(
-        applicationIdentifier, QIcon(u":/quillora/application/%1.svg"_qs.arg(applicationIdentifier))));
+        applicationIdentifier, QIcon(u":/quillora/application/%1.svg"_s.arg(applicationIdentifier))));
     QApplication::setQuitOnLastWindowClosed(AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
 }
 

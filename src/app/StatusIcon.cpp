@@ -3,6 +3,8 @@
 #include <QPainter>
 #include <QSvgRenderer>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
@@ -14,11 +16,11 @@ const QColor groundColour(0x16, 0x16, 0x1a);
 QString fileName(DictationState state) {
     switch (state) {
     case DictationState::idle:
-        return u"quillora-idle-symbolic"_qs;
+        return u"quillora-idle-symbolic"_s;
     case DictationState::recording:
-        return u"quillora-recording-symbolic"_qs;
+        return u"quillora-recording-symbolic"_s;
     case DictationState::processing:
-        return u"quillora-processing-symbolic"_qs;
+        return u"quillora-processing-symbolic"_s;
     }
     Q_UNREACHABLE();
 }
@@ -53,7 +55,7 @@ QImage StatusIcon::image(int size) const {
     painter.setPen(Qt::NoPen);
     painter.setBrush(groundColour);
     painter.drawEllipse(image.rect());
-    painter.drawImage(0, 0, tintedShape(u":/quillora/status/%1.svg"_qs.arg(m_name), size, m_colour));
+    painter.drawImage(0, 0, tintedShape(u":/quillora/status/%1.svg"_s.arg(m_name), size, m_colour));
     return image;
 }
 

@@ -10,22 +10,24 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::Platform;
 
 namespace {
 
-const QString sourceKey = u"sourceLocaleIdentifier"_qs;
-const QString targetKey = u"targetLanguageIdentifier"_qs;
-const QString engineKey = u"translationEngineIdentifier"_qs;
-const QString endpointKey = u"openAIEndpointString"_qs;
-const QString tokenKey = u"openAIClientToken"_qs;
+const QString sourceKey = u"sourceLocaleIdentifier"_s;
+const QString targetKey = u"targetLanguageIdentifier"_s;
+const QString engineKey = u"translationEngineIdentifier"_s;
+const QString endpointKey = u"openAIEndpointString"_s;
+const QString tokenKey = u"openAIClientToken"_s;
 
 } // namespace
 
 AppController::AppController(QObject *parent)
-    : QObject(parent), m_statusText(u"Ready."_qs), m_spokenLanguageOptions(LanguageCatalog::spokenOptions()),
+    : QObject(parent), m_statusText(u"Ready."_s), m_spokenLanguageOptions(LanguageCatalog::spokenOptions()),
       m_targetLanguageOptions(LanguageCatalog::targets()) {
     auto &defaults = Platform::current().userDefaults();
     const auto storedSource = defaults.string(sourceKey);
@@ -151,7 +153,7 @@ DictationState AppController::dictationState() const {
 
 QString AppController::hotKeyDisplayName() const {
     if (m_isRecordingHotKey)
-        return u"Press shortcut"_qs;
+        return u"Press shortcut"_s;
     return m_boundHotKeyName.isEmpty() ? m_hotKey.displayName() : m_boundHotKeyName;
 }
 
@@ -171,7 +173,7 @@ void AppController::swapLanguages() {
         return;
     setSourceLocaleIdentifier(newSource->id);
     setTargetLanguageIdentifier(formerSourceLanguage);
-    setStatusText(u"Language pair updated."_qs);
+    setStatusText(u"Language pair updated."_s);
 }
 
 /// The switch to the hosted engine is one-way: a pair that the on-device engine supports does not switch
@@ -182,7 +184,7 @@ void AppController::enforceCompatibleTranslationEngine() {
     if (canUseAppleLocalForSelectedLanguagePair())
         return;
     setTranslationEngineIdentifier(rawValue(TranslationEngine::openAINatural));
-    setStatusText(selectedTarget().name + u" uses OpenAI Natural."_qs);
+    setStatusText(selectedTarget().name + u" uses OpenAI Natural."_s);
 }
 
 void AppController::observeFrontmostApplication() {

@@ -5,15 +5,17 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::Platform;
 
 namespace {
-const QString hotKeyKey = u"hotKey"_qs;
-const QString unusableText = u"Use Ctrl, Option, or Cmd with another key."_qs;
+const QString hotKeyKey = u"hotKey"_s;
+const QString unusableText = u"Use Ctrl, Option, or Cmd with another key."_s;
 
-QString updatedText(const QString &name) { return u"Hotkey updated to "_qs + name + u'.'; }
+QString updatedText(const QString &name) { return u"Hotkey updated to "_s + name + u'.'; }
 } // namespace
 
 AppHotKey AppController::storedHotKey() {
@@ -30,12 +32,12 @@ void AppController::startHotKeyRecording() {
     if (m_isRecording || m_isProcessing)
         return;
     setRecordingHotKey(true);
-    setStatusText(u"Press a shortcut with Ctrl, Option, or Cmd."_qs);
+    setStatusText(u"Press a shortcut with Ctrl, Option, or Cmd."_s);
 }
 
 void AppController::cancelHotKeyRecording() {
     setRecordingHotKey(false);
-    setStatusText(u"Hotkey unchanged."_qs);
+    setStatusText(u"Hotkey unchanged."_s);
 }
 
 void AppController::rejectRecordedHotKey() { setStatusText(unusableText); }
@@ -73,13 +75,13 @@ void AppController::noteHotKeyOutcome(const AppHotKey &hotKey, const platform::H
         failToRegister(hotKey);
         break;
     case Kind::lost:
-        fail(u"Lost the hotkey "_qs + hotKey.displayName() + u". Choose it again, or another one."_qs);
+        fail(u"Lost the hotkey "_s + hotKey.displayName() + u". Choose it again, or another one."_s);
         break;
     case Kind::boundElsewhere:
         setStatusText(updatedText(outcome.desktopWords));
         break;
     case Kind::hadAgain:
-        setStatusText(u"Hotkey "_qs + hotKey.displayName() + u" works again."_qs);
+        setStatusText(u"Hotkey "_s + hotKey.displayName() + u" works again."_s);
         break;
     }
 }
@@ -96,7 +98,7 @@ void AppController::restorePreviousHotKey() {
 }
 
 void AppController::failToRegister(const AppHotKey &hotKey) {
-    fail(u"Could not register "_qs + hotKey.displayName() + u'.');
+    fail(u"Could not register "_s + hotKey.displayName() + u'.');
 }
 
 } // namespace quillora

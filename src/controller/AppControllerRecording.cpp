@@ -7,6 +7,8 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
@@ -64,10 +66,10 @@ QCoro::Task<> AppController::startRecording() {
     ++m_dictationCount;
     captureTargetApplication();
     if (!m_pasteboardInserter.hasAccessibilityAccess())
-        setStatusText(u"Accessibility access is needed to paste."_qs);
+        setStatusText(u"Accessibility access is needed to paste."_s);
     setTranscriptText({});
     setTranslatedText({});
-    setStatusText(u"Requesting microphone and speech access..."_qs);
+    setStatusText(u"Requesting microphone and speech access..."_s);
 
     const QPointer<AppController> self(this);
     auto start = m_speechService.start(selectedSource().id, [self](const QString &partial) {
@@ -75,7 +77,7 @@ QCoro::Task<> AppController::startRecording() {
             return;
         const bool isFirstWord = isBlank(self->m_transcriptText) && !isBlank(partial);
         self->setTranscriptText(partial);
-        self->setStatusText(u"Listening..."_qs);
+        self->setStatusText(u"Listening..."_s);
         if (isFirstWord)
             self->prepareHostedTranslation();
     });
@@ -85,11 +87,11 @@ QCoro::Task<> AppController::startRecording() {
     --m_startsUnderWay;
     refreshKeychainQuestion();
     if (!started.hasSucceeded()) {
-        fail(u"Speech failed: "_qs + started.failure);
+        fail(u"Speech failed: "_s + started.failure);
         co_return;
     }
     setRecording(true);
-    setStatusText(u"Listening..."_qs);
+    setStatusText(u"Listening..."_s);
     warmLocalTranslation(); // only now: the microphone does not wait for it
 }
 
@@ -98,7 +100,7 @@ QCoro::Task<> AppController::stopRecording() {
         co_return;
     setRecording(false);
     setProcessing(true);
-    setStatusText(u"Finishing transcription..."_qs);
+    setStatusText(u"Finishing transcription..."_s);
     if (!isBlank(m_transcriptText))
         prepareHostedTranslation(); // what was opened with the first word is not kept for long
 
@@ -112,14 +114,14 @@ QCoro::Task<> AppController::stopRecording() {
         co_return;
     }
     setProcessing(false);
-    fail(u"No speech recognized."_qs);
+    fail(u"No speech recognized."_s);
 }
 
 void AppController::endDeadRecording(const QString &reason) {
     platform::detach(stopRecording());
     platform::Platform::current().notifications().show(
-        {u"Dictation ended early"_qs,
-         reason + u" What was heard before is kept. Check the microphone, then dictate the rest."_qs});
+        {u"Dictation ended early"_s,
+         reason + u" What was heard before is kept. Check the microphone, then dictate the rest."_s});
 }
 
 } // namespace quillora

@@ -8,6 +8,8 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::Platform;
@@ -52,16 +54,16 @@ QCoro::Task<QString> AppController::translate(QString text) {
 QCoro::Task<> AppController::translateAndPaste(QString transcript) {
     if (selectedSource().translationLanguageIdentifier == selectedTarget().id) {
         setTranslatedText(transcript);
-        setStatusText(u"Same language selected; pasting transcript."_qs);
-        pasteOrCopy(transcript, u"Inserted transcript."_qs,
-                    u"Copied transcript. Enable Accessibility to auto-paste."_qs);
+        setStatusText(u"Same language selected; pasting transcript."_s);
+        pasteOrCopy(transcript, u"Inserted transcript."_s,
+                    u"Copied transcript. Enable Accessibility to auto-paste."_s);
         setProcessing(false);
         co_return;
     }
 
     setStatusText(effectiveTranslationEngine() == TranslationEngine::openAINatural
-                      ? u"Translating with OpenAI..."_qs
-                      : u"Translating locally..."_qs);
+                      ? u"Translating with OpenAI..."_s
+                      : u"Translating locally..."_s);
 
     const QPointer<AppController> self(this);
     const auto translation = co_await attempt(translate(transcript));
@@ -69,11 +71,11 @@ QCoro::Task<> AppController::translateAndPaste(QString transcript) {
         co_return;
     if (translation.hasSucceeded()) {
         setTranslatedText(*translation.result);
-        setStatusText(u"Pasting..."_qs);
-        pasteOrCopy(*translation.result, u"Inserted translation."_qs,
-                    u"Copied translation. Enable Accessibility to auto-paste."_qs);
+        setStatusText(u"Pasting..."_s);
+        pasteOrCopy(*translation.result, u"Inserted translation."_s,
+                    u"Copied translation. Enable Accessibility to auto-paste."_s);
     } else {
-        fail(u"Translation failed: "_qs + translation.failure);
+        fail(u"Translation failed: "_s + translation.failure);
     }
     setProcessing(false);
 }
@@ -86,7 +88,7 @@ void AppController::pasteOrCopy(const QString &text, const QString &insertedStat
     const auto onTaken = [self = QPointer<AppController>(this), dictation = m_dictationCount] {
         // The status of a dictation that has begun since is worth more.
         if (self && self->m_dictationCount == dictation)
-            self->fail(u"Not inserted: the clipboard was taken."_qs);
+            self->fail(u"Not inserted: the clipboard was taken."_s);
     };
     if (m_pasteboardInserter.paste(text, m_targetApplication, onTaken)) {
         setStatusText(insertedStatus);
@@ -97,15 +99,15 @@ void AppController::pasteOrCopy(const QString &text, const QString &insertedStat
     if (isCopied)
         setStatusText(copiedStatus);
     else
-        fail(u"Not copied: only the window in front may copy here. Use \"Paste last translation\"."_qs);
+        fail(u"Not copied: only the window in front may copy here. Use \"Paste last translation\"."_s);
 }
 
 void AppController::pasteLastTranslation() {
     if (m_translatedText.trimmed().isEmpty())
         return;
     captureTargetApplication();
-    pasteOrCopy(m_translatedText, u"Inserted translation."_qs,
-                u"Copied translation. Enable Accessibility to auto-paste."_qs);
+    pasteOrCopy(m_translatedText, u"Inserted translation."_s,
+                u"Copied translation. Enable Accessibility to auto-paste."_s);
 }
 
 void AppController::captureTargetApplication() {
@@ -125,7 +127,7 @@ void AppController::requestAccessibilityIfNeeded() {
     if (m_pasteboardInserter.hasAccessibilityAccess())
         return;
     if (m_didRequestAccessibilityAccess) {
-        setStatusText(u"Accessibility access is still not active."_qs);
+        setStatusText(u"Accessibility access is still not active."_s);
         return;
     }
     m_didRequestAccessibilityAccess = true;
@@ -134,38 +136,38 @@ void AppController::requestAccessibilityIfNeeded() {
 
 void AppController::refreshAccessibilityStatus() {
     if (!m_pasteboardInserter.hasAccessibilityAccess())
-        setStatusText(u"Accessibility access is needed to paste."_qs);
+        setStatusText(u"Accessibility access is needed to paste."_s);
 }
 
 QCoro::Task<> AppController::prepareTranslationModels() {
     if (m_isRecording || m_isProcessing)
         co_return;
     if (selectedTranslationEngine() == TranslationEngine::openAINatural) {
-        setStatusText(u"OpenAI Natural uses your backend; no local model download needed."_qs);
+        setStatusText(u"OpenAI Natural uses your backend; no local model download needed."_s);
         co_return;
     }
     if (!canUseAppleLocalForSelectedLanguagePair()) {
-        setStatusText(selectedTarget().name + u" uses OpenAI Natural; no local model download needed."_qs);
+        setStatusText(selectedTarget().name + u" uses OpenAI Natural; no local model download needed."_s);
         enforceCompatibleTranslationEngine();
         co_return;
     }
     const QString source = selectedSource().translationLanguageIdentifier;
     const QString target = selectedTarget().id;
     if (source == target) {
-        setStatusText(u"Same language selected; no translation model needed."_qs);
+        setStatusText(u"Same language selected; no translation model needed."_s);
         co_return;
     }
 
     setProcessing(true);
-    setStatusText(u"Preparing translation models..."_qs);
+    setStatusText(u"Preparing translation models..."_s);
     const QPointer<AppController> self(this);
     const auto preparation = co_await attempt(m_translationBridge.prepare(source, target));
     if (!self)
         co_return;
     if (preparation.hasSucceeded())
-        setStatusText(u"Translation models are ready."_qs);
+        setStatusText(u"Translation models are ready."_s);
     else
-        fail(u"Translation setup failed: "_qs + preparation.failure);
+        fail(u"Translation setup failed: "_s + preparation.failure);
     setProcessing(false);
 }
 

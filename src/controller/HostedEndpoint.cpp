@@ -2,13 +2,15 @@
 
 #include <QUrl>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 QString defaultEndpoint() { return QStringLiteral(QUILLORA_DEFAULT_ENDPOINT); }
 
 bool leadsNowhere(const QString &endpoint) {
     // The names under this one are reserved for documentation and belong to nobody.
-    return endpoint == defaultEndpoint() && QUrl(endpoint).host().endsWith(u".example"_qs);
+    return endpoint == defaultEndpoint() && QUrl(endpoint).host().endsWith(u".example"_s);
 }
 
 QString adviceWithoutDefaultEndpoint() {

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::Platform;
@@ -46,7 +48,7 @@ HotKeyRecorderView::HotKeyRecorderView(const Description &description, QWidget *
     : QWidget(parent), m_description(description) {
     m_description.isRecording = false;
     setFocusPolicy(Qt::ClickFocus); // focusable, yet no stop of the Tab key
-    setAccessibleName(u"Hotkey recorder"_qs);
+    setAccessibleName(u"Hotkey recorder"_s);
 }
 
 void HotKeyRecorderView::setDescription(const Description &description) {

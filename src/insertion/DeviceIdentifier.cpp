@@ -4,6 +4,8 @@
 
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
@@ -11,7 +13,7 @@ QString randomUuid() { return QUuid::createUuid().toString(QUuid::WithoutBraces)
 } // namespace
 
 QString DeviceIdentifier::current() {
-    const QString key = u"deviceIdentifier"_qs;
+    const QString key = u"deviceIdentifier"_s;
     if (const auto stored = KeychainStore::string(key); stored && !stored->isEmpty())
         return *stored;
     const QString fresh = randomUuid() + u'-' + randomUuid();

@@ -4,6 +4,8 @@
 
 #include <QStringDecoder>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::KeychainQuery;
@@ -11,8 +13,8 @@ using platform::KeychainStatus;
 
 namespace {
 
-const QString currentService = u"com.local.Quillora"_qs;
-const QString legacyService = u"com.local.Cobaltwhisk"_qs;
+const QString currentService = u"com.local.Quillora"_s;
+const QString legacyService = u"com.local.Cobaltwhisk"_s;
 
 platform::Keychain &keychain() { return platform::Platform::current().keychain(); }
 

@@ -2,6 +2,8 @@
 
 #include "platform/ModelVersion.h"
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::isNewer;
@@ -68,23 +70,23 @@ void ModelActions::perform(ModelAction action, Models &models, const ModelTask &
 QString name(ModelAction action) {
     switch (action) {
     case ModelAction::install:
-        return u"Install"_qs;
+        return u"Install"_s;
     case ModelAction::resume:
-        return u"Resume"_qs;
+        return u"Resume"_s;
     case ModelAction::repair:
-        return u"Repair"_qs;
+        return u"Repair"_s;
     case ModelAction::use:
-        return u"Use"_qs;
+        return u"Use"_s;
     case ModelAction::update:
-        return u"Update"_qs;
+        return u"Update"_s;
     case ModelAction::keep:
-        return u"Keep"_qs;
+        return u"Keep"_s;
     case ModelAction::pause:
-        return u"Pause"_qs;
+        return u"Pause"_s;
     case ModelAction::cancel:
-        return u"Cancel"_qs;
+        return u"Cancel"_s;
     case ModelAction::remove:
-        return u"Remove"_qs;
+        return u"Remove"_s;
     }
     Q_UNREACHABLE();
 }

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::ModelKind;
@@ -11,7 +13,7 @@ using platform::ModelTask;
 
 namespace {
 
-const QString english = u"en"_qs;
+const QString english = u"en"_s;
 
 std::optional<ModelEntry> entryFor(const Models &models, const ModelTask &task) {
     const QStringList choices = models.routes().choices(task);

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::isNewer;
@@ -28,55 +30,55 @@ QString number(double value) {
 /// The scores that are published for translations, from 0 to 100, say little to most people.
 QString inWords(double comet) {
     if (comet >= 88)
-        return u"Excellent"_qs;
+        return u"Excellent"_s;
     if (comet >= 86)
-        return u"Very good"_qs;
+        return u"Very good"_s;
     if (comet >= 84)
-        return u"Good"_qs;
-    return u"Fair"_qs;
+        return u"Good"_s;
+    return u"Fair"_s;
 }
 
 QString scoreInWords(const ModelDescription &description) {
     if (!description.score)
-        return u"Quality not stated"_qs;
-    if (description.score->measure.contains(u"COMET"_qs, Qt::CaseInsensitive))
+        return u"Quality not stated"_s;
+    if (description.score->measure.contains(u"COMET"_s, Qt::CaseInsensitive))
         return inWords(description.score->value);
     return description.score->measure + u' ' + QString::number(description.score->value);
 }
 
 QString counted(qint64 count, const QString &unit) {
-    return QString::number(count) + u' ' + unit + (count == 1 ? QString() : u"s"_qs);
+    return QString::number(count) + u' ' + unit + (count == 1 ? QString() : u"s"_s);
 }
 
 QString timeLeft(std::chrono::seconds time) {
     if (time < std::chrono::minutes(1))
-        return counted(std::max<qint64>(1, time.count()), u"second"_qs);
+        return counted(std::max<qint64>(1, time.count()), u"second"_s);
     if (time < std::chrono::hours(1))
-        return counted((time.count() + 59) / 60, u"minute"_qs);
-    return counted((time.count() + 3599) / 3600, u"hour"_qs);
+        return counted((time.count() + 59) / 60, u"minute"_s);
+    return counted((time.count() + 3599) / 3600, u"hour"_s);
 }
 
 QString downloading(const ModelProgress &progress) {
-    QString text = u"Downloading: "_qs + ModelWords::bytes(progress.receivedBytes);
+    QString text = u"Downloading: "_s + ModelWords::bytes(progress.receivedBytes);
     if (progress.totalBytes)
-        text += u" of "_qs + ModelWords::bytes(*progress.totalBytes);
+        text += u" of "_s + ModelWords::bytes(*progress.totalBytes);
     if (progress.timeLeft)
-        text += u", about "_qs + timeLeft(*progress.timeLeft) + u" left"_qs;
+        text += u", about "_s + timeLeft(*progress.timeLeft) + u" left"_s;
     return text;
 }
 
 QString step(const ModelProgress &progress) {
     switch (progress.step) {
     case ModelProgress::Step::waiting:
-        return u"Waiting for its turn"_qs;
+        return u"Waiting for its turn"_s;
     case ModelProgress::Step::preparing:
-        return u"Preparing"_qs;
+        return u"Preparing"_s;
     case ModelProgress::Step::downloading:
         return downloading(progress);
     case ModelProgress::Step::checking:
-        return u"Checking"_qs;
+        return u"Checking"_s;
     case ModelProgress::Step::unpacking:
-        return u"Unpacking"_qs;
+        return u"Unpacking"_s;
     }
     Q_UNREACHABLE();
 }
@@ -84,17 +86,17 @@ QString step(const ModelProgress &progress) {
 QString presence(const ModelState &state, const QString &offeredVersion) {
     switch (state.presence) {
     case ModelState::Presence::absent:
-        return u"Not installed"_qs;
+        return u"Not installed"_s;
     case ModelState::Presence::damaged:
-        return u"Damaged"_qs;
+        return u"Damaged"_s;
     case ModelState::Presence::unfit:
-        return u"Does not work on this computer"_qs;
+        return u"Does not work on this computer"_s;
     case ModelState::Presence::installed:
         if (!state.isOwn)
-            return u"Installed for everybody on this computer"_qs;
+            return u"Installed for everybody on this computer"_s;
         if (isNewer(offeredVersion, state.version))
-            return u"Installed: version %1. There is a newer one."_qs.arg(state.version);
-        return u"Installed"_qs;
+            return u"Installed: version %1. There is a newer one."_s.arg(state.version);
+        return u"Installed"_s;
     }
     Q_UNREACHABLE();
 }
@@ -104,22 +106,22 @@ QString presence(const ModelState &state, const QString &offeredVersion) {
 QString ModelWords::bytes(qint64 bytes) {
     const auto count = static_cast<double>(bytes);
     if (std::round(count / megabyte) >= 1000)
-        return number(count / gigabyte) + u" GB"_qs;
+        return number(count / gigabyte) + u" GB"_s;
     if (std::round(count / kilobyte) >= 1000)
-        return number(count / megabyte) + u" MB"_qs;
-    return number(count / kilobyte) + u" kB"_qs;
+        return number(count / megabyte) + u" MB"_s;
+    return number(count / kilobyte) + u" kB"_s;
 }
 
 QString ModelWords::size(const DownloadSize &size) {
     if (size.isWhole)
         return bytes(size.bytes);
-    return size.bytes > 0 ? u"more than "_qs + bytes(size.bytes) : u"size not stated"_qs;
+    return size.bytes > 0 ? u"more than "_s + bytes(size.bytes) : u"size not stated"_s;
 }
 
 QString ModelWords::quality(const ModelDescription &description) {
     QString words = scoreInWords(description);
     if (description.punctuates)
-        words += *description.punctuates ? u", writes punctuation"_qs : u", no punctuation"_qs;
+        words += *description.punctuates ? u", writes punctuation"_s : u", no punctuation"_s;
     return words;
 }
 
@@ -127,9 +129,9 @@ QString ModelWords::measured(const ModelDescription &description) {
     if (!description.score)
         return {};
     const auto &score = *description.score;
-    QString text = score.measure + u": "_qs + QString::number(score.value);
+    QString text = score.measure + u": "_s + QString::number(score.value);
     if (!score.source.isEmpty())
-        text += u", says "_qs + score.source;
+        text += u", says "_s + score.source;
     return text + u'.';
 }
 
@@ -138,20 +140,20 @@ QString ModelWords::weight(const ModelDescription &description) {
     case ModelSizeClass::unknown:
         return {};
     case ModelSizeClass::light:
-        return u"Light"_qs;
+        return u"Light"_s;
     case ModelSizeClass::medium:
-        return u"Medium"_qs;
+        return u"Medium"_s;
     case ModelSizeClass::large:
-        return u"Large"_qs;
+        return u"Large"_s;
     }
     Q_UNREACHABLE();
 }
 
 QString ModelWords::origin(const ModelDescription &description) {
-    const QString publisher = description.publisher.isEmpty() ? u"Publisher not stated."_qs
-                                                              : u"From "_qs + description.publisher + u'.';
-    const QString licence = description.licence.isEmpty() ? u"Licence not stated."_qs
-                                                          : u"Licence: "_qs + description.licence + u'.';
+    const QString publisher = description.publisher.isEmpty() ? u"Publisher not stated."_s
+                                                              : u"From "_s + description.publisher + u'.';
+    const QString licence = description.licence.isEmpty() ? u"Licence not stated."_s
+                                                          : u"Licence: "_s + description.licence + u'.';
     return publisher + u' ' + licence;
 }
 
@@ -159,25 +161,25 @@ QString ModelWords::state(const ModelState &state, const QString &offeredVersion
     if (state.progress)
         return step(*state.progress);
     if (state.isLeaving)
-        return u"Is removed as soon as nobody uses it"_qs;
+        return u"Is removed as soon as nobody uses it"_s;
     if (!state.problem.isEmpty())
         return state.problem;
     if (state.isPaused)
-        return u"Paused"_qs;
+        return u"Paused"_s;
     return presence(state, offeredVersion);
 }
 
 QString ModelWords::standing(const ModelNeed &need) {
-    const QString way = need.isByWayOfEnglish ? u", by way of English"_qs : QString();
+    const QString way = need.isByWayOfEnglish ? u", by way of English"_s : QString();
     switch (need.standing) {
     case ModelNeed::Standing::ready:
-        return u"Ready"_qs + way;
+        return u"Ready"_s + way;
     case ModelNeed::Standing::missing:
         return size(need.size) + way;
     case ModelNeed::Standing::arriving:
-        return (need.percent ? u"On its way, %1 %"_qs.arg(*need.percent) : u"On its way"_qs) + way;
+        return (need.percent ? u"On its way, %1 %"_s.arg(*need.percent) : u"On its way"_s) + way;
     case ModelNeed::Standing::unserved:
-        return u"There is no model for this"_qs;
+        return u"There is no model for this"_s;
     }
     Q_UNREACHABLE();
 }
@@ -186,14 +188,13 @@ QString ModelWords::omissions(const QStringList &omissions) {
     const QString sentences = omissions.join(u' ');
     if (omissions.size() < 2)
         return sentences;
-    return u"%1 entries of the catalogs are left out. %2"_qs.arg(QString::number(omissions.size()),
-                                                                 sentences);
+    return u"%1 entries of the catalogs are left out. %2"_s.arg(QString::number(omissions.size()), sentences);
 }
 
 QString ModelWords::space(qint64 used, std::optional<qint64> free) {
     const QString taken =
-        used > 0 ? u"Your models take %1."_qs.arg(bytes(used)) : u"You have no models of your own."_qs;
-    return free ? taken + u" %1 are free."_qs.arg(bytes(*free)) : taken;
+        used > 0 ? u"Your models take %1."_s.arg(bytes(used)) : u"You have no models of your own."_s;
+    return free ? taken + u" %1 are free."_s.arg(bytes(*free)) : taken;
 }
 
 } // namespace quillora

@@ -6,6 +6,8 @@
 
 namespace quillora {
 
+using namespace Qt::StringLiterals;
+
 /// Why a dictation could not start.
 class SpeechRecognizerServiceError : public LocalizedError {
 public:
@@ -19,19 +21,19 @@ public:
 
     static SpeechRecognizerServiceError recognizerUnavailable(const QString &localeIdentifier) {
         return {Kind::recognizerUnavailable,
-                u"Speech recognizer is unavailable for "_qs + localeIdentifier + u'.'};
+                u"Speech recognizer is unavailable for "_s + localeIdentifier + u'.'};
     }
     static SpeechRecognizerServiceError unsupportedLocale(const QString &localeIdentifier) {
-        return {Kind::unsupportedLocale, u"Speech recognizer does not support "_qs + localeIdentifier + u'.'};
+        return {Kind::unsupportedLocale, u"Speech recognizer does not support "_s + localeIdentifier + u'.'};
     }
     static SpeechRecognizerServiceError speechPermissionDenied() {
-        return {Kind::speechPermissionDenied, u"Speech recognition permission was denied."_qs};
+        return {Kind::speechPermissionDenied, u"Speech recognition permission was denied."_s};
     }
     static SpeechRecognizerServiceError microphonePermissionDenied() {
-        return {Kind::microphonePermissionDenied, u"Microphone permission was denied."_qs};
+        return {Kind::microphonePermissionDenied, u"Microphone permission was denied."_s};
     }
     static SpeechRecognizerServiceError microphoneUnavailable() {
-        return {Kind::microphoneUnavailable, u"No microphone input format is available."_qs};
+        return {Kind::microphoneUnavailable, u"No microphone input format is available."_s};
     }
 
     Kind kind() const { return m_kind; }

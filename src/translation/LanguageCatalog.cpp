@@ -11,12 +11,14 @@
 #include <algorithm>
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
 
 const QString &globe() {
-    static const QString emoji = u"\U0001F310"_qs;
+    static const QString emoji = u"\U0001F310"_s;
     return emoji;
 }
 
@@ -36,26 +38,25 @@ QString regionFlag(const QString &region) {
 }
 
 const QStringList &spokenLocalePriority() {
-    static const QStringList identifiers{u"en-US"_qs, u"ru-RU"_qs, u"kk-KZ"_qs, u"uz-UZ"_qs,
-                                         u"ky-KG"_qs, u"es-ES"_qs, u"fr-FR"_qs, u"de-DE"_qs,
-                                         u"it-IT"_qs, u"pt-BR"_qs, u"tr-TR"_qs, u"zh-CN"_qs};
+    static const QStringList identifiers{u"en-US"_s, u"ru-RU"_s, u"kk-KZ"_s, u"uz-UZ"_s,
+                                         u"ky-KG"_s, u"es-ES"_s, u"fr-FR"_s, u"de-DE"_s,
+                                         u"it-IT"_s, u"pt-BR"_s, u"tr-TR"_s, u"zh-CN"_s};
     return identifiers;
 }
 
 const QSet<QString> &preferredRegions() {
-    static const QSet<QString> regions{u"US"_qs, u"RU"_qs, u"KZ"_qs, u"UZ"_qs, u"KG"_qs, u"ES"_qs,
-                                       u"FR"_qs, u"DE"_qs, u"IT"_qs, u"BR"_qs, u"TR"_qs, u"CN"_qs};
+    static const QSet<QString> regions{u"US"_s, u"RU"_s, u"KZ"_s, u"UZ"_s, u"KG"_s, u"ES"_s,
+                                       u"FR"_s, u"DE"_s, u"IT"_s, u"BR"_s, u"TR"_s, u"CN"_s};
     return regions;
 }
 
 const QHash<QString, QString> &representativeRegions() {
     static const QHash<QString, QString> regions{
-        {u"ar"_qs, u"SA"_qs}, {u"de"_qs, u"DE"_qs}, {u"en"_qs, u"US"_qs}, {u"es"_qs, u"ES"_qs},
-        {u"fr"_qs, u"FR"_qs}, {u"id"_qs, u"ID"_qs}, {u"it"_qs, u"IT"_qs}, {u"ja"_qs, u"JP"_qs},
-        {u"kk"_qs, u"KZ"_qs}, {u"ko"_qs, u"KR"_qs}, {u"ky"_qs, u"KG"_qs}, {u"nl"_qs, u"NL"_qs},
-        {u"pl"_qs, u"PL"_qs}, {u"pt"_qs, u"BR"_qs}, {u"ru"_qs, u"RU"_qs}, {u"th"_qs, u"TH"_qs},
-        {u"tr"_qs, u"TR"_qs}, {u"uk"_qs, u"UA"_qs}, {u"uz"_qs, u"UZ"_qs}, {u"vi"_qs, u"VN"_qs},
-        {u"zh"_qs, u"CN"_qs}};
+        {u"ar"_s, u"SA"_s}, {u"de"_s, u"DE"_s}, {u"en"_s, u"US"_s}, {u"es"_s, u"ES"_s}, {u"fr"_s, u"FR"_s},
+        {u"id"_s, u"ID"_s}, {u"it"_s, u"IT"_s}, {u"ja"_s, u"JP"_s}, {u"kk"_s, u"KZ"_s}, {u"ko"_s, u"KR"_s},
+        {u"ky"_s, u"KG"_s}, {u"nl"_s, u"NL"_s}, {u"pl"_s, u"PL"_s}, {u"pt"_s, u"BR"_s}, {u"ru"_s, u"RU"_s},
+        {u"th"_s, u"TH"_s}, {u"tr"_s, u"TR"_s}, {u"uk"_s, u"UA"_s}, {u"uz"_s, u"UZ"_s}, {u"vi"_s, u"VN"_s},
+        {u"zh"_s, u"CN"_s}};
     return regions;
 }
 
@@ -114,17 +115,13 @@ size_t qHash(const TranslationLanguageOption &option, size_t seed) noexcept {
 
 const QList<TranslationLanguageOption> &LanguageCatalog::targets() {
     static const QList<TranslationLanguageOption> options{
-        target(u"ru"_qs, u"Russian"_qs),    target(u"en"_qs, u"English"_qs),
-        target(u"kk"_qs, u"Kazakh"_qs),     target(u"uz"_qs, u"Uzbek"_qs),
-        target(u"ky"_qs, u"Kyrgyz"_qs),     target(u"ar"_qs, u"Arabic"_qs),
-        target(u"zh"_qs, u"Chinese"_qs),    target(u"nl"_qs, u"Dutch"_qs),
-        target(u"es"_qs, u"Spanish"_qs),    target(u"fr"_qs, u"French"_qs),
-        target(u"de"_qs, u"German"_qs),     target(u"id"_qs, u"Indonesian"_qs),
-        target(u"it"_qs, u"Italian"_qs),    target(u"ja"_qs, u"Japanese"_qs),
-        target(u"ko"_qs, u"Korean"_qs),     target(u"pl"_qs, u"Polish"_qs),
-        target(u"pt"_qs, u"Portuguese"_qs), target(u"th"_qs, u"Thai"_qs),
-        target(u"tr"_qs, u"Turkish"_qs),    target(u"uk"_qs, u"Ukrainian"_qs),
-        target(u"vi"_qs, u"Vietnamese"_qs)};
+        target(u"ru"_s, u"Russian"_s), target(u"en"_s, u"English"_s),    target(u"kk"_s, u"Kazakh"_s),
+        target(u"uz"_s, u"Uzbek"_s),   target(u"ky"_s, u"Kyrgyz"_s),     target(u"ar"_s, u"Arabic"_s),
+        target(u"zh"_s, u"Chinese"_s), target(u"nl"_s, u"Dutch"_s),      target(u"es"_s, u"Spanish"_s),
+        target(u"fr"_s, u"French"_s),  target(u"de"_s, u"German"_s),     target(u"id"_s, u"Indonesian"_s),
+        target(u"it"_s, u"Italian"_s), target(u"ja"_s, u"Japanese"_s),   target(u"ko"_s, u"Korean"_s),
+        target(u"pl"_s, u"Polish"_s),  target(u"pt"_s, u"Portuguese"_s), target(u"th"_s, u"Thai"_s),
+        target(u"tr"_s, u"Turkish"_s), target(u"uk"_s, u"Ukrainian"_s),  target(u"vi"_s, u"Vietnamese"_s)};
     return options;
 }
 
@@ -149,10 +146,10 @@ QList<SpokenLanguageOption> LanguageCatalog::spokenOptions() {
 SpokenLanguageOption LanguageCatalog::defaultSpoken(const QList<SpokenLanguageOption> &options) {
     if (options.isEmpty())
         qFatal("LanguageCatalog::defaultSpoken: there must be an option");
-    return firstWithId(u"en-US"_qs, options).value_or(options.first());
+    return firstWithId(u"en-US"_s, options).value_or(options.first());
 }
 
-TranslationLanguageOption LanguageCatalog::defaultTarget() { return target(u"ru"_qs, u"Russian"_qs); }
+TranslationLanguageOption LanguageCatalog::defaultTarget() { return target(u"ru"_s, u"Russian"_s); }
 
 std::optional<SpokenLanguageOption>
 LanguageCatalog::spokenOption(const std::optional<QString> &id, const QList<SpokenLanguageOption> &options) {
@@ -183,7 +180,7 @@ LanguageCatalog::preferredSpeechLocale(const QString &translationLanguageIdentif
 }
 
 bool LanguageCatalog::supportsAppleLocalTranslation(const QString &languageIdentifier) {
-    static const QSet<QString> appleLocalUnsupportedLanguageIdentifiers{u"kk"_qs, u"uz"_qs, u"ky"_qs};
+    static const QSet<QString> appleLocalUnsupportedLanguageIdentifiers{u"kk"_s, u"uz"_s, u"ky"_s};
     return !appleLocalUnsupportedLanguageIdentifiers.contains(languageIdentifier);
 }
 

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::HttpRequest;
@@ -28,9 +30,9 @@ struct TranslationRequest {
     QString targetLanguage;
 
     QByteArray encoded() const {
-        return QJsonDocument(QJsonObject{{u"text"_qs, text},
-                                         {u"sourceLanguage"_qs, sourceLanguage},
-                                         {u"targetLanguage"_qs, targetLanguage}})
+        return QJsonDocument(QJsonObject{{u"text"_s, text},
+                                         {u"sourceLanguage"_s, sourceLanguage},
+                                         {u"targetLanguage"_s, targetLanguage}})
             .toJson(QJsonDocument::Compact);
     }
 };
@@ -38,18 +40,18 @@ struct TranslationRequest {
 /// The text that a JSON object holds under `key`. Throws a LocalizedError if there is no such thing.
 QString decodedText(const QByteArray &body, const QString &key) {
     if (body.isEmpty())
-        throw LocalizedError(u"The backend's answer is empty."_qs);
+        throw LocalizedError(u"The backend's answer is empty."_s);
     QJsonParseError failure;
     const auto document = QJsonDocument::fromJson(body, &failure);
     if (failure.error != QJsonParseError::NoError)
-        throw LocalizedError(u"The backend's answer is not valid JSON."_qs);
+        throw LocalizedError(u"The backend's answer is not valid JSON."_s);
     if (!document.isObject())
-        throw LocalizedError(u"The backend's answer is not a JSON object."_qs);
+        throw LocalizedError(u"The backend's answer is not a JSON object."_s);
     const auto value = document.object().value(key);
     if (value.isUndefined())
-        throw LocalizedError(u"The backend's answer holds no \"%1\"."_qs.arg(key));
+        throw LocalizedError(u"The backend's answer holds no \"%1\"."_s.arg(key));
     if (!value.isString())
-        throw LocalizedError(u"The backend's answer holds a \"%1\" that is not a text."_qs.arg(key));
+        throw LocalizedError(u"The backend's answer holds a \"%1\" that is not a text."_s.arg(key));
     return value.toString();
 }
 
@@ -57,20 +59,20 @@ struct TranslationResponse {
     QString translation;
 
     static TranslationResponse decoded(const QByteArray &body) {
-        return {decodedText(body, u"translation"_qs)};
+        return {decodedText(body, u"translation"_s)};
     }
 };
 
 struct ErrorResponse {
     QString error;
 
-    static ErrorResponse decoded(const QByteArray &body) { return {decodedText(body, u"error"_qs)}; }
+    static ErrorResponse decoded(const QByteArray &body) { return {decodedText(body, u"error"_s)}; }
 };
 
 /// A host name may look like a scheme ("localhost:8787?key=1"); a port number after the colon tells them
 /// apart.
 bool namesHostAndPortOnly(const QString &endpoint) {
-    static const QRegularExpression hostAndPort(u"^[^/?#:]+:[0-9]{1,5}([/?#]|$)"_qs);
+    static const QRegularExpression hostAndPort(u"^[^/?#:]+:[0-9]{1,5}([/?#]|$)"_s);
     return hostAndPort.match(endpoint).hasMatch();
 }
 
@@ -90,7 +92,7 @@ void requireNoControlCharacter(const QString &token) {
     });
     if (holdsOne)
         throw LocalizedError(
-            u"The subscription token holds a line break or another control character. Enter it again."_qs);
+            u"The subscription token holds a line break or another control character. Enter it again."_s);
 }
 
 HttpRequest post(const QUrl &url, const QString &clientToken, const QString &deviceIdentifier) {
@@ -119,7 +121,7 @@ OpenAITranslationServiceError reportedFailure(const HttpResponse &response) {
         return OpenAITranslationServiceError::server(ErrorResponse::decoded(response.body).error);
     } catch (const LocalizedError &) {
         return OpenAITranslationServiceError::server(
-            u"Translation backend returned HTTP %1."_qs.arg(response.statusCode));
+            u"Translation backend returned HTTP %1."_s.arg(response.statusCode));
     }
 }
 

@@ -12,11 +12,13 @@
 
 namespace quillora {
 
+using namespace Qt::StringLiterals;
+
 /// Why the bridge itself refuses a job.
 class TranslationBridgeError : public LocalizedError {
 public:
     static TranslationBridgeError busy() {
-        return TranslationBridgeError(u"A translation is already running."_qs);
+        return TranslationBridgeError(u"A translation is already running."_s);
     }
 
 private:

@@ -1,13 +1,15 @@
 #include "translation/TranslationEngine.h"
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 QString rawValue(TranslationEngine engine) {
     switch (engine) {
     case TranslationEngine::appleLocal:
-        return u"appleLocal"_qs;
+        return u"appleLocal"_s;
     case TranslationEngine::openAINatural:
-        return u"openAINatural"_qs;
+        return u"openAINatural"_s;
     }
     Q_UNREACHABLE();
 }
@@ -15,9 +17,9 @@ QString rawValue(TranslationEngine engine) {
 QString name(TranslationEngine engine) {
     switch (engine) {
     case TranslationEngine::appleLocal:
-        return u"Apple Local"_qs;
+        return u"Apple Local"_s;
     case TranslationEngine::openAINatural:
-        return u"OpenAI Natural"_qs;
+        return u"OpenAI Natural"_s;
     }
     Q_UNREACHABLE();
 }

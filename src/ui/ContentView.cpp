@@ -26,6 +26,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
@@ -33,7 +35,7 @@ namespace {
 const QString otherKeysText =
     u"In its keyboard settings the desktop can bind a key to the command "
     "dbus-send --type=method_call --dest=org.quillora.Quillora /org/quillora/Quillora "
-    "org.quillora.Quillora.Toggle"_qs;
+    "org.quillora.Quillora.Toggle"_s;
 
 // The panel's measures, in logical pixels.
 constexpr int panelWidth = 380;
@@ -100,14 +102,14 @@ ContentView::ContentView(AppController &controller, QWidget *parent)
 }
 
 void ContentView::build() {
-    setObjectName(u"panel"_qs);
+    setObjectName(u"panel"_s);
     setAutoFillBackground(true);
-    m_hotKeyRecorder = named(new HotKeyRecorderView({}, this), u"hotKeyRecorder"_qs);
+    m_hotKeyRecorder = named(new HotKeyRecorderView({}, this), u"hotKeyRecorder"_s);
     m_hotKeyRecorder->setGeometry(0, 0, 1, 1);
 
-    m_transcriptText = named(new TextPane(TextPane::Follow::end), u"transcriptText"_qs);
-    m_translationText = named(new TextPane(TextPane::Follow::beginning), u"translationText"_qs);
-    m_footerText = named(new LimitedLabel(1), u"footerText"_qs);
+    m_transcriptText = named(new TextPane(TextPane::Follow::end), u"transcriptText"_s);
+    m_translationText = named(new TextPane(TextPane::Follow::beginning), u"translationText"_s);
+    m_footerText = named(new LimitedLabel(1), u"footerText"_s);
     m_footerText->setForegroundRole(QPalette::PlaceholderText);
 
     auto *stack = new QVBoxLayout(this);
@@ -121,19 +123,19 @@ void ContentView::build() {
     stack->addLayout(buildActionControls());
     stack->addLayout(buildStatusRow());
     stack->addWidget(new Divider);
-    stack->addLayout(buildTextSection(u"Transcript"_qs, u"waveform"_qs, *m_transcriptText));
-    stack->addLayout(buildTextSection(u"Translation"_qs, u"text.bubble"_qs, *m_translationText));
+    stack->addLayout(buildTextSection(u"Transcript"_s, u"waveform"_s, *m_transcriptText));
+    stack->addLayout(buildTextSection(u"Translation"_s, u"text.bubble"_s, *m_translationText));
     stack->addWidget(m_footerText);
     for (QWidget *caption : m_captions)
         caption->setForegroundRole(QPalette::PlaceholderText);
 }
 
 QLayout *ContentView::buildHeader() {
-    m_headerIcon = named(new SymbolView(headerIconSize), u"headerIcon"_qs);
-    m_productName = named(new QLabel(u"Quillora"_qs), u"productName"_qs);
-    m_quitButton = named(new PanelButton(PanelButton::Look::borderless), u"quitButton"_qs);
-    m_quitButton->setSymbol(u"power"_qs);
-    m_quitButton->setHelpText(u"Quit"_qs);
+    m_headerIcon = named(new SymbolView(headerIconSize), u"headerIcon"_s);
+    m_productName = named(new QLabel(u"Quillora"_s), u"productName"_s);
+    m_quitButton = named(new PanelButton(PanelButton::Look::borderless), u"quitButton"_s);
+    m_quitButton->setSymbol(u"power"_s);
+    m_quitButton->setHelpText(u"Quit"_s);
 
     auto *titles = new QVBoxLayout;
     titles->setSpacing(0);
@@ -151,12 +153,12 @@ QLayout *ContentView::buildHeader() {
 }
 
 QLayout *ContentView::buildHotKeyRow() {
-    m_hotKeyText = named(new LimitedLabel(1), u"hotKeyText"_qs);
+    m_hotKeyText = named(new LimitedLabel(1), u"hotKeyText"_s);
     m_hotKeyText->setToolTip(Qt::convertFromPlainText(otherKeysText, Qt::WhiteSpaceNormal));
-    m_recordHotKeyButton = named(new PanelButton(PanelButton::Look::borderless), u"recordHotKeyButton"_qs);
-    m_resetHotKeyButton = named(new PanelButton(PanelButton::Look::borderless), u"resetHotKeyButton"_qs);
-    m_resetHotKeyButton->setSymbol(u"arrow.counterclockwise"_qs);
-    m_resetHotKeyButton->setHelpText(u"Reset hotkey"_qs);
+    m_recordHotKeyButton = named(new PanelButton(PanelButton::Look::borderless), u"recordHotKeyButton"_s);
+    m_resetHotKeyButton = named(new PanelButton(PanelButton::Look::borderless), u"resetHotKeyButton"_s);
+    m_resetHotKeyButton->setSymbol(u"arrow.counterclockwise"_s);
+    m_resetHotKeyButton->setHelpText(u"Reset hotkey"_s);
 
     auto *row = new QHBoxLayout;
     row->setSpacing(2);
@@ -169,14 +171,14 @@ QLayout *ContentView::buildHotKeyRow() {
 }
 
 QLayout *ContentView::buildLanguageControls() {
-    m_sourcePicker = named(new Picker(u"Dictate"_qs, Picker::optionsOf(m_controller.spokenLanguageOptions())),
-                           u"sourcePicker"_qs);
+    m_sourcePicker = named(new Picker(u"Dictate"_s, Picker::optionsOf(m_controller.spokenLanguageOptions())),
+                           u"sourcePicker"_s);
     m_targetPicker =
-        named(new Picker(u"Translate to"_qs, Picker::optionsOf(m_controller.targetLanguageOptions())),
-              u"targetPicker"_qs);
-    m_swapButton = named(new PanelButton(PanelButton::Look::borderless), u"swapButton"_qs);
-    m_swapButton->setSymbol(u"arrow.left.arrow.right"_qs);
-    m_swapButton->setHelpText(u"Swap languages"_qs);
+        named(new Picker(u"Translate to"_s, Picker::optionsOf(m_controller.targetLanguageOptions())),
+              u"targetPicker"_s);
+    m_swapButton = named(new PanelButton(PanelButton::Look::borderless), u"swapButton"_s);
+    m_swapButton->setSymbol(u"arrow.left.arrow.right"_s);
+    m_swapButton->setHelpText(u"Swap languages"_s);
 
     m_languageControls = new QGridLayout;
     m_languageControls->setHorizontalSpacing(controlSpacing);
@@ -204,15 +206,15 @@ QLayout *ContentView::buildMarkedTitle(Picker &picker) {
 }
 
 QLayout *ContentView::buildEngineControls() {
-    m_enginePicker = named(new Picker(u"Engine"_qs, engineRows()), u"enginePicker"_qs);
-    m_endpointField = named(new QLineEdit, u"endpointField"_qs);
-    m_endpointField->setPlaceholderText(u"Backend URL"_qs);
+    m_enginePicker = named(new Picker(u"Engine"_s, engineRows()), u"enginePicker"_s);
+    m_endpointField = named(new QLineEdit, u"endpointField"_s);
+    m_endpointField->setPlaceholderText(u"Backend URL"_s);
     m_endpointField->setInputMethodHints(Qt::ImhUrlCharactersOnly | Qt::ImhNoAutoUppercase);
-    m_tokenField = named(new QLineEdit, u"tokenField"_qs);
-    m_tokenField->setPlaceholderText(u"Subscription token"_qs);
+    m_tokenField = named(new QLineEdit, u"tokenField"_s);
+    m_tokenField->setPlaceholderText(u"Subscription token"_s);
     m_tokenField->setEchoMode(QLineEdit::Password);
 
-    auto *title = new QLabel(u"Engine"_qs);
+    auto *title = new QLabel(u"Engine"_s);
     title->setBuddy(m_enginePicker);
     m_captions += title;
 
@@ -231,13 +233,13 @@ QLayout *ContentView::buildEngineControls() {
 }
 
 QLayout *ContentView::buildActionControls() {
-    m_mainButton = named(new PanelButton(PanelButton::Look::prominent), u"mainButton"_qs);
-    m_prepareButton = named(new PanelButton(PanelButton::Look::bordered), u"prepareButton"_qs);
-    m_prepareButton->setSymbol(u"arrow.down.circle"_qs);
-    m_prepareButton->setHelpText(u"Prepare translation models"_qs);
-    m_pasteButton = named(new PanelButton(PanelButton::Look::bordered), u"pasteButton"_qs);
-    m_pasteButton->setSymbol(u"doc.on.clipboard"_qs);
-    m_pasteButton->setHelpText(u"Paste last translation"_qs);
+    m_mainButton = named(new PanelButton(PanelButton::Look::prominent), u"mainButton"_s);
+    m_prepareButton = named(new PanelButton(PanelButton::Look::bordered), u"prepareButton"_s);
+    m_prepareButton->setSymbol(u"arrow.down.circle"_s);
+    m_prepareButton->setHelpText(u"Prepare translation models"_s);
+    m_pasteButton = named(new PanelButton(PanelButton::Look::bordered), u"pasteButton"_s);
+    m_pasteButton->setSymbol(u"doc.on.clipboard"_s);
+    m_pasteButton->setHelpText(u"Paste last translation"_s);
 
     auto *controls = new QHBoxLayout;
     controls->setSpacing(controlSpacing);
@@ -248,9 +250,9 @@ QLayout *ContentView::buildActionControls() {
 }
 
 QLayout *ContentView::buildStatusRow() {
-    m_statusDot = named(new SymbolView(statusDotSize), u"statusDot"_qs);
-    m_statusDot->setSymbol(u"circle.fill"_qs);
-    m_statusText = named(new StatusLabel, u"statusText"_qs);
+    m_statusDot = named(new SymbolView(statusDotSize), u"statusDot"_s);
+    m_statusDot->setSymbol(u"circle.fill"_s);
+    m_statusText = named(new StatusLabel, u"statusText"_s);
     m_statusText->setForegroundRole(QPalette::PlaceholderText);
     m_statusText->setMinimumHeight(statusHeight);
     m_statusText->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
@@ -366,13 +368,13 @@ void ContentView::redrawActivity() {
     const auto state = m_controller.dictationState();
     const bool isRecording = state == DictationState::recording;
     const bool isBusy = state != DictationState::idle;
-    m_headerIcon->setSymbol(isRecording ? u"mic.circle.fill"_qs : u"globe"_qs);
+    m_headerIcon->setSymbol(isRecording ? u"mic.circle.fill"_s : u"globe"_s);
     m_headerIcon->setColor(isRecording ? PanelPalette::recording(palette())
                                        : PanelPalette::accentText(palette()));
     for (QLineEdit *field : {m_endpointField, m_tokenField})
         field->setEnabled(!isBusy);
-    m_mainButton->setText(isRecording ? u"Stop"_qs : u"Start"_qs);
-    m_mainButton->setSymbol(isRecording ? u"stop.fill"_qs : u"mic.fill"_qs);
+    m_mainButton->setText(isRecording ? u"Stop"_s : u"Start"_s);
+    m_mainButton->setSymbol(isRecording ? u"stop.fill"_s : u"mic.fill"_s);
     m_mainButton->setSurfaceColor(isRecording ? PanelPalette::recordingSurface() : QColor());
     m_mainButton->setEnabled(state != DictationState::processing);
     m_prepareButton->setEnabled(!isBusy);
@@ -391,9 +393,8 @@ void ContentView::redrawHotKey() {
     recolor(*m_hotKeyText, QPalette::WindowText,
             isRecordingHotKey ? PanelPalette::accentText(palette())
                               : palette().color(QPalette::PlaceholderText));
-    m_recordHotKeyButton->setSymbol(isRecordingHotKey ? u"xmark.circle"_qs : u"keyboard"_qs);
-    m_recordHotKeyButton->setHelpText(isRecordingHotKey ? u"Cancel hotkey recording"_qs
-                                                        : u"Record hotkey"_qs);
+    m_recordHotKeyButton->setSymbol(isRecordingHotKey ? u"xmark.circle"_s : u"keyboard"_s);
+    m_recordHotKeyButton->setHelpText(isRecordingHotKey ? u"Cancel hotkey recording"_s : u"Record hotkey"_s);
     m_resetHotKeyButton->setEnabled(m_controller.hotKey() != AppHotKey::defaultValue);
 }
 
@@ -404,7 +405,7 @@ void ContentView::redrawLanguages() {
     m_swapButton->setEnabled(m_controller.canSwapLanguages());
     const auto source = m_controller.selectedSource();
     const auto target = m_controller.selectedTarget();
-    m_footerText->setPlainText(source.flag + u' ' + source.name + u" -> "_qs + target.flag + u' ' +
+    m_footerText->setPlainText(source.flag + u' ' + source.name + u" -> "_s + target.flag + u' ' +
                                target.name);
 }
 

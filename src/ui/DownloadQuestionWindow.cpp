@@ -12,6 +12,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::DownloadAnswer;
@@ -30,31 +32,31 @@ DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform
                                                QWidget *parent)
     : QWidget(parent, Qt::Dialog | Qt::WindowStaysOnTopHint), m_reply(std::move(reply)),
       m_download(new PanelButton(PanelButton::Look::prominent)) {
-    setObjectName(u"downloadQuestion"_qs);
+    setObjectName(u"downloadQuestion"_s);
     setWindowTitle(applicationName);
     setAutoFillBackground(true);
     new PanelAppearance(*this); // owned by this window
 
     auto *symbol = new SymbolView(symbolSize);
-    symbol->setSymbol(u"arrow.down.circle"_qs);
+    symbol->setSymbol(u"arrow.down.circle"_s);
     auto *text = new QLabel(question);
-    text->setObjectName(u"question"_qs);
+    text->setObjectName(u"question"_s);
     text->setTextFormat(Qt::PlainText);
     text->setWordWrap(true);
     text->setFixedWidth(textWidth);
-    m_download->setObjectName(u"downloadButton"_qs);
-    m_download->setText(u"Download"_qs);
+    m_download->setObjectName(u"downloadButton"_s);
+    m_download->setText(u"Download"_s);
     m_download->setAccessibleDescription(question); // read out with the first thing that has the focus
     m_download->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     auto *notNow = new PanelButton(PanelButton::Look::bordered);
-    notNow->setObjectName(u"notNowButton"_qs);
-    notNow->setText(u"Not Now"_qs);
+    notNow->setObjectName(u"notNowButton"_s);
+    notNow->setText(u"Not Now"_s);
     connect(m_download, &PanelButton::clicked, this, &DownloadQuestionWindow::agree);
     connect(notNow, &PanelButton::clicked, this, &QWidget::close);
 
     auto *models = new PanelButton(PanelButton::Look::bordered);
-    models->setObjectName(u"modelsButton"_qs);
-    models->setText(u"Models…"_qs);
+    models->setObjectName(u"modelsButton"_s);
+    models->setText(u"Models…"_s);
     connect(models, &PanelButton::clicked, this, &DownloadQuestionWindow::modelsWanted);
 
     auto *message = new QHBoxLayout;

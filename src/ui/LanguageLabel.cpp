@@ -4,6 +4,8 @@
 #include "platform/Platform.h"
 #include "translation/LanguageCatalog.h"
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 LanguageLabel LanguageLabel::of(const QString &code) {
@@ -11,7 +13,7 @@ LanguageLabel LanguageLabel::of(const QString &code) {
     const auto &locale = platform::Platform::current().localeServices();
     const auto own = locale.localizedString(code);
     const QString name = own ? locale.capitalized(*own) : english(code);
-    const QString flag = known ? known->flag : u"\U0001F310"_qs;
+    const QString flag = known ? known->flag : u"\U0001F310"_s;
     return {flag, name, (name + u' ' + english(code) + u' ' + code).toLower()};
 }
 

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
@@ -25,7 +27,7 @@ bool beginsAWord(const QString &words, const QString &typed) {
 ModelGroup::ModelGroup(Models &models, const ModelEntry &entry, const Label &label, QWidget *parent)
     : QWidget(parent), m_models(models), m_entry(entry), m_label(label), m_stack(new QVBoxLayout(this)),
       m_lead(new ModelRow(models, entry.task, entry.lead, {label.title, label.spoken})) {
-    setObjectName(u"modelGroup"_qs);
+    setObjectName(u"modelGroup"_s);
     m_stack->setContentsMargins(0, padding, 0, padding);
     m_stack->setSpacing(spacing);
     m_stack->addWidget(m_lead);
@@ -33,7 +35,7 @@ ModelGroup::ModelGroup(Models &models, const ModelEntry &entry, const Label &lab
     if (m_entry.choices.size() < 2)
         return;
     m_expander = new PanelButton(PanelButton::Look::compact);
-    m_expander->setObjectName(u"otherChoices"_qs);
+    m_expander->setObjectName(u"otherChoices"_s);
     m_stack->addWidget(m_expander, 0, Qt::AlignLeft);
     connect(m_expander, &PanelButton::clicked, this, &ModelGroup::toggleOthers);
     nameExpander();
@@ -58,11 +60,11 @@ bool ModelGroup::isOpen() const { return m_others && !m_others->isHidden(); }
 
 void ModelGroup::nameExpander() {
     const auto count = m_entry.choices.size() - 1;
-    const QString text = isOpen()     ? u"Fewer choices"_qs
-                         : count == 1 ? u"1 other choice"_qs
-                                      : u"%1 other choices"_qs.arg(count);
+    const QString text = isOpen()     ? u"Fewer choices"_s
+                         : count == 1 ? u"1 other choice"_s
+                                      : u"%1 other choices"_s.arg(count);
     m_expander->setText(text);
-    m_expander->setAccessibleName(text + u" for "_qs + m_label.spoken);
+    m_expander->setAccessibleName(text + u" for "_s + m_label.spoken);
     m_expander->updateGeometry();
 }
 

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
@@ -29,7 +31,7 @@ ModelListView::ModelListView(Models &models, QWidget *parent) : QScrollArea(pare
 
     auto *list = new QWidget;
     m_emptiness = new QLabel;
-    m_emptiness->setObjectName(u"emptiness"_qs);
+    m_emptiness->setObjectName(u"emptiness"_s);
     m_emptiness->setAlignment(Qt::AlignCenter);
     m_emptiness->setWordWrap(true);
     m_emptiness->setForegroundRole(QPalette::PlaceholderText);
@@ -83,8 +85,8 @@ void ModelListView::showEmptiness() {
     const bool isAnythingShown = std::any_of(m_groups.begin(), m_groups.end(),
                                              [](const ModelGroup *group) { return !group->isHidden(); });
     m_emptiness->setVisible(!isAnythingShown && m_groups.size() == m_items.size());
-    m_emptiness->setText(m_items.isEmpty() ? u"There are no models for this."_qs
-                                           : u"No language here goes by that name."_qs);
+    m_emptiness->setText(m_items.isEmpty() ? u"There are no models for this."_s
+                                           : u"No language here goes by that name."_s);
 }
 
 void ModelListView::refresh(const QString &id) {

@@ -2,6 +2,8 @@
 
 #include "models/ModelWords.h"
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 std::optional<Picker::Mark> modelMark(const ModelNeed &need) {
@@ -10,11 +12,11 @@ std::optional<Picker::Mark> modelMark(const ModelNeed &need) {
     case ModelNeed::Standing::ready:
         return {};
     case ModelNeed::Standing::missing:
-        return Picker::Mark{u"arrow.down.circle"_qs, {}, u"Not installed: "_qs + standing};
+        return Picker::Mark{u"arrow.down.circle"_s, {}, u"Not installed: "_s + standing};
     case ModelNeed::Standing::arriving:
-        return Picker::Mark{u"arrow.triangle.2.circlepath.circle"_qs, need.percent, standing};
+        return Picker::Mark{u"arrow.triangle.2.circlepath.circle"_s, need.percent, standing};
     case ModelNeed::Standing::unserved:
-        return Picker::Mark{u"slash.circle"_qs, {}, standing};
+        return Picker::Mark{u"slash.circle"_s, {}, standing};
     }
     Q_UNREACHABLE();
 }

@@ -9,6 +9,8 @@
 #include <QEvent>
 #include <QHBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
@@ -16,7 +18,7 @@ namespace {
 constexpr int buttonSpacing = 6;
 constexpr int lineSpacing = 2;
 constexpr int troubleLines = 2; ///< a sentence that says what to do
-const QString separator = u" · "_qs;
+const QString separator = u" · "_s;
 
 bool isWorthSaying(const platform::ModelState &state) {
     return state.progress || state.isPaused || state.isLeaving || !state.problem.isEmpty() ||
@@ -62,14 +64,14 @@ void ModelRow::describe() {
     m_name->setPlainText(m_title.shown.isEmpty() ? m_id : m_title.shown);
     m_origin->setPlainText(ModelWords::origin(m_description));
     m_facts->setToolTip(ModelWords::measured(m_description));
-    setAccessibleName(m_title.spoken + u", "_qs + m_id);
+    setAccessibleName(m_title.spoken + u", "_s + m_id);
 }
 
 QString ModelRow::facts() const {
     const QStringList choices = m_models.routes().choices(m_task);
     QStringList facts;
     if (choices.size() > 1 && choices.first() == m_id)
-        facts += u"Recommended"_qs;
+        facts += u"Recommended"_s;
     if (!m_title.shown.isEmpty())
         facts += m_id;
     facts += ModelWords::size(m_models.downloadSize({m_id}));
@@ -91,16 +93,16 @@ void ModelRow::showState() {
     const auto state = m_models.store().state(m_id);
     QString text = ModelWords::state(state, m_description.version);
     if (!state.progress && ModelActions::isInUse(m_models, m_task, m_id))
-        text += u", in use"_qs;
+        text += u", in use"_s;
     if (!state.remark.isEmpty())
-        text += u". "_qs + state.remark;
+        text += u". "_s + state.remark;
     m_state->setPlainText(text);
     m_state->setVisible(isWorthSaying(state));
     const bool isTrouble = !state.progress && (!state.problem.isEmpty() || !state.remark.isEmpty() ||
                                                state.presence == platform::ModelState::Presence::damaged);
     m_state->setMaximumLines(isTrouble ? troubleLines : 1);
     m_state->setForegroundRole(isTrouble ? QPalette::WindowText : QPalette::PlaceholderText);
-    setAccessibleDescription(text + u". "_qs + m_facts->text() + u". "_qs + m_origin->text());
+    setAccessibleDescription(text + u". "_s + m_facts->text() + u". "_s + m_origin->text());
 }
 
 void ModelRow::showProgress() {
@@ -112,7 +114,7 @@ void ModelRow::showProgress() {
     }
     if (!m_progress)
         return;
-    m_progress->setAccessibleName(m_title.spoken + u", "_qs + m_id);
+    m_progress->setAccessibleName(m_title.spoken + u", "_s + m_id);
     m_progress->setVisible(progress.has_value());
     if (progress)
         m_progress->setPercent(progress->percent());
@@ -121,7 +123,7 @@ void ModelRow::showProgress() {
 PanelButton &ModelRow::button(qsizetype index) {
     while (m_buttons.size() <= index) {
         auto *button = new PanelButton(PanelButton::Look::compact);
-        button->setObjectName(u"modelButton%1"_qs.arg(m_buttons.size()));
+        button->setObjectName(u"modelButton%1"_s.arg(m_buttons.size()));
         button->installEventFilter(this);
         connect(button, &PanelButton::clicked, this, [this, place = m_buttons.size()] {
             const QString id = m_id; // another may lead because of what is done
@@ -144,7 +146,7 @@ void ModelRow::showActions() {
             shown.setText(text);
             shown.updateGeometry();
         }
-        shown.setAccessibleName(text + u' ' + m_title.spoken + u", "_qs + m_id);
+        shown.setAccessibleName(text + u' ' + m_title.spoken + u", "_s + m_id);
         shown.setAccessibleDescription(accessibleDescription());
         shown.setVisible(true);
     }

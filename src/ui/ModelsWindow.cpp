@@ -20,6 +20,8 @@
 #include <QLineEdit>
 #include <QStackedWidget>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
@@ -58,8 +60,8 @@ QList<ModelListView::Item> translationItems(const Models &models,
         const auto source = LanguageLabel::of(entry.task.languages.first());
         const auto target = LanguageLabel::of(entry.task.languages.last());
         items += {entry,
-                  {source.flag + u' ' + source.name + u" to "_qs + target.flag + u' ' + target.name,
-                   source.name + u" to "_qs + target.name, source.words + u" to "_qs + target.words}};
+                  {source.flag + u' ' + source.name + u" to "_s + target.flag + u' ' + target.name,
+                   source.name + u" to "_s + target.name, source.words + u" to "_s + target.words}};
     }
     return items;
 }
@@ -82,27 +84,27 @@ ModelsWindow::ModelsWindow(Models &models, const platform::ModelSpace &space, co
 }
 
 void ModelsWindow::build(const Languages &languages) {
-    setObjectName(u"modelsWindow"_qs);
-    setWindowTitle(u"Models"_qs);
+    setObjectName(u"modelsWindow"_s);
+    setWindowTitle(u"Models"_s);
     setAutoFillBackground(true);
     setMinimumSize(smallestSize);
 
-    m_wanted = named(new WantedLanguages(m_models, languages.spoken, languages.targets), u"wanted"_qs);
-    m_kinds = named(new SegmentBar, u"kinds"_qs);
-    m_kinds->addTab(u"Speech"_qs);
-    m_kinds->addTab(u"Translation"_qs);
-    m_kinds->setAccessibleName(u"Lists of models"_qs);
-    m_speech = named(new ModelListView(m_models), u"speechModels"_qs);
-    m_speech->setAccessibleName(u"Models for speech"_qs);
-    m_translation = named(new ModelListView(m_models), u"translationModels"_qs);
-    m_translation->setAccessibleName(u"Models for translation"_qs);
+    m_wanted = named(new WantedLanguages(m_models, languages.spoken, languages.targets), u"wanted"_s);
+    m_kinds = named(new SegmentBar, u"kinds"_s);
+    m_kinds->addTab(u"Speech"_s);
+    m_kinds->addTab(u"Translation"_s);
+    m_kinds->setAccessibleName(u"Lists of models"_s);
+    m_speech = named(new ModelListView(m_models), u"speechModels"_s);
+    m_speech->setAccessibleName(u"Models for speech"_s);
+    m_translation = named(new ModelListView(m_models), u"translationModels"_s);
+    m_translation->setAccessibleName(u"Models for translation"_s);
     m_lists = new QStackedWidget;
     m_lists->addWidget(m_speech);
     m_lists->addWidget(m_translation);
     connect(m_kinds, &QTabBar::currentChanged, m_lists, &QStackedWidget::setCurrentIndex);
-    m_omissionsText = named(new LimitedLabel(1), u"omissionsText"_qs);
+    m_omissionsText = named(new LimitedLabel(1), u"omissionsText"_s);
     m_omissionsText->setPlainText(ModelWords::omissions(m_models.store().omissions()));
-    m_spaceText = named(new LimitedLabel(1), u"spaceText"_qs);
+    m_spaceText = named(new LimitedLabel(1), u"spaceText"_s);
     for (LimitedLabel *text : {m_omissionsText, m_spaceText})
         text->setForegroundRole(QPalette::PlaceholderText);
 
@@ -124,8 +126,8 @@ void ModelsWindow::build(const Languages &languages) {
 }
 
 QWidget *ModelsWindow::buildSearch() {
-    m_search = named(new QLineEdit, u"search"_qs);
-    m_search->setPlaceholderText(u"Search languages and models"_qs);
+    m_search = named(new QLineEdit, u"search"_s);
+    m_search->setPlaceholderText(u"Search languages and models"_s);
     connect(m_search, &QLineEdit::textChanged, m_speech, &ModelListView::search);
     connect(m_search, &QLineEdit::textChanged, m_translation, &ModelListView::search);
     return FieldFrame::around(*m_search);

@@ -5,13 +5,15 @@
 #include <QPixmapCache>
 #include <QSvgRenderer>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
 
 constexpr double disabledOpacity = 0.35;
 
-QString resourcePath(const QString &name) { return u":/icons/"_qs + name + u".svg"_qs; }
+QString resourcePath(const QString &name) { return u":/icons/"_s + name + u".svg"_s; }
 
 QColor faded(QColor color) {
     color.setAlphaF(static_cast<float>(color.alphaF() * disabledOpacity));
@@ -20,7 +22,7 @@ QColor faded(QColor color) {
 
 /// The symbol in device pixels. It is tinted as a whole, because the SVG renderer knows no current colour.
 QPixmap tinted(const QString &name, const QSize &size, const QColor &color) {
-    const QString key = u"quillora/%1/%2x%3/%4"_qs.arg(name)
+    const QString key = u"quillora/%1/%2x%3/%4"_s.arg(name)
                             .arg(size.width())
                             .arg(size.height())
                             .arg(color.name(QColor::HexArgb));

@@ -12,6 +12,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 namespace {
@@ -74,7 +76,7 @@ TextPane::TextPane(Follow follow, QWidget *parent) : QPlainTextEdit(parent), m_f
 }
 
 void TextPane::setText(const QString &newText) {
-    const QString text = QString(newText).replace(u"\r\n"_qs, u"\n"_qs); // one character in the document
+    const QString text = QString(newText).replace(u"\r\n"_s, u"\n"_s); // one character in the document
     if (text == m_text)
         return;
     replaceTail(commonPrefix(m_text, text), text);

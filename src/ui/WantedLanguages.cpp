@@ -14,6 +14,8 @@
 #include <QLabel>
 #include <QStyle>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora {
 
 using platform::ModelTask;
@@ -29,11 +31,11 @@ QString summary(const ModelNeed &need, bool isNothingWanted) {
         return {};
     switch (need.standing) {
     case Standing::ready:
-        return u"Everything for this is here."_qs;
+        return u"Everything for this is here."_s;
     case Standing::missing:
-        return need.percent ? u"Some of it is on its way."_qs : u"Kept on this computer."_qs;
+        return need.percent ? u"Some of it is on its way."_s : u"Kept on this computer."_s;
     case Standing::arriving:
-        return u"On its way. You may close this window."_qs;
+        return u"On its way. You may close this window."_s;
     case Standing::unserved:
         return {};
     }
@@ -45,15 +47,15 @@ QString summary(const ModelNeed &need, bool isNothingWanted) {
 WantedLanguages::WantedLanguages(Models &models, const QList<SpokenLanguageOption> &spoken,
                                  const QList<TranslationLanguageOption> &targets, QWidget *parent)
     : QWidget(parent), m_models(models), m_spoken(spoken), m_targets(targets), m_source(spoken.first()),
-      m_target(LanguageCatalog::defaultTarget()), m_title(new QLabel(u"Languages on this computer"_qs)),
+      m_target(LanguageCatalog::defaultTarget()), m_title(new QLabel(u"Languages on this computer"_s)),
       m_progress(new ProgressLine), m_summary(new LimitedLabel(1)),
       m_install(new PanelButton(PanelButton::Look::prominent)) {
     m_summary->setForegroundRole(QPalette::PlaceholderText);
-    m_install->setObjectName(u"installWanted"_qs);
+    m_install->setObjectName(u"installWanted"_s);
     m_install->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    m_progress->setObjectName(u"wantedProgress"_qs);
-    m_progress->setAccessibleName(u"How far it is"_qs);
-    m_summary->setObjectName(u"wantedSummary"_qs);
+    m_progress->setObjectName(u"wantedProgress"_s);
+    m_progress->setAccessibleName(u"How far it is"_s);
+    m_summary->setObjectName(u"wantedSummary"_s);
 
     auto *bottom = new QHBoxLayout;
     bottom->setSpacing(spacing);
@@ -65,8 +67,8 @@ WantedLanguages::WantedLanguages(Models &models, const QList<SpokenLanguageOptio
     stack->addWidget(m_title, 0, Qt::AlignLeft); // or right, where one reads from there
     stack->addLayout(buildPickers());
     stack->addSpacing(2);
-    stack->addLayout(buildPart(m_hearing, u"hearing"_qs));
-    stack->addLayout(buildPart(m_translating, u"translating"_qs));
+    stack->addLayout(buildPart(m_hearing, u"hearing"_s));
+    stack->addLayout(buildPart(m_translating, u"translating"_s));
     stack->addWidget(m_progress);
     stack->addLayout(bottom);
     connect(m_install, &PanelButton::clicked, this, &WantedLanguages::install);
@@ -75,10 +77,10 @@ WantedLanguages::WantedLanguages(Models &models, const QList<SpokenLanguageOptio
 }
 
 QLayout *WantedLanguages::buildPickers() {
-    m_sourcePicker = new Picker(u"Dictate in"_qs, Picker::optionsOf(m_spoken));
-    m_sourcePicker->setObjectName(u"wantedSource"_qs);
-    m_targetPicker = new Picker(u"and translate to"_qs, Picker::optionsOf(m_targets));
-    m_targetPicker->setObjectName(u"wantedTarget"_qs);
+    m_sourcePicker = new Picker(u"Dictate in"_s, Picker::optionsOf(m_spoken));
+    m_sourcePicker->setObjectName(u"wantedSource"_s);
+    m_targetPicker = new Picker(u"and translate to"_s, Picker::optionsOf(m_targets));
+    m_targetPicker->setObjectName(u"wantedTarget"_s);
     connect(m_sourcePicker, &Picker::picked, this, [this](const QString &id) { select(id, m_target.id); });
     connect(m_targetPicker, &Picker::picked, this, [this](const QString &id) { select(m_source.id, id); });
 
@@ -100,9 +102,9 @@ QLayout *WantedLanguages::buildPickers() {
 
 QLayout *WantedLanguages::buildPart(Part &part, const QString &objectName) {
     part.box = new QCheckBox;
-    part.box->setObjectName(objectName + u"Box"_qs);
+    part.box->setObjectName(objectName + u"Box"_s);
     part.standing = new LimitedLabel(1);
-    part.standing->setObjectName(objectName + u"Standing"_qs);
+    part.standing->setObjectName(objectName + u"Standing"_s);
     part.standing->setForegroundRole(QPalette::PlaceholderText);
     connect(part.box, &QCheckBox::clicked, this, [this, &part](bool isChecked) {
         part.isWanted = isChecked;
@@ -122,11 +124,11 @@ void WantedLanguages::select(const QString &locale, const QString &target) {
     m_sourcePicker->select(m_source.id);
     m_targetPicker->select(m_target.id);
     m_hearing.task = ModelTask::hearing(m_source.id);
-    m_hearing.name = u"Dictate in %1"_qs.arg(m_source.name);
+    m_hearing.name = u"Dictate in %1"_s.arg(m_source.name);
     m_hearing.isWanted = true;
     const QString from = m_source.translationLanguageIdentifier;
     m_translating.task = ModelTask::translating(from, m_target.id);
-    m_translating.name = u"Translate %1 to %2"_qs.arg(LanguageLabel::english(from), m_target.name);
+    m_translating.name = u"Translate %1 to %2"_s.arg(LanguageLabel::english(from), m_target.name);
     m_translating.isWanted = true;
     refresh();
 }
@@ -184,7 +186,7 @@ void WantedLanguages::refreshInstall() {
     const auto tasks = wantedTasks();
     const ModelNeed need = m_models.need(tasks);
     const bool isMissing = !tasks.isEmpty() && need.standing == Standing::missing;
-    m_install->setText(isMissing ? u"Install, "_qs + ModelWords::size(need.size) : u"Install"_qs);
+    m_install->setText(isMissing ? u"Install, "_s + ModelWords::size(need.size) : u"Install"_s);
     m_install->setEnabled(isMissing);
     m_install->updateGeometry();
     m_summary->setPlainText(summary(need, tasks.isEmpty()));

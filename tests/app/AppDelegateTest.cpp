@@ -9,17 +9,18 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using Kind = platform::HotKeyOutcome::Kind;
 
 namespace {
 
-const QString registerDefault = u"hotkeys.take 49:6144"_qs;
-const QString registerAgain = u"Register the hotkey again"_qs;
-const QString idleIcon = u"quillora-idle-symbolic"_qs;
-const QString recordingIcon = u"quillora-recording-symbolic"_qs;
-const QString processingIcon = u"quillora-processing-symbolic"_qs;
+const QString registerDefault = u"hotkeys.take 49:6144"_s;
+const QString registerAgain = u"Register the hotkey again"_s;
+const QString idleIcon = u"quillora-idle-symbolic"_s;
+const QString recordingIcon = u"quillora-recording-symbolic"_s;
+const QString processingIcon = u"quillora-processing-symbolic"_s;
 constexpr AppHotKey commandK{40, AppHotKey::cmdKey};
 
 } // namespace
@@ -54,11 +55,11 @@ private Q_SLOTS:
         launch();
         QCOMPARE(statusItem().icons.first(), idleIcon);
         QCOMPARE(statusItem().icons.last(), idleIcon);
-        QCOMPARE(statusItem().description, u"Quillora"_qs);
+        QCOMPARE(statusItem().description, u"Quillora"_s);
     }
 
     void atLaunchTheStoredHotKeyIsRegistered() {
-        m_platform->defaults.values[u"hotKey"_qs] = commandK.storageValue();
+        m_platform->defaults.values[u"hotKey"_s] = commandK.storageValue();
         launch();
         QCOMPARE(m_delegate->registeredHotKey(), std::optional(commandK));
         QCOMPARE(m_platform->hotKeysFake.taken.size(), 1u);
@@ -75,7 +76,7 @@ private Q_SLOTS:
         launch();
         const QStringList calls = m_platform->log.calls();
         QVERIFY(calls.contains(registerDefault));
-        QVERIFY(calls.indexOf(u"keystrokes.prompt"_qs) > calls.indexOf(registerDefault));
+        QVERIFY(calls.indexOf(u"keystrokes.prompt"_s) > calls.indexOf(registerDefault));
     }
 
     void theTranslationHostShowsNoWindow() {
@@ -86,10 +87,10 @@ private Q_SLOTS:
 
     void theTranslationHostServesTheBridge() {
         launch();
-        m_delegate->controller()->setTargetLanguageIdentifier(u"es"_qs);
+        m_delegate->controller()->setTargetLanguageIdentifier(u"es"_s);
         m_delegate->controller()->prepareTranslationModels();
         m_platform->run();
-        QCOMPARE(m_delegate->controller()->statusText(), u"Translation models are ready."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Translation models are ready."_s);
     }
 
     // The icon.
@@ -114,7 +115,7 @@ private Q_SLOTS:
         m_platform->permissions.replies = test::FakeSpeechPermissions::Replies::byHand;
         m_platform->translation.replies = test::FakeTranslators::Replies::byHand;
         auto &controller = *m_delegate->controller();
-        controller.setTargetLanguageIdentifier(u"es"_qs);
+        controller.setTargetLanguageIdentifier(u"es"_s);
         controller.startRecording();
         controller.prepareTranslationModels();
         QCOMPARE(statusItem().icons.last(), processingIcon);
@@ -126,12 +127,12 @@ private Q_SLOTS:
 
     void theWindowTitleTellsTheStateToo() {
         launch();
-        QCOMPARE(m_delegate->popover()->windowTitle(), u"Quillora"_qs);
+        QCOMPARE(m_delegate->popover()->windowTitle(), u"Quillora"_s);
         startDictation();
-        QCOMPARE(m_delegate->popover()->windowTitle(), u"Recording - Quillora"_qs);
+        QCOMPARE(m_delegate->popover()->windowTitle(), u"Recording - Quillora"_s);
         QVERIFY(!m_delegate->popover()->windowIcon().isNull());
         m_delegate->controller()->stopRecording();
-        QCOMPARE(m_delegate->popover()->windowTitle(), u"Processing - Quillora"_qs);
+        QCOMPARE(m_delegate->popover()->windowTitle(), u"Processing - Quillora"_s);
     }
 
     // Registering the hotkey.
@@ -142,15 +143,15 @@ private Q_SLOTS:
         QVERIFY(m_delegate->popover()->isShown());
         QVERIFY(!m_delegate->registeredHotKey());
         QVERIFY(m_platform->hotKeysFake.taken.empty());
-        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_s);
         QCOMPARE(m_delegate->controller()->hotKey(), AppHotKey::defaultValue);
     }
 
     void aStoredHotKeyWithoutControlOptionOrCommandIsLoadedButNotRegistered() {
-        m_platform->defaults.values[u"hotKey"_qs] = u"49:0"_qs;
+        m_platform->defaults.values[u"hotKey"_s] = u"49:0"_s;
         launch();
         QCOMPARE(m_delegate->controller()->hotKey(), (AppHotKey{49, 0}));
-        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Space."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Space."_s);
         QVERIFY(m_delegate->popover()->isShown());
         QVERIFY(m_platform->hotKeysFake.taken.empty());
     }
@@ -161,11 +162,11 @@ private Q_SLOTS:
         m_delegate->controller()->startHotKeyRecording();
         m_platform->log.clear();
         m_delegate->controller()->setRecordedHotKey(commandK);
-        QCOMPARE(m_platform->log.take().filter(u"hotkeys.take"_qs),
-                 (QStringList{u"hotkeys.take 40:256"_qs, registerDefault}));
+        QCOMPARE(m_platform->log.take().filter(u"hotkeys.take"_s),
+                 (QStringList{u"hotkeys.take 40:256"_s, registerDefault}));
         QCOMPARE(m_delegate->registeredHotKey(), std::optional(AppHotKey::defaultValue));
         QCOMPARE(m_platform->hotKeysFake.taken.size(), 1u);
-        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Cmd K."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Cmd K."_s);
         QVERIFY(m_delegate->popover()->isShown());
     }
 
@@ -182,7 +183,7 @@ private Q_SLOTS:
         launch();
         m_delegate->controller()->setRecordedHotKey(commandK);
         QCOMPARE(m_delegate->registeredHotKey(), std::optional(commandK));
-        QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey updated to Cmd K."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey updated to Cmd K."_s);
     }
 
     void aChangeAfterTheDelegateHasGoneIsRefused() {
@@ -215,7 +216,7 @@ private Q_SLOTS:
         QCOMPARE(m_platform->hotKeysFake.taken.size(), 1u);
         QCOMPARE(m_platform->hotKeysFake.combination().keyCode, 49u);
         QCOMPARE(m_delegate->controller()->hotKey(), AppHotKey::defaultValue);
-        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Cmd K."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Cmd K."_s);
         QVERIFY(m_delegate->popover()->isShown());
         QVERIFY(!menuAction(registerAgain)->isVisible());
     }
@@ -236,7 +237,7 @@ private Q_SLOTS:
         QVERIFY(m_delegate->popover()->isShown());
         QVERIFY(!m_delegate->registeredHotKey());
         QVERIFY(m_platform->hotKeysFake.taken.empty());
-        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_s);
         QCOMPARE(m_delegate->controller()->hotKey(), AppHotKey::defaultValue);
     }
 
@@ -245,7 +246,7 @@ private Q_SLOTS:
         decide(AppHotKey::defaultValue, {Kind::lost});
         QVERIFY(m_delegate->popover()->isShown());
         QCOMPARE(m_delegate->controller()->statusText(),
-                 u"Lost the hotkey Ctrl Option Space. Choose it again, or another one."_qs);
+                 u"Lost the hotkey Ctrl Option Space. Choose it again, or another one."_s);
     }
 
     void theMenuRegistersALostHotKeyAgain() {
@@ -255,9 +256,9 @@ private Q_SLOTS:
         QVERIFY(menuAction(registerAgain)->isVisible());
         m_platform->log.clear();
         menuAction(registerAgain)->trigger();
-        QCOMPARE(m_platform->log.take().filter(u"hotkeys."_qs),
-                 (QStringList{u"hotkeys.giveBack"_qs, registerDefault}));
-        QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey updated to Ctrl Option Space."_qs);
+        QCOMPARE(m_platform->log.take().filter(u"hotkeys."_s),
+                 (QStringList{u"hotkeys.giveBack"_s, registerDefault}));
+        QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey updated to Ctrl Option Space."_s);
         QVERIFY(!menuAction(registerAgain)->isVisible());
     }
 
@@ -294,7 +295,7 @@ private Q_SLOTS:
     void aPressStartsADictationInALaterTurn() {
         launch();
         m_platform->hotKeysFake.press();
-        QVERIFY(!m_platform->log.calls().contains(u"permissions.requestSpeechRecognition"_qs));
+        QVERIFY(!m_platform->log.calls().contains(u"permissions.requestSpeechRecognition"_s));
         m_platform->run();
         QVERIFY(m_delegate->controller()->isRecording());
     }
@@ -338,9 +339,9 @@ private Q_SLOTS:
         m_platform->log.clear();
         m_delegate->controller()->startHotKeyRecording();
         m_delegate->controller()->rejectRecordedHotKey();
-        QCOMPARE(m_platform->log.take(), QStringList{u"hotkeys.suspend"_qs});
+        QCOMPARE(m_platform->log.take(), QStringList{u"hotkeys.suspend"_s});
         m_delegate->controller()->cancelHotKeyRecording();
-        QCOMPARE(m_platform->log.take(), QStringList{u"hotkeys.resume"_qs});
+        QCOMPARE(m_platform->log.take(), QStringList{u"hotkeys.resume"_s});
     }
 
     void aNewShortcutIsRegisteredBeforeItsEventsAreLetIn() {
@@ -349,8 +350,8 @@ private Q_SLOTS:
         m_platform->log.clear();
         m_delegate->controller()->setRecordedHotKey(commandK);
         const QStringList calls = m_platform->log.take();
-        QVERIFY(calls.contains(u"hotkeys.take 40:256"_qs));
-        QVERIFY(calls.indexOf(u"hotkeys.resume"_qs) > calls.indexOf(u"hotkeys.take 40:256"_qs));
+        QVERIFY(calls.contains(u"hotkeys.take 40:256"_s));
+        QVERIFY(calls.indexOf(u"hotkeys.resume"_s) > calls.indexOf(u"hotkeys.take 40:256"_s));
     }
 
     void aHotKeyThatIsReplacedWhileItIsHeldEndsItsDictation() {
@@ -412,7 +413,7 @@ private Q_SLOTS:
         m_platform->hotKeysFake.press();
         m_delegate.reset();
         m_platform->run();
-        QVERIFY(!m_platform->log.calls().contains(u"permissions.requestSpeechRecognition"_qs));
+        QVERIFY(!m_platform->log.calls().contains(u"permissions.requestSpeechRecognition"_s));
     }
 
     // The hotkey in the hands of another program.
@@ -679,7 +680,7 @@ private Q_SLOTS:
         m_delegate->controller()->startHotKeyRecording();
         statusItem().click();
         QVERIFY(!m_delegate->controller()->isRecordingHotKey());
-        QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey unchanged."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Hotkey unchanged."_s);
     }
 
     void minimisingThePanelEndsACaptureToo() {
@@ -695,17 +696,17 @@ private Q_SLOTS:
         launch();
         statusItem().click();
         statusItem().click();
-        QCOMPARE(m_delegate->controller()->statusText(), u"Ready."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Ready."_s);
     }
 
     void thePanelStaysOpenWithoutTheFocus_data() {
         QTest::addColumn<QString>("frontmost");
         QTest::addColumn<bool>("isCapturing");
         QTest::addColumn<bool>("staysOpen");
-        QTest::newRow("another application") << u"Mousepad"_qs << false << false;
+        QTest::newRow("another application") << u"Mousepad"_s << false << false;
         QTest::newRow("nothing in front") << QString() << false << false;
-        QTest::newRow("a hotkey is captured") << u"Mousepad"_qs << true << true;
-        QTest::newRow("a grabbed key, with the panel still in front") << u"Quillora"_qs << false << true;
+        QTest::newRow("a hotkey is captured") << u"Mousepad"_s << true << true;
+        QTest::newRow("a grabbed key, with the panel still in front") << u"Quillora"_s << false << true;
     }
     void thePanelStaysOpenWithoutTheFocus() {
         QFETCH(QString, frontmost);
@@ -725,19 +726,19 @@ private Q_SLOTS:
         QTest::addColumn<platform::UserDefaultsFailure>("failure");
         QTest::addColumn<QString>("notice");
         QTest::newRow("unreadable") << platform::UserDefaultsFailure::unreadable
-                                    << u"The settings could not be read. Changes last until you quit."_qs;
+                                    << u"The settings could not be read. Changes last until you quit."_s;
         QTest::newRow("set aside")
             << platform::UserDefaultsFailure::setAside
-            << u"The settings could not be understood. The old file is kept beside the new one."_qs;
+            << u"The settings could not be understood. The old file is kept beside the new one."_s;
         QTest::newRow("unwritable") << platform::UserDefaultsFailure::unwritable
-                                    << u"The settings could not be saved. Changes last until you quit."_qs;
+                                    << u"The settings could not be saved. Changes last until you quit."_s;
     }
     void aFailureOfTheSettingsIsSaidInTheStatusLineOnly() {
         QFETCH(platform::UserDefaultsFailure, failure);
         QFETCH(QString, notice);
         m_platform->defaults.fail(failure);
         launch();
-        QCOMPARE(m_delegate->controller()->statusText(), u"Ready."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Ready."_s);
         QTRY_COMPARE(m_delegate->controller()->statusText(), notice);
         QVERIFY(!m_delegate->popover()->isShown());
     }
@@ -746,13 +747,13 @@ private Q_SLOTS:
         launch();
         m_platform->defaults.isUnwritable = true;
         auto &controller = *m_delegate->controller();
-        controller.setTargetLanguageIdentifier(u"es"_qs);
+        controller.setTargetLanguageIdentifier(u"es"_s);
         QTRY_COMPARE(controller.statusText(),
-                     u"The settings could not be saved. Changes last until you quit."_qs);
-        controller.setStatusText(u"Ready."_qs);
-        controller.setTargetLanguageIdentifier(u"fr"_qs);
+                     u"The settings could not be saved. Changes last until you quit."_s);
+        controller.setStatusText(u"Ready."_s);
+        controller.setTargetLanguageIdentifier(u"fr"_s);
         test::letTheEventLoopTurn();
-        QCOMPARE(controller.statusText(), u"Ready."_qs);
+        QCOMPARE(controller.statusText(), u"Ready."_s);
     }
 
     void theNoticeOfAHotKeyThatCannotBeRegisteredComesFirst() {
@@ -760,10 +761,10 @@ private Q_SLOTS:
         m_platform->defaults.fail(platform::UserDefaultsFailure::unreadable);
         launch();
         test::letTheEventLoopTurn();
-        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Could not register Ctrl Option Space."_s);
         m_delegate->popover()->performClose();
         QCOMPARE(m_delegate->controller()->statusText(),
-                 u"The settings could not be read. Changes last until you quit."_qs);
+                 u"The settings could not be read. Changes last until you quit."_s);
     }
 
     void aFailureOfTheSettingsDoesNotInterruptADictation() {
@@ -772,7 +773,7 @@ private Q_SLOTS:
         startDictation();
         m_platform->defaults.fail(platform::UserDefaultsFailure::unwritable);
         test::letTheEventLoopTurn();
-        QCOMPARE(m_delegate->controller()->statusText(), u"Listening..."_qs);
+        QCOMPARE(m_delegate->controller()->statusText(), u"Listening..."_s);
     }
 
     // The menu.
@@ -780,8 +781,8 @@ private Q_SLOTS:
     void theIconAndThePanelOfferTheSameMenu() {
         launch();
         QCOMPARE(statusItem().menu, m_delegate->menu());
-        QCOMPARE(menuTexts(), (QStringList{u"Show Quillora"_qs, u"Start dictation"_qs, u"Models…"_qs,
-                                           QString(), u"Start at login"_qs, QString(), u"Quit"_qs}));
+        QCOMPARE(menuTexts(), (QStringList{u"Show Quillora"_s, u"Start dictation"_s, u"Models…"_s, QString(),
+                                           u"Start at login"_s, QString(), u"Quit"_s}));
         Q_EMIT m_delegate->popover()->customContextMenuRequested({10, 10});
         QVERIFY(m_delegate->menu()->isVisible());
         m_delegate->menu()->hide();
@@ -789,47 +790,47 @@ private Q_SLOTS:
 
     void showInTheMenuOpensThePanel() {
         launch();
-        menuAction(u"Show Quillora"_qs)->trigger();
+        menuAction(u"Show Quillora"_s)->trigger();
         QVERIFY(m_delegate->popover()->isShown());
     }
 
     void theMenuStartsAndStopsADictation() {
         launch();
-        menuAction(u"Start dictation"_qs)->trigger();
+        menuAction(u"Start dictation"_s)->trigger();
         m_platform->run();
         QVERIFY(m_delegate->controller()->isRecording());
-        QVERIFY(!menuAction(u"Start dictation"_qs));
-        menuAction(u"Stop dictation"_qs)->trigger();
+        QVERIFY(!menuAction(u"Start dictation"_s));
+        menuAction(u"Stop dictation"_s)->trigger();
         QVERIFY(!m_delegate->controller()->isRecording());
-        QVERIFY(!menuAction(u"Start dictation"_qs)->isEnabled());
+        QVERIFY(!menuAction(u"Start dictation"_s)->isEnabled());
     }
 
     void startAtLoginIsRememberedByTheDesktop() {
         launch();
-        QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
-        menuAction(u"Start at login"_qs)->trigger();
+        QVERIFY(!menuAction(u"Start at login"_s)->isChecked());
+        menuAction(u"Start at login"_s)->trigger();
         QVERIFY(m_platform->loginItemFake.isEnabled());
-        QVERIFY(menuAction(u"Start at login"_qs)->isChecked());
-        menuAction(u"Start at login"_qs)->trigger();
+        QVERIFY(menuAction(u"Start at login"_s)->isChecked());
+        menuAction(u"Start at login"_s)->trigger();
         QVERIFY(!m_platform->loginItemFake.isEnabled());
-        QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
+        QVERIFY(!menuAction(u"Start at login"_s)->isChecked());
     }
 
     void aStartAtLoginThatTheDesktopDoesNotRememberIsNotShownAsChosen() {
         m_platform->loginItemFake.isRefused = true;
         launch();
-        menuAction(u"Start at login"_qs)->trigger();
-        QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
+        menuAction(u"Start at login"_s)->trigger();
+        QVERIFY(!menuAction(u"Start at login"_s)->isChecked());
     }
 
     void whatTheDesktopDoesAtLoginIsReadWhenTheMenuOpensAndNotAtEveryWord() {
         launch();
-        menuAction(u"Start at login"_qs)->trigger();
+        menuAction(u"Start at login"_s)->trigger();
         m_platform->loginItemFake.setEnabled(false);
-        m_delegate->controller()->setStatusText(u"Listening..."_qs);
-        QVERIFY(menuAction(u"Start at login"_qs)->isChecked());
+        m_delegate->controller()->setStatusText(u"Listening..."_s);
+        QVERIFY(menuAction(u"Start at login"_s)->isChecked());
         Q_EMIT m_delegate->menu()->aboutToShow();
-        QVERIFY(!menuAction(u"Start at login"_qs)->isChecked());
+        QVERIFY(!menuAction(u"Start at login"_s)->isChecked());
     }
 
     // Quitting.
@@ -860,7 +861,7 @@ private Q_SLOTS:
         }));
         QVERIFY(endsTheEventLoop([this] { m_platform->queue.advance(1ms); }));
         QVERIFY(!m_delegate->controller()->hasPendingPasteboardRestore());
-        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.restore 0"_qs);
+        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.restore 0"_s);
     }
 
     void whileQuitWaitsForThePasteboardNothingNewIsInserted() {
@@ -869,18 +870,18 @@ private Q_SLOTS:
         startDictation();
         m_delegate->controller()->stopRecording();
         m_delegate->quit();
-        m_platform->speech.deliverFinal(u"late"_qs);
+        m_platform->speech.deliverFinal(u"late"_s);
         m_platform->queue.advance(2s);
-        QCOMPARE(m_delegate->controller()->transcriptText(), u"late"_qs);
-        QVERIFY(!m_platform->log.calls().contains(u"pasteboard.write late"_qs));
-        QCOMPARE(m_platform->log.calls().count(u"keystrokes.paste"_qs), 1);
+        QCOMPARE(m_delegate->controller()->transcriptText(), u"late"_s);
+        QVERIFY(!m_platform->log.calls().contains(u"pasteboard.write late"_s));
+        QCOMPARE(m_platform->log.calls().count(u"keystrokes.paste"_s), 1);
     }
 
     void whileQuitWaitsForThePasteboardNoDictationBegins() {
         launch();
         pasteSomething();
         m_delegate->quit();
-        menuAction(u"Start dictation"_qs)->trigger();
+        menuAction(u"Start dictation"_s)->trigger();
         m_platform->run();
         QVERIFY(!m_delegate->controller()->isRecording());
     }
@@ -912,10 +913,10 @@ private Q_SLOTS:
     void quitDuringARequestInsertsNothingLater() {
         m_platform->http.repliesByHand = true;
         launch();
-        m_delegate->controller()->setTranslationEngineIdentifier(u"openAINatural"_qs);
+        m_delegate->controller()->setTranslationEngineIdentifier(u"openAINatural"_s);
         startDictation();
         m_delegate->controller()->stopRecording();
-        m_platform->speech.deliverFinal(u"hello"_qs);
+        m_platform->speech.deliverFinal(u"hello"_s);
         m_platform->run();
         auto &pending = m_platform->http.pending;
         QCOMPARE(pending.size(), 1u);
@@ -988,10 +989,10 @@ private:
 
     void pasteSomething() {
         auto &controller = *m_delegate->controller();
-        controller.setTargetLanguageIdentifier(u"en"_qs);
+        controller.setTargetLanguageIdentifier(u"en"_s);
         startDictation();
         controller.stopRecording();
-        m_platform->speech.deliverFinal(u"hello"_qs);
+        m_platform->speech.deliverFinal(u"hello"_s);
         m_platform->run();
         QVERIFY(controller.hasPendingPasteboardRestore());
     }

@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using quillora::test::ChildProcess;
 
 /// What an installation tells the desktop about the program.
@@ -15,12 +17,12 @@ class DesktopIntegrationTest : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         QVERIFY(m_prefix.isValid());
-        QVERIFY(succeeds(u"cmake"_qs, {u"--install"_qs, QStringLiteral(QUILLORA_BUILD_FOLDER),
-                                       u"--component"_qs, u"desktop"_qs, u"--prefix"_qs, m_prefix.path()}));
+        QVERIFY(succeeds(u"cmake"_s, {u"--install"_s, QStringLiteral(QUILLORA_BUILD_FOLDER), u"--component"_s,
+                                      u"desktop"_s, u"--prefix"_s, m_prefix.path()}));
     }
 
     void theDesktopFileIsValid() {
-        QVERIFY(succeeds(u"desktop-file-validate"_qs, {installed(desktopFile)}));
+        QVERIFY(succeeds(u"desktop-file-validate"_s, {installed(desktopFile)}));
         const QByteArray entry = content(desktopFile);
         QVERIFY(entry.contains("\nExec=quillora\n"));
         QVERIFY(entry.contains("\nIcon=org.quillora.Quillora\n"));
@@ -28,31 +30,31 @@ private Q_SLOTS:
     }
 
     void theMetainfoIsValid() {
-        QVERIFY(succeeds(u"appstreamcli"_qs,
-                         {u"validate"_qs, u"--no-net"_qs,
-                          installed(u"share/metainfo/org.quillora.Quillora.metainfo.xml"_qs)}));
+        QVERIFY(
+            succeeds(u"appstreamcli"_s, {u"validate"_s, u"--no-net"_s,
+                                         installed(u"share/metainfo/org.quillora.Quillora.metainfo.xml"_s)}));
     }
 
     void theBusCanStartTheProgram() {
-        const QByteArray service = content(u"share/dbus-1/services/org.quillora.Quillora.service"_qs);
+        const QByteArray service = content(u"share/dbus-1/services/org.quillora.Quillora.service"_s);
         QVERIFY(service.contains("\nName=org.quillora.Quillora\n"));
         QVERIFY(service.contains("/bin/quillora\n"));
     }
 
     void theIconsAreInTheIconTheme_data() {
         QTest::addColumn<QString>("path");
-        QTest::newRow("application") << u"scalable/apps/org.quillora.Quillora.svg"_qs;
+        QTest::newRow("application") << u"scalable/apps/org.quillora.Quillora.svg"_s;
         for (const auto *state : {"idle", "recording", "processing"})
-            QTest::newRow(state) << u"symbolic/apps/quillora-%1-symbolic.svg"_qs.arg(
+            QTest::newRow(state) << u"symbolic/apps/quillora-%1-symbolic.svg"_s.arg(
                 QString::fromLatin1(state));
     }
     void theIconsAreInTheIconTheme() {
         QFETCH(QString, path);
-        QVERIFY(!QImage(installed(u"share/icons/hicolor/"_qs + path)).isNull());
+        QVERIFY(!QImage(installed(u"share/icons/hicolor/"_s + path)).isNull());
     }
 
 private:
-    static inline const QString desktopFile = u"share/applications/org.quillora.Quillora.desktop"_qs;
+    static inline const QString desktopFile = u"share/applications/org.quillora.Quillora.desktop"_s;
 
     QString installed(const QString &path) const { return m_prefix.filePath(path); }
 

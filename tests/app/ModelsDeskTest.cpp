@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using namespace std::chrono_literals;
@@ -18,8 +19,8 @@ using platform::ModelTask;
 
 namespace {
 
-const ModelTask englishToRussian = ModelTask::translating(u"en"_qs, u"ru"_qs);
-const QString tiny = u"en-ru-tiny"_qs;
+const ModelTask englishToRussian = ModelTask::translating(u"en"_s, u"ru"_s);
+const QString tiny = u"en-ru-tiny"_s;
 
 } // namespace
 
@@ -31,9 +32,9 @@ private Q_SLOTS:
     void init() {
         QApplication::setQuitOnLastWindowClosed(false);
         m_platform = std::make_unique<FakePlatform>();
-        m_platform->speech.locales = QStringList{u"en-US"_qs, u"de-DE"_qs, u"fr-FR"_qs, u"kk-KZ"_qs};
+        m_platform->speech.locales = QStringList{u"en-US"_s, u"de-DE"_s, u"fr-FR"_s, u"kk-KZ"_s};
         fillShelf(*m_platform);
-        m_platform->routes.comesWithSystem(ModelTask::hearing(u"en-US"_qs));
+        m_platform->routes.comesWithSystem(ModelTask::hearing(u"en-US"_s));
         m_delegate = std::make_unique<AppDelegate>();
     }
     void cleanup() {
@@ -56,10 +57,10 @@ private Q_SLOTS:
         launch();
         m_delegate->showPopover();
         auto &window = *desk().window();
-        QVERIFY(window.findChild<QCheckBox *>(u"translatingBox"_qs)->isChecked());
-        QCOMPARE(window.findChild<QCheckBox *>(u"translatingBox"_qs)->text(),
-                 u"Translate English to Russian"_qs);
-        QCOMPARE(window.findChild<PanelButton *>(u"installWanted"_qs)->text(), u"Install, 14 MB"_qs);
+        QVERIFY(window.findChild<QCheckBox *>(u"translatingBox"_s)->isChecked());
+        QCOMPARE(window.findChild<QCheckBox *>(u"translatingBox"_s)->text(),
+                 u"Translate English to Russian"_s);
+        QCOMPARE(window.findChild<PanelButton *>(u"installWanted"_s)->text(), u"Install, 14 MB"_s);
     }
 
     void itNeverOpensByItselfAgain() {
@@ -97,20 +98,20 @@ private Q_SLOTS:
 
     void theMenuOpensTheWindowWithTheLanguagesOfThePanel() {
         pastFirstStart();
-        m_delegate->controller()->setTargetLanguageIdentifier(u"fr"_qs);
+        m_delegate->controller()->setTargetLanguageIdentifier(u"fr"_s);
         chooseModelsInTheMenu();
         QVERIFY(desk().window()->isVisible());
-        QCOMPARE(desk().window()->findChild<QCheckBox *>(u"translatingBox"_qs)->text(),
-                 u"Translate English to French"_qs);
+        QCOMPARE(desk().window()->findChild<QCheckBox *>(u"translatingBox"_s)->text(),
+                 u"Translate English to French"_s);
     }
 
     void theWindowThatIsOpenKeepsItsLanguages() {
         pastFirstStart();
         chooseModelsInTheMenu();
-        desk().window()->select(u"de-DE"_qs, u"en"_qs);
+        desk().window()->select(u"de-DE"_s, u"en"_s);
         chooseModelsInTheMenu();
-        QCOMPARE(desk().window()->findChild<QCheckBox *>(u"translatingBox"_qs)->text(),
-                 u"Translate German to English"_qs);
+        QCOMPARE(desk().window()->findChild<QCheckBox *>(u"translatingBox"_s)->text(),
+                 u"Translate German to English"_s);
     }
 
     void whatIsChosenInTheWindowIsMadeReadyAtOnce() {
@@ -120,13 +121,13 @@ private Q_SLOTS:
         m_platform->translation.warmedPairs.clear();
         const auto buttons = desk().window()->findChildren<PanelButton *>();
         const auto install = std::find_if(buttons.begin(), buttons.end(), [](const PanelButton *button) {
-            return button->accessibleName().startsWith(u"Install"_qs) &&
-                   button->accessibleName().endsWith(u", en-ru-tiny"_qs);
+            return button->accessibleName().startsWith(u"Install"_s) &&
+                   button->accessibleName().endsWith(u", en-ru-tiny"_s);
         });
         QVERIFY(install != buttons.end());
         (*install)->click();
-        QCOMPARE(m_platform->speech.prepared, QStringList{u"en-US"_qs});
-        QCOMPARE(m_platform->translation.warmedPairs, QStringList{u"en>ru"_qs});
+        QCOMPARE(m_platform->speech.prepared, QStringList{u"en-US"_s});
+        QCOMPARE(m_platform->translation.warmedPairs, QStringList{u"en>ru"_s});
     }
 
     // The panel stays open.
@@ -139,7 +140,7 @@ private Q_SLOTS:
         QApplication::setActiveWindow(desk().window());
         m_platform->queue.advance(5s);
         QVERIFY(m_delegate->popover()->isShown());
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         QApplication::setActiveWindow(desk().question());
         m_platform->queue.advance(5s);
         QVERIFY(m_delegate->popover()->isShown());
@@ -161,42 +162,42 @@ private Q_SLOTS:
 
     void choosingATargetAsksForWhatThePairTakes() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         QCOMPARE(questionText(),
                  u"Download what translating English to French takes? 14 MB from models.example, "
-                 u"kept on this computer."_qs);
+                 u"kept on this computer."_s);
     }
 
     void choosingASpokenLanguageAsksOnceForTheLanguageAndThePair() {
         pastFirstStart();
-        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
         m_platform->run();
         QCOMPARE(
             questionText(),
-            u"Download what dictating in German (Germany) and translating German to Russian, by way of English, take? 101 MB from k2-fsa and models.example, kept on this computer."_qs);
+            u"Download what dictating in German (Germany) and translating German to Russian, by way of English, take? 101 MB from k2-fsa and models.example, kept on this computer."_s);
         answer("downloadButton");
-        QCOMPARE(m_platform->models.waiting(), (QStringList{u"kroko-de"_qs, u"de-en-tiny"_qs, tiny}));
+        QCOMPARE(m_platform->models.waiting(), (QStringList{u"kroko-de"_s, u"de-en-tiny"_s, tiny}));
         QVERIFY(!desk().question());
     }
 
     void aSpokenLanguageWhoseModelIsThereAsksForThePairAlone() {
-        m_platform->models.place(u"kroko-fr"_qs, u"1"_qs);
+        m_platform->models.place(u"kroko-fr"_s, u"1"_s);
         pastFirstStart();
-        m_delegate->controller()->setSourceLocaleIdentifier(u"fr-FR"_qs);
+        m_delegate->controller()->setSourceLocaleIdentifier(u"fr-FR"_s);
         m_platform->run();
         QCOMPARE(
             questionText(),
-            u"Download what translating French to Russian, by way of English, takes? 30 MB from models.example, kept on this computer."_qs);
+            u"Download what translating French to Russian, by way of English, takes? 30 MB from models.example, kept on this computer."_s);
     }
 
     void notNowHoldsForTheLanguageAndThePair() {
         pastFirstStart();
-        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
         m_platform->run();
         answer("notNowButton");
         QVERIFY(!desk().question());
         QCOMPARE(m_platform->consent.declined,
-                 (QList{ModelTask::hearing(u"de-DE"_qs), ModelTask::translating(u"de"_qs, u"ru"_qs)}));
+                 (QList{ModelTask::hearing(u"de-DE"_s), ModelTask::translating(u"de"_s, u"ru"_s)}));
     }
 
     void choosingTheOnDeviceEngineAsks() {
@@ -210,22 +211,22 @@ private Q_SLOTS:
     void theHostedEngineNeedsNothing() {
         pastFirstStart();
         useEngine(TranslationEngine::openAINatural);
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         QVERIFY(!desk().question());
     }
 
     void swappingAsksForWhatHasBecomeOfIt() {
         pastFirstStart();
-        m_platform->models.place(u"kroko-de"_qs, u"1"_qs);
-        m_platform->models.place(u"en-de-tiny"_qs, u"1"_qs);
-        chooseTarget(u"de"_qs);
+        m_platform->models.place(u"kroko-de"_s, u"1"_s);
+        m_platform->models.place(u"en-de-tiny"_s, u"1"_s);
+        chooseTarget(u"de"_s);
         QVERIFY(!desk().question());
         m_delegate->controller()->swapLanguages();
         m_platform->run();
-        QCOMPARE(m_platform->log.calls().filter(u"consent.ask"_qs).size(), 1);
+        QCOMPARE(m_platform->log.calls().filter(u"consent.ask"_s).size(), 1);
         QCOMPARE(questionText(),
                  u"Download what translating German to English takes? 16 MB from models.example, "
-                 u"kept on this computer."_qs);
+                 u"kept on this computer."_s);
         answer("notNowButton");
         QVERIFY(!desk().question());
     }
@@ -233,26 +234,26 @@ private Q_SLOTS:
     void aDownloadGoesOnInTheBackground() {
         pastFirstStart();
         m_delegate->showPopover();
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         answer("downloadButton");
-        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-fr-tiny"_qs});
+        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-fr-tiny"_s});
         QCOMPARE(m_delegate->controller()->dictationState(), DictationState::idle);
         QVERIFY(m_delegate->popover()->isShown());
     }
 
     void notNowDownloadsNothingUntilThePairIsChosenAgain() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         answer("notNowButton");
         QVERIFY(m_platform->models.waiting().isEmpty());
         QVERIFY(!desk().question());
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         QVERIFY(desk().question());
     }
 
     void closingTheQuestionIsNotNow() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         QTest::keyClick(desk().question(), Qt::Key_Escape);
         settle();
         QVERIFY(!desk().question());
@@ -261,26 +262,26 @@ private Q_SLOTS:
 
     void theQuestionLeadsToTheWindow() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
-        desk().question()->findChild<PanelButton *>(u"modelsButton"_qs)->click();
+        chooseTarget(u"fr"_s);
+        desk().question()->findChild<PanelButton *>(u"modelsButton"_s)->click();
         QVERIFY(desk().window()->isVisible());
         QVERIFY(desk().question());
     }
 
     void aQuestionEndsOnceWhatItAsksForIsOnItsWay() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
-        m_platform->models.install(u"en-fr-tiny"_qs);
+        chooseTarget(u"fr"_s);
+        m_platform->models.install(u"en-fr-tiny"_s);
         settle();
         QVERIFY(!desk().question());
         QVERIFY(m_platform->consent.declined.isEmpty());
-        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-fr-tiny"_qs});
+        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-fr-tiny"_s});
     }
 
     void orIsThere() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
-        m_platform->models.place(u"en-fr-tiny"_qs, u"1"_qs);
+        chooseTarget(u"fr"_s);
+        m_platform->models.place(u"en-fr-tiny"_s, u"1"_s);
         settle();
         QVERIFY(!desk().question());
         QVERIFY(m_platform->consent.declined.isEmpty());
@@ -289,81 +290,81 @@ private Q_SLOTS:
 
     void itStaysWhileAPartIsMissing() {
         pastFirstStart();
-        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
         m_platform->run();
-        m_platform->models.install(u"kroko-de"_qs);
+        m_platform->models.install(u"kroko-de"_s);
         m_platform->models.install(tiny);
         settle();
         QVERIFY(desk().question());
-        m_platform->models.install(u"de-en-tiny"_qs);
+        m_platform->models.install(u"de-en-tiny"_s);
         settle();
         QVERIFY(!desk().question());
     }
 
     void anotherChoiceThatIsInstalledInTheWindowEndsItToo() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         answer("notNowButton");
-        chooseTarget(u"ru"_qs);
+        chooseTarget(u"ru"_s);
         QVERIFY(desk().question());
-        m_platform->routes.choose(englishToRussian, u"en-ru-base"_qs);
-        m_platform->models.install(u"en-ru-base"_qs);
+        m_platform->routes.choose(englishToRussian, u"en-ru-base"_s);
+        m_platform->models.install(u"en-ru-base"_s);
         settle();
         QVERIFY(!desk().question());
-        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-ru-base"_qs});
+        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-ru-base"_s});
     }
 
     void aQuestionThatWaitedForAnotherIsNotShownOnceItIsAnswered() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
-        chooseTarget(u"de"_qs);
-        m_platform->models.place(u"en-de-tiny"_qs, u"1"_qs);
+        chooseTarget(u"fr"_s);
+        chooseTarget(u"de"_s);
+        m_platform->models.place(u"en-de-tiny"_s, u"1"_s);
         m_platform->run();
         answer("notNowButton");
         QVERIFY(!desk().question());
-        QCOMPARE(m_platform->consent.declined, QList{ModelTask::translating(u"en"_qs, u"fr"_qs)});
+        QCOMPARE(m_platform->consent.declined, QList{ModelTask::translating(u"en"_s, u"fr"_s)});
     }
 
     void aModelWhoseSizeNobodyStatedIsAskedForAllTheSame() {
-        auto model = translationModel(u"en-fr-tiny"_qs, u"en"_qs, u"fr"_qs, 0);
+        auto model = translationModel(u"en-fr-tiny"_s, u"en"_s, u"fr"_s, 0);
         model.downloadSize.reset();
         m_platform->models.offer(model);
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         QCOMPARE(questionText(), u"Download what translating English to French takes? Its size is not "
                                  u"stated. It comes from models.example, "
-                                 u"kept on this computer."_qs);
+                                 u"kept on this computer."_s);
     }
 
     void thePublishersOfAllThatIsDownloadedAreNamed() {
         for (const auto &[id, publisher] :
-             {std::pair{u"de-en-tiny"_qs, u"One"_qs}, std::pair{tiny, u"Two"_qs}}) {
+             {std::pair{u"de-en-tiny"_s, u"One"_s}, std::pair{tiny, u"Two"_s}}) {
             auto model = translationModel(id, id.first(2), id.mid(3, 2), 15'000'000);
             model.publisher = publisher;
             m_platform->models.offer(model);
         }
-        m_platform->models.place(u"kroko-de"_qs, u"1"_qs);
+        m_platform->models.place(u"kroko-de"_s, u"1"_s);
         pastFirstStart();
-        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
         m_platform->run();
         QCOMPARE(
             questionText(),
             u"Download what translating German to Russian, by way of English, takes? 30 MB from One and Two, "
-            u"kept on this computer."_qs);
+            u"kept on this computer."_s);
     }
 
     void theQuestionIsReadOutWithItsFirstButton() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         auto *button = desk().question()->focusWidget();
         const auto *interface = QAccessible::queryAccessibleInterface(button);
-        QCOMPARE(interface->text(QAccessible::Name), u"Download"_qs);
+        QCOMPARE(interface->text(QAccessible::Name), u"Download"_s);
         QCOMPARE(interface->text(QAccessible::Description), questionText());
     }
 
     void whoQuitsWithAQuestionOpenSaysNotNow() {
         pastFirstStart();
-        chooseTarget(u"fr"_qs);
+        chooseTarget(u"fr"_s);
         m_delegate->quit();
         settle();
         QVERIFY(!desk().question());
@@ -386,19 +387,19 @@ private Q_SLOTS:
 
     void whatIsNotInstalledIsMarked() {
         openPanel();
-        QCOMPARE(markOf(u"targetPicker"_qs, u"fr"_qs), u"Not installed: 14 MB"_qs);
-        QCOMPARE(markOf(u"sourcePicker"_qs, u"de-DE"_qs), u"Not installed: 71 MB"_qs);
+        QCOMPARE(markOf(u"targetPicker"_s, u"fr"_s), u"Not installed: 14 MB"_s);
+        QCOMPARE(markOf(u"sourcePicker"_s, u"de-DE"_s), u"Not installed: 71 MB"_s);
     }
 
     void whatIsReadyIsNotMarked() {
         openPanel();
-        QCOMPARE(markOf(u"sourcePicker"_qs, u"en-US"_qs), QString());
-        QCOMPARE(markOf(u"targetPicker"_qs, u"en"_qs), QString());
+        QCOMPARE(markOf(u"sourcePicker"_s, u"en-US"_s), QString());
+        QCOMPARE(markOf(u"targetPicker"_s, u"en"_s), QString());
     }
 
     void whatNoModelServesIsMarked() {
         openPanel();
-        QCOMPARE(markOf(u"targetPicker"_qs, u"ja"_qs), u"There is no model for this"_qs);
+        QCOMPARE(markOf(u"targetPicker"_s, u"ja"_s), u"There is no model for this"_s);
     }
 
     void howFarADownloadIsIsMarked() {
@@ -406,7 +407,7 @@ private Q_SLOTS:
         m_platform->models.install(tiny);
         m_platform->models.progress(received(7'000'000, 14'000'000));
         m_platform->run();
-        QCOMPARE(markOf(u"targetPicker"_qs, u"ru"_qs), u"On its way, 50 %"_qs);
+        QCOMPARE(markOf(u"targetPicker"_s, u"ru"_s), u"On its way, 50 %"_s);
     }
 
     void aModelThatArrivesTakesItsMarkAway() {
@@ -414,35 +415,35 @@ private Q_SLOTS:
         m_platform->models.install(tiny);
         m_platform->models.arrive();
         m_platform->run();
-        QCOMPARE(markOf(u"targetPicker"_qs, u"ru"_qs), QString());
+        QCOMPARE(markOf(u"targetPicker"_s, u"ru"_s), QString());
     }
 
     void marksFollowTheSpokenLanguage() {
         openPanel();
-        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_qs);
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
         m_platform->run();
-        QCOMPARE(markOf(u"targetPicker"_qs, u"ru"_qs), u"Not installed: 30 MB, by way of English"_qs);
+        QCOMPARE(markOf(u"targetPicker"_s, u"ru"_s), u"Not installed: 30 MB, by way of English"_s);
     }
 
     void theHostedEngineHasNoMarks() {
         openPanel();
         useEngine(TranslationEngine::openAINatural);
-        QCOMPARE(markOf(u"targetPicker"_qs, u"fr"_qs), QString());
+        QCOMPARE(markOf(u"targetPicker"_s, u"fr"_s), QString());
     }
 
     void theTextsOfThePickersStay() {
         openPanel();
-        QCOMPARE(picker(u"targetPicker"_qs).currentText(), u"🇷🇺 Russian"_qs);
-        QCOMPARE(picker(u"targetPicker"_qs).accessibleDescription(), u"Not installed: 14 MB"_qs);
+        QCOMPARE(picker(u"targetPicker"_s).currentText(), u"🇷🇺 Russian"_s);
+        QCOMPARE(picker(u"targetPicker"_s).accessibleDescription(), u"Not installed: 14 MB"_s);
     }
 
     void marksWaitForThePanelToOpen() {
         pastFirstStart();
-        m_platform->models.place(tiny, u"1"_qs);
+        m_platform->models.place(tiny, u"1"_s);
         m_platform->run();
         m_delegate->showPopover();
-        QCOMPARE(markOf(u"targetPicker"_qs, u"ru"_qs), QString());
-        QCOMPARE(markOf(u"targetPicker"_qs, u"fr"_qs), u"Not installed: 14 MB"_qs);
+        QCOMPARE(markOf(u"targetPicker"_s, u"ru"_s), QString());
+        QCOMPARE(markOf(u"targetPicker"_s, u"fr"_s), u"Not installed: 14 MB"_s);
     }
 
 private:
@@ -478,13 +479,13 @@ private:
     }
     void chooseModelsInTheMenu() const {
         for (QAction *action : m_delegate->menu()->actions()) {
-            if (action->text() == u"Models…"_qs)
+            if (action->text() == u"Models…"_s)
                 return action->trigger();
         }
         QFAIL("there is no such entry");
     }
     QString questionText() const {
-        return desk().question() ? desk().question()->findChild<QLabel *>(u"question"_qs)->text() : QString();
+        return desk().question() ? desk().question()->findChild<QLabel *>(u"question"_s)->text() : QString();
     }
     void answer(const char *button) {
         desk().question()->findChild<PanelButton *>(QString::fromLatin1(button))->click();

@@ -2,6 +2,7 @@
 #include "support/StubbornWindowManager.h"
 #include "support/TestWindow.h"
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 namespace {
@@ -10,7 +11,7 @@ const QRect screen(0, 0, 1280, 800);
 
 // Two monitors side by side on that screen, the right one at half as much again.
 const QRect rightMonitor(640, 0, 640, 800);
-const QString twoScales = u"QT_SCREEN_SCALE_FACTORS=left=1;right=1.5"_qs;
+const QString twoScales = u"QT_SCREEN_SCALE_FACTORS=left=1;right=1.5"_s;
 constexpr double rightScale = 1.5;
 
 } // namespace
@@ -64,29 +65,29 @@ private Q_SLOTS:
 
     void onASmallScreenThePanelScrolls_data() {
         QTest::addColumn<QString>("scale");
-        QTest::newRow("615 lines") << u"1.3"_qs;
-        QTest::newRow("533 lines") << u"1.5"_qs;
-        QTest::newRow("400 lines") << u"2"_qs;
+        QTest::newRow("615 lines") << u"1.3"_s;
+        QTest::newRow("533 lines") << u"1.5"_s;
+        QTest::newRow("400 lines") << u"2"_s;
     }
     void onASmallScreenThePanelScrolls() {
         QFETCH(QString, scale);
         begin(test::VirtualDisplay::WindowManager::openbox);
-        startWithTint2(u"panel_position = top right horizontal"_qs, {u"QT_SCALE_FACTOR="_qs + scale});
+        startWithTint2(u"panel_position = top right horizontal"_s, {u"QT_SCALE_FACTOR="_s + scale});
         clickAt(icon()->center());
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QVERIFY2(screen.adjusted(-2, -2, 2, 2).contains(*panel()), qPrintable(described(*panel())));
         QVERIFY(panel()->top() > icon()->bottom());
-        m_display->run(u"xdotool"_qs, {u"mousemove"_qs, QString::number(panel()->left() + 20),
-                                       QString::number(panel()->center().y()), u"click"_qs, u"--repeat"_qs,
-                                       u"20"_qs, QString::number(wheelDown)});
-        takeScreenshot(u"panel-scrolled-"_qs + scale);
+        m_display->run(u"xdotool"_s, {u"mousemove"_s, QString::number(panel()->left() + 20),
+                                      QString::number(panel()->center().y()), u"click"_s, u"--repeat"_s,
+                                      u"20"_s, QString::number(wheelDown)});
+        takeScreenshot(u"panel-scrolled-"_s + scale);
     }
 
     void onASmallScreenTheWindowScrollsToo() {
         begin(test::VirtualDisplay::WindowManager::openbox);
-        m_shell = startShell({}, {u"QT_SCALE_FACTOR=1.5"_qs});
+        m_shell = startShell({}, {u"QT_SCALE_FACTOR=1.5"_s});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        takeScreenshot(u"window-scrolled"_qs);
+        takeScreenshot(u"window-scrolled"_s);
         QVERIFY2(panel()->height() < screen.height() - 20, qPrintable(described(*panel())));
     }
 
@@ -110,9 +111,9 @@ private Q_SLOTS:
         QFETCH(Qt::Edge, edge);
         beginWithTwoMonitors();
         startWithNotifierTray({}, {twoScales});
-        m_display->run(u"xdotool"_qs,
-                       {u"mousemove"_qs, QString::number(pointer.x()), QString::number(pointer.y())});
-        m_notifierTray->callItem(u"Activate"_qs, {place.x(), place.y()});
+        m_display->run(u"xdotool"_s,
+                       {u"mousemove"_s, QString::number(pointer.x()), QString::number(pointer.y())});
+        m_notifierTray->callItem(u"Activate"_s, {place.x(), place.y()});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         const QRect found = *panel();
         QVERIFY2(isNear(found.width(), qRound(382 * rightScale)), qPrintable(described(found)));
@@ -126,15 +127,15 @@ private Q_SLOTS:
 
     void anX11TrayOnTheOtherMonitorHasThePanelBesideItToo_data() {
         QTest::addColumn<QString>("place");
-        QTest::newRow("top") << u"panel_position = top right horizontal"_qs;
-        QTest::newRow("bottom") << u"panel_position = bottom right horizontal"_qs;
-        QTest::newRow("left") << u"panel_position = center left vertical"_qs;
-        QTest::newRow("right") << u"panel_position = center right vertical"_qs;
+        QTest::newRow("top") << u"panel_position = top right horizontal"_s;
+        QTest::newRow("bottom") << u"panel_position = bottom right horizontal"_s;
+        QTest::newRow("left") << u"panel_position = center left vertical"_s;
+        QTest::newRow("right") << u"panel_position = center right vertical"_s;
     }
     void anX11TrayOnTheOtherMonitorHasThePanelBesideItToo() {
         QFETCH(QString, place);
         beginWithTwoMonitors();
-        startWithTint2(place + u"\npanel_monitor = 2"_qs, {twoScales});
+        startWithTint2(place + u"\npanel_monitor = 2"_s, {twoScales});
         const QRect iconThere = *icon();
         QVERIFY2(rightMonitor.contains(iconThere), qPrintable(described(iconThere)));
         clickAt(iconThere.center());
@@ -147,8 +148,8 @@ private Q_SLOTS:
     void withoutAPlaceThePanelOpensOnThePointersMonitor() {
         beginWithTwoMonitors();
         startWithNotifierTray({}, {twoScales});
-        m_display->run(u"xdotool"_qs, {u"mousemove"_qs, u"1200"_qs, u"700"_qs});
-        m_notifierTray->callItem(u"Activate"_qs, {0, 0});
+        m_display->run(u"xdotool"_s, {u"mousemove"_s, u"1200"_s, u"700"_s});
+        m_notifierTray->callItem(u"Activate"_s, {0, 0});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QVERIFY2(isNear(panel()->right(), rightMonitor.right()) &&
                      isNear(panel()->bottom(), rightMonitor.bottom()),
@@ -162,15 +163,13 @@ private:
     static bool isNear(int a, int b) { return std::abs(a - b) <= 2; }
 
     static QString described(const QRect &rect) {
-        return u"%1,%2 %3x%4"_qs.arg(rect.left()).arg(rect.top()).arg(rect.width()).arg(rect.height());
+        return u"%1,%2 %3x%4"_s.arg(rect.left()).arg(rect.top()).arg(rect.width()).arg(rect.height());
     }
 
     void beginWithTwoMonitors() {
         begin(test::VirtualDisplay::WindowManager::openbox);
-        m_display->run(u"xrandr"_qs,
-                       {u"--setmonitor"_qs, u"left"_qs, u"640/170x800/210+0+0"_qs, u"screen"_qs});
-        m_display->run(u"xrandr"_qs,
-                       {u"--setmonitor"_qs, u"right"_qs, u"640/170x800/210+640+0"_qs, u"none"_qs});
+        m_display->run(u"xrandr"_s, {u"--setmonitor"_s, u"left"_s, u"640/170x800/210+0+0"_s, u"screen"_s});
+        m_display->run(u"xrandr"_s, {u"--setmonitor"_s, u"right"_s, u"640/170x800/210+640+0"_s, u"none"_s});
     }
 
     void showNoticeWithoutFocus() {
@@ -179,9 +178,9 @@ private:
         m_work.emplace(m_display->name(), test::TestWindow::Properties{});
         m_work->show();
         m_stubborn->activate(m_work->id());
-        startWithNotifierTray({u"--no-microphone"_qs});
-        m_display->run(u"xdotool"_qs, {u"mousemove"_qs, u"100"_qs, u"100"_qs});
-        clickMenu(u"Start dictation"_qs);
+        startWithNotifierTray({u"--no-microphone"_s});
+        m_display->run(u"xdotool"_s, {u"mousemove"_s, u"100"_s, u"100"_s});
+        clickMenu(u"Start dictation"_s);
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QVERIFY(m_work->hasFocus());
     }

@@ -9,6 +9,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 
@@ -97,8 +98,8 @@ private Q_SLOTS:
 
     void aPopoverStaysUnderADialogOfTheDesktop_data() {
         QTest::addColumn<QString>("frontmost");
-        QTest::newRow("a keyring prompt") << u"Gcr-prompter"_qs;
-        QTest::newRow("a portal's dialog") << u"xdg-desktop-portal-gtk"_qs;
+        QTest::newRow("a keyring prompt") << u"Gcr-prompter"_s;
+        QTest::newRow("a portal's dialog") << u"xdg-desktop-portal-gtk"_s;
     }
     void aPopoverStaysUnderADialogOfTheDesktop() {
         QFETCH(QString, frontmost);
@@ -108,8 +109,8 @@ private Q_SLOTS:
     }
 
     void aPopoverClosesThreeSecondsAfterADialogOfTheDesktop() {
-        openAndLoseFocusTo(u"Gcr-prompter"_qs);
-        bringToFront(u"Mousepad"_qs);
+        openAndLoseFocusTo(u"Gcr-prompter"_s);
+        bringToFront(u"Mousepad"_s);
         m_platform->queue.advance(200ms + 3s - 1ms);
         QVERIFY(m_popover->isShown());
         m_platform->queue.advance(1ms);
@@ -117,8 +118,8 @@ private Q_SLOTS:
     }
 
     void aPopoverThatIsShownAgainAfterADialogOfTheDesktopStays() {
-        openAndLoseFocusTo(u"Gcr-prompter"_qs);
-        bringToFront(u"Mousepad"_qs);
+        openAndLoseFocusTo(u"Gcr-prompter"_s);
+        bringToFront(u"Mousepad"_s);
         m_platform->queue.advance(2s);
         m_platform->workspaceFake.frontmost.reset();
         m_popover->showAttached({});
@@ -232,7 +233,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(m_popover.get())); // so the toolkit says, and then nothing more
         m_platform->queue.advance(10s);
         QVERIFY(m_popover->isShown());
-        bringToFront(u"Mousepad"_qs);
+        bringToFront(u"Mousepad"_s);
         m_platform->queue.advance(200ms);
         QVERIFY(!m_popover->isShown());
     }

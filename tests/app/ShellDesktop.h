@@ -19,6 +19,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 inline const auto tint2Configuration = R"(panel_items = S
 %2
 panel_size = 200 28
@@ -67,18 +69,17 @@ protected:
     /// What `env` is told to start a program that knows the bus. `settings` are for the environment:
     /// NAME=value.
     QStringList onBus(const QString &program, const QStringList &settings = {}) const {
-        return QStringList{u"DBUS_SESSION_BUS_ADDRESS="_qs + m_bus->address(),
-                           u"GSETTINGS_BACKEND=memory"_qs} +
+        return QStringList{u"DBUS_SESSION_BUS_ADDRESS="_s + m_bus->address(), u"GSETTINGS_BACKEND=memory"_s} +
                settings + QStringList{program};
     }
 
     std::unique_ptr<ChildProcess> startShell(const QStringList &arguments = {},
                                              const QStringList &settings = {}) {
-        return m_display->start(u"env"_qs, onBus(shellProgram(), settings) + arguments);
+        return m_display->start(u"env"_s, onBus(shellProgram(), settings) + arguments);
     }
 
     void startTray(const QString &program, const QStringList &arguments = {}) {
-        m_trays.push_back(m_display->startDaemon(u"env"_qs, onBus(program) + arguments));
+        m_trays.push_back(m_display->startDaemon(u"env"_s, onBus(program) + arguments));
     }
 
     /// The last one that was started may need those before it.
@@ -94,13 +95,13 @@ protected:
     }
 
     /// `place` is what its configuration says about that.
-    void startTint2(const QString &place = u"panel_position = top right horizontal"_qs) {
+    void startTint2(const QString &place = u"panel_position = top right horizontal"_s) {
         const QString path =
-            writeFile(u"tint2rc"_qs, QString::fromLatin1(tint2Configuration).arg(u"#dddddd", place));
-        startTray(u"tint2"_qs, {u"-c"_qs, path});
+            writeFile(u"tint2rc"_s, QString::fromLatin1(tint2Configuration).arg(u"#dddddd", place));
+        startTray(u"tint2"_s, {u"-c"_s, path});
     }
 
-    void startWithTint2(const QString &place = u"panel_position = top right horizontal"_qs,
+    void startWithTint2(const QString &place = u"panel_position = top right horizontal"_s,
                         const QStringList &settings = {}, const QStringList &arguments = {}) {
         startTint2(place);
         m_shell = startShell(arguments, settings);
@@ -108,12 +109,12 @@ protected:
     }
 
     void startXfcePanel() {
-        writeFile(u"home/.config/xfce4/xfconf/xfce-perchannel-xml/xfce4-panel.xml"_qs,
+        writeFile(u"home/.config/xfce4/xfconf/xfce-perchannel-xml/xfce4-panel.xml"_s,
                   QString::fromLatin1(xfcePanelConfiguration));
         startTray(QStringLiteral(QUILLORA_XFCONFD));
-        QTRY_VERIFY_WITH_TIMEOUT(isOnBus(u"org.xfce.Xfconf"_qs), patienceMs);
-        startTray(u"xfce4-panel"_qs, {u"--disable-wm-check"_qs});
-        QTRY_VERIFY_WITH_TIMEOUT(isOnBus(u"org.kde.StatusNotifierWatcher"_qs), patienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(isOnBus(u"org.xfce.Xfconf"_s), patienceMs);
+        startTray(u"xfce4-panel"_s, {u"--disable-wm-check"_s});
+        QTRY_VERIFY_WITH_TIMEOUT(isOnBus(u"org.kde.StatusNotifierWatcher"_s), patienceMs);
     }
 
     QString writeFile(const QString &name, const QString &text) const {
@@ -131,9 +132,9 @@ protected:
 
     QStringList registeredItems() const {
         auto question =
-            QDBusMessage::createMethodCall(u"org.kde.StatusNotifierWatcher"_qs, u"/StatusNotifierWatcher"_qs,
-                                           u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
-        question << u"org.kde.StatusNotifierWatcher"_qs << u"RegisteredStatusNotifierItems"_qs;
+            QDBusMessage::createMethodCall(u"org.kde.StatusNotifierWatcher"_s, u"/StatusNotifierWatcher"_s,
+                                           u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+        question << u"org.kde.StatusNotifierWatcher"_s << u"RegisteredStatusNotifierItems"_s;
         const auto answer = m_bus->connection().call(question).arguments();
         return answer.isEmpty() ? QStringList()
                                 : answer.first().value<QDBusVariant>().variant().toStringList();
@@ -151,7 +152,7 @@ protected:
     QList<quint32> windows() const {
         QList<quint32> found;
         for (const QByteArray &line :
-             output(u"xdotool"_qs, {u"search"_qs, u"--onlyvisible"_qs, u"--class"_qs, u"^Quillora$"_qs})
+             output(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^Quillora$"_s})
                  .split('\n')) {
             if (const quint32 window = line.toUInt())
                 found += window;
@@ -162,7 +163,7 @@ protected:
     QRect geometry(quint32 window) const {
         QRect rect;
         for (const QByteArray &line :
-             output(u"xdotool"_qs, {u"getwindowgeometry"_qs, u"--shell"_qs, QString::number(window)})
+             output(u"xdotool"_s, {u"getwindowgeometry"_s, u"--shell"_s, QString::number(window)})
                  .split('\n')) {
             const int value = line.mid(line.indexOf('=') + 1).toInt();
             if (line.startsWith("X="))
@@ -200,44 +201,43 @@ protected:
         return std::nullopt;
     }
 
-    quint32 activeWindow() const { return output(u"xdotool"_qs, {u"getactivewindow"_qs}).trimmed().toUInt(); }
+    quint32 activeWindow() const { return output(u"xdotool"_s, {u"getactivewindow"_s}).trimmed().toUInt(); }
 
     /// Whether the panel is one of the minimised windows, from where a task bar brings it back.
     bool isPanelMinimised() const {
         for (const QByteArray &line :
-             output(u"xdotool"_qs, {u"search"_qs, u"--class"_qs, u"^Quillora$"_qs}).split('\n')) {
-            if (output(u"xprop"_qs, {u"-id"_qs, QString::fromLatin1(line), u"WM_STATE"_qs})
-                    .contains("Iconic"))
+             output(u"xdotool"_s, {u"search"_s, u"--class"_s, u"^Quillora$"_s}).split('\n')) {
+            if (output(u"xprop"_s, {u"-id"_s, QString::fromLatin1(line), u"WM_STATE"_s}).contains("Iconic"))
                 return true;
         }
         return false;
     }
 
     QByteArray title() const {
-        return output(u"xdotool"_qs, {u"getwindowname"_qs, QString::number(panelWindow())}).trimmed();
+        return output(u"xdotool"_s, {u"getwindowname"_s, QString::number(panelWindow())}).trimmed();
     }
 
     QByteArray property(const QString &name) const {
-        return output(u"xprop"_qs, {u"-id"_qs, QString::number(panelWindow()), name});
+        return output(u"xprop"_s, {u"-id"_s, QString::number(panelWindow()), name});
     }
 
     bool clickAt(const QPoint &point, int button = leftButton) const {
-        m_display->run(u"xdotool"_qs, {u"mousemove"_qs, QString::number(point.x()),
-                                       QString::number(point.y()), u"click"_qs, QString::number(button)});
+        m_display->run(u"xdotool"_s, {u"mousemove"_s, QString::number(point.x()), QString::number(point.y()),
+                                      u"click"_s, QString::number(button)});
         return true;
     }
 
-    void press(const QString &key) const { m_display->run(u"xdotool"_qs, {u"key"_qs, key}); }
+    void press(const QString &key) const { m_display->run(u"xdotool"_s, {u"key"_s, key}); }
 
     /// From the main button, which has the focus at first, past what can be used, and round to the top.
     void pressRecordHotKeyButton() const {
-        m_display->run(u"xdotool"_qs, {u"key"_qs, u"Tab"_qs, u"Tab"_qs, u"Tab"_qs, u"Tab"_qs, u"space"_qs});
+        m_display->run(u"xdotool"_s, {u"key"_s, u"Tab"_s, u"Tab"_s, u"Tab"_s, u"Tab"_s, u"space"_s});
     }
 
     void takeScreenshot(const QString &name) const {
         QDir().mkpath(QStringLiteral(QUILLORA_SCREENSHOTS));
-        m_display->run(u"import"_qs, {u"-window"_qs, u"root"_qs,
-                                      QStringLiteral(QUILLORA_SCREENSHOTS "/shell-") + name + u".png"_qs});
+        m_display->run(u"import"_s, {u"-window"_s, u"root"_s,
+                                     QStringLiteral(QUILLORA_SCREENSHOTS "/shell-") + name + u".png"_s});
     }
 
     /// Whether it becomes true while a person would still be looking.
@@ -254,7 +254,7 @@ protected:
     // The program's tray icon, as the tray sees it.
 
     QVariant picture() {
-        const auto argument = m_notifierTray->itemProperty(u"IconPixmap"_qs).value<QDBusArgument>();
+        const auto argument = m_notifierTray->itemProperty(u"IconPixmap"_s).value<QDBusArgument>();
         QByteArray bytes;
         argument.beginArray();
         while (!argument.atEnd()) {
@@ -272,14 +272,14 @@ protected:
 
     void clickMenu(const QString &label) {
         for (int id = 1; id <= 20; ++id) {
-            const auto answer = m_notifierTray->callMenu(u"GetProperty"_qs, {id, u"label"_qs});
+            const auto answer = m_notifierTray->callMenu(u"GetProperty"_s, {id, u"label"_s});
             if (answer.value(0).value<QDBusVariant>().variant() == label) {
-                m_notifierTray->callMenu(u"Event"_qs,
-                                         {id, u"clicked"_qs, QVariant::fromValue(QDBusVariant(0)), 0u});
+                m_notifierTray->callMenu(u"Event"_s,
+                                         {id, u"clicked"_s, QVariant::fromValue(QDBusVariant(0)), 0u});
                 return;
             }
         }
-        QFAIL(qPrintable(u"the menu has no "_qs + label));
+        QFAIL(qPrintable(u"the menu has no "_s + label));
     }
 
     void begin(VirtualDisplay::WindowManager windowManager) {

@@ -3,13 +3,14 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::ChildProcess;
 using test::NotifierTray;
 
 namespace {
 
-const QString applicationName = u"org.quillora.Quillora"_qs;
+const QString applicationName = u"org.quillora.Quillora"_s;
 const QRect screen(0, 0, 1280, 800);
 constexpr int longestDoubleClickMs = 400; // the toolkit's
 
@@ -27,7 +28,7 @@ private Q_SLOTS:
     void theIconDocksInAnX11Tray() {
         startWithTint2();
         QVERIFY(!panel());
-        takeScreenshot(u"tray-xembed"_qs);
+        takeScreenshot(u"tray-xembed"_s);
     }
 
     void clickingTheIconOpensThePanelBesideItAndClickingAgainClosesIt() {
@@ -37,7 +38,7 @@ private Q_SLOTS:
         QVERIFY(screen.contains(*panel()));
         QVERIFY(panel()->top() - icon()->bottom() < 12);
         QVERIFY(screen.right() - panel()->right() < 12);
-        takeScreenshot(u"panel-xembed"_qs);
+        takeScreenshot(u"panel-xembed"_s);
         QTest::qWait(longestDoubleClickMs); // or the two clicks were one that opens, and nothing else
         clickAt(icon()->center());
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
@@ -73,28 +74,28 @@ private Q_SLOTS:
     void everyStateHasItsPictureInTheTray() {
         startWithNotifierTray();
         const QVariant idle = picture();
-        clickMenu(u"Start dictation"_qs);
+        clickMenu(u"Start dictation"_s);
         QTRY_VERIFY_WITH_TIMEOUT(picture() != idle, patienceMs);
         const QVariant recording = picture();
-        clickMenu(u"Stop dictation"_qs);
+        clickMenu(u"Stop dictation"_s);
         QTRY_VERIFY_WITH_TIMEOUT(picture() != recording && picture() != idle, patienceMs);
     }
 
     void activateOpensThePanelWhereTheTraySaysTheIconIs() {
         startWithNotifierTray();
-        m_notifierTray->callItem(u"Activate"_qs, {640, 790});
+        m_notifierTray->callItem(u"Activate"_s, {640, 790});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QVERIFY(screen.contains(*panel()));
         QVERIFY(std::abs(panel()->center().x() - 640) < 5);
         QVERIFY(panel()->bottom() >= 780);
-        m_notifierTray->callItem(u"Activate"_qs, {640, 790});
+        m_notifierTray->callItem(u"Activate"_s, {640, 790});
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
     }
 
     void withoutAPlaceThePanelOpensInTheCornerNearestToThePointer() {
         startWithNotifierTray();
-        m_display->run(u"xdotool"_qs, {u"mousemove"_qs, u"1200"_qs, u"700"_qs});
-        m_notifierTray->callItem(u"Activate"_qs, {0, 0});
+        m_display->run(u"xdotool"_s, {u"mousemove"_s, u"1200"_s, u"700"_s});
+        m_notifierTray->callItem(u"Activate"_s, {0, 0});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QCOMPARE(panel()->bottomRight(), screen.bottomRight());
     }
@@ -110,9 +111,9 @@ private Q_SLOTS:
         startXfcePanel();
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(!registeredItems().isEmpty(), patienceMs);
-        QVERIFY(registeredItems().first().contains(u"StatusNotifierItem"_qs));
+        QVERIFY(registeredItems().first().contains(u"StatusNotifierItem"_s));
         QVERIFY(!appearsWithin([this] { return panel().has_value(); }));
-        takeScreenshot(u"tray-notifier"_qs);
+        takeScreenshot(u"tray-notifier"_s);
     }
 
     void clickingTheIconInARealPanelTogglesThePanel() {
@@ -123,7 +124,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(
             clickAt(iconInPanel) && appearsWithin([this] { return panel().has_value(); }), patienceMs);
         QVERIFY(screen.contains(*panel()));
-        takeScreenshot(u"panel-notifier"_qs);
+        takeScreenshot(u"panel-notifier"_s);
         clickAt(iconInPanel);
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
     }
@@ -133,86 +134,86 @@ private Q_SLOTS:
     void theDesktopPressesAndReleasesTheHotKey() {
         startWithNotifierTray();
         const QVariant idle = picture();
-        QVERIFY(ask(u"Press"_qs));
+        QVERIFY(ask(u"Press"_s));
         QTRY_VERIFY_WITH_TIMEOUT(picture() != idle, patienceMs);
         const QVariant recording = picture();
-        QVERIFY(ask(u"Press"_qs)); // held keys repeat
-        QVERIFY(ask(u"Release"_qs));
+        QVERIFY(ask(u"Press"_s)); // held keys repeat
+        QVERIFY(ask(u"Release"_s));
         QTRY_VERIFY_WITH_TIMEOUT(picture() != recording && picture() != idle, patienceMs);
     }
 
     void theDesktopStartsAndStopsADictation() {
         startWithNotifierTray();
         const QVariant idle = picture();
-        QVERIFY(ask(u"Toggle"_qs));
+        QVERIFY(ask(u"Toggle"_s));
         QTRY_VERIFY_WITH_TIMEOUT(picture() != idle, patienceMs);
         const QVariant recording = picture();
-        QVERIFY(ask(u"Toggle"_qs));
+        QVERIFY(ask(u"Toggle"_s));
         QTRY_VERIFY_WITH_TIMEOUT(picture() != recording && picture() != idle, patienceMs);
     }
 
     void theDesktopShowsThePanel() {
         startWithNotifierTray();
         QVERIFY(!panel());
-        QVERIFY(ask(u"ShowPanel"_qs));
+        QVERIFY(ask(u"ShowPanel"_s));
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
     }
 
     void whatTheDesktopCanAskForIsDescribedOnTheBus() {
         startWithNotifierTray();
         const auto answer = m_bus->connection().call(
-            QDBusMessage::createMethodCall(applicationName, u"/org/quillora/Quillora"_qs,
-                                           u"org.freedesktop.DBus.Introspectable"_qs, u"Introspect"_qs));
+            QDBusMessage::createMethodCall(applicationName, u"/org/quillora/Quillora"_s,
+                                           u"org.freedesktop.DBus.Introspectable"_s, u"Introspect"_s));
         const QString description = answer.arguments().value(0).toString();
-        for (const QString &method : {u"Press"_qs, u"Release"_qs, u"Toggle"_qs, u"ShowPanel"_qs})
-            QVERIFY2(description.contains(u"<method name=\"%1\""_qs.arg(method)), qPrintable(description));
+        for (const QString &method : {u"Press"_s, u"Release"_s, u"Toggle"_s, u"ShowPanel"_s})
+            QVERIFY2(description.contains(u"<method name=\"%1\""_s.arg(method)), qPrintable(description));
     }
 
     // The popover.
 
     void thePanelClosesWhenAnotherWindowTakesTheFocus() {
         startWithNotifierTray();
-        m_notifierTray->callItem(u"Activate"_qs, {1200, 10});
+        m_notifierTray->callItem(u"Activate"_s, {1200, 10});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), panelWindow(), patienceMs);
         test::TestWindow other(m_display->name(), {});
         other.show();
-        m_display->run(u"xdotool"_qs, {u"windowactivate"_qs, QString::number(other.id())});
+        m_display->run(u"xdotool"_s, {u"windowactivate"_s, QString::number(other.id())});
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
     }
 
     void thePanelStaysWhileAHotKeyIsCaptured() {
         startWithNotifierTray();
-        m_notifierTray->callItem(u"Activate"_qs, {1200, 10});
+        m_notifierTray->callItem(u"Activate"_s, {1200, 10});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), panelWindow(), patienceMs);
         pressRecordHotKeyButton();
         test::TestWindow other(m_display->name(), {});
         other.show();
-        m_display->run(u"xdotool"_qs, {u"windowactivate"_qs, QString::number(other.id())});
+        m_display->run(u"xdotool"_s, {u"windowactivate"_s, QString::number(other.id())});
         QVERIFY(!appearsWithin([this] { return !panel().has_value(); }));
     }
 
     void anEscapeThatIsHeldCancelsACaptureAndLeavesThePanelOpen() {
         startWithNotifierTray();
-        m_notifierTray->callItem(u"Activate"_qs, {1200, 10});
+        m_notifierTray->callItem(u"Activate"_s, {1200, 10});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), panelWindow(), patienceMs);
-        m_display->run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"100"_qs, u"30"_qs});
+        m_display->run(u"xset"_s, {u"r"_s, u"rate"_s, u"100"_s, u"30"_s});
         pressRecordHotKeyButton();
-        m_display->run(u"xdotool"_qs, {u"keydown"_qs, u"Escape"_qs});
+        m_display->run(u"xdotool"_s, {u"keydown"_s, u"Escape"_s});
         QVERIFY(!appearsWithin([this] { return !panel().has_value(); }));
-        m_display->run(u"xdotool"_qs, {u"keyup"_qs, u"Escape"_qs});
+        m_display->run(u"xdotool"_s, {u"keyup"_s, u"Escape"_s});
         QVERIFY(!appearsWithin([this] { return !panel().has_value(); }));
-        m_display->run(u"xdotool"_qs, {u"key"_qs, u"Escape"_qs}); // the capture is over, so it closes
+        m_display->run(u"xdotool"_s, {u"key"_s, u"Escape"_s}); // the capture is over, so it closes
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
     }
 
     void thePanelIsInNoTaskBar() {
         startWithNotifierTray();
-        m_notifierTray->callItem(u"Activate"_qs, {1200, 10});
+        m_notifierTray->callItem(u"Activate"_s, {1200, 10});
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        QVERIFY(property(u"_NET_WM_STATE"_qs).contains("_NET_WM_STATE_SKIP_TASKBAR"));
+        QVERIFY(property(u"_NET_WM_STATE"_s).contains("_NET_WM_STATE_SKIP_TASKBAR"));
     }
 
     void thePanelHasTheMenuToo() {
@@ -221,9 +222,9 @@ private Q_SLOTS:
         const auto windowsBefore = windows().size();
         clickAt(panel()->topLeft() + QPoint(250, 20), rightButton);
         QTRY_VERIFY_WITH_TIMEOUT(windows().size() > windowsBefore, patienceMs);
-        takeScreenshot(u"menu"_qs);
+        takeScreenshot(u"menu"_s);
         // Round to the last entry, which ends the program.
-        m_display->run(u"xdotool"_qs, {u"key"_qs, u"Up"_qs, u"Return"_qs});
+        m_display->run(u"xdotool"_s, {u"key"_s, u"Up"_s, u"Return"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!m_shell->isRunning(), patienceMs);
         QCOMPARE(m_shell->process().exitCode(), 0);
     }
@@ -231,8 +232,8 @@ private Q_SLOTS:
     void theWindowsCarryTheProgramsClass() {
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        QVERIFY(property(u"WM_CLASS"_qs).contains("\"Quillora\""));
-        QVERIFY(property(u"_NET_WM_PID"_qs).contains(QByteArray::number(m_shell->processId())));
+        QVERIFY(property(u"WM_CLASS"_s).contains("\"Quillora\""));
+        QVERIFY(property(u"_NET_WM_PID"_s).contains(QByteArray::number(m_shell->processId())));
     }
 
     // No tray.
@@ -240,19 +241,19 @@ private Q_SLOTS:
     void withoutATrayThePanelOpensAsAnOrdinaryWindow() {
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        QVERIFY(property(u"_NET_WM_WINDOW_TYPE"_qs).contains("_NET_WM_WINDOW_TYPE_NORMAL"));
-        QVERIFY(!property(u"_NET_WM_STATE"_qs).contains("SKIP_TASKBAR"));
-        const QByteArray actions = property(u"_NET_WM_ALLOWED_ACTIONS"_qs);
+        QVERIFY(property(u"_NET_WM_WINDOW_TYPE"_s).contains("_NET_WM_WINDOW_TYPE_NORMAL"));
+        QVERIFY(!property(u"_NET_WM_STATE"_s).contains("SKIP_TASKBAR"));
+        const QByteArray actions = property(u"_NET_WM_ALLOWED_ACTIONS"_s);
         QVERIFY(actions.contains("_NET_WM_ACTION_MINIMIZE"));
         QVERIFY(actions.contains("_NET_WM_ACTION_CLOSE"));
         QCOMPARE(title(), QByteArray("Quillora"));
-        takeScreenshot(u"panel-without-tray"_qs);
+        takeScreenshot(u"panel-without-tray"_s);
     }
 
     void closingThatWindowLeavesTheProgramRunningAndAnotherStartBringsItBack() {
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        m_display->run(u"xdotool"_qs, {u"key"_qs, u"alt+F4"_qs});
+        m_display->run(u"xdotool"_s, {u"key"_s, u"alt+F4"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
         QVERIFY(m_shell->isRunning());
         const auto second = startShell();
@@ -266,7 +267,7 @@ private Q_SLOTS:
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
         QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), panelWindow(), patienceMs);
-        press(u"Escape"_qs);
+        press(u"Escape"_s);
         QTRY_VERIFY_WITH_TIMEOUT(isPanelMinimised(), patienceMs);
     }
 
@@ -278,9 +279,9 @@ private Q_SLOTS:
     void aTrayThatDiesLeavesTheWindowAmongTheMinimisedOnes() {
         QFETCH(bool, isNotifierTray);
         if (isNotifierTray)
-            startWithNotifierTray({u"--at-login"_qs});
+            startWithNotifierTray({u"--at-login"_s});
         else
-            startWithTint2(u"panel_position = top right horizontal"_qs, {}, {u"--at-login"_qs});
+            startWithTint2(u"panel_position = top right horizontal"_s, {}, {u"--at-login"_s});
         m_notifierTray.reset();
         m_trays.clear();
         QTRY_VERIFY_WITH_TIMEOUT(isPanelMinimised(), patienceMs);
@@ -295,18 +296,18 @@ private Q_SLOTS:
         other.show();
         other.activate();
         QTRY_VERIFY_WITH_TIMEOUT(other.isActive(), patienceMs);
-        m_shell = startShell({u"--at-login"_qs});
+        m_shell = startShell({u"--at-login"_s});
         QTRY_VERIFY_WITH_TIMEOUT(isPanelMinimised(), patienceMs);
         QVERIFY(!panel());
         QVERIFY(other.isActive());
-        takeScreenshot(u"at-login-without-tray"_qs);
+        takeScreenshot(u"at-login-without-tray"_s);
         const auto second = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
     }
 
     void aStartAtLoginLeavesTheRunningInstanceAlone() {
         startWithNotifierTray();
-        const auto second = startShell({u"--at-login"_qs});
+        const auto second = startShell({u"--at-login"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!second->isRunning(), patienceMs);
         QCOMPARE(second->process().exitCode(), 0);
         QVERIFY(!appearsWithin([this] { return panel().has_value(); }));
@@ -315,7 +316,7 @@ private Q_SLOTS:
     void aStartAtLoginReplacesAHungInstanceToo() {
         startWithNotifierTray();
         m_shell->signal(SIGSTOP);
-        const auto second = startShell({u"--at-login"_qs});
+        const auto second = startShell({u"--at-login"_s});
         QTRY_COMPARE_WITH_TIMEOUT(m_notifierTray->items().size(), 2, patienceMs);
         m_shell->signal(SIGCONT);
         QTRY_VERIFY_WITH_TIMEOUT(!m_shell->isRunning(), patienceMs);
@@ -324,7 +325,7 @@ private Q_SLOTS:
     void anotherStartBringsAMinimisedWindowBack() {
         m_shell = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        m_display->run(u"xdotool"_qs, {u"windowminimize"_qs, QString::number(panelWindow())});
+        m_display->run(u"xdotool"_s, {u"windowminimize"_s, QString::number(panelWindow())});
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), patienceMs);
         const auto second = startShell();
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
@@ -377,17 +378,17 @@ private Q_SLOTS:
     // Start-up that fails.
 
     void aTakenHotKeyIsShownAtOnce() {
-        startWithNotifierTray({u"--taken"_qs}); // or the panel opened because nothing else leads to it
+        startWithNotifierTray({u"--taken"_s}); // or the panel opened because nothing else leads to it
         QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
     }
 
     void aComputerThatRecognizesNothingIsToldSo() {
-        m_shell = startShell({u"--no-languages"_qs});
+        m_shell = startShell({u"--no-languages"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!windows().isEmpty(), patienceMs);
-        takeScreenshot(u"no-languages"_qs);
+        takeScreenshot(u"no-languages"_s);
         QVERIFY(m_shell->isRunning());
         QTRY_VERIFY_WITH_TIMEOUT(activeWindow() == windows().value(0), patienceMs);
-        m_display->run(u"xdotool"_qs, {u"key"_qs, u"Escape"_qs});
+        m_display->run(u"xdotool"_s, {u"key"_s, u"Escape"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!m_shell->isRunning(), patienceMs);
         QCOMPARE(m_shell->process().exitCode(), 1);
     }
@@ -396,7 +397,7 @@ private Q_SLOTS:
 
     void quitInTheMenuEndsTheProgram() {
         startWithNotifierTray();
-        clickMenu(u"Quit"_qs);
+        clickMenu(u"Quit"_s);
         QVERIFY(endsWithinASecond());
         QCOMPARE(m_shell->process().exitCode(), 0);
     }
@@ -404,9 +405,9 @@ private Q_SLOTS:
     void quitDuringADictationEndsTheProgram() {
         startWithNotifierTray();
         const QVariant idle = picture();
-        clickMenu(u"Start dictation"_qs);
+        clickMenu(u"Start dictation"_s);
         QTRY_VERIFY_WITH_TIMEOUT(picture() != idle, patienceMs);
-        clickMenu(u"Quit"_qs);
+        clickMenu(u"Quit"_s);
         QVERIFY(endsWithinASecond());
         QCOMPARE(m_shell->process().exitCode(), 0);
     }
@@ -430,9 +431,9 @@ private:
     /// As the command of a key does that is bound in the desktop's settings.
     bool ask(const QString &method) const {
         const auto child = m_display->start(
-            u"env"_qs, onBus(u"dbus-send"_qs) +
-                           QStringList{u"--print-reply"_qs, u"--dest="_qs + applicationName,
-                                       u"/org/quillora/Quillora"_qs, u"org.quillora.Quillora."_qs + method});
+            u"env"_s, onBus(u"dbus-send"_s) + QStringList{u"--print-reply"_s, u"--dest="_s + applicationName,
+                                                          u"/org/quillora/Quillora"_s,
+                                                          u"org.quillora.Quillora."_s + method});
         return child->process().waitForFinished() && child->process().exitCode() == 0;
     }
 };

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::test;
 
 namespace {
@@ -70,7 +71,7 @@ private Q_SLOTS:
     }
 
     void aStartIntoTheTrayIsOverAlthoughNoWindowOpens() {
-        start(u"launcher/quillora/4711-0-host_TIME123"_qs);
+        start(u"launcher/quillora/4711-0-host_TIME123"_s);
         QTRY_COMPARE_WITH_TIMEOUT(m_messages->messages(),
                                   QByteArrayList{"remove: ID=\"launcher/quillora/4711-0-host_TIME123\""},
                                   patienceMs);
@@ -78,15 +79,15 @@ private Q_SLOTS:
     }
 
     void aSecondStartIsOverAsItHandsOver() {
-        start(u"first"_qs);
+        start(u"first"_s);
         QTRY_COMPARE_WITH_TIMEOUT(m_messages->messages().size(), 1, patienceMs);
-        auto &second = start(u"second"_qs);
+        auto &second = start(u"second"_s);
         QTRY_VERIFY_WITH_TIMEOUT(!second.isRunning(), patienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(m_messages->messages().contains("remove: ID=\"second\""), patienceMs);
     }
 
     void anIdentifierWithQuotesIsQuoted() {
-        start(u"a \"quoted\\ one"_qs);
+        start(u"a \"quoted\\ one"_s);
         QTRY_COMPARE_WITH_TIMEOUT(m_messages->messages(),
                                   QByteArrayList{"remove: ID=\"a \\\"quoted\\\\ one\""}, patienceMs);
     }
@@ -94,8 +95,8 @@ private Q_SLOTS:
 private:
     ChildProcess &start(const QString &startupId) {
         m_programs.push_back(m_display->start(
-            u"env"_qs, {u"DBUS_SESSION_BUS_ADDRESS="_qs + m_bus->address(), u"GSETTINGS_BACKEND=memory"_qs,
-                        u"DESKTOP_STARTUP_ID="_qs + startupId, QStringLiteral(QUILLORA_SHELL_ON_FAKES)}));
+            u"env"_s, {u"DBUS_SESSION_BUS_ADDRESS="_s + m_bus->address(), u"GSETTINGS_BACKEND=memory"_s,
+                       u"DESKTOP_STARTUP_ID="_s + startupId, QStringLiteral(QUILLORA_SHELL_ON_FAKES)}));
         return *m_programs.back();
     }
 

@@ -5,6 +5,8 @@
 
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 using quillora::DictationState;
 using quillora::StatusIcon;
 
@@ -74,13 +76,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         for (const auto &[state, stateName] : names)
             QTest::newRow(stateName) << state
-                                     << u"quillora-%1-symbolic"_qs.arg(QString::fromLatin1(stateName));
+                                     << u"quillora-%1-symbolic"_s.arg(QString::fromLatin1(stateName));
     }
     void everyStateIsNamedAsItsInstalledDrawing() {
         QFETCH(DictationState, state);
         QFETCH(QString, name);
         QIcon::setThemeSearchPaths({QStringLiteral(QUILLORA_ICONS)});
-        QIcon::setThemeName(u"hicolor"_qs);
+        QIcon::setThemeName(u"hicolor"_s);
         QCOMPARE(StatusIcon(state).name(), name);
         QVERIFY(QIcon::hasThemeIcon(name));
     }

@@ -13,6 +13,7 @@
 
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 
@@ -54,11 +55,11 @@ int main(int argc, char **argv) {
     return app.run(instance, [] {
         auto platform = std::make_unique<LivePlatform>();
         const QStringList options = QCoreApplication::arguments();
-        if (options.contains(u"--no-languages"_qs))
+        if (options.contains(u"--no-languages"_s))
             platform->speech.locales.clear();
-        if (options.contains(u"--no-microphone"_qs))
+        if (options.contains(u"--no-microphone"_s))
             platform->permissions.isMicrophoneGranted = false;
-        if (options.contains(u"--taken"_qs))
+        if (options.contains(u"--taken"_s))
             platform->hotKeysFake.takenElsewhere.insert(
                 {AppHotKey::defaultValue.keyCode, AppHotKey::defaultValue.modifiers});
         return platform;

@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::Appearance;
 using platform::PortalAppearance;
@@ -61,7 +62,7 @@ private Q_SLOTS:
     }
 
     void withoutABusThereIsNoPreference() {
-        PortalAppearance appearance(QDBusConnection(u"no such connection"_qs));
+        PortalAppearance appearance(QDBusConnection(u"no such connection"_s));
         QCOMPARE(appearance.preferences(), Appearance::Preferences());
     }
 };

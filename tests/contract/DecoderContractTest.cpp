@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 namespace {
@@ -26,7 +27,7 @@ public:
             {.files = {folder + "en-us", folder + "en-us.lm.bin", folder + "cmudict-en-us.dict"}});
     }
     Sound sentence() override {
-        return test::Recording::of(u"he was not an ill disposed young man"_qs).soundOfWords().samples;
+        return test::Recording::of(u"he was not an ill disposed young man"_s).soundOfWords().samples;
     }
 };
 

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using platform::StateFirstStart;
@@ -28,7 +29,7 @@ public:
     void startAgain() override { m_firstStart = std::make_unique<StateFirstStart>(path()); }
 
 private:
-    QString path() const { return m_folder.filePath(u"state/Quillora/first-start-is-over"_qs); }
+    QString path() const { return m_folder.filePath(u"state/Quillora/first-start-is-over"_s); }
 
     QTemporaryDir m_folder;
     std::unique_ptr<StateFirstStart> m_firstStart = std::make_unique<StateFirstStart>(path());
@@ -41,18 +42,18 @@ class StateFirstStartTest : public QObject {
 private Q_SLOTS:
     void whereNothingCanBeWrittenItIsOverForThisRun() {
         QTemporaryDir folder;
-        writeFile(folder.filePath(u"Quillora"_qs), {}); // where the folder would have to be
-        StateFirstStart firstStart(folder.filePath(u"Quillora/first-start-is-over"_qs));
+        writeFile(folder.filePath(u"Quillora"_s), {}); // where the folder would have to be
+        StateFirstStart firstStart(folder.filePath(u"Quillora/first-start-is-over"_s));
         firstStart.end();
         QVERIFY(firstStart.isOver());
     }
 
     void itLiesInTheXdgStateFolder() {
         qputenv("XDG_STATE_HOME", "/somewhere/state");
-        QCOMPARE(StateFirstStart::standardFile(), u"/somewhere/state/Quillora/first-start-is-over"_qs);
+        QCOMPARE(StateFirstStart::standardFile(), u"/somewhere/state/Quillora/first-start-is-over"_s);
         qputenv("XDG_STATE_HOME", "not/absolute");
         QCOMPARE(StateFirstStart::standardFile(),
-                 QDir::homePath() + u"/.local/state/Quillora/first-start-is-over"_qs);
+                 QDir::homePath() + u"/.local/state/Quillora/first-start-is-over"_s);
         qunsetenv("XDG_STATE_HOME");
     }
 };

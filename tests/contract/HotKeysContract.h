@@ -11,6 +11,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A keyboard, the program under test that asks for hotkeys, and another program that has some.
 class HotKeysHarness {
 public:
@@ -357,8 +359,8 @@ protected:
     using Kind = platform::HotKeyOutcome::Kind;
 
     static constexpr AppHotKey combination{40, AppHotKey::cmdKey | AppHotKey::optionKey};
-    static inline const QString pressed = u"pressed"_qs;
-    static inline const QString released = u"released"_qs;
+    static inline const QString pressed = u"pressed"_s;
+    static inline const QString released = u"released"_s;
 
     static QStringList pressAndRelease() { return {pressed, released}; }
     static platform::HotKeyOutcome outcome(Kind kind) { return {.kind = kind}; }

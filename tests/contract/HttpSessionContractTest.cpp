@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::RawHttpServer;
 
@@ -15,7 +16,7 @@ class FakeHarness : public test::HttpSessionHarness {
 public:
     platform::HttpSession &session() override { return *m_session; }
     void destroySession() override { m_session.reset(); }
-    QUrl url() const override { return QUrl(u"http://127.0.0.1/v1/translate"_qs); }
+    QUrl url() const override { return QUrl(u"http://127.0.0.1/v1/translate"_s); }
 
     void answerNext(int status, const QByteArray &body) override {
         m_session->repliesByHand = false;
@@ -24,7 +25,7 @@ public:
     }
     void failNext() override {
         m_session->repliesByHand = false;
-        m_session->transportError = u"Could not connect."_qs;
+        m_session->transportError = u"Could not connect."_s;
     }
     void answerHeld(qsizetype number, int status, const QByteArray &body) override {
         m_session->pending[static_cast<size_t>(number)].resume({true, status, body});

@@ -13,6 +13,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A keychain that has not appeared yet, what notices when it can be used, and the user who locks and unlocks
 /// it.
 class KeychainAvailabilityHarness {
@@ -115,10 +117,10 @@ private Q_SLOTS:
         m_harness->appear();
         m_harness->settle();
         QStringList notices;
-        availability().setObserver([&] { notices += u"first"_qs; });
-        availability().setObserver([&] { notices += u"second"_qs; });
+        availability().setObserver([&] { notices += u"first"_s; });
+        availability().setObserver([&] { notices += u"second"_s; });
         lockAndUnlock();
-        QCOMPARE(notices, QStringList{u"second"_qs});
+        QCOMPARE(notices, QStringList{u"second"_s});
     }
 
     void noObserverEndsTheWatch() {
@@ -221,7 +223,7 @@ private:
     using KeychainQuery = platform::KeychainQuery;
     using KeychainStatus = platform::KeychainStatus;
 
-    static inline const KeychainQuery token{u"com.local.Quillora"_qs, u"openAIClientToken"_qs};
+    static inline const KeychainQuery token{u"com.local.Quillora"_s, u"openAIClientToken"_s};
 
     platform::KeychainAvailability &availability() { return m_harness->availability(); }
 

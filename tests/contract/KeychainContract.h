@@ -9,6 +9,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A keychain, and what other programs and the user do to its store.
 class KeychainHarness {
 public:
@@ -53,7 +55,7 @@ private Q_SLOTS:
     }
 
     void whatAnotherProgramWroteIsFound() {
-        m_harness->place(legacyToken, "secret", u"Theirs"_qs);
+        m_harness->place(legacyToken, "secret", u"Theirs"_s);
         QCOMPARE(keychain().copyMatching(legacyToken), found("secret"));
     }
 
@@ -72,7 +74,7 @@ private Q_SLOTS:
     }
 
     void anEmptyValueIsAValue() {
-        m_harness->place(token, {}, u"Theirs"_qs);
+        m_harness->place(token, {}, u"Theirs"_s);
         const auto item = keychain().copyMatching(token);
         QCOMPARE(item.status, KeychainStatus::success);
         QVERIFY(item.data);
@@ -82,7 +84,7 @@ private Q_SLOTS:
     void valuesComeBackByteForByte_data() {
         QTest::addColumn<QByteArray>("data");
         QTest::newRow("text") << QByteArray("sk-0123 with spaces");
-        QTest::newRow("unicode") << u"пароль \U0001F310"_qs.toUtf8();
+        QTest::newRow("unicode") << u"пароль \U0001F310"_s.toUtf8();
         QTest::newRow("not text") << QByteArray::fromHex("61fffe80");
         QTest::newRow("zero bytes") << QByteArray("a\0b\0", 4);
         QTest::newRow("line end") << QByteArray("a\r\n");
@@ -97,16 +99,16 @@ private Q_SLOTS:
     }
 
     void updatingChangesTheValue() {
-        m_harness->place(token, "old", u"Theirs"_qs);
+        m_harness->place(token, "old", u"Theirs"_s);
         QCOMPARE(keychain().update(token, "new"), KeychainStatus::success);
         QCOMPARE(keychain().copyMatching(token), found("new"));
         QCOMPARE(m_harness->stored(token), QByteArray("new"));
     }
 
     void updatingKeepsTheLabel() {
-        m_harness->place(token, "old", u"Theirs"_qs);
+        m_harness->place(token, "old", u"Theirs"_s);
         keychain().update(token, "new");
-        QCOMPARE(m_harness->labelOf(token), u"Theirs"_qs);
+        QCOMPARE(m_harness->labelOf(token), u"Theirs"_s);
     }
 
     void updatingAnItemThatDoesNotExistMakesNone() {
@@ -167,9 +169,9 @@ private:
     using KeychainQuery = platform::KeychainQuery;
     using KeychainStatus = platform::KeychainStatus;
 
-    static inline const KeychainQuery token{u"com.local.Quillora"_qs, u"openAIClientToken"_qs};
-    static inline const KeychainQuery legacyToken{u"com.local.Cobaltwhisk"_qs, u"openAIClientToken"_qs};
-    static inline const KeychainQuery device{u"com.local.Quillora"_qs, u"deviceIdentifier"_qs};
+    static inline const KeychainQuery token{u"com.local.Quillora"_s, u"openAIClientToken"_s};
+    static inline const KeychainQuery legacyToken{u"com.local.Cobaltwhisk"_s, u"openAIClientToken"_s};
+    static inline const KeychainQuery device{u"com.local.Quillora"_s, u"deviceIdentifier"_s};
     static inline const KeychainItem notFound{KeychainStatus::itemNotFound, {}};
     static inline const KeychainItem failed{KeychainStatus::failure, {}};
 

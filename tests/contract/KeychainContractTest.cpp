@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::KeychainQuery;
 using test::FakeKeychain;
@@ -59,7 +60,7 @@ public:
 
 private:
     static PrivateKeyring::Attributes attributes(const KeychainQuery &query) {
-        return {{u"service"_qs, query.service}, {u"account"_qs, query.account}};
+        return {{u"service"_s, query.service}, {u"account"_s, query.account}};
     }
 
     PrivateKeyring m_keyring;

@@ -4,6 +4,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// Where somebody decides about a combination after it has been taken.
 class LateHotKeysHarness : public HotKeysHarness {
 public:
@@ -29,7 +31,7 @@ private Q_SLOTS:
 
     void aCombinationThatTheDesktopPutsInItsPlaceIsToldInTheDesktopsWords() {
         takeIt();
-        const platform::HotKeyOutcome decision{Kind::boundElsewhere, u"Meta+K"_qs};
+        const platform::HotKeyOutcome decision{Kind::boundElsewhere, u"Meta+K"_s};
         decide(decision);
         QCOMPARE(m_outcomes, QList{decision});
     }

@@ -9,6 +9,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// What all locale services keep to, for an English user.
 class LocaleServicesContract : public QObject {
     Q_OBJECT
@@ -26,20 +28,20 @@ private Q_SLOTS:
         QTest::addColumn<QString>("identifier");
         QTest::addColumn<QString>("languageCode"); // empty: absent
         QTest::addColumn<QString>("region");
-        QTest::newRow("language and region") << u"en-US"_qs << u"en"_qs << u"US"_qs;
-        QTest::newRow("underscore") << u"pt_BR"_qs << u"pt"_qs << u"BR"_qs;
-        QTest::newRow("numeric region") << u"es-419"_qs << u"es"_qs << u"419"_qs;
-        QTest::newRow("no region") << u"ar"_qs << u"ar"_qs << QString();
-        QTest::newRow("no script is guessed") << u"zh-CN"_qs << u"zh"_qs << u"CN"_qs;
-        QTest::newRow("script") << u"zh-Hant-TW"_qs << u"zh"_qs << u"TW"_qs;
-        QTest::newRow("unknown language") << u"xx"_qs << u"xx"_qs << QString();
-        QTest::newRow("unknown bare code of three") << u"qqz"_qs << u"qqz"_qs << QString();
-        QTest::newRow("letters in the wrong case") << u"EN-us"_qs << u"en"_qs << u"US"_qs;
+        QTest::newRow("language and region") << u"en-US"_s << u"en"_s << u"US"_s;
+        QTest::newRow("underscore") << u"pt_BR"_s << u"pt"_s << u"BR"_s;
+        QTest::newRow("numeric region") << u"es-419"_s << u"es"_s << u"419"_s;
+        QTest::newRow("no region") << u"ar"_s << u"ar"_s << QString();
+        QTest::newRow("no script is guessed") << u"zh-CN"_s << u"zh"_s << u"CN"_s;
+        QTest::newRow("script") << u"zh-Hant-TW"_s << u"zh"_s << u"TW"_s;
+        QTest::newRow("unknown language") << u"xx"_s << u"xx"_s << QString();
+        QTest::newRow("unknown bare code of three") << u"qqz"_s << u"qqz"_s << QString();
+        QTest::newRow("letters in the wrong case") << u"EN-us"_s << u"en"_s << u"US"_s;
         QTest::newRow("empty") << QString() << QString() << QString();
-        QTest::newRow("garbage") << u"!!"_qs << QString() << QString();
-        QTest::newRow("digits") << u"1234"_qs << QString() << QString();
-        QTest::newRow("hyphens") << u"--"_qs << QString() << QString();
-        QTest::newRow("a sentence") << u"not a locale at all"_qs << QString() << QString();
+        QTest::newRow("garbage") << u"!!"_s << QString() << QString();
+        QTest::newRow("digits") << u"1234"_s << QString() << QString();
+        QTest::newRow("hyphens") << u"--"_s << QString() << QString();
+        QTest::newRow("a sentence") << u"not a locale at all"_s << QString() << QString();
     }
 
     void componentsAreWhatTheIdentifierNames() {
@@ -56,10 +58,10 @@ private Q_SLOTS:
     void aKnownLocaleHasADisplayName_data() {
         QTest::addColumn<QString>("identifier");
         QTest::addColumn<QString>("name");
-        QTest::newRow("en-US") << u"en-US"_qs << u"English (United States)"_qs;
-        QTest::newRow("ru-RU") << u"ru-RU"_qs << u"Russian (Russia)"_qs;
-        QTest::newRow("es-ES") << u"es-ES"_qs << u"Spanish (Spain)"_qs;
-        QTest::newRow("ar") << u"ar"_qs << u"Arabic"_qs;
+        QTest::newRow("en-US") << u"en-US"_s << u"English (United States)"_s;
+        QTest::newRow("ru-RU") << u"ru-RU"_s << u"Russian (Russia)"_s;
+        QTest::newRow("es-ES") << u"es-ES"_s << u"Spanish (Spain)"_s;
+        QTest::newRow("ar") << u"ar"_s << u"Arabic"_s;
     }
 
     void aKnownLocaleHasADisplayName() {
@@ -70,10 +72,10 @@ private Q_SLOTS:
 
     void anUnknownLocaleHasNoDisplayName_data() {
         QTest::addColumn<QString>("identifier");
-        QTest::newRow("unknown language") << u"xx"_qs;
-        QTest::newRow("unknown language, known region") << u"xx-US"_qs;
+        QTest::newRow("unknown language") << u"xx"_s;
+        QTest::newRow("unknown language, known region") << u"xx-US"_s;
         QTest::newRow("empty") << QString();
-        QTest::newRow("garbage") << u"!!"_qs;
+        QTest::newRow("garbage") << u"!!"_s;
     }
 
     void anUnknownLocaleHasNoDisplayName() {
@@ -84,9 +86,9 @@ private Q_SLOTS:
     void capitalizingTouchesEveryWord_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("capitalized");
-        QTest::newRow("one word") << u"english"_qs << u"English"_qs;
-        QTest::newRow("several") << u"english (united states)"_qs << u"English (United States)"_qs;
-        QTest::newRow("identifier") << u"xx-us"_qs << u"Xx-Us"_qs;
+        QTest::newRow("one word") << u"english"_s << u"English"_s;
+        QTest::newRow("several") << u"english (united states)"_s << u"English (United States)"_s;
+        QTest::newRow("identifier") << u"xx-us"_s << u"Xx-Us"_s;
         QTest::newRow("empty") << QString() << QString();
     }
 
@@ -97,14 +99,14 @@ private Q_SLOTS:
     }
 
     void comparisonIgnoresCase() {
-        QCOMPARE(m_services->localizedCaseInsensitiveCompare(u"English"_qs, u"eNGLISH"_qs), 0);
-        QVERIFY(m_services->localizedCaseInsensitiveCompare(u"dutch"_qs, u"English"_qs) < 0);
-        QVERIFY(m_services->localizedCaseInsensitiveCompare(u"Dutch"_qs, u"english"_qs) < 0);
+        QCOMPARE(m_services->localizedCaseInsensitiveCompare(u"English"_s, u"eNGLISH"_s), 0);
+        QVERIFY(m_services->localizedCaseInsensitiveCompare(u"dutch"_s, u"English"_s) < 0);
+        QVERIFY(m_services->localizedCaseInsensitiveCompare(u"Dutch"_s, u"english"_s) < 0);
     }
 
     void comparisonIsByAlphabet() {
-        QVERIFY(m_services->localizedCaseInsensitiveCompare(u"Arabic"_qs, u"Vietnamese"_qs) < 0);
-        QVERIFY(m_services->localizedCaseInsensitiveCompare(u"Vietnamese"_qs, u"Arabic"_qs) > 0);
+        QVERIFY(m_services->localizedCaseInsensitiveCompare(u"Arabic"_s, u"Vietnamese"_s) < 0);
+        QVERIFY(m_services->localizedCaseInsensitiveCompare(u"Vietnamese"_s, u"Arabic"_s) > 0);
     }
 
 private:

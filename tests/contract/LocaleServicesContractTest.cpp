@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 int main(int argc, char **argv) {
@@ -12,6 +13,6 @@ int main(int argc, char **argv) {
     test::LocaleServicesContract contract(
         {{"fake", [] { return std::make_unique<test::FakeLocaleServices>(); }},
          {"IcuLocaleServices",
-          [] { return std::make_unique<platform::IcuLocaleServices>(u"en_US.UTF-8"_qs); }}});
+          [] { return std::make_unique<platform::IcuLocaleServices>(u"en_US.UTF-8"_s); }}});
     return QTest::qExec(&contract, argc, argv);
 }

@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::AutostartEntry;
 
@@ -28,13 +29,13 @@ private:
 /// The user's configuration, in a folder of its own.
 class FolderHarness : public test::LoginItemHarness {
 public:
-    explicit FolderHarness(const QString &program = u"/usr/bin/quillora"_qs) : m_loginItem(program) {
+    explicit FolderHarness(const QString &program = u"/usr/bin/quillora"_s) : m_loginItem(program) {
         qputenv("XDG_CONFIG_HOME", m_folder.path().toUtf8());
     }
 
     platform::LoginItem &loginItem() override { return m_loginItem; }
     void switchOffElsewhere() override { append("Hidden=true\n"); }
-    void refuse() override { test::writeFile(m_folder.filePath(u"autostart"_qs), {}); }
+    void refuse() override { test::writeFile(m_folder.filePath(u"autostart"_s), {}); }
 
     void append(const QByteArray &line) const {
         QFile file(path());
@@ -50,12 +51,12 @@ public:
     }
 
     bool isAcceptedByTheDesktop() const {
-        test::ChildProcess validator(u"desktop-file-validate"_qs, {path()});
+        test::ChildProcess validator(u"desktop-file-validate"_s, {path()});
         return validator.process().waitForFinished() && validator.process().exitCode() == 0;
     }
 
 private:
-    QString path() const { return m_folder.filePath(u"autostart/org.quillora.Quillora.desktop"_qs); }
+    QString path() const { return m_folder.filePath(u"autostart/org.quillora.Quillora.desktop"_s); }
 
     QTemporaryDir m_folder;
     AutostartEntry m_loginItem;
@@ -80,7 +81,7 @@ private Q_SLOTS:
     }
 
     void theEntryStartsTheProgramWhateverItsPathHolds() {
-        FolderHarness harness(u"/opt/100% \"mine\"/$x`y\\z/quillora"_qs);
+        FolderHarness harness(u"/opt/100% \"mine\"/$x`y\\z/quillora"_s);
         harness.loginItem().setEnabled(true);
         QVERIFY(harness.isAcceptedByTheDesktop());
         const QByteArray entry = harness.entry();

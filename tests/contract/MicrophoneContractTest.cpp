@@ -10,6 +10,7 @@
 #include <atomic>
 #include <future>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 namespace {
@@ -23,8 +24,8 @@ public:
     }
     void unplugMicrophone() override {
         m_platform.microphoneFake.inputFormat = {};
-        m_platform.microphoneFake.startError = u"There is no microphone."_qs;
-        m_platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m_platform.microphoneFake.startError = u"There is no microphone."_s;
+        m_platform.microphoneFake.die(u"The microphone was disconnected."_s);
     }
     void turn() override { m_platform.run(); }
 

@@ -12,6 +12,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// One consent, and the turning of its event loop.
 class ModelConsentHarness {
 public:
@@ -57,9 +59,8 @@ protected:
         m_answers.clear();
     }
 
-    inline static const Question russian{{platform::ModelTask::translating(u"en"_qs, u"ru"_qs)},
-                                         {u"en-ru"_qs}};
-    inline static const Question german{{platform::ModelTask::hearing(u"de-DE"_qs)}, {u"kroko-de"_qs}};
+    inline static const Question russian{{platform::ModelTask::translating(u"en"_s, u"ru"_s)}, {u"en-ru"_s}};
+    inline static const Question german{{platform::ModelTask::hearing(u"de-DE"_s)}, {u"kroko-de"_s}};
     inline static const Question both{russian.tasks + german.tasks, russian.models + german.models};
 
     QList<Question> m_shown;
@@ -214,7 +215,7 @@ private Q_SLOTS:
 
     void whateverModelsItTakesByThen() {
         decline(russian);
-        ask({russian.tasks, {u"another"_qs}});
+        ask({russian.tasks, {u"another"_s}});
         m_harness->turn();
         QCOMPARE(m_shown, QList{russian});
     }
@@ -227,7 +228,7 @@ private Q_SLOTS:
 
     void theOtherDirectionIsAnotherTask() {
         decline(russian);
-        ask({{platform::ModelTask::translating(u"ru"_qs, u"en"_qs)}, {u"ru-en"_qs}});
+        ask({{platform::ModelTask::translating(u"ru"_s, u"en"_s)}, {u"ru-en"_s}});
         QCOMPARE(m_shown.size(), 2);
     }
 

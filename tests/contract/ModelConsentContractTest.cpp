@@ -6,6 +6,7 @@
 
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::RememberedConsent;
 
@@ -26,7 +27,7 @@ public:
     void turn() override { m_queue.run(); }
 
     void restart() { m_consent.emplace(m_queue, path()); }
-    QString path() const { return m_folder.filePath(u"state/Quillora/declined.json"_qs); }
+    QString path() const { return m_folder.filePath(u"state/Quillora/declined.json"_s); }
 
 private:
     QTemporaryDir m_folder;
@@ -69,10 +70,10 @@ private Q_SLOTS:
     void aRecordThatCannotBeReadIsKeptBesideTheNewOne() {
         decline(russian);
         test::writeFile(m_folder->path(), "{ half");
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"declined.json cannot be read"_qs));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"declined.json cannot be read"_s));
         m_folder->restart();
         decline(russian);
-        QCOMPARE(test::readFile(m_folder->path() + u".unreadable"_qs), QByteArray("{ half"));
+        QCOMPARE(test::readFile(m_folder->path() + u".unreadable"_s), QByteArray("{ half"));
         m_folder->restart();
         present();
         ask(russian);

@@ -12,6 +12,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// Routes on a computer where these can be had, none of them installed at first:
 ///
 /// - "small" and "large" for English to Russian, the small one recommended,
@@ -49,8 +51,8 @@ private Q_SLOTS:
     void cleanup() { m_harness.reset(); }
 
     void whatNothingCanDoHasNoRoute() {
-        for (const Task &task : {Task::translating(u"en"_qs, u"kk"_qs), Task::translating(u"fr"_qs, u"de"_qs),
-                                 Task::hearing(u"kk-KZ"_qs)}) {
+        for (const Task &task : {Task::translating(u"en"_s, u"kk"_s), Task::translating(u"fr"_s, u"de"_s),
+                                 Task::hearing(u"kk-KZ"_s)}) {
             QVERIFY(!routes().route(task));
             QCOMPARE(routes().choices(task), QStringList());
             QCOMPARE(routes().chosen(task), QString());
@@ -90,9 +92,9 @@ private Q_SLOTS:
     }
 
     void whereAllAreRejectedTheFirstMayBeTriedAgain() {
-        m_harness->install(u"hears-de"_qs);
-        m_harness->reject(u"hears-de"_qs);
-        QCOMPARE(routes().route(Task::hearing(u"de-DE"_qs)), (Route{{u"hears-de"_qs}, false, false}));
+        m_harness->install(u"hears-de"_s);
+        m_harness->reject(u"hears-de"_s);
+        QCOMPARE(routes().route(Task::hearing(u"de-DE"_s)), (Route{{u"hears-de"_s}, false, false}));
     }
 
     void anInstalledModelGoesBeforeTheRecommendedOne() {
@@ -140,56 +142,56 @@ private Q_SLOTS:
     }
 
     void whatDoesNotDoTheTaskIsNotChosen() {
-        routes().choose(russian, u"en-fr"_qs);
+        routes().choose(russian, u"en-fr"_s);
         QCOMPARE(routes().chosen(russian), QString());
         QCOMPARE(routes().route(russian), (Route{{small}, false, false}));
     }
 
     void whereNoModelDoesAPairTwoDoByWayOfEnglish() {
-        QCOMPARE(routes().route(french), (Route{{u"de-en"_qs, u"en-fr"_qs}, false, true}));
+        QCOMPARE(routes().route(french), (Route{{u"de-en"_s, u"en-fr"_s}, false, true}));
     }
 
     void bothOfThemMustBeThere() {
-        m_harness->install(u"en-fr"_qs);
-        QCOMPARE(routes().route(french), (Route{{u"de-en"_qs, u"en-fr"_qs}, false, true}));
-        m_harness->install(u"de-en"_qs);
-        QCOMPARE(routes().route(french), (Route{{u"de-en"_qs, u"en-fr"_qs}, true, true}));
+        m_harness->install(u"en-fr"_s);
+        QCOMPARE(routes().route(french), (Route{{u"de-en"_s, u"en-fr"_s}, false, true}));
+        m_harness->install(u"de-en"_s);
+        QCOMPARE(routes().route(french), (Route{{u"de-en"_s, u"en-fr"_s}, true, true}));
     }
 
     void whatIsChosenForAHalfCounts() {
-        const Task task = Task::translating(u"de"_qs, u"ru"_qs);
+        const Task task = Task::translating(u"de"_s, u"ru"_s);
         routes().choose(russian, large);
-        QCOMPARE(routes().route(task), (Route{{u"de-en"_qs, large}, false, true}));
+        QCOMPARE(routes().route(task), (Route{{u"de-en"_s, large}, false, true}));
     }
 
     void noneOfTheHalvesIsAChoice() { QCOMPARE(routes().choices(french), QStringList()); }
 
     void whatCameWithTheSystemNeedsNoModel() {
         QCOMPARE(routes().route(spanish), (Route{{}, true, false}));
-        QCOMPARE(routes().choices(spanish), QStringList{u"es"_qs});
+        QCOMPARE(routes().choices(spanish), QStringList{u"es"_s});
     }
 
     void anInstalledModelGoesBeforeTheSystem() {
-        m_harness->install(u"es"_qs);
-        QCOMPARE(routes().route(spanish), (Route{{u"es"_qs}, true, false}));
+        m_harness->install(u"es"_s);
+        QCOMPARE(routes().route(spanish), (Route{{u"es"_s}, true, false}));
     }
 
     void theSystemStandsInForADamagedOne() {
-        m_harness->install(u"es"_qs);
-        m_harness->damage(u"es"_qs);
+        m_harness->install(u"es"_s);
+        m_harness->damage(u"es"_s);
         QCOMPARE(routes().route(spanish), (Route{{}, true, false}));
     }
 
     void hearingGoesTheSameWay() {
-        const Task german = Task::hearing(u"de-DE"_qs);
-        QCOMPARE(routes().route(german), (Route{{u"hears-de"_qs}, false, false}));
-        m_harness->install(u"hears-de"_qs);
-        QCOMPARE(routes().route(german), (Route{{u"hears-de"_qs}, true, false}));
-        QCOMPARE(routes().choices(german), QStringList{u"hears-de"_qs});
+        const Task german = Task::hearing(u"de-DE"_s);
+        QCOMPARE(routes().route(german), (Route{{u"hears-de"_s}, false, false}));
+        m_harness->install(u"hears-de"_s);
+        QCOMPARE(routes().route(german), (Route{{u"hears-de"_s}, true, false}));
+        QCOMPARE(routes().choices(german), QStringList{u"hears-de"_s});
     }
 
     void aLanguageIsItsOwnTranslation() {
-        QCOMPARE(routes().route(Task::translating(u"de"_qs, u"de"_qs)), (Route{{}, true, false}));
+        QCOMPARE(routes().route(Task::translating(u"de"_s, u"de"_s)), (Route{{}, true, false}));
     }
 
 private:

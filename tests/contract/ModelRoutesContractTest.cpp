@@ -8,6 +8,7 @@
 
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::EngineRoutes;
 using platform::ModelTask;
@@ -18,26 +19,26 @@ class FakeHarness : public test::ModelRoutesHarness {
 public:
     FakeHarness() {
         using Task = platform::ModelTask;
-        for (const auto &id : {u"small"_qs, u"large"_qs, u"de-en"_qs, u"en-fr"_qs, u"es"_qs, u"hears-de"_qs})
+        for (const auto &id : {u"small"_s, u"large"_s, u"de-en"_s, u"en-fr"_s, u"es"_s, u"hears-de"_s})
             offer(id);
-        m_routes.offer(Task::translating(u"en"_qs, u"ru"_qs), {u"small"_qs, u"large"_qs});
-        m_routes.offer(Task::translating(u"de"_qs, u"en"_qs), {u"de-en"_qs});
-        m_routes.offer(Task::translating(u"en"_qs, u"fr"_qs), {u"en-fr"_qs});
-        m_routes.offer(Task::translating(u"en"_qs, u"es"_qs), {u"es"_qs});
-        m_routes.offer(Task::hearing(u"de-DE"_qs), {u"hears-de"_qs});
-        m_routes.comesWithSystem(Task::translating(u"en"_qs, u"es"_qs));
+        m_routes.offer(Task::translating(u"en"_s, u"ru"_s), {u"small"_s, u"large"_s});
+        m_routes.offer(Task::translating(u"de"_s, u"en"_s), {u"de-en"_s});
+        m_routes.offer(Task::translating(u"en"_s, u"fr"_s), {u"en-fr"_s});
+        m_routes.offer(Task::translating(u"en"_s, u"es"_s), {u"es"_s});
+        m_routes.offer(Task::hearing(u"de-DE"_s), {u"hears-de"_s});
+        m_routes.comesWithSystem(Task::translating(u"en"_s, u"es"_s));
     }
 
     platform::ModelRoutes &routes() override { return m_routes; }
-    void install(const QString &id) override { m_store.place(id, u"1"_qs); }
-    void damage(const QString &id) override { m_store.damage(id, u"It is broken."_qs); }
-    void reject(const QString &id) override { m_store.reject(id, u"1"_qs, u"It does not work."_qs); }
+    void install(const QString &id) override { m_store.place(id, u"1"_s); }
+    void damage(const QString &id) override { m_store.damage(id, u"It is broken."_s); }
+    void reject(const QString &id) override { m_store.reject(id, u"1"_s, u"It does not work."_s); }
 
 private:
     void offer(const QString &id) {
         platform::ModelDescription model;
         model.id = id;
-        model.version = u"1"_qs;
+        model.version = u"1"_s;
         m_store.offer(model);
     }
 
@@ -50,37 +51,37 @@ private:
 class StoreHarness : public test::ModelRoutesHarness {
 public:
     StoreHarness() {
-        translates(u"large"_qs, u"en"_qs, u"ru"_qs, 87.4, 33000000);
-        translates(u"small"_qs, u"en"_qs, u"ru"_qs, 87.2, 24000000);
-        translates(u"de-en"_qs, u"de"_qs, u"en"_qs, 88.3, 25000000);
-        translates(u"en-fr"_qs, u"en"_qs, u"fr"_qs, 87.0, 26000000);
-        translates(u"es"_qs, u"en"_qs, u"es"_qs, 85.3, 25000000);
-        auto german = test::speechModel(u"hears-de"_qs, u"de"_qs);
-        german.engine = u"ear"_qs;
+        translates(u"large"_s, u"en"_s, u"ru"_s, 87.4, 33000000);
+        translates(u"small"_s, u"en"_s, u"ru"_s, 87.2, 24000000);
+        translates(u"de-en"_s, u"de"_s, u"en"_s, 88.3, 25000000);
+        translates(u"en-fr"_s, u"en"_s, u"fr"_s, 87.0, 26000000);
+        translates(u"es"_s, u"en"_s, u"es"_s, 85.3, 25000000);
+        auto german = test::speechModel(u"hears-de"_s, u"de"_s);
+        german.engine = u"ear"_s;
         m_store.offer(german);
         start();
     }
 
     platform::ModelRoutes &routes() override { return *m_routes; }
-    void install(const QString &id) override { m_store.place(id, u"1"_qs); }
-    void damage(const QString &id) override { m_store.damage(id, u"It is broken."_qs); }
-    void reject(const QString &id) override { m_store.reject(id, u"1"_qs, u"It does not work."_qs); }
+    void install(const QString &id) override { m_store.place(id, u"1"_s); }
+    void damage(const QString &id) override { m_store.damage(id, u"It is broken."_s); }
+    void reject(const QString &id) override { m_store.reject(id, u"1"_s, u"It does not work."_s); }
 
     /// Anew, with what was kept.
     void start() {
         const auto comesWithSystem = [](const ModelTask &task) {
-            return task == ModelTask::translating(u"en"_qs, u"es"_qs);
+            return task == ModelTask::translating(u"en"_s, u"es"_s);
         };
-        m_routes.emplace(m_store, QStringList{u"ear"_qs, u"tongue"_qs}, comesWithSystem,
-                         platform::Computer{qint64(16) << 30, 8}, m_folder.filePath(u"chosen.json"_qs));
+        m_routes.emplace(m_store, QStringList{u"ear"_s, u"tongue"_s}, comesWithSystem,
+                         platform::Computer{qint64(16) << 30, 8}, m_folder.filePath(u"chosen.json"_s));
     }
 
 private:
     void translates(const QString &id, const QString &source, const QString &target, double score,
                     qint64 size) {
         auto model = test::translationModel(id, source, target, size);
-        model.engine = u"tongue"_qs;
-        model.score = platform::ModelScore{score, u"points"_qs, u"the publisher"_qs};
+        model.engine = u"tongue"_s;
+        model.score = platform::ModelScore{score, u"points"_s, u"the publisher"_s};
         m_store.offer(model);
     }
 
@@ -98,10 +99,10 @@ class EngineRoutesTest : public QObject {
 private Q_SLOTS:
     void aChoiceHoldsOverARestart() {
         StoreHarness harness;
-        const auto russian = ModelTask::translating(u"en"_qs, u"ru"_qs);
-        harness.routes().choose(russian, u"large"_qs);
+        const auto russian = ModelTask::translating(u"en"_s, u"ru"_s);
+        harness.routes().choose(russian, u"large"_s);
         harness.start();
-        QCOMPARE(harness.routes().chosen(russian), u"large"_qs);
+        QCOMPARE(harness.routes().chosen(russian), u"large"_s);
     }
 };
 

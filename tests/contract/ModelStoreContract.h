@@ -12,6 +12,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A store whose catalog has the models "first" and "second", in version "2", and what befalls them.
 class ModelStoreHarness {
 public:
@@ -56,16 +58,16 @@ private Q_SLOTS:
     void theModelsOfTheCatalogComeInItsOrderAndAreAbsent() {
         const auto models = store().models();
         QCOMPARE(models.size(), 2);
-        QCOMPARE(models[0].id, u"first"_qs);
-        QCOMPARE(models[0].version, u"2"_qs);
-        QCOMPARE(models[1].id, u"second"_qs);
+        QCOMPARE(models[0].id, u"first"_s);
+        QCOMPARE(models[0].version, u"2"_s);
+        QCOMPARE(models[1].id, u"second"_s);
         QCOMPARE(store().omissions(), QStringList());
         QCOMPARE(first(), ModelState());
     }
 
     void aModelThatNobodyKnowsIsAnError_data() {
         QTest::addColumn<Operation>("operation");
-        const QString id = u"third"_qs;
+        const QString id = u"third"_s;
         QTest::newRow("state") << Operation([=](ModelStore &store) { store.state(id); });
         QTest::newRow("install") << Operation([=](ModelStore &store) { store.install(id); });
         QTest::newRow("pause") << Operation([=](ModelStore &store) { store.pause(id); });
@@ -73,10 +75,8 @@ private Q_SLOTS:
         QTest::newRow("remove") << Operation([=](ModelStore &store) { store.remove(id); });
         QTest::newRow("use") << Operation([=](ModelStore &store) { store.use(id); });
         QTest::newRow("check") << Operation([=](ModelStore &store) { store.check(id); });
-        QTest::newRow("remark") << Operation(
-            [=](ModelStore &store) { store.remark(id, u"2"_qs, u"It."_qs); });
-        QTest::newRow("reject") << Operation(
-            [=](ModelStore &store) { store.reject(id, u"2"_qs, u"It."_qs); });
+        QTest::newRow("remark") << Operation([=](ModelStore &store) { store.remark(id, u"2"_s, u"It."_s); });
+        QTest::newRow("reject") << Operation([=](ModelStore &store) { store.reject(id, u"2"_s, u"It."_s); });
     }
 
     void aModelThatNobodyKnowsIsAnError() {
@@ -85,22 +85,22 @@ private Q_SLOTS:
             operation(store());
             QFAIL("nothing was thrown");
         } catch (const LocalizedError &error) {
-            QCOMPARE(error.errorDescription(), u"There is no model \"third\"."_qs);
+            QCOMPARE(error.errorDescription(), u"There is no model \"third\"."_s);
         }
     }
 
     void aModelIsInstalledInTheVersionOfTheCatalog() {
         QVERIFY(installFirst());
-        QCOMPARE(first(), installed(u"2"_qs, Owner::user));
+        QCOMPARE(first(), installed(u"2"_s, Owner::user));
     }
 
     void observersAreToldFromTheEventLoopOnly() {
         QStringList told;
         store().addObserver([&](const QString &id) { told += id; });
-        store().install(u"first"_qs);
+        store().install(u"first"_s);
         QCOMPARE(told, QStringList());
-        QVERIFY(waitUntil([&] { return told.contains(u"first"_qs); }));
-        QVERIFY(!told.contains(u"second"_qs));
+        QVERIFY(waitUntil([&] { return told.contains(u"first"_s); }));
+        QVERIFY(!told.contains(u"second"_s));
     }
 
     void anObserverThatWasRemovedIsNotTold() {
@@ -128,13 +128,13 @@ private Q_SLOTS:
             if (store().state(id).presence == Presence::installed && !arrived.contains(id))
                 arrived += id;
         });
-        store().install(u"second"_qs);
-        store().install(u"first"_qs);
+        store().install(u"second"_s);
+        store().install(u"first"_s);
         QVERIFY(first().progress);
         QCOMPARE(first().progress->step, Step::waiting);
         m_harness->deliver(Delivery::everything);
         QVERIFY(waitUntil([&] { return arrived.size() == 2; }));
-        QCOMPARE(arrived, (QStringList{u"second"_qs, u"first"_qs}));
+        QCOMPARE(arrived, (QStringList{u"second"_s, u"first"_s}));
     }
 
     void progressTellsHowFarItIs() {
@@ -149,26 +149,26 @@ private Q_SLOTS:
     }
 
     void whatIsOnItsWayIsNotInstalledTwice() {
-        store().install(u"first"_qs);
-        store().install(u"second"_qs);
-        store().install(u"first"_qs);
-        QCOMPARE(store().state(u"second"_qs).progress->step, Step::waiting);
+        store().install(u"first"_s);
+        store().install(u"second"_s);
+        store().install(u"first"_s);
+        QCOMPARE(store().state(u"second"_s).progress->step, Step::waiting);
         m_harness->deliver(Delivery::everything);
         QVERIFY(waitFor(Presence::installed));
-        QVERIFY(waitUntil([&] { return store().state(u"second"_qs).presence == Presence::installed; }));
+        QVERIFY(waitUntil([&] { return store().state(u"second"_s).presence == Presence::installed; }));
         QVERIFY(!first().progress);
     }
 
     void whatIsInstalledWholeIsNotInstalledAgain() {
         QVERIFY(installFirst());
         m_harness->deliver(Delivery::nothing);
-        store().install(u"first"_qs);
+        store().install(u"first"_s);
         QVERIFY(!first().progress);
     }
 
     void aPausedModelKeepsWhatCameUntilItIsAskedFor() {
         QVERIFY(partOfFirstCame());
-        store().pause(u"first"_qs);
+        store().pause(u"first"_s);
         QVERIFY(!first().progress);
         QVERIFY(first().isPaused);
         QCOMPARE(first().problem, QString());
@@ -177,61 +177,61 @@ private Q_SLOTS:
     }
 
     void whatWaitsAndIsPausedHasNothingToGoOnWith() {
-        store().install(u"second"_qs);
-        store().install(u"first"_qs);
-        store().pause(u"first"_qs);
+        store().install(u"second"_s);
+        store().install(u"first"_s);
+        store().pause(u"first"_s);
         QCOMPARE(first(), ModelState());
         m_harness->deliver(Delivery::everything);
-        QVERIFY(waitUntil([&] { return store().state(u"second"_qs).presence == Presence::installed; }));
+        QVERIFY(waitUntil([&] { return store().state(u"second"_s).presence == Presence::installed; }));
         QCOMPARE(first(), ModelState());
     }
 
     void aCancelledModelForgetsWhatCame() {
         QVERIFY(partOfFirstCame());
-        store().cancel(u"first"_qs);
+        store().cancel(u"first"_s);
         QCOMPARE(first(), ModelState());
         QVERIFY(installFirst());
     }
 
     void aPausedModelCanBeCancelled() {
         QVERIFY(partOfFirstCame());
-        store().pause(u"first"_qs);
-        store().cancel(u"first"_qs);
+        store().pause(u"first"_s);
+        store().cancel(u"first"_s);
         QVERIFY(waitUntil([&] { return first() == ModelState(); }));
     }
 
     void theNextModelComesWhenTheOneBeforeIsPaused() {
         QVERIFY(partOfFirstCame());
-        store().install(u"second"_qs);
+        store().install(u"second"_s);
         m_harness->deliver(Delivery::everything);
-        store().pause(u"first"_qs);
-        QVERIFY(waitUntil([&] { return store().state(u"second"_qs).presence == Presence::installed; }));
+        store().pause(u"first"_s);
+        QVERIFY(waitUntil([&] { return store().state(u"second"_s).presence == Presence::installed; }));
         QCOMPARE(first().presence, Presence::absent);
     }
 
     void nothingEndsWhereNothingIsOnItsWay() {
-        store().pause(u"first"_qs);
-        store().cancel(u"first"_qs);
+        store().pause(u"first"_s);
+        store().cancel(u"first"_s);
         QCOMPARE(first(), ModelState());
     }
 
     void aFailureIsToldAndTheNextModelComes() {
         m_harness->deliver(Delivery::refusal);
-        store().install(u"first"_qs);
-        store().install(u"second"_qs);
-        QVERIFY(waitUntil([&] { return !first().progress && !store().state(u"second"_qs).progress; }));
+        store().install(u"first"_s);
+        store().install(u"second"_s);
+        QVERIFY(waitUntil([&] { return !first().progress && !store().state(u"second"_s).progress; }));
         QCOMPARE(first().presence, Presence::absent);
         QVERIFY(first().problem.endsWith(u'.'));
         QVERIFY(!first().isPaused);
-        QVERIFY(store().state(u"second"_qs).problem.endsWith(u'.'));
+        QVERIFY(store().state(u"second"_s).problem.endsWith(u'.'));
     }
 
     void whoAsksAgainIsNotToldOfTheOldFailure() {
         m_harness->deliver(Delivery::refusal);
-        store().install(u"first"_qs);
+        store().install(u"first"_s);
         QVERIFY(waitUntil([&] { return !first().problem.isEmpty(); }));
         m_harness->deliver(Delivery::everything);
-        store().install(u"first"_qs);
+        store().install(u"first"_s);
         QVERIFY(first().progress);
         QCOMPARE(first().problem, QString());
         QVERIFY(waitFor(Presence::installed));
@@ -240,79 +240,79 @@ private Q_SLOTS:
 
     void whatIsInstalledCanBeUsed() {
         QVERIFY(installFirst());
-        const auto use = store().use(u"first"_qs);
+        const auto use = store().use(u"first"_s);
         QVERIFY(use);
-        QCOMPARE(use->version(), u"2"_qs);
+        QCOMPARE(use->version(), u"2"_s);
         QVERIFY(!use->folder().isEmpty());
-        QVERIFY(store().use(u"first"_qs));
+        QVERIFY(store().use(u"first"_s));
     }
 
     void whatIsNotInstalledCannotBeUsed() {
-        QVERIFY(!store().use(u"first"_qs));
+        QVERIFY(!store().use(u"first"_s));
         QVERIFY(partOfFirstCame());
-        QVERIFY(!store().use(u"first"_qs));
+        QVERIFY(!store().use(u"first"_s));
     }
 
     void aRemovedModelIsAbsent() {
         QVERIFY(installFirst());
         bool wasTold = false;
         store().addObserver([&](const QString &) { wasTold = wasTold || first() == ModelState(); });
-        store().remove(u"first"_qs);
+        store().remove(u"first"_s);
         QVERIFY(waitUntil([&] { return wasTold; }));
-        QVERIFY(!store().use(u"first"_qs));
+        QVERIFY(!store().use(u"first"_s));
         QVERIFY(installFirst());
     }
 
     void removalWaitsForTheLastUser() {
         QVERIFY(installFirst());
-        auto one = store().use(u"first"_qs), another = store().use(u"first"_qs);
-        store().remove(u"first"_qs);
+        auto one = store().use(u"first"_s), another = store().use(u"first"_s);
+        store().remove(u"first"_s);
         one.reset();
         QVERIFY(m_harness->waitUntil([turns = 0]() mutable { return ++turns == 5; }));
         QVERIFY(first().isLeaving);
         QCOMPARE(first().presence, Presence::installed);
-        QVERIFY(!store().use(u"first"_qs));
+        QVERIFY(!store().use(u"first"_s));
         another.reset();
         QVERIFY(waitUntil([&] { return first() == ModelState(); }));
     }
 
     void whatIsAskedForWhileItLeavesStays() {
         QVERIFY(installFirst());
-        auto use = store().use(u"first"_qs);
-        store().remove(u"first"_qs);
+        auto use = store().use(u"first"_s);
+        store().remove(u"first"_s);
         QVERIFY(first().isLeaving);
-        store().install(u"first"_qs);
+        store().install(u"first"_s);
         QVERIFY(!first().isLeaving);
         use.reset();
         QVERIFY(waitFor(Presence::installed));
-        QVERIFY(store().use(u"first"_qs));
+        QVERIFY(store().use(u"first"_s));
     }
 
     void removalEndsTheInstallation() {
         QVERIFY(partOfFirstCame());
-        store().remove(u"first"_qs);
+        store().remove(u"first"_s);
         QVERIFY(!first().progress);
         QVERIFY(waitUntil([&] { return first() == ModelState(); }));
     }
 
     void whatIsNotThereIsRemovedWithoutAWord() {
-        store().remove(u"first"_qs);
+        store().remove(u"first"_s);
         QVERIFY(waitUntil([&] { return first() == ModelState(); }));
     }
 
     void theModelOfAnAdministratorStays() {
-        m_harness->place(u"2"_qs, Owner::administrator);
-        QCOMPARE(first(), installed(u"2"_qs, Owner::administrator));
-        store().remove(u"first"_qs);
+        m_harness->place(u"2"_s, Owner::administrator);
+        QCOMPARE(first(), installed(u"2"_s, Owner::administrator));
+        store().remove(u"first"_s);
         QVERIFY(!first().isLeaving);
-        QVERIFY(store().use(u"first"_qs));
+        QVERIFY(store().use(u"first"_s));
     }
 
     void anOwnModelIsTakenBeforeTheSameOfAnAdministrator() {
-        m_harness->place(u"2"_qs, Owner::administrator);
-        m_harness->place(u"2"_qs, Owner::user);
+        m_harness->place(u"2"_s, Owner::administrator);
+        m_harness->place(u"2"_s, Owner::user);
         QVERIFY(first().isOwn);
-        store().remove(u"first"_qs);
+        store().remove(u"first"_s);
         QVERIFY(waitUntil([&] { return !first().isOwn; }));
         QCOMPARE(first().presence, Presence::installed);
     }
@@ -323,19 +323,19 @@ private Q_SLOTS:
         store().addObserver(
             [&](const QString &) { wasTold = wasTold || first().presence == Presence::damaged; });
         m_harness->damageSecretly();
-        QVERIFY(store().use(u"first"_qs));
-        store().check(u"first"_qs);
+        QVERIFY(store().use(u"first"_s));
+        store().check(u"first"_s);
         QVERIFY(waitUntil([&] { return wasTold; }));
         QVERIFY(first().problem.endsWith(u'.'));
-        QCOMPARE(first().version, u"2"_qs);
-        QVERIFY(!store().use(u"first"_qs));
+        QCOMPARE(first().version, u"2"_s);
+        QVERIFY(!store().use(u"first"_s));
     }
 
     void aCheckOfAWholeModelFindsNothing() {
         QVERIFY(installFirst());
         int toldCount = 0;
         store().addObserver([&](const QString &) { ++toldCount; });
-        store().check(u"first"_qs);
+        store().check(u"first"_s);
         QVERIFY(waitUntil([&] { return toldCount > 0; }));
         QCOMPARE(first().presence, Presence::installed);
         QCOMPARE(first().problem, QString());
@@ -344,11 +344,11 @@ private Q_SLOTS:
     void aDamagedModelIsRepaired() {
         QVERIFY(installFirst());
         m_harness->damageSecretly();
-        store().check(u"first"_qs);
+        store().check(u"first"_s);
         QVERIFY(waitFor(Presence::damaged));
         QVERIFY(installFirst());
         QCOMPARE(first().problem, QString());
-        QVERIFY(store().use(u"first"_qs));
+        QVERIFY(store().use(u"first"_s));
     }
 
     void aRejectedModelIsUnfitUntilItIsInstalledAnew() {
@@ -356,77 +356,77 @@ private Q_SLOTS:
         bool wasTold = false;
         store().addObserver(
             [&](const QString &) { wasTold = wasTold || first().presence == Presence::unfit; });
-        store().reject(u"first"_qs, u"2"_qs, u"It does not work."_qs);
+        store().reject(u"first"_s, u"2"_s, u"It does not work."_s);
         QCOMPARE(first().presence, Presence::unfit);
         QVERIFY(waitUntil([&] { return wasTold; }));
-        QCOMPARE(first().problem, u"It does not work."_qs);
+        QCOMPARE(first().problem, u"It does not work."_s);
         QVERIFY(first().isOwn);
         QVERIFY(!first().isInstalled());
-        QVERIFY(!store().use(u"first"_qs));
+        QVERIFY(!store().use(u"first"_s));
         QVERIFY(installFirst());
         QCOMPARE(first().problem, QString());
-        QVERIFY(store().use(u"first"_qs));
+        QVERIFY(store().use(u"first"_s));
     }
 
     void aRejectedModelThatIsDamagedIsCalledThat() {
         QVERIFY(installFirst());
         m_harness->damageSecretly();
-        store().reject(u"first"_qs, u"2"_qs, u"It does not work."_qs);
+        store().reject(u"first"_s, u"2"_s, u"It does not work."_s);
         QVERIFY(waitFor(Presence::damaged));
-        QVERIFY(first().problem != u"It does not work."_qs);
+        QVERIFY(first().problem != u"It does not work."_s);
     }
 
     void aRemarkIsToldAndChangesNothingElse() {
         QVERIFY(installFirst());
         bool wasTold = false;
         store().addObserver([&](const QString &) { wasTold = wasTold || !first().remark.isEmpty(); });
-        store().remark(u"first"_qs, u"2"_qs, u"It is slow."_qs);
-        ModelState remarkable = installed(u"2"_qs, Owner::user);
-        remarkable.remark = u"It is slow."_qs;
+        store().remark(u"first"_s, u"2"_s, u"It is slow."_s);
+        ModelState remarkable = installed(u"2"_s, Owner::user);
+        remarkable.remark = u"It is slow."_s;
         QCOMPARE(first(), remarkable);
         QVERIFY(waitUntil([&] { return wasTold; }));
-        QVERIFY(store().use(u"first"_qs));
-        store().remark(u"first"_qs, u"3"_qs, u"It is gone."_qs);
+        QVERIFY(store().use(u"first"_s));
+        store().remark(u"first"_s, u"3"_s, u"It is gone."_s);
         QCOMPARE(first(), remarkable);
-        store().remark(u"first"_qs, u"2"_qs, {});
-        QCOMPARE(first(), installed(u"2"_qs, Owner::user));
+        store().remark(u"first"_s, u"2"_s, {});
+        QCOMPARE(first(), installed(u"2"_s, Owner::user));
     }
 
     void anotherVersionThanTheRejectedOneServes() {
-        m_harness->place(u"1"_qs, Owner::user);
-        store().reject(u"first"_qs, u"2"_qs, u"It does not work."_qs);
+        m_harness->place(u"1"_s, Owner::user);
+        store().reject(u"first"_s, u"2"_s, u"It does not work."_s);
         QCOMPARE(first().presence, Presence::installed);
-        m_harness->place(u"2"_qs, Owner::administrator);
-        store().reject(u"first"_qs, u"2"_qs, u"It does not work."_qs);
+        m_harness->place(u"2"_s, Owner::administrator);
+        store().reject(u"first"_s, u"2"_s, u"It does not work."_s);
         QCOMPARE(first().presence, Presence::installed);
-        QCOMPARE(first().version, u"1"_qs);
+        QCOMPARE(first().version, u"1"_s);
     }
 
     void anOldVersionServesUntilTheNewOneIsThere() {
-        m_harness->place(u"1"_qs, Owner::user);
+        m_harness->place(u"1"_s, Owner::user);
         QVERIFY(partOfFirstCame());
         QCOMPARE(first().presence, Presence::installed);
-        QCOMPARE(first().version, u"1"_qs);
-        QCOMPARE(store().use(u"first"_qs)->version(), u"1"_qs);
-        store().pause(u"first"_qs);
+        QCOMPARE(first().version, u"1"_s);
+        QCOMPARE(store().use(u"first"_s)->version(), u"1"_s);
+        store().pause(u"first"_s);
         QVERIFY(installFirst());
-        QCOMPARE(first().version, u"2"_qs);
+        QCOMPARE(first().version, u"2"_s);
     }
 
     void anOldVersionStaysForThoseWhoUseIt() {
-        m_harness->place(u"1"_qs, Owner::user);
-        const auto old = store().use(u"first"_qs);
+        m_harness->place(u"1"_s, Owner::user);
+        const auto old = store().use(u"first"_s);
         QVERIFY(installFirst());
         QVERIFY(waitUntil([&] { return first().version == u"2"; }));
-        QCOMPARE(store().use(u"first"_qs)->version(), u"2"_qs);
-        QCOMPARE(old->version(), u"1"_qs);
+        QCOMPARE(store().use(u"first"_s)->version(), u"2"_s);
+        QCOMPARE(old->version(), u"1"_s);
     }
 
     void aNewerVersionThanTheCatalogsIsKept() {
-        m_harness->place(u"3"_qs, Owner::administrator);
-        store().install(u"first"_qs);
+        m_harness->place(u"3"_s, Owner::administrator);
+        store().install(u"first"_s);
         QVERIFY(!first().progress);
-        QCOMPARE(first().version, u"3"_qs);
+        QCOMPARE(first().version, u"3"_s);
     }
 
 private:
@@ -439,19 +439,19 @@ private:
     }
 
     platform::ModelStore &store() { return m_harness->store(); }
-    platform::ModelState first() { return store().state(u"first"_qs); }
+    platform::ModelState first() { return store().state(u"first"_s); }
     bool waitUntil(const std::function<bool()> &condition) { return m_harness->waitUntil(condition); }
     bool waitFor(Presence presence) {
         return waitUntil([&] { return first().presence == presence && !first().progress; });
     }
     bool installFirst() {
         m_harness->deliver(Delivery::everything);
-        store().install(u"first"_qs);
+        store().install(u"first"_s);
         return waitFor(Presence::installed);
     }
     bool partOfFirstCame() {
         m_harness->deliver(Delivery::part);
-        store().install(u"first"_qs);
+        store().install(u"first"_s);
         return waitUntil([&] { return first().progress && first().progress->receivedBytes > 0; });
     }
 

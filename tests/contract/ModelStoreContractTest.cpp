@@ -11,6 +11,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using test::Delivery;
@@ -21,10 +22,10 @@ namespace {
 class FakeHarness : public test::ModelStoreHarness {
 public:
     FakeHarness() {
-        for (const QString &id : {u"first"_qs, u"second"_qs}) {
+        for (const QString &id : {u"first"_s, u"second"_s}) {
             platform::ModelDescription model;
             model.id = id;
-            model.version = u"2"_qs;
+            model.version = u"2"_s;
             m_platform.models.offer(model);
         }
         m_platform.run();
@@ -45,13 +46,13 @@ public:
     void deliver(Delivery delivery) override { m_delivery = delivery; }
 
     void place(const QString &version, Owner owner) override {
-        m_platform.models.place(u"first"_qs, version, {},
+        m_platform.models.place(u"first"_s, version, {},
                                 owner == Owner::user ? test::FakeModelStore::Owner::user
                                                      : test::FakeModelStore::Owner::administrator);
     }
 
     void damageSecretly() override {
-        m_platform.models.damageSecretly(u"first"_qs, u"\"model.bin\" is not as it was installed."_qs);
+        m_platform.models.damageSecretly(u"first"_s, u"\"model.bin\" is not as it was installed."_s);
     }
 
 private:
@@ -69,7 +70,7 @@ private:
             models.arrive();
             break;
         case Delivery::refusal:
-            models.fail(u"The server answered with the error 404."_qs);
+            models.fail(u"The server answered with the error 404."_s);
             break;
         }
     }
@@ -84,13 +85,13 @@ public:
     explicit LinuxModelStoreHarness(const QSslConfiguration &identity) : m_server(identity) {
         m_server.delivery = Delivery::nothing;
         QJsonArray models;
-        for (const QString &id : {u"first"_qs, u"second"_qs}) {
+        for (const QString &id : {u"first"_s, u"second"_s}) {
             const QByteArray contents = "weights of " + id.toLatin1();
-            models += test::describedModel(id, {m_server.publish(u"model.bin"_qs, u'/' + id, contents)});
+            models += test::describedModel(id, {m_server.publish(u"model.bin"_s, u'/' + id, contents)});
         }
         m_store.emplace(m_queue, platform::LinuxModelStore::Ground{
-                                     .folders = {m_home.filePath(u"own"_qs), {m_home.filePath(u"shared"_qs)}},
-                                     .catalog = {{{u"catalog"_qs, test::catalogOf(models)}}, {u"any"_qs}},
+                                     .folders = {m_home.filePath(u"own"_s), {m_home.filePath(u"shared"_s)}},
+                                     .catalog = {{{u"catalog"_s, test::catalogOf(models)}}, {u"any"_s}},
                                      .patience = {.firstPause = 1ms, .mostFailures = 1},
                                      .untilLeavingIsTriedAgain = 50ms});
     }
@@ -102,12 +103,11 @@ public:
     void deliver(Delivery delivery) override { m_server.delivery = delivery; }
 
     void place(const QString &version, Owner owner) override {
-        test::placeModel(m_home.filePath(owner == Owner::user ? u"own"_qs : u"shared"_qs), u"first"_qs,
-                         version);
+        test::placeModel(m_home.filePath(owner == Owner::user ? u"own"_s : u"shared"_s), u"first"_s, version);
     }
 
     void damageSecretly() override {
-        test::changeSecretly(m_store->use(u"first"_qs)->folder() + u"/model.bin"_qs, "W");
+        test::changeSecretly(m_store->use(u"first"_s)->folder() + u"/model.bin"_s, "W");
     }
 
 private:
@@ -123,7 +123,7 @@ int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
     const test::ThrowAwayAuthority authority;
     authority.trustHere();
-    const auto identity = authority.issue(u"127.0.0.1"_qs);
+    const auto identity = authority.issue(u"127.0.0.1"_s);
     test::ModelStoreContract contract(
         {{"fake", [] { return std::make_unique<FakeHarness>(); }},
          {"LinuxModelStore", [&] { return std::make_unique<LinuxModelStoreHarness>(identity); }}});

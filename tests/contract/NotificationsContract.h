@@ -11,6 +11,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// The world around one implementation of Notifications.
 class NotificationsHarness {
 public:
@@ -38,11 +40,11 @@ private Q_SLOTS:
     void aNotificationIsShownAsItIs_data() {
         QTest::addColumn<QString>("summary");
         QTest::addColumn<QString>("body");
-        QTest::newRow("words") << u"Dictation ended early"_qs << u"The microphone was disconnected."_qs;
-        QTest::newRow("marks") << u"a < b & c"_qs << u"<b>a</b> & \"b\" 'c' &amp; <img src=x>"_qs;
-        QTest::newRow("lines") << u"one"_qs << u"one\ntwo"_qs;
-        QTest::newRow("scripts") << u"готово"_qs << u"完了 🎤"_qs;
-        QTest::newRow("nothing but a summary") << u"one"_qs << u""_qs;
+        QTest::newRow("words") << u"Dictation ended early"_s << u"The microphone was disconnected."_s;
+        QTest::newRow("marks") << u"a < b & c"_s << u"<b>a</b> & \"b\" 'c' &amp; <img src=x>"_s;
+        QTest::newRow("lines") << u"one"_s << u"one\ntwo"_s;
+        QTest::newRow("scripts") << u"готово"_s << u"完了 🎤"_s;
+        QTest::newRow("nothing but a summary") << u"one"_s << u""_s;
     }
     void aNotificationIsShownAsItIs() {
         QFETCH(QString, summary);
@@ -55,7 +57,7 @@ private Q_SLOTS:
 
     void theyComeOneAfterTheOther() {
         const std::vector<platform::Notification> all{
-            {u"one"_qs, u"1"_qs}, {u"two"_qs, u"2"_qs}, {u"one"_qs, u"1"_qs}};
+            {u"one"_s, u"1"_s}, {u"two"_s, u"2"_s}, {u"one"_s, u"1"_s}};
         for (const auto &notification : all)
             m_harness->notifications().show(notification);
         QVERIFY(ChildProcess::waitUntil([&] { return m_harness->shown().size() >= all.size(); }, 30000));

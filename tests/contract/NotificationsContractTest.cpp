@@ -11,6 +11,7 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::DesktopNotifications;
 using test::NotificationServer;
@@ -39,7 +40,7 @@ private:
     DesktopNotifications m_notifications{m_bus.connection()};
 };
 
-const platform::Notification notification{u"one"_qs, u"1"_qs};
+const platform::Notification notification{u"one"_s, u"1"_s};
 
 /// What only this one is asked.
 class DesktopNotificationsTest : public QObject {
@@ -51,9 +52,9 @@ private Q_SLOTS:
         harness.notifications().show(notification);
         QTRY_COMPARE(harness.requests().size(), 1U);
         const auto &request = harness.requests().front();
-        QCOMPARE(request.application, u"Quillora"_qs);
-        QCOMPARE(request.icon, u"org.quillora.Quillora"_qs);
-        QCOMPARE(request.hints.value(u"desktop-entry"_qs).toString(), u"org.quillora.Quillora"_qs);
+        QCOMPARE(request.application, u"Quillora"_s);
+        QCOMPARE(request.icon, u"org.quillora.Quillora"_s);
+        QCOMPARE(request.hints.value(u"desktop-entry"_s).toString(), u"org.quillora.Quillora"_s);
         QCOMPARE(request.actions, QStringList());
         QCOMPARE(request.replaces, 0U);
         QCOMPARE(request.milliseconds, -1);
@@ -62,8 +63,8 @@ private Q_SLOTS:
     void withoutAServiceNothingHappensUntilThereIsOne() {
         PrivateSessionBus bus;
         DesktopNotifications notifications(bus.connection());
-        notifications.show({u"lost"_qs, {}});
-        bus.connection().interface()->serviceOwner(u"whoever answers after that"_qs);
+        notifications.show({u"lost"_s, {}});
+        bus.connection().interface()->serviceOwner(u"whoever answers after that"_s);
         NotificationServer server(bus);
         notifications.show(notification);
         QTRY_COMPARE(server.shown.size(), 1U);
@@ -71,7 +72,7 @@ private Q_SLOTS:
     }
 
     void withoutABusNothingHappens() {
-        DesktopNotifications notifications(QDBusConnection(u"no such connection"_qs));
+        DesktopNotifications notifications(QDBusConnection(u"no such connection"_s));
         notifications.show(notification);
     }
 

@@ -10,6 +10,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A pasteboard, empty at first, and the other programs that use it.
 class PasteboardHarness {
 public:
@@ -71,71 +73,71 @@ private Q_SLOTS:
     }
 
     void aTextIsWhatOtherProgramsPaste() {
-        QVERIFY(pasteboard().write(u"¿Dónde está la estación? 駅 🚉"_qs, {}));
-        QCOMPARE(m_harness->pasted(), u"¿Dónde está la estación? 駅 🚉"_qs);
+        QVERIFY(pasteboard().write(u"¿Dónde está la estación? 駅 🚉"_s, {}));
+        QCOMPARE(m_harness->pasted(), u"¿Dónde está la estación? 駅 🚉"_s);
     }
 
     void anEmptyTextIsAText() {
-        QVERIFY(pasteboard().write(u""_qs, {}));
-        QCOMPARE(m_harness->pasted(), u""_qs);
+        QVERIFY(pasteboard().write(u""_s, {}));
+        QCOMPARE(m_harness->pasted(), u""_s);
         QVERIFY(!m_harness->pasted().isNull());
     }
 
     void aTextTakesThePlaceOfWhatAnotherProgramPutThere() {
         m_harness->put({{html, "<b>x</b>"}});
-        pasteboard().write(u"text"_qs, {});
-        QCOMPARE(m_harness->pasted(), u"text"_qs);
+        pasteboard().write(u"text"_s, {});
+        QCOMPARE(m_harness->pasted(), u"text"_s);
         QVERIFY(std::ranges::count(m_harness->found(), html, &PasteboardHarness::Value::type) == 0);
     }
 
     void theTextThatStandsThereIsGiven() {
-        pasteboard().write(u"größer 駅"_qs, pasteboard().save());
-        QVERIFY(pasteboard().gives(u"größer 駅"_qs));
-        QVERIFY(!pasteboard().gives(u"größer"_qs));
-        QVERIFY(!pasteboard().gives(u""_qs));
+        pasteboard().write(u"größer 駅"_s, pasteboard().save());
+        QVERIFY(pasteboard().gives(u"größer 駅"_s));
+        QVERIFY(!pasteboard().gives(u"größer"_s));
+        QVERIFY(!pasteboard().gives(u""_s));
     }
 
     void ofTwoTextsTheSecondIsGiven() {
-        pasteboard().write(u"first"_qs, pasteboard().save());
-        pasteboard().write(u"second"_qs, pasteboard().save());
-        QVERIFY(!pasteboard().gives(u"first"_qs));
-        QVERIFY(pasteboard().gives(u"second"_qs));
+        pasteboard().write(u"first"_s, pasteboard().save());
+        pasteboard().write(u"second"_s, pasteboard().save());
+        QVERIFY(!pasteboard().gives(u"first"_s));
+        QVERIFY(pasteboard().gives(u"second"_s));
     }
 
     void anotherProgramsTextIsNotOurs() {
-        pasteboard().write(u"ours"_qs, pasteboard().save());
+        pasteboard().write(u"ours"_s, pasteboard().save());
         m_harness->put({{plain, "theirs"}});
-        QVERIFY(!pasteboard().gives(u"ours"_qs));
-        QTRY_VERIFY(pasteboard().gives(u"theirs"_qs));
-        QVERIFY(!pasteboard().gives(u"ours"_qs));
+        QVERIFY(!pasteboard().gives(u"ours"_s));
+        QTRY_VERIFY(pasteboard().gives(u"theirs"_s));
+        QVERIFY(!pasteboard().gives(u"ours"_s));
     }
 
     void anotherProgramMayHandOurTextOn() {
-        pasteboard().write(u"größer 駅"_qs, pasteboard().save());
-        m_harness->put({{html, "<b>"}, {plain, u"größer 駅"_qs.toUtf8()}});
-        QTRY_VERIFY(pasteboard().gives(u"größer 駅"_qs));
+        pasteboard().write(u"größer 駅"_s, pasteboard().save());
+        m_harness->put({{html, "<b>"}, {plain, u"größer 駅"_s.toUtf8()}});
+        QTRY_VERIFY(pasteboard().gives(u"größer 駅"_s));
     }
 
     void aTextThatWasHandedOnAndThenReplacedIsNotGiven() {
-        pasteboard().write(u"ours"_qs, pasteboard().save());
+        pasteboard().write(u"ours"_s, pasteboard().save());
         m_harness->put({{plain, "ours"}});
-        QTRY_VERIFY(pasteboard().gives(u"ours"_qs));
+        QTRY_VERIFY(pasteboard().gives(u"ours"_s));
         m_harness->put({{plain, "a password"}});
-        QVERIFY(!pasteboard().gives(u"ours"_qs));
+        QVERIFY(!pasteboard().gives(u"ours"_s));
     }
 
     void aTextThatItsOwnerDoesNotGiveIsNotGiven() {
-        pasteboard().write(u"ours"_qs, pasteboard().save());
+        pasteboard().write(u"ours"_s, pasteboard().save());
         m_harness->put({{plain, "ours, says its owner"}}, {.forGood = {plain}});
-        QVERIFY(!pasteboard().gives(u"ours"_qs));
-        QVERIFY(!pasteboard().gives(u"ours, says its owner"_qs));
+        QVERIFY(!pasteboard().gives(u"ours"_s));
+        QVERIFY(!pasteboard().gives(u"ours, says its owner"_s));
     }
 
     void aTextThatWasTakenAwayIsNotGiven() {
         const auto saved = pasteboard().save();
-        pasteboard().write(u"ours"_qs, saved);
+        pasteboard().write(u"ours"_s, saved);
         pasteboard().restore(saved);
-        QVERIFY(!pasteboard().gives(u"ours"_qs));
+        QVERIFY(!pasteboard().gives(u"ours"_s));
     }
 
     void whatWasSavedComesBackInItsOwnersOrder() {
@@ -149,7 +151,7 @@ private Q_SLOTS:
         QByteArray everyByte;
         for (int byte = 0; byte < 256; ++byte)
             everyByte += static_cast<char>(byte);
-        const std::vector<PasteboardHarness::Value> before{{png, everyByte}, {u"application/x-empty"_qs, ""}};
+        const std::vector<PasteboardHarness::Value> before{{png, everyByte}, {u"application/x-empty"_s, ""}};
         m_harness->put(before);
         pasteOver();
         QTRY_COMPARE(m_harness->found(), before);
@@ -174,9 +176,9 @@ private Q_SLOTS:
     }
 
     void ourOwnTextCanBeSavedAndComeBack() {
-        pasteboard().write(u"first"_qs, {});
+        pasteboard().write(u"first"_s, {});
         pasteOver();
-        QCOMPARE(m_harness->pasted(), u"first"_qs);
+        QCOMPARE(m_harness->pasted(), u"first"_s);
     }
 
     void whatWasRestoredCanBeSavedAndComeBackAgain() {
@@ -192,7 +194,7 @@ private Q_SLOTS:
         const auto first = pasteboard().save();
         const auto second = pasteboard().save();
         for (const auto &saved : {first, second}) {
-            pasteboard().write(u"text"_qs, saved);
+            pasteboard().write(u"text"_s, saved);
             QTRY_VERIFY(saved->found() == Found::values);
             pasteboard().restore(saved);
             QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{png, "png"}}));
@@ -202,16 +204,16 @@ private Q_SLOTS:
     void theRestoreWinsOverWhatAnotherProgramPutMeanwhile() {
         m_harness->put({{png, "png"}});
         const auto saved = pasteboard().save();
-        pasteboard().write(u"text"_qs, saved);
+        pasteboard().write(u"text"_s, saved);
         m_harness->put({{html, "meanwhile"}});
         pasteboard().restore(saved);
         QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{png, "png"}}));
     }
 
     void whatAnotherProgramPutsReplacesOurs() {
-        pasteboard().write(u"ours"_qs, {});
+        pasteboard().write(u"ours"_s, {});
         m_harness->put({{plain, "theirs"}});
-        QCOMPARE(m_harness->pasted(), u"theirs"_qs);
+        QCOMPARE(m_harness->pasted(), u"theirs"_s);
         pasteOver();
         QTRY_COMPARE(m_harness->found(), (std::vector<PasteboardHarness::Value>{{plain, "theirs"}}));
     }
@@ -219,9 +221,9 @@ private Q_SLOTS:
     void aValueThatComesWhileOurTextStandsThereComesBack() {
         m_harness->put({{html, "html"}, {png, "late"}}, {.untilGiveLate = {png}});
         const auto saved = pasteboard().save();
-        pasteboard().write(u"text"_qs, saved);
+        pasteboard().write(u"text"_s, saved);
         m_harness->giveLate();
-        QCOMPARE(m_harness->pasted(), u"text"_qs);
+        QCOMPARE(m_harness->pasted(), u"text"_s);
         pasteboard().restore(saved);
         QTRY_COMPARE(m_harness->found(),
                      (std::vector<PasteboardHarness::Value>{{html, "html"}, {png, "late"}}));
@@ -240,7 +242,7 @@ private Q_SLOTS:
         m_harness->put({{png, "late"}}, {.untilGiveLate = {png}});
         const auto saved = pasteboard().save();
         QCOMPARE(saved->found(), Found::unreadable);
-        pasteboard().write(u"text"_qs, saved);
+        pasteboard().write(u"text"_s, saved);
         pasteboard().restore(saved);
         QTRY_COMPARE(m_harness->found(), nothing);
         m_harness->giveLate();
@@ -260,7 +262,7 @@ private Q_SLOTS:
     void aLateValueLeavesAloneWhatAnotherProgramPutThere() {
         m_harness->put({{png, "late"}}, {.untilGiveLate = {png}});
         const auto saved = pasteboard().save();
-        pasteboard().write(u"text"_qs, saved);
+        pasteboard().write(u"text"_s, saved);
         pasteboard().restore(saved);
         m_harness->put({{html, "theirs"}});
         m_harness->giveLate();
@@ -269,9 +271,9 @@ private Q_SLOTS:
     }
 
 private:
-    static inline const QString html = u"text/html"_qs;
-    static inline const QString png = u"image/png"_qs;
-    static inline const QString plain = u"text/plain;charset=utf-8"_qs;
+    static inline const QString html = u"text/html"_s;
+    static inline const QString png = u"image/png"_s;
+    static inline const QString plain = u"text/plain;charset=utf-8"_s;
     static inline const std::vector<PasteboardHarness::Value> nothing;
 
     platform::Pasteboard &pasteboard() { return m_harness->pasteboard(); }
@@ -279,8 +281,8 @@ private:
     /// What a paste does to the pasteboard.
     void pasteOver() {
         const auto saved = pasteboard().save();
-        QVERIFY(pasteboard().write(u"text"_qs, saved));
-        QCOMPARE(m_harness->pasted(), u"text"_qs);
+        QVERIFY(pasteboard().write(u"text"_s, saved));
+        QCOMPARE(m_harness->pasted(), u"text"_s);
         pasteboard().restore(saved);
     }
 

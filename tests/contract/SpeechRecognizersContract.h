@@ -10,6 +10,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// The world around one implementation of SpeechRecognizers.
 class SpeechRecognizersHarness {
 public:
@@ -30,7 +32,7 @@ public:
     /// later one is through, so are the earlier ones.
     virtual void letRecognitionsFinish() {
         const Told later;
-        recognizers().makeRecognizer(u"en-US"_qs)->recognize(later.handler())->endAudio();
+        recognizers().makeRecognizer(u"en-US"_s)->recognize(later.handler())->endAudio();
         later.finalText();
     }
 };
@@ -52,20 +54,20 @@ private Q_SLOTS:
     }
 
     void aSupportedLocaleHasARecognizer() {
-        QCOMPARE(recognizers().supportedLocales(), QStringList{u"en-US"_qs});
-        const auto recognizer = recognizers().makeRecognizer(u"en-US"_qs);
+        QCOMPARE(recognizers().supportedLocales(), QStringList{u"en-US"_s});
+        const auto recognizer = recognizers().makeRecognizer(u"en-US"_s);
         QVERIFY(recognizer);
         QVERIFY(recognizer->isAvailable());
     }
 
     void oneThatWasPreparedIsMadeLikeAnyOther() {
-        for (const QString &locale : {u"tlh-001"_qs, u"en-US"_qs, u"en-US"_qs})
+        for (const QString &locale : {u"tlh-001"_s, u"en-US"_s, u"en-US"_s})
             recognizers().prepare(locale);
         aSupportedLocaleHasARecognizer();
         anUnknownLocaleHasNone();
     }
 
-    void anUnknownLocaleHasNone() { QVERIFY(!recognizers().makeRecognizer(u"tlh-001"_qs)); }
+    void anUnknownLocaleHasNone() { QVERIFY(!recognizers().makeRecognizer(u"tlh-001"_s)); }
 
     void interimTextsAreFollowedByOneFinalText() {
         begin();
@@ -99,7 +101,7 @@ private:
 
     void begin() {
         m_told = {};
-        m_recognition = recognizers().makeRecognizer(u"en-US"_qs)->recognize(m_told.handler());
+        m_recognition = recognizers().makeRecognizer(u"en-US"_s)->recognize(m_told.handler());
     }
     bool becomesFinal() const {
         return ChildProcess::waitUntil([this] { return m_told.isFinal(); }, 30000);

@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 namespace {
@@ -22,9 +23,9 @@ public:
         hearUnendedSentence(recognition);
     }
     void hearUnendedSentence(platform::Recognition &) override {
-        m_platform.speech.deliver(u"he"_qs);
-        m_platform.speech.deliver(u"he was"_qs);
-        m_platform.speech.deliverFinal(u"he was young"_qs);
+        m_platform.speech.deliver(u"he"_s);
+        m_platform.speech.deliver(u"he was"_s);
+        m_platform.speech.deliverFinal(u"he was young"_s);
     }
     void letRecognitionsFinish() override {}
 
@@ -36,7 +37,7 @@ class PocketSphinxHarness : public test::SpeechRecognizersHarness {
 public:
     platform::SpeechRecognizers &recognizers() override { return m_recognizers; }
     void hearUnendedSentence(platform::Recognition &recognition) override {
-        test::speak(recognition, test::Recording::of(u"he was not an ill disposed young man"_qs).sound());
+        test::speak(recognition, test::Recording::of(u"he was not an ill disposed young man"_s).sound());
     }
 
 private:
@@ -49,7 +50,7 @@ class FakeEngineRecognizers : public platform::SpeechRecognizers {
 public:
     FakeEngineRecognizers() { m_client->load({{"fake", {}}}); }
 
-    QStringList supportedLocales() const override { return {u"en-US"_qs}; }
+    QStringList supportedLocales() const override { return {u"en-US"_s}; }
     void prepare(const QString &) override {}
     std::unique_ptr<platform::SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override {
         if (!supportedLocales().contains(localeIdentifier))
@@ -80,7 +81,7 @@ public:
         const auto &model = m_model.description();
         m_platform.models.offer(model);
         m_platform.models.place(model.id, model.version, m_model.folder());
-        m_platform.routes.offer(platform::ModelTask::hearing(u"en-US"_qs), {model.id});
+        m_platform.routes.offer(platform::ModelTask::hearing(u"en-US"_s), {model.id});
         m_platform.run();
     }
 
@@ -91,7 +92,7 @@ public:
 
 private:
     test::FakePlatform m_platform;
-    test::InstalledToneModel m_model{u"streaming-zipformer-transducer"_qs, {u"en"_qs}};
+    test::InstalledToneModel m_model{u"streaming-zipformer-transducer"_s, {u"en"_s}};
     platform::OnDeviceRecognizers m_recognizers{
         std::make_shared<platform::CaptureDrain>(),
         QUILLORA_RECOGNIZER,

@@ -15,6 +15,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// On-device translation that knows one pair, and the turning of its event loop.
 class TranslatorsHarness {
 public:
@@ -62,15 +64,15 @@ private Q_SLOTS:
     void theBridgeTranslatesThroughTheSession() {
         TranslationBridge bridge;
         const TranslationHostView host(bridge);
-        QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs))->value(),
+        QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_s, u"es"_s))->value(),
                  m_harness->translation());
     }
 
     void theBridgeTranslatesTheSamePairTwice() {
         TranslationBridge bridge;
         const TranslationHostView host(bridge);
-        outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs));
-        QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_qs, u"es"_qs))->value(),
+        outcomeOf(bridge.translate(m_harness->text(), u"en"_s, u"es"_s));
+        QCOMPARE(outcomeOf(bridge.translate(m_harness->text(), u"en"_s, u"es"_s))->value(),
                  m_harness->translation());
     }
 
@@ -89,7 +91,7 @@ private Q_SLOTS:
 private:
     using Session = std::shared_ptr<platform::TranslationSession>;
 
-    Session session() { return m_harness->translators().session(u"en"_qs, u"es"_qs); }
+    Session session() { return m_harness->translators().session(u"en"_s, u"es"_s); }
 
     std::shared_ptr<Outcome<QString>> outcomeOf(QCoro::Task<QString> task) {
         auto outcome = Outcome<QString>::of(std::move(task));

@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using namespace quillora::platform;
@@ -19,10 +20,10 @@ class FakeHarness : public TranslatorsHarness {
 public:
     Translators &translators() override { return m_platform.translation; }
     void turn() override { m_platform.run(); }
-    QString text() const override { return u"house"_qs; }
-    QString translation() const override { return u"<house>"_qs; }
+    QString text() const override { return u"house"_s; }
+    QString translation() const override { return u"<house>"_s; }
     QString withdraw() override {
-        const QString reason = u"No on-device translation from English to Spanish is installed."_qs;
+        const QString reason = u"No on-device translation from English to Spanish is installed."_s;
         m_platform.translation.preparationError = reason;
         return reason;
     }
@@ -54,11 +55,11 @@ class OnDeviceTranslatorsHarness : public TranslatorsHarness {
 public:
     Translators &translators() override { return m_platform.translators(); }
     void turn() override { m_platform.run(); }
-    QString text() const override { return u"The house is big."_qs; }
-    QString translation() const override { return u"La casa es grande."_qs; }
+    QString text() const override { return u"The house is big."_s; }
+    QString translation() const override { return u"La casa es grande."_s; }
     QString withdraw() override {
         m_platform.uninstallAllPairs();
-        return u"There is no on-device translation from English to Spanish. Choose OpenAI Natural as the engine."_qs;
+        return u"There is no on-device translation from English to Spanish. Choose OpenAI Natural as the engine."_s;
     }
 
 private:
@@ -75,12 +76,12 @@ public:
         m_platform.translation.server.serve();
         m_platform.run();
     }
-    QString text() const override { return u"house, house."_qs; }
-    QString translation() const override { return u"casa, casa."_qs; }
+    QString text() const override { return u"house, house."_s; }
+    QString translation() const override { return u"casa, casa."_s; }
     QString withdraw() override {
         m_platform.translation.seatPerson(DownloadAnswer::notNow);
         return u"English to Spanish needs a download that was not agreed to. Choose the languages again to "
-               u"be asked again, or open Models in the tray menu."_qs;
+               u"be asked again, or open Models in the tray menu."_s;
     }
 
 private:
@@ -104,7 +105,7 @@ int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
     const test::ThrowAwayAuthority authority;
     authority.trustHere();
-    const auto identity = authority.issue(u"127.0.0.1"_qs);
+    const auto identity = authority.issue(u"127.0.0.1"_s);
     test::TranslatorsContract contract(
         {{"fake", [] { return std::make_unique<FakeHarness>(); }},
          {"OnDeviceTranslators", [] { return std::make_unique<OnDeviceTranslatorsHarness>(); }},

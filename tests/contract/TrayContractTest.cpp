@@ -9,6 +9,7 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 namespace {
@@ -42,7 +43,7 @@ public:
     void come() override { m_notifierTray.emplace(m_bus.address()); }
     void go() override { m_notifierTray.reset(); }
     void click(const QPoint &place) override {
-        m_notifierTray->callItem(u"Activate"_qs, {place.x(), place.y()});
+        m_notifierTray->callItem(u"Activate"_s, {place.x(), place.y()});
     }
 
 private:

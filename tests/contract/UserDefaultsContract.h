@@ -11,6 +11,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// User defaults, and the runs of a program that uses them.
 class UserDefaultsHarness {
 public:
@@ -40,61 +42,61 @@ private Q_SLOTS:
     }
     void cleanup() { m_harness.reset(); }
 
-    void aKeyThatWasNeverWrittenIsAbsent() { QCOMPARE(defaults().string(u"hotKey"_qs), std::nullopt); }
+    void aKeyThatWasNeverWrittenIsAbsent() { QCOMPARE(defaults().string(u"hotKey"_s), std::nullopt); }
 
     void aValueIsInEffectAtOnce() {
-        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
-        QCOMPARE(defaults().string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+        defaults().setString(u"es"_s, u"targetLanguageIdentifier"_s);
+        QCOMPARE(defaults().string(u"targetLanguageIdentifier"_s), u"es"_s);
     }
 
     void anEmptyValueIsAValue() {
-        defaults().setString({}, u"openAIEndpointString"_qs);
-        QCOMPARE(defaults().string(u"openAIEndpointString"_qs), QString());
+        defaults().setString({}, u"openAIEndpointString"_s);
+        QCOMPARE(defaults().string(u"openAIEndpointString"_s), QString());
         m_harness->restart();
-        QCOMPARE(defaults().string(u"openAIEndpointString"_qs), QString());
+        QCOMPARE(defaults().string(u"openAIEndpointString"_s), QString());
     }
 
     void theLastValueWins() {
-        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
-        defaults().setString(u"fr"_qs, u"targetLanguageIdentifier"_qs);
+        defaults().setString(u"es"_s, u"targetLanguageIdentifier"_s);
+        defaults().setString(u"fr"_s, u"targetLanguageIdentifier"_s);
         m_harness->restart();
-        QCOMPARE(defaults().string(u"targetLanguageIdentifier"_qs), u"fr"_qs);
+        QCOMPARE(defaults().string(u"targetLanguageIdentifier"_s), u"fr"_s);
     }
 
     void keysAreTakenExactlyAsGiven() {
-        defaults().setString(u"one"_qs, u"hotKey"_qs);
-        defaults().setString(u"two"_qs, u"HOTKEY"_qs);
+        defaults().setString(u"one"_s, u"hotKey"_s);
+        defaults().setString(u"two"_s, u"HOTKEY"_s);
         m_harness->restart();
-        QCOMPARE(defaults().string(u"hotKey"_qs), u"one"_qs);
-        QCOMPARE(defaults().string(u"HOTKEY"_qs), u"two"_qs);
-        QCOMPARE(defaults().string(u"hotkey"_qs), std::nullopt);
+        QCOMPARE(defaults().string(u"hotKey"_s), u"one"_s);
+        QCOMPARE(defaults().string(u"HOTKEY"_s), u"two"_s);
+        QCOMPARE(defaults().string(u"hotkey"_s), std::nullopt);
     }
 
     void valuesOutliveTheRun_data() {
         QTest::addColumn<QString>("value");
-        QTest::newRow("plain") << u"en-US"_qs;
-        QTest::newRow("newline") << u"two\nlines\r\nor three"_qs;
-        QTest::newRow("unicode") << u"Қазақша \u4e2d\u6587 \U0001F310"_qs;
-        QTest::newRow("percent") << u"100%25 of %20 and %"_qs;
-        QTest::newRow("comma") << u"a,b, c;d"_qs;
-        QTest::newRow("quotes and backslashes") << uR"(a "quoted" \n \\ ')"_qs;
-        QTest::newRow("at sign") << u"@Variant(x)"_qs;
-        QTest::newRow("section") << u"[General]"_qs;
-        QTest::newRow("equals") << u"key=value"_qs;
-        QTest::newRow("spaces") << u"  spaces around  "_qs;
+        QTest::newRow("plain") << u"en-US"_s;
+        QTest::newRow("newline") << u"two\nlines\r\nor three"_s;
+        QTest::newRow("unicode") << u"Қазақша \u4e2d\u6587 \U0001F310"_s;
+        QTest::newRow("percent") << u"100%25 of %20 and %"_s;
+        QTest::newRow("comma") << u"a,b, c;d"_s;
+        QTest::newRow("quotes and backslashes") << uR"(a "quoted" \n \\ ')"_s;
+        QTest::newRow("at sign") << u"@Variant(x)"_s;
+        QTest::newRow("section") << u"[General]"_s;
+        QTest::newRow("equals") << u"key=value"_s;
+        QTest::newRow("spaces") << u"  spaces around  "_s;
         QTest::newRow("long") << QString(100'000, u'x');
     }
 
     void valuesOutliveTheRun() {
         QFETCH(const QString, value);
-        defaults().setString(value, u"openAIEndpointString"_qs);
+        defaults().setString(value, u"openAIEndpointString"_s);
         m_harness->restart();
-        QCOMPARE(defaults().string(u"openAIEndpointString"_qs), value);
+        QCOMPARE(defaults().string(u"openAIEndpointString"_s), value);
     }
 
     void aStoreThatWorksTellsOfNoFailure() {
         observeFailures();
-        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        defaults().setString(u"es"_s, u"targetLanguageIdentifier"_s);
         letTheEventLoopTurn();
         QVERIFY(m_failures.empty());
     }
@@ -102,24 +104,24 @@ private Q_SLOTS:
     void aFailureToWriteIsToldOnceAndInALaterTurn() {
         observeFailures();
         m_harness->makeUnwritable();
-        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        defaults().setString(u"es"_s, u"targetLanguageIdentifier"_s);
         QVERIFY(m_failures.empty());
         QTRY_VERIFY(m_failures == unwritableOnce);
-        defaults().setString(u"fr"_qs, u"targetLanguageIdentifier"_qs);
+        defaults().setString(u"fr"_s, u"targetLanguageIdentifier"_s);
         letTheEventLoopTurn();
         QVERIFY(m_failures == unwritableOnce);
     }
 
     void whatCannotBeWrittenStaysInEffect() {
         m_harness->makeUnwritable();
-        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        defaults().setString(u"es"_s, u"targetLanguageIdentifier"_s);
         letTheEventLoopTurn();
-        QCOMPARE(defaults().string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+        QCOMPARE(defaults().string(u"targetLanguageIdentifier"_s), u"es"_s);
     }
 
     void anObserverLearnsOfAFailureThatCameBeforeIt() {
         m_harness->makeUnwritable();
-        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        defaults().setString(u"es"_s, u"targetLanguageIdentifier"_s);
         letTheEventLoopTurn();
         observeFailures();
         QVERIFY(m_failures.empty());
@@ -130,7 +132,7 @@ private Q_SLOTS:
         observeFailures();
         defaults().setFailureObserver({});
         m_harness->makeUnwritable();
-        defaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        defaults().setString(u"es"_s, u"targetLanguageIdentifier"_s);
         letTheEventLoopTurn();
         QVERIFY(m_failures.empty());
     }

@@ -10,6 +10,7 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 namespace {
@@ -49,8 +50,8 @@ public:
     }
 
 private:
-    QString folder() const { return m_folder.filePath(u"settings"_qs); }
-    QString path() const { return folder() + u"/Quillora-%1.conf"_qs.arg(m_run); }
+    QString folder() const { return m_folder.filePath(u"settings"_s); }
+    QString path() const { return folder() + u"/Quillora-%1.conf"_s.arg(m_run); }
     void begin() { m_defaults.emplace(path()); }
 
     QTemporaryDir m_folder;

@@ -10,6 +10,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A desktop on which the user runs programs; they are named by the order of their start.
 class WorkspaceHarness {
 public:
@@ -47,9 +49,9 @@ private Q_SLOTS:
     void nothingIsInFrontOfAnEmptyDesktop() { QVERIFY(!workspace().frontmostApplication()); }
 
     void theProgramInFrontIsTheFrontmostApplication() {
-        m_harness->launch(u"Editor"_qs);
-        m_harness->launch(u"Mail"_qs);
-        QCOMPARE(frontmostIdentifier(), std::optional(u"Mail"_qs));
+        m_harness->launch(u"Editor"_s);
+        m_harness->launch(u"Mail"_s);
+        QCOMPARE(frontmostIdentifier(), std::optional(u"Mail"_s));
     }
 
     void aProgramNeedNotHaveAnIdentifier() {
@@ -66,19 +68,19 @@ private Q_SLOTS:
 
     void everyActivationIsTold() {
         observe();
-        const auto editor = m_harness->launch(u"Editor"_qs);
-        m_harness->launch(u"Mail"_qs);
+        const auto editor = m_harness->launch(u"Editor"_s);
+        m_harness->launch(u"Mail"_s);
         m_harness->launchOwn();
         m_harness->bringToFront(editor);
-        QTRY_COMPARE(m_activated, (QStringList{u"Editor"_qs, u"Mail"_qs, *workspace().mainBundleIdentifier(),
-                                               u"Editor"_qs}));
+        QTRY_COMPARE(m_activated,
+                     (QStringList{u"Editor"_s, u"Mail"_s, *workspace().mainBundleIdentifier(), u"Editor"_s}));
     }
 
     void everyObserverIsTold() {
         observe();
         observe();
-        m_harness->launch(u"Editor"_qs);
-        QTRY_COMPARE(m_activated, (QStringList{u"Editor"_qs, u"Editor"_qs}));
+        m_harness->launch(u"Editor"_s);
+        QTRY_COMPARE(m_activated, (QStringList{u"Editor"_s, u"Editor"_s}));
     }
 
     void observersAreToldApart() {
@@ -92,7 +94,7 @@ private Q_SLOTS:
         int told = 0;
         workspace().addActivationObserver([&](const platform::RunningApplicationHandle &) { ++told; });
         workspace().removeActivationObserver(removed);
-        m_harness->launch(u"Editor"_qs);
+        m_harness->launch(u"Editor"_s);
         QTRY_COMPARE(told, 1);
         QVERIFY(m_activated.isEmpty());
     }
@@ -105,68 +107,68 @@ private Q_SLOTS:
             workspace().removeActivationObserver(second);
         });
         second = observe();
-        m_harness->launch(u"Editor"_qs);
+        m_harness->launch(u"Editor"_s);
         QTRY_COMPARE(told, 1);
         QVERIFY(m_activated.isEmpty());
     }
 
     void activatingBringsToTheFront() {
-        const auto editor = m_harness->launch(u"Editor"_qs);
+        const auto editor = m_harness->launch(u"Editor"_s);
         const auto application = workspace().frontmostApplication();
-        m_harness->launch(u"Mail"_qs);
+        m_harness->launch(u"Mail"_s);
         application->activate({});
         QVERIFY(ChildProcess::waitUntil([&] { return m_harness->isInFront(editor); }));
-        QCOMPARE(frontmostIdentifier(), std::optional(u"Editor"_qs));
+        QCOMPARE(frontmostIdentifier(), std::optional(u"Editor"_s));
     }
 
     void activatingTellsOnceThatItIsInFront() {
-        const auto editor = m_harness->launch(u"Editor"_qs);
+        const auto editor = m_harness->launch(u"Editor"_s);
         const auto application = workspace().frontmostApplication();
-        m_harness->launch(u"Mail"_qs);
+        m_harness->launch(u"Mail"_s);
         application->activate(note());
         QTRY_COMPARE(m_outcomes, QList{true});
         QVERIFY(m_harness->isInFront(editor));
-        m_harness->launch(u"Browser"_qs);
+        m_harness->launch(u"Browser"_s);
         QCOMPARE(m_outcomes, QList{true});
     }
 
     void activatingWhatIsInFrontAlreadyTellsSoToo() {
-        m_harness->launch(u"Editor"_qs);
+        m_harness->launch(u"Editor"_s);
         workspace().frontmostApplication()->activate(note());
         QTRY_COMPARE(m_outcomes, QList{true});
     }
 
     void activatingAProgramThatHasEndedTellsThatItIsNotInFront() {
-        const auto editor = m_harness->launch(u"Editor"_qs);
+        const auto editor = m_harness->launch(u"Editor"_s);
         const auto application = workspace().frontmostApplication();
-        m_harness->launch(u"Mail"_qs);
+        m_harness->launch(u"Mail"_s);
         m_harness->end(editor);
         application->activate(note());
         QTRY_COMPARE(m_outcomes, QList{false});
     }
 
     void yieldingTheFocusTakesItFromNoOtherProgram() {
-        const auto editor = m_harness->launch(u"Editor"_qs);
+        const auto editor = m_harness->launch(u"Editor"_s);
         workspace().yieldFocus();
         QVERIFY(m_harness->isInFront(editor));
     }
 
     void anActivationThatWasAskedForIsToldToo() {
-        m_harness->launch(u"Editor"_qs);
+        m_harness->launch(u"Editor"_s);
         const auto application = workspace().frontmostApplication();
-        m_harness->launch(u"Mail"_qs);
+        m_harness->launch(u"Mail"_s);
         observe();
         application->activate({});
-        QTRY_VERIFY(m_activated.contains(u"Editor"_qs));
+        QTRY_VERIFY(m_activated.contains(u"Editor"_s));
     }
 
     void aProgramThatHasEndedKeepsItsIdentifierAndStaysAway() {
-        const auto editor = m_harness->launch(u"Editor"_qs);
+        const auto editor = m_harness->launch(u"Editor"_s);
         const auto application = workspace().frontmostApplication();
-        const auto mail = m_harness->launch(u"Mail"_qs);
+        const auto mail = m_harness->launch(u"Mail"_s);
         m_harness->end(editor);
         application->activate({});
-        QCOMPARE(application->bundleIdentifier(), std::optional(u"Editor"_qs));
+        QCOMPARE(application->bundleIdentifier(), std::optional(u"Editor"_s));
         QVERIFY(m_harness->isInFront(mail));
     }
 

@@ -2,6 +2,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::ControllerFixture;
 using Kind = platform::HotKeyOutcome::Kind;
@@ -17,7 +18,7 @@ private Q_SLOTS:
     void init() {
         m = std::make_unique<ControllerFixture>();
         c().onHotKeyChangeRequested = [this](const AppHotKey &hotKey) {
-            m->platform.log.add(u"onHotKeyChangeRequested "_qs + hotKey.storageValue());
+            m->platform.log.add(u"onHotKeyChangeRequested "_s + hotKey.storageValue());
             return m_isAccepted;
         };
         m_isAccepted = true;
@@ -27,8 +28,8 @@ private Q_SLOTS:
     void capturingSaysWhatToPress() {
         c().startHotKeyRecording();
         QVERIFY(c().isRecordingHotKey());
-        QCOMPARE(c().statusText(), u"Press a shortcut with Ctrl, Option, or Cmd."_qs);
-        QCOMPARE(c().hotKeyDisplayName(), u"Press shortcut"_qs);
+        QCOMPARE(c().statusText(), u"Press a shortcut with Ctrl, Option, or Cmd."_s);
+        QCOMPARE(c().hotKeyDisplayName(), u"Press shortcut"_s);
     }
 
     void capturingIsRefusedWhileRecording() {
@@ -36,24 +37,24 @@ private Q_SLOTS:
         m->run();
         c().startHotKeyRecording();
         QVERIFY(!c().isRecordingHotKey());
-        QCOMPARE(c().statusText(), u"Listening..."_qs);
+        QCOMPARE(c().statusText(), u"Listening..."_s);
     }
 
     void cancellingAlwaysSaysUnchanged() {
         c().cancelHotKeyRecording();
-        QCOMPARE(c().statusText(), u"Hotkey unchanged."_qs);
+        QCOMPARE(c().statusText(), u"Hotkey unchanged."_s);
         c().startHotKeyRecording();
         c().cancelHotKeyRecording();
         QVERIFY(!c().isRecordingHotKey());
-        QCOMPARE(c().statusText(), u"Hotkey unchanged."_qs);
-        QCOMPARE(c().hotKeyDisplayName(), u"Ctrl Option Space"_qs);
+        QCOMPARE(c().statusText(), u"Hotkey unchanged."_s);
+        QCOMPARE(c().hotKeyDisplayName(), u"Ctrl Option Space"_s);
     }
 
     void aRejectedKeyPressKeepsTheCaptureOpen() {
         c().startHotKeyRecording();
         c().rejectRecordedHotKey();
         QVERIFY(c().isRecordingHotKey());
-        QCOMPARE(c().statusText(), u"Use Ctrl, Option, or Cmd with another key."_qs);
+        QCOMPARE(c().statusText(), u"Use Ctrl, Option, or Cmd with another key."_s);
     }
 
     void aCapturedHotKeyIsRegisteredStoredAndReported() {
@@ -61,10 +62,10 @@ private Q_SLOTS:
         m->takeCalls();
         c().setRecordedHotKey(superK);
         QCOMPARE(m->takeCalls(),
-                 (QStringList{u"onHotKeyChangeRequested 40:256"_qs, u"defaults.set hotKey=40:256"_qs}));
+                 (QStringList{u"onHotKeyChangeRequested 40:256"_s, u"defaults.set hotKey=40:256"_s}));
         QVERIFY(!c().isRecordingHotKey());
         QCOMPARE(c().hotKey(), superK);
-        QCOMPARE(c().statusText(), u"Hotkey updated to Cmd K."_qs);
+        QCOMPARE(c().statusText(), u"Hotkey updated to Cmd K."_s);
     }
 
     void observersSeeTheNewHotKey() {
@@ -78,8 +79,8 @@ private Q_SLOTS:
     void theHotKeyThatIsAlreadySetIsRegisteredAgain() {
         c().setRecordedHotKey(AppHotKey::defaultValue);
         QCOMPARE(m->takeCalls(),
-                 (QStringList{u"onHotKeyChangeRequested 49:6144"_qs, u"defaults.set hotKey=49:6144"_qs}));
-        QCOMPARE(c().statusText(), u"Hotkey updated to Ctrl Option Space."_qs);
+                 (QStringList{u"onHotKeyChangeRequested 49:6144"_s, u"defaults.set hotKey=49:6144"_s}));
+        QCOMPARE(c().statusText(), u"Hotkey updated to Ctrl Option Space."_s);
     }
 
     void anUnusableCombinationKeepsTheCaptureOpen() {
@@ -87,7 +88,7 @@ private Q_SLOTS:
         m->takeCalls();
         c().setRecordedHotKey({40, AppHotKey::shiftKey});
         QVERIFY(c().isRecordingHotKey());
-        QCOMPARE(c().statusText(), u"Use Ctrl, Option, or Cmd with another key."_qs);
+        QCOMPARE(c().statusText(), u"Use Ctrl, Option, or Cmd with another key."_s);
         QCOMPARE(c().hotKey(), AppHotKey::defaultValue);
         QCOMPARE(m->takeCalls(), QStringList());
     }
@@ -98,11 +99,11 @@ private Q_SLOTS:
         c().startHotKeyRecording();
         m->takeCalls();
         c().setRecordedHotKey({0, AppHotKey::controlKey});
-        QCOMPARE(m->takeCalls(), (QStringList{u"onHotKeyChangeRequested 0:4096"_qs, u"onNeedsAttention"_qs}));
+        QCOMPARE(m->takeCalls(), (QStringList{u"onHotKeyChangeRequested 0:4096"_s, u"onNeedsAttention"_s}));
         QVERIFY(!c().isRecordingHotKey());
         QCOMPARE(c().hotKey(), superK);
-        QCOMPARE(m->platform.defaults.values.at(u"hotKey"_qs), u"40:256"_qs);
-        QCOMPARE(c().statusText(), u"Could not register Ctrl A."_qs);
+        QCOMPARE(m->platform.defaults.values.at(u"hotKey"_s), u"40:256"_s);
+        QCOMPARE(c().statusText(), u"Could not register Ctrl A."_s);
     }
 
     void withoutAShellEveryUsableHotKeyIsAccepted() {
@@ -116,14 +117,14 @@ private Q_SLOTS:
         m->takeCalls();
         c().resetHotKey();
         QCOMPARE(m->takeCalls(),
-                 (QStringList{u"onHotKeyChangeRequested 49:6144"_qs, u"defaults.set hotKey=49:6144"_qs}));
-        QCOMPARE(c().statusText(), u"Hotkey updated to Ctrl Option Space."_qs);
+                 (QStringList{u"onHotKeyChangeRequested 49:6144"_s, u"defaults.set hotKey=49:6144"_s}));
+        QCOMPARE(c().statusText(), u"Hotkey updated to Ctrl Option Space."_s);
     }
 
     void aResetThatCannotBeRegisteredSaysSo() {
         m_isAccepted = false;
         c().resetHotKey();
-        QCOMPARE(c().statusText(), u"Could not register Ctrl Option Space."_qs);
+        QCOMPARE(c().statusText(), u"Could not register Ctrl Option Space."_s);
     }
 
     // What comes later.
@@ -132,12 +133,11 @@ private Q_SLOTS:
         c().setRecordedHotKey(superK);
         m->takeCalls();
         c().noteHotKeyOutcome(superK, {Kind::refused});
-        QCOMPARE(m->takeCalls(),
-                 (QStringList{u"defaults.set hotKey=49:6144"_qs, u"onHotKeyChangeRequested 49:6144"_qs,
-                              u"onNeedsAttention"_qs}));
+        QCOMPARE(m->takeCalls(), (QStringList{u"defaults.set hotKey=49:6144"_s,
+                                              u"onHotKeyChangeRequested 49:6144"_s, u"onNeedsAttention"_s}));
         QCOMPARE(c().hotKey(), AppHotKey::defaultValue);
-        QCOMPARE(c().hotKeyDisplayName(), u"Ctrl Option Space"_qs);
-        QCOMPARE(c().statusText(), u"Could not register Cmd K."_qs);
+        QCOMPARE(c().hotKeyDisplayName(), u"Ctrl Option Space"_s);
+        QCOMPARE(c().statusText(), u"Could not register Cmd K."_s);
     }
 
     void aRefusalSaysSoAlsoWhereTheOldHotKeyCannotBeHadEither() {
@@ -145,14 +145,14 @@ private Q_SLOTS:
         m_isAccepted = false;
         c().noteHotKeyOutcome(superK, {Kind::refused});
         QCOMPARE(c().hotKey(), AppHotKey::defaultValue);
-        QCOMPARE(c().statusText(), u"Could not register Cmd K."_qs);
+        QCOMPARE(c().statusText(), u"Could not register Cmd K."_s);
     }
 
     void aRefusalAtLaunchKeepsTheValue() {
         c().noteHotKeyOutcome(AppHotKey::defaultValue, {Kind::refused});
-        QCOMPARE(m->takeCalls(), QStringList{u"onNeedsAttention"_qs});
+        QCOMPARE(m->takeCalls(), QStringList{u"onNeedsAttention"_s});
         QCOMPARE(c().hotKey(), AppHotKey::defaultValue);
-        QCOMPARE(c().statusText(), u"Could not register Ctrl Option Space."_qs);
+        QCOMPARE(c().statusText(), u"Could not register Ctrl Option Space."_s);
     }
 
     void aRefusalOfTheHotKeyThatWasBroughtBackKeepsIt() {
@@ -160,9 +160,9 @@ private Q_SLOTS:
         c().noteHotKeyOutcome(superK, {Kind::refused});
         m->takeCalls();
         c().noteHotKeyOutcome(AppHotKey::defaultValue, {Kind::refused});
-        QCOMPARE(m->takeCalls(), QStringList{u"onNeedsAttention"_qs});
+        QCOMPARE(m->takeCalls(), QStringList{u"onNeedsAttention"_s});
         QCOMPARE(c().hotKey(), AppHotKey::defaultValue);
-        QCOMPARE(c().statusText(), u"Could not register Ctrl Option Space."_qs);
+        QCOMPARE(c().statusText(), u"Could not register Ctrl Option Space."_s);
     }
 
     void aRefusalAfterRegisteringTheSameHotKeyOnceMoreStillKnowsTheOldOne() {
@@ -177,7 +177,7 @@ private Q_SLOTS:
         c().setRecordedHotKey(superK);
         c().noteHotKeyOutcome(superK, {Kind::refused});
         QCOMPARE(c().hotKey(), AppHotKey::defaultValue);
-        QCOMPARE(m->platform.defaults.values.at(u"hotKey"_qs), u"49:6144"_qs);
+        QCOMPARE(m->platform.defaults.values.at(u"hotKey"_s), u"49:6144"_s);
     }
 
     void aRefusalDuringTheNextCaptureLeavesThatOpen() {
@@ -192,10 +192,10 @@ private Q_SLOTS:
         c().setRecordedHotKey(superK);
         m->takeCalls();
         c().noteHotKeyOutcome(superK, {Kind::lost});
-        QCOMPARE(m->takeCalls(), QStringList{u"onNeedsAttention"_qs});
+        QCOMPARE(m->takeCalls(), QStringList{u"onNeedsAttention"_s});
         QCOMPARE(c().hotKey(), superK);
-        QCOMPARE(m->platform.defaults.values.at(u"hotKey"_qs), u"40:256"_qs);
-        QCOMPARE(c().statusText(), u"Lost the hotkey Cmd K. Choose it again, or another one."_qs);
+        QCOMPARE(m->platform.defaults.values.at(u"hotKey"_s), u"40:256"_s);
+        QCOMPARE(c().statusText(), u"Lost the hotkey Cmd K. Choose it again, or another one."_s);
     }
 
     void choosingALostHotKeyAgainRegistersIt() {
@@ -203,20 +203,20 @@ private Q_SLOTS:
         m->takeCalls();
         c().setRecordedHotKey(AppHotKey::defaultValue);
         QCOMPARE(m->takeCalls(),
-                 (QStringList{u"onHotKeyChangeRequested 49:6144"_qs, u"defaults.set hotKey=49:6144"_qs}));
+                 (QStringList{u"onHotKeyChangeRequested 49:6144"_s, u"defaults.set hotKey=49:6144"_s}));
     }
 
     void aHotKeyThatIsHadAgainIsSaidWithoutAskingForAttention() {
         c().noteHotKeyOutcome(AppHotKey::defaultValue, {Kind::hadAgain});
         QCOMPARE(m->takeCalls(), QStringList());
-        QCOMPARE(c().statusText(), u"Hotkey Ctrl Option Space works again."_qs);
+        QCOMPARE(c().statusText(), u"Hotkey Ctrl Option Space works again."_s);
     }
 
     void whatTheDesktopPutInItsPlaceIsShownInTheDesktopsWords() {
-        c().noteHotKeyOutcome(AppHotKey::defaultValue, {Kind::boundElsewhere, u"Meta+D"_qs});
+        c().noteHotKeyOutcome(AppHotKey::defaultValue, {Kind::boundElsewhere, u"Meta+D"_s});
         QCOMPARE(m->takeCalls(), QStringList());
-        QCOMPARE(c().hotKeyDisplayName(), u"Meta+D"_qs);
-        QCOMPARE(c().statusText(), u"Hotkey updated to Meta+D."_qs);
+        QCOMPARE(c().hotKeyDisplayName(), u"Meta+D"_s);
+        QCOMPARE(c().statusText(), u"Hotkey updated to Meta+D."_s);
         QCOMPARE(c().hotKey(), AppHotKey::defaultValue);
     }
 
@@ -225,18 +225,18 @@ private Q_SLOTS:
         QTest::addColumn<Change>("change");
         QTest::addColumn<QString>("name");
         QTest::newRow("another hotkey")
-            << Change([](AppController &controller) { controller.setRecordedHotKey(superK); }) << u"Cmd K"_qs;
+            << Change([](AppController &controller) { controller.setRecordedHotKey(superK); }) << u"Cmd K"_s;
         QTest::newRow("had again") << Change([](AppController &controller) {
             controller.noteHotKeyOutcome(AppHotKey::defaultValue, {Kind::hadAgain});
-        }) << u"Ctrl Option Space"_qs;
+        }) << u"Ctrl Option Space"_s;
         QTest::newRow("lost") << Change([](AppController &controller) {
             controller.noteHotKeyOutcome(AppHotKey::defaultValue, {Kind::lost});
-        }) << u"Ctrl Option Space"_qs;
+        }) << u"Ctrl Option Space"_s;
     }
     void theDesktopsWordsEndWithWhatTheyStoodFor() {
         QFETCH(std::function<void(AppController &)>, change);
         QFETCH(QString, name);
-        c().noteHotKeyOutcome(AppHotKey::defaultValue, {Kind::boundElsewhere, u"Meta+D"_qs});
+        c().noteHotKeyOutcome(AppHotKey::defaultValue, {Kind::boundElsewhere, u"Meta+D"_s});
         change(c());
         QCOMPARE(c().hotKeyDisplayName(), name);
     }
@@ -252,11 +252,11 @@ private Q_SLOTS:
         QFETCH(Kind, kind);
         c().setRecordedHotKey(superK);
         m->takeCalls();
-        c().noteHotKeyOutcome(AppHotKey::defaultValue, {kind, u"Meta+D"_qs});
+        c().noteHotKeyOutcome(AppHotKey::defaultValue, {kind, u"Meta+D"_s});
         QCOMPARE(m->takeCalls(), QStringList());
         QCOMPARE(c().hotKey(), superK);
-        QCOMPARE(c().hotKeyDisplayName(), u"Cmd K"_qs);
-        QCOMPARE(c().statusText(), u"Hotkey updated to Cmd K."_qs);
+        QCOMPARE(c().hotKeyDisplayName(), u"Cmd K"_s);
+        QCOMPARE(c().statusText(), u"Hotkey updated to Cmd K."_s);
     }
 
 private:

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::ControllerFixture;
 using Replies = test::FakeSpeechPermissions::Replies;
@@ -12,12 +13,12 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const QString recordingOn = u"onStateChanged recording=1 processing=0"_qs;
-const QString recordingOff = u"onStateChanged recording=0 processing=0"_qs;
-const QString processingOn = u"onStateChanged recording=0 processing=1"_qs;
-const QString processingOff = u"onStateChanged recording=0 processing=0"_qs;
-const QString attention = u"onNeedsAttention"_qs;
-const QStringList prepared{u"http prepare https://my.example/t"_qs};
+const QString recordingOn = u"onStateChanged recording=1 processing=0"_s;
+const QString recordingOff = u"onStateChanged recording=0 processing=0"_s;
+const QString processingOn = u"onStateChanged recording=0 processing=1"_s;
+const QString processingOff = u"onStateChanged recording=0 processing=0"_s;
+const QString attention = u"onNeedsAttention"_s;
+const QStringList prepared{u"http prepare https://my.example/t"_s};
 
 } // namespace
 
@@ -30,34 +31,34 @@ private Q_SLOTS:
 
     void pressHoldReleaseTranscribesAndTranslates() {
         c().hotKeyPressed();
-        QCOMPARE(c().statusText(), u"Requesting microphone and speech access..."_qs);
+        QCOMPARE(c().statusText(), u"Requesting microphone and speech access..."_s);
         m->run();
         QVERIFY(c().isRecording());
-        m->platform.speech.deliver(u"hel"_qs);
+        m->platform.speech.deliver(u"hel"_s);
         m->run();
-        QCOMPARE(c().transcriptText(), u"hel"_qs);
+        QCOMPARE(c().transcriptText(), u"hel"_s);
         c().hotKeyReleased();
         QVERIFY(!c().isRecording());
         QVERIFY(c().isProcessing());
-        m->platform.speech.deliverFinal(u" hello \n"_qs);
+        m->platform.speech.deliverFinal(u" hello \n"_s);
         m->run();
-        QCOMPARE(c().transcriptText(), u"hello"_qs);
-        QCOMPARE(c().translatedText(), u"<hello>"_qs);
+        QCOMPARE(c().transcriptText(), u"hello"_s);
+        QCOMPARE(c().translatedText(), u"<hello>"_s);
         QVERIFY(!c().isProcessing());
         // The final text comes the way of the interim ones, so it says that it listens once more.
         QCOMPARE(m->takeStatuses(),
-                 (QStringList{u"Ready."_qs, u"Requesting microphone and speech access..."_qs,
-                              u"Listening..."_qs, u"Finishing transcription..."_qs, u"Listening..."_qs,
-                              u"Translating locally..."_qs, u"Pasting..."_qs, u"Inserted translation."_qs}));
-        QCOMPARE(m->takeCalls(u"on"_qs),
+                 (QStringList{u"Ready."_s, u"Requesting microphone and speech access..."_s, u"Listening..."_s,
+                              u"Finishing transcription..."_s, u"Listening..."_s, u"Translating locally..."_s,
+                              u"Pasting..."_s, u"Inserted translation."_s}));
+        QCOMPARE(m->takeCalls(u"on"_s),
                  (QStringList{recordingOn, recordingOff, processingOn, processingOff}));
     }
 
     void theChosenLocaleIsRecognized() {
-        c().setSourceLocaleIdentifier(u"es-ES"_qs);
+        c().setSourceLocaleIdentifier(u"es-ES"_s);
         c().hotKeyPressed();
         m->run();
-        QCOMPARE(m->platform.speech.recognition().localeIdentifier, u"es-ES"_qs);
+        QCOMPARE(m->platform.speech.recognition().localeIdentifier, u"es-ES"_s);
     }
 
     void aTapStopsAsSoonAsTheStartReturns() {
@@ -67,8 +68,8 @@ private Q_SLOTS:
         m->run();
         QVERIFY(c().isProcessing());
         m->platform.queue.advance(1500ms);
-        QCOMPARE(c().statusText(), u"No speech recognized."_qs);
-        QCOMPARE(m->takeCalls(u"on"_qs),
+        QCOMPARE(c().statusText(), u"No speech recognized."_s);
+        QCOMPARE(m->takeCalls(u"on"_s),
                  (QStringList{recordingOn, recordingOff, processingOn, processingOff, attention}));
         QVERIFY(!c().isProcessing());
     }
@@ -84,7 +85,7 @@ private Q_SLOTS:
         m->run();
         QVERIFY(!c().isRecording());
         QVERIFY(c().isProcessing());
-        QCOMPARE(c().statusText(), u"Finishing transcription..."_qs);
+        QCOMPARE(c().statusText(), u"Finishing transcription..."_s);
     }
 
     // The hosted engine's connection.
@@ -93,25 +94,25 @@ private Q_SLOTS:
         useBackend();
         c().hotKeyPressed();
         m->run();
-        hear(u" "_qs);
-        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
-        hear(u"hel"_qs);
-        QCOMPARE(m->takeCalls(u"http"_qs), prepared);
-        QCOMPARE(c().statusText(), u"Listening..."_qs);
-        hear(u"hello"_qs);
-        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
+        hear(u" "_s);
+        QCOMPARE(m->takeCalls(u"http"_s), QStringList());
+        hear(u"hel"_s);
+        QCOMPARE(m->takeCalls(u"http"_s), prepared);
+        QCOMPARE(c().statusText(), u"Listening..."_s);
+        hear(u"hello"_s);
+        QCOMPARE(m->takeCalls(u"http"_s), QStringList());
     }
 
     void theHostedEnginesConnectionIsAskedForAgainAtTheReleaseOfALongDictation() {
         useBackend();
         c().hotKeyPressed();
         m->run();
-        hear(u"hel"_qs);
+        hear(u"hel"_s);
         m->takeCalls();
         c().hotKeyReleased();
         m->run();
-        QCOMPARE(m->takeCalls(u"(http|recognition.endAudio)"_qs),
-                 prepared + QStringList{u"recognition.endAudio"_qs});
+        QCOMPARE(m->takeCalls(u"(http|recognition.endAudio)"_s),
+                 prepared + QStringList{u"recognition.endAudio"_s});
     }
 
     void aTapOpensNoConnection_data() {
@@ -128,9 +129,9 @@ private Q_SLOTS:
             hold();
             c().hotKeyReleased();
             m->platform.queue.advance(1500ms);
-            QCOMPARE(c().statusText(), u"No speech recognized."_qs);
+            QCOMPARE(c().statusText(), u"No speech recognized."_s);
         }
-        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
+        QCOMPARE(m->takeCalls(u"http"_s), QStringList());
     }
 
     void everyRecordingOpensAConnectionOfItsOwn() {
@@ -138,8 +139,8 @@ private Q_SLOTS:
         for (int i = 0; i < 2; ++i) {
             c().hotKeyPressed();
             m->run();
-            hear(u"hel"_qs);
-            QCOMPARE(m->takeCalls(u"http"_qs), prepared);
+            hear(u"hel"_s);
+            QCOMPARE(m->takeCalls(u"http"_s), prepared);
             c().hotKeyReleased();
             m->platform.queue.advance(2s);
             m->takeCalls();
@@ -151,12 +152,12 @@ private Q_SLOTS:
         const auto row = [](const char *name, std::function<void()> arrange) {
             QTest::newRow(name) << std::move(arrange);
         };
-        row("on this device", [this] { c().setTranslationEngineIdentifier(u"appleLocal"_qs); });
-        row("the same language", [this] { c().setTargetLanguageIdentifier(u"en"_qs); });
+        row("on this device", [this] { c().setTranslationEngineIdentifier(u"appleLocal"_s); });
+        row("the same language", [this] { c().setTargetLanguageIdentifier(u"en"_s); });
         row("no microphone", [this] { m->platform.permissions.isMicrophoneGranted = false; });
-        row("an invalid endpoint", [this] { c().setOpenAIEndpointString(u"my.example:8787/t"_qs); });
+        row("an invalid endpoint", [this] { c().setOpenAIEndpointString(u"my.example:8787/t"_s); });
         row("no endpoint", [this] { c().setOpenAIEndpointString({}); });
-        row("the default endpoint", [this] { c().setOpenAIEndpointString(u" "_qs + defaultEndpoint()); });
+        row("the default endpoint", [this] { c().setOpenAIEndpointString(u" "_s + defaultEndpoint()); });
     }
     void noConnectionIsOpenedForWhatTheHostedEngineIsNotAskedFor() {
         QFETCH(std::function<void()>, arrange);
@@ -165,29 +166,29 @@ private Q_SLOTS:
         c().hotKeyPressed();
         m->run();
         if (c().isRecording())
-            hear(u"hel"_qs);
+            hear(u"hel"_s);
         m->platform.queue.advance(300ms);
-        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
+        QCOMPARE(m->takeCalls(u"http"_s), QStringList());
     }
 
     void anUnsupportedPairOpensTheConnectionOfTheEngineThatWillBeAsked() {
-        c().setOpenAIEndpointString(u"https://my.example/t"_qs);
-        c().setTargetLanguageIdentifier(u"kk"_qs);
+        c().setOpenAIEndpointString(u"https://my.example/t"_s);
+        c().setTargetLanguageIdentifier(u"kk"_s);
         c().hotKeyPressed();
         m->run();
-        hear(u"hel"_qs);
-        QCOMPARE(m->takeCalls(u"http"_qs), prepared);
+        hear(u"hel"_s);
+        QCOMPARE(m->takeCalls(u"http"_s), prepared);
     }
 
     void nothingIsOpenedButByARecording() {
         useBackend();
         m->takeCalls();
-        c().setOpenAIEndpointString(u"https://other.example/t"_qs);
+        c().setOpenAIEndpointString(u"https://other.example/t"_s);
         c().swapLanguages();
         c().prepareTranslationModels();
         c().pasteLastTranslation();
         m->run();
-        QCOMPARE(m->takeCalls(u"http"_qs), QStringList());
+        QCOMPARE(m->takeCalls(u"http"_s), QStringList());
     }
 
     void aSecondPressWhileTheStartIsPendingIsIgnored() {
@@ -215,18 +216,18 @@ private Q_SLOTS:
         c().hotKeyReleased();
         m->run();
         QCOMPARE(m->takeCalls(), QStringList());
-        QCOMPARE(c().statusText(), u"Ready."_qs);
+        QCOMPARE(c().statusText(), u"Ready."_s);
     }
 
     void deniedPermissionFailsTheStartAndTheReleaseDoesNothing() {
         m->platform.permissions.isMicrophoneGranted = false;
         c().hotKeyPressed();
         m->run();
-        QCOMPARE(c().statusText(), u"Speech failed: Microphone permission was denied."_qs);
-        QCOMPARE(m->takeCalls(u"on"_qs), QStringList{attention});
+        QCOMPARE(c().statusText(), u"Speech failed: Microphone permission was denied."_s);
+        QCOMPARE(m->takeCalls(u"on"_s), QStringList{attention});
         c().hotKeyReleased();
         m->run();
-        QCOMPARE(c().statusText(), u"Speech failed: Microphone permission was denied."_qs);
+        QCOMPARE(c().statusText(), u"Speech failed: Microphone permission was denied."_s);
         QCOMPARE(m->takeCalls(), QStringList());
     }
 
@@ -234,64 +235,64 @@ private Q_SLOTS:
         m->platform.speech.isAvailable = false;
         c().hotKeyPressed();
         m->run();
-        QCOMPARE(c().statusText(), u"Speech failed: Speech recognizer is unavailable for en-US."_qs);
+        QCOMPARE(c().statusText(), u"Speech failed: Speech recognizer is unavailable for en-US."_s);
         c().hotKeyReleased();
         m->platform.speech.isAvailable = true;
-        m->dictate(u"hello"_qs);
-        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+        m->dictate(u"hello"_s);
+        QCOMPARE(c().statusText(), u"Inserted translation."_s);
     }
 
     void anEnginesOwnErrorIsShownAsItIs() {
-        m->platform.microphoneFake.startError = u"The device is in use."_qs;
+        m->platform.microphoneFake.startError = u"The device is in use."_s;
         c().hotKeyPressed();
         m->run();
-        QCOMPARE(c().statusText(), u"Speech failed: The device is in use."_qs);
+        QCOMPARE(c().statusText(), u"Speech failed: The device is in use."_s);
     }
 
     void aRecordingThatDiesEndsAsByAStopAndANotificationSaysWhy() {
         record();
-        m->platform.speech.deliver(u"hello"_qs);
+        m->platform.speech.deliver(u"hello"_s);
         m->run();
         m->takeCalls();
-        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_s);
         m->run();
         QCOMPARE(m->takeCalls(),
-                 (QStringList{u"onStateChanged recording=0 processing=0"_qs,
-                              u"onStateChanged recording=0 processing=1"_qs, u"microphone.stop"_qs,
-                              u"recognition.endAudio"_qs, u"notifications.show Dictation ended early"_qs}));
-        QCOMPARE(c().statusText(), u"Finishing transcription..."_qs);
-        m->platform.speech.deliverFinal(u"hello there"_qs);
+                 (QStringList{u"onStateChanged recording=0 processing=0"_s,
+                              u"onStateChanged recording=0 processing=1"_s, u"microphone.stop"_s,
+                              u"recognition.endAudio"_s, u"notifications.show Dictation ended early"_s}));
+        QCOMPARE(c().statusText(), u"Finishing transcription..."_s);
+        m->platform.speech.deliverFinal(u"hello there"_s);
         m->run();
-        QCOMPARE(c().transcriptText(), u"hello there"_qs);
-        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+        QCOMPARE(c().transcriptText(), u"hello there"_s);
+        QCOMPARE(c().statusText(), u"Inserted translation."_s);
     }
 
     void theNotificationSaysWhyAndWhatToDoButNothingThatWasSaid() {
         record();
-        m->platform.speech.deliver(u"secret"_qs);
-        m->platform.microphoneFake.die(u"The sound server went away."_qs);
+        m->platform.speech.deliver(u"secret"_s);
+        m->platform.microphoneFake.die(u"The sound server went away."_s);
         m->run();
-        m->platform.speech.deliverFinal(u"secret words"_qs);
+        m->platform.speech.deliverFinal(u"secret words"_s);
         m->run();
         QCOMPARE(
             m->platform.notificationsFake.shown,
             (std::vector<platform::Notification>{
-                {u"Dictation ended early"_qs, u"The sound server went away. What was heard before is kept. "
-                                              "Check the microphone, then dictate the rest."_qs}}));
+                {u"Dictation ended early"_s, u"The sound server went away. What was heard before is kept. "
+                                             "Check the microphone, then dictate the rest."_s}}));
     }
 
     void aRecordingThatDiesBeforeTheFirstWordEndsWithoutText() {
         record();
-        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_s);
         m->platform.queue.advance(1500ms);
-        QCOMPARE(c().statusText(), u"No speech recognized."_qs);
+        QCOMPARE(c().statusText(), u"No speech recognized."_s);
         QVERIFY(!c().isProcessing());
     }
 
     void aRecordingOfThePanelsButtonEndsByItsDeathToo() {
         c().toggleRecording();
         m->run();
-        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_s);
         m->run();
         QVERIFY(!c().isRecording());
         QCOMPARE(m->platform.notificationsFake.shown.size(), 1U);
@@ -299,26 +300,26 @@ private Q_SLOTS:
 
     void theReleaseAfterADeathDoesNothingAndTheNextDictationWorks() {
         record();
-        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_s);
         m->run();
-        m->platform.speech.deliverFinal(u"hello"_qs);
+        m->platform.speech.deliverFinal(u"hello"_s);
         m->run();
         m->takeCalls();
         c().hotKeyReleased();
         m->run();
         QCOMPARE(m->takeCalls(), QStringList());
-        m->dictate(u"again"_qs);
-        QCOMPARE(c().transcriptText(), u"again"_qs);
-        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+        m->dictate(u"again"_s);
+        QCOMPARE(c().transcriptText(), u"again"_s);
+        QCOMPARE(c().statusText(), u"Inserted translation."_s);
     }
 
     void aMicrophoneThatDiesTwiceEndsOneRecording() {
         record();
-        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
-        m->platform.microphoneFake.die(u"The sound server went away."_qs);
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_s);
+        m->platform.microphoneFake.die(u"The sound server went away."_s);
         m->run();
-        QCOMPARE(m->takeCalls(u"(notifications|microphone)"_qs),
-                 (QStringList{u"microphone.stop"_qs, u"notifications.show Dictation ended early"_qs}));
+        QCOMPARE(m->takeCalls(u"(notifications|microphone)"_s),
+                 (QStringList{u"microphone.stop"_s, u"notifications.show Dictation ended early"_s}));
     }
 
     void aDeathAfterTheReleaseIsNotTold_data() {
@@ -330,20 +331,20 @@ private Q_SLOTS:
         QFETCH(bool, isBefore);
         record();
         if (isBefore)
-            m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+            m->platform.microphoneFake.die(u"The microphone was disconnected."_s);
         c().hotKeyReleased();
-        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_s);
         m->run();
-        m->platform.speech.deliverFinal(u"hello"_qs);
+        m->platform.speech.deliverFinal(u"hello"_s);
         m->run();
         QCOMPARE(m->platform.notificationsFake.shown.size(), 0U);
-        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+        QCOMPARE(c().statusText(), u"Inserted translation."_s);
     }
 
     void aMicrophoneThatDiesWhileAStartAsksForPermissionHarmsNothing() {
         m->platform.permissions.replies = Replies::byHand;
         c().hotKeyPressed();
-        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_s);
         m->platform.permissions.speechRecognitionReplies.front()(true);
         m->run();
         m->platform.permissions.microphoneReplies.front()(true);
@@ -360,10 +361,10 @@ private Q_SLOTS:
         m->run();
         m->platform.permissions.microphoneReplies.front()(true);
         m->run();
-        m->platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m->platform.microphoneFake.die(u"The microphone was disconnected."_s);
         m->run();
-        QCOMPARE(m->takeCalls(u"(notifications|microphone)"_qs),
-                 (QStringList{u"microphone.capture frames=1024"_qs, u"microphone.stop"_qs}));
+        QCOMPARE(m->takeCalls(u"(notifications|microphone)"_s),
+                 (QStringList{u"microphone.capture frames=1024"_s, u"microphone.stop"_s}));
     }
 
     void hotKeyEventsAreIgnoredWhileAHotKeyIsCaptured() {
@@ -373,7 +374,7 @@ private Q_SLOTS:
         c().hotKeyReleased();
         m->run();
         QCOMPARE(m->takeCalls(), QStringList());
-        QCOMPARE(c().statusText(), u"Press a shortcut with Ctrl, Option, or Cmd."_qs);
+        QCOMPARE(c().statusText(), u"Press a shortcut with Ctrl, Option, or Cmd."_s);
     }
 
     void aReleaseWhileAHotKeyIsCapturedLeavesTheRecordingRunning() {
@@ -405,7 +406,7 @@ private Q_SLOTS:
         m->takeCalls();
         c().toggleRecording();
         QCOMPARE(m->takeCalls(), QStringList());
-        QCOMPARE(c().statusText(), u"Finishing transcription..."_qs);
+        QCOMPARE(c().statusText(), u"Finishing transcription..."_s);
     }
 
     void aRecordingStartedFromThePanelIsNotEndedByTheHotKey() {
@@ -421,13 +422,13 @@ private Q_SLOTS:
         c().hotKeyPressed();
         m->run();
         c().toggleRecording();
-        m->platform.speech.deliverFinal(u"hello"_qs);
+        m->platform.speech.deliverFinal(u"hello"_s);
         m->run();
         m->takeCalls();
         c().hotKeyReleased();
         m->run();
         QCOMPARE(m->takeCalls(), QStringList());
-        QCOMPARE(c().statusText(), u"Inserted translation."_qs);
+        QCOMPARE(c().statusText(), u"Inserted translation."_s);
     }
 
     void aPressWhileProcessingIsIgnoredAndSoIsItsRelease() {
@@ -442,24 +443,24 @@ private Q_SLOTS:
     }
 
     void blanksAreNoSpeech() {
-        m->dictate(u" \n\t "_qs);
-        QCOMPARE(c().statusText(), u"No speech recognized."_qs);
+        m->dictate(u" \n\t "_s);
+        QCOMPARE(c().statusText(), u"No speech recognized."_s);
         QCOMPARE(c().transcriptText(), QString());
-        QCOMPARE(m->takeCalls(u"on"_qs),
+        QCOMPARE(m->takeCalls(u"on"_s),
                  (QStringList{recordingOn, recordingOff, processingOn, processingOff, attention}));
     }
 
     void theShellHearsOfADictationBetweenItsTexts() {
-        const QStringList heard = textsThatTheShellFinds(u"hello"_qs);
-        QCOMPARE(heard, (QStringList{u"Requesting microphone and speech access..."_qs, u"Listening..."_qs,
-                                     u"Listening..."_qs, u"Inserted translation."_qs}));
+        const QStringList heard = textsThatTheShellFinds(u"hello"_s);
+        QCOMPARE(heard, (QStringList{u"Requesting microphone and speech access..."_s, u"Listening..."_s,
+                                     u"Listening..."_s, u"Inserted translation."_s}));
     }
 
     void theShellHearsThatProcessingEndedBeforeTheTextSaysThatNothingWasHeard() {
-        const QStringList heard = textsThatTheShellFinds(u" "_qs);
-        QCOMPARE(heard, (QStringList{u"Requesting microphone and speech access..."_qs, u"Listening..."_qs,
-                                     u"Listening..."_qs, u"Listening..."_qs,
-                                     u"attention: No speech recognized."_qs}));
+        const QStringList heard = textsThatTheShellFinds(u" "_s);
+        QCOMPARE(heard,
+                 (QStringList{u"Requesting microphone and speech access..."_s, u"Listening..."_s,
+                              u"Listening..."_s, u"Listening..."_s, u"attention: No speech recognized."_s}));
     }
 
     void theShellHearsOfAFailedStartAfterItsText() {
@@ -468,18 +469,18 @@ private Q_SLOTS:
         c().onNeedsAttention = [&] { heard += c().statusText(); };
         c().hotKeyPressed();
         m->run();
-        QCOMPARE(heard, QStringList{u"Speech failed: Microphone permission was denied."_qs});
+        QCOMPARE(heard, QStringList{u"Speech failed: Microphone permission was denied."_s});
     }
 
     void theShellHearsOfAFailedTranslationAfterItsText() {
-        m->platform.translation.translationError = u"The engine broke."_qs;
-        const QStringList heard = textsThatTheShellFinds(u"hello"_qs);
-        QCOMPARE(heard.last(2), (QStringList{u"attention: Translation failed: The engine broke."_qs,
-                                             u"Translation failed: The engine broke."_qs}));
+        m->platform.translation.translationError = u"The engine broke."_s;
+        const QStringList heard = textsThatTheShellFinds(u"hello"_s);
+        QCOMPARE(heard.last(2), (QStringList{u"attention: Translation failed: The engine broke."_s,
+                                             u"Translation failed: The engine broke."_s}));
     }
 
     void aStartClearsTheFormerTexts() {
-        m->dictate(u"hello"_qs);
+        m->dictate(u"hello"_s);
         c().hotKeyPressed();
         QCOMPARE(c().transcriptText(), QString());
         QCOMPARE(c().translatedText(), QString());
@@ -488,8 +489,8 @@ private Q_SLOTS:
     void missingTrustAtTheStartIsSaidAndOverwrittenAtOnce() {
         m->platform.keystrokesFake.isTrustGranted = false;
         c().hotKeyPressed();
-        QCOMPARE(m->takeStatuses(), (QStringList{u"Accessibility access is needed to paste."_qs,
-                                                 u"Requesting microphone and speech access..."_qs}));
+        QCOMPARE(m->takeStatuses(), (QStringList{u"Accessibility access is needed to paste."_s,
+                                                 u"Requesting microphone and speech access..."_s}));
         m->run();
         QVERIFY(c().isRecording());
     }
@@ -497,16 +498,16 @@ private Q_SLOTS:
     void anInterimTextSaysListening() {
         c().hotKeyPressed();
         m->run();
-        c().setStatusText(u"something else"_qs);
-        m->platform.speech.deliver(u"hel"_qs);
+        c().setStatusText(u"something else"_s);
+        m->platform.speech.deliver(u"hel"_s);
         m->run();
-        QCOMPARE(c().statusText(), u"Listening..."_qs);
+        QCOMPARE(c().statusText(), u"Listening..."_s);
     }
 
     void endingTheControllerAtEachSuspensionIsSafe_data() {
         QTest::addColumn<int>("suspension");
         for (int i = 0; i < 7; ++i)
-            QTest::newRow(qPrintable(u"suspension %1"_qs.arg(i))) << i;
+            QTest::newRow(qPrintable(u"suspension %1"_s.arg(i))) << i;
     }
     void endingTheControllerAtEachSuspensionIsSafe() {
         QFETCH(int, suspension);
@@ -517,9 +518,9 @@ private Q_SLOTS:
             [&] { m->platform.permissions.speechRecognitionReplies.front()(true); },
             [&] { m->platform.permissions.microphoneReplies.front()(true); },
             [&] { c().hotKeyReleased(); },
-            [&] { m->platform.speech.deliverFinal(u"hello"_qs); },
+            [&] { m->platform.speech.deliverFinal(u"hello"_s); },
             [&] { m->platform.translation.pendingPreparations.front().resume(true); },
-            [&] { m->platform.translation.pendingTranslations.front().resume(u"hola"_qs); }};
+            [&] { m->platform.translation.pendingTranslations.front().resume(u"hola"_s); }};
         for (int i = 0; i <= suspension; ++i) {
             steps[static_cast<size_t>(i)]();
             if (i < suspension)
@@ -533,7 +534,7 @@ private Q_SLOTS:
         m->platform.translation.pendingTranslations.clear();
         m->platform.queue.advance(5s);
         QVERIFY(m->platform.queue.isIdle());
-        QCOMPARE(m->takeCalls(u"pasteboard.write"_qs), QStringList());
+        QCOMPARE(m->takeCalls(u"pasteboard.write"_s), QStringList());
     }
 
     void aPermissionThatIsGivenAfterTheEndAsksForNothingMore() {
@@ -554,8 +555,8 @@ private:
         m->takeCalls();
     }
     void useBackend() {
-        c().setTranslationEngineIdentifier(u"openAINatural"_qs);
-        c().setOpenAIEndpointString(u"https://my.example/t"_qs);
+        c().setTranslationEngineIdentifier(u"openAINatural"_s);
+        c().setOpenAIEndpointString(u"https://my.example/t"_s);
     }
 
     void hear(const QString &interimText) {
@@ -567,7 +568,7 @@ private:
     QStringList textsThatTheShellFinds(const QString &spoken) {
         QStringList heard;
         c().onStateChanged = [&] { heard += c().statusText(); };
-        c().onNeedsAttention = [&] { heard += u"attention: "_qs + c().statusText(); };
+        c().onNeedsAttention = [&] { heard += u"attention: "_s + c().statusText(); };
         m->dictate(spoken);
         c().onStateChanged = nullptr;
         c().onNeedsAttention = nullptr;

@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using test::ControllerFixture;
@@ -10,7 +11,7 @@ using test::FakePlatform;
 
 namespace {
 
-const QString defaultEndpoint = u"https://translate.quillora.example/v1/translate"_qs;
+const QString defaultEndpoint = u"https://translate.quillora.example/v1/translate"_s;
 
 std::function<void(FakePlatform &)> stored(std::map<QString, QString> values) {
     return [values = std::move(values)](FakePlatform &platform) { platform.defaults.values = values; };
@@ -26,16 +27,16 @@ private Q_SLOTS:
         FakePlatform platform;
         const AppController controller;
         QCOMPARE(platform.log.calls(),
-                 (QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs,
-                              u"keychain.copyMatching com.local.Cobaltwhisk openAIClientToken"_qs,
-                              u"defaults.set openAIEndpointString="_qs + defaultEndpoint}));
-        QCOMPARE(controller.sourceLocaleIdentifier(), u"en-US"_qs);
-        QCOMPARE(controller.targetLanguageIdentifier(), u"ru"_qs);
-        QCOMPARE(controller.translationEngineIdentifier(), u"appleLocal"_qs);
+                 (QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_s,
+                              u"keychain.copyMatching com.local.Cobaltwhisk openAIClientToken"_s,
+                              u"defaults.set openAIEndpointString="_s + defaultEndpoint}));
+        QCOMPARE(controller.sourceLocaleIdentifier(), u"en-US"_s);
+        QCOMPARE(controller.targetLanguageIdentifier(), u"ru"_s);
+        QCOMPARE(controller.translationEngineIdentifier(), u"appleLocal"_s);
         QCOMPARE(controller.openAIEndpointString(), defaultEndpoint);
         QCOMPARE(controller.openAIClientToken(), QString());
         QCOMPARE(controller.hotKey(), AppHotKey::defaultValue);
-        QCOMPARE(controller.statusText(), u"Ready."_qs);
+        QCOMPARE(controller.statusText(), u"Ready."_s);
         QCOMPARE(controller.transcriptText(), QString());
         QCOMPARE(controller.translatedText(), QString());
         QVERIFY(!controller.isRecording());
@@ -45,139 +46,138 @@ private Q_SLOTS:
 
     void theSpokenLanguageIsMadeReadyAtTheStartAndAtEachChange() {
         const ControllerFixture f([](FakePlatform &platform) {
-            platform.speech.locales = {u"en-US"_qs, u"es-ES"_qs};
-            platform.defaults.values = {{u"sourceLocaleIdentifier"_qs, u"es-ES"_qs}};
+            platform.speech.locales = {u"en-US"_s, u"es-ES"_s};
+            platform.defaults.values = {{u"sourceLocaleIdentifier"_s, u"es-ES"_s}};
         });
-        f.controller->setSourceLocaleIdentifier(u"en-US"_qs);
-        QCOMPARE(f.platform.speech.prepared, (QStringList{u"es-ES"_qs, u"en-US"_qs}));
+        f.controller->setSourceLocaleIdentifier(u"en-US"_s);
+        QCOMPARE(f.platform.speech.prepared, (QStringList{u"es-ES"_s, u"en-US"_s}));
     }
 
     void storedSettingsAreTakenUp() {
         const ControllerFixture f([](FakePlatform &platform) {
-            platform.defaults.values = {{u"sourceLocaleIdentifier"_qs, u"es-ES"_qs},
-                                        {u"targetLanguageIdentifier"_qs, u"en"_qs},
-                                        {u"translationEngineIdentifier"_qs, u"openAINatural"_qs},
-                                        {u"openAIEndpointString"_qs, u"https://my.example/t"_qs},
-                                        {u"hotKey"_qs, u"40:256"_qs}};
-            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"secret", {}};
+            platform.defaults.values = {{u"sourceLocaleIdentifier"_s, u"es-ES"_s},
+                                        {u"targetLanguageIdentifier"_s, u"en"_s},
+                                        {u"translationEngineIdentifier"_s, u"openAINatural"_s},
+                                        {u"openAIEndpointString"_s, u"https://my.example/t"_s},
+                                        {u"hotKey"_s, u"40:256"_s}};
+            platform.keychainFake.items[{u"com.local.Quillora"_s, u"openAIClientToken"_s}] = {"secret", {}};
         });
-        QCOMPARE(f.controller->selectedSource().id, u"es-ES"_qs);
-        QCOMPARE(f.controller->selectedTarget().id, u"en"_qs);
+        QCOMPARE(f.controller->selectedSource().id, u"es-ES"_s);
+        QCOMPARE(f.controller->selectedTarget().id, u"en"_s);
         QCOMPARE(f.controller->selectedTranslationEngine(), TranslationEngine::openAINatural);
-        QCOMPARE(f.controller->openAIEndpointString(), u"https://my.example/t"_qs);
-        QCOMPARE(f.controller->openAIClientToken(), u"secret"_qs);
-        QCOMPARE(f.controller->hotKeyDisplayName(), u"Cmd K"_qs);
+        QCOMPARE(f.controller->openAIEndpointString(), u"https://my.example/t"_s);
+        QCOMPARE(f.controller->openAIClientToken(), u"secret"_s);
+        QCOMPARE(f.controller->hotKeyDisplayName(), u"Cmd K"_s);
     }
 
     void anUnknownStoredLanguageYieldsTheDefaultAndIsNotWrittenBack() {
-        const ControllerFixture f(stored(
-            {{u"sourceLocaleIdentifier"_qs, u"xx-XX"_qs}, {u"targetLanguageIdentifier"_qs, u"tlh"_qs}}));
-        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-US"_qs);
-        QCOMPARE(f.controller->targetLanguageIdentifier(), u"ru"_qs);
-        QCOMPARE(f.platform.defaults.values.at(u"sourceLocaleIdentifier"_qs), u"xx-XX"_qs);
-        QCOMPARE(f.platform.defaults.values.at(u"targetLanguageIdentifier"_qs), u"tlh"_qs);
+        const ControllerFixture f(
+            stored({{u"sourceLocaleIdentifier"_s, u"xx-XX"_s}, {u"targetLanguageIdentifier"_s, u"tlh"_s}}));
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-US"_s);
+        QCOMPARE(f.controller->targetLanguageIdentifier(), u"ru"_s);
+        QCOMPARE(f.platform.defaults.values.at(u"sourceLocaleIdentifier"_s), u"xx-XX"_s);
+        QCOMPARE(f.platform.defaults.values.at(u"targetLanguageIdentifier"_s), u"tlh"_s);
     }
 
     void endpointIsMigratedAtEveryStart_data() {
         QTest::addColumn<QString>("storedEndpoint");
         QTest::addColumn<QString>("migrated");
-        QTest::newRow("empty") << u""_qs << defaultEndpoint;
-        QTest::newRow("only blanks") << u" \t\n "_qs << defaultEndpoint;
-        QTest::newRow("the old local default") << u"http://127.0.0.1:8787/v1/translate"_qs << defaultEndpoint;
+        QTest::newRow("empty") << u""_s << defaultEndpoint;
+        QTest::newRow("only blanks") << u" \t\n "_s << defaultEndpoint;
+        QTest::newRow("the old local default") << u"http://127.0.0.1:8787/v1/translate"_s << defaultEndpoint;
         QTest::newRow("the old local default amid blanks")
-            << u"  http://127.0.0.1:8787/v1/translate\n"_qs << defaultEndpoint;
+            << u"  http://127.0.0.1:8787/v1/translate\n"_s << defaultEndpoint;
         QTest::newRow("the old local default with a slash more")
-            << u"http://127.0.0.1:8787/v1/translate/"_qs << u"http://127.0.0.1:8787/v1/translate/"_qs;
+            << u"http://127.0.0.1:8787/v1/translate/"_s << u"http://127.0.0.1:8787/v1/translate/"_s;
         QTest::newRow("the old local default over https")
-            << u"https://127.0.0.1:8787/v1/translate"_qs << u"https://127.0.0.1:8787/v1/translate"_qs;
-        QTest::newRow("a custom one amid blanks")
-            << u" https://my.example/t "_qs << u"https://my.example/t"_qs;
-        QTest::newRow("nonsense") << u"not a url"_qs << u"not a url"_qs;
+            << u"https://127.0.0.1:8787/v1/translate"_s << u"https://127.0.0.1:8787/v1/translate"_s;
+        QTest::newRow("a custom one amid blanks") << u" https://my.example/t "_s << u"https://my.example/t"_s;
+        QTest::newRow("nonsense") << u"not a url"_s << u"not a url"_s;
     }
     void endpointIsMigratedAtEveryStart() {
         QFETCH(QString, storedEndpoint);
         QFETCH(QString, migrated);
-        const ControllerFixture f(stored({{u"openAIEndpointString"_qs, storedEndpoint}}));
+        const ControllerFixture f(stored({{u"openAIEndpointString"_s, storedEndpoint}}));
         QCOMPARE(f.controller->openAIEndpointString(), migrated);
-        QCOMPARE(f.platform.defaults.values.at(u"openAIEndpointString"_qs), migrated);
+        QCOMPARE(f.platform.defaults.values.at(u"openAIEndpointString"_s), migrated);
     }
 
     void anUnreadableHotKeyFallsBackToTheDefault() {
-        const ControllerFixture f(stored({{u"hotKey"_qs, u"49"_qs}}));
+        const ControllerFixture f(stored({{u"hotKey"_s, u"49"_s}}));
         QCOMPARE(f.controller->hotKey(), AppHotKey::defaultValue);
-        QCOMPARE(f.platform.defaults.values.at(u"hotKey"_qs), u"49"_qs);
+        QCOMPARE(f.platform.defaults.values.at(u"hotKey"_s), u"49"_s);
     }
 
     void anUnknownEngineBehavesAsOnDeviceButStaysStored() {
-        ControllerFixture f(stored({{u"translationEngineIdentifier"_qs, u"wizardry"_qs}}));
-        QCOMPARE(f.controller->translationEngineIdentifier(), u"wizardry"_qs);
+        ControllerFixture f(stored({{u"translationEngineIdentifier"_s, u"wizardry"_s}}));
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"wizardry"_s);
         QCOMPARE(f.controller->selectedTranslationEngine(), TranslationEngine::appleLocal);
-        QCOMPARE(f.platform.defaults.values.at(u"translationEngineIdentifier"_qs), u"wizardry"_qs);
-        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
-        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
+        QCOMPARE(f.platform.defaults.values.at(u"translationEngineIdentifier"_s), u"wizardry"_s);
+        f.controller->setTargetLanguageIdentifier(u"kk"_s);
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_s);
     }
 
     void aStoredPairThatNeedsTheHostedEngineSwitchesAtStartUp() {
-        const ControllerFixture f(stored({{u"targetLanguageIdentifier"_qs, u"uz"_qs}}));
-        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
-        QCOMPARE(f.platform.defaults.values.at(u"translationEngineIdentifier"_qs), u"openAINatural"_qs);
-        QCOMPARE(f.controller->statusText(), u"Uzbek uses OpenAI Natural."_qs);
+        const ControllerFixture f(stored({{u"targetLanguageIdentifier"_s, u"uz"_s}}));
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_s);
+        QCOMPARE(f.platform.defaults.values.at(u"translationEngineIdentifier"_s), u"openAINatural"_s);
+        QCOMPARE(f.controller->statusText(), u"Uzbek uses OpenAI Natural."_s);
     }
 
     void choosingOnDeviceForAnUnsupportedPairFlipsBackAndSaysSo() {
-        ControllerFixture f(stored({{u"targetLanguageIdentifier"_qs, u"ky"_qs}}));
+        ControllerFixture f(stored({{u"targetLanguageIdentifier"_s, u"ky"_s}}));
         f.takeCalls();
-        f.controller->setTranslationEngineIdentifier(u"appleLocal"_qs);
-        QCOMPARE(f.takeCalls(), (QStringList{u"defaults.set translationEngineIdentifier=appleLocal"_qs,
-                                             u"defaults.set translationEngineIdentifier=openAINatural"_qs}));
-        QCOMPARE(f.controller->statusText(), u"Kyrgyz uses OpenAI Natural."_qs);
+        f.controller->setTranslationEngineIdentifier(u"appleLocal"_s);
+        QCOMPARE(f.takeCalls(), (QStringList{u"defaults.set translationEngineIdentifier=appleLocal"_s,
+                                             u"defaults.set translationEngineIdentifier=openAINatural"_s}));
+        QCOMPARE(f.controller->statusText(), u"Kyrgyz uses OpenAI Natural."_s);
     }
 
     void anUnsupportedSpokenLanguageNamesTheTarget() {
         ControllerFixture f;
-        f.controller->setSourceLocaleIdentifier(u"kk-KZ"_qs);
-        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
-        QCOMPARE(f.controller->statusText(), u"Russian uses OpenAI Natural."_qs);
+        f.controller->setSourceLocaleIdentifier(u"kk-KZ"_s);
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_s);
+        QCOMPARE(f.controller->statusText(), u"Russian uses OpenAI Natural."_s);
     }
 
     void theSwitchToTheHostedEngineIsOneWay() {
         ControllerFixture f;
-        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
-        f.controller->setTargetLanguageIdentifier(u"es"_qs);
-        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
+        f.controller->setTargetLanguageIdentifier(u"kk"_s);
+        f.controller->setTargetLanguageIdentifier(u"es"_s);
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_s);
         QCOMPARE(f.controller->effectiveTranslationEngine(), TranslationEngine::openAINatural);
     }
 
     void theSameLanguageNeedsNoSupport() {
         ControllerFixture f;
-        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
-        f.controller->setSourceLocaleIdentifier(u"kk-KZ"_qs);
+        f.controller->setTargetLanguageIdentifier(u"kk"_s);
+        f.controller->setSourceLocaleIdentifier(u"kk-KZ"_s);
         QVERIFY(f.controller->canUseAppleLocalForSelectedLanguagePair());
-        f.controller->setTranslationEngineIdentifier(u"appleLocal"_qs);
+        f.controller->setTranslationEngineIdentifier(u"appleLocal"_s);
         QCOMPARE(f.controller->effectiveTranslationEngine(), TranslationEngine::appleLocal);
     }
 
     void everyAssignmentIsPersistedAtOnce() {
         ControllerFixture f;
-        f.controller->setSourceLocaleIdentifier(u"es-ES"_qs);
-        f.controller->setTargetLanguageIdentifier(u"en"_qs);
-        f.controller->setTranslationEngineIdentifier(u"openAINatural"_qs);
-        f.controller->setOpenAIEndpointString(u"  https://my.example \n"_qs);
-        f.controller->setOpenAIEndpointString(u"  https://my.example \n"_qs);
+        f.controller->setSourceLocaleIdentifier(u"es-ES"_s);
+        f.controller->setTargetLanguageIdentifier(u"en"_s);
+        f.controller->setTranslationEngineIdentifier(u"openAINatural"_s);
+        f.controller->setOpenAIEndpointString(u"  https://my.example \n"_s);
+        f.controller->setOpenAIEndpointString(u"  https://my.example \n"_s);
         QCOMPARE(f.takeCalls(),
-                 (QStringList{u"defaults.set sourceLocaleIdentifier=es-ES"_qs,
-                              u"defaults.set targetLanguageIdentifier=en"_qs,
-                              u"defaults.set translationEngineIdentifier=openAINatural"_qs,
-                              u"defaults.set openAIEndpointString=  https://my.example \n"_qs,
-                              u"defaults.set openAIEndpointString=  https://my.example \n"_qs}));
+                 (QStringList{u"defaults.set sourceLocaleIdentifier=es-ES"_s,
+                              u"defaults.set targetLanguageIdentifier=en"_s,
+                              u"defaults.set translationEngineIdentifier=openAINatural"_s,
+                              u"defaults.set openAIEndpointString=  https://my.example \n"_s,
+                              u"defaults.set openAIEndpointString=  https://my.example \n"_s}));
     }
 
     void theTokenGoesToTheKeychainAndNowhereElse() {
         ControllerFixture f;
-        f.controller->setOpenAIClientToken(u" s3cret "_qs);
-        QCOMPARE(f.takeCalls(), (QStringList{u"keychain.update com.local.Quillora openAIClientToken"_qs,
-                                             u"keychain.add com.local.Quillora openAIClientToken"_qs}));
-        QCOMPARE(f.platform.keychainFake.items.at({u"com.local.Quillora"_qs, u"openAIClientToken"_qs}).data,
+        f.controller->setOpenAIClientToken(u" s3cret "_s);
+        QCOMPARE(f.takeCalls(), (QStringList{u"keychain.update com.local.Quillora openAIClientToken"_s,
+                                             u"keychain.add com.local.Quillora openAIClientToken"_s}));
+        QCOMPARE(f.platform.keychainFake.items.at({u"com.local.Quillora"_s, u"openAIClientToken"_s}).data,
                  std::optional<QByteArray>(" s3cret "));
         for (const auto &[key, value] : f.platform.defaults.values)
             QVERIFY(!value.contains(u"s3cret"));
@@ -186,37 +186,37 @@ private Q_SLOTS:
     void aBrokenKeychainReadsAsNoTokenAndLosesNothingTyped() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         QCOMPARE(f.controller->openAIClientToken(), QString());
-        f.controller->setOpenAIClientToken(u"typed"_qs);
-        QCOMPARE(f.controller->openAIClientToken(), u"typed"_qs);
+        f.controller->setOpenAIClientToken(u"typed"_s);
+        QCOMPARE(f.controller->openAIClientToken(), u"typed"_s);
     }
 
     void aKeychainThatIsUnlockedLaterIsReadAgain() {
         ControllerFixture f([](FakePlatform &platform) {
-            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"secret", {}};
+            platform.keychainFake.items[{u"com.local.Quillora"_s, u"openAIClientToken"_s}] = {"secret", {}};
             platform.keychainFake.isBroken = true;
         });
         QCOMPARE(f.controller->openAIClientToken(), QString());
         f.platform.keychainFake.isBroken = false;
         f.platform.keychainAvailabilityFake.becomeAvailable();
-        QCOMPARE(f.controller->openAIClientToken(), u"secret"_qs);
+        QCOMPARE(f.controller->openAIClientToken(), u"secret"_s);
     }
 
     void aTokenTypedWhileTheKeychainWasLockedIsStoredOnceItIsUnlocked() {
         ControllerFixture f([](FakePlatform &platform) {
-            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"old", {}};
+            platform.keychainFake.items[{u"com.local.Quillora"_s, u"openAIClientToken"_s}] = {"old", {}};
             platform.keychainFake.isBroken = true;
         });
-        f.controller->setOpenAIClientToken(u"typed"_qs);
+        f.controller->setOpenAIClientToken(u"typed"_s);
         f.platform.keychainFake.isBroken = false;
         f.platform.keychainAvailabilityFake.becomeAvailable();
-        QCOMPARE(f.controller->openAIClientToken(), u"typed"_qs);
-        QCOMPARE(f.platform.keychainFake.items.at({u"com.local.Quillora"_qs, u"openAIClientToken"_qs}).data,
+        QCOMPARE(f.controller->openAIClientToken(), u"typed"_s);
+        QCOMPARE(f.platform.keychainFake.items.at({u"com.local.Quillora"_s, u"openAIClientToken"_s}).data,
                  std::optional<QByteArray>("typed"));
     }
 
     void aTokenThatWasStoredLaterIsNotStoredAgain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->setOpenAIClientToken(u"typed"_qs);
+        f.controller->setOpenAIClientToken(u"typed"_s);
         f.platform.keychainFake.isBroken = false;
         f.platform.keychainAvailabilityFake.becomeAvailable();
         assertThatWhatIsStoredElsewhereIsRead(f);
@@ -224,7 +224,7 @@ private Q_SLOTS:
 
     void aTokenThatWasStoredAtOnceIsNotStoredAgain_data() {
         QTest::addColumn<QString>("token");
-        QTest::newRow("a new one") << u"typed"_qs;
+        QTest::newRow("a new one") << u"typed"_s;
         QTest::newRow("none any more") << QString();
     }
     void aTokenThatWasStoredAtOnceIsNotStoredAgain() {
@@ -236,7 +236,7 @@ private Q_SLOTS:
 
     void aTokenClearedWhileTheKeychainWasLockedIsDeletedOnceItIsUnlocked() {
         ControllerFixture f([](FakePlatform &platform) {
-            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"old", {}};
+            platform.keychainFake.items[{u"com.local.Quillora"_s, u"openAIClientToken"_s}] = {"old", {}};
         });
         f.platform.keychainFake.isBroken = true;
         f.controller->setOpenAIClientToken({});
@@ -248,9 +248,9 @@ private Q_SLOTS:
 
     void aTokenThatCouldNotBeDeletedIsDeletedLater() {
         ControllerFixture f([](FakePlatform &platform) {
-            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"old", {}};
+            platform.keychainFake.items[{u"com.local.Quillora"_s, u"openAIClientToken"_s}] = {"old", {}};
         });
-        f.platform.keychainFake.unremovableServices = {u"com.local.Quillora"_qs};
+        f.platform.keychainFake.unremovableServices = {u"com.local.Quillora"_s};
         f.controller->setOpenAIClientToken({});
         f.platform.keychainFake.unremovableServices.clear();
         f.platform.keychainAvailabilityFake.becomeAvailable();
@@ -260,42 +260,42 @@ private Q_SLOTS:
 
     void aKeychainThatAppearsEmptyTakesNothingAway() {
         ControllerFixture f([](FakePlatform &platform) {
-            platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"secret", {}};
+            platform.keychainFake.items[{u"com.local.Quillora"_s, u"openAIClientToken"_s}] = {"secret", {}};
         });
         f.platform.keychainFake.items.clear();
         f.platform.keychainAvailabilityFake.becomeAvailable();
-        QCOMPARE(f.controller->openAIClientToken(), u"secret"_qs);
+        QCOMPARE(f.controller->openAIClientToken(), u"secret"_s);
     }
 
     void aTokenTypedIntoThePanelAsksForTheLockedKeychainAfterAPause() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.platform.queue.advance(999ms);
-        f.controller->setOpenAIClientToken(u"to"_qs);
+        f.controller->setOpenAIClientToken(u"to"_s);
         f.platform.queue.advance(999ms);
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
         f.platform.queue.advance(1ms);
         QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
         f.platform.keychainAvailabilityFake.unlockWhenAsked();
-        QCOMPARE(f.platform.keychainFake.items.at({u"com.local.Quillora"_qs, u"openAIClientToken"_qs}).data,
+        QCOMPARE(f.platform.keychainFake.items.at({u"com.local.Quillora"_s, u"openAIClientToken"_s}).data,
                  std::optional<QByteArray>("to"));
     }
 
     void aDismissedKeychainIsAskedForAgainOnlyWhenThePanelIsOpenedAgain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.platform.queue.advance(1s);
         f.platform.keychainAvailabilityFake.dismissQuestion();
-        f.controller->setOpenAIClientToken(u"to"_qs);
+        f.controller->setOpenAIClientToken(u"to"_s);
         f.platform.queue.advance(1s);
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
-        QCOMPARE(f.controller->openAIClientToken(), u"to"_qs);
+        QCOMPARE(f.controller->openAIClientToken(), u"to"_s);
 
         f.controller->setPanelPresence(PanelPresence::closed);
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"tok"_qs);
+        f.controller->setOpenAIClientToken(u"tok"_s);
         f.platform.queue.advance(1s);
         QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
     }
@@ -303,27 +303,27 @@ private Q_SLOTS:
     void thePanelNeedsAttentionOnceTheUserHasAnsweredForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.platform.queue.advance(1s);
-        QCOMPARE(f.takeCalls(u"onNeedsAttention"_qs), QStringList());
+        QCOMPARE(f.takeCalls(u"onNeedsAttention"_s), QStringList());
         f.platform.keychainAvailabilityFake.dismissQuestion();
-        QCOMPARE(f.takeCalls(u"onNeedsAttention"_qs), QStringList{u"onNeedsAttention"_qs});
+        QCOMPARE(f.takeCalls(u"onNeedsAttention"_s), QStringList{u"onNeedsAttention"_s});
     }
 
     void aPanelThatWasLeftForTheKeychainsDialogStaysClosed() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.platform.queue.advance(1s);
         f.controller->setPanelPresence(PanelPresence::closed);
         f.platform.keychainAvailabilityFake.dismissQuestion();
-        QCOMPARE(f.takeCalls(u"onNeedsAttention"_qs), QStringList());
+        QCOMPARE(f.takeCalls(u"onNeedsAttention"_s), QStringList());
     }
 
     void aPanelThatClosesInThePauseAsksForNoKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.controller->setPanelPresence(PanelPresence::closed);
         f.platform.queue.advance(1s);
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
@@ -331,7 +331,7 @@ private Q_SLOTS:
 
     void withoutThePanelNoKeychainIsAskedFor() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.platform.queue.advance(1s);
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
     }
@@ -339,7 +339,7 @@ private Q_SLOTS:
     void whoeverLeavesThePanelInThePauseIsAskedForTheKeychainWhenHeComesBack() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.controller->setPanelPresence(PanelPresence::inBackground);
         f.platform.queue.advance(1s);
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
@@ -353,12 +353,12 @@ private Q_SLOTS:
     void aPanelThatIsLeftAndComeBackToIsStillTheSameOpening() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.platform.queue.advance(1s);
         f.controller->setPanelPresence(PanelPresence::inBackground);
         f.platform.keychainAvailabilityFake.dismissQuestion();
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"to"_qs);
+        f.controller->setOpenAIClientToken(u"to"_s);
         f.platform.queue.advance(1s);
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
     }
@@ -366,7 +366,7 @@ private Q_SLOTS:
     void aKeychainThatIsUnlockedInThePauseIsNotAskedFor() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.platform.keychainFake.isBroken = false;
         f.platform.keychainAvailabilityFake.becomeAvailable();
         f.platform.keychainFake.isBroken = true;
@@ -377,7 +377,7 @@ private Q_SLOTS:
     void aDictationInThePauseIsNotInterruptedForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.controller->hotKeyPressed();
         f.platform.run();
         QVERIFY(f.controller->isRecording());
@@ -389,7 +389,7 @@ private Q_SLOTS:
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.platform.permissions.replies = test::FakeSpeechPermissions::Replies::byHand;
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.controller->toggleRecording();
         f.platform.queue.advance(1s);
         QVERIFY(!f.controller->isRecording());
@@ -400,24 +400,24 @@ private Q_SLOTS:
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.platform.permissions.isSpeechRecognitionGranted = false;
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.controller->toggleRecording();
         f.platform.queue.advance(1s);
-        QCOMPARE(f.controller->statusText(), u"Speech failed: Speech recognition permission was denied."_qs);
+        QCOMPARE(f.controller->statusText(), u"Speech failed: Speech recognition permission was denied."_s);
         QVERIFY(f.platform.keychainAvailabilityFake.isAsking());
     }
 
     void theKeychainIsAskedForAfterTheDictationThatPutThatOff() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.controller->hotKeyPressed();
         f.platform.queue.advance(1s);
         f.controller->hotKeyReleased();
         f.platform.queue.advance(1s);
         QVERIFY(f.controller->isProcessing());
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
-        f.platform.speech.deliverFinal(u"hello"_qs);
+        f.platform.speech.deliverFinal(u"hello"_s);
         f.run();
         QVERIFY(!f.controller->isProcessing());
         f.platform.queue.advance(999ms); // its keystrokes are posted now
@@ -429,11 +429,11 @@ private Q_SLOTS:
     void noDictationHasTheKeychainAskedForTwiceInOneOpeningOfThePanel() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
-        f.dictate(u"hello"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
+        f.dictate(u"hello"_s);
         f.platform.queue.advance(1s);
         f.platform.keychainAvailabilityFake.dismissQuestion();
-        f.dictate(u"hello"_qs);
+        f.dictate(u"hello"_s);
         f.platform.queue.advance(1s);
         QVERIFY(!f.platform.keychainAvailabilityFake.isAsking());
     }
@@ -441,9 +441,9 @@ private Q_SLOTS:
     void thePreparationOfModelsIsNotInterruptedForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         f.platform.translation.replies = test::FakeTranslators::Replies::byHand;
-        f.controller->setTargetLanguageIdentifier(u"es"_qs);
+        f.controller->setTargetLanguageIdentifier(u"es"_s);
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.controller->prepareTranslationModels();
         f.platform.queue.advance(1s);
         QVERIFY(f.controller->isProcessing());
@@ -452,10 +452,10 @@ private Q_SLOTS:
 
     void theKeysOfAPasteAreNotTakenByTheQuestionForTheKeychain() {
         ControllerFixture f([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
-        f.controller->setTargetLanguageIdentifier(u"en"_qs);
-        f.dictate(u"hello"_qs);
+        f.controller->setTargetLanguageIdentifier(u"en"_s);
+        f.dictate(u"hello"_s);
         f.controller->setPanelPresence(PanelPresence::active);
-        f.controller->setOpenAIClientToken(u"t"_qs);
+        f.controller->setOpenAIClientToken(u"t"_s);
         f.platform.queue.advance(999ms);
         f.controller->pasteLastTranslation();
         f.platform.queue.advance(999ms);
@@ -473,12 +473,12 @@ private Q_SLOTS:
 
     void observersSeeEveryAssignment_data() {
         QTest::addColumn<QString>("value");
-        QTest::newRow("sourceLocaleIdentifier") << u"es-ES"_qs;
-        QTest::newRow("targetLanguageIdentifier") << u"es"_qs;
-        QTest::newRow("translationEngineIdentifier") << u"openAINatural"_qs;
-        QTest::newRow("openAIEndpointString") << u"https://my.example/t"_qs;
-        QTest::newRow("openAIClientToken") << u"secret"_qs;
-        QTest::newRow("statusText") << u"hello"_qs;
+        QTest::newRow("sourceLocaleIdentifier") << u"es-ES"_s;
+        QTest::newRow("targetLanguageIdentifier") << u"es"_s;
+        QTest::newRow("translationEngineIdentifier") << u"openAINatural"_s;
+        QTest::newRow("openAIEndpointString") << u"https://my.example/t"_s;
+        QTest::newRow("openAIClientToken") << u"secret"_s;
+        QTest::newRow("statusText") << u"hello"_s;
     }
     void observersSeeEveryAssignment() {
         QFETCH(QString, value);
@@ -502,7 +502,7 @@ private Q_SLOTS:
         f.run();
         QList<size_t> changes;
         test::onAnyChange(*f.controller, [&](size_t place) { changes += place; });
-        f.platform.speech.deliver(u"good"_qs);
+        f.platform.speech.deliver(u"good"_s);
         f.run();
         const auto &type = AppController::staticMetaObject;
         const auto placeOf = [&](const char *name) {
@@ -513,82 +513,80 @@ private Q_SLOTS:
 
     void settingAValueCallsTheShellForNothing() {
         ControllerFixture f;
-        f.controller->setSourceLocaleIdentifier(u"es-ES"_qs);
-        f.controller->setStatusText(u"hello"_qs);
-        QVERIFY(f.takeCalls(u"on"_qs).isEmpty());
+        f.controller->setSourceLocaleIdentifier(u"es-ES"_s);
+        f.controller->setStatusText(u"hello"_s);
+        QVERIFY(f.takeCalls(u"on"_s).isEmpty());
     }
 
     void anIdentifierThatIsNoOptionSelectsTheDefault() {
         ControllerFixture f;
-        f.controller->setSourceLocaleIdentifier(u"xx"_qs);
-        f.controller->setTargetLanguageIdentifier(u"xx"_qs);
-        QCOMPARE(f.controller->selectedSource().id, u"en-US"_qs);
-        QCOMPARE(f.controller->selectedTarget().id, u"ru"_qs);
+        f.controller->setSourceLocaleIdentifier(u"xx"_s);
+        f.controller->setTargetLanguageIdentifier(u"xx"_s);
+        QCOMPARE(f.controller->selectedSource().id, u"en-US"_s);
+        QCOMPARE(f.controller->selectedTarget().id, u"ru"_s);
     }
 
     void swappingExchangesThePair() {
         ControllerFixture f;
         QVERIFY(f.controller->canSwapLanguages());
         f.controller->swapLanguages();
-        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"ru-RU"_qs);
-        QCOMPARE(f.controller->targetLanguageIdentifier(), u"en"_qs);
-        QCOMPARE(f.controller->statusText(), u"Language pair updated."_qs);
-        QCOMPARE(f.takeCalls(), (QStringList{u"defaults.set sourceLocaleIdentifier=ru-RU"_qs,
-                                             u"defaults.set targetLanguageIdentifier=en"_qs}));
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"ru-RU"_s);
+        QCOMPARE(f.controller->targetLanguageIdentifier(), u"en"_s);
+        QCOMPARE(f.controller->statusText(), u"Language pair updated."_s);
+        QCOMPARE(f.takeCalls(), (QStringList{u"defaults.set sourceLocaleIdentifier=ru-RU"_s,
+                                             u"defaults.set targetLanguageIdentifier=en"_s}));
     }
 
     void ofSeveralLocalesOfALanguageSwappingPrefersTheUsualRegion() {
         // Names sort the locales, so that the ones of the usual regions come last.
         ControllerFixture f([](FakePlatform &platform) {
-            platform.speech.locales = {u"en-GB"_qs, u"es-AR"_qs, u"es-MX"_qs, u"es-US"_qs, u"ru-RU"_qs};
+            platform.speech.locales = {u"en-GB"_s, u"es-AR"_s, u"es-MX"_s, u"es-US"_s, u"ru-RU"_s};
         });
-        f.controller->setSourceLocaleIdentifier(u"ru-RU"_qs);
-        f.controller->setTargetLanguageIdentifier(u"es"_qs);
+        f.controller->setSourceLocaleIdentifier(u"ru-RU"_s);
+        f.controller->setTargetLanguageIdentifier(u"es"_s);
         f.controller->swapLanguages();
-        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"es-US"_qs);
-        QCOMPARE(f.controller->targetLanguageIdentifier(), u"ru"_qs);
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"es-US"_s);
+        QCOMPARE(f.controller->targetLanguageIdentifier(), u"ru"_s);
     }
 
     void withoutAUsualRegionSwappingTakesTheFirstLocaleOffered() {
-        ControllerFixture f([](FakePlatform &platform) {
-            platform.speech.locales = {u"ru-RU"_qs, u"en-GB"_qs, u"en-AU"_qs};
-        });
-        f.controller->setSourceLocaleIdentifier(u"ru-RU"_qs);
-        f.controller->setTargetLanguageIdentifier(u"en"_qs);
+        ControllerFixture f(
+            [](FakePlatform &platform) { platform.speech.locales = {u"ru-RU"_s, u"en-GB"_s, u"en-AU"_s}; });
+        f.controller->setSourceLocaleIdentifier(u"ru-RU"_s);
+        f.controller->setTargetLanguageIdentifier(u"en"_s);
         f.controller->swapLanguages();
-        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-AU"_qs);
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-AU"_s);
     }
 
     void swappingThereAndBackNeedNotBringBackTheLocale() {
-        ControllerFixture f([](FakePlatform &platform) {
-            platform.speech.locales = {u"en-US"_qs, u"en-GB"_qs, u"ru-RU"_qs};
-        });
-        f.controller->setSourceLocaleIdentifier(u"en-GB"_qs);
+        ControllerFixture f(
+            [](FakePlatform &platform) { platform.speech.locales = {u"en-US"_s, u"en-GB"_s, u"ru-RU"_s}; });
+        f.controller->setSourceLocaleIdentifier(u"en-GB"_s);
         f.controller->swapLanguages();
         f.controller->swapLanguages();
-        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-US"_qs);
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-US"_s);
     }
 
     void swappingWithATargetThatNobodySpeaksChangesNothing() {
         ControllerFixture f;
-        f.controller->setTargetLanguageIdentifier(u"nl"_qs);
-        f.controller->setStatusText(u"before"_qs);
+        f.controller->setTargetLanguageIdentifier(u"nl"_s);
+        f.controller->setStatusText(u"before"_s);
         f.takeCalls();
         QVERIFY(!f.controller->canSwapLanguages());
         f.controller->swapLanguages();
         QCOMPARE(f.takeCalls(), QStringList());
-        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-US"_qs);
-        QCOMPARE(f.controller->targetLanguageIdentifier(), u"nl"_qs);
-        QCOMPARE(f.controller->statusText(), u"before"_qs);
+        QCOMPARE(f.controller->sourceLocaleIdentifier(), u"en-US"_s);
+        QCOMPARE(f.controller->targetLanguageIdentifier(), u"nl"_s);
+        QCOMPARE(f.controller->statusText(), u"before"_s);
     }
 
     void swappingOverwritesTheEngineRulesText() {
         ControllerFixture f;
-        f.controller->setTargetLanguageIdentifier(u"kk"_qs);
-        QCOMPARE(f.controller->statusText(), u"Kazakh uses OpenAI Natural."_qs);
+        f.controller->setTargetLanguageIdentifier(u"kk"_s);
+        QCOMPARE(f.controller->statusText(), u"Kazakh uses OpenAI Natural."_s);
         f.controller->swapLanguages();
-        QCOMPARE(f.controller->statusText(), u"Language pair updated."_qs);
-        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_qs);
+        QCOMPARE(f.controller->statusText(), u"Language pair updated."_s);
+        QCOMPARE(f.controller->translationEngineIdentifier(), u"openAINatural"_s);
     }
 
     void swappingSaysSoOnceBothLanguagesAreChanged() {
@@ -599,15 +597,15 @@ private Q_SLOTS:
                      f.controller->targetLanguageIdentifier() + u' ' + f.controller->statusText();
         });
         f.controller->swapLanguages();
-        QCOMPARE(turns, (QStringList{u"ru-RU ru Ready."_qs, u"ru-RU en Ready."_qs,
-                                     u"ru-RU en Language pair updated."_qs}));
+        QCOMPARE(turns, (QStringList{u"ru-RU ru Ready."_s, u"ru-RU en Ready."_s,
+                                     u"ru-RU en Language pair updated."_s}));
     }
 
     void theFirstFrontmostApplicationIsRemembered() {
         ControllerFixture f;
-        f.platform.workspaceFake.frontmost = f.platform.workspaceFake.launch(u"Quillora"_qs);
-        f.dictate(u"hello"_qs);
-        QVERIFY(f.takeCalls().contains(u"activate editor"_qs));
+        f.platform.workspaceFake.frontmost = f.platform.workspaceFake.launch(u"Quillora"_s);
+        f.dictate(u"hello"_s);
+        QVERIFY(f.takeCalls().contains(u"activate editor"_s));
     }
 
     void destructionRemovesTheActivationObserver() {
@@ -620,13 +618,11 @@ private Q_SLOTS:
 private:
     /// Another program changes the token, and the keychain is noticed once more.
     static void assertThatWhatIsStoredElsewhereIsRead(ControllerFixture &f) {
-        f.platform.keychainFake.items[{u"com.local.Quillora"_qs, u"openAIClientToken"_qs}] = {"elsewhere",
-                                                                                              {}};
+        f.platform.keychainFake.items[{u"com.local.Quillora"_s, u"openAIClientToken"_s}] = {"elsewhere", {}};
         f.takeCalls();
         f.platform.keychainAvailabilityFake.becomeAvailable();
-        QCOMPARE(f.takeCalls(),
-                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs});
-        QCOMPARE(f.controller->openAIClientToken(), u"elsewhere"_qs);
+        QCOMPARE(f.takeCalls(), QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_s});
+        QCOMPARE(f.controller->openAIClientToken(), u"elsewhere"_s);
     }
 };
 

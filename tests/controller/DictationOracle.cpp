@@ -2,24 +2,25 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
 
-const QString service = u"com.local.Quillora"_qs;
-const QString legacyService = u"com.local.Cobaltwhisk"_qs;
-const QString defaultEndpoint = u"https://translate.quillora.example/v1/translate"_qs;
-const QString insertedTranslation = u"Inserted translation."_qs;
-const QString copiedTranslation = u"Copied translation. Enable Accessibility to auto-paste."_qs;
+const QString service = u"com.local.Quillora"_s;
+const QString legacyService = u"com.local.Cobaltwhisk"_s;
+const QString defaultEndpoint = u"https://translate.quillora.example/v1/translate"_s;
+const QString insertedTranslation = u"Inserted translation."_s;
+const QString copiedTranslation = u"Copied translation. Enable Accessibility to auto-paste."_s;
 
 /// What to do comes first where nobody answers.
-const QString advice = u"Enter your own Backend URL, or choose languages that Apple Local can translate. "_qs;
+const QString advice = u"Enter your own Backend URL, or choose languages that Apple Local can translate. "_s;
 
 /// The backend's own words, and what is said of its answer in the words of the translation client.
 bool isOfTheBackend(const QString &error) {
-    return error.isEmpty() || error == u"Who are you?"_qs ||
-           error.startsWith(u"OpenAI backend returned "_qs) ||
-           error.startsWith(u"Translation backend returned "_qs);
+    return error.isEmpty() || error == u"Who are you?"_s || error.startsWith(u"OpenAI backend returned "_s) ||
+           error.startsWith(u"Translation backend returned "_s);
 }
 
 struct Language {
@@ -29,15 +30,15 @@ struct Language {
 };
 
 /// The languages that this world can hear, and those that it is asked to write; the first is the default.
-const QList<Language> spokenLanguages{{u"en-US"_qs, u"English (United States)"_qs, u"en"_qs},
-                                      {u"ru-RU"_qs, u"Russian (Russia)"_qs, u"ru"_qs},
-                                      {u"kk-KZ"_qs, u"Kazakh (Kazakhstan)"_qs, u"kk"_qs},
-                                      {u"es-ES"_qs, u"Spanish (Spain)"_qs, u"es"_qs}};
-const QList<Language> targetLanguages{{u"ru"_qs, u"Russian"_qs, u"ru"_qs},
-                                      {u"en"_qs, u"English"_qs, u"en"_qs},
-                                      {u"kk"_qs, u"Kazakh"_qs, u"kk"_qs},
-                                      {u"es"_qs, u"Spanish"_qs, u"es"_qs},
-                                      {u"nl"_qs, u"Dutch"_qs, u"nl"_qs}};
+const QList<Language> spokenLanguages{{u"en-US"_s, u"English (United States)"_s, u"en"_s},
+                                      {u"ru-RU"_s, u"Russian (Russia)"_s, u"ru"_s},
+                                      {u"kk-KZ"_s, u"Kazakh (Kazakhstan)"_s, u"kk"_s},
+                                      {u"es-ES"_s, u"Spanish (Spain)"_s, u"es"_s}};
+const QList<Language> targetLanguages{{u"ru"_s, u"Russian"_s, u"ru"_s},
+                                      {u"en"_s, u"English"_s, u"en"_s},
+                                      {u"kk"_s, u"Kazakh"_s, u"kk"_s},
+                                      {u"es"_s, u"Spanish"_s, u"es"_s},
+                                      {u"nl"_s, u"Dutch"_s, u"nl"_s}};
 
 const Language *find(const QList<Language> &languages, QString Language::*member, const QString &value) {
     for (const auto &language : languages) {
@@ -53,17 +54,17 @@ const Language &chosen(const QList<Language> &languages, const QString &id) {
 }
 
 QString textOf(const QString &value) { return value; }
-QString textOf(bool value) { return value ? u"yes"_qs : u"no"_qs; }
+QString textOf(bool value) { return value ? u"yes"_s : u"no"_s; }
 QString textOf(const DictationOracle::HotKey &value) { return value.storageValue; }
 
 } // namespace
 
 const QList<DictationOracle::HotKey> &DictationOracle::hotKeys() {
-    static const QList<HotKey> keys{{u"49:6144"_qs, u"Ctrl Option Space"_qs},
-                                    {u"40:256"_qs, u"Cmd K"_qs},
-                                    {u"122:6656"_qs, u"Ctrl Option Shift F1"_qs},
-                                    {u"0:512"_qs, u"Shift A"_qs, false},
-                                    {u"53:0"_qs, u"Esc"_qs, false}};
+    static const QList<HotKey> keys{{u"49:6144"_s, u"Ctrl Option Space"_s},
+                                    {u"40:256"_s, u"Cmd K"_s},
+                                    {u"122:6656"_s, u"Ctrl Option Shift F1"_s},
+                                    {u"0:512"_s, u"Shift A"_s, false},
+                                    {u"53:0"_s, u"Esc"_s, false}};
     return keys;
 }
 
@@ -74,19 +75,19 @@ void DictationOracle::startUp() {
         const auto found = defaults.find(key);
         return found == defaults.end() ? QString() : found->second;
     };
-    source = chosen(spokenLanguages, stored(u"sourceLocaleIdentifier"_qs)).id;
-    target = chosen(targetLanguages, stored(u"targetLanguageIdentifier"_qs)).id;
-    engine = defaults.contains(u"translationEngineIdentifier"_qs) ? stored(u"translationEngineIdentifier"_qs)
-                                                                  : u"appleLocal"_qs;
-    endpoint = stored(u"openAIEndpointString"_qs).trimmed();
+    source = chosen(spokenLanguages, stored(u"sourceLocaleIdentifier"_s)).id;
+    target = chosen(targetLanguages, stored(u"targetLanguageIdentifier"_s)).id;
+    engine = defaults.contains(u"translationEngineIdentifier"_s) ? stored(u"translationEngineIdentifier"_s)
+                                                                 : u"appleLocal"_s;
+    endpoint = stored(u"openAIEndpointString"_s).trimmed();
     if (endpoint.isEmpty() || endpoint == u"http://127.0.0.1:8787/v1/translate")
         endpoint = defaultEndpoint;
-    token = storedSecret(u"openAIClientToken"_qs).value_or(QString());
+    token = storedSecret(u"openAIClientToken"_s).value_or(QString());
     for (const auto &known : hotKeys()) {
-        if (known.storageValue == stored(u"hotKey"_qs))
+        if (known.storageValue == stored(u"hotKey"_s))
             hotKey = known;
     }
-    store(u"openAIEndpointString"_qs, endpoint);
+    store(u"openAIEndpointString"_s, endpoint);
     enforceEngine();
     if (frontmost && !isOwn(*frontmost))
         m_lastExternal = frontmost;
@@ -113,35 +114,35 @@ void DictationOracle::publish(const char *property, T &value, const T &newValue)
 
 void DictationOracle::store(const QString &key, const QString &value) {
     defaults[key] = value;
-    log += u"defaults.set "_qs + key + u'=' + value;
+    log += u"defaults.set "_s + key + u'=' + value;
 }
 
 void DictationOracle::chooseSource(const QString &id) {
     publish("sourceLocaleIdentifier", source, id);
-    store(u"sourceLocaleIdentifier"_qs, id);
+    store(u"sourceLocaleIdentifier"_s, id);
     enforceEngine();
 }
 
 void DictationOracle::chooseTarget(const QString &id) {
     publish("targetLanguageIdentifier", target, id);
-    store(u"targetLanguageIdentifier"_qs, id);
+    store(u"targetLanguageIdentifier"_s, id);
     enforceEngine();
 }
 
 void DictationOracle::chooseEngine(const QString &id) {
     publish("translationEngineIdentifier", engine, id);
-    store(u"translationEngineIdentifier"_qs, id);
+    store(u"translationEngineIdentifier"_s, id);
     enforceEngine();
 }
 
 void DictationOracle::typeEndpoint(const QString &text) {
     publish("openAIEndpointString", endpoint, text);
-    store(u"openAIEndpointString"_qs, text);
+    store(u"openAIEndpointString"_s, text);
 }
 
 void DictationOracle::typeToken(const QString &text) {
     publish("openAIClientToken", token, text);
-    m_isTokenUnstored = !storeSecret(u"openAIClientToken"_qs, text);
+    m_isTokenUnstored = !storeSecret(u"openAIClientToken"_s, text);
 }
 
 bool DictationOracle::canTranslateHere() const {
@@ -153,8 +154,8 @@ bool DictationOracle::canTranslateHere() const {
 void DictationOracle::enforceEngine() {
     if (isHostedSelected() || canTranslateHere())
         return;
-    chooseEngine(u"openAINatural"_qs);
-    say(chosen(targetLanguages, target).name + u" uses OpenAI Natural."_qs);
+    chooseEngine(u"openAINatural"_s);
+    say(chosen(targetLanguages, target).name + u" uses OpenAI Natural."_s);
 }
 
 void DictationOracle::swap() {
@@ -164,7 +165,7 @@ void DictationOracle::swap() {
         return;
     chooseSource(heard->id);
     chooseTarget(formerSource);
-    say(u"Language pair updated."_qs);
+    say(u"Language pair updated."_s);
 }
 
 // The hotkey's events and its changes
@@ -210,32 +211,32 @@ void DictationOracle::startCapture() {
     if (isRecording || isProcessing)
         return;
     publish("isRecordingHotKey", isRecordingHotKey, true);
-    say(u"Press a shortcut with Ctrl, Option, or Cmd."_qs);
+    say(u"Press a shortcut with Ctrl, Option, or Cmd."_s);
 }
 
 void DictationOracle::cancelCapture() {
     publish("isRecordingHotKey", isRecordingHotKey, false);
-    say(u"Hotkey unchanged."_qs);
+    say(u"Hotkey unchanged."_s);
 }
 
-void DictationOracle::rejectHotKey() { say(u"Use Ctrl, Option, or Cmd with another key."_qs); }
+void DictationOracle::rejectHotKey() { say(u"Use Ctrl, Option, or Cmd with another key."_s); }
 
 void DictationOracle::setHotKey(const HotKey &newHotKey) {
     if (!newHotKey.isUsable)
         return rejectHotKey();
     if (hasRegistrar) {
-        log += u"onHotKeyChangeRequested "_qs + newHotKey.storageValue;
+        log += u"onHotKeyChangeRequested "_s + newHotKey.storageValue;
         if (refusesHotKeys) {
             publish("isRecordingHotKey", isRecordingHotKey, false);
-            say(u"Could not register "_qs + newHotKey.displayName + u'.');
+            say(u"Could not register "_s + newHotKey.displayName + u'.');
             needAttention();
             return;
         }
     }
     publish("hotKey", hotKey, newHotKey);
     publish("isRecordingHotKey", isRecordingHotKey, false);
-    store(u"hotKey"_qs, newHotKey.storageValue);
-    say(u"Hotkey updated to "_qs + newHotKey.displayName + u'.');
+    store(u"hotKey"_s, newHotKey.storageValue);
+    say(u"Hotkey updated to "_s + newHotKey.displayName + u'.');
 }
 
 // Recording
@@ -251,7 +252,7 @@ void DictationOracle::setProcessing(bool value) {
 }
 
 void DictationOracle::stateChanged() {
-    log += u"onStateChanged recording=%1 processing=%2"_qs.arg(isRecording).arg(isProcessing);
+    log += u"onStateChanged recording=%1 processing=%2"_s.arg(isRecording).arg(isProcessing);
 }
 
 void DictationOracle::startRecording(const Next &next) {
@@ -260,19 +261,19 @@ void DictationOracle::startRecording(const Next &next) {
     ++m_dictations;
     captureTarget();
     if (!isTrusted)
-        say(u"Accessibility access is needed to paste."_qs);
+        say(u"Accessibility access is needed to paste."_s);
     publish("transcriptText", transcript, QString());
     publish("translatedText", translated, QString());
-    say(u"Requesting microphone and speech access..."_qs);
+    say(u"Requesting microphone and speech access..."_s);
     serviceStart(
         chosen(spokenLanguages, source).id,
         [this, next] {
             setRecording(true);
-            say(u"Listening..."_qs);
+            say(u"Listening..."_s);
             next();
         },
         [this, next](const QString &error) {
-            say(u"Speech failed: "_qs + error);
+            say(u"Speech failed: "_s + error);
             needAttention();
             next();
         });
@@ -283,7 +284,7 @@ void DictationOracle::stopRecording(const Next &next) {
         return next();
     setRecording(false);
     setProcessing(true);
-    say(u"Finishing transcription..."_qs);
+    say(u"Finishing transcription..."_s);
     if (!transcript.trimmed().isEmpty())
         prepareHosted();
     serviceStop([this, next](const QString &text) {
@@ -291,7 +292,7 @@ void DictationOracle::stopRecording(const Next &next) {
         if (!transcript.isEmpty())
             return translateAndPaste(transcript, next);
         setProcessing(false);
-        say(u"No speech recognized."_qs);
+        say(u"No speech recognized."_s);
         needAttention();
         next();
     });
@@ -303,7 +304,7 @@ void DictationOracle::prepareHosted() {
     const QString url = endpoint.trimmed();
     const bool isSameLanguage = chosen(spokenLanguages, source).code == chosen(targetLanguages, target).id;
     if (!isSameLanguage && isHostedEffective() && url.contains(u"://") && url != defaultEndpoint)
-        log += u"http prepare "_qs + url;
+        log += u"http prepare "_s + url;
 }
 
 void DictationOracle::translate(const QString &text, const Done &done, const Failed &failed) {
@@ -319,14 +320,14 @@ void DictationOracle::translate(const QString &text, const Done &done, const Fai
         failed((url == defaultEndpoint && !isOfTheBackend(error) ? advice : QString()) + error);
     };
     if (!request.url.contains(u"://"))
-        return failed(u"OpenAI backend endpoint is invalid."_qs);
+        return failed(u"OpenAI backend endpoint is invalid."_s);
     const QString sentToken = token.trimmed();
     if (sentToken.contains(u'\n'))
         return failedHosted(
-            u"The subscription token holds a line break or another control character. Enter it again."_qs);
+            u"The subscription token holds a line break or another control character. Enter it again."_s);
     if (!sentToken.isEmpty())
-        request.authorization = u"Bearer "_qs + sentToken;
-    log += u"http POST "_qs + request.url;
+        request.authorization = u"Bearer "_s + sentToken;
+    log += u"http POST "_s + request.url;
     requests += request;
     hosted.push_back({done, failedHosted});
 }
@@ -338,22 +339,22 @@ void DictationOracle::translateAndPaste(const QString &text, const Next &next) {
     };
     if (chosen(spokenLanguages, source).code == chosen(targetLanguages, target).id) {
         publish("translatedText", translated, text);
-        say(u"Same language selected; pasting transcript."_qs);
-        pasteOrCopy(text, u"Inserted transcript."_qs,
-                    u"Copied transcript. Enable Accessibility to auto-paste."_qs);
+        say(u"Same language selected; pasting transcript."_s);
+        pasteOrCopy(text, u"Inserted transcript."_s,
+                    u"Copied transcript. Enable Accessibility to auto-paste."_s);
         return finish();
     }
-    say(isHostedEffective() ? u"Translating with OpenAI..."_qs : u"Translating locally..."_qs);
+    say(isHostedEffective() ? u"Translating with OpenAI..."_s : u"Translating locally..."_s);
     translate(
         text,
         [this, finish](const QString &result) {
             publish("translatedText", translated, result);
-            say(u"Pasting..."_qs);
+            say(u"Pasting..."_s);
             pasteOrCopy(result, insertedTranslation, copiedTranslation);
             finish();
         },
         [this, finish](const QString &error) {
-            say(u"Translation failed: "_qs + error);
+            say(u"Translation failed: "_s + error);
             needAttention();
             finish();
         });
@@ -366,7 +367,7 @@ void DictationOracle::pasteOrCopy(const QString &text, const QString &inserted, 
     requestAccessibility();
     if (!refusesWrites)
         return say(copied);
-    say(u"Not copied: only the window in front may copy here. Use \"Paste last translation\"."_qs);
+    say(u"Not copied: only the window in front may copy here. Use \"Paste last translation\"."_s);
     needAttention();
 }
 
@@ -401,14 +402,14 @@ void DictationOracle::requestAccessibility() {
     if (isTrusted)
         return;
     if (m_didPrompt)
-        return say(u"Accessibility access is still not active."_qs);
+        return say(u"Accessibility access is still not active."_s);
     m_didPrompt = true;
-    log += u"keystrokes.prompt"_qs;
+    log += u"keystrokes.prompt"_s;
 }
 
 void DictationOracle::refreshAccessibility() {
     if (!isTrusted)
-        say(u"Accessibility access is needed to paste."_qs);
+        say(u"Accessibility access is needed to paste."_s);
 }
 
 void DictationOracle::prepareModels() {
@@ -417,20 +418,20 @@ void DictationOracle::prepareModels() {
     const Language &from = chosen(spokenLanguages, source);
     const Language &to = chosen(targetLanguages, target);
     if (isHostedSelected())
-        return say(u"OpenAI Natural uses your backend; no local model download needed."_qs);
+        return say(u"OpenAI Natural uses your backend; no local model download needed."_s);
     // That a selected on-device engine cannot serve the pair never lasts until somebody asks.
     if (from.code == to.id)
-        return say(u"Same language selected; no translation model needed."_qs);
+        return say(u"Same language selected; no translation model needed."_s);
     setProcessing(true);
-    say(u"Preparing translation models..."_qs);
+    say(u"Preparing translation models..."_s);
     bridge(
         std::nullopt,
         [this](const QString &) {
-            say(u"Translation models are ready."_qs);
+            say(u"Translation models are ready."_s);
             setProcessing(false);
         },
         [this](const QString &error) {
-            say(u"Translation setup failed: "_qs + error);
+            say(u"Translation setup failed: "_s + error);
             needAttention();
             setProcessing(false);
         });
@@ -441,7 +442,7 @@ void DictationOracle::prepareModels() {
 bool DictationOracle::paste(const QString &text) {
     if (!isTrusted)
         return false;
-    log += u"pasteboard.save"_qs;
+    log += u"pasteboard.save"_s;
     auto saved = pasteboard;
     for (auto &item : saved)
         item.removeIf([](const QString &value) { return value.startsWith(u"unreadable"); });
@@ -449,7 +450,7 @@ bool DictationOracle::paste(const QString &text) {
         saved.clear();
     const bool isOurs = copy(text);
     if (m_pasteTarget) {
-        log += u"activate "_qs + m_pasteTarget->name;
+        log += u"activate "_s + m_pasteTarget->name;
         if (!m_pasteTarget->hasEnded && !refusesActivation)
             bringToFront(m_pasteTarget);
     }
@@ -459,20 +460,20 @@ bool DictationOracle::paste(const QString &text) {
         if (isGiven)
             pressPasteKeys();
         after(800, [this, saved] {
-            log += u"pasteboard.restore "_qs + QString::number(saved.size());
+            log += u"pasteboard.restore "_s + QString::number(saved.size());
             pasteboard = saved;
             --pendingRestores;
         });
         if (isGiven || !m_isObserved || m_dictations != dictation)
             return;
-        say(u"Not inserted: the clipboard was taken."_qs);
+        say(u"Not inserted: the clipboard was taken."_s);
         needAttention();
     });
     return true;
 }
 
 QString DictationOracle::plainText() const {
-    static const QString type = u"text/plain;charset=utf-8"_qs;
+    static const QString type = u"text/plain;charset=utf-8"_s;
     for (const QStringList &item : pasteboard) {
         for (const QString &value : item) {
             if (value.startsWith(type + u'~'))
@@ -483,22 +484,22 @@ QString DictationOracle::plainText() const {
 }
 
 bool DictationOracle::copy(const QString &text) {
-    log += u"pasteboard.write "_qs + text;
+    log += u"pasteboard.write "_s + text;
     if (refusesWrites)
         return false;
-    pasteboard = {{u"text/plain;charset=utf-8~"_qs + text}};
+    pasteboard = {{u"text/plain;charset=utf-8~"_s + text}};
     return true;
 }
 
 void DictationOracle::pressPasteKeys() {
     if (!refusesChords && isTrusted)
-        log += u"keystrokes.paste"_qs;
+        log += u"keystrokes.paste"_s;
 }
 
 // The keychain
 
 std::optional<QString> DictationOracle::lookUp(const QString &ofService, const QString &account) {
-    log += u"keychain.copyMatching "_qs + ofService + u' ' + account;
+    log += u"keychain.copyMatching "_s + ofService + u' ' + account;
     const auto found = keychain.find({ofService, account});
     if (isKeychainBroken || found == keychain.end() || found->second == "\xff")
         return {};
@@ -517,13 +518,13 @@ std::optional<QString> DictationOracle::storedSecret(const QString &account) {
 bool DictationOracle::storeSecret(const QString &account, const QString &value) {
     if (value.isEmpty()) {
         for (const QString &each : {service, legacyService}) {
-            log += u"keychain.remove "_qs + each + u' ' + account;
+            log += u"keychain.remove "_s + each + u' ' + account;
             if (!isKeychainBroken)
                 keychain.erase({each, account});
         }
         return !isKeychainBroken;
     }
-    log += u"keychain.update "_qs + service + u' ' + account;
+    log += u"keychain.update "_s + service + u' ' + account;
     if (isKeychainBroken)
         return false;
     const auto found = keychain.find({service, account});
@@ -531,35 +532,35 @@ bool DictationOracle::storeSecret(const QString &account, const QString &value) 
         found->second = value.toUtf8();
         return true;
     }
-    log += u"keychain.add "_qs + service + u' ' + account;
+    log += u"keychain.add "_s + service + u' ' + account;
     if (!keychainRefusesAdditions)
         keychain[{service, account}] = value.toUtf8();
     return !keychainRefusesAdditions;
 }
 
 QString DictationOracle::deviceIdentifier() {
-    const QString account = u"deviceIdentifier"_qs;
+    const QString account = u"deviceIdentifier"_s;
     if (const auto stored = storedSecret(account); stored && !stored->isEmpty())
         return *stored;
-    const QString fresh = u"fresh %1"_qs.arg(++m_freshIdentifiers);
+    const QString fresh = u"fresh %1"_s.arg(++m_freshIdentifiers);
     storeSecret(account, fresh);
     return fresh;
 }
 
 void DictationOracle::keychainBecameAvailable() {
     if (m_isTokenUnstored)
-        m_isTokenUnstored = !storeSecret(u"openAIClientToken"_qs, token);
-    else if (const auto stored = storedSecret(u"openAIClientToken"_qs))
+        m_isTokenUnstored = !storeSecret(u"openAIClientToken"_s, token);
+    else if (const auto stored = storedSecret(u"openAIClientToken"_s))
         publish("openAIClientToken", token, *stored);
 }
 
 // The speech service
 
 void DictationOracle::serviceStart(const QString &locale, const Next &next, const Failed &failed) {
-    log += u"permissions.requestSpeechRecognition"_qs;
+    log += u"permissions.requestSpeechRecognition"_s;
     authorizations.push_back(
         {[this, locale, next, failed] {
-             log += u"permissions.requestMicrophone"_qs;
+             log += u"permissions.requestMicrophone"_s;
              microphones.push_back(
                  {[this, locale, next, failed] { serviceBegin(locale, next, failed); }, failed});
          },
@@ -568,19 +569,19 @@ void DictationOracle::serviceStart(const QString &locale, const Next &next, cons
 
 void DictationOracle::serviceBegin(const QString &locale, const Next &next, const Failed &failed) {
     serviceCleanup(true);
-    log += u"recognizers.makeRecognizer "_qs + locale;
+    log += u"recognizers.makeRecognizer "_s + locale;
     if (!canMakeRecognizer)
-        return failed(u"Speech recognizer does not support "_qs + locale + u'.');
+        return failed(u"Speech recognizer does not support "_s + locale + u'.');
     if (!isRecognizerAvailable)
-        return failed(u"Speech recognizer is unavailable for "_qs + locale + u'.');
+        return failed(u"Speech recognizer is unavailable for "_s + locale + u'.');
     m_lastTranscript.clear();
     if (!hasChannels)
-        return failed(u"No microphone input format is available."_qs);
-    log += u"recognizer.recognize"_qs;
+        return failed(u"No microphone input format is available."_s);
+    log += u"recognizer.recognize"_s;
     m_hasRecognition = true;
-    log += u"microphone.capture frames=1024"_qs;
+    log += u"microphone.capture frames=1024"_s;
     if (!canCapture)
-        return failed(u"The device is in use."_qs);
+        return failed(u"The device is in use."_s);
     m_capture = std::make_shared<bool>(false);
     m_serviceRuns = true;
     next();
@@ -588,7 +589,7 @@ void DictationOracle::serviceBegin(const QString &locale, const Next &next, cons
 
 void DictationOracle::endCapture() {
     if (std::exchange(m_capture, nullptr))
-        log += u"microphone.stop"_qs;
+        log += u"microphone.stop"_s;
 }
 
 void DictationOracle::captureDies() {
@@ -598,7 +599,7 @@ void DictationOracle::captureDies() {
         if (capture.expired())
             return;
         stopRecording([] {});
-        log += u"notifications.show Dictation ended early"_qs;
+        log += u"notifications.show Dictation ended early"_s;
     });
 }
 
@@ -609,7 +610,7 @@ void DictationOracle::serviceStop(const Done &next) {
     endCapture();
     m_finalWaiter = next;
     if (m_hasRecognition)
-        log += u"recognition.endAudio"_qs;
+        log += u"recognition.endAudio"_s;
     m_timeout = after(1500, [this] { post([this] { serviceFinish(true); }); });
 }
 
@@ -625,7 +626,7 @@ void DictationOracle::serviceFinish(bool cancels) {
 void DictationOracle::serviceCleanup(bool cancels) {
     endCapture();
     if (cancels && m_hasRecognition)
-        log += u"recognition.cancel"_qs;
+        log += u"recognition.cancel"_s;
     m_hasRecognition = false;
     if (m_timeout)
         *std::exchange(m_timeout, nullptr) = true;
@@ -637,7 +638,7 @@ void DictationOracle::deliver(const std::optional<QString> &text, bool isFinal, 
             m_lastTranscript = *text;
             const bool isFirstWord = transcript.trimmed().isEmpty() && !text->trimmed().isEmpty();
             publish("transcriptText", transcript, *text);
-            say(u"Listening..."_qs);
+            say(u"Listening..."_s);
             if (isFirstWord)
                 prepareHosted();
             if (isFinal)
@@ -652,9 +653,9 @@ void DictationOracle::deliver(const std::optional<QString> &text, bool isFinal, 
 
 void DictationOracle::bridge(const std::optional<QString> &text, const Done &done, const Failed &failed) {
     if (m_job)
-        return failed(u"A translation is already running."_qs);
+        return failed(u"A translation is already running."_s);
     m_job = std::make_shared<Job>(Job{text, done, failed});
-    log += u"translation.session "_qs + chosen(spokenLanguages, source).code + u'>' +
+    log += u"translation.session "_s + chosen(spokenLanguages, source).code + u'>' +
            chosen(targetLanguages, target).id;
     post([this] { performJob(); });
 }
@@ -671,11 +672,11 @@ void DictationOracle::performJob() {
         post([job, text] { job->done(text); });
         m_job.reset();
     };
-    log += u"session.prepare"_qs;
+    log += u"session.prepare"_s;
     preparations.push_back({[this, job, done, failed] {
                                 if (!job->text)
                                     return done({});
-                                log += u"session.translate "_qs + *job->text;
+                                log += u"session.translate "_s + *job->text;
                                 translations.push_back({done, failed});
                             },
                             failed});

@@ -15,6 +15,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// What a dictation must do, step by step, written without a coroutine, an object of the product or a fake:
 /// every operation takes what comes after it as a function. The walk compares it with the real thing.
 class DictationOracle {
@@ -54,7 +56,7 @@ public:
     bool refusesActivation = false;
     bool refusesHotKeys = false;
     bool hasRegistrar = true; ///< somebody registers hotkeys
-    std::optional<QString> ownIdentifier = u"Quillora"_qs;
+    std::optional<QString> ownIdentifier = u"Quillora"_s;
     ApplicationHandle frontmost;
     std::map<QString, QString> defaults;
     std::map<KeychainKey, QByteArray> keychain;
@@ -69,7 +71,7 @@ public:
     QString token;
     bool isRecording = false;
     bool isProcessing = false;
-    QString status = u"Ready."_qs;
+    QString status = u"Ready."_s;
     QString transcript;
     QString translated;
     HotKey hotKey = hotKeys().first();
@@ -159,11 +161,11 @@ private:
     void setRecording(bool value);
     void setProcessing(bool value);
     void stateChanged();
-    void needAttention() { log += u"onNeedsAttention"_qs; }
+    void needAttention() { log += u"onNeedsAttention"_s; }
     void store(const QString &key, const QString &value);
 
     bool canTranslateHere() const;
-    bool isHostedSelected() const { return engine == u"openAINatural"_qs; }
+    bool isHostedSelected() const { return engine == u"openAINatural"_s; }
     bool isHostedEffective() const { return isHostedSelected() || !canTranslateHere(); }
     void enforceEngine();
 

@@ -14,6 +14,7 @@
 #include <array>
 #include <span>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 
@@ -48,7 +49,7 @@ const Fault faults[] = {
     {"sound server",
      [](auto &p, auto &o, bool is) {
          o.canCapture = !is;
-         p.microphoneFake.startError = is ? std::optional(u"The device is in use."_qs) : std::nullopt;
+         p.microphoneFake.startError = is ? std::optional(u"The device is in use."_s) : std::nullopt;
      }},
     {"adding to the keychain",
      [](auto &p, auto &o, bool is) { p.keychainFake.refusesAdditions = o.keychainRefusesAdditions = is; }},
@@ -90,56 +91,56 @@ constexpr HostedAnswer hostedAnswers[] = {
 /// What the walk is worthless without: texts and calls that it must have met. Each comes up 17 times or more
 /// in a run of the usual length, so that none is missed by chance.
 const QString mustBeMet[] = {
-    u"statusText=Accessibility access is needed to paste."_qs,
-    u"statusText=Accessibility access is still not active."_qs,
-    u"statusText=Copied transcript. Enable Accessibility to auto-paste."_qs,
-    u"statusText=Copied translation. Enable Accessibility to auto-paste."_qs,
-    u"statusText=Could not register Cmd K."_qs,
-    u"statusText=Finishing transcription..."_qs,
-    u"statusText=Hotkey unchanged."_qs,
-    u"statusText=Hotkey updated to Cmd K."_qs,
-    u"statusText=Inserted transcript."_qs,
-    u"statusText=Inserted translation."_qs,
-    u"statusText=Kazakh uses OpenAI Natural."_qs,
-    u"statusText=Language pair updated."_qs,
-    u"statusText=Listening..."_qs,
-    u"statusText=No speech recognized."_qs,
-    u"statusText=Not inserted: the clipboard was taken."_qs,
-    u"statusText=OpenAI Natural uses your backend; no local model download needed."_qs,
-    u"statusText=Pasting..."_qs,
-    u"statusText=Preparing translation models..."_qs,
-    u"statusText=Press a shortcut with Ctrl, Option, or Cmd."_qs,
-    u"statusText=Requesting microphone and speech access..."_qs,
-    u"statusText=Same language selected; no translation model needed."_qs,
-    u"statusText=Same language selected; pasting transcript."_qs,
-    u"statusText=Speech failed: Microphone permission was denied."_qs,
-    u"statusText=Speech failed: No microphone input format is available."_qs,
-    u"statusText=Speech failed: Speech recognition permission was denied."_qs,
-    u"statusText=Speech failed: Speech recognizer does not support en-US."_qs,
-    u"statusText=Speech failed: Speech recognizer is unavailable for en-US."_qs,
-    u"statusText=Speech failed: The device is in use."_qs,
-    u"statusText=Speech failed: The operation was abandoned."_qs,
-    u"statusText=Translating locally..."_qs,
-    u"statusText=Translating with OpenAI..."_qs,
-    u"statusText=Translation failed: A translation is already running."_qs,
-    u"statusText=Translation failed: Connection refused."_qs,
+    u"statusText=Accessibility access is needed to paste."_s,
+    u"statusText=Accessibility access is still not active."_s,
+    u"statusText=Copied transcript. Enable Accessibility to auto-paste."_s,
+    u"statusText=Copied translation. Enable Accessibility to auto-paste."_s,
+    u"statusText=Could not register Cmd K."_s,
+    u"statusText=Finishing transcription..."_s,
+    u"statusText=Hotkey unchanged."_s,
+    u"statusText=Hotkey updated to Cmd K."_s,
+    u"statusText=Inserted transcript."_s,
+    u"statusText=Inserted translation."_s,
+    u"statusText=Kazakh uses OpenAI Natural."_s,
+    u"statusText=Language pair updated."_s,
+    u"statusText=Listening..."_s,
+    u"statusText=No speech recognized."_s,
+    u"statusText=Not inserted: the clipboard was taken."_s,
+    u"statusText=OpenAI Natural uses your backend; no local model download needed."_s,
+    u"statusText=Pasting..."_s,
+    u"statusText=Preparing translation models..."_s,
+    u"statusText=Press a shortcut with Ctrl, Option, or Cmd."_s,
+    u"statusText=Requesting microphone and speech access..."_s,
+    u"statusText=Same language selected; no translation model needed."_s,
+    u"statusText=Same language selected; pasting transcript."_s,
+    u"statusText=Speech failed: Microphone permission was denied."_s,
+    u"statusText=Speech failed: No microphone input format is available."_s,
+    u"statusText=Speech failed: Speech recognition permission was denied."_s,
+    u"statusText=Speech failed: Speech recognizer does not support en-US."_s,
+    u"statusText=Speech failed: Speech recognizer is unavailable for en-US."_s,
+    u"statusText=Speech failed: The device is in use."_s,
+    u"statusText=Speech failed: The operation was abandoned."_s,
+    u"statusText=Translating locally..."_s,
+    u"statusText=Translating with OpenAI..."_s,
+    u"statusText=Translation failed: A translation is already running."_s,
+    u"statusText=Translation failed: Connection refused."_s,
     u"statusText=Translation failed: Enter your own Backend URL, or choose languages that Apple Local can "
-    u"translate. Connection refused."_qs,
-    u"statusText=Translation failed: OpenAI backend endpoint is invalid."_qs,
-    u"statusText=Translation failed: The engine broke."_qs,
-    u"statusText=Translation failed: The operation was abandoned."_qs,
+    u"translate. Connection refused."_s,
+    u"statusText=Translation failed: OpenAI backend endpoint is invalid."_s,
+    u"statusText=Translation failed: The engine broke."_s,
+    u"statusText=Translation failed: The operation was abandoned."_s,
     u"statusText=Translation failed: "
-    "The subscription token holds a line break or another control character. Enter it again."_qs,
-    u"statusText=Translation models are ready."_qs,
-    u"statusText=Translation setup failed: No model."_qs,
-    u"statusText=Use Ctrl, Option, or Cmd with another key."_qs,
-    u"activate nameless"_qs,
-    u"http prepare https://my.example/t"_qs,
-    u"pasteboard.restore 2"_qs,
-    u"keychain.add com.local.Quillora deviceIdentifier"_qs,
-    u"keychain.remove com.local.Cobaltwhisk openAIClientToken"_qs,
-    u"keystrokes.prompt"_qs,
-    u"notifications.show Dictation ended early"_qs,
+    "The subscription token holds a line break or another control character. Enter it again."_s,
+    u"statusText=Translation models are ready."_s,
+    u"statusText=Translation setup failed: No model."_s,
+    u"statusText=Use Ctrl, Option, or Cmd with another key."_s,
+    u"activate nameless"_s,
+    u"http prepare https://my.example/t"_s,
+    u"pasteboard.restore 2"_s,
+    u"keychain.add com.local.Quillora deviceIdentifier"_s,
+    u"keychain.remove com.local.Cobaltwhisk openAIClientToken"_s,
+    u"keystrokes.prompt"_s,
+    u"notifications.show Dictation ended early"_s,
 };
 
 QStringList rendered(const PasteboardItem &item) {
@@ -161,7 +162,7 @@ PasteboardItem pasteboardItem(const QStringList &data, const QStringList &string
     for (const QString &type : data)
         item.setData("bytes of " + type.toUtf8(), type);
     for (const QString &type : strings)
-        item.setString(u"text of "_qs + type, type);
+        item.setString(u"text of "_s + type, type);
     return item;
 }
 
@@ -172,12 +173,12 @@ public:
         m_platform.permissions.replies = FakeSpeechPermissions::Replies::byHand;
         m_platform.translation.replies = FakeTranslators::Replies::byHand;
         m_platform.http.repliesByHand = true;
-        m_platform.speech.locales = {u"en-US"_qs, u"es-ES"_qs, u"ru-RU"_qs, u"kk-KZ"_qs, u"sv-SE"_qs};
-        m_platform.pasteboardFake.unreadableTypes = {u"unreadable"_qs};
-        for (const auto &[name, identifier] : {std::pair(u"editor"_qs, std::optional(u"editor"_qs)),
-                                               {u"browser"_qs, u"browser"_qs},
-                                               {u"nameless"_qs, std::nullopt},
-                                               {u"panel"_qs, u"Quillora"_qs}}) {
+        m_platform.speech.locales = {u"en-US"_s, u"es-ES"_s, u"ru-RU"_s, u"kk-KZ"_s, u"sv-SE"_s};
+        m_platform.pasteboardFake.unreadableTypes = {u"unreadable"_s};
+        for (const auto &[name, identifier] : {std::pair(u"editor"_s, std::optional(u"editor"_s)),
+                                               {u"browser"_s, u"browser"_s},
+                                               {u"nameless"_s, std::nullopt},
+                                               {u"panel"_s, u"Quillora"_s}}) {
             m_applications.push_back({m_platform.workspaceFake.launch(name, identifier),
                                       std::make_shared<DictationOracle::Application>(
                                           DictationOracle::Application{name, identifier})});
@@ -207,12 +208,12 @@ public:
         case 1:
             m_platform.queue.runOne();
             m_oracle.runOne();
-            return event + u", one turn"_qs;
+            return event + u", one turn"_s;
         default:
             m_platform.run();
             m_oracle.run();
             m_isSettled = true;
-            return event + u", settled"_qs;
+            return event + u", settled"_s;
         }
         return event;
     }
@@ -220,13 +221,13 @@ public:
     /// What differs since the last time; null if nothing does.
     QString difference() {
         for (size_t place = 0; place < propertyNames.size(); ++place)
-            publish(u"unnoticed "_qs, place);
+            publish(u"unnoticed "_s, place);
         const QStringList happened = m_platform.log.take();
         if (const QString rule = m_tables.broken(happened, *m_controller, m_platform, m_isSettled);
             !rule.isNull())
-            return u"a rule is broken: "_qs + rule;
+            return u"a rule is broken: "_s + rule;
         if (!m_brokenRule.isNull())
-            return u"a rule is broken: "_qs + m_brokenRule;
+            return u"a rule is broken: "_s + m_brokenRule;
         return differenceOf(happened);
     }
 
@@ -244,18 +245,18 @@ public:
         for (const auto &pending : std::exchange(m_platform.translation.pendingPreparations, {}))
             pending.resume(true);
         for (const auto &pending : std::exchange(m_platform.translation.pendingTranslations, {}))
-            pending.resume(u"late"_qs);
+            pending.resume(u"late"_s);
         for (const auto &pending : std::exchange(m_platform.http.pending, {}))
             pending.resume({true, 200, R"({"translation":"late"})"});
         for (const auto &recognition : m_platform.speech.recognitions)
-            recognition->handler(platform::RecognitionResult{u"late"_qs, true}, {});
+            recognition->handler(platform::RecognitionResult{u"late"_s, true}, {});
         m_platform.keychainAvailabilityFake.becomeAvailable();
         m_platform.workspaceFake.notify(m_applications.front().real);
         m_platform.queue.advance(std::chrono::seconds(5));
         m_oracle.advance(5000);
         QStringList calls = m_platform.log.take();
-        if (wasOpen && !calls.contains(u"microphone.stop"_qs))
-            return u"the microphone stays open"_qs;
+        if (wasOpen && !calls.contains(u"microphone.stop"_s))
+            return u"the microphone stays open"_s;
         calls.removeIf([](const QString &call) {
             return call.startsWith(u"microphone.") || call.startsWith(u"recognition.");
         });
@@ -288,11 +289,11 @@ private:
                 return;
             m_oracle.defaults[key] = m_platform.defaults.values[key] = oneOf(values);
         };
-        setDefault(u"sourceLocaleIdentifier"_qs, sources());
-        setDefault(u"targetLanguageIdentifier"_qs, targets());
-        setDefault(u"translationEngineIdentifier"_qs, engines());
-        setDefault(u"openAIEndpointString"_qs, endpoints());
-        setDefault(u"hotKey"_qs, {u"40:256"_qs, u"53:0"_qs, u"49"_qs});
+        setDefault(u"sourceLocaleIdentifier"_s, sources());
+        setDefault(u"targetLanguageIdentifier"_s, targets());
+        setDefault(u"translationEngineIdentifier"_s, engines());
+        setDefault(u"openAIEndpointString"_s, endpoints());
+        setDefault(u"hotKey"_s, {u"40:256"_s, u"53:0"_s, u"49"_s});
         if (oneIn(3))
             changeKeychain();
         if (oneIn(8))
@@ -307,14 +308,13 @@ private:
 
     void connectShell() {
         m_controller->onStateChanged = [this] {
-            m_platform.log.add(
-                u"onStateChanged recording=%1 processing=%2"_qs.arg(m_controller->isRecording())
-                    .arg(m_controller->isProcessing()));
+            m_platform.log.add(u"onStateChanged recording=%1 processing=%2"_s.arg(m_controller->isRecording())
+                                   .arg(m_controller->isProcessing()));
         };
-        m_controller->onNeedsAttention = [this] { m_platform.log.add(u"onNeedsAttention"_qs); };
+        m_controller->onNeedsAttention = [this] { m_platform.log.add(u"onNeedsAttention"_s); };
         if (m_oracle.hasRegistrar) {
             m_controller->onHotKeyChangeRequested = [this](const AppHotKey &hotKey) {
-                m_platform.log.add(u"onHotKeyChangeRequested "_qs + hotKey.storageValue());
+                m_platform.log.add(u"onHotKeyChangeRequested "_s + hotKey.storageValue());
                 return !m_oracle.refusesHotKeys;
             };
         }
@@ -339,8 +339,8 @@ private:
                                               "isRecordingHotKey"};
 
     static const QString &text(bool value) {
-        static const QString yes = u"yes"_qs;
-        static const QString no = u"no"_qs;
+        static const QString yes = u"yes"_s;
+        static const QString no = u"no"_s;
         return value ? yes : no;
     }
 
@@ -387,27 +387,27 @@ private:
     QString differenceOf(const QStringList &actual) {
         const QStringList expected = std::exchange(m_oracle.log, {});
         if (actual != expected)
-            return u"this happened:\n    %1\nthis should have:\n    %2"_qs.arg(actual.join(u"\n    "),
-                                                                               expected.join(u"\n    "));
+            return u"this happened:\n    %1\nthis should have:\n    %2"_s.arg(actual.join(u"\n    "),
+                                                                              expected.join(u"\n    "));
         for (const QString &line : actual)
             m_met.insert(line);
         const Published wanted = wantedValues();
         for (size_t i = 0; i < wanted.size(); ++i) {
             if (m_published[i] != wanted[i])
-                return u"%1 is [%2], should be [%3]"_qs.arg(QString::fromLatin1(propertyNames[i]),
-                                                            m_published[i], wanted[i]);
+                return u"%1 is [%2], should be [%3]"_s.arg(QString::fromLatin1(propertyNames[i]),
+                                                           m_published[i], wanted[i]);
         }
         if (m_platform.defaults.values != m_oracle.defaults)
-            return u"the stored settings differ"_qs;
+            return u"the stored settings differ"_s;
         if (!requestsAreAsExpected())
-            return u"the last request to the backend differs"_qs;
+            return u"the last request to the backend differs"_s;
         if (!keychainIsAsExpected())
-            return u"the keychain's items differ"_qs;
+            return u"the keychain's items differ"_s;
         const auto contents = rendered(m_platform.pasteboardFake.contents);
         if (contents != m_oracle.pasteboard)
-            return u"the pasteboard differs"_qs;
+            return u"the pasteboard differs"_s;
         if (m_controller && m_controller->hasPendingPasteboardRestore() != (m_oracle.pendingRestores > 0))
-            return u"whether the pasteboard is still to be given back differs"_qs;
+            return u"whether the pasteboard is still to be given back differs"_s;
         return {};
     }
 
@@ -417,7 +417,7 @@ private:
         if (!expected.startsWith(u"fresh"))
             return actual == expected;
         static const QRegularExpression doubledUuid(
-            u"^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"_qs);
+            u"^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"_s);
         const auto known = m_fresh.find(expected);
         if (known != m_fresh.end())
             return actual == known->second;
@@ -444,9 +444,9 @@ private:
                 headers.emplaceBack("Authorization", expected.authorization.toUtf8());
             headers.emplaceBack("X-Quillora-Device-Id", device.toUtf8());
             headers.emplaceBack("X-Cobaltwhisk-Device-Id", device.toUtf8());
-            const QJsonObject body{{u"text"_qs, expected.text},
-                                   {u"sourceLanguage"_qs, expected.sourceLanguage},
-                                   {u"targetLanguage"_qs, expected.targetLanguage}};
+            const QJsonObject body{{u"text"_s, expected.text},
+                                   {u"sourceLanguage"_s, expected.sourceLanguage},
+                                   {u"targetLanguage"_s, expected.targetLanguage}};
             if (request.headers != headers || request.timeoutInterval != std::chrono::seconds(45) ||
                 QJsonDocument::fromJson(request.body).object() != body)
                 return false;
@@ -467,30 +467,30 @@ private:
     // What is chosen from.
 
     static const QStringList &sources() {
-        static const QStringList ids{u"en-US"_qs, u"en-US"_qs, u"en-US"_qs, u"ru-RU"_qs,
-                                     u"kk-KZ"_qs, u"es-ES"_qs, u"xx-XX"_qs};
+        static const QStringList ids{u"en-US"_s, u"en-US"_s, u"en-US"_s, u"ru-RU"_s,
+                                     u"kk-KZ"_s, u"es-ES"_s, u"xx-XX"_s};
         return ids;
     }
     static const QStringList &targets() {
-        static const QStringList ids{u"es"_qs, u"es"_qs, u"en"_qs, u"ru"_qs, u"kk"_qs, u"nl"_qs, u"tlh"_qs};
+        static const QStringList ids{u"es"_s, u"es"_s, u"en"_s, u"ru"_s, u"kk"_s, u"nl"_s, u"tlh"_s};
         return ids;
     }
     static const QStringList &engines() {
-        static const QStringList ids{u"appleLocal"_qs, u"openAINatural"_qs, u"wizardry"_qs};
+        static const QStringList ids{u"appleLocal"_s, u"openAINatural"_s, u"wizardry"_s};
         return ids;
     }
     static const QStringList &endpoints() {
-        static const QStringList texts{u"https://my.example/t"_qs,
-                                       u"  https://my.example/t \n"_qs,
-                                       u"http://127.0.0.1:8787/v1/translate"_qs,
-                                       u"ftp://files.example/t"_qs,
-                                       u"my.example:8787/v1/translate"_qs,
-                                       u" "_qs};
+        static const QStringList texts{u"https://my.example/t"_s,
+                                       u"  https://my.example/t \n"_s,
+                                       u"http://127.0.0.1:8787/v1/translate"_s,
+                                       u"ftp://files.example/t"_s,
+                                       u"my.example:8787/v1/translate"_s,
+                                       u" "_s};
         return texts;
     }
     static const QStringList &tokens() {
-        static const QStringList texts{u"s3cret"_qs,     u" s3cret \n"_qs, u"gr\u00fcn"_qs,
-                                       u"two\nlines"_qs, u" "_qs,          u""_qs};
+        static const QStringList texts{u"s3cret"_s,     u" s3cret \n"_s, u"gr\u00fcn"_s,
+                                       u"two\nlines"_s, u" "_s,          u""_s};
         return texts;
     }
 
@@ -523,7 +523,7 @@ private:
     /// While a hotkey is captured, the one that is registered does nothing.
     void expectNothingDuringCapture(bool isCapture, qsizetype callsBefore) {
         if (isCapture && m_platform.log.calls().size() != callsBefore)
-            m_brokenRule = u"a hotkey that is captured does nothing else"_qs;
+            m_brokenRule = u"a hotkey that is captured does nothing else"_s;
     }
 
     QString press() {
@@ -532,7 +532,7 @@ private:
         m_controller->hotKeyPressed();
         expectNothingDuringCapture(isCapture, callsBefore);
         m_oracle.press();
-        return u"press"_qs;
+        return u"press"_s;
     }
     QString release() {
         const bool isCapture = m_controller->isRecordingHotKey();
@@ -540,93 +540,93 @@ private:
         m_controller->hotKeyReleased();
         expectNothingDuringCapture(isCapture, callsBefore);
         m_oracle.release();
-        return u"release"_qs;
+        return u"release"_s;
     }
     QString toggle() {
         m_controller->toggleRecording();
         m_oracle.toggle();
-        return u"toggle"_qs;
+        return u"toggle"_s;
     }
     QString startCapture() {
         m_controller->startHotKeyRecording();
         m_oracle.startCapture();
-        return u"start capture"_qs;
+        return u"start capture"_s;
     }
     QString cancelCapture() {
         m_controller->cancelHotKeyRecording();
         m_oracle.cancelCapture();
-        return u"cancel capture"_qs;
+        return u"cancel capture"_s;
     }
     QString rejectHotKey() {
         m_controller->rejectRecordedHotKey();
         m_oracle.rejectHotKey();
-        return u"reject hotkey"_qs;
+        return u"reject hotkey"_s;
     }
     QString setHotKey() {
         const auto &hotKey = oneOf(DictationOracle::hotKeys());
         m_controller->setRecordedHotKey(*AppHotKey::fromStorageValue(hotKey.storageValue));
         m_oracle.setHotKey(hotKey);
-        return u"hotkey "_qs + hotKey.storageValue;
+        return u"hotkey "_s + hotKey.storageValue;
     }
     QString resetHotKey() {
         m_controller->resetHotKey();
         m_oracle.setHotKey(DictationOracle::hotKeys().first());
-        return u"reset hotkey"_qs;
+        return u"reset hotkey"_s;
     }
     QString prepareModels() {
         m_controller->prepareTranslationModels();
         m_oracle.prepareModels();
-        return u"prepare"_qs;
+        return u"prepare"_s;
     }
     QString pasteLast() {
         m_controller->pasteLastTranslation();
         m_oracle.pasteLast();
-        return u"paste last"_qs;
+        return u"paste last"_s;
     }
     QString requestAccessibility() {
         m_controller->requestAccessibilityIfNeeded();
         m_oracle.requestAccessibility();
-        return u"request accessibility"_qs;
+        return u"request accessibility"_s;
     }
     QString refreshAccessibility() {
         m_controller->refreshAccessibilityStatus();
         m_oracle.refreshAccessibility();
-        return u"refresh accessibility"_qs;
+        return u"refresh accessibility"_s;
     }
     QString chooseSource() {
         const QString &id = oneOf(sources());
         m_controller->setSourceLocaleIdentifier(id);
         m_oracle.chooseSource(id);
-        return u"source "_qs + id;
+        return u"source "_s + id;
     }
     QString chooseTarget() {
         const QString &id = oneOf(targets());
         m_controller->setTargetLanguageIdentifier(id);
         m_oracle.chooseTarget(id);
-        return u"target "_qs + id;
+        return u"target "_s + id;
     }
     QString chooseEngine() {
         const QString &id = oneOf(engines());
         m_controller->setTranslationEngineIdentifier(id);
         m_oracle.chooseEngine(id);
-        return u"engine "_qs + id;
+        return u"engine "_s + id;
     }
     QString typeEndpoint() {
         const QString &text = oneOf(endpoints());
         m_controller->setOpenAIEndpointString(text);
         m_oracle.typeEndpoint(text);
-        return u"endpoint [%1]"_qs.arg(text);
+        return u"endpoint [%1]"_s.arg(text);
     }
     QString typeToken() {
         const QString &text = oneOf(tokens());
         m_controller->setOpenAIClientToken(text);
         m_oracle.typeToken(text);
-        return u"token [%1]"_qs.arg(text);
+        return u"token [%1]"_s.arg(text);
     }
     QString swap() {
         m_controller->swapLanguages();
         m_oracle.swap();
-        return u"swap"_qs;
+        return u"swap"_s;
     }
 
     // What the platform answers.
@@ -636,15 +636,15 @@ private:
             return {};
         const auto reply = takeFirst(m_platform.permissions.speechRecognitionReplies);
         if (oneIn(10)) {
-            m_oracle.answer(m_oracle.authorizations, u"The operation was abandoned."_qs);
-            return u"authorization abandoned"_qs; // `reply` goes, and with it whoever could answer
+            m_oracle.answer(m_oracle.authorizations, u"The operation was abandoned."_s);
+            return u"authorization abandoned"_s; // `reply` goes, and with it whoever could answer
         }
         const bool isDenied = oneIn(8);
         reply(!isDenied);
         m_oracle.answer(m_oracle.authorizations,
-                        isDenied ? std::optional(u"Speech recognition permission was denied."_qs)
+                        isDenied ? std::optional(u"Speech recognition permission was denied."_s)
                                  : std::nullopt);
-        return isDenied ? u"authorization denied"_qs : u"authorized"_qs;
+        return isDenied ? u"authorization denied"_s : u"authorized"_s;
     }
 
     QString answerMicrophone() {
@@ -652,14 +652,14 @@ private:
             return {};
         const auto reply = takeFirst(m_platform.permissions.microphoneReplies);
         if (oneIn(10)) {
-            m_oracle.answer(m_oracle.microphones, u"The operation was abandoned."_qs);
-            return u"microphone abandoned"_qs;
+            m_oracle.answer(m_oracle.microphones, u"The operation was abandoned."_s);
+            return u"microphone abandoned"_s;
         }
         const bool isDenied = oneIn(8);
         reply(!isDenied);
         m_oracle.answer(m_oracle.microphones,
-                        isDenied ? std::optional(u"Microphone permission was denied."_qs) : std::nullopt);
-        return isDenied ? u"microphone denied"_qs : u"microphone granted"_qs;
+                        isDenied ? std::optional(u"Microphone permission was denied."_s) : std::nullopt);
+        return isDenied ? u"microphone denied"_s : u"microphone granted"_s;
     }
 
     QString deliver() {
@@ -668,25 +668,25 @@ private:
             return {};
         // An old recognition may have something left to say too.
         const auto &recognition = oneIn(4) ? oneOf(recognitions) : recognitions.back();
-        const QString text = oneIn(4) ? u" \n"_qs : u" word %1 "_qs.arg(m_random.bounded(100));
+        const QString text = oneIn(4) ? u" \n"_s : u" word %1 "_s.arg(m_random.bounded(100));
         const int kind = m_random.bounded(4);
         const bool hasText = kind != 1;
         const bool isFinal = kind == 0 || (kind == 2 && oneIn(2));
         const bool isError = kind == 1 || kind == 2;
         using Result = std::optional<platform::RecognitionResult>;
         recognition->handler(hasText ? Result({text, isFinal}) : Result(),
-                             isError ? std::optional(LocalizedError(u"broken"_qs)) : std::nullopt);
+                             isError ? std::optional(LocalizedError(u"broken"_s)) : std::nullopt);
         m_oracle.deliver(hasText ? std::optional(text) : std::nullopt, isFinal, isError);
-        return u"result [%1]%2%3"_qs.arg(hasText ? text : QString(), isFinal ? u" final"_qs : QString(),
-                                         isError ? u" error"_qs : QString());
+        return u"result [%1]%2%3"_s.arg(hasText ? text : QString(), isFinal ? u" final"_s : QString(),
+                                        isError ? u" error"_s : QString());
     }
 
     QString captureDies() {
         if (!m_platform.microphoneFake.isCapturing())
             return {};
-        m_platform.microphoneFake.die(u"The microphone was disconnected."_qs);
+        m_platform.microphoneFake.die(u"The microphone was disconnected."_s);
         m_oracle.captureDies();
-        return u"the capture dies"_qs;
+        return u"the capture dies"_s;
     }
 
     QString answerPreparation() {
@@ -696,16 +696,16 @@ private:
         const auto pending = takeFirst(pendings);
         switch (m_random.bounded(8)) {
         case 0:
-            pending.fail(std::make_exception_ptr(LocalizedError(u"No model."_qs)));
-            m_oracle.answer(m_oracle.preparations, u"No model."_qs);
-            return u"preparation failed"_qs;
+            pending.fail(std::make_exception_ptr(LocalizedError(u"No model."_s)));
+            m_oracle.answer(m_oracle.preparations, u"No model."_s);
+            return u"preparation failed"_s;
         case 1:
-            m_oracle.answer(m_oracle.preparations, u"The operation was abandoned."_qs);
-            return u"preparation abandoned"_qs;
+            m_oracle.answer(m_oracle.preparations, u"The operation was abandoned."_s);
+            return u"preparation abandoned"_s;
         default:
             pending.resume(true);
             m_oracle.answer(m_oracle.preparations, {});
-            return u"prepared"_qs;
+            return u"prepared"_s;
         }
     }
 
@@ -716,17 +716,17 @@ private:
         const auto pending = takeFirst(pendings);
         switch (m_random.bounded(8)) {
         case 0:
-            pending.fail(std::make_exception_ptr(LocalizedError(u"The engine broke."_qs)));
-            m_oracle.answer(m_oracle.translations, {}, u"The engine broke."_qs);
-            return u"translation failed"_qs;
+            pending.fail(std::make_exception_ptr(LocalizedError(u"The engine broke."_s)));
+            m_oracle.answer(m_oracle.translations, {}, u"The engine broke."_s);
+            return u"translation failed"_s;
         case 1:
-            m_oracle.answer(m_oracle.translations, {}, u"The operation was abandoned."_qs);
-            return u"translation abandoned"_qs;
+            m_oracle.answer(m_oracle.translations, {}, u"The operation was abandoned."_s);
+            return u"translation abandoned"_s;
         default:
-            const QString text = oneIn(4) ? u" \n"_qs : u" palabra %1"_qs.arg(m_random.bounded(100));
+            const QString text = oneIn(4) ? u" \n"_s : u" palabra %1"_s.arg(m_random.bounded(100));
             pending.resume(text);
             m_oracle.answer(m_oracle.translations, text, {});
-            return u"translated [%1]"_qs.arg(text);
+            return u"translated [%1]"_s.arg(text);
         }
     }
 
@@ -736,24 +736,24 @@ private:
         const auto pending = takeFirst(m_platform.http.pending);
         switch (m_random.bounded(8)) {
         case 0:
-            pending.fail(std::make_exception_ptr(LocalizedError(u"Connection refused."_qs)));
-            m_oracle.answer(m_oracle.hosted, {}, u"Connection refused."_qs);
-            return u"no connection to the backend"_qs;
+            pending.fail(std::make_exception_ptr(LocalizedError(u"Connection refused."_s)));
+            m_oracle.answer(m_oracle.hosted, {}, u"Connection refused."_s);
+            return u"no connection to the backend"_s;
         case 1:
-            m_oracle.answer(m_oracle.hosted, {}, u"The operation was abandoned."_qs);
-            return u"request abandoned"_qs;
+            m_oracle.answer(m_oracle.hosted, {}, u"The operation was abandoned."_s);
+            return u"request abandoned"_s;
         default:
             const auto &answer = oneIn(2) ? hostedAnswers[0] : oneOf(hostedAnswers);
             const QString number = QString::number(m_random.bounded(100));
             const auto filled = [&number](const char *text) {
-                return QString::fromUtf8(text).replace(u"%1"_qs, number);
+                return QString::fromUtf8(text).replace(u"%1"_s, number);
             };
             pending.resume({answer.isHttp, answer.status, filled(answer.body).toUtf8()});
             if (answer.text)
                 m_oracle.answer(m_oracle.hosted, filled(answer.text), {});
             else
                 m_oracle.answer(m_oracle.hosted, {}, QString::fromUtf8(answer.failure));
-            return u"the backend answers %1 %2"_qs.arg(answer.status).arg(filled(answer.body));
+            return u"the backend answers %1 %2"_s.arg(answer.status).arg(filled(answer.body));
         }
     }
 
@@ -763,7 +763,7 @@ private:
         const int duration = std::array{10, 150, 800, 1500}[m_random.bounded(4U)];
         m_platform.queue.advance(std::chrono::milliseconds(duration));
         m_oracle.advance(duration);
-        return u"%1 ms pass"_qs.arg(duration);
+        return u"%1 ms pass"_s.arg(duration);
     }
 
     QString faultComesOrGoes() { return comeOrGo(m_random.bounded(quint32(std::size(faults)))); }
@@ -771,7 +771,7 @@ private:
     QString comeOrGo(size_t index) {
         const bool isThere = m_isFaulty[index] = !m_isFaulty[index];
         faults[index].set(m_platform, m_oracle, isThere);
-        return QString::fromLatin1(faults[index].name) + (isThere ? u" fails"_qs : u" works"_qs);
+        return QString::fromLatin1(faults[index].name) + (isThere ? u" fails"_s : u" works"_s);
     }
 
     void setInFront(const Application &application) {
@@ -783,18 +783,18 @@ private:
         if (oneIn(5)) {
             m_platform.workspaceFake.bringToFront(nullptr);
             m_oracle.bringToFront(nullptr);
-            return u"nothing in front"_qs;
+            return u"nothing in front"_s;
         }
         const auto &application = oneOf(m_applications);
         if (application.real->hasEnded)
             return {};
         if (oneIn(3)) {
             setInFront(application);
-            return application.real->name() + u" in front without a word"_qs;
+            return application.real->name() + u" in front without a word"_s;
         }
         m_platform.workspaceFake.bringToFront(application.real);
         m_oracle.bringToFront(application.expected);
-        return application.real->name() + u" in front"_qs;
+        return application.real->name() + u" in front"_s;
     }
 
     QString endOrRestartApplication() {
@@ -805,41 +805,41 @@ private:
             m_platform.workspaceFake.frontmost = nullptr;
             m_oracle.frontmost = nullptr;
         }
-        return application.real->name() + (hasEnded ? u" ends"_qs : u" starts again"_qs);
+        return application.real->name() + (hasEnded ? u" ends"_s : u" starts again"_s);
     }
 
     QString copySomething() {
         const Contents contents[] = {
             {},
-            {pasteboardItem({u"text/html"_qs, u"image/png"_qs}, {u"text/plain;charset=utf-8"_qs})},
-            {pasteboardItem({u"a"_qs, u"unreadable"_qs}, {u"b"_qs}), pasteboardItem({}, {u"c"_qs})},
-            {pasteboardItem({u"unreadable"_qs}, {}), pasteboardItem({}, {})},
+            {pasteboardItem({u"text/html"_s, u"image/png"_s}, {u"text/plain;charset=utf-8"_s})},
+            {pasteboardItem({u"a"_s, u"unreadable"_s}, {u"b"_s}), pasteboardItem({}, {u"c"_s})},
+            {pasteboardItem({u"unreadable"_s}, {}), pasteboardItem({}, {})},
         };
         m_platform.pasteboardFake.contents = oneOf(contents);
         m_oracle.pasteboard = rendered(m_platform.pasteboardFake.contents);
-        return u"%1 items copied"_qs.arg(m_oracle.pasteboard.size());
+        return u"%1 items copied"_s.arg(m_oracle.pasteboard.size());
     }
 
     QString changeKeychain() {
-        const DictationOracle::KeychainKey key{oneIn(2) ? u"com.local.Quillora"_qs
-                                                        : u"com.local.Cobaltwhisk"_qs,
-                                               oneIn(2) ? u"openAIClientToken"_qs : u"deviceIdentifier"_qs};
+        const DictationOracle::KeychainKey key{oneIn(2) ? u"com.local.Quillora"_s
+                                                        : u"com.local.Cobaltwhisk"_s,
+                                               oneIn(2) ? u"openAIClientToken"_s : u"deviceIdentifier"_s};
         static const QByteArrayList values{"stored", "other", "", "\xff"};
         if (oneIn(4)) {
             m_platform.keychainFake.items.erase(key);
             m_oracle.keychain.erase(key);
-            return u"%1 %2 leaves the keychain"_qs.arg(key.first, key.second);
+            return u"%1 %2 leaves the keychain"_s.arg(key.first, key.second);
         }
         const QByteArray &value = oneOf(values);
         m_platform.keychainFake.items[key].data = value;
         m_oracle.keychain[key] = value;
-        return u"%1 %2 in the keychain becomes [%3]"_qs.arg(key.first, key.second, QString::fromUtf8(value));
+        return u"%1 %2 in the keychain becomes [%3]"_s.arg(key.first, key.second, QString::fromUtf8(value));
     }
 
     QString noticeKeychain() {
         m_platform.keychainAvailabilityFake.becomeAvailable();
         m_oracle.keychainBecameAvailable();
-        return u"keychain available"_qs;
+        return u"keychain available"_s;
     }
 
     QRandomGenerator m_random;
@@ -926,7 +926,7 @@ private Q_SLOTS:
         for (quint32 sequence = 0; sequence < sequenceCount; ++sequence) {
             const quint32 seed = firstSeed + sequence;
             Walk walk(seed, met);
-            QStringList history{u"start-up"_qs};
+            QStringList history{u"start-up"_s};
             QString difference = walk.difference();
             QRandomGenerator lengths(~seed);
             for (int length = lengths.bounded(1, longestSequence); length > 0 && difference.isNull();
@@ -936,18 +936,18 @@ private Q_SLOTS:
                 ++steps;
             }
             if (difference.isNull()) {
-                history += u"the controller ends"_qs;
+                history += u"the controller ends"_s;
                 difference = walk.end();
             }
             if (!difference.isNull())
                 QFAIL(qPrintable(
-                    u"DICTATION_WALK_SEED=%1 DICTATION_WALK_LENGTH=1: %2\nafter:\n    %3"_qs.arg(seed).arg(
+                    u"DICTATION_WALK_SEED=%1 DICTATION_WALK_LENGTH=1: %2\nafter:\n    %3"_s.arg(seed).arg(
                         difference, history.join(u"\n    "))));
         }
         if (sequenceCount < usualSequenceCount)
             return;
         for (const QString &line : mustBeMet)
-            QVERIFY2(met.contains(line), qPrintable(u"never met: "_qs + line));
+            QVERIFY2(met.contains(line), qPrintable(u"never met: "_s + line));
         qInfo("%lld steps", static_cast<long long>(steps));
     }
 

@@ -4,18 +4,20 @@
 #include <array>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
 
 /// The beginnings of the statuses that tell of a failure: each calls for attention.
 const std::array failures{
-    u"Speech failed: "_qs,       u"Translation failed: "_qs, u"Translation setup failed: "_qs,
-    u"No speech recognized."_qs, u"Could not register "_qs,  u"Not copied: "_qs,
-    u"Not inserted: "_qs};
+    u"Speech failed: "_s,       u"Translation failed: "_s, u"Translation setup failed: "_s,
+    u"No speech recognized."_s, u"Could not register "_s,  u"Not copied: "_s,
+    u"Not inserted: "_s};
 
 bool tellsOfFailure(const QString &line) {
-    const QString prefix = u"statusText="_qs;
+    const QString prefix = u"statusText="_s;
     return line.startsWith(prefix) && std::ranges::any_of(failures, [&](const QString &failure) {
                return QStringView(line).mid(prefix.size()).startsWith(failure);
            });
@@ -32,19 +34,19 @@ QString StateTables::broken(const QStringList &happened, const AppController &co
                             const FakePlatform &platform, bool isSettled) {
     for (qsizetype i = 0; i < happened.size(); ++i) {
         if (const QString rule = brokenBy(happened[i], happened.value(i + 1)); !rule.isNull())
-            return u"%1 (%2)"_qs.arg(rule, happened[i]);
+            return u"%1 (%2)"_s.arg(rule, happened[i]);
     }
     return brokenAtRest(controller, platform, isSettled);
 }
 
 QString StateTables::brokenBy(const QString &line, const QString &next) {
     if (m_stopped && line != u"isProcessing=yes" && !line.startsWith(u"onStateChanged"))
-        return u"between the end of a recording and its processing nothing happens"_qs;
+        return u"between the end of a recording and its processing nothing happens"_s;
     if (tellsOfFailure(line) && next != u"onNeedsAttention")
-        return u"whoever fails calls for attention"_qs;
+        return u"whoever fails calls for attention"_s;
 
     if (line == u"onStateChanged recording=1 processing=1" && !m_isOverlapped)
-        return u"nothing is processed while it is recorded"_qs;
+        return u"nothing is processed while it is recorded"_s;
     if (line == u"onStateChanged recording=1 processing=0")
         return brokenWay(State::recording);
     if (line == u"onStateChanged recording=0 processing=1")
@@ -52,27 +54,27 @@ QString StateTables::brokenBy(const QString &line, const QString &next) {
     if (line == u"onStateChanged recording=0 processing=0")
         return brokenWay(State::idle);
 
-    if (const auto text = after(u"isProcessing="_qs, line))
+    if (const auto text = after(u"isProcessing="_s, line))
         m_isProcessing = *text == u"yes";
     else if (line == u"permissions.requestSpeechRecognition" ||
              line == u"statusText=Preparing translation models...")
         m_isOverlapped |= ++m_begun > 1; // what waits for permissions keeps nobody from beginning more
-    else if (const auto shown = after(u"translatedText="_qs, line))
+    else if (const auto shown = after(u"translatedText="_s, line))
         m_translatedText = *shown;
     else if (line.startsWith(u"hotKey="))
         m_isHotKeyChanged = true;
     else if (line == u"pasteboard.save")
         ++m_pendingRestores;
     else if (line.startsWith(u"pasteboard.restore") && --m_pendingRestores < 0)
-        return u"what is given back was saved"_qs;
+        return u"what is given back was saved"_s;
     else if (line == u"keystrokes.paste" && m_pendingRestores == 0)
-        return u"keys are pressed only while the pasteboard is to be given back"_qs;
-    else if (const auto written = after(u"pasteboard.write "_qs, line);
+        return u"keys are pressed only while the pasteboard is to be given back"_s;
+    else if (const auto written = after(u"pasteboard.write "_s, line);
              written && *written != m_translatedText)
-        return u"only the text that is shown is copied"_qs;
+        return u"only the text that is shown is copied"_s;
     else if ((line.startsWith(u"http POST") || line.startsWith(u"session.translate")) && !m_isProcessing &&
              !m_isOverlapped)
-        return u"nothing is translated but in processing"_qs;
+        return u"nothing is translated but in processing"_s;
     return {};
 }
 
@@ -82,11 +84,11 @@ QString StateTables::brokenWay(State next) {
     const State former = std::exchange(m_state, next);
     const bool stopped = std::exchange(m_stopped, former == State::recording && next == State::idle);
     if (stopped && next != State::processing)
-        return u"a recording that has ended is processed"_qs;
+        return u"a recording that has ended is processed"_s;
     if (former == next)
-        return u"the shell is told of changes alone"_qs;
+        return u"the shell is told of changes alone"_s;
     if (former != State::idle && next != State::idle)
-        return u"there is no way past the rest between recording and processing"_qs;
+        return u"there is no way past the rest between recording and processing"_s;
     return {};
 }
 
@@ -100,25 +102,25 @@ QString StateTables::brokenAtRest(const AppController &controller, const FakePla
         return platform.defaults.string(key).value_or(QString());
     };
     if (m_stopped)
-        return u"a recording that has ended is processed in the same turn"_qs;
+        return u"a recording that has ended is processed in the same turn"_s;
     if (!m_isOverlapped && (controller.isRecording() != (m_state == State::recording) ||
                             controller.isProcessing() != (m_state == State::processing)))
-        return u"the shell is told of every state"_qs;
+        return u"the shell is told of every state"_s;
     if (isSettled && platform.microphoneFake.isCapturing() && !controller.isRecording())
-        return u"the microphone is open only while recording"_qs;
+        return u"the microphone is open only while recording"_s;
     if (!m_isOverlapped && controller.isRecording() && !controller.translatedText().isEmpty())
-        return u"a recording begins without the last translation"_qs;
+        return u"a recording begins without the last translation"_s;
     if (controller.hasPendingPasteboardRestore() != (m_pendingRestores > 0))
-        return u"what was saved is to be given back until it is"_qs;
+        return u"what was saved is to be given back until it is"_s;
     if (controller.selectedTranslationEngine() == TranslationEngine::appleLocal &&
         !controller.canUseAppleLocalForSelectedLanguagePair())
-        return u"the engine on this computer is never chosen for a pair that it cannot have"_qs;
-    if (m_isHotKeyChanged && (controller.hotKey().storageValue() != stored(u"hotKey"_qs)))
-        return u"a hotkey that was chosen is the stored one"_qs;
+        return u"the engine on this computer is never chosen for a pair that it cannot have"_s;
+    if (m_isHotKeyChanged && (controller.hotKey().storageValue() != stored(u"hotKey"_s)))
+        return u"a hotkey that was chosen is the stored one"_s;
     if (m_isHotKeyChanged && !controller.hotKey().isUsable())
-        return u"a hotkey that was chosen can be used"_qs;
-    if (controller.openAIEndpointString() != stored(u"openAIEndpointString"_qs))
-        return u"the endpoint is stored as it is typed"_qs;
+        return u"a hotkey that was chosen can be used"_s;
+    if (controller.openAIEndpointString() != stored(u"openAIEndpointString"_s))
+        return u"the endpoint is stored as it is typed"_s;
     return {};
 }
 

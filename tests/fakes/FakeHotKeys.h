@@ -14,13 +14,15 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 class FakeHotKeys : public platform::HotKeys {
 public:
     FakeHotKeys(CallLog &log, FakeMainQueue &queue) : m_log(log), m_queue(queue) {}
 
     std::unique_ptr<platform::TakenHotKey> take(const platform::KeyCombination &combination,
                                                 platform::HotKeyListener listener) override {
-        m_log.add(u"hotkeys.take %1:%2"_qs.arg(combination.keyCode).arg(combination.modifiers));
+        m_log.add(u"hotkeys.take %1:%2"_s.arg(combination.keyCode).arg(combination.modifiers));
         const bool isPossible = (combination.modifiers & platform::hotKeyModifiers) &&
                                 !platform::isModifierPosition(combination.keyCode);
         if (!isPossible || isTakenElsewhere(combination) || isTaken(combination))
@@ -100,10 +102,10 @@ private:
     public:
         explicit Suspension(FakeHotKeys &hotKeys) : m_hotKeys(hotKeys) {
             ++m_hotKeys.m_suspensions;
-            m_hotKeys.m_log.add(u"hotkeys.suspend"_qs);
+            m_hotKeys.m_log.add(u"hotkeys.suspend"_s);
         }
         ~Suspension() override {
-            m_hotKeys.m_log.add(u"hotkeys.resume"_qs);
+            m_hotKeys.m_log.add(u"hotkeys.resume"_s);
             if (--m_hotKeys.m_suspensions == 0)
                 m_hotKeys.askAgain();
         }
@@ -134,7 +136,7 @@ private:
     }
 
     void giveBack(quint64 number) {
-        m_log.add(u"hotkeys.giveBack"_qs);
+        m_log.add(u"hotkeys.giveBack"_s);
         const auto removed = taken.extract(number);
         if (removed.mapped().isDown)
             removed.mapped().listener.released();

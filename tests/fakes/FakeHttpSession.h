@@ -9,15 +9,17 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A server that gives the scripted answer to every request, from the main queue.
 class FakeHttpSession : public platform::HttpSession {
 public:
     FakeHttpSession(CallLog &log, platform::MainQueue &queue) : m_log(log), m_queue(queue) {}
 
-    void prepare(const QUrl &url) override { m_log.add(u"http prepare "_qs + url.toString()); }
+    void prepare(const QUrl &url) override { m_log.add(u"http prepare "_s + url.toString()); }
 
     QCoro::Task<platform::HttpResponse> data(platform::HttpRequest request) override {
-        m_log.add(u"http "_qs + QString::fromLatin1(request.method) + u' ' + request.url.toString());
+        m_log.add(u"http "_s + QString::fromLatin1(request.method) + u' ' + request.url.toString());
         requests.push_back(request);
         platform::Continuation<platform::HttpResponse> waiter(m_queue);
         const auto answer = waiter.wait();

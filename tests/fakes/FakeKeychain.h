@@ -9,6 +9,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 class FakeKeychain : public platform::Keychain {
 public:
     struct Item {
@@ -20,7 +22,7 @@ public:
     explicit FakeKeychain(CallLog &log) : m_log(log) {}
 
     platform::KeychainItem copyMatching(const platform::KeychainQuery &query) override {
-        record(u"copyMatching"_qs, query);
+        record(u"copyMatching"_s, query);
         if (hasNoThreads)
             throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
         if (isBroken)
@@ -32,7 +34,7 @@ public:
     }
 
     platform::KeychainStatus update(const platform::KeychainQuery &query, const QByteArray &data) override {
-        record(u"update"_qs, query);
+        record(u"update"_s, query);
         if (isBroken)
             return platform::KeychainStatus::failure;
         const auto found = items.find(keyOf(query));
@@ -43,7 +45,7 @@ public:
     }
 
     platform::KeychainStatus add(const platform::KeychainQuery &query, const QByteArray &data) override {
-        record(u"add"_qs, query);
+        record(u"add"_s, query);
         if (isBroken || refusesAdditions)
             return platform::KeychainStatus::failure;
         items[keyOf(query)] = {data, {}};
@@ -51,7 +53,7 @@ public:
     }
 
     platform::KeychainStatus remove(const platform::KeychainQuery &query) override {
-        record(u"remove"_qs, query);
+        record(u"remove"_s, query);
         if (isBroken || unremovableServices.contains(query.service))
             return platform::KeychainStatus::failure;
         return items.erase(keyOf(query)) ? platform::KeychainStatus::success
@@ -67,7 +69,7 @@ public:
 private:
     static Key keyOf(const platform::KeychainQuery &query) { return {query.service, query.account}; }
     void record(const QString &operation, const platform::KeychainQuery &query) {
-        m_log.add(u"keychain."_qs + operation + u' ' + query.service + u' ' + query.account);
+        m_log.add(u"keychain."_s + operation + u' ' + query.service + u' ' + query.account);
     }
 
     CallLog &m_log;

@@ -8,6 +8,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A keyboard that nobody else types on.
 class FakeKeystrokes : public platform::Keystrokes {
 public:
@@ -15,7 +17,7 @@ public:
 
     bool isTrusted() override { return isTrustGranted; }
     bool isTrustedWithPrompt() override {
-        m_log.add(u"keystrokes.prompt"_qs);
+        m_log.add(u"keystrokes.prompt"_s);
         isTrustGranted |= isTrustGrantedWhenAsked;
         return isTrustGranted;
     }
@@ -25,7 +27,7 @@ public:
             m_pendingOutcome = std::move(outcome);
         const bool isPosted = isTrustGranted && !refusesChords;
         if (isPosted) {
-            m_log.add(u"keystrokes.paste"_qs);
+            m_log.add(u"keystrokes.paste"_s);
             ++m_pasteCount;
             if (onPaste)
                 onPaste();

@@ -9,6 +9,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A user who reads English.
 class FakeLocaleServices : public platform::LocaleServices {
 public:
@@ -46,12 +48,12 @@ public:
     }
 
     std::map<QString, QString> displayNames{
-        {u"en-US"_qs, u"English (United States)"_qs},  {u"en-GB"_qs, u"English (United Kingdom)"_qs},
-        {u"en-AU"_qs, u"English (Australia)"_qs},      {u"ru-RU"_qs, u"Russian (Russia)"_qs},
-        {u"es-ES"_qs, u"Spanish (Spain)"_qs},          {u"es-MX"_qs, u"Spanish (Mexico)"_qs},
-        {u"es-419"_qs, u"Spanish (Latin America)"_qs}, {u"kk-KZ"_qs, u"Kazakh (Kazakhstan)"_qs},
-        {u"nl-NL"_qs, u"Dutch (Netherlands)"_qs},      {u"ar"_qs, u"Arabic"_qs},
-        {u"sv-SE"_qs, u"Swedish (Sweden)"_qs},         {u"de-DE"_qs, u"German (Germany)"_qs},
+        {u"en-US"_s, u"English (United States)"_s},  {u"en-GB"_s, u"English (United Kingdom)"_s},
+        {u"en-AU"_s, u"English (Australia)"_s},      {u"ru-RU"_s, u"Russian (Russia)"_s},
+        {u"es-ES"_s, u"Spanish (Spain)"_s},          {u"es-MX"_s, u"Spanish (Mexico)"_s},
+        {u"es-419"_s, u"Spanish (Latin America)"_s}, {u"kk-KZ"_s, u"Kazakh (Kazakhstan)"_s},
+        {u"nl-NL"_s, u"Dutch (Netherlands)"_s},      {u"ar"_s, u"Arabic"_s},
+        {u"sv-SE"_s, u"Swedish (Sweden)"_s},         {u"de-DE"_s, u"German (Germany)"_s},
     };
 
 private:

@@ -11,6 +11,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A microphone that a test speaks into.
 class FakeMicrophone : public platform::Microphone {
 public:
@@ -19,7 +21,7 @@ public:
     platform::AudioFormat format() const override { return inputFormat; }
     std::unique_ptr<platform::Capture> capture(quint32 bufferFrames, SoundHandler onSound,
                                                DeathHandler onDeath) override {
-        m_log.add(u"microphone.capture frames=%1"_qs.arg(bufferFrames));
+        m_log.add(u"microphone.capture frames=%1"_s.arg(bufferFrames));
         if (startError)
             throw LocalizedError(*startError);
         return std::make_unique<RunningCapture>(*this, std::move(onSound), std::move(onDeath));
@@ -55,7 +57,7 @@ private:
             microphone.m_captures.push_back(this);
         }
         ~RunningCapture() override {
-            microphone.m_log.add(u"microphone.stop"_qs);
+            microphone.m_log.add(u"microphone.stop"_s);
             std::erase(microphone.m_captures, this);
         }
 

@@ -12,6 +12,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// Consent that forgets with the test. Whoever has set a presenter shows the questions; a test without one
 /// seats a person who answers each question at once.
 class FakeModelConsent : public platform::ModelConsent {
@@ -31,7 +33,7 @@ public:
         QStringList inWords;
         for (const auto &task : question.tasks)
             inWords += task.languages.join(u'>');
-        m_log.add(u"consent.ask "_qs + inWords.join(u' '));
+        m_log.add(u"consent.ask "_s + inWords.join(u' '));
         const auto &tasks = question.tasks;
         const auto open = std::find_if(m_open.begin(), m_open.end(), [&tasks](const auto &other) {
             return std::all_of(tasks.begin(), tasks.end(),
@@ -50,7 +52,7 @@ public:
     }
 
     void forget(const platform::ModelTask &task) override {
-        m_log.add(u"consent.forget "_qs + task.languages.join(u'>'));
+        m_log.add(u"consent.forget "_s + task.languages.join(u'>'));
         declined.removeAll(task);
     }
 

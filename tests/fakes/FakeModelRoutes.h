@@ -9,6 +9,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// Routes that the test lays.
 class FakeModelRoutes : public platform::ModelRoutes {
 public:
@@ -68,7 +70,7 @@ private:
     }
 
     std::optional<platform::ModelRoute> byWayOfEnglish(const platform::ModelTask &task) const {
-        const QString english = u"en"_qs;
+        const QString english = u"en"_s;
         if (task.kind != platform::ModelKind::translation || task.languages.contains(english))
             return {};
         return through({platform::ModelTask::translating(task.languages.first(), english),

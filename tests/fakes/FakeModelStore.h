@@ -13,6 +13,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A store in memory, empty at first. What is asked for is queued, and nothing arrives until the test says
 /// so; a test may also put models where it wants them.
 class FakeModelStore : public platform::ModelStore {
@@ -48,7 +50,7 @@ public:
     }
 
     void install(const QString &id) override {
-        m_log.add(u"models.install "_qs + id);
+        m_log.add(u"models.install "_s + id);
         if (!description(id))
             throw unknown(id);
         Model &model = m_known[id];
@@ -67,7 +69,7 @@ public:
     }
 
     void pause(const QString &id) override {
-        m_log.add(u"models.pause "_qs + id);
+        m_log.add(u"models.pause "_s + id);
         requireKnown(id);
         if (!m_waiting.contains(id))
             return;
@@ -76,7 +78,7 @@ public:
     }
 
     void cancel(const QString &id) override {
-        m_log.add(u"models.cancel "_qs + id);
+        m_log.add(u"models.cancel "_s + id);
         requireKnown(id);
         if (!m_waiting.contains(id) && modelOf(id).progress.receivedBytes == 0)
             return;
@@ -86,7 +88,7 @@ public:
     }
 
     void remove(const QString &id) override {
-        m_log.add(u"models.remove "_qs + id);
+        m_log.add(u"models.remove "_s + id);
         requireKnown(id);
         Model &model = m_known[id];
         model.progress = {};
@@ -99,7 +101,7 @@ public:
     }
 
     std::unique_ptr<platform::ModelUse> use(const QString &id) override {
-        m_log.add(u"models.use "_qs + id);
+        m_log.add(u"models.use "_s + id);
         requireKnown(id);
         Model &model = m_known[id];
         const Copy *copy = best(model);
@@ -109,7 +111,7 @@ public:
     }
 
     void check(const QString &id) override {
-        m_log.add(u"models.check "_qs + id);
+        m_log.add(u"models.check "_s + id);
         requireKnown(id);
         for (Copy &copy : m_known[id].copies) {
             if (copy.hiddenProblem.isEmpty())
@@ -121,7 +123,7 @@ public:
     }
 
     void reject(const QString &id, const QString &version, const QString &problem) override {
-        m_log.add(u"models.reject %1 %2: %3"_qs.arg(id, version, problem));
+        m_log.add(u"models.reject %1 %2: %3"_s.arg(id, version, problem));
         requireKnown(id);
         for (Copy &copy : m_known[id].copies) {
             if (copy.version == version && copy.problem.isEmpty()) {
@@ -170,7 +172,7 @@ public:
             [&](const Copy &copy) { return copy.version == version && copy.owner == owner; });
         Copy copy;
         copy.version = version;
-        copy.folder = folder.isNull() ? u"/models/"_qs + id + u'/' + version : folder;
+        copy.folder = folder.isNull() ? u"/models/"_s + id + u'/' + version : folder;
         copy.owner = owner;
         model.copies += copy;
         tell(id);
@@ -261,7 +263,7 @@ private:
     };
 
     static LocalizedError unknown(const QString &id) {
-        return LocalizedError(u"There is no model \"%1\"."_qs.arg(id));
+        return LocalizedError(u"There is no model \"%1\"."_s.arg(id));
     }
     void requireKnown(const QString &id) const {
         if (!description(id) && modelOf(id).copies.isEmpty())

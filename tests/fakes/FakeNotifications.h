@@ -7,12 +7,14 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 class FakeNotifications : public platform::Notifications {
 public:
     explicit FakeNotifications(CallLog &log) : m_log(log) {}
 
     void show(const platform::Notification &notification) override {
-        m_log.add(u"notifications.show %1"_qs.arg(notification.summary));
+        m_log.add(u"notifications.show %1"_s.arg(notification.summary));
         shown.push_back(notification);
     }
 

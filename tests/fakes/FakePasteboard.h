@@ -10,12 +10,14 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 class FakePasteboard : public platform::Pasteboard {
 public:
     explicit FakePasteboard(CallLog &log) : m_log(log) {}
 
     platform::SavedPasteboardHandle save() override {
-        m_log.add(u"pasteboard.save"_qs);
+        m_log.add(u"pasteboard.save"_s);
         // What is to come of what stands here is still to come of what is saved of it.
         auto saved = std::make_shared<Saved>(isStanding() ? *m_standing : Saved());
         if (!isStanding()) {
@@ -26,7 +28,7 @@ public:
         return saved;
     }
     bool write(const QString &text, const platform::SavedPasteboardHandle &) override {
-        m_log.add(u"pasteboard.write "_qs + text);
+        m_log.add(u"pasteboard.write "_s + text);
         if (refusesWrites)
             return false;
         PasteboardItem item;
@@ -42,7 +44,7 @@ public:
     void restore(const platform::SavedPasteboardHandle &saved) override {
         m_standing = std::static_pointer_cast<const Saved>(saved);
         contents = m_standing->given();
-        m_log.add(u"pasteboard.restore "_qs + QString::number(contents.size()));
+        m_log.add(u"pasteboard.restore "_s + QString::number(contents.size()));
     }
 
     /// Owners give what they have kept back until now.
@@ -68,7 +70,7 @@ public:
         return {};
     }
 
-    static inline const QString plainStringType = u"text/plain;charset=utf-8"_qs;
+    static inline const QString plainStringType = u"text/plain;charset=utf-8"_s;
 
     std::vector<PasteboardItem> contents;
     QSet<QString> unreadableTypes; ///< their owner gives nothing for them

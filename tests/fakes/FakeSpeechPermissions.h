@@ -9,6 +9,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 class FakeSpeechPermissions : public platform::SpeechPermissions {
 public:
     /// What a question gets: an answer in the next turn of the main queue, or one when the test gives it.
@@ -18,11 +20,11 @@ public:
         : m_log(log), m_mainQueue(mainQueue) {}
 
     void requestSpeechRecognition(Reply reply) override {
-        m_log.add(u"permissions.requestSpeechRecognition"_qs);
+        m_log.add(u"permissions.requestSpeechRecognition"_s);
         answer(std::move(reply), isSpeechRecognitionGranted, speechRecognitionReplies);
     }
     void requestMicrophone(Reply reply) override {
-        m_log.add(u"permissions.requestMicrophone"_qs);
+        m_log.add(u"permissions.requestMicrophone"_s);
         answer(std::move(reply), isMicrophoneGranted, microphoneReplies);
     }
 

@@ -8,6 +8,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// One recognition, whose results the test gives.
 struct FakeRecognition {
     platform::RecognitionHandler handler;
@@ -24,7 +26,7 @@ public:
     QStringList supportedLocales() const override { return locales; }
     void prepare(const QString &localeIdentifier) override { prepared += localeIdentifier; }
     std::unique_ptr<platform::SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override {
-        m_log.add(u"recognizers.makeRecognizer "_qs + localeIdentifier);
+        m_log.add(u"recognizers.makeRecognizer "_s + localeIdentifier);
         if (makesNoRecognizer || !locales.contains(localeIdentifier))
             return nullptr;
         return std::make_unique<Recognizer>(*this, localeIdentifier);
@@ -38,7 +40,7 @@ public:
 
     bool isAvailable = true;
     bool makesNoRecognizer = false;
-    QStringList locales{u"en-US"_qs};
+    QStringList locales{u"en-US"_s};
     QStringList prepared; ///< for which locales, in their order
     std::vector<std::shared_ptr<FakeRecognition>> recognitions;
 
@@ -57,11 +59,11 @@ private:
             m_recognition->buffers.push_back(std::move(buffer));
         }
         void endAudio() override {
-            m_log.add(u"recognition.endAudio"_qs);
+            m_log.add(u"recognition.endAudio"_s);
             m_recognition->hasEnded = true;
         }
         void cancel() override {
-            m_log.add(u"recognition.cancel"_qs);
+            m_log.add(u"recognition.cancel"_s);
             m_recognition->isCancelled = true;
         }
 
@@ -76,7 +78,7 @@ private:
             : m_owner(owner), m_locale(std::move(locale)) {}
         bool isAvailable() const override { return m_owner.isAvailable; }
         std::shared_ptr<platform::Recognition> recognize(platform::RecognitionHandler handler) override {
-            m_owner.m_log.add(u"recognizer.recognize"_qs);
+            m_owner.m_log.add(u"recognizer.recognize"_s);
             auto recognition = std::make_shared<FakeRecognition>();
             recognition->handler = std::move(handler);
             recognition->localeIdentifier = m_locale;

@@ -9,6 +9,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// On-device translation whose outcomes the test decides: at once by `translation`, or by hand.
 class FakeTranslators : public platform::Translators {
 public:
@@ -19,7 +21,7 @@ public:
     std::shared_ptr<platform::TranslationSession> session(const QString &source,
                                                           const QString &target) override {
         const QString pair = source + u'>' + target;
-        m_log.add(u"translation.session "_qs + pair);
+        m_log.add(u"translation.session "_s + pair);
         return std::make_shared<Session>(*this, pair);
     }
 
@@ -37,7 +39,7 @@ public:
     std::optional<QString> translationError;
     /// What a text becomes when replies come at once.
     std::function<QString(const QString &)> translation = [](const QString &text) {
-        return u"<"_qs + text + u">"_qs;
+        return u"<"_s + text + u">"_s;
     };
 
     /// Waiting calls, oldest first, when replies come by hand.
@@ -51,7 +53,7 @@ private:
             : m_translators(translators), m_pair(pair) {}
 
         QCoro::Task<> prepareTranslation() override {
-            m_translators.m_log.add(u"session.prepare"_qs);
+            m_translators.m_log.add(u"session.prepare"_s);
             m_translators.preparedPairs += m_pair;
             if (m_translators.replies == Replies::byHand) {
                 platform::Continuation<bool> continuation(m_translators.m_queue);
@@ -64,7 +66,7 @@ private:
         }
 
         QCoro::Task<platform::TranslationResponse> translate(QString text) override {
-            m_translators.m_log.add(u"session.translate "_qs + text);
+            m_translators.m_log.add(u"session.translate "_s + text);
             platform::TranslationResponse response;
             if (m_translators.replies == Replies::byHand) {
                 platform::Continuation<QString> continuation(m_translators.m_queue);

@@ -10,6 +10,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 class FakeUserDefaults : public platform::UserDefaults {
 public:
     explicit FakeUserDefaults(CallLog &log) : m_log(log) {
@@ -23,7 +25,7 @@ public:
     }
     void setString(const QString &value, const QString &key) override {
         values[key] = value;
-        m_log.add(u"defaults.set "_qs + key + u'=' + value);
+        m_log.add(u"defaults.set "_s + key + u'=' + value);
         if (isUnwritable)
             fail(platform::UserDefaultsFailure::unwritable);
     }

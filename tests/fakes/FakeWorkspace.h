@@ -9,6 +9,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 class FakeWorkspace;
 
 class FakeRunningApplication : public platform::RunningApplication,
@@ -67,7 +69,7 @@ public:
     qsizetype observerCount() const { return static_cast<qsizetype>(m_observers.size()); }
 
     CallLog &log;
-    std::optional<QString> ownIdentifier = u"Quillora"_qs;
+    std::optional<QString> ownIdentifier = u"Quillora"_s;
     platform::RunningApplicationHandle frontmost;
     bool refusesActivation = false; ///< the desktop brings nothing to the front for us
     int yieldCount = 0;             ///< how often we have given up the keyboard
@@ -78,7 +80,7 @@ private:
 };
 
 inline void FakeRunningApplication::activate(Outcome outcome) {
-    m_workspace.log.add(u"activate "_qs + m_name);
+    m_workspace.log.add(u"activate "_s + m_name);
     const bool isBrought = !hasEnded && !m_workspace.refusesActivation;
     if (isBrought)
         m_workspace.bringToFront(shared_from_this());

@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using Event = HotKeyManager::Event;
 using platform::HotKeyOutcome;
@@ -38,19 +39,19 @@ private Q_SLOTS:
 
     void registrationTakesTheCombination() {
         QVERIFY(m_manager->registerHotKey(AppHotKey::defaultValue));
-        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.take 49:6144"_qs});
+        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.take 49:6144"_s});
     }
 
     void bothNumbersArePassedOnAsTheyStand() {
         QVERIFY(m_manager->registerHotKey({4294967295u, 0xFFFFFFFFu}));
-        QCOMPARE(m_platform->log.calls().last(), u"hotkeys.take 4294967295:4294967295"_qs);
+        QCOMPARE(m_platform->log.calls().last(), u"hotkeys.take 4294967295:4294967295"_s);
     }
 
     void registeringTwiceSucceedsTwiceAndLeavesOne() {
         QVERIFY(m_manager->registerHotKey(AppHotKey::defaultValue));
         m_platform->log.clear();
         QVERIFY(m_manager->registerHotKey(AppHotKey::defaultValue));
-        QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.giveBack"_qs, u"hotkeys.take 49:6144"_qs}));
+        QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.giveBack"_s, u"hotkeys.take 49:6144"_s}));
         QCOMPARE(m_platform->hotKeysFake.taken.size(), 1u);
     }
 
@@ -59,7 +60,7 @@ private Q_SLOTS:
         m_platform->hotKeysFake.takenElsewhere.insert({superK.keyCode, superK.modifiers});
         m_platform->log.clear();
         QVERIFY(!m_manager->registerHotKey(superK));
-        QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.giveBack"_qs, u"hotkeys.take 40:256"_qs}));
+        QCOMPARE(m_platform->log.calls(), (QStringList{u"hotkeys.giveBack"_s, u"hotkeys.take 40:256"_s}));
         QVERIFY(m_platform->hotKeysFake.taken.empty());
     }
 
@@ -70,7 +71,7 @@ private Q_SLOTS:
         m_platform->hotKeysFake.keyUp(superK.keyCode);
         QVERIFY(m_events.isEmpty());
         m_manager->unregister();
-        QVERIFY(!m_platform->log.calls().contains(u"hotkeys.giveBack"_qs));
+        QVERIFY(!m_platform->log.calls().contains(u"hotkeys.giveBack"_s));
     }
 
     void pressAndReleaseComeOnceEachAndInOrder() {
@@ -107,14 +108,14 @@ private Q_SLOTS:
         m_platform->log.clear();
         m_manager->unregister();
         m_manager->unregister();
-        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.giveBack"_qs});
+        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.giveBack"_s});
     }
 
     void destructionGivesItBackAsUnregisteringDoes() {
         m_manager->registerHotKey(AppHotKey::defaultValue);
         m_platform->log.clear();
         m_manager.reset();
-        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.giveBack"_qs});
+        QCOMPARE(m_platform->log.calls(), QStringList{u"hotkeys.giveBack"_s});
     }
 
     void replacingAHotKeyThatIsDownDeliversItsReleaseFirst() {
@@ -128,7 +129,7 @@ private Q_SLOTS:
         m_platform->log.clear();
         QVERIFY(m_manager->registerHotKey(superK));
         QCOMPARE(m_events, (QList{Event::pressed, Event::released}));
-        QCOMPARE(callsBeforeTheRelease, QStringList{u"hotkeys.giveBack"_qs});
+        QCOMPARE(callsBeforeTheRelease, QStringList{u"hotkeys.giveBack"_s});
     }
 
     void aHandlerMayEndItsManagerWhileThatUnregisters() {
@@ -153,7 +154,7 @@ private Q_SLOTS:
         QTest::addColumn<HotKeyOutcome>("outcome");
         QTest::newRow("refused") << HotKeyOutcome{Kind::refused};
         QTest::newRow("lost") << HotKeyOutcome{Kind::lost};
-        QTest::newRow("bound elsewhere") << HotKeyOutcome{Kind::boundElsewhere, u"Meta+K"_qs};
+        QTest::newRow("bound elsewhere") << HotKeyOutcome{Kind::boundElsewhere, u"Meta+K"_s};
         QTest::newRow("had again") << HotKeyOutcome{Kind::hadAgain};
     }
     void anOutcomeComesWithItsHotKey() {

@@ -11,6 +11,7 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 
@@ -88,22 +89,22 @@ private Q_SLOTS:
         constexpr auto shift = TestKeyboard::shift;
         constexpr auto alt = TestKeyboard::alt;
         constexpr auto super = TestKeyboard::super;
-        row("Escape alone cancels", {}, escape, u"cancel"_qs);
-        row("Control+Escape is captured", {control}, escape, u"capture 53:4096"_qs);
-        row("Shift+Escape is invalid", {shift}, escape, u"invalid"_qs);
-        row("a letter alone is invalid", {}, letterK, u"invalid"_qs);
-        row("a letter with Shift only is invalid", {shift}, letterK, u"invalid"_qs);
-        row("Command+Shift+K is captured", {super, shift}, letterK, u"capture 40:768"_qs);
+        row("Escape alone cancels", {}, escape, u"cancel"_s);
+        row("Control+Escape is captured", {control}, escape, u"capture 53:4096"_s);
+        row("Shift+Escape is invalid", {shift}, escape, u"invalid"_s);
+        row("a letter alone is invalid", {}, letterK, u"invalid"_s);
+        row("a letter with Shift only is invalid", {shift}, letterK, u"invalid"_s);
+        row("Command+Shift+K is captured", {super, shift}, letterK, u"capture 40:768"_s);
         row("Control+Option+Command+Shift+F5 is captured", {control, alt, super, shift}, f5,
-            u"capture 96:6912"_qs);
-        row("Control+Tab is captured", {control}, tab, u"capture 48:4096"_qs);
-        row("Shift+Tab is no way out", {shift}, tab, u"invalid"_qs);
-        row("Super+K is captured", {super}, letterK, u"capture 40:256"_qs);
-        row("Control and the louder key are invalid", {control}, volumeUp, u"invalid"_qs);
-        row("Control and the softer key are invalid", {control}, volumeDown, u"invalid"_qs);
-        row("Control and the mute key are invalid", {control}, mute, u"invalid"_qs);
-        row("Super and the play key are invalid", {super}, play, u"invalid"_qs);
-        row("the microphone's mute key is invalid", {}, microphoneMute, u"invalid"_qs);
+            u"capture 96:6912"_s);
+        row("Control+Tab is captured", {control}, tab, u"capture 48:4096"_s);
+        row("Shift+Tab is no way out", {shift}, tab, u"invalid"_s);
+        row("Super+K is captured", {super}, letterK, u"capture 40:256"_s);
+        row("Control and the louder key are invalid", {control}, volumeUp, u"invalid"_s);
+        row("Control and the softer key are invalid", {control}, volumeDown, u"invalid"_s);
+        row("Control and the mute key are invalid", {control}, mute, u"invalid"_s);
+        row("Super and the play key are invalid", {super}, play, u"invalid"_s);
+        row("the microphone's mute key is invalid", {}, microphoneMute, u"invalid"_s);
     }
 
     void aKeyPressHasOneOutcome() {
@@ -118,7 +119,7 @@ private Q_SLOTS:
     void capsLockNeverEntersTheMask() {
         m_keyboard->tap(TestKeyboard::capsLock);
         m_keyboard->tapWith({TestKeyboard::control}, letterA);
-        QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_qs});
+        QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_s});
         m_keyboard->tap(TestKeyboard::capsLock);
     }
 
@@ -126,18 +127,18 @@ private Q_SLOTS:
         Repeats repeats;
         m_recorder->installEventFilter(&repeats);
         m_keyboard->press(letterK);
-        QTRY_COMPARE(m_outcomes, QStringList{u"invalid"_qs});
+        QTRY_COMPARE(m_outcomes, QStringList{u"invalid"_s});
         QTRY_VERIFY_WITH_TIMEOUT(repeats.count > 1, 30000);
         m_keyboard->release(letterK);
         m_keyboard->tapWith({TestKeyboard::control}, letterA);
-        QTRY_COMPARE(m_outcomes, (QStringList{u"invalid"_qs, u"capture 0:4096"_qs}));
+        QTRY_COMPARE(m_outcomes, (QStringList{u"invalid"_s, u"capture 0:4096"_s}));
     }
 
     void keysPassThroughWhileNotRecording() {
         m_recorder->setDescription(describe(false));
         m_field->setFocus();
         m_keyboard->tap(letterK);
-        QTRY_COMPARE(m_field->text(), u"k"_qs);
+        QTRY_COMPARE(m_field->text(), u"k"_s);
         QCOMPARE(m_outcomes, QStringList());
     }
 
@@ -170,34 +171,34 @@ private Q_SLOTS:
         QFETCH(QString, option);
         QFETCH(int, held);
         QFETCH(int, key);
-        useKeyboard(u"us,ru"_qs, option);
+        useKeyboard(u"us,ru"_s, option);
         m_keyboard->tapWith({static_cast<xcb_keycode_t>(held)}, static_cast<xcb_keycode_t>(key));
         m_keyboard->lockGroup(0);
         m_keyboard->tapWith({TestKeyboard::control}, letterA);
-        QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_qs});
+        QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_s});
     }
 
     void aKeyThatSwitchesLayoutsTogetherWithSuperIsAKeyLikeAnyOther() {
-        useKeyboard(u"us,ru"_qs, u"grp:win_space_toggle"_qs);
+        useKeyboard(u"us,ru"_s, u"grp:win_space_toggle"_s);
         m_keyboard->tapWith({TestKeyboard::super}, TestKeyboard::space);
-        QTRY_COMPARE(m_outcomes, QStringList{u"capture 49:256"_qs});
+        QTRY_COMPARE(m_outcomes, QStringList{u"capture 49:256"_s});
         m_keyboard->lockGroup(0);
     }
 
     void thePositionCountsNotTheLayout() {
-        useKeyboard(u"fr"_qs, {}); // where this key types q
+        useKeyboard(u"fr"_s, {}); // where this key types q
         m_keyboard->tapWith({TestKeyboard::control}, letterA);
-        QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_qs});
+        QTRY_COMPARE(m_outcomes, QStringList{u"capture 0:4096"_s});
     }
 
 private:
     HotKeyRecorderView::Description describe(bool isRecording) {
         return {isRecording,
-                [this](const AppHotKey &hotKey) { m_outcomes += u"capture "_qs + hotKey.storageValue(); },
-                [this] { m_outcomes += u"cancel"_qs; }, [this] { m_outcomes += u"invalid"_qs; }};
+                [this](const AppHotKey &hotKey) { m_outcomes += u"capture "_s + hotKey.storageValue(); },
+                [this] { m_outcomes += u"cancel"_s; }, [this] { m_outcomes += u"invalid"_s; }};
     }
     void useKeyboard(const QString &layout, const QString &option) const {
-        m_display.setLayout({layout, u"-option"_qs, QString(), u"-option"_qs, option});
+        m_display.setLayout({layout, u"-option"_s, QString(), u"-option"_s, option});
     }
     void record() {
         m_recorder->setDescription(describe(true));

@@ -6,6 +6,7 @@
 #include <QShortcut>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 
@@ -23,8 +24,8 @@ public:
 
     HotKeyRecorderView::Description describe(bool isRecording) {
         return {isRecording,
-                [this](const AppHotKey &hotKey) { outcomes += u"capture "_qs + hotKey.storageValue(); },
-                [this] { outcomes += u"cancel"_qs; }, [this] { outcomes += u"invalid"_qs; }};
+                [this](const AppHotKey &hotKey) { outcomes += u"capture "_s + hotKey.storageValue(); },
+                [this] { outcomes += u"cancel"_s; }, [this] { outcomes += u"invalid"_s; }};
     }
     void record() {
         recorder.setDescription(describe(true));
@@ -122,7 +123,7 @@ private Q_SLOTS:
         QKeyEvent event(QEvent::KeyPress, Qt::Key_A, Qt::ControlModifier, FakeKeyPositions::scanCode(0), 0,
                         lockMask);
         QApplication::sendEvent(QApplication::focusWidget(), &event);
-        QCOMPARE(window.outcomes, QStringList{u"capture 0:4096"_qs});
+        QCOMPARE(window.outcomes, QStringList{u"capture 0:4096"_s});
     }
 
     void keysPassThroughUnchangedWhileNotRecording() {
@@ -199,10 +200,10 @@ private Q_SLOTS:
         Window window;
         window.record();
         QStringList later;
-        window.recorder.setDescription({true, {}, [&later] { later += u"cancel"_qs; }, {}});
+        window.recorder.setDescription({true, {}, [&later] { later += u"cancel"_s; }, {}});
         press(Qt::Key_Escape, 53);
         QCOMPARE(window.outcomes, QStringList());
-        QCOMPARE(later, QStringList{u"cancel"_qs});
+        QCOMPARE(later, QStringList{u"cancel"_s});
     }
 
     void aCallbackMayEndTheRecording() {
@@ -216,7 +217,7 @@ private Q_SLOTS:
         window.platform.run();
         press(Qt::Key_K, 40, Qt::ControlModifier);
         press(Qt::Key_K, 40, Qt::ControlModifier);
-        QCOMPARE(window.outcomes, QStringList{u"40:4096"_qs});
+        QCOMPARE(window.outcomes, QStringList{u"40:4096"_s});
     }
 
     void theViewDoesNotStopRecordingByItself() {
@@ -224,7 +225,7 @@ private Q_SLOTS:
         window.record();
         press(Qt::Key_K, 40);
         press(Qt::Key_K, 40, Qt::ControlModifier);
-        QCOMPARE(window.outcomes, (QStringList{u"invalid"_qs, u"capture 40:4096"_qs}));
+        QCOMPARE(window.outcomes, (QStringList{u"invalid"_s, u"capture 40:4096"_s}));
     }
 
     void modifiersOnTheirWayToACombinationAreNoKeyPress_data() {
@@ -272,7 +273,7 @@ private Q_SLOTS:
         window.record();
         press(Qt::Key_K, 40);
         press(Qt::Key_K, 40, Qt::NoModifier, Repeat::yes);
-        QCOMPARE(window.outcomes, QStringList{u"invalid"_qs});
+        QCOMPARE(window.outcomes, QStringList{u"invalid"_s});
     }
 
     void aRepeatThatTheToolkitDidNotRecogniseCountsOnce() {
@@ -281,7 +282,7 @@ private Q_SLOTS:
         sendK(QEvent::KeyPress, 1000);
         sendK(QEvent::KeyRelease, 1660);
         sendK(QEvent::KeyPress, 1660);
-        QCOMPARE(window.outcomes, QStringList{u"invalid"_qs});
+        QCOMPARE(window.outcomes, QStringList{u"invalid"_s});
     }
 
     void aKeyPressedTwiceCountsTwice() {
@@ -290,7 +291,7 @@ private Q_SLOTS:
         sendK(QEvent::KeyPress, 1000);
         sendK(QEvent::KeyRelease, 1080);
         sendK(QEvent::KeyPress, 1090);
-        QCOMPARE(window.outcomes, (QStringList{u"invalid"_qs, u"invalid"_qs}));
+        QCOMPARE(window.outcomes, (QStringList{u"invalid"_s, u"invalid"_s}));
     }
 
     void aKeyOutsideTheNumberingIsInvalid() {
@@ -298,14 +299,14 @@ private Q_SLOTS:
         window.record();
         QKeyEvent event(QEvent::KeyPress, Qt::Key_VolumeUp, Qt::ControlModifier, 1, 0, 0);
         QApplication::sendEvent(QApplication::focusWidget(), &event);
-        QCOMPARE(window.outcomes, QStringList{u"invalid"_qs});
+        QCOMPARE(window.outcomes, QStringList{u"invalid"_s});
     }
 
     void theWindowsShortcutsDoNotTakeTheKey() {
         Window window;
         QStringList taken;
         QShortcut shortcut(QKeySequence(Qt::CTRL | Qt::Key_K), &window);
-        connect(&shortcut, &QShortcut::activated, &window, [&taken] { taken += u"shortcut"_qs; });
+        connect(&shortcut, &QShortcut::activated, &window, [&taken] { taken += u"shortcut"_s; });
         window.record();
         QKeyEvent override(QEvent::ShortcutOverride, Qt::Key_K, Qt::ControlModifier,
                            FakeKeyPositions::scanCode(40), 0, 0);

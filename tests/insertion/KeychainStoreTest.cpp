@@ -5,13 +5,14 @@
 #include <QRegularExpression>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 namespace {
 
-const QString current = u"com.local.Quillora"_qs;
-const QString legacy = u"com.local.Cobaltwhisk"_qs;
-const QString key = u"openAIClientToken"_qs;
+const QString current = u"com.local.Quillora"_s;
+const QString legacy = u"com.local.Cobaltwhisk"_s;
+const QString key = u"openAIClientToken"_s;
 
 } // namespace
 
@@ -23,39 +24,39 @@ private Q_SLOTS:
     void cleanup() { m_platform.reset(); }
 
     void aNewValueIsAddedOnceTheUpdateFindsNoItem() {
-        KeychainStore::setString(u"secret"_qs, key);
+        KeychainStore::setString(u"secret"_s, key);
         QCOMPARE(m_platform->log.calls(),
-                 (QStringList{u"keychain.update com.local.Quillora openAIClientToken"_qs,
-                              u"keychain.add com.local.Quillora openAIClientToken"_qs}));
-        QCOMPARE(KeychainStore::string(key), std::optional(u"secret"_qs));
+                 (QStringList{u"keychain.update com.local.Quillora openAIClientToken"_s,
+                              u"keychain.add com.local.Quillora openAIClientToken"_s}));
+        QCOMPARE(KeychainStore::string(key), std::optional(u"secret"_s));
     }
 
     void anUpdateKeepsTheItemsOtherAttributes() {
-        items()[{current, key}] = {"old", u"made by hand"_qs};
-        KeychainStore::setString(u"new"_qs, key);
+        items()[{current, key}] = {"old", u"made by hand"_s};
+        KeychainStore::setString(u"new"_s, key);
         QCOMPARE(m_platform->log.calls(),
-                 QStringList{u"keychain.update com.local.Quillora openAIClientToken"_qs});
+                 QStringList{u"keychain.update com.local.Quillora openAIClientToken"_s});
         QCOMPARE(items()[std::pair(current, key)].data, std::optional<QByteArray>("new"));
-        QCOMPARE(items()[std::pair(current, key)].label, u"made by hand"_qs);
+        QCOMPARE(items()[std::pair(current, key)].label, u"made by hand"_s);
     }
 
     void aFailedUpdateIsDropped() {
         m_platform->keychainFake.isBroken = true;
-        KeychainStore::setString(u"secret"_qs, key);
+        KeychainStore::setString(u"secret"_s, key);
         QCOMPARE(m_platform->log.calls(),
-                 QStringList{u"keychain.update com.local.Quillora openAIClientToken"_qs});
+                 QStringList{u"keychain.update com.local.Quillora openAIClientToken"_s});
     }
 
     void valuesAreStoredAsUtf8() {
-        KeychainStore::setString(u"gé😀"_qs, key);
+        KeychainStore::setString(u"gé😀"_s, key);
         QCOMPARE(items()[std::pair(current, key)].data,
                  std::optional<QByteArray>("g\xc3\xa9\xf0\x9f\x98\x80"));
-        QCOMPARE(KeychainStore::string(key), std::optional(u"gé😀"_qs));
+        QCOMPARE(KeychainStore::string(key), std::optional(u"gé😀"_s));
     }
 
     void aLegacyValueIsReturnedAndCopiedAndStays() {
         items()[{legacy, key}] = {"old", {}};
-        QCOMPARE(KeychainStore::string(key), std::optional(u"old"_qs));
+        QCOMPARE(KeychainStore::string(key), std::optional(u"old"_s));
         QCOMPARE(items()[std::pair(current, key)].data, std::optional<QByteArray>("old"));
         QVERIFY(items().contains(std::pair(legacy, key)));
     }
@@ -66,7 +67,7 @@ private Q_SLOTS:
         m_platform->log.clear();
         KeychainStore::string(key);
         QCOMPARE(m_platform->log.calls(),
-                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs});
+                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_s});
     }
 
     void anEmptyValueDeletesTheItemOfBothServices() {
@@ -74,8 +75,8 @@ private Q_SLOTS:
         items()[{legacy, key}] = {"b", {}};
         KeychainStore::setString({}, key);
         QCOMPARE(m_platform->log.calls(),
-                 (QStringList{u"keychain.remove com.local.Quillora openAIClientToken"_qs,
-                              u"keychain.remove com.local.Cobaltwhisk openAIClientToken"_qs}));
+                 (QStringList{u"keychain.remove com.local.Quillora openAIClientToken"_s,
+                              u"keychain.remove com.local.Cobaltwhisk openAIClientToken"_s}));
         QVERIFY(items().empty());
         QVERIFY(!KeychainStore::string(key));
     }
@@ -83,9 +84,9 @@ private Q_SLOTS:
     void aStoredEmptyValueIsReturnedWithoutAskingTheLegacyService() {
         items()[{current, key}] = {QByteArray(""), {}};
         items()[{legacy, key}] = {"old", {}};
-        QCOMPARE(KeychainStore::string(key), std::optional(u""_qs));
+        QCOMPARE(KeychainStore::string(key), std::optional(u""_s));
         QCOMPARE(m_platform->log.calls(),
-                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_qs});
+                 QStringList{u"keychain.copyMatching com.local.Quillora openAIClientToken"_s});
     }
 
     void aValueThatIsNotUtf8IsNoValue_data() {
@@ -107,19 +108,19 @@ private Q_SLOTS:
 
     void aByteOrderMarkIsPartOfTheValue() {
         items()[{current, key}] = {"\xef\xbb\xbfx", {}};
-        QCOMPARE(KeychainStore::string(key), std::optional(u"\ufeffx"_qs));
+        QCOMPARE(KeychainStore::string(key), std::optional(u"\ufeffx"_s));
     }
 
     void whatTheKeychainTookIsReportedSo_data() {
         QTest::addColumn<QString>("value");
-        QTest::newRow("a value") << u"secret"_qs;
+        QTest::newRow("a value") << u"secret"_s;
         QTest::newRow("no value") << QString();
     }
     void whatTheKeychainTookIsReportedSo() {
         QFETCH(QString, value);
         QVERIFY(KeychainStore::setString(value, key)); // there is no item yet
         items()[{legacy, key}] = {"old", {}};
-        QVERIFY(KeychainStore::setString(u"other"_qs, key));
+        QVERIFY(KeychainStore::setString(u"other"_s, key));
         QVERIFY(KeychainStore::setString(value, key));
     }
 
@@ -127,11 +128,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("value");
         QTest::addColumn<std::function<void(test::FakeKeychain &)>>("breakKeychain");
         using Break = std::function<void(test::FakeKeychain &)>;
-        QTest::newRow("locked") << u"secret"_qs << Break([](auto &keychain) { keychain.isBroken = true; });
+        QTest::newRow("locked") << u"secret"_s << Break([](auto &keychain) { keychain.isBroken = true; });
         QTest::newRow("locked, clearing")
             << QString() << Break([](auto &keychain) { keychain.isBroken = true; });
         QTest::newRow("no additions")
-            << u"secret"_qs << Break([](auto &keychain) { keychain.refusesAdditions = true; });
+            << u"secret"_s << Break([](auto &keychain) { keychain.refusesAdditions = true; });
         for (const QString &service : {current, legacy})
             QTest::addRow("no removal from %s", qPrintable(service))
                 << QString()
@@ -147,7 +148,7 @@ private Q_SLOTS:
     void deviceIdentifierIsTwoUpperCaseUuids() {
         const QString identifier = DeviceIdentifier::current();
         static const QRegularExpression shape(
-            u"^([0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}-?){2}$"_qs);
+            u"^([0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}-?){2}$"_s);
         QCOMPARE(identifier.size(), 73);
         QCOMPARE(identifier[36], u'-');
         QVERIFY(shape.match(identifier).hasMatch());
@@ -157,29 +158,26 @@ private Q_SLOTS:
     void deviceIdentifierStaysTheSame() {
         const QString identifier = DeviceIdentifier::current();
         QCOMPARE(DeviceIdentifier::current(), identifier);
-        QCOMPARE(items()[std::pair(current, u"deviceIdentifier"_qs)].data,
-                 std::optional(identifier.toUtf8()));
+        QCOMPARE(items()[std::pair(current, u"deviceIdentifier"_s)].data, std::optional(identifier.toUtf8()));
     }
 
     void deviceIdentifierOfTheLegacyServiceIsKept() {
-        items()[{legacy, u"deviceIdentifier"_qs}] = {"the-old-one", {}};
-        QCOMPARE(DeviceIdentifier::current(), u"the-old-one"_qs);
+        items()[{legacy, u"deviceIdentifier"_s}] = {"the-old-one", {}};
+        QCOMPARE(DeviceIdentifier::current(), u"the-old-one"_s);
     }
 
     void deviceIdentifierReplacesAnEmptyValue() {
-        items()[{current, u"deviceIdentifier"_qs}] = {QByteArray(""), {}};
+        items()[{current, u"deviceIdentifier"_s}] = {QByteArray(""), {}};
         const QString identifier = DeviceIdentifier::current();
         QCOMPARE(identifier.size(), 73);
-        QCOMPARE(items()[std::pair(current, u"deviceIdentifier"_qs)].data,
-                 std::optional(identifier.toUtf8()));
+        QCOMPARE(items()[std::pair(current, u"deviceIdentifier"_s)].data, std::optional(identifier.toUtf8()));
     }
 
     void deviceIdentifierReplacesAValueThatIsNotUtf8() {
-        items()[{current, u"deviceIdentifier"_qs}] = {"\xff", {}};
+        items()[{current, u"deviceIdentifier"_s}] = {"\xff", {}};
         const QString identifier = DeviceIdentifier::current();
         QCOMPARE(identifier.size(), 73);
-        QCOMPARE(items()[std::pair(current, u"deviceIdentifier"_qs)].data,
-                 std::optional(identifier.toUtf8()));
+        QCOMPARE(items()[std::pair(current, u"deviceIdentifier"_s)].data, std::optional(identifier.toUtf8()));
     }
 
     void deviceIdentifierThatCannotBeStoredIsNewEachTime() {

@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::PasteboardItem;
 using namespace std::chrono_literals;
@@ -10,7 +11,7 @@ using namespace std::chrono_literals;
 namespace {
 
 const QString plain = test::FakePasteboard::plainStringType;
-const QString chord = u"keystrokes.paste"_qs;
+const QString chord = u"keystrokes.paste"_s;
 
 PasteboardItem textItem(const QString &text) {
     PasteboardItem item;
@@ -26,7 +27,7 @@ class PasteboardInserterTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_platform = std::make_unique<test::FakePlatform>();
-        m_editor = m_platform->workspaceFake.launch(u"editor"_qs);
+        m_editor = m_platform->workspaceFake.launch(u"editor"_s);
     }
     void cleanup() {
         m_timesTaken = 0;
@@ -35,105 +36,105 @@ private Q_SLOTS:
     }
 
     void aPasteGoesThroughItsStepsInOrder() {
-        contents() = {textItem(u"before"_qs)};
-        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        contents() = {textItem(u"before"_s)};
+        QVERIFY(m_inserter.paste(u"hola"_s, m_editor));
         QCOMPARE(take(),
-                 (QStringList{u"pasteboard.save"_qs, u"pasteboard.write hola"_qs, u"activate editor"_qs}));
+                 (QStringList{u"pasteboard.save"_s, u"pasteboard.write hola"_s, u"activate editor"_s}));
         m_platform->queue.advance(149ms);
         QCOMPARE(take(), QStringList());
         m_platform->queue.advance(1ms);
         QCOMPARE(take(), QStringList{chord});
-        QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_qs);
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_s);
         m_platform->queue.advance(799ms);
         QCOMPARE(take(), QStringList());
         m_platform->queue.advance(1ms);
-        QCOMPARE(take(), QStringList{u"pasteboard.restore 1"_qs});
-        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+        QCOMPARE(take(), QStringList{u"pasteboard.restore 1"_s});
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_s)}));
     }
 
     void withoutTrustNothingIsDoneAtAll() {
         m_platform->keystrokesFake.isTrustGranted = false;
-        contents() = {textItem(u"before"_qs)};
-        QVERIFY(!m_inserter.paste(u"hola"_qs, m_editor));
+        contents() = {textItem(u"before"_s)};
+        QVERIFY(!m_inserter.paste(u"hola"_s, m_editor));
         m_platform->queue.advance(10s);
         QCOMPARE(take(), QStringList());
-        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_s)}));
     }
 
     void anEmptyPasteboardIsEmptyAgainAfterwards() {
-        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        QVERIFY(m_inserter.paste(u"hola"_s, m_editor));
         m_platform->queue.advance(950ms);
         QVERIFY(contents().empty());
-        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.restore 0"_qs);
+        QCOMPARE(m_platform->log.calls().last(), u"pasteboard.restore 0"_s);
     }
 
     void anItemWithTextAndImageComesBackWithBoth() {
         PasteboardItem item;
-        item.setString(u"caption"_qs, plain);
-        item.setData(QByteArray("\x89PNG\0\x01", 6), u"image/png"_qs);
+        item.setString(u"caption"_s, plain);
+        item.setData(QByteArray("\x89PNG\0\x01", 6), u"image/png"_s);
         contents() = {item};
-        m_inserter.paste(u"hola"_qs, m_editor);
+        m_inserter.paste(u"hola"_s, m_editor);
         m_platform->queue.advance(950ms);
         QCOMPARE(contents(), std::vector{item});
     }
 
     void itemsAndTypesKeepTheirOrder() {
         PasteboardItem first;
-        first.setData("1", u"z"_qs);
-        first.setData("2", u"a"_qs);
-        contents() = {first, textItem(u"second"_qs)};
+        first.setData("1", u"z"_s);
+        first.setData("2", u"a"_s);
+        contents() = {first, textItem(u"second"_s)};
         const auto before = contents();
-        m_inserter.paste(u"hola"_qs, m_editor);
+        m_inserter.paste(u"hola"_s, m_editor);
         m_platform->queue.advance(950ms);
         QCOMPARE(contents(), before);
     }
 
     void aTypeThatCannotBeReadIsDropped() {
         PasteboardItem item;
-        item.setData("lost", u"private"_qs);
-        item.setData("kept", u"text/html"_qs);
+        item.setData("lost", u"private"_s);
+        item.setData("kept", u"text/html"_s);
         contents() = {item};
-        m_platform->pasteboardFake.unreadableTypes = {u"private"_qs};
-        m_inserter.paste(u"hola"_qs, m_editor);
+        m_platform->pasteboardFake.unreadableTypes = {u"private"_s};
+        m_inserter.paste(u"hola"_s, m_editor);
         m_platform->queue.advance(950ms);
         PasteboardItem kept;
-        kept.setData("kept", u"text/html"_qs);
+        kept.setData("kept", u"text/html"_s);
         QCOMPARE(contents(), std::vector{kept});
     }
 
     void withoutATargetNothingIsActivated() {
-        QVERIFY(m_inserter.paste(u"hola"_qs, nullptr));
+        QVERIFY(m_inserter.paste(u"hola"_s, nullptr));
         m_platform->queue.advance(150ms);
-        QCOMPARE(take(), (QStringList{u"pasteboard.save"_qs, u"pasteboard.write hola"_qs, chord}));
+        QCOMPARE(take(), (QStringList{u"pasteboard.save"_s, u"pasteboard.write hola"_s, chord}));
     }
 
     void withoutATargetOurOwnWindowsGiveTheFocusUp() {
-        QVERIFY(m_inserter.paste(u"hola"_qs, nullptr));
+        QVERIFY(m_inserter.paste(u"hola"_s, nullptr));
         QCOMPARE(m_platform->workspaceFake.yieldCount, 1);
     }
 
     void withATargetTheyHaveNoneToGiveUp() {
-        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        QVERIFY(m_inserter.paste(u"hola"_s, m_editor));
         QCOMPARE(m_platform->workspaceFake.yieldCount, 0);
     }
 
     void aTargetThatHasEndedDoesNotStopThePaste() {
         m_editor->hasEnded = true;
-        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        QVERIFY(m_inserter.paste(u"hola"_s, m_editor));
         m_platform->queue.advance(150ms);
         QVERIFY(take().endsWith(chord));
     }
 
     void aChordThatIsRefusedIsSkippedAndTheRestoreStillHappens() {
         m_platform->keystrokesFake.refusesChords = true;
-        contents() = {textItem(u"before"_qs)};
-        QVERIFY(pasteAndNote(u"hola"_qs));
+        contents() = {textItem(u"before"_s)};
+        QVERIFY(pasteAndNote(u"hola"_s));
         take();
         m_platform->queue.advance(150ms);
         QCOMPARE(take(), QStringList());
         QCOMPARE(m_timesTaken, 0);
         m_platform->queue.advance(800ms);
-        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_s)}));
     }
 
     void theRestoreIsMeasuredFromTheOutcomeOfTheChord_data() {
@@ -144,39 +145,39 @@ private Q_SLOTS:
     void theRestoreIsMeasuredFromTheOutcomeOfTheChord() {
         QFETCH(bool, isPosted);
         m_platform->keystrokesFake.outcomesComeLater = true;
-        contents() = {textItem(u"before"_qs)};
-        m_inserter.paste(u"hola"_qs, nullptr);
+        contents() = {textItem(u"before"_s)};
+        m_inserter.paste(u"hola"_s, nullptr);
         m_platform->queue.advance(300ms);
         m_platform->keystrokesFake.tellOutcome(isPosted);
         m_platform->queue.advance(799ms);
-        QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_qs);
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_s);
         QVERIFY(m_inserter.hasPendingRestore());
         m_platform->queue.advance(1ms);
-        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_s)}));
         QVERIFY(!m_inserter.hasPendingRestore());
     }
 
     void nothingIsPostedIfThePasteboardIsTakenBeforeTheChord() {
-        contents() = {textItem(u"before"_qs)};
-        QVERIFY(pasteAndNote(u"hola"_qs));
+        contents() = {textItem(u"before"_s)};
+        QVERIFY(pasteAndNote(u"hola"_s));
         take();
         m_platform->queue.advance(149ms);
-        contents() = {textItem(u"a password"_qs)};
+        contents() = {textItem(u"a password"_s)};
         m_platform->queue.advance(1ms);
         QCOMPARE(take(), QStringList());
         QCOMPARE(m_timesTaken, 1);
         m_platform->queue.advance(799ms);
-        QCOMPARE(m_platform->pasteboardFake.plainText(), u"a password"_qs);
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"a password"_s);
         m_platform->queue.advance(1ms);
-        QCOMPARE(take(), QStringList{u"pasteboard.restore 1"_qs});
-        QCOMPARE(contents(), (std::vector{textItem(u"before"_qs)}));
+        QCOMPARE(take(), QStringList{u"pasteboard.restore 1"_s});
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_s)}));
         QCOMPARE(m_timesTaken, 1);
     }
 
     void nothingIsPostedIfThePasteboardWasNeverOurs() {
         m_platform->pasteboardFake.refusesWrites = true;
-        contents() = {textItem(u"hola"_qs)};
-        QVERIFY(pasteAndNote(u"hola"_qs));
+        contents() = {textItem(u"hola"_s)};
+        QVERIFY(pasteAndNote(u"hola"_s));
         take();
         m_platform->queue.advance(150ms);
         QCOMPARE(take(), QStringList());
@@ -184,10 +185,10 @@ private Q_SLOTS:
     }
 
     void theChordIsPostedIfAnotherProgramHandsOurTextOn() {
-        QVERIFY(pasteAndNote(u"hola"_qs));
+        QVERIFY(pasteAndNote(u"hola"_s));
         take();
         PasteboardItem handedOn;
-        handedOn.setData("<b>hola</b>", u"text/html"_qs);
+        handedOn.setData("<b>hola</b>", u"text/html"_s);
         handedOn.setData("hola", plain);
         contents() = {handedOn};
         m_platform->queue.advance(150ms);
@@ -196,55 +197,55 @@ private Q_SLOTS:
     }
 
     void whatIsCopiedAfterTheChordIsNoMatterOfThePaste() {
-        QVERIFY(pasteAndNote(u"hola"_qs));
+        QVERIFY(pasteAndNote(u"hola"_s));
         m_platform->queue.advance(150ms);
-        contents() = {textItem(u"copied meanwhile"_qs)};
+        contents() = {textItem(u"copied meanwhile"_s)};
         m_platform->queue.advance(800ms);
         QCOMPARE(m_timesTaken, 0);
     }
 
     void theSecondOfTwoTextsAtOnceIsPastedOnce() {
-        QVERIFY(pasteAndNote(u"one"_qs));
-        QVERIFY(pasteAndNote(u"two"_qs));
+        QVERIFY(pasteAndNote(u"one"_s));
+        QVERIFY(pasteAndNote(u"two"_s));
         m_platform->queue.advance(150ms);
         QCOMPARE(m_platform->keystrokesFake.pasteCount(), 1);
         QCOMPARE(m_timesTaken, 1);
     }
 
     void whateverWasCopiedMeanwhileIsOverwritten() {
-        contents() = {textItem(u"before"_qs)};
-        m_inserter.paste(u"hola"_qs, nullptr);
+        contents() = {textItem(u"before"_s)};
+        m_inserter.paste(u"hola"_s, nullptr);
         m_platform->queue.advance(500ms);
-        contents() = {textItem(u"copied meanwhile"_qs)};
+        contents() = {textItem(u"copied meanwhile"_s)};
         m_platform->queue.advance(450ms);
-        QCOMPARE(m_platform->pasteboardFake.plainText(), u"before"_qs);
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"before"_s);
     }
 
     void twoPastesCloseTogetherInterleave() {
-        contents() = {textItem(u"before"_qs)};
-        m_inserter.paste(u"one"_qs, nullptr);
+        contents() = {textItem(u"before"_s)};
+        m_inserter.paste(u"one"_s, nullptr);
         m_platform->queue.advance(500ms);
-        m_inserter.paste(u"two"_qs, nullptr);
+        m_inserter.paste(u"two"_s, nullptr);
         m_platform->queue.advance(450ms); // the first restores
-        QCOMPARE(m_platform->pasteboardFake.plainText(), u"before"_qs);
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"before"_s);
         m_platform->queue.advance(500ms); // the second saved a pasteboard that held the first text
-        QCOMPARE(m_platform->pasteboardFake.plainText(), u"one"_qs);
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"one"_s);
     }
 
     void aCopyStaysForGood() {
-        contents() = {textItem(u"before"_qs)};
-        m_inserter.copy(u"hola"_qs);
+        contents() = {textItem(u"before"_s)};
+        m_inserter.copy(u"hola"_s);
         m_platform->queue.advance(1h);
-        QCOMPARE(take(), QStringList{u"pasteboard.write hola"_qs});
-        QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_qs);
+        QCOMPARE(take(), QStringList{u"pasteboard.write hola"_s});
+        QCOMPARE(m_platform->pasteboardFake.plainText(), u"hola"_s);
     }
 
     void aRestoreIsPendingUntilTheLastPasteHasGivenThePasteboardBack() {
         QVERIFY(!m_inserter.hasPendingRestore());
-        QVERIFY(m_inserter.paste(u"hola"_qs, m_editor));
+        QVERIFY(m_inserter.paste(u"hola"_s, m_editor));
         QVERIFY(m_inserter.hasPendingRestore());
         m_platform->queue.advance(500ms);
-        QVERIFY(m_inserter.paste(u"adios"_qs, m_editor));
+        QVERIFY(m_inserter.paste(u"adios"_s, m_editor));
         m_platform->queue.advance(949ms);
         QVERIFY(m_inserter.hasPendingRestore());
         m_platform->queue.advance(1ms);
@@ -254,9 +255,9 @@ private Q_SLOTS:
     void everyRestoreIsTold() {
         QList<bool> stillPending;
         m_inserter.setRestoreObserver([&] { stillPending += m_inserter.hasPendingRestore(); });
-        m_inserter.paste(u"one"_qs, m_editor);
+        m_inserter.paste(u"one"_s, m_editor);
         m_platform->queue.advance(500ms);
-        m_inserter.paste(u"two"_qs, m_editor);
+        m_inserter.paste(u"two"_s, m_editor);
         m_platform->queue.advance(449ms);
         QCOMPARE(stillPending, QList<bool>());
         m_platform->queue.advance(1ms);
@@ -269,14 +270,14 @@ private Q_SLOTS:
         bool isRestored = false;
         auto inserter = std::make_unique<PasteboardInserter>();
         inserter->setRestoreObserver([&] { isRestored = true; });
-        inserter->paste(u"one"_qs, m_editor);
+        inserter->paste(u"one"_s, m_editor);
         inserter.reset();
         m_platform->queue.advance(950ms);
         QVERIFY(isRestored);
     }
 
     void aTextThatWasOnlyCopiedLeavesNothingPending() {
-        m_inserter.copy(u"hola"_qs);
+        m_inserter.copy(u"hola"_s);
         QVERIFY(!m_inserter.hasPendingRestore());
     }
 
@@ -289,7 +290,7 @@ private Q_SLOTS:
         m_platform->keystrokesFake.isTrustGranted = false;
         m_platform->keystrokesFake.isTrustGrantedWhenAsked = true;
         QVERIFY(m_inserter.requestAccessibilityAccess());
-        QCOMPARE(take(), QStringList{u"keystrokes.prompt"_qs});
+        QCOMPARE(take(), QStringList{u"keystrokes.prompt"_s});
     }
 
     void askingForTrustThatIsMissingPrompts() {
@@ -297,7 +298,7 @@ private Q_SLOTS:
         QVERIFY(!m_inserter.hasAccessibilityAccess());
         QCOMPARE(take(), QStringList());
         QVERIFY(!m_inserter.requestAccessibilityAccess());
-        QCOMPARE(take(), QStringList{u"keystrokes.prompt"_qs});
+        QCOMPARE(take(), QStringList{u"keystrokes.prompt"_s});
     }
 
 private:

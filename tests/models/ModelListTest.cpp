@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using platform::ModelTask;
@@ -12,9 +13,9 @@ using Owner = FakeModelStore::Owner;
 
 namespace {
 
-const ModelTask englishToRussian = ModelTask::translating(u"en"_qs, u"ru"_qs);
-const QString tiny = u"en-ru-tiny"_qs;
-const QString base = u"en-ru-base"_qs;
+const ModelTask englishToRussian = ModelTask::translating(u"en"_s, u"ru"_s);
+const QString tiny = u"en-ru-tiny"_s;
+const QString base = u"en-ru-base"_s;
 
 } // namespace
 
@@ -34,35 +35,35 @@ private Q_SLOTS:
     }
 
     void speechIsListedByTheLocalesThatAModelHears() {
-        const auto entries = ModelList::speech(*m_models, {u"kk-KZ"_qs, u"ru-RU"_qs, u"de-DE"_qs});
+        const auto entries = ModelList::speech(*m_models, {u"kk-KZ"_s, u"ru-RU"_s, u"de-DE"_s});
         QCOMPARE(entries,
-                 (QList<ModelEntry>{{ModelTask::hearing(u"ru-RU"_qs), {u"vosk-ru"_qs}, u"vosk-ru"_qs},
-                                    {ModelTask::hearing(u"de-DE"_qs), {u"kroko-de"_qs}, u"kroko-de"_qs}}));
+                 (QList<ModelEntry>{{ModelTask::hearing(u"ru-RU"_s), {u"vosk-ru"_s}, u"vosk-ru"_s},
+                                    {ModelTask::hearing(u"de-DE"_s), {u"kroko-de"_s}, u"kroko-de"_s}}));
     }
 
     void pairsAreListedByTheOtherLanguageAndFromEnglishFirst() {
         QStringList pairs;
-        for (const auto &entry : ModelList::translation(*m_models, {u"ru"_qs, u"en"_qs, u"fr"_qs, u"de"_qs}))
+        for (const auto &entry : ModelList::translation(*m_models, {u"ru"_s, u"en"_s, u"fr"_s, u"de"_s}))
             pairs += entry.task.languages.join(u'>');
         QCOMPARE(pairs,
-                 (QStringList{u"en>ru"_qs, u"ru>en"_qs, u"en>fr"_qs, u"fr>en"_qs, u"en>de"_qs, u"de>en"_qs}));
+                 (QStringList{u"en>ru"_s, u"ru>en"_s, u"en>fr"_s, u"fr>en"_s, u"en>de"_s, u"de>en"_s}));
     }
 
     void anEntryHasAllChoicesAndIsLedByTheRecommendedOne() {
-        const auto entry = ModelList::translation(*m_models, {u"ru"_qs}).first();
+        const auto entry = ModelList::translation(*m_models, {u"ru"_s}).first();
         QCOMPARE(entry.choices, (QStringList{tiny, base}));
         QCOMPARE(entry.lead, tiny);
     }
 
     void anEntryIsLedByWhatDoesTheTask() {
-        m_platform->models.place(base, u"1"_qs);
-        QCOMPARE(ModelList::translation(*m_models, {u"ru"_qs}).first().lead, base);
+        m_platform->models.place(base, u"1"_s);
+        QCOMPARE(ModelList::translation(*m_models, {u"ru"_s}).first().lead, base);
     }
 
     void nothingLeadsWhatIsDoneWithoutTheChoices() {
         m_platform->routes.comesWithSystem(englishToRussian);
         QVERIFY(!ModelList::lead(*m_models, englishToRussian, {tiny, base}));
-        QCOMPARE(ModelList::translation(*m_models, {u"ru"_qs}).first().lead, tiny);
+        QCOMPARE(ModelList::translation(*m_models, {u"ru"_s}).first().lead, tiny);
     }
 
     // What can be done with a model.
@@ -82,23 +83,23 @@ private Q_SLOTS:
     }
 
     void whatIsInUseCanBeRemoved() {
-        m_platform->models.place(tiny, u"1"_qs);
+        m_platform->models.place(tiny, u"1"_s);
         QCOMPARE(offered(tiny), QList{Action::remove});
     }
 
     void whatIsThereBesideWhatIsInUseCanBeUsed() {
-        m_platform->models.place(tiny, u"1"_qs);
-        m_platform->models.place(base, u"1"_qs);
+        m_platform->models.place(tiny, u"1"_s);
+        m_platform->models.place(base, u"1"_s);
         QCOMPARE(offered(base), (QList{Action::use, Action::remove}));
     }
 
     void whatAnAdministratorInstalledIsLeftAlone() {
-        m_platform->models.place(tiny, u"1"_qs, {}, Owner::administrator);
+        m_platform->models.place(tiny, u"1"_s, {}, Owner::administrator);
         QVERIFY(offered(tiny).isEmpty());
     }
 
     void whatIsOldCanBeUpdated() {
-        m_platform->models.place(tiny, u"0"_qs);
+        m_platform->models.place(tiny, u"0"_s);
         QCOMPARE(offered(tiny), (QList{Action::update, Action::remove}));
     }
 
@@ -106,10 +107,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("published");
         QTest::addColumn<QString>("installed");
         QTest::addColumn<bool>("isOffered");
-        QTest::newRow("a greater number") << u"10"_qs << u"9"_qs << true;
-        QTest::newRow("a smaller number") << u"9"_qs << u"10"_qs << false;
-        QTest::newRow("a letter that comes later") << u"1.0a"_qs << u"1.0B"_qs << true;
-        QTest::newRow("a letter that comes earlier") << u"1.0B"_qs << u"1.0a"_qs << false;
+        QTest::newRow("a greater number") << u"10"_s << u"9"_s << true;
+        QTest::newRow("a smaller number") << u"9"_s << u"10"_s << false;
+        QTest::newRow("a letter that comes later") << u"1.0a"_s << u"1.0B"_s << true;
+        QTest::newRow("a letter that comes earlier") << u"1.0B"_s << u"1.0a"_s << false;
     }
     void anUpdateIsOfferedWhereAnInstallationWouldBringOne() {
         QFETCH(QString, published);
@@ -125,19 +126,19 @@ private Q_SLOTS:
     }
 
     void whatIsDamagedCanBeRepaired() {
-        m_platform->models.place(tiny, u"1"_qs);
-        m_platform->models.damage(tiny, u"A file is gone."_qs);
+        m_platform->models.place(tiny, u"1"_s);
+        m_platform->models.damage(tiny, u"A file is gone."_s);
         QCOMPARE(offered(tiny), (QList{Action::repair, Action::remove}));
     }
 
     void whatAnEngineRejectedCanBeInstalledAnewOrRemoved() {
-        m_platform->models.place(tiny, u"1"_qs);
-        m_platform->models.reject(tiny, u"1"_qs, u"It does not work."_qs);
+        m_platform->models.place(tiny, u"1"_s);
+        m_platform->models.reject(tiny, u"1"_s, u"It does not work."_s);
         QCOMPARE(offered(tiny), (QList{Action::repair, Action::remove}));
     }
 
     void whatLeavesCanBeKept() {
-        m_platform->models.place(tiny, u"1"_qs);
+        m_platform->models.place(tiny, u"1"_s);
         const auto use = m_platform->models.use(tiny);
         m_platform->models.remove(tiny);
         QCOMPARE(offered(tiny), QList{Action::keep});
@@ -148,24 +149,24 @@ private Q_SLOTS:
     void eachActionIsTheStoresOwn_data() {
         QTest::addColumn<int>("action");
         QTest::addColumn<QString>("call");
-        QTest::newRow("install") << int(Action::install) << u"models.install en-ru-tiny"_qs;
-        QTest::newRow("resume") << int(Action::resume) << u"models.install en-ru-tiny"_qs;
-        QTest::newRow("repair") << int(Action::repair) << u"models.install en-ru-tiny"_qs;
-        QTest::newRow("update") << int(Action::update) << u"models.install en-ru-tiny"_qs;
-        QTest::newRow("pause") << int(Action::pause) << u"models.pause en-ru-tiny"_qs;
-        QTest::newRow("cancel") << int(Action::cancel) << u"models.cancel en-ru-tiny"_qs;
-        QTest::newRow("remove") << int(Action::remove) << u"models.remove en-ru-tiny"_qs;
+        QTest::newRow("install") << int(Action::install) << u"models.install en-ru-tiny"_s;
+        QTest::newRow("resume") << int(Action::resume) << u"models.install en-ru-tiny"_s;
+        QTest::newRow("repair") << int(Action::repair) << u"models.install en-ru-tiny"_s;
+        QTest::newRow("update") << int(Action::update) << u"models.install en-ru-tiny"_s;
+        QTest::newRow("pause") << int(Action::pause) << u"models.pause en-ru-tiny"_s;
+        QTest::newRow("cancel") << int(Action::cancel) << u"models.cancel en-ru-tiny"_s;
+        QTest::newRow("remove") << int(Action::remove) << u"models.remove en-ru-tiny"_s;
     }
     void eachActionIsTheStoresOwn() {
         QFETCH(int, action);
         m_platform->log.clear();
         perform(Action(action), tiny);
-        QTEST(m_platform->log.take().join(u", "_qs), "call");
+        QTEST(m_platform->log.take().join(u", "_s), "call");
     }
 
     void usingAModelChoosesIt() {
-        m_platform->models.place(tiny, u"1"_qs);
-        m_platform->models.place(base, u"1"_qs);
+        m_platform->models.place(tiny, u"1"_s);
+        m_platform->models.place(base, u"1"_s);
         perform(Action::use, base);
         QVERIFY(ModelActions::isInUse(*m_models, englishToRussian, base));
         QVERIFY(!ModelActions::isInUse(*m_models, englishToRussian, tiny));
@@ -184,8 +185,8 @@ private Q_SLOTS:
         QStringList names;
         for (const Action action : all)
             names += name(action);
-        QCOMPARE(names, (QStringList{u"Install"_qs, u"Resume"_qs, u"Repair"_qs, u"Use"_qs, u"Update"_qs,
-                                     u"Keep"_qs, u"Pause"_qs, u"Cancel"_qs, u"Remove"_qs}));
+        QCOMPARE(names, (QStringList{u"Install"_s, u"Resume"_s, u"Repair"_s, u"Use"_s, u"Update"_s, u"Keep"_s,
+                                     u"Pause"_s, u"Cancel"_s, u"Remove"_s}));
     }
 
 private:

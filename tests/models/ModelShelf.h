@@ -6,6 +6,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// How far a download is.
 inline platform::ModelProgress received(qint64 bytes, std::optional<qint64> total = {}) {
     platform::ModelProgress progress;
@@ -21,26 +23,26 @@ inline void fillShelf(FakePlatform &platform) {
     using platform::ModelTask;
     constexpr qint64 mega = 1'000'000;
     for (const auto &[id, language, locale, size] :
-         {std::tuple{u"kroko-de"_qs, u"de"_qs, u"de-DE"_qs, 71 * mega},
-          std::tuple{u"kroko-fr"_qs, u"fr"_qs, u"fr-FR"_qs, 71 * mega},
-          std::tuple{u"vosk-ru"_qs, u"ru"_qs, u"ru-RU"_qs, 29 * mega}}) {
+         {std::tuple{u"kroko-de"_s, u"de"_s, u"de-DE"_s, 71 * mega},
+          std::tuple{u"kroko-fr"_s, u"fr"_s, u"fr-FR"_s, 71 * mega},
+          std::tuple{u"vosk-ru"_s, u"ru"_s, u"ru-RU"_s, 29 * mega}}) {
         platform.models.offer(speechModel(id, language, size));
         platform.routes.offer(ModelTask::hearing(locale), {id});
     }
-    for (const QString &language : {u"de"_qs, u"fr"_qs, u"ru"_qs}) {
-        const QString to = u"en-"_qs + language + u"-tiny"_qs;
-        const QString from = language + u"-en-tiny"_qs;
-        platform.models.offer(translationModel(to, u"en"_qs, language, 14 * mega));
-        platform.models.offer(translationModel(from, language, u"en"_qs, 16 * mega));
+    for (const QString &language : {u"de"_s, u"fr"_s, u"ru"_s}) {
+        const QString to = u"en-"_s + language + u"-tiny"_s;
+        const QString from = language + u"-en-tiny"_s;
+        platform.models.offer(translationModel(to, u"en"_s, language, 14 * mega));
+        platform.models.offer(translationModel(from, language, u"en"_s, 16 * mega));
         QStringList choices{to};
-        if (language == u"ru"_qs) {
-            auto larger = translationModel(u"en-ru-base"_qs, u"en"_qs, u"ru"_qs, 33 * mega);
+        if (language == u"ru"_s) {
+            auto larger = translationModel(u"en-ru-base"_s, u"en"_s, u"ru"_s, 33 * mega);
             larger.sizeClass = platform::ModelSizeClass::large;
             platform.models.offer(larger);
             choices += larger.id;
         }
-        platform.routes.offer(ModelTask::translating(u"en"_qs, language), choices);
-        platform.routes.offer(ModelTask::translating(language, u"en"_qs), {from});
+        platform.routes.offer(ModelTask::translating(u"en"_s, language), choices);
+        platform.routes.offer(ModelTask::translating(language, u"en"_s), {from});
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using platform::ModelDescription;
@@ -39,21 +40,21 @@ private Q_SLOTS:
         QTEST(ModelWords::bytes(bytes), "words");
     }
 
-    void aSizeThatIsKnownIsSaid() { QCOMPARE(ModelWords::size({14'000'000, true}), u"14 MB"_qs); }
+    void aSizeThatIsKnownIsSaid() { QCOMPARE(ModelWords::size({14'000'000, true}), u"14 MB"_s); }
 
     void aSizeThatIsPartlyKnownIsALowerBound() {
-        QCOMPARE(ModelWords::size({14'000'000, false}), u"more than 14 MB"_qs);
+        QCOMPARE(ModelWords::size({14'000'000, false}), u"more than 14 MB"_s);
     }
 
-    void aSizeThatIsNotKnownIsCalledThat() { QCOMPARE(ModelWords::size({0, false}), u"size not stated"_qs); }
+    void aSizeThatIsNotKnownIsCalledThat() { QCOMPARE(ModelWords::size({0, false}), u"size not stated"_s); }
 
     void theQualityOfATranslationIsSaidInWords_data() {
         QTest::addColumn<double>("score");
         QTest::addColumn<QString>("words");
-        QTest::newRow("high") << 88.5 << u"Excellent"_qs;
-        QTest::newRow("upper middle") << 86.0 << u"Very good"_qs;
-        QTest::newRow("middle") << 84.8 << u"Good"_qs;
-        QTest::newRow("low") << 83.9 << u"Fair"_qs;
+        QTest::newRow("high") << 88.5 << u"Excellent"_s;
+        QTest::newRow("upper middle") << 86.0 << u"Very good"_s;
+        QTest::newRow("middle") << 84.8 << u"Good"_s;
+        QTest::newRow("low") << 83.9 << u"Fair"_s;
     }
     void theQualityOfATranslationIsSaidInWords() {
         QFETCH(double, score);
@@ -61,25 +62,25 @@ private Q_SLOTS:
     }
 
     void aQualityThatNobodyPublishedIsNotGuessed() {
-        QCOMPARE(ModelWords::quality({}), u"Quality not stated"_qs);
+        QCOMPARE(ModelWords::quality({}), u"Quality not stated"_s);
     }
 
     void aScoreOfAnotherKindIsSaidAsItIs() {
         ModelDescription model;
-        model.score = {8.1, u"Word error rate"_qs, u"k2-fsa"_qs};
-        QCOMPARE(ModelWords::quality(model), u"Word error rate 8.1"_qs);
+        model.score = {8.1, u"Word error rate"_s, u"k2-fsa"_s};
+        QCOMPARE(ModelWords::quality(model), u"Word error rate 8.1"_s);
     }
 
     void whetherAModelWritesPunctuationIsSaid() {
         ModelDescription model;
         model.punctuates = true;
-        QCOMPARE(ModelWords::quality(model), u"Quality not stated, writes punctuation"_qs);
+        QCOMPARE(ModelWords::quality(model), u"Quality not stated, writes punctuation"_s);
         model.punctuates = false;
-        QCOMPARE(ModelWords::quality(model), u"Quality not stated, no punctuation"_qs);
+        QCOMPARE(ModelWords::quality(model), u"Quality not stated, no punctuation"_s);
     }
 
     void whatTheWordsStandOnIsSaid() {
-        QCOMPARE(ModelWords::measured(scored(84.8)), u"FLORES COMET x 100: 84.8, says the publisher."_qs);
+        QCOMPARE(ModelWords::measured(scored(84.8)), u"FLORES COMET x 100: 84.8, says the publisher."_s);
         QCOMPARE(ModelWords::measured({}), QString());
     }
 
@@ -87,19 +88,19 @@ private Q_SLOTS:
         ModelDescription model;
         QCOMPARE(ModelWords::weight(model), QString());
         model.sizeClass = ModelSizeClass::light;
-        QCOMPARE(ModelWords::weight(model), u"Light"_qs);
+        QCOMPARE(ModelWords::weight(model), u"Light"_s);
         model.sizeClass = ModelSizeClass::medium;
-        QCOMPARE(ModelWords::weight(model), u"Medium"_qs);
+        QCOMPARE(ModelWords::weight(model), u"Medium"_s);
         model.sizeClass = ModelSizeClass::large;
-        QCOMPARE(ModelWords::weight(model), u"Large"_qs);
+        QCOMPARE(ModelWords::weight(model), u"Large"_s);
     }
 
     void publisherAndLicenceAreSaidOrCalledNotStated() {
         ModelDescription model;
-        QCOMPARE(ModelWords::origin(model), u"Publisher not stated. Licence not stated."_qs);
-        model.publisher = u"k2-fsa"_qs;
-        model.licence = u"CC-BY-4.0"_qs;
-        QCOMPARE(ModelWords::origin(model), u"From k2-fsa. Licence: CC-BY-4.0."_qs);
+        QCOMPARE(ModelWords::origin(model), u"Publisher not stated. Licence not stated."_s);
+        model.publisher = u"k2-fsa"_s;
+        model.licence = u"CC-BY-4.0"_s;
+        QCOMPARE(ModelWords::origin(model), u"From k2-fsa. Licence: CC-BY-4.0."_s);
     }
 
     // What there is of a model.
@@ -110,39 +111,39 @@ private Q_SLOTS:
         const auto row = [](const char *name, const ModelState &state, const QString &words) {
             QTest::newRow(name) << state << words;
         };
-        row("absent", {}, u"Not installed"_qs);
-        row("installed", installed(u"2"_qs), u"Installed"_qs);
-        row("old", installed(u"1"_qs), u"Installed: version 1. There is a newer one."_qs);
-        row("newer", installed(u"10"_qs), u"Installed"_qs);
-        ModelState shared = installed(u"2"_qs);
+        row("absent", {}, u"Not installed"_s);
+        row("installed", installed(u"2"_s), u"Installed"_s);
+        row("old", installed(u"1"_s), u"Installed: version 1. There is a newer one."_s);
+        row("newer", installed(u"10"_s), u"Installed"_s);
+        ModelState shared = installed(u"2"_s);
         shared.isOwn = false;
-        row("shared", shared, u"Installed for everybody on this computer"_qs);
-        ModelState damaged = installed(u"2"_qs);
+        row("shared", shared, u"Installed for everybody on this computer"_s);
+        ModelState damaged = installed(u"2"_s);
         damaged.presence = ModelState::Presence::damaged;
-        row("damaged", damaged, u"Damaged"_qs);
-        damaged.problem = u"The file model.bin is gone."_qs;
-        row("damaged in some way", damaged, u"The file model.bin is gone."_qs);
-        ModelState unfit = installed(u"2"_qs);
+        row("damaged", damaged, u"Damaged"_s);
+        damaged.problem = u"The file model.bin is gone."_s;
+        row("damaged in some way", damaged, u"The file model.bin is gone."_s);
+        ModelState unfit = installed(u"2"_s);
         unfit.presence = ModelState::Presence::unfit;
-        row("unfit", unfit, u"Does not work on this computer"_qs);
-        ModelState leaving = installed(u"2"_qs);
+        row("unfit", unfit, u"Does not work on this computer"_s);
+        ModelState leaving = installed(u"2"_s);
         leaving.isLeaving = true;
-        row("leaving", leaving, u"Is removed as soon as nobody uses it"_qs);
+        row("leaving", leaving, u"Is removed as soon as nobody uses it"_s);
         ModelState paused;
         paused.isPaused = true;
-        row("paused", paused, u"Paused"_qs);
+        row("paused", paused, u"Paused"_s);
         ModelState failed;
-        failed.problem = u"There is no room."_qs;
-        row("failed", failed, u"There is no room."_qs);
+        failed.problem = u"There is no room."_s;
+        row("failed", failed, u"There is no room."_s);
         ModelState repaired = failed;
         repaired.progress.emplace(); // what is damaged has a problem until it is not
-        row("repaired", repaired, u"Waiting for its turn"_qs);
-        leaving.problem = u"A file is gone."_qs;
-        row("damaged, leaving", leaving, u"Is removed as soon as nobody uses it"_qs);
+        row("repaired", repaired, u"Waiting for its turn"_s);
+        leaving.problem = u"A file is gone."_s;
+        row("damaged, leaving", leaving, u"Is removed as soon as nobody uses it"_s);
     }
     void aStateIsSaid() {
         QFETCH(ModelState, state);
-        QTEST(ModelWords::state(state, u"2"_qs), "words");
+        QTEST(ModelWords::state(state, u"2"_s), "words");
     }
 
     void aStepIsSaid_data() {
@@ -151,49 +152,48 @@ private Q_SLOTS:
         const auto row = [](const char *name, const ModelProgress &progress, const QString &words) {
             QTest::newRow(name) << progress << words;
         };
-        row("waiting", at(Step::waiting), u"Waiting for its turn"_qs);
-        row("preparing", at(Step::preparing), u"Preparing"_qs);
-        row("checking", at(Step::checking), u"Checking"_qs);
-        row("unpacking", at(Step::unpacking), u"Unpacking"_qs);
+        row("waiting", at(Step::waiting), u"Waiting for its turn"_s);
+        row("preparing", at(Step::preparing), u"Preparing"_s);
+        row("checking", at(Step::checking), u"Checking"_s);
+        row("unpacking", at(Step::unpacking), u"Unpacking"_s);
         ModelProgress downloading = at(Step::downloading);
         downloading.receivedBytes = 6'000'000;
-        row("of unknown size", downloading, u"Downloading: 6 MB"_qs);
+        row("of unknown size", downloading, u"Downloading: 6 MB"_s);
         downloading.totalBytes = 14'000'000;
-        row("of known size", downloading, u"Downloading: 6 MB of 14 MB"_qs);
+        row("of known size", downloading, u"Downloading: 6 MB of 14 MB"_s);
         downloading.timeLeft = 10s;
-        row("seconds", downloading, u"Downloading: 6 MB of 14 MB, about 10 seconds left"_qs);
+        row("seconds", downloading, u"Downloading: 6 MB of 14 MB, about 10 seconds left"_s);
         downloading.timeLeft = 0s;
-        row("a second", downloading, u"Downloading: 6 MB of 14 MB, about 1 second left"_qs);
+        row("a second", downloading, u"Downloading: 6 MB of 14 MB, about 1 second left"_s);
         downloading.timeLeft = 90s;
-        row("minutes", downloading, u"Downloading: 6 MB of 14 MB, about 2 minutes left"_qs);
+        row("minutes", downloading, u"Downloading: 6 MB of 14 MB, about 2 minutes left"_s);
         downloading.timeLeft = 2h;
-        row("hours", downloading, u"Downloading: 6 MB of 14 MB, about 2 hours left"_qs);
+        row("hours", downloading, u"Downloading: 6 MB of 14 MB, about 2 hours left"_s);
     }
     void aStepIsSaid() {
         QFETCH(ModelProgress, progress);
         ModelState state;
         state.progress = progress;
-        QTEST(ModelWords::state(state, u"1"_qs), "words");
+        QTEST(ModelWords::state(state, u"1"_s), "words");
     }
 
     void whatIsLeftOutIsNamedAndCounted() {
         QCOMPARE(ModelWords::omissions({}), QString());
-        QCOMPARE(ModelWords::omissions({u"One is left out."_qs}), u"One is left out."_qs);
-        QCOMPARE(ModelWords::omissions({u"One is left out."_qs, u"Two %1 is."_qs}),
-                 u"2 entries of the catalogs are left out. One is left out. Two %1 is."_qs);
+        QCOMPARE(ModelWords::omissions({u"One is left out."_s}), u"One is left out."_s);
+        QCOMPARE(ModelWords::omissions({u"One is left out."_s, u"Two %1 is."_s}),
+                 u"2 entries of the catalogs are left out. One is left out. Two %1 is."_s);
     }
 
     void theRoomIsSaid() {
-        QCOMPARE(ModelWords::space(90'000'000, 12'000'000'000),
-                 u"Your models take 90 MB. 12 GB are free."_qs);
-        QCOMPARE(ModelWords::space(0, 12'000'000'000), u"You have no models of your own. 12 GB are free."_qs);
-        QCOMPARE(ModelWords::space(90'000'000, {}), u"Your models take 90 MB."_qs);
+        QCOMPARE(ModelWords::space(90'000'000, 12'000'000'000), u"Your models take 90 MB. 12 GB are free."_s);
+        QCOMPARE(ModelWords::space(0, 12'000'000'000), u"You have no models of your own. 12 GB are free."_s);
+        QCOMPARE(ModelWords::space(90'000'000, {}), u"Your models take 90 MB."_s);
     }
 
 private:
     static ModelDescription scored(double value) {
         ModelDescription model;
-        model.score = {value, u"FLORES COMET x 100"_qs, u"the publisher"_qs};
+        model.score = {value, u"FLORES COMET x 100"_s, u"the publisher"_s};
         return model;
     }
     static ModelProgress at(Step step) {

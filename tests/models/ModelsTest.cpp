@@ -4,6 +4,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using platform::DownloadAnswer;
@@ -12,10 +13,10 @@ using Standing = ModelNeed::Standing;
 
 namespace {
 
-const ModelTask hearGerman = ModelTask::hearing(u"de-DE"_qs);
-const ModelTask germanToEnglish = ModelTask::translating(u"de"_qs, u"en"_qs);
-const ModelTask germanToFrench = ModelTask::translating(u"de"_qs, u"fr"_qs);
-const ModelTask englishToRussian = ModelTask::translating(u"en"_qs, u"ru"_qs);
+const ModelTask hearGerman = ModelTask::hearing(u"de-DE"_s);
+const ModelTask germanToEnglish = ModelTask::translating(u"de"_s, u"en"_s);
+const ModelTask germanToFrench = ModelTask::translating(u"de"_s, u"fr"_s);
+const ModelTask englishToRussian = ModelTask::translating(u"en"_s, u"ru"_s);
 
 } // namespace
 
@@ -41,57 +42,57 @@ private Q_SLOTS:
     void aTaskTakesTheRecommendedModel() {
         const ModelNeed need = m_models->need(englishToRussian);
         QCOMPARE(need.standing, Standing::missing);
-        QCOMPARE(need.missing, QStringList{u"en-ru-tiny"_qs});
+        QCOMPARE(need.missing, QStringList{u"en-ru-tiny"_s});
         QCOMPARE(need.size, (DownloadSize{14'000'000, true}));
         QVERIFY(!need.percent);
         QVERIFY(!need.isByWayOfEnglish);
     }
 
     void aTaskWhoseModelIsThereIsReady() {
-        m_platform->models.place(u"en-ru-tiny"_qs, u"1"_qs);
+        m_platform->models.place(u"en-ru-tiny"_s, u"1"_s);
         QCOMPARE(m_models->need(englishToRussian), ModelNeed{});
     }
 
     void aTaskThatTheSystemDoesTakesNothing() {
-        const auto task = ModelTask::translating(u"en"_qs, u"es"_qs);
+        const auto task = ModelTask::translating(u"en"_s, u"es"_s);
         m_platform->routes.comesWithSystem(task);
         QCOMPARE(m_models->need(task), ModelNeed{});
     }
 
     void aTaskThatNothingDoesIsUnserved() {
-        QCOMPARE(m_models->need(ModelTask::hearing(u"kk-KZ"_qs)).standing, Standing::unserved);
+        QCOMPARE(m_models->need(ModelTask::hearing(u"kk-KZ"_s)).standing, Standing::unserved);
     }
 
     void aPairByWayOfEnglishTakesTwoModels() {
         const ModelNeed need = m_models->need(germanToFrench);
-        QCOMPARE(need.missing, (QStringList{u"de-en-tiny"_qs, u"en-fr-tiny"_qs}));
+        QCOMPARE(need.missing, (QStringList{u"de-en-tiny"_s, u"en-fr-tiny"_s}));
         QCOMPARE(need.size, (DownloadSize{30'000'000, true}));
         QVERIFY(need.isByWayOfEnglish);
     }
 
     void ofAPairByWayOfEnglishOnlyWhatIsNotThereIsMissing() {
-        m_platform->models.place(u"de-en-tiny"_qs, u"1"_qs);
-        QCOMPARE(m_models->need(germanToFrench).missing, QStringList{u"en-fr-tiny"_qs});
+        m_platform->models.place(u"de-en-tiny"_s, u"1"_s);
+        QCOMPARE(m_models->need(germanToFrench).missing, QStringList{u"en-fr-tiny"_s});
     }
 
     void aDamagedModelIsMissing() {
-        m_platform->models.place(u"en-ru-tiny"_qs, u"1"_qs);
-        m_platform->models.damage(u"en-ru-tiny"_qs, u"A file is gone."_qs);
+        m_platform->models.place(u"en-ru-tiny"_s, u"1"_s);
+        m_platform->models.damage(u"en-ru-tiny"_s, u"A file is gone."_s);
         const ModelNeed need = m_models->need(englishToRussian);
         QCOMPARE(need.standing, Standing::missing);
-        QCOMPARE(need.missing, QStringList{u"en-ru-tiny"_qs});
+        QCOMPARE(need.missing, QStringList{u"en-ru-tiny"_s});
     }
 
     void whatIsOnItsWayIsNotToBeDownloadedAgain() {
-        m_platform->models.install(u"de-en-tiny"_qs);
+        m_platform->models.install(u"de-en-tiny"_s);
         const ModelNeed need = m_models->need(germanToFrench);
         QCOMPARE(need.standing, Standing::missing);
-        QCOMPARE(need.missing, (QStringList{u"de-en-tiny"_qs, u"en-fr-tiny"_qs}));
+        QCOMPARE(need.missing, (QStringList{u"de-en-tiny"_s, u"en-fr-tiny"_s}));
         QCOMPARE(need.size, (DownloadSize{14'000'000, true}));
     }
 
     void whatIsWhollyOnItsWayArrives() {
-        m_platform->models.install(u"en-ru-tiny"_qs);
+        m_platform->models.install(u"en-ru-tiny"_s);
         m_platform->models.progress(received(7'000'000, 14'000'000));
         const ModelNeed need = m_models->need(englishToRussian);
         QCOMPARE(need.standing, Standing::arriving);
@@ -99,34 +100,34 @@ private Q_SLOTS:
     }
 
     void howFarSeveralModelsAreIsSaidTogether() {
-        m_platform->models.install(u"de-en-tiny"_qs);
-        m_platform->models.install(u"en-fr-tiny"_qs);
+        m_platform->models.install(u"de-en-tiny"_s);
+        m_platform->models.install(u"en-fr-tiny"_s);
         m_platform->models.progress(received(15'000'000, 16'000'000));
         QCOMPARE(m_models->need(germanToFrench).percent, std::optional(50)); // of 30 MB
     }
 
     void noMoreThanAllOfAModelHasCome() {
-        m_platform->models.install(u"en-ru-tiny"_qs);
+        m_platform->models.install(u"en-ru-tiny"_s);
         m_platform->models.progress(received(15'000'000, 14'000'000)); // its publisher has replaced it
         QCOMPARE(m_models->need(englishToRussian).percent, std::optional(100));
     }
 
     void whatIsPausedIsMissing() {
-        m_platform->models.install(u"en-ru-tiny"_qs);
+        m_platform->models.install(u"en-ru-tiny"_s);
         m_platform->models.progress(received(7'000'000, 14'000'000));
-        m_platform->models.pause(u"en-ru-tiny"_qs);
+        m_platform->models.pause(u"en-ru-tiny"_s);
         QCOMPARE(m_models->need(englishToRussian).standing, Standing::missing);
     }
 
     void aModelOfUnknownSizeLeavesTheSumOpen() {
-        auto model = speechModel(u"kroko-de"_qs, u"de"_qs, 0);
+        auto model = speechModel(u"kroko-de"_s, u"de"_s, 0);
         model.downloadSize.reset();
         m_platform->models.offer(model);
         QCOMPARE(m_models->need({hearGerman, germanToEnglish}).size, (DownloadSize{16'000'000, false}));
     }
 
     void aModelThatSaysOnlyItsInstalledSizeIsCountedByThat() {
-        auto model = speechModel(u"kroko-de"_qs, u"de"_qs, 0);
+        auto model = speechModel(u"kroko-de"_s, u"de"_s, 0);
         model.downloadSize.reset();
         model.installedSize = 90'000'000;
         m_platform->models.offer(model);
@@ -136,13 +137,13 @@ private Q_SLOTS:
     void aWholeLanguageTakesWhatItsPartsTake() {
         const ModelNeed need = m_models->need({hearGerman, germanToEnglish});
         QCOMPARE(need.standing, Standing::missing);
-        QCOMPARE(need.missing, (QStringList{u"kroko-de"_qs, u"de-en-tiny"_qs}));
+        QCOMPARE(need.missing, (QStringList{u"kroko-de"_s, u"de-en-tiny"_s}));
         QCOMPARE(need.size, (DownloadSize{87'000'000, true}));
     }
 
     void aModelThatTwoTasksShareIsTakenOnce() {
         const ModelNeed need = m_models->need({germanToEnglish, germanToFrench});
-        QCOMPARE(need.missing, (QStringList{u"de-en-tiny"_qs, u"en-fr-tiny"_qs}));
+        QCOMPARE(need.missing, (QStringList{u"de-en-tiny"_s, u"en-fr-tiny"_s}));
     }
 
     // Getting it.
@@ -150,24 +151,24 @@ private Q_SLOTS:
     void installingATaskGetsAllThatItLacks() {
         m_models->install(germanToFrench);
         QCOMPARE(m_platform->log.take(),
-                 (QStringList{u"models.install de-en-tiny"_qs, u"models.install en-fr-tiny"_qs}));
+                 (QStringList{u"models.install de-en-tiny"_s, u"models.install en-fr-tiny"_s}));
     }
 
     void installingATaskThatIsReadyGetsNothing() {
-        m_platform->models.place(u"en-ru-tiny"_qs, u"1"_qs);
+        m_platform->models.place(u"en-ru-tiny"_s, u"1"_s);
         m_models->install(englishToRussian);
         QVERIFY(m_platform->log.take().isEmpty());
     }
 
     void installingAChoiceHasItDoTheTask() {
-        m_models->install(englishToRussian, u"en-ru-base"_qs);
-        QCOMPARE(m_platform->routes.chosen(englishToRussian), u"en-ru-base"_qs);
-        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-ru-base"_qs});
+        m_models->install(englishToRussian, u"en-ru-base"_s);
+        QCOMPARE(m_platform->routes.chosen(englishToRussian), u"en-ru-base"_s);
+        QCOMPARE(m_platform->models.waiting(), QStringList{u"en-ru-base"_s});
     }
 
     void installingTheRecommendedChoiceLeavesItToTheRecommendation() {
-        m_models->install(englishToRussian, u"en-ru-base"_qs);
-        m_models->install(englishToRussian, u"en-ru-tiny"_qs);
+        m_models->install(englishToRussian, u"en-ru-base"_s);
+        m_models->install(englishToRussian, u"en-ru-tiny"_s);
         QCOMPARE(m_platform->routes.chosen(englishToRussian), QString());
     }
 
@@ -177,8 +178,8 @@ private Q_SLOTS:
         m_platform->consent.seatPerson(DownloadAnswer::notNow);
         m_models->request({germanToFrench});
         m_platform->run();
-        QCOMPARE(m_platform->consent.shown, (QList<platform::DownloadQuestion>{
-                                                {{germanToFrench}, {u"de-en-tiny"_qs, u"en-fr-tiny"_qs}}}));
+        QCOMPARE(m_platform->consent.shown,
+                 (QList<platform::DownloadQuestion>{{{germanToFrench}, {u"de-en-tiny"_s, u"en-fr-tiny"_s}}}));
         QVERIFY(m_platform->models.waiting().isEmpty());
     }
 
@@ -186,7 +187,7 @@ private Q_SLOTS:
         m_platform->consent.seatPerson(DownloadAnswer::download);
         m_models->request({germanToFrench});
         m_platform->run();
-        QCOMPARE(m_platform->models.waiting(), (QStringList{u"de-en-tiny"_qs, u"en-fr-tiny"_qs}));
+        QCOMPARE(m_platform->models.waiting(), (QStringList{u"de-en-tiny"_s, u"en-fr-tiny"_s}));
     }
 
     void whoDeclinedIsAskedAgainOnceHeChoosesAgain() {
@@ -200,7 +201,7 @@ private Q_SLOTS:
 
     void whatIsReadyIsNotAskedFor() {
         m_platform->consent.seatPerson(DownloadAnswer::download);
-        m_platform->models.place(u"en-ru-tiny"_qs, u"1"_qs);
+        m_platform->models.place(u"en-ru-tiny"_s, u"1"_s);
         m_models->request({englishToRussian});
         m_platform->run();
         QVERIFY(m_platform->consent.shown.isEmpty());
@@ -208,7 +209,7 @@ private Q_SLOTS:
 
     void whatIsOnItsWayIsNotAskedFor() {
         m_platform->consent.seatPerson(DownloadAnswer::download);
-        m_platform->models.install(u"en-ru-tiny"_qs);
+        m_platform->models.install(u"en-ru-tiny"_s);
         m_models->request({englishToRussian});
         m_platform->run();
         QVERIFY(m_platform->consent.shown.isEmpty());
@@ -216,7 +217,7 @@ private Q_SLOTS:
 
     void whatNothingDoesIsNotAskedFor() {
         m_platform->consent.seatPerson(DownloadAnswer::download);
-        m_models->request({ModelTask::hearing(u"kk-KZ"_qs)});
+        m_models->request({ModelTask::hearing(u"kk-KZ"_s)});
         m_platform->run();
         QVERIFY(m_platform->consent.shown.isEmpty());
     }
@@ -236,15 +237,15 @@ private Q_SLOTS:
 
     void aChangeInTheStoreIsTold() {
         QSignalSpy changes(m_models.get(), &Models::changed);
-        m_platform->models.place(u"kroko-de"_qs, u"1"_qs);
+        m_platform->models.place(u"kroko-de"_s, u"1"_s);
         m_platform->run();
         QCOMPARE(changes.size(), 1);
-        QCOMPARE(changes.first().first().toString(), u"kroko-de"_qs);
+        QCOMPARE(changes.first().first().toString(), u"kroko-de"_s);
     }
 
     void aChoiceIsTold() {
         QSignalSpy choices(m_models.get(), &Models::chosen);
-        m_models->choose(englishToRussian, u"en-ru-base"_qs);
+        m_models->choose(englishToRussian, u"en-ru-base"_s);
         QCOMPARE(choices.size(), 1);
     }
 
@@ -255,8 +256,8 @@ private Q_SLOTS:
 
     void whatIsNotInTheCatalogIsKnownByItsIdAlone() {
         platform::ModelDescription unknown;
-        unknown.id = u"gone"_qs;
-        QCOMPARE(m_models->description(u"gone"_qs), unknown);
+        unknown.id = u"gone"_s;
+        QCOMPARE(m_models->description(u"gone"_s), unknown);
     }
 
 private:

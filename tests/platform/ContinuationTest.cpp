@@ -5,6 +5,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::platform;
 using quillora::LocalizedError;
 using quillora::test::FakeMainQueue;
@@ -56,9 +57,9 @@ private Q_SLOTS:
         FakeMainQueue queue;
         const Continuation<int> continuation(queue);
         const auto outcome = Outcome<int>::of(waitFor(continuation));
-        continuation.fail(std::make_exception_ptr(LocalizedError(u"No."_qs)));
+        continuation.fail(std::make_exception_ptr(LocalizedError(u"No."_s)));
         queue.run();
-        QCOMPARE(outcome->error(), u"No."_qs);
+        QCOMPARE(outcome->error(), u"No."_s);
     }
 
     void aSecondResumptionIsAnErrorAndChangesNothing() {
@@ -68,7 +69,7 @@ private Q_SLOTS:
         continuation.resume(7);
         QVERIFY_THROWS_EXCEPTION(std::logic_error, continuation.resume(8));
         QVERIFY_THROWS_EXCEPTION(std::logic_error,
-                                 continuation.fail(std::make_exception_ptr(LocalizedError(u"No."_qs))));
+                                 continuation.fail(std::make_exception_ptr(LocalizedError(u"No."_s))));
         queue.run();
         QCOMPARE(outcome->value(), 7);
         QVERIFY_THROWS_EXCEPTION(std::logic_error, continuation.resume(8));
@@ -79,7 +80,7 @@ private Q_SLOTS:
         const auto outcome = Outcome<int>::of(resultOf(Continuation<int>(queue)));
         QVERIFY(!outcome->isDone());
         queue.run();
-        QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
+        QCOMPARE(outcome->error(), u"The operation was abandoned."_s);
     }
 
     void theEndOfTheQueueIsTheLastTurn() {

@@ -5,6 +5,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::platform;
 using quillora::LocalizedError;
 using quillora::test::FakeMainQueue;
@@ -39,7 +40,7 @@ private Q_SLOTS:
         const Continuation<bool> continuation(queue);
         bool isDone = false;
         detach(waitFor(continuation, isDone));
-        continuation.fail(std::make_exception_ptr(LocalizedError(u"No model."_qs)));
+        continuation.fail(std::make_exception_ptr(LocalizedError(u"No model."_s)));
         QTest::ignoreMessage(QtCriticalMsg, "Unhandled error: No model.");
         queue.run();
         QVERIFY(!isDone);

@@ -5,6 +5,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using recognizer::PocketSphinxDecoder;
 using test::Recording;
@@ -32,12 +33,12 @@ private Q_SLOTS:
     void marksOfTheLibraryAreLeftOut_data() {
         QTest::addColumn<QString>("hypothesis");
         QTest::addColumn<QString>("text");
-        QTest::newRow("words") << u"he was young"_qs << u"he was young"_qs;
-        QTest::newRow("silence") << u"<s> he <sil> was </s>"_qs << u"he was"_qs;
-        QTest::newRow("noise") << u"[NOISE] he ++UM++ was [SPEECH]"_qs << u"he was"_qs;
-        QTest::newRow("pronunciations") << u"the(2) man(13)"_qs << u"the man"_qs;
-        QTest::newRow("apostrophes") << u"'em i'm"_qs << u"'em i'm"_qs;
-        QTest::newRow("nothing") << QString() << u""_qs;
+        QTest::newRow("words") << u"he was young"_s << u"he was young"_s;
+        QTest::newRow("silence") << u"<s> he <sil> was </s>"_s << u"he was"_s;
+        QTest::newRow("noise") << u"[NOISE] he ++UM++ was [SPEECH]"_s << u"he was"_s;
+        QTest::newRow("pronunciations") << u"the(2) man(13)"_s << u"the man"_s;
+        QTest::newRow("apostrophes") << u"'em i'm"_s << u"'em i'm"_s;
+        QTest::newRow("nothing") << QString() << u""_s;
     }
     void marksOfTheLibraryAreLeftOut() {
         QFETCH(QString, hypothesis);

@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace recognizer;
 using platform::RecognizerProcess;
@@ -108,10 +109,10 @@ private Q_SLOTS:
     void whateverTheEngineDoesIsNoticed_data() {
         QTest::addColumn<QString>("fault");
         QTest::addColumn<int>("status");
-        QTest::newRow("an error") << u"error"_qs << EXIT_FAILURE;
-        QTest::newRow("an exit") << u"exit"_qs << EXIT_SUCCESS;
-        QTest::newRow("a crash") << u"crash"_qs << -SIGSEGV;
-        QTest::newRow("no memory") << u"memory"_qs << noMemoryStatus;
+        QTest::newRow("an error") << u"error"_s << EXIT_FAILURE;
+        QTest::newRow("an exit") << u"exit"_s << EXIT_SUCCESS;
+        QTest::newRow("a crash") << u"crash"_s << -SIGSEGV;
+        QTest::newRow("no memory") << u"memory"_s << noMemoryStatus;
     }
     void whateverTheEngineDoesIsNoticed() {
         QFETCH(QString, fault);
@@ -137,16 +138,16 @@ private Q_SLOTS:
         const int stray = ::dup(0);
         auto process = fake();
         const auto descriptors =
-            QDir(u"/proc/%1/fd"_qs.arg(process->id())).entryList(QDir::AllEntries | QDir::System, QDir::Name);
+            QDir(u"/proc/%1/fd"_s.arg(process->id())).entryList(QDir::AllEntries | QDir::System, QDir::Name);
         ::close(stray);
-        QCOMPARE(descriptors.filter(QRegularExpression(u"^\\d"_qs)),
-                 (QStringList{u"0"_qs, u"1"_qs, u"2"_qs, u"3"_qs}));
+        QCOMPARE(descriptors.filter(QRegularExpression(u"^\\d"_s)),
+                 (QStringList{u"0"_s, u"1"_s, u"2"_s, u"3"_s}));
     }
 
     void itEndsWithAProgramThatIsKilled_data() {
         QTest::addColumn<QString>("script");
         QTest::newRow("while it waits") << QString();
-        QTest::newRow("while it loads") << u"load hang"_qs;
+        QTest::newRow("while it loads") << u"load hang"_s;
     }
     void itEndsWithAProgramThatIsKilled() {
         QFETCH(QString, script);
@@ -192,7 +193,7 @@ private:
         process.channel().send(encode(command));
     }
     void writeScript(const std::string &script) const { std::ofstream(model()) << script; }
-    std::string model() const { return m_folder.filePath(u"model"_qs).toStdString(); }
+    std::string model() const { return m_folder.filePath(u"model"_s).toStdString(); }
     Open openFake() const { return {protocolVersion, "fake", {model()}}; }
 
     std::unique_ptr<RecognizerProcess> fake(const std::string &script = {}) const {
@@ -210,7 +211,7 @@ private:
     };
     Probed probe(RecognizerProcess &process) const {
         writeScript({});
-        QFile::copy(QString::fromStdString(model()), m_folder.filePath(u"file"_qs));
+        QFile::copy(QString::fromStdString(model()), m_folder.filePath(u"file"_s));
         say(process, Open{protocolVersion, "probe", {m_folder.path().toStdString()}});
         const auto ready = std::get<Ready>(answerOf(process));
         say(process, Begin{1, 0});

@@ -9,6 +9,7 @@
 #include <clocale>
 #include <set>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace recognizer;
 using test::ToneSpeech;
@@ -78,16 +79,15 @@ class SherpaDecoderTest : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        QVERIFY2(
-            QFile::exists(QString::fromStdString(ToneModels::libraryFolder()) + u"/libonnxruntime.so"_qs),
-            "packaging/fetch-speech-library gets the speech library");
+        QVERIFY2(QFile::exists(QString::fromStdString(ToneModels::libraryFolder()) + u"/libonnxruntime.so"_s),
+                 "packaging/fetch-speech-library gets the speech library");
     }
 
     void everyWordIsHeardToItsEnd_data() { addModels(); }
     void everyWordIsHeardToItsEnd() {
         QFETCH(QString, model);
         const auto decoder = load(model);
-        QCOMPARE(textOf(*decoder, ToneSpeech().say("hello world")), u"hello world"_qs);
+        QCOMPARE(textOf(*decoder, ToneSpeech().say("hello world")), u"hello world"_s);
     }
 
     void textsGrowWhileSomebodySpeaks_data() { addModels(); }
@@ -121,7 +121,7 @@ private Q_SLOTS:
         const auto decoder = load(model);
         QCOMPARE(
             textOf(*decoder, ToneSpeech{.amplitude = amplitude, .noise = noise}.say("the quick brown fox")),
-            u"the quick brown fox"_qs);
+            u"the quick brown fox"_s);
     }
 
     void silenceAndNoiseSayNothing_data() { addModels(); }
@@ -162,33 +162,33 @@ private Q_SLOTS:
     void aModelThatTakesALanguageIsToldIt() {
         const auto sound = ToneSpeech().say("hello");
         // Their German writes every letter as the next one.
-        QCOMPARE(textOf(*load(ToneModels::model("streaming-nemo-transducer", "de-DE")), sound), u"ifmmp"_qs);
-        QCOMPARE(textOf(*load(ToneModels::model("streaming-nemo-transducer", "en-US")), sound), u"hello"_qs);
+        QCOMPARE(textOf(*load(ToneModels::model("streaming-nemo-transducer", "de-DE")), sound), u"ifmmp"_s);
+        QCOMPARE(textOf(*load(ToneModels::model("streaming-nemo-transducer", "en-US")), sound), u"hello"_s);
         for (const char *model : {"offline-whisper", "offline-canary"}) {
-            QCOMPARE(textOf(*load(ToneModels::model(model, "de")), sound), u"ifmmp"_qs);
-            QCOMPARE(textOf(*load(ToneModels::model(model, "en")), sound), u"hello"_qs);
+            QCOMPARE(textOf(*load(ToneModels::model(model, "de")), sound), u"ifmmp"_s);
+            QCOMPARE(textOf(*load(ToneModels::model(model, "en")), sound), u"hello"_s);
         }
         for (const char *language : {"zh", "en", "auto"})
-            QCOMPARE(textOf(*load(ToneModels::model("offline-sense-voice", language)), sound), u"hello"_qs);
+            QCOMPARE(textOf(*load(ToneModels::model("offline-sense-voice", language)), sound), u"hello"_s);
     }
 
     void chineseAndThaiAreWrittenWithoutBlanks() {
         const auto model = ToneModels::model("streaming-zipformer-ctc");
         const auto sound = ToneSpeech().say("abc");
-        QCOMPARE(textOf(*load(ToneModels::spelled(model, "chinese")), sound), u"\u4E01\u4E02\u4E03"_qs);
-        QCOMPARE(textOf(*load(ToneModels::spelled(model, "thai")), sound), u"\u0E02\u0E03\u0E04"_qs);
+        QCOMPARE(textOf(*load(ToneModels::spelled(model, "chinese")), sound), u"\u4E01\u4E02\u4E03"_s);
+        QCOMPARE(textOf(*load(ToneModels::spelled(model, "thai")), sound), u"\u0E02\u0E03\u0E04"_s);
     }
 
     void aLocaleWithCommasChangesNothing() {
         const QTemporaryDir locales;
-        QCOMPARE(QProcess::execute(u"localedef"_qs, {u"-i"_qs, u"de_DE"_qs, u"-f"_qs, u"UTF-8"_qs,
-                                                     locales.filePath(u"de_DE.UTF-8"_qs)}),
+        QCOMPARE(QProcess::execute(u"localedef"_s, {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s,
+                                                    locales.filePath(u"de_DE.UTF-8"_s)}),
                  0);
         qputenv("LOCPATH", locales.path().toLocal8Bit());
         QVERIFY(std::setlocale(LC_ALL, "de_DE.UTF-8"));
         QCOMPARE(std::localeconv()->decimal_point, ",");
         QCOMPARE(textOf(*load(ToneModels::model("streaming-zipformer-ctc")), ToneSpeech().say("hello")),
-                 u"hello"_qs);
+                 u"hello"_s);
         std::setlocale(LC_ALL, "C");
         qunsetenv("LOCPATH");
     }

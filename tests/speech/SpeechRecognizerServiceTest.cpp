@@ -5,6 +5,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::Outcome;
 using Replies = test::FakeSpeechPermissions::Replies;
@@ -34,9 +35,9 @@ private Q_SLOTS:
         QVERIFY(outcome->isDone());
         QCOMPARE(outcome->error(), QString());
         QCOMPARE(calls(),
-                 (QStringList{u"permissions.requestSpeechRecognition"_qs, u"permissions.requestMicrophone"_qs,
-                              u"recognizers.makeRecognizer en-US"_qs, u"recognizer.recognize"_qs,
-                              u"microphone.capture frames=1024"_qs}));
+                 (QStringList{u"permissions.requestSpeechRecognition"_s, u"permissions.requestMicrophone"_s,
+                              u"recognizers.makeRecognizer en-US"_s, u"recognizer.recognize"_s,
+                              u"microphone.capture frames=1024"_s}));
     }
 
     void soundReachesTheRecognitionFromTheFirstBuffer() {
@@ -56,11 +57,11 @@ private Q_SLOTS:
 
     void everyTranscriptReachesTheCallerOnTheMainThread() {
         startAndRun();
-        m_platform->speech.deliver(u"he"_qs);
+        m_platform->speech.deliver(u"he"_s);
         QVERIFY(m_partials.isEmpty());
-        m_platform->speech.deliver(u"he was"_qs);
+        m_platform->speech.deliver(u"he was"_s);
         m_platform->run();
-        QCOMPARE(m_partials, (QStringList{u"he"_qs, u"he was"_qs}));
+        QCOMPARE(m_partials, (QStringList{u"he"_s, u"he was"_s}));
     }
 
     void stopWithoutAStartReturnsNothingAtOnce() {
@@ -73,21 +74,21 @@ private Q_SLOTS:
     void stopEndsTheCaptureBeforeTheAudio() {
         startAndRun();
         const auto outcome = stop();
-        QCOMPARE(calls(), (QStringList{u"microphone.stop"_qs, u"recognition.endAudio"_qs}));
+        QCOMPARE(calls(), (QStringList{u"microphone.stop"_s, u"recognition.endAudio"_s}));
         QVERIFY(!outcome->isDone());
         m_platform->queue.advance(1500ms);
     }
 
     void aFinalResultAfterTheStopIsReturnedAndCancelsTheTimeOut() {
         startAndRun();
-        m_platform->speech.deliver(u"he was"_qs);
+        m_platform->speech.deliver(u"he was"_s);
         const auto outcome = stop();
         m_platform->queue.advance(200ms);
         m_platform->log.clear();
-        m_platform->speech.deliverFinal(u"he was not"_qs);
+        m_platform->speech.deliverFinal(u"he was not"_s);
         m_platform->run();
-        QCOMPARE(outcome->value(), u"he was not"_qs);
-        QCOMPARE(m_partials.last(), u"he was not"_qs);
+        QCOMPARE(outcome->value(), u"he was not"_s);
+        QCOMPARE(m_partials.last(), u"he was not"_s);
         QVERIFY(!m_platform->speech.recognition().isCancelled);
         QCOMPARE(m_platform->queue.delayedCount(), 0);
         QCOMPARE(calls(), QStringList());
@@ -95,13 +96,13 @@ private Q_SLOTS:
 
     void withoutAFinalResultTheLastTranscriptIsReturnedAfterOneAndAHalfSeconds() {
         startAndRun();
-        m_platform->speech.deliver(u"he was"_qs);
+        m_platform->speech.deliver(u"he was"_s);
         m_platform->run();
         const auto outcome = stop();
         m_platform->queue.advance(1499ms);
         QVERIFY(!outcome->isDone());
         m_platform->queue.advance(1ms);
-        QCOMPARE(outcome->value(), u"he was"_qs);
+        QCOMPARE(outcome->value(), u"he was"_s);
         QVERIFY(m_platform->speech.recognition().isCancelled);
     }
 
@@ -109,19 +110,19 @@ private Q_SLOTS:
         startAndRun();
         const auto outcome = stop();
         m_platform->queue.advance(1s);
-        m_platform->speech.deliver(u"late"_qs);
+        m_platform->speech.deliver(u"late"_s);
         m_platform->queue.advance(500ms);
-        QCOMPARE(m_partials, QStringList{u"late"_qs});
-        QCOMPARE(outcome->value(), u"late"_qs);
+        QCOMPARE(m_partials, QStringList{u"late"_s});
+        QCOMPARE(outcome->value(), u"late"_s);
     }
 
     void anErrorEndsTheWaitingStopAndCancelsTheRecognition() {
         startAndRun();
-        m_platform->speech.deliver(u"he was"_qs);
+        m_platform->speech.deliver(u"he was"_s);
         const auto outcome = stop();
-        m_platform->speech.deliverError(u"broken"_qs);
+        m_platform->speech.deliverError(u"broken"_s);
         m_platform->run();
-        QCOMPARE(outcome->value(), u"he was"_qs);
+        QCOMPARE(outcome->value(), u"he was"_s);
         QVERIFY(m_platform->speech.recognition().isCancelled);
         QCOMPARE(m_platform->queue.delayedCount(), 0);
     }
@@ -129,53 +130,53 @@ private Q_SLOTS:
     void aFinalResultWinsOverAnErrorInTheSameCallback() {
         startAndRun();
         const auto outcome = stop();
-        m_platform->speech.recognition().handler(platform::RecognitionResult{u"done"_qs, true},
-                                                 LocalizedError(u"broken"_qs));
+        m_platform->speech.recognition().handler(platform::RecognitionResult{u"done"_s, true},
+                                                 LocalizedError(u"broken"_s));
         m_platform->run();
-        QCOMPARE(outcome->value(), u"done"_qs);
+        QCOMPARE(outcome->value(), u"done"_s);
         QVERIFY(!m_platform->speech.recognition().isCancelled);
     }
 
     void anErrorWithAnInterimResultCountsAsAnError() {
         startAndRun();
         const auto outcome = stop();
-        m_platform->speech.recognition().handler(platform::RecognitionResult{u"so far"_qs, false},
-                                                 LocalizedError(u"broken"_qs));
+        m_platform->speech.recognition().handler(platform::RecognitionResult{u"so far"_s, false},
+                                                 LocalizedError(u"broken"_s));
         m_platform->run();
-        QCOMPARE(outcome->value(), u"so far"_qs);
+        QCOMPARE(outcome->value(), u"so far"_s);
         QVERIFY(m_platform->speech.recognition().isCancelled);
     }
 
     void theStopReturnsOnceHoweverManyFinishersCome() {
         startAndRun();
         const auto outcome = stop();
-        m_platform->speech.deliverFinal(u"first"_qs);
-        m_platform->speech.deliverError(u"second"_qs);
+        m_platform->speech.deliverFinal(u"first"_s);
+        m_platform->speech.deliverError(u"second"_s);
         m_platform->queue.advance(2s);
-        QCOMPARE(outcome->value(), u"first"_qs);
+        QCOMPARE(outcome->value(), u"first"_s);
         QVERIFY(!m_platform->speech.recognition().isCancelled);
     }
 
     void aSecondStopReturnsTheLastTranscriptAtOnce() {
         startAndRun();
-        m_platform->speech.deliver(u"he was"_qs);
+        m_platform->speech.deliver(u"he was"_s);
         m_platform->run();
         const auto first = stop();
         const auto second = Outcome<QString>::of(m_service->stop());
-        QCOMPARE(second->value(), u"he was"_qs);
+        QCOMPARE(second->value(), u"he was"_s);
         QVERIFY(!first->isDone());
         m_platform->queue.advance(1500ms);
-        QCOMPARE(first->value(), u"he was"_qs);
+        QCOMPARE(first->value(), u"he was"_s);
     }
 
     void everyFurtherStopReturnsTheLastTranscript() {
         startAndRun();
         const auto first = stop();
-        m_platform->speech.deliverFinal(u"he was young"_qs);
+        m_platform->speech.deliverFinal(u"he was young"_s);
         m_platform->run();
-        QCOMPARE(first->value(), u"he was young"_qs);
+        QCOMPARE(first->value(), u"he was young"_s);
         for (int i = 0; i < 2; ++i)
-            QCOMPARE(Outcome<QString>::of(m_service->stop())->value(), u"he was young"_qs);
+            QCOMPARE(Outcome<QString>::of(m_service->stop())->value(), u"he was young"_s);
     }
 
     void aStopThatAnotherDictationsStopOvertakesReturnsNothingUntilTheServiceEnds() {
@@ -183,9 +184,9 @@ private Q_SLOTS:
         const auto overtaken = stop();
         startAndRun();
         const auto stopped = stop();
-        m_platform->speech.deliverFinal(u"hello"_qs);
+        m_platform->speech.deliverFinal(u"hello"_s);
         m_platform->run();
-        QCOMPARE(stopped->value(), u"hello"_qs);
+        QCOMPARE(stopped->value(), u"hello"_s);
         QVERIFY(!overtaken->isDone());
 
         m_service.reset();
@@ -196,21 +197,21 @@ private Q_SLOTS:
 
     void aRecognizerThatFinishesByItselfChangesOnlyTheTranscript() {
         startAndRun();
-        m_platform->speech.deliverFinal(u"by itself"_qs);
+        m_platform->speech.deliverFinal(u"by itself"_s);
         m_platform->run();
-        QCOMPARE(m_partials, QStringList{u"by itself"_qs});
+        QCOMPARE(m_partials, QStringList{u"by itself"_s});
         QVERIFY(microphone().isCapturing());
         const auto outcome = stop();
         m_platform->queue.advance(1499ms);
         QVERIFY(!outcome->isDone());
         m_platform->queue.advance(1ms);
-        QCOMPARE(outcome->value(), u"by itself"_qs);
+        QCOMPARE(outcome->value(), u"by itself"_s);
     }
 
     void anUnknownLocaleIsNamedAsItWasPassed() {
-        const auto outcome = Outcome<>::of(m_service->start(u"xx_YY weird"_qs, {}));
+        const auto outcome = Outcome<>::of(m_service->start(u"xx_YY weird"_s, {}));
         m_platform->run();
-        QCOMPARE(outcome->error(), u"Speech recognizer does not support xx_YY weird."_qs);
+        QCOMPARE(outcome->error(), u"Speech recognizer does not support xx_YY weird."_s);
     }
 
     void anUnavailableRecognizerIsNamedAfterTheFormerDictationIsClearedAway() {
@@ -218,34 +219,34 @@ private Q_SLOTS:
         m_platform->speech.isAvailable = false;
         const auto outcome = start();
         m_platform->run();
-        QCOMPARE(outcome->error(), u"Speech recognizer is unavailable for en-US."_qs);
-        QCOMPARE(calls(), (QStringList{u"permissions.requestSpeechRecognition"_qs,
-                                       u"permissions.requestMicrophone"_qs, u"microphone.stop"_qs,
-                                       u"recognition.cancel"_qs, u"recognizers.makeRecognizer en-US"_qs}));
+        QCOMPARE(outcome->error(), u"Speech recognizer is unavailable for en-US."_s);
+        QCOMPARE(calls(), (QStringList{u"permissions.requestSpeechRecognition"_s,
+                                       u"permissions.requestMicrophone"_s, u"microphone.stop"_s,
+                                       u"recognition.cancel"_s, u"recognizers.makeRecognizer en-US"_s}));
     }
 
     void deniedSpeechPermissionNeverAsksForTheMicrophone() {
         m_platform->permissions.isSpeechRecognitionGranted = false;
         const auto outcome = start();
         m_platform->run();
-        QCOMPARE(outcome->error(), u"Speech recognition permission was denied."_qs);
-        QCOMPARE(calls(), QStringList{u"permissions.requestSpeechRecognition"_qs});
+        QCOMPARE(outcome->error(), u"Speech recognition permission was denied."_s);
+        QCOMPARE(calls(), QStringList{u"permissions.requestSpeechRecognition"_s});
     }
 
     void deniedMicrophoneTouchesNoAudio() {
         m_platform->permissions.isMicrophoneGranted = false;
         const auto outcome = start();
         m_platform->run();
-        QCOMPARE(outcome->error(), u"Microphone permission was denied."_qs);
-        QCOMPARE(calls(), (QStringList{u"permissions.requestSpeechRecognition"_qs,
-                                       u"permissions.requestMicrophone"_qs}));
+        QCOMPARE(outcome->error(), u"Microphone permission was denied."_s);
+        QCOMPARE(calls(), (QStringList{u"permissions.requestSpeechRecognition"_s,
+                                       u"permissions.requestMicrophone"_s}));
     }
 
     void aMicrophoneWithoutChannelsIsUnavailable() {
         microphone().inputFormat = {48000, 0};
         const auto outcome = start();
         m_platform->run();
-        QCOMPARE(outcome->error(), u"No microphone input format is available."_qs);
+        QCOMPARE(outcome->error(), u"No microphone input format is available."_s);
         QVERIFY(!microphone().isCapturing());
     }
 
@@ -257,10 +258,10 @@ private Q_SLOTS:
     }
 
     void aCaptureThatDoesNotStartLeavesTheRecognitionToTheNextStart() {
-        microphone().startError = u"The device is in use."_qs;
+        microphone().startError = u"The device is in use."_s;
         const auto outcome = start();
         m_platform->run();
-        QCOMPARE(outcome->error(), u"The device is in use."_qs);
+        QCOMPARE(outcome->error(), u"The device is in use."_s);
         QVERIFY(!m_platform->speech.recognition().isCancelled);
         const auto stopped = Outcome<QString>::of(m_service->stop());
         QCOMPARE(stopped->value(), QString());
@@ -274,29 +275,29 @@ private Q_SLOTS:
 
     void aCaptureThatDiesIsToldOnceAndNothingElseChanges() {
         startAndRun();
-        microphone().die(u"The microphone was disconnected."_qs);
+        microphone().die(u"The microphone was disconnected."_s);
         QCOMPARE(m_deaths, QStringList());
-        microphone().die(u"The sound server went away."_qs);
+        microphone().die(u"The sound server went away."_s);
         m_platform->run();
-        QCOMPARE(m_deaths, QStringList{u"The microphone was disconnected."_qs});
+        QCOMPARE(m_deaths, QStringList{u"The microphone was disconnected."_s});
         QCOMPARE(calls(), QStringList());
     }
 
     void aStopAfterADeathGoesAsEver() {
         startAndRun();
-        m_platform->speech.deliver(u"he was"_qs);
-        microphone().die(u"The microphone was disconnected."_qs);
+        m_platform->speech.deliver(u"he was"_s);
+        microphone().die(u"The microphone was disconnected."_s);
         m_platform->run();
         const auto outcome = stop();
-        QCOMPARE(calls(), (QStringList{u"microphone.stop"_qs, u"recognition.endAudio"_qs}));
-        m_platform->speech.deliverFinal(u"he was not"_qs);
+        QCOMPARE(calls(), (QStringList{u"microphone.stop"_s, u"recognition.endAudio"_s}));
+        m_platform->speech.deliverFinal(u"he was not"_s);
         m_platform->run();
-        QCOMPARE(outcome->value(), u"he was not"_qs);
+        QCOMPARE(outcome->value(), u"he was not"_s);
     }
 
     void aDeathThatTheStopOvertakesIsNotTold() {
         startAndRun();
-        microphone().die(u"The microphone was disconnected."_qs);
+        microphone().die(u"The microphone was disconnected."_s);
         stop();
         m_platform->queue.advance(1500ms);
         QCOMPARE(m_deaths, QStringList());
@@ -305,7 +306,7 @@ private Q_SLOTS:
     void aDeathWhileTheStopWaitsIsNotTold() {
         startAndRun();
         stop();
-        microphone().die(u"The microphone was disconnected."_qs);
+        microphone().die(u"The microphone was disconnected."_s);
         m_platform->queue.advance(1500ms);
         QCOMPARE(m_deaths, QStringList());
     }
@@ -317,7 +318,7 @@ private Q_SLOTS:
         m_platform->permissions.speechRecognitionReplies.front()(true);
         m_platform->run();
         m_platform->permissions.microphoneReplies.front()(true);
-        microphone().die(u"The microphone was disconnected."_qs); // comes after the start has gone on
+        microphone().die(u"The microphone was disconnected."_s); // comes after the start has gone on
         m_platform->run();
         QVERIFY(outcome->isDone());
         QVERIFY(microphone().isCapturing());
@@ -326,7 +327,7 @@ private Q_SLOTS:
 
     void aStartClearsTheFormerTranscript() {
         startAndRun();
-        m_platform->speech.deliver(u"old"_qs);
+        m_platform->speech.deliver(u"old"_s);
         m_platform->run();
         stop();
         m_platform->queue.advance(1500ms);
@@ -357,17 +358,17 @@ private Q_SLOTS:
             else
                 m_platform->permissions.microphoneReplies.front()(true);
             m_platform->run();
-            QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
+            QCOMPARE(outcome->error(), u"The operation was abandoned."_s);
         } else {
             startAndRun();
-            m_platform->speech.deliver(u"so far"_qs);
+            m_platform->speech.deliver(u"so far"_s);
             m_platform->run();
             const auto outcome = stop();
             m_service.reset();
-            m_platform->speech.deliver(u"too late"_qs);
+            m_platform->speech.deliver(u"too late"_s);
             m_platform->queue.advance(2s);
-            QCOMPARE(outcome->value(), u"so far"_qs);
-            QCOMPARE(m_partials, QStringList{u"so far"_qs});
+            QCOMPARE(outcome->value(), u"so far"_s);
+            QCOMPARE(m_partials, QStringList{u"so far"_s});
         }
     }
 
@@ -386,7 +387,7 @@ private Q_SLOTS:
         const auto recognition = m_platform->speech.recognitions.back();
         m_service.reset();
         QVERIFY(recognition->isCancelled);
-        QCOMPARE(calls(), (QStringList{u"microphone.stop"_qs, u"recognition.cancel"_qs}));
+        QCOMPARE(calls(), (QStringList{u"microphone.stop"_s, u"recognition.cancel"_s}));
     }
 
     void aPermissionReplyThatNeverComesFailsTheStart() {
@@ -394,14 +395,14 @@ private Q_SLOTS:
         const auto outcome = start();
         m_platform->permissions.speechRecognitionReplies.clear();
         m_platform->run();
-        QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
+        QCOMPARE(outcome->error(), u"The operation was abandoned."_s);
     }
 
 private:
     std::shared_ptr<Outcome<>> start() {
         m_platform->log.clear();
         return Outcome<>::of(
-            m_service->start(u"en-US"_qs, [this](const QString &text) { m_partials += text; }));
+            m_service->start(u"en-US"_s, [this](const QString &text) { m_partials += text; }));
     }
     void startAndRun() {
         const auto outcome = start();

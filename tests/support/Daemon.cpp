@@ -6,6 +6,8 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
@@ -49,8 +51,8 @@ void Daemon::noticeEnd() {
         return;
     m_hasDied = true;
     ++deadCount;
-    const QString end = u"%1 ended by itself, with %2 %3. Its last words:\n%4"_qs.arg(
-        m_commandLine, process().exitStatus() == QProcess::CrashExit ? u"signal"_qs : u"status"_qs,
+    const QString end = u"%1 ended by itself, with %2 %3. Its last words:\n%4"_s.arg(
+        m_commandLine, process().exitStatus() == QProcess::CrashExit ? u"signal"_s : u"status"_s,
         QString::number(process().exitCode()), lastWords());
     QTest::qFail(qPrintable(end), __FILE__, __LINE__);
 }

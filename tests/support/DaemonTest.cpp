@@ -6,14 +6,16 @@
 #include <stdexcept>
 #include <sys/wait.h>
 
+using namespace Qt::StringLiterals;
+
 using quillora::test::ChildProcess;
 using quillora::test::Daemon;
 
 namespace {
 
-const QString runTestsThatFail = u"run-tests-that-fail"_qs;
-const QStringList endingAtOnce{u"-c"_qs, u"echo nobody answers >&2; exit 7"_qs};
-const QStringList staying{u"-c"_qs, u"while :; do sleep 0.1; done"_qs};
+const QString runTestsThatFail = u"run-tests-that-fail"_s;
+const QStringList endingAtOnce{u"-c"_s, u"echo nobody answers >&2; exit 7"_s};
+const QStringList staying{u"-c"_s, u"while :; do sleep 0.1; done"_s};
 
 } // namespace
 
@@ -23,7 +25,7 @@ class TestsThatFail : public QObject {
 
 private Q_SLOTS:
     void itDiesBeforeItIsReady() {
-        Daemon daemon(u"sh"_qs, endingAtOnce);
+        Daemon daemon(u"sh"_s, endingAtOnce);
         try {
             daemon.waitUntilReady([] { return false; });
         } catch (const std::runtime_error &error) {
@@ -32,12 +34,12 @@ private Q_SLOTS:
     }
 
     void itDiesDuringAWait() {
-        const Daemon daemon(u"sh"_qs, endingAtOnce);
+        const Daemon daemon(u"sh"_s, endingAtOnce);
         ChildProcess::waitUntil([] { return false; }, longerThanTheOtherTestWaitsMs);
     }
 
     void itDiesWhileNobodyWaits() {
-        Daemon daemon(u"sh"_qs, endingAtOnce);
+        Daemon daemon(u"sh"_s, endingAtOnce);
         ::siginfo_t end{};
         ::waitid(P_PID, static_cast<id_t>(daemon.processId()), &end, WEXITED | WNOWAIT);
     }
@@ -52,9 +54,9 @@ class DaemonTest : public QObject {
 private Q_SLOTS:
     void oneThatDiesFailsTheTestAtOnceByItsName_data() {
         QTest::addColumn<QString>("test");
-        QTest::newRow("before it is ready") << u"itDiesBeforeItIsReady"_qs;
-        QTest::newRow("during a wait") << u"itDiesDuringAWait"_qs;
-        QTest::newRow("while nobody waits") << u"itDiesWhileNobodyWaits"_qs;
+        QTest::newRow("before it is ready") << u"itDiesBeforeItIsReady"_s;
+        QTest::newRow("during a wait") << u"itDiesDuringAWait"_s;
+        QTest::newRow("while nobody waits") << u"itDiesWhileNobodyWaits"_s;
     }
     void oneThatDiesFailsTheTestAtOnceByItsName() {
         QFETCH(QString, test);
@@ -71,23 +73,23 @@ private Q_SLOTS:
 
     void oneThatDiesBeforeItIsReadyIsNotWaitedFor() {
         ChildProcess program(QCoreApplication::applicationFilePath(),
-                             {runTestsThatFail, u"itDiesBeforeItIsReady"_qs});
+                             {runTestsThatFail, u"itDiesBeforeItIsReady"_s});
         QVERIFY(ChildProcess::waitUntil([&] { return !program.isRunning(); }));
         QVERIFY(program.process().readAllStandardOutput().contains(
             "not ready: sh -c echo nobody answers >&2; exit 7"));
     }
 
     void oneThatTheTestEndsIsNoFailure() {
-        Daemon asked(u"sh"_qs, staying);
+        Daemon asked(u"sh"_s, staying);
         asked.stop();
-        Daemon killed(u"sh"_qs, staying);
+        Daemon killed(u"sh"_s, staying);
         killed.signal(SIGKILL);
         QVERIFY(ChildProcess::waitUntil([&] { return !killed.isRunning(); }));
         QVERIFY(!Daemon::hasOneDied());
     }
 
     void oneThatWasFrozenIsStillNeeded() {
-        Daemon daemon(u"sh"_qs, staying);
+        Daemon daemon(u"sh"_s, staying);
         daemon.signal(SIGSTOP);
         daemon.signal(SIGCONT);
         QVERIFY(daemon.isRunning());
@@ -95,7 +97,7 @@ private Q_SLOTS:
     }
 
     void itIsReadyWhenItSaysSo() {
-        Daemon daemon(u"sh"_qs, {u"-c"_qs, u"echo ready; while :; do sleep 0.1; done"_qs});
+        Daemon daemon(u"sh"_s, {u"-c"_s, u"echo ready; while :; do sleep 0.1; done"_s});
         daemon.waitUntilReady([&] { return daemon.process().canReadLine(); });
         QCOMPARE(daemon.process().readLine(), "ready\n");
     }

@@ -19,24 +19,26 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// On-device translation with nothing installed: a store on a disk, a publisher that a real HTTPS server is,
 /// and everything between them and a text.
 class DownloadedTranslation {
 public:
     explicit DownloadedTranslation(const QSslConfiguration &identity) : server(identity) {
         server.delivery = Delivery::nothing;
-        publish(u"en"_qs, u"es"_qs, {{"house", "casa"}});
-        publish(u"en"_qs, u"ru"_qs, {{"hello", "привет"}, {"world", "мир"}, {"thanks", "спасибо"}});
-        publish(u"de"_qs, u"en"_qs, germanToEnglish());
+        publish(u"en"_s, u"es"_s, {{"house", "casa"}});
+        publish(u"en"_s, u"ru"_s, {{"hello", "привет"}, {"world", "мир"}, {"thanks", "спасибо"}});
+        publish(u"de"_s, u"en"_s, germanToEnglish());
         store.emplace(queue, platform::LinuxModelStore::Ground{
-                                 .folders = {home.filePath(u"models"_qs), {}},
-                                 .catalog = {{{u"catalog"_qs, catalogOf(m_models)}}, {u"neural"_qs}},
+                                 .folders = {home.filePath(u"models"_s), {}},
+                                 .catalog = {{{u"catalog"_s, catalogOf(m_models)}}, {u"neural"_s}},
                                  .patience = {.firstPause = std::chrono::milliseconds(1), .mostFailures = 1},
                                  .untilLeavingIsTriedAgain = std::chrono::milliseconds(50)});
         routes.emplace(
-            *store, QStringList{u"neural"_qs}, [](const auto &) { return false; },
-            platform::Computer{qint64(8) << 30, 4}, home.filePath(u"chosen"_qs));
-        consent.emplace(queue, home.filePath(u"declined"_qs));
+            *store, QStringList{u"neural"_s}, [](const auto &) { return false; },
+            platform::Computer{qint64(8) << 30, 4}, home.filePath(u"chosen"_s));
+        consent.emplace(queue, home.filePath(u"declined"_s));
         start();
     }
 
@@ -72,17 +74,17 @@ private:
         const QString id = source + u'-' + target;
         QJsonArray files;
         const auto add = [&](const QString &name, const std::string &contents) {
-            files += server.publish(name, u"/%1/%2"_qs.arg(id, name), QByteArray::fromStdString(contents));
+            files += server.publish(name, u"/%1/%2"_s.arg(id, name), QByteArray::fromStdString(contents));
         };
-        add(u"model.bin"_qs, model.modelFile);
-        add(u"vocab.spm"_qs, model.vocabularyFile);
-        add(u"lex.bin"_qs, model.shortlistFile);
-        m_models += QJsonObject{{u"id"_qs, id},
-                                {u"kind"_qs, u"translation"_qs},
-                                {u"version"_qs, u"1"_qs},
-                                {u"languages"_qs, QJsonArray{source, target}},
-                                {u"engine"_qs, u"neural"_qs},
-                                {u"files"_qs, files}};
+        add(u"model.bin"_s, model.modelFile);
+        add(u"vocab.spm"_s, model.vocabularyFile);
+        add(u"lex.bin"_s, model.shortlistFile);
+        m_models += QJsonObject{{u"id"_s, id},
+                                {u"kind"_s, u"translation"_s},
+                                {u"version"_s, u"1"_s},
+                                {u"languages"_s, QJsonArray{source, target}},
+                                {u"engine"_s, u"neural"_s},
+                                {u"files"_s, files}};
     }
 
     QJsonArray m_models;

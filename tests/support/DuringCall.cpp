@@ -2,6 +2,8 @@
 
 #include <future>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
@@ -24,8 +26,8 @@ bool reads(QProcess &process, const QByteArray &word) {
 DuringCall::DuringCall(const PrivateSessionBus &bus, const QString &service, std::function<void()> act) {
     std::promise<void> watches;
     m_thread = std::jthread([this, &watches, address = bus.address(), service, act = std::move(act)] {
-        ChildProcess monitor(u"dbus-monitor"_qs, {u"--profile"_qs, u"--address"_qs, address,
-                                                  u"type='method_call',destination='%1'"_qs.arg(service)});
+        ChildProcess monitor(u"dbus-monitor"_s, {u"--profile"_s, u"--address"_s, address,
+                                                 u"type='method_call',destination='%1'"_s.arg(service)});
         reads(monitor.process(), "NameLost"); // from now on it is a monitor and nothing else
         watches.set_value();
         if (reads(monitor.process(), "mc\t")) {

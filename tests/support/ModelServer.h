@@ -12,6 +12,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A publisher of models over HTTPS. It answers each request by its path, whenever `serve` is called.
 class ModelServer {
 public:
@@ -28,7 +30,7 @@ public:
     /// Serves the contents under the path; what a catalog says of such a file.
     QJsonObject publish(const QString &name, const QString &path, const QByteArray &contents) {
         files[path] = contents;
-        return {{u"name"_qs, name}, {u"address"_qs, m_server.url(path).toString()}};
+        return {{u"name"_s, name}, {u"address"_s, m_server.url(path).toString()}};
     }
 
     void serve() {

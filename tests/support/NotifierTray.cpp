@@ -5,20 +5,22 @@
 #include <QDBusMessage>
 #include <QDBusPendingCall>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
 
-const QString watcherName = u"org.kde.StatusNotifierWatcher"_qs;
-const QString watcherPath = u"/StatusNotifierWatcher"_qs;
-const QString itemInterface = u"org.kde.StatusNotifierItem"_qs;
-const QString itemPath = u"/StatusNotifierItem"_qs;
-const QString menuInterface = u"com.canonical.dbusmenu"_qs;
-const QString menuPath = u"/MenuBar"_qs;
+const QString watcherName = u"org.kde.StatusNotifierWatcher"_s;
+const QString watcherPath = u"/StatusNotifierWatcher"_s;
+const QString itemInterface = u"org.kde.StatusNotifierItem"_s;
+const QString itemPath = u"/StatusNotifierItem"_s;
+const QString menuInterface = u"com.canonical.dbusmenu"_s;
+const QString menuPath = u"/MenuBar"_s;
 
 QString nextConnectionName() {
     static int count = 0;
-    return u"notifier-tray-%1"_qs.arg(++count);
+    return u"notifier-tray-%1"_s.arg(++count);
 }
 
 } // namespace
@@ -27,7 +29,7 @@ NotifierTray::NotifierTray(const QString &busAddress, Host host)
     : m_bus(QDBusConnection::connectToBus(busAddress, nextConnectionName())), m_host(host) {
     new NotifierTrayAdaptor(this);
     m_bus.registerObject(watcherPath, this);
-    for (const QString &signal : {u"NewIcon"_qs, u"NewTitle"_qs, u"NewToolTip"_qs})
+    for (const QString &signal : {u"NewIcon"_s, u"NewTitle"_s, u"NewToolTip"_s})
         m_bus.connect({}, itemPath, itemInterface, signal, this, SLOT(recordItemSignal(QDBusMessage)));
     m_bus.registerService(watcherName);
 }
@@ -42,7 +44,7 @@ void NotifierTray::addHost() {
 void NotifierTray::addItem(const QString &service, const QDBusMessage &request) {
     if (m_isRefusing) {
         request.setDelayedReply(true);
-        m_bus.send(request.createErrorReply(QDBusError::LimitsExceeded, u"There is no room."_qs));
+        m_bus.send(request.createErrorReply(QDBusError::LimitsExceeded, u"There is no room."_s));
         return;
     }
     m_items += service;
@@ -54,8 +56,7 @@ void NotifierTray::recordItemSignal(const QDBusMessage &message) { m_itemSignals
 QStringList NotifierTray::takeItemSignals() { return std::exchange(m_itemSignals, {}); }
 
 QVariant NotifierTray::itemProperty(const QString &name) {
-    const auto answer =
-        call(itemPath, u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs, {itemInterface, name});
+    const auto answer = call(itemPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s, {itemInterface, name});
     return answer.isEmpty() ? QVariant() : answer.first().value<QDBusVariant>().variant();
 }
 

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
@@ -12,8 +14,8 @@ namespace {
 /// How long the threads of this process have waited for a processor, in nanoseconds.
 qint64 delay() {
     qint64 sum = 0;
-    for (const QString &thread : QDir(u"/proc/self/task"_qs).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile statistics(u"/proc/self/task/%1/schedstat"_qs.arg(thread));
+    for (const QString &thread : QDir(u"/proc/self/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile statistics(u"/proc/self/task/%1/schedstat"_s.arg(thread));
         if (statistics.open(QIODevice::ReadOnly))
             sum += statistics.readAll().split(' ').value(1).toLongLong();
     }

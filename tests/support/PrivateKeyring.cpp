@@ -8,6 +8,8 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 /// The Secret Service's way of sending a secret.
@@ -34,9 +36,9 @@ static const QDBusArgument &operator>>(const QDBusArgument &argument, Secret &se
 
 namespace {
 
-const QString serviceName = u"org.freedesktop.secrets"_qs;
-const QString servicePath = u"/org/freedesktop/secrets"_qs;
-const QString collectionPath = u"/org/freedesktop/secrets/collection/login"_qs;
+const QString serviceName = u"org.freedesktop.secrets"_s;
+const QString servicePath = u"/org/freedesktop/secrets"_s;
+const QString collectionPath = u"/org/freedesktop/secrets/collection/login"_s;
 
 /// The reply itself; throws std::runtime_error if it is an error.
 QDBusMessage answered(const QDBusMessage &reply) {
@@ -58,15 +60,15 @@ PrivateKeyring::PrivateKeyring(const PrivateSessionBus &bus, Collection collecti
     qDBusRegisterMetaType<Secret>();
     qDBusRegisterMetaType<Attributes>();
 
-    QStringList arguments{u"--foreground"_qs, u"--components=secrets"_qs,
-                          u"--control-directory=%1/control"_qs.arg(m_home.path())};
+    QStringList arguments{u"--foreground"_s, u"--components=secrets"_s,
+                          u"--control-directory=%1/control"_s.arg(m_home.path())};
     if (collection == Collection::unlocked)
-        arguments.append(u"--unlock"_qs);
-    m_process.emplace(
-        u"gnome-keyring-daemon"_qs, arguments,
-        QStringList{u"DBUS_SESSION_BUS_ADDRESS=%1"_qs.arg(bus.address()), u"HOME=%1"_qs.arg(m_home.path()),
-                    u"XDG_RUNTIME_DIR=%1"_qs.arg(m_home.path()),
-                    u"XDG_DATA_HOME=%1/data"_qs.arg(m_home.path()), u"DISPLAY="_qs, u"WAYLAND_DISPLAY="_qs});
+        arguments.append(u"--unlock"_s);
+    m_process.emplace(u"gnome-keyring-daemon"_s, arguments,
+                      QStringList{u"DBUS_SESSION_BUS_ADDRESS=%1"_s.arg(bus.address()),
+                                  u"HOME=%1"_s.arg(m_home.path()), u"XDG_RUNTIME_DIR=%1"_s.arg(m_home.path()),
+                                  u"XDG_DATA_HOME=%1/data"_s.arg(m_home.path()), u"DISPLAY="_s,
+                                  u"WAYLAND_DISPLAY="_s});
     m_process->process().write(password);
     m_process->process().closeWriteChannel();
     // It has its name before it has its methods.
@@ -78,10 +80,10 @@ PrivateKeyring::~PrivateKeyring() = default;
 
 void PrivateKeyring::store(const Item &item) {
     const QVariantMap properties{
-        {u"org.freedesktop.Secret.Item.Label"_qs, item.label},
-        {u"org.freedesktop.Secret.Item.Attributes"_qs, QVariant::fromValue(item.attributes)}};
-    const Secret secret{session(), {}, item.data, u"text/plain"_qs};
-    call(collectionPath, u"org.freedesktop.Secret.Collection"_qs, u"CreateItem"_qs,
+        {u"org.freedesktop.Secret.Item.Label"_s, item.label},
+        {u"org.freedesktop.Secret.Item.Attributes"_s, QVariant::fromValue(item.attributes)}};
+    const Secret secret{session(), {}, item.data, u"text/plain"_s};
+    call(collectionPath, u"org.freedesktop.Secret.Collection"_s, u"CreateItem"_s,
          {properties, QVariant::fromValue(secret), false});
 }
 
@@ -90,20 +92,20 @@ QList<PrivateKeyring::Item> PrivateKeyring::find(const Attributes &attributes) {
     const auto unlocked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().value(0));
     const auto locked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().value(1));
 
-    const QString interface = u"org.freedesktop.Secret.Item"_qs;
+    const QString interface = u"org.freedesktop.Secret.Item"_s;
     const auto property = [&](const QDBusObjectPath &path, const QString &name) {
-        return call(path.path(), u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs, {interface, name})
+        return call(path.path(), u"org.freedesktop.DBus.Properties"_s, u"Get"_s, {interface, name})
             .value<QDBusVariant>()
             .variant();
     };
     QList<Item> items;
     for (const auto &path : unlocked + locked) {
-        Item item{property(path, u"Label"_qs).toString(),
-                  qdbus_cast<Attributes>(property(path, u"Attributes"_qs)),
+        Item item{property(path, u"Label"_s).toString(),
+                  qdbus_cast<Attributes>(property(path, u"Attributes"_s)),
                   {}};
         if (unlocked.contains(path))
             item.data = qdbus_cast<Secret>(
-                            call(path.path(), interface, u"GetSecret"_qs, {QVariant::fromValue(session())}))
+                            call(path.path(), interface, u"GetSecret"_s, {QVariant::fromValue(session())}))
                             .value;
         items.append(item);
     }
@@ -111,34 +113,34 @@ QList<PrivateKeyring::Item> PrivateKeyring::find(const Attributes &attributes) {
 }
 
 QDBusMessage PrivateKeyring::search(const Attributes &attributes) {
-    return ask(servicePath, u"org.freedesktop.Secret.Service"_qs, u"SearchItems"_qs,
+    return ask(servicePath, u"org.freedesktop.Secret.Service"_s, u"SearchItems"_s,
                {QVariant::fromValue(attributes)});
 }
 
 void PrivateKeyring::lock() {
-    call(servicePath, u"org.freedesktop.Secret.Service"_qs, u"Lock"_qs,
+    call(servicePath, u"org.freedesktop.Secret.Service"_s, u"Lock"_s,
          {QVariant::fromValue(QList{QDBusObjectPath(collectionPath)})});
 }
 
 void PrivateKeyring::unlock() {
-    const Secret master{session(), {}, QByteArray(password), u"text/plain"_qs};
-    call(servicePath, u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_qs,
-         u"UnlockWithMasterPassword"_qs,
+    const Secret master{session(), {}, QByteArray(password), u"text/plain"_s};
+    call(servicePath, u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_s,
+         u"UnlockWithMasterPassword"_s,
          {QVariant::fromValue(QDBusObjectPath(collectionPath)), QVariant::fromValue(master)});
 }
 
 void PrivateKeyring::makeCollection() {
-    const QVariantMap properties{{u"org.freedesktop.Secret.Collection.Label"_qs, u"Login"_qs}};
-    const Secret master{session(), {}, QByteArray(password), u"text/plain"_qs};
-    const auto path = call(servicePath, u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_qs,
-                           u"CreateWithMasterPassword"_qs, {properties, QVariant::fromValue(master)});
-    call(servicePath, u"org.freedesktop.Secret.Service"_qs, u"SetAlias"_qs, {u"default"_qs, path});
+    const QVariantMap properties{{u"org.freedesktop.Secret.Collection.Label"_s, u"Login"_s}};
+    const Secret master{session(), {}, QByteArray(password), u"text/plain"_s};
+    const auto path = call(servicePath, u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_s,
+                           u"CreateWithMasterPassword"_s, {properties, QVariant::fromValue(master)});
+    call(servicePath, u"org.freedesktop.Secret.Service"_s, u"SetAlias"_s, {u"default"_s, path});
 }
 
 void PrivateKeyring::useCollectionWithoutFile() {
-    call(servicePath, u"org.freedesktop.Secret.Service"_qs, u"SetAlias"_qs,
-         {u"default"_qs,
-          QVariant::fromValue(QDBusObjectPath(u"/org/freedesktop/secrets/collection/session"_qs))});
+    call(servicePath, u"org.freedesktop.Secret.Service"_s, u"SetAlias"_s,
+         {u"default"_s,
+          QVariant::fromValue(QDBusObjectPath(u"/org/freedesktop/secrets/collection/session"_s))});
 }
 
 void PrivateKeyring::end() {
@@ -162,8 +164,8 @@ QDBusMessage PrivateKeyring::ask(const QString &path, const QString &interface, 
 
 /// An answer that the caller stands waiting for overtakes what comes through the event loop.
 void PrivateKeyring::settle() {
-    const QDBusPendingCallWatcher answer(m_bus.asyncCall(QDBusMessage::createMethodCall(
-        serviceName, servicePath, u"org.freedesktop.DBus.Peer"_qs, u"Ping"_qs)));
+    const QDBusPendingCallWatcher answer(m_bus.asyncCall(
+        QDBusMessage::createMethodCall(serviceName, servicePath, u"org.freedesktop.DBus.Peer"_s, u"Ping"_s)));
     bool isHere = false;
     QObject::connect(&answer, &QDBusPendingCallWatcher::finished, [&isHere] { isHere = true; });
     if (!ChildProcess::waitUntil([&isHere] { return isHere; }) || answer.isError())
@@ -173,8 +175,8 @@ void PrivateKeyring::settle() {
 bool PrivateKeyring::isOnBus() const { return m_bus.interface()->isServiceRegistered(serviceName); }
 
 QDBusObjectPath PrivateKeyring::session() {
-    return ask(servicePath, u"org.freedesktop.Secret.Service"_qs, u"OpenSession"_qs,
-               {u"plain"_qs, QVariant::fromValue(QDBusVariant(QString()))})
+    return ask(servicePath, u"org.freedesktop.Secret.Service"_s, u"OpenSession"_s,
+               {u"plain"_s, QVariant::fromValue(QDBusVariant(QString()))})
         .arguments()
         .value(1)
         .value<QDBusObjectPath>();

@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
@@ -22,15 +24,15 @@ constexpr auto configuration = R"(<busconfig>
 } // namespace
 
 PrivateSessionBus::PrivateSessionBus() {
-    const QString file = m_folder.filePath(u"bus.conf"_qs);
+    const QString file = m_folder.filePath(u"bus.conf"_s);
     QFile conf(file);
     if (!conf.open(QIODevice::WriteOnly))
         throw std::runtime_error("cannot write the bus configuration");
     conf.write(QString::fromLatin1(configuration).arg(m_folder.path()).toUtf8());
     conf.close();
 
-    m_process.emplace(u"dbus-daemon"_qs,
-                      QStringList{u"--config-file=%1"_qs.arg(file), u"--nofork"_qs, u"--print-address"_qs});
+    m_process.emplace(u"dbus-daemon"_s,
+                      QStringList{u"--config-file=%1"_s.arg(file), u"--nofork"_s, u"--print-address"_s});
     auto &output = m_process->process();
     m_process->waitUntilReady([&] { return output.canReadLine(); });
     m_address = QString::fromUtf8(output.readLine()).trimmed();

@@ -6,6 +6,8 @@
 #include <map>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test::ProcessTree {
 
 namespace {
@@ -17,10 +19,10 @@ QByteArray contents(const QString &path) {
 
 std::map<qint64, qint64> parents() {
     std::map<qint64, qint64> parents;
-    for (const QString &name : QDir(u"/proc"_qs).entryList(QDir::Dirs)) {
+    for (const QString &name : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
         bool isProcess = false;
         const qint64 id = name.toLongLong(&isProcess);
-        const QByteArray stat = isProcess ? contents(u"/proc/%1/stat"_qs.arg(id)) : QByteArray();
+        const QByteArray stat = isProcess ? contents(u"/proc/%1/stat"_s.arg(id)) : QByteArray();
         // The command's name, in parentheses, may hold anything.
         const auto fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
         if (fields.size() > 1)
@@ -43,14 +45,14 @@ QList<Process> descendants() {
     QList<Process> processes;
     for (const auto &[id, parent] : parentOf) {
         if (isDescendant(id))
-            processes.append({id, contents(u"/proc/%1/cmdline"_qs.arg(id))});
+            processes.append({id, contents(u"/proc/%1/cmdline"_s.arg(id))});
     }
     return processes;
 }
 
 bool isRunning(const Process &process) {
     return !process.commandLine.isEmpty() &&
-           contents(u"/proc/%1/cmdline"_qs.arg(process.id)) == process.commandLine;
+           contents(u"/proc/%1/cmdline"_s.arg(process.id)) == process.commandLine;
 }
 
 } // namespace quillora::test::ProcessTree

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <sys/socket.h>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
@@ -50,7 +52,7 @@ RawHttpServer::~RawHttpServer() {
 
 QUrl RawHttpServer::url(const QString &path, const QString &host) const {
     QUrl url;
-    url.setScheme(m_tls ? u"https"_qs : u"http"_qs);
+    url.setScheme(m_tls ? u"https"_s : u"http"_s);
     url.setHost(host);
     url.setPort(port());
     url.setPath(path);

@@ -11,22 +11,24 @@
 #include <cstring>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 std::vector<Recording> Recording::all() {
     const QDir folder(QStandardPaths::locate(QStandardPaths::GenericDataLocation,
-                                             u"pocketsphinx/test/data/librivox"_qs,
+                                             u"pocketsphinx/test/data/librivox"_s,
                                              QStandardPaths::LocateDirectory));
-    QFile list(folder.filePath(u"transcription"_qs));
+    QFile list(folder.filePath(u"transcription"_s));
     if (!list.open(QIODevice::ReadOnly))
         throw std::runtime_error("the recordings are not installed");
-    static const QRegularExpression line(u"^<s> (.*) </s> \\((.*)\\)$"_qs,
+    static const QRegularExpression line(u"^<s> (.*) </s> \\((.*)\\)$"_s,
                                          QRegularExpression::MultilineOption);
     std::vector<Recording> recordings;
     auto matches = line.globalMatch(QString::fromUtf8(list.readAll()));
     while (matches.hasNext()) {
         const auto match = matches.next();
-        recordings.push_back({folder.filePath(match.captured(2) + u".wav"_qs), match.captured(1)});
+        recordings.push_back({folder.filePath(match.captured(2) + u".wav"_s), match.captured(1)});
     }
     return recordings;
 }

@@ -9,29 +9,31 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
-const QString connectionName = u"screen reader"_qs;
-const QString accessible = u"org.a11y.atspi.Accessible"_qs;
+const QString connectionName = u"screen reader"_s;
+const QString accessible = u"org.a11y.atspi.Accessible"_s;
 constexpr uint notificationRole = 101;
 } // namespace
 
 ScreenReader::ScreenReader(const PrivateSessionBus &bus, const QStringList &environment) {
-    const QString program = QStandardPaths::findExecutable(u"at-spi-bus-launcher"_qs,
-                                                           {u"/usr/libexec"_qs, u"/usr/lib/at-spi2-core"_qs});
-    m_service.emplace(program, QStringList{u"--launch-immediately"_qs}, environment);
+    const QString program = QStandardPaths::findExecutable(u"at-spi-bus-launcher"_s,
+                                                           {u"/usr/libexec"_s, u"/usr/lib/at-spi2-core"_s});
+    m_service.emplace(program, QStringList{u"--launch-immediately"_s}, environment);
     m_service->waitUntilReady(
-        [&bus] { return bus.connection().interface()->isServiceRegistered(u"org.a11y.Bus"_qs); });
+        [&bus] { return bus.connection().interface()->isServiceRegistered(u"org.a11y.Bus"_s); });
 
     const QDBusReply<QString> address = bus.connection().call(QDBusMessage::createMethodCall(
-        u"org.a11y.Bus"_qs, u"/org/a11y/bus"_qs, u"org.a11y.Bus"_qs, u"GetAddress"_qs));
+        u"org.a11y.Bus"_s, u"/org/a11y/bus"_s, u"org.a11y.Bus"_s, u"GetAddress"_s));
     auto connection = QDBusConnection::connectToBus(address.value(), connectionName);
-    connection.connect({}, {}, u"org.a11y.atspi.Event.Object"_qs, u"StateChanged"_qs, this,
+    connection.connect({}, {}, u"org.a11y.atspi.Event.Object"_s, u"StateChanged"_s, this,
                        SLOT(hear(QDBusMessage)));
-    auto wish = QDBusMessage::createMethodCall(u"org.a11y.atspi.Registry"_qs, u"/org/a11y/atspi/registry"_qs,
-                                               u"org.a11y.atspi.Registry"_qs, u"RegisterEvent"_qs);
-    wish << u"object:state-changed:showing"_qs << QStringList() << QString();
+    auto wish = QDBusMessage::createMethodCall(u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/registry"_s,
+                                               u"org.a11y.atspi.Registry"_s, u"RegisterEvent"_s);
+    wish << u"object:state-changed:showing"_s << QStringList() << QString();
     if (connection.call(wish).type() != QDBusMessage::ReplyMessage)
         throw std::runtime_error("the accessibility service lets nobody listen");
 }
@@ -40,16 +42,16 @@ ScreenReader::~ScreenReader() { QDBusConnection::disconnectFromBus(connectionNam
 
 void ScreenReader::hear(const QDBusMessage &message) {
     const auto arguments = message.arguments();
-    if (arguments.size() < 2 || arguments[0].toString() != u"showing"_qs || arguments[1].toInt() != 1)
+    if (arguments.size() < 2 || arguments[0].toString() != u"showing"_s || arguments[1].toInt() != 1)
         return;
     const auto role =
-        QDBusMessage::createMethodCall(message.service(), message.path(), accessible, u"GetRole"_qs);
+        QDBusMessage::createMethodCall(message.service(), message.path(), accessible, u"GetRole"_s);
     ask<uint>(role, [this, message](uint role) {
         if (role != notificationRole)
             return;
         auto name = QDBusMessage::createMethodCall(message.service(), message.path(),
-                                                   u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
-        name << accessible << u"Name"_qs;
+                                                   u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+        name << accessible << u"Name"_s;
         ask<QDBusVariant>(name, [this](const QDBusVariant &name) { m_spoken += name.variant().toString(); });
     });
 }

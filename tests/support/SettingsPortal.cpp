@@ -5,12 +5,14 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
 
-const QString group = u"org.freedesktop.appearance"_qs;
-const QString connectionName = u"settings portal"_qs;
+const QString group = u"org.freedesktop.appearance"_s;
+const QString connectionName = u"settings portal"_s;
 
 /// A colour as it travels: three doubles, out of range where there is none.
 struct WireColor {
@@ -46,9 +48,9 @@ SettingsPortal::SettingsPortal(const PrivateSessionBus &bus)
     qDBusRegisterMetaType<WireColor>();
     qDBusRegisterMetaType<QMap<QString, QVariantMap>>();
     const bool isThere =
-        m_bus.registerObject(u"/org/freedesktop/portal/desktop"_qs, this,
+        m_bus.registerObject(u"/org/freedesktop/portal/desktop"_s, this,
                              QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals) &&
-        m_bus.registerService(u"org.freedesktop.portal.Desktop"_qs);
+        m_bus.registerService(u"org.freedesktop.portal.Desktop"_s);
     if (!isThere)
         throw std::runtime_error("the portal cannot be registered");
 }
@@ -62,14 +64,14 @@ QMap<QString, QVariantMap> SettingsPortal::ReadAll(const QStringList &) const {
 void SettingsPortal::prefer(const platform::Appearance::Preferences &preferences) {
     const auto before = std::exchange(m_preferences, preferences);
     if (before.colorScheme != preferences.colorScheme)
-        set(u"color-scheme"_qs, static_cast<uint>(preferences.colorScheme));
+        set(u"color-scheme"_s, static_cast<uint>(preferences.colorScheme));
     if (before.accentColor != preferences.accentColor) {
         const auto &color = preferences.accentColor;
-        set(u"accent-color"_qs,
+        set(u"accent-color"_s,
             QVariant::fromValue(color ? WireColor{color->red, color->green, color->blue} : WireColor()));
     }
     if (before.wantsHighContrast != preferences.wantsHighContrast)
-        set(u"contrast"_qs, preferences.wantsHighContrast ? 1U : 0U);
+        set(u"contrast"_s, preferences.wantsHighContrast ? 1U : 0U);
 }
 
 void SettingsPortal::set(const QString &key, const QVariant &value) {

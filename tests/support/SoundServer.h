@@ -15,6 +15,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A sound server of the test's own, whose default source is a virtual microphone. The microphone runs all
 /// the time, as one that a desktop already uses. It is a PulseAudio, or a PipeWire that speaks its protocol
 /// if the environment variable TEST_SOUND_SERVER says "pipewire".
@@ -62,7 +64,7 @@ public:
     void restart() { start(); }
 
 private:
-    QString socketPath() const { return m_folder.filePath(u"pulse/native"_qs); }
+    QString socketPath() const { return m_folder.filePath(u"pulse/native"_s); }
     QStringList environment() const;
     QByteArray control(const QStringList &arguments);
     bool answers();

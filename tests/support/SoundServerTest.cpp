@@ -8,6 +8,8 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 using quillora::test::SoundServer;
 
 /// The sound server that other tests rely on.
@@ -36,7 +38,7 @@ private Q_SLOTS:
     void aRestartThatTakesItsTimeIsWaitedFor() {
         SoundServer server;
         server.kill();
-        const QString program = SoundServer::isPipeWire() ? u"pipewire"_qs : u"pulseaudio"_qs;
+        const QString program = SoundServer::isPipeWire() ? u"pipewire"_s : u"pulseaudio"_s;
         const auto instead = replaceProgram(
             program, "sleep 1; exec " + QStandardPaths::findExecutable(program).toUtf8() + " \"$@\"");
         server.restart();

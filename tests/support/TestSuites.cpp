@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
@@ -37,9 +39,9 @@ int TestSuites::run(int argc, char **argv) const {
     QStringList tests;
     for (const auto *suite : m_suites)
         tests.append(testsOf(*suite));
-    if (arguments.contains(u"-functions"_qs)) {
+    if (arguments.contains(u"-functions"_s)) {
         // The library would list those of the first, and end the program.
-        std::printf("%s()\n", qPrintable(tests.join(u"()\n"_qs)));
+        std::printf("%s()\n", qPrintable(tests.join(u"()\n"_s)));
         return 0;
     }
 

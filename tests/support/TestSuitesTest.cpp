@@ -5,6 +5,7 @@
 #include <QProcess>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::test;
 
 namespace {
@@ -66,7 +67,7 @@ class TestSuitesTest : public QObject {
     static Run run(const QStringList &arguments) {
         QProcess process;
         auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QString::fromLatin1(variable), u"1"_qs);
+        environment.insert(QString::fromLatin1(variable), u"1"_s);
         process.setProcessEnvironment(environment);
         process.start(QCoreApplication::applicationFilePath(), arguments);
         process.waitForFinished();
@@ -83,20 +84,20 @@ private Q_SLOTS:
     }
 
     void namesChooseAmongTheTestsOfAllSuites() {
-        QCOMPARE(run({u"itIsPositive"_qs}).status, 0);
-        QCOMPARE(run({u"itFails"_qs}).status, 1);
-        QCOMPARE(run({u"itFails"_qs, u"itIsEven"_qs}).status, 2);
+        QCOMPARE(run({u"itIsPositive"_s}).status, 0);
+        QCOMPARE(run({u"itFails"_s}).status, 1);
+        QCOMPARE(run({u"itFails"_s, u"itIsEven"_s}).status, 2);
     }
 
     void oneSubjectCanBeChosen() {
-        QCOMPARE(run({u"itIsEven:two"_qs}).status, 0);
-        QCOMPARE(run({u"itIsEven:three"_qs}).status, 1);
+        QCOMPARE(run({u"itIsEven:two"_s}).status, 0);
+        QCOMPARE(run({u"itIsEven:three"_s}).status, 1);
     }
 
-    void aNameThatNoSuiteKnowsIsAFailure() { QVERIFY(run({u"nothingOfTheKind"_qs}).status != 0); }
+    void aNameThatNoSuiteKnowsIsAFailure() { QVERIFY(run({u"nothingOfTheKind"_s}).status != 0); }
 
     void theTestsOfAllSuitesAreListed() {
-        QCOMPARE(run({u"-functions"_qs}).output, QByteArray("itIsEven()\nitIsPositive()\nitFails()\n"));
+        QCOMPARE(run({u"-functions"_s}).output, QByteArray("itIsEven()\nitIsPositive()\nitFails()\n"));
     }
 };
 

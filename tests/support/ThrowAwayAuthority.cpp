@@ -7,6 +7,8 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
@@ -16,7 +18,7 @@ const QStringList newKey{QStringLiteral("-newkey"), QStringLiteral("ec"), QStrin
 
 void openssl(const QStringList &arguments) {
     QProcess process;
-    process.start(u"openssl"_qs, arguments);
+    process.start(u"openssl"_s, arguments);
     if (!process.waitForFinished() || process.exitCode() != 0)
         throw std::runtime_error("openssl failed: " + process.readAllStandardError().toStdString());
 }
@@ -31,10 +33,10 @@ QByteArray contents(const QString &path) {
 } // namespace
 
 ThrowAwayAuthority::ThrowAwayAuthority() {
-    openssl(QStringList{u"req"_qs, u"-x509"_qs, u"-subj"_qs, u"/CN=Throw-away authority"_qs, u"-days"_qs,
-                        u"2"_qs, u"-keyout"_qs, path(u"ca.key"_qs), u"-out"_qs, path(u"ca.pem"_qs)} +
+    openssl(QStringList{u"req"_s, u"-x509"_s, u"-subj"_s, u"/CN=Throw-away authority"_s, u"-days"_s, u"2"_s,
+                        u"-keyout"_s, path(u"ca.key"_s), u"-out"_s, path(u"ca.pem"_s)} +
             newKey);
-    m_certificate = QSslCertificate(contents(path(u"ca.pem"_qs)));
+    m_certificate = QSslCertificate(contents(path(u"ca.pem"_s)));
 }
 
 void ThrowAwayAuthority::trustHere() const {
@@ -44,23 +46,23 @@ void ThrowAwayAuthority::trustHere() const {
 }
 
 QSslConfiguration ThrowAwayAuthority::issue(const QString &host, int days) const {
-    const QString kind = QHostAddress(host).isNull() ? u"DNS:"_qs : u"IP:"_qs;
-    QFile extensions(path(u"server.ext"_qs));
+    const QString kind = QHostAddress(host).isNull() ? u"DNS:"_s : u"IP:"_s;
+    QFile extensions(path(u"server.ext"_s));
     if (!extensions.open(QIODevice::WriteOnly | QIODevice::Truncate))
         throw std::runtime_error("cannot write the certificate's extensions");
     extensions.write("subjectAltName=" + (kind + host).toUtf8() + "\nextendedKeyUsage=serverAuth\n");
     extensions.close();
 
-    openssl(QStringList{u"req"_qs, u"-subj"_qs, u"/CN=Throw-away server"_qs, u"-keyout"_qs,
-                        path(u"server.key"_qs), u"-out"_qs, path(u"server.csr"_qs)} +
+    openssl(QStringList{u"req"_s, u"-subj"_s, u"/CN=Throw-away server"_s, u"-keyout"_s, path(u"server.key"_s),
+                        u"-out"_s, path(u"server.csr"_s)} +
             newKey);
-    openssl({u"x509"_qs, u"-req"_qs, u"-in"_qs, path(u"server.csr"_qs), u"-CA"_qs, path(u"ca.pem"_qs),
-             u"-CAkey"_qs, path(u"ca.key"_qs), u"-CAcreateserial"_qs, u"-days"_qs, QString::number(days),
-             u"-extfile"_qs, path(u"server.ext"_qs), u"-out"_qs, path(u"server.pem"_qs)});
+    openssl({u"x509"_s, u"-req"_s, u"-in"_s, path(u"server.csr"_s), u"-CA"_s, path(u"ca.pem"_s), u"-CAkey"_s,
+             path(u"ca.key"_s), u"-CAcreateserial"_s, u"-days"_s, QString::number(days), u"-extfile"_s,
+             path(u"server.ext"_s), u"-out"_s, path(u"server.pem"_s)});
 
     QSslConfiguration configuration;
-    configuration.setLocalCertificate(QSslCertificate(contents(path(u"server.pem"_qs))));
-    configuration.setPrivateKey(QSslKey(contents(path(u"server.key"_qs)), QSsl::Ec));
+    configuration.setLocalCertificate(QSslCertificate(contents(path(u"server.pem"_s))));
+    configuration.setPrivateKey(QSslKey(contents(path(u"server.key"_s)), QSsl::Ec));
     configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
     return configuration;
 }

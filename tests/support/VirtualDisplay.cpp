@@ -6,6 +6,8 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
@@ -13,13 +15,13 @@ constexpr int patienceMs = 15000;
 }
 
 VirtualDisplay::VirtualDisplay(WindowManager windowManager) {
-    for (const QString &name : {u"home"_qs, u"runtime"_qs}) {
+    for (const QString &name : {u"home"_s, u"runtime"_s}) {
         QDir(folder()).mkpath(name);
         QFile::setPermissions(folder() + u'/' + name, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
-    m_server = std::make_unique<Daemon>(u"Xvfb"_qs, QStringList{u"-displayfd"_qs, u"1"_qs, u"-screen"_qs,
-                                                                u"0"_qs, u"1280x800x24"_qs, u"-nolisten"_qs,
-                                                                u"tcp"_qs, u"-noreset"_qs});
+    m_server = std::make_unique<Daemon>(u"Xvfb"_s, QStringList{u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s,
+                                                               u"1280x800x24"_s, u"-nolisten"_s, u"tcp"_s,
+                                                               u"-noreset"_s});
     m_server->waitUntilReady([this] { return m_server->process().canReadLine(); });
     m_name = ':' + m_server->process().readLine().trimmed();
     if (windowManager == WindowManager::openbox)
@@ -27,18 +29,18 @@ VirtualDisplay::VirtualDisplay(WindowManager windowManager) {
 }
 
 QStringList VirtualDisplay::environment() const {
-    return {u"DISPLAY="_qs + QString::fromLatin1(m_name),
-            u"HOME="_qs + folder() + u"/home"_qs,
-            u"XDG_RUNTIME_DIR="_qs + folder() + u"/runtime"_qs,
-            u"XDG_CONFIG_HOME="_qs,
-            u"XDG_DATA_HOME="_qs,
-            u"XDG_STATE_HOME="_qs,
-            u"XDG_CACHE_HOME="_qs,
-            u"LC_ALL=C.UTF-8"_qs, // xterm drops what the locale's encoding lacks
-            u"DBUS_SESSION_BUS_ADDRESS=disabled:"_qs,
-            u"NO_AT_BRIDGE=1"_qs,
-            u"GTK_A11Y=none"_qs,
-            u"QT_QPA_PLATFORM=xcb"_qs};
+    return {u"DISPLAY="_s + QString::fromLatin1(m_name),
+            u"HOME="_s + folder() + u"/home"_s,
+            u"XDG_RUNTIME_DIR="_s + folder() + u"/runtime"_s,
+            u"XDG_CONFIG_HOME="_s,
+            u"XDG_DATA_HOME="_s,
+            u"XDG_STATE_HOME="_s,
+            u"XDG_CACHE_HOME="_s,
+            u"LC_ALL=C.UTF-8"_s, // xterm drops what the locale's encoding lacks
+            u"DBUS_SESSION_BUS_ADDRESS=disabled:"_s,
+            u"NO_AT_BRIDGE=1"_s,
+            u"GTK_A11Y=none"_s,
+            u"QT_QPA_PLATFORM=xcb"_s};
 }
 
 std::unique_ptr<ChildProcess> VirtualDisplay::start(const QString &program,
@@ -59,10 +61,10 @@ QByteArray VirtualDisplay::run(const QString &program, const QStringList &argume
     return process.readAllStandardOutput();
 }
 
-void VirtualDisplay::setLayout(const QStringList &arguments) const { run(u"setxkbmap"_qs, arguments); }
+void VirtualDisplay::setLayout(const QStringList &arguments) const { run(u"setxkbmap"_s, arguments); }
 
 void VirtualDisplay::startWindowManager() {
-    m_windowManager = startDaemon(u"openbox"_qs, {u"--sm-disable"_qs});
+    m_windowManager = startDaemon(u"openbox"_s, {u"--sm-disable"_s});
     // It announces itself before it listens to requests, so it is asked until it takes on a window.
     const XcbClient client(m_name);
     const xcb_window_t probe = xcb_generate_id(client.xcb());

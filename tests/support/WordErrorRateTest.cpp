@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using quillora::test::WordErrorRate;
 
 class WordErrorRateTest : public QObject {
@@ -12,14 +14,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("transcript");
         QTest::addColumn<QString>("spoken");
         QTest::addColumn<int>("errors");
-        QTest::newRow("none") << u"he was young"_qs << u"he was young"_qs << 0;
-        QTest::newRow("left out") << u"he young"_qs << u"he was young"_qs << 1;
-        QTest::newRow("put in") << u"he was so young"_qs << u"he was young"_qs << 1;
-        QTest::newRow("mistaken") << u"he was old"_qs << u"he was young"_qs << 1;
-        QTest::newRow("nothing heard") << QString() << u"he was young"_qs << 3;
-        QTest::newRow("all in one") << u"so he wasn't"_qs << u"he was young"_qs << 3;
-        QTest::newRow("case and punctuation") << u"He was, Young."_qs << u"he was young"_qs << 0;
-        QTest::newRow("letters of other alphabets") << u"Größe ВЫШЕ naïve"_qs << u"größe выше naive"_qs << 1;
+        QTest::newRow("none") << u"he was young"_s << u"he was young"_s << 0;
+        QTest::newRow("left out") << u"he young"_s << u"he was young"_s << 1;
+        QTest::newRow("put in") << u"he was so young"_s << u"he was young"_s << 1;
+        QTest::newRow("mistaken") << u"he was old"_s << u"he was young"_s << 1;
+        QTest::newRow("nothing heard") << QString() << u"he was young"_s << 3;
+        QTest::newRow("all in one") << u"so he wasn't"_s << u"he was young"_s << 3;
+        QTest::newRow("case and punctuation") << u"He was, Young."_s << u"he was young"_s << 0;
+        QTest::newRow("letters of other alphabets") << u"Größe ВЫШЕ naïve"_s << u"größe выше naive"_s << 1;
     }
     void everyKindOfErrorCounts() {
         QFETCH(QString, transcript);
@@ -29,7 +31,7 @@ private Q_SLOTS:
     }
 
     void theRateIsAShareOfTheSpokenWords() {
-        QCOMPARE(WordErrorRate::of(u"he was"_qs, u"he was not young"_qs).percent(), 50.0);
+        QCOMPARE(WordErrorRate::of(u"he was"_s, u"he was not young"_s).percent(), 50.0);
     }
 };
 

@@ -7,6 +7,7 @@
 #include <QRandomGenerator>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using test::RawHttpServer;
@@ -87,7 +88,7 @@ private:
 
 /// Those of a translation that a test does not care about have defaults.
 struct Arguments {
-    QString text = u"hello"_qs;
+    QString text = u"hello"_s;
     std::optional<QString> endpointString = {};
     QString clientToken = {};
     QString deviceIdentifier = {};
@@ -110,29 +111,29 @@ private Q_SLOTS:
     }
 
     void anEndpointWithoutASchemeIsInvalidBeforeAnyNetworkActivity() {
-        const QString bare = u"127.0.0.1:%1/v1/translate"_qs.arg(m_server->port());
-        QCOMPARE(translate({.endpointString = bare})->error(), u"OpenAI backend endpoint is invalid."_qs);
-        QCOMPARE(translate({.endpointString = QString(u""_qs)})->error(),
-                 u"OpenAI backend endpoint is invalid."_qs);
+        const QString bare = u"127.0.0.1:%1/v1/translate"_s.arg(m_server->port());
+        QCOMPARE(translate({.endpointString = bare})->error(), u"OpenAI backend endpoint is invalid."_s);
+        QCOMPARE(translate({.endpointString = QString(u""_s)})->error(),
+                 u"OpenAI backend endpoint is invalid."_s);
         QCOMPARE(m_server->connectionCount(), 0);
     }
 
     void anFtpEndpointFailsLaterInTransport() {
-        const QString ftp = u"ftp://127.0.0.1:%1/v1/translate"_qs.arg(m_server->port());
+        const QString ftp = u"ftp://127.0.0.1:%1/v1/translate"_s.arg(m_server->port());
         QCOMPARE(translate({.endpointString = ftp})->error(),
-                 u"Addresses that begin with \"ftp:\" are not supported; use \"https:\"."_qs);
+                 u"Addresses that begin with \"ftp:\" are not supported; use \"https:\"."_s);
         QCOMPARE(m_server->connectionCount(), 0);
     }
 
     void aTokenOfOnlySpacesSendsNoAuthorizationHeader() {
         m_server->answer(RawHttpServer::response(200, R"({"translation":"word"})"));
-        translate({.clientToken = u"   "_qs});
+        translate({.clientToken = u"   "_s});
         QVERIFY(!m_server->requests().first().toLower().contains("authorization"));
     }
 
     void aTokenWithALeadingAndATrailingSpaceIsSentWithBoth() {
         m_server->answer(RawHttpServer::response(200, R"({"translation":"word"})"));
-        translate({.clientToken = u" secret "_qs});
+        translate({.clientToken = u" secret "_s});
         QCOMPARE(RawHttpServer::headerLines(m_server->requests().first(), "Authorization"),
                  QList<QByteArray>{"Authorization: Bearer  secret "});
     }
@@ -145,7 +146,7 @@ private Q_SLOTS:
 
     void aDeviceIdentifierIsSentInBothDeviceHeaders() {
         m_server->answer(RawHttpServer::response(200, R"({"translation":"word"})"));
-        translate({.deviceIdentifier = u"1A-2B"_qs});
+        translate({.deviceIdentifier = u"1A-2B"_s});
         const auto &request = m_server->requests().first();
         QCOMPARE(RawHttpServer::headerLines(request, "X-Quillora-Device-Id"),
                  QList<QByteArray>{"X-Quillora-Device-Id: 1A-2B"});
@@ -155,35 +156,35 @@ private Q_SLOTS:
 
     void theBodyIsTheTextAndTheLanguages() {
         m_server->answer(RawHttpServer::response(200, R"({"translation":"word"})"));
-        translate({.text = u"żółć 😀 \"\\\n\u2028"_qs});
+        translate({.text = u"żółć 😀 \"\\\n\u2028"_s});
         const auto body = QJsonDocument::fromJson(RawHttpServer::body(m_server->requests().first()));
-        QCOMPARE(body.object(), (QJsonObject{{u"text"_qs, u"żółć 😀 \"\\\n\u2028"_qs},
-                                             {u"sourceLanguage"_qs, u"English"_qs},
-                                             {u"targetLanguage"_qs, u"Kazakh"_qs}}));
+        QCOMPARE(body.object(), (QJsonObject{{u"text"_s, u"żółć 😀 \"\\\n\u2028"_s},
+                                             {u"sourceLanguage"_s, u"English"_s},
+                                             {u"targetLanguage"_s, u"Kazakh"_s}}));
     }
 
     void status401WithAJsonErrorShowsExactlyThatMessage() {
         m_server->answer(RawHttpServer::response(401, R"({"error":"Unknown token"})"));
-        QCOMPARE(translate()->error(), u"Unknown token"_qs);
+        QCOMPARE(translate()->error(), u"Unknown token"_s);
     }
 
     void status500WithAnHtmlBodyShowsItsStatus() {
         m_server->answer(RawHttpServer::response(500, "<html>oops</html>", "Content-Type: text/html\r\n"));
-        QCOMPARE(translate()->error(), u"Translation backend returned HTTP 500."_qs);
+        QCOMPARE(translate()->error(), u"Translation backend returned HTTP 500."_s);
     }
 
     void statuses199And300AreFailures() {
         m_server->answer("HTTP/1.1 199 Odd\r\n\r\n", After::close);
-        QCOMPARE(translate()->error(), u"Translation backend returned HTTP 199."_qs);
+        QCOMPARE(translate()->error(), u"Translation backend returned HTTP 199."_s);
         m_server->answer(RawHttpServer::response(300, R"({"translation":"word"})"));
-        QCOMPARE(translate()->error(), u"Translation backend returned HTTP 300."_qs);
+        QCOMPARE(translate()->error(), u"Translation backend returned HTTP 300."_s);
     }
 
     void aRedirectToAnotherOriginIsAFailureAndTakesTheTokenNowhere() {
         RawHttpServer other;
         m_server->answer(RawHttpServer::response(307, "", "Location: " + other.url().toEncoded() + "\r\n"));
-        QCOMPARE(translate({.clientToken = u"secret"_qs, .deviceIdentifier = u"1A-2B"_qs})->error(),
-                 u"Translation backend returned HTTP 307."_qs);
+        QCOMPARE(translate({.clientToken = u"secret"_s, .deviceIdentifier = u"1A-2B"_s})->error(),
+                 u"Translation backend returned HTTP 307."_s);
         QCOMPARE(other.connectionCount(), 0);
     }
 
@@ -200,14 +201,14 @@ private Q_SLOTS:
         const auto ok = [](const QByteArray &body, const QByteArray &headers = {}) {
             return RawHttpServer::response(200, body, headers);
         };
-        reads("blanks around the word", ok(R"({"translation":"  word \n"})"), u"word"_qs);
-        reads("a byte order mark", ok("\xef\xbb\xbf{\"translation\":\"word\"}"), u"word"_qs);
+        reads("blanks around the word", ok(R"({"translation":"  word \n"})"), u"word"_s);
+        reads("a byte order mark", ok("\xef\xbb\xbf{\"translation\":\"word\"}"), u"word"_s);
         reads("a wrong content type",
-              ok(R"({"translation":"word"})", "Content-Type: text/html; charset=koi8-r\r\n"), u"word"_qs);
-        reads("no content type", ok(R"({"translation":"слово"})"), u"слово"_qs);
-        reads("escapes", ok("{\"translation\":\"\\u0441\\ud83d\\ude00\\\"\\\\\\/\"}"), u"с😀\"\\/"_qs);
-        reads("other keys", ok(R"({"a":[1,{"b":null}],"translation":"word","c":1.5e3})"), u"word"_qs);
-        reads("status 201", RawHttpServer::response(201, R"({"translation":"word"})"), u"word"_qs);
+              ok(R"({"translation":"word"})", "Content-Type: text/html; charset=koi8-r\r\n"), u"word"_s);
+        reads("no content type", ok(R"({"translation":"слово"})"), u"слово"_s);
+        reads("escapes", ok("{\"translation\":\"\\u0441\\ud83d\\ude00\\\"\\\\\\/\"}"), u"с😀\"\\/"_s);
+        reads("other keys", ok(R"({"a":[1,{"b":null}],"translation":"word","c":1.5e3})"), u"word"_s);
+        reads("status 201", RawHttpServer::response(201, R"({"translation":"word"})"), u"word"_s);
 
         refuses("only spaces", ok(R"({"translation":"   "})"),
                 "OpenAI backend returned an empty translation.");
@@ -274,7 +275,7 @@ private Q_SLOTS:
         }
         QVERIFY(translations > 0 && translations < 50);
         m_server->answer(RawHttpServer::response(200, R"({"translation":"still here"})"));
-        QCOMPARE(translate()->value(), u"still here"_qs);
+        QCOMPARE(translate()->value(), u"still here"_s);
     }
 
     void noErrorHoldsTheTokenOrTheText() {
@@ -285,7 +286,7 @@ private Q_SLOTS:
               QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{")}) {
             m_server->answer(answer, After::close);
             const QString error =
-                translate({.text = u"private words"_qs, .clientToken = u"secret"_qs})->error();
+                translate({.text = u"private words"_s, .clientToken = u"secret"_s})->error();
             QVERIFY(!error.isEmpty());
             QVERIFY(!error.contains(u"secret") && !error.contains(u"private"));
         }
@@ -295,12 +296,12 @@ private Q_SLOTS:
         const auto outcome = Outcome::of(call({}));
         QVERIFY(m_platform->waitUntil([this] { return m_server->requests().size() == 1; }));
         m_platform->endSession();
-        QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
+        QCOMPARE(outcome->error(), u"The program ended before the answer came."_s);
     }
 
 private:
     QCoro::Task<QString> call(const Arguments &a) {
-        return m_service.translate(a.text, u"English"_qs, u"Kazakh"_qs,
+        return m_service.translate(a.text, u"English"_s, u"Kazakh"_s,
                                    a.endpointString.value_or(m_server->url().toString()), a.clientToken,
                                    a.deviceIdentifier);
     }

@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 namespace {
@@ -42,19 +43,19 @@ private Q_SLOTS:
                             const QString &name, const QString &flag, const QString &language) {
             QTest::newRow(what) << user << identifier << name << flag << language;
         };
-        const QString english = u"en_US.UTF-8"_qs;
-        row("English", english, u"en-US"_qs, u"English (United States)"_qs, u"🇺🇸"_qs, u"en"_qs);
-        row("of an underscore", english, u"en_GB"_qs, u"English (United Kingdom)"_qs, u"🇬🇧"_qs, u"en"_qs);
-        row("in small letters", english, u"pt-br"_qs, u"Portuguese (Brazil)"_qs, u"🇧🇷"_qs, u"pt"_qs);
-        row("of a script", english, u"zh-Hans-CN"_qs, u"Chinese (Simplified, China)"_qs, u"🇨🇳"_qs, u"zh"_qs);
-        row("of a continent", english, u"es-419"_qs, u"Spanish (Latin America)"_qs, u"🌐"_qs, u"es"_qs);
-        row("without a region", english, u"ky"_qs, u"Kyrgyz"_qs, u"🇰🇬"_qs, u"ky"_qs);
-        row("that does not parse", english, u"de-DE-toolongforapart"_qs, u"De-De-Toolongforapart"_qs,
-            u"🇩🇪"_qs, u"de"_qs);
-        row("a Russian reads", u"ru_RU.UTF-8"_qs, u"en-US"_qs, u"Английский (Соединенные Штаты)"_qs, u"🇺🇸"_qs,
-            u"en"_qs);
-        row("a Turk reads", u"tr_TR.UTF-8"_qs, u"en-IE"_qs, u"İngilizce (İrlanda)"_qs, u"🇮🇪"_qs, u"en"_qs);
-        row("without a locale", u"C"_qs, u"kk-KZ"_qs, u"Kazakh (Kazakhstan)"_qs, u"🇰🇿"_qs, u"kk"_qs);
+        const QString english = u"en_US.UTF-8"_s;
+        row("English", english, u"en-US"_s, u"English (United States)"_s, u"🇺🇸"_s, u"en"_s);
+        row("of an underscore", english, u"en_GB"_s, u"English (United Kingdom)"_s, u"🇬🇧"_s, u"en"_s);
+        row("in small letters", english, u"pt-br"_s, u"Portuguese (Brazil)"_s, u"🇧🇷"_s, u"pt"_s);
+        row("of a script", english, u"zh-Hans-CN"_s, u"Chinese (Simplified, China)"_s, u"🇨🇳"_s, u"zh"_s);
+        row("of a continent", english, u"es-419"_s, u"Spanish (Latin America)"_s, u"🌐"_s, u"es"_s);
+        row("without a region", english, u"ky"_s, u"Kyrgyz"_s, u"🇰🇬"_s, u"ky"_s);
+        row("that does not parse", english, u"de-DE-toolongforapart"_s, u"De-De-Toolongforapart"_s, u"🇩🇪"_s,
+            u"de"_s);
+        row("a Russian reads", u"ru_RU.UTF-8"_s, u"en-US"_s, u"Английский (Соединенные Штаты)"_s, u"🇺🇸"_s,
+            u"en"_s);
+        row("a Turk reads", u"tr_TR.UTF-8"_s, u"en-IE"_s, u"İngilizce (İrlanda)"_s, u"🇮🇪"_s, u"en"_s);
+        row("without a locale", u"C"_s, u"kk-KZ"_s, u"Kazakh (Kazakhstan)"_s, u"🇰🇿"_s, u"kk"_s);
     }
     void localesBearNamesFlagsAndLanguages() {
         QFETCH(QString, user);
@@ -73,22 +74,22 @@ private Q_SLOTS:
 
     void namesSortAsTheUserWouldSortThem() {
         // Letter by letter, Österreich would follow all others.
-        const IcuPlatform platform(u"de_DE.UTF-8"_qs, {u"en-SE"_qs, u"en-AT"_qs, u"en-NL"_qs, u"en-US"_qs});
+        const IcuPlatform platform(u"de_DE.UTF-8"_s, {u"en-SE"_s, u"en-AT"_s, u"en-NL"_s, u"en-US"_s});
         QCOMPARE(ids(LanguageCatalog::spokenOptions()),
-                 (QStringList{u"en-US"_qs, u"en-NL"_qs, u"en-AT"_qs, u"en-SE"_qs}));
+                 (QStringList{u"en-US"_s, u"en-NL"_s, u"en-AT"_s, u"en-SE"_s}));
     }
 
     void ofSeveralLocalesTheOneOfAUsualRegionIsPreferred() {
-        const IcuPlatform platform(
-            u"en_US.UTF-8"_qs, {u"es-419"_qs, u"es-MX"_qs, u"es_US"_qs, u"zh-Hant-TW"_qs, u"zh-Hans-CN"_qs});
+        const IcuPlatform platform(u"en_US.UTF-8"_s,
+                                   {u"es-419"_s, u"es-MX"_s, u"es_US"_s, u"zh-Hant-TW"_s, u"zh-Hans-CN"_s});
         const auto options = LanguageCatalog::spokenOptions();
-        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"es"_qs, options)->id, u"es_US"_qs);
-        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"zh"_qs, options)->id, u"zh-Hans-CN"_qs);
+        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"es"_s, options)->id, u"es_US"_s);
+        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"zh"_s, options)->id, u"zh-Hans-CN"_s);
     }
 
     void everyTargetIsALanguageThatTheLibraryKnows() {
         for (const auto &target : LanguageCatalog::targets()) {
-            const IcuPlatform platform(u"en_US.UTF-8"_qs, {target.id});
+            const IcuPlatform platform(u"en_US.UTF-8"_s, {target.id});
             const auto options = LanguageCatalog::spokenOptions();
             QCOMPARE(options.size(), 1);
             QCOMPARE(options.first().name, target.name);

@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 namespace {
@@ -21,7 +22,7 @@ QStringList ids(const QList<SpokenLanguageOption> &options) {
 struct GermanPlatform : test::FakePlatform {
     class Parser : public test::FakeLocaleServices {
     public:
-        Components components(const QString &) const override { return {u"de"_qs, region}; }
+        Components components(const QString &) const override { return {u"de"_s, region}; }
         QString region;
     } parser;
 
@@ -47,17 +48,17 @@ private Q_SLOTS:
 
     void targetsStandInTheirFixedOrder() {
         const QList<std::tuple<QString, QString, QString>> rows{
-            {u"ru"_qs, u"Russian"_qs, u"🇷🇺"_qs},    {u"en"_qs, u"English"_qs, u"🇺🇸"_qs},
-            {u"kk"_qs, u"Kazakh"_qs, u"🇰🇿"_qs},     {u"uz"_qs, u"Uzbek"_qs, u"🇺🇿"_qs},
-            {u"ky"_qs, u"Kyrgyz"_qs, u"🇰🇬"_qs},     {u"ar"_qs, u"Arabic"_qs, u"🇸🇦"_qs},
-            {u"zh"_qs, u"Chinese"_qs, u"🇨🇳"_qs},    {u"nl"_qs, u"Dutch"_qs, u"🇳🇱"_qs},
-            {u"es"_qs, u"Spanish"_qs, u"🇪🇸"_qs},    {u"fr"_qs, u"French"_qs, u"🇫🇷"_qs},
-            {u"de"_qs, u"German"_qs, u"🇩🇪"_qs},     {u"id"_qs, u"Indonesian"_qs, u"🇮🇩"_qs},
-            {u"it"_qs, u"Italian"_qs, u"🇮🇹"_qs},    {u"ja"_qs, u"Japanese"_qs, u"🇯🇵"_qs},
-            {u"ko"_qs, u"Korean"_qs, u"🇰🇷"_qs},     {u"pl"_qs, u"Polish"_qs, u"🇵🇱"_qs},
-            {u"pt"_qs, u"Portuguese"_qs, u"🇧🇷"_qs}, {u"th"_qs, u"Thai"_qs, u"🇹🇭"_qs},
-            {u"tr"_qs, u"Turkish"_qs, u"🇹🇷"_qs},    {u"uk"_qs, u"Ukrainian"_qs, u"🇺🇦"_qs},
-            {u"vi"_qs, u"Vietnamese"_qs, u"🇻🇳"_qs}};
+            {u"ru"_s, u"Russian"_s, u"🇷🇺"_s},    {u"en"_s, u"English"_s, u"🇺🇸"_s},
+            {u"kk"_s, u"Kazakh"_s, u"🇰🇿"_s},     {u"uz"_s, u"Uzbek"_s, u"🇺🇿"_s},
+            {u"ky"_s, u"Kyrgyz"_s, u"🇰🇬"_s},     {u"ar"_s, u"Arabic"_s, u"🇸🇦"_s},
+            {u"zh"_s, u"Chinese"_s, u"🇨🇳"_s},    {u"nl"_s, u"Dutch"_s, u"🇳🇱"_s},
+            {u"es"_s, u"Spanish"_s, u"🇪🇸"_s},    {u"fr"_s, u"French"_s, u"🇫🇷"_s},
+            {u"de"_s, u"German"_s, u"🇩🇪"_s},     {u"id"_s, u"Indonesian"_s, u"🇮🇩"_s},
+            {u"it"_s, u"Italian"_s, u"🇮🇹"_s},    {u"ja"_s, u"Japanese"_s, u"🇯🇵"_s},
+            {u"ko"_s, u"Korean"_s, u"🇰🇷"_s},     {u"pl"_s, u"Polish"_s, u"🇵🇱"_s},
+            {u"pt"_s, u"Portuguese"_s, u"🇧🇷"_s}, {u"th"_s, u"Thai"_s, u"🇹🇭"_s},
+            {u"tr"_s, u"Turkish"_s, u"🇹🇷"_s},    {u"uk"_s, u"Ukrainian"_s, u"🇺🇦"_s},
+            {u"vi"_s, u"Vietnamese"_s, u"🇻🇳"_s}};
         QCOMPARE(LanguageCatalog::targets().size(), rows.size());
         for (qsizetype i = 0; i < rows.size(); ++i) {
             const auto &[id, name, flag] = rows[i];
@@ -66,45 +67,43 @@ private Q_SLOTS:
     }
 
     void aLocaleWhoseLanguageIsNoTargetIsNeverListed() {
-        m_platform->speech.locales = {u"sv-SE"_qs, u"en-US"_qs};
-        QCOMPARE(ids(LanguageCatalog::spokenOptions()), QStringList{u"en-US"_qs});
+        m_platform->speech.locales = {u"sv-SE"_s, u"en-US"_s};
+        QCOMPARE(ids(LanguageCatalog::spokenOptions()), QStringList{u"en-US"_s});
     }
 
     void americanEnglishLeadsAndBritishIsSortedByName() {
-        m_platform->speech.locales = {u"nl-NL"_qs, u"en-GB"_qs, u"en-AU"_qs,
-                                      u"ru-RU"_qs, u"en-US"_qs, u"es-ES"_qs};
+        m_platform->speech.locales = {u"nl-NL"_s, u"en-GB"_s, u"en-AU"_s, u"ru-RU"_s, u"en-US"_s, u"es-ES"_s};
         QCOMPARE(ids(LanguageCatalog::spokenOptions()),
-                 (QStringList{u"en-US"_qs, u"ru-RU"_qs, u"es-ES"_qs, u"nl-NL"_qs, u"en-AU"_qs, u"en-GB"_qs}));
+                 (QStringList{u"en-US"_s, u"ru-RU"_s, u"es-ES"_s, u"nl-NL"_s, u"en-AU"_s, u"en-GB"_s}));
     }
 
     void theTwelveCommonLocalesLeadInTheirOrder() {
-        const QStringList common{u"en-US"_qs, u"ru-RU"_qs, u"kk-KZ"_qs, u"uz-UZ"_qs,
-                                 u"ky-KG"_qs, u"es-ES"_qs, u"fr-FR"_qs, u"de-DE"_qs,
-                                 u"it-IT"_qs, u"pt-BR"_qs, u"tr-TR"_qs, u"zh-CN"_qs};
-        m_platform->speech.locales = QStringList{u"ar"_qs};
+        const QStringList common{u"en-US"_s, u"ru-RU"_s, u"kk-KZ"_s, u"uz-UZ"_s, u"ky-KG"_s, u"es-ES"_s,
+                                 u"fr-FR"_s, u"de-DE"_s, u"it-IT"_s, u"pt-BR"_s, u"tr-TR"_s, u"zh-CN"_s};
+        m_platform->speech.locales = QStringList{u"ar"_s};
         for (const QString &identifier : common)
             m_platform->speech.locales.prepend(identifier);
-        QCOMPARE(ids(LanguageCatalog::spokenOptions()), common + QStringList{u"ar"_qs});
+        QCOMPARE(ids(LanguageCatalog::spokenOptions()), common + QStringList{u"ar"_s});
     }
 
     void equalNamesKeepTheRecognizersOrder() {
-        m_platform->locale.displayNames = {{u"en-ZA"_qs, u"english"_qs}, {u"en-IN"_qs, u"ENGLISH"_qs}};
-        m_platform->speech.locales = {u"en-ZA"_qs, u"en-IN"_qs};
-        QCOMPARE(ids(LanguageCatalog::spokenOptions()), (QStringList{u"en-ZA"_qs, u"en-IN"_qs}));
-        m_platform->speech.locales = {u"en-IN"_qs, u"en-ZA"_qs};
-        QCOMPARE(ids(LanguageCatalog::spokenOptions()), (QStringList{u"en-IN"_qs, u"en-ZA"_qs}));
+        m_platform->locale.displayNames = {{u"en-ZA"_s, u"english"_s}, {u"en-IN"_s, u"ENGLISH"_s}};
+        m_platform->speech.locales = {u"en-ZA"_s, u"en-IN"_s};
+        QCOMPARE(ids(LanguageCatalog::spokenOptions()), (QStringList{u"en-ZA"_s, u"en-IN"_s}));
+        m_platform->speech.locales = {u"en-IN"_s, u"en-ZA"_s};
+        QCOMPARE(ids(LanguageCatalog::spokenOptions()), (QStringList{u"en-IN"_s, u"en-ZA"_s}));
     }
 
     void anOptionBearsItsCapitalizedNameFlagAndLanguage() {
-        m_platform->locale.displayNames = {{u"es-MX"_qs, u"español (méxico)"_qs}};
-        m_platform->speech.locales = {u"es-MX"_qs};
+        m_platform->locale.displayNames = {{u"es-MX"_s, u"español (méxico)"_s}};
+        m_platform->speech.locales = {u"es-MX"_s};
         QCOMPARE(LanguageCatalog::spokenOptions(),
-                 (QList{SpokenLanguageOption{u"es-MX"_qs, u"Español (México)"_qs, u"🇲🇽"_qs, u"es"_qs}}));
+                 (QList{SpokenLanguageOption{u"es-MX"_s, u"Español (México)"_s, u"🇲🇽"_s, u"es"_s}}));
     }
 
     void anIdentifierWithoutADisplayNameNamesItself() {
-        m_platform->speech.locales = {u"en-JM"_qs};
-        QCOMPARE(LanguageCatalog::spokenOptions().first().name, u"En-Jm"_qs);
+        m_platform->speech.locales = {u"en-JM"_s};
+        QCOMPARE(LanguageCatalog::spokenOptions().first().name, u"En-Jm"_s);
     }
 
     void anIdentifierThatDoesNotParseIsReadByItsFirstPiece() {
@@ -115,8 +114,8 @@ private Q_SLOTS:
             NoParser parser;
             platform::LocaleServices &localeServices() override { return parser; }
         } platform;
-        platform.speech.locales = {u"-EN-x"_qs, u"DE"_qs, u"--"_qs};
-        QCOMPARE(ids(LanguageCatalog::spokenOptions()), (QStringList{u"-EN-x"_qs, u"DE"_qs}));
+        platform.speech.locales = {u"-EN-x"_s, u"DE"_s, u"--"_s};
+        QCOMPARE(ids(LanguageCatalog::spokenOptions()), (QStringList{u"-EN-x"_s, u"DE"_s}));
     }
 
     void noSupportedLocaleGivesAnEmptyList() {
@@ -125,65 +124,65 @@ private Q_SLOTS:
     }
 
     void spokenIsComputedAfreshAtEveryRead() {
-        QCOMPARE(ids(LanguageCatalog::spoken()), QStringList{u"en-US"_qs});
-        m_platform->speech.locales = {u"ru-RU"_qs};
-        QCOMPARE(ids(LanguageCatalog::spoken()), QStringList{u"ru-RU"_qs});
+        QCOMPARE(ids(LanguageCatalog::spoken()), QStringList{u"en-US"_s});
+        m_platform->speech.locales = {u"ru-RU"_s};
+        QCOMPARE(ids(LanguageCatalog::spoken()), QStringList{u"ru-RU"_s});
     }
 
     void defaultSpokenIsAmericanEnglish() {
         QCOMPARE(
-            LanguageCatalog::defaultSpoken({spoken(u"ru-RU"_qs, u"ru"_qs), spoken(u"en-US"_qs, u"en"_qs)}).id,
-            u"en-US"_qs);
+            LanguageCatalog::defaultSpoken({spoken(u"ru-RU"_s, u"ru"_s), spoken(u"en-US"_s, u"en"_s)}).id,
+            u"en-US"_s);
     }
 
     void defaultSpokenWithoutAmericanEnglishIsTheFirstOption() {
-        m_platform->speech.locales = {u"en-GB"_qs, u"es-ES"_qs, u"ru-RU"_qs};
-        QCOMPARE(LanguageCatalog::defaultSpoken(LanguageCatalog::spokenOptions()).id, u"ru-RU"_qs);
+        m_platform->speech.locales = {u"en-GB"_s, u"es-ES"_s, u"ru-RU"_s};
+        QCOMPARE(LanguageCatalog::defaultSpoken(LanguageCatalog::spokenOptions()).id, u"ru-RU"_s);
     }
 
     void defaultTargetIsRussian() {
         QCOMPARE(LanguageCatalog::defaultTarget(),
-                 (TranslationLanguageOption{u"ru"_qs, u"Russian"_qs, u"🇷🇺"_qs}));
+                 (TranslationLanguageOption{u"ru"_s, u"Russian"_s, u"🇷🇺"_s}));
     }
 
     void lookUpsMatchExactly() {
-        const QList options{spoken(u"en-GB"_qs, u"en"_qs), spoken(u"en-US"_qs, u"en"_qs)};
+        const QList options{spoken(u"en-GB"_s, u"en"_s), spoken(u"en-US"_s, u"en"_s)};
         QVERIFY(!LanguageCatalog::spokenOption(std::nullopt, options));
-        QVERIFY(!LanguageCatalog::spokenOption(u"en-us"_qs, options));
-        QCOMPARE(LanguageCatalog::spokenOption(u"en-US"_qs, options)->id, u"en-US"_qs);
+        QVERIFY(!LanguageCatalog::spokenOption(u"en-us"_s, options));
+        QCOMPARE(LanguageCatalog::spokenOption(u"en-US"_s, options)->id, u"en-US"_s);
         QVERIFY(!LanguageCatalog::targetOption(std::nullopt, LanguageCatalog::targets()));
-        QVERIFY(!LanguageCatalog::targetOption(u"EN"_qs, LanguageCatalog::targets()));
-        QCOMPARE(LanguageCatalog::targetOption(u"vi"_qs, LanguageCatalog::targets())->name, u"Vietnamese"_qs);
+        QVERIFY(!LanguageCatalog::targetOption(u"EN"_s, LanguageCatalog::targets()));
+        QCOMPARE(LanguageCatalog::targetOption(u"vi"_s, LanguageCatalog::targets())->name, u"Vietnamese"_s);
     }
 
     void preferredSpeechLocaleTakesAPreferredRegion() {
-        const QList options{spoken(u"en-AU"_qs, u"en"_qs), spoken(u"en-GB"_qs, u"en"_qs),
-                            spoken(u"en-US"_qs, u"en"_qs)};
-        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_qs, options)->id, u"en-US"_qs);
+        const QList options{spoken(u"en-AU"_s, u"en"_s), spoken(u"en-GB"_s, u"en"_s),
+                            spoken(u"en-US"_s, u"en"_s)};
+        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_s, options)->id, u"en-US"_s);
     }
 
     void preferredSpeechLocaleWithoutAPreferredRegionTakesTheFirst() {
-        const QList options{spoken(u"en-AU"_qs, u"en"_qs), spoken(u"en-GB"_qs, u"en"_qs)};
-        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_qs, options)->id, u"en-AU"_qs);
+        const QList options{spoken(u"en-AU"_s, u"en"_s), spoken(u"en-GB"_s, u"en"_s)};
+        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_s, options)->id, u"en-AU"_s);
     }
 
     void preferredSpeechLocaleKnowsTwelveRegions() {
-        for (const QString &region : {u"US"_qs, u"RU"_qs, u"KZ"_qs, u"UZ"_qs, u"KG"_qs, u"ES"_qs, u"FR"_qs,
-                                      u"DE"_qs, u"IT"_qs, u"BR"_qs, u"TR"_qs, u"CN"_qs}) {
-            const QString preferred = u"en-"_qs + region;
-            const QList options{spoken(u"en-AU"_qs, u"en"_qs), spoken(preferred, u"en"_qs)};
-            QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_qs, options)->id, preferred);
+        for (const QString &region : {u"US"_s, u"RU"_s, u"KZ"_s, u"UZ"_s, u"KG"_s, u"ES"_s, u"FR"_s, u"DE"_s,
+                                      u"IT"_s, u"BR"_s, u"TR"_s, u"CN"_s}) {
+            const QString preferred = u"en-"_s + region;
+            const QList options{spoken(u"en-AU"_s, u"en"_s), spoken(preferred, u"en"_s)};
+            QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"en"_s, options)->id, preferred);
         }
     }
 
     void preferredSpeechLocaleRanksByTheOptionsOrder() {
         // Both regions are preferred ones; the list of them does not rank.
-        const QList options{spoken(u"es-CN"_qs, u"es"_qs), spoken(u"es-ES"_qs, u"es"_qs)};
-        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"es"_qs, options)->id, u"es-CN"_qs);
+        const QList options{spoken(u"es-CN"_s, u"es"_s), spoken(u"es-ES"_s, u"es"_s)};
+        QCOMPARE(LanguageCatalog::preferredSpeechLocale(u"es"_s, options)->id, u"es-CN"_s);
     }
 
     void preferredSpeechLocaleWithoutACandidateIsNone() {
-        QVERIFY(!LanguageCatalog::preferredSpeechLocale(u"nl"_qs, {spoken(u"en-US"_qs, u"en"_qs)}));
+        QVERIFY(!LanguageCatalog::preferredSpeechLocale(u"nl"_s, {spoken(u"en-US"_s, u"en"_s)}));
     }
 
     void onDeviceTranslationLacksThreeLanguages() {
@@ -194,55 +193,55 @@ private Q_SLOTS:
     }
 
     void onDeviceSupportIsAskedCaseSensitively() {
-        QVERIFY(LanguageCatalog::supportsAppleLocalTranslation(u"KK"_qs));
+        QVERIFY(LanguageCatalog::supportsAppleLocalTranslation(u"KK"_s));
     }
 
-    void flagOfANumericRegionIsTheGlobe() { QCOMPARE(flagOf(u"es-419"_qs, *m_platform), u"🌐"_qs); }
+    void flagOfANumericRegionIsTheGlobe() { QCOMPARE(flagOf(u"es-419"_s, *m_platform), u"🌐"_s); }
     void flagWithoutARegionStandsForTheLanguage() {
-        QCOMPARE(flagOf(u"ar"_qs, *m_platform), u"🇸🇦"_qs);
+        QCOMPARE(flagOf(u"ar"_s, *m_platform), u"🇸🇦"_s);
         for (const auto &target : LanguageCatalog::targets())
             QCOMPARE(flagOf(target.id, *m_platform), target.flag);
     }
     void flagOfARegionThatDoesNotParseStandsForTheLanguage() {
-        QCOMPARE(flagOf(u"pt-Portugal"_qs, *m_platform), u"🇧🇷"_qs);
+        QCOMPARE(flagOf(u"pt-Portugal"_s, *m_platform), u"🇧🇷"_s);
     }
-    void flagOfARegionIsItsTwoLetters() { QCOMPARE(flagOf(u"de-AT"_qs, *m_platform), u"🇦🇹"_qs); }
+    void flagOfARegionIsItsTwoLetters() { QCOMPARE(flagOf(u"de-AT"_s, *m_platform), u"🇦🇹"_s); }
 
     void flagOfAnyOtherRegionThanTwoLettersIsTheGlobe_data() {
         QTest::addColumn<QString>("region");
         QTest::newRow("empty") << QString();
-        QTest::newRow("one letter") << u"A"_qs;
-        QTest::newRow("three letters") << u"AUT"_qs;
-        QTest::newRow("a digit") << u"A1"_qs;
-        QTest::newRow("before A") << u"@A"_qs;
-        QTest::newRow("after Z") << u"A["_qs;
-        QTest::newRow("beyond ASCII") << u"ÖA"_qs;
+        QTest::newRow("one letter") << u"A"_s;
+        QTest::newRow("three letters") << u"AUT"_s;
+        QTest::newRow("a digit") << u"A1"_s;
+        QTest::newRow("before A") << u"@A"_s;
+        QTest::newRow("after Z") << u"A["_s;
+        QTest::newRow("beyond ASCII") << u"ÖA"_s;
     }
     void flagOfAnyOtherRegionThanTwoLettersIsTheGlobe() {
         QFETCH(const QString, region);
         GermanPlatform platform;
         platform.parser.region = region;
-        QCOMPARE(flagOf(u"de"_qs, platform), u"🌐"_qs);
+        QCOMPARE(flagOf(u"de"_s, platform), u"🌐"_s);
     }
     void flagOfARegionInSmallLettersIsThatOfTheCapitals() {
         GermanPlatform platform;
-        platform.parser.region = u"at"_qs;
-        QCOMPARE(flagOf(u"de"_qs, platform), u"🇦🇹"_qs);
+        platform.parser.region = u"at"_s;
+        QCOMPARE(flagOf(u"de"_s, platform), u"🇦🇹"_s);
     }
 
     void enginesHaveTheirNamesInOrder() {
         QCOMPARE(allTranslationEngines.size(), 2u);
-        QCOMPARE(rawValue(allTranslationEngines[0]), u"appleLocal"_qs);
-        QCOMPARE(name(allTranslationEngines[0]), u"Apple Local"_qs);
-        QCOMPARE(rawValue(allTranslationEngines[1]), u"openAINatural"_qs);
-        QCOMPARE(name(allTranslationEngines[1]), u"OpenAI Natural"_qs);
+        QCOMPARE(rawValue(allTranslationEngines[0]), u"appleLocal"_s);
+        QCOMPARE(name(allTranslationEngines[0]), u"Apple Local"_s);
+        QCOMPARE(rawValue(allTranslationEngines[1]), u"openAINatural"_s);
+        QCOMPARE(name(allTranslationEngines[1]), u"OpenAI Natural"_s);
     }
 
     void anEngineIsReadFromItsExactRawValueOnly() {
-        QVERIFY(translationEngineFromRawValue(u"appleLocal"_qs) == TranslationEngine::appleLocal);
-        QVERIFY(translationEngineFromRawValue(u"openAINatural"_qs) == TranslationEngine::openAINatural);
-        QVERIFY(!translationEngineFromRawValue(u"AppleLocal"_qs));
-        QVERIFY(!translationEngineFromRawValue(u""_qs));
+        QVERIFY(translationEngineFromRawValue(u"appleLocal"_s) == TranslationEngine::appleLocal);
+        QVERIFY(translationEngineFromRawValue(u"openAINatural"_s) == TranslationEngine::openAINatural);
+        QVERIFY(!translationEngineFromRawValue(u"AppleLocal"_s));
+        QVERIFY(!translationEngineFromRawValue(u""_s));
     }
 
     void spokenOptionsCompareAndHashOverAllFields_data() {
@@ -254,7 +253,7 @@ private Q_SLOTS:
     }
     void spokenOptionsCompareAndHashOverAllFields() {
         QFETCH(QString SpokenLanguageOption::*, field);
-        assertThatItCounts(SpokenLanguageOption{u"en-US"_qs, u"English"_qs, u"🇺🇸"_qs, u"en"_qs}, field);
+        assertThatItCounts(SpokenLanguageOption{u"en-US"_s, u"English"_s, u"🇺🇸"_s, u"en"_s}, field);
     }
 
     void targetOptionsCompareAndHashOverAllFields_data() {
@@ -265,7 +264,7 @@ private Q_SLOTS:
     }
     void targetOptionsCompareAndHashOverAllFields() {
         QFETCH(QString TranslationLanguageOption::*, field);
-        assertThatItCounts(TranslationLanguageOption{u"en"_qs, u"English"_qs, u"🇺🇸"_qs}, field);
+        assertThatItCounts(TranslationLanguageOption{u"en"_s, u"English"_s, u"🇺🇸"_s}, field);
     }
 
 private:

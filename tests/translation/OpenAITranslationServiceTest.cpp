@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::Outcome;
 using Kind = OpenAITranslationServiceError::Kind;
@@ -16,9 +17,9 @@ namespace {
 
 /// Those of a translation that a test does not care about have defaults.
 struct Arguments {
-    QString text = u"hello"_qs;
-    QString sourceLanguage = u"English"_qs;
-    QString endpointString = u"https://api.example.org/v1/translate"_qs;
+    QString text = u"hello"_s;
+    QString sourceLanguage = u"English"_s;
+    QString endpointString = u"https://api.example.org/v1/translate"_s;
     QString clientToken = {};
     QString deviceIdentifier = {};
 };
@@ -35,20 +36,20 @@ private Q_SLOTS:
     // The request.
 
     void theRequestIsAPostOfTheTextAndTheLanguages() {
-        translate({.text = u" say \"hi\"\n"_qs, .sourceLanguage = u"Español (México)"_qs});
+        translate({.text = u" say \"hi\"\n"_s, .sourceLanguage = u"Español (México)"_s});
         const auto request = sent();
-        QCOMPARE(request.url.toString(), u"https://api.example.org/v1/translate"_qs);
+        QCOMPARE(request.url.toString(), u"https://api.example.org/v1/translate"_s);
         QCOMPARE(request.method, "POST");
         QCOMPARE(request.cachePolicy, platform::HttpCachePolicy::useProtocolCachePolicy);
         QCOMPARE(request.timeoutInterval, std::chrono::seconds(45));
         QCOMPARE(QJsonDocument::fromJson(request.body).object(),
-                 (QJsonObject{{u"text"_qs, u" say \"hi\"\n"_qs},
-                              {u"sourceLanguage"_qs, u"Español (México)"_qs},
-                              {u"targetLanguage"_qs, u"Kazakh"_qs}}));
+                 (QJsonObject{{u"text"_s, u" say \"hi\"\n"_s},
+                              {u"sourceLanguage"_s, u"Español (México)"_s},
+                              {u"targetLanguage"_s, u"Kazakh"_s}}));
     }
 
     void theHeadersStandInTheirOrder() {
-        translate({.clientToken = u"secret"_qs, .deviceIdentifier = u"1A-2B"_qs});
+        translate({.clientToken = u"secret"_s, .deviceIdentifier = u"1A-2B"_s});
         QCOMPARE(sent().headers, (Headers{{"Content-Type", "application/json"},
                                           {"Authorization", "Bearer secret"},
                                           {"X-Quillora-Device-Id", "1A-2B"},
@@ -58,9 +59,9 @@ private Q_SLOTS:
     void aTokenOfOnlySpacesSendsNoAuthorization_data() {
         QTest::addColumn<QString>("token");
         QTest::newRow("empty") << QString();
-        QTest::newRow("spaces") << u"   "_qs;
-        QTest::newRow("line breaks") << u" \r\n\t"_qs;
-        QTest::newRow("no-break space") << u"\u00a0\u2003"_qs;
+        QTest::newRow("spaces") << u"   "_s;
+        QTest::newRow("line breaks") << u" \r\n\t"_s;
+        QTest::newRow("no-break space") << u"\u00a0\u2003"_s;
     }
     void aTokenOfOnlySpacesSendsNoAuthorization() {
         QFETCH(QString, token);
@@ -69,13 +70,13 @@ private Q_SLOTS:
     }
 
     void aTokenIsSentWithItsSpaces() {
-        translate({.clientToken = u" secret "_qs});
+        translate({.clientToken = u" secret "_s});
         QCOMPARE(sent().headers.last(),
                  (std::pair<QByteArray, QByteArray>("Authorization", "Bearer  secret ")));
     }
 
     void aTokenBeyondAsciiIsSentAsUtf8() {
-        translate({.clientToken = u"ключ"_qs});
+        translate({.clientToken = u"ключ"_s});
         QCOMPARE(sent().headers.last().second, "Bearer ключ");
     }
 
@@ -83,26 +84,26 @@ private Q_SLOTS:
         QTest::addColumn<QString>("token");
         for (const char16_t character : {u'\0', u'\t', u'\n', u'\r', u'\x1b', u'\x7f', u'\x85'})
             QTest::newRow(QByteArray::number(character, 16).constData())
-                << u"sec"_qs + QChar(character) + u"ret"_qs;
-        QTest::newRow("a header of its own") << u"secret\r\nX-Smuggled: yes"_qs;
+                << u"sec"_s + QChar(character) + u"ret"_s;
+        QTest::newRow("a header of its own") << u"secret\r\nX-Smuggled: yes"_s;
     }
     void aTokenThatHoldsAControlCharacterIsRefusedBeforeAnythingIsSent() {
         QFETCH(QString, token);
         const auto outcome = translate({.clientToken = token});
         QCOMPARE(
             outcome->error(),
-            u"The subscription token holds a line break or another control character. Enter it again."_qs);
+            u"The subscription token holds a line break or another control character. Enter it again."_s);
         QVERIFY(m_platform->http.requests.empty());
     }
 
     void anEmptyDeviceIdentifierSendsNeitherDeviceHeader() {
-        translate({.clientToken = u"secret"_qs, .deviceIdentifier = u" \n"_qs});
+        translate({.clientToken = u"secret"_s, .deviceIdentifier = u" \n"_s});
         QCOMPARE(sent().headers,
                  (Headers{{"Content-Type", "application/json"}, {"Authorization", "Bearer secret"}}));
     }
 
     void aDeviceIdentifierIsSentTwiceAndUntrimmed() {
-        translate({.deviceIdentifier = u" 1A-2B "_qs});
+        translate({.deviceIdentifier = u" 1A-2B "_s});
         QCOMPARE(sent().headers, (Headers{{"Content-Type", "application/json"},
                                           {"X-Quillora-Device-Id", " 1A-2B "},
                                           {"X-Cobaltwhisk-Device-Id", " 1A-2B "}}));
@@ -149,8 +150,8 @@ private Q_SLOTS:
     }
     void anEndpointWithoutASchemeIsInvalidBeforeAnythingIsSent() {
         QFETCH(QString, endpoint);
-        const auto outcome = translate({.endpointString = endpoint, .clientToken = u"to\nken"_qs});
-        QCOMPARE(outcome->error(), u"OpenAI backend endpoint is invalid."_qs);
+        const auto outcome = translate({.endpointString = endpoint, .clientToken = u"to\nken"_s});
+        QCOMPARE(outcome->error(), u"OpenAI backend endpoint is invalid."_s);
         QCOMPARE(m_kind, Kind::invalidEndpoint);
         QVERIFY(m_platform->http.requests.empty());
     }
@@ -173,20 +174,20 @@ private Q_SLOTS:
     void theTranslationIsReturnedTrimmed() {
         m_platform->http.response.body =
             R"({"translation":"  word \n","model":"x","usage":{"tokens":[1,2]}})";
-        QCOMPARE(translate()->value(), u"word"_qs);
+        QCOMPARE(translate()->value(), u"word"_s);
     }
 
     void everyStatusOfTheTwoHundredsIsASuccess() {
         for (int status = 200; status <= 299; ++status) {
             m_platform->http.response.statusCode = status;
-            QCOMPARE(translate()->value(), u"translated"_qs);
+            QCOMPARE(translate()->value(), u"translated"_s);
         }
     }
 
     void statusesBesideTheTwoHundredsAreFailures() {
         for (const int status : {-1, 0, 1, 100, 199, 300, 304, 400, 999}) {
             m_platform->http.response.statusCode = status;
-            QCOMPARE(translate()->error(), u"Translation backend returned HTTP %1."_qs.arg(status));
+            QCOMPARE(translate()->error(), u"Translation backend returned HTTP %1."_s.arg(status));
             QCOMPARE(m_kind, Kind::server);
         }
     }
@@ -194,20 +195,20 @@ private Q_SLOTS:
     void aTranslationOfOnlySpacesIsEmpty() {
         for (const char *blank : {"", "   ", "\\n\\t ", "\\u00a0\\u2028"}) {
             m_platform->http.response.body = QByteArray("{\"translation\":\"") + blank + "\"}";
-            QCOMPARE(translate()->error(), u"OpenAI backend returned an empty translation."_qs);
+            QCOMPARE(translate()->error(), u"OpenAI backend returned an empty translation."_s);
             QCOMPARE(m_kind, Kind::emptyTranslation);
         }
     }
 
     void whatIsNotHttpIsAnInvalidResponse() {
         m_platform->http.response.isHttp = false;
-        QCOMPARE(translate()->error(), u"OpenAI backend returned an invalid response."_qs);
+        QCOMPARE(translate()->error(), u"OpenAI backend returned an invalid response."_s);
         QCOMPARE(m_kind, Kind::invalidResponse);
     }
 
     void theBackendsErrorIsShownAsItIs() {
         m_platform->http.response = {true, 401, R"({"error":" Token expired.\n","code":7})"};
-        QCOMPARE(translate()->error(), u" Token expired.\n"_qs);
+        QCOMPARE(translate()->error(), u" Token expired.\n"_s);
         QCOMPARE(m_kind, Kind::server);
     }
 
@@ -229,12 +230,12 @@ private Q_SLOTS:
     void aFailureWithoutAnErrorShowsItsStatus() {
         QFETCH(QByteArray, body);
         m_platform->http.response = {true, 500, body};
-        QCOMPARE(translate()->error(), u"Translation backend returned HTTP 500."_qs);
+        QCOMPARE(translate()->error(), u"Translation backend returned HTTP 500."_s);
         QCOMPARE(m_kind, Kind::server);
     }
 
     void aTransportErrorPassesThroughUnchanged() {
-        m_platform->http.transportError = u"Could not connect to api.example.org: connection refused."_qs;
+        m_platform->http.transportError = u"Could not connect to api.example.org: connection refused."_s;
         QCOMPARE(translate()->error(), *m_platform->http.transportError);
         QVERIFY(!m_kind);
     }
@@ -246,21 +247,21 @@ private Q_SLOTS:
         m_platform->http.pending[1].resume({true, 200, R"({"translation":"two"})"});
         m_platform->http.pending[0].resume({true, 200, R"({"translation":"one"})"});
         m_platform->run();
-        QCOMPARE(first->value(), u"one"_qs);
-        QCOMPARE(second->value(), u"two"_qs);
+        QCOMPARE(first->value(), u"one"_s);
+        QCOMPARE(second->value(), u"two"_s);
     }
 
     void aFailedCallLeavesNothingBehind() {
         m_platform->http.response.statusCode = 500;
         translate();
         m_platform->http.response.statusCode = 200;
-        QCOMPARE(translate()->value(), u"translated"_qs);
+        QCOMPARE(translate()->value(), u"translated"_s);
         QCOMPARE(m_platform->http.requests.size(), size_t(2));
     }
 
 private:
     QCoro::Task<QString> call(const Arguments &a) {
-        return m_service.translate(a.text, a.sourceLanguage, u"Kazakh"_qs, a.endpointString, a.clientToken,
+        return m_service.translate(a.text, a.sourceLanguage, u"Kazakh"_s, a.endpointString, a.clientToken,
                                    a.deviceIdentifier);
     }
 

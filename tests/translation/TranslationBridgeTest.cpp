@@ -5,6 +5,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::Outcome;
 using Replies = test::FakeTranslators::Replies;
@@ -28,65 +29,65 @@ private Q_SLOTS:
     }
 
     void aTranslationPreparesFirstAndReturnsTheTextAsItIs() {
-        m_platform->translation.translation = [](const QString &) { return u"  hola \n"_qs; };
-        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        m_platform->translation.translation = [](const QString &) { return u"  hola \n"_s; };
+        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
         QVERIFY(!outcome->isDone());
         m_platform->run();
-        QCOMPARE(outcome->value(), u"  hola \n"_qs);
-        QCOMPARE(m_platform->log.calls(), (QStringList{u"translation.session en>es"_qs, u"session.prepare"_qs,
-                                                       u"session.translate hello"_qs}));
+        QCOMPARE(outcome->value(), u"  hola \n"_s);
+        QCOMPARE(m_platform->log.calls(), (QStringList{u"translation.session en>es"_s, u"session.prepare"_s,
+                                                       u"session.translate hello"_s}));
     }
 
     void theSessionComesInALaterTurn() {
-        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
-        QCOMPARE(m_platform->log.calls(), QStringList{u"translation.session en>es"_qs});
+        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
+        QCOMPARE(m_platform->log.calls(), QStringList{u"translation.session en>es"_s});
         m_platform->run();
-        QCOMPARE(outcome->value(), u"<hello>"_qs);
+        QCOMPARE(outcome->value(), u"<hello>"_s);
     }
 
     void theSamePairAgainInvalidatesItsConfigurationAndDoesNotHang() {
-        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_qs, u"en"_qs, u"es"_qs));
+        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_s, u"en"_s, u"es"_s));
         m_platform->run();
         const auto before = *m_bridge->configuration();
-        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_qs, u"en"_qs, u"es"_qs));
+        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_s, u"en"_s, u"es"_s));
         QVERIFY(*m_bridge->configuration() != before);
-        QCOMPARE(m_bridge->configuration()->source(), u"en"_qs);
+        QCOMPARE(m_bridge->configuration()->source(), u"en"_s);
         m_platform->run();
-        QCOMPARE(first->value(), u"<one>"_qs);
-        QCOMPARE(second->value(), u"<two>"_qs);
+        QCOMPARE(first->value(), u"<one>"_s);
+        QCOMPARE(second->value(), u"<two>"_s);
     }
 
     void anotherPairReplacesTheConfiguration() {
-        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_qs, u"en"_qs, u"es"_qs));
+        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_s, u"en"_s, u"es"_s));
         m_platform->run();
-        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_qs, u"en"_qs, u"fr"_qs));
+        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_s, u"en"_s, u"fr"_s));
         m_platform->run();
-        QCOMPARE(*m_bridge->configuration(), TranslationConfiguration(u"en"_qs, u"fr"_qs));
-        QCOMPARE(second->value(), u"<two>"_qs);
+        QCOMPARE(*m_bridge->configuration(), TranslationConfiguration(u"en"_s, u"fr"_s));
+        QCOMPARE(second->value(), u"<two>"_s);
     }
 
     void aWaiterThatTranslatesAgainAtOnceIsNotBusy() {
         QStringList results;
         const auto twice = [](TranslationBridge &bridge, QStringList &out) -> QCoro::Task<> {
-            out += co_await bridge.translate(u"one"_qs, u"en"_qs, u"es"_qs);
-            out += co_await bridge.translate(u"two"_qs, u"en"_qs, u"es"_qs);
+            out += co_await bridge.translate(u"one"_s, u"en"_s, u"es"_s);
+            out += co_await bridge.translate(u"two"_s, u"en"_s, u"es"_s);
         };
         const auto outcome = Outcome<>::of(twice(*m_bridge, results));
         m_platform->run();
         QVERIFY(outcome->isDone());
         QCOMPARE(outcome->error(), QString());
-        QCOMPARE(results, (QStringList{u"<one>"_qs, u"<two>"_qs}));
+        QCOMPARE(results, (QStringList{u"<one>"_s, u"<two>"_s}));
     }
 
     void aTranslationWhileAPrepareStillRunsFailsAtOnceAsBusy() {
         m_platform->translation.replies = Replies::byHand;
-        const auto preparation = Outcome<>::of(m_bridge->prepare(u"en"_qs, u"es"_qs));
+        const auto preparation = Outcome<>::of(m_bridge->prepare(u"en"_s, u"es"_s));
         m_platform->run();
         QCOMPARE(m_platform->translation.pendingPreparations.size(), 1u);
 
-        const auto translation = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"fr"_qs));
-        QCOMPARE(translation->error(), u"A translation is already running."_qs);
-        QCOMPARE(m_bridge->configuration()->target(), u"es"_qs);
+        const auto translation = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"fr"_s));
+        QCOMPARE(translation->error(), u"A translation is already running."_s);
+        QCOMPARE(m_bridge->configuration()->target(), u"es"_s);
 
         m_platform->translation.pendingPreparations.front().resume(true);
         m_platform->run();
@@ -95,11 +96,11 @@ private Q_SLOTS:
     }
 
     void aTranslationWhileOneWaitsForItsSessionIsBusy() {
-        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_qs, u"en"_qs, u"es"_qs));
-        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_qs, u"en"_qs, u"es"_qs));
-        QCOMPARE(second->error(), u"A translation is already running."_qs);
+        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_s, u"en"_s, u"es"_s));
+        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_s, u"en"_s, u"es"_s));
+        QCOMPARE(second->error(), u"A translation is already running."_s);
         m_platform->run();
-        QCOMPARE(first->value(), u"<one>"_qs);
+        QCOMPARE(first->value(), u"<one>"_s);
     }
 
     void aSessionWithoutACurrentJobDoesNothing() {
@@ -110,92 +111,92 @@ private Q_SLOTS:
     }
 
     void aFailedPrepareLeavesTheBridgeIdle() {
-        m_platform->translation.preparationError = u"No model."_qs;
-        const auto failed = Outcome<>::of(m_bridge->prepare(u"en"_qs, u"es"_qs));
+        m_platform->translation.preparationError = u"No model."_s;
+        const auto failed = Outcome<>::of(m_bridge->prepare(u"en"_s, u"es"_s));
         m_platform->run();
-        QCOMPARE(failed->error(), u"No model."_qs);
+        QCOMPARE(failed->error(), u"No model."_s);
 
         m_platform->translation.preparationError.reset();
-        const auto next = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        const auto next = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
         m_platform->run();
-        QCOMPARE(next->value(), u"<hello>"_qs);
+        QCOMPARE(next->value(), u"<hello>"_s);
     }
 
     void aFailureKeepsTheConfigurationForTheNextJobOfThePair() {
-        m_platform->translation.translationError = u"The engine broke."_qs;
-        const auto failed = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        m_platform->translation.translationError = u"The engine broke."_s;
+        const auto failed = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
         const auto before = m_bridge->configuration();
         m_platform->run();
-        QCOMPARE(failed->error(), u"The engine broke."_qs);
+        QCOMPARE(failed->error(), u"The engine broke."_s);
         QVERIFY(before.has_value());
         QVERIFY(m_bridge->configuration() == before);
 
         m_platform->translation.translationError.reset();
-        const auto next = Outcome<QString>::of(m_bridge->translate(u"again"_qs, u"en"_qs, u"es"_qs));
+        const auto next = Outcome<QString>::of(m_bridge->translate(u"again"_s, u"en"_s, u"es"_s));
         auto invalidated = *before;
         invalidated.invalidate();
         QVERIFY(m_bridge->configuration() == invalidated);
         m_platform->run();
-        QCOMPARE(next->value(), u"<again>"_qs);
+        QCOMPARE(next->value(), u"<again>"_s);
     }
 
     void aTranslationWhosePreparationFailsIsNotTried() {
-        m_platform->translation.preparationError = u"No model."_qs;
-        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        m_platform->translation.preparationError = u"No model."_s;
+        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
         m_platform->run();
-        QCOMPARE(outcome->error(), u"No model."_qs);
+        QCOMPARE(outcome->error(), u"No model."_s);
         QCOMPARE(m_platform->log.calls(),
-                 (QStringList{u"translation.session en>es"_qs, u"session.prepare"_qs}));
+                 (QStringList{u"translation.session en>es"_s, u"session.prepare"_s}));
     }
 
     void theSessionsErrorIsPassedOnUnchanged() {
-        m_platform->translation.translationError = u"The engine broke."_qs;
-        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        m_platform->translation.translationError = u"The engine broke."_s;
+        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
         m_platform->run();
-        QCOMPARE(outcome->error(), u"The engine broke."_qs);
+        QCOMPARE(outcome->error(), u"The engine broke."_s);
     }
 
     void aPrepareTranslatesNothing() {
-        const auto outcome = Outcome<>::of(m_bridge->prepare(u"en"_qs, u"es"_qs));
+        const auto outcome = Outcome<>::of(m_bridge->prepare(u"en"_s, u"es"_s));
         m_platform->run();
         QVERIFY(outcome->isDone());
         QCOMPARE(m_platform->log.calls(),
-                 (QStringList{u"translation.session en>es"_qs, u"session.prepare"_qs}));
+                 (QStringList{u"translation.session en>es"_s, u"session.prepare"_s}));
     }
 
     void withoutAHostTheCallerStaysSuspendedAndLaterOnesAreBusy() {
         m_host.reset();
-        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
         m_platform->queue.advance(std::chrono::hours(1));
         QVERIFY(!outcome->isDone());
-        const auto second = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
-        QCOMPARE(second->error(), u"A translation is already running."_qs);
+        const auto second = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
+        QCOMPARE(second->error(), u"A translation is already running."_s);
     }
 
     void aHostThatComesLateServesTheWaitingJob() {
         m_host.reset();
-        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
         m_host = std::make_unique<TranslationHostView>(*m_bridge);
         m_platform->run();
-        QCOMPARE(outcome->value(), u"<hello>"_qs);
+        QCOMPARE(outcome->value(), u"<hello>"_s);
     }
 
     void aSessionForAFormerPairIsDropped() {
-        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_qs, u"en"_qs, u"es"_qs));
+        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_s, u"en"_s, u"es"_s));
         m_platform->run();
         m_host = std::make_unique<TranslationHostView>(*m_bridge); // asks for the pair that is still set
-        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_qs, u"en"_qs, u"fr"_qs));
+        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_s, u"en"_s, u"fr"_s));
         m_platform->run();
-        QCOMPARE(second->value(), u"<two>"_qs);
-        QCOMPARE(m_platform->translation.preparedPairs, (QStringList{u"en>es"_qs, u"en>fr"_qs}));
+        QCOMPARE(second->value(), u"<two>"_s);
+        QCOMPARE(m_platform->translation.preparedPairs, (QStringList{u"en>es"_s, u"en>fr"_s}));
     }
 
     void aSessionForAnInvalidatedConfigurationIsDropped() {
-        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_qs, u"en"_qs, u"es"_qs));
+        const auto first = Outcome<QString>::of(m_bridge->translate(u"one"_s, u"en"_s, u"es"_s));
         m_platform->run();
         m_host = std::make_unique<TranslationHostView>(*m_bridge);
         m_platform->translation.replies = Replies::byHand;
-        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_qs, u"en"_qs, u"es"_qs));
+        const auto second = Outcome<QString>::of(m_bridge->translate(u"two"_s, u"en"_s, u"es"_s));
         m_platform->run();
         QCOMPARE(m_platform->translation.pendingPreparations.size(), 1u);
     }
@@ -209,7 +210,7 @@ private Q_SLOTS:
     void endingTheBridgeAtEachSuspensionFailsTheWaiter() {
         QFETCH(int, turns);
         m_platform->translation.replies = Replies::byHand;
-        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_qs, u"en"_qs, u"es"_qs));
+        const auto outcome = Outcome<QString>::of(m_bridge->translate(u"hello"_s, u"en"_s, u"es"_s));
         if (turns >= 1)
             m_platform->run();
         if (turns >= 2) {
@@ -220,7 +221,7 @@ private Q_SLOTS:
         m_host.reset();
         m_bridge.reset();
         m_platform->run();
-        QCOMPARE(outcome->error(), u"The operation was abandoned."_qs);
+        QCOMPARE(outcome->error(), u"The operation was abandoned."_s);
     }
 
 private:

@@ -6,6 +6,7 @@
 #include <QAccessible>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 
@@ -49,9 +50,9 @@ private Q_SLOTS:
     void thePickersAreLabelledByTheirTitles_data() {
         QTest::addColumn<QString>("picker");
         QTest::addColumn<QString>("title");
-        QTest::newRow("source") << u"sourcePicker"_qs << u"Dictate"_qs;
-        QTest::newRow("target") << u"targetPicker"_qs << u"Translate to"_qs;
-        QTest::newRow("engine") << u"enginePicker"_qs << u"Engine"_qs;
+        QTest::newRow("source") << u"sourcePicker"_s << u"Dictate"_s;
+        QTest::newRow("target") << u"targetPicker"_s << u"Translate to"_s;
+        QTest::newRow("engine") << u"enginePicker"_s << u"Engine"_s;
     }
 
     void thePickersAreLabelledByTheirTitles() {
@@ -81,26 +82,26 @@ private Q_SLOTS:
     void theButtonsTellWhatTheyWouldDoNow() {
         PanelHarness harness;
         harness.startRecording();
-        QCOMPARE(nameOf(harness.find<QWidget>(u"mainButton"_qs)), u"Stop"_qs);
+        QCOMPARE(nameOf(harness.find<QWidget>(u"mainButton"_s)), u"Stop"_s);
         harness.startProcessing();
         harness.finish({});
         harness.controller->startHotKeyRecording();
-        QCOMPARE(nameOf(harness.find<QWidget>(u"recordHotKeyButton"_qs)), u"Cancel hotkey recording"_qs);
+        QCOMPARE(nameOf(harness.find<QWidget>(u"recordHotKeyButton"_s)), u"Cancel hotkey recording"_s);
     }
 
     void theWholeStatusIsReadableHoweverLong() {
         PanelHarness harness;
-        const QString status = u"a status that is much too long to be shown "_qs.repeated(9);
+        const QString status = u"a status that is much too long to be shown "_s.repeated(9);
         harness.controller->setStatusText(status);
-        QCOMPARE(nameOf(harness.find<QWidget>(u"statusText"_qs)), status);
+        QCOMPARE(nameOf(harness.find<QWidget>(u"statusText"_s)), status);
     }
 
     void bothTextsAreReadableAsTextAndNotEditable() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
-        harness.dictate(u"good morning"_qs);
-        for (const auto &[name, expected] : {std::pair{u"transcriptText"_qs, u"good morning"_qs},
-                                             std::pair{u"translationText"_qs, u"<good morning>"_qs}}) {
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
+        harness.dictate(u"good morning"_s);
+        for (const auto &[name, expected] : {std::pair{u"transcriptText"_s, u"good morning"_s},
+                                             std::pair{u"translationText"_s, u"<good morning>"_s}}) {
             auto *interface = QAccessible::queryAccessibleInterface(&harness.find<QWidget>(name));
             QVERIFY(interface && interface->textInterface());
             QCOMPARE(interface->textInterface()->text(0, interface->textInterface()->characterCount()),
@@ -111,19 +112,19 @@ private Q_SLOTS:
 
     void theTokenIsNotReadable() {
         PanelHarness harness;
-        harness.controller->setOpenAIClientToken(u"secret"_qs);
+        harness.controller->setOpenAIClientToken(u"secret"_s);
         const auto *interface =
-            QAccessible::queryAccessibleInterface(&harness.find<QWidget>(u"tokenField"_qs));
+            QAccessible::queryAccessibleInterface(&harness.find<QWidget>(u"tokenField"_s));
         QVERIFY(interface->state().passwordEdit);
-        QVERIFY(!interface->text(QAccessible::Value).contains(u"secret"_qs));
+        QVERIFY(!interface->text(QAccessible::Value).contains(u"secret"_s));
     }
 
     void aPickersValueIsItsOption() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         const auto *interface =
-            QAccessible::queryAccessibleInterface(&harness.find<QWidget>(u"targetPicker"_qs));
-        QVERIFY(interface->text(QAccessible::Value).contains(u"Spanish"_qs));
+            QAccessible::queryAccessibleInterface(&harness.find<QWidget>(u"targetPicker"_s));
+        QVERIFY(interface->text(QAccessible::Value).contains(u"Spanish"_s));
     }
 
 private:

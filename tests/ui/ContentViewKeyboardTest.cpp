@@ -7,6 +7,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 
@@ -28,7 +29,7 @@ void tab(Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
 }
 
 Picker &focusedTargetPicker(const PanelHarness &harness) {
-    auto &picker = harness.find<Picker>(u"targetPicker"_qs);
+    auto &picker = harness.find<Picker>(u"targetPicker"_s);
     picker.setFocus();
     return picker;
 }
@@ -56,16 +57,16 @@ private Q_SLOTS:
 
     void tabVisitsEveryControlInReadingOrder() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"en"_s);
         harness.useHostedEngine();
-        harness.dictate(u"good morning"_qs);                            // enables the paste button
+        harness.dictate(u"good morning"_s);                             // enables the paste button
         harness.controller->setRecordedHotKey({40, AppHotKey::cmdKey}); // and the reset button
         harness.show();
-        const QStringList order{u"recordHotKeyButton"_qs, u"resetHotKeyButton"_qs, u"quitButton"_qs,
-                                u"sourcePicker"_qs,       u"swapButton"_qs,        u"targetPicker"_qs,
-                                u"enginePicker"_qs,       u"endpointField"_qs,     u"tokenField"_qs,
-                                u"mainButton"_qs,         u"prepareButton"_qs,     u"pasteButton"_qs,
-                                u"transcriptText"_qs,     u"translationText"_qs};
+        const QStringList order{u"recordHotKeyButton"_s, u"resetHotKeyButton"_s, u"quitButton"_s,
+                                u"sourcePicker"_s,       u"swapButton"_s,        u"targetPicker"_s,
+                                u"enginePicker"_s,       u"endpointField"_s,     u"tokenField"_s,
+                                u"mainButton"_s,         u"prepareButton"_s,     u"pasteButton"_s,
+                                u"transcriptText"_s,     u"translationText"_s};
         harness.find<QWidget>(order.first()).setFocus();
         QStringList visited;
         for (qsizetype i = 0; i < order.size(); ++i) {
@@ -80,29 +81,29 @@ private Q_SLOTS:
 
     void whatIsHiddenOrDisabledIsNoStop() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         harness.show();
-        harness.find<QWidget>(u"enginePicker"_qs).setFocus();
+        harness.find<QWidget>(u"enginePicker"_s).setFocus();
         tab();
-        QCOMPARE(focusName(), u"mainButton"_qs);
+        QCOMPARE(focusName(), u"mainButton"_s);
         tab();
         tab();
-        QCOMPARE(focusName(), u"transcriptText"_qs);
+        QCOMPARE(focusName(), u"transcriptText"_s);
     }
 
     void theOpenedPanelHasTheFocusOnTheMainButton() {
         PanelHarness harness;
         harness.show();
-        QCOMPARE(focusName(), u"mainButton"_qs);
+        QCOMPARE(focusName(), u"mainButton"_s);
     }
 
     void aPanelThatOpensAgainKeepsItsFocus() {
         PanelHarness harness;
         harness.show();
-        harness.find<QWidget>(u"targetPicker"_qs).setFocus();
+        harness.find<QWidget>(u"targetPicker"_s).setFocus();
         harness.panel->hide();
         harness.show();
-        QCOMPARE(focusName(), u"targetPicker"_qs);
+        QCOMPARE(focusName(), u"targetPicker"_s);
     }
 
     void enterOnTheMainButtonStartsAndStops_data() {
@@ -119,7 +120,7 @@ private Q_SLOTS:
         QTest::keyClick(QApplication::focusWidget(), key);
         harness.platform.run();
         QVERIFY(harness.controller->isRecording());
-        QCOMPARE(focusName(), u"mainButton"_qs);
+        QCOMPARE(focusName(), u"mainButton"_s);
         QTest::keyClick(QApplication::focusWidget(), key);
         QVERIFY(!harness.controller->isRecording());
     }
@@ -129,7 +130,7 @@ private Q_SLOTS:
         harness.show();
         QTest::keyPress(QApplication::focusWidget(), Qt::Key_Return);
         harness.platform.run();
-        QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, u"\r"_qs, true);
+        QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, u"\r"_s, true);
         QApplication::sendEvent(QApplication::focusWidget(), &repeated);
         QVERIFY(harness.controller->isRecording());
     }
@@ -164,7 +165,7 @@ private Q_SLOTS:
         QSignalSpy closing(harness.panel.get(), &ContentView::closeRequested);
         harness.controller->startHotKeyRecording();
         harness.platform.run();
-        harness.find<QWidget>(u"targetPicker"_qs).setFocus();
+        harness.find<QWidget>(u"targetPicker"_s).setFocus();
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
         QVERIFY(!harness.controller->isRecordingHotKey());
         QCOMPARE(closing.count(), 0);
@@ -175,10 +176,10 @@ private Q_SLOTS:
     void anEscapeThatIsHeldCancelsACaptureAndNoMore_data() {
         QTest::addColumn<QString>("focused");
         QTest::addColumn<bool>("isMarked");
-        QTest::newRow("in the recorder") << u"hotKeyRecorder"_qs << true;
-        QTest::newRow("elsewhere") << u"targetPicker"_qs << true;
-        QTest::newRow("in the recorder, unknown to the toolkit") << u"hotKeyRecorder"_qs << false;
-        QTest::newRow("elsewhere, unknown to the toolkit") << u"targetPicker"_qs << false;
+        QTest::newRow("in the recorder") << u"hotKeyRecorder"_s << true;
+        QTest::newRow("elsewhere") << u"targetPicker"_s << true;
+        QTest::newRow("in the recorder, unknown to the toolkit") << u"hotKeyRecorder"_s << false;
+        QTest::newRow("elsewhere, unknown to the toolkit") << u"targetPicker"_s << false;
     }
 
     void anEscapeThatIsHeldCancelsACaptureAndNoMore() {
@@ -199,7 +200,7 @@ private Q_SLOTS:
         }
         sendEscape(QEvent::KeyRelease, time);
         QCOMPARE(closing.count(), 0);
-        QCOMPARE(harness.controller->statusText(), u"Hotkey unchanged."_qs);
+        QCOMPARE(harness.controller->statusText(), u"Hotkey unchanged."_s);
         sendEscape(QEvent::KeyPress, time + 100);
         QCOMPARE(closing.count(), 1);
     }
@@ -208,7 +209,7 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.show();
         QSignalSpy closing(harness.panel.get(), &ContentView::closeRequested);
-        auto &picker = harness.find<Picker>(u"targetPicker"_qs);
+        auto &picker = harness.find<Picker>(u"targetPicker"_s);
         picker.showPopup();
         QTRY_VERIFY(QApplication::activePopupWidget());
         QTest::keyClick(picker.view(), Qt::Key_Escape);
@@ -259,7 +260,7 @@ private Q_SLOTS:
     /// Kazakh is among them, which switches the engine for good.
     void languagesThatAreOnlyPassedOverAreNotChosen() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         harness.show();
         harness.platform.log.clear();
         auto &picker = openTargetPicker(harness);
@@ -269,9 +270,9 @@ private Q_SLOTS:
         QTest::keyClick(picker.view(), Qt::Key_Escape);
         QVERIFY(!picker.view()->isVisible());
         QCOMPARE(harness.platform.log.calls(), QStringList());
-        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"es"_qs);
-        QCOMPARE(harness.controller->translationEngineIdentifier(), u"appleLocal"_qs);
-        QCOMPARE(picker.currentText(), u"🇪🇸 Spanish"_qs);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"es"_s);
+        QCOMPARE(harness.controller->translationEngineIdentifier(), u"appleLocal"_s);
+        QCOMPARE(picker.currentText(), u"🇪🇸 Spanish"_s);
     }
 
     void theListOpensAtWhatIsChosen() {
@@ -285,11 +286,11 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.show();
         auto &picker = focusedTargetPicker(harness);
-        type(&picker, u"Spanish"_qs);
+        type(&picker, u"Spanish"_s);
         QTest::keyClick(picker.view(), Qt::Key_Return);
-        type(&picker, u"French"_qs);
+        type(&picker, u"French"_s);
         QTest::keyClick(picker.view(), Qt::Key_Return);
-        QCOMPARE(picker.currentText(), u"🇫🇷 French"_qs);
+        QCOMPARE(picker.currentText(), u"🇫🇷 French"_s);
     }
 
     void theListsKeysChooseOnce_data() { enterOnTheMainButtonStartsAndStops_data(); }
@@ -313,7 +314,7 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.show();
         auto &picker = focusedTargetPicker(harness);
-        picker.select(u"no such language"_qs);
+        picker.select(u"no such language"_s);
         QSignalSpy picking(&picker, &Picker::picked);
         QTest::keyClick(&picker, Qt::Key_Space);
         picker.view()->setCurrentIndex({});
@@ -362,86 +363,86 @@ private Q_SLOTS:
         harness.show();
         const QString before = harness.controller->targetLanguageIdentifier();
         auto &picker = focusedTargetPicker(harness);
-        type(&picker, u"por"_qs);
-        QCOMPARE(picker.view()->currentIndex().data(Qt::AccessibleTextRole).toString(), u"Portuguese"_qs);
+        type(&picker, u"por"_s);
+        QCOMPARE(picker.view()->currentIndex().data(Qt::AccessibleTextRole).toString(), u"Portuguese"_s);
         QCOMPARE(harness.controller->targetLanguageIdentifier(), before);
         QTest::keyClick(picker.view(), Qt::Key_Return);
-        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"pt"_qs);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"pt"_s);
     }
 
     void aBlankWithinANameBelongsToTheName() {
         PanelHarness harness;
         harness.show();
-        auto &picker = harness.find<Picker>(u"sourcePicker"_qs);
+        auto &picker = harness.find<Picker>(u"sourcePicker"_s);
         picker.setFocus();
-        const QString name = u"english (united k"_qs;
+        const QString name = u"english (united k"_s;
         type(&picker, name);
         QVERIFY(picker.view()->isVisible());
         QCOMPARE(picker.view()->currentIndex().data(Qt::AccessibleTextRole).toString(),
-                 u"English (United Kingdom)"_qs);
+                 u"English (United Kingdom)"_s);
     }
 
     void aSpaceLongAfterTheLastLetterChooses() {
         PanelHarness harness;
         harness.show();
         auto &picker = focusedTargetPicker(harness);
-        type(&picker, u"por"_qs);
-        QKeyEvent space(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier, u" "_qs);
+        type(&picker, u"por"_s);
+        QKeyEvent space(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier, u" "_s);
         space.setTimestamp(static_cast<quint64>(QApplication::keyboardInputInterval()) + 1);
         QApplication::sendEvent(picker.view(), &space);
-        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"pt"_qs);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"pt"_s);
     }
 
     void theMainButtonGetsTheFocusBackAfterProcessing() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"en"_s);
         harness.show();
         harness.startProcessing();
-        QVERIFY(focusName() != u"mainButton"_qs);
-        harness.finish(u"good morning"_qs);
-        QCOMPARE(focusName(), u"mainButton"_qs);
+        QVERIFY(focusName() != u"mainButton"_s);
+        harness.finish(u"good morning"_s);
+        QCOMPARE(focusName(), u"mainButton"_s);
     }
 
     void theMainButtonHasTheFocusAfterDictationsIntoAnotherApplication() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"en"_s);
         harness.show();
         for (int dictation = 0; dictation < 2; ++dictation) {
             QApplication::setActiveWindow(nullptr);
-            harness.dictate(u"good morning"_qs);
+            harness.dictate(u"good morning"_s);
             QApplication::setActiveWindow(harness.panel.get());
-            QCOMPARE(focusName(), u"mainButton"_qs);
+            QCOMPARE(focusName(), u"mainButton"_s);
         }
     }
 
     void theMainButtonHasTheFocusAfterADictationBehindAClosedPanel() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"en"_s);
         harness.show();
         harness.panel->hide();
-        harness.dictate(u"good morning"_qs);
+        harness.dictate(u"good morning"_s);
         harness.show();
-        QCOMPARE(focusName(), u"mainButton"_qs);
+        QCOMPARE(focusName(), u"mainButton"_s);
     }
 
     void aFieldThatIsDisabledInMidTypingGetsTheFocusBack() {
         PanelHarness harness;
         harness.useHostedEngine();
-        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"en"_s);
         harness.show();
-        harness.find<QWidget>(u"tokenField"_qs).setFocus();
-        harness.dictate(u"good morning"_qs);
-        QCOMPARE(focusName(), u"tokenField"_qs);
+        harness.find<QWidget>(u"tokenField"_s).setFocus();
+        harness.dictate(u"good morning"_s);
+        QCOMPARE(focusName(), u"tokenField"_s);
     }
 
     void aFocusThatTheUserMovedMeanwhileStays() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"en"_s);
         harness.show();
         harness.startProcessing();
-        harness.find<QWidget>(u"sourcePicker"_qs).setFocus();
-        harness.finish(u"good morning"_qs);
-        QCOMPARE(focusName(), u"sourcePicker"_qs);
+        harness.find<QWidget>(u"sourcePicker"_s).setFocus();
+        harness.finish(u"good morning"_s);
+        QCOMPARE(focusName(), u"sourcePicker"_s);
     }
 
     void afterACaptureTabGoesOnInTheHotKeyRow() {
@@ -450,9 +451,9 @@ private Q_SLOTS:
         harness.controller->startHotKeyRecording();
         harness.platform.run();
         harness.controller->cancelHotKeyRecording();
-        QCOMPARE(focusName(), u"hotKeyRecorder"_qs);
+        QCOMPARE(focusName(), u"hotKeyRecorder"_s);
         tab();
-        QCOMPARE(focusName(), u"recordHotKeyButton"_qs);
+        QCOMPARE(focusName(), u"recordHotKeyButton"_s);
     }
 
     void aCaptureTakesTheFocusAndTheKeys() {
@@ -460,9 +461,9 @@ private Q_SLOTS:
         harness.show();
         harness.controller->startHotKeyRecording();
         harness.platform.run();
-        QCOMPARE(focusName(), u"hotKeyRecorder"_qs);
+        QCOMPARE(focusName(), u"hotKeyRecorder"_s);
         tab();
-        QCOMPARE(focusName(), u"hotKeyRecorder"_qs);
+        QCOMPARE(focusName(), u"hotKeyRecorder"_s);
     }
 };
 

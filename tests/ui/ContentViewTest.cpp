@@ -18,14 +18,15 @@
 #include <QTest>
 #include <QWheelEvent>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using namespace std::chrono_literals;
 
 namespace {
 
-const auto hosted = u"openAINatural"_qs;
-const auto local = u"appleLocal"_qs;
+const auto hosted = u"openAINatural"_s;
+const auto local = u"appleLocal"_s;
 
 QStringList rowsOf(const Picker &picker) {
     QStringList rows;
@@ -44,7 +45,7 @@ void pick(Picker &picker, const QString &text) {
 class Overwritten {
 public:
     explicit Overwritten(const PanelHarness &harness) : m_harness(harness) {
-        const QString nothing = u"overwritten"_qs;
+        const QString nothing = u"overwritten"_s;
         for (const char *name : {"hotKeyText", "footerText", "statusText"})
             show<LimitedLabel>(name, &LimitedLabel::text, &LimitedLabel::setPlainText, nothing);
         for (const char *name : {"transcriptText", "translationText"})
@@ -93,7 +94,7 @@ struct State {
 
 void enter(PanelHarness &harness, const State &state) {
     if (state.hasTranslation)
-        harness.dictate(u"good morning"_qs);
+        harness.dictate(u"good morning"_s);
     if (state.isRecording)
         harness.startRecording(); // which clears the translation
     if (state.isProcessing && state.hasTranslation)
@@ -104,10 +105,10 @@ void enter(PanelHarness &harness, const State &state) {
 
 /// The pair needs the hosted engine, nobody has entered a backend, and the user has just read what to do.
 void failAtTheDefaultEndpoint(PanelHarness &harness) {
-    harness.controller->setTargetLanguageIdentifier(u"kk"_qs);
-    harness.platform.http.transportError = u"Connection refused."_qs;
+    harness.controller->setTargetLanguageIdentifier(u"kk"_s);
+    harness.platform.http.transportError = u"Connection refused."_s;
     harness.show();
-    harness.dictate(u"hello"_qs);
+    harness.dictate(u"hello"_s);
 }
 
 } // namespace
@@ -121,51 +122,51 @@ private Q_SLOTS:
     void whileRecordingTheHeaderIconIsTheRedMicrophone() {
         PanelHarness harness;
         harness.startRecording();
-        const auto &icon = harness.find<SymbolView>(u"headerIcon"_qs);
-        QCOMPARE(icon.symbol(), u"mic.circle.fill"_qs);
+        const auto &icon = harness.find<SymbolView>(u"headerIcon"_s);
+        QCOMPARE(icon.symbol(), u"mic.circle.fill"_s);
         QCOMPARE(icon.color(), PanelPalette::recording(harness.panel->palette()));
     }
 
     void whileRecordingTheMainButtonReadsStop() {
         PanelHarness harness;
         harness.startRecording();
-        const auto &button = harness.find<PanelButton>(u"mainButton"_qs);
-        QCOMPARE(button.text(), u"Stop"_qs);
-        QCOMPARE(button.symbol(), u"stop.fill"_qs);
+        const auto &button = harness.find<PanelButton>(u"mainButton"_s);
+        QCOMPARE(button.text(), u"Stop"_s);
+        QCOMPARE(button.symbol(), u"stop.fill"_s);
         QCOMPARE(button.surfaceColor(), PanelPalette::recordingSurface());
     }
 
     void whileRecordingTheStatusDotIsRed() {
         PanelHarness harness;
         harness.startRecording();
-        QCOMPARE(harness.find<SymbolView>(u"statusDot"_qs).color(),
+        QCOMPARE(harness.find<SymbolView>(u"statusDot"_s).color(),
                  PanelPalette::recording(harness.panel->palette()));
     }
 
     void whileIdleTheHeaderIconIsTheGlobeInTheAccentColour() {
         PanelHarness harness;
-        const auto &icon = harness.find<SymbolView>(u"headerIcon"_qs);
-        QCOMPARE(icon.symbol(), u"globe"_qs);
+        const auto &icon = harness.find<SymbolView>(u"headerIcon"_s);
+        QCOMPARE(icon.symbol(), u"globe"_s);
         QCOMPARE(icon.color(), PanelPalette::accentText(harness.panel->palette()));
-        QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).text(), u"Start"_qs);
-        QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).symbol(), u"mic.fill"_qs);
-        QCOMPARE(harness.find<SymbolView>(u"statusDot"_qs).color(),
+        QCOMPARE(harness.find<PanelButton>(u"mainButton"_s).text(), u"Start"_s);
+        QCOMPARE(harness.find<PanelButton>(u"mainButton"_s).symbol(), u"mic.fill"_s);
+        QCOMPARE(harness.find<SymbolView>(u"statusDot"_s).color(),
                  PanelPalette::idle(harness.panel->palette()));
     }
 
     void whileProcessingTheStatusDotIsOrangeAndTheIconTheGlobe() {
         PanelHarness harness;
         harness.startProcessing();
-        QCOMPARE(harness.find<SymbolView>(u"statusDot"_qs).color(),
+        QCOMPARE(harness.find<SymbolView>(u"statusDot"_s).color(),
                  PanelPalette::processing(harness.panel->palette()));
-        QCOMPARE(harness.find<SymbolView>(u"headerIcon"_qs).symbol(), u"globe"_qs);
-        QCOMPARE(harness.find<PanelButton>(u"mainButton"_qs).text(), u"Start"_qs);
+        QCOMPARE(harness.find<SymbolView>(u"headerIcon"_s).symbol(), u"globe"_s);
+        QCOMPARE(harness.find<PanelButton>(u"mainButton"_s).text(), u"Start"_s);
     }
 
     /// Models can be prepared while the start of a recording still waits for its permissions.
     void recordingShowsEvenWhileSomethingIsProcessed() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         harness.platform.permissions.replies = FakeSpeechPermissions::Replies::byHand;
         harness.controller->startRecording();
         harness.startPreparingModels();
@@ -175,10 +176,10 @@ private Q_SLOTS:
         harness.platform.run();
         QVERIFY(harness.controller->isRecording());
         QVERIFY(harness.controller->isProcessing());
-        QCOMPARE(harness.find<SymbolView>(u"statusDot"_qs).color(),
+        QCOMPARE(harness.find<SymbolView>(u"statusDot"_s).color(),
                  PanelPalette::recording(harness.panel->palette()));
-        const auto &button = harness.find<PanelButton>(u"mainButton"_qs);
-        QCOMPARE(button.text(), u"Stop"_qs);
+        const auto &button = harness.find<PanelButton>(u"mainButton"_s);
+        QCOMPARE(button.text(), u"Stop"_s);
         QVERIFY(button.isEnabled());
     }
 
@@ -196,30 +197,30 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.useHostedEngine();
         harness.show();
-        const auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
-        const auto &token = harness.find<QLineEdit>(u"tokenField"_qs);
+        const auto &endpoint = harness.find<QLineEdit>(u"endpointField"_s);
+        const auto &token = harness.find<QLineEdit>(u"tokenField"_s);
         QVERIFY(endpoint.isVisible() && token.isVisible());
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         harness.controller->setTranslationEngineIdentifier(local);
         QVERIFY(!endpoint.isVisible() && !token.isVisible());
     }
 
     void switchingBackShowsTheFieldsWithTheirPreviousContents() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         harness.useHostedEngine();
         harness.show();
-        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
-        auto &token = harness.find<QLineEdit>(u"tokenField"_qs);
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_s);
+        auto &token = harness.find<QLineEdit>(u"tokenField"_s);
         endpoint.selectAll();
-        QTest::keyClicks(&endpoint, u"https://example.org/v1"_qs);
-        QTest::keyClicks(&token, u"abc"_qs);
-        pick(harness.find<Picker>(u"enginePicker"_qs), u"Apple Local"_qs);
+        QTest::keyClicks(&endpoint, u"https://example.org/v1"_s);
+        QTest::keyClicks(&token, u"abc"_s);
+        pick(harness.find<Picker>(u"enginePicker"_s), u"Apple Local"_s);
         QVERIFY(!endpoint.isVisible() && !token.isVisible());
-        pick(harness.find<Picker>(u"enginePicker"_qs), u"OpenAI Natural"_qs);
+        pick(harness.find<Picker>(u"enginePicker"_s), u"OpenAI Natural"_s);
         QVERIFY(endpoint.isVisible() && token.isVisible());
-        QCOMPARE(endpoint.text(), u"https://example.org/v1"_qs);
-        QCOMPARE(token.text(), u"abc"_qs);
+        QCOMPARE(endpoint.text(), u"https://example.org/v1"_s);
+        QCOMPARE(token.text(), u"abc"_s);
     }
 
     void thePanelIsAsHighAsItsContent() {
@@ -242,17 +243,17 @@ private Q_SLOTS:
 
     void theTokenIsMaskedAndCannotBeCopied() {
         PanelHarness harness;
-        harness.controller->setOpenAIClientToken(u"secret"_qs);
+        harness.controller->setOpenAIClientToken(u"secret"_s);
         harness.useHostedEngine();
         harness.show();
-        auto &token = harness.find<QLineEdit>(u"tokenField"_qs);
+        auto &token = harness.find<QLineEdit>(u"tokenField"_s);
         QCOMPARE(token.echoMode(), QLineEdit::Password);
-        QVERIFY(!token.displayText().contains(u"secret"_qs));
+        QVERIFY(!token.displayText().contains(u"secret"_s));
         token.selectAll();
-        QApplication::clipboard()->setText(u"before"_qs);
+        QApplication::clipboard()->setText(u"before"_s);
         token.copy();
-        QCOMPARE(QApplication::clipboard()->text(), u"before"_qs);
-        QCOMPARE(harness.controller->openAIClientToken(), u"secret"_qs);
+        QCOMPARE(QApplication::clipboard()->text(), u"before"_s);
+        QCOMPARE(harness.controller->openAIClientToken(), u"secret"_s);
     }
 
     void anInterimWordDrawsNothingButTheTranscriptAndTheStatusLine() {
@@ -260,33 +261,33 @@ private Q_SLOTS:
         harness.show();
         harness.startRecording();
         const Overwritten overwritten(harness);
-        harness.say(u"good"_qs);
-        QCOMPARE(overwritten.drawnAnew(), (QStringList{u"statusText"_qs, u"transcriptText"_qs}));
+        harness.say(u"good"_s);
+        QCOMPARE(overwritten.drawnAnew(), (QStringList{u"statusText"_s, u"transcriptText"_s}));
     }
 
     void aChangeDrawsOnlyWhatShowsIt_data() {
         using Change = std::function<void(AppController &)>;
         QTest::addColumn<Change>("change");
         QTest::addColumn<QStringList>("drawn");
-        const QStringList languages{u"footerText"_qs, u"sourcePicker"_qs, u"targetPicker"_qs};
-        const QStringList hotKey{u"hotKeyText"_qs, u"recordHotKeyButton"_qs};
-        QTest::newRow("status") << Change([](auto &c) { c.setStatusText(u"Hello."_qs); })
-                                << QStringList{u"statusText"_qs};
-        QTest::newRow("source") << Change([](auto &c) { c.setSourceLocaleIdentifier(u"es-ES"_qs); })
+        const QStringList languages{u"footerText"_s, u"sourcePicker"_s, u"targetPicker"_s};
+        const QStringList hotKey{u"hotKeyText"_s, u"recordHotKeyButton"_s};
+        QTest::newRow("status") << Change([](auto &c) { c.setStatusText(u"Hello."_s); })
+                                << QStringList{u"statusText"_s};
+        QTest::newRow("source") << Change([](auto &c) { c.setSourceLocaleIdentifier(u"es-ES"_s); })
                                 << languages;
-        QTest::newRow("target") << Change([](auto &c) { c.setTargetLanguageIdentifier(u"fr"_qs); })
+        QTest::newRow("target") << Change([](auto &c) { c.setTargetLanguageIdentifier(u"fr"_s); })
                                 << languages;
         QTest::newRow("engine") << Change([](auto &c) { c.setTranslationEngineIdentifier(hosted); })
-                                << QStringList{u"enginePicker"_qs};
+                                << QStringList{u"enginePicker"_s};
         QTest::newRow("endpoint") << Change([](auto &c) {
-            c.setOpenAIEndpointString(u"https://a.example"_qs);
-        }) << QStringList{u"endpointField"_qs};
-        QTest::newRow("token") << Change([](auto &c) { c.setOpenAIClientToken(u"t"_qs); })
-                               << QStringList{u"tokenField"_qs};
+            c.setOpenAIEndpointString(u"https://a.example"_s);
+        }) << QStringList{u"endpointField"_s};
+        QTest::newRow("token") << Change([](auto &c) { c.setOpenAIClientToken(u"t"_s); })
+                               << QStringList{u"tokenField"_s};
         QTest::newRow("hotkey capture")
-            << Change([](auto &c) { c.startHotKeyRecording(); }) << hotKey + QStringList{u"statusText"_qs};
+            << Change([](auto &c) { c.startHotKeyRecording(); }) << hotKey + QStringList{u"statusText"_s};
         QTest::newRow("start") << Change([](auto &c) { c.startRecording(); })
-                               << QStringList{u"statusText"_qs, u"transcriptText"_qs, u"translationText"_qs};
+                               << QStringList{u"statusText"_s, u"transcriptText"_s, u"translationText"_s};
     }
     void aChangeDrawsOnlyWhatShowsIt() {
         QFETCH(std::function<void(AppController &)>, change);
@@ -306,7 +307,7 @@ private Q_SLOTS:
         harness.platform.run();
         QVERIFY(harness.controller->isRecording());
         QCOMPARE(overwritten.drawnAnew(),
-                 (QStringList{u"headerIcon"_qs, u"mainButton"_qs, u"statusDot"_qs, u"statusText"_qs}));
+                 (QStringList{u"headerIcon"_s, u"mainButton"_s, u"statusDot"_s, u"statusText"_s}));
     }
 
     void onlyInTheActivePanelIsTheUserAskedForTheKeychain() {
@@ -315,7 +316,7 @@ private Q_SLOTS:
         harness.show();
         QWidget elsewhere;
         elsewhere.show();
-        QTest::keyClicks(&harness.find<QLineEdit>(u"tokenField"_qs), u"t"_qs);
+        QTest::keyClicks(&harness.find<QLineEdit>(u"tokenField"_s), u"t"_s);
         QApplication::setActiveWindow(&elsewhere);
         harness.platform.queue.advance(1s);
         QVERIFY(!harness.platform.keychainAvailabilityFake.isAsking());
@@ -328,7 +329,7 @@ private Q_SLOTS:
         PanelHarness harness([](FakePlatform &platform) { platform.keychainFake.isBroken = true; });
         harness.useHostedEngine();
         harness.show();
-        QTest::keyClicks(&harness.find<QLineEdit>(u"tokenField"_qs), u"t"_qs);
+        QTest::keyClicks(&harness.find<QLineEdit>(u"tokenField"_s), u"t"_s);
         harness.panel->hide();
         harness.show();
         harness.platform.queue.advance(1s);
@@ -338,9 +339,9 @@ private Q_SLOTS:
     void whatToDoWithoutABackendFitsTheStatusLine() {
         PanelHarness harness;
         harness.show();
-        const auto &status = harness.find<LimitedLabel>(u"statusText"_qs);
+        const auto &status = harness.find<LimitedLabel>(u"statusText"_s);
         const QFontMetrics metrics = status.fontMetrics();
-        const QString text = u"Translation failed: "_qs + adviceWithoutDefaultEndpoint() + u" …"_qs;
+        const QString text = u"Translation failed: "_s + adviceWithoutDefaultEndpoint() + u" …"_s;
         const QRect room(0, 0, status.width(), 10 * metrics.lineSpacing());
         const int height = metrics.boundingRect(room, Qt::TextWordWrap, text).height();
         QVERIFY2(height <= 2 * metrics.lineSpacing(), qPrintable(QString::number(height)));
@@ -349,28 +350,28 @@ private Q_SLOTS:
     void withoutABackendTheUrlIsEnteredWhereTheAdviceIsRead() {
         PanelHarness harness;
         failAtTheDefaultEndpoint(harness);
-        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_s);
         QVERIFY(endpoint.isVisible());
         QVERIFY(endpoint.isEnabled());
-        QCOMPARE(endpoint.toolTip(), u"Backend URL"_qs);
+        QCOMPARE(endpoint.toolTip(), u"Backend URL"_s);
         endpoint.selectAll();
-        QTest::keyClicks(&endpoint, u"https://my.example/t"_qs);
+        QTest::keyClicks(&endpoint, u"https://my.example/t"_s);
         harness.platform.http.transportError.reset();
-        harness.dictate(u"hello"_qs);
-        QCOMPARE(harness.controller->statusText(), u"Inserted translation."_qs);
-        QCOMPARE(harness.platform.http.requests.back().url, QUrl(u"https://my.example/t"_qs));
+        harness.dictate(u"hello"_s);
+        QCOMPARE(harness.controller->statusText(), u"Inserted translation."_s);
+        QCOMPARE(harness.platform.http.requests.back().url, QUrl(u"https://my.example/t"_s));
     }
 
     void withoutABackendTheOtherAdviceLeadsToATranslationOnThisComputer() {
         PanelHarness harness;
         failAtTheDefaultEndpoint(harness);
-        QVERIFY(harness.controller->statusText().contains(
-            u"choose languages that Apple Local can translate."_qs));
-        pick(harness.find<Picker>(u"targetPicker"_qs), u"🇪🇸 Spanish"_qs);
-        pick(harness.find<Picker>(u"enginePicker"_qs), u"Apple Local"_qs);
-        harness.dictate(u"hello"_qs);
-        QCOMPARE(harness.controller->statusText(), u"Inserted translation."_qs);
-        QCOMPARE(harness.controller->translatedText(), u"<hello>"_qs);
+        QVERIFY(
+            harness.controller->statusText().contains(u"choose languages that Apple Local can translate."_s));
+        pick(harness.find<Picker>(u"targetPicker"_s), u"🇪🇸 Spanish"_s);
+        pick(harness.find<Picker>(u"enginePicker"_s), u"Apple Local"_s);
+        harness.dictate(u"hello"_s);
+        QCOMPARE(harness.controller->statusText(), u"Inserted translation."_s);
+        QCOMPARE(harness.controller->translatedText(), u"<hello>"_s);
         QCOMPARE(harness.platform.http.requests.size(), 1u);
     }
 
@@ -378,12 +379,12 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.useHostedEngine();
         harness.show();
-        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_s);
         endpoint.clear();
-        QTest::keyClicks(&endpoint, u" http://x "_qs);
-        QTest::keyClicks(&harness.find<QLineEdit>(u"tokenField"_qs), u" t "_qs);
-        QCOMPARE(harness.controller->openAIEndpointString(), u" http://x "_qs);
-        QCOMPARE(harness.controller->openAIClientToken(), u" t "_qs);
+        QTest::keyClicks(&endpoint, u" http://x "_s);
+        QTest::keyClicks(&harness.find<QLineEdit>(u"tokenField"_s), u" t "_s);
+        QCOMPARE(harness.controller->openAIEndpointString(), u" http://x "_s);
+        QCOMPARE(harness.controller->openAIClientToken(), u" t "_s);
     }
 
     // Changing the hotkey.
@@ -391,41 +392,41 @@ private Q_SLOTS:
     void theHotKeysToolTipTellsWhatTheDesktopCanBindAKeyTo() {
         PanelHarness harness;
         QVERIFY(
-            harness.find<QLabel>(u"hotKeyText"_qs)
+            harness.find<QLabel>(u"hotKeyText"_s)
                 .toolTip()
                 .contains(u"dbus-send --type=method_call --dest=org.quillora.Quillora /org/quillora/Quillora "
-                          "org.quillora.Quillora.Toggle"_qs));
+                          "org.quillora.Quillora.Toggle"_s));
     }
 
     void whileAHotKeyIsRecordedItsTextTakesTheAccentColour() {
         PanelHarness harness;
-        const auto &text = harness.find<LimitedLabel>(u"hotKeyText"_qs);
+        const auto &text = harness.find<LimitedLabel>(u"hotKeyText"_s);
         const QPalette &palette = harness.panel->palette();
-        QCOMPARE(text.text(), u"Ctrl Option Space"_qs);
+        QCOMPARE(text.text(), u"Ctrl Option Space"_s);
         QCOMPARE(text.palette().color(QPalette::WindowText), palette.color(QPalette::PlaceholderText));
         harness.controller->startHotKeyRecording();
-        QCOMPARE(text.text(), u"Press shortcut"_qs);
+        QCOMPARE(text.text(), u"Press shortcut"_s);
         QCOMPARE(text.palette().color(QPalette::WindowText), PanelPalette::accentText(palette));
     }
 
     void whileAHotKeyIsRecordedTheRecordButtonIsTheCancelButton() {
         PanelHarness harness;
-        auto &button = harness.find<PanelButton>(u"recordHotKeyButton"_qs);
-        QCOMPARE(button.symbol(), u"keyboard"_qs);
-        QCOMPARE(button.toolTip(), u"Record hotkey"_qs);
+        auto &button = harness.find<PanelButton>(u"recordHotKeyButton"_s);
+        QCOMPARE(button.symbol(), u"keyboard"_s);
+        QCOMPARE(button.toolTip(), u"Record hotkey"_s);
         button.click();
         QVERIFY(harness.controller->isRecordingHotKey());
-        QCOMPARE(button.symbol(), u"xmark.circle"_qs);
-        QCOMPARE(button.toolTip(), u"Cancel hotkey recording"_qs);
+        QCOMPARE(button.symbol(), u"xmark.circle"_s);
+        QCOMPARE(button.toolTip(), u"Cancel hotkey recording"_s);
         button.click();
         QVERIFY(!harness.controller->isRecordingHotKey());
-        QCOMPARE(button.symbol(), u"keyboard"_qs);
-        QCOMPARE(harness.controller->statusText(), u"Hotkey unchanged."_qs);
+        QCOMPARE(button.symbol(), u"keyboard"_s);
+        QCOMPARE(harness.controller->statusText(), u"Hotkey unchanged."_s);
     }
 
     void theResetButtonIsDisabledExactlyWhileTheHotKeyIsTheDefaultOne() {
         PanelHarness harness;
-        auto &button = harness.find<PanelButton>(u"resetHotKeyButton"_qs);
+        auto &button = harness.find<PanelButton>(u"resetHotKeyButton"_s);
         QVERIFY(!button.isEnabled());
         harness.controller->setRecordedHotKey({40, AppHotKey::cmdKey});
         QVERIFY(button.isEnabled());
@@ -439,14 +440,14 @@ private Q_SLOTS:
     void aCapturedHotKeyReachesTheController() {
         PanelHarness harness;
         harness.show();
-        harness.find<PanelButton>(u"recordHotKeyButton"_qs).click();
+        harness.find<PanelButton>(u"recordHotKeyButton"_s).click();
         harness.platform.run();
         pressInFocus(Qt::Key_K, 40, Qt::NoModifier);
-        QCOMPARE(harness.controller->statusText(), u"Use Ctrl, Option, or Cmd with another key."_qs);
+        QCOMPARE(harness.controller->statusText(), u"Use Ctrl, Option, or Cmd with another key."_s);
         QVERIFY(harness.controller->isRecordingHotKey());
         pressInFocus(Qt::Key_K, 40, Qt::MetaModifier);
-        QCOMPARE(harness.controller->statusText(), u"Hotkey updated to Cmd K."_qs);
-        QCOMPARE(harness.find<LimitedLabel>(u"hotKeyText"_qs).text(), u"Cmd K"_qs);
+        QCOMPARE(harness.controller->statusText(), u"Hotkey updated to Cmd K."_s);
+        QCOMPARE(harness.find<LimitedLabel>(u"hotKeyText"_s).text(), u"Cmd K"_s);
     }
 
     void escapeAloneCancelsTheCapture() {
@@ -457,7 +458,7 @@ private Q_SLOTS:
         harness.platform.run();
         pressInFocus(Qt::Key_Escape, 53, Qt::NoModifier);
         QVERIFY(!harness.controller->isRecordingHotKey());
-        QCOMPARE(harness.controller->statusText(), u"Hotkey unchanged."_qs);
+        QCOMPARE(harness.controller->statusText(), u"Hotkey unchanged."_s);
         QCOMPARE(closing.count(), 0);
         pressInFocus(Qt::Key_Escape, 53, Qt::NoModifier);
         QCOMPARE(closing.count(), 1);
@@ -475,7 +476,7 @@ private Q_SLOTS:
         QFETCH(int, index);
         const State &state = states[index];
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         enter(harness, state);
         QCOMPARE(harness.controller->isRecording(), state.isRecording);
         QCOMPARE(harness.controller->isProcessing(), state.isProcessing);
@@ -485,28 +486,28 @@ private Q_SLOTS:
             return harness.find<QWidget>(name).isEnabled();
         };
         const bool isBusy = state.isRecording || state.isProcessing;
-        QCOMPARE(isEnabled(u"mainButton"_qs), state.isRecording || !state.isProcessing);
-        QCOMPARE(isEnabled(u"prepareButton"_qs), !isBusy);
-        QCOMPARE(isEnabled(u"pasteButton"_qs), state.hasTranslation && !isBusy);
-        QCOMPARE(isEnabled(u"endpointField"_qs), !isBusy);
-        QCOMPARE(isEnabled(u"tokenField"_qs), !isBusy);
+        QCOMPARE(isEnabled(u"mainButton"_s), state.isRecording || !state.isProcessing);
+        QCOMPARE(isEnabled(u"prepareButton"_s), !isBusy);
+        QCOMPARE(isEnabled(u"pasteButton"_s), state.hasTranslation && !isBusy);
+        QCOMPARE(isEnabled(u"endpointField"_s), !isBusy);
+        QCOMPARE(isEnabled(u"tokenField"_s), !isBusy);
         for (const auto &name :
-             {u"sourcePicker"_qs, u"targetPicker"_qs, u"enginePicker"_qs, u"swapButton"_qs,
-              u"recordHotKeyButton"_qs, u"quitButton"_qs, u"transcriptText"_qs, u"translationText"_qs})
+             {u"sourcePicker"_s, u"targetPicker"_s, u"enginePicker"_s, u"swapButton"_s,
+              u"recordHotKeyButton"_s, u"quitButton"_s, u"transcriptText"_s, u"translationText"_s})
             QVERIFY2(isEnabled(name), qPrintable(name));
     }
 
     void anEmptyTranslationDisablesThePasteButton() {
         PanelHarness harness;
-        QVERIFY(!harness.find<QWidget>(u"pasteButton"_qs).isEnabled());
+        QVERIFY(!harness.find<QWidget>(u"pasteButton"_s).isEnabled());
     }
 
     void theSwapButtonNeedsAPairThatCanBeSwapped() {
         PanelHarness harness;
-        const auto &button = harness.find<PanelButton>(u"swapButton"_qs);
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        const auto &button = harness.find<PanelButton>(u"swapButton"_s);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         QVERIFY(button.isEnabled());
-        harness.controller->setTargetLanguageIdentifier(u"th"_qs); // which nobody can dictate here
+        harness.controller->setTargetLanguageIdentifier(u"th"_s); // which nobody can dictate here
         QVERIFY(!button.isEnabled());
     }
 
@@ -517,14 +518,14 @@ private Q_SLOTS:
         QStringList sources;
         for (const auto &option : harness.controller->spokenLanguageOptions())
             sources += option.flag + u' ' + option.name;
-        QCOMPARE(rowsOf(harness.find<Picker>(u"sourcePicker"_qs)), sources);
+        QCOMPARE(rowsOf(harness.find<Picker>(u"sourcePicker"_s)), sources);
         QStringList targets;
         for (const auto &option : harness.controller->targetLanguageOptions())
             targets += option.flag + u' ' + option.name;
-        QCOMPARE(rowsOf(harness.find<Picker>(u"targetPicker"_qs)), targets);
-        QCOMPARE(rowsOf(harness.find<Picker>(u"enginePicker"_qs)),
-                 (QStringList{u"Apple Local"_qs, u"OpenAI Natural"_qs}));
-        QVERIFY(sources.contains(u"🇺🇸 English (United States)"_qs));
+        QCOMPARE(rowsOf(harness.find<Picker>(u"targetPicker"_s)), targets);
+        QCOMPARE(rowsOf(harness.find<Picker>(u"enginePicker"_s)),
+                 (QStringList{u"Apple Local"_s, u"OpenAI Natural"_s}));
+        QVERIFY(sources.contains(u"🇺🇸 English (United States)"_s));
         QCOMPARE(targets.size(), 21);
     }
 
@@ -536,38 +537,38 @@ private Q_SLOTS:
             if (label->isVisible() && qobject_cast<Picker *>(label->buddy()))
                 titles += label->text();
         }
-        QCOMPARE(titles, (QStringList{u"Dictate"_qs, u"Translate to"_qs, u"Engine"_qs}));
+        QCOMPARE(titles, (QStringList{u"Dictate"_s, u"Translate to"_s, u"Engine"_s}));
     }
 
     void pickingChangesTheSetting() {
         PanelHarness harness;
-        pick(harness.find<Picker>(u"sourcePicker"_qs), u"🇪🇸 Spanish (Spain)"_qs);
-        QCOMPARE(harness.controller->sourceLocaleIdentifier(), u"es-ES"_qs);
-        pick(harness.find<Picker>(u"targetPicker"_qs), u"🇩🇪 German"_qs);
-        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"de"_qs);
-        pick(harness.find<Picker>(u"enginePicker"_qs), u"OpenAI Natural"_qs);
+        pick(harness.find<Picker>(u"sourcePicker"_s), u"🇪🇸 Spanish (Spain)"_s);
+        QCOMPARE(harness.controller->sourceLocaleIdentifier(), u"es-ES"_s);
+        pick(harness.find<Picker>(u"targetPicker"_s), u"🇩🇪 German"_s);
+        QCOMPARE(harness.controller->targetLanguageIdentifier(), u"de"_s);
+        pick(harness.find<Picker>(u"enginePicker"_s), u"OpenAI Natural"_s);
         QCOMPARE(harness.controller->translationEngineIdentifier(), hosted);
     }
 
     void theNamesOfTheLanguagesAreReadable_data() {
         QTest::addColumn<QString>("source");
         QTest::addColumn<QString>("target");
-        QTest::newRow("long and short") << u"en-US"_qs << u"ru"_qs;
-        QTest::newRow("long and shorter") << u"en-US"_qs << u"es"_qs;
-        QTest::newRow("short and long") << u"de-DE"_qs << u"zh"_qs;
-        QTest::newRow("both short") << u"de-DE"_qs << u"nl"_qs;
+        QTest::newRow("long and short") << u"en-US"_s << u"ru"_s;
+        QTest::newRow("long and shorter") << u"en-US"_s << u"es"_s;
+        QTest::newRow("short and long") << u"de-DE"_s << u"zh"_s;
+        QTest::newRow("both short") << u"de-DE"_s << u"nl"_s;
     }
 
     void theNamesOfTheLanguagesAreReadable() {
         QFETCH(QString, source);
         QFETCH(QString, target);
         PanelHarness harness;
-        harness.panel->setFont(QFont(u"DejaVu Sans"_qs, 10)); // a wide one
+        harness.panel->setFont(QFont(u"DejaVu Sans"_s, 10)); // a wide one
         harness.show();
         harness.controller->setSourceLocaleIdentifier(source);
         harness.controller->setTargetLanguageIdentifier(target);
         QCoreApplication::processEvents();
-        for (const auto &name : {u"sourcePicker"_qs, u"targetPicker"_qs}) {
+        for (const auto &name : {u"sourcePicker"_s, u"targetPicker"_s}) {
             const auto &picker = harness.find<Picker>(name);
             QVERIFY2(picker.width() >= picker.fullWidth(), qPrintable(picker.currentText()));
         }
@@ -575,13 +576,13 @@ private Q_SLOTS:
 
     void andSoTheyAreWithMarks() {
         PanelHarness harness;
-        harness.panel->setFont(QFont(u"DejaVu Sans"_qs, 10)); // a wide one
+        harness.panel->setFont(QFont(u"DejaVu Sans"_s, 10)); // a wide one
         harness.show();
-        harness.controller->setTargetLanguageIdentifier(u"ru"_qs);
-        const Picker::Mark arriving{u"arrow.triangle.2.circlepath.circle"_qs, 42, u"On its way, 42 %"_qs};
-        harness.panel->setLanguageMarks({{u"en-US"_qs, arriving}}, {{u"ru"_qs, arriving}});
+        harness.controller->setTargetLanguageIdentifier(u"ru"_s);
+        const Picker::Mark arriving{u"arrow.triangle.2.circlepath.circle"_s, 42, u"On its way, 42 %"_s};
+        harness.panel->setLanguageMarks({{u"en-US"_s, arriving}}, {{u"ru"_s, arriving}});
         QCoreApplication::processEvents();
-        for (const auto &name : {u"sourcePicker"_qs, u"targetPicker"_qs}) {
+        for (const auto &name : {u"sourcePicker"_s, u"targetPicker"_s}) {
             const auto &picker = harness.find<Picker>(name);
             QVERIFY2(picker.width() >= picker.fullWidth(), qPrintable(picker.currentText()));
         }
@@ -593,10 +594,10 @@ private Q_SLOTS:
     void theFullWidthHasRoomForEveryPartOfAPixel() {
         PanelHarness harness;
         harness.show();
-        auto &picker = harness.find<Picker>(u"sourcePicker"_qs);
-        const Picker empty(u"Empty"_qs, {});
+        auto &picker = harness.find<Picker>(u"sourcePicker"_s);
+        const Picker empty(u"Empty"_s, {});
         for (double size = 8; size < 13; size += 0.1) {
-            QFont font(u"DejaVu Sans"_qs);
+            QFont font(u"DejaVu Sans"_s);
             font.setPointSizeF(size);
             font.setHintingPreference(QFont::PreferNoHinting);
             picker.setFont(font);
@@ -608,23 +609,23 @@ private Q_SLOTS:
 
     void twoLongNamesShareTheWidthAndAreToldInFull() {
         PanelHarness harness;
-        harness.panel->setFont(QFont(u"DejaVu Sans"_qs, 13));
+        harness.panel->setFont(QFont(u"DejaVu Sans"_s, 13));
         harness.show();
-        harness.controller->setSourceLocaleIdentifier(u"en-GB"_qs);
-        harness.controller->setTargetLanguageIdentifier(u"id"_qs);
+        harness.controller->setSourceLocaleIdentifier(u"en-GB"_s);
+        harness.controller->setTargetLanguageIdentifier(u"id"_s);
         QCoreApplication::processEvents();
-        auto &source = harness.find<Picker>(u"sourcePicker"_qs);
-        const auto &target = harness.find<Picker>(u"targetPicker"_qs);
+        auto &source = harness.find<Picker>(u"sourcePicker"_s);
+        const auto &target = harness.find<Picker>(u"targetPicker"_s);
         QVERIFY(source.width() + target.width() < source.fullWidth() + target.fullWidth());
         QVERIFY2(std::abs(source.width() - target.width()) <= 1 || target.width() >= target.fullWidth(),
                  qPrintable(QString::number(target.width())));
-        QVERIFY(toolTipOf(source).contains(u"English (United Kingdom)"_qs));
+        QVERIFY(toolTipOf(source).contains(u"English (United Kingdom)"_s));
     }
 
     void scrollingOverAPickerPicksNothing() {
         PanelHarness harness;
         harness.show();
-        auto &picker = harness.find<Picker>(u"targetPicker"_qs);
+        auto &picker = harness.find<Picker>(u"targetPicker"_s);
         picker.setFocus();
         const QString before = harness.controller->targetLanguageIdentifier();
         QWheelEvent scroll({5, 5}, picker.mapToGlobal(QPointF(5, 5)), {}, {0, -120}, Qt::NoButton,
@@ -636,33 +637,33 @@ private Q_SLOTS:
     void aRedrawNeverWritesASetting() {
         PanelHarness harness;
         harness.platform.log.clear();
-        harness.controller->setStatusText(u"redraw"_qs);
+        harness.controller->setStatusText(u"redraw"_s);
         QCOMPARE(harness.platform.log.calls(), QStringList());
     }
 
     void settingsChangedElsewhereShowInThePickers() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         harness.platform.log.clear();
         harness.controller->swapLanguages();
-        QCOMPARE(harness.find<Picker>(u"sourcePicker"_qs).currentText(), u"🇪🇸 Spanish (Spain)"_qs);
-        QCOMPARE(harness.find<Picker>(u"targetPicker"_qs).currentText(), u"🇺🇸 English"_qs);
-        QCOMPARE(harness.platform.log.calls().filter(u"sourceLocaleIdentifier"_qs).size(), 1);
+        QCOMPARE(harness.find<Picker>(u"sourcePicker"_s).currentText(), u"🇪🇸 Spanish (Spain)"_s);
+        QCOMPARE(harness.find<Picker>(u"targetPicker"_s).currentText(), u"🇺🇸 English"_s);
+        QCOMPARE(harness.platform.log.calls().filter(u"sourceLocaleIdentifier"_s).size(), 1);
     }
 
     void anUnsupportedPairSwitchesTheEnginePicker() {
         PanelHarness harness;
-        pick(harness.find<Picker>(u"targetPicker"_qs), u"🇰🇿 Kazakh"_qs);
-        QCOMPARE(harness.find<Picker>(u"enginePicker"_qs).currentText(), u"OpenAI Natural"_qs);
-        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_qs).text(), u"Kazakh uses OpenAI Natural."_qs);
+        pick(harness.find<Picker>(u"targetPicker"_s), u"🇰🇿 Kazakh"_s);
+        QCOMPARE(harness.find<Picker>(u"enginePicker"_s).currentText(), u"OpenAI Natural"_s);
+        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_s).text(), u"Kazakh uses OpenAI Natural."_s);
     }
 
     void anUnknownEngineReadsAsTheOnDeviceOne() {
         PanelHarness harness([](FakePlatform &platform) {
-            platform.defaults.setString(u"something"_qs, u"translationEngineIdentifier"_qs);
+            platform.defaults.setString(u"something"_s, u"translationEngineIdentifier"_s);
         });
-        QCOMPARE(harness.find<Picker>(u"enginePicker"_qs).currentText(), u"Apple Local"_qs);
-        QCOMPARE(harness.controller->translationEngineIdentifier(), u"something"_qs);
+        QCOMPARE(harness.find<Picker>(u"enginePicker"_s).currentText(), u"Apple Local"_s);
+        QCOMPARE(harness.controller->translationEngineIdentifier(), u"something"_s);
     }
 
     // The buttons.
@@ -692,14 +693,14 @@ private Q_SLOTS:
     void theMainButtonTakesTheWidthLeftOver() {
         PanelHarness harness;
         harness.show();
-        const int others = harness.find<QWidget>(u"prepareButton"_qs).width() +
-                           harness.find<QWidget>(u"pasteButton"_qs).width() + 2 * 8;
-        QCOMPARE(harness.find<QWidget>(u"mainButton"_qs).width(), 380 - 2 * 18 - others);
+        const int others = harness.find<QWidget>(u"prepareButton"_s).width() +
+                           harness.find<QWidget>(u"pasteButton"_s).width() + 2 * 8;
+        QCOMPARE(harness.find<QWidget>(u"mainButton"_s).width(), 380 - 2 * 18 - others);
     }
 
     void theMainButtonStartsAndStops() {
         PanelHarness harness;
-        auto &button = harness.find<PanelButton>(u"mainButton"_qs);
+        auto &button = harness.find<PanelButton>(u"mainButton"_s);
         button.click();
         harness.platform.run();
         QVERIFY(harness.controller->isRecording());
@@ -710,38 +711,38 @@ private Q_SLOTS:
 
     void thePrepareButtonPreparesModels() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
-        harness.find<PanelButton>(u"prepareButton"_qs).click();
-        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_qs).text(), u"Preparing translation models..."_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
+        harness.find<PanelButton>(u"prepareButton"_s).click();
+        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_s).text(), u"Preparing translation models..."_s);
         harness.platform.run();
-        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_qs).text(), u"Translation models are ready."_qs);
+        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_s).text(), u"Translation models are ready."_s);
     }
 
     void thePasteButtonPastesAgain() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"en"_qs);
-        harness.dictate(u"good morning"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"en"_s);
+        harness.dictate(u"good morning"_s);
         QCOMPARE(harness.platform.keystrokesFake.pasteCount(), 1);
         harness.platform.log.clear();
-        harness.find<PanelButton>(u"pasteButton"_qs).click();
+        harness.find<PanelButton>(u"pasteButton"_s).click();
         harness.platform.queue.advance(std::chrono::seconds(2));
-        QVERIFY(harness.platform.log.calls().contains(u"pasteboard.write good morning"_qs));
+        QVERIFY(harness.platform.log.calls().contains(u"pasteboard.write good morning"_s));
         QCOMPARE(harness.platform.keystrokesFake.pasteCount(), 2);
-        QCOMPARE(harness.controller->statusText(), u"Inserted translation."_qs);
+        QCOMPARE(harness.controller->statusText(), u"Inserted translation."_s);
     }
 
     void theSwapButtonSwaps() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
-        harness.find<PanelButton>(u"swapButton"_qs).click();
-        QCOMPARE(harness.controller->sourceLocaleIdentifier(), u"es-ES"_qs);
-        QCOMPARE(harness.controller->statusText(), u"Language pair updated."_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
+        harness.find<PanelButton>(u"swapButton"_s).click();
+        QCOMPARE(harness.controller->sourceLocaleIdentifier(), u"es-ES"_s);
+        QCOMPARE(harness.controller->statusText(), u"Language pair updated."_s);
     }
 
     void theQuitButtonAsksTheShellToQuit() {
         PanelHarness harness;
         QSignalSpy quitting(harness.panel.get(), &ContentView::quitRequested);
-        harness.find<PanelButton>(u"quitButton"_qs).click();
+        harness.find<PanelButton>(u"quitButton"_s).click();
         QCOMPARE(quitting.count(), 1);
     }
 
@@ -749,57 +750,57 @@ private Q_SLOTS:
 
     void theFooterNamesThePair() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
-        QCOMPARE(harness.find<LimitedLabel>(u"footerText"_qs).text(),
-                 u"🇺🇸 English (United States) -> 🇪🇸 Spanish"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
+        QCOMPARE(harness.find<LimitedLabel>(u"footerText"_s).text(),
+                 u"🇺🇸 English (United States) -> 🇪🇸 Spanish"_s);
     }
 
     void interimWordsShowAtOnce() {
         PanelHarness harness;
         harness.startRecording();
-        harness.say(u"good"_qs);
-        QCOMPARE(harness.find<TextPane>(u"transcriptText"_qs).toPlainText(), u"good"_qs);
-        harness.say(u"could morning"_qs);
-        QCOMPARE(harness.find<TextPane>(u"transcriptText"_qs).toPlainText(), u"could morning"_qs);
-        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_qs).text(), u"Listening..."_qs);
+        harness.say(u"good"_s);
+        QCOMPARE(harness.find<TextPane>(u"transcriptText"_s).toPlainText(), u"good"_s);
+        harness.say(u"could morning"_s);
+        QCOMPARE(harness.find<TextPane>(u"transcriptText"_s).toPlainText(), u"could morning"_s);
+        QCOMPARE(harness.find<LimitedLabel>(u"statusText"_s).text(), u"Listening..."_s);
     }
 
     void theTranslationShows() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
-        harness.dictate(u"good morning"_qs);
-        QCOMPARE(harness.find<TextPane>(u"translationText"_qs).toPlainText(), u"<good morning>"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
+        harness.dictate(u"good morning"_s);
+        QCOMPARE(harness.find<TextPane>(u"translationText"_s).toPlainText(), u"<good morning>"_s);
     }
 
     void longTextsDoNotMoveTheLayout() {
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         harness.show();
         QCoreApplication::processEvents();
         const auto places = [&harness] {
             QList<QRect> places{harness.panel->geometry()};
             for (const auto *widget : harness.panel->findChildren<QWidget *>()) {
                 if (!widget->objectName().isEmpty() && !widget->objectName().startsWith(u"qt_") &&
-                    widget->objectName() != u"hotKeyText"_qs)
+                    widget->objectName() != u"hotKeyText"_s)
                     places += QRect(widget->mapTo(harness.panel.get(), QPoint()), widget->size());
             }
             return places;
         };
         const auto before = places();
-        harness.dictate(u"many words in a row "_qs.repeated(200));
-        harness.controller->setStatusText(u"a status that is much too long to be shown "_qs.repeated(9));
+        harness.dictate(u"many words in a row "_s.repeated(200));
+        harness.controller->setStatusText(u"a status that is much too long to be shown "_s.repeated(9));
         QCoreApplication::processEvents();
         QCOMPARE(places(), before);
-        QVERIFY(harness.find<TextPane>(u"transcriptText"_qs).verticalScrollBar()->maximum() > 0);
+        QVERIFY(harness.find<TextPane>(u"transcriptText"_s).verticalScrollBar()->maximum() > 0);
     }
 
     void eachTextIs82PixelsHighAndTheStatusAtLeast28() {
         PanelHarness harness;
         harness.show();
-        QCOMPARE(harness.find<QWidget>(u"transcriptText"_qs).parentWidget()->height(), 82);
-        QCOMPARE(harness.find<QWidget>(u"translationText"_qs).parentWidget()->height(), 82);
-        QVERIFY(harness.find<QWidget>(u"statusText"_qs).height() >= 28);
-        QCOMPARE(harness.find<QWidget>(u"statusDot"_qs).size(), QSize(8, 8));
+        QCOMPARE(harness.find<QWidget>(u"transcriptText"_s).parentWidget()->height(), 82);
+        QCOMPARE(harness.find<QWidget>(u"translationText"_s).parentWidget()->height(), 82);
+        QVERIFY(harness.find<QWidget>(u"statusText"_s).height() >= 28);
+        QCOMPARE(harness.find<QWidget>(u"statusDot"_s).size(), QSize(8, 8));
     }
 
     void theChildrenStandInTheirOrder_data() {
@@ -810,20 +811,20 @@ private Q_SLOTS:
     void theChildrenStandInTheirOrder() {
         QFETCH(QString, engine);
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         harness.controller->setTranslationEngineIdentifier(engine);
         harness.show();
         QTRY_VERIFY(harness.panel->height() == harness.panel->sizeHint().height());
         const QString divider; // has no name
-        const QStringList names{u"headerIcon"_qs,     u"sourcePicker"_qs,    u"enginePicker"_qs,
-                                u"mainButton"_qs,     u"statusText"_qs,      divider,
-                                u"transcriptText"_qs, u"translationText"_qs, u"footerText"_qs};
+        const QStringList names{u"headerIcon"_s,     u"sourcePicker"_s,    u"enginePicker"_s,
+                                u"mainButton"_s,     u"statusText"_s,      divider,
+                                u"transcriptText"_s, u"translationText"_s, u"footerText"_s};
         const auto places = placesOfWhatShows(*harness.panel);
         QCOMPARE(places.size(), names.size());
         int bottom = 18 - 16;
         for (int i = 0; i < places.size(); ++i) {
             QVERIFY2(places[i].top() - bottom == 16,
-                     qPrintable(u"%1 px above child %2"_qs.arg(places[i].top() - bottom).arg(i)));
+                     qPrintable(u"%1 px above child %2"_s.arg(places[i].top() - bottom).arg(i)));
             if (names[i] == divider)
                 QCOMPARE(places[i].height(), 1);
             else
@@ -843,7 +844,7 @@ private Q_SLOTS:
     void theChildrenStand16PixelsApart() {
         QFETCH(QString, engine);
         PanelHarness harness;
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
         harness.show();
         for (const auto &each : {hosted, local, engine})
             harness.controller->setTranslationEngineIdentifier(each);
@@ -855,11 +856,11 @@ private Q_SLOTS:
             return below.top() - above.bottom() - 1;
         };
         const auto endOfEngine = [&] {
-            return engine == hosted ? frameOf(harness, u"tokenField"_qs) : inPanel(u"enginePicker"_qs);
+            return engine == hosted ? frameOf(harness, u"tokenField"_s) : inPanel(u"enginePicker"_s);
         };
-        QTRY_COMPARE(gapAbove(inPanel(u"mainButton"_qs), endOfEngine()), 16);
-        QCOMPARE(gapAbove(inPanel(u"statusText"_qs), inPanel(u"mainButton"_qs)), 16);
-        QCOMPARE(gapAbove(inPanel(u"footerText"_qs), frameOf(harness, u"translationText"_qs)), 16);
+        QTRY_COMPARE(gapAbove(inPanel(u"mainButton"_s), endOfEngine()), 16);
+        QCOMPARE(gapAbove(inPanel(u"statusText"_s), inPanel(u"mainButton"_s)), 16);
+        QCOMPARE(gapAbove(inPanel(u"footerText"_s), frameOf(harness, u"translationText"_s)), 16);
     }
 
     // A redraw in the middle of an edit.
@@ -868,10 +869,10 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.useHostedEngine();
         harness.show();
-        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_s);
         endpoint.setFocus();
         endpoint.setSelection(3, 4);
-        harness.controller->setStatusText(u"redraw"_qs);
+        harness.controller->setStatusText(u"redraw"_s);
         QCOMPARE(endpoint.selectionStart(), 3);
         QCOMPARE(endpoint.selectionLength(), 4);
         QTest::keyClick(&endpoint, Qt::Key_X);
@@ -882,43 +883,43 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.useHostedEngine();
         harness.show();
-        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_qs);
+        auto &endpoint = harness.find<QLineEdit>(u"endpointField"_s);
         harness.controller->setOpenAIEndpointString({});
         endpoint.setFocus();
         const auto cursorRect = [&endpoint] {
             return endpoint.inputMethodQuery(Qt::ImCursorRectangle).toRect();
         };
         const QRect empty = cursorRect();
-        QInputMethodEvent composing(u"にほ"_qs, {{QInputMethodEvent::Cursor, 2, 1, {}}});
+        QInputMethodEvent composing(u"にほ"_s, {{QInputMethodEvent::Cursor, 2, 1, {}}});
         QApplication::sendEvent(&endpoint, &composing);
         const QRect composed = cursorRect(); // behind what is being composed
         QVERIFY(composed.x() > empty.x());
-        harness.controller->setStatusText(u"redraw"_qs);
+        harness.controller->setStatusText(u"redraw"_s);
         QCOMPARE(cursorRect(), composed);
         QInputMethodEvent committing;
-        committing.setCommitString(u"日本"_qs);
+        committing.setCommitString(u"日本"_s);
         QApplication::sendEvent(&endpoint, &committing);
-        QCOMPARE(harness.controller->openAIEndpointString(), u"日本"_qs);
+        QCOMPARE(harness.controller->openAIEndpointString(), u"日本"_s);
     }
 
     void aRedrawKeepsWhatIsSelectedInATranscript() {
         PanelHarness harness;
         harness.startRecording();
-        harness.say(u"good morning everyone"_qs);
-        auto &transcript = harness.find<TextPane>(u"transcriptText"_qs);
+        harness.say(u"good morning everyone"_s);
+        auto &transcript = harness.find<TextPane>(u"transcriptText"_s);
         QTextCursor cursor = transcript.textCursor();
         cursor.setPosition(5);
         cursor.setPosition(12, QTextCursor::KeepAnchor);
         transcript.setTextCursor(cursor);
-        harness.say(u"good morning everyone here"_qs);
-        QCOMPARE(transcript.textCursor().selectedText(), u"morning"_qs);
+        harness.say(u"good morning everyone here"_s);
+        QCOMPARE(transcript.textCursor().selectedText(), u"morning"_s);
     }
 
     void thePanelMayGoWhileTheControllerStays() {
         PanelHarness harness;
         harness.controller->startHotKeyRecording();
         harness.panel.reset();
-        harness.controller->setStatusText(u"later"_qs);
+        harness.controller->setStatusText(u"later"_s);
         harness.platform.run();
         QCOMPARE(harness.platform.appearanceFake.observerCount(), 0);
     }
@@ -926,10 +927,10 @@ private Q_SLOTS:
     void aSecondPanelShowsTheSameState() {
         PanelHarness harness;
         harness.startRecording();
-        harness.say(u"good morning"_qs);
+        harness.say(u"good morning"_s);
         ContentView again(*harness.controller);
-        QCOMPARE(again.findChild<PanelButton *>(u"mainButton"_qs)->text(), u"Stop"_qs);
-        QCOMPARE(again.findChild<TextPane *>(u"transcriptText"_qs)->toPlainText(), u"good morning"_qs);
+        QCOMPARE(again.findChild<PanelButton *>(u"mainButton"_s)->text(), u"Stop"_s);
+        QCOMPARE(again.findChild<TextPane *>(u"transcriptText"_s)->toPlainText(), u"good morning"_s);
     }
 
 private:

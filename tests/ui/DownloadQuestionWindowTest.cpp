@@ -10,6 +10,7 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using platform::Appearance;
@@ -23,7 +24,7 @@ private Q_SLOTS:
     void init() {
         m_platform = std::make_unique<FakePlatform>();
         m_answers.clear();
-        m_window = std::make_unique<DownloadQuestionWindow>(u"Download it?"_qs, [this](auto answer) {
+        m_window = std::make_unique<DownloadQuestionWindow>(u"Download it?"_s, [this](auto answer) {
             m_answers += answer;
             m_wasOpen = m_window && m_window->isVisible();
         });
@@ -43,15 +44,15 @@ private Q_SLOTS:
     }
 
     void whatAPublisherCallsItselfIsNoMarkup() {
-        DownloadQuestionWindow window(u"From <b>somebody</b>?"_qs, [](auto) {});
-        auto *text = window.findChild<QLabel *>(u"question"_qs);
+        DownloadQuestionWindow window(u"From <b>somebody</b>?"_s, [](auto) {});
+        auto *text = window.findChild<QLabel *>(u"question"_s);
         // Readers of the screen are told what is shown.
         QCOMPARE(QAccessible::queryAccessibleInterface(text)->text(QAccessible::Name),
-                 u"From <b>somebody</b>?"_qs);
+                 u"From <b>somebody</b>?"_s);
     }
 
     void whoAgreesIsHeardOnceTheWindowIsClosed() {
-        m_window->findChild<PanelButton *>(u"downloadButton"_qs)->click();
+        m_window->findChild<PanelButton *>(u"downloadButton"_s)->click();
         QCOMPARE(m_answers, QList{DownloadAnswer::download});
         QVERIFY(!m_wasOpen);
     }

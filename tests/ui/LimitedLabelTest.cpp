@@ -5,6 +5,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 using quillora::LimitedLabel;
 using quillora::test::toolTipOf;
 
@@ -27,41 +29,41 @@ class LimitedLabelTest : public QObject {
 
 private Q_SLOTS:
     void aShortTextHasNoTip() {
-        const auto label = labelWith(u"Ready."_qs);
-        QCOMPARE(label->text(), u"Ready."_qs);
+        const auto label = labelWith(u"Ready."_s);
+        QCOMPARE(label->text(), u"Ready."_s);
         QCOMPARE(toolTipOf(*label), QString());
     }
 
     void theTipTellsAllThatIsCut() {
-        const QString text = u"Translation failed: salt & <pepper>, "_qs.repeated(5) + u"the end"_qs;
+        const QString text = u"Translation failed: salt & <pepper>, "_s.repeated(5) + u"the end"_s;
         const auto label = labelWith(text);
-        QVERIFY(toolTipOf(*label).contains(u"salt &amp; &lt;pepper&gt;"_qs));
-        QVERIFY(toolTipOf(*label).contains(u"the end"_qs));
+        QVERIFY(toolTipOf(*label).contains(u"salt &amp; &lt;pepper&gt;"_s));
+        QVERIFY(toolTipOf(*label).contains(u"the end"_s));
     }
 
     /// The toolkit gives any other text as many pixels in one line as it wants.
     void theTipIsBrokenIntoLines() {
-        const auto label = labelWith(u"words & words "_qs.repeated(60));
+        const auto label = labelWith(u"words & words "_s.repeated(60));
         QVERIFY(Qt::mightBeRichText(toolTipOf(*label)));
         QVERIFY(!toolTipOf(*label).contains(QChar::Nbsp));
     }
 
     void anEndlessTextLooksAsItsBeginningDoes() {
-        const QString error = u"Translation failed: <html>a page instead of an answer "_qs;
+        const QString error = u"Translation failed: <html>a page instead of an answer "_s;
         const auto endless = labelWith(error.repeated(20000));
         const auto longOne = labelWith(error.repeated(15));
         QCOMPARE(pictureOf(*endless), pictureOf(*longOne));
     }
 
     void ofAnEndlessTextOnlyItsBeginningIsKept() {
-        const auto label = labelWith(u"Translation failed: "_qs + QString(1 << 20, u'x'));
-        QCOMPARE(label->text(), u"Translation failed: "_qs + QString(980, u'x') + u'…');
-        QVERIFY(toolTipOf(*label).contains(u"Translation failed: xxx"_qs));
+        const auto label = labelWith(u"Translation failed: "_s + QString(1 << 20, u'x'));
+        QCOMPARE(label->text(), u"Translation failed: "_s + QString(980, u'x') + u'…');
+        QVERIFY(toolTipOf(*label).contains(u"Translation failed: xxx"_s));
         QVERIFY(toolTipOf(*label).size() < 1200);
     }
 
     void characterPairsAreNotTornApart() {
-        const auto label = labelWith(QString(999, u'x') + u"😀😀"_qs);
+        const auto label = labelWith(QString(999, u'x') + u"😀😀"_s);
         QCOMPARE(label->text(), QString(999, u'x') + u'…');
     }
 
@@ -71,8 +73,8 @@ private Q_SLOTS:
     }
 
     void lineEndsTakeNoRoom() {
-        const auto label = labelWith(u"Translation failed:\n\n\n  the server   is tired"_qs);
-        const auto plain = labelWith(u"Translation failed: the server is tired"_qs);
+        const auto label = labelWith(u"Translation failed:\n\n\n  the server   is tired"_s);
+        const auto plain = labelWith(u"Translation failed: the server is tired"_s);
         QCOMPARE(pictureOf(*label), pictureOf(*plain));
     }
 };

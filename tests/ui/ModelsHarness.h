@@ -9,13 +9,15 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// The Models window over fakes.
 class ModelsHarness {
 public:
     /// `prepare` sets the desktop up before the window is made.
     explicit ModelsHarness(const std::function<void(FakePlatform &)> &prepare = fillShelf) {
-        platform.speech.locales = QStringList{u"en-US"_qs, u"en-GB"_qs, u"es-ES"_qs, u"ru-RU"_qs,
-                                              u"de-DE"_qs, u"fr-FR"_qs, u"kk-KZ"_qs, u"nl-NL"_qs};
+        platform.speech.locales = QStringList{u"en-US"_s, u"en-GB"_s, u"es-ES"_s, u"ru-RU"_s,
+                                              u"de-DE"_s, u"fr-FR"_s, u"kk-KZ"_s, u"nl-NL"_s};
         prepare(platform);
         models = std::make_unique<Models>(platform.models, platform.routes, platform.consent);
         window = std::make_unique<ModelsWindow>(

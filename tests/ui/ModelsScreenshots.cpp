@@ -7,6 +7,7 @@
 #include <QLineEdit>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 
@@ -15,7 +16,7 @@ namespace {
 /// Some of what is published, with what is said of it.
 void fillRichShelf(FakePlatform &platform) {
     fillShelf(platform);
-    const platform::ModelScore good{84.8, u"FLORES COMET x 100"_qs, u"the publisher"_qs};
+    const platform::ModelScore good{84.8, u"FLORES COMET x 100"_s, u"the publisher"_s};
     const auto published = platform.models.models(); // a copy: each is offered anew
     for (auto model : published) {
         if (model.kind == platform::ModelKind::translation) {
@@ -24,8 +25,8 @@ void fillRichShelf(FakePlatform &platform) {
                 model.score->value = 87.4;
             else
                 model.sizeClass = platform::ModelSizeClass::light;
-        } else if (model.id == u"kroko-fr"_qs) {
-            model.licence = u"CC-BY-SA-4.0"_qs;
+        } else if (model.id == u"kroko-fr"_s) {
+            model.licence = u"CC-BY-SA-4.0"_s;
             model.punctuates = true;
         }
         platform.models.offer(model);
@@ -52,19 +53,19 @@ private Q_SLOTS:
         QFETCH(QString, state);
         QFETCH(QString, scheme);
         QApplication::setPalette(Pictures::lightPalette());
-        if (state == u"right-to-left"_qs)
+        if (state == u"right-to-left"_s)
             QApplication::setLayoutDirection(Qt::RightToLeft);
         ModelsHarness harness([&](FakePlatform &platform) {
             Pictures::prefer(platform, scheme);
-            if (state == u"long-words"_qs) {
-                platform.locale.displayNames[u"de-DE"_qs] =
-                    u"Hochdeutsch der Bundesrepublik Deutschland (Amtssprache)"_qs;
-                platform.locale.displayNames[u"de"_qs] = u"Donaudampfschifffahrtsgesellschaftssprache"_qs;
-                platform.locale.displayNames[u"en"_qs] = u"Gemeinschaftsenglischunterrichtssprache"_qs;
+            if (state == u"long-words"_s) {
+                platform.locale.displayNames[u"de-DE"_s] =
+                    u"Hochdeutsch der Bundesrepublik Deutschland (Amtssprache)"_s;
+                platform.locale.displayNames[u"de"_s] = u"Donaudampfschifffahrtsgesellschaftssprache"_s;
+                platform.locale.displayNames[u"en"_s] = u"Gemeinschaftsenglischunterrichtssprache"_s;
             }
-            if (state == u"troubles"_qs) {
+            if (state == u"troubles"_s) {
                 platform.models.omitted = {
-                    u"The model mine in /etc/xdg/Quillora/models.json is left out. There is no engine \"another\" here."_qs};
+                    u"The model mine in /etc/xdg/Quillora/models.json is left out. There is no engine \"another\" here."_s};
             }
             fillRichShelf(platform);
         });
@@ -72,10 +73,10 @@ private Q_SLOTS:
         harness.show();
         std::unique_ptr<DownloadQuestionWindow> question;
         QWidget *pictured = harness.window.get();
-        if (state == u"question"_qs) {
+        if (state == u"question"_s) {
             question = std::make_unique<DownloadQuestionWindow>(
                 u"Download what translating German to French, by way of English, takes? 30 MB from "
-                u"models.example, kept on this computer."_qs,
+                u"models.example, kept on this computer."_s,
                 [](auto) {});
             question->show();
             pictured = question.get();
@@ -83,7 +84,7 @@ private Q_SLOTS:
         harness.platform.run();
         QCoreApplication::processEvents();
         QVERIFY(pictured->height() <= 617);
-        m_pictures.take(*pictured, u"models-%1-%2"_qs.arg(state, scheme));
+        m_pictures.take(*pictured, u"models-%1-%2"_s.arg(state, scheme));
     }
 
 private:
@@ -91,39 +92,39 @@ private:
 
     static void enter(ModelsHarness &harness, const QString &state) {
         auto &store = harness.platform.models;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
-        if (state == u"downloading"_qs) {
-            harness.find<PanelButton>(u"installWanted"_qs).click();
+        harness.window->select(u"de-DE"_s, u"en"_s);
+        if (state == u"downloading"_s) {
+            harness.find<PanelButton>(u"installWanted"_s).click();
             platform::ModelProgress progress = received(27'000'000, 71'000'000);
             progress.timeLeft = std::chrono::seconds(40);
             store.progress(progress);
-        } else if (state == u"installed"_qs) {
-            store.place(u"kroko-de"_qs, u"1"_qs);
-            store.place(u"de-en-tiny"_qs, u"1"_qs);
-            store.place(u"vosk-ru"_qs, u"1"_qs, {}, FakeModelStore::Owner::administrator);
+        } else if (state == u"installed"_s) {
+            store.place(u"kroko-de"_s, u"1"_s);
+            store.place(u"de-en-tiny"_s, u"1"_s);
+            store.place(u"vosk-ru"_s, u"1"_s, {}, FakeModelStore::Owner::administrator);
             harness.platform.space.usedBytes = 87'000'000;
-        } else if (state == u"translation"_qs || state == u"choices"_qs) {
-            harness.window->select(u"de-DE"_qs, u"fr"_qs);
-            harness.find<SegmentBar>(u"kinds"_qs).setCurrentIndex(1);
-            if (state == u"choices"_qs)
-                harness.find<PanelButton>(u"otherChoices"_qs).click();
-        } else if (state == u"search"_qs) {
-            harness.find<SegmentBar>(u"kinds"_qs).setCurrentIndex(1);
-            harness.find<QLineEdit>(u"search"_qs).setText(u"fren"_qs);
-        } else if (state == u"troubles"_qs) {
-            store.place(u"kroko-de"_qs, u"1"_qs);
-            store.damage(u"kroko-de"_qs, u"The file model.onnx is not what was installed."_qs);
-            store.install(u"vosk-ru"_qs);
+        } else if (state == u"translation"_s || state == u"choices"_s) {
+            harness.window->select(u"de-DE"_s, u"fr"_s);
+            harness.find<SegmentBar>(u"kinds"_s).setCurrentIndex(1);
+            if (state == u"choices"_s)
+                harness.find<PanelButton>(u"otherChoices"_s).click();
+        } else if (state == u"search"_s) {
+            harness.find<SegmentBar>(u"kinds"_s).setCurrentIndex(1);
+            harness.find<QLineEdit>(u"search"_s).setText(u"fren"_s);
+        } else if (state == u"troubles"_s) {
+            store.place(u"kroko-de"_s, u"1"_s);
+            store.damage(u"kroko-de"_s, u"The file model.onnx is not what was installed."_s);
+            store.install(u"vosk-ru"_s);
             store.fail(u"There is not enough room: 29 MB are needed, and 3 MB are free. Make room, and "
-                       u"install it again."_qs);
-            store.install(u"kroko-fr"_qs);
+                       u"install it again."_s);
+            store.install(u"kroko-fr"_s);
             store.progress(received(20'000'000, 71'000'000));
-            store.pause(u"kroko-fr"_qs);
-        } else if (state == u"right-to-left"_qs) {
-            store.install(u"kroko-de"_qs);
+            store.pause(u"kroko-fr"_s);
+        } else if (state == u"right-to-left"_s) {
+            store.install(u"kroko-de"_s);
             store.progress(received(20'000'000, 71'000'000));
-        } else if (state == u"long-words"_qs) {
-            harness.find<SegmentBar>(u"kinds"_qs).setCurrentIndex(1);
+        } else if (state == u"long-words"_s) {
+            harness.find<SegmentBar>(u"kinds"_s).setCurrentIndex(1);
         }
         harness.platform.run();
     }

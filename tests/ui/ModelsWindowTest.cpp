@@ -18,6 +18,7 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using platform::ModelTask;
@@ -25,9 +26,9 @@ using Owner = FakeModelStore::Owner;
 
 namespace {
 
-const QString kroko = u"kroko-de"_qs;
-const QString tiny = u"en-ru-tiny"_qs;
-const QString base = u"en-ru-base"_qs;
+const QString kroko = u"kroko-de"_s;
+const QString tiny = u"en-ru-tiny"_s;
+const QString base = u"en-ru-base"_s;
 
 QString accessible(QWidget &widget, QAccessible::Text text) {
     return QAccessible::queryAccessibleInterface(&widget)->text(text);
@@ -44,212 +45,211 @@ private Q_SLOTS:
 
     void aWholeLanguageSaysWhatItsPartsTake() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
-        QCOMPARE(box(harness, "hearing").text(), u"Dictate in German (Germany)"_qs);
-        QCOMPARE(label(harness, "hearingStanding"), u"71 MB"_qs);
-        QCOMPARE(box(harness, "translating").text(), u"Translate German to English"_qs);
-        QCOMPARE(label(harness, "translatingStanding"), u"16 MB"_qs);
-        QCOMPARE(installButton(harness).text(), u"Install, 87 MB"_qs);
-        QCOMPARE(label(harness, "wantedSummary"), u"Kept on this computer."_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
+        QCOMPARE(box(harness, "hearing").text(), u"Dictate in German (Germany)"_s);
+        QCOMPARE(label(harness, "hearingStanding"), u"71 MB"_s);
+        QCOMPARE(box(harness, "translating").text(), u"Translate German to English"_s);
+        QCOMPARE(label(harness, "translatingStanding"), u"16 MB"_s);
+        QCOMPARE(installButton(harness).text(), u"Install, 87 MB"_s);
+        QCOMPARE(label(harness, "wantedSummary"), u"Kept on this computer."_s);
         QVERIFY(box(harness, "hearing").isChecked());
         QVERIFY(box(harness, "translating").isChecked());
     }
 
     void oneClickInstallsAllThatAWholeLanguageTakes() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
         installButton(harness).click();
-        QCOMPARE(harness.platform.models.waiting(), (QStringList{kroko, u"de-en-tiny"_qs}));
+        QCOMPARE(harness.platform.models.waiting(), (QStringList{kroko, u"de-en-tiny"_s}));
     }
 
     void whatIsUntickedIsNotInstalled() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
         box(harness, "hearing").click();
-        QCOMPARE(installButton(harness).text(), u"Install, 16 MB"_qs);
+        QCOMPARE(installButton(harness).text(), u"Install, 16 MB"_s);
         installButton(harness).click();
-        QCOMPARE(harness.platform.models.waiting(), QStringList{u"de-en-tiny"_qs});
+        QCOMPARE(harness.platform.models.waiting(), QStringList{u"de-en-tiny"_s});
     }
 
     void whereNothingIsTickedThereIsNothingToInstall() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"de"_qs);
+        harness.window->select(u"de-DE"_s, u"de"_s);
         box(harness, "hearing").click();
-        QCOMPARE(installButton(harness).text(), u"Install"_qs);
+        QCOMPARE(installButton(harness).text(), u"Install"_s);
         QVERIFY(!installButton(harness).isEnabled());
     }
 
     void aPairByWayOfEnglishSaysSo() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"fr"_qs);
-        QCOMPARE(label(harness, "translatingStanding"), u"30 MB, by way of English"_qs);
+        harness.window->select(u"de-DE"_s, u"fr"_s);
+        QCOMPARE(label(harness, "translatingStanding"), u"30 MB, by way of English"_s);
     }
 
     void whatNothingDoesSaysSoAndCannotBeTicked() {
         ModelsHarness harness;
-        harness.window->select(u"kk-KZ"_qs, u"en"_qs);
-        QCOMPARE(label(harness, "hearingStanding"), u"There is no model for this"_qs);
+        harness.window->select(u"kk-KZ"_s, u"en"_s);
+        QCOMPARE(label(harness, "hearingStanding"), u"There is no model for this"_s);
         QVERIFY(!box(harness, "hearing").isEnabled());
         QVERIFY(!box(harness, "hearing").isChecked());
     }
 
     void whatIsThereIsReady() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
-        harness.platform.models.place(kroko, u"1"_qs);
-        harness.platform.models.place(u"de-en-tiny"_qs, u"1"_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
+        harness.platform.models.place(kroko, u"1"_s);
+        harness.platform.models.place(u"de-en-tiny"_s, u"1"_s);
         harness.platform.run();
-        QCOMPARE(label(harness, "hearingStanding"), u"Ready"_qs);
-        QCOMPARE(label(harness, "wantedSummary"), u"Everything for this is here."_qs);
+        QCOMPARE(label(harness, "hearingStanding"), u"Ready"_s);
+        QCOMPARE(label(harness, "wantedSummary"), u"Everything for this is here."_s);
         QVERIFY(!installButton(harness).isEnabled());
     }
 
     void howFarItIsIsSaidWhileItComes() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
         installButton(harness).click();
         harness.platform.models.progress(received(35'500'000, 71'000'000));
         harness.platform.run();
-        QCOMPARE(label(harness, "hearingStanding"), u"On its way, 50 %"_qs);
-        QCOMPARE(label(harness, "translatingStanding"), u"On its way, 0 %"_qs);
-        QCOMPARE(label(harness, "wantedSummary"), u"On its way. You may close this window."_qs);
-        QCOMPARE(harness.find<ProgressLine>(u"wantedProgress"_qs).value(), 40); // of 87 MB
+        QCOMPARE(label(harness, "hearingStanding"), u"On its way, 50 %"_s);
+        QCOMPARE(label(harness, "translatingStanding"), u"On its way, 0 %"_s);
+        QCOMPARE(label(harness, "wantedSummary"), u"On its way. You may close this window."_s);
+        QCOMPARE(harness.find<ProgressLine>(u"wantedProgress"_s).value(), 40); // of 87 MB
     }
 
     void theSameLanguageTwiceIsOnlyDictated() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"de"_qs);
+        harness.window->select(u"de-DE"_s, u"de"_s);
         QVERIFY(box(harness, "translating").isHidden());
-        QCOMPARE(installButton(harness).text(), u"Install, 71 MB"_qs);
+        QCOMPARE(installButton(harness).text(), u"Install, 71 MB"_s);
     }
 
     void anotherLanguageIsPickedInTheWindow() {
         ModelsHarness harness;
-        Q_EMIT harness.find<Picker>(u"wantedSource"_qs).picked(u"fr-FR"_qs);
-        Q_EMIT harness.find<Picker>(u"wantedTarget"_qs).picked(u"de"_qs);
-        QCOMPARE(box(harness, "translating").text(), u"Translate French to German"_qs);
+        Q_EMIT harness.find<Picker>(u"wantedSource"_s).picked(u"fr-FR"_s);
+        Q_EMIT harness.find<Picker>(u"wantedTarget"_s).picked(u"de"_s);
+        QCOMPARE(box(harness, "translating").text(), u"Translate French to German"_s);
     }
 
     void aLanguageThatThePanelDoesNotTranslateToIsCalledByItsCode() {
         const ModelsHarness harness;
         ModelsWindow window(*harness.models, harness.platform.space,
-                            {{{u"eo"_qs, u"Esperanto"_qs, {}, u"eo"_qs}}, LanguageCatalog::targets()});
-        window.select(u"eo"_qs, u"de"_qs);
-        QCOMPARE(window.findChild<QCheckBox *>(u"translatingBox"_qs)->text(), u"Translate eo to German"_qs);
+                            {{{u"eo"_s, u"Esperanto"_s, {}, u"eo"_s}}, LanguageCatalog::targets()});
+        window.select(u"eo"_s, u"de"_s);
+        QCOMPARE(window.findChild<QCheckBox *>(u"translatingBox"_s)->text(), u"Translate eo to German"_s);
     }
 
     // The lists.
 
     void speechIsListedByLanguages() {
         ModelsHarness harness;
-        QCOMPARE(titles(harness, u"speechModels"_qs),
-                 (QStringList{u"🇷🇺 Russian"_qs, u"🇫🇷 French"_qs, u"🇩🇪 German"_qs}));
+        QCOMPARE(titles(harness, u"speechModels"_s),
+                 (QStringList{u"🇷🇺 Russian"_s, u"🇫🇷 French"_s, u"🇩🇪 German"_s}));
     }
 
     void translationIsListedByPairs() {
         ModelsHarness harness;
-        QCOMPARE(titles(harness, u"translationModels"_qs).first(3),
-                 (QStringList{u"🇺🇸 English to 🇷🇺 Russian"_qs, u"🇷🇺 Russian to 🇺🇸 English"_qs,
-                              u"🇺🇸 English to 🇫🇷 French"_qs}));
+        QCOMPARE(titles(harness, u"translationModels"_s).first(3),
+                 (QStringList{u"🇺🇸 English to 🇷🇺 Russian"_s, u"🇷🇺 Russian to 🇺🇸 English"_s,
+                              u"🇺🇸 English to 🇫🇷 French"_s}));
     }
 
     void languagesAreCalledAsTheUserCallsThem() {
         ModelsHarness harness([](FakePlatform &platform) {
-            platform.locale.displayNames[u"de"_qs] = u"deutsch"_qs;
+            platform.locale.displayNames[u"de"_s] = u"deutsch"_s;
             fillShelf(platform);
         });
-        QVERIFY(titles(harness, u"speechModels"_qs).contains(u"🇩🇪 Deutsch"_qs));
+        QVERIFY(titles(harness, u"speechModels"_s).contains(u"🇩🇪 Deutsch"_s));
     }
 
     void aRowSaysWhatTheModelIs() {
         ModelsHarness harness;
         QCOMPARE(texts(row(harness, kroko)),
-                 (QStringList{u"🇩🇪 German"_qs, u"kroko-de · 71 MB · Light · Quality not stated"_qs,
-                              u"From k2-fsa. Licence not stated."_qs}));
+                 (QStringList{u"🇩🇪 German"_s, u"kroko-de · 71 MB · Light · Quality not stated"_s,
+                              u"From k2-fsa. Licence not stated."_s}));
     }
 
     void theRecommendedOfSeveralChoicesIsCalledThat() {
         ModelsHarness harness;
-        QCOMPARE(texts(row(harness, tiny)).at(1),
-                 u"Recommended · en-ru-tiny · 14 MB · Quality not stated"_qs);
+        QCOMPARE(texts(row(harness, tiny)).at(1), u"Recommended · en-ru-tiny · 14 MB · Quality not stated"_s);
     }
 
     void theOtherChoicesShowOnDemand() {
         ModelsHarness harness;
-        QCOMPARE(harness.find<PanelButton>(u"otherChoices"_qs).text(), u"1 other choice"_qs);
+        QCOMPARE(harness.find<PanelButton>(u"otherChoices"_s).text(), u"1 other choice"_s);
         QVERIFY(!find(harness, base));
-        harness.find<PanelButton>(u"otherChoices"_qs).click();
-        QCOMPARE(texts(row(harness, base)), (QStringList{base, u"33 MB · Large · Quality not stated"_qs,
-                                                         u"Publisher not stated. Licence not stated."_qs}));
-        QCOMPARE(harness.find<PanelButton>(u"otherChoices"_qs).text(), u"Fewer choices"_qs);
+        harness.find<PanelButton>(u"otherChoices"_s).click();
+        QCOMPARE(texts(row(harness, base)), (QStringList{base, u"33 MB · Large · Quality not stated"_s,
+                                                         u"Publisher not stated. Licence not stated."_s}));
+        QCOMPARE(harness.find<PanelButton>(u"otherChoices"_s).text(), u"Fewer choices"_s);
     }
 
     void anotherChoiceIsInstalledInItsPlace() {
         ModelsHarness harness;
-        harness.find<PanelButton>(u"otherChoices"_qs).click();
+        harness.find<PanelButton>(u"otherChoices"_s).click();
         press(row(harness, base), 0);
         QCOMPARE(harness.platform.models.waiting(), QStringList{base});
         harness.platform.models.arrive();
         harness.platform.run();
         QCOMPARE(texts(row(harness, base)).first(), base);
-        QCOMPARE(texts(row(harness, base)).last(), u"Installed, in use"_qs);
+        QCOMPARE(texts(row(harness, base)).last(), u"Installed, in use"_s);
     }
 
     void whatIsInUseLeadsOnceTheOtherChoicesAreAway() {
         ModelsHarness harness;
-        harness.find<PanelButton>(u"otherChoices"_qs).click();
+        harness.find<PanelButton>(u"otherChoices"_s).click();
         press(row(harness, base), 0);
         harness.platform.models.arrive();
         harness.platform.run();
-        harness.find<PanelButton>(u"otherChoices"_qs).click();
-        QCOMPARE(texts(row(harness, base)).first(), u"🇺🇸 English to 🇷🇺 Russian"_qs);
+        harness.find<PanelButton>(u"otherChoices"_s).click();
+        QCOMPARE(texts(row(harness, base)).first(), u"🇺🇸 English to 🇷🇺 Russian"_s);
         QCOMPARE(texts(row(harness, tiny)).first(), tiny);
     }
 
     void aListWithoutModelsSaysSo() {
         ModelsHarness harness([](FakePlatform &) {});
-        QCOMPARE(harness.find<ModelListView>(u"speechModels"_qs).findChild<QLabel *>(u"emptiness"_qs)->text(),
-                 u"There are no models for this."_qs);
+        QCOMPARE(harness.find<ModelListView>(u"speechModels"_s).findChild<QLabel *>(u"emptiness"_s)->text(),
+                 u"There are no models for this."_s);
     }
 
     void searchingShowsWhatMatches_data() {
         QTest::addColumn<QString>("search");
         QTest::addColumn<QStringList>("found");
-        const QString german = u"🇩🇪 German"_qs;
-        QTest::newRow("nothing") << QString() << QStringList{u"🇷🇺 Russian"_qs, u"🇫🇷 French"_qs, german};
-        QTest::newRow("a language") << u"germ"_qs << QStringList{german};
-        QTest::newRow("in capitals") << u"GERMAN"_qs << QStringList{german};
-        QTest::newRow("a model") << u"kroko"_qs << QStringList{u"🇫🇷 French"_qs, german};
-        QTest::newRow("both") << u"kroko fr"_qs << QStringList{u"🇫🇷 French"_qs};
-        QTest::newRow("the middle of a word") << u"erman"_qs << QStringList{};
+        const QString german = u"🇩🇪 German"_s;
+        QTest::newRow("nothing") << QString() << QStringList{u"🇷🇺 Russian"_s, u"🇫🇷 French"_s, german};
+        QTest::newRow("a language") << u"germ"_s << QStringList{german};
+        QTest::newRow("in capitals") << u"GERMAN"_s << QStringList{german};
+        QTest::newRow("a model") << u"kroko"_s << QStringList{u"🇫🇷 French"_s, german};
+        QTest::newRow("both") << u"kroko fr"_s << QStringList{u"🇫🇷 French"_s};
+        QTest::newRow("the middle of a word") << u"erman"_s << QStringList{};
     }
     void searchingShowsWhatMatches() {
         QFETCH(QString, search);
         ModelsHarness harness;
-        harness.find<QLineEdit>(u"search"_qs).setText(search);
-        QTEST(titles(harness, u"speechModels"_qs), "found");
+        harness.find<QLineEdit>(u"search"_s).setText(search);
+        QTEST(titles(harness, u"speechModels"_s), "found");
     }
 
     void aTranslationIsFoundByTheNameThatItHas() {
         ModelsHarness harness;
-        harness.find<QLineEdit>(u"search"_qs).setText(u"German to English"_qs);
-        QVERIFY(titles(harness, u"translationModels"_qs).contains(u"🇩🇪 German to 🇺🇸 English"_qs));
+        harness.find<QLineEdit>(u"search"_s).setText(u"German to English"_s);
+        QVERIFY(titles(harness, u"translationModels"_s).contains(u"🇩🇪 German to 🇺🇸 English"_s));
     }
 
     void aSearchWithoutAHitSaysSo() {
         ModelsHarness harness;
-        harness.find<QLineEdit>(u"search"_qs).setText(u"klingon"_qs);
+        harness.find<QLineEdit>(u"search"_s).setText(u"klingon"_s);
         const auto *emptiness =
-            harness.find<ModelListView>(u"speechModels"_qs).findChild<QLabel *>(u"emptiness"_qs);
+            harness.find<ModelListView>(u"speechModels"_s).findChild<QLabel *>(u"emptiness"_s);
         QVERIFY(!emptiness->isHidden());
-        QCOMPARE(emptiness->text(), u"No language here goes by that name."_qs);
+        QCOMPARE(emptiness->text(), u"No language here goes by that name."_s);
     }
 
     // What there is of a model, and what can be done with it.
 
     void whatIsNotThereOffersToBeInstalled() {
         ModelsHarness harness;
-        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_qs});
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_s});
     }
 
     void aDownloadShowsHowFarItIs() {
@@ -257,8 +257,8 @@ private Q_SLOTS:
         press(row(harness, kroko), 0);
         harness.platform.models.progress(received(7'100'000, 71'000'000));
         harness.platform.run();
-        QCOMPARE(texts(row(harness, kroko)).last(), u"Downloading: 7.1 MB of 71 MB"_qs);
-        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Pause"_qs, u"Cancel"_qs}));
+        QCOMPARE(texts(row(harness, kroko)).last(), u"Downloading: 7.1 MB of 71 MB"_s);
+        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Pause"_s, u"Cancel"_s}));
         const auto *line = row(harness, kroko).findChild<ProgressLine *>();
         QVERIFY(!line->isHidden());
         QCOMPARE(line->value(), 10);
@@ -270,8 +270,8 @@ private Q_SLOTS:
         harness.platform.models.progress(received(7'100'000, 71'000'000));
         press(row(harness, kroko), 0);
         harness.platform.run();
-        QCOMPARE(texts(row(harness, kroko)).last(), u"Paused"_qs);
-        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Resume"_qs, u"Cancel"_qs}));
+        QCOMPARE(texts(row(harness, kroko)).last(), u"Paused"_s);
+        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Resume"_s, u"Cancel"_s}));
         press(row(harness, kroko), 0);
         QCOMPARE(harness.platform.models.underWay(), kroko);
     }
@@ -282,7 +282,7 @@ private Q_SLOTS:
         harness.platform.models.progress(received(7'100'000, 71'000'000));
         press(row(harness, kroko), 1);
         harness.platform.run();
-        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_qs});
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_s});
         QVERIFY(row(harness, kroko).findChild<ProgressLine *>()->isHidden());
     }
 
@@ -291,60 +291,60 @@ private Q_SLOTS:
         press(row(harness, kroko), 0);
         harness.platform.models.arrive();
         harness.platform.run();
-        QCOMPARE(texts(row(harness, kroko)).last(), u"Installed, in use"_qs);
-        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Remove"_qs});
+        QCOMPARE(texts(row(harness, kroko)).last(), u"Installed, in use"_s);
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Remove"_s});
     }
 
     void aModelThatIsRemovedWhileInUseSaysSo() {
         ModelsHarness harness;
-        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.models.place(kroko, u"1"_s);
         const auto use = harness.platform.models.use(kroko);
         harness.platform.run();
         press(row(harness, kroko), 0);
         harness.platform.run();
-        QCOMPARE(texts(row(harness, kroko)).last().first(36), u"Is removed as soon as nobody uses it"_qs);
-        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Keep"_qs});
+        QCOMPARE(texts(row(harness, kroko)).last().first(36), u"Is removed as soon as nobody uses it"_s);
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Keep"_s});
     }
 
     void aModelThatIsDamagedSaysWhyAndOffersRepair() {
         ModelsHarness harness;
-        harness.platform.models.place(kroko, u"1"_qs);
-        harness.platform.models.damage(kroko, u"The file model.onnx is gone."_qs);
+        harness.platform.models.place(kroko, u"1"_s);
+        harness.platform.models.damage(kroko, u"The file model.onnx is gone."_s);
         harness.platform.run();
-        QCOMPARE(texts(row(harness, kroko)).last(), u"The file model.onnx is gone."_qs);
-        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Repair"_qs, u"Remove"_qs}));
+        QCOMPARE(texts(row(harness, kroko)).last(), u"The file model.onnx is gone."_s);
+        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Repair"_s, u"Remove"_s}));
     }
 
     void aFailureSaysWhyAndOffersAnotherTry() {
         ModelsHarness harness;
         press(row(harness, kroko), 0);
-        harness.platform.models.fail(u"There is no room."_qs);
+        harness.platform.models.fail(u"There is no room."_s);
         harness.platform.run();
-        QCOMPARE(texts(row(harness, kroko)).last(), u"There is no room."_qs);
-        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_qs});
+        QCOMPARE(texts(row(harness, kroko)).last(), u"There is no room."_s);
+        QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_s});
     }
 
     void whatAnAdministratorInstalledIsLeftAlone() {
         ModelsHarness harness;
-        harness.platform.models.place(kroko, u"1"_qs, {}, Owner::administrator);
+        harness.platform.models.place(kroko, u"1"_s, {}, Owner::administrator);
         harness.platform.run();
-        QCOMPARE(texts(row(harness, kroko)).last(), u"Installed for everybody on this computer, in use"_qs);
+        QCOMPARE(texts(row(harness, kroko)).last(), u"Installed for everybody on this computer, in use"_s);
         QVERIFY(actions(row(harness, kroko)).isEmpty());
     }
 
     void whatAnEngineFoundOutIsSaidBesideTheState() {
         ModelsHarness harness;
-        harness.platform.models.place(kroko, u"1"_qs);
-        harness.platform.models.remark(kroko, u"1"_qs, u"This computer is too slow for it."_qs);
+        harness.platform.models.place(kroko, u"1"_s);
+        harness.platform.models.remark(kroko, u"1"_s, u"This computer is too slow for it."_s);
         harness.platform.run();
         QCOMPARE(texts(row(harness, kroko)).last(),
-                 u"Installed, in use. This computer is too slow for it."_qs);
+                 u"Installed, in use. This computer is too slow for it."_s);
     }
 
     void theSecondClickOfADoubleClickDoesNotPause() {
         ModelsHarness harness;
         harness.show();
-        auto &button = *row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_qs);
+        auto &button = *row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_s);
         QTest::mouseClick(&button, Qt::LeftButton);
         // Its second half alone: mouseDClick() has a whole click before that.
         QTest::mouseEvent(QTest::MouseDClick, &button, Qt::LeftButton, {}, QPoint());
@@ -355,16 +355,16 @@ private Q_SLOTS:
     void theRoomIsSaidAndFollowsWhatIsInstalled() {
         ModelsHarness harness;
         harness.show();
-        QCOMPARE(label(harness, "spaceText"), u"You have no models of your own. 12 GB are free."_qs);
+        QCOMPARE(label(harness, "spaceText"), u"You have no models of your own. 12 GB are free."_s);
         harness.platform.space.usedBytes = 71'000'000;
-        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.models.place(kroko, u"1"_s);
         harness.platform.run();
-        QCOMPARE(label(harness, "spaceText"), u"Your models take 71 MB. 12 GB are free."_qs);
+        QCOMPARE(label(harness, "spaceText"), u"Your models take 71 MB. 12 GB are free."_s);
     }
 
     void aHiddenWindowDoesNotAskForTheRoom() {
         ModelsHarness harness;
-        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.models.place(kroko, u"1"_s);
         harness.platform.run();
         QCOMPARE(harness.platform.space.questions, 0);
         harness.show();
@@ -381,10 +381,10 @@ private Q_SLOTS:
         harness.show();
         harness.window->close();
         harness.platform.space.usedBytes = 71'000'000;
-        harness.platform.models.place(kroko, u"1"_qs);
+        harness.platform.models.place(kroko, u"1"_s);
         harness.platform.run();
         harness.show();
-        QCOMPARE(label(harness, "spaceText"), u"Your models take 71 MB. 12 GB are free."_qs);
+        QCOMPARE(label(harness, "spaceText"), u"Your models take 71 MB. 12 GB are free."_s);
     }
 
     // What the catalogs say in vain.
@@ -392,45 +392,45 @@ private Q_SLOTS:
     void whatTheCatalogsSayInVainIsNamed() {
         ModelsHarness harness([](FakePlatform &platform) {
             fillShelf(platform);
-            platform.models.omitted = {u"The model one in /a is left out. It has too many files."_qs,
-                                       u"The model two in /a is left out. It has too many files."_qs};
+            platform.models.omitted = {u"The model one in /a is left out. It has too many files."_s,
+                                       u"The model two in /a is left out. It has too many files."_s};
         });
         harness.show();
-        auto &line = harness.find<LimitedLabel>(u"omissionsText"_qs);
+        auto &line = harness.find<LimitedLabel>(u"omissionsText"_s);
         const QString words = u"2 entries of the catalogs are left out. "
                               u"The model one in /a is left out. It has too many files. "
-                              u"The model two in /a is left out. It has too many files."_qs;
+                              u"The model two in /a is left out. It has too many files."_s;
         QVERIFY(line.isVisible());
         QCOMPARE(accessible(line, QAccessible::Name), words);
-        QVERIFY(toolTipOf(line).contains(u"The model two in /a is left out."_qs));
+        QVERIFY(toolTipOf(line).contains(u"The model two in /a is left out."_s));
     }
 
     void whereNothingIsLeftOutNothingIsSaid() {
         ModelsHarness harness;
         harness.show();
-        QVERIFY(harness.find<LimitedLabel>(u"omissionsText"_qs).isHidden());
+        QVERIFY(harness.find<LimitedLabel>(u"omissionsText"_s).isHidden());
     }
 
     // Keyboard.
 
     void theFocusBeginsAtWhatTheLanguagesTake() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
         harness.show();
         QCOMPARE(harness.window->focusWidget(), &installButton(harness));
     }
 
     void enterInstallsWhatTheLanguagesTake() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
         harness.show();
         QTest::keyClick(harness.window->focusWidget(), Qt::Key_Return);
-        QCOMPARE(harness.platform.models.waiting(), (QStringList{kroko, u"de-en-tiny"_qs}));
+        QCOMPARE(harness.platform.models.waiting(), (QStringList{kroko, u"de-en-tiny"_s}));
     }
 
     void tabReachesEveryControl() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
         harness.show();
         QSet<QWidget *> reached;
         for (int i = 0; i < 60; ++i) {
@@ -446,9 +446,9 @@ private Q_SLOTS:
     void escapeEmptiesTheSearchAndThenCloses() {
         ModelsHarness harness;
         harness.show();
-        auto &search = harness.find<QLineEdit>(u"search"_qs);
+        auto &search = harness.find<QLineEdit>(u"search"_s);
         search.setFocus();
-        search.setText(u"germ"_qs);
+        search.setText(u"germ"_s);
         QTest::keyClick(&search, Qt::Key_Escape);
         QCOMPARE(search.text(), QString());
         QVERIFY(harness.window->isVisible());
@@ -460,26 +460,26 @@ private Q_SLOTS:
         ModelsHarness harness;
         harness.show();
         QTest::keyClick(harness.window.get(), Qt::Key_F, Qt::ControlModifier);
-        QCOMPARE(harness.window->focusWidget(), &harness.find<QLineEdit>(u"search"_qs));
+        QCOMPARE(harness.window->focusWidget(), &harness.find<QLineEdit>(u"search"_s));
     }
 
     void arrowKeysChangeTheList() {
         ModelsHarness harness;
         harness.show();
-        auto &kinds = harness.find<SegmentBar>(u"kinds"_qs);
+        auto &kinds = harness.find<SegmentBar>(u"kinds"_s);
         kinds.setFocus();
         QTest::keyClick(&kinds, Qt::Key_Right);
-        QVERIFY(harness.find<ModelListView>(u"translationModels"_qs).isVisible());
+        QVERIFY(harness.find<ModelListView>(u"translationModels"_s).isVisible());
     }
 
     void theFocusStaysOnAButtonThatBecomesAnother() {
         ModelsHarness harness;
         harness.show();
-        auto &button = *row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_qs);
+        auto &button = *row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_s);
         button.setFocus();
         QTest::keyClick(&button, Qt::Key_Space);
         harness.platform.run();
-        QCOMPARE(button.text(), u"Pause"_qs);
+        QCOMPARE(button.text(), u"Pause"_s);
         QCOMPARE(harness.window->focusWidget(), &button);
     }
 
@@ -487,24 +487,24 @@ private Q_SLOTS:
 
     void aButtonSaysWhatItDoesWithWhichModel() {
         ModelsHarness harness;
-        auto &button = *row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_qs);
-        QCOMPARE(accessible(button, QAccessible::Name), u"Install German, kroko-de"_qs);
+        auto &button = *row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_s);
+        QCOMPARE(accessible(button, QAccessible::Name), u"Install German, kroko-de"_s);
         QCOMPARE(accessible(button, QAccessible::Description),
                  u"Not installed. kroko-de · 71 MB · Light · Quality not stated. From k2-fsa. Licence not "
-                 u"stated."_qs);
+                 u"stated."_s);
     }
 
     void aBoxSaysHowThingsStand() {
         ModelsHarness harness;
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
-        QCOMPARE(accessible(box(harness, "hearing"), QAccessible::Name), u"Dictate in German (Germany)"_qs);
-        QCOMPARE(accessible(box(harness, "hearing"), QAccessible::Description), u"71 MB"_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
+        QCOMPARE(accessible(box(harness, "hearing"), QAccessible::Name), u"Dictate in German (Germany)"_s);
+        QCOMPARE(accessible(box(harness, "hearing"), QAccessible::Description), u"71 MB"_s);
     }
 
     void theOtherChoicesSayWhoseTheyAre() {
         ModelsHarness harness;
-        QCOMPARE(accessible(harness.find<PanelButton>(u"otherChoices"_qs), QAccessible::Name),
-                 u"1 other choice for English to Russian"_qs);
+        QCOMPARE(accessible(harness.find<PanelButton>(u"otherChoices"_s), QAccessible::Name),
+                 u"1 other choice for English to Russian"_s);
     }
 
     void nothingThatTakesTheFocusIsNameless() {
@@ -531,38 +531,38 @@ private Q_SLOTS:
         const auto restored = qScopeGuard([] { QApplication::setLayoutDirection(Qt::LeftToRight); });
         ModelsHarness harness;
         harness.show();
-        const auto &picker = harness.find<Picker>(u"wantedSource"_qs);
+        const auto &picker = harness.find<Picker>(u"wantedSource"_s);
         QStringList titles;
-        for (const auto *label : harness.find<QWidget>(u"wanted"_qs).findChildren<QLabel *>()) {
+        for (const auto *label : harness.find<QWidget>(u"wanted"_s).findChildren<QLabel *>()) {
             const bool isTitle = !qobject_cast<const LimitedLabel *>(label);
             if (isTitle && label->geometry().right() == picker.geometry().right())
                 titles += label->text();
         }
-        QCOMPARE(titles, (QStringList{u"Languages on this computer"_qs, u"Dictate in"_qs}));
+        QCOMPARE(titles, (QStringList{u"Languages on this computer"_s, u"Dictate in"_s}));
     }
 
     void aLongNameLeavesRoomForWhatItTakes() {
         ModelsHarness harness([](FakePlatform &platform) {
-            platform.locale.displayNames[u"de-DE"_qs] = u"Donaudampfschifffahrt"_qs.repeated(8);
+            platform.locale.displayNames[u"de-DE"_s] = u"Donaudampfschifffahrt"_s.repeated(8);
             fillShelf(platform);
         });
-        harness.window->select(u"de-DE"_qs, u"en"_qs);
+        harness.window->select(u"de-DE"_s, u"en"_s);
         harness.show();
-        const auto &standing = harness.find<LimitedLabel>(u"hearingStanding"_qs);
+        const auto &standing = harness.find<LimitedLabel>(u"hearingStanding"_s);
         QVERIFY(standing.width() >= standing.sizeHint().width());
         QVERIFY(box(harness, "hearing").text().endsWith(u'…'));
-        QVERIFY(box(harness, "hearing").toolTip().endsWith(u"rt"_qs, Qt::CaseInsensitive));
+        QVERIFY(box(harness, "hearing").toolTip().endsWith(u"rt"_s, Qt::CaseInsensitive));
     }
 
 private:
     static QCheckBox &box(const ModelsHarness &harness, const char *part) {
-        return harness.find<QCheckBox>(QString::fromLatin1(part) + u"Box"_qs);
+        return harness.find<QCheckBox>(QString::fromLatin1(part) + u"Box"_s);
     }
     static QString label(const ModelsHarness &harness, const char *name) {
         return harness.find<LimitedLabel>(QString::fromLatin1(name)).text();
     }
     static PanelButton &installButton(const ModelsHarness &harness) {
-        return harness.find<PanelButton>(u"installWanted"_qs);
+        return harness.find<PanelButton>(u"installWanted"_s);
     }
 
     static ModelRow *find(const ModelsHarness &harness, const QString &id) {
@@ -596,7 +596,7 @@ private:
         return actions;
     }
     static void press(const ModelRow &row, int place) {
-        row.findChild<PanelButton *>(u"modelButton%1"_qs.arg(place))->click();
+        row.findChild<PanelButton *>(u"modelButton%1"_s.arg(place))->click();
     }
     static QStringList titles(const ModelsHarness &harness, const QString &list) {
         QStringList titles;

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 using platform::Appearance;
@@ -30,8 +31,8 @@ private Q_SLOTS:
         harness.platform.appearanceFake.prefer(
             {Appearance::ColorScheme::noPreference, Appearance::Color{0.5, 0, 0.5}, false});
         QCOMPARE(harness.panel->palette().color(QPalette::Highlight), QColor::fromRgbF(0.5f, 0, 0.5f));
-        QCOMPARE(harness.find<SymbolView>(u"headerIcon"_qs).color(), QColor::fromRgbF(0.5f, 0, 0.5f));
-        QCOMPARE(harness.find<QWidget>(u"mainButton"_qs).palette().color(QPalette::Highlight),
+        QCOMPARE(harness.find<SymbolView>(u"headerIcon"_s).color(), QColor::fromRgbF(0.5f, 0, 0.5f));
+        QCOMPARE(harness.find<QWidget>(u"mainButton"_s).palette().color(QPalette::Highlight),
                  QColor::fromRgbF(0.5f, 0, 0.5f));
     }
 
@@ -41,7 +42,7 @@ private Q_SLOTS:
         const QColor light = harness.panel->palette().color(QPalette::Window);
         harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
         QVERIFY(PanelPalette::isDark(harness.panel->palette()));
-        QVERIFY(PanelPalette::isDark(harness.find<QWidget>(u"transcriptText"_qs).palette()));
+        QVERIFY(PanelPalette::isDark(harness.find<QWidget>(u"transcriptText"_s).palette()));
         harness.platform.appearanceFake.prefer({});
         QCOMPARE(harness.panel->palette().color(QPalette::Window), light);
     }
@@ -51,12 +52,12 @@ private Q_SLOTS:
         harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
         harness.useHostedEngine();
         harness.show();
-        harness.find<Picker>(u"targetPicker"_qs).showPopup();
+        harness.find<Picker>(u"targetPicker"_s).showPopup();
         QTRY_VERIFY(QApplication::activePopupWidget());
         const QImage menu = QApplication::activePopupWidget()->grab().toImage();
         QVERIFY(menu.pixelColor(menu.width() - 5, menu.height() - 5).lightness() < 80);
-        harness.find<Picker>(u"targetPicker"_qs).hidePopup();
-        auto &field = harness.find<QLineEdit>(u"endpointField"_qs);
+        harness.find<Picker>(u"targetPicker"_s).hidePopup();
+        auto &field = harness.find<QLineEdit>(u"endpointField"_s);
         QContextMenuEvent request(QContextMenuEvent::Keyboard, {5, 5}, field.mapToGlobal(QPoint(5, 5)));
         QApplication::sendEvent(&field, &request);
         QTRY_VERIFY(qobject_cast<QMenu *>(QApplication::activePopupWidget()));
@@ -68,9 +69,9 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
         harness.show();
-        QMenu menu(&harness.find<QLineEdit>(u"endpointField"_qs));
-        QMenu *inner = menu.addMenu(u"more"_qs);
-        inner->addAction(u"action"_qs);
+        QMenu menu(&harness.find<QLineEdit>(u"endpointField"_s));
+        QMenu *inner = menu.addMenu(u"more"_s);
+        inner->addAction(u"action"_s);
         menu.popup({});
         inner->popup({});
         QVERIFY(PanelPalette::isDark(inner->palette()));
@@ -81,8 +82,8 @@ private Q_SLOTS:
     void anOpenMenuFollows() {
         PanelHarness harness;
         harness.show();
-        QMenu menu(&harness.find<QLineEdit>(u"endpointField"_qs));
-        menu.addAction(u"action"_qs);
+        QMenu menu(&harness.find<QLineEdit>(u"endpointField"_s));
+        menu.addAction(u"action"_s);
         menu.popup({});
         harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
         QVERIFY(PanelPalette::isDark(menu.palette()));
@@ -93,7 +94,7 @@ private Q_SLOTS:
         PanelHarness harness;
         harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
         harness.show();
-        QToolTip::showText({10, 10}, u"tip"_qs, &harness.find<QWidget>(u"quitButton"_qs));
+        QToolTip::showText({10, 10}, u"tip"_s, &harness.find<QWidget>(u"quitButton"_s));
         const auto windows = QApplication::topLevelWidgets();
         const auto tip = std::find_if(windows.begin(), windows.end(), [](const QWidget *window) {
             return window->isVisible() && window->windowType() == Qt::ToolTip;
@@ -139,10 +140,10 @@ private Q_SLOTS:
     void theRecordingColourFollowsTheScheme() {
         PanelHarness harness;
         harness.startRecording();
-        const QColor before = harness.find<SymbolView>(u"headerIcon"_qs).color();
+        const QColor before = harness.find<SymbolView>(u"headerIcon"_s).color();
         harness.platform.appearanceFake.prefer({Appearance::ColorScheme::dark, {}, false});
-        QVERIFY(harness.find<SymbolView>(u"headerIcon"_qs).color() != before);
-        QCOMPARE(harness.find<SymbolView>(u"headerIcon"_qs).color(),
+        QVERIFY(harness.find<SymbolView>(u"headerIcon"_s).color() != before);
+        QCOMPARE(harness.find<SymbolView>(u"headerIcon"_s).color(),
                  PanelPalette::recording(harness.panel->palette()));
     }
 
@@ -155,8 +156,8 @@ private Q_SLOTS:
         harness.panel->setFont(font);
         QVERIFY(harness.panel->sizeHint().height() > before);
         QCOMPARE(harness.panel->sizeHint().width(), 380);
-        QVERIFY(harness.find<QWidget>(u"mainButton"_qs).font().pointSizeF() == font.pointSizeF());
-        QVERIFY(harness.find<QWidget>(u"hotKeyText"_qs).font().pointSizeF() < font.pointSizeF());
+        QVERIFY(harness.find<QWidget>(u"mainButton"_s).font().pointSizeF() == font.pointSizeF());
+        QVERIFY(harness.find<QWidget>(u"hotKeyText"_s).font().pointSizeF() < font.pointSizeF());
     }
 };
 

@@ -11,13 +11,15 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A panel over a real controller on a desktop of fakes.
 class PanelHarness {
 public:
     /// `prepare` sets the desktop up before the controller starts.
     explicit PanelHarness(const std::function<void(FakePlatform &)> &prepare = {}) {
-        platform.speech.locales = QStringList{u"en-US"_qs, u"en-GB"_qs, u"es-ES"_qs, u"ru-RU"_qs,
-                                              u"de-DE"_qs, u"kk-KZ"_qs, u"nl-NL"_qs};
+        platform.speech.locales =
+            QStringList{u"en-US"_s, u"en-GB"_s, u"es-ES"_s, u"ru-RU"_s, u"de-DE"_s, u"kk-KZ"_s, u"nl-NL"_s};
         if (prepare)
             prepare(platform);
         controller = std::make_unique<AppController>();

@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 
@@ -19,16 +20,16 @@ const QString longEnglish =
     u"the "
     u"very beginning, because nobody in the room had been listening the first time, which is a pity, since "
     u"it "
-    u"was a rather good story about a fox, a dog, and the unlikely friendship that grew between them."_qs;
+    u"was a rather good story about a fox, a dog, and the unlikely friendship that grew between them."_s;
 const QString manyScripts =
     u"สวัสดีครับ วันนี้อากาศดีมาก เราไปเดินเล่นที่สวนกันเถอะ 안녕하세요, 오늘은 날씨가 정말 좋네요. "
     u"今天天气很好，我们去公园散步吧。"
-    u"今日はとても良い天気ですね。 مرحبا، الطقس جميل اليوم، لنذهب في نزهة. Привет, как дела?"_qs;
+    u"今日はとても良い天気ですね。 مرحبا، الطقس جميل اليوم، لنذهب في نزهة. Привет, как дела?"_s;
 
 const QHash<QString, QString> dictated{
-    {u"russian"_qs, u"Сегодня хорошая погода, давайте прогуляемся по парку с LibreOffice в рюкзаке. "_qs},
-    {u"chinese"_qs, u"今天天气很好，我们一起去公园散步吧。他说Qt的版本是6.4，不是5.15。"_qs},
-    {u"arabic"_qs, u"مرحبا، الطقس جميل اليوم، لنذهب في نزهة مع LibreOffice Writer و Qt 6.4 غدا. "_qs}};
+    {u"russian"_s, u"Сегодня хорошая погода, давайте прогуляемся по парку с LibreOffice в рюкзаке. "_s},
+    {u"chinese"_s, u"今天天气很好，我们一起去公园散步吧。他说Qt的版本是6.4，不是5.15。"_s},
+    {u"arabic"_s, u"مرحبا، الطقس جميل اليوم، لنذهب في نزهة مع LibreOffice Writer و Qt 6.4 غدا. "_s}};
 
 } // namespace
 
@@ -53,12 +54,12 @@ private Q_SLOTS:
         PanelHarness harness([&](FakePlatform &platform) { Pictures::prefer(platform, scheme); });
         enter(harness, state);
         harness.show();
-        if (state == u"keyboard-focus"_qs)
+        if (state == u"keyboard-focus"_s)
             QTest::keyClick(harness.panel.get(), Qt::Key_Tab);
         harness.platform.run();
         QCoreApplication::processEvents();
         QCOMPARE(harness.panel->width(), 380);
-        m_pictures.take(*harness.panel, u"%1-%2"_qs.arg(state, scheme));
+        m_pictures.take(*harness.panel, u"%1-%2"_s.arg(state, scheme));
     }
 
     void theOpenMenuIsPictured_data() {
@@ -76,13 +77,13 @@ private Q_SLOTS:
         });
         mark(harness);
         harness.show();
-        auto &picker = harness.find<Picker>(u"sourcePicker"_qs);
+        auto &picker = harness.find<Picker>(u"sourcePicker"_s);
         picker.showPopup();
         QTRY_VERIFY(QApplication::activePopupWidget());
         const QPixmap menu = QApplication::activePopupWidget()->grab();
         QVERIFY(menu.width() >= picker.width());
-        QVERIFY(menu.save(u"%1/menu-%2-1x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS),
-                                                      isDark ? u"dark"_qs : u"light"_qs)));
+        QVERIFY(menu.save(u"%1/menu-%2-1x.png"_s.arg(QStringLiteral(QUILLORA_SCREENSHOTS),
+                                                     isDark ? u"dark"_s : u"light"_s)));
     }
 
     void theMenuOfAFieldIsPictured_data() { theOpenMenuIsPictured_data(); }
@@ -96,13 +97,13 @@ private Q_SLOTS:
         });
         harness.useHostedEngine();
         harness.show();
-        auto &field = harness.find<QLineEdit>(u"endpointField"_qs);
+        auto &field = harness.find<QLineEdit>(u"endpointField"_s);
         QContextMenuEvent request(QContextMenuEvent::Keyboard, {5, 5}, field.mapToGlobal(QPoint(5, 5)));
         QApplication::sendEvent(&field, &request);
         QTRY_VERIFY(QApplication::activePopupWidget());
         const QPixmap menu = QApplication::activePopupWidget()->grab();
-        QVERIFY(menu.save(u"%1/field-menu-%2-1x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS),
-                                                            isDark ? u"dark"_qs : u"light"_qs)));
+        QVERIFY(menu.save(u"%1/field-menu-%2-1x.png"_s.arg(QStringLiteral(QUILLORA_SCREENSHOTS),
+                                                           isDark ? u"dark"_s : u"light"_s)));
         QApplication::activePopupWidget()->close();
     }
 
@@ -110,55 +111,54 @@ private:
     Pictures m_pictures;
 
     static void enter(PanelHarness &harness, const QString &state) {
-        harness.controller->setTargetLanguageIdentifier(u"es"_qs);
-        if (state == u"recording"_qs) {
+        harness.controller->setTargetLanguageIdentifier(u"es"_s);
+        if (state == u"recording"_s) {
             harness.startRecording();
-            harness.say(u"good morning everyone and thank you for coming"_qs);
-        } else if (state == u"processing"_qs) {
+            harness.say(u"good morning everyone and thank you for coming"_s);
+        } else if (state == u"processing"_s) {
             harness.startProcessing();
-        } else if (state == u"hotkey-capture"_qs) {
+        } else if (state == u"hotkey-capture"_s) {
             harness.controller->startHotKeyRecording();
-        } else if (state == u"hosted-engine"_qs) {
-            harness.controller->setOpenAIClientToken(u"not a real token"_qs);
+        } else if (state == u"hosted-engine"_s) {
+            harness.controller->setOpenAIClientToken(u"not a real token"_s);
             harness.useHostedEngine();
-        } else if (state == u"translated"_qs) {
+        } else if (state == u"translated"_s) {
             harness.platform.translation.translation = [](const QString &) {
-                return u"Buenos días a todos."_qs;
+                return u"Buenos días a todos."_s;
             };
-            harness.dictate(u"good morning everyone"_qs);
-        } else if (state == u"long-texts"_qs) {
+            harness.dictate(u"good morning everyone"_s);
+        } else if (state == u"long-texts"_s) {
             harness.platform.translation.translation = [](const QString &) { return manyScripts; };
             harness.dictate(longEnglish);
-        } else if (state == u"long-status"_qs) {
-            harness.controller->setSourceLocaleIdentifier(u"en-GB"_qs);
+        } else if (state == u"long-status"_s) {
+            harness.controller->setSourceLocaleIdentifier(u"en-GB"_s);
             harness.controller->setStatusText(
-                u"Translation failed: "_qs + adviceWithoutDefaultEndpoint() +
+                u"Translation failed: "_s + adviceWithoutDefaultEndpoint() +
                 u" Could not connect to translate.quillora.example: there is no such host, or this computer "
-                u"is offline."_qs);
-        } else if (state == u"long-names"_qs) {
-            harness.controller->setSourceLocaleIdentifier(u"en-GB"_qs);
-            harness.controller->setTargetLanguageIdentifier(u"id"_qs);
-        } else if (state == u"russian"_qs || state == u"chinese"_qs || state == u"arabic"_qs) {
-            harness.controller->setTargetLanguageIdentifier(state == u"russian"_qs   ? u"ru"_qs
-                                                            : state == u"chinese"_qs ? u"zh"_qs
-                                                                                     : u"ar"_qs);
+                u"is offline."_s);
+        } else if (state == u"long-names"_s) {
+            harness.controller->setSourceLocaleIdentifier(u"en-GB"_s);
+            harness.controller->setTargetLanguageIdentifier(u"id"_s);
+        } else if (state == u"russian"_s || state == u"chinese"_s || state == u"arabic"_s) {
+            harness.controller->setTargetLanguageIdentifier(state == u"russian"_s   ? u"ru"_s
+                                                            : state == u"chinese"_s ? u"zh"_s
+                                                                                    : u"ar"_s);
             harness.startRecording();
             harness.say(dictated.value(state).repeated(12));
-        } else if (state == u"keyboard-focus"_qs) {
+        } else if (state == u"keyboard-focus"_s) {
             harness.useHostedEngine();
-        } else if (state == u"marks"_qs) {
+        } else if (state == u"marks"_s) {
             mark(harness);
         }
     }
 
     /// What is spoken is on its way, what it becomes is not there, and one that is not chosen never will be.
     static void mark(PanelHarness &harness) {
-        const Picker::Mark missing{u"arrow.down.circle"_qs, {}, u"Not installed: 14 MB"_qs};
-        const Picker::Mark arriving{u"arrow.triangle.2.circlepath.circle"_qs, 42, u"On its way, 42 %"_qs};
-        const Picker::Mark unserved{u"slash.circle"_qs, {}, u"There is no model for this"_qs};
+        const Picker::Mark missing{u"arrow.down.circle"_s, {}, u"Not installed: 14 MB"_s};
+        const Picker::Mark arriving{u"arrow.triangle.2.circlepath.circle"_s, 42, u"On its way, 42 %"_s};
+        const Picker::Mark unserved{u"slash.circle"_s, {}, u"There is no model for this"_s};
         harness.panel->setLanguageMarks(
-            {{u"en-US"_qs, arriving}, {u"de-DE"_qs, missing}, {u"kk-KZ"_qs, unserved}},
-            {{u"es"_qs, missing}});
+            {{u"en-US"_s, arriving}, {u"de-DE"_s, missing}, {u"kk-KZ"_s, unserved}}, {{u"es"_s, missing}});
     }
 };
 

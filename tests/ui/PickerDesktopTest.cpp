@@ -11,6 +11,7 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::test;
 
@@ -30,7 +31,7 @@ public:
 private Q_SLOTS:
     void init() {
         m_harness.emplace();
-        m_harness->controller->setTargetLanguageIdentifier(u"ru"_qs);
+        m_harness->controller->setTargetLanguageIdentifier(u"ru"_s);
         m_popover = std::make_unique<Popover>(std::move(m_harness->panel));
         QObject::connect(&panel(), &ContentView::closeRequested, m_popover.get(), &Popover::performClose);
         m_popover->showAttached({});
@@ -47,44 +48,44 @@ private Q_SLOTS:
 
     void twentyPressesOfDownChooseNothing() {
         const int start = picker().currentIndex();
-        press(QStringList(20, u"Down"_qs)); // of which the first opens the list
+        press(QStringList(20, u"Down"_s)); // of which the first opens the list
         QTRY_VERIFY_WITH_TIMEOUT(list().isVisible(), patienceMs);
         QTRY_COMPARE_WITH_TIMEOUT(list().currentIndex().row(), start + 19, patienceMs);
         QCOMPARE(m_harness->platform.log.calls(), QStringList());
-        press({u"Escape"_qs});
+        press({u"Escape"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!list().isVisible(), patienceMs);
         QCOMPARE(m_harness->platform.log.calls(), QStringList());
-        QCOMPARE(m_harness->controller->translationEngineIdentifier(), u"appleLocal"_qs);
+        QCOMPARE(m_harness->controller->translationEngineIdentifier(), u"appleLocal"_s);
     }
 
     void thePanelStaysOpenWhileTheListIsAndAfterEscape() {
-        press({u"space"_qs});
+        press({u"space"_s});
         QTRY_VERIFY_WITH_TIMEOUT(list().isVisible(), patienceMs);
         m_harness->platform.queue.advance(std::chrono::seconds(1));
         QVERIFY(m_popover->isShown());
-        press({u"Escape"_qs});
+        press({u"Escape"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!list().isVisible(), patienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(m_popover->isActiveWindow(), patienceMs);
         m_harness->platform.queue.advance(std::chrono::seconds(1));
         QVERIFY(m_popover->isShown());
         QVERIFY(picker().hasFocus());
-        press({u"Escape"_qs});
+        press({u"Escape"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!m_popover->isShown(), patienceMs);
     }
 
     void aTypedNameIsChosenByReturn() {
         QApplication::setKeyboardInputInterval(60000); // however slowly the machine types
-        press({u"p"_qs, u"o"_qs, u"r"_qs});
+        press({u"p"_s, u"o"_s, u"r"_s});
         QTRY_COMPARE_WITH_TIMEOUT(list().currentIndex().data(Qt::AccessibleTextRole).toString(),
-                                  u"Portuguese"_qs, patienceMs);
-        QCOMPARE(m_harness->controller->targetLanguageIdentifier(), u"ru"_qs);
-        press({u"Return"_qs});
-        QTRY_COMPARE_WITH_TIMEOUT(m_harness->controller->targetLanguageIdentifier(), u"pt"_qs, patienceMs);
+                                  u"Portuguese"_s, patienceMs);
+        QCOMPARE(m_harness->controller->targetLanguageIdentifier(), u"ru"_s);
+        press({u"Return"_s});
+        QTRY_COMPARE_WITH_TIMEOUT(m_harness->controller->targetLanguageIdentifier(), u"pt"_s, patienceMs);
         QVERIFY(m_popover->isShown());
     }
 
     void theSpaceThatChoosesPressesNothingElse() {
-        press({u"Down"_qs, u"Home"_qs, u"space"_qs});
+        press({u"Down"_s, u"Home"_s, u"space"_s});
         QTRY_COMPARE_WITH_TIMEOUT(m_harness->controller->targetLanguageIdentifier(),
                                   m_harness->controller->targetLanguageOptions().first().id, patienceMs);
         QVERIFY(!list().isVisible());
@@ -93,14 +94,13 @@ private Q_SLOTS:
 
     void theWheelOverAClosedPickerChangesNothing() {
         const QPoint place = picker().mapToGlobal(picker().rect().center());
-        m_display.run(u"xdotool"_qs,
-                      {u"mousemove"_qs, QString::number(place.x()), QString::number(place.y())});
-        m_display.run(u"xdotool"_qs, {u"click"_qs, u"--repeat"_qs, u"5"_qs, u"5"_qs});
-        press({u"Down"_qs}); // comes behind the wheel
+        m_display.run(u"xdotool"_s, {u"mousemove"_s, QString::number(place.x()), QString::number(place.y())});
+        m_display.run(u"xdotool"_s, {u"click"_s, u"--repeat"_s, u"5"_s, u"5"_s});
+        press({u"Down"_s}); // comes behind the wheel
         QTRY_VERIFY_WITH_TIMEOUT(list().isVisible(), patienceMs);
         QCOMPARE(list().currentIndex().row(), picker().currentIndex());
         QCOMPARE(m_harness->platform.log.calls(), QStringList());
-        press({u"Escape"_qs});
+        press({u"Escape"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!list().isVisible(), patienceMs);
     }
 
@@ -119,22 +119,22 @@ private Q_SLOTS:
 
 private:
     ContentView &panel() const { return *m_popover->findChild<ContentView *>(); }
-    Picker &picker() const { return *m_popover->findChild<Picker *>(u"targetPicker"_qs); }
+    Picker &picker() const { return *m_popover->findChild<Picker *>(u"targetPicker"_s); }
     QAbstractItemView &list() const { return *picker().view(); }
 
     void movePointerAway() const {
         const QRect screen = QGuiApplication::primaryScreen()->geometry();
         const QPoint far = m_popover->geometry().center().x() < screen.center().x() ? screen.bottomRight()
                                                                                     : screen.bottomLeft();
-        m_display.run(u"xdotool"_qs, {u"mousemove"_qs, QString::number(far.x()), QString::number(far.y())});
+        m_display.run(u"xdotool"_s, {u"mousemove"_s, QString::number(far.x()), QString::number(far.y())});
     }
 
-    void press(const QStringList &keys) const { m_display.run(u"xdotool"_qs, QStringList{u"key"_qs} + keys); }
+    void press(const QStringList &keys) const { m_display.run(u"xdotool"_s, QStringList{u"key"_s} + keys); }
 
     void click(const QWidget &widget, const QPoint &at) const {
         const QPoint place = widget.mapToGlobal(at);
-        m_display.run(u"xdotool"_qs, {u"mousemove"_qs, QString::number(place.x()), QString::number(place.y()),
-                                      u"click"_qs, u"1"_qs});
+        m_display.run(u"xdotool"_s, {u"mousemove"_s, QString::number(place.x()), QString::number(place.y()),
+                                     u"click"_s, u"1"_s});
     }
 
     const VirtualDisplay &m_display;

@@ -7,14 +7,15 @@
 #include <QTest>
 #include <QTextDocument>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using Mark = Picker::Mark;
 using Standing = ModelNeed::Standing;
 
 namespace {
 
-const Mark missing{u"arrow.down.circle"_qs, {}, u"Not installed: 14 MB"_qs};
-const Mark arriving{u"arrow.triangle.2.circlepath.circle"_qs, 42, u"On its way, 42 %"_qs};
+const Mark missing{u"arrow.down.circle"_s, {}, u"Not installed: 14 MB"_s};
+const Mark arriving{u"arrow.triangle.2.circlepath.circle"_s, 42, u"On its way, 42 %"_s};
 
 ModelNeed need(Standing standing) {
     ModelNeed need;
@@ -32,28 +33,28 @@ class PickerMarkTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_picker = std::make_unique<Picker>(
-            u"Translate to"_qs,
-            QList<Picker::Option>{{u"es"_qs, u"🇪🇸"_qs, u"Spanish"_qs}, {u"ru"_qs, u"🇷🇺"_qs, u"Russian"_qs}});
+            u"Translate to"_s,
+            QList<Picker::Option>{{u"es"_s, u"🇪🇸"_s, u"Spanish"_s}, {u"ru"_s, u"🇷🇺"_s, u"Russian"_s}});
         m_picker->resize(300, 30);
-        m_picker->select(u"ru"_qs);
+        m_picker->select(u"ru"_s);
     }
     void cleanup() { m_picker.reset(); }
 
     void aMarkChangesNoText() {
-        m_picker->setMarks({{u"ru"_qs, missing}});
-        QCOMPARE(m_picker->currentText(), u"🇷🇺 Russian"_qs);
-        QCOMPARE(m_picker->itemText(0), u"🇪🇸 Spanish"_qs);
+        m_picker->setMarks({{u"ru"_s, missing}});
+        QCOMPARE(m_picker->currentText(), u"🇷🇺 Russian"_s);
+        QCOMPARE(m_picker->itemText(0), u"🇪🇸 Spanish"_s);
     }
 
     void aMarkTakesNoRoomFromTheName() {
         const QImage unmarked = m_picker->grab().toImage();
-        m_picker->setMarks({{u"ru"_qs, arriving}});
+        m_picker->setMarks({{u"ru"_s, arriving}});
         QCOMPARE(m_picker->grab().toImage(), unmarked);
     }
 
     void aMarkOfAnotherOptionIsSeenInTheListAlone() {
         const QImage unmarked = m_picker->grab().toImage();
-        m_picker->setMarks({{u"es"_qs, missing}});
+        m_picker->setMarks({{u"es"_s, missing}});
         QCOMPARE(m_picker->grab().toImage(), unmarked);
         QVERIFY(!m_picker->itemIcon(0).isNull());
     }
@@ -63,7 +64,7 @@ private Q_SLOTS:
         QCOMPARE(beside.sizeHint().width(), 0);
         beside.resize(20, 20);
         const QImage nothing = beside.grab().toImage();
-        m_picker->setMarks({{u"ru"_qs, missing}});
+        m_picker->setMarks({{u"ru"_s, missing}});
         QCOMPARE(beside.sizeHint().width(), Picker::markSize);
         const QImage symbol = beside.grab().toImage();
         QVERIFY(symbol != nothing);
@@ -79,7 +80,7 @@ private Q_SLOTS:
         for (const int percent : {0, 10, 50, 99}) {
             Mark further = arriving;
             further.percent = percent;
-            m_picker->setMarks({{u"ru"_qs, further}});
+            m_picker->setMarks({{u"ru"_s, further}});
             const QImage image = beside.grab().toImage();
             QVERIFY(!seen.contains(image));
             seen += image;
@@ -88,53 +89,53 @@ private Q_SLOTS:
 
     void besideTheTitleTheToolTipSaysWhatItMeansToo() {
         PickerMark beside(*m_picker);
-        m_picker->setMarks({{u"ru"_qs, missing}});
-        QCOMPARE(beside.toolTip(), u"Not installed: 14 MB"_qs);
-        m_picker->select(u"es"_qs);
+        m_picker->setMarks({{u"ru"_s, missing}});
+        QCOMPARE(beside.toolTip(), u"Not installed: 14 MB"_s);
+        m_picker->select(u"es"_s);
         QCOMPARE(beside.toolTip(), QString());
     }
 
     void theListHasNoRoomForMarksWhereThereAreNone() {
-        m_picker->setMarks({{u"es"_qs, missing}});
+        m_picker->setMarks({{u"es"_s, missing}});
         m_picker->setMarks({});
         QVERIFY(m_picker->itemIcon(0).isNull());
         QVERIFY(m_picker->itemIcon(1).isNull());
     }
 
     void theToolTipSaysWhatTheMarkMeans() {
-        m_picker->setMarks({{u"ru"_qs, missing}});
-        QCOMPARE(toolTip(), u"Not installed: 14 MB"_qs);
+        m_picker->setMarks({{u"ru"_s, missing}});
+        QCOMPARE(toolTip(), u"Not installed: 14 MB"_s);
     }
 
     void whereTheNameIsCutTheToolTipSaysBoth() {
-        m_picker->setMarks({{u"ru"_qs, missing}});
+        m_picker->setMarks({{u"ru"_s, missing}});
         m_picker->resize(70, 30);
-        QCOMPARE(toolTip(), u"🇷🇺 Russian\nNot installed: 14 MB"_qs);
+        QCOMPARE(toolTip(), u"🇷🇺 Russian\nNot installed: 14 MB"_s);
     }
 
     void assistiveTechnologySaysWhatTheMarkMeans() {
-        m_picker->setMarks({{u"ru"_qs, missing}});
+        m_picker->setMarks({{u"ru"_s, missing}});
         const auto *interface = QAccessible::queryAccessibleInterface(m_picker.get());
-        QCOMPARE(interface->text(QAccessible::Description), u"Not installed: 14 MB"_qs);
-        QCOMPARE(m_picker->itemData(1, Qt::AccessibleDescriptionRole).toString(), u"Not installed: 14 MB"_qs);
+        QCOMPARE(interface->text(QAccessible::Description), u"Not installed: 14 MB"_s);
+        QCOMPARE(m_picker->itemData(1, Qt::AccessibleDescriptionRole).toString(), u"Not installed: 14 MB"_s);
     }
 
     void theMarkFollowsTheChoice() {
-        m_picker->setMarks({{u"ru"_qs, missing}});
-        m_picker->select(u"es"_qs);
+        m_picker->setMarks({{u"ru"_s, missing}});
+        m_picker->select(u"es"_s);
         QCOMPARE(m_picker->accessibleDescription(), QString());
         QCOMPARE(toolTip(), QString());
     }
 
     void andWhatTheUserPicks() {
         PickerMark beside(*m_picker);
-        m_picker->setMarks({{u"es"_qs, missing}});
+        m_picker->setMarks({{u"es"_s, missing}});
         m_picker->showPopup();
-        QTest::keyClicks(m_picker->view(), u"sp"_qs);
+        QTest::keyClicks(m_picker->view(), u"sp"_s);
         QTest::keyClick(m_picker->view(), Qt::Key_Return);
-        QCOMPARE(m_picker->currentText(), u"🇪🇸 Spanish"_qs);
-        QCOMPARE(m_picker->accessibleDescription(), u"Not installed: 14 MB"_qs);
-        QCOMPARE(beside.toolTip(), u"Not installed: 14 MB"_qs);
+        QCOMPARE(m_picker->currentText(), u"🇪🇸 Spanish"_s);
+        QCOMPARE(m_picker->accessibleDescription(), u"Not installed: 14 MB"_s);
+        QCOMPARE(beside.toolTip(), u"Not installed: 14 MB"_s);
     }
 
     // Which mark a language has.
@@ -151,12 +152,12 @@ private Q_SLOTS:
 
     void whatArrivesAndDoesNotSayHowFarItIsIsMarkedAllTheSame() {
         QCOMPARE(modelMark(need(Standing::arriving)),
-                 (Mark{u"arrow.triangle.2.circlepath.circle"_qs, {}, u"On its way"_qs}));
+                 (Mark{u"arrow.triangle.2.circlepath.circle"_s, {}, u"On its way"_s}));
     }
 
     void whatNothingServesSaysSo() {
         QCOMPARE(modelMark(need(Standing::unserved)),
-                 (Mark{u"slash.circle"_qs, {}, u"There is no model for this"_qs}));
+                 (Mark{u"slash.circle"_s, {}, u"There is no model for this"_s}));
     }
 
 private:

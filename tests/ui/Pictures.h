@@ -12,14 +12,16 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// What pictures of the program's windows have in common: one look on every machine, light, dark and in high
 /// contrast, at 1x and 2x. They lie in QUILLORA_SCREENSHOTS.
 class Pictures {
 public:
     /// Before the first window.
     static void begin() {
-        QApplication::setStyle(QStyleFactory::create(u"Fusion"_qs));
-        QFont font(u"Noto Sans"_qs);
+        QApplication::setStyle(QStyleFactory::create(u"Fusion"_s));
+        QFont font(u"Noto Sans"_s);
         font.setStyleHint(QFont::SansSerif);
         font.setPointSizeF(10);
         QApplication::setFont(font);
@@ -49,8 +51,8 @@ public:
         using Appearance = platform::Appearance;
         Appearance::Preferences preferences;
         preferences.colorScheme =
-            scheme == u"dark"_qs ? Appearance::ColorScheme::dark : Appearance::ColorScheme::noPreference;
-        preferences.wantsHighContrast = scheme == u"high-contrast"_qs;
+            scheme == u"dark"_s ? Appearance::ColorScheme::dark : Appearance::ColorScheme::noPreference;
+        preferences.wantsHighContrast = scheme == u"high-contrast"_s;
         platform.appearanceFake.prefer(preferences);
     }
 
@@ -63,7 +65,7 @@ public:
             QVERIFY(!m_pictures.contains(picture));
             m_pictures += picture;
             QVERIFY(
-                picture.save(u"%1/%2-%3x.png"_qs.arg(QStringLiteral(QUILLORA_SCREENSHOTS), name).arg(scale)));
+                picture.save(u"%1/%2-%3x.png"_s.arg(QStringLiteral(QUILLORA_SCREENSHOTS), name).arg(scale)));
         }
     }
 

@@ -7,25 +7,27 @@
 #include <QTest>
 #include <QXmlStreamReader>
 
+using namespace Qt::StringLiterals;
+
 using quillora::SymbolIcon;
 
 namespace {
 
-const QStringList family{u"mic.circle.fill"_qs,
-                         u"globe"_qs,
-                         u"arrow.triangle.2.circlepath.circle"_qs,
-                         u"mic.fill"_qs,
-                         u"stop.fill"_qs,
-                         u"keyboard"_qs,
-                         u"xmark.circle"_qs,
-                         u"arrow.counterclockwise"_qs,
-                         u"power"_qs,
-                         u"arrow.left.arrow.right"_qs,
-                         u"arrow.down.circle"_qs,
-                         u"doc.on.clipboard"_qs,
-                         u"waveform"_qs,
-                         u"text.bubble"_qs,
-                         u"circle.fill"_qs};
+const QStringList family{u"mic.circle.fill"_s,
+                         u"globe"_s,
+                         u"arrow.triangle.2.circlepath.circle"_s,
+                         u"mic.fill"_s,
+                         u"stop.fill"_s,
+                         u"keyboard"_s,
+                         u"xmark.circle"_s,
+                         u"arrow.counterclockwise"_s,
+                         u"power"_s,
+                         u"arrow.left.arrow.right"_s,
+                         u"arrow.down.circle"_s,
+                         u"doc.on.clipboard"_s,
+                         u"waveform"_s,
+                         u"text.bubble"_s,
+                         u"circle.fill"_s};
 
 int inkOf(const QImage &image) {
     int ink = 0;
@@ -50,18 +52,18 @@ private Q_SLOTS:
     /// One grid, one stroke width, one colour.
     void everySymbolIsOneOfTheFamily() {
         QFETCH(QString, name);
-        QFile file(u":/icons/"_qs + name + u".svg"_qs);
+        QFile file(u":/icons/"_s + name + u".svg"_s);
         QVERIFY(file.open(QIODevice::ReadOnly));
         QXmlStreamReader xml(&file);
         QVERIFY(xml.readNextStartElement());
-        QCOMPARE(xml.attributes().value(u"viewBox"_qs).toString(), u"0 0 24 24"_qs);
-        QCOMPARE(xml.attributes().value(u"stroke-width"_qs).toString(), u"1.5"_qs);
+        QCOMPARE(xml.attributes().value(u"viewBox"_s).toString(), u"0 0 24 24"_s);
+        QCOMPARE(xml.attributes().value(u"stroke-width"_s).toString(), u"1.5"_s);
         while (!xml.atEnd()) {
             if (xml.readNext() != QXmlStreamReader::StartElement)
                 continue;
-            for (const auto &attribute : {u"fill"_qs, u"stroke"_qs}) {
+            for (const auto &attribute : {u"fill"_s, u"stroke"_s}) {
                 const auto value = xml.attributes().value(attribute).toString();
-                QVERIFY2(value.isEmpty() || value == u"none"_qs || value == u"currentColor"_qs,
+                QVERIFY2(value.isEmpty() || value == u"none"_s || value == u"currentColor"_s,
                          qPrintable(value));
             }
         }
@@ -79,13 +81,13 @@ private Q_SLOTS:
     }
 
     void aSymbolHasTheColourAskedFor() {
-        const auto image = SymbolIcon::icon(u"stop.fill"_qs, QColor(10, 200, 30)).pixmap(24).toImage();
+        const auto image = SymbolIcon::icon(u"stop.fill"_s, QColor(10, 200, 30)).pixmap(24).toImage();
         QCOMPARE(image.pixelColor(12, 12), QColor(10, 200, 30));
         QCOMPARE(image.pixelColor(0, 0).alpha(), 0);
     }
 
     void aDisabledSymbolIsFainter() {
-        const auto icon = SymbolIcon::icon(u"stop.fill"_qs, Qt::black);
+        const auto icon = SymbolIcon::icon(u"stop.fill"_s, Qt::black);
         const auto enabled = icon.pixmap(QSize(24, 24), QIcon::Normal).toImage().pixelColor(12, 12);
         const auto disabled = icon.pixmap(QSize(24, 24), QIcon::Disabled).toImage().pixelColor(12, 12);
         QVERIFY(disabled.alpha() < enabled.alpha());
@@ -96,13 +98,13 @@ private Q_SLOTS:
         dense.setDevicePixelRatio(2);
         dense.fill(Qt::transparent);
         QPainter painter(&dense);
-        SymbolIcon::paint(painter, u"globe"_qs, QRectF(0, 0, 24, 24), Qt::black);
+        SymbolIcon::paint(painter, u"globe"_s, QRectF(0, 0, 24, 24), Qt::black);
         painter.end();
-        const auto direct = SymbolIcon::icon(u"globe"_qs, Qt::black).pixmap(48).toImage();
+        const auto direct = SymbolIcon::icon(u"globe"_s, Qt::black).pixmap(48).toImage();
         QCOMPARE(inkOf(dense), inkOf(direct));
     }
 
-    void anUnknownSymbolIsNull() { QVERIFY(SymbolIcon::icon(u"nothing"_qs, Qt::black).isNull()); }
+    void anUnknownSymbolIsNull() { QVERIFY(SymbolIcon::icon(u"nothing"_s, Qt::black).isNull()); }
 };
 
 QTEST_MAIN(SymbolIconTest)

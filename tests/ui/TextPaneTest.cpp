@@ -13,6 +13,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 using quillora::TextPane;
 
 namespace {
@@ -20,7 +22,7 @@ namespace {
 QString words(int count) {
     QString text;
     for (int i = 0; i < count; ++i)
-        text += u"word%1 "_qs.arg(i * 7919 % 1013);
+        text += u"word%1 "_s.arg(i * 7919 % 1013);
     return text.trimmed();
 }
 
@@ -68,13 +70,13 @@ QString copied(TextPane &pane) {
 /// So many characters of a script, as somebody might dictate them.
 QString dictated(const QString &script, qsizetype length) {
     static const QHash<QString, QString> sentences{
-        {u"Chinese"_qs, u"今天天气很好，我们一起去公园散步吧。他说Qt的版本是6.4，不是5.15。"_qs},
-        {u"Japanese"_qs,
-         u"今日はとても良い天気ですね、公園へ散歩に行きましょう。コンピューターは新しいです。"_qs},
-        {u"Thai"_qs, u"สวัสดีครับวันนี้อากาศดีมากเราไปเดินเล่นที่สวนกันเถอะ"_qs},
-        {u"Arabic"_qs, u"مرحبا، الطقس جميل اليوم، لنذهب في نزهة مع LibreOffice Writer و Qt 6.4 غدا. "_qs},
-        {u"Hebrew"_qs, u"שלום, מזג האוויר יפה היום, בואו נצא לטיול עם LibreOffice Writer מחר. "_qs},
-        {u"English"_qs, u"the weather is fine today, let us go for a walk in the park مرحبا tomorrow. "_qs},
+        {u"Chinese"_s, u"今天天气很好，我们一起去公园散步吧。他说Qt的版本是6.4，不是5.15。"_s},
+        {u"Japanese"_s,
+         u"今日はとても良い天気ですね、公園へ散歩に行きましょう。コンピューターは新しいです。"_s},
+        {u"Thai"_s, u"สวัสดีครับวันนี้อากาศดีมากเราไปเดินเล่นที่สวนกันเถอะ"_s},
+        {u"Arabic"_s, u"مرحبا، الطقس جميل اليوم، لنذهب في نزهة مع LibreOffice Writer و Qt 6.4 غدا. "_s},
+        {u"Hebrew"_s, u"שלום, מזג האוויר יפה היום, בואו נצא לטיול עם LibreOffice Writer מחר. "_s},
+        {u"English"_s, u"the weather is fine today, let us go for a walk in the park مرحبا tomorrow. "_s},
     };
     const QString sentence = sentences.value(script);
     return sentence.repeated(length / sentence.size() + 1).first(length);
@@ -130,7 +132,7 @@ private Q_SLOTS:
         const auto pane = shown();
         QString text;
         for (int i = 0; i < 500; ++i)
-            text += u"extraordinarily"_qs.left(5 + i * 7 % 11) + u' ';
+            text += u"extraordinarily"_s.left(5 + i * 7 % 11) + u' ';
         int movedBack = 0;
         for (qsizetype end = 700; end < text.size(); end += 50) {
             pane->setText(text.left(end));
@@ -138,7 +140,7 @@ private Q_SLOTS:
             pane->setText(text.left(start) + u'i');
             const QStringList expected = linesOfPlainEditor(pane->text(), *pane);
             QCOMPARE(linesOf(*pane), expected);
-            movedBack += expected.last() != u"i"_qs;
+            movedBack += expected.last() != u"i"_s;
         }
         QVERIFY(movedBack > 10);
     }
@@ -189,7 +191,7 @@ private Q_SLOTS:
     void copyingGivesATextOfAnyScriptAsItIs() {
         QFETCH(QString, script);
         const auto pane = shown();
-        const QString text = dictated(script, 3000) + u"\n\nnext\n"_qs + dictated(script, 2000);
+        const QString text = dictated(script, 3000) + u"\n\nnext\n"_s + dictated(script, 2000);
         for (qsizetype end = 1; end < text.size(); end += 331)
             pane->setText(text.first(end));
         pane->setText(text);
@@ -224,13 +226,13 @@ private Q_SLOTS:
 
     void eachParagraphHasTheDirectionOfItsFirstLetter() {
         const auto pane = shown();
-        const QString arabic = dictated(u"Arabic"_qs, 2500);
-        const QString english = dictated(u"English"_qs, 2500);
+        const QString arabic = dictated(u"Arabic"_s, 2500);
+        const QString english = dictated(u"English"_s, 2500);
         pane->setText(arabic + u'\n' + english + u'\n' + arabic);
         QCOMPARE(directions(*pane), (QList{Qt::RightToLeft, Qt::LeftToRight, Qt::RightToLeft}));
         pane->setText(english);
         QCOMPARE(directions(*pane), QList{Qt::LeftToRight});
-        pane->setText(u"LibreOffice "_qs + arabic);
+        pane->setText(u"LibreOffice "_s + arabic);
         QCOMPARE(directions(*pane), QList{Qt::LeftToRight});
         pane->setText(arabic);
         QCOMPARE(directions(*pane), QList{Qt::RightToLeft});
@@ -238,7 +240,7 @@ private Q_SLOTS:
 
     void whatReadsFromRightToLeftStandsAtTheRight() {
         const auto pane = shown();
-        pane->setText(dictated(u"Arabic"_qs, 1500) + u"\nshort"_qs);
+        pane->setText(dictated(u"Arabic"_s, 1500) + u"\nshort"_s);
         for (auto block = pane->document()->begin(); block.isValid(); block = block.next()) {
             pane->document()->documentLayout()->blockBoundingRect(block);
             for (int number = 0; number < block.layout()->lineCount(); ++number) {
@@ -254,7 +256,7 @@ private Q_SLOTS:
 
     void copyingGivesTheTextAsItIs() {
         const auto pane = shown();
-        const QString text = words(3000) + u"\nnext line\n\nand 日本語 "_qs + words(300);
+        const QString text = words(3000) + u"\nnext line\n\nand 日本語 "_s + words(300);
         pane->setText(text);
         QCOMPARE(copied(*pane), text);
     }
@@ -268,16 +270,16 @@ private Q_SLOTS:
 
     void lineEndsOfTwoCharactersCountAsOne() {
         const auto pane = shown();
-        pane->setText(u"one\r\ntwo"_qs);
-        pane->setText(u"one\r\ntwo three"_qs);
-        QCOMPARE(pane->toPlainText(), u"one\ntwo three"_qs);
+        pane->setText(u"one\r\ntwo"_s);
+        pane->setText(u"one\r\ntwo three"_s);
+        QCOMPARE(pane->toPlainText(), u"one\ntwo three"_s);
     }
 
     void characterPairsAreNotTornApart() {
         const auto pane = shown();
-        pane->setText(u"a 🇺🇸"_qs);
-        pane->setText(u"a 🇺🇦"_qs);
-        QCOMPARE(pane->toPlainText(), u"a 🇺🇦"_qs);
+        pane->setText(u"a 🇺🇸"_s);
+        pane->setText(u"a 🇺🇦"_s);
+        QCOMPARE(pane->toPlainText(), u"a 🇺🇦"_s);
     }
 
     void theNewestWordsStayInView() {
@@ -352,11 +354,11 @@ private Q_SLOTS:
 
     void theTextCannotBeEditedOrUndone() {
         const auto pane = shown();
-        pane->setText(u"words"_qs);
-        QTest::keyClicks(pane.get(), u"more"_qs);
+        pane->setText(u"words"_s);
+        QTest::keyClicks(pane.get(), u"more"_s);
         QTest::keyClick(pane.get(), Qt::Key_Delete);
         QTest::keyClick(pane.get(), Qt::Key_Z, Qt::ControlModifier);
-        QCOMPARE(pane->toPlainText(), u"words"_qs);
+        QCOMPARE(pane->toPlainText(), u"words"_s);
     }
 
 private:

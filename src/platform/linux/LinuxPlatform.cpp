@@ -32,13 +32,15 @@
 #include <optional>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
 /// Those that read models, as far as their libraries are there.
 QStringList modelEngines() {
-    QStringList engines{u"neural"_qs};
+    QStringList engines{u"neural"_s};
     if (hasSherpaLibrary(RecognizerProcess::installedProgram()))
         engines += sherpaEngine;
     return engines;

@@ -5,10 +5,12 @@
 
 namespace quillora::platform {
 
+using namespace Qt::StringLiterals;
+
 // The message bus itself, as it is called by those who are on it.
 
-inline const QString busName = u"org.freedesktop.DBus"_qs;
-inline const QString busPath = u"/org/freedesktop/DBus"_qs;
+inline const QString busName = u"org.freedesktop.DBus"_s;
+inline const QString busPath = u"/org/freedesktop/DBus"_s;
 
 /// To be sent with the method's arguments.
 inline QDBusMessage callOfBus(const QString &method) {

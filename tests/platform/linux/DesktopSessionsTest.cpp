@@ -14,6 +14,7 @@
 #include <QTest>
 #include <QWindow>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::DesktopSession;
 
@@ -34,13 +35,13 @@ private Q_SLOTS:
     void whereNoCompositorIsTheXServerIsTheSession() { QVERIFY(givesHotKeysAndKeystrokes(*open())); }
 
     void aCompositorThatAnswersComesBeforeTheXServer() {
-        const auto compositor = listen(u"wayland-7"_qs);
-        qputenv("WAYLAND_DISPLAY", m_runtimeFolder.filePath(u"wayland-7"_qs).toUtf8());
+        const auto compositor = listen(u"wayland-7"_s);
+        qputenv("WAYLAND_DISPLAY", m_runtimeFolder.filePath(u"wayland-7"_s).toUtf8());
         QVERIFY(givesNothing(*open()));
     }
 
     void theCompositorIsLookedForInTheRuntimeFolder() {
-        const auto compositor = listen(u"wayland-7"_qs);
+        const auto compositor = listen(u"wayland-7"_s);
         qputenv("WAYLAND_DISPLAY", "wayland-7");
         QVERIFY(givesNothing(*open()));
     }
@@ -88,7 +89,7 @@ private Q_SLOTS:
 
     void whatStandsOnTheClipboardIsNotRead() {
         const auto session = openPlain();
-        QGuiApplication::clipboard()->setText(u"before"_qs);
+        QGuiApplication::clipboard()->setText(u"before"_s);
         QCOMPARE(session->pasteboard().save()->found(), platform::SavedPasteboard::Found::noAccess);
     }
 
@@ -98,7 +99,7 @@ private Q_SLOTS:
         focus(window);
         QTest::keyClick(&window, Qt::Key_A);
         QVERIFY(copy(*session));
-        QCOMPARE(QGuiApplication::clipboard()->text(), u"hello"_qs);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"hello"_s);
     }
 
     void aTextIsCopiedAfterAClickInAWindowOfOurs() {
@@ -107,7 +108,7 @@ private Q_SLOTS:
         focus(window);
         QTest::mouseClick(&window, Qt::LeftButton);
         QVERIFY(copy(*session));
-        QCOMPARE(QGuiApplication::clipboard()->text(), u"hello"_qs);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"hello"_s);
     }
 
     void aWindowInWhichTheUserHasDoneNothingLeavesTheClipboardAlone() {
@@ -115,7 +116,7 @@ private Q_SLOTS:
         QWindow window;
         focus(window);
         QVERIFY(!copy(*session));
-        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_qs);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_s);
     }
 
     void onceTheFocusIsGoneTheClipboardIsLeftAlone() {
@@ -127,7 +128,7 @@ private Q_SLOTS:
         }
         QTRY_VERIFY(!QGuiApplication::focusWindow());
         QVERIFY(!copy(*session));
-        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_qs);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_s);
     }
 
     void whatTheUserDidBeforeTheFocusWentDoesNotCount() {
@@ -141,7 +142,7 @@ private Q_SLOTS:
         QWindow another;
         focus(another);
         QVERIFY(!copy(*session));
-        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_qs);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_s);
     }
 
 private:
@@ -150,7 +151,7 @@ private:
     }
 
     std::unique_ptr<DesktopSession> openPlain() const {
-        const auto compositor = listen(u"wayland-9"_qs);
+        const auto compositor = listen(u"wayland-9"_s);
         qputenv("WAYLAND_DISPLAY", "wayland-9");
         return open();
     }
@@ -162,8 +163,8 @@ private:
     }
 
     static bool copy(DesktopSession &session) {
-        QGuiApplication::clipboard()->setText(u"before"_qs);
-        return session.pasteboard().write(u"hello"_qs, nullptr);
+        QGuiApplication::clipboard()->setText(u"before"_s);
+        return session.pasteboard().write(u"hello"_s, nullptr);
     }
 
     std::unique_ptr<QLocalServer> listen(const QString &name) const {

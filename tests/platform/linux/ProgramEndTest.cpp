@@ -14,6 +14,7 @@
 #include <optional>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::X11Connection;
 using test::ChildProcess;
@@ -21,8 +22,8 @@ using test::VirtualDisplay;
 
 namespace {
 
-const QString showWindowArgument = u"--show-window"_qs;
-const QString exitInAStepArgument = u"--exit-in-a-step"_qs;
+const QString showWindowArgument = u"--show-window"_s;
+const QString exitInAStepArgument = u"--exit-in-a-step"_s;
 
 void say(const char *words) { std::fprintf(stderr, "%s\n", words); }
 

@@ -6,14 +6,16 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
-const QString service = u"org.freedesktop.portal.Desktop"_qs;
-const QString path = u"/org/freedesktop/portal/desktop"_qs;
-const QString interface = u"org.freedesktop.portal.Settings"_qs;
-const QString appearanceGroup = u"org.freedesktop.appearance"_qs;
+const QString service = u"org.freedesktop.portal.Desktop"_s;
+const QString path = u"/org/freedesktop/portal/desktop"_s;
+const QString interface = u"org.freedesktop.portal.Settings"_s;
+const QString appearanceGroup = u"org.freedesktop.appearance"_s;
 
 using SettingsByGroup = QMap<QString, QVariantMap>;
 
@@ -54,13 +56,13 @@ PortalAppearance::PortalAppearance(const QDBusConnection &bus, QObject *parent)
     if (!m_bus.isConnected())
         return;
     qDBusRegisterMetaType<SettingsByGroup>();
-    m_bus.connect(service, path, interface, u"SettingChanged"_qs, this,
+    m_bus.connect(service, path, interface, u"SettingChanged"_s, this,
                   SLOT(settingChanged(QString, QString, QDBusVariant)));
     ask();
 }
 
 void PortalAppearance::ask() {
-    auto message = QDBusMessage::createMethodCall(service, path, interface, u"ReadAll"_qs);
+    auto message = QDBusMessage::createMethodCall(service, path, interface, u"ReadAll"_s);
     message << QStringList{appearanceGroup};
     auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(message), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {

@@ -10,6 +10,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -19,8 +21,8 @@ namespace {
 QString execArgument(QString argument) {
     for (const char16_t special : {u'\\', u'"', u'`', u'$'})
         argument.replace(QChar(special), u'\\' + QString(QChar(special)));
-    argument.replace(u'%', u"%%"_qs);
-    argument.replace(u'\\', u"\\\\"_qs);
+    argument.replace(u'%', u"%%"_s);
+    argument.replace(u'\\', u"\\\\"_s);
     return u'"' + argument + u'"';
 }
 
@@ -30,7 +32,7 @@ AutostartEntry::AutostartEntry(QString program) : m_program(std::move(program)) 
 
 QString AutostartEntry::path() {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-           u"/autostart/%1.desktop"_qs.arg(applicationIdentifier);
+           u"/autostart/%1.desktop"_s.arg(applicationIdentifier);
 }
 
 bool AutostartEntry::isEnabled() const {
@@ -67,8 +69,8 @@ QString AutostartEntry::text() const {
            "Exec=%2 %3\n"
            "Icon=%4\n"
            "Terminal=false\n"
-           "X-GNOME-Autostart-enabled=true\n"_qs.arg(applicationName, execArgument(m_program), startArgument,
-                                                     applicationIdentifier);
+           "X-GNOME-Autostart-enabled=true\n"_s.arg(applicationName, execArgument(m_program), startArgument,
+                                                    applicationIdentifier);
 }
 
 } // namespace quillora::platform

@@ -15,6 +15,8 @@
 
 #include <proxy.h>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -33,7 +35,7 @@ QByteArray address(const QUrl &url) {
     origin.setScheme(url.scheme());
     origin.setHost(url.host());
     origin.setPort(url.port());
-    origin.setPath(u"/"_qs);
+    origin.setPath(u"/"_s);
     return origin.toEncoded();
 }
 

@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -12,7 +14,7 @@ namespace {
 void forgoMissingSessionBus() {
     const bool hasBus = qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
                         (qEnvironmentVariableIsSet("XDG_RUNTIME_DIR") &&
-                         QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus"_qs));
+                         QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus"_s));
     if (!hasBus)
         qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 }

@@ -12,6 +12,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -23,20 +25,20 @@ constexpr uint becamePrimaryOwner = 1;
 constexpr uint wasAlreadyOwner = 4;
 
 /// Held by an instance that cannot answer yet.
-const QString startingName = applicationIdentifier + u".Starting"_qs;
-const QString applicationPath = u"/org/quillora/Quillora"_qs;
+const QString startingName = applicationIdentifier + u".Starting"_s;
+const QString applicationPath = u"/org/quillora/Quillora"_s;
 
 /// Asks the holder of the name to show itself.
 QDBusMessage activation() {
     auto activate = QDBusMessage::createMethodCall(applicationIdentifier, applicationPath,
-                                                   u"org.freedesktop.Application"_qs, u"Activate"_qs);
+                                                   u"org.freedesktop.Application"_s, u"Activate"_s);
     return activate << QVariantMap();
 }
 
 /// Asks the holder of the name for a sign of life only: for a description of what it offers.
 QDBusMessage introspection() {
     return QDBusMessage::createMethodCall(applicationIdentifier, applicationPath,
-                                          u"org.freedesktop.DBus.Introspectable"_qs, u"Introspect"_qs);
+                                          u"org.freedesktop.DBus.Introspectable"_s, u"Introspect"_s);
 }
 
 } // namespace
@@ -102,12 +104,12 @@ RunningInstance::Claim SessionInstance::claim(Start start) {
         requestName(applicationIdentifier, allowReplacement | replaceExisting | doNotQueue);
     }
     requestName(startingName, allowReplacement | replaceExisting | doNotQueue);
-    m_bus.connect(busName, busPath, busName, u"NameLost"_qs, this, SLOT(handleNameLost(QString)));
+    m_bus.connect(busName, busPath, busName, u"NameLost"_s, this, SLOT(handleNameLost(QString)));
     return Claim::first;
 }
 
 bool SessionInstance::requestName(const QString &name, uint flags) {
-    auto request = callOfBus(u"RequestName"_qs);
+    auto request = callOfBus(u"RequestName"_s);
     request << name << flags;
     const QDBusReply<uint> reply = m_bus.call(request, QDBus::Block, busPatienceMs);
     return reply.isValid() && (reply.value() == becamePrimaryOwner || reply.value() == wasAlreadyOwner);
@@ -115,7 +117,7 @@ bool SessionInstance::requestName(const QString &name, uint flags) {
 
 void SessionInstance::waitForStartingHolder() {
     const QDeadlineTimer deadline(m_patience.start);
-    auto question = callOfBus(u"NameHasOwner"_qs);
+    auto question = callOfBus(u"NameHasOwner"_s);
     question << startingName;
     while (!deadline.hasExpired() &&
            QDBusReply<bool>(m_bus.call(question, QDBus::Block, busPatienceMs)).value())
@@ -146,7 +148,7 @@ void SessionInstance::setListener(std::optional<RunningInstanceListener> listene
 }
 
 void SessionInstance::endStarting() {
-    auto release = callOfBus(u"ReleaseName"_qs);
+    auto release = callOfBus(u"ReleaseName"_s);
     release << startingName;
     m_bus.send(release);
 }

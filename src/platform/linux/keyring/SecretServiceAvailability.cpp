@@ -7,15 +7,17 @@
 #include <limits>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
-const QString serviceName = u"org.freedesktop.secrets"_qs;
-const QString servicePath = u"/org/freedesktop/secrets"_qs;
-const QString serviceInterface = u"org.freedesktop.Secret.Service"_qs;
-const QString promptInterface = u"org.freedesktop.Secret.Prompt"_qs;
-const QString noObject = u"/"_qs;
+const QString serviceName = u"org.freedesktop.secrets"_s;
+const QString servicePath = u"/org/freedesktop/secrets"_s;
+const QString serviceInterface = u"org.freedesktop.Secret.Service"_s;
+const QString promptInterface = u"org.freedesktop.Secret.Prompt"_s;
+const QString noObject = u"/"_s;
 constexpr int withoutEnd = std::numeric_limits<int>::max();
 
 /// A dialog that comes later than this would come upon whatever the user is doing by then.
@@ -32,10 +34,10 @@ SecretServiceAvailability::SecretServiceAvailability(SecretServiceKeychain &keyc
         notify();
     });
     // Any sender: to name the service would make Qt ask the bus, and wait, for who owns the name.
-    m_bus.connect({}, {}, u"org.freedesktop.DBus.Properties"_qs, u"PropertiesChanged"_qs,
-                  {u"org.freedesktop.Secret.Collection"_qs}, {}, this, SLOT(collectionChanged(QDBusMessage)));
-    m_bus.connect({}, {}, serviceInterface, u"CollectionCreated"_qs, this, SLOT(notify()));
-    m_bus.connect({}, {}, promptInterface, u"Completed"_qs, this, SLOT(promptCompleted(QDBusMessage)));
+    m_bus.connect({}, {}, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s,
+                  {u"org.freedesktop.Secret.Collection"_s}, {}, this, SLOT(collectionChanged(QDBusMessage)));
+    m_bus.connect({}, {}, serviceInterface, u"CollectionCreated"_s, this, SLOT(notify()));
+    m_bus.connect({}, {}, promptInterface, u"Completed"_s, this, SLOT(promptCompleted(QDBusMessage)));
     m_keychain.onAbsence = [this] {
         cancelQuestion();
         m_question = m_queue.asyncAfter(SecretServiceKeychain::absence, [this] { ask(); });
@@ -52,7 +54,7 @@ void SecretServiceAvailability::setObserver(Observer observer) { m_observer = st
 
 void SecretServiceAvailability::collectionChanged(const QDBusMessage &signal) {
     const auto changes = qdbus_cast<QVariantMap>(signal.arguments().value(1));
-    const QVariant isLocked = changes.value(u"Locked"_qs);
+    const QVariant isLocked = changes.value(u"Locked"_s);
     if (isLocked.isValid() && !isLocked.toBool())
         notify();
 }
@@ -61,8 +63,8 @@ void SecretServiceAvailability::collectionChanged(const QDBusMessage &signal) {
 /// then; its end is noticed otherwise.
 void SecretServiceAvailability::ask() {
     auto question = QDBusMessage::createMethodCall(serviceName, servicePath,
-                                                   u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
-    question << serviceInterface << u"Collections"_qs;
+                                                   u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+    question << serviceInterface << u"Collections"_s;
     question.setAutoStartService(false);
     delete m_answer;
     m_answer = new QDBusPendingCallWatcher(m_bus.asyncCall(question, withoutEnd), this);
@@ -85,8 +87,8 @@ void SecretServiceAvailability::askToUnlock(Answered answered) {
     m_isUserAsked = true;
     m_dialogPatience = m_queue.asyncAfter(dialogPatience, [this] { stopAsking(); });
     auto readAlias =
-        QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface, u"ReadAlias"_qs);
-    readAlias << u"default"_qs;
+        QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface, u"ReadAlias"_s);
+    readAlias << u"default"_s;
     request(readAlias, [this](const QDBusMessage &reply) {
         unlock(reply.arguments().value(0).value<QDBusObjectPath>());
     });
@@ -97,7 +99,7 @@ void SecretServiceAvailability::unlock(const QDBusObjectPath &collection) {
         stopAsking();
         return;
     }
-    auto unlock = QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface, u"Unlock"_qs);
+    auto unlock = QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface, u"Unlock"_s);
     unlock << QVariant::fromValue(QList{collection});
     request(unlock, [this](const QDBusMessage &reply) {
         showPrompt(reply.arguments().value(1).value<QDBusObjectPath>());
@@ -112,7 +114,7 @@ void SecretServiceAvailability::showPrompt(const QDBusObjectPath &prompt) {
     }
     m_dialogPatience->cancel();
     m_prompt = prompt.path();
-    auto show = QDBusMessage::createMethodCall(serviceName, m_prompt, promptInterface, u"Prompt"_qs);
+    auto show = QDBusMessage::createMethodCall(serviceName, m_prompt, promptInterface, u"Prompt"_s);
     show << QString(); // beside no window
     request(show, [](const QDBusMessage &) {});
 }

@@ -5,6 +5,8 @@
 #include <unicode/coll.h>
 #include <unicode/unistr.h>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -33,7 +35,7 @@ QString environmentLocale() {
 
 icu::Locale userLocale(const QString &posixLocale) {
     const QString name = posixLocale.section(u'.', 0, 0).section(u'@', 0, 0);
-    if (name.isEmpty() || name == u"C"_qs || name == u"POSIX"_qs)
+    if (name.isEmpty() || name == u"C"_s || name == u"POSIX"_s)
         return icu::Locale::getEnglish();
     return icu::Locale::createCanonical(posixLocale.toLatin1().constData());
 }

@@ -7,6 +7,8 @@
 #include <new>
 #include <openssl/evp.h>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 Sha256::Sha256() : m_context(EVP_MD_CTX_new()) {
@@ -32,7 +34,7 @@ QByteArray checksumOf(const QString &path, const IsUnwanted &isUnwanted) {
     QFile file(path);
     const auto fail = [&] {
         throw ModelFault(
-            u"\"%1\" could not be read: %2."_qs.arg(QFileInfo(path).fileName(), file.errorString()));
+            u"\"%1\" could not be read: %2."_s.arg(QFileInfo(path).fileName(), file.errorString()));
     };
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         fail();
@@ -50,7 +52,7 @@ QByteArray checksumOf(const QString &path, const IsUnwanted &isUnwanted) {
 }
 
 bool isSha256(const QByteArray &text) {
-    static const QRegularExpression hexadecimal(u"\\A[0-9A-Fa-f]{64}\\z"_qs);
+    static const QRegularExpression hexadecimal(u"\\A[0-9A-Fa-f]{64}\\z"_s);
     return hexadecimal.match(QString::fromLatin1(text)).hasMatch();
 }
 

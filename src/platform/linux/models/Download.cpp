@@ -17,6 +17,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -54,7 +56,7 @@ struct Range {
 };
 
 Range rangeOf(const QNetworkReply &reply) {
-    static const QRegularExpression pattern(u"\\Abytes ([0-9]{1,15})-[0-9]{1,15}/([0-9]{1,15})\\z"_qs);
+    static const QRegularExpression pattern(u"\\Abytes ([0-9]{1,15})-[0-9]{1,15}/([0-9]{1,15})\\z"_s);
     const auto match = pattern.match(QString::fromLatin1(reply.rawHeader("Content-Range").trimmed()));
     if (!match.hasMatch())
         return {};
@@ -67,11 +69,11 @@ std::optional<qint64> lengthOf(const QNetworkReply &reply) {
 }
 
 /// What is known of the part at that path, so that it can be gone on with.
-QString noteOf(const QString &path) { return path + u".note"_qs; }
+QString noteOf(const QString &path) { return path + u".note"_s; }
 
 ModelFault wrongLength(const QUrl &url, qint64 expected) {
     return ModelFault(
-        u"What %1 sends is not %2 bytes long, as it should be."_qs.arg(url.host()).arg(expected));
+        u"What %1 sends is not %2 bytes long, as it should be."_s.arg(url.host()).arg(expected));
 }
 
 } // namespace
@@ -108,10 +110,10 @@ void Download::resumeEarlier() {
     QFile note(noteOf(m_path));
     if (note.open(QIODevice::ReadOnly)) {
         const auto fields = QJsonDocument::fromJson(note.read(portion)).object();
-        if (fields.value(u"address"_qs).toString() == m_file.address.toString()) {
-            m_tag = fields.value(u"tag"_qs).toString().toLatin1();
+        if (fields.value(u"address"_s).toString() == m_file.address.toString()) {
+            m_tag = fields.value(u"tag"_s).toString().toLatin1();
             m_isWhole =
-                fields.value(u"whole"_qs).toBool() && m_part.size() == m_file.size.value_or(m_part.size());
+                fields.value(u"whole"_s).toBool() && m_part.size() == m_file.size.value_or(m_part.size());
         }
     }
     if (m_tag.isEmpty() && !m_isWhole)
@@ -133,7 +135,7 @@ void Download::startOver() {
 /// What is here is of something else by now.
 void Download::startAgain() {
     startOver();
-    tryAgain(ModelFault(u"What %1 sends has changed meanwhile."_qs.arg(m_url.host())));
+    tryAgain(ModelFault(u"What %1 sends has changed meanwhile."_s.arg(m_url.host())));
 }
 
 void Download::ask() {
@@ -187,7 +189,7 @@ void Download::beginFile() {
     if (!m_file.size)
         m_total = length;
     if (!m_total && m_file.sha256.isEmpty() && m_file.contentSha256.isEmpty()) {
-        end(ModelFault(u"%1 does not say how much it sends."_qs.arg(m_url.host())));
+        end(ModelFault(u"%1 does not say how much it sends."_s.arg(m_url.host())));
         return;
     }
     m_tag = strongTag(*m_reply);
@@ -247,7 +249,7 @@ void Download::finish() {
     else if (status == 416 && m_received > 0) {
         startAgain();
     } else {
-        const ModelFault fault(u"%1 answered with the error %2."_qs.arg(m_url.host()).arg(status));
+        const ModelFault fault(u"%1 answered with the error %2."_s.arg(m_url.host()).arg(status));
         mayPass(status) ? tryAgain(fault, retryAfter(*m_reply)) : end(fault);
     }
 }
@@ -255,7 +257,7 @@ void Download::finish() {
 void Download::follow() {
     const QUrl target = locationOf(*m_reply, m_url);
     if (!isFetchable(target)) {
-        end(ModelFault(u"%1 redirects to an address that is not safe."_qs.arg(m_url.host())));
+        end(ModelFault(u"%1 redirects to an address that is not safe."_s.arg(m_url.host())));
     } else if (++m_redirects > mostRedirects) {
         end(ModelFault(TransportError::tooManyRedirects(m_url).errorDescription()));
     } else {
@@ -278,9 +280,9 @@ void Download::writeNote() {
     QSaveFile note(noteOf(m_path));
     if (!note.open(QIODevice::WriteOnly))
         return;
-    note.write(QJsonDocument(QJsonObject{{u"address"_qs, m_file.address.toString()},
-                                         {u"tag"_qs, QString::fromLatin1(m_tag)},
-                                         {u"whole"_qs, m_isWhole}})
+    note.write(QJsonDocument(QJsonObject{{u"address"_s, m_file.address.toString()},
+                                         {u"tag"_s, QString::fromLatin1(m_tag)},
+                                         {u"whole"_s, m_isWhole}})
                    .toJson());
     note.commit();
 }
@@ -332,7 +334,7 @@ ModelFault Download::transportFault() const {
 }
 
 ModelFault Download::writeFault() const {
-    return ModelFault(u"\"%1\" could not be written: %2."_qs.arg(m_file.name, m_part.errorString()));
+    return ModelFault(u"\"%1\" could not be written: %2."_s.arg(m_file.name, m_part.errorString()));
 }
 
 } // namespace quillora::platform

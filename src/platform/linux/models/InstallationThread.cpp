@@ -6,6 +6,8 @@
 #include <pthread.h>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -73,7 +75,7 @@ InstallationThread::InstallationThread(const ModelFolders &folders, const QList<
     : m_folders(folders), m_workshop(new Workshop(folders, mirrors, patience, std::move(makeProxies))) {
     m_workshop->moveToThread(&m_thread);
     QObject::connect(&m_thread, &QThread::finished, m_workshop, &QObject::deleteLater);
-    m_thread.setObjectName(u"model installer"_qs);
+    m_thread.setObjectName(u"model installer"_s);
     // The thread inherits that signals are the main thread's business.
     sigset_t all{}, before{};
     sigfillset(&all);

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -108,7 +110,7 @@ ModelState LinuxModelStore::stateOf(const QString &id) const {
 
 void LinuxModelStore::requireKnown(const QString &id) const {
     if (!m_ground.catalog.find(id) && (!isFolderName(id) || findings(id).copies.isEmpty()))
-        throw LocalizedError(u"There is no model \"%1\"."_qs.arg(id));
+        throw LocalizedError(u"There is no model \"%1\"."_s.arg(id));
 }
 
 const LinuxModelStore::Findings &LinuxModelStore::findings(const QString &id) const {
@@ -126,7 +128,7 @@ LinuxModelStore::Findings LinuxModelStore::look(const QString &id) const {
             model.manifest ? model.manifest->glance(model.filesFolder()) : ModelManifest::Glance::damaged;
         copy.isTouched = glance == ModelManifest::Glance::touched;
         copy.problem = glance == ModelManifest::Glance::damaged
-                           ? u"Files of it are missing, or not as they were installed."_qs
+                           ? u"Files of it are missing, or not as they were installed."_s
                            : sentenceOn(model, m_damages);
         if (copy.problem.isEmpty()) {
             copy.problem = sentenceOn(model, m_rejections);
@@ -171,7 +173,7 @@ void LinuxModelStore::lookAgain(const QString &id) {
 
 void LinuxModelStore::install(const QString &id) {
     if (!m_ground.catalog.find(id))
-        throw LocalizedError(u"There is no model \"%1\"."_qs.arg(id));
+        throw LocalizedError(u"There is no model \"%1\"."_s.arg(id));
     Model &model = m_models[id];
     model.isLeaving = false;
     model.removalFault.clear();

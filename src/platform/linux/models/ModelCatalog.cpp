@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -28,7 +30,7 @@ Value oneOf(const QString &name, const std::pair<const char16_t *, Value> (&choi
         if (name == QStringView(text))
             return value;
     }
-    throw ModelFault(u"\"%1\" is not known here."_qs.arg(name));
+    throw ModelFault(u"\"%1\" is not known here."_s.arg(name));
 }
 
 ModelKind kind(const QString &name) {
@@ -57,21 +59,21 @@ ModelIndex::Form indexForm(const QString &name) {
 
 QString folderName(const QString &name) {
     if (!isFolderName(name))
-        throw ModelFault(u"\"%1\" cannot name a folder."_qs.arg(name));
+        throw ModelFault(u"\"%1\" cannot name a folder."_s.arg(name));
     return name;
 }
 
 QStringList languages(JsonFields &fields, ModelKind kind) {
-    static const QRegularExpression code(u"\\A[a-z]{2,3}(-[A-Za-z0-9]{2,8})*\\z"_qs);
-    const QStringList codes = fields.texts(u"languages"_qs);
+    static const QRegularExpression code(u"\\A[a-z]{2,3}(-[A-Za-z0-9]{2,8})*\\z"_s);
+    const QStringList codes = fields.texts(u"languages"_s);
     for (const QString &one : codes) {
         if (!code.match(one).hasMatch())
-            throw ModelFault(u"\"%1\" is not the code of a language."_qs.arg(one));
+            throw ModelFault(u"\"%1\" is not the code of a language."_s.arg(one));
     }
     if (kind == ModelKind::translation && codes.size() != 2)
-        throw ModelFault(u"A translation has two languages, its source and its target."_qs);
+        throw ModelFault(u"A translation has two languages, its source and its target."_s);
     if (kind == ModelKind::speech && codes.isEmpty())
-        throw ModelFault(u"It does not say which languages it hears."_qs);
+        throw ModelFault(u"It does not say which languages it hears."_s);
     return codes;
 }
 
@@ -79,110 +81,110 @@ QMap<QString, QString> parameters(const QJsonObject &object) {
     QMap<QString, QString> result;
     for (auto field = object.begin(); field != object.end(); ++field) {
         if (!field->isString())
-            throw ModelFault(u"The parameter \"%1\" is not a text."_qs.arg(field.key()));
+            throw ModelFault(u"The parameter \"%1\" is not a text."_s.arg(field.key()));
         result[field.key()] = field->toString();
     }
     return result;
 }
 
 std::optional<ModelScore> score(JsonFields &entry) {
-    if (!entry.has(u"score"_qs))
+    if (!entry.has(u"score"_s))
         return {};
-    JsonFields fields(entry.object(u"score"_qs), u"The score"_qs);
-    ModelScore score{.value = fields.number(u"value"_qs).value_or(0),
-                     .measure = fields.text(u"measure"_qs),
-                     .source = fields.text(u"source"_qs)};
+    JsonFields fields(entry.object(u"score"_s), u"The score"_s);
+    ModelScore score{.value = fields.number(u"value"_s).value_or(0),
+                     .measure = fields.text(u"measure"_s),
+                     .source = fields.text(u"source"_s)};
     fields.expectNoMore();
     return score;
 }
 
 ModelDescription description(JsonFields &fields) {
     ModelDescription result;
-    result.id = folderName(fields.text(u"id"_qs));
-    result.kind = kind(fields.text(u"kind"_qs));
-    result.version = folderName(fields.text(u"version"_qs));
+    result.id = folderName(fields.text(u"id"_s));
+    result.kind = kind(fields.text(u"kind"_s));
+    result.version = folderName(fields.text(u"version"_s));
     result.languages = languages(fields, result.kind);
-    result.engine = fields.text(u"engine"_qs);
-    result.parameters = parameters(fields.object(u"parameters"_qs));
-    result.downloadSize = fields.size(u"downloadSize"_qs);
-    result.installedSize = fields.size(u"installedSize"_qs);
-    result.licence = fields.textOr(u"licence"_qs, {});
-    result.publisher = fields.textOr(u"publisher"_qs, {});
-    result.sizeClass = sizeClass(fields.textOr(u"sizeClass"_qs, {}));
-    result.punctuates = fields.truth(u"punctuates"_qs);
+    result.engine = fields.text(u"engine"_s);
+    result.parameters = parameters(fields.object(u"parameters"_s));
+    result.downloadSize = fields.size(u"downloadSize"_s);
+    result.installedSize = fields.size(u"installedSize"_s);
+    result.licence = fields.textOr(u"licence"_s, {});
+    result.publisher = fields.textOr(u"publisher"_s, {});
+    result.sizeClass = sizeClass(fields.textOr(u"sizeClass"_s, {}));
+    result.punctuates = fields.truth(u"punctuates"_s);
     result.score = score(fields);
-    result.memory = fields.size(u"memory"_qs);
+    result.memory = fields.size(u"memory"_s);
     return result;
 }
 
 ModelFile file(const QJsonObject &object) {
-    JsonFields fields(object, u"A file"_qs);
-    ModelFile result{.name = safePath(fields.text(u"name"_qs)),
-                     .address = fields.address(u"address"_qs),
-                     .packing = packing(fields.textOr(u"packing"_qs, u"none"_qs)),
-                     .size = fields.size(u"size"_qs),
-                     .sha256 = fields.checksum(u"sha256"_qs),
-                     .contentSha256 = fields.checksum(u"contentSha256"_qs)};
+    JsonFields fields(object, u"A file"_s);
+    ModelFile result{.name = safePath(fields.text(u"name"_s)),
+                     .address = fields.address(u"address"_s),
+                     .packing = packing(fields.textOr(u"packing"_s, u"none"_s)),
+                     .size = fields.size(u"size"_s),
+                     .sha256 = fields.checksum(u"sha256"_s),
+                     .contentSha256 = fields.checksum(u"contentSha256"_s)};
     fields.expectNoMore();
     if (result.name.isNull())
-        throw ModelFault(u"A file has a name that leads out of the model's folder."_qs);
+        throw ModelFault(u"A file has a name that leads out of the model's folder."_s);
     if (!result.contentSha256.isEmpty() && result.packing != ModelPacking::gzip)
-        throw ModelFault(u"Only of a gzip file the contents have a checksum of their own."_qs);
+        throw ModelFault(u"Only of a gzip file the contents have a checksum of their own."_s);
     return result;
 }
 
 QList<ModelFile> files(const QJsonArray &array) {
     if (array.size() > mostFiles)
-        throw ModelFault(u"It has too many files."_qs);
+        throw ModelFault(u"It has too many files."_s);
     QList<ModelFile> result;
     QStringList keys;
     for (const auto &value : array) {
         result += file(value.toObject());
         const QString key = twinKey(result.last().name);
         if (keys.contains(key))
-            throw ModelFault(u"Two of its files are called \"%1\"."_qs.arg(result.last().name));
+            throw ModelFault(u"Two of its files are called \"%1\"."_s.arg(result.last().name));
         keys += key;
     }
     return result;
 }
 
 ModelIndex index(const QJsonObject &object) {
-    JsonFields fields(object, u"The index"_qs);
-    ModelIndex result{.form = indexForm(fields.text(u"form"_qs)),
-                      .address = fields.address(u"address"_qs),
-                      .files = fields.address(u"files"_qs),
-                      .name = fields.text(u"name"_qs),
-                      .architecture = fields.textOr(u"architecture"_qs, {})};
+    JsonFields fields(object, u"The index"_s);
+    ModelIndex result{.form = indexForm(fields.text(u"form"_s)),
+                      .address = fields.address(u"address"_s),
+                      .files = fields.address(u"files"_s),
+                      .name = fields.text(u"name"_s),
+                      .architecture = fields.textOr(u"architecture"_s, {})};
     fields.expectNoMore();
     if (result.form == ModelIndex::Form::translations && result.architecture.isEmpty())
-        throw ModelFault(u"The index does not say which architecture."_qs);
+        throw ModelFault(u"The index does not say which architecture."_s);
     if (!result.files.path().endsWith(u'/'))
-        throw ModelFault(u"The address of the index's files does not end with \"/\"."_qs);
+        throw ModelFault(u"The address of the index's files does not end with \"/\"."_s);
     return result;
 }
 
 CatalogEntry entry(const QJsonObject &object) {
-    JsonFields fields(object, u"The entry"_qs);
+    JsonFields fields(object, u"The entry"_s);
     CatalogEntry result;
     result.description = description(fields);
-    result.files = files(fields.array(u"files"_qs));
-    if (fields.has(u"index"_qs))
-        result.index = index(fields.object(u"index"_qs));
+    result.files = files(fields.array(u"files"_s));
+    if (fields.has(u"index"_s))
+        result.index = index(fields.object(u"index"_s));
     fields.expectNoMore();
     if (result.files.isEmpty() == !result.index)
-        throw ModelFault(u"It must have either files or an index."_qs);
+        throw ModelFault(u"It must have either files or an index."_s);
     return result;
 }
 
 ModelMirror mirror(const QJsonObject &object, const QString &catalogPath) {
-    JsonFields fields(object, u"The mirror"_qs);
-    ModelMirror result{.of = fields.address(u"of"_qs),
-                       .address = fields.address(u"address"_qs),
-                       .authority = fields.textOr(u"authority"_qs, {})};
+    JsonFields fields(object, u"The mirror"_s);
+    ModelMirror result{.of = fields.address(u"of"_s),
+                       .address = fields.address(u"address"_s),
+                       .authority = fields.textOr(u"authority"_s, {})};
     fields.expectNoMore();
     for (const QUrl &url : {result.of, result.address}) {
         if (!url.path().endsWith(u'/') || url.hasQuery() || url.hasFragment())
-            throw ModelFault(u"The address of a mirror, and what it mirrors, end with \"/\"."_qs);
+            throw ModelFault(u"The address of a mirror, and what it mirrors, end with \"/\"."_s);
     }
     if (!result.authority.isEmpty())
         result.authority = QFileInfo(catalogPath).dir().filePath(result.authority);
@@ -191,20 +193,20 @@ ModelMirror mirror(const QJsonObject &object, const QString &catalogPath) {
 
 QJsonObject document(const QByteArray &contents) {
     if (contents.size() > largestCatalog)
-        throw ModelFault(u"It is too large."_qs);
+        throw ModelFault(u"It is too large."_s);
     QJsonParseError error{};
     const auto json = QJsonDocument::fromJson(contents, &error);
     if (error.error != QJsonParseError::NoError)
-        throw ModelFault(u"%1 at byte %2."_qs.arg(error.errorString()).arg(error.offset));
+        throw ModelFault(u"%1 at byte %2."_s.arg(error.errorString()).arg(error.offset));
     if (!json.isObject())
-        throw ModelFault(u"It is not a JSON object."_qs);
+        throw ModelFault(u"It is not a JSON object."_s);
     return json.object();
 }
 
 /// What an entry calls itself, as far as that can be told.
 QString nameOf(const QJsonValue &entry, qsizetype number) {
-    const QString id = entry.toObject().value(u"id"_qs).toString();
-    return isFolderName(id) ? id : u"number %1"_qs.arg(number);
+    const QString id = entry.toObject().value(u"id"_s).toString();
+    return isFolderName(id) ? id : u"number %1"_s.arg(number);
 }
 
 CatalogFile read(const QString &path) {
@@ -216,9 +218,9 @@ CatalogFile read(const QString &path) {
 } // namespace
 
 QList<CatalogFile> ModelCatalog::standardFiles() {
-    QList<CatalogFile> files{platform::read(u":/models/catalog.json"_qs)};
+    QList<CatalogFile> files{platform::read(u":/models/catalog.json"_s)};
     QStringList others =
-        QStandardPaths::locateAll(QStandardPaths::GenericConfigLocation, u"Quillora/models.json"_qs);
+        QStandardPaths::locateAll(QStandardPaths::GenericConfigLocation, u"Quillora/models.json"_s);
     std::reverse(others.begin(), others.end());
     for (const QString &path : others)
         files += platform::read(path);
@@ -232,35 +234,35 @@ ModelCatalog::ModelCatalog(const QList<CatalogFile> &files, const QStringList &e
 
 void ModelCatalog::read(const CatalogFile &file, const QStringList &engines) {
     const auto leaveOut = [&](const QString &what, const LocalizedError &fault) {
-        m_omissions += u"%1 in %2 is left out. %3"_qs.arg(what, file.path, fault.errorDescription());
+        m_omissions += u"%1 in %2 is left out. %3"_s.arg(what, file.path, fault.errorDescription());
     };
     QJsonArray entries, mirrors;
     try {
-        JsonFields fields(document(file.contents), u"The catalog"_qs);
-        if (fields.size(u"form"_qs) != knownForm)
-            throw ModelFault(u"The catalog is of a form that is not known here."_qs);
-        entries = fields.array(u"models"_qs);
-        mirrors = fields.array(u"mirrors"_qs);
+        JsonFields fields(document(file.contents), u"The catalog"_s);
+        if (fields.size(u"form"_s) != knownForm)
+            throw ModelFault(u"The catalog is of a form that is not known here."_s);
+        entries = fields.array(u"models"_s);
+        mirrors = fields.array(u"mirrors"_s);
         fields.expectNoMore();
     } catch (const ModelFault &fault) {
-        leaveOut(u"Everything"_qs, fault);
+        leaveOut(u"Everything"_s, fault);
         return;
     }
     for (qsizetype number = 0; number < entries.size(); ++number) {
         try {
             const auto one = entry(entries[number].toObject());
             if (!engines.contains(one.description.engine))
-                throw ModelFault(u"There is no engine \"%1\" here."_qs.arg(one.description.engine));
+                throw ModelFault(u"There is no engine \"%1\" here."_s.arg(one.description.engine));
             add(one);
         } catch (const ModelFault &fault) {
-            leaveOut(u"The model "_qs + nameOf(entries[number], number + 1), fault);
+            leaveOut(u"The model "_s + nameOf(entries[number], number + 1), fault);
         }
     }
     for (qsizetype number = 0; number < mirrors.size(); ++number) {
         try {
             add(mirror(mirrors[number].toObject(), file.path));
         } catch (const ModelFault &fault) {
-            leaveOut(u"The mirror number %1"_qs.arg(number + 1), fault);
+            leaveOut(u"The mirror number %1"_s.arg(number + 1), fault);
         }
     }
 }

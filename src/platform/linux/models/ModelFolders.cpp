@@ -17,6 +17,8 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -25,7 +27,7 @@ constexpr qint64 longestManifest = qint64{4} << 20;
 const auto hiddenFolders = QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot;
 
 std::optional<ModelManifest> manifestOf(const InstalledModel &model) {
-    QFile file(model.folder + u"/manifest.json"_qs);
+    QFile file(model.folder + u"/manifest.json"_s);
     if (!file.open(QIODevice::ReadOnly) || file.size() > longestManifest)
         return {};
     try {
@@ -42,7 +44,7 @@ void rename(const QString &from, const QString &to, unsigned flags) {
     if (::renameat2(AT_FDCWD, QFile::encodeName(from).constData(), AT_FDCWD,
                     QFile::encodeName(to).constData(), flags) != 0)
         throw ModelFault(
-            u"\"%1\" could not be moved: %2."_qs.arg(QFileInfo(from).fileName(), qt_error_string()));
+            u"\"%1\" could not be moved: %2."_s.arg(QFileInfo(from).fileName(), qt_error_string()));
 }
 
 /// Whether the file system refuses to let two folders change places, rather than these two.
@@ -72,7 +74,7 @@ std::unique_ptr<FolderHold> FolderHold::of(const QString &folder, Kind kind) {
 ModelFolders ModelFolders::standard() {
     QStringList roots;
     for (const QString &folder : QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation))
-        roots += folder + u"/Quillora/models"_qs;
+        roots += folder + u"/Quillora/models"_s;
     const QString own = roots.takeFirst();
     return {own, roots};
 }
@@ -119,7 +121,7 @@ QList<qint64> ModelFolders::changes(const QString &id) const {
 
 bool ModelFolders::hasParts(const QString &id) const {
     const QDir folder(folderOf(id));
-    for (const QString &name : folder.entryList({u".*.parts"_qs}, hiddenFolders)) {
+    for (const QString &name : folder.entryList({u".*.parts"_s}, hiddenFolders)) {
         // Parts have numbers; beside them lie notes and the index.
         const auto parts = QDir(folder.filePath(name)).entryInfoList(QDir::Files);
         if (std::any_of(parts.begin(), parts.end(), [](const QFileInfo &part) {
@@ -131,16 +133,16 @@ bool ModelFolders::hasParts(const QString &id) const {
 }
 
 QString ModelFolders::partsFolder(const QString &id, const QString &version) const {
-    return folderOf(id) + u"/."_qs + version + u".parts"_qs;
+    return folderOf(id) + u"/."_s + version + u".parts"_s;
 }
 
 QString ModelFolders::newFolder(const QString &id, const QString &version) const {
-    return folderOf(id) + u"/."_qs + version + u".new"_qs;
+    return folderOf(id) + u"/."_s + version + u".new"_s;
 }
 
 std::unique_ptr<FolderHold> ModelFolders::lock(const QString &id) const {
     if (!QDir().mkpath(folderOf(id)) || !QFileInfo(folderOf(id)).isWritable())
-        throw ModelFault(u"The folder \"%1\" cannot be written to."_qs.arg(m_own));
+        throw ModelFault(u"The folder \"%1\" cannot be written to."_s.arg(m_own));
     // A removal holds it for a moment; an installation, for longer than is worth waiting for.
     auto hold = FolderHold::of(folderOf(id), FolderHold::Kind::alone);
     for (int attempt = 0; !hold && attempt < 10; ++attempt) {
@@ -160,9 +162,9 @@ bool ModelFolders::publish(const QString &id, const QString &version, const Chec
     if (isReplacement && !hold)
         return false;
 
-    QFile::remove(made + u"/manifest.json"_qs);
-    SyncedFile manifest(made + u"/manifest.json"_qs);
-    manifest.write(ModelManifest::of(made + u"/files"_qs, id, version, known, isUnwanted).toJson());
+    QFile::remove(made + u"/manifest.json"_s);
+    SyncedFile manifest(made + u"/manifest.json"_s);
+    manifest.write(ModelManifest::of(made + u"/files"_s, id, version, known, isUnwanted).toJson());
     manifest.finish();
     syncFolders(made);
     Interruption::ifUnwanted(isUnwanted);
@@ -172,7 +174,7 @@ bool ModelFolders::publish(const QString &id, const QString &version, const Chec
     } else if (::renameat2(AT_FDCWD, QFile::encodeName(made).constData(), AT_FDCWD,
                            QFile::encodeName(target).constData(), RENAME_EXCHANGE) != 0) {
         if (!cannotExchange(errno))
-            throw ModelFault(u"\"%1\" could not be replaced: %2."_qs.arg(version, qt_error_string()));
+            throw ModelFault(u"\"%1\" could not be replaced: %2."_s.arg(version, qt_error_string()));
         removeFolder(target);
         rename(made, target, 0);
     }
@@ -183,7 +185,7 @@ bool ModelFolders::publish(const QString &id, const QString &version, const Chec
 
 /// It is away as a whole, or still there.
 void ModelFolders::removeAtOnce(const QString &id, const QString &folder) const {
-    const QString away = folderOf(id) + u"/.removed-"_qs + QUuid::createUuid().toString(QUuid::Id128);
+    const QString away = folderOf(id) + u"/.removed-"_s + QUuid::createUuid().toString(QUuid::Id128);
     rename(folder, away, RENAME_NOREPLACE);
     syncFolder(folderOf(id));
     removeFolder(away);
@@ -203,14 +205,14 @@ void ModelFolders::removeParts(const QString &id) const { removeOtherParts(id, {
 
 void ModelFolders::removeOtherParts(const QString &id, const QString &version) const {
     const QDir folder(folderOf(id));
-    for (const QString &name : folder.entryList({u".*.parts"_qs}, hiddenFolders)) {
+    for (const QString &name : folder.entryList({u".*.parts"_s}, hiddenFolders)) {
         if (version.isEmpty() || folder.filePath(name) != partsFolder(id, version))
             removeAtOnce(id, folder.filePath(name));
     }
 }
 
 QStringList ModelFolders::remains(const QString &id) const {
-    return QDir(folderOf(id)).entryList({u".*.new"_qs, u".removed-*"_qs}, hiddenFolders);
+    return QDir(folderOf(id)).entryList({u".*.new"_s, u".removed-*"_s}, hiddenFolders);
 }
 
 void ModelFolders::removeRemains(const QString &id) const {

@@ -15,6 +15,8 @@
 #include <unistd.h>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -33,7 +35,7 @@ void requireChecksum(const QByteArray &found, const QByteArray &published, const
     if (published.isEmpty() || found == published)
         return;
     Download::forget(downloaded);
-    throw ModelFault(u"\"%1\" is not what its publisher describes: its checksum differs."_qs.arg(name));
+    throw ModelFault(u"\"%1\" is not what its publisher describes: its checksum differs."_s.arg(name));
 }
 
 } // namespace
@@ -53,11 +55,11 @@ void ModelInstallation::start() {
     attempt([this] {
         m_lock = m_folders.lock(m_entry.description.id);
         if (!m_lock)
-            throw ModelFault(u"The model is being installed by another program."_qs);
+            throw ModelFault(u"The model is being installed by another program."_s);
         m_folders.removeRemains(m_entry.description.id);
         m_folders.removeOtherParts(m_entry.description.id, m_entry.description.version);
         if (!QDir().mkpath(partsFolder()))
-            throw ModelFault(u"The folder \"%1\" cannot be written to."_qs.arg(m_folders.own()));
+            throw ModelFault(u"The folder \"%1\" cannot be written to."_s.arg(m_folders.own()));
         begin(ModelProgress::Step::preparing);
         if (m_entry.index)
             fetchIndex();
@@ -75,12 +77,12 @@ QString ModelInstallation::partPath(std::size_t number) const {
 }
 
 QString ModelInstallation::newFilesFolder() const {
-    return m_folders.newFolder(m_entry.description.id, m_entry.description.version) + u"/files"_qs;
+    return m_folders.newFolder(m_entry.description.id, m_entry.description.version) + u"/files"_s;
 }
 
 /// Anew each time: what an earlier one said may not hold any more.
 void ModelInstallation::fetchIndex() {
-    const QString path = partsFolder() + u"/index"_qs;
+    const QString path = partsFolder() + u"/index"_s;
     Download::forget(path);
     const auto ended = [this, path](const std::optional<ModelFault> &fault) {
         attempt([&] {
@@ -88,12 +90,12 @@ void ModelInstallation::fetchIndex() {
                 throw ModelFault(*fault);
             QFile file(path);
             if (!file.open(QIODevice::ReadOnly))
-                throw ModelFault(u"The index could not be read: %1."_qs.arg(file.errorString()));
+                throw ModelFault(u"The index could not be read: %1."_s.arg(file.errorString()));
             fetchFiles(filesOf(*m_entry.index, file.read(longestIndex + 1)));
         });
     };
     m_indexDownload =
-        std::make_unique<Download>(ModelFile{.name = u"index"_qs, .address = m_entry.index->address}, path,
+        std::make_unique<Download>(ModelFile{.name = u"index"_s, .address = m_entry.index->address}, path,
                                    m_ground, Download::Listener{.ended = ended});
     m_indexDownload->start();
 }
@@ -166,7 +168,7 @@ void ModelInstallation::bring(const ModelFile &file, const QString &downloaded) 
         // A link, so that what was downloaded is still there should a later file fail.
         QDir().mkpath(QFileInfo(target).path());
         if (::link(QFile::encodeName(downloaded).constData(), QFile::encodeName(target).constData()) != 0)
-            throw ModelFault(u"\"%1\" could not be written: %2."_qs.arg(file.name, qt_error_string()));
+            throw ModelFault(u"\"%1\" could not be written: %2."_s.arg(file.name, qt_error_string()));
         syncFile(target);
         break;
     }
@@ -206,7 +208,7 @@ qint64 ModelInstallation::spaceFor(const QList<ModelFile> &files) const {
 void ModelInstallation::requireSpace(qint64 bytes) const {
     const qint64 free = QStorageInfo(m_folders.own()).bytesAvailable();
     if (free < bytes)
-        throw ModelFault(u"The model needs %1 on the disk, and %2 are free. Make room for it."_qs.arg(
+        throw ModelFault(u"The model needs %1 on the disk, and %2 are free. Make room for it."_s.arg(
             sizeText(bytes), sizeText(free)));
 }
 

@@ -11,6 +11,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -20,14 +22,14 @@ constexpr qint64 knownForm = 1;
 qint64 modificationTime(const QFileInfo &file) { return file.lastModified().toMSecsSinceEpoch(); }
 
 ModelManifest::File file(const QJsonObject &object) {
-    JsonFields fields(object, u"The manifest"_qs);
-    ModelManifest::File result{.name = fields.text(u"name"_qs),
-                               .size = fields.count(u"size"_qs),
-                               .modified = fields.count(u"modified"_qs),
-                               .sha256 = fields.checksum(u"sha256"_qs)};
+    JsonFields fields(object, u"The manifest"_s);
+    ModelManifest::File result{.name = fields.text(u"name"_s),
+                               .size = fields.count(u"size"_s),
+                               .modified = fields.count(u"modified"_s),
+                               .sha256 = fields.checksum(u"sha256"_s)};
     fields.expectNoMore();
     if (safePath(result.name) != result.name || result.sha256.isEmpty())
-        throw ModelFault(u"The manifest names a file that cannot be."_qs);
+        throw ModelFault(u"The manifest names a file that cannot be."_s);
     return result;
 }
 
@@ -51,27 +53,27 @@ ModelManifest ModelManifest::of(const QString &folder, const QString &id, const 
 }
 
 ModelManifest ModelManifest::fromJson(const QByteArray &json) {
-    JsonFields fields(QJsonDocument::fromJson(json).object(), u"The manifest"_qs);
-    if (fields.size(u"form"_qs) != knownForm)
-        throw ModelFault(u"The manifest does not parse, or is of a form that is not known here."_qs);
-    ModelManifest manifest{fields.text(u"id"_qs), fields.text(u"version"_qs), {}};
-    for (const auto &one : fields.array(u"files"_qs))
+    JsonFields fields(QJsonDocument::fromJson(json).object(), u"The manifest"_s);
+    if (fields.size(u"form"_s) != knownForm)
+        throw ModelFault(u"The manifest does not parse, or is of a form that is not known here."_s);
+    ModelManifest manifest{fields.text(u"id"_s), fields.text(u"version"_s), {}};
+    for (const auto &one : fields.array(u"files"_s))
         manifest.files += file(one.toObject());
     fields.expectNoMore();
     if (!isFolderName(manifest.id) || !isFolderName(manifest.version) || manifest.files.isEmpty())
-        throw ModelFault(u"The manifest does not say what it is of."_qs);
+        throw ModelFault(u"The manifest does not say what it is of."_s);
     return manifest;
 }
 
 QByteArray ModelManifest::toJson() const {
     QJsonArray array;
     for (const File &file : files)
-        array += QJsonObject{{u"name"_qs, file.name},
-                             {u"size"_qs, file.size},
-                             {u"modified"_qs, file.modified},
-                             {u"sha256"_qs, QString::fromLatin1(file.sha256)}};
+        array += QJsonObject{{u"name"_s, file.name},
+                             {u"size"_s, file.size},
+                             {u"modified"_s, file.modified},
+                             {u"sha256"_s, QString::fromLatin1(file.sha256)}};
     return QJsonDocument(
-               {{u"form"_qs, knownForm}, {u"id"_qs, id}, {u"version"_qs, version}, {u"files"_qs, array}})
+               {{u"form"_s, knownForm}, {u"id"_s, id}, {u"version"_s, version}, {u"files"_s, array}})
         .toJson();
 }
 
@@ -91,7 +93,7 @@ QString ModelManifest::fault(const QString &folder, const IsUnwanted &isUnwanted
     for (const File &file : files) {
         try {
             if (checksumOf(folder + u'/' + file.name, isUnwanted) != file.sha256)
-                return u"\"%1\" is not as it was installed."_qs.arg(file.name);
+                return u"\"%1\" is not as it was installed."_s.arg(file.name);
         } catch (const ModelFault &fault) {
             return fault.errorDescription();
         }

@@ -9,12 +9,14 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
 bool isArchive(const QString &name) {
-    static const QRegularExpression ending(u"\\.(tar(\\.(gz|bz2|xz|zst))?|tgz|zip)\\z"_qs);
+    static const QRegularExpression ending(u"\\.(tar(\\.(gz|bz2|xz|zst))?|tgz|zip)\\z"_s);
     return ending.match(name).hasMatch();
 }
 
@@ -25,11 +27,11 @@ ModelPacking packingOf(const QString &name) {
 }
 
 ModelFault malformed(const ModelIndex &index) {
-    return ModelFault(u"The index at %1 is not of the form that is expected."_qs.arg(index.address.host()));
+    return ModelFault(u"The index at %1 is not of the form that is expected."_s.arg(index.address.host()));
 }
 
 ModelFault missing(const ModelIndex &index) {
-    return ModelFault(u"The index at %1 does not name \"%2\"."_qs.arg(index.address.host(), index.name));
+    return ModelFault(u"The index at %1 does not name \"%2\"."_s.arg(index.address.host(), index.name));
 }
 
 /// A file of the publisher's under the address for files.
@@ -67,9 +69,9 @@ QJsonObject chosenModel(const ModelIndex &index, const QJsonValue &pair) {
     QJsonObject chosen;
     for (const auto &value : models) {
         const QJsonObject model = value.toObject();
-        if (model.value(u"architecture"_qs).toString() != index.architecture)
+        if (model.value(u"architecture"_s).toString() != index.architecture)
             continue;
-        if (model.value(u"releaseStatus"_qs).toString().startsWith(u"Release"))
+        if (model.value(u"releaseStatus"_s).toString().startsWith(u"Release"))
             return model;
         if (chosen.isEmpty())
             chosen = model;
@@ -80,14 +82,14 @@ QJsonObject chosenModel(const ModelIndex &index, const QJsonValue &pair) {
 /// The file that the index describes by its path, or by an object with the path and more.
 ModelFile translationFile(const ModelIndex &index, const QJsonValue &value) {
     const QJsonObject fields = value.toObject();
-    const QString path = value.isString() ? value.toString() : fields.value(u"path"_qs).toString();
+    const QString path = value.isString() ? value.toString() : fields.value(u"path"_s).toString();
     ModelFile file{
         .name = path.section(u'/', -1), .address = addressOf(index, path), .packing = packingOf(path)};
     if (file.packing == ModelPacking::gzip)
         file.name.chop(3);
     if (file.packing == ModelPacking::archive || file.name.isEmpty())
         throw malformed(index);
-    if (const QJsonValue hash = fields.value(u"uncompressedHash"_qs); !hash.isUndefined()) {
+    if (const QJsonValue hash = fields.value(u"uncompressedHash"_s); !hash.isUndefined()) {
         const QByteArray checksum = hash.toString().toLatin1().toLower();
         if (!isSha256(checksum))
             throw malformed(index);
@@ -100,18 +102,18 @@ QList<ModelFile> translationFiles(const ModelIndex &index, const QByteArray &con
     const auto json = QJsonDocument::fromJson(contents);
     if (!json.isObject())
         throw malformed(index);
-    const QJsonValue models = json.object().value(u"models"_qs);
+    const QJsonValue models = json.object().value(u"models"_s);
     const QJsonObject pairs = models.isObject() ? models.toObject() : json.object();
     QJsonValue pair = pairs.value(index.name);
     if (pair.isUndefined())
         pair = pairs.value(QString(index.name).remove(u'-'));
-    const QJsonObject described = chosenModel(index, pair).value(u"files"_qs).toObject();
+    const QJsonObject described = chosenModel(index, pair).value(u"files"_s).toObject();
     if (described.isEmpty())
         throw missing(index);
     QList<ModelFile> files;
     QStringList names;
     for (const QString &part :
-         {u"model"_qs, u"lexicalShortlist"_qs, u"vocab"_qs, u"srcVocab"_qs, u"trgVocab"_qs}) {
+         {u"model"_s, u"lexicalShortlist"_s, u"vocab"_s, u"srcVocab"_s, u"trgVocab"_s}) {
         if (!described.contains(part))
             continue;
         files += translationFile(index, described.value(part));
@@ -120,7 +122,7 @@ QList<ModelFile> translationFiles(const ModelIndex &index, const QByteArray &con
             throw malformed(index);
         names += key;
     }
-    if (!described.contains(u"model"_qs) || files.size() < 2)
+    if (!described.contains(u"model"_s) || files.size() < 2)
         throw malformed(index);
     return files;
 }

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -43,7 +45,7 @@ QString safePath(const QString &path) {
 }
 
 bool isFolderName(const QString &name) {
-    static const QRegularExpression pattern(u"\\A[A-Za-z0-9][A-Za-z0-9._-]{0,99}\\z"_qs);
+    static const QRegularExpression pattern(u"\\A[A-Za-z0-9][A-Za-z0-9._-]{0,99}\\z"_s);
     return pattern.match(name).hasMatch();
 }
 

@@ -9,12 +9,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
 ModelFault unwritable(const QString &path, const QString &reason) {
-    return ModelFault(u"\"%1\" could not be written: %2."_qs.arg(QFileInfo(path).fileName(), reason));
+    return ModelFault(u"\"%1\" could not be written: %2."_s.arg(QFileInfo(path).fileName(), reason));
 }
 
 void sync(const QString &path, int flags) {

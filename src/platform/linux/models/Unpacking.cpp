@@ -12,6 +12,8 @@
 #include <archive_entry.h>
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -54,7 +56,7 @@ public:
         if (result != ARCHIVE_OK && result != ARCHIVE_WARN)
             throw damaged();
         if (++m_entryCount > m_mostEntries)
-            throw fault(u"it holds too many files"_qs);
+            throw fault(u"it holds too many files"_s);
         return entry;
     }
 
@@ -70,7 +72,7 @@ public:
                 return hash.result();
             m_byteCount += count;
             if (m_byteCount > m_mostBytes)
-                throw fault(u"what it holds is larger than it may be"_qs);
+                throw fault(u"what it holds is larger than it may be"_s);
             const QByteArrayView bytes(m_block.constData(), count);
             file.write(bytes);
             hash.add(bytes);
@@ -80,9 +82,9 @@ public:
     bool isGzip() const { return archive_filter_code(m_archive.get(), 0) == ARCHIVE_FILTER_GZIP; }
 
     static ModelFault fault(const QString &reason) {
-        return ModelFault(u"What was downloaded cannot be unpacked: %1."_qs.arg(reason));
+        return ModelFault(u"What was downloaded cannot be unpacked: %1."_s.arg(reason));
     }
-    static ModelFault damaged() { return fault(u"it is damaged"_qs); }
+    static ModelFault damaged() { return fault(u"it is damaged"_s); }
 
 private:
     struct Free {
@@ -151,7 +153,7 @@ Checksums unpackArchive(const QString &archive, const QString &folder, const Unp
     while (auto *entry = packed.next()) {
         QString claimed = pathOf(entry);
         if (archive_entry_hardlink(entry) || archive_entry_symlink(entry))
-            throw packed.fault(u"it holds a link"_qs);
+            throw packed.fault(u"it holds a link"_s);
         const auto type = archive_entry_filetype(entry);
         if (type == AE_IFDIR) {
             if (isTheFolderItself(claimed))
@@ -159,13 +161,13 @@ Checksums unpackArchive(const QString &archive, const QString &folder, const Unp
             if (claimed.endsWith(u'/'))
                 claimed.chop(1);
         } else if (type != AE_IFREG) {
-            throw packed.fault(u"it holds something that is no file"_qs);
+            throw packed.fault(u"it holds something that is no file"_s);
         }
         const QString path = safePath(claimed);
         if (path.isNull())
-            throw packed.fault(u"a name in it leads out of its folder, or is none"_qs);
+            throw packed.fault(u"a name in it leads out of its folder, or is none"_s);
         if (!(type == AE_IFDIR ? claims.folder(path) : claims.file(path)))
-            throw packed.fault(u"two names in it mean the same file"_qs);
+            throw packed.fault(u"two names in it mean the same file"_s);
         if (type == AE_IFDIR)
             continue;
         SyncedFile file(folder + u'/' + path);
@@ -173,7 +175,7 @@ Checksums unpackArchive(const QString &archive, const QString &folder, const Unp
         file.finish();
     }
     if (!claims.hasFiles())
-        throw packed.fault(u"it holds no files"_qs);
+        throw packed.fault(u"it holds no files"_s);
     return checksums;
 }
 

@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QVariantMap>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -18,13 +20,13 @@ constexpr qint32 usualTime = -1;       ///< as long as the service shows them us
 DesktopNotifications::DesktopNotifications(const QDBusConnection &bus) : m_bus(bus) {}
 
 void DesktopNotifications::show(const Notification &notification) {
-    auto call = QDBusMessage::createMethodCall(u"org.freedesktop.Notifications"_qs,
-                                               u"/org/freedesktop/Notifications"_qs,
-                                               u"org.freedesktop.Notifications"_qs, u"Notify"_qs);
+    auto call = QDBusMessage::createMethodCall(u"org.freedesktop.Notifications"_s,
+                                               u"/org/freedesktop/Notifications"_s,
+                                               u"org.freedesktop.Notifications"_s, u"Notify"_s);
     // A body is markup, a summary is not.
     call << applicationName << newNotification << applicationIdentifier << notification.summary
          << notification.body.toHtmlEscaped() << QStringList()
-         << QVariantMap{{u"desktop-entry"_qs, applicationIdentifier}} << usualTime;
+         << QVariantMap{{u"desktop-entry"_s, applicationIdentifier}} << usualTime;
     m_bus.send(call);
 }
 

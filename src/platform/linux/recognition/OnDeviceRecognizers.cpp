@@ -6,6 +6,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -15,7 +17,7 @@ class UnavailableRecognizer : public SpeechRecognizer {
 public:
     bool isAvailable() const override { return false; }
     std::shared_ptr<Recognition> recognize(RecognitionHandler handler) override {
-        handler({}, LocalizedError(u"The speech model is not installed."_qs));
+        handler({}, LocalizedError(u"The speech model is not installed."_s));
         return std::make_shared<NoRecognition>();
     }
 
@@ -120,7 +122,7 @@ std::optional<RecognizerModel> OnDeviceRecognizers::model(const QString &id, con
         m_store.reject(id, version, reason);
     };
     if (!model) {
-        reject(u"This program does not know models of its kind."_qs);
+        reject(u"This program does not know models of its kind."_s);
         return {};
     }
     model->reject = [&queue = m_mainQueue, life = std::weak_ptr(m_life), reject](const QString &reason) {
@@ -159,7 +161,7 @@ std::vector<RecognizerModel> OnDeviceRecognizers::replacements(const QString &id
 QString OnDeviceRecognizers::remarkOnSpeed(std::chrono::milliseconds took) {
     if (took <= std::chrono::seconds(1))
         return {};
-    return u"This computer is too slow for it: two seconds of speech take it %1 seconds."_qs.arg(
+    return u"This computer is too slow for it: two seconds of speech take it %1 seconds."_s.arg(
         double(took.count()) / 1000, 0, 'f', 1);
 }
 

@@ -10,6 +10,8 @@
 #include <array>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -102,7 +104,7 @@ private:
 } // namespace
 
 QStringList PocketSphinxData::standardFolders() {
-    return QStandardPaths::locateAll(QStandardPaths::GenericDataLocation, u"pocketsphinx/model/en-us"_qs,
+    return QStandardPaths::locateAll(QStandardPaths::GenericDataLocation, u"pocketsphinx/model/en-us"_s,
                                      QStandardPaths::LocateDirectory);
 }
 
@@ -110,7 +112,7 @@ std::vector<PocketSphinxData> PocketSphinxData::findAll(const QStringList &folde
     std::vector<PocketSphinxData> found;
     for (const QString &folder : folders) {
         const QDir dir(folder);
-        PocketSphinxData data{dir.filePath(u"en-us"_qs),
+        PocketSphinxData data{dir.filePath(u"en-us"_s),
                               dir.filePath(QString::fromLatin1(languageModelFile.name)),
                               dir.filePath(QString::fromLatin1(dictionaryFile.name))};
         const auto files = data.fingerprint();

@@ -4,11 +4,13 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
-const QString onlyLocale = u"en-US"_qs;
+const QString onlyLocale = u"en-US"_s;
 
 } // namespace
 

@@ -2,6 +2,8 @@
 
 #include "platform/linux/recognition/ProcessRecognition.h"
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 bool ProcessRecognizer::isAvailable() const {
@@ -15,7 +17,7 @@ std::shared_ptr<Recognition> ProcessRecognizer::recognize(RecognitionHandler han
         job = client->recognize(std::move(handler));
     } else {
         job = std::make_shared<RecognitionJob>(std::make_shared<WakeUp>(), std::move(handler));
-        job->fail(LocalizedError(u"Speech recognition was ended."_qs));
+        job->fail(LocalizedError(u"Speech recognition was ended."_s));
     }
     return std::make_shared<ProcessRecognition>(std::move(job), m_drain);
 }

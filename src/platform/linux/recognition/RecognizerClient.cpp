@@ -5,6 +5,8 @@
 #include <poll.h>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 using namespace std::chrono_literals;
@@ -20,13 +22,13 @@ constexpr std::size_t window = 8;
 
 milliseconds durationOf(std::size_t samples) { return milliseconds(1000 * samples / recognizer::sampleRate); }
 
-QString ended() { return u"Speech recognition was ended."_qs; }
-QString missing() { return u"The speech model is not there."_qs; }
-QString damaged() { return u"The speech model is damaged."_qs; }
-QString unsuitable() { return u"The speech model does not work on this computer."_qs; }
-QString notStarted() { return u"The speech recognizer could not be started."_qs; }
-QString notRecognized() { return u"The speech could not be recognized."_qs; }
-QString noMemory() { return u"There is not enough memory for the speech model."_qs; }
+QString ended() { return u"Speech recognition was ended."_s; }
+QString missing() { return u"The speech model is not there."_s; }
+QString damaged() { return u"The speech model is damaged."_s; }
+QString unsuitable() { return u"The speech model does not work on this computer."_s; }
+QString notStarted() { return u"The speech recognizer could not be started."_s; }
+QString notRecognized() { return u"The speech could not be recognized."_s; }
+QString noMemory() { return u"There is not enough memory for the speech model."_s; }
 
 } // namespace
 

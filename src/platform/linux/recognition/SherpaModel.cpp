@@ -10,33 +10,35 @@
 #include <algorithm>
 #include <filesystem>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
 const QString wholeModel; // its file is named as its publisher likes
-const QStringList parts{u"encoder"_qs, u"decoder"_qs, u"joiner"_qs};
+const QStringList parts{u"encoder"_s, u"decoder"_s, u"joiner"_s};
 
 /// What a model of the family consists of, in the engine's order; empty if the family is not known.
 QStringList partsOf(const QString &family) {
-    if (family.endsWith(u"-transducer"_qs))
+    if (family.endsWith(u"-transducer"_s))
         return parts;
-    if (family == u"whisper"_qs || family == u"canary"_qs)
+    if (family == u"whisper"_s || family == u"canary"_s)
         return parts.first(2);
-    if (family.endsWith(u"-ctc"_qs) || family == u"sense-voice"_qs)
+    if (family.endsWith(u"-ctc"_s) || family == u"sense-voice"_s)
         return {wholeModel};
     return {};
 }
 
 bool isPart(const QString &path, const QString &part) {
     const QString name = QFileInfo(path).fileName();
-    if (!name.endsWith(u".onnx"_qs))
+    if (!name.endsWith(u".onnx"_s))
         return false;
     const auto names = [&name](const QString &one) { return name.contains(one); };
     return part == wholeModel ? std::none_of(parts.begin(), parts.end(), names) : names(part);
 }
 
-bool isQuantised(const QString &path) { return path.contains(u".int8."_qs); }
+bool isQuantised(const QString &path) { return path.contains(u".int8."_s); }
 
 QStringList filesBelow(const QString &folder) {
     QStringList paths;
@@ -61,7 +63,7 @@ bool hasSherpaLibrary(const std::string &program) {
 
 std::optional<RecognizerModel> sherpaModel(const ModelDescription &model, const QString &folder,
                                            const QString &language) {
-    const QString family = model.parameters.value(u"family"_qs);
+    const QString family = model.parameters.value(u"family"_s);
     const QStringList wanted = partsOf(family);
     const QStringList paths = filesBelow(folder);
     QStringList found;
@@ -72,7 +74,7 @@ std::optional<RecognizerModel> sherpaModel(const ModelDescription &model, const 
             found += *path;
     }
     const auto tokens = std::find_if(paths.begin(), paths.end(),
-                                     [](const QString &one) { return one.endsWith(u"tokens.txt"_qs); });
+                                     [](const QString &one) { return one.endsWith(u"tokens.txt"_s); });
     if (wanted.isEmpty() || found.size() != wanted.size() || tokens == paths.end())
         return {};
     found += *tokens;
@@ -81,8 +83,8 @@ std::optional<RecognizerModel> sherpaModel(const ModelDescription &model, const 
     for (const QString &path : found)
         loaded.files.push_back(QFile::encodeName(path).toStdString());
     loaded.parameters = {{"family", family.toStdString()},
-                         {"decoding", model.parameters.value(u"decoding"_qs).toStdString()}};
-    if (model.parameters.contains(u"language"_qs))
+                         {"decoding", model.parameters.value(u"decoding"_s).toStdString()}};
+    if (model.parameters.contains(u"language"_s))
         loaded.parameters.push_back({"language", language.toStdString()});
     return loaded;
 }

@@ -9,8 +9,10 @@
 
 namespace quillora::platform {
 
+using namespace Qt::StringLiterals;
+
 /// The name of the engine in descriptions of models.
-inline const QString sherpaEngine = u"sherpa"_qs;
+inline const QString sherpaEngine = u"sherpa"_s;
 
 /// Whether the engine's library lies beside the recognizer's program, and its models can be loaded.
 bool hasSherpaLibrary(const std::string &program);

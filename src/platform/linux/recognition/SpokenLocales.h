@@ -4,13 +4,14 @@
 
 namespace quillora::platform {
 
+using namespace Qt::StringLiterals;
+
 /// The locales that are offered to speakers, as far as a model hears their language.
 inline const QStringList &spokenLocales() {
-    static const QStringList locales{u"en-US"_qs, u"en-GB"_qs, u"ru-RU"_qs, u"es-ES"_qs, u"fr-FR"_qs,
-                                     u"de-DE"_qs, u"it-IT"_qs, u"pt-BR"_qs, u"pt-PT"_qs, u"nl-NL"_qs,
-                                     u"uk-UA"_qs, u"pl-PL"_qs, u"zh-CN"_qs, u"ja-JP"_qs, u"ko-KR"_qs,
-                                     u"tr-TR"_qs, u"ar-SA"_qs, u"vi-VN"_qs, u"id-ID"_qs, u"th-TH"_qs,
-                                     u"kk-KZ"_qs, u"uz-UZ"_qs, u"ky-KG"_qs};
+    static const QStringList locales{u"en-US"_s, u"en-GB"_s, u"ru-RU"_s, u"es-ES"_s, u"fr-FR"_s, u"de-DE"_s,
+                                     u"it-IT"_s, u"pt-BR"_s, u"pt-PT"_s, u"nl-NL"_s, u"uk-UA"_s, u"pl-PL"_s,
+                                     u"zh-CN"_s, u"ja-JP"_s, u"ko-KR"_s, u"tr-TR"_s, u"ar-SA"_s, u"vi-VN"_s,
+                                     u"id-ID"_s, u"th-TH"_s, u"kk-KZ"_s, u"uz-UZ"_s, u"ky-KG"_s};
     return locales;
 }
 

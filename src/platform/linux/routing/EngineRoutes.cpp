@@ -8,6 +8,8 @@
 #include <unistd.h>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -15,7 +17,7 @@ namespace {
 constexpr qint64 gibibyte = qint64(1) << 30;
 constexpr double unrated = std::numeric_limits<double>::lowest();
 
-const QString english = u"en"_qs;
+const QString english = u"en"_s;
 
 bool does(const ModelDescription &model, const ModelTask &task) {
     if (model.kind != task.kind)
@@ -57,7 +59,7 @@ Computer Computer::thisOne() {
 
 QString EngineRoutes::standardFile() {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-           u"/Quillora/chosen-models.json"_qs;
+           u"/Quillora/chosen-models.json"_s;
 }
 
 EngineRoutes::EngineRoutes(const ModelStore &store, QStringList engines, ComesWithSystem comesWithSystem,

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
-QString RememberedConsent::standardFile() { return stateFile(u"declined-downloads.json"_qs); }
+QString RememberedConsent::standardFile() { return stateFile(u"declined-downloads.json"_s); }
 
 RememberedConsent::RememberedConsent(MainQueue &mainQueue, QString file)
     : m_mainQueue(mainQueue), m_declined(std::move(file)) {}
@@ -60,7 +62,7 @@ void RememberedConsent::answer(const std::shared_ptr<OpenQuestion> &question, Do
     m_open.pop_front();
     if (answer == DownloadAnswer::notNow) {
         for (const ModelTask &task : question->question.tasks)
-            m_declined.set(task, u"not now"_qs);
+            m_declined.set(task, u"not now"_s);
     }
     reply(*question, answer);
     showFirst();

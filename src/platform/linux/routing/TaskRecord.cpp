@@ -10,13 +10,15 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
 /// Such as "translating en ru".
 QString inWords(const ModelTask &task) {
-    const QString verb = task.kind == ModelKind::translation ? u"translating "_qs : u"hearing "_qs;
+    const QString verb = task.kind == ModelKind::translation ? u"translating "_s : u"hearing "_s;
     return verb + task.languages.join(u' ');
 }
 
@@ -44,7 +46,7 @@ void TaskRecord::read() {
     const auto document = isOpen ? QJsonDocument::fromJson(file.readAll()) : QJsonDocument();
     m_isUnderstood = document.isObject();
     if (!m_isUnderstood)
-        return complain(u"cannot be read"_qs);
+        return complain(u"cannot be read"_s);
     const QJsonObject object = document.object();
     for (auto member = object.begin(); member != object.end(); ++member) {
         if (member->isString())
@@ -54,7 +56,7 @@ void TaskRecord::read() {
 
 void TaskRecord::write() {
     if (!std::exchange(m_isUnderstood, true)) {
-        const QString kept = m_path + u".unreadable"_qs;
+        const QString kept = m_path + u".unreadable"_s;
         QFile::remove(kept);
         QFile::rename(m_path, kept);
     }
@@ -64,11 +66,11 @@ void TaskRecord::write() {
     QDir().mkpath(QFileInfo(m_path).path());
     QSaveFile file(m_path);
     if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(object).toJson()) < 0 || !file.commit())
-        complain(u"cannot be written: %1"_qs.arg(file.errorString()));
+        complain(u"cannot be written: %1"_s.arg(file.errorString()));
 }
 
 void TaskRecord::complain(const QString &fault) const {
-    qWarning().noquote() << u"%1 %2"_qs.arg(m_path, fault);
+    qWarning().noquote() << u"%1 %2"_s.arg(m_path, fault);
 }
 
 } // namespace quillora::platform

@@ -7,6 +7,8 @@
 
 #include <chrono>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -15,7 +17,7 @@ constexpr std::chrono::milliseconds nextTurn(0);
 
 QString usersOwnPath() {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-           u"/Quillora/Quillora.conf"_qs;
+           u"/Quillora/Quillora.conf"_s;
 }
 
 std::unique_ptr<QSettings> openSettings(const QString &path) {
@@ -35,7 +37,7 @@ bool isUnderstood(QSettings &settings) {
 /// Whether the file could be moved away.
 bool keepAside(const QString &path) {
     int number = 1;
-    const auto name = [&] { return u"%1.unreadable-%2"_qs.arg(path).arg(number); };
+    const auto name = [&] { return u"%1.unreadable-%2"_s.arg(path).arg(number); };
     while (QFileInfo::exists(name()))
         ++number;
     return QFile::rename(path, name());

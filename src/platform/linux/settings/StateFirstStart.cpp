@@ -6,9 +6,11 @@
 #include <QFile>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
-QString StateFirstStart::standardFile() { return stateFile(u"first-start-is-over"_qs); }
+QString StateFirstStart::standardFile() { return stateFile(u"first-start-is-over"_s); }
 
 StateFirstStart::StateFirstStart(const QString &path) : m_path(path), m_isOver(QFile::exists(path)) {}
 

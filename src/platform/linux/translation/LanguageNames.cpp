@@ -3,6 +3,8 @@
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 QString englishLanguageName(const QString &code) {
@@ -12,7 +14,7 @@ QString englishLanguageName(const QString &code) {
 }
 
 QString pairInWords(const QString &source, const QString &target) {
-    return u"from %1 to %2"_qs.arg(englishLanguageName(source), englishLanguageName(target));
+    return u"from %1 to %2"_s.arg(englishLanguageName(source), englishLanguageName(target));
 }
 
 QString shortLanguageCode(const QString &code) {

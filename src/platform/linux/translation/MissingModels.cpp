@@ -5,14 +5,16 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
 /// "English to Russian".
 QString names(const ModelTask &task) {
-    return u"%1 to %2"_qs.arg(englishLanguageName(task.languages.first()),
-                              englishLanguageName(task.languages.last()));
+    return u"%1 to %2"_s.arg(englishLanguageName(task.languages.first()),
+                             englishLanguageName(task.languages.last()));
 }
 
 } // namespace
@@ -33,7 +35,7 @@ QCoro::Task<> MissingModels::fetch(ModelTask task) {
         if (given == DownloadAnswer::notNow)
             throw LocalizedError(
                 u"%1 needs a download that was not agreed to. Choose the languages again to be "
-                "asked again, or open Models in the tray menu."_qs.arg(names(task)));
+                "asked again, or open Models in the tray menu."_s.arg(names(task)));
         for (const QString &id : wanted(task)) // as it is now
             m_store.install(id);
     }
@@ -78,12 +80,12 @@ QString MissingModels::obstacle(const ModelTask &task) const {
     const QString pair = names(task);
     const ModelState state = m_store.state(models.first());
     if (state.isPaused)
-        return u"The download for %1 is paused. Go on with it under Models in the tray menu."_qs.arg(pair);
+        return u"The download for %1 is paused. Go on with it under Models in the tray menu."_s.arg(pair);
     if (!state.problem.isEmpty())
-        return u"The download for %1 failed: %2 Try again under Models in the tray menu."_qs.arg(
+        return u"The download for %1 failed: %2 Try again under Models in the tray menu."_s.arg(
             pair, state.problem);
     return u"The download for %1 was cancelled. Translate again to be asked again, or open Models in the "
-           "tray menu."_qs.arg(pair);
+           "tray menu."_s.arg(pair);
 }
 
 void MissingModels::tellWaiters() {

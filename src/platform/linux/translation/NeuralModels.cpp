@@ -7,6 +7,8 @@
 #include <optional>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -18,12 +20,12 @@ std::filesystem::path fileLike(const QString &folder, const QStringList &pattern
 }
 
 neural::Translator::Files filesIn(const QString &folder) {
-    const auto shared = fileLike(folder, {u"vocab*.spm"_qs});
+    const auto shared = fileLike(folder, {u"vocab*.spm"_s});
     const auto orShared = [&](const std::filesystem::path &path) { return path.empty() ? shared : path; };
-    return {.model = fileLike(folder, {u"model*.bin"_qs}),
-            .sourceVocabulary = orShared(fileLike(folder, {u"srcvocab*.spm"_qs})),
-            .targetVocabulary = orShared(fileLike(folder, {u"trgvocab*.spm"_qs})),
-            .shortlist = fileLike(folder, {u"lex*.bin"_qs})};
+    return {.model = fileLike(folder, {u"model*.bin"_s}),
+            .sourceVocabulary = orShared(fileLike(folder, {u"srcvocab*.spm"_s})),
+            .targetVocabulary = orShared(fileLike(folder, {u"trgvocab*.spm"_s})),
+            .shortlist = fileLike(folder, {u"lex*.bin"_s})};
 }
 
 } // namespace
@@ -62,10 +64,10 @@ QCoro::Task<NeuralModels::Translator> NeuralModels::loaded(QString id) {
 std::shared_ptr<NeuralModels::Model> NeuralModels::load(const QString &id) {
     auto use = m_store.use(id);
     if (!use)
-        throw LocalizedError(u"It is not installed."_qs);
+        throw LocalizedError(u"It is not installed."_s);
     const auto description = m_store.description(id); // one that is installed may be in no catalog any more
     if (!description)
-        throw LocalizedError(u"There is no model \"%1\"."_qs.arg(id));
+        throw LocalizedError(u"There is no model \"%1\"."_s.arg(id));
 
     const auto model = std::make_shared<Model>();
     model->use = std::move(use);

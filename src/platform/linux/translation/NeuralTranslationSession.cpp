@@ -4,6 +4,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 NeuralTranslationSession::NeuralTranslationSession(ModelTask task, std::weak_ptr<NeuralEngine::Parts> parts)
@@ -17,7 +19,7 @@ QCoro::Task<> NeuralTranslationSession::prepareTranslation() {
         route = parts()->routes.route(m_task);
     }
     if (!route || route->models.isEmpty() || !route->isUsable)
-        throw error(u"has no model any more."_qs);
+        throw error(u"has no model any more."_s);
     co_await load(route->models);
 }
 
@@ -30,9 +32,9 @@ QCoro::Task<> NeuralTranslationSession::load(QStringList models) {
         for (const auto &loading : loadings)
             way.push_back(co_await loading);
     } catch (const ContinuationDropped &) {
-        throw error(u"was ended."_qs);
+        throw error(u"was ended."_s);
     } catch (const LocalizedError &fault) {
-        throw error(u"cannot be used: %1 Repair its model under Models in the tray menu."_qs.arg(
+        throw error(u"cannot be used: %1 Repair its model under Models in the tray menu."_s.arg(
             fault.errorDescription()));
     }
     m_way = std::move(way);
@@ -49,13 +51,13 @@ QCoro::Task<TranslationResponse> NeuralTranslationSession::translate(QString tex
 std::shared_ptr<NeuralEngine::Parts> NeuralTranslationSession::parts() const {
     auto parts = m_parts.lock();
     if (!parts)
-        throw error(u"was ended."_qs);
+        throw error(u"was ended."_s);
     return parts;
 }
 
 LocalizedError NeuralTranslationSession::error(const QString &whatHappened) const {
     const QString pair = pairInWords(m_task.languages.first(), m_task.languages.last());
-    return LocalizedError(u"The on-device translation %1 %2"_qs.arg(pair, whatHappened));
+    return LocalizedError(u"The on-device translation %1 %2"_s.arg(pair, whatHappened));
 }
 
 } // namespace quillora::platform

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -13,7 +15,7 @@ namespace {
 class UnservedPair : public TranslationSession {
 public:
     UnservedPair(const QString &source, const QString &target)
-        : m_reason(u"There is no on-device translation %1. Choose OpenAI Natural as the engine."_qs.arg(
+        : m_reason(u"There is no on-device translation %1. Choose OpenAI Natural as the engine."_s.arg(
               pairInWords(source, target))) {}
 
     QCoro::Task<> prepareTranslation() override {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -14,7 +16,7 @@ bool isWordCharacter(QChar character) { return character.isLetterOrNumber() || c
 
 TextLayout::TextLayout(const QString &text) {
     // A passage: from its line's first visible character to the last.
-    static const QRegularExpression visible(uR"([^\s\0](?:[^\n\r\v\f\0\x{85}\x{2028}\x{2029}]*[^\s\0])?)"_qs,
+    static const QRegularExpression visible(uR"([^\s\0](?:[^\n\r\v\f\0\x{85}\x{2028}\x{2029}]*[^\s\0])?)"_s,
                                             QRegularExpression::UseUnicodePropertiesOption);
     qsizetype position = 0;
     for (auto matches = visible.globalMatch(text); matches.hasNext();) {

@@ -5,6 +5,8 @@
 #include <QAction>
 #include <QMenu>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 const QString MenuExport::objectPath = QStringLiteral("/MenuBar");
@@ -13,8 +15,8 @@ namespace {
 
 /// Here an ampersand marks the access key, there an underscore does.
 QString exportedLabel(QString text) {
-    text.replace(u'_', u"__"_qs);
-    text.replace(u"&&"_qs, QString(QChar(QChar::Null)));
+    text.replace(u'_', u"__"_s);
+    text.replace(u"&&"_s, QString(QChar(QChar::Null)));
     text.replace(u'&', u'_');
     return text.replace(QChar(QChar::Null), u'&');
 }
@@ -39,15 +41,15 @@ int MenuExport::itemCount() const { return static_cast<int>(m_menu.actions().siz
 QVariantMap MenuExport::properties(int id) const {
     const QAction *item = action(id);
     if (!item)
-        return {{u"children-display"_qs, u"submenu"_qs}};
+        return {{u"children-display"_s, u"submenu"_s}};
     if (item->isSeparator())
-        return {{u"type"_qs, u"separator"_qs}};
-    QVariantMap properties{{u"label"_qs, exportedLabel(item->text())},
-                           {u"enabled"_qs, item->isEnabled()},
-                           {u"visible"_qs, item->isVisible()}};
+        return {{u"type"_s, u"separator"_s}};
+    QVariantMap properties{{u"label"_s, exportedLabel(item->text())},
+                           {u"enabled"_s, item->isEnabled()},
+                           {u"visible"_s, item->isVisible()}};
     if (item->isCheckable()) {
-        properties.insert(u"toggle-type"_qs, u"checkmark"_qs);
-        properties.insert(u"toggle-state"_qs, item->isChecked() ? 1 : 0);
+        properties.insert(u"toggle-type"_s, u"checkmark"_s);
+        properties.insert(u"toggle-state"_s, item->isChecked() ? 1 : 0);
     }
     return properties;
 }

@@ -6,12 +6,14 @@
 #include <QDBusMetaType>
 #include <QtEndian>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
 /// The path that stands for "no menu" in this protocol.
-const QString noMenuPath = u"/NO_DBUSMENU"_qs;
+const QString noMenuPath = u"/NO_DBUSMENU"_s;
 
 NotifierPixmap notifierPixmap(const QImage &source) {
     const QImage image = source.convertToFormat(QImage::Format_ARGB32);

@@ -10,13 +10,15 @@
 #include <QGuiApplication>
 #include <QScreen>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
 
-const QString watcherService = u"org.kde.StatusNotifierWatcher"_qs;
-const QString watcherPath = u"/StatusNotifierWatcher"_qs;
-const QString itemPath = u"/StatusNotifierItem"_qs;
+const QString watcherService = u"org.kde.StatusNotifierWatcher"_s;
+const QString watcherPath = u"/StatusNotifierWatcher"_s;
+const QString itemPath = u"/StatusNotifierItem"_s;
 
 /// How far from the pointer the icon under it may be said to be.
 constexpr int closeBy = 64;
@@ -45,7 +47,7 @@ QPoint placeOfIcon(const QPoint &told) {
 
 QString nextServiceName() {
     static int count = 0;
-    return u"org.kde.StatusNotifierItem-%1-%2"_qs.arg(QCoreApplication::applicationPid()).arg(++count);
+    return u"org.kde.StatusNotifierItem-%1-%2"_s.arg(QCoreApplication::applicationPid()).arg(++count);
 }
 
 } // namespace
@@ -55,7 +57,7 @@ NotifierStatusItem::NotifierStatusItem(const QDBusConnection &bus)
       m_ownerWatcher(watcherService, m_bus, QDBusServiceWatcher::WatchForOwnerChange) {
     new NotifierItemAdaptor(this);
     m_bus.registerObject(itemPath, this);
-    m_bus.asyncCall(callOfBus(u"RequestName"_qs) << m_serviceName << doNotQueue);
+    m_bus.asyncCall(callOfBus(u"RequestName"_s) << m_serviceName << doNotQueue);
 
     connect(&m_ownerWatcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString &, const QString &, const QString &owner) {
@@ -66,13 +68,13 @@ NotifierStatusItem::NotifierStatusItem(const QDBusConnection &bus)
                     meetWatcher(Watcher::present, owner);
                 }
             });
-    for (const QString &change : {u"StatusNotifierHostRegistered"_qs, u"StatusNotifierHostUnregistered"_qs})
+    for (const QString &change : {u"StatusNotifierHostRegistered"_s, u"StatusNotifierHostUnregistered"_s})
         m_bus.connect(watcherService, watcherPath, watcherService, change, this, SLOT(readHost()));
     findWatcher();
 }
 
 NotifierStatusItem::~NotifierStatusItem() {
-    m_bus.asyncCall(callOfBus(u"ReleaseName"_qs) << m_serviceName);
+    m_bus.asyncCall(callOfBus(u"ReleaseName"_s) << m_serviceName);
     m_bus.unregisterObject(itemPath);
 }
 
@@ -105,7 +107,7 @@ void NotifierStatusItem::ask(const QDBusMessage &question,
 void NotifierStatusItem::findWatcher() {
     if (!m_bus.isConnected())
         return meetWatcher(Watcher::absent);
-    ask(callOfBus(u"GetNameOwner"_qs) << watcherService, [this](const QDBusPendingReply<QString> &owner) {
+    ask(callOfBus(u"GetNameOwner"_s) << watcherService, [this](const QDBusPendingReply<QString> &owner) {
         if (m_watcher == Watcher::unknown)
             owner.isError() ? meetWatcher(Watcher::absent) : meetWatcher(Watcher::present, owner.value());
     });
@@ -126,7 +128,7 @@ void NotifierStatusItem::meetWatcher(Watcher watcher, const QString &owner) {
 
 void NotifierStatusItem::registerWithWatcher() {
     auto request = QDBusMessage::createMethodCall(watcherService, watcherPath, watcherService,
-                                                  u"RegisterStatusNotifierItem"_qs);
+                                                  u"RegisterStatusNotifierItem"_s);
     ask(request << m_serviceName, [this](const QDBusPendingCall &answer) {
         m_isRegistered = m_watcher == Watcher::present && !answer.isError();
         Q_EMIT watcherChanged();
@@ -135,8 +137,8 @@ void NotifierStatusItem::registerWithWatcher() {
 
 void NotifierStatusItem::readHost() {
     auto question = QDBusMessage::createMethodCall(watcherService, watcherPath,
-                                                   u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
-    question << watcherService << u"IsStatusNotifierHostRegistered"_qs;
+                                                   u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+    question << watcherService << u"IsStatusNotifierHostRegistered"_s;
     ask(question, [this](const QDBusPendingReply<QDBusVariant> &hasHost) {
         m_hasHost = !hasHost.isError() && hasHost.value().variant().toBool();
         Q_EMIT watcherChanged();

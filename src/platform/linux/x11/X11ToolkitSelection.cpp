@@ -5,6 +5,8 @@
 #include <QGuiApplication>
 #include <QMimeData>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -18,7 +20,7 @@ bool isToolkitWindow(xcb_window_t window) {
 }
 
 /// Formats that mean something to this process only.
-bool isPrivate(const QString &format) { return format.startsWith(u"application/x-qt-"_qs); }
+bool isPrivate(const QString &format) { return format.startsWith(u"application/x-qt-"_s); }
 
 } // namespace
 
@@ -40,7 +42,7 @@ std::optional<X11SelectionContents> X11ToolkitSelection::contents(QClipboard::Mo
     if (mimeData->hasText())
         contents = X11SelectionContents::ofText(mimeData->text());
     for (const QString &format : mimeData->formats()) {
-        if (!isPrivate(format) && format != u"text/plain"_qs)
+        if (!isPrivate(format) && format != u"text/plain"_s)
             contents.values.push_back({X11SelectionType::bytes(format.toLatin1()), mimeData->data(format)});
     }
     return contents;

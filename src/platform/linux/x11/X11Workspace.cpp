@@ -5,6 +5,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 X11Workspace::X11Workspace(X11Events &events) : m_events(events), m_connection(events.connection()) {
@@ -12,7 +14,7 @@ X11Workspace::X11Workspace(X11Events &events) : m_events(events), m_connection(e
     events.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
 }
 
-QString X11Workspace::ownIdentifier() { return u"Quillora"_qs; }
+QString X11Workspace::ownIdentifier() { return u"Quillora"_s; }
 
 RunningApplicationHandle X11Workspace::frontmostApplication() const {
     const auto window = X11Windows(m_connection).active();

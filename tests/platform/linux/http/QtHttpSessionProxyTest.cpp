@@ -7,6 +7,7 @@
 
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using platform::HttpResponse;
@@ -18,7 +19,7 @@ using Outcome = test::Outcome<HttpResponse>;
 /// The library that fetches proxy scripts keeps something of each that did not come.
 extern "C" const char *__lsan_default_suppressions() { return "leak:libproxy\n"; }
 
-static const QString leaveWithALookup = u"--leave-with-a-lookup"_qs;
+static const QString leaveWithALookup = u"--leave-with-a-lookup"_s;
 static constexpr int leavingStatus = 7;
 
 /// The system's proxy settings, as the environment gives them.
@@ -29,7 +30,7 @@ private Q_SLOTS:
     void init() {
         m_platform = std::make_unique<test::RealHttpPlatform>();
         m_proxy = std::make_unique<RawHttpServer>();
-        const QByteArray address = m_proxy->url(u"/"_qs).toEncoded();
+        const QByteArray address = m_proxy->url(u"/"_s).toEncoded();
         qputenv("http_proxy", address);
         qputenv("https_proxy", address);
     }
@@ -43,14 +44,14 @@ private Q_SLOTS:
 
     void plainRequestsGoThroughTheProxy() {
         m_proxy->answer(RawHttpServer::response(200, "by proxy"));
-        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_qs))->value().body, "by proxy");
+        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_s))->value().body, "by proxy");
         QVERIFY(m_proxy->requests().first().startsWith("POST http://api.quillora.example/v1 HTTP/1.1\r\n"));
         QVERIFY(m_proxy->requests().first().contains("\r\nHost: api.quillora.example\r\n"));
     }
 
     void secureRequestsAskTheProxyForATunnelAndTellItNothingElse() {
         m_proxy->answer(RawHttpServer::response(403, "no"), After::close);
-        ask(QUrl(u"https://api.quillora.example/v1"_qs));
+        ask(QUrl(u"https://api.quillora.example/v1"_s));
         QVERIFY(m_proxy->requests().first().startsWith("CONNECT api.quillora.example:443 HTTP/1.1\r\n"));
         QVERIFY(!m_proxy->received().contains("secret"));
         QVERIFY(!m_proxy->received().contains("/v1"));
@@ -58,22 +59,22 @@ private Q_SLOTS:
 
     void aTunnelThatIsRefusedIsAnError() {
         m_proxy->answer(RawHttpServer::response(403, "no"), After::close);
-        QCOMPARE(ask(QUrl(u"https://api.quillora.example/v1"_qs))->error(),
-                 u"The connection to api.quillora.example through the proxy server 127.0.0.1 failed."_qs);
+        QCOMPARE(ask(QUrl(u"https://api.quillora.example/v1"_s))->error(),
+                 u"The connection to api.quillora.example through the proxy server 127.0.0.1 failed."_s);
     }
 
     void aProxyThatWantsAPasswordIsAnError() {
         m_proxy->answer(RawHttpServer::response(407, "", "Proxy-Authenticate: Basic realm=\"x\"\r\n"));
         QCOMPARE(
-            ask(QUrl(u"http://api.quillora.example/v1"_qs))->error(),
-            u"Could not connect to api.quillora.example through the proxy server 127.0.0.1: it asks for a password."_qs);
+            ask(QUrl(u"http://api.quillora.example/v1"_s))->error(),
+            u"Could not connect to api.quillora.example through the proxy server 127.0.0.1: it asks for a password."_s);
     }
 
     void aProxyThatIsGoneIsAnError() {
         m_proxy.reset();
         QCOMPARE(
-            ask(QUrl(u"http://api.quillora.example/v1"_qs))->error(),
-            u"Could not connect to api.quillora.example through the proxy server 127.0.0.1: connection refused."_qs);
+            ask(QUrl(u"http://api.quillora.example/v1"_s))->error(),
+            u"Could not connect to api.quillora.example through the proxy server 127.0.0.1: connection refused."_s);
     }
 
     void thisMachineIsReachedDirectly() {
@@ -87,14 +88,14 @@ private Q_SLOTS:
     void theProxyIsNeverAskedForLocalhost() {
         RawHttpServer server;
         server.answer(RawHttpServer::response(200, "direct"));
-        ask(server.url(u"/v1"_qs, u"localhost"_qs));
+        ask(server.url(u"/v1"_s, u"localhost"_s));
         QCOMPARE(m_proxy->connectionCount(), 0);
     }
 
     void destroyingTheSessionWhileItLooksForAProxyFailsTheRequest() {
-        const auto outcome = start(QUrl(u"http://api.quillora.example/v1"_qs));
+        const auto outcome = start(QUrl(u"http://api.quillora.example/v1"_s));
         m_platform->endSession();
-        QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
+        QCOMPARE(outcome->error(), u"The program ended before the answer came."_s);
         QCOMPARE(m_proxy->connectionCount(), 0);
     }
 
@@ -103,19 +104,18 @@ private Q_SLOTS:
         m_platform->queue.advance(10s - 1ms);
         QVERIFY(!outcome->isDone());
         m_platform->queue.advance(1ms);
-        QCOMPARE(
-            outcome->error(),
-            u"Could not find out within 10 seconds which proxy server leads to api.quillora.example."_qs);
+        QCOMPARE(outcome->error(),
+                 u"Could not find out within 10 seconds which proxy server leads to api.quillora.example."_s);
     }
 
     void aRequestAfterThatIsBoundedInTheSameWay() {
         startWithAScriptThatDoesNotCome();
         m_platform->queue.advance(10s);
-        const auto outcome = start(QUrl(u"http://other.quillora.example/v1"_qs));
+        const auto outcome = start(QUrl(u"http://other.quillora.example/v1"_s));
         m_platform->queue.advance(10s);
         QCOMPARE(
             outcome->error(),
-            u"Could not find out within 10 seconds which proxy server leads to other.quillora.example."_qs);
+            u"Could not find out within 10 seconds which proxy server leads to other.quillora.example."_s);
     }
 
     void aRequestAfterThatAsksTheSettingsAgain() {
@@ -123,19 +123,19 @@ private Q_SLOTS:
         m_platform->queue.advance(10s);
         RawHttpServer proxy;
         proxy.answer(RawHttpServer::response(200, "by proxy"));
-        qputenv("http_proxy", proxy.url(u"/"_qs).toEncoded());
-        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_qs))->value().body, "by proxy");
+        qputenv("http_proxy", proxy.url(u"/"_s).toEncoded());
+        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_s))->value().body, "by proxy");
     }
 
     void aSearchInAdvanceThatRanOutOfTimeIsRepeatedForTheRequest() {
         useAScriptThatDoesNotCome();
-        m_platform->session->prepare(QUrl(u"http://api.quillora.example/v1"_qs));
+        m_platform->session->prepare(QUrl(u"http://api.quillora.example/v1"_s));
         QVERIFY(m_platform->waitUntil([this] { return m_proxy->requests().size() == 1; }));
         m_platform->queue.advance(10s);
         RawHttpServer proxy;
         proxy.answer(RawHttpServer::response(200, "by proxy"));
-        qputenv("http_proxy", proxy.url(u"/"_qs).toEncoded());
-        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_qs))->value().body, "by proxy");
+        qputenv("http_proxy", proxy.url(u"/"_s).toEncoded());
+        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_s))->value().body, "by proxy");
     }
 
     void aScriptThatDoesNotComeHoldsUpNoRequestToThisMachine() {
@@ -150,9 +150,9 @@ private Q_SLOTS:
         m_platform->queue.advance(10s);
         RawHttpServer proxy;
         proxy.answer(RawHttpServer::response(200, "by proxy"));
-        qputenv("http_proxy", proxy.url(u"/"_qs).toEncoded());
+        qputenv("http_proxy", proxy.url(u"/"_s).toEncoded());
         m_proxy.reset();
-        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_qs))->value().body, "by proxy");
+        QCOMPARE(ask(QUrl(u"http://api.quillora.example/v1"_s))->value().body, "by proxy");
     }
 
     void destroyingTheSessionDoesNotWaitForAScript() {
@@ -160,7 +160,7 @@ private Q_SLOTS:
         const test::OwnTime timer;
         m_platform->endSession();
         QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
-        QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
+        QCOMPARE(outcome->error(), u"The program ended before the answer came."_s);
     }
 
     void theEndOfTheProgramDoesNotWaitForAScriptAndKeepsItsStatus() {
@@ -175,13 +175,13 @@ private Q_SLOTS:
 
 private:
     void useAScriptThatDoesNotCome() {
-        qputenv("http_proxy", "pac+" + m_proxy->url(u"/proxy.pac"_qs).toEncoded());
+        qputenv("http_proxy", "pac+" + m_proxy->url(u"/proxy.pac"_s).toEncoded());
     }
 
     /// Returns when the script has been asked for.
     std::shared_ptr<Outcome> startWithAScriptThatDoesNotCome() {
         useAScriptThatDoesNotCome();
-        auto outcome = start(QUrl(u"http://api.quillora.example/v1"_qs));
+        auto outcome = start(QUrl(u"http://api.quillora.example/v1"_s));
         if (!m_platform->waitUntil([this] { return m_proxy->requests().size() == 1; }))
             throw std::runtime_error("the script was not asked for");
         return outcome;
@@ -203,7 +203,7 @@ private:
 static int leave() {
     test::RealHttpPlatform platform;
     const auto outcome =
-        Outcome::of(platform.session->data(test::authorizedPost(QUrl(u"http://api.quillora.example/v1"_qs))));
+        Outcome::of(platform.session->data(test::authorizedPost(QUrl(u"http://api.quillora.example/v1"_s))));
     while (std::getchar() != EOF) {
     }
     return leavingStatus;

@@ -5,6 +5,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using platform::HttpRequest;
@@ -55,7 +56,7 @@ private Q_SLOTS:
 
     void pathAndQueryArriveAsTheyWereTyped() {
         m_server->answer(RawHttpServer::response(200, "{}"));
-        ask(post(QUrl(m_server->url().toString() + u"/a%20b%2Fc;d?q=%C3%A9&r=1+2"_qs, QUrl::StrictMode)));
+        ask(post(QUrl(m_server->url().toString() + u"/a%20b%2Fc;d?q=%C3%A9&r=1+2"_s, QUrl::StrictMode)));
         QCOMPARE(m_server->requests().first().split('\r').first(),
                  "POST /v1/translate/a%20b%2Fc;d?q=%C3%A9&r=1+2 HTTP/1.1");
     }
@@ -71,7 +72,7 @@ private Q_SLOTS:
     void aHeaderThatHoldsALineBreakIsNotSent() {
         auto request = post(m_server->url());
         request.headers.append({QByteArray("X-Quillora-Device-Id"), QByteArray("a\r\nX-Smuggled: yes")});
-        QCOMPARE(ask(request)->error(), u"The request holds a control character where none may be."_qs);
+        QCOMPARE(ask(request)->error(), u"The request holds a control character where none may be."_s);
         QCOMPARE(m_server->connectionCount(), 0);
     }
 
@@ -183,7 +184,7 @@ private Q_SLOTS:
     void aLongerAnswerIsAnError() {
         QFETCH(QByteArray, answer);
         m_server->answer(answer);
-        QCOMPARE(ask(post(m_server->url()))->error(), u"The answer from 127.0.0.1 is longer than 1 MiB."_qs);
+        QCOMPARE(ask(post(m_server->url()))->error(), u"The answer from 127.0.0.1 is longer than 1 MiB."_s);
     }
 
     void anEndlessAnswerIsGivenUpAfterOneMebibyte() {
@@ -195,7 +196,7 @@ private Q_SLOTS:
                 m_server->send(QByteArray(64 * 1024, 'x'));
             return outcome->isDone();
         }));
-        QCOMPARE(outcome->error(), u"The answer from 127.0.0.1 is longer than 1 MiB."_qs);
+        QCOMPARE(outcome->error(), u"The answer from 127.0.0.1 is longer than 1 MiB."_s);
     }
 
     // Redirects.
@@ -205,9 +206,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("location");
         for (const int status : {307, 308}) {
             const QByteArray name = QByteArray::number(status);
-            QTest::newRow((name + " absolute").constData()) << status << u"http://127.0.0.1:%1/v2/other"_qs;
-            QTest::newRow((name + " relative").constData()) << status << u"/v2/other"_qs;
-            QTest::newRow((name + " without scheme").constData()) << status << u"//127.0.0.1:%1/v2/other"_qs;
+            QTest::newRow((name + " absolute").constData()) << status << u"http://127.0.0.1:%1/v2/other"_s;
+            QTest::newRow((name + " relative").constData()) << status << u"/v2/other"_s;
+            QTest::newRow((name + " without scheme").constData()) << status << u"//127.0.0.1:%1/v2/other"_s;
         }
     }
     void redirectsOfTheSameOriginKeepMethodHeadersAndBody() {
@@ -226,24 +227,24 @@ private Q_SLOTS:
         QTest::addColumn<QString>("location");
         for (const int status : {300, 301, 302, 303, 304, 305, 306, 307, 308}) {
             const QByteArray name = QByteArray::number(status);
-            QTest::newRow((name + " other host").constData()) << status << u"http://localhost:%1/"_qs;
-            QTest::newRow((name + " other port").constData()) << status << u"http://127.0.0.1:%2/"_qs;
-            QTest::newRow((name + " other scheme").constData()) << status << u"https://127.0.0.1:%1/"_qs;
-            QTest::newRow((name + " no HTTP").constData()) << status << u"file:///etc/hostname"_qs;
+            QTest::newRow((name + " other host").constData()) << status << u"http://localhost:%1/"_s;
+            QTest::newRow((name + " other port").constData()) << status << u"http://127.0.0.1:%2/"_s;
+            QTest::newRow((name + " other scheme").constData()) << status << u"https://127.0.0.1:%1/"_s;
+            QTest::newRow((name + " no HTTP").constData()) << status << u"file:///etc/hostname"_s;
             QTest::newRow((name + " host in disguise").constData())
-                << status << u"http://127.0.0.1:%1@localhost:%2/"_qs;
+                << status << u"http://127.0.0.1:%1@localhost:%2/"_s;
             QTest::newRow((name + " none").constData()) << status << QString();
-            QTest::newRow((name + " broken").constData()) << status << u"http://[/"_qs;
+            QTest::newRow((name + " broken").constData()) << status << u"http://[/"_s;
             if (status < 307)
-                QTest::newRow((name + " same origin").constData()) << status << u"/v2/other"_qs;
+                QTest::newRow((name + " same origin").constData()) << status << u"/v2/other"_s;
         }
     }
     void anyOtherRedirectIsTheAnswer() {
         QFETCH(int, status);
         QFETCH(QString, location);
         RawHttpServer other;
-        location.replace(u"%1"_qs, QString::number(m_server->port()));
-        location.replace(u"%2"_qs, QString::number(other.port()));
+        location.replace(u"%1"_s, QString::number(m_server->port()));
+        location.replace(u"%2"_s, QString::number(other.port()));
         redirectTo(status, location);
         const auto outcome = ask(post(m_server->url()));
         QCOMPARE(outcome->value().statusCode, status);
@@ -254,7 +255,7 @@ private Q_SLOTS:
 
     void aSecondHopToAnotherOriginIsNotTaken() {
         RawHttpServer other;
-        redirectTo(307, u"/v2"_qs);
+        redirectTo(307, u"/v2"_s);
         redirectTo(307, other.url().toString());
         QCOMPARE(ask(post(m_server->url()))->value().statusCode, 307);
         QCOMPARE(m_server->requests().size(), 2);
@@ -263,8 +264,8 @@ private Q_SLOTS:
 
     void redirectsWithoutEndAreAnError() {
         for (int i = 0; i < 20; ++i)
-            redirectTo(308, u"/again"_qs);
-        QCOMPARE(ask(post(m_server->url()))->error(), u"127.0.0.1 redirects without end."_qs);
+            redirectTo(308, u"/again"_s);
+        QCOMPARE(ask(post(m_server->url()))->error(), u"127.0.0.1 redirects without end."_s);
         QCOMPARE(m_server->requests().size(), 6);
     }
 
@@ -273,12 +274,12 @@ private Q_SLOTS:
     void otherSchemesFailInASentence_data() {
         QTest::addColumn<QString>("url");
         QTest::addColumn<QString>("error");
-        const auto unsupported = u"Addresses that begin with \"%1:\" are not supported; use \"https:\"."_qs;
-        QTest::newRow("ftp") << u"ftp://127.0.0.1/v1"_qs << unsupported.arg(u"ftp");
-        QTest::newRow("file") << u"file:///etc/hostname"_qs << unsupported.arg(u"file");
-        QTest::newRow("data") << u"data:,hello"_qs << unsupported.arg(u"data");
-        QTest::newRow("mailto") << u"mailto:a@b.example"_qs << unsupported.arg(u"mailto");
-        QTest::newRow("no host") << u"https:///v1"_qs << u"The address names no host."_qs;
+        const auto unsupported = u"Addresses that begin with \"%1:\" are not supported; use \"https:\"."_s;
+        QTest::newRow("ftp") << u"ftp://127.0.0.1/v1"_s << unsupported.arg(u"ftp");
+        QTest::newRow("file") << u"file:///etc/hostname"_s << unsupported.arg(u"file");
+        QTest::newRow("data") << u"data:,hello"_s << unsupported.arg(u"data");
+        QTest::newRow("mailto") << u"mailto:a@b.example"_s << unsupported.arg(u"mailto");
+        QTest::newRow("no host") << u"https:///v1"_s << u"The address names no host."_s;
     }
     void otherSchemesFailInASentence() {
         QFETCH(QString, url);
@@ -290,15 +291,15 @@ private Q_SLOTS:
         const QUrl url = m_server->url();
         m_server = std::make_unique<RawHttpServer>(); // another port
         if (m_server->url() != url)
-            QCOMPARE(ask(post(url))->error(), u"Could not connect to 127.0.0.1: connection refused."_qs);
+            QCOMPARE(ask(post(url))->error(), u"Could not connect to 127.0.0.1: connection refused."_s);
     }
 
     void anAnswerThatBreaksOffIsAnError_data() {
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<After>("after");
         QTest::addColumn<QString>("error");
-        const QString unfinished = u"127.0.0.1 closed the connection before its answer was complete."_qs;
-        const QString none = u"127.0.0.1 closed the connection without a valid answer."_qs;
+        const QString unfinished = u"127.0.0.1 closed the connection before its answer was complete."_s;
+        const QString none = u"127.0.0.1 closed the connection without a valid answer."_s;
         QTest::newRow("closed at once") << QByteArray() << After::close << none;
         QTest::newRow("reset at once") << QByteArray() << After::reset << none;
         QTest::newRow("in the status line") << QByteArray("HTTP/1.1 2") << After::close << none;
@@ -329,7 +330,7 @@ private Q_SLOTS:
         m_platform->queue.advance(45s - 1ms);
         QVERIFY(!outcome->isDone());
         m_platform->queue.advance(1ms);
-        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_s);
         QVERIFY(m_platform->waitUntil([this] { return m_server->openConnectionCount() == 0; }));
     }
 
@@ -341,7 +342,7 @@ private Q_SLOTS:
             m_platform->queue.advance(15s);
             m_server->send("X-Drip: drop\r\n");
         }
-        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_s);
     }
 
     void headersWithoutEndAreSilenceAndHoldUpTheEndForSecondsAtMost() {
@@ -353,7 +354,7 @@ private Q_SLOTS:
         m_platform->queue.advance(45s);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY2(clock.restart() < 500, "the program was held up");
-        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_s);
         m_platform->session.reset();
         QVERIFY(clock.elapsed() < 10000); // the toolkit waits at most 5 s for its thread
     }
@@ -395,7 +396,7 @@ private Q_SLOTS:
         m_platform->queue.advance(44s);
         QVERIFY(!outcome->isDone());
         m_platform->queue.advance(1s);
-        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_s);
     }
 
     void aServerThatDripsIsGivenUpAfterTwoMinutes() {
@@ -410,7 +411,7 @@ private Q_SLOTS:
                 [&] { return outcome->isDone() || nextDeadline() > before || before == 120s; }));
         }
         QCOMPARE(m_platform->queue.now(), 120s);
-        QCOMPARE(outcome->error(), u"127.0.0.1 did not complete its answer within 120 seconds."_qs);
+        QCOMPARE(outcome->error(), u"127.0.0.1 did not complete its answer within 120 seconds."_s);
     }
 
     void nothingIsLeftOnTheClockAfterAnAnswer() {
@@ -432,8 +433,8 @@ private Q_SLOTS:
             const auto row = [&](const char *when, qsizetype size, qsizetype bytes) {
                 for (const bool isOpenedInAdvance : {false, true}) {
                     const QString title =
-                        u"%1 %2%3"_qs.arg(QLatin1StringView(name), QLatin1StringView(when),
-                                          isOpenedInAdvance ? u", opened in advance"_qs : QString());
+                        u"%1 %2%3"_s.arg(QLatin1StringView(name), QLatin1StringView(when),
+                                         isOpenedInAdvance ? u", opened in advance"_s : QString());
                     QTest::newRow(qPrintable(title)) << size << bytes << after << isOpenedInAdvance;
                 }
             };
@@ -471,7 +472,7 @@ private Q_SLOTS:
         m_server->answer(RawHttpServer::response(200, "two"));
         ask(post(m_server->url()));
         QCOMPARE(ask(post(m_server->url()))->error(),
-                 u"127.0.0.1 closed the connection without a valid answer."_qs);
+                 u"127.0.0.1 closed the connection without a valid answer."_s);
         QCOMPARE(m_server->requests().size(), 2);
     }
 
@@ -585,7 +586,7 @@ private Q_SLOTS:
         const QUrl url = m_server->url();
         m_server.reset();
         m_platform->session->prepare(url);
-        QCOMPARE(ask(post(url))->error(), u"Could not connect to 127.0.0.1: connection refused."_qs);
+        QCOMPARE(ask(post(url))->error(), u"Could not connect to 127.0.0.1: connection refused."_s);
     }
 
     void requestsAtTheSameTimeAreIndependent() {
@@ -622,7 +623,7 @@ private Q_SLOTS:
         m_platform->session.reset();
         QVERIFY(!outcome->isDone());
         m_platform->run();
-        QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
+        QCOMPARE(outcome->error(), u"The program ended before the answer came."_s);
         QCOMPARE(m_platform->queue.delayedCount(), 0);
         QVERIFY(m_platform->waitUntil([this] { return m_server->openConnectionCount() == 0; }));
     }

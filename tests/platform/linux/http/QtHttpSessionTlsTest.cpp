@@ -5,6 +5,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using platform::HttpResponse;
@@ -22,7 +23,7 @@ private Q_SLOTS:
     void cleanup() { m_platform.reset(); }
 
     void aServerWithAGoodCertificateIsAsked() {
-        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_s));
         server.answer(RawHttpServer::response(200, "ok"));
         QCOMPARE(ask(server.url())->value().body, "ok");
         QCOMPARE(RawHttpServer::headerLines(server.requests().first(), "Authorization"),
@@ -30,7 +31,7 @@ private Q_SLOTS:
     }
 
     void aHandshakeMadeInAdvanceServesTheRequest() {
-        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_s));
         m_platform->session->prepare(server.url());
         QVERIFY(m_platform->waitUntil([&] { return server.handshakeCount() == 1; }));
         QCOMPARE(server.received(), "");
@@ -40,7 +41,7 @@ private Q_SLOTS:
     }
 
     void aRequestThatComesDuringTheHandshakeWaitsForIt() {
-        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_s));
         server.answer(RawHttpServer::response(200, "one"));
         m_platform->session->prepare(server.url());
         QVERIFY(m_platform->waitUntil([&] { return server.connectionCount() == 1; }));
@@ -59,18 +60,18 @@ private Q_SLOTS:
     void aBodyArrivesOnceWhereTheConnectionDiesWithIt() {
         QFETCH(bool, isOpenedInAdvance);
         QFETCH(After, after);
-        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_s));
         if (isOpenedInAdvance) {
             m_platform->session->prepare(server.url());
             QVERIFY(m_platform->waitUntil([&] { return server.handshakeCount() == 1; }));
         }
         server.answer({}, after);
-        QCOMPARE(ask(server.url())->error(), u"127.0.0.1 closed the connection without a valid answer."_qs);
+        QCOMPARE(ask(server.url())->error(), u"127.0.0.1 closed the connection without a valid answer."_s);
         QCOMPARE(server.requests().size(), 1);
     }
 
     void http1IsSpokenEvenWhereHttp2IsOffered() {
-        auto identity = m_authority.issue(u"127.0.0.1"_qs);
+        auto identity = m_authority.issue(u"127.0.0.1"_s);
         identity.setAllowedNextProtocols({"h2", "http/1.1"});
         RawHttpServer server(identity);
         server.answer(RawHttpServer::response(200, "one"));
@@ -83,7 +84,7 @@ private Q_SLOTS:
         QFETCH(QSslConfiguration, identity);
         QFETCH(QString, fault);
         RawHttpServer server(identity);
-        QCOMPARE(ask(server.url())->error(), u"Could not connect securely to 127.0.0.1: "_qs + fault + u'.');
+        QCOMPARE(ask(server.url())->error(), u"Could not connect securely to 127.0.0.1: "_s + fault + u'.');
         QCOMPARE(server.received(), "");
     }
 
@@ -97,14 +98,14 @@ private Q_SLOTS:
         m_platform->session->prepare(server.url());
         QVERIFY(m_platform->waitUntil(
             [&] { return server.connectionCount() > 0 && server.openConnectionCount() == 0; }));
-        QCOMPARE(ask(server.url())->error(), u"Could not connect securely to 127.0.0.1: "_qs + fault + u'.');
+        QCOMPARE(ask(server.url())->error(), u"Could not connect securely to 127.0.0.1: "_s + fault + u'.');
         QCOMPARE(server.received(), "");
     }
 
     void aServerWithoutTlsIsAnErrorAndGetsNoToken() {
         RawHttpServer server;
         QUrl url = server.url();
-        url.setScheme(u"https"_qs);
+        url.setScheme(u"https"_s);
         const auto outcome = start(url);
         QVERIFY(m_platform->waitUntil([&] { return !server.received().isEmpty(); }));
         server.sendToAll("HTTP/1.1 400 Bad Request\r\n\r\n");
@@ -112,19 +113,19 @@ private Q_SLOTS:
         QCOMPARE(
             outcome->error(),
             u"Could not connect securely to 127.0.0.1: the server does not offer a secure connection that "
-            u"works."_qs);
+            u"works."_s);
         QVERIFY(!server.received().contains("secret"));
     }
 
     void aServerThatClosesDuringTheHandshakeIsAnErrorAndGetsNoToken() {
         RawHttpServer server;
         QUrl url = server.url();
-        url.setScheme(u"https"_qs);
+        url.setScheme(u"https"_s);
         const auto outcome = start(url);
         QVERIFY(m_platform->waitUntil([&] { return !server.received().isEmpty(); }));
         server.closeAll();
         QVERIFY(m_platform->settle(outcome));
-        QCOMPARE(outcome->error(), u"127.0.0.1 closed the connection without a valid answer."_qs);
+        QCOMPARE(outcome->error(), u"127.0.0.1 closed the connection without a valid answer."_s);
         QVERIFY(!server.received().contains("secret"));
     }
 
@@ -136,7 +137,7 @@ private Q_SLOTS:
     void aRedirectToPlainHttpIsNotFollowed() {
         QFETCH(int, status);
         RawHttpServer plain;
-        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_s));
         server.answer(RawHttpServer::response(status, "", "Location: " + plain.url().toEncoded() + "\r\n"));
         QCOMPARE(ask(server.url())->value().statusCode, status);
         QCOMPARE(plain.connectionCount(), 0);
@@ -144,7 +145,7 @@ private Q_SLOTS:
 
     void aRedirectFromPlainHttpToHttpsIsNotFollowedEither() {
         RawHttpServer plain;
-        RawHttpServer server(m_authority.issue(u"127.0.0.1"_qs));
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_s));
         plain.answer(RawHttpServer::response(308, "", "Location: " + server.url().toEncoded() + "\r\n"));
         QCOMPARE(ask(plain.url())->value().statusCode, 308);
         QCOMPARE(server.connectionCount(), 0);
@@ -153,22 +154,22 @@ private Q_SLOTS:
     void destroyingTheSessionDuringTheHandshakeFailsTheRequest() {
         RawHttpServer silent;
         QUrl url = silent.url();
-        url.setScheme(u"https"_qs);
+        url.setScheme(u"https"_s);
         const auto outcome = start(url);
         QVERIFY(m_platform->waitUntil([&] { return !silent.received().isEmpty(); }));
         m_platform->endSession();
-        QCOMPARE(outcome->error(), u"The program ended before the answer came."_qs);
+        QCOMPARE(outcome->error(), u"The program ended before the answer came."_s);
         QVERIFY(m_platform->waitUntil([&] { return silent.openConnectionCount() == 0; }));
     }
 
     void aHandshakeThatNeverEndsIsSilence() {
         RawHttpServer silent;
         QUrl url = silent.url();
-        url.setScheme(u"https"_qs);
+        url.setScheme(u"https"_s);
         const auto outcome = start(url);
         QVERIFY(m_platform->waitUntil([&] { return !silent.received().isEmpty(); }));
         m_platform->queue.advance(45s);
-        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_qs);
+        QCOMPARE(outcome->error(), u"127.0.0.1 sent nothing for 45 seconds."_s);
     }
 
 private:

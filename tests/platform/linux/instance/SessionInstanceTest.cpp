@@ -6,6 +6,8 @@
 
 #include <future>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 using namespace std::chrono_literals;
@@ -37,7 +39,7 @@ private:
 
     std::future<RunningInstance::Claim> claimOfSecond() {
         return std::async(std::launch::async, [this] {
-            Program second(m_bus, u"second"_qs);
+            Program second(m_bus, u"second"_s);
             return second->claim(Start::byUser);
         });
     }
@@ -46,7 +48,7 @@ private:
 
 private Q_SLOTS:
     void aSecondStartWaitsForAFirstOneThatIsStillUnderWay() {
-        Program first(m_bus, u"first"_qs);
+        Program first(m_bus, u"first"_s);
         QCOMPARE(first->claim(Start::byUser), RunningInstance::Claim::first);
 
         auto second = claimOfSecond();
@@ -60,11 +62,11 @@ private Q_SLOTS:
     }
 
     void anInstanceThatHangsIsReplaced() {
-        Program first(m_bus, u"first"_qs);
+        Program first(m_bus, u"first"_s);
         QCOMPARE(first->claim(Start::byUser), RunningInstance::Claim::first);
         first->setListener({{}});
         QTRY_VERIFY(
-            !m_bus.connection().interface()->isServiceRegistered(u"org.quillora.Quillora.Starting"_qs));
+            !m_bus.connection().interface()->isServiceRegistered(u"org.quillora.Quillora.Starting"_s));
 
         // This thread runs no event loop meanwhile, as a program that hangs.
         auto second = claimOfSecond();

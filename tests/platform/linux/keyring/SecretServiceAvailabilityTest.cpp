@@ -8,6 +8,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::test;
 using namespace std::chrono_literals;
 using quillora::platform::KeychainStatus;
@@ -36,7 +37,7 @@ private Q_SLOTS:
 private:
     static constexpr auto absence = SecretServiceKeychain::absence;
 
-    KeychainStatus read() { return m_keychain.copyMatching({u"service"_qs, u"account"_qs}).status; }
+    KeychainStatus read() { return m_keychain.copyMatching({u"service"_s, u"account"_s}).status; }
     void notice(const std::function<void()> &andThen = {});
     void pass(std::chrono::milliseconds time);
 
@@ -161,7 +162,7 @@ void SecretServiceAvailabilityTest::aCollectionThatIsMadeLaterIsNoticed() {
     m_keyring.emplace(m_bus, PrivateKeyring::Collection::none);
     m_keyring->settle();
     QList<KeychainStatus> results;
-    notice([&] { results.append(m_keychain.add({u"service"_qs, u"account"_qs}, "secret")); });
+    notice([&] { results.append(m_keychain.add({u"service"_s, u"account"_s}, "secret")); });
     m_keyring->makeCollection();
     m_keyring->settle();
     QCOMPARE(results, QList{KeychainStatus::success});

@@ -6,15 +6,16 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::PrivateKeyring;
 
 namespace {
 
-const QString current = u"com.local.Quillora"_qs;
-const QString legacy = u"com.local.Cobaltwhisk"_qs;
-const QString token = u"openAIClientToken"_qs;
-const QString device = u"deviceIdentifier"_qs;
+const QString current = u"com.local.Quillora"_s;
+const QString legacy = u"com.local.Cobaltwhisk"_s;
+const QString token = u"openAIClientToken"_s;
+const QString device = u"deviceIdentifier"_s;
 
 /// A desktop of fakes with a real keyring.
 class KeyringPlatform : public test::FakePlatform {
@@ -61,9 +62,9 @@ private:
 void SecretServiceCredentialsTest::init() {
     m_keyring.emplace(m_bus);
     m_platform.emplace();
-    m_platform->workspaceFake.frontmost = m_platform->workspaceFake.launch(u"editor"_qs);
-    m_platform->speech.locales = {u"en-US"_qs};
-    m_platform->defaults.values = {{u"translationEngineIdentifier"_qs, u"openAINatural"_qs}};
+    m_platform->workspaceFake.frontmost = m_platform->workspaceFake.launch(u"editor"_s);
+    m_platform->speech.locales = {u"en-US"_s};
+    m_platform->defaults.values = {{u"translationEngineIdentifier"_s, u"openAINatural"_s}};
 }
 
 void SecretServiceCredentialsTest::cleanup() {
@@ -75,11 +76,11 @@ void SecretServiceCredentialsTest::cleanup() {
 
 void SecretServiceCredentialsTest::place(const QString &service, const QString &account,
                                          const QByteArray &data) {
-    m_keyring->store({u"Theirs"_qs, {{u"service"_qs, service}, {u"account"_qs, account}}, data});
+    m_keyring->store({u"Theirs"_s, {{u"service"_s, service}, {u"account"_s, account}}, data});
 }
 
 QByteArray SecretServiceCredentialsTest::held(const QString &service, const QString &account) {
-    const auto items = m_keyring->find({{u"service"_qs, service}, {u"account"_qs, account}});
+    const auto items = m_keyring->find({{u"service"_s, service}, {u"account"_s, account}});
     return items.size() == 1 ? items.first().data : QByteArray();
 }
 
@@ -93,7 +94,7 @@ QMap<QByteArray, QByteArray> SecretServiceCredentialsTest::dictate() {
     m_controller->hotKeyPressed();
     m_platform->run();
     m_controller->hotKeyReleased();
-    m_platform->speech.deliverFinal(u"hello"_qs);
+    m_platform->speech.deliverFinal(u"hello"_s);
     m_platform->queue.advance(std::chrono::seconds(10));
     QMap<QByteArray, QByteArray> headers;
     for (const auto &[name, value] : m_platform->http.requests.at(0).headers)
@@ -104,7 +105,7 @@ QMap<QByteArray, QByteArray> SecretServiceCredentialsTest::dictate() {
 void SecretServiceCredentialsTest::aLegacyTokenIsSentAndCopiedAndStays() {
     place(legacy, token, "old");
     start();
-    QCOMPARE(m_controller->openAIClientToken(), u"old"_qs);
+    QCOMPARE(m_controller->openAIClientToken(), u"old"_s);
     QCOMPARE(dictate().value("Authorization"), "Bearer old");
     QCOMPARE(held(current, token), "old");
     QCOMPARE(held(legacy, token), "old");
@@ -122,7 +123,7 @@ void SecretServiceCredentialsTest::aCurrentTokenIsSentAndTheLegacyOneStays() {
 void SecretServiceCredentialsTest::anEditedTokenIsSentAndTheLegacyOneStays() {
     place(legacy, token, "old");
     start();
-    m_controller->setOpenAIClientToken(u"edited"_qs);
+    m_controller->setOpenAIClientToken(u"edited"_s);
     QCOMPARE(dictate().value("Authorization"), "Bearer edited");
     QCOMPARE(held(current, token), "edited");
     QCOMPARE(held(legacy, token), "old");
@@ -134,7 +135,7 @@ void SecretServiceCredentialsTest::aClearedTokenIsNotSentAndGoesFromBothServices
     m_controller->setOpenAIClientToken({});
     QVERIFY(!dictate().contains("Authorization"));
     for (const QString &service : {current, legacy})
-        QVERIFY(m_keyring->find({{u"service"_qs, service}, {u"account"_qs, token}}).isEmpty());
+        QVERIFY(m_keyring->find({{u"service"_s, service}, {u"account"_s, token}}).isEmpty());
 }
 
 void SecretServiceCredentialsTest::aClearedTokenIsStillGoneAfterARestart() {

@@ -10,6 +10,7 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::test;
 using namespace std::chrono_literals;
 using quillora::platform::KeychainItem;
@@ -19,9 +20,9 @@ using quillora::platform::SecretServiceKeychain;
 
 namespace {
 
-const KeychainQuery token{u"com.local.Quillora"_qs, u"openAIClientToken"_qs};
-const PrivateKeyring::Attributes tokenAttributes{{u"service"_qs, u"com.local.Quillora"_qs},
-                                                 {u"account"_qs, u"openAIClientToken"_qs}};
+const KeychainQuery token{u"com.local.Quillora"_s, u"openAIClientToken"_s};
+const PrivateKeyring::Attributes tokenAttributes{{u"service"_s, u"com.local.Quillora"_s},
+                                                 {u"account"_s, u"openAIClientToken"_s}};
 const KeychainItem failed{KeychainStatus::failure, {}};
 const KeychainItem notFound{KeychainStatus::itemNotFound, {}};
 
@@ -96,26 +97,26 @@ qint64 SecretServiceKeychainTest::millisecondsOf(const std::function<void()> &ca
 
 void SecretServiceKeychainTest::anItemOfAnotherSchemaIsFound() {
     auto attributes = tokenAttributes;
-    attributes.insert(u"xdg:schema"_qs, u"org.freedesktop.Secret.Generic"_qs);
-    m_keyring->store({u"Theirs"_qs, attributes, "secret"});
+    attributes.insert(u"xdg:schema"_s, u"org.freedesktop.Secret.Generic"_s);
+    m_keyring->store({u"Theirs"_s, attributes, "secret"});
     QCOMPARE(read().data, QByteArray("secret"));
 }
 
 void SecretServiceKeychainTest::anItemWithMoreAttributesIsFound() {
     auto attributes = tokenAttributes;
-    attributes.insert(u"server"_qs, u"example.org"_qs);
-    m_keyring->store({u"Theirs"_qs, attributes, "secret"});
+    attributes.insert(u"server"_s, u"example.org"_s);
+    m_keyring->store({u"Theirs"_s, attributes, "secret"});
     QCOMPARE(read().data, QByteArray("secret"));
 }
 
 void SecretServiceKeychainTest::updatingKeepsTheOtherAttributes() {
     auto attributes = tokenAttributes;
-    attributes.insert(u"server"_qs, u"example.org"_qs);
-    attributes.insert(u"xdg:schema"_qs, u"org.example.Theirs"_qs);
-    m_keyring->store({u"Theirs"_qs, attributes, "old"});
+    attributes.insert(u"server"_s, u"example.org"_s);
+    attributes.insert(u"xdg:schema"_s, u"org.example.Theirs"_s);
+    m_keyring->store({u"Theirs"_s, attributes, "old"});
     QCOMPARE(m_keychain.update(token, "new"), KeychainStatus::success);
     QCOMPARE(m_keyring->find(tokenAttributes),
-             (QList<PrivateKeyring::Item>{{u"Theirs"_qs, attributes, "new"}}));
+             (QList<PrivateKeyring::Item>{{u"Theirs"_s, attributes, "new"}}));
 }
 
 void SecretServiceKeychainTest::anAddedItemHasNoLabel() {
@@ -132,8 +133,8 @@ void SecretServiceKeychainTest::anAddedItemHasTheTwoAttributesAndNoOther() {
 }
 
 void SecretServiceKeychainTest::everyMatchingItemIsUpdatedAndRemoved() {
-    m_keyring->store({u"One"_qs, tokenAttributes, "1"});
-    m_keyring->store({u"Two"_qs, tokenAttributes, "2"});
+    m_keyring->store({u"One"_s, tokenAttributes, "1"});
+    m_keyring->store({u"Two"_s, tokenAttributes, "2"});
     QCOMPARE(m_keyring->find(tokenAttributes).size(), 2);
     m_keychain.update(token, "new");
     for (const auto &item : m_keyring->find(tokenAttributes))
@@ -169,17 +170,17 @@ void SecretServiceKeychainTest::aRefusedDialogIsAFailure() {
 void SecretServiceKeychainTest::noDialogIsShownForALockedKeyring() {
     DialogWatch dialogs;
     auto bus = m_bus.connection();
-    QVERIFY(bus.registerService(u"org.gnome.keyring.SystemPrompter"_qs));
-    QVERIFY(bus.registerVirtualObject(u"/org/gnome/keyring"_qs, &dialogs, QDBusConnection::SubPath));
+    QVERIFY(bus.registerService(u"org.gnome.keyring.SystemPrompter"_s));
+    QVERIFY(bus.registerVirtualObject(u"/org/gnome/keyring"_s, &dialogs, QDBusConnection::SubPath));
     m_keychain.add(token, "secret");
     m_keyring->lock();
     read();
     m_keychain.update(token, "x");
-    m_keychain.add({u"com.local.Quillora"_qs, u"deviceIdentifier"_qs}, "x");
+    m_keychain.add({u"com.local.Quillora"_s, u"deviceIdentifier"_s}, "x");
     m_keychain.remove(token);
     m_keyring->settle();
-    bus.unregisterObject(u"/org/gnome/keyring"_qs, QDBusConnection::UnregisterTree);
-    bus.unregisterService(u"org.gnome.keyring.SystemPrompter"_qs);
+    bus.unregisterObject(u"/org/gnome/keyring"_s, QDBusConnection::UnregisterTree);
+    bus.unregisterService(u"org.gnome.keyring.SystemPrompter"_s);
     QVERIFY(!dialogs.wasAsked);
 }
 
@@ -225,22 +226,21 @@ void SecretServiceKeychainTest::anAbsenceCanBeEndedEarly() {
 }
 
 void SecretServiceKeychainTest::aWriteThatRanOutOfTimeIsNotMadeLater() {
-    m_keyring->store({u"Theirs"_qs, tokenAttributes, "old"});
+    m_keyring->store({u"Theirs"_s, tokenAttributes, "old"});
     m_keyring->freeze();
     QCOMPARE(m_keychain.update(token, "late"), KeychainStatus::failure);
     m_keyring->thaw();
     m_keychain.endAbsence();
     // Takes as many answers as the write that began before it, over the same connection.
-    QCOMPARE(m_keychain.add({u"com.local.Quillora"_qs, u"deviceIdentifier"_qs}, "x"),
-             KeychainStatus::success);
-    QCOMPARE(m_keychain.update({u"com.local.Quillora"_qs, u"deviceIdentifier"_qs}, "y"),
+    QCOMPARE(m_keychain.add({u"com.local.Quillora"_s, u"deviceIdentifier"_s}, "x"), KeychainStatus::success);
+    QCOMPARE(m_keychain.update({u"com.local.Quillora"_s, u"deviceIdentifier"_s}, "y"),
              KeychainStatus::success);
     QCOMPARE(m_keyring->find(tokenAttributes).value(0).data, "old");
 }
 
 void SecretServiceKeychainTest::aServiceThatDiesDuringTheCallIsAFailure() {
     m_keyring->freeze();
-    DuringCall death(m_bus, u"org.freedesktop.secrets"_qs, [this] { m_keyring->signal(SIGKILL); });
+    DuringCall death(m_bus, u"org.freedesktop.secrets"_s, [this] { m_keyring->signal(SIGKILL); });
     const auto time = millisecondsOf([&] { QCOMPARE(read(), failed); });
     QVERIFY(death.wasDone());
     QVERIFY(time <= 1000);

@@ -9,6 +9,7 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::test;
 using quillora::platform::KeychainItem;
 using quillora::platform::KeychainQuery;
@@ -16,7 +17,7 @@ using quillora::platform::KeychainStatus;
 using quillora::platform::SecretServiceKeychain;
 
 namespace {
-const KeychainQuery token{u"com.local.Quillora"_qs, u"openAIClientToken"_qs};
+const KeychainQuery token{u"com.local.Quillora"_s, u"openAIClientToken"_s};
 const KeychainItem failed{KeychainStatus::failure, {}};
 } // namespace
 
@@ -52,7 +53,7 @@ void SecretServiceWithoutBusTest::aFrozenBusCostsOneSecondAtMost() {
 void SecretServiceWithoutBusTest::theProgramSurvivesTheEndOfItsBusDuringACall() {
     PrivateKeyring keyring(m_bus);
     keyring.freeze();
-    DuringCall death(m_bus, u"org.freedesktop.secrets"_qs, [this] { m_bus.process().signal(SIGKILL); });
+    DuringCall death(m_bus, u"org.freedesktop.secrets"_s, [this] { m_bus.process().signal(SIGKILL); });
     QCOMPARE(SecretServiceKeychain().copyMatching(token), failed);
     QVERIFY(death.wasDone());
     QTRY_VERIFY(!m_bus.connection().isConnected());

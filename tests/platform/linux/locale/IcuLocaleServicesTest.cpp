@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using quillora::platform::IcuLocaleServices;
 
 /// Names, capitals and order for users of several countries.
@@ -22,29 +24,29 @@ private Q_SLOTS:
 void IcuLocaleServicesTest::namesAreInTheUsersLanguage_data() {
     QTest::addColumn<QString>("user");
     QTest::addColumn<QString>("name");
-    QTest::newRow("en_US") << u"en_US"_qs << u"German (Germany)"_qs;
-    QTest::newRow("ru_RU") << u"ru_RU.UTF-8"_qs << u"немецкий (Германия)"_qs;
-    QTest::newRow("tr_TR") << u"tr_TR.UTF-8"_qs << u"Almanca (Almanya)"_qs;
-    QTest::newRow("de_DE") << u"de_DE@euro"_qs << u"Deutsch (Deutschland)"_qs;
-    QTest::newRow("no locale") << QString() << u"German (Germany)"_qs;
-    QTest::newRow("C") << u"C.UTF-8"_qs << u"German (Germany)"_qs;
+    QTest::newRow("en_US") << u"en_US"_s << u"German (Germany)"_s;
+    QTest::newRow("ru_RU") << u"ru_RU.UTF-8"_s << u"немецкий (Германия)"_s;
+    QTest::newRow("tr_TR") << u"tr_TR.UTF-8"_s << u"Almanca (Almanya)"_s;
+    QTest::newRow("de_DE") << u"de_DE@euro"_s << u"Deutsch (Deutschland)"_s;
+    QTest::newRow("no locale") << QString() << u"German (Germany)"_s;
+    QTest::newRow("C") << u"C.UTF-8"_s << u"German (Germany)"_s;
 }
 
 void IcuLocaleServicesTest::namesAreInTheUsersLanguage() {
     QFETCH(const QString, user);
     QFETCH(const QString, name);
-    QCOMPARE(IcuLocaleServices(user).localizedString(u"de-DE"_qs), name);
+    QCOMPARE(IcuLocaleServices(user).localizedString(u"de-DE"_s), name);
 }
 
 void IcuLocaleServicesTest::capitalsFollowTheUsersLanguage_data() {
     QTest::addColumn<QString>("user");
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("capitalized");
-    QTest::newRow("en_US") << u"en_US"_qs << u"istanbul italian"_qs << u"Istanbul Italian"_qs;
-    QTest::newRow("ru_RU") << u"ru_RU"_qs << u"немецкий (Германия)"_qs << u"Немецкий (Германия)"_qs;
-    QTest::newRow("tr_TR") << u"tr_TR"_qs << u"istanbul ılık"_qs << u"İstanbul Ilık"_qs;
-    QTest::newRow("de_DE") << u"de_DE"_qs << u"österreich"_qs << u"Österreich"_qs;
-    QTest::newRow("no locale") << QString() << u"istanbul"_qs << u"Istanbul"_qs;
+    QTest::newRow("en_US") << u"en_US"_s << u"istanbul italian"_s << u"Istanbul Italian"_s;
+    QTest::newRow("ru_RU") << u"ru_RU"_s << u"немецкий (Германия)"_s << u"Немецкий (Германия)"_s;
+    QTest::newRow("tr_TR") << u"tr_TR"_s << u"istanbul ılık"_s << u"İstanbul Ilık"_s;
+    QTest::newRow("de_DE") << u"de_DE"_s << u"österreich"_s << u"Österreich"_s;
+    QTest::newRow("no locale") << QString() << u"istanbul"_s << u"Istanbul"_s;
 }
 
 void IcuLocaleServicesTest::capitalsFollowTheUsersLanguage() {
@@ -58,12 +60,12 @@ void IcuLocaleServicesTest::orderFollowsTheUsersAlphabet_data() {
     QTest::addColumn<QString>("user");
     QTest::addColumn<QString>("first");
     QTest::addColumn<QString>("second");
-    QTest::newRow("en_US: accents within their letter") << u"en_US"_qs << u"Österreich"_qs << u"Portugal"_qs;
-    QTest::newRow("ru_RU: yo after ye") << u"ru_RU"_qs << u"елка"_qs << u"Ёлка"_qs;
-    QTest::newRow("tr_TR: dotless before dotted") << u"tr_TR"_qs << u"Irak"_qs << u"iran"_qs;
-    QTest::newRow("tr_TR: the dotless one in lower case") << u"tr_TR"_qs << u"ırak"_qs << u"İran"_qs;
-    QTest::newRow("de_DE: umlaut beside its vowel") << u"de_DE"_qs << u"Ägypten"_qs << u"Belgien"_qs;
-    QTest::newRow("no locale") << QString() << u"apple"_qs << u"Banana"_qs;
+    QTest::newRow("en_US: accents within their letter") << u"en_US"_s << u"Österreich"_s << u"Portugal"_s;
+    QTest::newRow("ru_RU: yo after ye") << u"ru_RU"_s << u"елка"_s << u"Ёлка"_s;
+    QTest::newRow("tr_TR: dotless before dotted") << u"tr_TR"_s << u"Irak"_s << u"iran"_s;
+    QTest::newRow("tr_TR: the dotless one in lower case") << u"tr_TR"_s << u"ırak"_s << u"İran"_s;
+    QTest::newRow("de_DE: umlaut beside its vowel") << u"de_DE"_s << u"Ägypten"_s << u"Belgien"_s;
+    QTest::newRow("no locale") << QString() << u"apple"_s << u"Banana"_s;
 }
 
 void IcuLocaleServicesTest::orderFollowsTheUsersAlphabet() {
@@ -80,11 +82,11 @@ void IcuLocaleServicesTest::theEnvironmentNamesTheUsersLocale_data() {
     QTest::addColumn<QString>("messages");
     QTest::addColumn<QString>("lang");
     QTest::addColumn<QString>("name");
-    QTest::newRow("nothing is set") << QString() << QString() << QString() << u"German"_qs;
-    QTest::newRow("LANG") << QString() << QString() << u"ru_RU.UTF-8"_qs << u"немецкий"_qs;
-    QTest::newRow("LC_MESSAGES wins over LANG") << QString() << u"tr_TR"_qs << u"ru_RU"_qs << u"Almanca"_qs;
-    QTest::newRow("LC_ALL wins over all") << u"de_DE"_qs << u"tr_TR"_qs << u"ru_RU"_qs << u"Deutsch"_qs;
-    QTest::newRow("LC_ALL=C") << u"C"_qs << QString() << u"ru_RU"_qs << u"German"_qs;
+    QTest::newRow("nothing is set") << QString() << QString() << QString() << u"German"_s;
+    QTest::newRow("LANG") << QString() << QString() << u"ru_RU.UTF-8"_s << u"немецкий"_s;
+    QTest::newRow("LC_MESSAGES wins over LANG") << QString() << u"tr_TR"_s << u"ru_RU"_s << u"Almanca"_s;
+    QTest::newRow("LC_ALL wins over all") << u"de_DE"_s << u"tr_TR"_s << u"ru_RU"_s << u"Deutsch"_s;
+    QTest::newRow("LC_ALL=C") << u"C"_s << QString() << u"ru_RU"_s << u"German"_s;
 }
 
 void IcuLocaleServicesTest::theEnvironmentNamesTheUsersLocale() {
@@ -95,7 +97,7 @@ void IcuLocaleServicesTest::theEnvironmentNamesTheUsersLocale() {
     qputenv("LC_ALL", all.toUtf8());
     qputenv("LC_MESSAGES", messages.toUtf8());
     qputenv("LANG", lang.toUtf8());
-    QCOMPARE(IcuLocaleServices().localizedString(u"de"_qs), name);
+    QCOMPARE(IcuLocaleServices().localizedString(u"de"_s), name);
 }
 
 QTEST_APPLESS_MAIN(IcuLocaleServicesTest)

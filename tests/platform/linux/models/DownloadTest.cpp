@@ -14,6 +14,7 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace platform;
 using namespace std::chrono_literals;
@@ -50,7 +51,7 @@ private Q_SLOTS:
         m_mirrors = Mirrors();
         m_proxies = std::make_unique<SystemProxies>(m_queue);
         m_patience = {.silence = 30s, .firstPause = 1ms, .mostFailures = 3};
-        m_file = {.name = u"model.bin"_qs, .address = m_server->url(u"/model.bin"_qs)};
+        m_file = {.name = u"model.bin"_s, .address = m_server->url(u"/model.bin"_s)};
     }
     void cleanup() {
         m_download.reset();
@@ -184,7 +185,7 @@ private Q_SLOTS:
 
     void whatCameOfAnotherAddressIsNotGoneOnWith() {
         breakOff("wei", 7);
-        m_file.address = m_server->url(u"/another"_qs);
+        m_file.address = m_server->url(u"/another"_s);
         m_server->answer(RawHttpServer::response(200, "another"));
         QCOMPARE(fetch(), QString());
         QCOMPARE(contents(), "another");
@@ -195,21 +196,21 @@ private Q_SLOTS:
         m_patience.mostFailures = 2;
         for (int time = 0; time < 10; ++time)
             m_server->answer(answer(200, length(7), ""), After::close);
-        QCOMPARE(fetch(), u"127.0.0.1 closed the connection before its answer was complete."_qs);
+        QCOMPARE(fetch(), u"127.0.0.1 closed the connection before its answer was complete."_s);
         QCOMPARE(m_server->requests().size(), 3);
     }
 
     void anotherLengthThanExpectedIsRefusedAtOnce() {
         m_file.size = 7;
         m_server->answer(answer(200, length(8), "weights!"));
-        QCOMPARE(fetch(), u"What 127.0.0.1 sends is not 7 bytes long, as it should be."_qs);
+        QCOMPARE(fetch(), u"What 127.0.0.1 sends is not 7 bytes long, as it should be."_s);
         QCOMPARE(m_server->requests().size(), 1);
     }
 
     void whatGoesOnBeyondItsLengthIsRefused() {
         m_file.size = 7;
         m_server->answer(answer(200, {}, "weights and more"), After::close);
-        QCOMPARE(fetch(), u"What 127.0.0.1 sends is not 7 bytes long, as it should be."_qs);
+        QCOMPARE(fetch(), u"What 127.0.0.1 sends is not 7 bytes long, as it should be."_s);
         QCOMPARE(contents(), "");
     }
 
@@ -217,12 +218,12 @@ private Q_SLOTS:
         m_patience.mostFailures = 0;
         m_file.size = 7;
         m_server->answer(answer(200, {}, "wei"), After::close);
-        QCOMPARE(fetch(), u"127.0.0.1 closed the connection before its answer was complete."_qs);
+        QCOMPARE(fetch(), u"127.0.0.1 closed the connection before its answer was complete."_s);
     }
 
     void withoutLengthAndChecksumNobodyKnowsTheEnd() {
         m_server->answer(answer(200, {}, "weights"), After::close);
-        QCOMPARE(fetch(), u"127.0.0.1 does not say how much it sends."_qs);
+        QCOMPARE(fetch(), u"127.0.0.1 does not say how much it sends."_s);
     }
 
     void whatIsSentPackedIsNotInflated() {
@@ -239,8 +240,8 @@ private Q_SLOTS:
     }
     void aRedirectToAnotherHostIsFollowed() {
         QFETCH(const int, status);
-        RawHttpServer other(m_authority.issue(u"localhost"_qs));
-        m_server->answer(redirect(status, other.url(u"/signed?key=1"_qs, u"localhost"_qs).toEncoded()));
+        RawHttpServer other(m_authority.issue(u"localhost"_s));
+        m_server->answer(redirect(status, other.url(u"/signed?key=1"_s, u"localhost"_s).toEncoded()));
         other.answer(RawHttpServer::response(200, "weights"));
         QCOMPARE(fetch(), QString());
         QCOMPARE(contents(), "weights");
@@ -265,14 +266,14 @@ private Q_SLOTS:
     void anUnsafeRedirectIsRefused() {
         QFETCH(const QByteArray, target);
         m_server->answer(redirect(302, target));
-        QCOMPARE(fetch(), u"127.0.0.1 redirects to an address that is not safe."_qs);
+        QCOMPARE(fetch(), u"127.0.0.1 redirects to an address that is not safe."_s);
         QCOMPARE(m_server->requests().size(), 1);
     }
 
     void aRedirectInACircleEnds() {
         for (int time = 0; time < 10; ++time)
             m_server->answer(redirect(302, "/model.bin"));
-        QCOMPARE(fetch(), u"127.0.0.1 redirects without end."_qs);
+        QCOMPARE(fetch(), u"127.0.0.1 redirects without end."_s);
         QCOMPARE(m_server->requests().size(), 6);
     }
 
@@ -284,7 +285,7 @@ private Q_SLOTS:
     void aRefusalIsNotAskedAgain() {
         QFETCH(const int, status);
         m_server->answer(RawHttpServer::response(status, "<html>no</html>"));
-        QCOMPARE(fetch(), u"127.0.0.1 answered with the error %1."_qs.arg(status));
+        QCOMPARE(fetch(), u"127.0.0.1 answered with the error %1."_s.arg(status));
         QCOMPARE(m_server->requests().size(), 1);
         QCOMPARE(contents(), "");
     }
@@ -305,7 +306,7 @@ private Q_SLOTS:
     void aServerThatStaysIllIsGivenUp() {
         for (int time = 0; time < 10; ++time)
             m_server->answer(RawHttpServer::response(500, ""));
-        QCOMPARE(fetch(), u"127.0.0.1 answered with the error 500."_qs);
+        QCOMPARE(fetch(), u"127.0.0.1 answered with the error 500."_s);
         QCOMPARE(m_server->requests().size(), 1 + m_patience.mostFailures);
     }
 
@@ -342,17 +343,17 @@ private Q_SLOTS:
     void aServerThatFallsSilentIsGivenUp() {
         m_patience = {.silence = 1s, .firstPause = 1ms, .mostFailures = 0};
         m_server->answer(answer(200, length(7), "wei"));
-        QCOMPARE(fetch(), u"127.0.0.1 sent nothing for 1 seconds."_qs);
+        QCOMPARE(fetch(), u"127.0.0.1 sent nothing for 1 seconds."_s);
     }
 
     void aServerThatNeverAnswersIsGivenUp() {
         m_patience = {.silence = 1s, .firstPause = 1ms, .mostFailures = 0};
-        QCOMPARE(fetch(), u"127.0.0.1 sent nothing for 1 seconds."_qs);
+        QCOMPARE(fetch(), u"127.0.0.1 sent nothing for 1 seconds."_s);
     }
 
     void aServerThatIsGoneIsGivenUp() {
         m_server.reset();
-        QCOMPARE(fetch(), u"Could not connect to 127.0.0.1: connection refused."_qs);
+        QCOMPARE(fetch(), u"Could not connect to 127.0.0.1: connection refused."_s);
     }
 
     void badCertificatesAreErrorsAndNothingIsSent_data() { test::addBadCertificates(m_authority); }
@@ -360,8 +361,8 @@ private Q_SLOTS:
         QFETCH(const QSslConfiguration, identity);
         QFETCH(const QString, fault);
         RawHttpServer server(identity);
-        m_file.address = server.url(u"/model.bin"_qs);
-        QCOMPARE(fetch(), u"Could not connect securely to 127.0.0.1: "_qs + fault + u'.');
+        m_file.address = server.url(u"/model.bin"_s);
+        QCOMPARE(fetch(), u"Could not connect securely to 127.0.0.1: "_s + fault + u'.');
         QCOMPARE(server.received(), "");
         QCOMPARE(server.connectionCount(), 1);
     }
@@ -369,18 +370,18 @@ private Q_SLOTS:
     void aServerWithoutTlsIsAnError() {
         RawHttpServer server;
         m_patience = {.silence = 1s, .firstPause = 1ms, .mostFailures = 0};
-        m_file.address = server.url(u"/model.bin"_qs);
-        m_file.address.setScheme(u"https"_qs);
-        QCOMPARE(fetch(), u"127.0.0.1 sent nothing for 1 seconds."_qs);
+        m_file.address = server.url(u"/model.bin"_s);
+        m_file.address.setScheme(u"https"_s);
+        QCOMPARE(fetch(), u"127.0.0.1 sent nothing for 1 seconds."_s);
         QVERIFY(!server.received().contains("GET"));
     }
 
     void aMirrorIsAskedInPlaceOfThePublisher() {
         const test::ThrowAwayAuthority own;
-        RawHttpServer mirror(own.issue(u"127.0.0.1"_qs));
+        RawHttpServer mirror(own.issue(u"127.0.0.1"_s));
         mirror.answer(RawHttpServer::response(200, "weights"));
         mirrorBy(mirror, own);
-        m_file.address = QUrl(u"https://publisher.example/models/a%20b/model.bin"_qs);
+        m_file.address = QUrl(u"https://publisher.example/models/a%20b/model.bin"_s);
         QCOMPARE(fetch(), QString());
         QCOMPARE(contents(), "weights");
         QVERIFY(mirror.requests().first().startsWith("GET /copy/a%20b/model.bin "));
@@ -388,31 +389,31 @@ private Q_SLOTS:
 
     void aMirrorsAuthorityIsTrustedForNobodyElse() {
         const test::ThrowAwayAuthority own;
-        RawHttpServer mirror(own.issue(u"127.0.0.1"_qs));
+        RawHttpServer mirror(own.issue(u"127.0.0.1"_s));
         mirrorBy(mirror, own);
-        RawHttpServer other(own.issue(u"127.0.0.1"_qs));
+        RawHttpServer other(own.issue(u"127.0.0.1"_s));
         other.answer(RawHttpServer::response(200, "weights"));
-        mirror.answer(redirect(302, other.url(u"/x"_qs).toEncoded()));
-        m_file.address = QUrl(u"https://publisher.example/models/model.bin"_qs);
+        mirror.answer(redirect(302, other.url(u"/x"_s).toEncoded()));
+        m_file.address = QUrl(u"https://publisher.example/models/model.bin"_s);
         QCOMPARE(fetch(), u"Could not connect securely to 127.0.0.1: the server's certificate comes from an "
-                          "authority that this computer does not trust."_qs);
+                          "authority that this computer does not trust."_s);
         QCOMPARE(other.received(), "");
     }
 
     void aMirrorWhoseAuthorityCannotBeReadIsNotTrusted() {
-        m_mirrors = Mirrors({{QUrl(u"https://publisher.example/models/"_qs), m_server->url(u"/copy/"_qs),
-                              m_home->filePath(u"no such file"_qs)}});
-        m_file.address = QUrl(u"https://publisher.example/models/model.bin"_qs);
+        m_mirrors = Mirrors({{QUrl(u"https://publisher.example/models/"_s), m_server->url(u"/copy/"_s),
+                              m_home->filePath(u"no such file"_s)}});
+        m_file.address = QUrl(u"https://publisher.example/models/model.bin"_s);
         QVERIFY(fetch().startsWith(u"Could not connect securely to 127.0.0.1"));
         QCOMPARE(m_server->received(), "");
     }
 
     void whatIsBehindAProxyComesThroughItsTunnel() {
-        RawHttpServer publisher(m_authority.issue(u"publisher.example"_qs));
+        RawHttpServer publisher(m_authority.issue(u"publisher.example"_s));
         publisher.answer(RawHttpServer::response(200, "weights"));
         test::TunnelProxy proxy(publisher.port());
         goThrough(proxy.address());
-        m_file.address = QUrl(u"https://publisher.example/model.bin"_qs);
+        m_file.address = QUrl(u"https://publisher.example/model.bin"_s);
         QCOMPARE(fetch(), QString());
         QCOMPARE(contents(), "weights");
         QCOMPARE(proxy.requests.size(), 1);
@@ -423,22 +424,22 @@ private Q_SLOTS:
     void aProxyThatRefusesTheTunnelIsSaidSo() {
         RawHttpServer proxy;
         proxy.answer(RawHttpServer::response(403, "no"), After::close);
-        goThrough(proxy.url(u"/"_qs).toEncoded());
+        goThrough(proxy.url(u"/"_s).toEncoded());
         m_patience.mostFailures = 0;
-        m_file.address = QUrl(u"https://publisher.example/model.bin"_qs);
+        m_file.address = QUrl(u"https://publisher.example/model.bin"_s);
         QCOMPARE(fetch(),
-                 u"The connection to publisher.example through the proxy server 127.0.0.1 failed."_qs);
+                 u"The connection to publisher.example through the proxy server 127.0.0.1 failed."_s);
     }
 
     void aFolderThatCannotBeWrittenToIsSaidSo() {
         QVERIFY(QFile::setPermissions(m_home->path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner));
         const test::WithoutSuperuser ordinary;
-        QCOMPARE(fetch(), u"\"model.bin\" could not be written: Permission denied."_qs);
+        QCOMPARE(fetch(), u"\"model.bin\" could not be written: Permission denied."_s);
         QCOMPARE(m_server->connectionCount(), 0);
     }
 
 private:
-    QString path() const { return m_home->filePath(u"0"_qs); }
+    QString path() const { return m_home->filePath(u"0"_s); }
     QByteArray contents() const { return test::readFile(path()); }
     static bool waitUntil(const std::function<bool()> &condition) {
         return test::ChildProcess::waitUntil(condition, 30000);
@@ -451,9 +452,9 @@ private:
         return RawHttpServer::response(status, "", "Location: " + target + "\r\n");
     }
     void mirrorBy(const RawHttpServer &mirror, const test::ThrowAwayAuthority &authority) {
-        test::writeFile(m_home->filePath(u"ca.pem"_qs), authority.certificate().toPem());
-        m_mirrors = Mirrors({{QUrl(u"https://publisher.example/models/"_qs), mirror.url(u"/copy/"_qs),
-                              m_home->filePath(u"ca.pem"_qs)}});
+        test::writeFile(m_home->filePath(u"ca.pem"_s), authority.certificate().toPem());
+        m_mirrors = Mirrors({{QUrl(u"https://publisher.example/models/"_s), mirror.url(u"/copy/"_s),
+                              m_home->filePath(u"ca.pem"_s)}});
     }
 
     /// Begins the download; the result is the sentence of its fault once it has ended, null if there is none.
@@ -469,7 +470,7 @@ private:
     }
     QString fetch() {
         const auto outcome = begin();
-        return waitUntil([&] { return outcome->has_value(); }) ? **outcome : u"it did not end"_qs;
+        return waitUntil([&] { return outcome->has_value(); }) ? **outcome : u"it did not end"_s;
     }
 
     /// Leaves a download behind that has got some of its bytes.
@@ -482,7 +483,7 @@ private:
     }
 
     const test::ThrowAwayAuthority m_authority;
-    const QSslConfiguration m_identity = m_authority.issue(u"127.0.0.1"_qs);
+    const QSslConfiguration m_identity = m_authority.issue(u"127.0.0.1"_s);
     LinuxMainQueue m_queue;
     std::unique_ptr<SystemProxies> m_proxies;
     Mirrors m_mirrors;

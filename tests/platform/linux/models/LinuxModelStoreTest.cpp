@@ -19,6 +19,7 @@
 #include <thread>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace platform;
 using namespace std::chrono_literals;
@@ -55,8 +56,8 @@ private Q_SLOTS:
         QVERIFY(state().isPaused);
         QVERIFY(!state().progress);
         waitForTurns();
-        QCOMPARE(m_server->requestCount(u"/m"_qs), 1);
-        m_store->install(u"m"_qs);
+        QCOMPARE(m_server->requestCount(u"/m"_s), 1);
+        m_store->install(u"m"_s);
         QVERIFY(waitUntil([&] { return state().presence == Presence::installed; }));
         QVERIFY(!state().isPaused);
         QVERIFY(!test::RawHttpServer::headerLines(m_server->http().requests().last(), "Range").isEmpty());
@@ -65,7 +66,7 @@ private Q_SLOTS:
     void theEndOfTheProgramWaitsForNoServer() {
         m_server->delivery = Delivery::nothing;
         start();
-        m_store->install(u"m"_qs);
+        m_store->install(u"m"_s);
         QVERIFY(waitUntil([&] { return !m_server->http().requests().isEmpty(); }));
         QElapsedTimer clock;
         clock.start();
@@ -81,7 +82,7 @@ private Q_SLOTS:
         int toldCount = 0;
         m_store->addObserver([&](const QString &) { ++toldCount; });
         m_server->delivery = Delivery::part;
-        m_store->install(u"m"_qs);
+        m_store->install(u"m"_s);
         QVERIFY(waitUntil([&] {
             queue.run();
             return state().progress->receivedBytes > 0;
@@ -107,132 +108,132 @@ private Q_SLOTS:
     void whatAnotherProcessInstalledIsNoticed() {
         start();
         QCOMPARE(state().presence, Presence::absent);
-        place(u"own"_qs, u"2"_qs);
+        place(u"own"_s, u"2"_s);
         QCOMPARE(state().presence, Presence::installed);
-        QVERIFY(m_store->use(u"m"_qs));
-        QVERIFY(own().remove(own().installed(u"m"_qs).first()));
+        QVERIFY(m_store->use(u"m"_s));
+        QVERIFY(own().remove(own().installed(u"m"_s).first()));
         QCOMPARE(state().presence, Presence::absent);
     }
 
     void whatAnotherProcessInstalledMakesUpForAFailure() {
         m_server->delivery = Delivery::refusal;
         start();
-        m_store->install(u"m"_qs);
+        m_store->install(u"m"_s);
         QVERIFY(waitUntil([&] { return !state().problem.isEmpty(); }));
-        place(u"own"_qs, u"2"_qs);
+        place(u"own"_s, u"2"_s);
         QCOMPARE(state().problem, QString());
     }
 
     void anotherSizeIsNoticedWhenItIsUsed() {
-        place(u"own"_qs, u"2"_qs);
+        place(u"own"_s, u"2"_s);
         start();
         QCOMPARE(state().presence, Presence::installed);
         int toldCount = 0;
         m_store->addObserver([&](const QString &) { ++toldCount; });
-        test::writeFile(own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs, "longer weights");
-        QVERIFY(!m_store->use(u"m"_qs));
+        test::writeFile(own().installed(u"m"_s).first().filesFolder() + u"/model.bin"_s, "longer weights");
+        QVERIFY(!m_store->use(u"m"_s));
         QCOMPARE(state().presence, Presence::damaged);
-        QCOMPARE(state().problem, u"Files of it are missing, or not as they were installed."_qs);
+        QCOMPARE(state().problem, u"Files of it are missing, or not as they were installed."_s);
         QVERIFY(waitUntil([&] { return toldCount > 0; }));
     }
 
     void anOlderVersionServesWhereTheNewOneIsDamaged() {
-        place(u"shared"_qs, u"1"_qs);
-        place(u"own"_qs, u"2"_qs);
-        QVERIFY(QFile::remove(own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs));
+        place(u"shared"_s, u"1"_s);
+        place(u"own"_s, u"2"_s);
+        QVERIFY(QFile::remove(own().installed(u"m"_s).first().filesFolder() + u"/model.bin"_s));
         start();
-        QCOMPARE(state().version, u"1"_qs);
-        QCOMPARE(m_store->use(u"m"_qs)->version(), u"1"_qs);
-        m_store->install(u"m"_qs);
+        QCOMPARE(state().version, u"1"_s);
+        QCOMPARE(m_store->use(u"m"_s)->version(), u"1"_s);
+        m_store->install(u"m"_s);
         QVERIFY(waitUntil([&] { return state().version == u"2"; }));
     }
 
     void whatWasCopiedByHandIsCheckedOnceItIsUsed() {
-        place(u"own"_qs, u"2"_qs);
-        const QString path = own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs;
+        place(u"own"_s, u"2"_s);
+        const QString path = own().installed(u"m"_s).first().filesFolder() + u"/model.bin"_s;
         test::writeFile(path, "WEIGHTS");
         setTime(path, 1000);
         start();
-        QVERIFY(m_store->use(u"m"_qs));
+        QVERIFY(m_store->use(u"m"_s));
         QVERIFY(waitUntil([&] { return state().presence == Presence::damaged; }));
-        QCOMPARE(state().problem, u"\"model.bin\" is not as it was installed."_qs);
+        QCOMPARE(state().problem, u"\"model.bin\" is not as it was installed."_s);
     }
 
     void everythingIsCheckedOnceAStart() {
-        place(u"own"_qs, u"2"_qs);
-        test::changeSecretly(own().installed(u"m"_qs).first().filesFolder() + u"/model.bin"_qs, "WEIGHTS");
+        place(u"own"_s, u"2"_s);
+        test::changeSecretly(own().installed(u"m"_s).first().filesFolder() + u"/model.bin"_s, "WEIGHTS");
         m_untilAllIsChecked = 0ms;
         start();
         QVERIFY(waitUntil([&] { return state().presence == Presence::damaged; }));
-        QVERIFY(!m_store->use(u"m"_qs));
+        QVERIFY(!m_store->use(u"m"_s));
     }
 
     void anOldVersionGoesOnceNobodyUsesIt() {
-        place(u"own"_qs, u"1"_qs);
+        place(u"own"_s, u"1"_s);
         start();
-        auto old = m_store->use(u"m"_qs);
-        m_store->install(u"m"_qs);
+        auto old = m_store->use(u"m"_s);
+        m_store->install(u"m"_s);
         QVERIFY(waitUntil([&] { return state().version == u"2"; }));
         waitForTurns();
-        QCOMPARE(versions(), (QStringList{u"1"_qs, u"2"_qs}));
-        QVERIFY(QFile::exists(old->folder() + u"/model.bin"_qs));
+        QCOMPARE(versions(), (QStringList{u"1"_s, u"2"_s}));
+        QVERIFY(QFile::exists(old->folder() + u"/model.bin"_s));
         old.reset();
-        QVERIFY(waitUntil([&] { return versions() == QStringList(u"2"_qs); }));
+        QVERIFY(waitUntil([&] { return versions() == QStringList(u"2"_s); }));
     }
 
     void anOldVersionThatAnEndedProgramLeftGoesAtTheNextStart() {
-        place(u"own"_qs, u"1"_qs);
-        place(u"own"_qs, u"2"_qs);
+        place(u"own"_s, u"1"_s);
+        place(u"own"_s, u"2"_s);
         m_untilAllIsChecked = 0ms;
         start();
-        QVERIFY(waitUntil([&] { return versions() == QStringList(u"2"_qs); }));
+        QVERIFY(waitUntil([&] { return versions() == QStringList(u"2"_s); }));
     }
 
     void whatAnotherProcessUsesGoesOnceItLetsGo() {
-        place(u"own"_qs, u"2"_qs);
+        place(u"own"_s, u"2"_s);
         start();
-        auto hold = FolderHold::of(own().installed(u"m"_qs).first().folder, FolderHold::Kind::shared);
-        m_store->remove(u"m"_qs);
+        auto hold = FolderHold::of(own().installed(u"m"_s).first().folder, FolderHold::Kind::shared);
+        m_store->remove(u"m"_s);
         QVERIFY(state().isLeaving);
         waitForTurns();
-        QCOMPARE(versions(), QStringList(u"2"_qs));
+        QCOMPARE(versions(), QStringList(u"2"_s));
         hold.reset();
         QVERIFY(waitUntil([&] { return versions().isEmpty(); }));
         QVERIFY(waitUntil([&] { return state() == ModelState(); }));
     }
 
     void theFolderOfAnAdministratorIsOnlyRead() {
-        place(u"shared"_qs, u"1"_qs);
-        const QString shared = m_home->filePath(u"shared"_qs);
+        place(u"shared"_s, u"1"_s);
+        const QString shared = m_home->filePath(u"shared"_s);
         const auto readOnly = QFileDevice::ReadOwner | QFileDevice::ExeOwner;
-        QVERIFY(QFile::setPermissions(shared + u"/m/1"_qs, readOnly));
-        QVERIFY(QFile::setPermissions(shared + u"/m"_qs, readOnly));
+        QVERIFY(QFile::setPermissions(shared + u"/m/1"_s, readOnly));
+        QVERIFY(QFile::setPermissions(shared + u"/m"_s, readOnly));
         QVERIFY(QFile::setPermissions(shared, readOnly));
         {
             const test::WithoutSuperuser ordinary; // the threads inherit it
             start();
-            QCOMPARE(m_store->use(u"m"_qs)->version(), u"1"_qs);
-            m_store->install(u"m"_qs);
+            QCOMPARE(m_store->use(u"m"_s)->version(), u"1"_s);
+            m_store->install(u"m"_s);
             QVERIFY(waitUntil([&] { return state().version == u"2" && state().isOwn; }));
-            m_store->remove(u"m"_qs);
+            m_store->remove(u"m"_s);
             QVERIFY(waitUntil([&] { return state().version == u"1" && !state().isLeaving; }));
             QCOMPARE(state().problem, QString());
             end();
         }
-        for (const QString &folder : {shared, shared + u"/m"_qs, shared + u"/m/1"_qs})
+        for (const QString &folder : {shared, shared + u"/m"_s, shared + u"/m/1"_s})
             QFile::setPermissions(folder, readOnly | QFileDevice::WriteOwner);
     }
 
     void aFolderThatCannotBeWrittenToIsSaidSo() {
-        QVERIFY(QDir().mkpath(m_home->filePath(u"own"_qs)));
-        QVERIFY(QFile::setPermissions(m_home->filePath(u"own"_qs),
+        QVERIFY(QDir().mkpath(m_home->filePath(u"own"_s)));
+        QVERIFY(QFile::setPermissions(m_home->filePath(u"own"_s),
                                       QFileDevice::ReadOwner | QFileDevice::ExeOwner));
         const test::WithoutSuperuser ordinary;
         start();
-        m_store->install(u"m"_qs);
+        m_store->install(u"m"_s);
         QVERIFY(waitUntil([&] { return !state().problem.isEmpty(); }));
         QCOMPARE(state().problem,
-                 u"The folder \"%1\" cannot be written to."_qs.arg(m_home->filePath(u"own"_qs)));
+                 u"The folder \"%1\" cannot be written to."_s.arg(m_home->filePath(u"own"_s)));
         end();
     }
 
@@ -240,32 +241,31 @@ private Q_SLOTS:
         const auto model = [](const QString &id, const QStringList &addresses) {
             QJsonArray files;
             for (const QString &address : addresses)
-                files += QJsonObject{{u"name"_qs, QUrl(address).fileName()}, {u"address"_qs, address}};
+                files += QJsonObject{{u"name"_s, QUrl(address).fileName()}, {u"address"_s, address}};
             return test::describedModel(id, files);
         };
-        QJsonObject listed = model(u"listed"_qs, {});
-        listed[u"index"_qs] = QJsonObject{{u"form"_qs, u"checksums"_qs},
-                                          {u"address"_qs, u"https://lists.example/sums"_qs},
-                                          {u"files"_qs, u"https://files.example/"_qs},
-                                          {u"name"_qs, u"x"_qs}};
+        QJsonObject listed = model(u"listed"_s, {});
+        listed[u"index"_s] = QJsonObject{{u"form"_s, u"checksums"_s},
+                                         {u"address"_s, u"https://lists.example/sums"_s},
+                                         {u"files"_s, u"https://files.example/"_s},
+                                         {u"name"_s, u"x"_s}};
         const QByteArray catalog = test::catalogOf(
-            {model(u"one"_qs, {u"https://one.example/a"_qs, u"https://one.example/b"_qs}),
-             model(u"mirrored"_qs, {u"https://one.example/m/a"_qs, u"https://two.example/b"_qs}), listed},
-            {QJsonObject{{u"of"_qs, u"https://one.example/m/"_qs},
-                         {u"address"_qs, u"https://near.example/"_qs}}});
-        m_store.emplace(
-            *m_queue,
-            LinuxModelStore::Ground{.folders = own(), .catalog = {{{u"catalog"_qs, catalog}}, {u"any"_qs}}});
-        QCOMPARE(m_store->description(u"one"_qs)->hosts, QStringList{u"one.example"_qs});
-        QCOMPARE(m_store->description(u"mirrored"_qs)->hosts,
-                 (QStringList{u"near.example"_qs, u"two.example"_qs}));
-        QCOMPARE(m_store->description(u"listed"_qs)->hosts,
-                 (QStringList{u"lists.example"_qs, u"files.example"_qs}));
+            {model(u"one"_s, {u"https://one.example/a"_s, u"https://one.example/b"_s}),
+             model(u"mirrored"_s, {u"https://one.example/m/a"_s, u"https://two.example/b"_s}), listed},
+            {QJsonObject{{u"of"_s, u"https://one.example/m/"_s},
+                         {u"address"_s, u"https://near.example/"_s}}});
+        m_store.emplace(*m_queue, LinuxModelStore::Ground{
+                                      .folders = own(), .catalog = {{{u"catalog"_s, catalog}}, {u"any"_s}}});
+        QCOMPARE(m_store->description(u"one"_s)->hosts, QStringList{u"one.example"_s});
+        QCOMPARE(m_store->description(u"mirrored"_s)->hosts,
+                 (QStringList{u"near.example"_s, u"two.example"_s}));
+        QCOMPARE(m_store->description(u"listed"_s)->hosts,
+                 (QStringList{u"lists.example"_s, u"files.example"_s}));
     }
 
     void whatTheCatalogSaysInVainIsLogged() {
-        const QByteArray catalog = test::catalogOf({QJsonObject{{u"id"_qs, u"odd"_qs}}});
-        const ModelCatalog read({{u"catalog"_qs, catalog}}, {u"any"_qs});
+        const QByteArray catalog = test::catalogOf({QJsonObject{{u"id"_s, u"odd"_s}}});
+        const ModelCatalog read({{u"catalog"_s, catalog}}, {u"any"_s});
         QCOMPARE(read.omissions().size(), 1);
         QTest::ignoreMessage(QtWarningMsg, qPrintable(read.omissions().first()));
         m_store.emplace(*m_queue, LinuxModelStore::Ground{.folders = own(), .catalog = read});
@@ -285,16 +285,16 @@ private Q_SLOTS:
     }
 
 private:
-    ModelState state() const { return m_store->state(u"m"_qs); }
-    ModelFolders own() const { return {m_home->filePath(u"own"_qs), {}}; }
+    ModelState state() const { return m_store->state(u"m"_s); }
+    ModelFolders own() const { return {m_home->filePath(u"own"_s), {}}; }
 
     void start() { startOn(*m_queue); }
     void startOn(MainQueue &queue) {
-        const auto file = m_server->publish(u"model.bin"_qs, u"/m"_qs, QByteArray(1000, 'm'));
-        const QByteArray catalog = test::catalogOf({test::describedModel(u"m"_qs, {file})});
+        const auto file = m_server->publish(u"model.bin"_s, u"/m"_s, QByteArray(1000, 'm'));
+        const QByteArray catalog = test::catalogOf({test::describedModel(u"m"_s, {file})});
         m_store.emplace(queue, LinuxModelStore::Ground{
-                                   .folders = {m_home->filePath(u"own"_qs), {m_home->filePath(u"shared"_qs)}},
-                                   .catalog = {{{u"catalog"_qs, catalog}}, {u"any"_qs}},
+                                   .folders = {m_home->filePath(u"own"_s), {m_home->filePath(u"shared"_s)}},
+                                   .catalog = {{{u"catalog"_s, catalog}}, {u"any"_s}},
                                    .patience = {.firstPause = 1ms, .mostFailures = 1},
                                    .untilAllIsChecked = m_untilAllIsChecked,
                                    .untilLeavingIsTriedAgain = 20ms});
@@ -307,15 +307,15 @@ private:
     }
     void downloadHalf() {
         m_server->delivery = Delivery::part;
-        m_store->install(u"m"_qs);
+        m_store->install(u"m"_s);
         QVERIFY(waitUntil([&] { return state().progress && state().progress->receivedBytes == 500; }));
     }
 
     void place(const QString &root, const QString &version) const {
-        test::placeModel(m_home->filePath(root), u"m"_qs, version);
+        test::placeModel(m_home->filePath(root), u"m"_s, version);
     }
     QStringList versions() const {
-        return QDir(m_home->filePath(u"own/m"_qs)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        return QDir(m_home->filePath(u"own/m"_s)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     }
     static void setTime(const QString &path, qint64 time) {
         QFile file(path);
@@ -324,7 +324,7 @@ private:
     }
 
     const test::ThrowAwayAuthority m_authority;
-    const QSslConfiguration m_identity = m_authority.issue(u"127.0.0.1"_qs);
+    const QSslConfiguration m_identity = m_authority.issue(u"127.0.0.1"_s);
     std::unique_ptr<QTemporaryDir> m_home;
     std::unique_ptr<ModelServer> m_server;
     std::unique_ptr<LinuxMainQueue> m_queue;

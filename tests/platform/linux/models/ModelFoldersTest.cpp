@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace platform;
 
@@ -23,67 +24,67 @@ class ModelFoldersTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_home = std::make_unique<QTemporaryDir>();
-        m_folders.emplace(m_home->filePath(u"own"_qs), QStringList(m_home->filePath(u"shared"_qs)));
+        m_folders.emplace(m_home->filePath(u"own"_s), QStringList(m_home->filePath(u"shared"_s)));
     }
     void cleanup() { m_home.reset(); }
 
     void aModelAppearsWithItsManifest() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        const auto found = m_folders->installed(u"m"_qs);
+        QVERIFY(publish(u"1"_s, "weights"));
+        const auto found = m_folders->installed(u"m"_s);
         QCOMPARE(found.size(), 1);
-        QCOMPARE(found.first().version, u"1"_qs);
+        QCOMPARE(found.first().version, u"1"_s);
         QVERIFY(found.first().isOwn);
         QVERIFY(found.first().manifest);
         QCOMPARE(found.first().manifest->files.size(), 1);
         const auto &file = found.first().manifest->files.first();
-        QCOMPARE(file.name, u"a/model.bin"_qs);
+        QCOMPARE(file.name, u"a/model.bin"_s);
         QCOMPARE(file.size, 7);
         QCOMPARE(file.sha256, QCryptographicHash::hash("weights", QCryptographicHash::Sha256).toHex());
         QCOMPARE(found.first().manifest->glance(found.first().filesFolder()), ModelManifest::Glance::same);
         QVERIFY(found.first().manifest->fault(found.first().filesFolder(), wanted).isNull());
-        QVERIFY(!QFileInfo::exists(m_folders->newFolder(u"m"_qs, u"1"_qs)));
+        QVERIFY(!QFileInfo::exists(m_folders->newFolder(u"m"_s, u"1"_s)));
     }
 
     void whatIsKnownOfAFileIsNotComputedAgain() {
-        test::writeFile(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/known"_qs, "weights");
-        test::writeFile(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/unknown"_qs, "weights");
+        test::writeFile(m_folders->newFolder(u"m"_s, u"1"_s) + u"/files/known"_s, "weights");
+        test::writeFile(m_folders->newFolder(u"m"_s, u"1"_s) + u"/files/unknown"_s, "weights");
         const QByteArray known(64, 'a');
-        QVERIFY(m_folders->publish(u"m"_qs, u"1"_qs, {{u"known"_qs, known}}, wanted));
-        const auto manifest = m_folders->installed(u"m"_qs).first().manifest;
+        QVERIFY(m_folders->publish(u"m"_s, u"1"_s, {{u"known"_s, known}}, wanted));
+        const auto manifest = m_folders->installed(u"m"_s).first().manifest;
         QCOMPARE(manifest->files[0].sha256, known);
         QCOMPARE(manifest->files[1].sha256,
                  QCryptographicHash::hash("weights", QCryptographicHash::Sha256).toHex());
     }
 
     void anotherSizeIsDamageAtAGlance() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        const auto model = m_folders->installed(u"m"_qs).first();
-        test::writeFile(model.filesFolder() + u"/a/model.bin"_qs, "other weights");
+        QVERIFY(publish(u"1"_s, "weights"));
+        const auto model = m_folders->installed(u"m"_s).first();
+        test::writeFile(model.filesFolder() + u"/a/model.bin"_s, "other weights");
         QCOMPARE(model.manifest->glance(model.filesFolder()), ModelManifest::Glance::damaged);
     }
 
     void aFileThatIsGoneIsDamageAtAGlance() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        const auto model = m_folders->installed(u"m"_qs).first();
-        QVERIFY(QFile::remove(model.filesFolder() + u"/a/model.bin"_qs));
+        QVERIFY(publish(u"1"_s, "weights"));
+        const auto model = m_folders->installed(u"m"_s).first();
+        QVERIFY(QFile::remove(model.filesFolder() + u"/a/model.bin"_s));
         QCOMPARE(model.manifest->glance(model.filesFolder()), ModelManifest::Glance::damaged);
         QCOMPARE(model.manifest->fault(model.filesFolder(), wanted),
-                 u"\"model.bin\" could not be read: No such file or directory."_qs);
+                 u"\"model.bin\" could not be read: No such file or directory."_s);
     }
 
     void aLinkInPlaceOfAFileIsDamage() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        const auto model = m_folders->installed(u"m"_qs).first();
-        const QString path = model.filesFolder() + u"/a/model.bin"_qs;
-        QVERIFY(QFile::rename(path, m_home->filePath(u"elsewhere"_qs)));
-        QVERIFY(QFile::link(m_home->filePath(u"elsewhere"_qs), path));
+        QVERIFY(publish(u"1"_s, "weights"));
+        const auto model = m_folders->installed(u"m"_s).first();
+        const QString path = model.filesFolder() + u"/a/model.bin"_s;
+        QVERIFY(QFile::rename(path, m_home->filePath(u"elsewhere"_s)));
+        QVERIFY(QFile::link(m_home->filePath(u"elsewhere"_s), path));
         QCOMPARE(model.manifest->glance(model.filesFolder()), ModelManifest::Glance::damaged);
     }
 
     void sameSizeAtAnotherTimeIsForTheChecksumsToDecide() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        const auto model = m_folders->installed(u"m"_qs).first();
-        QFile file(model.filesFolder() + u"/a/model.bin"_qs);
+        QVERIFY(publish(u"1"_s, "weights"));
+        const auto model = m_folders->installed(u"m"_s).first();
+        QFile file(model.filesFolder() + u"/a/model.bin"_s);
         QVERIFY(file.open(QIODevice::ReadWrite));
         QVERIFY(file.setFileTime(QDateTime::fromMSecsSinceEpoch(1000), QFileDevice::FileModificationTime));
         QCOMPARE(model.manifest->glance(model.filesFolder()), ModelManifest::Glance::touched);
@@ -91,7 +92,7 @@ private Q_SLOTS:
         file.write("W");
         file.flush();
         QCOMPARE(model.manifest->fault(model.filesFolder(), wanted),
-                 u"\"a/model.bin\" is not as it was installed."_qs);
+                 u"\"a/model.bin\" is not as it was installed."_s);
     }
 
     void aManifestThatDoesNotParseMakesTheModelDamaged_data() {
@@ -111,117 +112,117 @@ private Q_SLOTS:
     }
     void aManifestThatDoesNotParseMakesTheModelDamaged() {
         QFETCH(const QByteArray, manifest);
-        QVERIFY(publish(u"1"_qs, "weights"));
-        test::writeFile(m_home->filePath(u"own/m/1/manifest.json"_qs), manifest);
-        const auto found = m_folders->installed(u"m"_qs);
+        QVERIFY(publish(u"1"_s, "weights"));
+        test::writeFile(m_home->filePath(u"own/m/1/manifest.json"_s), manifest);
+        const auto found = m_folders->installed(u"m"_s);
         QCOMPARE(found.size(), 1);
         QVERIFY(!found.first().manifest);
     }
 
     void versionsComeNewestFirstAndNumbersCount() {
-        for (const QString &version : {u"9"_qs, u"10"_qs, u"v3"_qs, u"2025-08-06"_qs, u"10.1"_qs})
+        for (const QString &version : {u"9"_s, u"10"_s, u"v3"_s, u"2025-08-06"_s, u"10.1"_s})
             QVERIFY(publish(version, "weights"));
         QStringList versions;
-        for (const auto &model : m_folders->installed(u"m"_qs))
+        for (const auto &model : m_folders->installed(u"m"_s))
             versions += model.version;
-        QCOMPARE(versions, (QStringList{u"v3"_qs, u"2025-08-06"_qs, u"10.1"_qs, u"10"_qs, u"9"_qs}));
+        QCOMPARE(versions, (QStringList{u"v3"_s, u"2025-08-06"_s, u"10.1"_s, u"10"_s, u"9"_s}));
     }
 
     void anAdministratorsModelIsFoundAndWinsNothingOverANewerOwnOne() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        QVERIFY(QDir(m_home->path()).rename(u"own"_qs, u"shared"_qs));
-        QVERIFY(!m_folders->installed(u"m"_qs).first().isOwn);
-        QVERIFY(publish(u"2"_qs, "weights"));
-        QVERIFY(m_folders->installed(u"m"_qs).first().isOwn);
-        QCOMPARE(m_folders->installed(u"m"_qs).size(), 2);
+        QVERIFY(publish(u"1"_s, "weights"));
+        QVERIFY(QDir(m_home->path()).rename(u"own"_s, u"shared"_s));
+        QVERIFY(!m_folders->installed(u"m"_s).first().isOwn);
+        QVERIFY(publish(u"2"_s, "weights"));
+        QVERIFY(m_folders->installed(u"m"_s).first().isOwn);
+        QCOMPARE(m_folders->installed(u"m"_s).size(), 2);
     }
 
     void ofOneVersionTheOwnComesFirst() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        QVERIFY(QDir(m_home->path()).rename(u"own"_qs, u"shared"_qs));
-        QVERIFY(publish(u"1"_qs, "weights"));
-        QVERIFY(m_folders->installed(u"m"_qs).first().isOwn);
+        QVERIFY(publish(u"1"_s, "weights"));
+        QVERIFY(QDir(m_home->path()).rename(u"own"_s, u"shared"_s));
+        QVERIFY(publish(u"1"_s, "weights"));
+        QVERIFY(m_folders->installed(u"m"_s).first().isOwn);
     }
 
     void aRepairTakesTheVersionsPlace() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        QVERIFY(publish(u"1"_qs, "better"));
-        const auto found = m_folders->installed(u"m"_qs);
+        QVERIFY(publish(u"1"_s, "weights"));
+        QVERIFY(publish(u"1"_s, "better"));
+        const auto found = m_folders->installed(u"m"_s);
         QCOMPARE(found.size(), 1);
         QCOMPARE(found.first().manifest->files.first().size, 6);
-        QCOMPARE(QDir(m_home->filePath(u"own/m"_qs))
+        QCOMPARE(QDir(m_home->filePath(u"own/m"_s))
                      .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-                 QStringList(u"1"_qs));
+                 QStringList(u"1"_s));
     }
 
     void aVersionInUseIsNeitherReplacedNorRemoved() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        const auto model = m_folders->installed(u"m"_qs).first();
+        QVERIFY(publish(u"1"_s, "weights"));
+        const auto model = m_folders->installed(u"m"_s).first();
         auto use = FolderHold::of(model.folder, FolderHold::Kind::shared);
         auto another = FolderHold::of(model.folder, FolderHold::Kind::shared);
         QVERIFY(use && another);
-        QVERIFY(!publish(u"1"_qs, "better"));
+        QVERIFY(!publish(u"1"_s, "better"));
         QVERIFY(!m_folders->remove(model));
         use.reset();
         QVERIFY(!m_folders->remove(model));
         another.reset();
         QVERIFY(m_folders->remove(model));
-        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
+        QVERIFY(m_folders->installed(u"m"_s).isEmpty());
     }
 
     void removalLeavesNothingBehind() {
-        QVERIFY(publish(u"1"_qs, "weights"));
-        QVERIFY(m_folders->remove(m_folders->installed(u"m"_qs).first()));
-        QCOMPARE(QDir(m_home->filePath(u"own"_qs))
+        QVERIFY(publish(u"1"_s, "weights"));
+        QVERIFY(m_folders->remove(m_folders->installed(u"m"_s).first()));
+        QCOMPARE(QDir(m_home->filePath(u"own"_s))
                      .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
                  QStringList());
     }
 
     void oneProcessInstallsAModelAtATime() {
-        const auto lock = m_folders->lock(u"m"_qs);
+        const auto lock = m_folders->lock(u"m"_s);
         QVERIFY(lock);
-        QVERIFY(!m_folders->lock(u"m"_qs));
-        QVERIFY(m_folders->lock(u"another"_qs));
+        QVERIFY(!m_folders->lock(u"m"_s));
+        QVERIFY(m_folders->lock(u"another"_s));
     }
 
     void aLockGoesWithItsHolder() {
-        m_folders->lock(u"m"_qs).reset();
-        QVERIFY(m_folders->lock(u"m"_qs));
+        m_folders->lock(u"m"_s).reset();
+        QVERIFY(m_folders->lock(u"m"_s));
     }
 
     void aFolderThatCannotBeWrittenToIsSaidSo() {
-        QVERIFY(QDir().mkpath(m_home->filePath(u"own"_qs)));
-        QVERIFY(QFile::setPermissions(m_home->filePath(u"own"_qs),
+        QVERIFY(QDir().mkpath(m_home->filePath(u"own"_s)));
+        QVERIFY(QFile::setPermissions(m_home->filePath(u"own"_s),
                                       QFileDevice::ReadOwner | QFileDevice::ExeOwner));
         const test::WithoutSuperuser ordinary;
         try {
-            m_folders->lock(u"m"_qs);
+            m_folders->lock(u"m"_s);
             QFAIL("the folder was written to");
         } catch (const ModelFault &fault) {
             QCOMPARE(fault.errorDescription(),
-                     u"The folder \"%1\" cannot be written to."_qs.arg(m_home->filePath(u"own"_qs)));
+                     u"The folder \"%1\" cannot be written to."_s.arg(m_home->filePath(u"own"_s)));
         }
     }
 
     void remainsOfAnInterruptedInstallationGoAndWhatWasDownloadedStays() {
-        test::writeFile(m_folders->newFolder(u"m"_qs, u"1"_qs) + u"/files/half"_qs, "x");
-        test::writeFile(m_home->filePath(u"own/m/.removed-7/files/a"_qs), "x");
-        test::writeFile(m_folders->partsFolder(u"m"_qs, u"1"_qs) + u"/0"_qs, "x");
-        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
-        m_folders->removeRemains(u"m"_qs);
-        QVERIFY(m_folders->hasParts(u"m"_qs));
-        QCOMPARE(QDir(m_home->filePath(u"own/m"_qs))
+        test::writeFile(m_folders->newFolder(u"m"_s, u"1"_s) + u"/files/half"_s, "x");
+        test::writeFile(m_home->filePath(u"own/m/.removed-7/files/a"_s), "x");
+        test::writeFile(m_folders->partsFolder(u"m"_s, u"1"_s) + u"/0"_s, "x");
+        QVERIFY(m_folders->installed(u"m"_s).isEmpty());
+        m_folders->removeRemains(u"m"_s);
+        QVERIFY(m_folders->hasParts(u"m"_s));
+        QCOMPARE(QDir(m_home->filePath(u"own/m"_s))
                      .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-                 QStringList(u".1.parts"_qs));
-        m_folders->removeParts(u"m"_qs);
-        QVERIFY(!m_folders->hasParts(u"m"_qs));
+                 QStringList(u".1.parts"_s));
+        m_folders->removeParts(u"m"_s);
+        QVERIFY(!m_folders->hasParts(u"m"_s));
     }
 
 private:
     /// What an installation does once the files are there.
     bool publish(const QString &version, const QByteArray &contents) const {
-        test::writeFile(m_folders->newFolder(u"m"_qs, version) + u"/files/a/model.bin"_qs, contents);
-        return m_folders->publish(u"m"_qs, version, {}, wanted);
+        test::writeFile(m_folders->newFolder(u"m"_s, version) + u"/files/a/model.bin"_s, contents);
+        return m_folders->publish(u"m"_s, version, {}, wanted);
     }
 
     std::unique_ptr<QTemporaryDir> m_home;

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <sys/mount.h>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace platform;
 using namespace std::chrono_literals;
@@ -47,13 +48,13 @@ private Q_SLOTS:
     void initTestCase() { m_authority.trustHere(); }
     void init() {
         m_home = std::make_unique<QTemporaryDir>();
-        m_folders.emplace(m_home->filePath(u"models"_qs), QStringList());
+        m_folders.emplace(m_home->filePath(u"models"_s), QStringList());
         m_server = std::make_unique<ModelServer>(m_identity);
         m_steps.clear();
         m_isUnwanted = false;
         m_entry = {};
-        m_entry.description.id = u"m"_qs;
-        m_entry.description.version = u"1"_qs;
+        m_entry.description.id = u"m"_s;
+        m_entry.description.version = u"1"_s;
     }
     void cleanup() {
         m_installation.reset();
@@ -65,80 +66,80 @@ private Q_SLOTS:
         const QByteArray archive = test::packed({{"m/model.onnx", "weights"}, {"m/tokens.txt", "a"}});
         serveArchive(archive, sha256(archive));
         QCOMPARE(install(), QString());
-        QCOMPARE(installedFiles(), (QStringList{u"m/model.onnx"_qs, u"m/tokens.txt"_qs}));
-        QCOMPARE(installedContents(u"m/model.onnx"_qs), "weights");
-        QCOMPARE(left(), QStringList(u"1"_qs));
+        QCOMPARE(installedFiles(), (QStringList{u"m/model.onnx"_s, u"m/tokens.txt"_s}));
+        QCOMPARE(installedContents(u"m/model.onnx"_s), "weights");
+        QCOMPARE(left(), QStringList(u"1"_s));
         QCOMPARE(m_steps, (QList{Step::preparing, Step::downloading, Step::checking, Step::unpacking}));
     }
 
     void thePackedFilesOfAPairAreInstalled() {
         serveTranslation("weights", sha256("weights"));
         QCOMPARE(install(), QString());
-        QCOMPARE(installedFiles(), (QStringList{u"lex.bin"_qs, u"model.bin"_qs, u"vocab.spm"_qs}));
-        QCOMPARE(installedContents(u"vocab.spm"_qs), "pieces");
+        QCOMPARE(installedFiles(), (QStringList{u"lex.bin"_s, u"model.bin"_s, u"vocab.spm"_s}));
+        QCOMPARE(installedContents(u"vocab.spm"_s), "pieces");
     }
 
     void severalFilesAreInstalledAndWhatHasNoHashIsRecorded() {
         for (const QByteArray &name : {"a", "b", "c", "d", "deep/e"})
             serveFile(QString::fromLatin1(name), "contents of " + name);
         QCOMPARE(install(), QString());
-        QCOMPARE(installedFiles(), (QStringList{u"a"_qs, u"b"_qs, u"c"_qs, u"d"_qs, u"deep/e"_qs}));
-        const auto manifest = m_folders->installed(u"m"_qs).first().manifest;
+        QCOMPARE(installedFiles(), (QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"deep/e"_s}));
+        const auto manifest = m_folders->installed(u"m"_s).first().manifest;
         QCOMPARE(manifest->files.last().sha256, sha256("contents of deep/e"));
     }
 
     void anotherChecksumIsRefusedAndTheOldVersionStays() {
         installVersion0();
-        serveFile(u"model.bin"_qs, "weights");
+        serveFile(u"model.bin"_s, "weights");
         m_entry.files.first().sha256 = sha256("other");
-        QCOMPARE(install(), u"\"model.bin\" is not what its publisher describes: its checksum differs."_qs);
-        QCOMPARE(m_folders->installed(u"m"_qs).size(), 1);
-        QCOMPARE(m_folders->installed(u"m"_qs).first().version, u"0"_qs);
-        QVERIFY(!QFile::exists(m_folders->partsFolder(u"m"_qs, u"1"_qs) + u"/0"_qs));
+        QCOMPARE(install(), u"\"model.bin\" is not what its publisher describes: its checksum differs."_s);
+        QCOMPARE(m_folders->installed(u"m"_s).size(), 1);
+        QCOMPARE(m_folders->installed(u"m"_s).first().version, u"0"_s);
+        QVERIFY(!QFile::exists(m_folders->partsFolder(u"m"_s, u"1"_s) + u"/0"_s));
     }
 
     void otherContentsOfAPackedFileAreRefused() {
         serveTranslation("weights", sha256("other"));
-        QCOMPARE(install(), u"\"model.bin\" is not what its publisher describes: its checksum differs."_qs);
-        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
+        QCOMPARE(install(), u"\"model.bin\" is not what its publisher describes: its checksum differs."_s);
+        QVERIFY(m_folders->installed(u"m"_s).isEmpty());
     }
 
     void anIndexThatLiesIsFoundOut() {
         const QByteArray archive = test::packed({{"m/model.onnx", "weights"}});
         serveArchive(archive, sha256("another archive"));
-        QCOMPARE(install(), u"\"m.tar.bz2\" is not what its publisher describes: its checksum differs."_qs);
+        QCOMPARE(install(), u"\"m.tar.bz2\" is not what its publisher describes: its checksum differs."_s);
         QVERIFY(!m_steps.contains(Step::unpacking));
-        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
+        QVERIFY(m_folders->installed(u"m"_s).isEmpty());
     }
 
     void whatWasRefusedIsDownloadedAnew() {
         const QByteArray archive = test::packed({{"m/model.onnx", "weights"}});
         serveArchive(archive, sha256(archive));
-        m_server->files[u"/files/m.tar.bz2"_qs] = "something else";
-        QCOMPARE(install(), u"\"m.tar.bz2\" is not what its publisher describes: its checksum differs."_qs);
+        m_server->files[u"/files/m.tar.bz2"_s] = "something else";
+        QCOMPARE(install(), u"\"m.tar.bz2\" is not what its publisher describes: its checksum differs."_s);
         serveArchive(archive, sha256(archive));
         QCOMPARE(install(), QString());
-        QCOMPARE(installedContents(u"m/model.onnx"_qs), "weights");
+        QCOMPARE(installedContents(u"m/model.onnx"_s), "weights");
     }
 
     void whatWasRefusedOnceUnpackedIsDownloadedAnew() {
         serveTranslation("other weights", sha256("weights"));
-        QCOMPARE(install(), u"\"model.bin\" is not what its publisher describes: its checksum differs."_qs);
+        QCOMPARE(install(), u"\"model.bin\" is not what its publisher describes: its checksum differs."_s);
         serveTranslation("weights", sha256("weights"));
         QCOMPARE(install(), QString());
-        QCOMPARE(installedContents(u"model.bin"_qs), "weights");
+        QCOMPARE(installedContents(u"model.bin"_s), "weights");
     }
 
     void anIndexWithoutTheModelIsSaidSo() {
         serveArchive({}, sha256({}));
-        m_server->files[u"/checksum.txt"_qs] = "other.tar.bz2\t" + sha256({});
-        QCOMPARE(install(), u"The index at 127.0.0.1 does not name \"m.tar.bz2\"."_qs);
+        m_server->files[u"/checksum.txt"_s] = "other.tar.bz2\t" + sha256({});
+        QCOMPARE(install(), u"The index at 127.0.0.1 does not name \"m.tar.bz2\"."_s);
     }
 
     void anIndexThatIsNotThereIsSaidSo() {
         serveArchive({}, sha256({}));
-        m_server->files.remove(u"/checksum.txt"_qs);
-        QCOMPARE(install(), u"127.0.0.1 answered with the error 404."_qs);
+        m_server->files.remove(u"/checksum.txt"_s);
+        QCOMPARE(install(), u"127.0.0.1 answered with the error 404."_s);
     }
 
     void aHostileArchiveInstallsNothing() {
@@ -146,38 +147,38 @@ private Q_SLOTS:
         serveArchive(archive, sha256(archive));
         QCOMPARE(
             install(),
-            u"What was downloaded cannot be unpacked: a name in it leads out of its folder, or is none."_qs);
-        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
-        QVERIFY(!QFile::exists(m_home->filePath(u"evil"_qs)));
+            u"What was downloaded cannot be unpacked: a name in it leads out of its folder, or is none."_s);
+        QVERIFY(m_folders->installed(u"m"_s).isEmpty());
+        QVERIFY(!QFile::exists(m_home->filePath(u"evil"_s)));
     }
 
     void aPausedInstallationGoesOnWithoutAskingAgainForWhatItHas() {
-        serveFile(u"a"_qs, "first");
-        serveFile(u"b"_qs, "second");
-        m_server->files.remove(u"/b"_qs);
-        m_server->silent += u"/b"_qs;
+        serveFile(u"a"_s, "first");
+        serveFile(u"b"_s, "second");
+        m_server->files.remove(u"/b"_s);
+        m_server->silent += u"/b"_s;
         const auto outcome = begin();
         QVERIFY(waitUntil([&] { return partIsWhole(0) && m_server->http().requests().size() == 2; }));
         m_installation.reset();
-        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
-        QVERIFY(m_folders->hasParts(u"m"_qs));
+        QVERIFY(m_folders->installed(u"m"_s).isEmpty());
+        QVERIFY(m_folders->hasParts(u"m"_s));
         m_server->silent.clear();
-        m_server->files[u"/b"_qs] = "second";
+        m_server->files[u"/b"_s] = "second";
         QCOMPARE(install(), QString());
-        QCOMPARE(installedContents(u"a"_qs), "first");
-        QCOMPARE(m_server->requestCount(u"/a"_qs), 1);
-        QVERIFY(!m_folders->hasParts(u"m"_qs));
+        QCOMPARE(installedContents(u"a"_s), "first");
+        QCOMPARE(m_server->requestCount(u"/a"_s), 1);
+        QVERIFY(!m_folders->hasParts(u"m"_s));
     }
 
     void whatIsInstalledByAnotherProgramIsLeftToIt() {
-        serveFile(u"a"_qs, "first");
-        const auto lock = m_folders->lock(u"m"_qs);
-        QCOMPARE(install(), u"The model is being installed by another program."_qs);
+        serveFile(u"a"_s, "first");
+        const auto lock = m_folders->lock(u"m"_s);
+        QCOMPARE(install(), u"The model is being installed by another program."_s);
         QCOMPARE(m_server->http().connectionCount(), 0);
     }
 
     void aModelThatIsLargerThanTheDiskIsRefusedBeforeADownload() {
-        serveFile(u"a"_qs, "first");
+        serveFile(u"a"_s, "first");
         m_entry.files.first().size = qint64{1} << 49;
         const QString fault = install();
         QVERIFY2(fault.startsWith(u"The model needs 562.9 TB on the disk, and "), qPrintable(fault));
@@ -186,17 +187,17 @@ private Q_SLOTS:
     }
 
     void aRepairWaitsForTheUserOfTheDamagedVersion() {
-        serveFile(u"a"_qs, "first");
+        serveFile(u"a"_s, "first");
         QCOMPARE(install(), QString());
-        test::writeFile(m_folders->installed(u"m"_qs).first().filesFolder() + u"/a"_qs, "damaged");
-        auto use = FolderHold::of(m_folders->installed(u"m"_qs).first().folder, FolderHold::Kind::shared);
+        test::writeFile(m_folders->installed(u"m"_s).first().filesFolder() + u"/a"_s, "damaged");
+        auto use = FolderHold::of(m_folders->installed(u"m"_s).first().folder, FolderHold::Kind::shared);
         const auto outcome = begin();
         QVERIFY(waitUntil([&] { return m_steps.contains(Step::unpacking); }));
-        QCOMPARE(installedContents(u"a"_qs), "damaged");
+        QCOMPARE(installedContents(u"a"_s), "damaged");
         use.reset();
         QVERIFY(waitUntil([&] { return outcome->has_value(); }));
         QCOMPARE(**outcome, QString());
-        QCOMPARE(installedContents(u"a"_qs), "first");
+        QCOMPARE(installedContents(u"a"_s), "first");
     }
 
     void workThatIsNotWantedAnyMoreInstallsNothing() {
@@ -205,7 +206,7 @@ private Q_SLOTS:
         m_isUnwanted = true;
         begin();
         QVERIFY(waitUntil([&] { return m_steps.contains(Step::checking); }));
-        QVERIFY(m_folders->installed(u"m"_qs).isEmpty());
+        QVERIFY(m_folders->installed(u"m"_s).isEmpty());
     }
 
     void aFullDiskLeavesTheOldVersionAndWhatCameAlready_data() {
@@ -213,14 +214,14 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("model");
         QTest::addColumn<QString>("fault");
         const QByteArray dense = noise(20 << 20), loose = noise(10 << 20) + QByteArray(30 << 20, '\0');
-        QTest::newRow("before the download") << 8 << dense << u"The model needs "_qs;
+        QTest::newRow("before the download") << 8 << dense << u"The model needs "_s;
         QTest::newRow("during the download")
-            << 18 << dense << u"\"m.tar.gz\" could not be written: No space left on device."_qs;
-        QTest::newRow("before it is unpacked") << 40 << dense << u"The model needs "_qs;
+            << 18 << dense << u"\"m.tar.gz\" could not be written: No space left on device."_s;
+        QTest::newRow("before it is unpacked") << 40 << dense << u"The model needs "_s;
         QTest::newRow("while it is unpacked")
-            << 42 << loose << u"\"model.onnx\" could not be written: No space left on device."_qs;
+            << 42 << loose << u"\"model.onnx\" could not be written: No space left on device."_s;
         QTest::newRow("while the manifest is written")
-            << 64 << dense << u"\"manifest.json\" could not be written: No space left on device."_qs;
+            << 64 << dense << u"\"manifest.json\" could not be written: No space left on device."_s;
     }
     void aFullDiskLeavesTheOldVersionAndWhatCameAlready() {
         QFETCH(const int, mebibytes);
@@ -241,8 +242,8 @@ private Q_SLOTS:
             m_unpackingBegins = [&] { leaveOnDisk(model.size()); };
         const QString found = install();
         QVERIFY2(found.startsWith(fault), qPrintable(found));
-        QCOMPARE(m_folders->installed(u"m"_qs).size(), 1);
-        QCOMPARE(installedContents(u"old"_qs), "old weights");
+        QCOMPARE(m_folders->installed(u"m"_s).size(), 1);
+        QCOMPARE(installedContents(u"old"_s), "old weights");
         m_installation.reset();
     }
 
@@ -255,38 +256,38 @@ private:
     }
     void serveArchive(const QByteArray &archive, const QByteArray &checksum,
                       const QByteArray &name = "m.tar.bz2") {
-        m_server->files[u"/files/"_qs + QString::fromLatin1(name)] = archive;
-        m_server->files[u"/checksum.txt"_qs] = name + '\t' + checksum + '\n';
+        m_server->files[u"/files/"_s + QString::fromLatin1(name)] = archive;
+        m_server->files[u"/checksum.txt"_s] = name + '\t' + checksum + '\n';
         m_entry.index = {.form = ModelIndex::Form::checksums,
-                         .address = m_server->http().url(u"/checksum.txt"_qs),
-                         .files = m_server->http().url(u"/files/"_qs),
+                         .address = m_server->http().url(u"/checksum.txt"_s),
+                         .files = m_server->http().url(u"/files/"_s),
                          .name = QString::fromLatin1(name),
                          .architecture = {}};
     }
     void serveTranslation(const QByteArray &weights, const QByteArray &checksum) {
-        m_server->files[u"/m/model.bin.gz"_qs] = test::gzipped(weights);
-        m_server->files[u"/m/lex.bin.gz"_qs] = test::gzipped("words");
-        m_server->files[u"/m/vocab.spm.gz"_qs] = test::gzipped("pieces");
-        m_server->files[u"/db.json"_qs] =
+        m_server->files[u"/m/model.bin.gz"_s] = test::gzipped(weights);
+        m_server->files[u"/m/lex.bin.gz"_s] = test::gzipped("words");
+        m_server->files[u"/m/vocab.spm.gz"_s] = test::gzipped("pieces");
+        m_server->files[u"/db.json"_s] =
             "{\"en-ru\": [{\"architecture\": \"tiny\", \"files\": {\"model\": {\"path\": \"m/model.bin.gz\", "
             "\"uncompressedHash\": \"" +
             checksum +
             "\"}, \"lexicalShortlist\": {\"path\": \"m/lex.bin.gz\"}, "
             "\"vocab\": {\"path\": \"m/vocab.spm.gz\"}}}]}";
         m_entry.index = {.form = ModelIndex::Form::translations,
-                         .address = m_server->http().url(u"/db.json"_qs),
-                         .files = m_server->http().url(u"/"_qs),
-                         .name = u"en-ru"_qs,
-                         .architecture = u"tiny"_qs};
+                         .address = m_server->http().url(u"/db.json"_s),
+                         .files = m_server->http().url(u"/"_s),
+                         .name = u"en-ru"_s,
+                         .architecture = u"tiny"_s};
     }
     void installVersion0() {
-        test::writeFile(m_folders->newFolder(u"m"_qs, u"0"_qs) + u"/files/old"_qs, "old weights");
-        QVERIFY(m_folders->publish(u"m"_qs, u"0"_qs, {}, [] { return false; }));
+        test::writeFile(m_folders->newFolder(u"m"_s, u"0"_s) + u"/files/old"_s, "old weights");
+        QVERIFY(m_folders->publish(u"m"_s, u"0"_s, {}, [] { return false; }));
     }
 
     bool waitUntil(const std::function<bool()> &condition) { return m_server->waitUntil(condition); }
     bool partIsWhole(int number) const {
-        QFile note(m_folders->partsFolder(u"m"_qs, u"1"_qs) + u"/%1.note"_qs.arg(number));
+        QFile note(m_folders->partsFolder(u"m"_s, u"1"_s) + u"/%1.note"_s.arg(number));
         return note.open(QIODevice::ReadOnly) && note.readAll().contains("\"whole\": true");
     }
 
@@ -309,31 +310,31 @@ private:
     }
     QString install() {
         const auto outcome = begin();
-        return waitUntil([&] { return outcome->has_value(); }) ? **outcome : u"it did not end"_qs;
+        return waitUntil([&] { return outcome->has_value(); }) ? **outcome : u"it did not end"_s;
     }
 
     QStringList installedFiles() const {
-        const auto model = m_folders->installed(u"m"_qs).first();
+        const auto model = m_folders->installed(u"m"_s).first();
         QStringList names;
         for (const auto &file : model.manifest->files)
             names += file.name;
         return names;
     }
     QByteArray installedContents(const QString &name) const {
-        return test::readFile(m_folders->installed(u"m"_qs).first().filesFolder() + u'/' + name);
+        return test::readFile(m_folders->installed(u"m"_s).first().filesFolder() + u'/' + name);
     }
     /// Another program takes the rest.
     void leaveOnDisk(qint64 bytes) const {
         const QStorageInfo disk(m_folders->own());
-        test::writeFile(m_folders->own() + u"/filling"_qs, QByteArray(disk.bytesAvailable() - bytes, 'x'));
+        test::writeFile(m_folders->own() + u"/filling"_s, QByteArray(disk.bytesAvailable() - bytes, 'x'));
     }
     QStringList left() const {
-        return QDir(m_folders->own() + u"/m"_qs)
+        return QDir(m_folders->own() + u"/m"_s)
             .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     }
 
     const test::ThrowAwayAuthority m_authority;
-    const QSslConfiguration m_identity = m_authority.issue(u"127.0.0.1"_qs);
+    const QSslConfiguration m_identity = m_authority.issue(u"127.0.0.1"_s);
     LinuxMainQueue m_queue;
     SystemProxies m_proxies{m_queue};
     const Mirrors m_mirrors;

@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace platform;
 
@@ -13,17 +14,17 @@ const QByteArray hash(64, 'b');
 
 ModelIndex checksums(const QString &name) {
     return {.form = ModelIndex::Form::checksums,
-            .address = QUrl(u"https://h/checksum.txt"_qs),
-            .files = QUrl(u"https://h/files/"_qs),
+            .address = QUrl(u"https://h/checksum.txt"_s),
+            .files = QUrl(u"https://h/files/"_s),
             .name = name,
             .architecture = {}};
 }
 
-ModelIndex translations(const QString &architecture = u"tiny"_qs) {
+ModelIndex translations(const QString &architecture = u"tiny"_s) {
     return {.form = ModelIndex::Form::translations,
-            .address = QUrl(u"https://h/db/models.json"_qs),
-            .files = QUrl(u"https://h/"_qs),
-            .name = u"en-ru"_qs,
+            .address = QUrl(u"https://h/db/models.json"_s),
+            .files = QUrl(u"https://h/"_s),
+            .name = u"en-ru"_s,
             .architecture = architecture};
 }
 
@@ -51,22 +52,22 @@ private Q_SLOTS:
     void aListOfChecksumsNamesTheArchive() {
         const QByteArray list =
             "other.tar.bz2\t" + QByteArray(64, 'a') + "\nm.tar.bz2\t" + hash.toUpper() + "\r\n";
-        QCOMPARE(filesOf(checksums(u"m.tar.bz2"_qs), list),
-                 (QList<ModelFile>{{.name = u"m.tar.bz2"_qs,
-                                    .address = QUrl(u"https://h/files/m.tar.bz2"_qs),
+        QCOMPARE(filesOf(checksums(u"m.tar.bz2"_s), list),
+                 (QList<ModelFile>{{.name = u"m.tar.bz2"_s,
+                                    .address = QUrl(u"https://h/files/m.tar.bz2"_s),
                                     .packing = ModelPacking::archive,
                                     .sha256 = hash}}));
     }
 
     void aSingleFileInAListIsNotAnArchive() {
-        QCOMPARE(filesOf(checksums(u"vad.onnx"_qs), "vad.onnx\t" + hash).first().packing, ModelPacking::none);
+        QCOMPARE(filesOf(checksums(u"vad.onnx"_s), "vad.onnx\t" + hash).first().packing, ModelPacking::none);
     }
 
     void aListThatLiesIsRefused_data() {
         QTest::addColumn<QByteArray>("list");
         QTest::addColumn<QString>("fault");
-        const QString malformed = u"The index at h is not of the form that is expected."_qs;
-        const QString missing = u"The index at h does not name \"m.zip\"."_qs;
+        const QString malformed = u"The index at h is not of the form that is expected."_s;
+        const QString missing = u"The index at h does not name \"m.zip\"."_s;
         QTest::newRow("empty") << QByteArray() << missing;
         QTest::newRow("another file") << "m.zip.old\t" + hash << missing;
         QTest::newRow("short") << "m.zip\t" + hash.left(63) << malformed;
@@ -76,7 +77,7 @@ private Q_SLOTS:
     }
     void aListThatLiesIsRefused() {
         QFETCH(const QByteArray, list);
-        QTEST(faultOf(checksums(u"m.zip"_qs), list), "fault");
+        QTEST(faultOf(checksums(u"m.zip"_s), list), "fault");
     }
 
     void thePairsFilesAreNamedByTheirLastPart() {
@@ -84,33 +85,33 @@ private Q_SLOTS:
             "{\"models\": {\"en-ru\": [" + model("tiny", "Release", "m/model.en-ru.bin.gz") + "]}}";
         const auto files = filesOf(translations(), index);
         QCOMPARE(files.size(), 3);
-        QCOMPARE(files[0], (ModelFile{.name = u"model.en-ru.bin"_qs,
-                                      .address = QUrl(u"https://h/m/model.en-ru.bin.gz"_qs),
+        QCOMPARE(files[0], (ModelFile{.name = u"model.en-ru.bin"_s,
+                                      .address = QUrl(u"https://h/m/model.en-ru.bin.gz"_s),
                                       .packing = ModelPacking::gzip,
                                       .contentSha256 = hash}));
-        QCOMPARE(files[1].name, u"lex.bin"_qs);
-        QCOMPARE(files[2], (ModelFile{.name = u"vocab.spm"_qs,
-                                      .address = QUrl(u"https://h/m/vocab.spm.gz"_qs),
+        QCOMPARE(files[1].name, u"lex.bin"_s);
+        QCOMPARE(files[2], (ModelFile{.name = u"vocab.spm"_s,
+                                      .address = QUrl(u"https://h/m/vocab.spm.gz"_s),
                                       .packing = ModelPacking::gzip}));
     }
 
     void aPairMayStandAtTheTopAndWithoutAHyphen() {
         const QByteArray index = "{\"enru\": " + model("tiny", "Release", "m/model.bin.gz") + "}";
-        QCOMPARE(filesOf(translations(), index).first().name, u"model.bin"_qs);
+        QCOMPARE(filesOf(translations(), index).first().name, u"model.bin"_s);
     }
 
     void theReleasedModelOfTheArchitectureIsChosen() {
         const QByteArray index = "{\"en-ru\": [" + model("base", "Release", "m/base.bin.gz") + ',' +
                                  model("tiny", "Nightly", "m/nightly.bin.gz") + ',' +
                                  model("tiny", "Release", "m/released.bin.gz") + "]}";
-        QCOMPARE(filesOf(translations(), index).first().name, u"released.bin"_qs);
+        QCOMPARE(filesOf(translations(), index).first().name, u"released.bin"_s);
     }
 
     void anIndexThatLiesIsRefused_data() {
         QTest::addColumn<QByteArray>("contents");
         QTest::addColumn<QString>("fault");
-        const QString malformed = u"The index at h is not of the form that is expected."_qs;
-        const QString missing = u"The index at h does not name \"en-ru\"."_qs;
+        const QString malformed = u"The index at h is not of the form that is expected."_s;
+        const QString missing = u"The index at h does not name \"en-ru\"."_s;
         const auto pair = [](const QByteArray &one) { return "{\"en-ru\": [" + one + "]}"; };
         QTest::newRow("a page") << QByteArray("<html>") << malformed;
         QTest::newRow("no such pair") << QByteArray("{\"en-de\": []}") << missing;

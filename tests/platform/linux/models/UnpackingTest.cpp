@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::UnpackingLimits;
 using test::PackedEntry;
@@ -26,7 +27,7 @@ class UnpackingTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_home = std::make_unique<QTemporaryDir>();
-        QVERIFY(QDir(m_home->path()).mkpath(u"deep/folder"_qs));
+        QVERIFY(QDir(m_home->path()).mkpath(u"deep/folder"_s));
     }
     void cleanup() { m_home.reset(); }
 
@@ -46,9 +47,9 @@ private Q_SLOTS:
                                        {"./other", {}}},
                                       format)),
                  QString());
-        QCOMPARE(files(), (QStringList{u"deep/folder/m/deep/tokens.txt"_qs, u"deep/folder/m/model.onnx"_qs,
-                                       u"deep/folder/other"_qs}));
-        QCOMPARE(test::readFile(m_home->filePath(u"deep/folder/m/model.onnx"_qs)), "weights");
+        QCOMPARE(files(), (QStringList{u"deep/folder/m/deep/tokens.txt"_s, u"deep/folder/m/model.onnx"_s,
+                                       u"deep/folder/other"_s}));
+        QCOMPARE(test::readFile(m_home->filePath(u"deep/folder/m/model.onnx"_s)), "weights");
     }
 
     void theChecksumsOfWhatComesOutAreKnown() {
@@ -56,17 +57,17 @@ private Q_SLOTS:
             return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
         };
         const QByteArray large(600000, 'x');
-        const QString packed = m_home->filePath(u"packed"_qs);
+        const QString packed = m_home->filePath(u"packed"_s);
         test::writeFile(packed, test::packed({{"./m/large", large}, {"empty", {}}}));
-        QCOMPARE(platform::unpackArchive(packed, m_home->filePath(u"deep/folder"_qs), {}, wanted),
-                 (platform::Checksums{{u"m/large"_qs, sha256(large)}, {u"empty"_qs, sha256({})}}));
+        QCOMPARE(platform::unpackArchive(packed, m_home->filePath(u"deep/folder"_s), {}, wanted),
+                 (platform::Checksums{{u"m/large"_s, sha256(large)}, {u"empty"_s, sha256({})}}));
         test::writeFile(packed, test::gzipped(large));
-        QCOMPARE(platform::unpackGzip(packed, m_home->filePath(u"single"_qs), {}, wanted), sha256(large));
+        QCOMPARE(platform::unpackGzip(packed, m_home->filePath(u"single"_s), {}, wanted), sha256(large));
     }
 
     void namesInOtherScriptsAreKept() {
         QCOMPARE(faultOf(test::packed({{"модель/語.bin", "x"}})), QString());
-        QCOMPARE(files(), QStringList(u"deep/folder/модель/語.bin"_qs));
+        QCOMPARE(files(), QStringList(u"deep/folder/модель/語.bin"_s));
     }
 
     void hostileEntriesAreRefused_data() {
@@ -75,10 +76,10 @@ private Q_SLOTS:
         const auto row = [](const char *name, const QList<PackedEntry> &entries, const QString &fault) {
             QTest::newRow(name) << entries << fault;
         };
-        const QString out = u"a name in it leads out of its folder, or is none"_qs;
-        const QString link = u"it holds a link"_qs;
-        const QString special = u"it holds something that is no file"_qs;
-        const QString twins = u"two names in it mean the same file"_qs;
+        const QString out = u"a name in it leads out of its folder, or is none"_s;
+        const QString link = u"it holds a link"_s;
+        const QString special = u"it holds something that is no file"_s;
+        const QString twins = u"two names in it mean the same file"_s;
         row("absolute", {{"/etc/evil", "x"}}, out);
         row("upwards", {{"../evil", "x"}}, out);
         row("upwards inside", {{"a/../../evil", "x"}}, out);
@@ -102,24 +103,24 @@ private Q_SLOTS:
         row("case twins of folders", {{"M/a", "1"}, {"m/b", "2"}}, twins);
         row("a file as a folder", {{"a", "1"}, {"a/b", "2"}}, twins);
         row("a folder as a file", {{"a/b", "1"}, {"a", "2"}}, twins);
-        row("nothing", {}, u"it holds no files"_qs);
-        row("folders alone", {{"a/", {}, Kind::folder}}, u"it holds no files"_qs);
+        row("nothing", {}, u"it holds no files"_s);
+        row("folders alone", {{"a/", {}, Kind::folder}}, u"it holds no files"_s);
     }
     void hostileEntriesAreRefused() {
         QFETCH(const QList<PackedEntry>, entries);
         QFETCH(const QString, fault);
-        test::writeFile(m_home->filePath(u"victim"_qs), "untouched");
+        test::writeFile(m_home->filePath(u"victim"_s), "untouched");
         QCOMPARE(faultOf(test::packed(entries)),
-                 u"What was downloaded cannot be unpacked: "_qs + fault + u'.');
+                 u"What was downloaded cannot be unpacked: "_s + fault + u'.');
         for (const QString &path : files())
-            QVERIFY2(path == u"victim"_qs || path.startsWith(u"deep/folder/"_qs), qPrintable(path));
-        QCOMPARE(test::readFile(m_home->filePath(u"victim"_qs)), "untouched");
+            QVERIFY2(path == u"victim"_s || path.startsWith(u"deep/folder/"_s), qPrintable(path));
+        QCOMPARE(test::readFile(m_home->filePath(u"victim"_s)), "untouched");
     }
 
     void moreFilesThanTheBoundAreRefused() {
         const QByteArray archive = test::packed({{"a", "1"}, {"b", "2"}, {"c", "3"}});
         QCOMPARE(faultOf(archive, {.mostEntries = 2}),
-                 u"What was downloaded cannot be unpacked: it holds too many files."_qs);
+                 u"What was downloaded cannot be unpacked: it holds too many files."_s);
     }
 
     void bombsGoOffAtTheirBound_data() {
@@ -131,20 +132,20 @@ private Q_SLOTS:
         QFETCH(const PackedFormat, format);
         const QByteArray bomb = test::packed({{"zeros", QByteArray(32 << 20, '\0')}}, format);
         QCOMPARE(faultOf(bomb),
-                 u"What was downloaded cannot be unpacked: what it holds is larger than it may be."_qs);
+                 u"What was downloaded cannot be unpacked: what it holds is larger than it may be."_s);
         const qint64 bound = std::max<qint64>(1 << 20, UnpackingLimits{}.mostTimesItsSize * bomb.size());
-        QVERIFY(QFileInfo(m_home->filePath(u"deep/folder/zeros"_qs)).size() <= bound);
+        QVERIFY(QFileInfo(m_home->filePath(u"deep/folder/zeros"_s)).size() <= bound);
     }
 
     void aGzipBombGoesOffAtItsBound() {
         QCOMPARE(gzipFaultOf(test::gzipped(QByteArray(32 << 20, '\0'))),
-                 u"What was downloaded cannot be unpacked: what it holds is larger than it may be."_qs);
+                 u"What was downloaded cannot be unpacked: what it holds is larger than it may be."_s);
     }
 
     void theBoundInBytesHoldsToo() {
         QCOMPARE(faultOf(test::packed({{"a", QByteArray(600, 'a')}, {"b", QByteArray(600, 'b')}}),
                          {.mostBytes = 1000}),
-                 u"What was downloaded cannot be unpacked: what it holds is larger than it may be."_qs);
+                 u"What was downloaded cannot be unpacked: what it holds is larger than it may be."_s);
     }
 
     void archivesThatAreBrokenAreRefused_data() {
@@ -163,12 +164,12 @@ private Q_SLOTS:
     }
     void archivesThatAreBrokenAreRefused() {
         QFETCH(const QByteArray, bytes);
-        QCOMPARE(faultOf(bytes), u"What was downloaded cannot be unpacked: it is damaged."_qs);
+        QCOMPARE(faultOf(bytes), u"What was downloaded cannot be unpacked: it is damaged."_s);
     }
 
     void aGzipFileIsUnpacked() {
         QCOMPARE(gzipFaultOf(test::gzipped("contents")), QString());
-        QCOMPARE(test::readFile(m_home->filePath(u"deep/folder/out"_qs)), "contents");
+        QCOMPARE(test::readFile(m_home->filePath(u"deep/folder/out"_s)), "contents");
     }
 
     void whatIsNoGzipFileIsRefused_data() {
@@ -179,27 +180,27 @@ private Q_SLOTS:
     }
     void whatIsNoGzipFileIsRefused() {
         QFETCH(const QByteArray, bytes);
-        QCOMPARE(gzipFaultOf(bytes), u"What was downloaded cannot be unpacked: it is damaged."_qs);
+        QCOMPARE(gzipFaultOf(bytes), u"What was downloaded cannot be unpacked: it is damaged."_s);
     }
 
     void nothingIsWrittenOverAFileThatIsThere() {
-        test::writeFile(m_home->filePath(u"deep/folder/a"_qs), "mine");
-        QCOMPARE(faultOf(test::packed({{"a", "theirs"}})), u"\"a\" could not be written: File exists."_qs);
-        QCOMPARE(test::readFile(m_home->filePath(u"deep/folder/a"_qs)), "mine");
+        test::writeFile(m_home->filePath(u"deep/folder/a"_s), "mine");
+        QCOMPARE(faultOf(test::packed({{"a", "theirs"}})), u"\"a\" could not be written: File exists."_s);
+        QCOMPARE(test::readFile(m_home->filePath(u"deep/folder/a"_s)), "mine");
     }
 
     void workThatIsNotWantedAnyMoreEnds() {
-        const QString path = m_home->filePath(u"packed"_qs);
+        const QString path = m_home->filePath(u"packed"_s);
         test::writeFile(path, test::packed({{"a", "x"}}));
         QVERIFY_THROWS_EXCEPTION(
             platform::Interruption,
-            platform::unpackArchive(path, m_home->filePath(u"deep/folder"_qs), {}, [] { return true; }));
+            platform::unpackArchive(path, m_home->filePath(u"deep/folder"_s), {}, [] { return true; }));
     }
 
 private:
     template <typename Work>
     QString faultIn(const QByteArray &bytes, const Work &work) const {
-        const QString path = m_home->filePath(u"packed"_qs);
+        const QString path = m_home->filePath(u"packed"_s);
         test::writeFile(path, bytes);
         QString fault;
         try {
@@ -212,12 +213,12 @@ private:
     }
     QString faultOf(const QByteArray &bytes, const UnpackingLimits &limits = {}) const {
         return faultIn(bytes, [&](const QString &path) {
-            platform::unpackArchive(path, m_home->filePath(u"deep/folder"_qs), limits, wanted);
+            platform::unpackArchive(path, m_home->filePath(u"deep/folder"_s), limits, wanted);
         });
     }
     QString gzipFaultOf(const QByteArray &bytes) const {
         return faultIn(bytes, [&](const QString &path) {
-            platform::unpackGzip(path, m_home->filePath(u"deep/folder/out"_qs), {}, wanted);
+            platform::unpackGzip(path, m_home->filePath(u"deep/folder/out"_s), {}, wanted);
         });
     }
 

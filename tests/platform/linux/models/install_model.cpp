@@ -22,6 +22,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 std::string folder;
@@ -124,22 +126,22 @@ int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     const QString root = arguments[1], catalog = arguments[2], id = arguments[3];
-    if (const auto at = arguments.indexOf(u"--die-at"_qs); at > 0)
+    if (const auto at = arguments.indexOf(u"--die-at"_s); at > 0)
         momentOfDeath = arguments[at + 1].toInt();
-    doClocksJump = arguments.contains(u"--clock-jumps"_qs);
+    doClocksJump = arguments.contains(u"--clock-jumps"_s);
     folder = root.toStdString();
 
     LinuxMainQueue queue;
     LinuxModelStore store(queue,
                           {.folders = {root, {}},
-                           .catalog = {{{catalog, quillora::test::readFile(catalog)}}, {u"any"_qs}},
+                           .catalog = {{{catalog, quillora::test::readFile(catalog)}}, {u"any"_s}},
                            .patience = {.firstPause = std::chrono::milliseconds(1), .mostFailures = 1}});
     const QString version = store.models().first().version;
     QString problem;
     store.addObserver([&](const QString &) {
         const ModelState state = store.state(id);
         problem = state.problem;
-        const bool isThere = state.version == version && !QFileInfo::exists(root + u'/' + id + u"/1"_qs);
+        const bool isThere = state.version == version && !QFileInfo::exists(root + u'/' + id + u"/1"_s);
         if (isThere || !problem.isEmpty())
             QCoreApplication::quit();
     });

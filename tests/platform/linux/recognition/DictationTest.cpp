@@ -15,6 +15,7 @@
 #include <functional>
 #include <utility>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::ChildProcess;
 using test::ModelFolder;
@@ -30,8 +31,8 @@ constexpr double highestAverageErrorRate = 45;
 
 /// What is heard of a sentence differs a little each time that it is played: the sound's samples are never
 /// taken at the same points again. These words of it have always been heard.
-const QString sentence = u"unless to be rather cold hearted and rather selfish is to be ill disposed"_qs;
-const QString wordsHeard = u"rather cold hearted \\S+ rather selfish"_qs;
+const QString sentence = u"unless to be rather cold hearted and rather selfish is to be ill disposed"_s;
+const QString wordsHeard = u"rather cold hearted \\S+ rather selfish"_s;
 
 /// A person at the key: presses it, speaks, lets go.
 class Speaker {
@@ -51,7 +52,7 @@ public:
     /// Presses without waiting until sound is being recorded.
     std::shared_ptr<Outcome<>> beginToPress() {
         partials.clear();
-        return Outcome<>::of(m_service.start(u"en-US"_qs, [this](const QString &text) { partials << text; }));
+        return Outcome<>::of(m_service.start(u"en-US"_s, [this](const QString &text) { partials << text; }));
     }
 
     void speak(const QString &path) {
@@ -105,7 +106,7 @@ private Q_SLOTS:
             speaker.speak(recording.path);
             // Most words of each sentence, right or wrong.
             const auto words = recording.spoken.count(u' ') * 2 / 3;
-            QVERIFY(speaker.waitUntilHeard(QRegularExpression(u"^\\S+( \\S+){%1,}"_qs.arg(words))));
+            QVERIFY(speaker.waitUntilHeard(QRegularExpression(u"^\\S+( \\S+){%1,}"_s.arg(words))));
             const auto partialsWhileSpeaking = speaker.partials.size();
             const auto transcript = speaker.release();
             const auto rate = WordErrorRate::of(transcript, recording.spoken);
@@ -122,8 +123,8 @@ private Q_SLOTS:
 
     void noWordIsLostOnTheFirstDictationOfTheRun() {
         const QTemporaryDir folder;
-        const QString words = folder.filePath(u"words.wav"_qs);
-        test::writeWave(words, Recording::of(u"he was not an ill disposed young man"_qs).soundOfWords());
+        const QString words = folder.filePath(u"words.wav"_s);
+        test::writeWave(words, Recording::of(u"he was not an ill disposed young man"_s).soundOfWords());
         SoundServer server;
 
         // The program has just come up: no model is loaded, and the first word comes 200 ms after the press.
@@ -136,7 +137,7 @@ private Q_SLOTS:
         speaker.speak(words);
         QCOMPARE(start->error(), QString());
         // The recognizer may mistake the first word and the last ones, but it must have heard them.
-        static const QRegularExpression whole(u"^\\S+ was not( \\S+){3,}$"_qs);
+        static const QRegularExpression whole(u"^\\S+ was not( \\S+){3,}$"_s);
         QVERIFY2(speaker.waitUntilHeard(whole), qPrintable(speaker.partials.join(u'\n')));
         const auto transcript = speaker.release();
         QVERIFY2(whole.match(transcript).hasMatch(), qPrintable(transcript));
@@ -148,9 +149,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("spoken");
         QTest::addColumn<QString>("heard");
         const auto married =
-            u"had he married a more a amiable woman he might have been made still more respectable than he was"_qs;
+            u"had he married a more a amiable woman he might have been made still more respectable than he was"_s;
         // The model was not made for a telephone's half of the band.
-        QTest::newRow("telephone") << 8000 << 1 << married << u"married a more amiable .* more respect"_qs;
+        QTest::newRow("telephone") << 8000 << 1 << married << u"married a more amiable .* more respect"_s;
         QTest::newRow("compact disc") << 44100 << 2 << sentence << wordsHeard;
         QTest::newRow("mono") << 48000 << 1 << sentence << wordsHeard;
         QTest::newRow("studio") << 96000 << 2 << sentence << wordsHeard;
@@ -176,12 +177,12 @@ private Q_SLOTS:
     void theMicrophoneIsUnpluggedInMidSentence() {
         failInMidSentence([](SoundServer &server) { server.unplugMicrophone(); },
                           [](SoundServer &server) { server.plugInMicrophone({48000, 2}); },
-                          {u"The microphone was disconnected."_qs});
+                          {u"The microphone was disconnected."_s});
     }
 
     void theSoundServerIsKilledInMidSentence() {
         failInMidSentence([](SoundServer &server) { server.kill(); },
-                          [](SoundServer &server) { server.restart(); }, {u"The sound server went away."_qs});
+                          [](SoundServer &server) { server.restart(); }, {u"The sound server went away."_s});
     }
 
     void theSoundServerHangsInMidSentence() {
@@ -195,7 +196,7 @@ private Q_SLOTS:
         server.kill();
         const SpeechDesktop desktop(server.address());
         Speaker speaker(server);
-        QCOMPARE(speaker.press(), u"No microphone input format is available."_qs);
+        QCOMPARE(speaker.press(), u"No microphone input format is available."_s);
         server.restart();
         nextDictationWorks(speaker);
     }
@@ -206,7 +207,7 @@ private Q_SLOTS:
         Speaker speaker(server);
         waitForTheConnection();
         server.pause();
-        QCOMPARE(speaker.press(), u"No microphone input format is available."_qs);
+        QCOMPARE(speaker.press(), u"No microphone input format is available."_s);
         server.resume();
         nextDictationWorks(speaker);
     }
@@ -216,7 +217,7 @@ private Q_SLOTS:
         const SpeechDesktop desktop(server.address());
         Speaker speaker(server);
         server.unplugMicrophone();
-        QCOMPARE(speaker.press(), u"No microphone input format is available."_qs);
+        QCOMPARE(speaker.press(), u"No microphone input format is available."_s);
         server.plugInMicrophone({48000, 2});
         nextDictationWorks(speaker);
     }
@@ -243,11 +244,11 @@ private Q_SLOTS:
     void dataThatIsCutShortMakesTheRecognizerUnavailable() {
         SoundServer server;
         const ModelFolder model;
-        model.truncate(u"en-us.lm.bin"_qs, 1000000);
+        model.truncate(u"en-us.lm.bin"_s, 1000000);
         const SpeechDesktop desktop(server.address(), {model.path()});
         Speaker speaker(server);
-        QTRY_COMPARE(speaker.press(), u"Speech recognizer is unavailable for en-US."_qs);
-        model.repair(u"en-us.lm.bin"_qs);
+        QTRY_COMPARE(speaker.press(), u"Speech recognizer is unavailable for en-US."_s);
+        model.repair(u"en-us.lm.bin"_s);
         nextDictationWorks(speaker);
     }
 
@@ -256,7 +257,7 @@ private Q_SLOTS:
         const QTemporaryDir empty;
         const SpeechDesktop desktop(server.address(), {empty.path()});
         Speaker speaker(server);
-        QCOMPARE(speaker.press(), u"Speech recognizer does not support en-US."_qs);
+        QCOMPARE(speaker.press(), u"Speech recognizer does not support en-US."_s);
     }
 
     void theServiceIsDestroyedAtAnyMoment() {
@@ -264,7 +265,7 @@ private Q_SLOTS:
         for (const int afterMs : {0, 1, 3, 10, 100, 400}) {
             const SpeechDesktop desktop(server.address());
             auto service = std::make_unique<SpeechRecognizerService>();
-            const auto start = Outcome<>::of(service->start(u"en-US"_qs, [](const QString &) {}));
+            const auto start = Outcome<>::of(service->start(u"en-US"_s, [](const QString &) {}));
             QElapsedTimer timer;
             timer.start();
             ChildProcess::waitUntil([&] { return timer.elapsed() >= afterMs; });

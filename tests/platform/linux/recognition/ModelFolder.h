@@ -11,12 +11,14 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A copy of the installed recognizer data that a test may damage.
 class ModelFolder {
 public:
     ModelFolder() {
         copy({});
-        copy(u"en-us"_qs);
+        copy(u"en-us"_s);
     }
 
     QString path() const { return m_folder.path(); }
@@ -44,14 +46,14 @@ public:
 
 private:
     static QDir installed() {
-        return QDir(QStandardPaths::locate(QStandardPaths::GenericDataLocation,
-                                           u"pocketsphinx/model/en-us"_qs, QStandardPaths::LocateDirectory));
+        return QDir(QStandardPaths::locate(QStandardPaths::GenericDataLocation, u"pocketsphinx/model/en-us"_s,
+                                           QStandardPaths::LocateDirectory));
     }
     QString file(const QString &name) const { return m_folder.filePath(name); }
     void copy(const QString &subfolder) const {
         const QDir source(installed().filePath(subfolder));
         const QDir target(file(subfolder));
-        target.mkpath(u"."_qs);
+        target.mkpath(u"."_s);
         for (const auto &entry : source.entryInfoList(QDir::Files))
             QFile::link(entry.filePath(), target.filePath(entry.fileName()));
     }

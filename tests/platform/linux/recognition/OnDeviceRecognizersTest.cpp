@@ -9,6 +9,7 @@
 
 #include <fstream>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using platform::ModelTask;
@@ -21,20 +22,20 @@ namespace ToneModels = test::ToneModels;
 
 namespace {
 
-const QString german = u"de-DE"_qs;
+const QString german = u"de-DE"_s;
 
 /// A store, routes and what came with the system, all of them fakes; the models and the process are real.
 struct Ground {
     Ground() {
         for (auto *model : {&nemo, &chinese})
             platform.models.offer(model->description());
-        for (const auto &locale : {german, u"en-US"_qs})
+        for (const auto &locale : {german, u"en-US"_s})
             platform.routes.offer(ModelTask::hearing(locale), {nemo.description().id});
-        platform.routes.offer(ModelTask::hearing(u"zh-CN"_qs), {chinese.description().id});
+        platform.routes.offer(ModelTask::hearing(u"zh-CN"_s), {chinese.description().id});
     }
 
     void install(InstalledToneModel &model) {
-        platform.models.place(model.description().id, u"1"_qs, model.folder());
+        platform.models.place(model.description().id, u"1"_s, model.folder());
         platform.run();
     }
 
@@ -48,8 +49,8 @@ struct Ground {
     }
 
     test::FakePlatform platform;
-    InstalledToneModel nemo{u"streaming-nemo-transducer"_qs, {u"de"_qs, u"en"_qs}};
-    InstalledToneModel chinese{u"streaming-zipformer-ctc"_qs, {u"zh"_qs}, "chinese"};
+    InstalledToneModel nemo{u"streaming-nemo-transducer"_s, {u"de"_s, u"en"_s}};
+    InstalledToneModel chinese{u"streaming-zipformer-ctc"_s, {u"zh"_s}, "chinese"};
     std::vector<platform::RecognizerModel> systemModels;
     OnDeviceRecognizers recognizers{std::make_shared<platform::CaptureDrain>(),
                                     QUILLORA_RECOGNIZER,
@@ -93,13 +94,13 @@ private Q_SLOTS:
 
     void whateverCouldBeHeardIsSupported() {
         Ground ground;
-        QCOMPARE(ground.recognizers.supportedLocales(), (QStringList{u"en-US"_qs, german, u"zh-CN"_qs}));
+        QCOMPARE(ground.recognizers.supportedLocales(), (QStringList{u"en-US"_s, german, u"zh-CN"_s}));
     }
 
     void aModelThatIsNotInstalledIsUnavailable() {
         Ground ground;
         QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
-        QVERIFY(!ground.recognizers.makeRecognizer(u"fr-FR"_qs));
+        QVERIFY(!ground.recognizers.makeRecognizer(u"fr-FR"_s));
     }
 
     void aModelThatArrivesIsUsableAtOnce() {
@@ -109,17 +110,17 @@ private Q_SLOTS:
         ground.install(ground.nemo);
         QVERIFY(ChildProcess::waitUntil([] { return processCount() == 1; }, 30000));
         QVERIFY(ground.recognizers.makeRecognizer(german)->isAvailable());
-        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_qs);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
     }
 
     void aModelIsToldTheLanguageItHears() {
         Ground ground;
-        ground.nemo.description().parameters[u"language"_qs] = u"per-stream"_qs;
+        ground.nemo.description().parameters[u"language"_s] = u"per-stream"_s;
         ground.platform.models.offer(ground.nemo.description());
         ground.install(ground.nemo);
-        QCOMPARE(Listening(ground, u"en-US"_qs).hear("hello"), u"hello"_qs);
+        QCOMPARE(Listening(ground, u"en-US"_s).hear("hello"), u"hello"_s);
         // Its German writes every letter as the next one.
-        QCOMPARE(Listening(ground, german).hear("hello"), u"ifmmp"_qs);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"ifmmp"_s);
     }
 
     void aDictationThatAnotherLanguageOvertakesGoesOnToItsEnd() {
@@ -127,40 +128,39 @@ private Q_SLOTS:
         ground.install(ground.nemo);
         ground.install(ground.chinese);
         Listening first(ground, german);
-        ground.recognizers.prepare(u"zh-CN"_qs);
-        QCOMPARE(Listening(ground, u"zh-CN"_qs).hear("ab"), u"\u4E01\u4E02"_qs);
-        QCOMPARE(first.hear("hello"), u"hello"_qs);
+        ground.recognizers.prepare(u"zh-CN"_s);
+        QCOMPARE(Listening(ground, u"zh-CN"_s).hear("ab"), u"\u4E01\u4E02"_s);
+        QCOMPARE(first.hear("hello"), u"hello"_s);
         first.recognition.reset();
-        ground.recognizers.prepare(u"zh-CN"_qs);
+        ground.recognizers.prepare(u"zh-CN"_s);
         QVERIFY(ChildProcess::waitUntil([] { return processCount() == 1; }, 30000));
     }
 
     void whatCameWithTheSystemHearsWhereTheRoutesSaySo() {
         Ground ground;
-        ground.platform.routes.comesWithSystem(ModelTask::hearing(u"en-US"_qs));
-        ground.recognizers.prepare(u"en-US"_qs);
-        QCOMPARE(ground.platform.speech.prepared, QStringList{u"en-US"_qs});
-        QVERIFY(ground.recognizers.makeRecognizer(u"en-US"_qs)->isAvailable());
-        QCOMPARE(ground.platform.log.calls().last(), u"recognizers.makeRecognizer en-US"_qs);
+        ground.platform.routes.comesWithSystem(ModelTask::hearing(u"en-US"_s));
+        ground.recognizers.prepare(u"en-US"_s);
+        QCOMPARE(ground.platform.speech.prepared, QStringList{u"en-US"_s});
+        QVERIFY(ground.recognizers.makeRecognizer(u"en-US"_s)->isAvailable());
+        QCOMPARE(ground.platform.log.calls().last(), u"recognizers.makeRecognizer en-US"_s);
     }
 
     void aModelThatIsDamagedIsUnavailableUntilItIsRepaired() {
         Ground ground;
         ground.install(ground.nemo);
         ground.platform.models.damage(ground.nemo.description().id,
-                                      u"\"tokens.txt\" is not as it was installed."_qs);
+                                      u"\"tokens.txt\" is not as it was installed."_s);
         ground.platform.run();
         QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
         ground.install(ground.nemo);
-        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_qs);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
     }
 
     void aModelThatCannotBeLoadedIsLookedAtByTheStore() {
         Ground ground;
         spoil(ground.nemo);
         ground.install(ground.nemo);
-        ground.platform.models.damageSecretly(ground.nemo.description().id,
-                                              u"\"tokens.txt\" has changed."_qs);
+        ground.platform.models.damageSecretly(ground.nemo.description().id, u"\"tokens.txt\" has changed."_s);
         QCOMPARE(Listening(ground, german).hear("hello"), QString());
         QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
         QVERIFY(ground.waitFor(ground.nemo, Presence::damaged));
@@ -170,66 +170,66 @@ private Q_SLOTS:
     void theNextModelTakesThePlaceOfOneThatCannotBeLoadedAndHearsEveryWord() {
         Ground ground;
         spoil(ground.nemo);
-        InstalledToneModel next(u"offline-nemo-ctc"_qs, {u"de"_qs});
+        InstalledToneModel next(u"offline-nemo-ctc"_s, {u"de"_s});
         ground.platform.models.offer(next.description());
-        ground.platform.routes.offer(ModelTask::hearing(u"de-CH"_qs),
+        ground.platform.routes.offer(ModelTask::hearing(u"de-CH"_s),
                                      {ground.nemo.description().id, next.description().id});
         ground.install(next);
         ground.install(ground.nemo);
-        QCOMPARE(Listening(ground, u"de-CH"_qs).hear("hello world"), u"hello world"_qs);
+        QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello world"), u"hello world"_s);
         QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));
         QCOMPARE(ground.platform.models.state(ground.nemo.description().id).problem,
-                 u"The speech model is damaged."_qs);
-        QCOMPARE(Listening(ground, u"de-CH"_qs).hear("hello"), u"hello"_qs);
+                 u"The speech model is damaged."_s);
+        QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello"), u"hello"_s);
     }
 
     void whatCameWithTheSystemTakesThePlaceOfAModelThatCannotBeLoaded() {
         Ground ground;
-        const QString american = u"en-US"_qs;
+        const QString american = u"en-US"_s;
         spoil(ground.nemo);
         const auto system = ToneModels::model("streaming-zipformer-ctc");
         ground.systemModels.push_back({system.engine, system.files});
         ground.systemModels.back().parameters = system.parameters;
         ground.platform.routes.comesWithSystem(ModelTask::hearing(american));
         ground.install(ground.nemo);
-        QCOMPARE(Listening(ground, american).hear("hello"), u"hello"_qs);
+        QCOMPARE(Listening(ground, american).hear("hello"), u"hello"_s);
         ground.recognizers.prepare(american);
         QVERIFY(ground.platform.speech.prepared.isEmpty());
         QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));
         ground.platform.run();
         QCOMPARE(ground.platform.speech.prepared, QStringList{american});
         ground.recognizers.makeRecognizer(american);
-        QCOMPARE(ground.platform.log.calls().last(), u"recognizers.makeRecognizer en-US"_qs);
+        QCOMPARE(ground.platform.log.calls().last(), u"recognizers.makeRecognizer en-US"_s);
     }
 
     void theChosenModelIsLoadedAtTheChoice() {
         Ground ground;
-        InstalledToneModel chosen(u"streaming-zipformer-ctc"_qs, {u"de"_qs}, "thai");
-        chosen.description().id = u"chosen"_qs;
+        InstalledToneModel chosen(u"streaming-zipformer-ctc"_s, {u"de"_s}, "thai");
+        chosen.description().id = u"chosen"_s;
         ground.platform.models.offer(chosen.description());
-        const auto task = ModelTask::hearing(u"de-CH"_qs);
-        ground.platform.routes.offer(task, {ground.nemo.description().id, u"chosen"_qs});
+        const auto task = ModelTask::hearing(u"de-CH"_s);
+        ground.platform.routes.offer(task, {ground.nemo.description().id, u"chosen"_s});
         ground.install(ground.nemo);
         ground.install(chosen);
-        ground.recognizers.prepare(u"de-CH"_qs);
-        ground.platform.routes.choose(task, u"chosen"_qs);
+        ground.recognizers.prepare(u"de-CH"_s);
+        ground.platform.routes.choose(task, u"chosen"_s);
         ground.platform.log.clear();
-        ground.recognizers.prepare(u"de-CH"_qs);
-        QVERIFY(ground.platform.log.calls().contains(u"models.use chosen"_qs));
-        QCOMPARE(Listening(ground, u"de-CH"_qs).hear("abc"), u"\u0E02\u0E03\u0E04"_qs);
+        ground.recognizers.prepare(u"de-CH"_s);
+        QVERIFY(ground.platform.log.calls().contains(u"models.use chosen"_s));
+        QCOMPARE(Listening(ground, u"de-CH"_s).hear("abc"), u"\u0E02\u0E03\u0E04"_s);
     }
 
     void aModelThatIsTooSlowIsCalledThat() {
         QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(1000ms), QString());
         QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(1449ms),
-                 u"This computer is too slow for it: two seconds of speech take it 1.4 seconds."_qs);
+                 u"This computer is too slow for it: two seconds of speech take it 1.4 seconds."_s);
     }
 
     void everyModelIsTriedOnceItIsLoaded() {
         Ground ground;
         ground.install(ground.nemo);
         const QString id = ground.nemo.description().id;
-        ground.platform.models.remark(id, u"1"_qs, u"Another computer was too slow for it."_qs);
+        ground.platform.models.remark(id, u"1"_s, u"Another computer was too slow for it."_s);
         ground.recognizers.prepare(german);
         QVERIFY(ChildProcess::waitUntil(
             [&] {
@@ -241,23 +241,23 @@ private Q_SLOTS:
 
     void aModelOfAnUnknownKindIsUnavailableUntilAnotherVersionIsThere() {
         Ground ground;
-        ground.nemo.description().parameters[u"family"_qs] = u"another"_qs;
+        ground.nemo.description().parameters[u"family"_s] = u"another"_s;
         ground.platform.models.offer(ground.nemo.description());
         ground.recognizers.prepare(german);
         ground.install(ground.nemo);
         QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
-        ground.nemo.description().parameters[u"family"_qs] = u"nemo-transducer"_qs;
-        ground.nemo.description().version = u"2"_qs;
+        ground.nemo.description().parameters[u"family"_s] = u"nemo-transducer"_s;
+        ground.nemo.description().version = u"2"_s;
         ground.platform.models.offer(ground.nemo.description());
-        ground.platform.models.place(ground.nemo.description().id, u"2"_qs, ground.nemo.folder());
+        ground.platform.models.place(ground.nemo.description().id, u"2"_s, ground.nemo.folder());
         ground.platform.run();
-        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_qs);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
     }
 
     void aModelThatLeavesIsNotKept() {
         Ground ground;
         ground.install(ground.nemo);
-        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_qs);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
         ground.platform.models.remove(ground.nemo.description().id);
         ground.platform.run();
         QVERIFY(ground.platform.models.state(ground.nemo.description().id).presence == Presence::absent);

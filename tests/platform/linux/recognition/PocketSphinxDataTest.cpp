@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::ModelCheck;
 using platform::ModelJudgement;
@@ -37,7 +38,7 @@ private Q_SLOTS:
         QVERIFY(found[1].acousticModel.startsWith(second.path()));
     }
 
-    void aMissingPartMeansNoData_data() { files({u"absent"_qs}); }
+    void aMissingPartMeansNoData_data() { files({u"absent"_s}); }
     void aMissingPartMeansNoData() {
         QFETCH(QString, name);
         const ModelFolder folder;
@@ -45,7 +46,7 @@ private Q_SLOTS:
         QVERIFY(PocketSphinxData::findAll({folder.path()}).empty());
     }
 
-    void dataThatIsCutShortIsNotRight_data() { files({u"0 %"_qs, u"40 %"_qs, u"99 %"_qs}); }
+    void dataThatIsCutShortIsNotRight_data() { files({u"0 %"_s, u"40 %"_s, u"99 %"_s}); }
     void dataThatIsCutShortIsNotRight() {
         QFETCH(QString, name);
         QFETCH(int, percent);
@@ -57,7 +58,7 @@ private Q_SLOTS:
                  isUnknown ? ModelJudgement::unknown : ModelJudgement::wrong);
     }
 
-    void aByteThatIsAnotherIsNotRight_data() { files({u"absent"_qs}); }
+    void aByteThatIsAnotherIsNotRight_data() { files({u"absent"_s}); }
     void aByteThatIsAnotherIsNotRight() {
         QFETCH(QString, name);
         const ModelFolder folder;
@@ -67,26 +68,26 @@ private Q_SLOTS:
 
     void wordsMayBeAppendedToTheDictionary() {
         const ModelFolder folder;
-        folder.change(u"cmudict-en-us.dict"_qs,
+        folder.change(u"cmudict-en-us.dict"_s,
                       [](QByteArray &bytes) { bytes += "zyzzyva Z IH Z IH V AH\n"; });
         QCOMPARE(judgementOf(folder), ModelJudgement::right);
     }
 
     void anotherVersionIsNotKnown() {
         const ModelFolder folder;
-        folder.change(u"cmudict-en-us.dict"_qs, [](QByteArray &bytes) { bytes = "yes Y EH S\nno N OW\n"; });
+        folder.change(u"cmudict-en-us.dict"_s, [](QByteArray &bytes) { bytes = "yes Y EH S\nno N OW\n"; });
         QCOMPARE(judgementOf(folder), ModelJudgement::unknown);
-        folder.change(u"en-us.lm.bin"_qs, [](QByteArray &bytes) { bytes = "another"; });
+        folder.change(u"en-us.lm.bin"_s, [](QByteArray &bytes) { bytes = "another"; });
         QCOMPARE(judgementOf(folder), ModelJudgement::unknown);
     }
 
     void repairedDataIsRightAgainAndAnother() {
         const ModelFolder folder;
-        folder.truncate(u"en-us/mdef"_qs, 1000);
+        folder.truncate(u"en-us/mdef"_s, 1000);
         const auto data = PocketSphinxData::findAll({folder.path()}).at(0);
         const auto broken = data.fingerprint();
         QCOMPARE(data.fingerprint(), broken);
-        folder.repair(u"en-us/mdef"_qs);
+        folder.repair(u"en-us/mdef"_s);
         QVERIFY(data.fingerprint() != broken);
         QCOMPARE(data.judgement(ModelCheck::checksums), ModelJudgement::right);
     }
@@ -96,7 +97,7 @@ private Q_SLOTS:
         const auto model = PocketSphinxData::findAll({folder.path()}).at(0).model();
         const auto judgement = [&] { return model.judge(ModelCheck::checksums, [] { return false; }); };
         QCOMPARE(judgement(), ModelJudgement::right);
-        folder.truncate(u"en-us/sendump"_qs, 10);
+        folder.truncate(u"en-us/sendump"_s, 10);
         QCOMPARE(judgement(), ModelJudgement::unknown);
     }
 
@@ -104,10 +105,9 @@ private:
     static void files(const QStringList &shares) {
         QTest::addColumn<QString>("name");
         QTest::addColumn<int>("percent");
-        for (const auto &name :
-             {u"en-us/mdef"_qs, u"en-us/means"_qs, u"en-us/variances"_qs, u"en-us/sendump"_qs,
-              u"en-us/transition_matrices"_qs, u"en-us/feat.params"_qs, u"en-us/noisedict"_qs,
-              u"en-us.lm.bin"_qs, u"cmudict-en-us.dict"_qs}) {
+        for (const auto &name : {u"en-us/mdef"_s, u"en-us/means"_s, u"en-us/variances"_s, u"en-us/sendump"_s,
+                                 u"en-us/transition_matrices"_s, u"en-us/feat.params"_s, u"en-us/noisedict"_s,
+                                 u"en-us.lm.bin"_s, u"cmudict-en-us.dict"_s}) {
             for (const auto &share : shares)
                 QTest::addRow("%s, %s", qPrintable(name), qPrintable(share))
                     << name << share.section(u' ', 0, 0).toInt();

@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::AudioBuffer;
 using platform::PocketSphinxRecognizers;
@@ -19,17 +20,17 @@ using test::WordErrorRate;
 
 namespace {
 
-const QString sentence = u"he was not an ill disposed young man"_qs;
+const QString sentence = u"he was not an ill disposed young man"_s;
 
 qsizetype threadCount() {
-    return QDir(u"/proc/self/task"_qs).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+    return QDir(u"/proc/self/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
 /// One recognition and what its handler was told.
 class Listening : public test::Told {
 public:
     explicit Listening(PocketSphinxRecognizers &recognizers)
-        : recognition(recognizers.makeRecognizer(u"en-US"_qs)->recognize(handler())) {}
+        : recognition(recognizers.makeRecognizer(u"en-US"_s)->recognize(handler())) {}
 
     void hear(const AudioBuffer &sound) const { test::speak(*recognition, sound); }
 
@@ -53,7 +54,7 @@ private Q_SLOTS:
         Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
         listening.recognition->endAudio();
-        QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
+        QVERIFY(listening.finalText().startsWith(u"he was not"_s));
     }
 
     void noWordIsLostWhereTheNextTalkerHasAnotherMicrophone() {
@@ -81,7 +82,7 @@ private Q_SLOTS:
         };
         const auto errorsAlone = errorsIn(alone), errorsTogether = errorsIn(together);
         QVERIFY2(errorsTogether <= errorsAlone,
-                 qPrintable(u"%1 words are wrong, %2 alone"_qs.arg(errorsTogether).arg(errorsAlone)));
+                 qPrintable(u"%1 words are wrong, %2 alone"_s.arg(errorsTogether).arg(errorsAlone)));
     }
 
     void interimTextsGrowIntoTheFinalOne() {
@@ -105,7 +106,7 @@ private Q_SLOTS:
         Listening listening(recognizers);
         listening.hear({{48000, 2}, std::vector<qint16>(2 * 48000, 0)});
         listening.recognition->endAudio();
-        QCOMPARE(listening.finalText(), u""_qs);
+        QCOMPARE(listening.finalText(), u""_s);
         QVERIFY(listening.isFinal());
     }
 
@@ -113,7 +114,7 @@ private Q_SLOTS:
         PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER);
         Listening listening(recognizers);
         listening.recognition->endAudio();
-        QCOMPARE(listening.finalText(), u""_qs);
+        QCOMPARE(listening.finalText(), u""_s);
         QVERIFY(listening.isFinal());
     }
 
@@ -123,7 +124,7 @@ private Q_SLOTS:
             Listening listening(recognizers);
             listening.hear(Recording::of(sentence).sound());
             listening.recognition->endAudio();
-            QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
+            QVERIFY(listening.finalText().startsWith(u"he was not"_s));
         }
     }
 
@@ -157,7 +158,7 @@ private Q_SLOTS:
         Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
         listening.recognition.reset();
-        QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
+        QVERIFY(listening.finalText().startsWith(u"he was not"_s));
     }
 
     void theSoundEndsOnlyWhenWhatWasCapturedIsHandedOver() {
@@ -168,7 +169,7 @@ private Q_SLOTS:
         listening.hear(Recording::of(sentence).sound());
         QVERIFY(!listening.isFinal());
         hold.reset();
-        QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
+        QVERIFY(listening.finalText().startsWith(u"he was not"_s));
     }
 
     void endingEverythingTellsWhatIsUnderWay() {
@@ -191,7 +192,7 @@ private Q_SLOTS:
 
     void aHandleThatOutlivesTheRecognitionIsUnavailable() {
         auto recognizers = std::make_unique<PocketSphinxRecognizers>(m_drain, QUILLORA_RECOGNIZER);
-        const auto recognizer = recognizers->makeRecognizer(u"en-US"_qs);
+        const auto recognizer = recognizers->makeRecognizer(u"en-US"_s);
         recognizers.reset();
         QVERIFY(!recognizer->isAvailable());
     }
@@ -200,65 +201,65 @@ private Q_SLOTS:
         const QTemporaryDir empty;
         PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {empty.path()});
         QCOMPARE(recognizers.supportedLocales(), QStringList());
-        QVERIFY(!recognizers.makeRecognizer(u"en-US"_qs));
+        QVERIFY(!recognizers.makeRecognizer(u"en-US"_s));
     }
 
     void dataThatIsCutShortMakesTheRecognizerUnavailableUntilItIsRepaired() {
         const ModelFolder folder;
-        folder.truncate(u"en-us/mdef"_qs, 100000);
+        folder.truncate(u"en-us/mdef"_s, 100000);
         PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {folder.path()});
-        QCOMPARE(recognizers.supportedLocales(), QStringList{u"en-US"_qs});
-        const auto isAvailable = [&] { return recognizers.makeRecognizer(u"en-US"_qs)->isAvailable(); };
+        QCOMPARE(recognizers.supportedLocales(), QStringList{u"en-US"_s});
+        const auto isAvailable = [&] { return recognizers.makeRecognizer(u"en-US"_s)->isAvailable(); };
         QTRY_VERIFY(!isAvailable());
         QVERIFY(!isAvailable());
 
-        folder.repair(u"en-us/mdef"_qs);
+        folder.repair(u"en-us/mdef"_s);
         QVERIFY(isAvailable());
         Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
         listening.recognition->endAudio();
-        QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
+        QVERIFY(listening.finalText().startsWith(u"he was not"_s));
     }
 
     void aRecognitionThatWaitsForABrokenModelIsTold() {
         const ModelFolder folder;
-        folder.truncate(u"en-us/mdef"_qs, 1000);
+        folder.truncate(u"en-us/mdef"_s, 1000);
         PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {folder.path()});
         Listening listening(recognizers);
-        QTRY_COMPARE(listening.errors(), QStringList{u"The speech model is damaged."_qs});
+        QTRY_COMPARE(listening.errors(), QStringList{u"The speech model is damaged."_s});
     }
 
     void aLoadedModelNeedsItsDataNoMore() {
         const ModelFolder folder;
         PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {folder.path()});
         waitForModel(recognizers);
-        for (const auto &name : {u"en-us/sendump"_qs, u"en-us/mdef"_qs, u"en-us.lm.bin"_qs})
+        for (const auto &name : {u"en-us/sendump"_s, u"en-us/mdef"_s, u"en-us.lm.bin"_s})
             folder.truncate(name, 10);
-        folder.remove(u"cmudict-en-us.dict"_qs);
-        QCOMPARE(recognizers.supportedLocales(), QStringList{u"en-US"_qs});
+        folder.remove(u"cmudict-en-us.dict"_s);
+        QCOMPARE(recognizers.supportedLocales(), QStringList{u"en-US"_s});
         Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
         listening.recognition->endAudio();
-        QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
+        QVERIFY(listening.finalText().startsWith(u"he was not"_s));
     }
 
     void dataInstalledLaterIsFound() {
         const ModelFolder folder;
-        folder.remove(u"en-us.lm.bin"_qs);
+        folder.remove(u"en-us.lm.bin"_s);
         PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {folder.path()});
-        QVERIFY(!recognizers.makeRecognizer(u"en-US"_qs));
-        folder.repair(u"en-us.lm.bin"_qs);
-        QVERIFY(recognizers.makeRecognizer(u"en-US"_qs)->isAvailable());
+        QVERIFY(!recognizers.makeRecognizer(u"en-US"_s));
+        folder.repair(u"en-us.lm.bin"_s);
+        QVERIFY(recognizers.makeRecognizer(u"en-US"_s)->isAvailable());
     }
 
     void aBrokenCopyDoesNotHideAGoodOne() {
         const ModelFolder broken, good;
-        broken.truncate(u"en-us.lm.bin"_qs, 20000000);
+        broken.truncate(u"en-us.lm.bin"_s, 20000000);
         PocketSphinxRecognizers recognizers(m_drain, QUILLORA_RECOGNIZER, {broken.path(), good.path()});
         Listening listening(recognizers);
         listening.hear(Recording::of(sentence).sound());
         listening.recognition->endAudio();
-        QVERIFY(listening.finalText().startsWith(u"he was not"_qs));
+        QVERIFY(listening.finalText().startsWith(u"he was not"_s));
     }
 
 private:

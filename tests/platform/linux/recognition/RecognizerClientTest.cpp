@@ -12,6 +12,7 @@
 #include <fstream>
 #include <random>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using platform::RecognizerClient;
@@ -22,10 +23,10 @@ namespace {
 
 using ModelState = RecognizerClient::ModelState;
 
-const QStringList notRecognized{u"The speech could not be recognized."_qs};
+const QStringList notRecognized{u"The speech could not be recognized."_s};
 
 qsizetype descriptorCount() {
-    return QDir(u"/proc/self/fd"_qs).entryList(QDir::AllEntries | QDir::System).size();
+    return QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries | QDir::System).size();
 }
 
 /// The recognizers below this process; dead ones that nobody has collected included.
@@ -50,7 +51,7 @@ public:
     void end() { job->sound().end(); }
 
     bool hasHeard(int word) const {
-        return waitUntil([this, last = u"w%1"_qs.arg(word)] {
+        return waitUntil([this, last = u"w%1"_s.arg(word)] {
             const auto all = texts();
             return !all.isEmpty() && all.last().endsWith(last);
         });
@@ -77,7 +78,7 @@ private Q_SLOTS:
         dictating.hear(FakeSpeech::words(1, 3));
         dictating.end();
         QCOMPARE(dictating.finalText(), spoken(1, 3));
-        QCOMPARE(dictating.texts(), (QStringList{u"w1"_qs, u"w1 w2"_qs, u"w1 w2 w3"_qs, u"w1 w2 w3"_qs}));
+        QCOMPARE(dictating.texts(), (QStringList{u"w1"_s, u"w1 w2"_s, u"w1 w2 w3"_s, u"w1 w2 w3"_s}));
     }
 
     void whatWasSettledAtAPauseStaysBeforeTheRest() {
@@ -88,7 +89,7 @@ private Q_SLOTS:
         dictating.hear(FakeSpeech::words(3, 3));
         dictating.end();
         QCOMPARE(dictating.finalText(), spoken(1, 3));
-        QCOMPARE(dictating.texts(), (QStringList{u"w1"_qs, u"w1 w2"_qs, u"w1 w2 w3"_qs, u"w1 w2 w3"_qs}));
+        QCOMPARE(dictating.texts(), (QStringList{u"w1"_s, u"w1 w2"_s, u"w1 w2 w3"_s, u"w1 w2 w3"_s}));
     }
 
     void soundThatComesBeforeTheModelIsLoadedIsKept() {
@@ -217,10 +218,10 @@ private Q_SLOTS:
     void aModelThatCannotBeLoadedFailsAndClosesTheQueue_data() {
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QString>("description");
-        QTest::newRow("missing") << u"missing"_qs << u"The speech model is not there."_qs;
-        QTest::newRow("damaged") << u"damaged"_qs << u"The speech model is damaged."_qs;
+        QTest::newRow("missing") << u"missing"_s << u"The speech model is not there."_s;
+        QTest::newRow("damaged") << u"damaged"_s << u"The speech model is damaged."_s;
         for (const auto *fault : {"error", "exit", "crash", "hang"})
-            QTest::newRow(fault) << fault << u"The speech model does not work on this computer."_qs;
+            QTest::newRow(fault) << fault << u"The speech model does not work on this computer."_s;
     }
     void aModelThatCannotBeLoadedFailsAndClosesTheQueue() {
         QFETCH(QString, fault);
@@ -252,7 +253,7 @@ private Q_SLOTS:
         Dictating dictating(*client);
         dictating.hear(FakeSpeech::words(1, 2));
         QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
-        QCOMPARE(dictating.errors(), QStringList{u"The speech model does not work on this computer."_qs});
+        QCOMPARE(dictating.errors(), QStringList{u"The speech model does not work on this computer."_s});
         QCOMPARE(client->modelState(), ModelState::failed);
     }
 
@@ -263,7 +264,7 @@ private Q_SLOTS:
         client.load({wrong});
         const Dictating dictating(client);
         QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
-        QCOMPARE(dictating.errors(), QStringList{u"The speech model is damaged."_qs});
+        QCOMPARE(dictating.errors(), QStringList{u"The speech model is damaged."_s});
     }
 
     void aModelThatIsNotWholeFailsThoughItCouldBeLoaded() {
@@ -278,12 +279,12 @@ private Q_SLOTS:
         client.load({model(platform::ModelJudgement::unknown)});
         const Dictating dictating(client);
         QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
-        QCOMPARE(dictating.errors(), QStringList{u"The speech model is damaged."_qs});
+        QCOMPARE(dictating.errors(), QStringList{u"The speech model is damaged."_s});
     }
 
     void theNextModelTakesThePlaceOfOneThatFails() {
         writeScript("load damaged");
-        const std::string good = m_folder.filePath(u"good"_qs).toStdString();
+        const std::string good = m_folder.filePath(u"good"_s).toStdString();
         std::ofstream{good};
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
         client.load({model(), model(), {"fake", {good}}});
@@ -299,7 +300,7 @@ private Q_SLOTS:
         client.load({model()});
         Dictating dictating(client);
         QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
-        QCOMPARE(dictating.errors(), QStringList{u"There is not enough memory for the speech model."_qs});
+        QCOMPARE(dictating.errors(), QStringList{u"There is not enough memory for the speech model."_s});
         QVERIFY(client.modelState() != ModelState::failed);
         writeScript({});
         Dictating next(client);
@@ -341,8 +342,8 @@ private Q_SLOTS:
     void theEndWaitsForNothing_data() {
         QTest::addColumn<QString>("script");
         QTest::newRow("ready") << QString();
-        QTest::newRow("loading") << u"load hang"_qs;
-        QTest::newRow("decoding") << u"1 hang"_qs;
+        QTest::newRow("loading") << u"load hang"_s;
+        QTest::newRow("decoding") << u"1 hang"_s;
     }
     void theEndWaitsForNothing() {
         QFETCH(QString, script);
@@ -354,8 +355,8 @@ private Q_SLOTS:
         QVERIFY(waitUntil([] { return !processes().isEmpty(); }));
         client.reset();
         QVERIFY(processes().isEmpty());
-        QCOMPARE(dictating.errors(), QStringList{u"Speech recognition was ended."_qs});
-        QCOMPARE(next.errors(), QStringList{u"Speech recognition was ended."_qs});
+        QCOMPARE(dictating.errors(), QStringList{u"Speech recognition was ended."_s});
+        QCOMPARE(next.errors(), QStringList{u"Speech recognition was ended."_s});
         dictating.hear(FakeSpeech::words(1, 2)); // to nobody
         QVERIFY(dictating.job->sound().take().items.empty());
     }
@@ -472,7 +473,7 @@ private:
     }
 
     QTemporaryDir m_folder;
-    const std::string m_script = m_folder.filePath(u"script"_qs).toStdString();
+    const std::string m_script = m_folder.filePath(u"script"_s).toStdString();
 };
 
 QTEST_GUILESS_MAIN(RecognizerClientTest)

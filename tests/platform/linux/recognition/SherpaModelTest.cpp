@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::sherpaModel;
 
@@ -20,37 +21,37 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("present");
         QTest::addColumn<QStringList>("taken");
         QTest::newRow("a transducer")
-            << u"nemo-transducer"_qs
-            << QStringList{u"decoder.int8.onnx"_qs, u"encoder.int8.onnx"_qs, u"joiner.int8.onnx"_qs,
-                           u"test_wavs/0.wav"_qs, u"tokens.txt"_qs}
-            << QStringList{u"encoder.int8.onnx"_qs, u"decoder.int8.onnx"_qs, u"joiner.int8.onnx"_qs,
-                           u"tokens.txt"_qs};
+            << u"nemo-transducer"_s
+            << QStringList{u"decoder.int8.onnx"_s, u"encoder.int8.onnx"_s, u"joiner.int8.onnx"_s,
+                           u"test_wavs/0.wav"_s, u"tokens.txt"_s}
+            << QStringList{u"encoder.int8.onnx"_s, u"decoder.int8.onnx"_s, u"joiner.int8.onnx"_s,
+                           u"tokens.txt"_s};
         QTest::newRow("whole and quantised ones, in a folder")
-            << u"zipformer-transducer"_qs
-            << QStringList{u"a/bpe.model"_qs,
-                           u"a/decoder-epoch-75.onnx"_qs,
-                           u"a/encoder-epoch-75.int8.onnx"_qs,
-                           u"a/encoder-epoch-75.onnx"_qs,
-                           u"a/joiner-epoch-75.int8.onnx"_qs,
-                           u"a/joiner-epoch-75.onnx"_qs,
-                           u"a/tokens.txt"_qs}
-            << QStringList{u"a/encoder-epoch-75.int8.onnx"_qs, u"a/decoder-epoch-75.onnx"_qs,
-                           u"a/joiner-epoch-75.int8.onnx"_qs, u"a/tokens.txt"_qs};
-        QTest::newRow("one network") << u"sense-voice"_qs
-                                     << QStringList{u"README.md"_qs, u"model.int8.onnx"_qs, u"model.onnx"_qs,
-                                                    u"tokens.txt"_qs}
-                                     << QStringList{u"model.int8.onnx"_qs, u"tokens.txt"_qs};
+            << u"zipformer-transducer"_s
+            << QStringList{u"a/bpe.model"_s,
+                           u"a/decoder-epoch-75.onnx"_s,
+                           u"a/encoder-epoch-75.int8.onnx"_s,
+                           u"a/encoder-epoch-75.onnx"_s,
+                           u"a/joiner-epoch-75.int8.onnx"_s,
+                           u"a/joiner-epoch-75.onnx"_s,
+                           u"a/tokens.txt"_s}
+            << QStringList{u"a/encoder-epoch-75.int8.onnx"_s, u"a/decoder-epoch-75.onnx"_s,
+                           u"a/joiner-epoch-75.int8.onnx"_s, u"a/tokens.txt"_s};
+        QTest::newRow("one network") << u"sense-voice"_s
+                                     << QStringList{u"README.md"_s, u"model.int8.onnx"_s, u"model.onnx"_s,
+                                                    u"tokens.txt"_s}
+                                     << QStringList{u"model.int8.onnx"_s, u"tokens.txt"_s};
         QTest::newRow("names that begin with the model's")
-            << u"whisper"_qs
-            << QStringList{u"tiny.en-decoder.onnx"_qs, u"tiny.en-encoder.onnx"_qs, u"tiny.en-tokens.txt"_qs}
-            << QStringList{u"tiny.en-encoder.onnx"_qs, u"tiny.en-decoder.onnx"_qs, u"tiny.en-tokens.txt"_qs};
+            << u"whisper"_s
+            << QStringList{u"tiny.en-decoder.onnx"_s, u"tiny.en-encoder.onnx"_s, u"tiny.en-tokens.txt"_s}
+            << QStringList{u"tiny.en-encoder.onnx"_s, u"tiny.en-decoder.onnx"_s, u"tiny.en-tokens.txt"_s};
     }
     void thePartsAreFoundUnderTheirPublishersNames() {
         QFETCH(QString, family);
         QFETCH(QStringList, present);
         QFETCH(QStringList, taken);
         place(present);
-        const auto model = sherpaModel(described(family), m_folder->path(), u"de"_qs);
+        const auto model = sherpaModel(described(family), m_folder->path(), u"de"_s);
         QVERIFY(model);
         QStringList files;
         for (const auto &file : model->files)
@@ -60,25 +61,24 @@ private Q_SLOTS:
     }
 
     void aModelWithoutOneOfItsPartsIsNone() {
-        place({u"decoder.onnx"_qs, u"encoder.onnx"_qs, u"tokens.txt"_qs});
-        QVERIFY(!sherpaModel(described(u"nemo-transducer"_qs), m_folder->path(), u"de"_qs));
-        place({u"model.onnx"_qs});
-        QVERIFY(!sherpaModel(described(u"nemo-ctc"_qs), m_folder->path(), u"de"_qs));
-        QVERIFY(!sherpaModel(described(u"nemo-ctc"_qs), u"/nonexistent"_qs, u"de"_qs));
+        place({u"decoder.onnx"_s, u"encoder.onnx"_s, u"tokens.txt"_s});
+        QVERIFY(!sherpaModel(described(u"nemo-transducer"_s), m_folder->path(), u"de"_s));
+        place({u"model.onnx"_s});
+        QVERIFY(!sherpaModel(described(u"nemo-ctc"_s), m_folder->path(), u"de"_s));
+        QVERIFY(!sherpaModel(described(u"nemo-ctc"_s), u"/nonexistent"_s, u"de"_s));
     }
 
     void aModelOfAnUnknownKindIsNone() {
-        place({u"model.onnx"_qs, u"tokens.txt"_qs});
-        QVERIFY(!sherpaModel(described(u"another"_qs), m_folder->path(), u"de"_qs));
+        place({u"model.onnx"_s, u"tokens.txt"_s});
+        QVERIFY(!sherpaModel(described(u"another"_s), m_folder->path(), u"de"_s));
     }
 
     void everyModelOfTheCatalogIsOfAKnownKind() {
-        place(
-            {u"encoder.onnx"_qs, u"decoder.onnx"_qs, u"joiner.onnx"_qs, u"model.onnx"_qs, u"tokens.txt"_qs});
+        place({u"encoder.onnx"_s, u"decoder.onnx"_s, u"joiner.onnx"_s, u"model.onnx"_s, u"tokens.txt"_s});
         for (const auto &model : speechModels()) {
-            QVERIFY2(sherpaModel(model, m_folder->path(), u"de"_qs), qPrintable(model.id));
-            const QString decoding = model.parameters.value(u"decoding"_qs);
-            QVERIFY2(decoding == u"streaming"_qs || decoding == u"offline"_qs, qPrintable(model.id));
+            QVERIFY2(sherpaModel(model, m_folder->path(), u"de"_s), qPrintable(model.id));
+            const QString decoding = model.parameters.value(u"decoding"_s);
+            QVERIFY2(decoding == u"streaming"_s || decoding == u"offline"_s, qPrintable(model.id));
         }
     }
 
@@ -93,13 +93,13 @@ private Q_SLOTS:
     }
 
     void onlyAModelThatTakesALanguageIsToldIt() {
-        place({u"model.onnx"_qs, u"tokens.txt"_qs});
-        auto model = described(u"sense-voice"_qs);
+        place({u"model.onnx"_s, u"tokens.txt"_s});
+        auto model = described(u"sense-voice"_s);
         using Parameters = std::vector<recognizer::Parameter>;
-        QVERIFY((sherpaModel(model, m_folder->path(), u"zh"_qs)->parameters ==
+        QVERIFY((sherpaModel(model, m_folder->path(), u"zh"_s)->parameters ==
                  Parameters{{"family", "sense-voice"}, {"decoding", "offline"}}));
-        model.parameters[u"language"_qs] = u"selectable"_qs;
-        QVERIFY((sherpaModel(model, m_folder->path(), u"zh"_qs)->parameters ==
+        model.parameters[u"language"_s] = u"selectable"_s;
+        QVERIFY((sherpaModel(model, m_folder->path(), u"zh"_s)->parameters ==
                  Parameters{{"family", "sense-voice"}, {"decoding", "offline"}, {"language", "zh"}}));
     }
 
@@ -123,7 +123,7 @@ private:
 
     static platform::ModelDescription described(const QString &family) {
         platform::ModelDescription model;
-        model.parameters = {{u"family"_qs, family}, {u"decoding"_qs, u"offline"_qs}};
+        model.parameters = {{u"family"_s, family}, {u"decoding"_s, u"offline"_s}};
         return model;
     }
 

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
 using platform::RecognizerClient;
@@ -144,7 +145,7 @@ private Q_SLOTS:
         RecognizerClient client(QUILLORA_RECOGNIZER);
         const bool isTold = model == u"offline-whisper" || model == u"offline-canary";
         client.load({toLoad(ToneModels::model(model.toStdString(), isTold ? "en" : ""))});
-        QCOMPARE(Dictation(client, ToneSpeech().say("hello world")).finalText(), u"hello world"_qs);
+        QCOMPARE(Dictation(client, ToneSpeech().say("hello world")).finalText(), u"hello world"_s);
         QVERIFY(client.modelState() == RecognizerClient::ModelState::ready);
     }
 
@@ -160,15 +161,15 @@ private Q_SLOTS:
         client.load({toLoad(ToneModels::model("streaming-zipformer-transducer"))});
         QCOMPARE(Dictation(client, ToneSpeech{.rate = rate}.say("the quick brown fox"), {double(rate), 1})
                      .finalText(),
-                 u"the quick brown fox"_qs);
+                 u"the quick brown fox"_s);
     }
 
     void whatIsSaidAfterAPauseIsJoinedAsTheLanguageWrites_data() {
         QTest::addColumn<QString>("alphabet");
         QTest::addColumn<QString>("text");
-        QTest::newRow("English") << QString() << u"ab cd"_qs;
-        QTest::newRow("Chinese") << u"chinese"_qs << u"\u4E01\u4E02\u4E03\u4E04"_qs;
-        QTest::newRow("Thai") << u"thai"_qs << u"\u0E02\u0E03\u0E04\u0E05"_qs;
+        QTest::newRow("English") << QString() << u"ab cd"_s;
+        QTest::newRow("Chinese") << u"chinese"_s << u"\u4E01\u4E02\u4E03\u4E04"_s;
+        QTest::newRow("Thai") << u"thai"_s << u"\u0E02\u0E03\u0E04\u0E05"_s;
     }
     void whatIsSaidAfterAPauseIsJoinedAsTheLanguageWrites() {
         QFETCH(QString, alphabet);
@@ -188,9 +189,9 @@ private Q_SLOTS:
         client.load({toLoad(ToneModels::model("streaming-zipformer-ctc"))});
         const Dictation first(client, ToneSpeech().say("hello"));
         const Dictation second(client, ToneSpeech().say("world"));
-        QCOMPARE(second.finalText(), u"world"_qs);
+        QCOMPARE(second.finalText(), u"world"_s);
         QVERIFY(first.isFinal());
-        QCOMPARE(first.finalText(), u"hello"_qs);
+        QCOMPARE(first.finalText(), u"hello"_s);
     }
 
     /// For QUILLORA_MINUTES, or one.
@@ -202,7 +203,7 @@ private Q_SLOTS:
         const auto job = client.recognize(last.handler());
         const auto sentence = ToneSpeech().say("the quick brown fox|");
         const int perMinute = 60 * recognizer::sampleRate / int(sentence.size()) + 1;
-        const auto heard = [&] { return last.text().count(u"the quick brown fox"_qs); };
+        const auto heard = [&] { return last.text().count(u"the quick brown fox"_s); };
         std::vector<qint64> memory;
         QElapsedTimer clock;
         clock.start();
@@ -275,16 +276,16 @@ private Q_SLOTS:
         client.load({toLoad(bad.model())});
         const Dictation dictation(client, ToneSpeech().say("hello"));
         QCOMPARE(dictation.finalText(), QString());
-        const QStringList sentences{u"The speech model is damaged."_qs,
-                                    u"The speech model does not work on this computer."_qs,
-                                    u"The speech model is not there."_qs};
+        const QStringList sentences{u"The speech model is damaged."_s,
+                                    u"The speech model does not work on this computer."_s,
+                                    u"The speech model is not there."_s};
         QCOMPARE(dictation.errors().size(), 1);
         QVERIFY2(sentences.contains(dictation.errors().constFirst()),
                  qPrintable(dictation.errors().constFirst()));
         QVERIFY(client.modelState() == RecognizerClient::ModelState::failed);
 
         client.load({toLoad(ToneModels::model("streaming-zipformer-ctc"))});
-        QCOMPARE(Dictation(client, ToneSpeech().say("hello")).finalText(), u"hello"_qs);
+        QCOMPARE(Dictation(client, ToneSpeech().say("hello")).finalText(), u"hello"_s);
     }
 
     void aBadModelMakesWayForTheNext() {
@@ -292,7 +293,7 @@ private Q_SLOTS:
         beAnotherType(bad);
         RecognizerClient client(QUILLORA_RECOGNIZER);
         client.load({toLoad(bad.model()), toLoad(ToneModels::model("offline-nemo-ctc"))});
-        QCOMPARE(Dictation(client, ToneSpeech().say("hello")).finalText(), u"hello"_qs);
+        QCOMPARE(Dictation(client, ToneSpeech().say("hello")).finalText(), u"hello"_s);
     }
 };
 

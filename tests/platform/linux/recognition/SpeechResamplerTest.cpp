@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numbers>
 
+using namespace Qt::StringLiterals;
+
 using quillora::platform::AudioFormat;
 using quillora::platform::SpeechResampler;
 
@@ -72,7 +74,7 @@ private Q_SLOTS:
             const auto output = converted(tone(frequency, format, 0.5), format);
             QVERIFY(std::abs(qsizetype(output.size()) - 8000) <= 1);
             QVERIFY2(error(output, frequency) < 0.01 * amplitude,
-                     qPrintable(u"%1 Hz is off by %2"_qs.arg(frequency).arg(error(output, frequency))));
+                     qPrintable(u"%1 Hz is off by %2"_s.arg(frequency).arg(error(output, frequency))));
         }
     }
 

@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::platform;
 
@@ -19,7 +20,7 @@ private Q_SLOTS:
     void init() {
         m_folder.emplace();
         m_store.emplace(m_log, m_queue);
-        const ModelCatalog catalog({ModelCatalog::standardFiles().first()}, {u"neural"_qs, u"sherpa"_qs});
+        const ModelCatalog catalog({ModelCatalog::standardFiles().first()}, {u"neural"_s, u"sherpa"_s});
         QCOMPARE(catalog.omissions(), QStringList());
         for (const CatalogEntry &entry : catalog.entries())
             m_store->offer(entry.description);
@@ -31,15 +32,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("first");
         const auto row = [](const char *name, const Computer &computer, const ModelTask &task,
                             const QString &first) { QTest::newRow(name) << computer << task << first; };
-        const auto russian = ModelTask::translating(u"en"_qs, u"ru"_qs);
-        row("much better and not much larger", roomy, russian, u"en-ru-base-memory"_qs);
-        row("little memory", {qint64(2) << 30, 4}, russian, u"en-ru-tiny"_qs);
-        row("one core", {qint64(16) << 30, 1}, russian, u"en-ru-tiny"_qs);
-        row("hardly better", roomy, ModelTask::translating(u"fr"_qs, u"en"_qs), u"fr-en-tiny"_qs);
-        row("larger and worse", roomy, ModelTask::translating(u"en"_qs, u"ja"_qs), u"en-ja-base-memory"_qs);
-        row("without a score", roomy, ModelTask::translating(u"en"_qs, u"zh"_qs), u"en-zh-base-memory"_qs);
-        row("heard with room", roomy, ModelTask::hearing(u"de-DE"_qs), u"nemotron-3.5-320ms"_qs);
-        row("heard without", {qint64(4) << 30, 2}, ModelTask::hearing(u"de-DE"_qs), u"kroko-de"_qs);
+        const auto russian = ModelTask::translating(u"en"_s, u"ru"_s);
+        row("much better and not much larger", roomy, russian, u"en-ru-base-memory"_s);
+        row("little memory", {qint64(2) << 30, 4}, russian, u"en-ru-tiny"_s);
+        row("one core", {qint64(16) << 30, 1}, russian, u"en-ru-tiny"_s);
+        row("hardly better", roomy, ModelTask::translating(u"fr"_s, u"en"_s), u"fr-en-tiny"_s);
+        row("larger and worse", roomy, ModelTask::translating(u"en"_s, u"ja"_s), u"en-ja-base-memory"_s);
+        row("without a score", roomy, ModelTask::translating(u"en"_s, u"zh"_s), u"en-zh-base-memory"_s);
+        row("heard with room", roomy, ModelTask::hearing(u"de-DE"_s), u"nemotron-3.5-320ms"_s);
+        row("heard without", {qint64(4) << 30, 2}, ModelTask::hearing(u"de-DE"_s), u"kroko-de"_s);
     }
 
     void theFirstChoiceIsWorthItsSizeOnThisComputer() {
@@ -49,9 +50,9 @@ private Q_SLOTS:
     }
 
     void everyPairHasAWayButThoseThatNobodyPublishes() {
-        const QStringList languages{u"ar"_qs, u"de"_qs, u"en"_qs, u"es"_qs, u"fr"_qs, u"id"_qs,
-                                    u"it"_qs, u"ja"_qs, u"ko"_qs, u"nl"_qs, u"pl"_qs, u"pt"_qs,
-                                    u"ru"_qs, u"th"_qs, u"tr"_qs, u"uk"_qs, u"vi"_qs, u"zh"_qs};
+        const QStringList languages{u"ar"_s, u"de"_s, u"en"_s, u"es"_s, u"fr"_s, u"id"_s,
+                                    u"it"_s, u"ja"_s, u"ko"_s, u"nl"_s, u"pl"_s, u"pt"_s,
+                                    u"ru"_s, u"th"_s, u"tr"_s, u"uk"_s, u"vi"_s, u"zh"_s};
         const EngineRoutes all = routes(roomy);
         for (const QString &source : languages) {
             for (const QString &target : languages) {
@@ -69,21 +70,21 @@ private Q_SLOTS:
     }
 
     void aModelWhoseEngineIsNotBuiltInDoesNothing() {
-        const EngineRoutes deaf(*m_store, {u"neural"_qs}, nothing, roomy, path());
-        QVERIFY(!deaf.route(ModelTask::hearing(u"de-DE"_qs)));
-        QVERIFY(deaf.route(ModelTask::translating(u"en"_qs, u"ru"_qs)));
+        const EngineRoutes deaf(*m_store, {u"neural"_s}, nothing, roomy, path());
+        QVERIFY(!deaf.route(ModelTask::hearing(u"de-DE"_s)));
+        QVERIFY(deaf.route(ModelTask::translating(u"en"_s, u"ru"_s)));
     }
 
     void aModelHearsItsLanguageInEveryRegion() {
-        for (const QString &locale : {u"de-DE"_qs, u"de-AT"_qs, u"de"_qs})
-            QVERIFY(routes(roomy).choices(ModelTask::hearing(locale)).contains(u"kroko-de"_qs));
+        for (const QString &locale : {u"de-DE"_s, u"de-AT"_s, u"de"_s})
+            QVERIFY(routes(roomy).choices(ModelTask::hearing(locale)).contains(u"kroko-de"_s));
     }
 
 private:
     static bool nothing(const ModelTask & /*task*/) { return false; }
-    QString path() const { return m_folder->filePath(u"chosen.json"_qs); }
+    QString path() const { return m_folder->filePath(u"chosen.json"_s); }
     EngineRoutes routes(const Computer &computer) const {
-        return {*m_store, {u"neural"_qs, u"sherpa"_qs}, nothing, computer, path()};
+        return {*m_store, {u"neural"_s, u"sherpa"_s}, nothing, computer, path()};
     }
 
     static constexpr Computer roomy{qint64(16) << 30, 8};

@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using quillora::platform::SettingsUserDefaults;
 using quillora::platform::UserDefaultsFailure;
 using quillora::test::WithoutSuperuser;
@@ -35,7 +37,7 @@ private Q_SLOTS:
     void whatIsTypedIntoTheFileStaysAsItIs();
 
 private:
-    QString path() const { return m_folder->filePath(u"Quillora.conf"_qs); }
+    QString path() const { return m_folder->filePath(u"Quillora.conf"_s); }
     void write(const QByteArray &contents) const;
     static QByteArray read(const QString &path);
 
@@ -58,15 +60,15 @@ QByteArray SettingsUserDefaultsTest::read(const QString &path) {
 void SettingsUserDefaultsTest::theUsersFileLiesInTheConfigurationFolder() {
     const QByteArray before = qgetenv("XDG_CONFIG_HOME");
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_folder->path()));
-    SettingsUserDefaults().setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    SettingsUserDefaults().setString(u"es"_s, u"targetLanguageIdentifier"_s);
     qputenv("XDG_CONFIG_HOME", before);
-    QCOMPARE(read(m_folder->filePath(u"Quillora/Quillora.conf"_qs)),
+    QCOMPARE(read(m_folder->filePath(u"Quillora/Quillora.conf"_s)),
              "[General]\ntargetLanguageIdentifier=es\n");
 }
 
 void SettingsUserDefaultsTest::aValueReachesTheFileFromTheEventLoop() {
     SettingsUserDefaults defaults(path());
-    defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    defaults.setString(u"es"_s, u"targetLanguageIdentifier"_s);
     QTRY_COMPARE(read(path()), "[General]\ntargetLanguageIdentifier=es\n");
 }
 
@@ -74,10 +76,10 @@ void SettingsUserDefaultsTest::theFileIsReplacedAsAWhole() {
     write("[General]\nhotKey=one\n");
     QFile before(path());
     QVERIFY(before.open(QIODevice::ReadOnly));
-    SettingsUserDefaults(path()).setString(u"two"_qs, u"hotKey"_qs);
+    SettingsUserDefaults(path()).setString(u"two"_s, u"hotKey"_s);
     QCOMPARE(before.readAll(), "[General]\nhotKey=one\n");
     QCOMPARE(read(path()), "[General]\nhotKey=two\n");
-    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"Quillora.conf"_qs});
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"Quillora.conf"_s});
 }
 
 void SettingsUserDefaultsTest::aFileThatCannotBeUnderstoodIsKeptAside_data() {
@@ -92,11 +94,11 @@ void SettingsUserDefaultsTest::aFileThatCannotBeUnderstoodIsKeptAside() {
     write(contents);
     {
         SettingsUserDefaults defaults(path());
-        QCOMPARE(defaults.string(u"hotKey"_qs), std::nullopt);
-        defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+        QCOMPARE(defaults.string(u"hotKey"_s), std::nullopt);
+        defaults.setString(u"es"_s, u"targetLanguageIdentifier"_s);
     }
-    QCOMPARE(read(path() + u".unreadable-1"_qs), contents);
-    QCOMPARE(SettingsUserDefaults(path()).string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+    QCOMPARE(read(path() + u".unreadable-1"_s), contents);
+    QCOMPARE(SettingsUserDefaults(path()).string(u"targetLanguageIdentifier"_s), u"es"_s);
 }
 
 void SettingsUserDefaultsTest::aSecondUnreadableFileDoesNotReplaceTheFirst() {
@@ -104,15 +106,15 @@ void SettingsUserDefaultsTest::aSecondUnreadableFileDoesNotReplaceTheFirst() {
     SettingsUserDefaults{path()};
     write("second\n");
     SettingsUserDefaults{path()};
-    QCOMPARE(read(path() + u".unreadable-1"_qs), "first\n");
-    QCOMPARE(read(path() + u".unreadable-2"_qs), "second\n");
+    QCOMPARE(read(path() + u".unreadable-1"_s), "first\n");
+    QCOMPARE(read(path() + u".unreadable-2"_s), "second\n");
 }
 
 void SettingsUserDefaultsTest::aFolderInPlaceOfTheFileIsKeptAside() {
     QVERIFY(QDir().mkpath(path()));
-    SettingsUserDefaults(path()).setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
-    QVERIFY(QDir(path() + u".unreadable-1"_qs).exists());
-    QCOMPARE(SettingsUserDefaults(path()).string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+    SettingsUserDefaults(path()).setString(u"es"_s, u"targetLanguageIdentifier"_s);
+    QVERIFY(QDir(path() + u".unreadable-1"_s).exists());
+    QCOMPARE(SettingsUserDefaults(path()).string(u"targetLanguageIdentifier"_s), u"es"_s);
 }
 
 void SettingsUserDefaultsTest::aFileThatMayNotBeReadIsLeftAlone() {
@@ -121,21 +123,21 @@ void SettingsUserDefaultsTest::aFileThatMayNotBeReadIsLeftAlone() {
     QVERIFY(QFile::setPermissions(path(), {}));
     {
         SettingsUserDefaults defaults(path());
-        QCOMPARE(defaults.string(u"targetLanguageIdentifier"_qs), std::nullopt);
-        defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
-        QCOMPARE(defaults.string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+        QCOMPARE(defaults.string(u"targetLanguageIdentifier"_s), std::nullopt);
+        defaults.setString(u"es"_s, u"targetLanguageIdentifier"_s);
+        QCOMPARE(defaults.string(u"targetLanguageIdentifier"_s), u"es"_s);
         // Even if it can be read again meanwhile: what was set was set without knowing what stands there.
         QVERIFY(QFile::setPermissions(path(), QFile::ReadOwner | QFile::WriteOwner));
     }
     QCOMPARE(read(path()), "[General]\ntargetLanguageIdentifier=fr\n");
-    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"Quillora.conf"_qs});
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"Quillora.conf"_s});
 }
 
 void SettingsUserDefaultsTest::aFileThatCannotBeKeptAsideIsLeftAlone() {
     write("rubbish\n");
     const WithoutSuperuser ordinaryUser;
     QVERIFY(QFile::setPermissions(m_folder->path(), QFile::ReadOwner | QFile::ExeOwner));
-    SettingsUserDefaults(path()).setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    SettingsUserDefaults(path()).setString(u"es"_s, u"targetLanguageIdentifier"_s);
     QVERIFY(QFile::setPermissions(m_folder->path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     QCOMPARE(read(path()), "rubbish\n");
 }
@@ -165,7 +167,7 @@ void SettingsUserDefaultsTest::eachFailureIsTold() {
     SettingsUserDefaults defaults(path());
     std::vector<UserDefaultsFailure> told;
     defaults.setFailureObserver([&](UserDefaultsFailure told_) { told.push_back(told_); });
-    defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    defaults.setString(u"es"_s, u"targetLanguageIdentifier"_s);
     QTRY_COMPARE(told.size(), 1u);
     QCOMPARE(told.front(), failure);
 }
@@ -184,34 +186,34 @@ void SettingsUserDefaultsTest::anObserverThatComesLaterIsToldToo() {
 void SettingsUserDefaultsTest::whereNothingCanBeWrittenValuesStayInEffect() {
     // No folder can be made below a file, whoever the user is.
     write("[General]\n");
-    SettingsUserDefaults defaults(path() + u"/Quillora/Quillora.conf"_qs);
-    defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs);
+    SettingsUserDefaults defaults(path() + u"/Quillora/Quillora.conf"_s);
+    defaults.setString(u"es"_s, u"targetLanguageIdentifier"_s);
     QCoreApplication::processEvents();
-    QCOMPARE(defaults.string(u"targetLanguageIdentifier"_qs), u"es"_qs);
+    QCOMPARE(defaults.string(u"targetLanguageIdentifier"_s), u"es"_s);
 }
 
 void SettingsUserDefaultsTest::twoProcessesKeepEachOthersKeys() {
     // QSettings shares one store among all its objects of a path in a process; another path to the same file
     // stands for the other process.
-    const QString linkPath = m_folder->filePath(u"link"_qs);
+    const QString linkPath = m_folder->filePath(u"link"_s);
     QVERIFY(QFile::link(m_folder->path(), linkPath));
     {
         SettingsUserDefaults one(path());
-        SettingsUserDefaults other(linkPath + u"/Quillora.conf"_qs);
-        one.setString(u"1"_qs, u"one"_qs);
-        other.setString(u"2"_qs, u"other"_qs);
+        SettingsUserDefaults other(linkPath + u"/Quillora.conf"_s);
+        one.setString(u"1"_s, u"one"_s);
+        other.setString(u"2"_s, u"other"_s);
     }
     SettingsUserDefaults after(path());
-    QCOMPARE(after.string(u"one"_qs), u"1"_qs);
-    QCOMPARE(after.string(u"other"_qs), u"2"_qs);
+    QCOMPARE(after.string(u"one"_s), u"1"_s);
+    QCOMPARE(after.string(u"other"_s), u"2"_s);
 }
 
 void SettingsUserDefaultsTest::whatIsTypedIntoTheFileStaysAsItIs_data() {
     QTest::addColumn<QString>("typed");
-    QTest::newRow("a comma") << u"a,b"_qs;
-    QTest::newRow("a comma and a blank") << u"a, b"_qs;
-    QTest::newRow("a comma between blanks") << u"a ,  b"_qs;
-    QTest::newRow("a comma at the end") << u"http://127.0.0.1/v1/translate?a=1,2,"_qs;
+    QTest::newRow("a comma") << u"a,b"_s;
+    QTest::newRow("a comma and a blank") << u"a, b"_s;
+    QTest::newRow("a comma between blanks") << u"a ,  b"_s;
+    QTest::newRow("a comma at the end") << u"http://127.0.0.1/v1/translate?a=1,2,"_s;
 }
 
 void SettingsUserDefaultsTest::whatIsTypedIntoTheFileStaysAsItIs() {
@@ -219,10 +221,10 @@ void SettingsUserDefaultsTest::whatIsTypedIntoTheFileStaysAsItIs() {
     write("[Other]\nopenAIEndpointString=x,y\n[General]\nopenAIEndpointString=" + typed.toUtf8() + "\n");
     {
         SettingsUserDefaults defaults(path());
-        QCOMPARE(defaults.string(u"openAIEndpointString"_qs), typed);
-        defaults.setString(u"es"_qs, u"targetLanguageIdentifier"_qs); // the file is written anew
+        QCOMPARE(defaults.string(u"openAIEndpointString"_s), typed);
+        defaults.setString(u"es"_s, u"targetLanguageIdentifier"_s); // the file is written anew
     }
-    QCOMPARE(SettingsUserDefaults(path()).string(u"openAIEndpointString"_qs), typed);
+    QCOMPARE(SettingsUserDefaults(path()).string(u"openAIEndpointString"_s), typed);
 }
 
 QTEST_GUILESS_MAIN(SettingsUserDefaultsTest)

@@ -16,13 +16,15 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A sound server whose sources have a greater latency than those of the server behind it, as those of
 /// headsets have: all that is recorded comes later, and the server says so. It speaks PulseAudio's protocol.
 class DistantServer {
 public:
     /// `format` is that of all recordings.
     DistantServer(const std::string &server, int latencyMs, const platform::AudioFormat &format)
-        : m_server(QString::fromStdString(server).remove(u"unix:"_qs)), m_latencyMs(latencyMs),
+        : m_server(QString::fromStdString(server).remove(u"unix:"_s)), m_latencyMs(latencyMs),
           m_latencyBytes(qint64(format.sampleRate) * format.channelCount * qint64{sizeof(qint16)} *
                          latencyMs / 1000) {
         m_listener.moveToThread(&m_thread);
@@ -45,7 +47,7 @@ public:
     std::string address() const { return "unix:" + path().toStdString(); }
 
 private:
-    QString path() const { return m_folder.filePath(u"native"_qs); }
+    QString path() const { return m_folder.filePath(u"native"_s); }
 
     template <typename Work>
     void onThread(Work work) {

@@ -5,6 +5,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 
 /// The desktop's setting, kept in a file of the test's own.
@@ -13,7 +14,7 @@ class MicrophoneSwitchTest : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        QVERIFY(QDir(m_folder.path()).mkpath(u"glib-2.0/settings"_qs));
+        QVERIFY(QDir(m_folder.path()).mkpath(u"glib-2.0/settings"_s));
         qputenv("XDG_CONFIG_HOME", m_folder.path().toUtf8());
         qputenv("GSETTINGS_BACKEND", "keyfile");
     }
@@ -34,7 +35,7 @@ private Q_SLOTS:
 
 private:
     void write(const QByteArray &settings) {
-        QFile file(m_folder.filePath(u"glib-2.0/settings/keyfile"_qs));
+        QFile file(m_folder.filePath(u"glib-2.0/settings/keyfile"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(settings);
     }

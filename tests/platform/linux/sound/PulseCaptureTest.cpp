@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::ChildProcess;
 using test::DistantServer;
@@ -47,12 +48,12 @@ private Q_SLOTS:
 
     void everyChannelIsHeardWhereItIs_data() {
         QTest::addColumn<QString>("channelMap");
-        QTest::newRow("stereo") << u"front-left,front-right"_qs;
-        QTest::newRow("two inputs of an interface") << u"aux0,aux1"_qs;
-        QTest::newRow("four inputs of an interface") << u"aux0,aux1,aux2,aux3"_qs;
+        QTest::newRow("stereo") << u"front-left,front-right"_s;
+        QTest::newRow("two inputs of an interface") << u"aux0,aux1"_s;
+        QTest::newRow("four inputs of an interface") << u"aux0,aux1,aux2,aux3"_s;
         QStringList inputs;
         for (int i = 0; i < 18; ++i)
-            inputs << u"aux%1"_qs.arg(i);
+            inputs << u"aux%1"_s.arg(i);
         QTest::newRow("eighteen inputs of an interface") << inputs.join(u',');
     }
     void everyChannelIsHeardWhereItIs() {
@@ -66,25 +67,24 @@ private Q_SLOTS:
         platform::AudioBuffer levels{{48000, static_cast<quint32>(channels)}, {}};
         for (int sample = 0; sample < 48000 * channels; ++sample)
             levels.samples.push_back(static_cast<qint16>(1000 * (sample % channels + 1)));
-        test::writeWave(folder.filePath(u"levels.wav"_qs), levels);
-        const auto playing = server.play(folder.filePath(u"levels.wav"_qs));
+        test::writeWave(folder.filePath(u"levels.wav"_s), levels);
+        const auto playing = server.play(folder.filePath(u"levels.wav"_s));
         std::vector<qint16> loudest;
         ChildProcess::waitUntil([&] {
             loudest = probe.loudestSamples();
             return loudest.back() >= 1000 * channels - 10;
         });
         for (int channel = 0; channel < channels; ++channel)
-            QVERIFY2(
-                std::abs(loudest[static_cast<size_t>(channel)] - 1000 * (channel + 1)) <= 10,
-                qPrintable(u"channel %1: %2"_qs.arg(channel).arg(loudest[static_cast<size_t>(channel)])));
+            QVERIFY2(std::abs(loudest[static_cast<size_t>(channel)] - 1000 * (channel + 1)) <= 10,
+                     qPrintable(u"channel %1: %2"_s.arg(channel).arg(loudest[static_cast<size_t>(channel)])));
     }
 
     void aMicrophoneThatIsAnotherByTheStartIsHeardInItsOwnFormat() {
-        SoundServer server({48000, 1, u"aux0"_qs});
+        SoundServer server({48000, 1, u"aux0"_s});
         SoundProbe probe(server.address());
         QVERIFY(probe.findMicrophone());
         server.unplugMicrophone();
-        server.plugInMicrophone({44100, 2, u"aux0,aux1"_qs});
+        server.plugInMicrophone({44100, 2, u"aux0,aux1"_s});
         QVERIFY(probe.findMicrophone({44100, 2}));
         probe.record(2048);
         probe.stop();
@@ -109,7 +109,7 @@ private Q_SLOTS:
             const auto recordedMs = timer.elapsed();
             QVERIFY(probe.waitForEnd());
             QVERIFY2(probe.frames() / 8 >= recordedMs - 25,
-                     qPrintable(u"%1 of %2 ms arrived"_qs.arg(probe.frames() / 8).arg(recordedMs)));
+                     qPrintable(u"%1 of %2 ms arrived"_s.arg(probe.frames() / 8).arg(recordedMs)));
         }
     }
 
@@ -129,7 +129,7 @@ private Q_SLOTS:
         // A PipeWire that stands still captures nothing meanwhile.
         const int capturedMs = SoundServer::isPipeWire() ? 0 : 40;
         QVERIFY2(probe.frames() >= before + 48 * capturedMs,
-                 qPrintable(u"%1 ms arrived"_qs.arg((probe.frames() - before) / 48)));
+                 qPrintable(u"%1 ms arrived"_s.arg((probe.frames() - before) / 48)));
     }
 
     void whatASourceOfGreatLatencyStillHoldsAtTheStopArrives_data() {
@@ -140,7 +140,7 @@ private Q_SLOTS:
     void whatASourceOfGreatLatencyStillHoldsAtTheStopArrives() {
         QFETCH(int, latencyMs);
         constexpr int rate = 48000, framesPerStep = 16;
-        SoundServer server({rate, 1, u"mono"_qs});
+        SoundServer server({rate, 1, u"mono"_s});
         DistantServer distance(server.address(), latencyMs, {rate, 1});
         SoundProbe here(server.address()), there(distance.address());
         here.record(1);
@@ -150,8 +150,8 @@ private Q_SLOTS:
         platform::AudioBuffer clock{{rate, 1}, {}};
         for (int frame = 0; frame < 10 * rate; ++frame)
             clock.samples.push_back(static_cast<qint16>(frame / framesPerStep));
-        test::writeWave(folder.filePath(u"clock.wav"_qs), clock);
-        const auto playing = server.play(folder.filePath(u"clock.wav"_qs));
+        test::writeWave(folder.filePath(u"clock.wav"_s), clock);
+        const auto playing = server.play(folder.filePath(u"clock.wav"_s));
         QVERIFY(there.waitForFrames(rate / 2) &&
                 ChildProcess::waitUntil([&] { return there.loudestSamples()[0] > 1000; }));
         here.stop();
@@ -163,11 +163,11 @@ private Q_SLOTS:
         const int lostMs =
             (here.loudestSamples()[0] - there.loudestSamples()[0]) * framesPerStep * 1000 / rate;
         // A cycle of the server reaches both or just one of them.
-        QVERIFY2(lostMs <= 25 + SoundServer::cycleMs(), qPrintable(u"%1 ms were lost"_qs.arg(lostMs)));
+        QVERIFY2(lostMs <= 25 + SoundServer::cycleMs(), qPrintable(u"%1 ms were lost"_s.arg(lostMs)));
     }
 
     void theEndIsNotHeldBackForLongByALatencyWithoutMeasure() {
-        SoundServer server({48000, 1, u"mono"_qs});
+        SoundServer server({48000, 1, u"mono"_s});
         DistantServer distance(server.address(), 5000, {48000, 1});
         SoundProbe probe(distance.address());
         QVERIFY(probe.findMicrophone());

@@ -6,6 +6,7 @@
 
 #include <thread>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::AudioFormat;
 using test::SoundProbe;
@@ -16,7 +17,7 @@ namespace {
 /// How long a server that does not answer may be waited for, with what a busy machine adds.
 constexpr qint64 refreshPatienceMs = 1500;
 
-qsizetype openDescriptors() { return QDir(u"/proc/self/fd"_qs).entryList(QDir::AllEntries).size(); }
+qsizetype openDescriptors() { return QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries).size(); }
 
 } // namespace
 
@@ -44,7 +45,7 @@ private Q_SLOTS:
 
     void withoutAServerThereAreNoChannels() {
         const QTemporaryDir nowhere;
-        SoundProbe probe("unix:" + nowhere.filePath(u"native"_qs).toStdString());
+        SoundProbe probe("unix:" + nowhere.filePath(u"native"_s).toStdString());
         QVERIFY(probe.refresh() < refreshPatienceMs);
         QCOMPARE(probe.format(), AudioFormat());
     }

@@ -8,6 +8,7 @@
 
 #include <functional>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::SoundProbe;
 using test::SoundServer;
@@ -29,7 +30,7 @@ private Q_SLOTS:
 
     void killedBeforeTheStart() {
         m_server->kill();
-        QCOMPARE(startError(), u"The sound server cannot be reached."_qs);
+        QCOMPARE(startError(), u"The sound server cannot be reached."_s);
         QVERIFY(!m_probe->capture);
         m_server->restart();
         nextDictationWorks();
@@ -38,7 +39,7 @@ private Q_SLOTS:
     void killedWhileRecording() {
         record();
         m_server->kill();
-        diesWithinASecond(u"The sound server went away."_qs);
+        diesWithinASecond(u"The sound server went away."_s);
         m_probe->stop();
         QVERIFY(m_probe->waitForEnd());
         QVERIFY(m_probe->frames() >= 4800);
@@ -89,7 +90,7 @@ private Q_SLOTS:
     void hangingBeforeTheStart() {
         m_server->pause();
         const test::OwnTime timer;
-        QCOMPARE(startError(), u"The sound server does not answer."_qs);
+        QCOMPARE(startError(), u"The sound server does not answer."_s);
         QVERIFY(timer.elapsed() < 3000);
         QVERIFY(!m_probe->capture);
         m_server->resume();
@@ -112,7 +113,7 @@ private Q_SLOTS:
         QElapsedTimer sinceHang;
         sinceHang.start();
         const auto elapsed = m_probe->waitForDeath();
-        QCOMPARE(m_probe->deaths, QStringList{u"No sound has come from the microphone for 5 seconds."_qs});
+        QCOMPARE(m_probe->deaths, QStringList{u"No sound has come from the microphone for 5 seconds."_s});
         qInfo("told after %lld ms", sinceHang.elapsed());
         QVERIFY2(sinceHang.elapsed() >= 4500, qPrintable(QString::number(sinceHang.elapsed())));
         QVERIFY2(elapsed <= 6000, qPrintable(QString::number(elapsed)));
@@ -144,7 +145,7 @@ private Q_SLOTS:
 
     void theMicrophoneIsUnpluggedBeforeTheStart() {
         m_server->unplugMicrophone();
-        QCOMPARE(startError(), u"There is no microphone."_qs);
+        QCOMPARE(startError(), u"There is no microphone."_s);
         QVERIFY(!m_probe->capture);
         m_server->plugInMicrophone({48000, 2});
         nextDictationWorks();
@@ -153,7 +154,7 @@ private Q_SLOTS:
     void theMicrophoneIsUnpluggedWhileRecording() {
         record();
         m_server->unplugMicrophone();
-        diesWithinASecond(u"The microphone was disconnected."_qs);
+        diesWithinASecond(u"The microphone was disconnected."_s);
         const auto frames = m_probe->frames();
         QVERIFY(frames >= 4800);
         m_server->plugInMicrophone({48000, 2});
@@ -173,7 +174,7 @@ private Q_SLOTS:
 
     void aStartWithoutAServerFailsAtOnce() {
         const QTemporaryDir nowhere;
-        SoundProbe probe("unix:" + nowhere.filePath(u"native"_qs).toStdString());
+        SoundProbe probe("unix:" + nowhere.filePath(u"native"_s).toStdString());
         probe.refresh();
         QVERIFY_THROWS_EXCEPTION(LocalizedError, probe.start());
         QVERIFY(!probe.capture);

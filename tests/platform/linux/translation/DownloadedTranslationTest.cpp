@@ -6,6 +6,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::platform;
 using namespace quillora::test;
 
@@ -26,129 +27,129 @@ private Q_SLOTS:
         m_authority->trustHere();
     }
     void init() {
-        m_desk.emplace(m_authority->issue(u"127.0.0.1"_qs));
+        m_desk.emplace(m_authority->issue(u"127.0.0.1"_s));
         m_desk->seatPerson(DownloadAnswer::download);
     }
     void cleanup() { m_desk.reset(); }
 
     void oneAnswerBringsAnInstalledModelAndATranslation() {
         m_desk->server.delivery = Delivery::everything;
-        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello world, thanks."_qs), u"привет мир, спасибо."_qs);
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello world, thanks."_s), u"привет мир, спасибо."_s);
         QCOMPARE(m_desk->questions,
-                 (QList{DownloadQuestion{{ModelTask::translating(u"en"_qs, u"ru"_qs)}, {u"en-ru"_qs}}}));
-        QCOMPARE(m_desk->store->state(u"en-ru"_qs).presence, ModelState::Presence::installed);
-        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"thanks"_qs), u"спасибо"_qs);
+                 (QList{DownloadQuestion{{ModelTask::translating(u"en"_s, u"ru"_s)}, {u"en-ru"_s}}}));
+        QCOMPARE(m_desk->store->state(u"en-ru"_s).presence, ModelState::Presence::installed);
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"thanks"_s), u"спасибо"_s);
         QCOMPARE(m_desk->questions.size(), 1);
     }
 
     void oneAnswerBringsBothHalvesOfAWay() {
         m_desk->server.delivery = Delivery::everything;
-        QCOMPARE(translation(u"de"_qs, u"ru"_qs, u"hallo Welt. danke!"_qs), u"привет мир. спасибо!"_qs);
-        QCOMPARE(m_desk->questions, (QList{DownloadQuestion{{ModelTask::translating(u"de"_qs, u"ru"_qs)},
-                                                            {u"de-en"_qs, u"en-ru"_qs}}}));
+        QCOMPARE(translation(u"de"_s, u"ru"_s, u"hallo Welt. danke!"_s), u"привет мир. спасибо!"_s);
+        QCOMPARE(m_desk->questions, (QList{DownloadQuestion{{ModelTask::translating(u"de"_s, u"ru"_s)},
+                                                            {u"de-en"_s, u"en-ru"_s}}}));
     }
 
     void aDeclinedDownloadIsNotAskedForAgainUntilTheLanguagesAreChosen() {
         m_desk->seatPerson(DownloadAnswer::notNow);
         const QString sentence = u"English to Russian needs a download that was not agreed to. Choose the "
-                                 "languages again to be asked again, or open Models in the tray menu."_qs;
-        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), sentence);
-        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), sentence);
+                                 "languages again to be asked again, or open Models in the tray menu."_s;
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello"_s), sentence);
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello"_s), sentence);
         QCOMPARE(m_desk->questions.size(), 1);
-        m_desk->consent->forget(ModelTask::translating(u"en"_qs, u"ru"_qs));
-        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), sentence);
+        m_desk->consent->forget(ModelTask::translating(u"en"_s, u"ru"_s));
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello"_s), sentence);
         QCOMPARE(m_desk->questions.size(), 2);
         QVERIFY(m_desk->server.http().requests().isEmpty());
     }
 
     void aDownloadThatIsCancelledOnItsWayEndsTheTranslation() {
-        const auto outcome = begun(u"en"_qs, u"ru"_qs, u"hello"_qs);
+        const auto outcome = begun(u"en"_s, u"ru"_s, u"hello"_s);
         QVERIFY(m_desk->waitUntil([&] { return !m_desk->server.http().requests().isEmpty(); }));
-        m_desk->store->cancel(u"en-ru"_qs);
+        m_desk->store->cancel(u"en-ru"_s);
         QVERIFY(m_desk->waitUntil([&] { return outcome->isDone(); }));
         QCOMPARE(outcome->error(),
                  u"The download for English to Russian was cancelled. Translate again to be asked "
-                 "again, or open Models in the tray menu."_qs);
+                 "again, or open Models in the tray menu."_s);
     }
 
     void aPausedDownloadEndsTheTranslationAndTheNextOneGoesOn() {
         m_desk->server.delivery = Delivery::part;
-        const auto outcome = begun(u"en"_qs, u"ru"_qs, u"hello"_qs);
+        const auto outcome = begun(u"en"_s, u"ru"_s, u"hello"_s);
         QVERIFY(m_desk->waitUntil([&] {
-            const auto progress = m_desk->store->state(u"en-ru"_qs).progress;
+            const auto progress = m_desk->store->state(u"en-ru"_s).progress;
             return progress && progress->receivedBytes > 0;
         }));
-        m_desk->store->pause(u"en-ru"_qs);
+        m_desk->store->pause(u"en-ru"_s);
         QVERIFY(m_desk->waitUntil([&] { return outcome->isDone(); }));
         QCOMPARE(
             outcome->error(),
-            u"The download for English to Russian is paused. Go on with it under Models in the tray menu."_qs);
+            u"The download for English to Russian is paused. Go on with it under Models in the tray menu."_s);
         m_desk->server.delivery = Delivery::everything;
-        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello"_s), u"привет"_s);
     }
 
     void aPublisherWhoRefusesIsNamed() {
         m_desk->server.delivery = Delivery::refusal;
         QCOMPARE(
-            translation(u"en"_qs, u"ru"_qs, u"hello"_qs),
+            translation(u"en"_s, u"ru"_s, u"hello"_s),
             u"The download for English to Russian failed: 127.0.0.1 answered with the error 404. Try again "
-            "under Models in the tray menu."_qs);
+            "under Models in the tray menu."_s);
     }
 
     void aModelThatIsRemovedInMidSessionTranslatesOn() {
         m_desk->server.delivery = Delivery::everything;
-        const Session one = m_desk->translators->session(u"en"_qs, u"ru"_qs);
-        QCOMPARE(outcomeOf(translated(one, u"hello"_qs))->value(), u"привет"_qs);
-        m_desk->store->remove(u"en-ru"_qs);
+        const Session one = m_desk->translators->session(u"en"_s, u"ru"_s);
+        QCOMPARE(outcomeOf(translated(one, u"hello"_s))->value(), u"привет"_s);
+        m_desk->store->remove(u"en-ru"_s);
         QVERIFY(m_desk->waitUntil(
-            [&] { return m_desk->store->state(u"en-ru"_qs).presence == ModelState::Presence::absent; }));
-        const auto response = Outcome<TranslationResponse>::of(one->translate(u"world"_qs));
+            [&] { return m_desk->store->state(u"en-ru"_s).presence == ModelState::Presence::absent; }));
+        const auto response = Outcome<TranslationResponse>::of(one->translate(u"world"_s));
         QVERIFY(m_desk->waitUntil([&] { return response->isDone(); }));
-        QCOMPARE(response->value().targetText, u"мир"_qs);
+        QCOMPARE(response->value().targetText, u"мир"_s);
         m_desk->seatPerson(DownloadAnswer::notNow);
-        QVERIFY(translation(u"en"_qs, u"ru"_qs, u"hello"_qs).startsWith(u"English to Russian needs"_qs));
+        QVERIFY(translation(u"en"_s, u"ru"_s, u"hello"_s).startsWith(u"English to Russian needs"_s));
     }
 
     void aModelThatIsDamagedIsNamedAndThenRepaired() {
         m_desk->server.delivery = Delivery::everything;
-        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
-        changeSecretly(m_desk->store->use(u"en-ru"_qs)->folder() + u"/model.bin"_qs, "not a model");
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello"_s), u"привет"_s);
+        changeSecretly(m_desk->store->use(u"en-ru"_s)->folder() + u"/model.bin"_s, "not a model");
         m_desk->start(); // what is in memory is not damaged
 
-        const QString sentence = translation(u"en"_qs, u"ru"_qs, u"hello"_qs);
+        const QString sentence = translation(u"en"_s, u"ru"_s, u"hello"_s);
         QVERIFY2(sentence.startsWith(u"The on-device translation from English to Russian cannot be used: "),
                  qPrintable(sentence));
         QVERIFY(m_desk->waitUntil(
-            [&] { return m_desk->store->state(u"en-ru"_qs).presence == ModelState::Presence::damaged; }));
-        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
+            [&] { return m_desk->store->state(u"en-ru"_s).presence == ModelState::Presence::damaged; }));
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello"_s), u"привет"_s);
         QCOMPARE(m_desk->questions.size(), 2);
     }
 
     void aModelThatIsDamagedWhileItIsInUseTranslatesOn() {
         m_desk->server.delivery = Delivery::everything;
-        const Session one = m_desk->translators->session(u"en"_qs, u"ru"_qs);
-        QCOMPARE(outcomeOf(translated(one, u"hello"_qs))->value(), u"привет"_qs);
-        changeSecretly(m_desk->store->use(u"en-ru"_qs)->folder() + u"/model.bin"_qs, "not a model");
-        QCOMPARE(outcomeOf(translated(one, u"world"_qs))->value(), u"мир"_qs);
-        m_desk->store->check(u"en-ru"_qs);
+        const Session one = m_desk->translators->session(u"en"_s, u"ru"_s);
+        QCOMPARE(outcomeOf(translated(one, u"hello"_s))->value(), u"привет"_s);
+        changeSecretly(m_desk->store->use(u"en-ru"_s)->folder() + u"/model.bin"_s, "not a model");
+        QCOMPARE(outcomeOf(translated(one, u"world"_s))->value(), u"мир"_s);
+        m_desk->store->check(u"en-ru"_s);
         QVERIFY(m_desk->waitUntil(
-            [&] { return m_desk->store->state(u"en-ru"_qs).presence == ModelState::Presence::damaged; }));
-        const auto response = Outcome<TranslationResponse>::of(one->translate(u"hello"_qs));
+            [&] { return m_desk->store->state(u"en-ru"_s).presence == ModelState::Presence::damaged; }));
+        const auto response = Outcome<TranslationResponse>::of(one->translate(u"hello"_s));
         QVERIFY(m_desk->waitUntil([&] { return response->isDone(); }));
-        QCOMPARE(response->value().targetText, u"привет"_qs);
+        QCOMPARE(response->value().targetText, u"привет"_s);
         m_desk->seatPerson(DownloadAnswer::notNow);
-        QVERIFY(translation(u"en"_qs, u"ru"_qs, u"hello"_qs).startsWith(u"English to Russian needs"_qs));
+        QVERIFY(translation(u"en"_s, u"ru"_s, u"hello"_s).startsWith(u"English to Russian needs"_s));
     }
 
     void theEndInMidDownloadIsAnErrorAndTheNextStartGoesOn() {
-        const auto outcome = begun(u"en"_qs, u"ru"_qs, u"hello"_qs);
+        const auto outcome = begun(u"en"_s, u"ru"_s, u"hello"_s);
         QVERIFY(m_desk->waitUntil([&] { return !m_desk->server.http().requests().isEmpty(); }));
         m_desk->translators.reset();
         QVERIFY(m_desk->waitUntil([&] { return outcome->isDone(); }));
         QVERIFY(!outcome->error().isEmpty());
         m_desk->server.delivery = Delivery::everything;
         m_desk->start();
-        QCOMPARE(translation(u"en"_qs, u"ru"_qs, u"hello"_qs), u"привет"_qs);
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello"_s), u"привет"_s);
         QCOMPARE(m_desk->questions.size(), 1); // it joined the download
     }
 

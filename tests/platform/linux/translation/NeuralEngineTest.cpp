@@ -20,6 +20,7 @@
 #include <ctime>
 #include <fstream>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::platform;
 using namespace quillora::test;
 
@@ -92,7 +93,7 @@ private Q_SLOTS:
 private:
     /// Offers a model of the dictionary for the pair that its id names.
     void offer(const QString &id, const Dictionary &dictionary);
-    void install(const QString &id) { m_store->place(id, u"1"_qs, m_folder->filePath(id)); }
+    void install(const QString &id) { m_store->place(id, u"1"_s, m_folder->filePath(id)); }
     std::shared_ptr<TranslationSession> session(const QString &source, const QString &target) {
         return m_engine->session(source, target);
     }
@@ -109,7 +110,7 @@ private:
         return outcome->error().isNull() ? outcome->value() : outcome->error();
     }
     void end() { m_engine.reset(); }
-    qsizetype uses(const QString &id) const { return m_log.calls().count(u"models.use "_qs + id); }
+    qsizetype uses(const QString &id) const { return m_log.calls().count(u"models.use "_s + id); }
 
     CallLog m_log;
     std::optional<QTemporaryDir> m_folder;
@@ -128,8 +129,8 @@ void NeuralEngineTest::init() {
     m_routes.emplace(*m_store);
     m_consent.emplace(m_log, *m_queue);
     m_engine.emplace(*m_routes, *m_store, *m_consent, *m_queue);
-    offer(u"de-en"_qs, germanToEnglish());
-    offer(u"en-fr"_qs, englishToFrench);
+    offer(u"de-en"_s, germanToEnglish());
+    offer(u"en-fr"_s, englishToFrench);
 }
 
 void NeuralEngineTest::cleanup() {
@@ -151,88 +152,88 @@ void NeuralEngineTest::offer(const QString &id, const Dictionary &dictionary) {
 }
 
 void NeuralEngineTest::aPairIsTranslatedByItsModel() {
-    install(u"de-en"_qs);
-    QCOMPARE(translation(u"de"_qs, u"en"_qs, u"Das ist ein Test und danke."_qs),
-             u"This is a test and thanks."_qs);
+    install(u"de-en"_s);
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"Das ist ein Test und danke."_s),
+             u"This is a test and thanks."_s);
     QVERIFY(m_consent->shown.isEmpty());
 }
 
 void NeuralEngineTest::aPairWithoutOneIsTranslatedByWayOfEnglish() {
-    install(u"de-en"_qs);
-    install(u"en-fr"_qs);
-    QCOMPARE(translation(u"de"_qs, u"fr"_qs, u"Das ist ein Test. hallo und danke\n das Übersetzung"_qs),
-             u"Ceci est un essai. salut et merci\n ceci traduction"_qs);
+    install(u"de-en"_s);
+    install(u"en-fr"_s);
+    QCOMPARE(translation(u"de"_s, u"fr"_s, u"Das ist ein Test. hallo und danke\n das Übersetzung"_s),
+             u"Ceci est un essai. salut et merci\n ceci traduction"_s);
 }
 
-void NeuralEngineTest::aPairThatNoModelServesHasNoSession() { QVERIFY(!session(u"fr"_qs, u"de"_qs)); }
+void NeuralEngineTest::aPairThatNoModelServesHasNoSession() { QVERIFY(!session(u"fr"_s, u"de"_s)); }
 
 void NeuralEngineTest::aPairThatTheSystemServesHasNoSession() {
-    m_routes->comesWithSystem(ModelTask::translating(u"en"_qs, u"fr"_qs));
-    QVERIFY(!session(u"en"_qs, u"fr"_qs));
-    install(u"en-fr"_qs);
-    QVERIFY(session(u"en"_qs, u"fr"_qs));
+    m_routes->comesWithSystem(ModelTask::translating(u"en"_s, u"fr"_s));
+    QVERIFY(!session(u"en"_s, u"fr"_s));
+    install(u"en-fr"_s);
+    QVERIFY(session(u"en"_s, u"fr"_s));
 }
 
 void NeuralEngineTest::whatIsMissingIsAskedForAndInstalled() {
     m_consent->seatPerson(DownloadAnswer::download);
-    const auto outcome = Outcome<QString>::of(translated(session(u"de"_qs, u"en"_qs), u"danke"_qs));
+    const auto outcome = Outcome<QString>::of(translated(session(u"de"_s, u"en"_s), u"danke"_s));
     m_queue->run();
     QCOMPARE(m_consent->shown,
-             (QList{DownloadQuestion{{ModelTask::translating(u"de"_qs, u"en"_qs)}, {u"de-en"_qs}}}));
-    QCOMPARE(m_store->underWay(), u"de-en"_qs);
+             (QList{DownloadQuestion{{ModelTask::translating(u"de"_s, u"en"_s)}, {u"de-en"_s}}}));
+    QCOMPARE(m_store->underWay(), u"de-en"_s);
     QVERIFY(!outcome->isDone());
-    install(u"de-en"_qs);
+    install(u"de-en"_s);
     QVERIFY(wait([&] { return outcome->isDone(); }));
-    QCOMPARE(outcome->value(), u"thanks"_qs);
+    QCOMPARE(outcome->value(), u"thanks"_s);
 }
 
 void NeuralEngineTest::bothHalvesAreOneQuestionAndBothAreWaitedFor() {
     m_consent->seatPerson(DownloadAnswer::download);
-    const auto outcome = Outcome<QString>::of(translated(session(u"de"_qs, u"fr"_qs), u"danke"_qs));
+    const auto outcome = Outcome<QString>::of(translated(session(u"de"_s, u"fr"_s), u"danke"_s));
     m_queue->run();
-    QCOMPARE(m_consent->shown, (QList{DownloadQuestion{{ModelTask::translating(u"de"_qs, u"fr"_qs)},
-                                                       {u"de-en"_qs, u"en-fr"_qs}}}));
-    QCOMPARE(m_store->waiting(), (QStringList{u"de-en"_qs, u"en-fr"_qs}));
-    install(u"de-en"_qs);
+    QCOMPARE(m_consent->shown,
+             (QList{DownloadQuestion{{ModelTask::translating(u"de"_s, u"fr"_s)}, {u"de-en"_s, u"en-fr"_s}}}));
+    QCOMPARE(m_store->waiting(), (QStringList{u"de-en"_s, u"en-fr"_s}));
+    install(u"de-en"_s);
     m_queue->run();
     QVERIFY(!outcome->isDone());
-    install(u"en-fr"_qs);
+    install(u"en-fr"_s);
     QVERIFY(wait([&] { return outcome->isDone(); }));
-    QCOMPARE(outcome->value(), u"merci"_qs);
+    QCOMPARE(outcome->value(), u"merci"_s);
 }
 
 void NeuralEngineTest::whoAgreesGetsWhatHeChoseMeanwhile() {
-    offer(u"de-en-base"_qs, {{"danke", "cheers"}});
-    m_routes->offer(ModelTask::translating(u"de"_qs, u"en"_qs), {u"de-en"_qs, u"de-en-base"_qs});
+    offer(u"de-en-base"_s, {{"danke", "cheers"}});
+    m_routes->offer(ModelTask::translating(u"de"_s, u"en"_s), {u"de-en"_s, u"de-en-base"_s});
     std::vector<FakeModelConsent::Reply> replies;
     m_consent->setPresenter([&](const DownloadQuestion &, const auto &reply) { replies.push_back(reply); });
-    const auto outcome = Outcome<QString>::of(translated(session(u"de"_qs, u"en"_qs), u"danke"_qs));
-    m_routes->choose(ModelTask::translating(u"de"_qs, u"en"_qs), u"de-en-base"_qs);
-    m_store->install(u"de-en-base"_qs);
+    const auto outcome = Outcome<QString>::of(translated(session(u"de"_s, u"en"_s), u"danke"_s));
+    m_routes->choose(ModelTask::translating(u"de"_s, u"en"_s), u"de-en-base"_s);
+    m_store->install(u"de-en-base"_s);
     replies.front()(DownloadAnswer::download);
     m_queue->run();
-    QCOMPARE(m_store->waiting(), QStringList{u"de-en-base"_qs});
-    install(u"de-en-base"_qs);
+    QCOMPARE(m_store->waiting(), QStringList{u"de-en-base"_s});
+    install(u"de-en-base"_s);
     QVERIFY(wait([&] { return outcome->isDone(); }));
-    QCOMPARE(outcome->value(), u"cheers"_qs);
+    QCOMPARE(outcome->value(), u"cheers"_s);
 }
 
 void NeuralEngineTest::onlyWhatIsMissingIsAskedFor() {
     m_consent->seatPerson(DownloadAnswer::notNow);
-    install(u"en-fr"_qs);
-    outcomeOf(prepared(session(u"de"_qs, u"fr"_qs)));
-    QCOMPARE(m_consent->shown.value(0).models, QStringList{u"de-en"_qs});
+    install(u"en-fr"_s);
+    outcomeOf(prepared(session(u"de"_s, u"fr"_s)));
+    QCOMPARE(m_consent->shown.value(0).models, QStringList{u"de-en"_s});
 }
 
 void NeuralEngineTest::whatIsOnItsWayIsWaitedForWithoutAQuestion() {
     m_consent->seatPerson(DownloadAnswer::notNow);
-    m_store->install(u"de-en"_qs);
-    const auto outcome = Outcome<QString>::of(translated(session(u"de"_qs, u"en"_qs), u"danke"_qs));
+    m_store->install(u"de-en"_s);
+    const auto outcome = Outcome<QString>::of(translated(session(u"de"_s, u"en"_s), u"danke"_s));
     m_queue->run();
     QVERIFY(m_consent->shown.isEmpty());
-    install(u"de-en"_qs);
+    install(u"de-en"_s);
     QVERIFY(wait([&] { return outcome->isDone(); }));
-    QCOMPARE(outcome->value(), u"thanks"_qs);
+    QCOMPARE(outcome->value(), u"thanks"_s);
 }
 
 void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo_data() {
@@ -246,12 +247,12 @@ void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo_data() {
     row(
         "declined", DownloadAnswer::notNow, [](FakeModelStore &) {},
         u"German to English needs a download that was not agreed to. Choose the languages again to be asked "
-        "again, or open Models in the tray menu."_qs);
+        "again, or open Models in the tray menu."_s);
     row(
-        "cancelled", DownloadAnswer::download, [](FakeModelStore &store) { store.cancel(u"de-en"_qs); },
+        "cancelled", DownloadAnswer::download, [](FakeModelStore &store) { store.cancel(u"de-en"_s); },
         u"The download for German to English was cancelled. Translate again to be asked again, or open "
         u"Models "
-        "in the tray menu."_qs);
+        "in the tray menu."_s);
     row(
         "paused", DownloadAnswer::download,
         [](FakeModelStore &store) {
@@ -259,30 +260,30 @@ void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo_data() {
             progress.step = ModelProgress::Step::downloading;
             progress.receivedBytes = 1000;
             store.progress(progress);
-            store.pause(u"de-en"_qs);
+            store.pause(u"de-en"_s);
         },
-        u"The download for German to English is paused. Go on with it under Models in the tray menu."_qs);
+        u"The download for German to English is paused. Go on with it under Models in the tray menu."_s);
     row(
         "failed", DownloadAnswer::download,
-        [](FakeModelStore &store) { store.fail(u"publisher.example answered with the error 404."_qs); },
+        [](FakeModelStore &store) { store.fail(u"publisher.example answered with the error 404."_s); },
         u"The download for German to English failed: publisher.example answered with the error 404. Try "
         u"again "
-        "under Models in the tray menu."_qs);
+        "under Models in the tray menu."_s);
     row(
         "no space", DownloadAnswer::download,
         [](FakeModelStore &store) {
-            store.fail(u"The model needs 14 MB on the disk, and 2 MB are free. Make room for it."_qs);
+            store.fail(u"The model needs 14 MB on the disk, and 2 MB are free. Make room for it."_s);
         },
         u"The download for German to English failed: The model needs 14 MB on the disk, and 2 MB are free. "
-        u"Make room for it. Try again under Models in the tray menu."_qs);
+        u"Make room for it. Try again under Models in the tray menu."_s);
     row(
         "offline", DownloadAnswer::download,
         [](FakeModelStore &store) {
             store.fail(u"Could not connect to publisher.example: there is no such host, or this computer is "
-                       u"offline."_qs);
+                       u"offline."_s);
         },
         u"The download for German to English failed: Could not connect to publisher.example: there is no "
-        u"such host, or this computer is offline. Try again under Models in the tray menu."_qs);
+        u"such host, or this computer is offline. Try again under Models in the tray menu."_s);
 }
 
 void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo() {
@@ -290,7 +291,7 @@ void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo() {
     QFETCH(const std::function<void(FakeModelStore &)>, fate);
     QFETCH(const QString, sentence);
     m_consent->seatPerson(answer);
-    const auto outcome = Outcome<QString>::of(prepared(session(u"de"_qs, u"en"_qs)));
+    const auto outcome = Outcome<QString>::of(prepared(session(u"de"_s, u"en"_s)));
     m_queue->run();
     fate(*m_store);
     m_queue->run();
@@ -300,88 +301,88 @@ void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo() {
 
 void NeuralEngineTest::afterAFailureTheNextPreparationAsksAgain() {
     m_consent->seatPerson(DownloadAnswer::download);
-    const auto outcome = Outcome<QString>::of(prepared(session(u"de"_qs, u"en"_qs)));
+    const auto outcome = Outcome<QString>::of(prepared(session(u"de"_s, u"en"_s)));
     m_queue->run();
-    m_store->fail(u"It is away."_qs);
+    m_store->fail(u"It is away."_s);
     m_queue->run();
     QVERIFY(outcome->isDone());
-    const auto second = Outcome<QString>::of(prepared(session(u"de"_qs, u"en"_qs)));
+    const auto second = Outcome<QString>::of(prepared(session(u"de"_s, u"en"_s)));
     m_queue->run();
     QCOMPARE(m_consent->shown.size(), 2);
-    install(u"de-en"_qs);
+    install(u"de-en"_s);
     QVERIFY(wait([&] { return second->isDone(); }));
     QCOMPARE(second->error(), QString());
 }
 
 void NeuralEngineTest::aDamagedModelIsNamedAndChecked() {
-    install(u"de-en"_qs);
-    m_store->damageSecretly(u"de-en"_qs, u"It is not what was installed."_qs);
-    QVERIFY(QFile::resize(m_folder->filePath(u"de-en/model.xxyy.intgemm.alphas.bin"_qs), 1000));
-    const auto outcome = outcomeOf(prepared(session(u"de"_qs, u"en"_qs)));
+    install(u"de-en"_s);
+    m_store->damageSecretly(u"de-en"_s, u"It is not what was installed."_s);
+    QVERIFY(QFile::resize(m_folder->filePath(u"de-en/model.xxyy.intgemm.alphas.bin"_s), 1000));
+    const auto outcome = outcomeOf(prepared(session(u"de"_s, u"en"_s)));
     QVERIFY2(outcome->error().startsWith(
                  u"The on-device translation from German to English cannot be used: The model"),
              qPrintable(outcome->error()));
     QVERIFY2(outcome->error().endsWith(u". Repair its model under Models in the tray menu."),
              qPrintable(outcome->error()));
-    QCOMPARE(m_store->state(u"de-en"_qs).presence, ModelState::Presence::damaged);
+    QCOMPARE(m_store->state(u"de-en"_s).presence, ModelState::Presence::damaged);
 }
 
 void NeuralEngineTest::aModelOfAnotherKindIsNamed() {
-    QVERIFY(QFile::remove(m_folder->filePath(u"de-en/vocab.xxyy.spm"_qs)));
-    install(u"de-en"_qs);
-    const auto outcome = outcomeOf(prepared(session(u"de"_qs, u"en"_qs)));
+    QVERIFY(QFile::remove(m_folder->filePath(u"de-en/vocab.xxyy.spm"_s)));
+    install(u"de-en"_s);
+    const auto outcome = outcomeOf(prepared(session(u"de"_s, u"en"_s)));
     QCOMPARE(outcome->error(), u"The on-device translation from German to English cannot be used: The "
                                u"vocabulary cannot be opened: : No "
-                               "such file or directory. Repair its model under Models in the tray menu."_qs);
+                               "such file or directory. Repair its model under Models in the tray menu."_s);
 }
 
 void NeuralEngineTest::aModelThatIsRemovedInMidSessionTranslatesOn() {
-    install(u"de-en"_qs);
-    const auto one = session(u"de"_qs, u"en"_qs);
+    install(u"de-en"_s);
+    const auto one = session(u"de"_s, u"en"_s);
     outcomeOf(prepared(one));
-    m_store->remove(u"de-en"_qs);
-    QVERIFY(QDir(m_folder->filePath(u"de-en"_qs)).removeRecursively());
+    m_store->remove(u"de-en"_s);
+    QVERIFY(QDir(m_folder->filePath(u"de-en"_s)).removeRecursively());
     m_queue->run();
-    const auto response = Outcome<TranslationResponse>::of(one->translate(u"danke"_qs));
+    const auto response = Outcome<TranslationResponse>::of(one->translate(u"danke"_s));
     QVERIFY(wait([&] { return response->isDone(); }));
-    QCOMPARE(response->value().targetText, u"thanks"_qs);
+    QCOMPARE(response->value().targetText, u"thanks"_s);
 }
 
 void NeuralEngineTest::aRemovedModelIsNotKeptInMemory() {
-    install(u"de-en"_qs);
-    QCOMPARE(translation(u"de"_qs, u"en"_qs, u"danke"_qs), u"thanks"_qs);
-    m_store->remove(u"de-en"_qs);
+    install(u"de-en"_s);
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
+    m_store->remove(u"de-en"_s);
     m_queue->run();
-    QCOMPARE(m_store->state(u"de-en"_qs).presence, ModelState::Presence::absent);
+    QCOMPARE(m_store->state(u"de-en"_s).presence, ModelState::Presence::absent);
     QCOMPARE(m_queue->delayedCount(), 0); // nothing is left to be given back
     m_consent->seatPerson(DownloadAnswer::notNow);
-    outcomeOf(prepared(session(u"de"_qs, u"en"_qs)));
+    outcomeOf(prepared(session(u"de"_s, u"en"_s)));
     QCOMPARE(m_consent->shown.size(), 1);
 }
 
 void NeuralEngineTest::anotherPairMayBeTranslatedMeanwhile() {
-    install(u"de-en"_qs);
-    install(u"en-fr"_qs);
-    const auto first = Outcome<QString>::of(translated(session(u"de"_qs, u"en"_qs), u"hallo Welt"_qs));
-    const auto second = Outcome<QString>::of(translated(session(u"en"_qs, u"fr"_qs), u"thanks"_qs));
+    install(u"de-en"_s);
+    install(u"en-fr"_s);
+    const auto first = Outcome<QString>::of(translated(session(u"de"_s, u"en"_s), u"hallo Welt"_s));
+    const auto second = Outcome<QString>::of(translated(session(u"en"_s, u"fr"_s), u"thanks"_s));
     QVERIFY(wait([&] { return first->isDone() && second->isDone(); }));
-    QCOMPARE(first->value(), u"hello world"_qs);
-    QCOMPARE(second->value(), u"merci"_qs);
+    QCOMPARE(first->value(), u"hello world"_s);
+    QCOMPARE(second->value(), u"merci"_s);
 }
 
 void NeuralEngineTest::theEndStopsATranslation() {
     // One that takes minutes.
     RandomModel random = measuredModels().front();
-    const std::filesystem::path folder = m_folder->filePath(u"de-en"_qs).toStdString();
-    QVERIFY(QFile::remove(m_folder->filePath(u"de-en/lex.50.50.xxyy.s2t.bin"_qs)));
+    const std::filesystem::path folder = m_folder->filePath(u"de-en"_s).toStdString();
+    QVERIFY(QFile::remove(m_folder->filePath(u"de-en/lex.50.50.xxyy.s2t.bin"_s)));
     writeFile(folder / "model.xxyy.intgemm.alphas.bin", random.modelFile());
     writeFile(folder / "vocab.xxyy.spm", random.sourceVocabularyFile());
     RandomNumbers numbers(3);
     std::string text;
     for (const std::string &sentence : random.sentences(3000, 3, 22, numbers))
         text += sentence + ".\n";
-    install(u"de-en"_qs);
-    const auto one = session(u"de"_qs, u"en"_qs);
+    install(u"de-en"_s);
+    const auto one = session(u"de"_s, u"en"_s);
     QCOMPARE(outcomeOf(prepared(one))->error(), QString());
     const auto before = std::clock();
     const auto outcome = Outcome<TranslationResponse>::of(one->translate(QString::fromStdString(text)));
@@ -401,12 +402,12 @@ void NeuralEngineTest::theEndIsAnErrorForWhoeverWaits() {
     QList<TextOutcome> outcomes;
     std::vector<FakeModelConsent::Reply> replies; // one is being asked
     m_consent->setPresenter([&](const DownloadQuestion &, const auto &reply) { replies.push_back(reply); });
-    outcomes += Outcome<QString>::of(prepared(session(u"de"_qs, u"en"_qs)));
-    m_store->install(u"en-fr"_qs); // one waits for a download
-    outcomes += Outcome<QString>::of(prepared(session(u"en"_qs, u"fr"_qs)));
-    offer(u"en-es"_qs, {{"thanks", "gracias"}});
-    install(u"en-es"_qs); // one is being loaded
-    outcomes += Outcome<QString>::of(prepared(session(u"en"_qs, u"es"_qs)));
+    outcomes += Outcome<QString>::of(prepared(session(u"de"_s, u"en"_s)));
+    m_store->install(u"en-fr"_s); // one waits for a download
+    outcomes += Outcome<QString>::of(prepared(session(u"en"_s, u"fr"_s)));
+    offer(u"en-es"_s, {{"thanks", "gracias"}});
+    install(u"en-es"_s); // one is being loaded
+    outcomes += Outcome<QString>::of(prepared(session(u"en"_s, u"es"_s)));
     end();
     replies.front()(DownloadAnswer::download);
     m_queue->run();
@@ -417,121 +418,121 @@ void NeuralEngineTest::theEndIsAnErrorForWhoeverWaits() {
 }
 
 void NeuralEngineTest::afterTheEndEverythingFails() {
-    install(u"de-en"_qs);
-    const auto one = session(u"de"_qs, u"en"_qs);
+    install(u"de-en"_s);
+    const auto one = session(u"de"_s, u"en"_s);
     outcomeOf(prepared(one));
     end();
-    const QString ended = u"The on-device translation from German to English was ended."_qs;
+    const QString ended = u"The on-device translation from German to English was ended."_s;
     QCOMPARE(outcomeOf(prepared(one))->error(), ended);
-    QCOMPARE(Outcome<TranslationResponse>::of(one->translate(u"danke"_qs))->error(), ended);
+    QCOMPARE(Outcome<TranslationResponse>::of(one->translate(u"danke"_s))->error(), ended);
 }
 
 void NeuralEngineTest::aPairInUseIsLoadedOnce() {
-    install(u"de-en"_qs);
-    const auto first = Outcome<QString>::of(prepared(session(u"de"_qs, u"en"_qs)));
-    const auto second = Outcome<QString>::of(prepared(session(u"de"_qs, u"en"_qs)));
+    install(u"de-en"_s);
+    const auto first = Outcome<QString>::of(prepared(session(u"de"_s, u"en"_s)));
+    const auto second = Outcome<QString>::of(prepared(session(u"de"_s, u"en"_s)));
     QVERIFY(wait([&] { return first->isDone() && second->isDone(); }));
-    QCOMPARE(translation(u"de"_qs, u"en"_qs, u"danke"_qs), u"thanks"_qs);
-    QCOMPARE(uses(u"de-en"_qs), 1);
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
+    QCOMPARE(uses(u"de-en"_s), 1);
 }
 
 void NeuralEngineTest::whatMayBeUsedSoonIsLoaded() {
-    install(u"de-en"_qs);
-    m_engine->warm(u"de"_qs, u"en"_qs);
+    install(u"de-en"_s);
+    m_engine->warm(u"de"_s, u"en"_s);
     QVERIFY(wait([&] { return m_queue->delayedCount() == 1; })); // which will give it back
-    const auto outcome = Outcome<QString>::of(prepared(session(u"de"_qs, u"en"_qs)));
+    const auto outcome = Outcome<QString>::of(prepared(session(u"de"_s, u"en"_s)));
     QVERIFY(outcome->isDone());
-    QCOMPARE(uses(u"de-en"_qs), 1);
+    QCOMPARE(uses(u"de-en"_s), 1);
 }
 
 void NeuralEngineTest::bothHalvesOfAWayAreLoaded() {
-    install(u"de-en"_qs);
-    install(u"en-fr"_qs);
-    m_engine->warm(u"de"_qs, u"fr"_qs);
+    install(u"de-en"_s);
+    install(u"en-fr"_s);
+    m_engine->warm(u"de"_s, u"fr"_s);
     QVERIFY(wait([&] { return m_queue->delayedCount() == 2; }));
-    QVERIFY(Outcome<QString>::of(prepared(session(u"de"_qs, u"fr"_qs)))->isDone());
+    QVERIFY(Outcome<QString>::of(prepared(session(u"de"_s, u"fr"_s)))->isDone());
 }
 
 void NeuralEngineTest::whatIsNotInstalledIsNotLoadedNorAskedFor() {
     m_consent->seatPerson(DownloadAnswer::download);
-    m_engine->warm(u"de"_qs, u"en"_qs);
-    m_engine->warm(u"fr"_qs, u"de"_qs);
+    m_engine->warm(u"de"_s, u"en"_s);
+    m_engine->warm(u"fr"_s, u"de"_s);
     m_queue->run();
     QCOMPARE(m_log.calls(), QStringList());
 }
 
 void NeuralEngineTest::whatCannotBeLoadedSoonIsChecked() {
-    install(u"de-en"_qs);
-    m_store->damageSecretly(u"de-en"_qs, u"It is not what was installed."_qs);
-    QVERIFY(QFile::resize(m_folder->filePath(u"de-en/model.xxyy.intgemm.alphas.bin"_qs), 1000));
-    m_engine->warm(u"de"_qs, u"en"_qs);
-    QVERIFY(wait([&] { return m_store->state(u"de-en"_qs).presence == ModelState::Presence::damaged; }));
+    install(u"de-en"_s);
+    m_store->damageSecretly(u"de-en"_s, u"It is not what was installed."_s);
+    QVERIFY(QFile::resize(m_folder->filePath(u"de-en/model.xxyy.intgemm.alphas.bin"_s), 1000));
+    m_engine->warm(u"de"_s, u"en"_s);
+    QVERIFY(wait([&] { return m_store->state(u"de-en"_s).presence == ModelState::Presence::damaged; }));
 }
 
 void NeuralEngineTest::aModelThatNobodyKnowsIsAnErrorAndLeavesNothing() {
     NeuralModels models(*m_store, *m_queue);
-    const auto outcome = Outcome<NeuralModels::Translator>::of(models.loaded(u"fr-de"_qs));
-    QCOMPARE(outcome->error(), u"There is no model \"fr-de\"."_qs);
+    const auto outcome = Outcome<NeuralModels::Translator>::of(models.loaded(u"fr-de"_s));
+    QCOMPARE(outcome->error(), u"There is no model \"fr-de\"."_s);
     ModelDescription description;
-    description.id = u"fr-de"_qs;
+    description.id = u"fr-de"_s;
     m_store->offer(description);
     m_queue->run(); // the models hear of it, and of their end
 }
 
 void NeuralEngineTest::aModelThatIsInNoCatalogAnyMoreIsAnError() {
-    install(u"fr-de"_qs);
+    install(u"fr-de"_s);
     NeuralModels models(*m_store, *m_queue);
-    const auto outcome = Outcome<NeuralModels::Translator>::of(models.loaded(u"fr-de"_qs));
-    QCOMPARE(outcome->error(), u"There is no model \"fr-de\"."_qs);
+    const auto outcome = Outcome<NeuralModels::Translator>::of(models.loaded(u"fr-de"_s));
+    QCOMPARE(outcome->error(), u"There is no model \"fr-de\"."_s);
 }
 
 void NeuralEngineTest::afterTenIdleMinutesMemoryIsGivenBack() {
-    install(u"de-en"_qs);
-    QCOMPARE(translation(u"de"_qs, u"en"_qs, u"danke"_qs), u"thanks"_qs);
+    install(u"de-en"_s);
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
     m_queue->advance(std::chrono::minutes(10) - std::chrono::milliseconds(1));
-    QVERIFY(Outcome<QString>::of(prepared(session(u"de"_qs, u"en"_qs)))->isDone()); // and begins anew
+    QVERIFY(Outcome<QString>::of(prepared(session(u"de"_s, u"en"_s)))->isDone()); // and begins anew
     m_queue->advance(std::chrono::minutes(10));
-    m_engine->warm(u"de"_qs, u"en"_qs);
-    QCOMPARE(uses(u"de-en"_qs), 2);
+    m_engine->warm(u"de"_s, u"en"_s);
+    QCOMPARE(uses(u"de-en"_s), 2);
     QVERIFY(wait([&] { return m_queue->delayedCount() == 1; }));
-    QCOMPARE(translation(u"de"_qs, u"en"_qs, u"danke"_qs), u"thanks"_qs);
-    QCOMPARE(uses(u"de-en"_qs), 2);
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
+    QCOMPARE(uses(u"de-en"_s), 2);
 }
 
 void NeuralEngineTest::whatIsUsedMeanwhileStays() {
-    install(u"de-en"_qs);
+    install(u"de-en"_s);
     for (int i = 0; i < 3; ++i) {
-        QCOMPARE(translation(u"de"_qs, u"en"_qs, u"danke"_qs), u"thanks"_qs);
+        QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
         m_queue->advance(std::chrono::minutes(9));
     }
-    QCOMPARE(uses(u"de-en"_qs), 1);
+    QCOMPARE(uses(u"de-en"_s), 1);
 }
 
 void NeuralEngineTest::aNewVersionTakesThePlaceOfTheOldOne() {
-    install(u"de-en"_qs);
-    QCOMPARE(translation(u"de"_qs, u"en"_qs, u"danke"_qs), u"thanks"_qs);
-    const QString folder = m_folder->filePath(u"new"_qs);
+    install(u"de-en"_s);
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
+    const QString folder = m_folder->filePath(u"new"_s);
     QVERIFY(QDir().mkpath(folder));
     writePublishedModel(folder.toStdString(), {{"danke", "cheers"}});
-    m_store->place(u"de-en"_qs, u"2"_qs, folder);
+    m_store->place(u"de-en"_s, u"2"_s, folder);
     m_queue->run();
-    QCOMPARE(translation(u"de"_qs, u"en"_qs, u"danke"_qs), u"cheers"_qs);
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"cheers"_s);
 }
 
 void NeuralEngineTest::aHundredTranslationsInARowTakeNoMemory() {
-    install(u"de-en"_qs);
-    install(u"en-fr"_qs);
-    const QString text = u"Das ist ein Test. hallo und danke "_qs.repeated(10);
-    const QString expected = translation(u"de"_qs, u"fr"_qs, text);
+    install(u"de-en"_s);
+    install(u"en-fr"_s);
+    const QString text = u"Das ist ein Test. hallo und danke "_s.repeated(10);
+    const QString expected = translation(u"de"_s, u"fr"_s, text);
     for (int i = 0; i < 20; ++i)
-        translation(u"de"_qs, u"fr"_qs, text);
+        translation(u"de"_s, u"fr"_s, text);
     const std::size_t before = residentBytes();
     for (int i = 0; i < 100; ++i)
-        QCOMPARE(translation(u"de"_qs, u"fr"_qs, text), expected);
+        QCOMPARE(translation(u"de"_s, u"fr"_s, text), expected);
     const auto grown = std::ptrdiff_t(residentBytes()) - std::ptrdiff_t(before);
     qInfo("%td kB more after 100 translations", grown / 1024);
     QVERIFY(grown < 2 << 20);
-    QCOMPARE(uses(u"de-en"_qs), 1);
+    QCOMPARE(uses(u"de-en"_s), 1);
 }
 
 void NeuralEngineTest::whatIsAroundTheModelStaysWhole_data() {
@@ -540,24 +541,23 @@ void NeuralEngineTest::whatIsAroundTheModelStaysWhole_data() {
     QTest::addColumn<QString>("translation");
     const auto row = [](const char *name, const QString &source, const QString &text,
                         const QString &translation) { QTest::newRow(name) << source << text << translation; };
-    row("a lone word", u"de"_qs, u"Straße"_qs, u"street"_qs);
-    row("sharp s in capitals", u"de"_qs, u"STRASSE und Straße"_qs, u"STRASSE and street"_qs);
-    row("a transcript of several sentences", u"de"_qs,
-        u"hallo das ist ein Test und das ist ein Test danke danke"_qs,
-        u"hello this is a test and this is a test thanks thanks"_qs);
-    row("names and numbers", u"de"_qs, u"Łukasz Müller ist 42 und das ist 3,14."_qs,
-        u"Łukasz Müller is 42 and this is 3,14."_qs);
-    row("in the target language already", u"de"_qs, u"this is a test, thanks"_qs,
-        u"this is a test, thanks"_qs);
-    row("white space", u"de"_qs, u"\t hallo  \n\n danke \n"_qs, u"\t hello  \n\n thanks \n"_qs);
-    row("dotted and dotless i", u"tr"_qs, u"İstanbul ılık ve Iğdır ıssız"_qs,
-        u"Istanbul warm and Iğdır ıssız"_qs);
-    row("Arabic digits", u"ar"_qs, u"مرحبا ١٢٣ شكرا"_qs, u"hello ١٢٣ thanks"_qs);
-    row("Thai without spaces", u"th"_qs, u"สวัสดีครับขอบคุณ"_qs, u"helloครับขอบคุณ"_qs);
-    row("Thai with spaces", u"th"_qs, u"สวัสดี ขอบคุณ"_qs, u"hello thanks"_qs);
-    row("full-width forms", u"ja"_qs, u"ＡＢＣ１２３！ 感謝"_qs, u"ＡＢＣ１２３！ thanks"_qs);
-    row("emoji", u"de"_qs, u"danke 👩‍👩‍👧 und 🇩🇪 danke"_qs,
-        u"thanks 👩‍👩‍👧 and 🇩🇪 thanks"_qs);
+    row("a lone word", u"de"_s, u"Straße"_s, u"street"_s);
+    row("sharp s in capitals", u"de"_s, u"STRASSE und Straße"_s, u"STRASSE and street"_s);
+    row("a transcript of several sentences", u"de"_s,
+        u"hallo das ist ein Test und das ist ein Test danke danke"_s,
+        u"hello this is a test and this is a test thanks thanks"_s);
+    row("names and numbers", u"de"_s, u"Łukasz Müller ist 42 und das ist 3,14."_s,
+        u"Łukasz Müller is 42 and this is 3,14."_s);
+    row("in the target language already", u"de"_s, u"this is a test, thanks"_s, u"this is a test, thanks"_s);
+    row("white space", u"de"_s, u"\t hallo  \n\n danke \n"_s, u"\t hello  \n\n thanks \n"_s);
+    row("dotted and dotless i", u"tr"_s, u"İstanbul ılık ve Iğdır ıssız"_s,
+        u"Istanbul warm and Iğdır ıssız"_s);
+    row("Arabic digits", u"ar"_s, u"مرحبا ١٢٣ شكرا"_s, u"hello ١٢٣ thanks"_s);
+    row("Thai without spaces", u"th"_s, u"สวัสดีครับขอบคุณ"_s, u"helloครับขอบคุณ"_s);
+    row("Thai with spaces", u"th"_s, u"สวัสดี ขอบคุณ"_s, u"hello thanks"_s);
+    row("full-width forms", u"ja"_s, u"ＡＢＣ１２３！ 感謝"_s, u"ＡＢＣ１２３！ thanks"_s);
+    row("emoji", u"de"_s, u"danke 👩‍👩‍👧 und 🇩🇪 danke"_s,
+        u"thanks 👩‍👩‍👧 and 🇩🇪 thanks"_s);
 }
 
 void NeuralEngineTest::whatIsAroundTheModelStaysWhole() {
@@ -566,13 +566,13 @@ void NeuralEngineTest::whatIsAroundTheModelStaysWhole() {
     QFETCH(const QString, translation);
     Dictionary german = germanToEnglish();
     german.emplace_back("Straße", "street");
-    offer(u"de-en"_qs, german);
-    offer(u"tr-en"_qs, {{"İstanbul", "Istanbul"}, {"ılık", "warm"}, {"ve", "and"}});
-    offer(u"ar-en"_qs, {{"مرحبا", "hello"}, {"شكرا", "thanks"}});
-    offer(u"th-en"_qs, {{"สวัสดี", "hello"}, {"ขอบคุณ", "thanks"}});
-    offer(u"ja-en"_qs, {{"感謝", "thanks"}});
-    install(source + u"-en"_qs);
-    QCOMPARE(this->translation(source, u"en"_qs, text), translation);
+    offer(u"de-en"_s, german);
+    offer(u"tr-en"_s, {{"İstanbul", "Istanbul"}, {"ılık", "warm"}, {"ve", "and"}});
+    offer(u"ar-en"_s, {{"مرحبا", "hello"}, {"شكرا", "thanks"}});
+    offer(u"th-en"_s, {{"สวัสดี", "hello"}, {"ขอบคุณ", "thanks"}});
+    offer(u"ja-en"_s, {{"感謝", "thanks"}});
+    install(source + u"-en"_s);
+    QCOMPARE(this->translation(source, u"en"_s, text), translation);
 }
 
 QTEST_GUILESS_MAIN(NeuralEngineTest)

@@ -7,6 +7,7 @@
 
 #include <set>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::platform;
 using quillora::test::Outcome;
 using quillora::test::prepared;
@@ -20,11 +21,11 @@ public:
 
     QCoro::Task<> prepareTranslation() override {
         if (m_isBroken)
-            throw quillora::LocalizedError(m_name + u" is broken."_qs);
+            throw quillora::LocalizedError(m_name + u" is broken."_s);
         co_return;
     }
     QCoro::Task<TranslationResponse> translate(QString text) override {
-        TranslationResponse response{m_name + u": "_qs + text};
+        TranslationResponse response{m_name + u": "_s + text};
         co_return response;
     }
 
@@ -56,8 +57,8 @@ private:
 /// Two engines, of which both serve Spanish and the second French.
 struct Engines {
     std::vector<std::unique_ptr<OnDeviceEngine>> all;
-    NamedEngine *first = add(u"first"_qs, {u"es"_qs});
-    NamedEngine *second = add(u"second"_qs, {u"es"_qs, u"fr"_qs});
+    NamedEngine *first = add(u"first"_s, {u"es"_s});
+    NamedEngine *second = add(u"second"_s, {u"es"_s, u"fr"_s});
     OnDeviceTranslators translators{std::move(all)};
 
 private:
@@ -77,54 +78,54 @@ private Q_SLOTS:
     void theFirstEngineThatServesThePairTranslatesIt_data() {
         QTest::addColumn<QString>("target");
         QTest::addColumn<QString>("translation");
-        QTest::newRow("both serve it") << u"es"_qs << u"first: text"_qs;
-        QTest::newRow("the second alone serves it") << u"fr"_qs << u"second: text"_qs;
+        QTest::newRow("both serve it") << u"es"_s << u"first: text"_s;
+        QTest::newRow("the second alone serves it") << u"fr"_s << u"second: text"_s;
     }
     void theFirstEngineThatServesThePairTranslatesIt() {
         QFETCH(const QString, target);
         const auto outcome =
-            Outcome<QString>::of(translated(Engines().translators.session(u"en"_qs, target), u"text"_qs));
+            Outcome<QString>::of(translated(Engines().translators.session(u"en"_s, target), u"text"_s));
         QTEST(outcome->value(), "translation");
     }
 
     void theNextTakesThePlaceOfOneThatTurnsOutNotToBeAbleTo() {
         Engines engines;
         engines.first->isBroken = true;
-        const auto session = engines.translators.session(u"en"_qs, u"es"_qs);
-        QCOMPARE(Outcome<QString>::of(translated(session, u"text"_qs))->value(), u"second: text"_qs);
+        const auto session = engines.translators.session(u"en"_s, u"es"_s);
+        QCOMPARE(Outcome<QString>::of(translated(session, u"text"_s))->value(), u"second: text"_s);
     }
 
     void whereNoneCanTheReasonOfTheFirstCounts() {
         Engines engines;
         engines.first->isBroken = true;
         engines.second->isBroken = true;
-        const auto session = engines.translators.session(u"en"_qs, u"es"_qs);
-        QCOMPARE(Outcome<QString>::of(prepared(session))->error(), u"first is broken."_qs);
+        const auto session = engines.translators.session(u"en"_s, u"es"_s);
+        QCOMPARE(Outcome<QString>::of(prepared(session))->error(), u"first is broken."_s);
     }
 
     void everyPreparationBeginsWithTheFirst() {
         Engines engines;
         engines.first->isBroken = true;
-        const auto session = engines.translators.session(u"en"_qs, u"es"_qs);
+        const auto session = engines.translators.session(u"en"_s, u"es"_s);
         Outcome<QString>::of(prepared(session));
         engines.first->isBroken = false;
-        QCOMPARE(Outcome<QString>::of(translated(session, u"text"_qs))->value(), u"first: text"_qs);
+        QCOMPARE(Outcome<QString>::of(translated(session, u"text"_s))->value(), u"first: text"_s);
     }
 
     void allEnginesAreToldWhatMayBeTranslatedSoon() {
         Engines engines;
-        engines.translators.warm(u"en"_qs, u"es"_qs);
-        QCOMPARE(engines.first->warmed, QStringList{u"en>es"_qs});
-        QCOMPARE(engines.second->warmed, QStringList{u"en>es"_qs});
+        engines.translators.warm(u"en"_s, u"es"_s);
+        QCOMPARE(engines.first->warmed, QStringList{u"en>es"_s});
+        QCOMPARE(engines.second->warmed, QStringList{u"en>es"_s});
     }
 
     void aPairThatNoEngineServesIsNamedInEnglish() {
         const QString reason =
-            u"There is no on-device translation from English to Russian. Choose OpenAI Natural as the engine."_qs;
+            u"There is no on-device translation from English to Russian. Choose OpenAI Natural as the engine."_s;
         Engines engines;
-        const auto session = engines.translators.session(u"en"_qs, u"ru"_qs);
+        const auto session = engines.translators.session(u"en"_s, u"ru"_s);
         QCOMPARE(Outcome<QString>::of(prepared(session))->error(), reason);
-        QCOMPARE(Outcome<QString>::of(translated(session, u"text"_qs))->error(), reason);
+        QCOMPARE(Outcome<QString>::of(translated(session, u"text"_s))->error(), reason);
     }
 };
 

@@ -13,6 +13,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::NotifierStatusItem;
 using test::NotifierTray;
@@ -39,19 +40,19 @@ private Q_SLOTS:
         makeItem();
         QCOMPARE(m_tray->items().size(), 1);
         QVERIFY(m_tray->items().first().startsWith(u"org.kde.StatusNotifierItem-"));
-        QCOMPARE(m_tray->itemProperty(u"Id"_qs), u"org.quillora.Quillora"_qs);
-        QCOMPARE(m_tray->itemProperty(u"Category"_qs), u"ApplicationStatus"_qs);
-        QCOMPARE(m_tray->itemProperty(u"Status"_qs), u"Active"_qs);
-        QCOMPARE(m_tray->itemProperty(u"ItemIsMenu"_qs), false);
+        QCOMPARE(m_tray->itemProperty(u"Id"_s), u"org.quillora.Quillora"_s);
+        QCOMPARE(m_tray->itemProperty(u"Category"_s), u"ApplicationStatus"_s);
+        QCOMPARE(m_tray->itemProperty(u"Status"_s), u"Active"_s);
+        QCOMPARE(m_tray->itemProperty(u"ItemIsMenu"_s), false);
     }
 
     void itIsCalledByItsAccessibilityDescription() {
         makeItem();
-        m_item->setIcon(u"quillora-idle-symbolic"_qs, {}, u"Quillora"_qs);
-        QCOMPARE(m_tray->itemProperty(u"Title"_qs), u"Quillora"_qs);
+        m_item->setIcon(u"quillora-idle-symbolic"_s, {}, u"Quillora"_s);
+        QCOMPARE(m_tray->itemProperty(u"Title"_s), u"Quillora"_s);
         const auto toolTip =
-            qdbus_cast<platform::NotifierToolTip>(m_tray->itemProperty(u"ToolTip"_qs).value<QDBusArgument>());
-        QCOMPARE(toolTip.title, u"Quillora"_qs);
+            qdbus_cast<platform::NotifierToolTip>(m_tray->itemProperty(u"ToolTip"_s).value<QDBusArgument>());
+        QCOMPARE(toolTip.title, u"Quillora"_s);
     }
 
     void itRegistersWithAWatcherThatComesUpLater() {
@@ -109,7 +110,7 @@ private Q_SLOTS:
     }
 
     void withoutABusThereIsNoWatcher() {
-        const auto nowhere = QDBusConnection::connectToBus(u"disabled:"_qs, u"nowhere"_qs);
+        const auto nowhere = QDBusConnection::connectToBus(u"disabled:"_s, u"nowhere"_s);
         const NotifierStatusItem item(nowhere);
         QCOMPARE(item.watcher(), NotifierStatusItem::Watcher::absent);
         QVERIFY(!item.isHosted());
@@ -123,9 +124,9 @@ private Q_SLOTS:
             pixmap.fill(colour);
             drawing.addPixmap(pixmap);
         }
-        m_item->setIcon(u"no-such-icon"_qs, drawing, u"Quillora"_qs);
+        m_item->setIcon(u"no-such-icon"_s, drawing, u"Quillora"_s);
         const auto pixmaps = qdbus_cast<platform::NotifierPixmaps>(
-            m_tray->itemProperty(u"IconPixmap"_qs).value<QDBusArgument>());
+            m_tray->itemProperty(u"IconPixmap"_s).value<QDBusArgument>());
         QCOMPARE(pixmaps.size(), 2);
         for (const auto &pixmap : pixmaps) {
             const QSize size(pixmap.width, pixmap.height);
@@ -138,36 +139,36 @@ private Q_SLOTS:
     void anIconThatIsInstalledIsNamed_data() {
         QTest::addColumn<QString>("name");
         for (const auto *state : {"idle", "recording", "processing"})
-            QTest::newRow(state) << u"quillora-%1-symbolic"_qs.arg(QString::fromLatin1(state));
+            QTest::newRow(state) << u"quillora-%1-symbolic"_s.arg(QString::fromLatin1(state));
     }
     void anIconThatIsInstalledIsNamed() {
         QFETCH(QString, name);
         QIcon::setThemeSearchPaths({QStringLiteral(QUILLORA_ICONS)});
-        QIcon::setThemeName(u"hicolor"_qs);
+        QIcon::setThemeName(u"hicolor"_s);
         makeItem();
-        m_item->setIcon(name, {}, u"Quillora"_qs);
-        QCOMPARE(m_tray->itemProperty(u"IconName"_qs), name);
+        m_item->setIcon(name, {}, u"Quillora"_s);
+        QCOMPARE(m_tray->itemProperty(u"IconName"_s), name);
     }
 
     void anIconThatIsNotInstalledIsNotNamed() {
         makeItem();
-        m_item->setIcon(u"quillora-idle-symbolic"_qs, {}, u"Quillora"_qs);
-        QCOMPARE(m_tray->itemProperty(u"IconName"_qs), QString());
+        m_item->setIcon(u"quillora-idle-symbolic"_s, {}, u"Quillora"_s);
+        QCOMPARE(m_tray->itemProperty(u"IconName"_s), QString());
     }
 
     void aNewIconIsAnnounced() {
         makeItem();
         m_tray->takeItemSignals();
-        m_item->setIcon(u"quillora-recording-symbolic"_qs, {}, u"Quillora"_qs);
+        m_item->setIcon(u"quillora-recording-symbolic"_s, {}, u"Quillora"_s);
         QStringList announced;
-        QTRY_VERIFY((announced += m_tray->takeItemSignals()).contains(u"NewIcon"_qs));
+        QTRY_VERIFY((announced += m_tray->takeItemSignals()).contains(u"NewIcon"_s));
     }
 
     void aClickTellsWhereTheIconIs() {
         makeItem();
         QSignalSpy clicks(m_item.get(), &NotifierStatusItem::activated);
         QVERIFY(!m_item->anchor());
-        m_tray->callItem(u"Activate"_qs, {1200, 12});
+        m_tray->callItem(u"Activate"_s, {1200, 12});
         QCOMPARE(clicks.count(), 1);
         QCOMPARE(m_item->anchor(), std::optional(QRect(1200, 12, 1, 1)));
     }
@@ -175,7 +176,7 @@ private Q_SLOTS:
     void aTrayThatDoesNotKnowWhereTheIconIsTellsNothing() {
         makeItem();
         QSignalSpy clicks(m_item.get(), &NotifierStatusItem::activated);
-        m_tray->callItem(u"Activate"_qs, {0, 0});
+        m_tray->callItem(u"Activate"_s, {0, 0});
         QCOMPARE(clicks.count(), 1);
         QVERIFY(!m_item->anchor());
     }
@@ -185,19 +186,19 @@ private Q_SLOTS:
         QMenu menu;
         fill(menu);
         m_item->setMenu(&menu);
-        QCOMPARE(m_tray->itemProperty(u"Menu"_qs).value<QDBusObjectPath>().path(), u"/MenuBar"_qs);
+        QCOMPARE(m_tray->itemProperty(u"Menu"_s).value<QDBusObjectPath>().path(), u"/MenuBar"_s);
 
-        const auto answer = m_tray->callMenu(u"GetLayout"_qs, {0, -1, QStringList()});
+        const auto answer = m_tray->callMenu(u"GetLayout"_s, {0, -1, QStringList()});
         QCOMPARE(answer.size(), 2);
         const auto layout = qdbus_cast<platform::MenuLayout>(answer.at(1).value<QDBusArgument>());
         QCOMPARE(layout.id, 0);
         QCOMPARE(layout.children.size(), 3);
-        QCOMPARE(layout.children.at(0).properties.value(u"label"_qs), u"Start"_qs);
-        QCOMPARE(layout.children.at(0).properties.value(u"enabled"_qs), true);
-        QCOMPARE(layout.children.at(1).properties.value(u"type"_qs), u"separator"_qs);
-        QCOMPARE(layout.children.at(2).properties.value(u"label"_qs), u"_Login__item & more"_qs);
-        QCOMPARE(layout.children.at(2).properties.value(u"toggle-type"_qs), u"checkmark"_qs);
-        QCOMPARE(layout.children.at(2).properties.value(u"toggle-state"_qs), 0);
+        QCOMPARE(layout.children.at(0).properties.value(u"label"_s), u"Start"_s);
+        QCOMPARE(layout.children.at(0).properties.value(u"enabled"_s), true);
+        QCOMPARE(layout.children.at(1).properties.value(u"type"_s), u"separator"_s);
+        QCOMPARE(layout.children.at(2).properties.value(u"label"_s), u"_Login__item & more"_s);
+        QCOMPARE(layout.children.at(2).properties.value(u"toggle-type"_s), u"checkmark"_s);
+        QCOMPARE(layout.children.at(2).properties.value(u"toggle-state"_s), 0);
     }
 
     void anotherMenuTakesThePlaceOfTheFirst() {
@@ -205,11 +206,11 @@ private Q_SLOTS:
         QMenu first, second;
         fill(first);
         fill(second);
-        second.actions().first()->setText(u"Another"_qs);
+        second.actions().first()->setText(u"Another"_s);
         m_item->setMenu(&first);
         m_item->setMenu(&second);
-        const auto label = m_tray->callMenu(u"GetProperty"_qs, {1, u"label"_qs});
-        QCOMPARE(label.value(0).value<QDBusVariant>().variant(), u"Another"_qs);
+        const auto label = m_tray->callMenu(u"GetProperty"_s, {1, u"label"_s});
+        QCOMPARE(label.value(0).value<QDBusVariant>().variant(), u"Another"_s);
     }
 
     void aTrayThatCannotShowTheMenuHasItShown() {
@@ -217,7 +218,7 @@ private Q_SLOTS:
         QMenu menu;
         fill(menu);
         m_item->setMenu(&menu);
-        m_tray->callItem(u"ContextMenu"_qs, {100, 100});
+        m_tray->callItem(u"ContextMenu"_s, {100, 100});
         QVERIFY(menu.isVisible());
     }
 
@@ -231,7 +232,7 @@ private Q_SLOTS:
         QTRY_COMPARE(triggers.count(), 1);
         clickMenu(3);
         QTRY_VERIFY(menu.actions().last()->isChecked());
-        const auto state = m_tray->callMenu(u"GetProperty"_qs, {3, u"toggle-state"_qs});
+        const auto state = m_tray->callMenu(u"GetProperty"_s, {3, u"toggle-state"_s});
         QCOMPARE(state.value(0).value<QDBusVariant>().variant(), 1);
     }
 
@@ -240,11 +241,11 @@ private Q_SLOTS:
         QMenu menu;
         fill(menu);
         m_item->setMenu(&menu);
-        const QString connectionName = u"clicks"_qs;
+        const QString connectionName = u"clicks"_s;
         const auto tray = QDBusConnection::connectToBus(m_bus->address(), connectionName);
-        auto click = QDBusMessage::createMethodCall(m_tray->items().last(), u"/MenuBar"_qs,
-                                                    u"com.canonical.dbusmenu"_qs, u"Event"_qs);
-        click << 1 << u"clicked"_qs << QVariant::fromValue(QDBusVariant(0)) << 0u;
+        auto click = QDBusMessage::createMethodCall(m_tray->items().last(), u"/MenuBar"_s,
+                                                    u"com.canonical.dbusmenu"_s, u"Event"_s);
+        click << 1 << u"clicked"_s << QVariant::fromValue(QDBusVariant(0)) << 0u;
         const QDBusPendingCall answer = tray.asyncCall(click);
         std::optional<bool> wasAnswered;
         // None comes for as long as the click is being dealt with.
@@ -262,7 +263,7 @@ private Q_SLOTS:
         fill(menu);
         m_item->setMenu(&menu);
         QSignalSpy triggers(menu.actions().first(), &QAction::triggered);
-        m_tray->callMenu(u"Event"_qs, {1, u"hovered"_qs, QVariant::fromValue(QDBusVariant(0)), 0u});
+        m_tray->callMenu(u"Event"_s, {1, u"hovered"_s, QVariant::fromValue(QDBusVariant(0)), 0u});
         QCoreApplication::processEvents();
         QCOMPARE(triggers.count(), 0);
     }
@@ -273,7 +274,7 @@ private Q_SLOTS:
         fill(menu);
         m_item->setMenu(&menu);
         const auto answer =
-            m_tray->callMenu(u"AboutToShowGroup"_qs, {QVariant::fromValue(QList<int>{0, 1, 9})});
+            m_tray->callMenu(u"AboutToShowGroup"_s, {QVariant::fromValue(QList<int>{0, 1, 9})});
         QCOMPARE(answer.size(), 2);
         QCOMPARE(qdbus_cast<QList<int>>(answer.at(1)), QList<int>{9});
     }
@@ -283,10 +284,10 @@ private Q_SLOTS:
         QMenu menu;
         fill(menu);
         m_item->setMenu(&menu);
-        connect(&menu, &QMenu::aboutToShow, &menu, [&] { menu.actions().first()->setText(u"Stop"_qs); });
-        m_tray->callMenu(u"AboutToShow"_qs, {0});
-        const auto label = m_tray->callMenu(u"GetProperty"_qs, {1, u"label"_qs});
-        QCOMPARE(label.value(0).value<QDBusVariant>().variant(), u"Stop"_qs);
+        connect(&menu, &QMenu::aboutToShow, &menu, [&] { menu.actions().first()->setText(u"Stop"_s); });
+        m_tray->callMenu(u"AboutToShow"_s, {0});
+        const auto label = m_tray->callMenu(u"GetProperty"_s, {1, u"label"_s});
+        QCOMPARE(label.value(0).value<QDBusVariant>().variant(), u"Stop"_s);
     }
 
     void aChangedActionIsAnnounced() {
@@ -294,9 +295,9 @@ private Q_SLOTS:
         QMenu menu;
         fill(menu);
         m_item->setMenu(&menu);
-        auto bus = QDBusConnection::connectToBus(m_bus->address(), u"listener"_qs);
+        auto bus = QDBusConnection::connectToBus(m_bus->address(), u"listener"_s);
         m_menuUpdates.clear();
-        bus.connect({}, u"/MenuBar"_qs, u"com.canonical.dbusmenu"_qs, u"ItemsPropertiesUpdated"_qs, this,
+        bus.connect({}, u"/MenuBar"_s, u"com.canonical.dbusmenu"_s, u"ItemsPropertiesUpdated"_s, this,
                     SLOT(recordMenuUpdate(QDBusMessage)));
         menu.actions().first()->setEnabled(false);
         QTRY_COMPARE(m_menuUpdates.size(), 1);
@@ -304,8 +305,8 @@ private Q_SLOTS:
             m_menuUpdates.first().arguments().first().value<QDBusArgument>());
         QCOMPARE(updated.size(), 1);
         QCOMPARE(updated.first().id, 1);
-        QCOMPARE(updated.first().properties.value(u"enabled"_qs), false);
-        QDBusConnection::disconnectFromBus(u"listener"_qs);
+        QCOMPARE(updated.first().properties.value(u"enabled"_s), false);
+        QDBusConnection::disconnectFromBus(u"listener"_s);
     }
 
     void afterItsEndTheItemHasLeftTheBus() {
@@ -332,9 +333,9 @@ private:
     }
 
     static void fill(QMenu &menu) {
-        menu.addAction(u"Start"_qs);
+        menu.addAction(u"Start"_s);
         menu.addSeparator();
-        menu.addAction(u"&Login_item && more"_qs)->setCheckable(true);
+        menu.addAction(u"&Login_item && more"_s)->setCheckable(true);
     }
 
     void makeItem() {
@@ -343,7 +344,7 @@ private:
     }
 
     void clickMenu(int id) {
-        m_tray->callMenu(u"Event"_qs, {id, u"clicked"_qs, QVariant::fromValue(QDBusVariant(0)), 0u});
+        m_tray->callMenu(u"Event"_s, {id, u"clicked"_s, QVariant::fromValue(QDBusVariant(0)), 0u});
     }
 
     std::optional<test::PrivateSessionBus> m_bus;

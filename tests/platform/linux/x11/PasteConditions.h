@@ -7,6 +7,8 @@
 
 namespace quillora::test {
 
+using namespace Qt::StringLiterals;
+
 /// A keyboard layout that a paste has to work under.
 struct Layout {
     QByteArray name;
@@ -24,10 +26,10 @@ struct Layout {
 
     static QList<Layout> all() {
         return {
-            {"us", {u"us"_qs}},
-            {"us,ru in its second group", {u"us,ru"_qs}, 1},
-            {"de", {u"de"_qs}},
-            {"dvorak", {u"us"_qs, u"dvorak"_qs}, 0, 60, 47},
+            {"us", {u"us"_s}},
+            {"us,ru in its second group", {u"us,ru"_s}, 1},
+            {"de", {u"de"_s}},
+            {"dvorak", {u"us"_s, u"dvorak"_s}, 0, 60, 47},
         };
     }
 };

@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::X11Connection;
 using platform::X11Events;
@@ -21,7 +22,7 @@ Q_DECLARE_METATYPE(TestWindow::Properties)
 
 namespace {
 
-const QString showWindowArgument = u"--show-window"_qs;
+const QString showWindowArgument = u"--show-window"_s;
 
 /// A window of a program that is set up as this one is; never returns while the display lasts.
 int showWindow(int argc, char **argv) {
@@ -49,7 +50,7 @@ private Q_SLOTS:
 
     void theFrontmostApplicationIsKnownByTheClassOfItsWindow() {
         const auto window = shownWindow({"Editor", {}});
-        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"Editor"_qs));
+        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"Editor"_s));
     }
 
     void aWindowWithoutAClassIsAnApplicationWithoutAnIdentifier() {
@@ -144,7 +145,7 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         const auto inFront = shownWindow({"In front", 3, false, "here"});
         closed->close();
-        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_s});
     }
 
     void windowsThatSayNothingOfTheirProgramDoNotStandInForOneAnother() {
@@ -153,7 +154,7 @@ private Q_SLOTS:
         const auto application = m_workspace->frontmostApplication();
         const auto inFront = shownWindow({"In front", {}});
         closed->close();
-        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_s});
     }
 
     void aWindowThatItsProgramHasHiddenIsStoodInForByAnother() {
@@ -176,7 +177,7 @@ private Q_SLOTS:
         hidden->hide();
         QTRY_VERIFY(!hidden->isManaged());
         closed->close();
-        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_s});
         QVERIFY(!hidden->isViewable());
     }
 
@@ -189,7 +190,7 @@ private Q_SLOTS:
         bringInFront(*target);
         inFront->activate();
         QTRY_VERIFY(inFront->isActive());
-        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_s});
     }
 
     /// A program that ends and starts again in a sandbox has the number of its process again, too.
@@ -201,7 +202,7 @@ private Q_SLOTS:
         bringInFront(*target);
         inFront->activate();
         QTRY_VERIFY(inFront->isActive());
-        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_qs});
+        QCOMPARE(broughtForwardBy(*application), QStringList{u"Later"_s});
     }
 
     void aWindowThatChangesItsClassIsStillItself() {
@@ -232,7 +233,7 @@ private Q_SLOTS:
         m_connection->sync();
         QVERIFY(other->isActive());
         QVERIFY(m_connection->isUsable());
-        QCOMPARE(application->bundleIdentifier(), std::optional(u"Target"_qs));
+        QCOMPARE(application->bundleIdentifier(), std::optional(u"Target"_s));
     }
 
     void anApplicationOutlivesTheConnection() {
@@ -242,7 +243,7 @@ private Q_SLOTS:
         m_events.reset();
         m_connection.reset();
         application->activate({});
-        QCOMPARE(application->bundleIdentifier(), std::optional(u"Target"_qs));
+        QCOMPARE(application->bundleIdentifier(), std::optional(u"Target"_s));
     }
 
     void anOverrideRedirectWindowIsNoActivation() {
@@ -251,14 +252,14 @@ private Q_SLOTS:
             activated += application->bundleIdentifier().value_or(QString());
         });
         const auto target = shownWindow({"Target", {}});
-        QTRY_COMPARE(activated, QStringList{u"Target"_qs});
+        QTRY_COMPARE(activated, QStringList{u"Target"_s});
         TestWindow menu(m_display->name(), {"Menu", {}, true});
         menu.show();
         menu.takeFocus();
         QTRY_VERIFY(menu.hasFocus());
         m_connection->sync();
         QCoreApplication::processEvents();
-        QCOMPARE(activated, QStringList{u"Target"_qs});
+        QCOMPARE(activated, QStringList{u"Target"_s});
     }
 
     void anOverrideRedirectWindowHasTheKeyboardWithoutAWindowManager() {
@@ -267,7 +268,7 @@ private Q_SLOTS:
         menu.show();
         menu.takeFocus();
         QTRY_VERIFY(menu.hasFocus());
-        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"Menu"_qs));
+        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"Menu"_s));
     }
 
     void aWindowManagerThatDiedIsNotAsked() {
@@ -277,7 +278,7 @@ private Q_SLOTS:
         QTRY_VERIFY(first->isViewable());
         first->takeFocus();
         QTRY_VERIFY(first->hasFocus());
-        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"First"_qs));
+        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"First"_s));
     }
 
     void withoutAWindowManagerTheKeyboardTells() {
@@ -287,7 +288,7 @@ private Q_SLOTS:
         window.show();
         window.takeFocus();
         QTRY_VERIFY(window.hasFocus());
-        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"Target"_qs));
+        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"Target"_s));
     }
 
     void withoutAWindowManagerTheKeyboardMayFollowThePointer() {
@@ -298,7 +299,7 @@ private Q_SLOTS:
         xcb_warp_pointer(hand.xcb(), XCB_NONE, window.id(), 0, 0, 0, 0, 20, 20);
         hand.sync();
         QTRY_VERIFY(m_workspace->frontmostApplication());
-        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"Target"_qs));
+        QCOMPARE(m_workspace->frontmostApplication()->bundleIdentifier(), std::optional(u"Target"_s));
     }
 
     void withoutAWindowManagerAWindowGetsTheKeyboard() {
@@ -350,7 +351,7 @@ private Q_SLOTS:
         target.takeFocus();
         QTRY_VERIFY(target.hasFocus());
         const auto application = m_workspace->frontmostApplication();
-        QCOMPARE(application->bundleIdentifier(), std::optional(u"Target"_qs));
+        QCOMPARE(application->bundleIdentifier(), std::optional(u"Target"_s));
         TestWindow other(m_display->name(), {"Other", {}});
         other.show();
         other.takeFocus();
@@ -409,7 +410,7 @@ private:
         application.activate({});
         m_connection->sync();
         const auto later = shownWindow({"Later", {}});
-        ChildProcess::waitUntil([&] { return activated.contains(u"Later"_qs); });
+        ChildProcess::waitUntil([&] { return activated.contains(u"Later"_s); });
         return activated;
     }
 
@@ -430,13 +431,13 @@ private:
     }
 
     std::unique_ptr<test::Daemon> startSimpleWindowManager() {
-        const QString path = m_display->folder() + u"/twmrc"_qs;
+        const QString path = m_display->folder() + u"/twmrc"_s;
         QFile settings(path);
         if (settings.open(QFile::WriteOnly))
             settings.write("RandomPlacement\nTitleFont \"fixed\"\nMenuFont \"fixed\"\nIconFont \"fixed\"\n"
                            "ResizeFont \"fixed\"\nIconManagerFont \"fixed\"\n");
         settings.close();
-        return m_display->startDaemon(u"twm"_qs, {u"-f"_qs, path});
+        return m_display->startDaemon(u"twm"_s, {u"-f"_s, path});
     }
 
     std::unique_ptr<VirtualDisplay> m_display;

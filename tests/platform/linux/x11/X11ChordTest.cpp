@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::ChildProcess;
 using test::TestKeyboard;
@@ -157,16 +158,16 @@ private Q_SLOTS:
     }
 
     void aLayoutWithoutVGetsTheKeyAtItsPosition() {
-        m_display.setLayout({u"ru"_qs});
+        m_display.setLayout({u"ru"_s});
         paste();
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
     }
 
     void controlMovedToAnotherKeyIsFound() {
-        m_display.setLayout({u"us"_qs, u"-option"_qs, u"ctrl:swapcaps"_qs});
+        m_display.setLayout({u"us"_s, u"-option"_s, u"ctrl:swapcaps"_s});
         paste();
         const bool arrived = waitForChord(keyOfV, XCB_MOD_MASK_CONTROL);
-        m_display.setLayout({u"us"_qs, u"-option"_qs});
+        m_display.setLayout({u"us"_s, u"-option"_s});
         QVERIFY(arrived);
     }
 
@@ -356,7 +357,7 @@ private Q_SLOTS:
     void theHotkeyHeldThroughAChordTypesNothing_data() { addKeyboards(); }
     void theHotkeyHeldThroughAChordTypesNothing() {
         useKeyboard();
-        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"50"_qs, u"50"_qs});
+        m_display.run(u"xset"_s, {u"r"_s, u"rate"_s, u"50"_s, u"50"_s});
         registerHotKeyAndHoldIt();
         m_window->takeKeys();
         paste();
@@ -368,7 +369,7 @@ private Q_SLOTS:
                 return spaces > 0;
             },
             500); // ten times what the first repetition takes
-        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs});
+        m_display.run(u"xset"_s, {u"r"_s, u"rate"_s});
         QCOMPARE(spaces, 0);
     }
 
@@ -445,7 +446,7 @@ private:
     }
     uint8_t deviceOfTheUser() const {
         const auto number =
-            m_display.run(u"xinput"_qs, {u"list"_qs, u"--id-only"_qs, u"Xvfb keyboard"_qs}).trimmed();
+            m_display.run(u"xinput"_s, {u"list"_s, u"--id-only"_s, u"Xvfb keyboard"_s}).trimmed();
         return static_cast<uint8_t>(number.toUShort());
     }
 
@@ -504,8 +505,8 @@ private:
         return std::ranges::count(keys, key) != 0;
     }
 
-    static inline const QString hotKeyPressed = u"pressed"_qs;
-    static inline const QString hotKeyReleased = u"released"_qs;
+    static inline const QString hotKeyPressed = u"pressed"_s;
+    static inline const QString hotKeyReleased = u"released"_s;
     static QStringList pressAndRelease() { return {hotKeyPressed, hotKeyReleased}; }
 
     void registerHotKey(const AppHotKey &combination = AppHotKey::defaultValue) {

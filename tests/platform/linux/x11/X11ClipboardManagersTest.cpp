@@ -8,6 +8,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 using Answer = SelectionRequestor::Answer;
@@ -39,7 +41,7 @@ private Q_SLOTS:
         QFETCH(QStringList, command);
         m_display = std::make_unique<VirtualDisplay>();
         m_clipboard = std::make_unique<SelectionRequestor>(m_display->name(), "CLIPBOARD");
-        m_manager = m_display->startDaemon(u"dbus-run-session"_qs, QStringList(u"--"_qs) + command);
+        m_manager = m_display->startDaemon(u"dbus-run-session"_s, QStringList(u"--"_s) + command);
         m_desktop = std::make_unique<DesktopWithClipboard>(m_display->name());
     }
     void cleanup() {
@@ -57,7 +59,7 @@ private Q_SLOTS:
             return isRecorded({{.target = "image/x-test", .data = "\x89not text"},
                                {.target = "UTF8_STRING", .data = "caption"}});
         }));
-        paste(u"dictated"_qs);
+        paste(u"dictated"_s);
         const QByteArrayList before{"image/x-test", "UTF8_STRING"};
         QVERIFY(!happensSoon([&] { return m_clipboard->targets() != before; }));
         QCOMPARE(m_clipboard->ask("image/x-test")->data, "\x89not text");
@@ -70,14 +72,14 @@ private Q_SLOTS:
         m_desktop->x11->restore(nothing());
         QTRY_VERIFY(m_clipboard->targets().isEmpty());
         QVERIFY(!happensSoon([&] { return !m_clipboard->targets().isEmpty(); }));
-        paste(u"dictated"_qs);
+        paste(u"dictated"_s);
         QVERIFY(!happensSoon([&] { return !m_clipboard->targets().isEmpty(); }));
     }
 
     void aCopyOutlivesTheProgram_data() { keepers(); }
     void aCopyOutlivesTheProgram() {
         QVERIFY(awaitKeeper());
-        PasteboardInserter().copy(u"copied"_qs);
+        PasteboardInserter().copy(u"copied"_s);
         m_desktop->x11->handOver();
         m_desktop->x11.reset();
         QTRY_COMPARE(pasted(), "copied");
@@ -88,7 +90,7 @@ private Q_SLOTS:
         QVERIFY(awaitKeeper());
         const QByteArray image(2'000'000, 'p');
         put({{.target = "image/x-test", .data = image}, {.target = "UTF8_STRING", .data = "caption"}});
-        paste(u"dictated"_qs);
+        paste(u"dictated"_s);
         m_desktop->x11->handOver();
         m_desktop->x11.reset();
         QTRY_COMPARE(pasted(), "caption");
@@ -101,8 +103,8 @@ private Q_SLOTS:
     void whatAPasteHasNotGivenBackYetOutlivesTheProgram() {
         QVERIFY(awaitKeeper());
         put({{.target = "UTF8_STRING", .data = "caption"}});
-        QVERIFY(PasteboardInserter().paste(u"one"_qs, nullptr));
-        QVERIFY(PasteboardInserter().paste(u"two"_qs, nullptr));
+        QVERIFY(PasteboardInserter().paste(u"one"_s, nullptr));
+        QVERIFY(PasteboardInserter().paste(u"two"_s, nullptr));
         QCOMPARE(pasted(), "two");
         m_desktop->x11->handOver();
         m_desktop.reset();
@@ -112,7 +114,7 @@ private Q_SLOTS:
     void aTextThatAPasteHasNotTakenAwayYetDoesNotOutliveTheProgram_data() { keepers(); }
     void aTextThatAPasteHasNotTakenAwayYetDoesNotOutliveTheProgram() {
         QVERIFY(awaitKeeper());
-        QVERIFY(PasteboardInserter().paste(u"dictated"_qs, nullptr));
+        QVERIFY(PasteboardInserter().paste(u"dictated"_s, nullptr));
         m_desktop->x11->handOver();
         m_desktop.reset();
         QVERIFY(!happensSoon([&] { return !m_clipboard->targets().isEmpty(); }));
@@ -122,7 +124,7 @@ private Q_SLOTS:
     void whatAnotherProgramHasCopiedMeanwhileStays() {
         QVERIFY(awaitKeeper());
         put({{.target = "UTF8_STRING", .data = "before"}});
-        QVERIFY(PasteboardInserter().paste(u"dictated"_qs, nullptr));
+        QVERIFY(PasteboardInserter().paste(u"dictated"_s, nullptr));
         put({{.target = "UTF8_STRING", .data = "meanwhile"}});
         QTRY_COMPARE(pasted(), "meanwhile");
         m_desktop->x11->handOver();
@@ -139,14 +141,14 @@ private:
     /// Managers that record what they see.
     static void recorders() {
         QTest::addColumn<QStringList>("command");
-        QTest::newRow("copyq") << QStringList{u"copyq"_qs};
-        QTest::newRow("clipman") << QStringList{u"xfce4-clipman"_qs};
+        QTest::newRow("copyq") << QStringList{u"copyq"_s};
+        QTest::newRow("clipman") << QStringList{u"xfce4-clipman"_s};
     }
 
     /// Managers that take the contents over from programs that end.
     static void keepers() {
         QTest::addColumn<QStringList>("command");
-        QTest::newRow("xfsettingsd") << QStringList{u"xfsettingsd"_qs, u"--disable-wm-check"_qs};
+        QTest::newRow("xfsettingsd") << QStringList{u"xfsettingsd"_s, u"--disable-wm-check"_s};
     }
 
     /// Waits until the manager records what appears on the clipboard, and has done with what it does there

@@ -12,6 +12,8 @@
 
 #include <xcb/xfixes.h>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 using namespace std::chrono_literals;
@@ -305,7 +307,7 @@ private Q_SLOTS:
             const SelectionPeer owner(m_display->name(), "CLIPBOARD",
                                       {{.target = "image/png", .data = patterned(1'000'000)}});
             saved = m_pasteboard->save();
-            m_pasteboard->write(u"text"_qs, saved);
+            m_pasteboard->write(u"text"_s, saved);
             QTRY_COMPARE(saved->found(), SavedPasteboard::Found::values);
         }
         m_pasteboard->restore(saved);
@@ -317,13 +319,12 @@ private Q_SLOTS:
 
     void anImageOfAnotherProgramComesBackByteForByte() {
         const auto image = patterned(700'001);
-        auto xclip = runXclip(image, {u"-t"_qs, u"image/png"_qs});
+        auto xclip = runXclip(image, {u"-t"_s, u"image/png"_s});
         pasteOver();
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         QTRY_COMPARE(requestor.targets(), QByteArrayList({"image/png"}));
 
-        ChildProcess reader(u"xclip"_qs,
-                            {u"-selection"_qs, u"clipboard"_qs, u"-t"_qs, u"image/png"_qs, u"-o"_qs},
+        ChildProcess reader(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-t"_s, u"image/png"_s, u"-o"_s},
                             {displaySetting()});
         QVERIFY(ChildProcess::waitUntil([&] { return !reader.isRunning(); }));
         QVERIFY(reader.process().readAllStandardOutput() == image);
@@ -346,7 +347,7 @@ private Q_SLOTS:
     // Owning.
 
     void aTextIsOfferedUnderEveryTargetThatCanCarryIt() {
-        m_pasteboard->write(u"été"_qs, {});
+        m_pasteboard->write(u"été"_s, {});
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         QCOMPARE(requestor.targets(), QByteArrayList({"UTF8_STRING", "text/plain;charset=utf-8", "text/plain",
                                                       "STRING", "TEXT", "COMPOUND_TEXT"}));
@@ -359,7 +360,7 @@ private Q_SLOTS:
     }
 
     void aTextBeyondLatin1IsOfferedAsUnicodeOnly() {
-        m_pasteboard->write(u"駅"_qs, {});
+        m_pasteboard->write(u"駅"_s, {});
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         QCOMPARE(requestor.targets(),
                  QByteArrayList({"UTF8_STRING", "text/plain;charset=utf-8", "text/plain", "TEXT"}));
@@ -368,7 +369,7 @@ private Q_SLOTS:
     }
 
     void theTargetsOfEveryOwnerAreAnswered() {
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         const auto targets = requestor.ask("TARGETS");
         QVERIFY(targets.has_value());
@@ -384,7 +385,7 @@ private Q_SLOTS:
     }
 
     void severalTargetsAreAnsweredAtOnce() {
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         const auto answers = requestor.askMultiple({"UTF8_STRING", "image/png", "STRING"});
         QCOMPARE(answers.size(), 3U);
@@ -394,7 +395,7 @@ private Q_SLOTS:
     }
 
     void aRequestOlderThanOurTextIsRefused() {
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         xcb_timestamp_t since = 0;
         const auto timestamp = requestor.ask("TIMESTAMP");
@@ -441,7 +442,7 @@ private Q_SLOTS:
             SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
             QVERIFY(requestor.begin("image/png"));
         }
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         QTRY_VERIFY(image.isDetached());
     }
 
@@ -450,7 +451,7 @@ private Q_SLOTS:
         own("image/png", image);
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         QVERIFY(requestor.begin("image/png"));
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         QVERIFY(!image.isDetached());
         QTRY_VERIFY(image.isDetached());
         QCOMPARE(requestor.takeRest(300ms), std::nullopt);
@@ -476,7 +477,7 @@ private Q_SLOTS:
     }
 
     void aBusyMainThreadKeepsNobodyWaiting() {
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         // Asking turns no event loop: the main thread is as busy as can be.
         QVERIFY(requestor.ask("UTF8_STRING").has_value());
@@ -499,15 +500,15 @@ private Q_SLOTS:
     }
 
     void aTextThatWillBeTakenAwayIsMarkedAsASecret() {
-        m_pasteboard->write(u"transcript"_qs, m_pasteboard->save());
+        m_pasteboard->write(u"transcript"_s, m_pasteboard->save());
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         QCOMPARE(requestor.ask("x-kde-passwordManagerHint"),
                  (SelectionRequestor::Answer{"x-kde-passwordManagerHint", 8, "secret"}));
     }
 
     void aTextThatStaysIsNoSecret() {
-        m_pasteboard->write(u"transcript"_qs, m_pasteboard->save());
-        m_pasteboard->write(u"copied"_qs, {});
+        m_pasteboard->write(u"transcript"_s, m_pasteboard->save());
+        m_pasteboard->write(u"copied"_s, {});
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         QCOMPARE(requestor.ask("x-kde-passwordManagerHint"), std::nullopt);
     }
@@ -519,7 +520,7 @@ private Q_SLOTS:
             m_display->name(), "PRIMARY",
             {{.target = "UTF8_STRING", .data = "marked"}, {.target = "text/html", .data = "<b>marked</b>"}});
         const auto saved = m_pasteboard->save();
-        m_pasteboard->write(u"dictated"_qs, saved);
+        m_pasteboard->write(u"dictated"_s, saved);
         m_pasteboard->lendToPrimary();
         SelectionRequestor primary(m_display->name(), "PRIMARY");
         QCOMPARE(primary.ask("UTF8_STRING")->data, "dictated");
@@ -533,7 +534,7 @@ private Q_SLOTS:
 
     void anEmptyPrimarySelectionIsEmptyAgain() {
         const auto saved = m_pasteboard->save();
-        m_pasteboard->write(u"dictated"_qs, saved);
+        m_pasteboard->write(u"dictated"_s, saved);
         m_pasteboard->lendToPrimary();
         SelectionRequestor primary(m_display->name(), "PRIMARY");
         QVERIFY(primary.isOwned());
@@ -543,10 +544,10 @@ private Q_SLOTS:
 
     void aSecondLoanKeepsWhatTheFirstSaved() {
         const SelectionPeer user(m_display->name(), "PRIMARY", {{.target = "UTF8_STRING", .data = "marked"}});
-        m_pasteboard->write(u"first"_qs, m_pasteboard->save());
+        m_pasteboard->write(u"first"_s, m_pasteboard->save());
         m_pasteboard->lendToPrimary();
         const auto saved = m_pasteboard->save();
-        m_pasteboard->write(u"second"_qs, saved);
+        m_pasteboard->write(u"second"_s, saved);
         m_pasteboard->lendToPrimary();
         SelectionRequestor primary(m_display->name(), "PRIMARY");
         QCOMPARE(primary.ask("UTF8_STRING")->data, "second");
@@ -556,7 +557,7 @@ private Q_SLOTS:
 
     void whatTheUserSelectsMeanwhileStays() {
         const auto saved = m_pasteboard->save();
-        m_pasteboard->write(u"dictated"_qs, saved);
+        m_pasteboard->write(u"dictated"_s, saved);
         m_pasteboard->lendToPrimary();
         const SelectionPeer user(m_display->name(), "PRIMARY", {{.target = "UTF8_STRING", .data = "newer"}});
         m_pasteboard->restore(saved);
@@ -576,7 +577,7 @@ private Q_SLOTS:
     void aHungOwnerOfThePrimarySelectionDoesNotHoldTheLoanBack() {
         m_pasteboard = std::make_unique<X11Pasteboard>(m_display->name());
         const SelectionPeer user(m_display->name(), "PRIMARY", {}, {.isHung = true});
-        m_pasteboard->write(u"dictated"_qs, {});
+        m_pasteboard->write(u"dictated"_s, {});
         const OwnTime clock;
         m_pasteboard->lendToPrimary();
         QVERIFY(clock.elapsed() < generously);
@@ -595,7 +596,7 @@ private Q_SLOTS:
 
     void withoutAClipboardManagerThereIsNothingToWaitFor() {
         platform::X11SelectionOwner owner(m_display->name());
-        QVERIFY(owner.own("CLIPBOARD", platform::X11SelectionContents::ofText(u"text"_qs)));
+        QVERIFY(owner.own("CLIPBOARD", platform::X11SelectionContents::ofText(u"text"_s)));
         const QDeadlineTimer deadline(60s);
         QVERIFY(!owner.handOver(60s));
         QVERIFY(!deadline.hasExpired());
@@ -604,7 +605,7 @@ private Q_SLOTS:
     void theClipboardManagerIsAskedToKeepWhatWeOffer() {
         const SelectionPeer manager(m_display->name(), "CLIPBOARD_MANAGER",
                                     {{.target = "SAVE_TARGETS", .data = "", .type = "NULL"}});
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         m_pasteboard->handOver();
         QCOMPARE(manager.requested(), QByteArrayList({"SAVE_TARGETS"}));
     }
@@ -630,7 +631,7 @@ private Q_SLOTS:
 
     void aHungClipboardManagerHoldsTheEndBackNoLongerThanItsLimit() {
         const SelectionPeer manager(m_display->name(), "CLIPBOARD_MANAGER", {}, {.isHung = true});
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         const OwnTime clock;
         m_pasteboard->handOver();
         QVERIFY(clock.elapsed() < generously);
@@ -644,7 +645,7 @@ private Q_SLOTS:
     void aServerThatGoesAwayIsSurvived() {
         const auto before = std::signal(SIGPIPE, SIG_DFL);
         const auto restored = qScopeGuard([before] { std::signal(SIGPIPE, before); });
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         m_display->server().signal(SIGKILL);
         QVERIFY(ChildProcess::waitUntil([&] { return !m_display->server().isRunning(); }));
         useEverything();
@@ -659,10 +660,10 @@ private Q_SLOTS:
                     << operation << isLent;
             };
             addRow("save", [](X11Pasteboard &pasteboard) { pasteboard.save(); });
-            addRow("write", [](X11Pasteboard &pasteboard) { pasteboard.write(u"other"_qs, {}); });
+            addRow("write", [](X11Pasteboard &pasteboard) { pasteboard.write(u"other"_s, {}); });
             addRow("restore", [](X11Pasteboard &pasteboard) { pasteboard.restore(nothing()); });
             addRow("a paste",
-                   [](X11Pasteboard &pasteboard) { pasteboard.write(u"other"_qs, pasteboard.save()); });
+                   [](X11Pasteboard &pasteboard) { pasteboard.write(u"other"_s, pasteboard.save()); });
             addRow("lend", [](X11Pasteboard &pasteboard) { pasteboard.lendToPrimary(); });
             addRow("hand over", [](X11Pasteboard &pasteboard) { pasteboard.handOver(); });
         }
@@ -670,7 +671,7 @@ private Q_SLOTS:
     void aServerThatHangsCostsEachOperationItsLimit() {
         QFETCH(Operation, operation);
         QFETCH(bool, isLent);
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         if (isLent)
             m_pasteboard->lendToPrimary();
         m_display->server().signal(SIGSTOP);
@@ -682,7 +683,7 @@ private Q_SLOTS:
     }
 
     void aServerThatHungChangesNothing() {
-        m_pasteboard->write(u"text"_qs, {});
+        m_pasteboard->write(u"text"_s, {});
         m_display->server().signal(SIGSTOP);
         QCOMPARE(m_pasteboard->save()->found(), SavedPasteboard::Found::noAccess);
         m_display->server().signal(SIGCONT);
@@ -691,7 +692,7 @@ private Q_SLOTS:
     }
 
 private:
-    QString displaySetting() const { return u"DISPLAY="_qs + QString::fromLatin1(m_display->name()); }
+    QString displaySetting() const { return u"DISPLAY="_s + QString::fromLatin1(m_display->name()); }
 
     /// What was saved of a clipboard on which nothing stood.
     static platform::SavedPasteboardHandle nothing() {
@@ -701,7 +702,7 @@ private:
     /// What a paste does to the clipboard.
     void pasteOver() {
         const auto saved = m_pasteboard->save();
-        m_pasteboard->write(u"text"_qs, saved);
+        m_pasteboard->write(u"text"_s, saved);
         m_pasteboard->restore(saved);
     }
 
@@ -713,8 +714,8 @@ private:
     /// A real program that owns the clipboard.
     std::unique_ptr<ChildProcess> runXclip(const QByteArray &data, const QStringList &type) {
         const QStringList arguments =
-            QStringList{u"-quiet"_qs, u"-selection"_qs, u"clipboard"_qs} + type + QStringList{u"-i"_qs};
-        auto xclip = std::make_unique<ChildProcess>(u"xclip"_qs, arguments, QStringList{displaySetting()});
+            QStringList{u"-quiet"_s, u"-selection"_s, u"clipboard"_s} + type + QStringList{u"-i"_s};
+        auto xclip = std::make_unique<ChildProcess>(u"xclip"_s, arguments, QStringList{displaySetting()});
         xclip->process().write(data);
         xclip->process().closeWriteChannel();
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
@@ -725,7 +726,7 @@ private:
     void useEverything() {
         const auto saved = m_pasteboard->save();
         QCOMPARE(saved->found(), SavedPasteboard::Found::noAccess);
-        QVERIFY(!m_pasteboard->write(u"text"_qs, saved));
+        QVERIFY(!m_pasteboard->write(u"text"_s, saved));
         m_pasteboard->lendToPrimary();
         m_pasteboard->restore(saved);
         m_pasteboard->handOver();

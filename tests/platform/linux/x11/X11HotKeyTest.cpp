@@ -13,6 +13,7 @@
 #include <thread>
 #include <xcb/xinput.h>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::HotKeyOutcome;
 using test::ChildProcess;
@@ -50,8 +51,8 @@ private Q_SLOTS:
         m_keyboard->releaseAll();
         m_keyboard->lockModifiers(0);
         m_keyboard->lockGroup(0);
-        m_display.setLayout({u"us"_qs});
-        m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs});
+        m_display.setLayout({u"us"_s});
+        m_display.run(u"xset"_s, {u"r"_s, u"rate"_s});
         m_suspension.reset();
         m_hotKey.reset();
         m_hotKeys.reset();
@@ -82,7 +83,7 @@ private Q_SLOTS:
     }
     void noLockKeyMatters() {
         QFETCH(uint8_t, locked);
-        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"add mod3 = Scroll_Lock"_qs});
+        m_display.run(u"xmodmap"_s, {u"-e"_s, u"add mod3 = Scroll_Lock"_s});
         takeHotKey();
         m_keyboard->lockModifiers(locked);
         tap();
@@ -114,7 +115,7 @@ private Q_SLOTS:
 
     void aChangeOfLayoutKeepsTheHotKey() {
         takeHotKey();
-        m_display.setLayout({u"us"_qs, u"dvorak"_qs});
+        m_display.setLayout({u"us"_s, u"dvorak"_s});
         QTRY_VERIFY(tapWorks());
     }
 
@@ -124,7 +125,7 @@ private Q_SLOTS:
         constexpr quint32 positionOfZ = 6;
         m_hotKey = attemptToTake({positionOfZ, AppHotKey::defaultValue.modifiers});
         QVERIFY(m_hotKey);
-        useLayout(u"de"_qs); // has Z where Y was
+        useLayout(u"de"_s); // has Z where Y was
         tap(keyRightOfT);
         m_connection->sync();
         QCoreApplication::processEvents();
@@ -142,8 +143,8 @@ private Q_SLOTS:
                 wasFree = canBeTakenElsewhere(controlAndAlt);
         });
         for (int change = 0; change < 10; ++change) {
-            useLayout(u"de"_qs);
-            useLayout(u"us"_qs);
+            useLayout(u"de"_s);
+            useLayout(u"us"_s);
         }
         isOver = true;
         greedyProgram.join();
@@ -151,16 +152,16 @@ private Q_SLOTS:
     }
 
     void aLockThatMovesAwayLeavesItsModifierToOthers() {
-        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"add mod3 = Scroll_Lock"_qs});
+        m_display.run(u"xmodmap"_s, {u"-e"_s, u"add mod3 = Scroll_Lock"_s});
         takeHotKey();
         QVERIFY(!canBeTakenElsewhere(controlAndAlt | scrollLockModifier));
-        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"clear mod3"_qs});
+        m_display.run(u"xmodmap"_s, {u"-e"_s, u"clear mod3"_s});
         QTRY_VERIFY(canBeTakenElsewhere(controlAndAlt | scrollLockModifier));
     }
 
     void aLockThatMovesToAnotherModifierStillDoesNotMatter() {
         takeHotKey();
-        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"add mod3 = Scroll_Lock"_qs});
+        m_display.run(u"xmodmap"_s, {u"-e"_s, u"add mod3 = Scroll_Lock"_s});
         m_keyboard->lockModifiers(scrollLockModifier);
         QTRY_VERIFY(tapWorks());
     }
@@ -169,13 +170,13 @@ private Q_SLOTS:
         takeHotKey();
         hold();
         QTRY_COMPARE(m_events, QStringList{pressed});
-        m_display.setLayout({u"de"_qs});
+        m_display.setLayout({u"de"_s});
         m_keyboard->releaseAll();
         QTRY_COMPARE(m_events, pressAndRelease());
     }
 
     void theSecondLayoutOfTwoHasTheHotKeyToo() {
-        m_display.setLayout({u"us,ru"_qs});
+        m_display.setLayout({u"us,ru"_s});
         m_keyboard->lockGroup(1);
         takeHotKey();
         tap();
@@ -204,7 +205,7 @@ private Q_SLOTS:
         takeHotKey();
         loseHotKeyToAChangeOfLayout();
         giveBackElsewhere(controlAndAlt | scrollLockModifier);
-        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"clear mod3"_qs});
+        m_display.run(u"xmodmap"_s, {u"-e"_s, u"clear mod3"_s});
         QTRY_COMPARE(m_outcomes, (QList{HotKeyOutcome{HotKeyOutcome::Kind::lost},
                                         HotKeyOutcome{HotKeyOutcome::Kind::hadAgain}}));
         QVERIFY(tapWorks());
@@ -339,19 +340,19 @@ private Q_SLOTS:
     }
 
     void aKeyboardThatIsDisabledLetsGoOfTheHotKey() {
-        const QString device = u"Xvfb keyboard"_qs;
-        const auto number = m_display.run(u"xinput"_qs, {u"list"_qs, u"--id-only"_qs, device}).toUShort();
+        const QString device = u"Xvfb keyboard"_s;
+        const auto number = m_display.run(u"xinput"_s, {u"list"_s, u"--id-only"_s, device}).toUShort();
         TestKeyboard keyboard(m_display.name(), static_cast<uint8_t>(number));
         takeHotKey();
         keyboard.press(TestKeyboard::control);
         keyboard.press(TestKeyboard::alt);
         keyboard.press(TestKeyboard::space);
         QTRY_COMPARE(m_events, QStringList{pressed});
-        m_display.run(u"xinput"_qs, {u"disable"_qs, device});
+        m_display.run(u"xinput"_s, {u"disable"_s, device});
         const bool isReleased =
             ChildProcess::waitUntil([this] { return m_events == pressAndRelease(); }, 3000);
         const bool isKeyboardFree = keyboardCanBeTakenElsewhere();
-        m_display.run(u"xinput"_qs, {u"enable"_qs, device});
+        m_display.run(u"xinput"_s, {u"enable"_s, device});
         QVERIFY(isReleased);
         QVERIFY(isKeyboardFree);
     }
@@ -422,8 +423,8 @@ private Q_SLOTS:
     }
 
 private:
-    static inline const QString pressed = u"pressed"_qs;
-    static inline const QString released = u"released"_qs;
+    static inline const QString pressed = u"pressed"_s;
+    static inline const QString released = u"released"_s;
 
     static QStringList pressAndRelease() { return {pressed, released}; }
 
@@ -441,7 +442,7 @@ private:
     /// With one modifier more for a lock there is one state of the locks more to have, and that is taken.
     void loseHotKeyToAChangeOfLayout() {
         QVERIFY(canBeTakenElsewhere(controlAndAlt | scrollLockModifier));
-        m_display.run(u"xmodmap"_qs, {u"-e"_qs, u"add mod3 = Scroll_Lock"_qs});
+        m_display.run(u"xmodmap"_s, {u"-e"_s, u"add mod3 = Scroll_Lock"_s});
         QTRY_VERIFY(!m_outcomes.isEmpty());
     }
 
@@ -455,7 +456,7 @@ private:
     }
 
     /// So that no test has to wait for repeats.
-    void repeatFast() { m_display.run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"50"_qs, u"100"_qs}); }
+    void repeatFast() { m_display.run(u"xset"_s, {u"r"_s, u"rate"_s, u"50"_s, u"100"_s}); }
 
     /// Returns once the grabs suit the layout.
     void useLayout(const QString &layout) {

@@ -7,6 +7,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 using namespace std::chrono_literals;
@@ -58,9 +60,9 @@ private Q_SLOTS:
                                   {{.target = "image/png", .data = image()},
                                    {.target = "text/html", .data = "<img>"},
                                    {.target = "TEXT", .data = "caption", .type = "STRING"}});
-        QVERIFY(m_inserter.paste(u"hola"_qs, nullptr));
+        QVERIFY(m_inserter.paste(u"hola"_s, nullptr));
         m_desktop->queue.advance(150ms);
-        QCOMPARE(m_pasted, QStringList(u"hola"_qs));
+        QCOMPARE(m_pasted, QStringList(u"hola"_s));
         m_desktop->queue.advance(800ms);
         QTRY_COMPARE(m_clipboard->targets(), QByteArrayList({"image/png", "text/html", "TEXT"}));
         QVERIFY(m_clipboard->ask("image/png") == (Answer{"image/png", 8, image()}));
@@ -69,9 +71,9 @@ private Q_SLOTS:
     }
 
     void anEmptyClipboardIsEmptyAgain() {
-        m_inserter.paste(u"hola"_qs, nullptr);
+        m_inserter.paste(u"hola"_s, nullptr);
         m_desktop->queue.advance(150ms);
-        QCOMPARE(m_pasted, QStringList(u"hola"_qs));
+        QCOMPARE(m_pasted, QStringList(u"hola"_s));
         m_desktop->queue.advance(800ms);
         QTRY_VERIFY(!m_clipboard->isOwned());
     }
@@ -79,11 +81,11 @@ private Q_SLOTS:
     void theSecondOfTwoQuickPastesGivesTheFirstTextBack() {
         const SelectionPeer owner(m_display->name(), "CLIPBOARD",
                                   {{.target = "UTF8_STRING", .data = "before"}});
-        m_inserter.paste(u"first"_qs, nullptr);
+        m_inserter.paste(u"first"_s, nullptr);
         m_desktop->queue.advance(400ms);
-        m_inserter.paste(u"second"_qs, nullptr);
+        m_inserter.paste(u"second"_s, nullptr);
         m_desktop->queue.advance(150ms);
-        QCOMPARE(m_pasted, QStringList({u"first"_qs, u"second"_qs}));
+        QCOMPARE(m_pasted, QStringList({u"first"_s, u"second"_s}));
         m_desktop->queue.advance(400ms);
         QTRY_COMPARE(textOn(*m_clipboard), "before");
         m_desktop->queue.advance(400ms);
@@ -94,9 +96,9 @@ private Q_SLOTS:
         m_desktop->x11.emplace(m_display->name());
         SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "UTF8_STRING", .data = "before"}},
                             {.isLate = true});
-        m_inserter.paste(u"hola"_qs, nullptr);
+        m_inserter.paste(u"hola"_s, nullptr);
         m_desktop->queue.advance(150ms);
-        QCOMPARE(m_pasted, QStringList(u"hola"_qs));
+        QCOMPARE(m_pasted, QStringList(u"hola"_s));
         m_desktop->queue.advance(800ms);
         QCOMPARE(m_clipboard->targets(), QByteArrayList());
         owner.giveLate();
@@ -107,7 +109,7 @@ private Q_SLOTS:
         const SelectionPeer owner(m_display->name(), "CLIPBOARD",
                                   {{.target = "UTF8_STRING", .data = "before"}});
         int timesTaken = 0;
-        m_inserter.paste(u"hola"_qs, nullptr, [&] { ++timesTaken; });
+        m_inserter.paste(u"hola"_s, nullptr, [&] { ++timesTaken; });
         const SelectionPeer other(m_display->name(), "CLIPBOARD",
                                   {{.target = "UTF8_STRING", .data = "a password"}});
         m_desktop->queue.advance(150ms);
@@ -118,27 +120,27 @@ private Q_SLOTS:
     }
 
     void nothingIsPastedIfThatProgramHangs() {
-        m_inserter.paste(u"hola"_qs, nullptr);
+        m_inserter.paste(u"hola"_s, nullptr);
         const SelectionPeer other(m_display->name(), "CLIPBOARD", {}, {.isHung = true});
         m_desktop->queue.advance(150ms);
         QCOMPARE(m_desktop->keystrokesFake.pasteCount(), 0);
     }
 
     void theTextIsPastedIfAnotherProgramHandsItOn() {
-        m_inserter.paste(u"größer 駅"_qs, nullptr);
-        const auto handsOn = m_display->start(u"xclip"_qs, {u"-quiet"_qs, u"-selection"_qs, u"clipboard"_qs});
-        handsOn->process().write(u"größer 駅"_qs.toUtf8());
+        m_inserter.paste(u"größer 駅"_s, nullptr);
+        const auto handsOn = m_display->start(u"xclip"_s, {u"-quiet"_s, u"-selection"_s, u"clipboard"_s});
+        handsOn->process().write(u"größer 駅"_s.toUtf8());
         handsOn->process().closeWriteChannel();
         QVERIFY(ChildProcess::waitUntil([&] { return m_clipboard->targets().size() == 1; })); // only xclip's
-        QTRY_VERIFY(m_desktop->x11->gives(u"größer 駅"_qs));
+        QTRY_VERIFY(m_desktop->x11->gives(u"größer 駅"_s));
         m_desktop->queue.advance(150ms);
-        QCOMPARE(m_pasted, QStringList(u"größer 駅"_qs));
+        QCOMPARE(m_pasted, QStringList(u"größer 駅"_s));
     }
 
     void theRestoreWinsOverWhatWasCopiedMeanwhile() {
         const SelectionPeer owner(m_display->name(), "CLIPBOARD",
                                   {{.target = "UTF8_STRING", .data = "before"}});
-        m_inserter.paste(u"hola"_qs, nullptr);
+        m_inserter.paste(u"hola"_s, nullptr);
         m_desktop->queue.advance(500ms);
         const SelectionPeer other(m_display->name(), "CLIPBOARD",
                                   {{.target = "UTF8_STRING", .data = "meanwhile"}});
@@ -149,7 +151,7 @@ private Q_SLOTS:
     void withoutTrustTheClipboardIsNotTouched() {
         m_desktop->keystrokesFake.isTrustGranted = false;
         const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "image/png", .data = "png"}});
-        QVERIFY(!m_inserter.paste(u"hola"_qs, nullptr));
+        QVERIFY(!m_inserter.paste(u"hola"_s, nullptr));
         m_desktop->queue.advance(10s);
         QCOMPARE(owner.requested(), QByteArrayList());
         QCOMPARE(m_clipboard->ask("image/png")->data, "png");
@@ -157,7 +159,7 @@ private Q_SLOTS:
 
     void aCopyStays() {
         const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "image/png", .data = "png"}});
-        m_inserter.copy(u"hola"_qs);
+        m_inserter.copy(u"hola"_s);
         m_desktop->queue.advance(10s);
         QCoreApplication::processEvents();
         QCOMPARE(m_clipboard->ask("UTF8_STRING")->data, "hola");
@@ -173,7 +175,7 @@ private Q_SLOTS:
             m_desktop->x11->lendToPrimary();
             pasted = primary.ask("UTF8_STRING").value_or(Answer()).data;
         };
-        m_inserter.paste(u"hola"_qs, nullptr);
+        m_inserter.paste(u"hola"_s, nullptr);
         m_desktop->queue.advance(150ms);
         QCOMPARE(pasted, "hola");
         m_desktop->queue.advance(800ms);

@@ -6,6 +6,7 @@
 
 #include <linux/input-event-codes.h>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using platform::X11KeyPositions;
 
@@ -61,7 +62,7 @@ private Q_SLOTS:
     void everyNamedKeyHasAPosition() {
         int named = 0;
         for (quint32 keyCode = 0; keyCode < 256; ++keyCode) {
-            if ((AppHotKey{keyCode, 0}).displayName() == u"Key "_qs + QString::number(keyCode))
+            if ((AppHotKey{keyCode, 0}).displayName() == u"Key "_s + QString::number(keyCode))
                 continue;
             ++named;
             QVERIFY2(X11KeyPositions::keycodeAt(keyCode), qPrintable((AppHotKey{keyCode, 0}).displayName()));

@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 /// What real programs have copied comes back whole, though it is still on its way when they lose the
@@ -20,13 +22,13 @@ private Q_SLOTS:
     void aLargeTextComesBackWhole_data() {
         QTest::addColumn<QStringList>("command");
         QTest::addColumn<QString>("windowClass");
-        QTest::newRow("GTK editor") << QStringList{u"mousepad"_qs, u"--disable-server"_qs} << u"Mousepad"_qs;
-        QTest::newRow("Qt editor") << QStringList{u"featherpad"_qs, u"--standalone"_qs} << u"FeatherPad"_qs;
+        QTest::newRow("GTK editor") << QStringList{u"mousepad"_s, u"--disable-server"_s} << u"Mousepad"_s;
+        QTest::newRow("Qt editor") << QStringList{u"featherpad"_s, u"--standalone"_s} << u"FeatherPad"_s;
     }
     void aLargeTextComesBackWhole() {
         QFETCH(QStringList, command);
         QFETCH(QString, windowClass);
-        QFile file(m_display.folder() + u"/text"_qs);
+        QFile file(m_display.folder() + u"/text"_s);
         QVERIFY(file.open(QFile::WriteOnly | QFile::Truncate));
         for (int line = 0; line < 60'000; ++line)
             file.write("line " + QByteArray::number(line) + " of a large text\n");
@@ -39,7 +41,7 @@ private Q_SLOTS:
         QVERIFY(copiesEverything(clipboard, size));
         platform::X11Pasteboard pasteboard(m_display.name());
         const auto saved = pasteboard.save();
-        QVERIFY(pasteboard.write(u"dictated"_qs, saved));
+        QVERIFY(pasteboard.write(u"dictated"_s, saved));
         QCOMPARE(clipboard.ask("UTF8_STRING")->data, "dictated");
         pasteboard.restore(saved);
         QVERIFY(ChildProcess::waitUntil([&] { return clipboard.targets().contains("UTF8_STRING"); }));

@@ -6,6 +6,7 @@
 
 #include <QFile>
 
+using namespace Qt::StringLiterals;
 using namespace quillora;
 using test::ChildProcess;
 using test::TestKeyboard;
@@ -21,13 +22,13 @@ struct Target {
     bool savesOnDemand;    ///< by Ctrl+S; the others write what they get at once
 
     static QList<Target> all() {
-        const QStringList keepInput{u"sh"_qs, u"-c"_qs, u"stty raw -echo; cat > %1"_qs};
+        const QStringList keepInput{u"sh"_s, u"-c"_s, u"stty raw -echo; cat > %1"_s};
         return {
-            {"GTK editor", "Mousepad", u"mousepad"_qs, {u"--disable-server"_qs, u"%1"_qs}, true},
-            {"Qt editor", "FeatherPad", u"featherpad"_qs, {u"--standalone"_qs, u"%1"_qs}, true},
-            {"xterm", "XTerm", u"xterm"_qs, QStringList{u"-e"_qs} + keepInput, false},
-            {"VTE terminal", "Xfce4-terminal", u"xfce4-terminal"_qs,
-             QStringList{u"--disable-server"_qs, u"-x"_qs} + keepInput, false},
+            {"GTK editor", "Mousepad", u"mousepad"_s, {u"--disable-server"_s, u"%1"_s}, true},
+            {"Qt editor", "FeatherPad", u"featherpad"_s, {u"--standalone"_s, u"%1"_s}, true},
+            {"xterm", "XTerm", u"xterm"_s, QStringList{u"-e"_s} + keepInput, false},
+            {"VTE terminal", "Xfce4-terminal", u"xfce4-terminal"_s,
+             QStringList{u"--disable-server"_s, u"-x"_s} + keepInput, false},
         };
     }
 };
@@ -99,7 +100,7 @@ private:
 
         QStringList arguments;
         for (const QString &argument : target.arguments)
-            arguments += QString(argument).replace(u"%1"_qs, path());
+            arguments += QString(argument).replace(u"%1"_s, path());
         m_program = m_display.start(target.program, arguments);
         const platform::X11Windows windows(m_connection);
         const bool isInFront = ChildProcess::waitUntil([&] {
@@ -138,7 +139,7 @@ private:
             m_keyboard.tapWith({TestKeyboard::control}, layout.keyOfS);
     }
 
-    QString path() const { return m_display.folder() + u"/text"_qs; }
+    QString path() const { return m_display.folder() + u"/text"_s; }
 
     QByteArray content() const {
         QFile file(path());

@@ -13,6 +13,8 @@
 #include <QFile>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 namespace {
@@ -52,23 +54,23 @@ private Q_SLOTS:
     void theTextArrivesAndBothSelectionsComeBack_data() {
         QTest::addColumn<QString>("program");
         QTest::addColumn<QString>("windowClass");
-        QTest::newRow("xterm") << u"xterm"_qs << u"XTerm"_qs;
-        QTest::newRow("urxvt") << u"urxvt"_qs << u"URxvt"_qs;
-        QTest::newRow("st") << u"stterm"_qs << u"st-256color"_qs;
+        QTest::newRow("xterm") << u"xterm"_s << u"XTerm"_s;
+        QTest::newRow("urxvt") << u"urxvt"_s << u"URxvt"_s;
+        QTest::newRow("st") << u"stterm"_s << u"st-256color"_s;
     }
     void theTextArrivesAndBothSelectionsComeBack() {
         QFETCH(QString, program);
         QFETCH(QString, windowClass);
         m_program =
-            m_display.start(program, {u"-e"_qs, u"sh"_qs, u"-c"_qs, u"stty raw -echo; cat > "_qs + path()});
+            m_display.start(program, {u"-e"_s, u"sh"_s, u"-c"_s, u"stty raw -echo; cat > "_s + path()});
         QVERIFY(isInFront(windowClass));
         QVERIFY(takesKeys());
         const SelectionPeer owner(m_display.name(), "CLIPBOARD",
                                   {{.target = "image/png", .data = "\x89PNG"}});
         const SelectionPeer user(m_display.name(), "PRIMARY", {{.target = "UTF8_STRING", .data = "marked"}});
 
-        QVERIFY(PasteboardInserter().paste(u"größer 駅"_qs, nullptr));
-        QVERIFY(ChildProcess::waitUntil([this] { return content().endsWith(u"größer 駅"_qs.toUtf8()); }));
+        QVERIFY(PasteboardInserter().paste(u"größer 駅"_s, nullptr));
+        QVERIFY(ChildProcess::waitUntil([this] { return content().endsWith(u"größer 駅"_s.toUtf8()); }));
         SelectionRequestor clipboard(m_display.name(), "CLIPBOARD");
         QVERIFY(
             ChildProcess::waitUntil([&] { return clipboard.targets() == QByteArrayList({"image/png"}); }));
@@ -96,7 +98,7 @@ private:
         });
     }
 
-    QString path() const { return m_display.folder() + u"/text"_qs; }
+    QString path() const { return m_display.folder() + u"/text"_s; }
 
     QByteArray content() const {
         QFile file(path());

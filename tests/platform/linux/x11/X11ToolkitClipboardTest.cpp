@@ -8,6 +8,8 @@
 #include <QMimeData>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::test {
 
 using platform::X11Pasteboard;
@@ -22,19 +24,19 @@ private Q_SLOTS:
 
     void whatWasCopiedInOurOwnWindowComesBack() {
         auto *copied = new QMimeData;
-        copied->setText(u"größer"_qs);
-        copied->setHtml(u"<b>größer</b>"_qs);
+        copied->setText(u"größer"_s);
+        copied->setHtml(u"<b>größer</b>"_s);
         QGuiApplication::clipboard()->setMimeData(copied);
         pasteOver();
         SelectionRequestor clipboard({}, "CLIPBOARD");
-        QCOMPARE(clipboard.ask("UTF8_STRING")->data, u"größer"_qs.toUtf8());
-        QCOMPARE(clipboard.ask("text/html")->data, u"<b>größer</b>"_qs.toUtf8());
+        QCOMPARE(clipboard.ask("UTF8_STRING")->data, u"größer"_s.toUtf8());
+        QCOMPARE(clipboard.ask("text/html")->data, u"<b>größer</b>"_s.toUtf8());
     }
 
     void whatWasSelectedInOurOwnWindowComesBack() {
-        QGuiApplication::clipboard()->setText(u"selected"_qs, QClipboard::Selection);
+        QGuiApplication::clipboard()->setText(u"selected"_s, QClipboard::Selection);
         const auto saved = m_pasteboard->save();
-        m_pasteboard->write(u"dictated"_qs, saved);
+        m_pasteboard->write(u"dictated"_s, saved);
         m_pasteboard->lendToPrimary();
         m_pasteboard->restore(saved);
         SelectionRequestor primary({}, "PRIMARY");
@@ -42,14 +44,14 @@ private Q_SLOTS:
     }
 
     void ourOwnWindowsPasteWhatStandsOnThePasteboard() {
-        m_pasteboard->write(u"dictated"_qs, {});
+        m_pasteboard->write(u"dictated"_s, {});
         // Asked on the main thread, which waits for the answer. The toolkit asks as at the last event it saw.
-        QTRY_COMPARE(QGuiApplication::clipboard()->text(), u"dictated"_qs);
+        QTRY_COMPARE(QGuiApplication::clipboard()->text(), u"dictated"_s);
     }
 
     void anotherProgramsCopyIsReadFromThatProgram() {
         QVERIFY(ChildProcess::waitUntil([] {
-            QGuiApplication::clipboard()->setText(u"ours"_qs);
+            QGuiApplication::clipboard()->setText(u"ours"_s);
             return QGuiApplication::clipboard()->ownsClipboard();
         }));
         const SelectionPeer owner({}, "CLIPBOARD", {{.target = "UTF8_STRING", .data = "theirs"}});
@@ -61,7 +63,7 @@ private Q_SLOTS:
 private:
     void pasteOver() {
         const auto saved = m_pasteboard->save();
-        m_pasteboard->write(u"dictated"_qs, saved);
+        m_pasteboard->write(u"dictated"_s, saved);
         m_pasteboard->restore(saved);
     }
 

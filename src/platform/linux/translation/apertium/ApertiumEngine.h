@@ -9,6 +9,8 @@
 
 namespace quillora::platform {
 
+using namespace Qt::StringLiterals;
+
 class ApertiumPipelines;
 
 /// Translation by the Apertium language pairs that are installed, directly or through one other language. Its
@@ -30,7 +32,7 @@ public:
     void warm(const QString & /*source*/, const QString & /*target*/) override {}
 
 private:
-    static QString systemFolder() { return u"/usr/share/apertium/modes"_qs; }
+    static QString systemFolder() { return u"/usr/share/apertium/modes"_s; }
 
     const QString m_modesFolder;
     std::shared_ptr<ApertiumPipelines> m_pipelines; ///< sessions refer to it weakly

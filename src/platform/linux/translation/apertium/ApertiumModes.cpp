@@ -4,11 +4,13 @@
 
 #include <QDir>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 ApertiumModes::ApertiumModes(const QString &folder) {
     const QDir dir(folder);
-    for (const QString &name : dir.entryList({u"*.mode"_qs}, QDir::Files, QDir::Name)) {
+    for (const QString &name : dir.entryList({u"*.mode"_s}, QDir::Files, QDir::Name)) {
         const QString pair = name.chopped(5);
         // Names of more than two parts are steps of a pair, or variants such as "spa-eng_US".
         const QStringList languages = pair.split(u'-');

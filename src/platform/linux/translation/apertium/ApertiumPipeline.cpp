@@ -9,6 +9,8 @@
 #include <unistd.h>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -20,9 +22,9 @@ const QString shellCommand = uR"sh(
     exec 3<&0
     eval "<&3 $(apertium-wblank-mode -z "$0") &"
     exec <&- 3<&- >&-
-    until wait; do :; done)sh"_qs;
+    until wait; do :; done)sh"_s;
 /// What a mode file has as `$1` and `$2`: unknown words pass unmarked; nothing is asked of the tagger.
-const QStringList modeArguments{u"-n"_qs, QString()};
+const QStringList modeArguments{u"-n"_s, QString()};
 
 constexpr int patienceMs = 300;
 
@@ -40,7 +42,7 @@ ApertiumPipeline::ApertiumPipeline(ApertiumMode mode, MainQueue &mainQueue)
 ApertiumPipeline::~ApertiumPipeline() {
     m_process.disconnect(this);
     m_answers.disconnect(this);
-    end(u"was ended"_qs);
+    end(u"was ended"_s);
     if (m_process.state() == QProcess::NotRunning || m_process.waitForFinished(patienceMs))
         return;
     ::kill(-static_cast<pid_t>(m_process.processId()), SIGKILL);
@@ -48,12 +50,12 @@ ApertiumPipeline::~ApertiumPipeline() {
 }
 
 void ApertiumPipeline::start() {
-    const auto stopped = [this] { end(u"has stopped unexpectedly"_qs); };
+    const auto stopped = [this] { end(u"has stopped unexpectedly"_s); };
     connect(&m_answers, &QLocalSocket::readyRead, this, &ApertiumPipeline::readAnswers);
     connect(&m_answers, &QLocalSocket::disconnected, this, stopped);
     connect(&m_process, &QProcess::errorOccurred, this, stopped);
     auto environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"LC_ALL"_qs, u"C.UTF-8"_qs);
+    environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
     m_process.setProcessEnvironment(environment);
     m_process.setStandardOutputFile(QProcess::nullDevice());
     m_process.setStandardErrorFile(QProcess::nullDevice());
@@ -68,19 +70,19 @@ void ApertiumPipeline::start() {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         ::dup2(output, STDOUT_FILENO);
     });
-    m_process.start(u"sh"_qs, QStringList{u"-c"_qs, shellCommand, m_mode.file} + modeArguments);
+    m_process.start(u"sh"_s, QStringList{u"-c"_s, shellCommand, m_mode.file} + modeArguments);
     ::close(ends[1]);
 }
 
 Continuation<QStringList> ApertiumPipeline::translate(const QStringList &passages) {
     Continuation<QStringList> continuation(m_mainQueue);
     if (!m_isUsable) {
-        continuation.fail(error(sentence(u"has stopped unexpectedly"_qs)));
+        continuation.fail(error(sentence(u"has stopped unexpectedly"_s)));
         return continuation;
     }
     if (m_idleEnd)
         m_idleEnd->cancel();
-    const auto deadline = m_mainQueue.asyncAfter(answerTime, [this] { end(u"did not answer in time"_qs); });
+    const auto deadline = m_mainQueue.asyncAfter(answerTime, [this] { end(u"did not answer in time"_s); });
     m_requests.push_back({continuation, passages.size(), {}, deadline});
     for (const QString &passage : passages)
         m_process.write(ApertiumStream::encode(passage));
@@ -99,7 +101,7 @@ void ApertiumPipeline::takeAnswer(const QByteArray &answer) {
     const auto translation = ApertiumStream::decode(answer);
     if (m_requests.empty() || !translation) {
         // The stages' last breath is an empty answer.
-        end(answer.isEmpty() ? u"has stopped unexpectedly"_qs : u"gave a result that cannot be read"_qs);
+        end(answer.isEmpty() ? u"has stopped unexpectedly"_s : u"gave a result that cannot be read"_s);
         return;
     }
     m_isWarm = true;
@@ -115,7 +117,7 @@ void ApertiumPipeline::takeAnswer(const QByteArray &answer) {
 }
 
 void ApertiumPipeline::endWhenIdle() {
-    m_idleEnd = m_mainQueue.asyncAfter(idleTime, [this] { end(u"was ended"_qs); });
+    m_idleEnd = m_mainQueue.asyncAfter(idleTime, [this] { end(u"was ended"_s); });
 }
 
 void ApertiumPipeline::end(const QString &reason) {
@@ -142,8 +144,7 @@ void ApertiumPipeline::endProcesses() {
 }
 
 QString ApertiumPipeline::sentence(const QString &whatHappened) const {
-    return u"The on-device translation %1 %2."_qs.arg(pairInWords(m_mode.source, m_mode.target),
-                                                      whatHappened);
+    return u"The on-device translation %1 %2."_s.arg(pairInWords(m_mode.source, m_mode.target), whatHappened);
 }
 
 } // namespace quillora::platform

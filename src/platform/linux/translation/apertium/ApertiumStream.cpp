@@ -2,6 +2,8 @@
 
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform::ApertiumStream {
 
 namespace {
@@ -9,8 +11,8 @@ namespace {
 const QByteArray endMark = "[][\n]";
 
 QString escaped(const QString &text) {
-    static const QRegularExpression special(uR"(([\\\[\]^$/<>@{}]))"_qs);
-    return QString(text).replace(special, uR"(\\1)"_qs);
+    static const QRegularExpression special(uR"(([\\\[\]^$/<>@{}]))"_s);
+    return QString(text).replace(special, uR"(\\1)"_s);
 }
 
 /// Text in brackets passes through the stages untouched.
@@ -18,7 +20,7 @@ QString untouched(const QString &text) { return u'[' + escaped(text) + u']'; }
 
 /// A tilde would steer the last stage, and a "word" of this length is none but costs its square in time.
 const QRegularExpression &untranslatable() {
-    static const QRegularExpression pattern(uR"(~+|\S{200,})"_qs);
+    static const QRegularExpression pattern(uR"(~+|\S{200,})"_s);
     return pattern;
 }
 
@@ -43,9 +45,9 @@ std::optional<QString> decode(const QByteArray &answer) {
     QByteArray body = answer.chopped(endMark.size());
     if (body.endsWith('.'))
         body.chop(1);
-    static const QRegularExpression markup(uR"(\\(.)|[\[\]])"_qs,
+    static const QRegularExpression markup(uR"(\\(.)|[\[\]])"_s,
                                            QRegularExpression::DotMatchesEverythingOption);
-    return QString::fromUtf8(body).replace(markup, uR"(\1)"_qs);
+    return QString::fromUtf8(body).replace(markup, uR"(\1)"_s);
 }
 
 } // namespace quillora::platform::ApertiumStream

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace quillora::platform {
 
 namespace {
@@ -22,7 +24,7 @@ ApertiumTranslationSession::ApertiumTranslationSession(QList<ApertiumMode> route
 QCoro::Task<> ApertiumTranslationSession::prepareTranslation() {
     for (const ApertiumMode &mode : m_route) {
         if (!pipelines()->pipeline(mode).isWarm()) {
-            const auto answer = pipelines()->pipeline(mode).translate({u"1"_qs}).wait();
+            const auto answer = pipelines()->pipeline(mode).translate({u"1"_s}).wait();
             co_await answer;
         }
     }
@@ -48,7 +50,7 @@ QCoro::Task<QString> ApertiumTranslationSession::translateStep(ApertiumMode mode
     const auto answer = pipelines()->pipeline(mode).translate(spelled).wait();
     QStringList translations = co_await answer;
     if (std::all_of(translations.begin(), translations.end(), isBlank))
-        throw error(u"gave no result"_qs);
+        throw error(u"gave no result"_s);
     for (qsizetype i = 0; i < translations.size(); ++i)
         translations[i] = spelledLikePassage(translations[i], passages[i], mode.target);
     co_return layout.withPassages(translations);
@@ -57,13 +59,13 @@ QCoro::Task<QString> ApertiumTranslationSession::translateStep(ApertiumMode mode
 std::shared_ptr<ApertiumPipelines> ApertiumTranslationSession::pipelines() const {
     auto pipelines = m_pipelines.lock();
     if (!pipelines)
-        throw error(u"was ended"_qs);
+        throw error(u"was ended"_s);
     return pipelines;
 }
 
 LocalizedError ApertiumTranslationSession::error(const QString &whatHappened) const {
     const QString pair = pairInWords(m_route.first().source, m_route.last().target);
-    return LocalizedError(u"The on-device translation %1 %2."_qs.arg(pair, whatHappened));
+    return LocalizedError(u"The on-device translation %1 %2."_s.arg(pair, whatHappened));
 }
 
 } // namespace quillora::platform

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::test;
 using namespace std::chrono_literals;
 using quillora::platform::ApertiumEngine;
@@ -30,13 +31,13 @@ QCoro::Task<QString> translatedUnprepared(Session session, QString text) {
     co_return response.targetText;
 }
 
-const QString translateAndStay = u"--translate-and-stay"_qs;
+const QString translateAndStay = u"--translate-and-stay"_s;
 
 int translateAndStayUntilKilled() {
     FakePlatform platform;
     ApertiumEngine engine(platform.queue);
     const auto translation =
-        Outcome<QString>::of(translatedUnprepared(engine.session(u"en"_qs, u"es"_qs), u"the house"_qs));
+        Outcome<QString>::of(translatedUnprepared(engine.session(u"en"_s, u"es"_s), u"the house"_s));
     ChildProcess::waitUntil([&] {
         platform.run();
         return translation->isDone();
@@ -45,8 +46,8 @@ int translateAndStayUntilKilled() {
     return QCoreApplication::exec();
 }
 
-const QString stopped = u"The on-device translation from English to Spanish has stopped unexpectedly."_qs;
-const QString overdue = u"The on-device translation from English to Spanish did not answer in time."_qs;
+const QString stopped = u"The on-device translation from English to Spanish has stopped unexpectedly."_s;
+const QString overdue = u"The on-device translation from English to Spanish did not answer in time."_s;
 
 } // namespace
 
@@ -101,7 +102,7 @@ private Q_SLOTS:
 private:
     static constexpr auto stageCount = 13;
 
-    Session session(const QString &source = u"en"_qs, const QString &target = u"es"_qs);
+    Session session(const QString &source = u"en"_s, const QString &target = u"es"_s);
     Translation begin(const QString &text) {
         return Outcome<QString>::of(translatedUnprepared(session(), text));
     }
@@ -148,7 +149,7 @@ Translation ApertiumEngineTest::finish(const Translation &outcome) {
 }
 
 void ApertiumEngineTest::installMode(const QString &name, const QByteArray &pipeline) {
-    QFile file(m_modes->filePath(name + u".mode"_qs));
+    QFile file(m_modes->filePath(name + u".mode"_s));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(pipeline);
 }
@@ -175,33 +176,33 @@ void ApertiumEngineTest::addStages() {
 }
 
 void ApertiumEngineTest::aPairThatIsNotInstalledIsNotServed() {
-    QVERIFY(!session(u"en"_qs, u"ru"_qs));
-    QVERIFY(!session(u"ja"_qs, u"zh"_qs));
+    QVERIFY(!session(u"en"_s, u"ru"_s));
+    QVERIFY(!session(u"ja"_s, u"zh"_s));
 }
 
 void ApertiumEngineTest::aPairInstalledMeanwhileIsFound() {
     useModes({});
     QVERIFY(!session());
-    installMode(u"eng-spa"_qs, "sed -u 's/house/casa/'");
-    QCOMPARE(translate(u"house"_qs)->value(), u"casa"_qs);
+    installMode(u"eng-spa"_s, "sed -u 's/house/casa/'");
+    QCOMPARE(translate(u"house"_s)->value(), u"casa"_s);
 }
 
 void ApertiumEngineTest::aPairIsTranslatedThroughAThirdLanguage() {
-    useModes({{u"eng-spa"_qs, "sed -u 's/house/casa/'"}, {u"spa-fra"_qs, "sed -u 's/casa/maison/'"}});
+    useModes({{u"eng-spa"_s, "sed -u 's/house/casa/'"}, {u"spa-fra"_s, "sed -u 's/casa/maison/'"}});
     const auto outcome =
-        finish(Outcome<QString>::of(translatedUnprepared(session(u"en"_qs, u"fr"_qs), u"a house\n"_qs)));
+        finish(Outcome<QString>::of(translatedUnprepared(session(u"en"_s, u"fr"_s), u"a house\n"_s)));
     QCOMPARE(outcome->error(), QString());
-    QCOMPARE(outcome->value(), u"a maison\n"_qs);
+    QCOMPARE(outcome->value(), u"a maison\n"_s);
 }
 
 void ApertiumEngineTest::recognizedSpeechIsTranslatedAsItIsWritten_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("translation");
-    QTest::newRow("no final stop") << u"the house is big"_qs << u"la casa es grande"_qs;
-    QTest::newRow("a small pronoun") << u"i want to send this message to my friend tomorrow"_qs
-                                     << u"quiero enviar este mensaje a mi amigo mañana"_qs;
-    QTest::newRow("written text") << u"The house is big."_qs << u"La casa es grande."_qs;
-    QTest::newRow("a question") << u"Is the house big?"_qs << u"Es la casa grande?"_qs;
+    QTest::newRow("no final stop") << u"the house is big"_s << u"la casa es grande"_s;
+    QTest::newRow("a small pronoun") << u"i want to send this message to my friend tomorrow"_s
+                                     << u"quiero enviar este mensaje a mi amigo mañana"_s;
+    QTest::newRow("written text") << u"The house is big."_s << u"La casa es grande."_s;
+    QTest::newRow("a question") << u"Is the house big?"_s << u"Es la casa grande?"_s;
 }
 
 void ApertiumEngineTest::recognizedSpeechIsTranslatedAsItIsWritten() {
@@ -211,40 +212,39 @@ void ApertiumEngineTest::recognizedSpeechIsTranslatedAsItIsWritten() {
 }
 
 void ApertiumEngineTest::anUnknownWordPassesUnmarked() {
-    QCOMPARE(translate(u"My cat is blorptastic."_qs)->value(), u"Mi gato es blorptastic."_qs);
+    QCOMPARE(translate(u"My cat is blorptastic."_s)->value(), u"Mi gato es blorptastic."_s);
 }
 
 void ApertiumEngineTest::specialCharactersSurvive_data() {
     QTest::addColumn<QString>("special");
     for (const char16_t character : std::u16string_view(u"[]^$/<>@{}\\~*#&|%_+=\"`"))
         QTest::newRow(QString(QChar(character)).toUtf8()) << QString(QChar(character));
-    QTest::newRow("emoji") << u"\U0001F600"_qs;
-    QTest::newRow("joined emoji") << u"\U0001F468\u200d\U0001F469\u200d\U0001F467"_qs;
-    QTest::newRow("heart") << u"\u2764\ufe0f"_qs;
-    QTest::newRow("Chinese") << u"\u4e2d\u6587"_qs;
-    QTest::newRow("escape") << u"\u001b"_qs;
-    QTest::newRow("the end mark") << u".[][\u2003]"_qs;
+    QTest::newRow("emoji") << u"\U0001F600"_s;
+    QTest::newRow("joined emoji") << u"\U0001F468\u200d\U0001F469\u200d\U0001F467"_s;
+    QTest::newRow("heart") << u"\u2764\ufe0f"_s;
+    QTest::newRow("Chinese") << u"\u4e2d\u6587"_s;
+    QTest::newRow("escape") << u"\u001b"_s;
+    QTest::newRow("the end mark") << u".[][\u2003]"_s;
 }
 
 void ApertiumEngineTest::specialCharactersSurvive() {
     QFETCH(const QString, special);
-    for (const QString &text : {u"The house %1 is big."_qs, u"%1 the house"_qs, u"the house %1"_qs}) {
+    for (const QString &text : {u"The house %1 is big."_s, u"%1 the house"_s, u"the house %1"_s}) {
         const auto outcome = translate(text.arg(special));
         QCOMPARE(outcome->error(), QString());
         QCOMPARE(outcome->value().count(special), 1);
-        QVERIFY(outcome->value().contains(u"casa"_qs));
+        QVERIFY(outcome->value().contains(u"casa"_s));
     }
 }
 
 void ApertiumEngineTest::theLayoutIsKept_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("translation");
-    QTest::newRow("lines") << u"the house\nthe cat\r\n\r\nthe dog\n"_qs
-                           << u"la casa\nel gato\r\n\r\nel perro\n"_qs;
-    QTest::newRow("space around") << u"  \tthe house \t"_qs << u"  \tla casa \t"_qs;
-    QTest::newRow("NUL") << u"the house"_qs + QChar() + u"the cat"_qs
-                         << u"la casa"_qs + QChar() + u"el gato"_qs;
-    QTest::newRow("lines without words") << u"---\nthe house\n***\n"_qs << u"---\nla casa\n***\n"_qs;
+    QTest::newRow("lines") << u"the house\nthe cat\r\n\r\nthe dog\n"_s
+                           << u"la casa\nel gato\r\n\r\nel perro\n"_s;
+    QTest::newRow("space around") << u"  \tthe house \t"_s << u"  \tla casa \t"_s;
+    QTest::newRow("NUL") << u"the house"_s + QChar() + u"the cat"_s << u"la casa"_s + QChar() + u"el gato"_s;
+    QTest::newRow("lines without words") << u"---\nthe house\n***\n"_s << u"---\nla casa\n***\n"_s;
 }
 
 void ApertiumEngineTest::theLayoutIsKept() {
@@ -256,8 +256,8 @@ void ApertiumEngineTest::theLayoutIsKept() {
 void ApertiumEngineTest::aTextWithoutWordsStartsNothing_data() {
     QTest::addColumn<QString>("text");
     QTest::newRow("empty") << QString();
-    QTest::newRow("blank") << u" \n\t "_qs;
-    QTest::newRow("punctuation") << u"... ?!"_qs;
+    QTest::newRow("blank") << u" \n\t "_s;
+    QTest::newRow("punctuation") << u"... ?!"_s;
 }
 
 void ApertiumEngineTest::aTextWithoutWordsStartsNothing() {
@@ -271,24 +271,24 @@ void ApertiumEngineTest::aTextWithoutWordsStartsNothing() {
 
 void ApertiumEngineTest::aHundredKilobytesAreTranslatedWhole() {
     constexpr int count = 6000;
-    QCOMPARE(translate(u"The house is big. "_qs.repeated(count))->value(),
-             u"La casa es grande. "_qs.repeated(count));
+    QCOMPARE(translate(u"The house is big. "_s.repeated(count))->value(),
+             u"La casa es grande. "_s.repeated(count));
 }
 
 void ApertiumEngineTest::aHundredKilobytesInOneWordComeBack() {
     const QString word(100'000, u'x');
-    QCOMPARE(translate(u"the house "_qs + word)->value(), u"la casa "_qs + word);
+    QCOMPARE(translate(u"the house "_s + word)->value(), u"la casa "_s + word);
 }
 
 void ApertiumEngineTest::translationsAtTheSameTimeKeepApart() {
-    const auto one = begin(u"the house"_qs);
-    const auto other = begin(u"the cat\nthe dog"_qs);
-    QCOMPARE(finish(other)->value(), u"el gato\nel perro"_qs);
-    QCOMPARE(finish(one)->value(), u"la casa"_qs);
+    const auto one = begin(u"the house"_s);
+    const auto other = begin(u"the cat\nthe dog"_s);
+    QCOMPARE(finish(other)->value(), u"el gato\nel perro"_s);
+    QCOMPARE(finish(one)->value(), u"la casa"_s);
 }
 
 void ApertiumEngineTest::textNeverReachesAProcessArgument() {
-    QCOMPARE(translate(u"the xylophagous house"_qs)->error(), QString());
+    QCOMPARE(translate(u"the xylophagous house"_s)->error(), QString());
     const auto processes = ProcessTree::descendants();
     QVERIFY(!processes.isEmpty());
     for (const auto &process : processes)
@@ -296,9 +296,9 @@ void ApertiumEngineTest::textNeverReachesAProcessArgument() {
 }
 
 void ApertiumEngineTest::aPipelineServesManyTranslations() {
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     const auto before = stages();
-    translate(u"the cat"_qs);
+    translate(u"the cat"_s);
     const auto after = stages();
     QCOMPARE(before.size(), stageCount);
     QCOMPARE(after.size(), stageCount);
@@ -311,7 +311,7 @@ void ApertiumEngineTest::preparingStartsThePipeline() {
 }
 
 void ApertiumEngineTest::anIdlePipelineEnds() {
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     m_platform->queue.advance(ApertiumPipeline::idleTime - 1ms);
     QCOMPARE(stages().size(), stageCount);
     m_platform->queue.advance(1ms);
@@ -319,52 +319,52 @@ void ApertiumEngineTest::anIdlePipelineEnds() {
 }
 
 void ApertiumEngineTest::aPipelineInUseDoesNotEnd() {
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     const auto id = stages().first().id;
     m_platform->queue.advance(ApertiumPipeline::idleTime - 1ms);
-    translate(u"the cat"_qs);
+    translate(u"the cat"_s);
     m_platform->queue.advance(ApertiumPipeline::idleTime - 1ms);
     QCOMPARE(stages().first().id, id);
 }
 
 void ApertiumEngineTest::aTranslationAfterTheIdleEndStartsAFreshPipeline() {
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     m_platform->queue.advance(ApertiumPipeline::idleTime);
-    QCOMPARE(translate(u"the cat"_qs)->value(), u"el gato"_qs);
+    QCOMPARE(translate(u"the cat"_s)->value(), u"el gato"_s);
 }
 
 void ApertiumEngineTest::aStageKilledBetweenTranslationsIsReplaced_data() { addStages(); }
 
 void ApertiumEngineTest::aStageKilledBetweenTranslationsIsReplaced() {
     QFETCH(const int, stage);
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     const auto killed = stages().at(stage).id;
     ::kill(static_cast<pid_t>(killed), SIGKILL);
     QVERIFY(waitUntil([] { return ProcessTree::descendants().isEmpty(); }));
-    QCOMPARE(translate(u"the cat"_qs)->value(), u"el gato"_qs);
+    QCOMPARE(translate(u"the cat"_s)->value(), u"el gato"_s);
 }
 
 void ApertiumEngineTest::aStageKilledDuringATranslationFailsIt_data() { addStages(); }
 
 void ApertiumEngineTest::aStageKilledDuringATranslationFailsIt() {
     QFETCH(const int, stage);
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     const auto id = static_cast<pid_t>(stages().at(stage).id);
     ::kill(id, SIGSTOP);
-    const auto outcome = begin(u"the cat"_qs);
+    const auto outcome = begin(u"the cat"_s);
     ::kill(id, SIGKILL);
     QCOMPARE(finish(outcome)->error(), stopped);
     QVERIFY(waitUntil([] { return ProcessTree::descendants().isEmpty(); }));
-    QCOMPARE(translate(u"the cat"_qs)->value(), u"el gato"_qs);
+    QCOMPARE(translate(u"the cat"_s)->value(), u"el gato"_s);
 }
 
 void ApertiumEngineTest::aHangingStageFailsTheTranslationInTime_data() { addStages(); }
 
 void ApertiumEngineTest::aHangingStageFailsTheTranslationInTime() {
     QFETCH(const int, stage);
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     ::kill(static_cast<pid_t>(stages().at(stage).id), SIGSTOP);
-    const auto outcome = begin(u"the cat"_qs);
+    const auto outcome = begin(u"the cat"_s);
     m_platform->queue.advance(ApertiumPipeline::answerTime - 1ms);
     QVERIFY(!outcome->isDone());
     m_platform->queue.advance(1ms);
@@ -373,57 +373,57 @@ void ApertiumEngineTest::aHangingStageFailsTheTranslationInTime() {
 }
 
 void ApertiumEngineTest::afterAFailureTheNextTranslationWorks() {
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     ::kill(static_cast<pid_t>(stages().first().id), SIGSTOP);
-    const auto outcome = begin(u"the cat"_qs);
+    const auto outcome = begin(u"the cat"_s);
     m_platform->queue.advance(ApertiumPipeline::answerTime);
     QCOMPARE(finish(outcome)->error(), overdue);
-    QCOMPARE(translate(u"the cat"_qs)->value(), u"el gato"_qs);
+    QCOMPARE(translate(u"the cat"_s)->value(), u"el gato"_s);
 }
 
 void ApertiumEngineTest::aPairThatCannotBeStartedFails() {
-    useModes({{u"eng-spa"_qs, "'a-program-that-nobody-has'"}});
-    QCOMPARE(translate(u"house"_qs)->error(), stopped);
+    useModes({{u"eng-spa"_s, "'a-program-that-nobody-has'"}});
+    QCOMPARE(translate(u"house"_s)->error(), stopped);
     QCOMPARE(finish(Outcome<QString>::of(prepared(session())))->error(), stopped);
 }
 
 void ApertiumEngineTest::anEmptyAnswerFails() {
-    useModes({{u"eng-spa"_qs, "sed -u 's/.*/.[][\\n]/'"}});
-    QCOMPARE(translate(u"house"_qs)->error(),
-             u"The on-device translation from English to Spanish gave no result."_qs);
+    useModes({{u"eng-spa"_s, "sed -u 's/.*/.[][\\n]/'"}});
+    QCOMPARE(translate(u"house"_s)->error(),
+             u"The on-device translation from English to Spanish gave no result."_s);
 }
 
 void ApertiumEngineTest::anUnreadableAnswerFails() {
-    useModes({{u"eng-spa"_qs, "sed -u 's/.*/casa/'"}});
-    QCOMPARE(translate(u"house"_qs)->error(),
-             u"The on-device translation from English to Spanish gave a result that cannot be read."_qs);
+    useModes({{u"eng-spa"_s, "sed -u 's/.*/casa/'"}});
+    QCOMPARE(translate(u"house"_s)->error(),
+             u"The on-device translation from English to Spanish gave a result that cannot be read."_s);
 }
 
 void ApertiumEngineTest::destroyingTheEngineEndsEveryProcess() {
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     QVERIFY(!ProcessTree::descendants().isEmpty());
     m_engine.reset();
     QVERIFY(ProcessTree::descendants().isEmpty());
 }
 
 void ApertiumEngineTest::destroyingTheEngineEndsAHangingStage() {
-    translate(u"the house"_qs);
+    translate(u"the house"_s);
     ::kill(static_cast<pid_t>(stages().first().id), SIGSTOP);
-    begin(u"the cat"_qs);
+    begin(u"the cat"_s);
     m_engine.reset();
     QVERIFY(ProcessTree::descendants().isEmpty());
 }
 
 void ApertiumEngineTest::destroyingTheEngineEndsAStageThatRefuses() {
     useModes({});
-    const QString program = m_modes->filePath(u"refusing"_qs);
+    const QString program = m_modes->filePath(u"refusing"_s);
     QFile file(program);
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("#!/bin/sh\ntrap '' TERM\nsleep 1000\n");
     file.close();
     QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
-    installMode(u"eng-spa"_qs, "'" + program.toUtf8() + "'");
-    begin(u"house"_qs);
+    installMode(u"eng-spa"_s, "'" + program.toUtf8() + "'");
+    begin(u"house"_s);
     QVERIFY(waitUntil([] { return stages().size() == 2; })); // the program and its sleep
     const auto processes = stages();
     m_engine.reset();
@@ -446,17 +446,17 @@ void ApertiumEngineTest::noStageOutlivesAProgramThatIsKilled() {
 }
 
 void ApertiumEngineTest::destroyingTheEngineFailsATranslationUnderWay() {
-    const auto outcome = begin(u"the house"_qs);
+    const auto outcome = begin(u"the house"_s);
     m_engine.reset();
     QVERIFY(!outcome->isDone());
-    QCOMPARE(finish(outcome)->error(), u"The on-device translation from English to Spanish was ended."_qs);
+    QCOMPARE(finish(outcome)->error(), u"The on-device translation from English to Spanish was ended."_s);
 }
 
 void ApertiumEngineTest::aSessionThatOutlivesItsEngineFails() {
     const Session orphan = session();
     m_engine.reset();
-    QCOMPARE(finish(Outcome<QString>::of(translatedUnprepared(orphan, u"the house"_qs)))->error(),
-             u"The on-device translation from English to Spanish was ended."_qs);
+    QCOMPARE(finish(Outcome<QString>::of(translatedUnprepared(orphan, u"the house"_s)))->error(),
+             u"The on-device translation from English to Spanish was ended."_s);
 }
 
 int main(int argc, char **argv) {

@@ -2,6 +2,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::platform;
 
 /// Which of the engine's ways with small and large letters are undone, and which are right.
@@ -21,9 +22,9 @@ void ApertiumSpellingTest::theEnglishPronounIsWrittenLarge_data() {
     QTest::addColumn<QString>("language");
     QTest::addColumn<QString>("passage");
     QTest::addColumn<QString>("spelled");
-    QTest::newRow("English") << u"en"_qs << u"i think i'm late"_qs << u"I think I'm late"_qs;
-    QTest::newRow("abbreviation") << u"en"_qs << u"i.e. this"_qs << u"i.e. this"_qs;
-    QTest::newRow("another language") << u"it"_qs << u"i gatti"_qs << u"i gatti"_qs;
+    QTest::newRow("English") << u"en"_s << u"i think i'm late"_s << u"I think I'm late"_s;
+    QTest::newRow("abbreviation") << u"en"_s << u"i.e. this"_s << u"i.e. this"_s;
+    QTest::newRow("another language") << u"it"_s << u"i gatti"_s << u"i gatti"_s;
 }
 
 void ApertiumSpellingTest::theEnglishPronounIsWrittenLarge() {
@@ -33,11 +34,11 @@ void ApertiumSpellingTest::theEnglishPronounIsWrittenLarge() {
 }
 
 void ApertiumSpellingTest::theSpaceOfADroppedWordGoes() {
-    QCOMPARE(spelledLikePassage(u" Quiero.  Voy."_qs, u"I want. I go."_qs, u"es"_qs), u"Quiero. Voy."_qs);
+    QCOMPARE(spelledLikePassage(u" Quiero.  Voy."_s, u"I want. I go."_s, u"es"_s), u"Quiero. Voy."_s);
 }
 
 void ApertiumSpellingTest::spacesThatWereThereBeforeStay() {
-    QCOMPARE(spelledLikePassage(u"uno  dos"_qs, u"one  two"_qs, u"es"_qs), u"uno  dos"_qs);
+    QCOMPARE(spelledLikePassage(u"uno  dos"_s, u"one  two"_s, u"es"_s), u"uno  dos"_s);
 }
 
 void ApertiumSpellingTest::theFirstLetterKeepsItsCase_data() {
@@ -45,18 +46,17 @@ void ApertiumSpellingTest::theFirstLetterKeepsItsCase_data() {
     QTest::addColumn<QString>("language");
     QTest::addColumn<QString>("translation");
     QTest::addColumn<QString>("result");
-    QTest::newRow("small") << u"i want"_qs << u"es"_qs << u"Quiero"_qs << u"quiero"_qs;
-    QTest::newRow("capital") << u"I want"_qs << u"es"_qs << u"Quiero"_qs << u"Quiero"_qs;
-    QTest::newRow("abbreviation") << u"the usa"_qs << u"es"_qs << u"EE.UU."_qs << u"EE.UU."_qs;
-    QTest::newRow("initial") << u"the j"_qs << u"es"_qs << u"J. Bach"_qs << u"J. Bach"_qs;
-    QTest::newRow("one letter") << u"a"_qs << u"es"_qs << u"Y"_qs << u"y"_qs;
-    QTest::newRow("no letter") << u"\"one\""_qs << u"es"_qs << u"\"Uno\""_qs << u"\"Uno\""_qs;
-    QTest::newRow("a German noun") << u"casas grandes"_qs << u"de"_qs << u"H\u00e4user"_qs
-                                   << u"H\u00e4user"_qs;
-    QTest::newRow("the English pronoun") << u"quiero"_qs << u"en"_qs << u"I want"_qs << u"I want"_qs;
-    QTest::newRow("its short form") << u"soy"_qs << u"en"_qs << u"I'm"_qs << u"I'm"_qs;
-    QTest::newRow("another word with that letter") << u"es"_qs << u"en"_qs << u"It is"_qs << u"it is"_qs;
-    QTest::newRow("nothing") << u"one"_qs << u"es"_qs << u" "_qs << QString();
+    QTest::newRow("small") << u"i want"_s << u"es"_s << u"Quiero"_s << u"quiero"_s;
+    QTest::newRow("capital") << u"I want"_s << u"es"_s << u"Quiero"_s << u"Quiero"_s;
+    QTest::newRow("abbreviation") << u"the usa"_s << u"es"_s << u"EE.UU."_s << u"EE.UU."_s;
+    QTest::newRow("initial") << u"the j"_s << u"es"_s << u"J. Bach"_s << u"J. Bach"_s;
+    QTest::newRow("one letter") << u"a"_s << u"es"_s << u"Y"_s << u"y"_s;
+    QTest::newRow("no letter") << u"\"one\""_s << u"es"_s << u"\"Uno\""_s << u"\"Uno\""_s;
+    QTest::newRow("a German noun") << u"casas grandes"_s << u"de"_s << u"H\u00e4user"_s << u"H\u00e4user"_s;
+    QTest::newRow("the English pronoun") << u"quiero"_s << u"en"_s << u"I want"_s << u"I want"_s;
+    QTest::newRow("its short form") << u"soy"_s << u"en"_s << u"I'm"_s << u"I'm"_s;
+    QTest::newRow("another word with that letter") << u"es"_s << u"en"_s << u"It is"_s << u"it is"_s;
+    QTest::newRow("nothing") << u"one"_s << u"es"_s << u" "_s << QString();
 }
 
 void ApertiumSpellingTest::theFirstLetterKeepsItsCase() {

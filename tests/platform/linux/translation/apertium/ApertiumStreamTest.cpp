@@ -2,6 +2,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::platform;
 
 /// How text goes into a pipeline and comes out of it.
@@ -23,34 +24,34 @@ private Q_SLOTS:
 };
 
 void ApertiumStreamTest::aPieceEndsInAFullStopAMarkAndNul() {
-    QCOMPARE(ApertiumStream::encode(u"house"_qs), QByteArray("house.[][\n]\0", 12));
+    QCOMPARE(ApertiumStream::encode(u"house"_s), QByteArray("house.[][\n]\0", 12));
 }
 
 void ApertiumStreamTest::charactersOfTheStreamFormatAreEscaped() {
-    QCOMPARE(ApertiumStream::encode(uR"([]^$/\<>@{})"_qs),
+    QCOMPARE(ApertiumStream::encode(uR"([]^$/\<>@{})"_s),
              QByteArray(R"(\[\]\^\$\/\\\<\>\@\{\})") + QByteArray(".[][\n]\0", 7));
 }
 
 void ApertiumStreamTest::aTildePassesUntouched() {
-    QCOMPARE(ApertiumStream::encode(u"a ~~ b"_qs), QByteArray("a [~~] b.[][\n]\0", 15));
+    QCOMPARE(ApertiumStream::encode(u"a ~~ b"_s), QByteArray("a [~~] b.[][\n]\0", 15));
 }
 
 void ApertiumStreamTest::aWordTooLongToBeOnePassesUntouched() {
     const QString longWord(200, u'x');
-    QCOMPARE(ApertiumStream::encode(u"a "_qs + longWord),
+    QCOMPARE(ApertiumStream::encode(u"a "_s + longWord),
              "a [" + longWord.toUtf8() + "]" + QByteArray(".[][\n]\0", 7));
 }
 
 void ApertiumStreamTest::anAnswerLosesItsMarkAndFullStop() {
-    QCOMPARE(ApertiumStream::decode("casa.[][\n]"), u"casa"_qs);
+    QCOMPARE(ApertiumStream::decode("casa.[][\n]"), u"casa"_s);
 }
 
 void ApertiumStreamTest::anAnswerWithoutItsFullStopIsTakenAsItIs() {
-    QCOMPARE(ApertiumStream::decode("casa[][\n]"), u"casa"_qs);
+    QCOMPARE(ApertiumStream::decode("casa[][\n]"), u"casa"_s);
 }
 
 void ApertiumStreamTest::onlyTheAddedFullStopIsTaken() {
-    QCOMPARE(ApertiumStream::decode("casa..[][\n]"), u"casa."_qs);
+    QCOMPARE(ApertiumStream::decode("casa..[][\n]"), u"casa."_s);
 }
 
 void ApertiumStreamTest::anAnswerWithoutItsMarkIsNone_data() {
@@ -67,12 +68,12 @@ void ApertiumStreamTest::anAnswerWithoutItsMarkIsNone() {
 
 void ApertiumStreamTest::whatGoesInComesOut_data() {
     QTest::addColumn<QString>("text");
-    QTest::newRow("plain") << u"The house is big."_qs;
-    QTest::newRow("brackets") << u"[x] {y} <z> [[a]] ]["_qs;
-    QTest::newRow("backslashes") << uR"(\ \\ \[ \n)"_qs;
-    QTest::newRow("tildes in brackets") << u"[~] ~[ ~~"_qs;
+    QTest::newRow("plain") << u"The house is big."_s;
+    QTest::newRow("brackets") << u"[x] {y} <z> [[a]] ]["_s;
+    QTest::newRow("backslashes") << uR"(\ \\ \[ \n)"_s;
+    QTest::newRow("tildes in brackets") << u"[~] ~[ ~~"_s;
     QTest::newRow("a long word with brackets") << QString(150, u'[') + QString(150, u'\\');
-    QTest::newRow("emoji") << u"\U0001F600 \U0001F468\u200d\U0001F469 \u4e2d"_qs;
+    QTest::newRow("emoji") << u"\U0001F600 \U0001F468\u200d\U0001F469 \u4e2d"_s;
 }
 
 void ApertiumStreamTest::whatGoesInComesOut() {

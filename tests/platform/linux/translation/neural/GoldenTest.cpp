@@ -8,6 +8,7 @@
 #include <optional>
 #include <sstream>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::neural;
 using quillora::test::goldenModels;
 using quillora::test::goldenSentences;
@@ -81,7 +82,7 @@ void GoldenTest::everyTranslationIsTheReferences_data() {
 void GoldenTest::everyTranslationIsTheReferences() {
     QFETCH(const RandomModel *, model);
     QFile file(QStringLiteral(QUILLORA_GOLDEN_ANSWERS) + u'/' +
-               QString::fromStdString(std::string(model->name)) + u".tsv"_qs);
+               QString::fromStdString(std::string(model->name)) + u".tsv"_s);
     QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
     std::vector<std::string> sentences;
     std::vector<std::string> expected;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <numeric>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::neural;
 using quillora::test::RandomNumbers;
 
@@ -123,7 +124,7 @@ void KernelsTest::productsOfBytesAreExact() {
                     const auto column = product.weights.begin() + std::ptrdiff_t(i % outputs * inputs);
                     const int sum = std::inner_product(row, row + std::ptrdiff_t(inputs), column, 0);
                     if (y[i] != float(sum))
-                        QFAIL(qPrintable(u"%1 by %2 by %3: %4 instead of %5"_qs.arg(rows)
+                        QFAIL(qPrintable(u"%1 by %2 by %3: %4 instead of %5"_s.arg(rows)
                                              .arg(inputs)
                                              .arg(outputs)
                                              .arg(double(y[i]))

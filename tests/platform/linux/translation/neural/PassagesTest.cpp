@@ -7,6 +7,7 @@
 
 #include <sstream>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::neural;
 using namespace quillora::test;
 
@@ -55,19 +56,18 @@ QStringList passagesOf(const Passages &passages, const Vocabulary &vocabulary) {
 void PassagesTest::sentencesBecomePassages_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("passages");
-    QTest::newRow("empty") << u""_qs << QStringList();
-    QTest::newRow("space") << u" \n\t"_qs << QStringList();
-    QTest::newRow("sentences") << u"One. Two!\nThree"_qs << QStringList{u"One."_qs, u"Two!"_qs, u"Three"_qs};
-    QTest::newRow("case and marks stay")
-        << u"so i Said, OK (yes)"_qs << QStringList{u"so i Said, OK (yes)"_qs};
-    QTest::newRow("no letters") << u"42. *** \n --- 3.14"_qs << QStringList();
-    QTest::newRow("emoji behind") << u"Good \U0001F600"_qs << QStringList{u"Good"_qs};
-    QTest::newRow("emoji between") << u"Good \U0001F600\U0001F44D\U0001F3FD. Bye"_qs
-                                   << QStringList{u"Good"_qs, u"Bye"_qs};
-    QTest::newRow("a word in other letters") << u"Say Привет now"_qs << QStringList{u"Say"_qs, u"now"_qs};
-    QTest::newRow("a name with a letter") << u"Mr Erdős came"_qs << QStringList{u"Mr"_qs, u"came"_qs};
+    QTest::newRow("empty") << u""_s << QStringList();
+    QTest::newRow("space") << u" \n\t"_s << QStringList();
+    QTest::newRow("sentences") << u"One. Two!\nThree"_s << QStringList{u"One."_s, u"Two!"_s, u"Three"_s};
+    QTest::newRow("case and marks stay") << u"so i Said, OK (yes)"_s << QStringList{u"so i Said, OK (yes)"_s};
+    QTest::newRow("no letters") << u"42. *** \n --- 3.14"_s << QStringList();
+    QTest::newRow("emoji behind") << u"Good \U0001F600"_s << QStringList{u"Good"_s};
+    QTest::newRow("emoji between") << u"Good \U0001F600\U0001F44D\U0001F3FD. Bye"_s
+                                   << QStringList{u"Good"_s, u"Bye"_s};
+    QTest::newRow("a word in other letters") << u"Say Привет now"_s << QStringList{u"Say"_s, u"now"_s};
+    QTest::newRow("a name with a letter") << u"Mr Erdős came"_s << QStringList{u"Mr"_s, u"came"_s};
     QTest::newRow("an unknown mark is the model's")
-        << u"yes – no"_qs << QStringList{QString::fromUtf8("yes \u2047 no")};
+        << u"yes – no"_s << QStringList{QString::fromUtf8("yes \u2047 no")};
 }
 
 void PassagesTest::sentencesBecomePassages() {
@@ -85,13 +85,12 @@ void PassagesTest::translationsTakeTheirPlaces_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("translations");
     QTest::addColumn<QString>("result");
-    QTest::newRow("space stays") << u"de"_qs << u" One.\n\n Two.\tThree "_qs
-                                 << QStringList{u"A."_qs, u"B."_qs, u"C"_qs} << u" A.\n\n B.\tC "_qs;
-    QTest::newRow("no space in Chinese")
-        << u"zh"_qs << u"One. Two.\nThree"_qs << QStringList{u"一。"_qs, u"二。"_qs, u"三"_qs}
-        << u"一。二。\n三"_qs;
-    QTest::newRow("emoji stay") << u"de"_qs << u"One \U0001F600. Two"_qs << QStringList{u"A"_qs, u"B"_qs}
-                                << u"A \U0001F600. B"_qs;
+    QTest::newRow("space stays") << u"de"_s << u" One.\n\n Two.\tThree "_s
+                                 << QStringList{u"A."_s, u"B."_s, u"C"_s} << u" A.\n\n B.\tC "_s;
+    QTest::newRow("no space in Chinese") << u"zh"_s << u"One. Two.\nThree"_s
+                                         << QStringList{u"一。"_s, u"二。"_s, u"三"_s} << u"一。二。\n三"_s;
+    QTest::newRow("emoji stay") << u"de"_s << u"One \U0001F600. Two"_s << QStringList{u"A"_s, u"B"_s}
+                                << u"A \U0001F600. B"_s;
 }
 
 void PassagesTest::translationsTakeTheirPlaces() {
@@ -114,14 +113,14 @@ void PassagesTest::aPassageWithoutTranslationStays() {
 
 void PassagesTest::everyTextPassesWhole_data() {
     QTest::addColumn<QString>("text");
-    QTest::newRow("Russian") << u"Привет, как дела? Хорошо."_qs;
-    QTest::newRow("Chinese") << u"你好。今天很好！"_qs;
-    QTest::newRow("Thai") << u"สวัสดีครับ วันนี้อากาศดี"_qs;
-    QTest::newRow("Arabic") << u"كيف حالك؟ أنا بخير."_qs;
+    QTest::newRow("Russian") << u"Привет, как дела? Хорошо."_s;
+    QTest::newRow("Chinese") << u"你好。今天很好！"_s;
+    QTest::newRow("Thai") << u"สวัสดีครับ วันนี้อากาศดี"_s;
+    QTest::newRow("Arabic") << u"كيف حالك؟ أنا بخير."_s;
     QTest::newRow("flags and families")
-        << u"\U0001F1E9\U0001F1EA \U0001F468\u200D\U0001F469\u200D\U0001F467 \u2764\uFE0F"_qs;
-    QTest::newRow("numbers") << u"1.234,56 \u20AC (50 %)"_qs;
-    QTest::newRow("private and unassigned") << u"\uE000 \U000E0FFF"_qs;
+        << u"\U0001F1E9\U0001F1EA \U0001F468\u200D\U0001F469\u200D\U0001F467 \u2764\uFE0F"_s;
+    QTest::newRow("numbers") << u"1.234,56 \u20AC (50 %)"_s;
+    QTest::newRow("private and unassigned") << u"\uE000 \U000E0FFF"_s;
 }
 
 /// For a model that has none of its letters.

@@ -15,6 +15,7 @@
 #include <sstream>
 #include <thread>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::neural;
 using namespace quillora::test;
 
@@ -107,17 +108,16 @@ void TranslatorTest::initTestCase() {
 void TranslatorTest::wordsAreTranslated_data() {
     QTest::addColumn<QString>("german");
     QTest::addColumn<QString>("english");
-    QTest::newRow("empty") << u""_qs << u""_qs;
-    QTest::newRow("a word") << u"hallo"_qs << u"hello"_qs;
-    QTest::newRow("a sentence") << u"Guten Morgen Welt."_qs << u"Good morning world."_qs;
-    QTest::newRow("marks") << u"Hallo, das ist ein Test!"_qs << u"Hello, this is a test!"_qs;
-    QTest::newRow("sentences") << u"Das ist ein Diktat. Das ist ein Rechner?\n\n  danke"_qs
-                               << u"This is a dictation. This is a computer?\n\n  thanks"_qs;
-    QTest::newRow("as recognised") << u"hallo welt das ist eins und zwei und drei"_qs
-                                   << u"hello welt this is one and two and three"_qs;
-    QTest::newRow("emoji and names") << u"Guten Abend \U0001F600 Łódź"_qs
-                                     << u"Good evening \U0001F600 Łódź"_qs;
-    QTest::newRow("nothing to translate") << u"\U0001F600 42 ..."_qs << u"\U0001F600 42 ..."_qs;
+    QTest::newRow("empty") << u""_s << u""_s;
+    QTest::newRow("a word") << u"hallo"_s << u"hello"_s;
+    QTest::newRow("a sentence") << u"Guten Morgen Welt."_s << u"Good morning world."_s;
+    QTest::newRow("marks") << u"Hallo, das ist ein Test!"_s << u"Hello, this is a test!"_s;
+    QTest::newRow("sentences") << u"Das ist ein Diktat. Das ist ein Rechner?\n\n  danke"_s
+                               << u"This is a dictation. This is a computer?\n\n  thanks"_s;
+    QTest::newRow("as recognised") << u"hallo welt das ist eins und zwei und drei"_s
+                                   << u"hello welt this is one and two and three"_s;
+    QTest::newRow("emoji and names") << u"Guten Abend \U0001F600 Łódź"_s << u"Good evening \U0001F600 Łódź"_s;
+    QTest::newRow("nothing to translate") << u"\U0001F600 42 ..."_s << u"\U0001F600 42 ..."_s;
 }
 
 void TranslatorTest::wordsAreTranslated() {
@@ -194,15 +194,15 @@ void TranslatorTest::twoOfThemTranslateByWayOfWhatIsBetween_data() {
     QTest::addColumn<std::string>("target");
     QTest::addColumn<QString>("german");
     QTest::addColumn<QString>("between");
-    QTest::newRow("empty") << std::string("fr") << u""_qs << u""_qs;
-    QTest::newRow("a sentence") << std::string("fr") << u"Das ist eine Übersetzung."_qs
-                                << u"Das ist eine traduction."_qs;
-    QTest::newRow("several") << std::string("fr") << u" Das ist ein Test. Hallo!\n\n danke und danke"_qs
-                             << u" Das ist ein Test. Hallo!\n\n danke und danke"_qs;
+    QTest::newRow("empty") << std::string("fr") << u""_s << u""_s;
+    QTest::newRow("a sentence") << std::string("fr") << u"Das ist eine Übersetzung."_s
+                                << u"Das ist eine traduction."_s;
+    QTest::newRow("several") << std::string("fr") << u" Das ist ein Test. Hallo!\n\n danke und danke"_s
+                             << u" Das ist ein Test. Hallo!\n\n danke und danke"_s;
     QTest::newRow("nothing to translate")
-        << std::string("fr") << u"\U0001F600 42 ..."_qs << u"\U0001F600 42 ..."_qs;
-    QTest::newRow("without spaces") << std::string("ja") << u"Das ist ein Test. Hallo! Das ist\ndanke"_qs
-                                    << u"Das ist ein Test.Hallo!Das ist\ndanke"_qs;
+        << std::string("fr") << u"\U0001F600 42 ..."_s << u"\U0001F600 42 ..."_s;
+    QTest::newRow("without spaces") << std::string("ja") << u"Das ist ein Test. Hallo! Das ist\ndanke"_s
+                                    << u"Das ist ein Test.Hallo!Das ist\ndanke"_s;
 }
 
 void TranslatorTest::twoOfThemTranslateByWayOfWhatIsBetween() {
