@@ -151,7 +151,10 @@ class Person:
         # A panel that was opened once can be read from then on.
         self.open_panel()
         self.wait_for_status("Ready.")
+        opened = self._windows()
         self.close_panel()
+        # What is asked over the bus may overtake the key, which would close the panel that it opens.
+        wait_for("the panel's end", lambda: len(self._windows()) < len(opened))
 
     def status(self):
         return self.reader.status("Quillora")
