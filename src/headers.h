@@ -1,7 +1,7 @@
 #pragma once
 
-// What nearly every file of the program includes, by itself or through another. The standard's and the toolkit's only:
-// a change to a header of ours must not compile everything again.
+// What nearly every file of the program includes, by itself or through another. The standard's and the
+// toolkit's only: a change to a header of ours must not compile everything again.
 #include <QCoroTask>
 #include <QDebug>
 #include <QHash>
