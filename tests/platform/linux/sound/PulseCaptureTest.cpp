@@ -98,6 +98,9 @@ private Q_SLOTS:
         SoundServer server({8000, 1});
         SoundProbe probe(server.address());
         QVERIFY(probe.findMicrophone());
+        // PipeWire captures in cycles, and nothing while it is kept from one.
+        const int allowedMs = 25 + SoundServer::cycleMs();
+        int unfilled = 0;
         for (int round = 0; round < 10; ++round) {
             QElapsedTimer timer;
             probe.start();
@@ -108,9 +111,11 @@ private Q_SLOTS:
             probe.stop();
             const auto recordedMs = timer.elapsed();
             QVERIFY(probe.waitForEnd());
-            QVERIFY2(probe.frames() / 8 >= recordedMs - 25,
+            QVERIFY2(probe.frames() / 8 >= recordedMs - allowedMs,
                      qPrintable(u"%1 of %2 ms arrived"_s.arg(probe.frames() / 8).arg(recordedMs)));
+            unfilled += probe.frames() % 1024 != 0;
         }
+        QVERIFY(unfilled > 0);
     }
 
     void whatTheServerStillHeldAtTheStopArrives() {
