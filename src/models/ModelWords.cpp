@@ -185,7 +185,7 @@ QString ModelWords::standing(const ModelNeed &need) {
 }
 
 QString ModelWords::omissions(const QStringList &omissions) {
-    const QString sentences = omissions.join(u' ');
+    QString sentences = omissions.join(u' ');
     if (omissions.size() < 2)
         return sentences;
     return u"%1 entries of the catalogs are left out. %2"_s.arg(QString::number(omissions.size()), sentences);
