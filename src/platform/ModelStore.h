@@ -6,6 +6,7 @@
 #include <QMap>
 #include <QString>
 #include <QStringList>
+#include <QUrl>
 
 #include <chrono>
 #include <functional>
@@ -39,6 +40,7 @@ struct ModelDescription {
     std::optional<qint64> downloadSize;  ///< bytes that come over the network, roughly
     std::optional<qint64> installedSize; ///< bytes on disk, roughly
     QString licence;
+    QUrl licenceAddress; ///< where it can be read, over HTTPS; none without a licence
     QString publisher;
     QStringList hosts; ///< names of the servers that it comes from, each once
     ModelSizeClass sizeClass = ModelSizeClass::unknown;

@@ -98,6 +98,14 @@ std::optional<ModelScore> score(JsonFields &entry) {
     return score;
 }
 
+QUrl licenceAddress(JsonFields &fields, const QString &licence) {
+    if (!fields.has(u"licenceAddress"_s))
+        return {};
+    if (licence.isEmpty())
+        throw ModelFault(u"It says where its licence can be read, but not which it is."_s);
+    return fields.address(u"licenceAddress"_s);
+}
+
 ModelDescription description(JsonFields &fields) {
     ModelDescription result;
     result.id = folderName(fields.text(u"id"_s));
@@ -109,6 +117,7 @@ ModelDescription description(JsonFields &fields) {
     result.downloadSize = fields.size(u"downloadSize"_s);
     result.installedSize = fields.size(u"installedSize"_s);
     result.licence = fields.textOr(u"licence"_s, {});
+    result.licenceAddress = licenceAddress(fields, result.licence);
     result.publisher = fields.textOr(u"publisher"_s, {});
     result.sizeClass = sizeClass(fields.textOr(u"sizeClass"_s, {}));
     result.punctuates = fields.truth(u"punctuates"_s);
