@@ -26,6 +26,7 @@ class SpeechRecognizers;
 class Translators;
 class Tray;
 class UserDefaults;
+class WebPages;
 class Workspace;
 
 /// Everything the program asks of the desktop, in one place. Main thread only, but for `mainQueue`.
@@ -76,6 +77,7 @@ public:
     virtual ModelConsent &modelConsent() = 0;
     virtual ModelSpace &modelSpace() = 0;
     virtual FirstStart &firstStart() = 0;
+    virtual WebPages &webPages() = 0;
 };
 
 } // namespace quillora::platform

@@ -24,6 +24,7 @@
 #include "fakes/FakeTranslators.h"
 #include "fakes/FakeTray.h"
 #include "fakes/FakeUserDefaults.h"
+#include "fakes/FakeWebPages.h"
 #include "fakes/FakeWorkspace.h"
 #include "platform/Platform.h"
 
@@ -58,6 +59,7 @@ public:
     FakeNotifications notificationsFake{log};
     FakeLoginItem loginItemFake;
     FakeTray trayFake;
+    FakeWebPages webPagesFake;
 
     platform::MainQueue &mainQueue() override { return queue; }
     platform::UserDefaults &userDefaults() override { return defaults; }
@@ -84,6 +86,7 @@ public:
     platform::Notifications &notifications() override { return notificationsFake; }
     platform::LoginItem &loginItem() override { return loginItemFake; }
     platform::Tray &tray() override { return trayFake; }
+    platform::WebPages &webPages() override { return webPagesFake; }
 
     /// Runs everything that is posted.
     void run() { queue.run(); }

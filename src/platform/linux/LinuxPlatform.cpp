@@ -25,6 +25,7 @@
 #include "platform/linux/translation/OnDeviceTranslators.h"
 #include "platform/linux/translation/apertium/ApertiumEngine.h"
 #include "platform/linux/tray/DesktopTray.h"
+#include "platform/linux/webpages/DesktopWebPages.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 
 #include <QCoreApplication>
@@ -75,6 +76,7 @@ struct LinuxPlatform::Facilities {
     DesktopNotifications notifications;
     AutostartEntry loginItem{QCoreApplication::applicationFilePath()};
     DesktopTray tray;
+    DesktopWebPages webPages;
 
     X11KeyPositions keyPositions; // the toolkit's scan codes are X11's on every desktop
 
@@ -139,5 +141,6 @@ ModelRoutes &LinuxPlatform::modelRoutes() { return m_facilities->modelRoutes; }
 ModelConsent &LinuxPlatform::modelConsent() { return m_facilities->modelConsent; }
 ModelSpace &LinuxPlatform::modelSpace() { return m_facilities->modelSpace; }
 FirstStart &LinuxPlatform::firstStart() { return m_facilities->firstStart; }
+WebPages &LinuxPlatform::webPages() { return m_facilities->webPages; }
 
 } // namespace quillora::platform

@@ -43,6 +43,7 @@ public:
     ModelConsent &modelConsent() override;
     ModelSpace &modelSpace() override;
     FirstStart &firstStart() override;
+    WebPages &webPages() override;
 
 private:
     struct Facilities;

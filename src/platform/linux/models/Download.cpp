@@ -1,9 +1,9 @@
 #include "platform/linux/models/Download.h"
 
+#include "platform/linux/FetchableAddress.h"
 #include "platform/linux/http/AnonymousRequest.h"
 #include "platform/linux/http/ReplyHead.h"
 #include "platform/linux/http/TransportError.h"
-#include "platform/linux/models/FetchableAddress.h"
 #include "platform/linux/models/SyncedFile.h"
 
 #include <QDateTime>

@@ -1,7 +1,7 @@
 #include "platform/linux/models/JsonFields.h"
 
+#include "platform/linux/FetchableAddress.h"
 #include "platform/linux/models/Checksum.h"
-#include "platform/linux/models/FetchableAddress.h"
 
 #include <cmath>
 #include <utility>
