@@ -149,12 +149,15 @@ QString ModelWords::weight(const ModelDescription &description) {
     Q_UNREACHABLE();
 }
 
+QString ModelWords::publisher(const ModelDescription &description) {
+    return description.publisher.isEmpty() ? u"Publisher not stated."_s
+                                           : u"From "_s + description.publisher + u'.';
+}
+
 QString ModelWords::origin(const ModelDescription &description) {
-    const QString publisher = description.publisher.isEmpty() ? u"Publisher not stated."_s
-                                                              : u"From "_s + description.publisher + u'.';
     const QString licence = description.licence.isEmpty() ? u"Licence not stated."_s
                                                           : u"Licence: "_s + description.licence + u'.';
-    return publisher + u' ' + licence;
+    return publisher(description) + u' ' + licence;
 }
 
 QString ModelWords::state(const ModelState &state, const QString &offeredVersion) {

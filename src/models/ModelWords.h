@@ -28,7 +28,10 @@ public:
     /// What it asks of a computer, as in "Light"; empty if that is not known.
     static QString weight(const platform::ModelDescription &description);
 
-    /// As in "From k2-fsa. Licence: MIT."
+    /// As in "From k2-fsa."
+    static QString publisher(const platform::ModelDescription &description);
+
+    /// Publisher and licence, as in "From k2-fsa. Licence: MIT."
     static QString origin(const platform::ModelDescription &description);
 
     /// What there is of it, or how far it is, as in "Downloading: 6 of 14 MB, 10 seconds left".

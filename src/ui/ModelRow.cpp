@@ -1,9 +1,12 @@
 #include "ui/ModelRow.h"
 
 #include "models/ModelWords.h"
+#include "platform/Platform.h"
+#include "platform/WebPages.h"
 #include "ui/LimitedLabel.h"
 #include "ui/PanelButton.h"
 #include "ui/ProgressLine.h"
+#include "ui/TextLink.h"
 #include "ui/TypeScale.h"
 
 #include <QEvent>
@@ -25,18 +28,29 @@ bool isWorthSaying(const platform::ModelState &state) {
            state.presence != platform::ModelState::Presence::absent;
 }
 
+QString inWords(const QUrl &address) { return address.toString(QUrl::FullyEncoded); }
+
 } // namespace
 
 ModelRow::ModelRow(Models &models, const platform::ModelTask &task, const QString &id, const Title &title,
                    QWidget *parent)
     : QWidget(parent), m_models(models), m_task(task), m_id(id), m_title(title), m_texts(new QVBoxLayout),
       m_controls(new QHBoxLayout), m_name(new LimitedLabel(1)), m_facts(new LimitedLabel(1)),
-      m_origin(new LimitedLabel(1)), m_state(new LimitedLabel(1)) {
+      m_origin(new LimitedLabel(1)), m_licence(new TextLink), m_state(new LimitedLabel(1)) {
     for (LimitedLabel *label : {m_facts, m_origin, m_state})
         label->setForegroundRole(QPalette::PlaceholderText);
     m_texts->setSpacing(lineSpacing);
-    for (LimitedLabel *label : {m_name, m_facts, m_origin, m_state})
-        m_texts->addWidget(label);
+    auto *origin = new QHBoxLayout;
+    origin->setSpacing(0);
+    origin->addWidget(m_origin);
+    origin->addWidget(m_licence);
+    origin->addStretch(1);
+    m_texts->addWidget(m_name);
+    m_texts->addWidget(m_facts);
+    m_texts->addLayout(origin);
+    m_texts->addWidget(m_state);
+    m_licence->installEventFilter(this);
+    connect(m_licence, &TextLink::clicked, this, &ModelRow::openLicence);
     m_controls->setSpacing(buttonSpacing);
 
     auto *row = new QHBoxLayout(this);
@@ -62,9 +76,26 @@ void ModelRow::showModel(const QString &id) {
 void ModelRow::describe() {
     m_description = m_models.description(m_id);
     m_name->setPlainText(m_title.shown.isEmpty() ? m_id : m_title.shown);
-    m_origin->setPlainText(ModelWords::origin(m_description));
+    describeOrigin();
     m_facts->setToolTip(ModelWords::measured(m_description));
     setAccessibleName(m_title.spoken + u", "_s + m_id);
+}
+
+void ModelRow::describeOrigin() {
+    const QUrl &address = m_description.licenceAddress;
+    m_licence->setPlainText(m_description.licence);
+    m_licence->setToolTip(inWords(address));
+    m_licence->setAccessibleName(u"Licence %1 of %2, %3"_s.arg(m_description.licence, m_title.spoken, m_id));
+    m_licence->setAccessibleDescription(inWords(address));
+    m_licence->setVisible(!address.isEmpty());
+    m_isLicenceUnopened = false;
+    m_origin->setPlainText(address.isEmpty() ? ModelWords::origin(m_description)
+                                             : ModelWords::publisher(m_description) + u" Licence:"_s);
+}
+
+void ModelRow::openLicence() {
+    m_isLicenceUnopened = !platform::Platform::current().webPages().open(m_description.licenceAddress);
+    refresh();
 }
 
 QString ModelRow::facts() const {
@@ -96,13 +127,16 @@ void ModelRow::showState() {
         text += u", in use"_s;
     if (!state.remark.isEmpty())
         text += u". "_s + state.remark;
+    if (m_isLicenceUnopened)
+        text += u". Nothing here can show "_s + inWords(m_description.licenceAddress);
     m_state->setPlainText(text);
-    m_state->setVisible(isWorthSaying(state));
-    const bool isTrouble = !state.progress && (!state.problem.isEmpty() || !state.remark.isEmpty() ||
-                                               state.presence == platform::ModelState::Presence::damaged);
+    m_state->setVisible(m_isLicenceUnopened || isWorthSaying(state));
+    const bool isTrouble = m_isLicenceUnopened ||
+                           (!state.progress && (!state.problem.isEmpty() || !state.remark.isEmpty() ||
+                                                state.presence == platform::ModelState::Presence::damaged));
     m_state->setMaximumLines(isTrouble ? troubleLines : 1);
     m_state->setForegroundRole(isTrouble ? QPalette::WindowText : QPalette::PlaceholderText);
-    setAccessibleDescription(text + u". "_s + m_facts->text() + u". "_s + m_origin->text());
+    setAccessibleDescription(text + u". "_s + m_facts->text() + u". "_s + ModelWords::origin(m_description));
 }
 
 void ModelRow::showProgress() {
@@ -154,7 +188,7 @@ void ModelRow::showActions() {
         m_buttons.at(i)->setVisible(false);
 }
 
-/// The second click of a double click would end what the first has begun.
+/// The second click of a double click would end what the first has begun, or open a page twice.
 bool ModelRow::eventFilter(QObject *, QEvent *event) { return event->type() == QEvent::MouseButtonDblClick; }
 
 void ModelRow::applyFonts() {
@@ -162,6 +196,7 @@ void ModelRow::applyFonts() {
     const QFont caption = typescale::scaled(font(), typescale::caption);
     for (LimitedLabel *label : {m_facts, m_origin, m_state})
         label->setFont(caption);
+    m_licence->setFont(caption);
 }
 
 void ModelRow::changeEvent(QEvent *event) {

@@ -11,6 +11,7 @@ namespace quillora {
 class LimitedLabel;
 class PanelButton;
 class ProgressLine;
+class TextLink;
 
 /// A model that may do a task: what it is, what there is of it, and what can be done with it.
 class ModelRow : public QWidget {
@@ -43,6 +44,8 @@ protected:
 
 private:
     void describe();
+    void describeOrigin();
+    void openLicence();
     void refresh();
     void applyFonts();
     void showState();
@@ -57,6 +60,7 @@ private:
     Title m_title;
     platform::ModelDescription m_description;
     QList<ModelAction> m_actions;
+    bool m_isLicenceUnopened = false; ///< nothing here could show it
 
     // Owned by this widget.
     QBoxLayout *m_texts;
@@ -64,6 +68,7 @@ private:
     LimitedLabel *m_name;
     LimitedLabel *m_facts;
     LimitedLabel *m_origin;
+    TextLink *m_licence; ///< behind the origin, where the licence can be read somewhere
     LimitedLabel *m_state;
     ProgressLine *m_progress = nullptr; ///< none until there was a progress
     QList<PanelButton *> m_buttons;     ///< as many as were ever needed

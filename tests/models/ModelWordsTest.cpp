@@ -101,6 +101,7 @@ private Q_SLOTS:
         model.publisher = u"k2-fsa"_s;
         model.licence = u"CC-BY-4.0"_s;
         QCOMPARE(ModelWords::origin(model), u"From k2-fsa. Licence: CC-BY-4.0."_s);
+        QCOMPARE(ModelWords::publisher(model), u"From k2-fsa."_s);
     }
 
     // What there is of a model.

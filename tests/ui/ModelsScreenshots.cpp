@@ -3,6 +3,7 @@
 #include "ui/PanelButton.h"
 #include "ui/Pictures.h"
 #include "ui/SegmentBar.h"
+#include "ui/TextLink.h"
 
 #include <QLineEdit>
 #include <QTest>
@@ -27,6 +28,7 @@ void fillRichShelf(FakePlatform &platform) {
                 model.sizeClass = platform::ModelSizeClass::light;
         } else if (model.id == u"kroko-fr"_s) {
             model.licence = u"CC-BY-SA-4.0"_s;
+            model.licenceAddress = QUrl(u"https://licences.example/by-sa"_s);
             model.punctuates = true;
         }
         platform.models.offer(model);
@@ -45,7 +47,7 @@ private Q_SLOTS:
     void cleanup() { QApplication::setLayoutDirection(Qt::LeftToRight); }
 
     void everyStateIsPictured_data() {
-        Pictures::addRows({"first", "downloading", "installed", "translation", "choices", "search",
+        Pictures::addRows({"first", "downloading", "installed", "translation", "choices", "search", "licence",
                            "troubles", "right-to-left", "long-words", "question"});
     }
 
@@ -71,6 +73,8 @@ private Q_SLOTS:
         });
         enter(harness, state);
         harness.show();
+        if (state == u"licence"_s)
+            openLicence(harness);
         std::unique_ptr<DownloadQuestionWindow> question;
         QWidget *pictured = harness.window.get();
         if (state == u"question"_s) {
@@ -89,6 +93,14 @@ private Q_SLOTS:
 
 private:
     Pictures m_pictures;
+
+    /// By the keyboard, where nothing shows pages.
+    static void openLicence(ModelsHarness &harness) {
+        harness.platform.webPagesFake.hasBrowser = false;
+        for (int i = 0; i < 60 && !qobject_cast<TextLink *>(harness.window->focusWidget()); ++i)
+            QTest::keyClick(harness.window->focusWidget(), Qt::Key_Tab);
+        QTest::keyClick(harness.window->focusWidget(), Qt::Key_Return);
+    }
 
     static void enter(ModelsHarness &harness, const QString &state) {
         auto &store = harness.platform.models;

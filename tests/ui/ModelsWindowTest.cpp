@@ -6,6 +6,7 @@
 #include "ui/Picker.h"
 #include "ui/ProgressLine.h"
 #include "ui/SegmentBar.h"
+#include "ui/TextLink.h"
 #include "ui/ToolTip.h"
 
 #include <QAccessible>
@@ -29,6 +30,18 @@ namespace {
 const QString kroko = u"kroko-de"_s;
 const QString tiny = u"en-ru-tiny"_s;
 const QString base = u"en-ru-base"_s;
+const QUrl licenceAddress(u"https://licences.example/by-sa"_s);
+
+/// The shelf, where it is known where the licence of one model can be read.
+void fillShelfWithLicence(FakePlatform &platform, const QString &id, const QString &licence) {
+    fillShelf(platform);
+    auto model = *platform.models.description(id);
+    model.licence = licence;
+    model.licenceAddress = licenceAddress;
+    platform.models.offer(model);
+}
+
+void fillLicensedShelf(FakePlatform &platform) { fillShelfWithLicence(platform, kroko, u"CC-BY-SA-4.0"_s); }
 
 QString accessible(QWidget &widget, QAccessible::Text text) {
     return QAccessible::queryAccessibleInterface(&widget)->text(text);
@@ -352,6 +365,82 @@ private Q_SLOTS:
         QVERIFY(harness.platform.models.waiting().contains(kroko));
     }
 
+    // Its licence.
+
+    void aLicenceThatCanBeReadSomewhereIsALink() {
+        ModelsHarness harness(fillLicensedShelf);
+        QCOMPARE(texts(row(harness, kroko)).last(), u"From k2-fsa. Licence:"_s);
+        QVERIFY(!licence(harness, kroko).isHidden());
+        QCOMPARE(licence(harness, kroko).plainText(), u"CC-BY-SA-4.0"_s);
+        QCOMPARE(toolTipOf(licence(harness, kroko)), u"https://licences.example/by-sa"_s);
+    }
+
+    void anyOtherLicenceIsPlainText() {
+        ModelsHarness harness;
+        QCOMPARE(texts(row(harness, kroko)).last(), u"From k2-fsa. Licence not stated."_s);
+        QVERIFY(licence(harness, kroko).isHidden());
+    }
+
+    void theLicenceIsThatOfTheModelThatTheRowShows() {
+        ModelsHarness harness(
+            [](FakePlatform &platform) { fillShelfWithLicence(platform, base, u"A & B"_s); });
+        QVERIFY(licence(harness, tiny).isHidden());
+        harness.platform.models.place(base, u"1"_s); // takes the lead
+        harness.platform.run();
+        QVERIFY(!licence(harness, base).isHidden());
+        QCOMPARE(licence(harness, base).plainText(), u"A & B"_s);
+        harness.platform.models.remove(base);
+        harness.platform.run();
+        QVERIFY(licence(harness, tiny).isHidden());
+        QCOMPARE(texts(row(harness, tiny)).last(), u"Publisher not stated. Licence not stated."_s);
+    }
+
+    void aClickOpensTheLicence() {
+        ModelsHarness harness(fillLicensedShelf);
+        harness.show();
+        QTest::mouseClick(&licence(harness, kroko), Qt::LeftButton);
+        QCOMPARE(harness.platform.webPagesFake.shown, QList{licenceAddress});
+        QVERIFY(harness.window->isVisible());
+        QCOMPARE(texts(row(harness, kroko)).last(), u"From k2-fsa. Licence:"_s);
+    }
+
+    void theSecondClickOfADoubleClickDoesNotOpenItAgain() {
+        ModelsHarness harness(fillLicensedShelf);
+        harness.show();
+        auto &link = licence(harness, kroko);
+        QTest::mouseClick(&link, Qt::LeftButton);
+        QTest::mouseEvent(QTest::MouseDClick, &link, Qt::LeftButton, {}, QPoint());
+        QTest::mouseRelease(&link, Qt::LeftButton);
+        QCOMPARE(harness.platform.webPagesFake.shown, QList{licenceAddress});
+    }
+
+    void whereNothingShowsPagesTheRowSaysWhereTheLicenceIs() {
+        ModelsHarness harness(fillLicensedShelf);
+        harness.platform.webPagesFake.hasBrowser = false;
+        licence(harness, kroko).click();
+        QCOMPARE(texts(row(harness, kroko)).last(),
+                 u"Not installed. Nothing here can show https://licences.example/by-sa"_s);
+        harness.platform.webPagesFake.hasBrowser = true;
+        licence(harness, kroko).click();
+        QCOMPARE(texts(row(harness, kroko)).last(), u"From k2-fsa. Licence:"_s);
+    }
+
+    void aLongLicenceLeavesRoomForTheButtons() {
+        ModelsHarness harness([](FakePlatform &platform) {
+            fillShelfWithLicence(platform, kroko, u"Licence "_s.repeated(1000));
+        });
+        harness.show();
+        const auto &shown = row(harness, kroko);
+        const auto &link = licence(harness, kroko);
+        const auto *button = shown.findChild<PanelButton *>(u"modelButton0"_s);
+        QVERIFY(link.width() > 100);
+        QVERIFY(link.mapTo(&shown, link.rect().topRight()).x() < button->geometry().left());
+        QVERIFY(button->geometry().right() < shown.width());
+        QVERIFY(shown.mapTo(harness.window.get(), shown.rect().topRight()).x() < harness.window->width());
+    }
+
+    // The room.
+
     void theRoomIsSaidAndFollowsWhatIsInstalled() {
         ModelsHarness harness;
         harness.show();
@@ -443,6 +532,27 @@ private Q_SLOTS:
         }
     }
 
+    void theKeyboardReachesALicenceAndOpensIt_data() {
+        QTest::addColumn<Qt::Key>("key");
+        QTest::newRow("Space") << Qt::Key_Space;
+        QTest::newRow("Enter") << Qt::Key_Return;
+        QTest::newRow("Enter of the number pad") << Qt::Key_Enter;
+    }
+    void theKeyboardReachesALicenceAndOpensIt() {
+        QFETCH(Qt::Key, key);
+        ModelsHarness harness(fillLicensedShelf);
+        harness.show();
+        for (int i = 0; i < 60 && harness.window->focusWidget() != &licence(harness, kroko); ++i)
+            QTest::keyClick(harness.window->focusWidget(), Qt::Key_Tab);
+        QCOMPARE(harness.window->focusWidget(), &licence(harness, kroko));
+        QTest::keyClick(harness.window->focusWidget(), key);
+        QCOMPARE(harness.platform.webPagesFake.shown, QList{licenceAddress});
+        QVERIFY(harness.platform.models.waiting().isEmpty());
+        QTest::keyClick(harness.window->focusWidget(), Qt::Key_Tab);
+        QCOMPARE(harness.window->focusWidget(),
+                 row(harness, kroko).findChild<PanelButton *>(u"modelButton0"_s));
+    }
+
     void escapeEmptiesTheSearchAndThenCloses() {
         ModelsHarness harness;
         harness.show();
@@ -492,6 +602,24 @@ private Q_SLOTS:
         QCOMPARE(accessible(button, QAccessible::Description),
                  u"Not installed. kroko-de · 71 MB · Light · Quality not stated. From k2-fsa. Licence not "
                  u"stated."_s);
+    }
+
+    void aLicenceIsALinkThatSaysWhoseItIsAndWhereItLeads() {
+        ModelsHarness harness(fillLicensedShelf);
+        harness.show();
+        auto *link = QAccessible::queryAccessibleInterface(&licence(harness, kroko));
+        QCOMPARE(link->role(), QAccessible::Link);
+        QVERIFY(link->state().linked && link->state().focusable);
+        QCOMPARE(link->text(QAccessible::Name), u"Licence CC-BY-SA-4.0 of German, kroko-de"_s);
+        QCOMPARE(link->text(QAccessible::Description), u"https://licences.example/by-sa"_s);
+        link->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QCOMPARE(harness.platform.webPagesFake.shown, QList{licenceAddress});
+    }
+
+    void aRowSaysItsLicenceWhetherOrNotThatIsALink() {
+        ModelsHarness harness(fillLicensedShelf);
+        QVERIFY(accessible(row(harness, kroko), QAccessible::Description)
+                    .endsWith(u"From k2-fsa. Licence: CC-BY-SA-4.0."_s));
     }
 
     void aBoxSaysHowThingsStand() {
@@ -576,6 +704,10 @@ private:
         auto *row = find(harness, id);
         Q_ASSERT(row);
         return *row;
+    }
+
+    static TextLink &licence(const ModelsHarness &harness, const QString &id) {
+        return *row(harness, id).findChild<TextLink *>();
     }
 
     /// What is shown in the row, from top to bottom.
