@@ -10,6 +10,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace quillora;
+namespace ToneModels = test::ToneModels;
 
 namespace {
 
@@ -33,16 +34,16 @@ public:
 
 class SherpaHarness : public test::DecoderHarness {
 public:
-    explicit SherpaHarness(std::string model) : m_model(std::move(model)) {}
+    explicit SherpaHarness(recognizer::Open model) : m_model(std::move(model)) {}
 
     std::unique_ptr<recognizer::Decoder> makeDecoder() override {
         return recognizer::SherpaEngine(test::ToneModels::libraryFolder(), test::timeThatStandsStill)
-            .load(test::ToneModels::model(m_model));
+            .load(m_model);
     }
     Sound sentence() override { return test::ToneSpeech{.lead = 0}.say("he was not"); }
 
 private:
-    const std::string m_model;
+    const recognizer::Open m_model;
 };
 
 } // namespace
@@ -52,7 +53,13 @@ int main(int argc, char **argv) {
     test::DecoderContract contract(
         {{"fake", [] { return std::make_unique<FakeHarness>(); }},
          {"PocketSphinxDecoder", [] { return std::make_unique<PocketSphinxHarness>(); }},
-         {"SherpaDecoder, streaming", [] { return std::make_unique<SherpaHarness>("streaming-nemo-ctc"); }},
-         {"SherpaDecoder, offline", [] { return std::make_unique<SherpaHarness>("offline-nemo-ctc"); }}});
+         {"SherpaDecoder, streaming",
+          [] { return std::make_unique<SherpaHarness>(ToneModels::model("streaming-nemo-ctc")); }},
+         {"SherpaDecoder, offline",
+          [] { return std::make_unique<SherpaHarness>(ToneModels::model("offline-nemo-ctc")); }},
+         {"SherpaDecoder, offline, with a detector", [] {
+              return std::make_unique<SherpaHarness>(
+                  ToneModels::withDetector(ToneModels::model("offline-nemo-ctc")));
+          }}});
     return QTest::qExec(&contract, argc, argv);
 }

@@ -1,5 +1,7 @@
+#include "recognizer/Session.h"
 #include "recognizer/ToneModels.h"
 #include "recognizer/sherpa/SherpaEngine.h"
+#include "support/Files.h"
 
 #include <QProcess>
 #include <QTemporaryDir>
@@ -47,6 +49,47 @@ QString textOf(Decoder &decoder, const std::vector<std::int16_t> &sound) {
     return QString::fromStdString(textsOf(decoder, sound).back());
 }
 
+std::vector<std::int16_t> joined(const std::vector<std::vector<std::int16_t>> &parts) {
+    std::vector<std::int16_t> sound;
+    for (const auto &part : parts)
+        sound.insert(sound.end(), part.begin(), part.end());
+    return sound;
+}
+
+/// Whether the last of the sound is speech, or half a second before it.
+bool hearsSpeechAfter(Decoder &decoder, const std::vector<std::int16_t> &sound) {
+    decoder.beginUtterance();
+    decoder.accept(sound);
+    const bool hears = decoder.hearsSpeech();
+    decoder.endUtterance();
+    return hears;
+}
+
+/// The utterances of a dictation.
+std::vector<std::string> dictated(const Open &model, const std::vector<std::int16_t> &sound) {
+    Engines engines;
+    engines.push_back(std::make_unique<SherpaEngine>(ToneModels::libraryFolder(), test::timeThatStandsStill));
+    std::vector<std::string> texts;
+    Session session(
+        engines,
+        [&texts](const Answer &answer) {
+            if (const auto *settled = std::get_if<Settled>(&answer))
+                texts.push_back(settled->text);
+            else if (const auto *finished = std::get_if<Finished>(&answer))
+                texts.push_back(finished->text);
+        },
+        [](const auto &) { return 0U; });
+    session.handle(model);
+    session.handle(Begin{1});
+    constexpr std::size_t portion = 2000;
+    for (std::size_t begin = 0; begin < sound.size(); begin += portion) {
+        const auto end = std::min(begin + portion, sound.size());
+        session.handle(Sound{1, {sound.begin() + qsizetype(begin), sound.begin() + qsizetype(end)}});
+    }
+    session.handle(End{1});
+    return texts;
+}
+
 /// Whether loading it is refused, and why.
 std::optional<Refusal> refusalOf(const Open &model) {
     try {
@@ -76,6 +119,8 @@ void addModels() {
 
 class SherpaDecoderTest : public QObject {
     Q_OBJECT
+
+    const Open offline = ToneModels::model("offline-nemo-ctc");
 
 private Q_SLOTS:
     void initTestCase() {
@@ -157,6 +202,48 @@ private Q_SLOTS:
         decoder->accept(std::span(sound).subspan(cut - rest));
         decoder->endUtterance();
         QCOMPARE(decoder->text(), std::string("h"));
+    }
+
+    // Where a model tells speech from pauses.
+
+    void aPauseFullOfNoiseIsHeardByADetectorAlone() {
+        const auto sound = joined({ToneSpeech().say("hello"), ToneSpeech::knock(5)});
+        QVERIFY(hearsSpeechAfter(*load(offline), sound));
+        QVERIFY(!hearsSpeechAfter(*load(ToneModels::withDetector(offline)), sound));
+    }
+
+    void whatADetectorTakesForNoiseIsToldByItsLoudness() {
+        const auto decoder = load(ToneModels::withDetector(offline));
+        QVERIFY(hearsSpeechAfter(*decoder, ToneSpeech::knock(5)));
+        // Also if it has known what was said before.
+        QCOMPARE(textOf(*decoder, ToneSpeech().say("hello")), u"hello"_s);
+        QVERIFY(hearsSpeechAfter(*decoder, ToneSpeech::knock(5)));
+    }
+
+    void aDictationSettlesAtAPauseFullOfNoise() {
+        const auto sound =
+            joined({ToneSpeech().say("hello"), ToneSpeech::knock(5), ToneSpeech{.lead = 0}.say("world")});
+        const std::vector<std::string> both{"hello", "world"}, together{"helloworld"};
+        QVERIFY(dictated(ToneModels::withDetector(offline), sound) == both);
+        QVERIFY(dictated(offline, sound) == together);
+    }
+
+    void aStreamingModelHasNoUseForADetector() {
+        const auto decoder = load(ToneModels::withDetector(ToneModels::model("streaming-zipformer-ctc")));
+        QCOMPARE(textOf(*decoder, ToneSpeech().say("hello")), u"hello"_s);
+    }
+
+    void aDetectorThatCannotBeReadIsDamaged() {
+        auto model = ToneModels::withDetector(offline);
+        const QTemporaryDir folder;
+        for (auto *name : {&model.files.back(), &model.parameters.back().value})
+            *name = folder.path().toStdString();
+        QVERIFY(refusalOf(model) == Refusal::damaged);
+        const QString path = folder.filePath(u"garbage.onnx"_s);
+        test::writeFile(path, QByteArray(5000, '\xA5'));
+        for (auto *name : {&model.files.back(), &model.parameters.back().value})
+            *name = path.toStdString();
+        QVERIFY(refusalOf(model) == Refusal::damaged);
     }
 
     void aModelThatTakesALanguageIsToldIt() {

@@ -101,6 +101,14 @@ recognizer::Open ToneModels::spelled(recognizer::Open model, std::string_view al
     return model;
 }
 
+std::string ToneModels::detectorFile() { return folder() + "/speech-detector.onnx"; }
+
+recognizer::Open ToneModels::withDetector(recognizer::Open model) {
+    model.files.push_back(detectorFile());
+    model.parameters.push_back({"detector", detectorFile()});
+    return model;
+}
+
 std::vector<std::int16_t> ToneSpeech::say(std::string_view words) const {
     Sound sound(*this);
     sound.addSilence(lead);
@@ -114,6 +122,16 @@ std::vector<std::int16_t> ToneSpeech::say(std::string_view words) const {
     }
     sound.addSilence(tail);
     return sound.samples();
+}
+
+std::vector<std::int16_t> ToneSpeech::knock(int times) {
+    const auto noise = ToneSpeech{.noise = 0.1, .lead = 0.3}.say({});
+    std::vector<std::int16_t> sound;
+    for (int i = 0; i < times; ++i) {
+        sound.insert(sound.end(), noise.begin(), noise.end());
+        sound.resize(sound.size() + recognizer::sampleRate / 10);
+    }
+    return sound;
 }
 
 } // namespace quillora::test

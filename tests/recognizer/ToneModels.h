@@ -22,6 +22,12 @@ recognizer::Open model(std::string_view name, std::string_view language = {});
 /// The same with other letters: "chinese" or "thai".
 recognizer::Open spelled(recognizer::Open model, std::string_view alphabet);
 
+/// Of the network that tells tones from all other sound.
+std::string detectorFile();
+
+/// The same with a network that tells speech from pauses.
+recognizer::Open withDetector(recognizer::Open model);
+
 } // namespace ToneModels
 
 /// A clock for which decoding takes no time, however busy the machine is.
@@ -38,6 +44,10 @@ struct ToneSpeech {
 
     /// Lower-case words; '|' is a pause of a second.
     std::vector<std::int16_t> say(std::string_view words) const;
+
+    /// So many noises of 0.3 seconds, as loud as words, and 0.1 seconds of silence after each: never a pause
+    /// for who listens for loudness alone, nor a noise of the room that could be learned.
+    static std::vector<std::int16_t> knock(int times);
 };
 
 } // namespace quillora::test

@@ -3,10 +3,9 @@
 #include "recognizer/sherpa/SherpaLibrary.h"
 #include "recognizer/sherpa/SherpaOfflineDecoder.h"
 #include "recognizer/sherpa/SherpaStreamingDecoder.h"
+#include "recognizer/sherpa/Zeroed.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -15,18 +14,6 @@
 namespace quillora::recognizer {
 
 namespace {
-
-/// Zeroes, also behind its end: the library may read a structure that is longer than we know.
-template <typename Structure>
-class Zeroed {
-public:
-    Zeroed() { std::memset(m_bytes.data(), 0, m_bytes.size()); }
-    Structure &operator*() { return *reinterpret_cast<Structure *>(m_bytes.data()); }
-    Structure *operator->() { return &**this; }
-
-private:
-    alignas(Structure) std::array<std::byte, 4096> m_bytes;
-};
 
 const std::string &parameter(const Open &model, std::string_view name) {
     static const std::string none;
@@ -53,7 +40,7 @@ constexpr auto search = "greedy_search";
 constexpr int featureDimension = 80;
 
 std::unique_ptr<Decoder> loadStreaming(const SherpaLibrary &library, const Open &model) {
-    Zeroed<sherpa::OnlineConfiguration> configuration;
+    sherpa::Zeroed<sherpa::OnlineConfiguration> configuration;
     const auto &family = parameter(model, "family");
     if (family == "zipformer-transducer" || family == "nemo-transducer") {
         requireFiles(model, 4);
@@ -110,9 +97,15 @@ void name(sherpa::OfflineConfiguration &configuration, const Open &model) {
     }
 }
 
+/// None where the model is given without one.
+std::unique_ptr<SherpaSpeechDetector> loadDetector(const SherpaLibrary &library, const Open &model) {
+    const auto &file = parameter(model, "detector");
+    return file.empty() ? nullptr : std::make_unique<SherpaSpeechDetector>(library, file);
+}
+
 std::unique_ptr<Decoder> loadOffline(const SherpaLibrary &library, const Open &model,
                                      DecodingPace::Clock clock) {
-    Zeroed<sherpa::OfflineConfiguration> configuration;
+    sherpa::Zeroed<sherpa::OfflineConfiguration> configuration;
     name(*configuration, model);
     configuration->sampleRate = sampleRate;
     configuration->featureDimension = featureDimension;
@@ -127,11 +120,12 @@ std::unique_ptr<Decoder> loadOffline(const SherpaLibrary &library, const Open &m
     constexpr auto second = static_cast<std::size_t>(sampleRate);
     return std::make_unique<SherpaOfflineDecoder>(
         library, *configuration, parameter(model, "family") == "whisper" ? 28 * second : 60 * second,
-        std::move(clock));
+        loadDetector(library, model), std::move(clock));
 }
 
-std::unique_ptr<Decoder> loadDecoder(const SherpaLibrary &library, const Open &model,
+std::unique_ptr<Decoder> loadDecoder(const SherpaLibrary &library, Open model,
                                      const DecodingPace::Clock &clock) {
+    std::erase(model.files, parameter(model, "detector"));
     const auto &decoding = parameter(model, "decoding");
     if (decoding == "streaming")
         return loadStreaming(library, model);

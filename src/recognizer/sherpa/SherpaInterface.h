@@ -13,6 +13,7 @@ struct OnlineRecognizer;
 struct OnlineStream;
 struct OfflineRecognizer;
 struct OfflineStream;
+struct SpeechDetector;
 
 /// What a field means is what its name says in the library's documentation; zero and null stand for its
 /// default.
@@ -97,6 +98,22 @@ static_assert(offsetof(OfflineConfiguration, canary) == 256);
 static_assert(offsetof(OfflineConfiguration, omnilingualCtc) == 304);
 static_assert(offsetof(OfflineConfiguration, languageModel) == 512);
 static_assert(offsetof(OfflineConfiguration, decodingMethod) == 528);
+
+/// Of which of its two kinds only this one is used; the other one's fields stay zero behind these.
+struct SpeechDetectorConfiguration {
+    struct {
+        Text model;
+        float threshold, shortestPause, shortestSpeech; ///< lengths in seconds
+        std::int32_t window;
+        float longestSpeech;
+    } silero;
+    std::int32_t sampleRate, threads;
+    Text provider;
+    std::int32_t debug;
+};
+static_assert(offsetof(SpeechDetectorConfiguration, silero.window) == 20);
+static_assert(offsetof(SpeechDetectorConfiguration, sampleRate) == 32);
+static_assert(offsetof(SpeechDetectorConfiguration, provider) == 40);
 
 /// The beginning of a result of either kind.
 struct Result {

@@ -35,6 +35,7 @@ private:
 
 std::vector<std::string> SherpaLibrary::files(const std::string &folder) {
     std::vector<std::string> files;
+    files.reserve(sherpaLibraryFiles.size());
     for (const char *name : sherpaLibraryFiles)
         files.push_back(folder + '/' + name);
     return files;
@@ -67,6 +68,13 @@ SherpaLibrary::SherpaLibrary(const std::string &folder) {
     symbols.find(offline.decode, "SherpaOnnxDecodeOfflineStream");
     symbols.find(offline.result, "SherpaOnnxGetOfflineStreamResult");
     symbols.find(offline.destroyResult, "SherpaOnnxDestroyOfflineRecognizerResult");
+
+    symbols.find(detector.create, "SherpaOnnxCreateVoiceActivityDetector");
+    symbols.find(detector.destroy, "SherpaOnnxDestroyVoiceActivityDetector");
+    symbols.find(detector.accept, "SherpaOnnxVoiceActivityDetectorAcceptWaveform");
+    symbols.find(detector.hearsSpeech, "SherpaOnnxVoiceActivityDetectorDetected");
+    symbols.find(detector.dropSegments, "SherpaOnnxVoiceActivityDetectorClear");
+    symbols.find(detector.reset, "SherpaOnnxVoiceActivityDetectorReset");
 }
 
 } // namespace quillora::recognizer

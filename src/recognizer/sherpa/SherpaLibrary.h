@@ -43,6 +43,16 @@ struct SherpaLibrary {
         const sherpa::Result *(*result)(const sherpa::OfflineStream *);
         void (*destroyResult)(const sherpa::Result *);
     } offline;
+
+    struct {
+        const sherpa::SpeechDetector *(*create)(const sherpa::SpeechDetectorConfiguration *,
+                                                float bufferSeconds);
+        void (*destroy)(const sherpa::SpeechDetector *);
+        void (*accept)(const sherpa::SpeechDetector *, const float *samples, std::int32_t count);
+        std::int32_t (*hearsSpeech)(const sherpa::SpeechDetector *);
+        void (*dropSegments)(const sherpa::SpeechDetector *);
+        void (*reset)(const sherpa::SpeechDetector *);
+    } detector;
 };
 
 } // namespace quillora::recognizer

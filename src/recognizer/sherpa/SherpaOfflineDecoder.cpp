@@ -37,9 +37,12 @@ std::size_t quietestFromEnd(std::span<const std::int16_t> sound) {
 
 SherpaOfflineDecoder::SherpaOfflineDecoder(const SherpaLibrary &library,
                                            const sherpa::OfflineConfiguration &configuration,
-                                           std::size_t longestSegment, DecodingPace::Clock clock)
+                                           std::size_t longestSegment,
+                                           std::unique_ptr<SherpaSpeechDetector> detector,
+                                           DecodingPace::Clock clock)
     : m_library(library), m_longestSegment(longestSegment), m_clock(std::move(clock)),
-      m_recognizer(m_library.offline.create(&configuration), m_library.offline.destroy) {
+      m_recognizer(m_library.offline.create(&configuration), m_library.offline.destroy),
+      m_detector(std::move(detector)) {
     if (!m_recognizer)
         throw LoadFailure{Refusal::damaged};
     // What is wrong with its networks shows when they first run, which also takes longer than ever after.
@@ -53,14 +56,24 @@ void SherpaOfflineDecoder::beginUtterance() {
     m_decoded = 0;
     m_hasSpeech = false;
     m_level.beginUtterance();
+    if (m_detector)
+        m_detector->beginUtterance();
 }
 
 void SherpaOfflineDecoder::accept(std::span<const std::int16_t> samples) {
     m_segment.insert(m_segment.end(), samples.begin(), samples.end());
     m_level.accept(samples);
-    m_hasSpeech = m_hasSpeech || m_level.hearsSpeech();
+    if (m_detector)
+        m_detector->accept(samples);
+    m_hasSpeech = m_hasSpeech || hearsSpeech();
     if (m_hasSpeech && m_pace.isDue(m_segment.size() - m_decoded, m_clock()))
         decode();
+}
+
+/// A voice that the detector takes for noise must not be lost, nor cut every half second: it tells where
+/// speech ends that it has heard itself.
+bool SherpaOfflineDecoder::hearsSpeech() {
+    return m_detector && m_detector->hasHeardSpeech() ? m_detector->hearsSpeech() : m_level.hearsSpeech();
 }
 
 bool SherpaOfflineDecoder::isFull() {

@@ -5,7 +5,9 @@
 #include "recognizer/sherpa/DecodingPace.h"
 #include "recognizer/sherpa/SherpaLibrary.h"
 #include "recognizer/sherpa/SherpaObjects.h"
+#include "recognizer/sherpa/SherpaSpeechDetector.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,13 +17,14 @@ namespace quillora::recognizer {
 /// decoded again and again as it grows, as often as the computer allows.
 class SherpaOfflineDecoder : public Decoder {
 public:
-    /// Throws LoadFailure. No segment is longer than so many samples.
+    /// Throws LoadFailure. No segment is longer than so many samples. `detector` may be null.
     SherpaOfflineDecoder(const SherpaLibrary &library, const sherpa::OfflineConfiguration &configuration,
-                         std::size_t longestSegment, DecodingPace::Clock clock);
+                         std::size_t longestSegment, std::unique_ptr<SherpaSpeechDetector> detector,
+                         DecodingPace::Clock clock);
 
     void beginUtterance() override;
     void accept(std::span<const std::int16_t> samples) override;
-    bool hearsSpeech() override { return m_level.hearsSpeech(); }
+    bool hearsSpeech() override;
     bool isFull() override;
     void endUtterance() override;
     std::size_t endEarly() override;
@@ -40,6 +43,7 @@ private:
     std::size_t m_decoded = 0; ///< samples of it that were decoded last
     DecodingPace m_pace;
     SpeechLevel m_level;
+    const std::unique_ptr<SherpaSpeechDetector> m_detector;
     std::string m_text;
 };
 
