@@ -9,15 +9,17 @@
 
 namespace quillora::platform {
 
-/// Something that a model does: hearing a locale, or translating from one language to another.
+/// Something that a model does: hearing a locale, translating from one language to another, or telling speech
+/// from pauses, whatever the language.
 struct ModelTask {
     ModelKind kind = ModelKind::speech;
-    QStringList languages; ///< the locale that is heard, as in "de-DE"; or the codes of source and target
+    QStringList languages; ///< the locale that is heard, as in "de-DE"; codes of source and target; or none
 
     static ModelTask hearing(const QString &locale) { return {ModelKind::speech, {locale}}; }
     static ModelTask translating(const QString &source, const QString &target) {
         return {ModelKind::translation, {source, target}};
     }
+    static ModelTask tellingPauses() { return {ModelKind::voiceActivity, {}}; }
 
     bool operator==(const ModelTask &) const = default;
 };

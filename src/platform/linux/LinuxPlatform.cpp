@@ -51,7 +51,7 @@ QStringList modelEngines() {
 bool comesWithSystem(const ModelTask &task, const PocketSphinxRecognizers &recognizers) {
     if (task.kind == ModelKind::translation)
         return ApertiumEngine::isInstalledFor(task.languages.first(), task.languages.last());
-    return recognizers.hears(task.languages.first());
+    return task.kind == ModelKind::speech && recognizers.hears(task.languages.first());
 }
 
 /// The best first.

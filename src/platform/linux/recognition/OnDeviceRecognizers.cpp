@@ -30,6 +30,8 @@ private:
     };
 };
 
+QString unknownKind() { return u"This program does not know models of its kind."_s; }
+
 QString languageOf(const QString &localeIdentifier) { return localeIdentifier.section(u'-', 0, 0); }
 
 } // namespace
@@ -83,8 +85,7 @@ std::shared_ptr<RecognizerClient> OnDeviceRecognizers::clientFor(const QString &
          route = m_routes.route(task)) {
         const QString &id = route->models.first();
         const bool isLoaded = m_loaded && m_loaded->id == id &&
-                              m_loaded->language == languageOf(localeIdentifier) &&
-                              m_loaded->use->version() == m_store.state(id).version;
+                              m_loaded->language == languageOf(localeIdentifier) && isCurrent(*m_loaded);
         if (isLoaded)
             return m_loaded->client;
         letGo();
@@ -97,6 +98,15 @@ std::shared_ptr<RecognizerClient> OnDeviceRecognizers::clientFor(const QString &
     return nullptr;
 }
 
+/// Whether it would be loaded from the same files now.
+bool OnDeviceRecognizers::isCurrent(const Loaded &loaded) const {
+    const auto isAsBefore = [this](const ModelUse &use, const QString &id) {
+        return use.version() == m_store.state(id).version;
+    };
+    return isAsBefore(*loaded.use, loaded.id) && detectorFor(loaded.id) == loaded.detector &&
+           (!loaded.detectorUse || isAsBefore(*loaded.detectorUse, loaded.detector));
+}
+
 std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QString &id,
                                                                      const QString &localeIdentifier) {
     auto use = m_store.use(id);
@@ -106,11 +116,61 @@ std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QStri
     auto first = model(id, *use, language);
     if (!first)
         return {};
+    const QString detector = detectorFor(id);
+    auto detectorUse = detector.isEmpty() ? nullptr : m_store.use(detector);
+    auto better = detectorUse ? withDetector(*first, detector, *detectorUse) : std::nullopt;
     std::vector<RecognizerModel> models = replacements(id, localeIdentifier);
     models.insert(models.begin(), *std::move(first));
+    if (better)
+        models.insert(models.begin(), *std::move(better));
     auto client = std::make_shared<RecognizerClient>(m_program);
     client->load(std::move(models));
-    return Loaded{id, language, std::move(use), std::move(client)};
+    return Loaded{id, language, std::move(use), detector, std::move(detectorUse), std::move(client)};
+}
+
+/// The installed model that tells speech from pauses for that one; empty if there is none, or no need of it.
+QString OnDeviceRecognizers::detectorFor(const QString &id) const {
+    const auto description = m_store.description(id);
+    if (!description || description->parameters.value(u"decoding"_s) != u"offline"_s)
+        return {};
+    const auto route = m_routes.route(ModelTask::tellingPauses());
+    const bool isThere = route && route->isUsable && !route->models.isEmpty() &&
+                         !m_store.state(route->models.first()).isLeaving;
+    return isThere ? route->models.first() : QString();
+}
+
+/// The model together with the detector. Which of them is to blame where they cannot be loaded shows when the
+/// model is loaded without.
+std::optional<RecognizerModel>
+OnDeviceRecognizers::withDetector(RecognizerModel &model, const QString &detector, const ModelUse &use) {
+    const auto reject = rejection(detector, use);
+    auto better = platform::withDetector(model, use.folder());
+    if (!better) {
+        reject(unknownKind());
+        return {};
+    }
+    const auto hasFailed = std::make_shared<bool>(false); // of the recognizer's thread
+    better->reject = [hasFailed](const QString &) {
+        qWarning("The speech recognizer fails with its voice activity model, and goes on without it.");
+        *hasFailed = true;
+    };
+    model.tried = [hasFailed, reject, tried = model.tried](std::chrono::milliseconds took) {
+        if (std::exchange(*hasFailed, false))
+            reject(u"The speech recognizer fails with it."_s);
+        tried(took);
+    };
+    return better;
+}
+
+/// Tells the store that a model cannot be loaded; may be called on any thread.
+std::function<void(const QString &)> OnDeviceRecognizers::rejection(const QString &id, const ModelUse &use) {
+    return [this, &queue = m_mainQueue, life = std::weak_ptr(m_life), id,
+            version = use.version()](const QString &reason) {
+        queue.async([this, life, id, version, reason] {
+            if (life.lock())
+                m_store.reject(id, version, reason);
+        });
+    };
 }
 
 /// None where its files are not those of a model that can be loaded; the store knows then.
@@ -118,19 +178,11 @@ std::optional<RecognizerModel> OnDeviceRecognizers::model(const QString &id, con
                                                           const QString &language) {
     const auto description = m_store.description(id);
     auto model = description ? sherpaModel(*description, use.folder(), language) : std::nullopt;
-    const auto reject = [this, id, version = use.version()](const QString &reason) {
-        m_store.reject(id, version, reason);
-    };
     if (!model) {
-        reject(u"This program does not know models of its kind."_s);
+        m_store.reject(id, use.version(), unknownKind());
         return {};
     }
-    model->reject = [&queue = m_mainQueue, life = std::weak_ptr(m_life), reject](const QString &reason) {
-        queue.async([life, reject, reason] {
-            if (life.lock())
-                reject(reason);
-        });
-    };
+    model->reject = rejection(id, use);
     model->tried = [this, &queue = m_mainQueue, life = std::weak_ptr(m_life), id,
                     version = use.version()](std::chrono::milliseconds took) {
         queue.async([this, life, id, version, took] {
@@ -177,7 +229,8 @@ void OnDeviceRecognizers::letGo() {
 void OnDeviceRecognizers::modelChanged(const QString &id) {
     const auto state = m_store.state(id);
     const bool isThere = state.isInstalled() && !state.isLeaving;
-    const bool isGoing = m_loaded && m_loaded->id == id && !isThere;
+    const bool isLoaded = m_loaded && (m_loaded->id == id || m_loaded->detector == id);
+    const bool isGoing = isLoaded && !isThere;
     if (isGoing)
         letGo();
     if ((isThere || isGoing) && !m_prepared.isEmpty())

@@ -25,6 +25,9 @@ namespace quillora::platform {
 /// one whose model is not is unavailable. One model is loaded at a time. Where it cannot be, the next one
 /// that is installed for the locale takes its place, with the words that were spoken meanwhile, or else what
 /// came with the system; the store is told.
+///
+/// A model that decodes whole segments is given the one that tells speech from pauses, where that is
+/// installed. Where it cannot be loaded with that, it is loaded without.
 class OnDeviceRecognizers : public SpeechRecognizers {
 public:
     /// What came with the system.
@@ -53,11 +56,18 @@ private:
         QString id;
         QString language;
         std::unique_ptr<ModelUse> use; ///< keeps its files where they are
+        QString detector;              ///< the model that tells speech from pauses; empty if none does
+        std::unique_ptr<ModelUse> detectorUse;
         std::shared_ptr<RecognizerClient> client;
     };
 
     std::shared_ptr<RecognizerClient> clientFor(const QString &localeIdentifier);
+    bool isCurrent(const Loaded &loaded) const;
     std::optional<Loaded> load(const QString &id, const QString &localeIdentifier);
+    QString detectorFor(const QString &id) const;
+    std::optional<RecognizerModel> withDetector(RecognizerModel &model, const QString &detector,
+                                                const ModelUse &use);
+    std::function<void(const QString &)> rejection(const QString &id, const ModelUse &use);
     std::optional<RecognizerModel> model(const QString &id, const ModelUse &use, const QString &language);
     std::vector<RecognizerModel> replacements(const QString &id, const QString &localeIdentifier);
     void letGo();

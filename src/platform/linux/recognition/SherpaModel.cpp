@@ -89,4 +89,16 @@ std::optional<RecognizerModel> sherpaModel(const ModelDescription &model, const 
     return loaded;
 }
 
+std::optional<RecognizerModel> withDetector(RecognizerModel model, const QString &folder) {
+    const QStringList paths = filesBelow(folder);
+    const auto network = std::find_if(paths.begin(), paths.end(),
+                                      [](const QString &path) { return isPart(path, wholeModel); });
+    if (network == paths.end())
+        return {};
+    const std::string file = QFile::encodeName(*network).toStdString();
+    model.files.push_back(file);
+    model.parameters.push_back({"detector", file});
+    return model;
+}
+
 } // namespace quillora::platform

@@ -24,4 +24,8 @@ bool hasSherpaLibrary(const std::string &program);
 std::optional<RecognizerModel> sherpaModel(const ModelDescription &model, const QString &folder,
                                            const QString &language);
 
+/// The same model with the network that tells speech from pauses for it, whose file lies in `folder`. None if
+/// it is not there.
+std::optional<RecognizerModel> withDetector(RecognizerModel model, const QString &folder);
+
 } // namespace quillora::platform

@@ -24,6 +24,8 @@ bool does(const ModelDescription &model, const ModelTask &task) {
         return false;
     if (task.kind == ModelKind::translation)
         return model.languages == task.languages;
+    if (task.kind == ModelKind::voiceActivity)
+        return true;
     // A model hears a language, whatever the region.
     const QString &locale = task.languages.first();
     return model.languages.contains(locale) || model.languages.contains(locale.section(u'-', 0, 0));

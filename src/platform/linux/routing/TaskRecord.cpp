@@ -18,8 +18,15 @@ namespace {
 
 /// Such as "translating en ru".
 QString inWords(const ModelTask &task) {
-    const QString verb = task.kind == ModelKind::translation ? u"translating "_s : u"hearing "_s;
-    return verb + task.languages.join(u' ');
+    switch (task.kind) {
+    case ModelKind::speech:
+        return u"hearing "_s + task.languages.join(u' ');
+    case ModelKind::translation:
+        return u"translating "_s + task.languages.join(u' ');
+    case ModelKind::voiceActivity:
+        return u"telling pauses"_s;
+    }
+    Q_UNREACHABLE();
 }
 
 } // namespace

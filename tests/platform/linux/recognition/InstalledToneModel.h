@@ -34,6 +34,27 @@ public:
 
     QString folder() const { return m_folder.path(); }
     platform::ModelDescription &description() { return m_description; }
+    const platform::ModelDescription &description() const { return m_description; }
+
+private:
+    QTemporaryDir m_folder;
+    platform::ModelDescription m_description;
+};
+
+/// The network that tells speech from pauses, as if a store had installed it.
+class InstalledDetector {
+public:
+    InstalledDetector() {
+        QFile::copy(QString::fromStdString(ToneModels::detectorFile()), file());
+        m_description.id = QStringLiteral("detector");
+        m_description.kind = platform::ModelKind::voiceActivity;
+        m_description.version = QStringLiteral("1");
+        m_description.engine = QStringLiteral("sherpa");
+    }
+
+    QString folder() const { return m_folder.path(); }
+    QString file() const { return m_folder.filePath(QStringLiteral("detector.onnx")); }
+    const platform::ModelDescription &description() const { return m_description; }
 
 private:
     QTemporaryDir m_folder;

@@ -1,10 +1,12 @@
 #include "platform/linux/recognition/OnDeviceRecognizers.h"
 #include "fakes/FakePlatform.h"
 #include "platform/linux/recognition/InstalledToneModel.h"
+#include "support/Files.h"
 #include "support/ProcessTree.h"
 #include "support/Recording.h"
 #include "support/Told.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 #include <fstream>
@@ -16,6 +18,7 @@ using platform::ModelTask;
 using platform::OnDeviceRecognizers;
 using Presence = platform::ModelState::Presence;
 using test::ChildProcess;
+using test::InstalledDetector;
 using test::InstalledToneModel;
 using test::ToneSpeech;
 namespace ToneModels = test::ToneModels;
@@ -34,12 +37,14 @@ struct Ground {
         platform.routes.offer(ModelTask::hearing(u"zh-CN"_s), {chinese.description().id});
     }
 
-    void install(InstalledToneModel &model) {
+    template <typename Model>
+    void install(const Model &model) {
         platform.models.place(model.description().id, u"1"_s, model.folder());
         platform.run();
     }
 
-    bool waitFor(InstalledToneModel &model, Presence presence) {
+    template <typename Model>
+    bool waitFor(const Model &model, Presence presence) {
         return ChildProcess::waitUntil(
             [&] {
                 platform.run();
@@ -72,12 +77,52 @@ public:
         : recognition(ground.recognizers.makeRecognizer(locale)->recognize(handler())) {}
 
     QString hear(std::string_view words) {
-        test::speak(*recognition, {{recognizer::sampleRate, 1}, ToneSpeech().say(words)});
-        recognition->endAudio();
-        return finalText();
+        listenTo(ToneSpeech().say(words));
+        return end();
+    }
+
+    /// Two words with noise between them, which goes on at least until the first word shows.
+    QString hearTwoWordsAroundNoise() {
+        const auto shows = [this] { return texts().contains(u"ab"_s); };
+        listenTo(ToneSpeech().say("ab"));
+        for (int i = 0; i < 100 && !shows(); ++i) {
+            listenTo(ToneSpeech::knock(1));
+            ChildProcess::waitUntil(shows, 400); // as long as that sounds
+        }
+        listenTo(ToneSpeech::knock(5));
+        listenTo(ToneSpeech{.lead = 0}.say("cd"));
+        return end();
     }
 
     std::shared_ptr<platform::Recognition> recognition;
+
+private:
+    void listenTo(const std::vector<std::int16_t> &sound) {
+        test::speak(*recognition, {{recognizer::sampleRate, 1}, sound});
+    }
+    QString end() {
+        recognition->endAudio();
+        return finalText();
+    }
+};
+
+/// Where whole segments are heard, in Swiss German, and a detector could be had.
+struct GroundOfSegments : Ground {
+    GroundOfSegments() {
+        platform.models.offer(offline.description());
+        platform.models.offer(detector.description());
+        platform.routes.offer(ModelTask::hearing(u"de-CH"_s), {offline.description().id});
+        platform.routes.offer(ModelTask::tellingPauses(), {detector.description().id});
+        install(offline);
+    }
+
+    /// Without a blank, unless the noise between them is known to be a pause.
+    QString hearTwoWordsAroundNoise() { return Listening(*this, u"de-CH"_s).hearTwoWordsAroundNoise(); }
+
+    platform::ModelState stateOfDetector() const { return platform.models.state(detector.description().id); }
+
+    InstalledToneModel offline{u"offline-nemo-ctc"_s, {u"de"_s}};
+    InstalledDetector detector;
 };
 
 qsizetype processCount() { return test::ProcessTree::descendants().size(); }
@@ -252,6 +297,102 @@ private Q_SLOTS:
         ground.platform.models.place(ground.nemo.description().id, u"2"_s, ground.nemo.folder());
         ground.platform.run();
         QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
+    }
+
+    // What tells speech from pauses.
+
+    void withoutADetectorLoudnessTellsPauses() {
+        GroundOfSegments ground;
+        QCOMPARE(ground.hearTwoWordsAroundNoise(), u"abcd"_s);
+    }
+
+    void aDetectorThatIsInstalledTellsPauses() {
+        GroundOfSegments ground;
+        ground.install(ground.detector);
+        QCOMPARE(ground.hearTwoWordsAroundNoise(), u"ab cd"_s);
+    }
+
+    void aDetectorThatArrivesIsUsedFromTheNextDictationOn() {
+        GroundOfSegments ground;
+        Listening first(ground, u"de-CH"_s);
+        ground.install(ground.detector);
+        QCOMPARE(ground.hearTwoWordsAroundNoise(), u"ab cd"_s);
+        QCOMPARE(first.hearTwoWordsAroundNoise(), u"abcd"_s);
+    }
+
+    void aModelThatHearsAsOneSpeaksIsNotLoadedAgainForADetector() {
+        GroundOfSegments ground;
+        ground.install(ground.nemo);
+        ground.recognizers.prepare(german);
+        ground.platform.log.clear();
+        ground.install(ground.detector);
+        QCOMPARE(ground.platform.log.calls(), QStringList());
+    }
+
+    void aDetectorThatIsInUseLeavesOnceTheDictationIsOver() {
+        GroundOfSegments ground;
+        ground.install(ground.detector);
+        ground.recognizers.prepare(u"de-CH"_s);
+        Listening first(ground, u"de-CH"_s);
+        ground.platform.models.remove(ground.detector.description().id);
+        ground.platform.run();
+        QVERIFY(ground.stateOfDetector().isLeaving);
+        QCOMPARE(first.hearTwoWordsAroundNoise(), u"ab cd"_s);
+        first.recognition.reset();
+        QVERIFY(ChildProcess::waitUntil(
+            [&] {
+                ground.recognizers.prepare(u"de-CH"_s);
+                ground.platform.run();
+                return ground.stateOfDetector().presence == Presence::absent;
+            },
+            30000));
+        QCOMPARE(ground.hearTwoWordsAroundNoise(), u"abcd"_s);
+    }
+
+    void aBadDetectorCostsNoWordAndIsNamed_data() {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("garbage") << QByteArray(5000, '\xA5');
+        QTest::newRow("half") << test::readFile(InstalledDetector().file()).first(60000);
+        QTest::newRow("another type, which ends the process")
+            << test::readFile(QString::fromStdString(ToneModels::model("streaming-nemo-ctc").files[0]));
+    }
+    void aBadDetectorCostsNoWordAndIsNamed() {
+        QFETCH(QByteArray, contents);
+        GroundOfSegments ground;
+        QFile::setPermissions(ground.detector.file(), QFile::ReadOwner | QFile::WriteOwner);
+        test::writeFile(ground.detector.file(), contents);
+        const char *const said =
+            "The speech recognizer fails with its voice activity model, and goes on without it.";
+        QTest::ignoreMessage(QtWarningMsg, said); // once
+        QTest::failOnWarning(QRegularExpression(QString::fromLatin1(said)));
+        ground.install(ground.detector);
+        QCOMPARE(ground.hearTwoWordsAroundNoise(), u"abcd"_s);
+        QVERIFY(ground.waitFor(ground.detector, Presence::unfit));
+        QCOMPARE(ground.stateOfDetector().problem, u"The speech recognizer fails with it."_s);
+        QVERIFY(ground.platform.models.state(ground.offline.description().id).isInstalled());
+        QCOMPARE(ground.hearTwoWordsAroundNoise(), u"abcd"_s);
+    }
+
+    void aDetectorWithoutANetworkIsNamed() {
+        GroundOfSegments ground;
+        QFile::remove(ground.detector.file());
+        ground.install(ground.detector);
+        QCOMPARE(ground.hearTwoWordsAroundNoise(), u"abcd"_s);
+        QVERIFY(ground.waitFor(ground.detector, Presence::unfit));
+        QCOMPARE(ground.stateOfDetector().problem, u"This program does not know models of its kind."_s);
+    }
+
+    void aDetectorIsNotBlamedForAModelThatCannotBeLoaded() {
+        GroundOfSegments ground;
+        spoil(ground.offline);
+        QTest::ignoreMessage(
+            QtWarningMsg,
+            "The speech recognizer fails with its voice activity model, and goes on without it.");
+        ground.install(ground.detector);
+        QCOMPARE(Listening(ground, u"de-CH"_s).hear("ab"), QString());
+        QVERIFY(ground.waitFor(ground.offline, Presence::unfit));
+        QVERIFY(ground.stateOfDetector().isInstalled());
     }
 
     void aModelThatLeavesIsNotKept() {

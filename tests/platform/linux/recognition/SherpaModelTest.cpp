@@ -103,6 +103,17 @@ private Q_SLOTS:
                  Parameters{{"family", "sense-voice"}, {"decoding", "offline"}, {"language", "zh"}}));
     }
 
+    void aDetectorIsOneFileMore() {
+        place({u"silero_vad.onnx"_s});
+        const std::string file = m_folder->filePath(u"silero_vad.onnx"_s).toStdString();
+        const auto model = platform::withDetector({"sherpa", {"model.onnx", "tokens.txt"}}, m_folder->path());
+        QVERIFY(model);
+        QVERIFY((model->files == std::vector<std::string>{"model.onnx", "tokens.txt", file}));
+        QVERIFY((model->parameters == std::vector<recognizer::Parameter>{{"detector", file}}));
+        place({u"README.md"_s});
+        QVERIFY(!platform::withDetector({"sherpa", {}}, m_folder->path()));
+    }
+
 private:
     static QList<platform::ModelDescription> speechModels() {
         QList<platform::ModelDescription> models;

@@ -80,6 +80,17 @@ private Q_SLOTS:
             QVERIFY(routes(roomy).choices(ModelTask::hearing(locale)).contains(u"kroko-de"_s));
     }
 
+    void pausesAreToldWhateverTheLanguage() {
+        const ModelTask task = ModelTask::tellingPauses();
+        EngineRoutes all = routes(roomy);
+        QCOMPARE(all.choices(task), QStringList{u"silero-vad"_s});
+        QCOMPARE(all.route(task), (ModelRoute{{u"silero-vad"_s}, false, false}));
+        m_store->place(u"silero-vad"_s, u"1"_s);
+        QCOMPARE(all.route(task), (ModelRoute{{u"silero-vad"_s}, true, false}));
+        all.choose(task, u"silero-vad"_s);
+        QCOMPARE(routes(roomy).chosen(task), u"silero-vad"_s);
+    }
+
 private:
     static bool nothing(const ModelTask & /*task*/) { return false; }
     QString path() const { return m_folder->filePath(u"chosen.json"_s); }
