@@ -41,6 +41,10 @@ QList<ModelEntry> ModelList::speech(const Models &models, const QStringList &loc
     return entries;
 }
 
+std::optional<ModelEntry> ModelList::pauses(const Models &models) {
+    return entryFor(models, ModelTask::tellingPauses());
+}
+
 QList<ModelEntry> ModelList::translation(const Models &models, const QStringList &languages) {
     QSet<QStringList> pairs;
     for (const auto &description : models.store().models()) {

@@ -27,6 +27,9 @@ public:
     /// An entry for each of the locales that a model hears, in their order.
     static QList<ModelEntry> speech(const Models &models, const QStringList &locales);
 
+    /// An entry for telling speech from pauses; none where no model does.
+    static std::optional<ModelEntry> pauses(const Models &models);
+
     /// An entry for each pair of languages that a model translates: in the order of the languages, by what is
     /// not English, and what is translated from English first.
     static QList<ModelEntry> translation(const Models &models, const QStringList &languages);

@@ -47,6 +47,10 @@ QList<ModelListView::Item> speechItems(const Models &models, const QList<SpokenL
         const auto label = LanguageLabel::of(languages.at(locales.indexOf(entry.task.languages.first())));
         items += {entry, {label.flag + u' ' + label.name, label.name, label.words}};
     }
+    if (const auto entry = ModelList::pauses(models))
+        items += {*entry,
+                  {u"Voice activity: hears pauses in noise"_s, u"voice activity"_s,
+                   u"voice activity pauses in noise"_s}};
     return items;
 }
 

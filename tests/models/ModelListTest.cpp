@@ -41,6 +41,14 @@ private Q_SLOTS:
                                     {ModelTask::hearing(u"de-DE"_s), {u"kroko-de"_s}, u"kroko-de"_s}}));
     }
 
+    void whatTellsPausesIsListedWhereThereIsAModelForIt() {
+        QVERIFY(!ModelList::pauses(*m_models));
+        const auto task = ModelTask::tellingPauses();
+        m_platform->models.offer(voiceActivityModel(u"silero-vad"_s));
+        m_platform->routes.offer(task, {u"silero-vad"_s});
+        QCOMPARE(ModelList::pauses(*m_models), (ModelEntry{task, {u"silero-vad"_s}, u"silero-vad"_s}));
+    }
+
     void pairsAreListedByTheOtherLanguageAndFromEnglishFirst() {
         QStringList pairs;
         for (const auto &entry : ModelList::translation(*m_models, {u"ru"_s, u"en"_s, u"fr"_s, u"de"_s}))

@@ -46,4 +46,11 @@ inline void fillShelf(FakePlatform &platform) {
     }
 }
 
+/// Puts a model there as well that tells speech from pauses.
+inline void fillShelfWithVoiceActivity(FakePlatform &platform) {
+    fillShelf(platform);
+    platform.models.offer(voiceActivityModel(u"silero-vad"_s));
+    platform.routes.offer(platform::ModelTask::tellingPauses(), {u"silero-vad"_s});
+}
+
 } // namespace quillora::test

@@ -22,6 +22,16 @@ inline platform::ModelDescription speechModel(const QString &id, const QString &
     return model;
 }
 
+inline platform::ModelDescription voiceActivityModel(const QString &id) {
+    platform::ModelDescription model;
+    model.id = id;
+    model.kind = platform::ModelKind::voiceActivity;
+    model.version = u"1"_s;
+    model.publisher = u"k2-fsa"_s;
+    model.sizeClass = platform::ModelSizeClass::light;
+    return model;
+}
+
 inline platform::ModelDescription translationModel(const QString &id, const QString &source,
                                                    const QString &target, std::optional<qint64> bytes = {}) {
     platform::ModelDescription model;

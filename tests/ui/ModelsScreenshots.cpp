@@ -16,7 +16,7 @@ namespace {
 
 /// Some of what is published, with what is said of it.
 void fillRichShelf(FakePlatform &platform) {
-    fillShelf(platform);
+    fillShelfWithVoiceActivity(platform);
     const platform::ModelScore good{84.8, u"FLORES COMET x 100"_s, u"the publisher"_s};
     const auto published = platform.models.models(); // a copy: each is offered anew
     for (auto model : published) {

@@ -160,6 +160,30 @@ private Q_SLOTS:
                  (QStringList{u"🇷🇺 Russian"_s, u"🇫🇷 French"_s, u"🇩🇪 German"_s}));
     }
 
+    void whatHearsPausesComesAfterTheLanguagesAndIsInstalledAndRemovedAsTheyAre() {
+        ModelsHarness harness(fillShelfWithVoiceActivity);
+        QCOMPARE(titles(harness, u"speechModels"_s).last(), u"Voice activity: hears pauses in noise"_s);
+        const QString id = u"silero-vad"_s;
+        QCOMPARE(texts(row(harness, id)),
+                 (QStringList{u"Voice activity: hears pauses in noise"_s,
+                              u"silero-vad · size not stated · Light · Quality not stated"_s,
+                              u"From k2-fsa. Licence not stated."_s}));
+        press(row(harness, id), 0);
+        QCOMPARE(harness.platform.models.waiting(), QStringList{id});
+        harness.platform.models.arrive();
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, id)).last(), u"Installed, in use"_s);
+        press(row(harness, id), 0);
+        harness.platform.run();
+        QVERIFY(harness.platform.models.state(id).presence == platform::ModelState::Presence::absent);
+    }
+
+    void whatHearsPausesIsFoundByItsName() {
+        ModelsHarness harness(fillShelfWithVoiceActivity);
+        harness.find<QLineEdit>(u"search"_s).setText(u"voice"_s);
+        QCOMPARE(titles(harness, u"speechModels"_s), QStringList{u"Voice activity: hears pauses in noise"_s});
+    }
+
     void translationIsListedByPairs() {
         ModelsHarness harness;
         QCOMPARE(titles(harness, u"translationModels"_s).first(3),
