@@ -102,12 +102,15 @@ public:
     QCoro::Task<> startRecording();
     QCoro::Task<> stopRecording();
     void pasteLastTranslation();
+
     /// The program is about to end: no dictation begins and nothing is inserted any more. What was pasted
     /// before still gives the pasteboard back.
     void prepareToEnd() { m_isEnding = true; }
 
-    /// Gets what the next dictation takes ready in the background: other models do it than before.
+    /// Gets ready in the background what the next dictation takes. To be called when other models do it than
+    /// before.
     void prepareEngines() const;
+
     /// Whether a paste has still to give the pasteboard back; that takes less than a second.
     bool hasPendingPasteboardRestore() const { return m_pasteboardInserter.hasPendingRestore(); }
 

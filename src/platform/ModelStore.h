@@ -128,7 +128,7 @@ public:
         return {};
     }
 
-    /// What the catalog says that cannot be used, a sentence each.
+    /// What the catalog says that cannot be used, a sentence each. It stays the same for the whole run.
     virtual QStringList omissions() const = 0;
 
     virtual ModelState state(const QString &id) const = 0;
@@ -149,20 +149,20 @@ public:
     /// administrator's stays.
     virtual void remove(const QString &id) = 0;
 
-    /// The newest version that is installed and whole as far as sizes and times tell; none if there is none,
-    /// or if it is leaving.
+    /// The newest version that is installed, whole as far as sizes and times tell, and not rejected; none if
+    /// there is none, or if it is leaving.
     virtual std::unique_ptr<ModelUse> use(const QString &id) = 0;
 
     /// To be called by who could not load it: its checksums are compared, and the state tells what is found.
     virtual void check(const QString &id) = 0;
 
     /// To be called by an engine that cannot do with that version, for a reason that lies with the model: it
-    /// counts as not installed until it is installed anew or the program starts again. It is checked, too,
-    /// and found to be damaged that may be the reason. Does nothing where that version is not there.
+    /// counts as not installed until it is installed anew or the program starts again. It is checked, too:
+    /// it may have been damaged. Does nothing where that version is not there.
     virtual void reject(const QString &id, const QString &version, const QString &problem) = 0;
 
-    /// To be called by an engine that found out something about that version, or nothing any more. It lasts
-    /// as long as a rejection. Does nothing where that version is not there.
+    /// To be called by an engine that found out something about that version; an empty text takes that back.
+    /// It lasts as long as a rejection. Does nothing where that version is not there.
     virtual void remark(const QString &id, const QString &version, const QString &remark) = 0;
 
     /// Calls `handler` from the event loop with the id of a model whose state has changed. Progress is told

@@ -17,9 +17,8 @@ namespace quillora::recognizer {
 ///               sense-voice                                               model, tokens
 ///     decoding  "streaming" as the sound comes, or "offline" segment by segment
 ///     language  of the speech, for models that are told, as in "de"
-///     detector  one file more, of another model, that tells speech from pauses for an offline one; without
-///     it
-///               loudness does
+///     detector  one file more, of another model, that tells speech from pauses for an offline one;
+///               without it loudness does
 class SherpaEngine : public Engine {
 public:
     explicit SherpaEngine(std::string folder, DecodingPace::Clock clock = std::chrono::steady_clock::now)

@@ -141,7 +141,7 @@ LinuxModelStore::Findings LinuxModelStore::look(const QString &id) const {
     return found;
 }
 
-/// Empty if nobody has found any.
+/// Empty where nothing was found of that very installation.
 QString LinuxModelStore::sentenceOn(const InstalledModel &model, const ByFolder &findings) {
     const auto finding = findings.constFind(model.folder);
     return finding != findings.cend() && finding->manifest == model.manifest ? finding->sentence : QString();
