@@ -127,8 +127,12 @@ bool ModelsDesk::isAnswered() const {
 }
 
 void ModelsDesk::endAnsweredQuestion() {
-    if (m_question && isAnswered())
-        m_question->agree();
+    if (!m_question || !isAnswered())
+        return;
+    // Whoever works in another window meanwhile goes on there.
+    if (!m_question->isActiveWindow())
+        disconnect(m_question, &QObject::destroyed, this, &ModelsDesk::returnToPanel);
+    m_question->agree();
 }
 
 void ModelsDesk::returnToPanel() {

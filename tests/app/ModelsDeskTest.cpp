@@ -288,6 +288,19 @@ private Q_SLOTS:
         QVERIFY(m_platform->models.waiting().isEmpty());
     }
 
+    void aQuestionThatEndsByItselfTakesNobodyOutOfTheWindow() {
+        pastFirstStart();
+        m_delegate->showPopover();
+        chooseTarget(u"fr"_s);
+        chooseModelsInTheMenu();
+        QApplication::setActiveWindow(desk().window());
+        m_platform->models.install(u"en-fr-tiny"_s);
+        settle();
+        QVERIFY(!desk().question());
+        QCoreApplication::processEvents();
+        QCOMPARE(QApplication::activeWindow(), desk().window());
+    }
+
     void itStaysWhileAPartIsMissing() {
         pastFirstStart();
         m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
