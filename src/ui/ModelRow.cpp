@@ -28,6 +28,11 @@ bool isWorthSaying(const platform::ModelState &state) {
            state.presence != platform::ModelState::Presence::absent;
 }
 
+/// Some of them are sentences already.
+QString followedBy(const QString &text, const QString &next) {
+    return text + (text.endsWith(u'.') ? u" "_s : u". "_s) + next;
+}
+
 QString inWords(const QUrl &address) { return address.toString(QUrl::FullyEncoded); }
 
 } // namespace
@@ -124,11 +129,11 @@ void ModelRow::showState() {
     const auto state = m_models.store().state(m_id);
     QString text = ModelWords::state(state, m_description.version);
     if (!state.progress && ModelActions::isInUse(m_models, m_task, m_id))
-        text += u", in use"_s;
+        text += text.endsWith(u'.') ? u" It is in use."_s : u", in use"_s;
     if (!state.remark.isEmpty())
-        text += u". "_s + state.remark;
+        text = followedBy(text, state.remark);
     if (m_isLicenceUnopened)
-        text += u". Nothing here can show "_s + inWords(m_description.licenceAddress);
+        text = followedBy(text, u"Nothing here can show "_s + inWords(m_description.licenceAddress));
     m_state->setPlainText(text);
     m_state->setVisible(m_isLicenceUnopened || isWorthSaying(state));
     const bool isTrouble = m_isLicenceUnopened ||
@@ -136,7 +141,8 @@ void ModelRow::showState() {
                                                 state.presence == platform::ModelState::Presence::damaged));
     m_state->setMaximumLines(isTrouble ? troubleLines : 1);
     m_state->setForegroundRole(isTrouble ? QPalette::WindowText : QPalette::PlaceholderText);
-    setAccessibleDescription(text + u". "_s + m_facts->text() + u". "_s + ModelWords::origin(m_description));
+    setAccessibleDescription(
+        followedBy(followedBy(text, m_facts->text()), ModelWords::origin(m_description)));
 }
 
 void ModelRow::showProgress() {

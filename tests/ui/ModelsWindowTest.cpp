@@ -378,6 +378,16 @@ private Q_SLOTS:
                  u"Installed, in use. This computer is too slow for it."_s);
     }
 
+    void whatIsASentenceAlreadyGetsNoSecondFullStop() {
+        ModelsHarness harness;
+        harness.platform.models.place(kroko, u"0"_s);
+        harness.platform.models.remark(kroko, u"0"_s, u"This computer is too slow for it."_s);
+        harness.platform.run();
+        QCOMPARE(
+            texts(row(harness, kroko)).last(),
+            u"Installed: version 0. There is a newer one. It is in use. This computer is too slow for it."_s);
+    }
+
     void theSecondClickOfADoubleClickDoesNotPause() {
         ModelsHarness harness;
         harness.show();
