@@ -392,13 +392,17 @@ private Q_SLOTS:
         QVERIFY(waitUntil([&] { return trials == 1; }));
         for (const auto &process : processes())
             ::kill(pid_t(process.id), SIGKILL);
-        Dictating dictating(client);
-        dictating.hear(FakeSpeech::words(1, 2));
-        dictating.end();
-        QCOMPARE(dictating.finalText(), spoken(1, 2));
+        // Another trial would come between the two.
+        for (int i = 0; i < 2; ++i) {
+            Dictating dictating(client);
+            dictating.hear(FakeSpeech::words(1, 2));
+            dictating.end();
+            QCOMPARE(dictating.finalText(), spoken(1, 2));
+        }
         QCOMPARE(trials, 1);
         client.load({tried});
-        QVERIFY(waitUntil([&] { return trials == 2; }));
+        QVERIFY(waitUntil([&] { return trials > 1; }));
+        QCOMPARE(trials, 2);
     }
 
     void aTrialWaitsForThoseWhoDictate() {
