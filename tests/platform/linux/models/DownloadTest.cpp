@@ -227,10 +227,10 @@ private Q_SLOTS:
     }
 
     void whatIsSentPackedIsNotInflated() {
-        m_server->answer(
-            RawHttpServer::response(200, test::gzipped("weights"), "Content-Encoding: gzip\r\n"));
+        const auto packed = test::gzipped("weights"); // which has the time in it
+        m_server->answer(RawHttpServer::response(200, packed, "Content-Encoding: gzip\r\n"));
         QCOMPARE(fetch(), QString());
-        QCOMPARE(contents(), test::gzipped("weights"));
+        QCOMPARE(contents(), packed);
     }
 
     void aRedirectToAnotherHostIsFollowed_data() {
