@@ -108,8 +108,8 @@ private Q_SLOTS:
             QVERIFY(probe.waitForFrames(1));
             // A buffer that is full has come by the time that it is looked for: the stop falls between two.
             QVERIFY(ChildProcess::waitUntil([&] { return timer.elapsed() >= 260 + 13 * round; }));
-            probe.stop();
             const auto recordedMs = timer.elapsed();
+            probe.stop();
             QVERIFY(probe.waitForEnd());
             QVERIFY2(probe.frames() / 8 >= recordedMs - allowedMs,
                      qPrintable(u"%1 of %2 ms arrived"_s.arg(probe.frames() / 8).arg(recordedMs)));
@@ -167,8 +167,10 @@ private Q_SLOTS:
         qInfo("the end came %lld ms after the stop", sinceStop.elapsed());
         const int lostMs =
             (here.loudestSamples()[0] - there.loudestSamples()[0]) * framesPerStep * 1000 / rate;
-        // A cycle of the server reaches both or just one of them.
-        QVERIFY2(lostMs <= 25 + SoundServer::cycleMs(), qPrintable(u"%1 ms were lost"_s.arg(lostMs)));
+        // A cycle of the server reaches both or just one of them, and what the server tells of a latency is
+        // as old as that.
+        QVERIFY2(lostMs <= 25 + SoundServer::cycleMs() + latencyMs / 10,
+                 qPrintable(u"%1 ms were lost"_s.arg(lostMs)));
     }
 
     void theEndIsNotHeldBackForLongByALatencyWithoutMeasure() {
