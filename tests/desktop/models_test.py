@@ -97,7 +97,7 @@ class FirstWindowTest(ModelsCase):
             ["text", "Search languages and models"]])
         self.assertGreater(len(controls), 40)
         for role, name in controls[9:]:
-            self.assertRegex(f"{role}: {name}", r"^push button: (Install \w+, .+|\d+ other choices? for \w+)$")
+            self.assertRegex(f"{role}: {name}", r"^push button: (Install [\w ]+, .+|\d+ other choices? for \w+)$")
 
 
 class DownloadTest(ModelsCase):
