@@ -264,6 +264,7 @@ class Person:
     def type_into(self, field, text):
         """In the panel, which must be open."""
         self.reader.focus("Quillora", field)
+        wait_for(f"the keyboard in {field}", lambda: self.reader.has_keyboard("Quillora", field))
         self.desktop.run(["xdotool", "type", text])
 
     def start_translators(self):
