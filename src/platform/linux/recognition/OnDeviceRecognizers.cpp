@@ -162,14 +162,20 @@ OnDeviceRecognizers::withDetector(RecognizerModel &model, const QString &detecto
     return better;
 }
 
+/// Does on the main thread what it is given, as long as this lives; may be called on any thread, and later.
+std::function<void(std::function<void()>)> OnDeviceRecognizers::poster() const {
+    return [&queue = m_mainQueue, life = std::weak_ptr(m_life)](std::function<void()> work) {
+        queue.async([life, work = std::move(work)] {
+            if (life.lock())
+                work();
+        });
+    };
+}
+
 /// Tells the store that a model cannot be loaded; may be called on any thread.
 std::function<void(const QString &)> OnDeviceRecognizers::rejection(const QString &id, const ModelUse &use) {
-    return [this, &queue = m_mainQueue, life = std::weak_ptr(m_life), id,
-            version = use.version()](const QString &reason) {
-        queue.async([this, life, id, version, reason] {
-            if (life.lock())
-                m_store.reject(id, version, reason);
-        });
+    return [this, post = poster(), id, version = use.version()](const QString &reason) {
+        post([this, id, version, reason] { m_store.reject(id, version, reason); });
     };
 }
 
@@ -183,12 +189,8 @@ std::optional<RecognizerModel> OnDeviceRecognizers::model(const QString &id, con
         return {};
     }
     model->reject = rejection(id, use);
-    model->tried = [this, &queue = m_mainQueue, life = std::weak_ptr(m_life), id,
-                    version = use.version()](std::chrono::milliseconds took) {
-        queue.async([this, life, id, version, took] {
-            if (life.lock())
-                m_store.remark(id, version, remarkOnSpeed(took));
-        });
+    model->tried = [this, post = poster(), id, version = use.version()](std::chrono::milliseconds took) {
+        post([this, id, version, took] { m_store.remark(id, version, remarkOnSpeed(took)); });
     };
     return model;
 }

@@ -67,6 +67,7 @@ private:
     QString detectorFor(const QString &id) const;
     std::optional<RecognizerModel> withDetector(RecognizerModel &model, const QString &detector,
                                                 const ModelUse &use);
+    std::function<void(std::function<void()>)> poster() const;
     std::function<void(const QString &)> rejection(const QString &id, const ModelUse &use);
     std::optional<RecognizerModel> model(const QString &id, const ModelUse &use, const QString &language);
     std::vector<RecognizerModel> replacements(const QString &id, const QString &localeIdentifier);

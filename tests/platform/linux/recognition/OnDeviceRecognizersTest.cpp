@@ -43,14 +43,18 @@ struct Ground {
         platform.run();
     }
 
-    template <typename Model>
-    bool waitFor(const Model &model, Presence presence) {
+    bool waitUntil(const std::function<bool()> &condition) {
         return ChildProcess::waitUntil(
             [&] {
                 platform.run();
-                return platform.models.state(model.description().id).presence == presence;
+                return condition();
             },
             30000);
+    }
+
+    template <typename Model>
+    bool waitFor(const Model &model, Presence presence) {
+        return waitUntil([&] { return platform.models.state(model.description().id).presence == presence; });
     }
 
     test::FakePlatform platform;
@@ -276,12 +280,7 @@ private Q_SLOTS:
         const QString id = ground.nemo.description().id;
         ground.platform.models.remark(id, u"1"_s, u"Another computer was too slow for it."_s);
         ground.recognizers.prepare(german);
-        QVERIFY(ChildProcess::waitUntil(
-            [&] {
-                ground.platform.run();
-                return ground.platform.models.state(id).remark.isEmpty();
-            },
-            30000));
+        QVERIFY(ground.waitUntil([&] { return ground.platform.models.state(id).remark.isEmpty(); }));
     }
 
     void aModelOfAnUnknownKindIsUnavailableUntilAnotherVersionIsThere() {
@@ -339,13 +338,10 @@ private Q_SLOTS:
         QVERIFY(ground.stateOfDetector().isLeaving);
         QCOMPARE(first.hearTwoWordsAroundNoise(), u"ab cd"_s);
         first.recognition.reset();
-        QVERIFY(ChildProcess::waitUntil(
-            [&] {
-                ground.recognizers.prepare(u"de-CH"_s);
-                ground.platform.run();
-                return ground.stateOfDetector().presence == Presence::absent;
-            },
-            30000));
+        QVERIFY(ground.waitUntil([&] {
+            ground.recognizers.prepare(u"de-CH"_s);
+            return ground.stateOfDetector().presence == Presence::absent;
+        }));
         QCOMPARE(ground.hearTwoWordsAroundNoise(), u"abcd"_s);
     }
 
