@@ -1,6 +1,7 @@
 """What the tests of the backend share: the real program, and a model that does what the test says. The path of the
 program is the first argument of a test; what follows is for unittest."""
 
+import functools
 import http.client
 import json
 import os
@@ -13,6 +14,7 @@ from urllib.parse import urlsplit
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "demo"))
 
+from authority import Authority  # noqa: E402
 from scripted_upstream import ScriptedUpstream  # noqa: E402
 from virtual_desktop import Programs, first_line, wait_for  # noqa: E402
 
@@ -210,6 +212,25 @@ class BackendCase(unittest.TestCase):
 
     def start(self, environment=None, **sections):
         return Backend(self.programs, self.settings(**sections), environment)
+
+    @functools.cached_property
+    def authority(self):
+        folder = self.path("authority")
+        os.mkdir(folder)
+        return Authority(folder)
+
+    def start_with_tls(self):
+        self.certificate, self.key = self.authority.issue("first")
+        backend = self.start(server={"certificate": self.certificate, "private_key": self.key})
+        backend.trust = self.authority.trust()
+        return backend
+
+    def question_of(self, ask):
+        """What the model is asked once that has been done."""
+        before = len(self.upstream.questions)
+        ask()
+        wait_for("the question", lambda: len(self.upstream.questions) > before)
+        return self.upstream.questions[before]
 
     def run_program(self, *arguments, environment=None):
         return subprocess.run([PROGRAM, *arguments], env={**self.programs.environment, **(environment or {})},

@@ -12,7 +12,6 @@ import unittest
 
 from backend_case import (BackendCase, RawConnection, in_background, listens_at,  # first: it finds the others
                           request, request_body)
-from authority import Authority
 from scripted_upstream import Answer, Held, completion
 from virtual_desktop import wait_for
 
@@ -279,12 +278,8 @@ class HttpTest(BackendCase):
 class LeavingTest(BackendCase):
     """Clients that hang up before the answer."""
 
-    def question_of(self, client, data=None):
-        """What the model is asked once that client has sent this."""
-        before = len(self.upstream.questions)
-        client.send(data or request())
-        wait_for("the question", lambda: len(self.upstream.questions) > before)
-        return self.upstream.questions[before]
+    def question_from(self, client, data=None):
+        return self.question_of(lambda: client.send(data or request()))
 
     def requests_logged(self, backend):
         return [(line["status"], line["reason"]) for line in backend.log() if line["event"] == "request"]
@@ -298,7 +293,7 @@ class LeavingTest(BackendCase):
         with Held(self.upstream):
             for name, more in (("one request", b""), ("more behind it", b"POST /v1/tra")):
                 with self.subTest(name), RawConnection(backend) as client:
-                    question = self.question_of(client)
+                    question = self.question_from(client)
                     self.assertFalse(question.is_taken_back())
                     client.send(more)
                     client.socket.close()
@@ -311,10 +306,10 @@ class LeavingTest(BackendCase):
     def test_who_stays_is_answered_when_others_leave(self):
         backend = self.start()
         with Held(self.upstream) as held, RawConnection(backend) as one_who_stays:
-            self.question_of(one_who_stays, request("still there"))
+            self.question_from(one_who_stays, request("still there"))
             leavers = [self.enterContext(RawConnection(backend)) for _ in range(20)]
             for leaver in leavers:
-                self.question_of(leaver)
+                self.question_from(leaver)
             for leaver in leavers:
                 leaver.socket.close()
             self.wait_until_given_up(backend, 20)
@@ -325,7 +320,7 @@ class LeavingTest(BackendCase):
     def test_who_leaves_the_queue_is_asked_about_no_more(self):
         backend = self.start(upstream={"at_once": 1}, limits={"waiting": 1})
         with Held(self.upstream) as held, RawConnection(backend) as first:
-            self.question_of(first, request("first"))
+            self.question_from(first, request("first"))
             for _ in range(2):  # whose place is free for the next
                 with RawConnection(backend) as waiting:
                     waiting.send(request("nobody waits for this"))
@@ -341,19 +336,15 @@ class LeavingTest(BackendCase):
         backend = self.start()
         self.upstream.on_question = lambda question: Answer(b"{}", 429, {"Retry-After": "30"})
         with RawConnection(backend) as client:
-            self.question_of(client)
+            self.question_from(client)
         self.wait_until_given_up(backend)
         self.assertEqual(len(self.upstream.questions), 1)
 
     def test_who_leaves_by_tls_takes_the_question_back_too(self):
-        folder = self.path("authority")
-        os.mkdir(folder)
-        authority = Authority(folder)
-        certificate, key = authority.issue("first")
-        backend = self.start(server={"certificate": certificate, "private_key": key})
+        backend = self.start_with_tls()
         with Held(self.upstream), RawConnection(backend) as client:
-            client.socket = authority.trust().wrap_socket(client.socket, server_hostname="127.0.0.1")
-            question = self.question_of(client)
+            client.socket = backend.trust.wrap_socket(client.socket, server_hostname="127.0.0.1")
+            question = self.question_from(client)
             client.socket.close()
             wait_for("the hang-up", question.is_taken_back)
 
@@ -371,7 +362,7 @@ class LeavingTest(BackendCase):
             watcher.send(b"GET /readyz HTTP/1.1\r\nHost: localhost\r\n\r\n")
             wait_for("the look", lambda: self.upstream.looks == 1)
         with Held(self.upstream), RawConnection(backend) as client:
-            self.question_of(client)
+            self.question_from(client)
             client.socket.close()
             wait_for("its end", lambda: (499, "left") in self.requests_logged(backend))
         # Whoever noticed that has noticed the watcher's leaving.
@@ -447,18 +438,6 @@ class EndTest(BackendCase):
 
 
 class TlsTest(BackendCase):
-    def setUp(self):
-        super().setUp()
-        folder = self.path("authority")
-        os.mkdir(folder)
-        self.authority = Authority(folder)
-
-    def start_with_tls(self):
-        self.certificate, self.key = self.authority.issue("first")
-        backend = self.start(server={"certificate": self.certificate, "private_key": self.key})
-        backend.trust = self.authority.trust()
-        return backend
-
     def shown(self, backend):
         """Whose certificate it shows, and which protocol it chooses."""
         with socket.create_connection(("127.0.0.1", backend.port), 60) as plain:

@@ -132,13 +132,11 @@ class ComposeTest(BackendCase):
 
     def test_who_leaves_takes_the_question_back_by_way_of_the_balancer_too(self):
         with scripted_upstream.Held(self.upstream):
-            before = len(self.upstream.questions)
             client = self.team.connection()
-            client.request("POST", "/v1/translate", request_body(),
-                           {**HEADERS, "Authorization": f"Bearer {self.token}"})
-            wait_for("the question", lambda: len(self.upstream.questions) > before)
+            question = self.question_of(lambda: client.request(
+                "POST", "/v1/translate", request_body(), {**HEADERS, "Authorization": f"Bearer {self.token}"}))
             client.close()
-            wait_for("the hang-up", self.upstream.questions[before].is_taken_back)
+            wait_for("the hang-up", question.is_taken_back)
 
     def test_nobody_outside_sees_the_metrics(self):
         self.assertEqual(self.team.get("/metrics").status, 404)
