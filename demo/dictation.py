@@ -151,16 +151,14 @@ class Person:
         # A panel that was opened once can be read from then on.
         self.open_panel()
         self.wait_for_status("Ready.")
-        opened = self._windows()
         self.close_panel()
-        # What is asked over the bus may overtake the key, which would close the panel that it opens.
-        wait_for("the panel's end", lambda: len(self._windows()) < len(opened))
+        self.wait_for_panel_end()
 
     def status(self):
         return self.reader.status("Quillora")
 
     def wait_for_status(self, status, seconds=30.0):
-        wait_for(f"the status {status!r} (it is {self.status()!r})", lambda: self.status() == status, seconds)
+        wait_for(lambda: f"the status {status!r} (it is {self.status()!r})", lambda: self.status() == status, seconds)
 
     def transcript(self):
         return self.reader.text("Quillora", "Transcript") or ""
@@ -223,6 +221,10 @@ class Person:
     def close_panel(self):
         self.desktop.run(["xdotool", "key", "Escape"])
 
+    def wait_for_panel_end(self):
+        """What is asked over the bus may overtake the key, which would close the panel that it opens."""
+        wait_for("the panel's end", lambda: not self.reader.place("Quillora", "Start"))
+
     def click(self, button):
         self.reader.press("Quillora", button)
 
@@ -264,8 +266,12 @@ class Person:
     def type_into(self, field, text):
         """In the panel, which must be open."""
         self.reader.focus("Quillora", field)
-        wait_for(f"the keyboard in {field}", lambda: self.reader.has_keyboard("Quillora", field))
+        self.wait_for_keyboard(field)
         self.desktop.run(["xdotool", "type", text])
+
+    def wait_for_keyboard(self, name):
+        """Until keys go to the widget of that name."""
+        wait_for(f"the keyboard in {name}", lambda: self.reader.has_keyboard("Quillora", name))
 
     def start_translators(self):
         """As the panel's button does, if they do not run already."""

@@ -38,8 +38,8 @@ def notice_deaths():
 
 
 def wait_for(what, condition, seconds=30.0, interval=0.02):
-    """The first true answer of `condition`; a DesktopError that names `what` if there is none in time, and one that
-    names the daemon as soon as one dies that is needed."""
+    """The first true answer of `condition`; a DesktopError that names `what`, which may be a function that says it then,
+    if there is none in time, and one that names the daemon as soon as one dies that is needed."""
     end = time.monotonic() + seconds
     while True:
         answer = condition()
@@ -47,7 +47,7 @@ def wait_for(what, condition, seconds=30.0, interval=0.02):
             return answer
         notice_deaths()
         if time.monotonic() > end:
-            raise DesktopError(f"{what} did not happen within {seconds:g} s")
+            raise DesktopError(f"{what() if callable(what) else what} did not happen within {seconds:g} s")
         time.sleep(interval)
 
 

@@ -1,13 +1,11 @@
 #!/usr/bin/python3
 """How long the backend bears with who is slow, in real time: all of them at once, so that it takes no longer than one."""
 
-import os
 import select
 import socket
 import unittest
 
 from backend_case import BackendCase, RawConnection, request  # first: it finds the others
-from authority import Authority
 from scripted_upstream import Answer, completion
 from virtual_desktop import wait_for
 
@@ -30,11 +28,8 @@ class SlowClient(RawConnection):
 class PatienceTest(BackendCase):
     def setUp(self):
         super().setUp()
-        folder = self.path("authority")
-        os.mkdir(folder)
-        certificate, key = Authority(folder).issue("first")
         self.backend = self.start()
-        self.backend_with_tls = self.start(server={"certificate": certificate, "private_key": key})
+        self.backend_with_tls = self.start_with_tls()
 
     def client(self, backend, *data):
         client = self.enterContext(SlowClient(backend))
@@ -64,12 +59,9 @@ class PatienceTest(BackendCase):
 
         def all_have_ended():
             ended.update(name for name, is_cut_off in ways.items() if name not in ended and is_cut_off())
-            return len(ended) == len(ways)
+            return ended == set(ways)
 
-        try:
-            wait_for("the end of the slow", all_have_ended, LONGER_THAN_ANY)
-        finally:
-            self.assertEqual(ended, set(ways))
+        wait_for(lambda: f"the end of {set(ways) - ended}", all_have_ended, LONGER_THAN_ANY)
         wait_for("the end of who does not read", lambda: self.backend.metric("quillora_connections") == 1,
                  LONGER_THAN_ANY)
         self.assertEqual(self.backend.translate().status, 200)

@@ -13,7 +13,7 @@ from gi.repository import Gio, GLib
 from desktop_case import PROGRAM, FaultTest  # first: it finds the others
 
 from dictation import Backend, store_token, stored_token
-from virtual_desktop import DesktopError, VirtualDesktop, wait_for
+from virtual_desktop import VirtualDesktop, wait_for
 
 PASSWORD = b"demonstration"  # that the desktop's keyring is unlocked with
 REFUSED = "Translation failed: This translation backend asks for a subscription token."
@@ -129,11 +129,10 @@ class KeyringTest(FaultTest):
 
     def wait_for_stored_token(self, token, seconds=60):
         """A keyring that took too long once counts as absent for 30 s."""
-        try:
-            wait_for("the stored token", lambda: stored_token(self.desktop) == token, seconds)
-        except DesktopError as error:
-            raise DesktopError(f"{error}: it is {stored_token(self.desktop)!r}, and of the typed one "
-                               f"{self.person.reader.length('Quillora', 'Subscription token')} letters came") from None
+        def found():
+            letters = self.person.reader.length("Quillora", "Subscription token")
+            return f"the stored token (it is {stored_token(self.desktop)!r}; {letters} letters were typed)"
+        wait_for(found, lambda: stored_token(self.desktop) == token, seconds)
 
     def assert_a_token_typed_meanwhile_is_stored_later(self, token, mend, seconds=60):
         self.type_token(token)

@@ -30,7 +30,7 @@ class PanelCase(unittest.TestCase):
         wait_for("the panel", lambda: self.person.reader.place("Quillora", "Start"))
         action()
         self.person.close_panel()
-        wait_for("the panel's end", lambda: not self.person.reader.place("Quillora", "Start"))
+        self.person.wait_for_panel_end()
 
     def click(self, name):
         self.person.click_on(name)
@@ -43,8 +43,7 @@ class PanelCase(unittest.TestCase):
         def record():
             self.click("Record hotkey")
             self.person.wait_for_status("Press a shortcut with Ctrl, Option, or Cmd.")
-            # It takes the keyboard in a later turn.
-            wait_for("the recorder", lambda: self.person.reader.has_keyboard("Quillora", "Hotkey recorder"))
+            self.person.wait_for_keyboard("Hotkey recorder")  # it takes it in a later turn
             self.desktop.keys_down(*keys)
             self.desktop.keys_up(*reversed(keys))
             wait_for("the new hotkey", lambda: self.person.status().startswith("Hotkey updated"))
@@ -59,5 +58,6 @@ class PanelCase(unittest.TestCase):
     def enter(self, field, text):
         """In the place of what stands there."""
         self.click(field)
+        self.person.wait_for_keyboard(field)
         self.desktop.run(["xdotool", "key", "ctrl+a"])
         self.desktop.run(["xdotool", "type", text])
