@@ -213,6 +213,7 @@ class VirtualDesktop(Programs):
             "XDG_CONFIG_HOME": os.path.join(home, ".config"),
             "XDG_DATA_HOME": os.path.join(home, ".local/share"),
             "XDG_CACHE_HOME": os.path.join(home, ".cache"),
+            "XDG_STATE_HOME": os.path.join(home, ".local/state"),
             "XDG_CURRENT_DESKTOP": "Openbox",
             "XDG_SESSION_TYPE": "x11",
             "NO_AT_BRIDGE": "0",

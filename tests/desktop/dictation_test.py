@@ -55,8 +55,7 @@ class TranslatedDictationTest(DictationTest):
 
     def test_with_the_panel_in_front_the_paste_goes_to_the_application_before(self):
         self.person.open_panel()
-        wait_for("the panel in front", lambda: b"Quillora" in self.desktop.run(
-            ["xdotool", "getactivewindow", "getwindowname"]))
+        self.person.wait_for_panel_in_front()
         text, _ = self.person.speak(recordings()[4])
         self.assertEqual(text, self.person.translation())
 
