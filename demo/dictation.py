@@ -137,6 +137,11 @@ class Person:
     def focus_editor(self):
         self.desktop.run(["xdotool", "windowactivate", "--sync", self.editor_window])
 
+    def empty_editor(self):
+        """The editor must be in front."""
+        self.desktop.run(["xdotool", "key", "ctrl+a", "Delete"])
+        wait_for("the empty editor", lambda: self.editor_text() == "")
+
     def editor_text(self):
         return self.reader.text("mousepad")
 

@@ -13,15 +13,28 @@ from word_error_rate import word_error_rate
 
 
 class DictationTest(unittest.TestCase):
+    """A desktop for all the tests of a class, each of which begins with an empty editor."""
+
     settings = {"targetLanguageIdentifier": "es"}
 
+    @classmethod
+    def setUpClass(cls):
+        cls.desktop = cls.enterClassContext(VirtualDesktop())
+        write_settings(cls.desktop, **cls.settings)
+        cls.person = Person(cls.desktop, PROGRAM)
+        cls.person.open_editor()
+        cls.person.start_quillora()
+
     def setUp(self):
-        self.desktop = self.enterContext(VirtualDesktop())
-        write_settings(self.desktop, **self.settings)
-        self.person = Person(self.desktop, PROGRAM)
-        self.person.open_editor()
-        self.person.start_quillora()
         self.person.focus_editor()
+        self.person.empty_editor()
+
+    def tearDown(self):
+        # What the next test copies would go with it.
+        wait_for("the clipboard's return", lambda: not self.holds_what_was_inserted())
+
+    def holds_what_was_inserted(self):
+        return self.desktop.clipboard("UTF8_STRING").decode() in {self.person.translation(), self.person.transcript()} - {""}
 
 
 class TranslatedDictationTest(DictationTest):
@@ -38,16 +51,13 @@ class TranslatedDictationTest(DictationTest):
             player = self.desktop.start(["paplay", "--device=microphone", recordings()[0].path])
             wait_for("interim text", lambda: len(self.person.transcript().split()) >= 2)
             self.assertIsNone(player.poll(), "the interim text came only after the sentence was over")
-        self.person.wait_for_status("Inserted translation.")
+        wait_for("the text in the editor", self.person.editor_text)
 
-    def test_a_tap_says_that_no_speech_was_recognized(self):
+    def test_a_tap_says_that_no_speech_was_recognized_and_the_next_dictation_works(self):
         with self.person.holding_the_hotkey():
             pass
         self.person.wait_for_status("No speech recognized.")
         self.assertEqual(self.person.editor_text(), "")
-
-    def test_after_a_tap_the_next_dictation_works(self):
-        self.test_a_tap_says_that_no_speech_was_recognized()
         self.desktop.run(["xdotool", "key", "Escape"])  # a notice opens the panel
         self.person.focus_editor()
         text, _ = self.person.speak(recordings()[4])
@@ -60,9 +70,7 @@ class TranslatedDictationTest(DictationTest):
         self.assertEqual(text, self.person.translation())
 
     def test_the_clipboard_comes_back_with_every_format(self):
-        image = os.path.join(self.desktop.folder, "image.png")
-        make_image(image)
-        self.person.put_on_clipboard(image, "image/png")
+        image = self.copy_image()[0]
         targets = sorted(self.desktop.clipboard("TARGETS").split())
         with open(image, "rb") as file:
             wanted = file.read()
@@ -71,9 +79,19 @@ class TranslatedDictationTest(DictationTest):
         self.assertLessEqual(set(targets), set(self.desktop.clipboard("TARGETS").split()))
 
     def test_an_empty_clipboard_is_empty_again(self):
+        self.desktop.stop(self.copy_image()[1])
+        wait_for("an empty clipboard", lambda: not self.desktop.clipboard("TARGETS"))
         self.person.speak(recordings()[4])
         wait_for("the clipboard's emptiness", lambda: not self.desktop.clipboard("TARGETS"))
 
+    def copy_image(self):
+        """Its path, and the program that holds it."""
+        image = os.path.join(self.desktop.folder, "image.png")
+        make_image(image)
+        return image, self.person.put_on_clipboard(image, "image/png")
+
+
+class QuittingTest(DictationTest):
     def test_quitting_leaves_no_process_behind(self):
         self.person.speak(recordings()[4])
         self.assertTrue(self.person.translators())
