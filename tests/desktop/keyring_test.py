@@ -107,8 +107,7 @@ class KeyringTest(FaultTest):
 
     def type_token(self, token):
         self.person.open_panel()
-        wait_for("the panel in front", lambda: b"Quillora" in self.desktop.run(
-            ["xdotool", "getactivewindow", "getwindowname"]))
+        self.person.wait_for_panel_in_front()
         self.person.type_into("Subscription token", token)
 
     def questions(self):
@@ -120,8 +119,8 @@ class KeyringTest(FaultTest):
             ["xdotool", "getactivewindow"]).split() == self.questions())
 
     def wait_for_the_panel(self):
-        wait_for("the panel in front", lambda: not self.questions() and b"Quillora" in self.desktop.run(
-            ["xdotool", "getactivewindow", "getwindowname"]))
+        wait_for("the end of the dialog", lambda: not self.questions())
+        self.person.wait_for_panel_in_front()
         self.assertTrue(self.is_panel_open())
 
     def is_panel_open(self):
