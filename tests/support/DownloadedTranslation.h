@@ -6,6 +6,7 @@
 #include "platform/linux/routing/RememberedConsent.h"
 #include "platform/linux/translation/NeuralEngine.h"
 #include "platform/linux/translation/OnDeviceTranslators.h"
+#include "platform/linux/translation/apertium/ApertiumEngine.h"
 #include "support/ModelServer.h"
 #include "support/TestModels.h"
 #include "support/neural/DictionaryModel.h"
@@ -36,7 +37,11 @@ public:
                                  .patience = {.firstPause = std::chrono::milliseconds(1), .mostFailures = 1},
                                  .untilLeavingIsTriedAgain = std::chrono::milliseconds(50)});
         routes.emplace(
-            *store, QStringList{u"neural"_s}, [](const auto &) { return false; },
+            *store, QStringList{u"neural"_s},
+            [this](const platform::ModelTask &task) {
+                return isApertiumInstalled && platform::ApertiumEngine::isInstalledFor(task.languages.first(),
+                                                                                       task.languages.last());
+            },
             platform::Computer{qint64(8) << 30, 4}, home.filePath(u"chosen"_s));
         consent.emplace(queue, home.filePath(u"declined"_s));
         start();
@@ -46,6 +51,8 @@ public:
     void start() {
         std::vector<std::unique_ptr<platform::OnDeviceEngine>> engines;
         engines.push_back(std::make_unique<platform::NeuralEngine>(*routes, *store, *consent, queue));
+        if (isApertiumInstalled)
+            engines.push_back(std::make_unique<platform::ApertiumEngine>(queue));
         translators.emplace(std::move(engines));
     }
 
@@ -67,6 +74,7 @@ public:
     std::optional<platform::RememberedConsent> consent;
     std::optional<platform::OnDeviceTranslators> translators;
     QList<platform::DownloadQuestion> questions; ///< that the person was asked
+    bool isApertiumInstalled = false;            ///< with its real data, from the next `start` on
 
 private:
     void publish(const QString &source, const QString &target, const Dictionary &dictionary) {

@@ -1,10 +1,14 @@
 #include "platform/linux/translation/NeuralModels.h"
 
+#include "platform/linux/translation/neural/ModelError.h"
 #include "platform/linux/translation/neural/Translator.h"
 
 #include <QDir>
 
+#include <algorithm>
+#include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -13,19 +17,30 @@ namespace quillora::platform {
 
 namespace {
 
-/// The first file in the folder with such a name, as published models have them.
-std::filesystem::path fileLike(const QString &folder, const QStringList &patterns) {
-    const QStringList names = QDir(folder).entryList(patterns, QDir::Files, QDir::Name);
-    return names.isEmpty() ? std::string() : (folder + u'/' + names.first()).toStdString();
-}
-
-neural::Translator::Files filesIn(const QString &folder) {
-    const auto shared = fileLike(folder, {u"vocab*.spm"_s});
+/// Known by their names, as published models have them. Throws if the folder cannot be read.
+neural::Translator::Files filesIn(const std::filesystem::path &folder) {
+    std::error_code fault;
+    const std::filesystem::directory_iterator entries(folder, fault);
+    if (fault)
+        throw std::runtime_error("Its folder cannot be read: " + fault.message() + ".");
+    std::vector<std::filesystem::path> paths;
+    for (const auto &entry : entries) {
+        if (entry.is_regular_file())
+            paths.push_back(entry.path());
+    }
+    std::ranges::sort(paths);
+    const auto like = [&](const QString &pattern) {
+        const auto found = std::ranges::find_if(paths, [&](const std::filesystem::path &path) {
+            return QDir::match(pattern, QString::fromStdString(path.filename().string()));
+        });
+        return found == paths.end() ? std::filesystem::path() : *found;
+    };
+    const auto shared = like(u"vocab*.spm"_s);
     const auto orShared = [&](const std::filesystem::path &path) { return path.empty() ? shared : path; };
-    return {.model = fileLike(folder, {u"model*.bin"_s}),
-            .sourceVocabulary = orShared(fileLike(folder, {u"srcvocab*.spm"_s})),
-            .targetVocabulary = orShared(fileLike(folder, {u"trgvocab*.spm"_s})),
-            .shortlist = fileLike(folder, {u"lex*.bin"_s})};
+    return {.model = like(u"model*.bin"_s),
+            .sourceVocabulary = orShared(like(u"srcvocab*.spm"_s)),
+            .targetVocabulary = orShared(like(u"trgvocab*.spm"_s)),
+            .shortlist = like(u"lex*.bin"_s)};
 }
 
 } // namespace
@@ -81,7 +96,10 @@ std::shared_ptr<NeuralModels::Model> NeuralModels::load(const QString &id) {
         Loading result;
         try {
             result.translator = std::make_shared<const neural::Translator>(
-                filesIn(folder), neural::Translator::Languages{source, target});
+                filesIn(folder.toStdString()), neural::Translator::Languages{source, target});
+        } catch (const neural::ModelError &error) {
+            result.fault = QString::fromUtf8(error.what());
+            result.isTheModels = true;
         } catch (const std::exception &error) {
             result.fault = QString::fromUtf8(error.what());
         }
@@ -99,19 +117,23 @@ std::shared_ptr<NeuralModels::Model> NeuralModels::load(const QString &id) {
 void NeuralModels::finish(const QString &id, const std::shared_ptr<Model> &model, const Loading &result) {
     model->use.reset(); // it is in memory, whatever becomes of the files
     model->translator = result.translator;
-    for (const auto &waiter : std::exchange(model->waiters, {})) {
-        if (result.translator)
-            waiter.resume(result.translator);
-        else
-            waiter.fail(std::make_exception_ptr(LocalizedError(result.fault)));
-    }
+    const auto waiters = std::exchange(model->waiters, {});
     if (result.translator) {
+        for (const auto &waiter : waiters)
+            waiter.resume(result.translator);
         keepForAWhile(id);
         letGoIfNotInstalled(id);
-    } else {
-        m_models.erase(id);
-        m_store.check(id);
+        return;
     }
+    m_models.erase(id);
+    if (result.isTheModels)
+        m_store.reject(id, model->version, result.fault);
+    else
+        m_store.check(id);
+    const QString wayOut =
+        result.isTheModels ? u" Repair its model under Models in the tray menu."_s : QString();
+    for (const auto &waiter : waiters)
+        waiter.fail(std::make_exception_ptr(LocalizedError(result.fault + wayOut)));
 }
 
 QCoro::Task<QString> NeuralModels::translated(std::vector<Translator> way, QString text) {

@@ -37,8 +37,8 @@ public:
     NeuralModels(const NeuralModels &) = delete;
     NeuralModels &operator=(const NeuralModels &) = delete;
 
-    /// The installed model, once it is in memory. Throws a LocalizedError if it cannot be loaded; its files
-    /// are being checked then.
+    /// The installed model, once it is in memory. Throws a LocalizedError if it cannot be loaded; the store
+    /// knows of it then, and has rejected it where the reason lies with the model.
     QCoro::Task<Translator> loaded(QString id);
 
     /// The text in the language that the last of the translators translates into: one of them, or two that
@@ -55,7 +55,8 @@ private:
     };
     struct Loading {
         Translator translator;
-        QString fault; ///< empty where there is a translator
+        QString fault;            ///< empty where there is a translator
+        bool isTheModels = false; ///< not one of the moment, such as a lack of memory
     };
 
     std::shared_ptr<Model> load(const QString &id);

@@ -8,6 +8,15 @@ using namespace Qt::StringLiterals;
 
 namespace quillora::platform {
 
+namespace {
+
+/// A model that has just been rejected makes way for what else is installed.
+bool isAnotherWay(const std::optional<ModelRoute> &route, const QStringList &triedModels) {
+    return route && route->isUsable && !route->models.isEmpty() && route->models != triedModels;
+}
+
+} // namespace
+
 NeuralTranslationSession::NeuralTranslationSession(ModelTask task, std::weak_ptr<NeuralEngine::Parts> parts)
     : m_task(std::move(task)), m_parts(std::move(parts)) {}
 
@@ -20,7 +29,18 @@ QCoro::Task<> NeuralTranslationSession::prepareTranslation() {
     }
     if (!route || route->models.isEmpty() || !route->isUsable)
         throw error(u"has no model any more."_s);
-    co_await load(route->models);
+    std::exception_ptr reason;
+    for (QStringList models; isAnotherWay(route, models); route = parts()->routes.route(m_task)) {
+        models = route->models;
+        try {
+            co_await load(models);
+            co_return;
+        } catch (const LocalizedError &) {
+            if (!reason)
+                reason = std::current_exception(); // that of the first counts, since it is the best
+        }
+    }
+    std::rethrow_exception(reason);
 }
 
 QCoro::Task<> NeuralTranslationSession::load(QStringList models) {
@@ -34,8 +54,7 @@ QCoro::Task<> NeuralTranslationSession::load(QStringList models) {
     } catch (const ContinuationDropped &) {
         throw error(u"was ended."_s);
     } catch (const LocalizedError &fault) {
-        throw error(u"cannot be used: %1 Repair its model under Models in the tray menu."_s.arg(
-            fault.errorDescription()));
+        throw error(u"cannot be used: "_s + fault.errorDescription());
     }
     m_way = std::move(way);
 }

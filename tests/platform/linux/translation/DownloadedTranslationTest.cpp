@@ -125,6 +125,25 @@ private Q_SLOTS:
         QCOMPARE(m_desk->questions.size(), 2);
     }
 
+    void apertiumTakesThePlaceOfAModelThatCannotBeLoaded() {
+        m_desk->isApertiumInstalled = true;
+        m_desk->start();
+        m_desk->server.delivery = Delivery::everything;
+        m_desk->server.files[u"/en-es/model.bin"_s] = "none";
+        m_desk->store->install(u"en-es"_s);
+        QVERIFY(m_desk->waitUntil([&] {
+            const ModelState state = m_desk->store->state(u"en-es"_s);
+            return state.isInstalled() && !state.progress;
+        }));
+
+        QCOMPARE(translation(u"en"_s, u"es"_s, u"The house is big."_s), u"La casa es grande."_s);
+        const ModelState state = m_desk->store->state(u"en-es"_s);
+        QCOMPARE(state.presence, ModelState::Presence::unfit);
+        QCOMPARE(state.problem, u"The model is damaged: it ends within its header."_s);
+        QCOMPARE(translation(u"en"_s, u"es"_s, u"The house is big."_s), u"La casa es grande."_s);
+        QVERIFY(m_desk->questions.isEmpty());
+    }
+
     void aModelThatIsDamagedWhileItIsInUseTranslatesOn() {
         m_desk->server.delivery = Delivery::everything;
         const Session one = m_desk->translators->session(u"en"_s, u"ru"_s);

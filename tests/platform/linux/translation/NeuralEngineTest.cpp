@@ -19,6 +19,8 @@
 
 #include <ctime>
 #include <fstream>
+#include <sys/resource.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using namespace quillora::platform;
@@ -40,6 +42,25 @@ std::size_t residentBytes() {
     std::ifstream("/proc/self/statm") >> total >> resident;
     return resident * 4096;
 }
+
+/// Nothing can be opened meanwhile.
+class WithoutFurtherFiles {
+public:
+    WithoutFurtherFiles() {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        const int lowestFree = ::dup(STDIN_FILENO);
+        ::close(lowestFree);
+        rlimit none = m_before;
+        none.rlim_cur = rlim_t(lowestFree);
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~WithoutFurtherFiles() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+    WithoutFurtherFiles(const WithoutFurtherFiles &) = delete;
+    WithoutFurtherFiles &operator=(const WithoutFurtherFiles &) = delete;
+
+private:
+    rlimit m_before{};
+};
 
 } // namespace
 
@@ -68,6 +89,10 @@ private Q_SLOTS:
 
     void aDamagedModelIsNamedAndChecked();
     void aModelOfAnotherKindIsNamed();
+    void aModelThatCannotBeLoadedIsRejected();
+    void anotherModelOfThePairTakesThePlaceOfOneThatCannotBeLoaded();
+    void theWayThroughEnglishTakesThePlaceOfOneThatCannotBeLoaded();
+    void whatOnlyFailsForNowIsNotRejected();
     void aModelThatIsRemovedInMidSessionTranslatesOn();
     void aRemovedModelIsNotKeptInMemory();
     void anotherPairMayBeTranslatedMeanwhile();
@@ -94,6 +119,10 @@ private:
     /// Offers a model of the dictionary for the pair that its id names.
     void offer(const QString &id, const Dictionary &dictionary);
     void install(const QString &id) { m_store->place(id, u"1"_s, m_folder->filePath(id)); }
+    /// Its files are no model, though they are what was installed.
+    void spoil(const QString &id) {
+        QVERIFY(QFile::resize(m_folder->filePath(id + u"/model.xxyy.intgemm.alphas.bin"_s), 1000));
+    }
     std::shared_ptr<TranslationSession> session(const QString &source, const QString &target) {
         return m_engine->session(source, target);
     }
@@ -317,7 +346,7 @@ void NeuralEngineTest::afterAFailureTheNextPreparationAsksAgain() {
 void NeuralEngineTest::aDamagedModelIsNamedAndChecked() {
     install(u"de-en"_s);
     m_store->damageSecretly(u"de-en"_s, u"It is not what was installed."_s);
-    QVERIFY(QFile::resize(m_folder->filePath(u"de-en/model.xxyy.intgemm.alphas.bin"_s), 1000));
+    spoil(u"de-en"_s);
     const auto outcome = outcomeOf(prepared(session(u"de"_s, u"en"_s)));
     QVERIFY2(outcome->error().startsWith(
                  u"The on-device translation from German to English cannot be used: The model"),
@@ -331,9 +360,57 @@ void NeuralEngineTest::aModelOfAnotherKindIsNamed() {
     QVERIFY(QFile::remove(m_folder->filePath(u"de-en/vocab.xxyy.spm"_s)));
     install(u"de-en"_s);
     const auto outcome = outcomeOf(prepared(session(u"de"_s, u"en"_s)));
-    QCOMPARE(outcome->error(), u"The on-device translation from German to English cannot be used: The "
-                               u"vocabulary cannot be opened: : No "
-                               "such file or directory. Repair its model under Models in the tray menu."_s);
+    QCOMPARE(outcome->error(), u"The on-device translation from German to English cannot be used: It comes "
+                               "without a vocabulary. Repair its model under Models in the tray menu."_s);
+}
+
+void NeuralEngineTest::aModelThatCannotBeLoadedIsRejected() {
+    install(u"de-en"_s);
+    spoil(u"de-en"_s);
+    const auto outcome = outcomeOf(prepared(session(u"de"_s, u"en"_s)));
+    const ModelState state = m_store->state(u"de-en"_s);
+    QCOMPARE(state.presence, ModelState::Presence::unfit);
+    QVERIFY2(state.problem.startsWith(u"The model is damaged: "_s), qPrintable(state.problem));
+    QCOMPARE(outcome->error(), u"The on-device translation from German to English cannot be used: "_s +
+                                   state.problem + u" Repair its model under Models in the tray menu."_s);
+}
+
+void NeuralEngineTest::anotherModelOfThePairTakesThePlaceOfOneThatCannotBeLoaded() {
+    offer(u"de-en-base"_s, {{"danke", "cheers"}});
+    m_routes->offer(ModelTask::translating(u"de"_s, u"en"_s), {u"de-en-base"_s, u"de-en"_s});
+    install(u"de-en-base"_s);
+    install(u"de-en"_s);
+    spoil(u"de-en-base"_s);
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
+    QVERIFY(m_consent->shown.isEmpty());
+    QCOMPARE(m_store->state(u"de-en-base"_s).presence, ModelState::Presence::unfit);
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
+    QCOMPARE(uses(u"de-en-base"_s), 1);
+}
+
+void NeuralEngineTest::theWayThroughEnglishTakesThePlaceOfOneThatCannotBeLoaded() {
+    offer(u"de-fr"_s, {{"danke", "remerciements"}});
+    for (const QString &id : {u"de-fr"_s, u"de-en"_s, u"en-fr"_s})
+        install(id);
+    spoil(u"de-fr"_s);
+    QCOMPARE(translation(u"de"_s, u"fr"_s, u"danke"_s), u"merci"_s);
+    QVERIFY(m_consent->shown.isEmpty());
+}
+
+void NeuralEngineTest::whatOnlyFailsForNowIsNotRejected() {
+    install(u"de-en"_s);
+    TextOutcome outcome;
+    {
+        const WithoutFurtherFiles none;
+        outcome = outcomeOf(prepared(session(u"de"_s, u"en"_s)));
+    }
+    QVERIFY2(
+        outcome->error().startsWith(u"The on-device translation from German to English cannot be used: "_s),
+        qPrintable(outcome->error()));
+    QVERIFY2(outcome->error().contains(u"Too many open files"_s), qPrintable(outcome->error()));
+    QVERIFY2(!outcome->error().contains(u"Repair"_s), qPrintable(outcome->error()));
+    QVERIFY(m_store->state(u"de-en"_s).isInstalled());
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
 }
 
 void NeuralEngineTest::aModelThatIsRemovedInMidSessionTranslatesOn() {
@@ -464,7 +541,7 @@ void NeuralEngineTest::whatIsNotInstalledIsNotLoadedNorAskedFor() {
 void NeuralEngineTest::whatCannotBeLoadedSoonIsChecked() {
     install(u"de-en"_s);
     m_store->damageSecretly(u"de-en"_s, u"It is not what was installed."_s);
-    QVERIFY(QFile::resize(m_folder->filePath(u"de-en/model.xxyy.intgemm.alphas.bin"_s), 1000));
+    spoil(u"de-en"_s);
     m_engine->warm(u"de"_s, u"en"_s);
     QVERIFY(wait([&] { return m_store->state(u"de-en"_s).presence == ModelState::Presence::damaged; }));
 }

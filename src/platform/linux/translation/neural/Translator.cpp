@@ -29,11 +29,17 @@ constexpr std::size_t mostSentences = 16;
 constexpr std::size_t mostTokens = 256;
 
 std::ifstream opened(const std::filesystem::path &path, const std::string &what) {
+    if (path.empty())
+        throw ModelError("It comes without a " + what + ".");
     std::ifstream file(path, std::ios::binary);
-    if (!file)
-        throw ModelError("The " + what + " cannot be opened: " + path.string() + ": " + std::strerror(errno) +
-                         ".");
-    return file;
+    if (file)
+        return file;
+    const int reason = errno;
+    const std::string sentence =
+        "The " + what + " cannot be opened: " + path.string() + ": " + std::strerror(reason) + ".";
+    if (reason == ENOENT)
+        throw ModelError(sentence);
+    throw std::runtime_error(sentence); // whatever it is, the model may be all right
 }
 
 template <class Part, class... Arguments>

@@ -48,7 +48,8 @@ public:
     };
 
     /// Reads the files; they are not needed afterwards. Throws ModelError, with a sentence for the user, if
-    /// one of them is damaged, does not belong to the others, or is of a kind that is not supported.
+    /// one of them is missing or damaged, does not belong to the others, or is of a kind that is not
+    /// supported; something else where that cannot be told now, for want of memory, say.
     Translator(const Files &files, Languages languages, Options options);
     Translator(const Files &files, Languages languages);
 
