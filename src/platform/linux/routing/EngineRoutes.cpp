@@ -4,6 +4,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <unistd.h>
 #include <utility>
@@ -53,6 +54,8 @@ double ratingBySize(ModelSizeClass size, const Computer &computer) {
     return unrated;
 }
 
+bool isScored(const ModelDescription &model) { return model.score && model.downloadSize; }
+
 } // namespace
 
 Computer Computer::thisOne() {
@@ -90,7 +93,7 @@ QStringList EngineRoutes::choices(const ModelTask &task) const {
         if (!m_engines.contains(model.engine) || !does(model, task))
             continue;
         const auto place = std::find_if(models.begin(), models.end(), [&](const ModelDescription &other) {
-            return rating(other) < rating(model);
+            return isBetter(model, other);
         });
         models.insert(place, model);
     }
@@ -136,10 +139,21 @@ std::optional<ModelRoute> EngineRoutes::byWayOfEnglish(const ModelTask &task) co
                       .isByWayOfEnglish = true};
 }
 
+/// Of equals the smaller one is better, which is also the faster one.
+bool EngineRoutes::isBetter(const ModelDescription &model, const ModelDescription &other) const {
+    const double points = rating(model);
+    const double otherPoints = rating(other);
+    if (points != otherPoints)
+        return points > otherPoints;
+    return isScored(model) && isScored(other) && *model.downloadSize < *other.downloadSize;
+}
+
+/// To a tenth of a point, as scores are published.
 double EngineRoutes::rating(const ModelDescription &model) const {
-    if (!model.score || !model.downloadSize)
+    if (!isScored(model))
         return ratingBySize(model.sizeClass, m_computer);
-    return model.score->value - double(*model.downloadSize) / 1e6 * priceOfMegabyte(m_computer);
+    const double price = double(*model.downloadSize) / 1e6 * priceOfMegabyte(m_computer);
+    return std::round((model.score->value - price) * 10) / 10;
 }
 
 } // namespace quillora::platform

@@ -43,6 +43,7 @@ public:
 private:
     std::optional<ModelRoute> direct(const ModelTask &task) const;
     std::optional<ModelRoute> byWayOfEnglish(const ModelTask &task) const;
+    bool isBetter(const ModelDescription &model, const ModelDescription &other) const;
     double rating(const ModelDescription &model) const;
 
     const ModelStore &m_store;

@@ -37,6 +37,8 @@ private Q_SLOTS:
         row("little memory", {qint64(2) << 30, 4}, russian, u"en-ru-tiny"_s);
         row("one core", {qint64(16) << 30, 1}, russian, u"en-ru-tiny"_s);
         row("hardly better", roomy, ModelTask::translating(u"fr"_s, u"en"_s), u"fr-en-tiny"_s);
+        row("as much better as it is larger", roomy, ModelTask::translating(u"pl"_s, u"en"_s),
+            u"pl-en-tiny"_s);
         row("larger and worse", roomy, ModelTask::translating(u"en"_s, u"ja"_s), u"en-ja-base-memory"_s);
         row("without a score", roomy, ModelTask::translating(u"en"_s, u"zh"_s), u"en-zh-base-memory"_s);
         row("heard with room", roomy, ModelTask::hearing(u"de-DE"_s), u"nemotron-3.5-320ms"_s);
