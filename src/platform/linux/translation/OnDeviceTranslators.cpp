@@ -84,8 +84,10 @@ std::shared_ptr<TranslationSession> OnDeviceTranslators::session(const QString &
 }
 
 void OnDeviceTranslators::warm(const QString &source, const QString &target) {
-    for (const auto &engine : m_engines)
-        engine->warm(source, target);
+    for (const auto &engine : m_engines) {
+        if (engine->session(source, target))
+            return engine->warm(source, target); // the others would only take memory
+    }
 }
 
 } // namespace quillora::platform

@@ -112,11 +112,12 @@ private Q_SLOTS:
         QCOMPARE(Outcome<QString>::of(translated(session, u"text"_s))->value(), u"first: text"_s);
     }
 
-    void allEnginesAreToldWhatMayBeTranslatedSoon() {
+    void onlyTheEngineThatWouldTranslateIsToldWhatMayBeTranslatedSoon() {
         Engines engines;
-        engines.translators.warm(u"en"_s, u"es"_s);
+        for (const QString &target : {u"es"_s, u"fr"_s, u"ru"_s})
+            engines.translators.warm(u"en"_s, target);
         QCOMPARE(engines.first->warmed, QStringList{u"en>es"_s});
-        QCOMPARE(engines.second->warmed, QStringList{u"en>es"_s});
+        QCOMPARE(engines.second->warmed, QStringList{u"en>fr"_s});
     }
 
     void aPairThatNoEngineServesIsNamedInEnglish() {

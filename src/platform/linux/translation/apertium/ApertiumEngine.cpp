@@ -24,4 +24,9 @@ std::shared_ptr<TranslationSession> ApertiumEngine::session(const QString &sourc
     return std::make_shared<ApertiumTranslationSession>(std::move(route), m_pipelines);
 }
 
+void ApertiumEngine::warm(const QString &source, const QString &target) {
+    for (const ApertiumMode &mode : ApertiumModes(m_modesFolder).route(source, target))
+        m_pipelines->pipeline(mode).warm();
+}
+
 } // namespace quillora::platform

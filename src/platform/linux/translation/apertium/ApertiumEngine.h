@@ -28,8 +28,7 @@ public:
 
     std::shared_ptr<TranslationSession> session(const QString &source, const QString &target) override;
 
-    /// Does nothing: it starts within 0.1 s, and takes 200 MB.
-    void warm(const QString & /*source*/, const QString & /*target*/) override {}
+    void warm(const QString &source, const QString &target) override;
 
 private:
     static QString systemFolder() { return u"/usr/share/apertium/modes"_s; }

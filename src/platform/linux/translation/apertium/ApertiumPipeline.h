@@ -37,6 +37,10 @@ public:
     /// True once it has answered: its data is loaded.
     bool isWarm() const { return m_isWarm; }
 
+    /// Has it load its data, and stay for another `idleTime`. Resumes once it is warm, or fails like a
+    /// translation.
+    Continuation<QStringList> warm() { return translate({QStringLiteral("1")}); }
+
     /// Resumes with one translation for each passage, or fails with a LocalizedError.
     Continuation<QStringList> translate(const QStringList &passages);
 

@@ -24,7 +24,7 @@ ApertiumTranslationSession::ApertiumTranslationSession(QList<ApertiumMode> route
 QCoro::Task<> ApertiumTranslationSession::prepareTranslation() {
     for (const ApertiumMode &mode : m_route) {
         if (!pipelines()->pipeline(mode).isWarm()) {
-            const auto answer = pipelines()->pipeline(mode).translate({u"1"_s}).wait();
+            const auto answer = pipelines()->pipeline(mode).warm().wait();
             co_await answer;
         }
     }

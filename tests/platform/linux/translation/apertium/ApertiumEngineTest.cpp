@@ -79,6 +79,9 @@ private Q_SLOTS:
     void textNeverReachesAProcessArgument();
     void aPipelineServesManyTranslations();
     void preparingStartsThePipeline();
+    void whatMayBeTranslatedSoonIsStarted();
+    void whatMayBeTranslatedSoonIsKept();
+    void nothingIsStartedForAPairThatIsNotInstalled();
     void anIdlePipelineEnds();
     void aPipelineInUseDoesNotEnd();
     void aTranslationAfterTheIdleEndStartsAFreshPipeline();
@@ -308,6 +311,29 @@ void ApertiumEngineTest::aPipelineServesManyTranslations() {
 void ApertiumEngineTest::preparingStartsThePipeline() {
     QCOMPARE(finish(Outcome<QString>::of(prepared(session())))->error(), QString());
     QCOMPARE(stages().size(), stageCount);
+}
+
+void ApertiumEngineTest::whatMayBeTranslatedSoonIsStarted() {
+    m_engine->warm(u"en"_s, u"es"_s);
+    QVERIFY(waitUntil([] { return stages().size() == stageCount; }));
+    const auto id = stages().first().id;
+    QCOMPARE(translate(u"the house"_s)->value(), u"la casa"_s);
+    QCOMPARE(stages().first().id, id);
+}
+
+void ApertiumEngineTest::whatMayBeTranslatedSoonIsKept() {
+    translate(u"the house"_s);
+    const auto id = stages().first().id;
+    m_platform->queue.advance(ApertiumPipeline::idleTime - 1ms);
+    m_engine->warm(u"en"_s, u"es"_s);
+    m_platform->queue.advance(1ms);
+    QCOMPARE(translate(u"the cat"_s)->value(), u"el gato"_s);
+    QCOMPARE(stages().first().id, id);
+}
+
+void ApertiumEngineTest::nothingIsStartedForAPairThatIsNotInstalled() {
+    m_engine->warm(u"en"_s, u"ru"_s);
+    QVERIFY(ProcessTree::descendants().isEmpty());
 }
 
 void ApertiumEngineTest::anIdlePipelineEnds() {
