@@ -23,24 +23,73 @@ class Quiet(http.server.SimpleHTTPRequestHandler):
         pass
 
 
+def path_of(address):
+    """Without the host: the tool is told to ask here instead."""
+    return "/" + address.split("/", 3)[3]
+
+
+class Publisher(Quiet):
+    """Of everything in a catalog, in the sizes that it states; of files there are only the headers."""
+
+    indexes, sizes = {}, {}  # by path
+
+    @classmethod
+    def of(cls, models):
+        lists, pairs, sizes = {}, {}, {}
+        for model in models:
+            index = model["index"]
+            place = path_of(index["files"])
+            if index["form"] == "checksums":
+                lists.setdefault(path_of(index["address"]), []).append(f"{index['name']}\t{'0' * 64}")
+                sizes[place + index["name"]] = model.get("downloadSize", 1)
+                continue
+            names = {part: f"{model['id']}/{part}.gz" for part in ("model", "lexicalShortlist", "vocab")}
+            files = {part: {"path": name, "uncompressedHash": "0" * 64} for part, name in names.items()}
+            pair = pairs.setdefault(path_of(index["address"]), {}).setdefault(index["name"], [])
+            pair.append({"architecture": index["architecture"], "releaseStatus": "Release", "files": files})
+            small = 1_000_000
+            sizes |= {place + names["model"]: model.get("downloadSize", 3 * small) - 2 * small,
+                      place + names["lexicalShortlist"]: small, place + names["vocab"]: small}
+        indexes = {path: "\n".join(lines) for path, lines in lists.items()}
+        indexes |= {path: json.dumps({"models": named}) for path, named in pairs.items()}
+        return type("PublisherOfThese", (cls,), {"indexes": indexes, "sizes": sizes})
+
+    def do_GET(self):
+        self.answer(self.indexes.get(self.path))
+
+    def do_HEAD(self):
+        size = self.sizes.get(self.path)
+        self.answer(None if size is None else "", size)
+
+    def answer(self, text, size=None):
+        body = (text or "").encode()
+        self.send_response(404 if text is None else 200)
+        self.send_header("Content-Length", str(len(body) if size is None else size))
+        self.end_headers()
+        self.wfile.write(body)
+
+
 class CheckCatalog(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0),
-                                                 functools.partial(Quiet, directory=self.folder / "served"))
-        thread = threading.Thread(target=server.serve_forever, args=(0.01,), daemon=True)
-        thread.start()
-        self.addCleanup(server.server_close)
-        self.addCleanup(server.shutdown)
-        self.address = f"http://127.0.0.1:{server.server_port}/"
+        self.address = self.start(functools.partial(Quiet, directory=self.folder / "served"))
         self.serve("speech/checksum.txt", b"ear.tar.bz2\t" + b"0" * 64 + b"\n")
         self.serve("speech/ear.tar.bz2", bytes(3_000_000))
         index = {"models": {"en-ru": [self.tongue("tiny", "Nightly", "old"), self.tongue("tiny", "Release", "new")]}}
         self.serve("words/models.json", json.dumps(index).encode())
         for name in ("model", "lex", "vocab"):
             self.serve(f"words/new/{name}.gz", bytes(1_000_000))
+
+    def start(self, handler):
+        """The address of a publisher."""
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler)
+        thread = threading.Thread(target=server.serve_forever, args=(0.01,), daemon=True)
+        thread.start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        return f"http://127.0.0.1:{server.server_port}/"
 
     def serve(self, path, contents):
         file = self.folder / "served" / path
@@ -113,16 +162,42 @@ class CheckCatalog(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertTrue(lines[0].startswith("ear: http://127.0.0.1:1/checksum.txt: "), lines)
 
+    def test_a_checksum_that_is_none_is_told(self):
+        self.serve("speech/checksum.txt", b"ear.tar.bz2\tdeadbeef\n")
+        self.assertEqual(self.check(self.ear()), (1, ["ear: the index has no SHA-256 for ear.tar.bz2 but 'deadbeef'"]))
+        for part in ("model", "lexicalShortlist", "vocab"):
+            tongue = self.tongue("tiny", "Release", "new")
+            tongue["files"][part] = {"path": "new/a.gz", "uncompressedHash": "0" * 63}
+            self.serve("words/models.json", json.dumps({"models": {"en-ru": [tongue]}}).encode())
+            self.assertEqual(self.check(self.words()),
+                             (1, [f"words: the index has no SHA-256 for new/a.gz but {'0' * 63!r}"]))
+
     def test_every_model_of_the_programs_catalog_is_asked_for(self):
         """Of a publisher who has nothing, so that each is told."""
-        catalog = json.loads(CATALOG.read_text(encoding="utf-8"))
-        hosts = {model["index"]["address"].split("/")[2] for model in catalog["models"]}
-        mirrors = [part for host in sorted(hosts) for part in ("--instead-of", f"https://{host}/", self.address)]
-        done = self.run_tool(*mirrors, str(CATALOG))
-        self.assertEqual(done.returncode, 1)
-        self.assertEqual([line.split(":")[0] for line in done.stdout.splitlines()],
-                         [model["id"] for model in catalog["models"]])
-        self.assertEqual(done.stdout.count("error 404"), len(catalog["models"]))
+        models = self.programs_models()
+        status, lines = self.check_programs_catalog(self.address)
+        self.assertEqual(status, 1)
+        self.assertEqual([line.split(":")[0] for line in lines], [model["id"] for model in models])
+        self.assertEqual(sum("error 404" in line for line in lines), len(models))
+
+    def test_the_programs_catalog_is_right_where_publishers_have_what_it_says(self):
+        models = self.programs_models()
+        status, lines = self.check_programs_catalog(self.start(Publisher.of(models)))
+        self.assertEqual([line for line in lines if ": ok, " not in line], [])
+        self.assertEqual((status, len(lines)), (0, len(models)))
+        stated = [f"{model['id']}: ok, {model['downloadSize'] / 1e6:.1f} MB" for model in models if "downloadSize" in model]
+        self.assertEqual([line for line in stated if line not in lines], [])
+
+    @staticmethod
+    def programs_models():
+        return json.loads(CATALOG.read_text(encoding="utf-8"))["models"]
+
+    def check_programs_catalog(self, publisher):
+        """Whoever is named in it, that one is asked."""
+        hosts = {model["index"]["address"].split("/")[2] for model in self.programs_models()}
+        mirrors = [part for host in sorted(hosts) for part in ("--instead-of", f"https://{host}/", publisher)]
+        done = self.run_tool(*mirrors)
+        return done.returncode, done.stdout.splitlines()
 
 
 unittest.main()
