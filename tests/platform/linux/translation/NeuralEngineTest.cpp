@@ -614,10 +614,13 @@ void NeuralEngineTest::aHundredTranslationsInARowTakeNoMemory() {
 
 void NeuralEngineTest::whatIsAroundTheModelStaysWhole_data() {
     QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("target");
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("translation");
     const auto row = [](const char *name, const QString &source, const QString &text,
-                        const QString &translation) { QTest::newRow(name) << source << text << translation; };
+                        const QString &translation) {
+        QTest::newRow(name) << source << u"en"_s << text << translation;
+    };
     row("a lone word", u"de"_s, u"Straße"_s, u"street"_s);
     row("sharp s in capitals", u"de"_s, u"STRASSE und Straße"_s, u"STRASSE and street"_s);
     row("a transcript of several sentences", u"de"_s,
@@ -635,10 +638,35 @@ void NeuralEngineTest::whatIsAroundTheModelStaysWhole_data() {
     row("full-width forms", u"ja"_s, u"ＡＢＣ１２３！ 感謝"_s, u"ＡＢＣ１２３！ thanks"_s);
     row("emoji", u"de"_s, u"danke 👩‍👩‍👧 und 🇩🇪 danke"_s,
         u"thanks 👩‍👩‍👧 and 🇩🇪 thanks"_s);
+
+    const auto byWay = [](const char *name, const QString &source, const QString &target, const QString &text,
+                          const QString &translation) {
+        QTest::addRow("by way of English: %s", name) << source << target << text << translation;
+    };
+    byWay("a lone word", u"de"_s, u"fr"_s, u"danke"_s, u"merci"_s);
+    byWay("sharp s in capitals", u"de"_s, u"fr"_s, u"STRASSE und danke"_s, u"STRASSE et merci"_s);
+    byWay("a transcript of several sentences", u"de"_s, u"fr"_s,
+          u"hallo das ist ein Test und das ist ein Test danke danke"_s,
+          u"salut ceci est un essai et ceci est un essai merci merci"_s);
+    byWay("names and numbers", u"de"_s, u"fr"_s, u"Łukasz Müller ist 42 und das ist 3,14."_s,
+          u"Łukasz Müller est 42 et ceci est 3,14."_s);
+    byWay("in the target language already", u"de"_s, u"fr"_s, u"ceci est un essai, merci"_s,
+          u"ceci est un essai, merci"_s);
+    byWay("in the language between already", u"de"_s, u"fr"_s, u"this is a test, thanks"_s,
+          u"ceci est un essai, merci"_s);
+    byWay("white space", u"de"_s, u"fr"_s, u"\t hallo  \n\n danke \n"_s, u"\t salut  \n\n merci \n"_s);
+    byWay("dotted and dotless i", u"tr"_s, u"fr"_s, u"İstanbul ılık ve Iğdır ıssız"_s,
+          u"Istanbul chaud et Iğdır ıssız"_s);
+    byWay("Arabic digits", u"ar"_s, u"fr"_s, u"مرحبا ١٢٣ شكرا"_s, u"salut ١٢٣ merci"_s);
+    byWay("Thai without spaces", u"th"_s, u"fr"_s, u"สวัสดีครับขอบคุณ"_s, u"salutครับขอบคุณ"_s);
+    byWay("full-width forms", u"ja"_s, u"fr"_s, u"ＡＢＣ１２３！ 感謝"_s, u"ＡＢＣ１２３！ merci"_s);
+    byWay("emoji", u"de"_s, u"fr"_s, u"danke 👩‍👩‍👧 und 🇩🇪 danke"_s,
+          u"merci 👩‍👩‍👧 et 🇩🇪 merci"_s);
 }
 
 void NeuralEngineTest::whatIsAroundTheModelStaysWhole() {
     QFETCH(const QString, source);
+    QFETCH(const QString, target);
     QFETCH(const QString, text);
     QFETCH(const QString, translation);
     Dictionary german = germanToEnglish();
@@ -648,8 +676,12 @@ void NeuralEngineTest::whatIsAroundTheModelStaysWhole() {
     offer(u"ar-en"_s, {{"مرحبا", "hello"}, {"شكرا", "thanks"}});
     offer(u"th-en"_s, {{"สวัสดี", "hello"}, {"ขอบคุณ", "thanks"}});
     offer(u"ja-en"_s, {{"感謝", "thanks"}});
+    Dictionary french = englishToFrench;
+    french.emplace_back("warm", "chaud");
+    offer(u"en-fr"_s, french);
     install(source + u"-en"_s);
-    QCOMPARE(this->translation(source, u"en"_s, text), translation);
+    install(u"en-fr"_s);
+    QCOMPARE(this->translation(source, target, text), translation);
 }
 
 QTEST_GUILESS_MAIN(NeuralEngineTest)

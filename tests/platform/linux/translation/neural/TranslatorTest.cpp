@@ -11,7 +11,9 @@
 
 #include <ctime>
 #include <fstream>
+#include <limits>
 #include <malloc.h>
+#include <semaphore>
 #include <sstream>
 #include <thread>
 
@@ -36,6 +38,7 @@ private Q_SLOTS:
     void twoOfThemTranslateByWayOfWhatIsBetween_data();
     void twoOfThemTranslateByWayOfWhatIsBetween();
     void byWayOfAnotherLanguageEverySentenceComesOnce();
+    void theSecondHalfIsAtTheFirstSentenceWhileTheFirstIsAtTheNext();
     void aStopIsObeyedOnBothWays();
     void aStopIsObeyedAtOnce();
     void aStopBeforehandIsObeyed();
@@ -90,6 +93,45 @@ std::string longText(const RandomModel &model, std::size_t sentences) {
         text += sentence + ".\n";
     return text;
 }
+
+/// Of two translators the first, once it is past a sentence, and the second, at its beginning, wait for one
+/// another.
+struct Meeting {
+    static inline std::atomic<int> steps = 0; ///< of the first
+    static inline std::atomic<int> stepsToFirstSentence = 0;
+    static inline std::atomic<bool> hasSecondBegun = false;
+    static inline std::binary_semaphore firstIsHere{0};
+    static inline std::binary_semaphore secondIsHere{0};
+    static inline std::atomic<bool> firstMetSecond = false;
+    static inline std::atomic<bool> secondMetFirst = false;
+
+    static Kernels kernelsOfFirst() {
+        Kernels kernels = fastestKernels();
+        kernels.attend = [](const Attention &attention) {
+            if (steps++ == stepsToFirstSentence) {
+                firstIsHere.release();
+                firstMetSecond = secondIsHere.try_acquire_for(patience);
+            }
+            fastestKernels().attend(attention);
+        };
+        return kernels;
+    }
+
+    static Kernels kernelsOfSecond() {
+        Kernels kernels = fastestKernels();
+        kernels.attend = [](const Attention &attention) {
+            if (!hasSecondBegun.exchange(true)) {
+                secondIsHere.release();
+                secondMetFirst = firstIsHere.try_acquire_for(patience);
+            }
+            fastestKernels().attend(attention);
+        };
+        return kernels;
+    }
+
+private:
+    static constexpr std::chrono::seconds patience{30};
+};
 
 } // namespace
 
@@ -225,6 +267,23 @@ void TranslatorTest::byWayOfAnotherLanguageEverySentenceComesOnce() {
     for (int i = 0; i < 100; ++i)
         text += i % 3 == 0 ? "Das ist ein Diktat. " : "Guten Morgen Welt. ";
     QCOMPARE(first.translate(text, second), text);
+}
+
+void TranslatorTest::theSecondHalfIsAtTheFirstSentenceWhileTheFirstIsAtTheNext() {
+    QTemporaryDir other;
+    writeDictionaryModel(other.path().toStdString(), backAgain());
+    const Kernels firsts = Meeting::kernelsOfFirst();
+    const Kernels seconds = Meeting::kernelsOfSecond();
+    const Translator first(files(), languages, {.kernels = &firsts});
+    const Translator second(filesIn(other.path()), {"en", "fr"}, {.kernels = &seconds});
+    Meeting::stepsToFirstSentence = std::numeric_limits<int>::max();
+    first.translate("Das ist ein Test.");
+    Meeting::stepsToFirstSentence = Meeting::steps.exchange(0);
+    QVERIFY(Meeting::stepsToFirstSentence > 0);
+    const std::string text = "Das ist ein Test. Hallo! Das ist ein Rechner.";
+    QCOMPARE(first.translate(text, second), text);
+    QVERIFY(Meeting::firstMetSecond);
+    QVERIFY(Meeting::secondMetFirst);
 }
 
 void TranslatorTest::aStopIsObeyedOnBothWays() {
