@@ -95,6 +95,18 @@ private Q_SLOTS:
                                       .packing = ModelPacking::gzip}));
     }
 
+    void everyFileIsHeldAgainstTheHashThatTheIndexStates() {
+        const QByteArray stating = "\", \"uncompressedHash\": \"";
+        QByteArray one = model("tiny", "Release", "m/model.bin.gz");
+        one.replace("m/lex.bin.gz", "m/lex.bin.gz" + stating + QByteArray(64, 'c'));
+        one.replace("\"m/vocab.spm.gz\"", "{\"path\": \"m/vocab.spm" + stating + QByteArray(64, 'd') + "\"}");
+        const auto files = filesOf(translations(), "{\"en-ru\": [" + one + "]}");
+        QCOMPARE(files.size(), 3);
+        QCOMPARE(files[0].contentSha256, hash);
+        QCOMPARE(files[1].contentSha256, QByteArray(64, 'c'));
+        QCOMPARE(files[2].sha256, QByteArray(64, 'd')); // it is sent as it is
+    }
+
     void aPairMayStandAtTheTopAndWithoutAHyphen() {
         const QByteArray index = "{\"enru\": " + model("tiny", "Release", "m/model.bin.gz") + "}";
         QCOMPARE(filesOf(translations(), index).first().name, u"model.bin"_s);
