@@ -15,8 +15,8 @@ from virtual_desktop import DesktopError, first_line, wait_for
 
 HOTKEY = ("ctrl", "alt", "space")
 MODEL = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "backend", "scripted_upstream.py")
-RECORDINGS = "/usr/share/pocketsphinx/test/data/librivox"
-
+HUMANS = "/usr/share/pocketsphinx/test/data"
+RECORDINGS = f"{HUMANS}/librivox"
 
 SHORT_CLIP_SECONDS = 1.4
 
@@ -35,6 +35,17 @@ def recordings():
     paths = sorted(glob.glob(os.path.join(RECORDINGS, "*.wav")))
     sentences = [spoken[os.path.splitext(os.path.basename(path))[0]] for path in paths]
     return [Recording(path, sentence, 2 * len(sentence.split()) // 3) for path, sentence in zip(paths, sentences)]
+
+
+def clear_command(folder):
+    """Another human, with a sentence that is plain enough to be understood as it was spoken."""
+    path = os.path.join(folder, "command.wav")
+    with open(f"{HUMANS}/goforward.raw", "rb") as sound, wave.open(path, "w") as file:
+        file.setnchannels(1)
+        file.setsampwidth(2)
+        file.setframerate(16000)
+        file.writeframes(sound.read())
+    return Recording(path, "go forward ten meters", words_heard=4)
 
 
 def short_clip(folder):
