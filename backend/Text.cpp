@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <optional>
 
 namespace quillora::backend {
 
 namespace {
 
 constexpr std::size_t longestLanguageName = 64;
+constexpr std::size_t longestOfACharacter = 4;
 
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
@@ -39,24 +42,59 @@ constexpr std::array<std::string_view, 25> whiteSpace{" ",
                                                       "\xE2\x81\x9F",
                                                       "\xE3\x80\x80"};
 
-/// Line breaks, invisible characters and those that turn the order of writing.
-bool isTreacherous(std::string_view character) {
-    if (character.size() == 1) {
-        const char byte = character.front();
-        return byte < ' ' || byte == '\x7F' ||
-               std::string_view("\"<>[]{}|`:;*#=\\").find(byte) != std::string_view::npos;
-    }
-    return (character >= "\xC2\x80" && character <= "\xC2\x9F") ||
-           (character >= "\xE2\x80\x8B" && character <= "\xE2\x80\x8F") ||
-           (character >= "\xE2\x80\xA8" && character <= "\xE2\x80\xAE") ||
-           (character >= "\xE2\x81\xA0" && character <= "\xE2\x81\xAF") || character == "\xEF\xBB\xBF";
+struct Range {
+    char32_t first;
+    char32_t last;
+};
+
+/// What a reader does not see, what turns the order of writing, and what has no meaning that all agree on.
+/// What Unicode has set aside for characters of that kind to come is among them.
+constexpr std::array<Range, 25> hidden{
+    {{0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},       {0x34F, 0x34F},     {0x61C, 0x61C},
+     {0x115F, 0x1160},   {0x17B4, 0x17B5},   {0x180B, 0x180F},   {0x200B, 0x200F},   {0x2028, 0x202E},
+     {0x2060, 0x206F},   {0x2800, 0x2800},   {0x3164, 0x3164},   {0xE000, 0xF8FF},   {0xFDD0, 0xFDEF},
+     {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFF},   {0x13430, 0x1345F},
+     {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF}, {0xF0000, 0xFFFFF}, {0x100000, 0x10FFFF}}};
+
+bool isHidden(char32_t character) {
+    const bool endsItsPlane = (character & 0xFFFEU) == 0xFFFEU;
+    return endsItsPlane || std::any_of(hidden.begin(), hidden.end(), [&](const Range &range) {
+               return character >= range.first && character <= range.last;
+           });
 }
 
-std::size_t lengthOfFirst(std::string_view text) {
-    std::size_t length = 1;
-    while (length < text.size() && isContinuation(text[length]))
-        ++length;
-    return length;
+/// What begins or ends a quotation, markup, or a piece of a program.
+bool isMarkup(char32_t character) {
+    return character < 0x80 &&
+           std::string_view("\"<>{}|`;*#=\\").find(static_cast<char>(character)) != std::string_view::npos;
+}
+
+/// Spaces without width, and what joins letters or keeps them apart: Khmer, Persian, Telugu and Sinhala are
+/// written with them.
+bool isJoiner(char32_t character) { return character >= 0x200B && character <= 0x200D; }
+
+/// Whether a letter of a script that is written with joiners, or of its neighbours.
+bool mayBeJoined(char32_t character) {
+    constexpr char32_t firstOfThoseScripts = 0x600;
+    return character >= firstOfThoseScripts && !isHidden(character);
+}
+
+/// Nothing if it is not UTF-8.
+std::optional<std::u32string> charactersOf(std::string_view text) {
+    std::u32string characters;
+    while (!text.empty()) {
+        const auto lead = static_cast<std::uint8_t>(text.front());
+        const auto length = static_cast<std::size_t>(std::max(1, std::countl_one(lead)));
+        if (length > longestOfACharacter || isContinuation(text.front()) || length > text.size() ||
+            !std::all_of(text.begin() + 1, text.begin() + length, isContinuation))
+            return {};
+        char32_t character = length == 1 ? lead : lead & (0x7FU >> length);
+        for (const char byte : text.substr(1, length - 1))
+            character = character << 6U | (static_cast<std::uint8_t>(byte) & 0x3FU);
+        characters += character;
+        text.remove_prefix(length);
+    }
+    return characters;
 }
 
 } // namespace
@@ -85,13 +123,18 @@ std::size_t characterCount(std::string_view text) {
 }
 
 bool isLanguageName(std::string_view text) {
-    if (trimmed(text).empty() || characterCount(text) > longestLanguageName)
+    const auto name = charactersOf(text);
+    if (!name || trimmed(text).empty() || name->size() > longestLanguageName)
         return false;
-    while (!text.empty()) {
-        const auto length = lengthOfFirst(text);
-        if (isTreacherous(text.substr(0, length)))
+    for (std::size_t place = 0; place < name->size(); ++place) {
+        const auto character = (*name)[place];
+        const auto before = place > 0 ? (*name)[place - 1] : U'\0';
+        const auto after = place + 1 < name->size() ? (*name)[place + 1] : U'\0';
+        // Several in a row, or among letters that do without, could spell what nobody sees.
+        const bool joins =
+            isJoiner(character) && !isJoiner(before) && (mayBeJoined(before) || mayBeJoined(after));
+        if (isMarkup(character) || (isHidden(character) && !joins))
             return false;
-        text.remove_prefix(length);
     }
     return true;
 }

@@ -12,8 +12,8 @@ std::string_view trimmed(std::string_view text);
 /// How many characters UTF-8 text holds.
 std::size_t characterCount(std::string_view text);
 
-/// Whether it may stand for a language: one to 64 characters, none of which begins a line, a quotation,
-/// markup or another order of writing.
+/// Whether it may stand for a language: one to 64 characters, none of which a reader does not see, or begins
+/// a line, a quotation, markup or another order of writing.
 bool isLanguageName(std::string_view text);
 
 /// ASCII letters made small; the others stay.
