@@ -56,14 +56,18 @@ std::string contentOf(std::string_view body) {
     return content->is_string() ? std::string(content->get_string()) : std::string();
 }
 
-/// Some models think aloud first.
-std::string_view withoutThoughts(std::string_view answer) {
+bool has(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+
+/// Some models think aloud first. Of thoughts without a beginning it is the template of the question that
+/// holds it; those without an end have no translation behind them.
+std::string_view withoutThoughts(std::string_view answer, std::string_view text) {
     constexpr std::string_view begin = "<think>";
     constexpr std::string_view end = "</think>";
-    const auto over = answer.find(end);
-    return answer.starts_with(begin) && over != std::string_view::npos
-               ? trimmed(answer.substr(over + end.size()))
-               : answer;
+    if (has(text, begin) || has(text, end))
+        return answer;
+    if (const auto over = answer.rfind(end); over != std::string_view::npos)
+        return trimmed(answer.substr(over + end.size()));
+    return answer.starts_with(begin) ? std::string_view() : answer;
 }
 
 std::string_view withoutMarks(std::string_view answer, std::string_view mark) {
@@ -76,16 +80,24 @@ std::string_view withoutMarks(std::string_view answer, std::string_view mark) {
     return trimmed(answer);
 }
 
+/// Without those at either end, which need not be two.
 std::string_view withoutFences(std::string_view answer, std::string_view text) {
     constexpr std::string_view fence = "```";
-    const auto firstLine = answer.find('\n');
-    if (!answer.starts_with(fence) || !answer.ends_with(fence) || trimmed(text).starts_with(fence))
+    if (has(text, fence))
         return answer;
-    // The first line may name what kind of text it is.
-    const auto begin = firstLine == std::string_view::npos ? fence.size() : firstLine;
-    if (begin + fence.size() > answer.size())
-        return answer;
-    return trimmed(answer.substr(begin, answer.size() - begin - fence.size()));
+    if (answer.starts_with(fence)) {
+        answer.remove_prefix(fence.size());
+        // The first line may name what kind of text it is.
+        const auto end = std::min(answer.find('\n'), answer.size());
+        const auto isOfAKind = [](char letter) {
+            return (letter >= 'a' && letter <= 'z') || (letter >= '0' && letter <= '9') || letter == '-';
+        };
+        if (end < answer.size() && std::all_of(answer.begin(), answer.begin() + end, isOfAKind))
+            answer.remove_prefix(end);
+    }
+    if (answer.ends_with(fence))
+        answer.remove_suffix(fence.size());
+    return trimmed(answer);
 }
 
 /// {"translation": "..."}, from models that take the question for a form.
@@ -109,8 +121,21 @@ std::string_view withoutHeading(std::string_view answer, std::string_view text) 
 }
 
 std::string_view withoutQuotationMarks(std::string_view answer, std::string_view text) {
-    static constexpr std::array<std::pair<std::string_view, std::string_view>, 8> pairs{
-        {{"\"", "\""}, {"'", "'"}, {"`", "`"}, {"“", "”"}, {"„", "“"}, {"«", "»"}, {"‘", "’"}, {"「", "」"}}};
+    static constexpr std::array<std::pair<std::string_view, std::string_view>, 15> pairs{{{"\"", "\""},
+                                                                                          {"'", "'"},
+                                                                                          {"`", "`"},
+                                                                                          {"“", "”"},
+                                                                                          {"„", "“"},
+                                                                                          {"„", "”"},
+                                                                                          {"”", "”"},
+                                                                                          {"«", "»"},
+                                                                                          {"»", "«"},
+                                                                                          {"‘", "’"},
+                                                                                          {"‚", "‘"},
+                                                                                          {"‹", "›"},
+                                                                                          {"›", "‹"},
+                                                                                          {"「", "」"},
+                                                                                          {"『", "』"}}};
     const auto said = trimmed(text);
     const bool saidInQuotes = std::any_of(pairs.begin(), pairs.end(), [&](const auto &pair) {
         return said.starts_with(pair.first) || said.ends_with(pair.second);
@@ -146,7 +171,8 @@ bool isExcuse(std::string_view answer, const TranslationRequest &request) {
 
 std::string translationIn(std::string_view body, const TranslationRequest &request, std::string_view mark) {
     const auto content = contentOf(body);
-    auto bare = withoutFences(withoutMarks(withoutThoughts(trimmed(content)), mark), request.text);
+    auto bare =
+        withoutFences(withoutMarks(withoutThoughts(trimmed(content), request.text), mark), request.text);
     const auto taken = withoutObject(withoutMarks(bare, mark));
     bare = withoutQuotationMarks(withoutHeading(taken, request.text), request.text);
     if (bare.empty())

@@ -85,7 +85,9 @@ class ExchangeTest(BackendCase):
 
     def test_what_models_put_around_a_translation_is_taken_off(self):
         for answer in ("Сәлем", "  \n Сәлем\u3000\n", '"Сәлем"', "«Сәлем»", "“Сәлем”", "„Сәлем“", "```\nСәлем\n```",
-                       "```text\nСәлем\n```", "<think>\nHm. \"hello\"\n</think>\n\nСәлем", '{"translation": "Сәлем"}',
+                       "```text\nСәлем\n```", "<think>\nHm. \"hello\"\n</think>\n\nСәлем", "Hm. <b>hello</b>\n</think>\nСәлем",
+                       "„Сәлем”", "”Сәлем”", "»Сәлем«", "‹Сәлем›", "›Сәлем‹", "『Сәлем』", "「Сәлем」", "‚Сәлем‘", "```\nСәлем",
+                       "```text\nСәлем", "```Сәлем```", "```Сәлем", "Сәлем\n```", "```json\n{\"translation\": \"Сәлем\"}", '{"translation": "Сәлем"}',
                        '```json\n{"translation": " Сәлем "}\n```', "Here is the translation:\n\nСәлем",
                        "Translation:\nСәлем"):
             with self.subTest(answer):
@@ -98,6 +100,9 @@ class ExchangeTest(BackendCase):
         for text, answer in (('"hello"', '"Сәлем"'), ("he said so", "«Иә», деді ол, «жоқ»"),
                              ("one\n\ntwo", "бір\n\nекі"), ("```\nx\n```", "```\nx\n```"),
                              ("the translation:\nhello", "translation:\nСәлем"), ("{}", "{}"),
+                             ("„hello”", "„Сәлем”"), ("‹hello›", "‹Сәлем›"), ("『hello』", "『Сәлем』"),
+                             ("hello\n```", "Сәлем\n```"), ("run ```x```", "```x``` іске қос"),
+                             ("<think> is a tag", "<think> деген тег"), ("</think> ends it", "соңы: </think> тегі"),
                              ("an apostrophe", "O'zbek tili o'")):
             with self.subTest(text):
                 self.assertEqual(self.translation_of(answer, text), answer)
@@ -123,6 +128,9 @@ class ExchangeTest(BackendCase):
                 ("blank", completion(" \n\u2003"), "The translation model gave an empty answer."),
                 ("nothing", completion(None), "The translation model gave an empty answer."),
                 ("only quotation marks", completion('""'), "The translation model gave an empty answer."),
+                ("only a fence", completion("```"), "The translation model gave an empty answer."),
+                ("only thoughts", completion("<think>Hm. Сәлем"), "The translation model gave an empty answer."),
+                ("only the end of thoughts", completion("Hm.</think>"), "The translation model gave an empty answer."),
                 ("cut off", completion("Сәл", "length"),
                  "The translation was cut off: the text is too long for the translation model."),
                 ("filtered", completion("Сәл", "content_filter"), declined),
