@@ -97,22 +97,10 @@ struct Server::Session {
 
 Server::Server(asio::io_context &context, const Configuration &configuration)
     : m_context(context), m_configuration(configuration), m_service(context.get_executor(), configuration),
-      m_acceptor(context), m_signals(context, SIGTERM, SIGINT, SIGHUP), m_clock(context) {
+      m_acceptor(listeningAt(context, configuration.listen)), m_signals(context, SIGTERM, SIGINT, SIGHUP),
+      m_clock(context) {
     m_configuration.connectionLimit = descriptorsForConnections(configuration);
     loadCertificate();
-    const auto &[host, port] = configuration.listen;
-    try {
-        tcp::resolver resolver(context);
-        const auto found = resolver.resolve(host, std::to_string(port), tcp::resolver::passive);
-        const auto endpoint = found.begin()->endpoint();
-        m_acceptor.open(endpoint.protocol());
-        m_acceptor.set_option(tcp::acceptor::reuse_address(true));
-        m_acceptor.bind(endpoint);
-        m_acceptor.listen(asio::socket_base::max_listen_connections);
-    } catch (const boost::system::system_error &error) {
-        throw std::runtime_error("cannot listen on " + configuration.listen.text() + ": " +
-                                 error.code().message());
-    }
 }
 
 Server::~Server() = default;

@@ -9,6 +9,7 @@
 #include <array>
 #include <poll.h>
 #include <stdexcept>
+#include <system_error>
 
 namespace quillora::backend {
 
@@ -155,6 +156,19 @@ bool Stream::isFresh() {
 bool Stream::isLeft() {
     pollfd descriptor{.fd = m_socket.native_handle(), .events = POLLRDHUP, .revents = 0};
     return poll(&descriptor, 1, 0) > 0;
+}
+
+asio::ip::tcp::acceptor listeningAt(asio::io_context &context, const Address &address) {
+    using asio::ip::tcp;
+    try {
+        tcp::resolver resolver(context);
+        const auto found =
+            resolver.resolve(address.host, std::to_string(address.port), tcp::resolver::passive);
+        // Whoever listened there a moment ago may have left connections that end.
+        return {context, found.begin()->endpoint(), true};
+    } catch (const boost::system::system_error &error) {
+        throw std::system_error(error.code(), "cannot listen on " + address.text());
+    }
 }
 
 std::shared_ptr<ssl::context> serverContext(const std::string &certificateFile,

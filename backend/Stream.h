@@ -1,6 +1,9 @@
 #pragma once
 
+#include "backend/Configuration.h"
+
 #include <boost/asio/awaitable.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 
@@ -70,6 +73,9 @@ private:
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     bool m_hasExpired = false;
 };
+
+/// A door at that address. Throws std::system_error in words for people.
+boost::asio::ip::tcp::acceptor listeningAt(boost::asio::io_context &context, const Address &address);
 
 /// What a server shows, or a client trusts; see the configuration. Throws std::runtime_error in words for
 /// people.

@@ -1,15 +1,11 @@
+#include "backend/Check.h"
 #include "backend/Configuration.h"
 #include "backend/Log.h"
-#include "backend/ModelAnswer.h"
-#include "backend/Prompt.h"
 #include "backend/RedisConnection.h"
-#include "backend/Refusal.h"
 #include "backend/Server.h"
 #include "backend/SharedTokens.h"
 #include "backend/Tokens.h"
-#include "backend/Upstream.h"
 
-#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 
 #include <csignal>
@@ -36,7 +32,7 @@ void printHelp() {
            "Translates for Quillora's hosted engine with any model behind a chat-completions endpoint.\n"
            "\n"
            "  serve                answers clients until SIGTERM; SIGHUP reads certificate and tokens again\n"
-           "  check                translates one sentence and says how long that took\n"
+           "  check                tests whatever the configuration names, and the model with one sentence\n"
            "  token add NAME       makes a token for a client and prints it, once\n"
            "  token list           names all tokens\n"
            "  token revoke NAME    from here on it is refused\n"
@@ -59,44 +55,6 @@ int serve(const Configuration &configuration) {
         return EXIT_SUCCESS;
     log("stop", {{"error", std::string("some requests were not answered in time")}});
     std::quick_exit(EXIT_FAILURE);
-}
-
-boost::asio::awaitable<std::string> translated(const Configuration &configuration, Upstream &upstream) {
-    const TranslationRequest request{"Good morning. How are you?", "English (United States)",
-                                     configuration.targets.front()};
-    const Prompt prompt(configuration.prompt, configuration.model, request);
-    const auto answer =
-        co_await upstream.ask(prompt.body, std::chrono::steady_clock::now() + configuration.patience);
-    co_return translationIn(answer, request, prompt.mark);
-}
-
-int check(const Configuration &configuration) {
-    boost::asio::io_context context(1);
-    Metrics metrics;
-    Upstream upstream(context.get_executor(), configuration, metrics);
-    std::cout << "The configuration is sound. Asking " << configuration.model << " at "
-              << configuration.upstream.address.text() << ": Good morning. How are you?\n"
-              << std::flush;
-    int status = EXIT_FAILURE;
-    const auto begin = std::chrono::steady_clock::now();
-    boost::asio::co_spawn(context, translated(configuration, upstream),
-                          [&](const std::exception_ptr &failure, const std::string &translation) {
-                              const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
-                                  std::chrono::steady_clock::now() - begin);
-                              try {
-                                  if (failure)
-                                      std::rethrow_exception(failure);
-                                  std::cout << configuration.targets.front() << ": " << translation << "\n"
-                                            << took.count() << " ms" << '\n';
-                                  status = EXIT_SUCCESS;
-                              } catch (const Refusal &refusal) {
-                                  std::cerr << refusal.what() << " (" << refusal.reason() << ", "
-                                            << took.count() << " ms)" << '\n';
-                              }
-                              context.stop(); // a connection to the model would be kept
-                          });
-    context.run();
-    return status;
 }
 
 /// Where the tokens are: in Redis where backends share it, else in the file.
@@ -184,7 +142,9 @@ int run(std::vector<std::string> words) {
     const auto configuration = Configuration::load(file, processEnvironment());
     if (command == "token")
         return token(configuration, rest);
-    return command == "serve" ? serve(configuration) : check(configuration);
+    if (command == "serve")
+        return serve(configuration);
+    return check(configuration, file) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 } // namespace

@@ -5,8 +5,10 @@ import os
 import re
 import unittest
 
-from backend_case import PROGRAM, BackendCase  # first: it finds the others
+from backend_case import (OWN_HOST, PROGRAM, BackendCase, free_address, listens_at,  # first: it finds the others
+                          port_of)
 from scripted_upstream import Answer
+from virtual_desktop import wait_for
 
 WHOLE = '[upstream]\nurl = "http://127.0.0.1:1/v1"\nmodel = "m"\n'
 MANUAL = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "packaging", "backend",
@@ -169,18 +171,92 @@ prompt = "Translate."
 
     # check
 
-    def test_check_translates_one_sentence_and_says_how_long_it_took(self):
-        ended = self.run_program("--configuration", self.settings(), "check")
+    def check(self, **sections):
+        """Exit status, and what it says of each thing that it tries."""
+        settings = self.settings(**sections)
+        ended = self.run_program("--configuration", settings, "check")
+        said = dict(line.split(": ", 1) for line in (ended.stdout + ended.stderr).replace(settings, "FILE").splitlines())
+        self.assertEqual(set(said), {"configuration", "listen address", "certificate", "tokens", "Redis", "model"})
+        self.assertEqual(ended.returncode == 0, ended.stderr == "")
+        return ended.returncode, said
+
+    def test_check_tells_of_each_thing_in_a_line(self):
+        address = free_address()
+        ended = self.run_program("--configuration", self.settings(server={"listen": address}), "check")
         self.assertEqual((ended.returncode, ended.stderr), (0, ""))
-        self.assertRegex(ended.stdout, r"\AThe configuration is sound\. Asking test-model at 127\.0\.0\.1:\d+: Good "
-                                       r"morning\. How are you\?\nRussian: Сәлем\n\d+ ms\n\Z")
+        self.assertRegex(ended.stdout, rf"""\Aconfiguration: .*\.toml is sound
+listen address: {address} is free
+certificate: none: clients are answered without TLS
+tokens: none: whoever is on this computer is served
+Redis: none: nothing is shared with other backends
+model: test-model at 127\.0\.0\.1:\d+ took \d+ ms for "Good morning\. How are you\?" in Russian: Сәлем
+\Z""")
 
     def test_check_says_what_a_client_would_read(self):
         self.upstream.on_question = lambda question: Answer(b"{}", 401)
-        ended = self.run_program("--configuration", self.settings(), "check")
-        self.assertEqual(ended.returncode, 1)
-        self.assertRegex(ended.stderr, r"\AThe translation model refused this backend's own key\. Tell whoever runs the "
-                                       r"backend\. \(upstream_status_401, \d+ ms\)\n\Z")
+        status, said = self.check()
+        self.assertEqual(status, 1)
+        self.assertRegex(said["model"], r"\Atest-model at 127\.0\.0\.1:\d+: The translation model refused this backend's "
+                                        r"own key\. Tell whoever runs the backend\. \(upstream_status_401, \d+ ms\)\Z")
+
+    def test_check_tries_the_certificate(self):
+        certificate, key = self.authority.issue("mine")
+        _, other = self.authority.issue("other")
+        nonsense = self.write("nonsense.pem", "nonsense")
+        for name, server, status, words in (
+                ("good", (certificate, key), 0, rf"{certificate}, until \d{{4}}-\d\d-\d\d"),
+                ("another key", (certificate, other), 1, f"{other} is not the private key, in PEM, of that certificate"),
+                ("nonsense", (nonsense, key), 1, f"{nonsense} is not a chain of certificates in PEM")):
+            with self.subTest(name):
+                ended, said = self.check(server={"certificate": server[0], "private_key": server[1]})
+                self.assertEqual(ended, status)
+                self.assertRegex(said["certificate"], rf"\A{words}\Z")
+
+    def test_check_tells_of_a_certificate_that_is_over_or_too_early(self):
+        for days, words in (((-3, -1), r"it ended on \d{4}-\d\d-\d\d"), ((1, 3), "its time has not come")):
+            with self.subTest(days):
+                certificate, key = self.authority.issue(f"of{days[0]}", days=days)
+                status, said = self.check(server={"certificate": certificate, "private_key": key})
+                self.assertEqual(status, 1)
+                self.assertRegex(said["certificate"], rf"\A{certificate}: {words}\Z")
+
+    def test_check_reads_the_tokens(self):
+        file = self.path("tokens")
+        self.assertEqual(self.check(tokens={"file": file})[1]["tokens"],
+                         f"{file}: no token yet, so that nobody is served: token add makes one")
+        for name in ("one", "two"):
+            self.make_token(self.settings(tokens={"file": file}), name)
+        status, said = self.check(tokens={"file": file})
+        self.assertEqual((status, said["tokens"]), (0, f"{file}: 2 tokens"))
+        with open(file, "a", encoding="ascii") as damaged:
+            damaged.write("nonsense\n")
+        status, said = self.check(tokens={"file": file})
+        self.assertEqual((status, said["tokens"]), (1, f"{file}: line 3 is no SHA-256, day and name"))
+        status, said = self.check(tokens={"file": self.path("nowhere/tokens")})
+        self.assertEqual((status, said["tokens"]), (1, f"{self.path('nowhere')} does not exist"))
+
+    def test_check_asks_redis(self):
+        address = free_address()
+        self.programs.start_daemon(["redis-server", "--bind", OWN_HOST, "--port", str(port_of(address)), "--save", "",
+                                    "--dir", self.programs.folder])
+        wait_for("Redis", lambda: listens_at(address))
+        sections = {"redis": {"address": address}, "tokens": {"file": self.path("tokens")}}
+        self.make_token(self.settings(**sections))
+        status, said = self.check(**sections)
+        self.assertEqual((status, said["Redis"], said["tokens"]),
+                         (0, f"{address} answers: 1 token", f"{self.path('tokens')}, a copy of those in Redis"))
+        away = free_address()
+        status, said = self.check(redis={"address": away})
+        self.assertEqual((status, said["Redis"]), (1, f"Redis cannot be reached at {away}"))
+
+    def test_check_tries_the_listen_address(self):
+        backend = self.start()
+        status, said = self.check(server={"listen": backend.address})
+        self.assertEqual((status, said["listen address"]),
+                         (0, f"{backend.address} is in use: nothing else than this backend must listen there"))
+        status, said = self.check(server={"listen": "127.0.0.1.nowhere.invalid:1"}, tokens={"file": self.path("tokens")})
+        self.assertEqual(status, 1)
+        self.assertTrue(said["listen address"].startswith("cannot listen on 127.0.0.1.nowhere.invalid:1: "))
 
 
 if __name__ == "__main__":
