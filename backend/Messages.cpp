@@ -75,7 +75,7 @@ std::string Reply::encoded(bool isLast) const {
         bytes += "WWW-Authenticate: Bearer\r\n";
     if (isLast)
         bytes += "Connection: close\r\n";
-    return bytes + "\r\n" + body;
+    return bytes + "\r\n" + (hasNoBody ? std::string() : body);
 }
 
 Reply refusal(unsigned status, const std::string &sentence, std::optional<std::chrono::seconds> retryAfter) {

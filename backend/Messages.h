@@ -6,8 +6,9 @@
 
 namespace quillora::backend {
 
-/// A whole HTTP request, as far as anything here asks.
+/// An HTTP request, as far as anything here asks.
 struct Request {
+    std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
     std::string method;
     std::string path; ///< of the address, without the query
     std::string host;
@@ -15,6 +16,7 @@ struct Request {
     std::string authorization;
     std::string device;
     std::string body;
+    std::string owner; ///< of its token, once that is known
 };
 
 /// What is answered to it.
@@ -23,7 +25,8 @@ struct Reply {
     std::string body;
     std::string contentType = "application/json; charset=utf-8";
     std::optional<std::chrono::seconds> retryAfter;
-    std::string allow; ///< the methods that a path knows, with status 405
+    std::string allow;      ///< the methods that a path knows, with status 405
+    bool hasNoBody = false; ///< but everything else, its length too
 
     static Reply of(unsigned status, std::string body);
     static Reply text(unsigned status, std::string body,

@@ -1,6 +1,8 @@
 #include "backend/Server.h"
 
+#include "backend/Inflow.h"
 #include "backend/Log.h"
+#include "backend/Text.h"
 
 #include <boost/asio/bind_cancellation_slot.hpp>
 #include <boost/asio/cancellation_signal.hpp>
@@ -27,10 +29,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t headerLimit = 16U << 10U;
 constexpr std::size_t pieceBytes = 4U << 10U;
 constexpr std::size_t bytesOfACharacter = 12; // two escapes of six
 constexpr std::uint64_t bodyBytesBesides = 8U << 10U;
+
+/// Of all requests that are still on their way, which cost nobody a turn and anybody can begin.
+constexpr std::size_t mostArriving = 32U << 20U;
 
 /// A client connects when somebody begins to speak and asks when he is done.
 constexpr auto longestIdle = 180s;
@@ -44,7 +48,7 @@ constexpr auto freshness = 250ms;
 constexpr auto betweenLooksForLeavers = 250ms;
 constexpr std::size_t descriptorsBesides = 64;
 
-using Parser = http::request_parser<http::string_body>;
+using Message = http::request<http::string_body>;
 
 /// As many descriptors as this process may have; how many connections that leaves.
 std::size_t descriptorsForConnections(const Configuration &configuration) {
@@ -66,33 +70,41 @@ std::pair<unsigned, std::string> statusFor(const error_code &failure) {
     return {400, "This is not an HTTP request."};
 }
 
-Request requestFrom(Parser::value_type message) {
+/// All but the body.
+Request headOf(const Message &message) {
     const auto field = [&](auto name) { return std::string(message[name]); };
     auto device = field("X-Quillora-Device-Id");
     if (device.empty())
         device = field("X-Cobaltwhisk-Device-Id"); // its name in earlier clients
-    return {.method = std::string(message.method_string()),
-            .path = std::string(message.target().substr(0, message.target().find('?'))),
-            .host = field(http::field::host),
-            .contentType = field(http::field::content_type),
-            .authorization = field(http::field::authorization),
-            .device = std::move(device),
-            .body = std::move(message.body())};
+    Request request;
+    request.method = message.method_string();
+    request.path = message.target().substr(0, message.target().find('?'));
+    request.host = field(http::field::host);
+    request.contentType = field(http::field::content_type);
+    request.authorization = field(http::field::authorization);
+    request.device = std::move(device);
+    return request;
+}
+
+bool waitsForLeave(const Message &message) {
+    return lowered(std::string_view(message[http::field::expect])) == "100-continue";
 }
 
 } // namespace
+
+struct Server::Parser : http::request_parser<http::string_body> {};
 
 /// One connection of a client.
 struct Server::Session {
     std::shared_ptr<Stream> stream;
     Sessions::iterator place;
-    std::string pending; ///< what came and belongs to no request yet
+    Inflow inflow;
+    std::size_t arrived = 0;        ///< bytes of a request that is not whole yet
+    steady_clock::time_point begin; ///< of the request
     bool isAnswering = false;
     bool isIdle = true; ///< not a byte of the next request has come
     bool hasServed = false;
     asio::cancellation_signal departure; ///< ends what is being done for the client
-
-    asio::awaitable<error_code> receive(Parser &parser, steady_clock::duration patience);
 };
 
 Server::Server(asio::io_context &context, const Configuration &configuration)
@@ -156,6 +168,7 @@ void Server::makeRoom() {
 }
 
 void Server::leave(const std::shared_ptr<Session> &session) {
+    settle(*session);
     if (session->place == m_sessions.end())
         return;
     m_sessions.erase(std::exchange(session->place, m_sessions.end()));
@@ -181,37 +194,69 @@ asio::awaitable<void> Server::serve(std::shared_ptr<Session> session) {
     leave(session);
 }
 
-/// Reads the next request, whose first byte may take so long. Tells why it is none, or of the end of the
-/// stream if the client left before the request was whole.
-asio::awaitable<error_code> Server::Session::receive(Parser &parser, steady_clock::duration patience) {
-    bool didContinue = false;
-    isIdle = pending.empty();
-    stream->expireAt(steady_clock::now() + (isIdle ? patience : longestRequest));
-    while (!parser.is_done()) {
-        if (!pending.empty()) {
-            error_code failure;
-            pending.erase(0, parser.put(asio::buffer(pending), failure));
-            if (failure && failure != http::error::need_more)
-                co_return failure;
-            if (parser.is_done())
-                break;
-            if (parser.is_header_done() && !didContinue &&
-                parser.get()[http::field::expect] == "100-continue") {
-                didContinue = true;
-                co_await stream->write("HTTP/1.1 100 Continue\r\n\r\n");
-            }
-            if (!failure)
-                continue;
-        }
-        const auto begin = pending.size();
-        pending.resize(begin + pieceBytes);
-        const auto count = co_await stream->readSome(std::span(pending).subspan(begin));
-        pending.resize(begin + count);
-        if (count == 0)
-            co_return asio::error::eof;
-        if (std::exchange(isIdle, false))
-            stream->expireAt(steady_clock::now() + longestRequest);
+/// Brings the parser on by what is there, or else by what comes next. Tells why that is no request, or of the
+/// end of the stream if the client left before the request was whole.
+asio::awaitable<error_code> Server::advance(Session &session, Parser &parser) {
+    const auto failure =
+        session.inflow.isEmpty() ? error_code(http::error::need_more) : session.inflow.pourInto(parser);
+    if (failure != http::error::need_more)
+        co_return failure;
+    const auto count = co_await session.stream->readSome(session.inflow.room(pieceBytes));
+    session.inflow.add(count);
+    if (count == 0)
+        co_return asio::error::eof;
+    if (session.isIdle)
+        begin(session);
+    keep(session, count);
+    co_return error_code();
+}
+
+void Server::begin(Session &session) {
+    session.isIdle = false;
+    session.begin = steady_clock::now();
+    session.stream->expireAt(session.begin + longestRequest);
+    if (session.place != m_sessions.end())
+        m_sessions.splice(m_sessions.end(), m_sessions, session.place);
+}
+
+/// What is kept for requests that may never be whole is bounded: the one that began first makes way.
+void Server::keep(Session &session, std::size_t count) {
+    session.arrived += count;
+    m_arriving += count;
+    while (m_arriving > mostArriving) {
+        const auto slowest = std::find_if(m_sessions.begin(), m_sessions.end(),
+                                          [](const auto &other) { return other->arrived > 0; });
+        (*slowest)->stream->close();
+        leave(*slowest);
     }
+}
+
+void Server::settle(Session &session) { m_arriving -= std::exchange(session.arrived, 0); }
+
+/// Reads the next request, and no more of it than its head if that is enough for an answer. Tells of what
+/// `advance` does.
+asio::awaitable<error_code> Server::receive(Session &session, Parser &parser, Request &request,
+                                            std::optional<Reply> &answer) {
+    session.isIdle = session.inflow.isEmpty();
+    session.stream->expireAt(steady_clock::now() + (m_isStopping ? longestArrival : longestIdle));
+    if (!session.isIdle)
+        begin(session);
+    while (!parser.is_header_done()) {
+        if (const auto failure = co_await advance(session, parser))
+            co_return failure;
+    }
+    request = headOf(parser.get());
+    request.begin = session.begin;
+    answer = m_service.objectionTo(request);
+    if (answer)
+        co_return error_code();
+    if (!parser.is_done() && waitsForLeave(parser.get()))
+        co_await session.stream->write("HTTP/1.1 100 Continue\r\n\r\n");
+    while (!parser.is_done()) {
+        if (const auto failure = co_await advance(session, parser))
+            co_return failure;
+    }
+    request.body = std::move(parser.get().body());
     co_return error_code();
 }
 
@@ -219,29 +264,30 @@ asio::awaitable<error_code> Server::Session::receive(Parser &parser, steady_cloc
 asio::awaitable<bool> Server::serveNext(Session &session) {
     auto &stream = *session.stream;
     Parser parser;
-    parser.header_limit(headerLimit);
+    parser.header_limit(Inflow::headerLimit);
     parser.body_limit(m_configuration.textLimit * bytesOfACharacter + bodyBytesBesides);
-    const auto failure = co_await session.receive(parser, m_isStopping ? longestArrival : longestIdle);
+    Request request;
+    std::optional<Reply> reply;
+    const auto failure = co_await receive(session, parser, request, reply);
     if (failure == asio::error::eof)
         co_return false;
 
+    settle(session);
     session.isAnswering = true;
     // What the client was given for asking is over; what the service takes for the answer is bounded there.
     stream.expireAt(steady_clock::now() + m_configuration.patience + longestReply);
-    Reply reply;
-    bool isLast = true;
+    const bool isWhole = !failure && parser.is_done();
     if (failure) {
         const auto [status, sentence] = statusFor(failure);
         reply = m_service.answerToGarbage(status, sentence);
-    } else {
-        isLast = !parser.keep_alive();
+    } else if (!reply) {
         reply = co_await asio::co_spawn(
-            m_context, m_service.answer(requestFrom(parser.release())),
+            m_context, m_service.answer(std::move(request)),
             asio::bind_cancellation_slot(session.departure.slot(), asio::use_awaitable));
     }
-    isLast |= m_isStopping;
+    const bool isLast = !isWhole || !parser.keep_alive() || m_isStopping;
     stream.expireAt(steady_clock::now() + longestReply);
-    const auto bytes = reply.encoded(isLast);
+    const auto bytes = reply->encoded(isLast);
     co_await stream.write(bytes);
     session.isAnswering = false;
     session.hasServed = true;
@@ -249,8 +295,8 @@ asio::awaitable<bool> Server::serveNext(Session &session) {
         co_await stream.leave();
         co_return false;
     }
-    if (session.pending.empty())
-        session.pending.shrink_to_fit();
+    if (session.inflow.isEmpty())
+        session.inflow.shrink();
     if (session.place != m_sessions.end())
         m_sessions.splice(m_sessions.end(), m_sessions, session.place);
     co_return true;

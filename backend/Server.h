@@ -12,6 +12,7 @@
 
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace quillora::backend {
@@ -33,16 +34,23 @@ public:
 
 private:
     struct Session;
+    struct Parser;
     using Sessions = std::list<std::shared_ptr<Session>>;
 
     boost::asio::awaitable<void> accept();
     boost::asio::awaitable<void> serve(std::shared_ptr<Session> session);
     boost::asio::awaitable<bool> serveNext(Session &session);
+    boost::asio::awaitable<boost::system::error_code> receive(Session &session, Parser &parser,
+                                                              Request &request, std::optional<Reply> &answer);
+    boost::asio::awaitable<boost::system::error_code> advance(Session &session, Parser &parser);
     boost::asio::awaitable<void> listenToSignals();
     boost::asio::awaitable<void> keepFresh();
     boost::asio::awaitable<void> watchForLeavers();
     void welcome(boost::asio::ip::tcp::socket socket);
     void makeRoom();
+    void begin(Session &session);
+    void keep(Session &session, std::size_t count);
+    void settle(Session &session);
     void loadCertificate();
     void closeDoor();
     void beginToStop();
@@ -55,7 +63,8 @@ private:
     boost::asio::ip::tcp::acceptor m_acceptor;
     boost::asio::signal_set m_signals;
     boost::asio::steady_timer m_clock;
-    Sessions m_sessions; ///< whose last answer is longest ago comes first
+    Sessions m_sessions; ///< whose last answer, or the beginning of his request, is longest ago comes first
+    std::size_t m_arriving = 0; ///< bytes of requests that are not whole yet
     bool m_isStopping = false;
 };
 

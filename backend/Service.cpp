@@ -23,6 +23,14 @@ namespace {
 constexpr std::string_view translatePath = "/v1/translate";
 constexpr std::string_view bearer = "bearer ";
 constexpr std::size_t digitsOfADevice = 32;
+constexpr unsigned wrongMethod = 405;
+
+/// What can be done at a path; nothing if there is none.
+std::string methodsOf(std::string_view path) {
+    if (path == translatePath)
+        return "POST";
+    return path == "/healthz" || path == "/readyz" || path == "/metrics" ? "GET" : "";
+}
 
 double milliseconds(steady_clock::duration duration) {
     return std::chrono::duration<double, std::milli>(duration).count();
@@ -85,6 +93,24 @@ void Service::refreshTokensFromFile() {
     }
 }
 
+std::optional<Reply> Service::objectionTo(Request &head) {
+    try {
+        requireAddress(head);
+        if (head.path == translatePath) {
+            requireToken(head);
+            requireType(head);
+        }
+        return {};
+    } catch (const Refusal &refused) {
+        Account account;
+        account.reason = refused.reason();
+        auto reply = refusal(refused.status(), refused.what());
+        if (refused.status() == wrongMethod)
+            reply.allow = methodsOf(head.path);
+        return finished(head, std::move(reply), account);
+    }
+}
+
 asio::awaitable<Reply> Service::answer(Request request) {
     Account account;
     Reply reply;
@@ -102,30 +128,17 @@ asio::awaitable<Reply> Service::answer(Request request) {
         account.reason = "left";
         reply = refusal(499, "The request was taken back.");
     }
-    record(request, reply, account);
-    co_return reply;
+    co_return finished(request, std::move(reply), account);
 }
 
 Reply Service::answerToGarbage(unsigned status, const std::string &sentence) {
     Account account;
     account.reason = "http";
-    auto reply = refusal(status, sentence);
-    record({}, reply, account);
-    return reply;
+    return finished({}, refusal(status, sentence), account);
 }
 
-asio::awaitable<Reply> Service::route(const Request &request, Account &account) {
+asio::awaitable<Reply> Service::route(Request &request, Account &account) {
     const auto &path = request.path;
-    const bool isWatching = path == "/healthz" || path == "/readyz" || path == "/metrics";
-    if (path != translatePath && !isWatching)
-        throw Refusal(404, "path", "There is nothing at this address.");
-    requireLocalName(request);
-    if (const std::string_view method = isWatching ? "GET" : "POST"; request.method != method) {
-        account.reason = "method";
-        auto reply = refusal(405, "Only " + std::string(method) + " is understood here.");
-        reply.allow = method;
-        co_return reply;
-    }
     if (path == "/healthz")
         co_return Reply::text(200, "alive\n");
     if (path == "/metrics")
@@ -137,15 +150,12 @@ asio::awaitable<Reply> Service::route(const Request &request, Account &account) 
     co_return co_await translate(request, account);
 }
 
-asio::awaitable<Reply> Service::translate(const Request &request, Account &account) {
-    const auto deadline = account.begin + m_configuration.patience;
-    requireToken(request, account);
-    // A page in a browser can send other types than this one to any address without being asked.
-    if (!lowered(request.contentType).starts_with("application/json"))
-        throw Refusal(415, "type", "The request is not JSON.");
-    const auto wanted = TranslationRequest::decoded(request.body);
+asio::awaitable<Reply> Service::translate(Request &request, Account &account) {
+    const auto deadline = request.begin + m_configuration.patience;
+    // While it waits for its turn it needs no more than it asks for.
+    const auto wanted = TranslationRequest::decoded(std::exchange(request.body, {}));
     requireSense(wanted, account);
-    co_await requireModesty(request, account);
+    co_await requireModesty(request);
 
     const auto turn = co_await m_turnstile.enter(deadline);
     const Prompt prompt(m_configuration.prompt, m_configuration.model, wanted);
@@ -156,17 +166,26 @@ asio::awaitable<Reply> Service::translate(const Request &request, Account &accou
     co_return Reply::of(200, boost::json::serialize(boost::json::object{{"translation", translation}}));
 }
 
+void Service::requireAddress(const Request &head) const {
+    const auto methods = methodsOf(head.path);
+    if (methods.empty())
+        throw Refusal(404, "path", "There is nothing at this address.");
+    requireLocalName(head);
+    if (head.path != translatePath ? head.method != "GET" && head.method != "HEAD" : head.method != "POST")
+        throw Refusal(wrongMethod, "method", "Only " + methods + " is understood here.");
+}
+
 /// Without tokens, only somebody on this computer may ask, and no page that a browser there has open under a
 /// name of its own that leads here.
-void Service::requireLocalName(const Request &request) const {
-    if (m_configuration.tokenFile.empty() && !request.host.empty() && !isThisComputer(request.host))
+void Service::requireLocalName(const Request &head) const {
+    if (m_configuration.tokenFile.empty() && !head.host.empty() && !isThisComputer(head.host))
         throw Refusal(403, "host", "This translation backend serves its own computer only.");
 }
 
-void Service::requireToken(const Request &request, Account &account) const {
+void Service::requireToken(Request &head) const {
     if (m_configuration.tokenFile.empty())
         return;
-    const std::string_view header = request.authorization;
+    const std::string_view header = head.authorization;
     const bool isBearer = lowered(header.substr(0, bearer.size())) == bearer;
     const auto owner =
         isBearer ? m_tokens.ownerOf(trimmed(header.substr(bearer.size()))) : std::optional<std::string>();
@@ -174,7 +193,13 @@ void Service::requireToken(const Request &request, Account &account) const {
         throw Refusal(401, "token",
                       header.empty() ? "This translation backend asks for a subscription token."
                                      : "The subscription token is not valid.");
-    account.owner = *owner;
+    head.owner = *owner;
+}
+
+/// A page in a browser can send other types than this one to any address without being asked.
+void Service::requireType(const Request &head) {
+    if (!lowered(head.contentType).starts_with("application/json"))
+        throw Refusal(415, "type", "The request is not JSON.");
 }
 
 void Service::requireSense(const TranslationRequest &wanted, Account &account) const {
@@ -196,13 +221,13 @@ void Service::requireSense(const TranslationRequest &wanted, Account &account) c
     account.target = wanted.targetLanguage;
 }
 
-asio::awaitable<void> Service::requireModesty(const Request &request, const Account &account) {
+asio::awaitable<void> Service::requireModesty(const Request &request) {
     // The same on each backend, and no identifier.
     const auto device = hexadecimal(digest(request.device)).substr(0, digitsOfADevice);
     if (!request.device.empty())
         co_await requireLimit("device", device, m_configuration.devicePerMinute);
-    if (!account.owner.empty())
-        co_await requireLimit("token", account.owner, m_configuration.tokenPerMinute);
+    if (!request.owner.empty())
+        co_await requireLimit("token", request.owner, m_configuration.tokenPerMinute);
 }
 
 asio::awaitable<void> Service::requireLimit(std::string kind, std::string name, std::size_t most) {
@@ -221,11 +246,18 @@ asio::awaitable<void> Service::requireLimit(std::string kind, std::string name, 
                   wait);
 }
 
+/// What is sent, once it has been told of.
+Reply Service::finished(const Request &request, Reply reply, const Account &account) {
+    record(request, reply, account);
+    reply.hasNoBody = request.method == "HEAD";
+    return reply;
+}
+
 void Service::record(const Request &request, const Reply &reply, const Account &account) {
     // Whoever watches asks every few seconds; that all is well is no news.
     if (reply.status == 200 && request.path != translatePath)
         return;
-    const auto took = steady_clock::now() - account.begin;
+    const auto took = steady_clock::now() - request.begin;
     m_metrics.countRequest(reply.status, took);
     if (account.reason == "queue")
         m_metrics.countLimit("queue");
@@ -238,7 +270,7 @@ void Service::record(const Request &request, const Reply &reply, const Account &
                     {"upstreamMilliseconds", milliseconds(account.upstream)},
                     {"characters", static_cast<unsigned>(account.characters)},
                     {"target", account.target},
-                    {"token", account.owner},
+                    {"token", request.owner},
                     {"device", request.device.empty() ? std::string() : pseudonym(request.device)}});
 }
 

@@ -15,6 +15,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace quillora::backend {
@@ -24,8 +25,12 @@ class Service {
 public:
     Service(const boost::asio::any_io_executor &executor, const Configuration &configuration);
 
-    /// Never throws. A line of the log tells of it. Cancelled, it gives up whatever it is doing, the question
-    /// to the model too.
+    /// What there is to say against a request before its body has come, told to the log; nothing if it may
+    /// come. Notes whose token it bears.
+    std::optional<Reply> objectionTo(Request &head);
+
+    /// To a request that nothing was said against. Never throws. A line of the log tells of it. Cancelled, it
+    /// gives up whatever it is doing, the question to the model too.
     boost::asio::awaitable<Reply> answer(Request request);
 
     /// The answer to what is no request at all.
@@ -40,26 +45,25 @@ public:
     Metrics &metrics() { return m_metrics; }
 
 private:
-    using TimePoint = std::chrono::steady_clock::time_point;
-
     /// What the log tells of a request.
     struct Account {
-        TimePoint begin = std::chrono::steady_clock::now();
         std::chrono::steady_clock::duration upstream{};
         std::string reason;
-        std::string owner;
         std::string target;
         std::size_t characters = 0;
     };
 
-    boost::asio::awaitable<Reply> route(const Request &request, Account &account);
-    boost::asio::awaitable<Reply> translate(const Request &request, Account &account);
-    void requireToken(const Request &request, Account &account) const;
-    void requireLocalName(const Request &request) const;
+    boost::asio::awaitable<Reply> route(Request &request, Account &account);
+    boost::asio::awaitable<Reply> translate(Request &request, Account &account);
+    void requireAddress(const Request &head) const;
+    void requireLocalName(const Request &head) const;
+    void requireToken(Request &head) const;
+    static void requireType(const Request &head);
     void requireSense(const TranslationRequest &wanted, Account &account) const;
-    boost::asio::awaitable<void> requireModesty(const Request &request, const Account &account);
+    boost::asio::awaitable<void> requireModesty(const Request &request);
     boost::asio::awaitable<void> requireLimit(std::string kind, std::string name, std::size_t most);
     void refreshTokensFromFile();
+    Reply finished(const Request &request, Reply reply, const Account &account);
     void record(const Request &request, const Reply &reply, const Account &account);
 
     Configuration m_configuration;

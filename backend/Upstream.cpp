@@ -1,5 +1,6 @@
 #include "backend/Upstream.h"
 
+#include "backend/Inflow.h"
 #include "backend/Refusal.h"
 
 #include <boost/asio/cancellation_state.hpp>
@@ -25,7 +26,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t headerLimit = 16U << 10U;
 constexpr std::uint64_t bodyLimit = 4U << 20U;
 constexpr std::size_t pieceBytes = 16U << 10U;
 constexpr std::size_t mostIdle = 64;
@@ -192,13 +192,13 @@ asio::awaitable<Upstream::Answer> Upstream::exchange(std::shared_ptr<Stream> str
     co_await stream->write(request);
     http::response_parser<http::string_body> parser;
     parser.eager(true);
-    parser.header_limit(headerLimit);
+    parser.header_limit(Inflow::headerLimit);
     parser.body_limit(bodyLimit);
-    std::string pending;
-    std::vector<char> piece(pieceBytes);
+    Inflow inflow;
     while (!parser.is_done()) {
         error_code failure;
-        const auto count = co_await stream->readSome(piece);
+        const auto count = co_await stream->readSome(inflow.room(pieceBytes));
+        inflow.add(count);
         if (count == 0) {
             // The parser takes the end of nothing for the end of an answer.
             if (parser.is_header_done())
@@ -207,13 +207,12 @@ asio::awaitable<Upstream::Answer> Upstream::exchange(std::shared_ptr<Stream> str
                 throw boost::system::system_error(http::error::partial_message);
             break;
         }
-        pending.append(piece.data(), count);
-        pending.erase(0, parser.put(asio::buffer(pending), failure));
+        failure = inflow.pourInto(parser);
         if (failure && failure != http::error::need_more)
             throw boost::system::system_error(failure);
     }
     auto message = parser.release();
-    if (message.keep_alive() && pending.empty() && m_idle.size() < mostIdle) {
+    if (message.keep_alive() && inflow.isEmpty() && m_idle.size() < mostIdle) {
         stream->expireAt(steady_clock::now() + longestIdle);
         m_idle.push_back(stream);
     }

@@ -125,8 +125,15 @@ class Backend:
             return [json.loads(line) for line in file]
 
     def memory_kilobytes(self):
+        return self._kilobytes("VmRSS")
+
+    def most_memory_kilobytes(self):
+        """Since it was started."""
+        return self._kilobytes("VmHWM")
+
+    def _kilobytes(self, kind):
         with open(f"/proc/{self.process.pid}/status", encoding="ascii") as file:
-            return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
+            return next(int(line.split()[1]) for line in file if line.startswith(kind))
 
     def threads(self):
         return len(os.listdir(f"/proc/{self.process.pid}/task"))
@@ -137,6 +144,10 @@ class Backend:
     def tell(self, number):
         """Sends a signal."""
         os.kill(self.process.pid, number)
+
+
+# The beginning of a request whose body is still to come, however that is announced.
+HEAD = b"POST /v1/translate HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n"
 
 
 def request(text="hello", **headers):

@@ -10,7 +10,7 @@ import threading
 import time
 import unittest
 
-from backend_case import (BackendCase, RawConnection, in_background, listens_at,  # first: it finds the others
+from backend_case import (HEAD, BackendCase, RawConnection, in_background, listens_at,  # first: it finds the others
                           request, request_body)
 from scripted_upstream import Answer, Held, completion
 from virtual_desktop import wait_for
@@ -63,6 +63,27 @@ class TokenTest(BackendCase):
         missing = backend.translate()
         self.assertEqual((missing.status, missing.error), (401, "This translation backend asks for a subscription token."))
         self.assertEqual(len(self.upstream.questions), 2)
+
+    def test_who_has_no_token_is_refused_before_the_body_comes(self):
+        backend = self.serving()
+        with RawConnection(backend) as raw:
+            raw.send(HEAD + b"Authorization: Bearer guessed\r\nContent-Length: 200000\r\n\r\n")
+            self.assertEqual(raw.reply()[0], 401)
+        before = backend.most_memory_kilobytes()
+        crowd = [self.enterContext(RawConnection(backend)) for _ in range(200)]
+        for one in crowd:
+            one.send(HEAD + b"Content-Length: 200000\r\n\r\n" + b" " * 199_999)
+        for one in crowd:
+            self.assertIn(b"HTTP/1.1 401 ", one.everything())
+        self.assertLess(backend.most_memory_kilobytes() - before, 15_000)  # the bodies are 40 MB
+        self.assertEqual(backend.translate(token=self.token).status, 200)
+
+    def test_what_follows_a_body_brings_no_token(self):
+        backend = self.serving()
+        with RawConnection(backend) as raw:
+            raw.send(HEAD + b"Transfer-Encoding: chunked\r\n\r\n1\r\n{\r\n0\r\nAuthorization: Bearer "
+                     + self.token.encode() + b"\r\n\r\n")
+            self.assertEqual(raw.reply()[0], 401)
 
     def test_changes_are_noticed_while_it_serves(self):
         backend = self.serving()
@@ -192,25 +213,39 @@ class HttpTest(BackendCase):
             self.assertIn("пример".encode(), raw.reply()[1])
 
     def test_who_asks_first_whether_to_send_is_told_to(self):
-        whole = request("hello", Expect="100-continue")
-        head, body = whole.split(b"\r\n\r\n", 1)
-        with RawConnection(self.backend) as raw:
-            raw.send(head + b"\r\n\r\n")
-            self.assertEqual(raw.socket.recv(100), b"HTTP/1.1 100 Continue\r\n\r\n")
-            raw.send(body)
-            self.assertEqual(raw.reply()[0], 200)
+        for words in ("100-continue", "100-Continue"):
+            head, body = request("hello", Expect=words).split(b"\r\n\r\n", 1)
+            with self.subTest(words), RawConnection(self.backend) as raw:
+                raw.send(head + b"\r\n\r\n")
+                self.assertEqual(raw.socket.recv(100), b"HTTP/1.1 100 Continue\r\n\r\n")
+                raw.send(body)
+                self.assertEqual(raw.reply()[0], 200)
+
+    def test_who_asks_for_a_head_gets_no_body(self):
+        for path, status in (("/healthz", b"200 OK"), ("/readyz", b"200 OK"), ("/metrics", b"200 OK"),
+                             ("/v1/translate", b"405 Method Not Allowed"), ("/nowhere", b"404 Not Found")):
+            with self.subTest(path), RawConnection(self.backend) as raw:
+                raw.send(b"HEAD %s HTTP/1.1\r\nHost: localhost\r\n\r\n" % path.encode()
+                         + b"GET /healthz HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n")
+                head, rest = raw.everything().split(b"\r\n\r\n", 1)
+                self.assertTrue(head.startswith(b"HTTP/1.1 " + status + b"\r\n"), head)
+                self.assertRegex(head, rb"\r\nContent-Length: [1-9]")
+                self.assertTrue(rest.startswith(b"HTTP/1.1 200 OK\r\n"), rest)
 
     def test_what_is_no_request_is_refused_and_the_connection_closed(self):
+        chunked = HEAD + b"Transfer-Encoding: chunked\r\n\r\n"
         for name, data, status in (
                 ("nonsense", b"\x16\x03\x01\x02\x00\x01\x00\x01\xfc\r\n\r\n", 400),
                 ("no version", b"POST /v1/translate\r\n\r\n", 400),
                 ("a long header", b"POST / HTTP/1.1\r\nX: " + b"x" * 20000 + b"\r\n\r\n", 431),
-                ("a body without end", b"POST / HTTP/1.1\r\nContent-Length: 99999999999\r\n\r\n", 413),
+                ("a body without end", HEAD + b"Content-Length: 99999999999\r\n\r\n", 413),
                 ("a negative length", b"POST / HTTP/1.1\r\nContent-Length: -1\r\n\r\n", 400),
                 ("two lengths", b"POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n", 400),
                 ("length and chunks", b"POST / HTTP/1.1\r\nContent-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n", 400),
-                ("a wrong chunk", b"POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", 400),
-                ("a chunk without end", b"POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nffffffffffffffff\r\n", 413),
+                ("a wrong chunk", chunked + b"zz\r\n", 400),
+                ("a chunk without end", chunked + b"ffffffffffffffff\r\n", 413),
+                ("a chunk's extension without end", chunked + b"1;a=" + b"x" * 100_000, 431),
+                ("a line without end behind the last chunk", chunked + b"0\r\nX: " + b"x" * 100_000, 431),
                 ("folded lines", b"POST / HTTP/1.1\r\nA: b\r\n c\x00\r\n\r\n", 400)):
             with self.subTest(name), RawConnection(self.backend) as raw:
                 raw.send(data)
@@ -222,7 +257,7 @@ class HttpTest(BackendCase):
 
     def test_a_body_without_end_in_small_chunks_is_cut_off(self):
         with RawConnection(self.backend) as raw:
-            raw.send(b"POST /v1/translate HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n")
+            raw.send(HEAD + b"Transfer-Encoding: chunked\r\n\r\n")
             raw.send(b"1000\r\n" + b" " * 4096 + b"\r\n")
             for _ in range(100):
                 raw.send(b"1000\r\n" + b" " * 4096 + b"\r\n")
@@ -260,13 +295,29 @@ class HttpTest(BackendCase):
         self.assertLess((self.backend.memory_kilobytes() - before) / 400, 20)  # 200 MB for 10,000
         self.assertEqual(self.backend.translate().status, 200)
 
+    def test_requests_that_never_become_whole_make_way_for_others(self):
+        before = self.backend.most_memory_kilobytes()
+        crowd = [self.enterContext(RawConnection(self.backend)) for _ in range(350)]
+        for one in crowd:
+            one.send(HEAD + b"Content-Length: 240001\r\n\r\n" + b" " * 240_000)
+        wait_for("the first to make way", lambda: self.backend.metric("quillora_connections") < 200)
+        self.assertLess(self.backend.most_memory_kilobytes() - before, 60_000)  # they are 84 MB
+        self.assertEqual(self.backend.translate().status, 200)
+
     def test_a_thousand_requests_may_wait_for_a_slow_model(self):
-        backend = self.start(upstream={"at_once": 10}, limits={"device_per_minute": 100000})
+        self.assert_a_thousand_are_served(10)
+
+    def test_a_thousand_requests_may_be_with_the_model_at_once(self):
+        self.assert_a_thousand_are_served(1000)
+
+    def assert_a_thousand_are_served(self, at_once):
+        backend = self.start(upstream={"at_once": at_once}, limits={"device_per_minute": 100000})
         with Held(self.upstream) as held:
             waiting = [self.enterContext(RawConnection(backend)) for _ in range(1000)]
             for number, connection in enumerate(waiting):
                 connection.send(request(f"text {number}"))
-            wait_for("all of them", lambda: backend.metric('quillora_queue{state="waiting"}') == 990)
+            wait_for("all of them", lambda: (len(self.upstream.questions), backend.metric(
+                'quillora_queue{state="waiting"}')) == (at_once, 1000 - at_once))
             self.assertLess(backend.memory_kilobytes(), 200_000)
             self.assertLessEqual(backend.threads(), 2 * os.cpu_count())
             held.let_go()
