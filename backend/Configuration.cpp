@@ -170,6 +170,8 @@ const std::vector<Key> &keys() {
         {"server.connections", "NUMBER", "10000",
          "open at once; one more closes the one that is idle longest",
          [](auto &c, const auto &v) { c.connectionLimit = number(v, 1, million); }},
+        {"server.stop_seconds", "NUMBER", "45", "for what runs when it is asked to end",
+         [](auto &c, const auto &v) { c.stopPatience = std::chrono::seconds(number(v, 1, 45)); }},
         {"upstream.url", "URL", "none, required", "the model's chat-completions endpoint",
          [](auto &c, const auto &v) { c.upstream = endpoint(text(v)); }},
         {"upstream.model", "NAME", "none, required", "the model to ask there",

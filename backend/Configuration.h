@@ -42,6 +42,7 @@ struct Configuration {
     std::string certificateFile; ///< empty: no TLS
     std::string privateKeyFile;
     std::size_t connectionLimit = 10000;
+    std::chrono::seconds stopPatience{45};
 
     // [upstream]
     Endpoint upstream;

@@ -41,7 +41,6 @@ constexpr auto longestIdle = 180s;
 constexpr auto longestHandshake = 10s;
 constexpr auto longestRequest = 20s;
 constexpr auto longestReply = 20s;
-constexpr auto longestStop = 45s;
 constexpr auto longestArrival = 2s;
 constexpr auto pauseWithoutDescriptors = 100ms;
 constexpr auto freshness = 250ms;
@@ -331,7 +330,7 @@ asio::awaitable<void> Server::keepFresh() {
         co_await m_clock.async_wait(asio::redirect_error(asio::use_awaitable, ended));
         co_await m_service.refreshTokens();
     }
-    m_clock.expires_after(longestStop);
+    m_clock.expires_after(m_configuration.stopPatience);
     co_await m_clock.async_wait(asio::use_awaitable);
     m_context.stop();
 }

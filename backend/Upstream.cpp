@@ -60,12 +60,14 @@ std::optional<std::chrono::seconds> secondsIn(std::string_view header) {
 } // namespace
 
 struct Upstream::Search {
-    explicit Search(const asio::any_io_executor &executor) : over(executor, longestSearch) {}
-
-    asio::steady_timer over;
+    std::vector<std::weak_ptr<asio::steady_timer>> waiters; ///< a timer of each
     Stream::Endpoints found;
     bool isOver = false;
     TimePoint since = steady_clock::now();
+
+    bool isOutdated() const {
+        return isOver && (found.empty() || steady_clock::now() - since > addressesStay);
+    }
 };
 
 struct Upstream::Answer {
@@ -143,7 +145,7 @@ asio::awaitable<Upstream::Outcome> Upstream::attempt(const std::string &request,
     } catch (const boost::system::system_error &error) {
         if (isCancelled())
             throw;
-        m_search.reset();
+        forgetAddresses();
         if (error.code() == asio::error::connection_refused)
             co_return Outcome(unreachable(), 0ms);
         co_return Outcome(steady_clock::now() >= deadline ? slow() : unreachable());
@@ -167,7 +169,7 @@ asio::awaitable<Upstream::Outcome> Upstream::attempt(const std::string &request,
 asio::awaitable<std::shared_ptr<Stream>> Upstream::connection(TimePoint deadline) {
     if (auto idle = idleConnection())
         co_return idle;
-    const auto addresses = co_await endpoints();
+    const auto addresses = co_await endpoints(deadline);
     auto stream = std::make_shared<Stream>(asio::ip::tcp::socket(m_executor));
     stream->expireAt(std::min(deadline, steady_clock::now() + longestConnect));
     co_await stream->connect(addresses);
@@ -222,15 +224,19 @@ asio::awaitable<Upstream::Answer> Upstream::exchange(std::shared_ptr<Stream> str
 }
 
 /// One search for all who need it; they give up on it by themselves, since the system's own cannot be ended.
-asio::awaitable<Stream::Endpoints> Upstream::endpoints() {
-    if (!m_search || (m_search->isOver && steady_clock::now() - m_search->since > addressesStay)) {
-        m_search = std::make_shared<Search>(m_executor);
+asio::awaitable<Stream::Endpoints> Upstream::endpoints(TimePoint deadline) {
+    if (!m_search || m_search->isOutdated()) {
+        m_search = std::make_shared<Search>();
         asio::co_spawn(m_executor, search(m_search), asio::detached);
     }
     const auto current = m_search;
-    error_code ended;
-    if (!current->isOver)
-        co_await current->over.async_wait(asio::redirect_error(asio::use_awaitable, ended));
+    if (!current->isOver) {
+        const auto end = std::min(deadline, steady_clock::now() + longestSearch);
+        const auto patience = std::make_shared<asio::steady_timer>(m_executor, end);
+        current->waiters.push_back(patience);
+        error_code ended;
+        co_await patience->async_wait(asio::redirect_error(asio::use_awaitable, ended));
+    }
     if (current->found.empty())
         throw boost::system::system_error(asio::error::host_not_found);
     co_return current->found;
@@ -250,7 +256,16 @@ asio::awaitable<void> Upstream::search(std::shared_ptr<Search> search) {
             search->found.push_back(result.endpoint());
     }
     search->isOver = true;
-    search->over.cancel();
+    for (const auto &waiter : search->waiters) {
+        if (const auto patience = waiter.lock())
+            patience->cancel();
+    }
+}
+
+/// Those that lead nowhere. A search that goes on is still of use: another one would wait for its end.
+void Upstream::forgetAddresses() {
+    if (m_search && m_search->isOver)
+        m_search.reset();
 }
 
 asio::awaitable<void> Upstream::pause(std::chrono::milliseconds duration) {
@@ -272,7 +287,7 @@ asio::awaitable<bool> Upstream::answers() {
         const auto answer = co_await exchange(stream, encoded("GET", {}));
         didAnswer = answer.status < 500;
     } catch (const boost::system::system_error &) {
-        m_search.reset();
+        forgetAddresses();
     }
     m_didAnswer = didAnswer;
     co_return didAnswer;

@@ -40,8 +40,9 @@ private:
     boost::asio::awaitable<std::shared_ptr<Stream>> connection(TimePoint deadline);
     /// Keeps the connection for the next question if that may come.
     boost::asio::awaitable<Answer> exchange(std::shared_ptr<Stream> stream, const std::string &request);
-    boost::asio::awaitable<Stream::Endpoints> endpoints();
+    boost::asio::awaitable<Stream::Endpoints> endpoints(TimePoint deadline);
     boost::asio::awaitable<void> search(std::shared_ptr<Search> search);
+    void forgetAddresses();
     boost::asio::awaitable<void> pause(std::chrono::milliseconds duration);
     std::shared_ptr<Stream> idleConnection();
     std::string encoded(std::string_view method, const std::string &body) const;

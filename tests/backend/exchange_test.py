@@ -242,6 +242,10 @@ class ExchangeTest(BackendCase):
         begin = time.monotonic()
         answer = backend.translate()
         self.assertEqual((answer.status, answer.error), (504, "The translation model took too long."))
+        self.assertLess(time.monotonic() - begin, 9)  # the search itself has ten
+        self.programs.expect_end(backend.process)
+        backend.tell(signal.SIGTERM)
+        self.assertEqual(backend.process.wait(30), 0)
 
     def test_a_model_that_is_not_there_is_tried_again_and_then_named(self):
         backend = self.start(upstream={"url": "http://127.0.0.1:1/v1/chat/completions"})

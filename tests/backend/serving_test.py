@@ -480,6 +480,16 @@ class EndTest(BackendCase):
             backend.tell(signal.SIGTERM)
             self.assertEqual(backend.process.wait(30), 1)
 
+    def test_what_takes_longer_than_the_end_may_is_left(self):
+        backend = self.start(server={"stop_seconds": 1})
+        with Held(self.upstream):
+            in_background(lambda: self.assertRaises(OSError, backend.translate))
+            wait_for("the question", lambda: self.upstream.questions)
+            self.programs.expect_end(backend.process)
+            backend.tell(signal.SIGTERM)
+            self.assertEqual(backend.process.wait(30), 1)
+        self.assertEqual(backend.log()[-1]["error"], "some requests were not answered in time")
+
     def test_one_that_was_killed_starts_again_at_the_same_address(self):
         first = self.start()
         self.assertEqual(first.translate().status, 200)
