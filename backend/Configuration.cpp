@@ -203,7 +203,7 @@ const std::vector<Key> &keys() {
         {"translation.targets", "[NAMES]", "the 21 of the panel",
          "languages to translate into, by their English names",
          [](auto &c, const auto &v) { c.targets = languageNames(v); }},
-        {"translation.prompt", "TEXT", "see README",
+        {"translation.prompt", "TEXT", "see the manual",
          "the instructions to the model; {target} stands for the language",
          [](auto &c, const auto &v) {
              c.prompt = text(v);

@@ -56,6 +56,19 @@ class ExchangeTest(BackendCase):
         self.assertEqual({key: question.body[key] for key in ("model", "temperature", "stream")},
                          {"model": "test-model", "temperature": 0, "stream": False})
 
+    def test_the_question_is_word_for_word(self):
+        self.backend.translate("hello\nthere", source="English (United States)", target="Kazakh")
+        question = self.upstream.questions[0]
+        self.assertEqual(question.system, INSTRUCTIONS.replace("{target}", "Kazakh"))
+        self.assertEqual(question.user, "Language spoken: English (United States)\n"
+                                        f"<{question.mark}>\nhello\nthere\n</{question.mark}>")
+        self.assertEqual(set(question.body), {"model", "messages", "temperature", "stream"})
+
+    def test_the_manual_quotes_the_instructions(self):
+        with open(MANUAL, encoding="utf-8") as file:
+            quoted = file.read().split("\n.IP\n", 1)[1].split("\n.SS", 1)[0]
+        self.assertEqual([line.replace("\n", " ") for line in quoted.split("\n.br\n")], INSTRUCTIONS.splitlines())
+
     def test_nobody_can_know_the_marks_around_the_text(self):
         for _ in range(2):
             self.backend.translate()

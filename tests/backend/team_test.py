@@ -17,6 +17,9 @@ import scripted_upstream
 from virtual_desktop import first_line, wait_for
 
 PACKAGING = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "packaging", "backend")
+CREDENTIALS = "/run/credentials/quillora-backend.service"
+UNIT = os.path.join(PACKAGING, "quillora-backend.service")
+README = os.path.join(PACKAGING, "..", "..", "backend", "README.md")
 MOST_EXPOSED = 2.0
 
 
@@ -160,10 +163,58 @@ class InstallationTest(BackendCase):
         self.assertRegex(version, r"\A\d+\.\d+\.\d+\n\Z")
 
 
+class ReadmeTest(BackendCase):
+    """What the page tells a team to do, as far as it can be done without systemd."""
+
+    def setUp(self):
+        super().setUp()
+        with open(README, encoding="utf-8") as file:
+            self.page = file.read()
+        with open(UNIT, encoding="utf-8") as file:
+            self.unit = file.read()
+        self.told = re.search(r"```toml\n(.*?)```", self.page, re.S)[1]
+
+    def test_the_configuration_of_the_page_serves_a_team(self):
+        certificate, key = self.authority.issue("mine")
+        os.mkdir(self.path("quillora-backend"))
+        settings = self.told
+        for told, here in ((f"{CREDENTIALS}/quillora-backend.certificate", certificate),
+                           (f"{CREDENTIALS}/quillora-backend.private-key", key),
+                           (f"{CREDENTIALS}/quillora-backend.upstream-key", self.write("upstream-key", "the-key\n")),
+                           ("/var/lib/quillora-backend/tokens", self.path("quillora-backend/tokens")),
+                           ("https://models.example.org/v1/chat/completions", self.upstream.url),
+                           ("0.0.0.0:8787", f"{OWN_HOST}:0")):
+            self.assertEqual(settings.count(f'"{told}"'), 1, told)
+            settings = settings.replace(told, here)
+        settings = self.write("team.toml", settings)
+        backend = Backend(self.programs, settings, None)
+        backend.trust = self.authority.trust()
+        backend.trust.check_hostname = False
+        self.assertEqual(backend.translate(token="none").status, 401)
+        token = self.make_token(settings, "alice")  # after the first start
+        wait_for("the token", lambda: backend.translate(token=token).status == 200)
+        self.assertEqual(self.upstream.questions[-1].headers["Authorization"], "Bearer the-key")
+        checked = self.run_program("--configuration", settings, "check")
+        self.assertEqual((checked.returncode, checked.stderr), (0, ""))
+
+    def test_the_page_the_configuration_and_the_unit_name_the_same_files(self):
+        loaded = set(re.findall(r"^LoadCredential=(\S+)$", self.unit, re.M))
+        self.assertEqual(set(re.findall(rf"{CREDENTIALS}/([\w.-]+)", self.told)),
+                         set(re.findall(r"/etc/credstore/([\w.-]+)", self.page)))
+        self.assertLess(set(re.findall(r"/etc/credstore/([\w.-]+)", self.page)), loaded)
+        folder = re.search(r"^StateDirectory=(\S+)$", self.unit, re.M)[1]
+        self.assertIn(f'file = "/var/lib/{folder}/tokens"', self.told)
+        self.assertIn(f"/run/credentials/{os.path.basename(UNIT)}", CREDENTIALS)
+
+
 class UnitTest(unittest.TestCase):
+    def test_systemd_finds_no_fault_in_the_unit(self):
+        said = subprocess.run(["systemd-analyze", "verify", "--man=no", UNIT], capture_output=True, text=True, check=False)
+        self.assertEqual([line for line in said.stderr.splitlines() if "/usr/bin/quillora-backend" not in line], [])
+
     def test_the_unit_exposes_little(self):
         said = subprocess.run(["systemd-analyze", "security", "--offline=yes", "--no-pager",
-                               os.path.join(PACKAGING, "quillora-backend.service")], capture_output=True, text=True,
+                               UNIT], capture_output=True, text=True,
                               env={**os.environ, "SYSTEMD_COLORS": "0"}, check=False).stdout
         level = float(re.search(r"Overall exposure level for .*: ([0-9.]+)", said)[1])
         self.assertLessEqual(level, MOST_EXPOSED)
