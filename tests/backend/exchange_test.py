@@ -2,6 +2,8 @@
 """What the backend asks a model, what it makes of the model's answers, and what a client gets."""
 
 import json
+import os
+import signal
 import time
 import unittest
 
@@ -109,9 +111,11 @@ class ExchangeTest(BackendCase):
 
     def test_what_models_put_around_a_translation_is_taken_off(self):
         for answer in ("Сәлем", "  \n Сәлем\u3000\n", '"Сәлем"', "«Сәлем»", "“Сәлем”", "„Сәлем“", "```\nСәлем\n```",
-                       "```text\nСәлем\n```", "<think>\nHm. \"hello\"\n</think>\n\nСәлем", "Hm. <b>hello</b>\n</think>\nСәлем",
+                       "```text\nСәлем\n```", "<think>\nHm. \"hello\"\n</think>\n\nСәлем",
+                       "Hm. <b>hello</b>\n</think>\nСәлем",
                        "„Сәлем”", "”Сәлем”", "»Сәлем«", "‹Сәлем›", "›Сәлем‹", "『Сәлем』", "「Сәлем」", "‚Сәлем‘", "```\nСәлем",
-                       "```text\nСәлем", "```Сәлем```", "```Сәлем", "Сәлем\n```", "```json\n{\"translation\": \"Сәлем\"}", '{"translation": "Сәлем"}',
+                       "```text\nСәлем", "```Сәлем```", "```Сәлем", "Сәлем\n```", "```json\n{\"translation\": \"Сәлем\"}",
+                       '{"translation": "Сәлем"}',
                        '```json\n{"translation": " Сәлем "}\n```', "Here is the translation:\n\nСәлем",
                        "Translation:\nСәлем"):
             with self.subTest(answer):
@@ -313,7 +317,8 @@ class ExchangeTest(BackendCase):
 
     def test_language_names_of_any_script_are_names(self):
         for name in ("සිංහල (ශ්\u200dරී ලංකාව)", "کره\u200cای (کرهٔ جنوبی)", "English (Cocos [Keeling] Islands)",
-                     "Franska (S:t Pierre Och Miquelon)", "Русский (Россия)", "中文（中国）", "oʻzbekcha", "norsk bokmål", "Chinese (Simplified, China)"):
+                     "Franska (S:t Pierre Och Miquelon)", "Русский (Россия)", "中文（中国）",
+                     "oʻzbekcha", "norsk bokmål", "Chinese (Simplified, China)"):
             with self.subTest(name):
                 self.assertEqual(self.backend.translate(source=name).status, 200)
                 self.assertEqual(self.upstream.questions[-1].source, name)
