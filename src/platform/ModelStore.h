@@ -84,7 +84,8 @@ struct ModelState {
     QString version;                       ///< the installed one
     bool isOwn = false;                    ///< the user's own, which can be removed, not the administrator's
     std::optional<ModelProgress> progress; ///< while it is being installed or waits for its turn
-    bool isPaused = false;                 ///< part of it has been downloaded, and goes on only if asked
+    bool isPaused = false;                 ///< it was begun, and goes on only if asked
+    bool hasFailed = false;                ///< its last installation did, for the reason that `problem` tells
     bool isLeaving = false;                ///< it is removed as soon as nobody uses it
     QString problem; ///< why the last installation failed, what is damaged, or why it is unfit; a sentence
 
@@ -139,7 +140,8 @@ public:
     /// state. One that is not in the catalog throws a LocalizedError.
     virtual void install(const QString &id) = 0;
 
-    /// Ends its installation, and keeps what has been downloaded. Does nothing if it is not on its way.
+    /// Ends its installation, and keeps what has been downloaded. Does nothing if it is not on its way. What
+    /// was paused before anything came is so until the program ends.
     virtual void pause(const QString &id) = 0;
 
     /// Ends its installation, and forgets what has been downloaded. An installed version stays.

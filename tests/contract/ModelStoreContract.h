@@ -176,14 +176,33 @@ private Q_SLOTS:
         QVERIFY(!first().isPaused);
     }
 
-    void whatWaitsAndIsPausedHasNothingToGoOnWith() {
+    void whatWaitsCanBePausedToo() {
         store().install(u"second"_s);
         store().install(u"first"_s);
         store().pause(u"first"_s);
-        QCOMPARE(first(), ModelState());
+        ModelState paused;
+        paused.isPaused = true;
+        QCOMPARE(first(), paused);
         m_harness->deliver(Delivery::everything);
         QVERIFY(waitUntil([&] { return store().state(u"second"_s).presence == Presence::installed; }));
-        QCOMPARE(first(), ModelState());
+        QCOMPARE(first(), paused);
+        QVERIFY(installFirst());
+        QCOMPARE(first(), installed(u"2"_s, Owner::user));
+    }
+
+    void whatWasPausedBeforeAnythingCameCanBeCancelled() {
+        store().install(u"first"_s);
+        store().pause(u"first"_s);
+        QVERIFY(first().isPaused);
+        store().cancel(u"first"_s);
+        QVERIFY(waitUntil([&] { return first() == ModelState(); }));
+    }
+
+    void whatWasPausedBeforeAnythingCameIsForgottenByWhoRemovesIt() {
+        store().install(u"first"_s);
+        store().pause(u"first"_s);
+        store().remove(u"first"_s);
+        QVERIFY(waitUntil([&] { return first() == ModelState(); }));
     }
 
     void aCancelledModelForgetsWhatCame() {
@@ -221,6 +240,7 @@ private Q_SLOTS:
         store().install(u"second"_s);
         QVERIFY(waitUntil([&] { return !first().progress && !store().state(u"second"_s).progress; }));
         QCOMPARE(first().presence, Presence::absent);
+        QVERIFY(first().hasFailed);
         QVERIFY(first().problem.endsWith(u'.'));
         QVERIFY(!first().isPaused);
         QVERIFY(store().state(u"second"_s).problem.endsWith(u'.'));
@@ -233,6 +253,7 @@ private Q_SLOTS:
         m_harness->deliver(Delivery::everything);
         store().install(u"first"_s);
         QVERIFY(first().progress);
+        QVERIFY(!first().hasFailed);
         QCOMPARE(first().problem, QString());
         QVERIFY(waitFor(Presence::installed));
         QCOMPARE(first().problem, QString());

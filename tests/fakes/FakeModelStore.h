@@ -43,9 +43,11 @@ public:
         if (m_waiting.contains(id))
             state.progress = model.progress;
         else
-            state.isPaused = model.progress.receivedBytes > 0;
-        if (!model.failure.isEmpty())
+            state.isPaused = model.isPaused || model.progress.receivedBytes > 0;
+        if (!model.failure.isEmpty()) {
+            state.hasFailed = true;
             state.problem = model.failure;
+        }
         return state;
     }
 
@@ -60,6 +62,7 @@ public:
         if (m_waiting.contains(id) || (isCurrent && !model.isLeaving))
             return;
         model.isLeaving = false;
+        model.isPaused = false;
         model.failure.clear();
         if (!isCurrent) {
             m_waiting += id;
@@ -73,6 +76,7 @@ public:
         requireKnown(id);
         if (!m_waiting.contains(id))
             return;
+        m_known[id].isPaused = true;
         end(id);
         tell(id);
     }
@@ -80,9 +84,10 @@ public:
     void cancel(const QString &id) override {
         m_log.add(u"models.cancel "_s + id);
         requireKnown(id);
-        if (!m_waiting.contains(id) && modelOf(id).progress.receivedBytes == 0)
+        if (!m_waiting.contains(id) && !state(id).isPaused)
             return;
         m_known[id].progress = {};
+        m_known[id].isPaused = false;
         end(id);
         tell(id);
     }
@@ -92,6 +97,7 @@ public:
         requireKnown(id);
         Model &model = m_known[id];
         model.progress = {};
+        model.isPaused = false;
         model.failure.clear();
         end(id);
         model.isLeaving = std::any_of(model.copies.begin(), model.copies.end(),
@@ -237,6 +243,7 @@ private:
     struct Model {
         QList<Copy> copies;
         platform::ModelProgress progress;
+        bool isPaused = false; ///< by hand
         bool isLeaving = false;
         QString failure;
     };

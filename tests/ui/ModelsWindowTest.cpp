@@ -361,6 +361,25 @@ private Q_SLOTS:
         QCOMPARE(actions(row(harness, kroko)), QStringList{u"Install"_s});
     }
 
+    void aFailureInTheMiddleSaysWhyAndOffersToGoOn() {
+        ModelsHarness harness;
+        press(row(harness, kroko), 0);
+        harness.platform.models.progress(received(1000));
+        harness.platform.models.fail(u"There is no room."_s);
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last(), u"There is no room."_s);
+        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Resume"_s, u"Cancel"_s}));
+    }
+
+    void whatIsPausedBeforeAnythingCameCanGoOn() {
+        ModelsHarness harness;
+        press(row(harness, kroko), 0);
+        press(row(harness, kroko), 0);
+        harness.platform.run();
+        QCOMPARE(texts(row(harness, kroko)).last(), u"Paused"_s);
+        QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Resume"_s, u"Cancel"_s}));
+    }
+
     void whatAnAdministratorInstalledIsLeftAlone() {
         ModelsHarness harness;
         harness.platform.models.place(kroko, u"1"_s, {}, Owner::administrator);

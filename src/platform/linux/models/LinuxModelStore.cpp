@@ -100,11 +100,13 @@ ModelState LinuxModelStore::stateOf(const QString &id) const {
     if (m_waiting.contains(id))
         state.progress = model.progress;
     else
-        state.isPaused = found.hasParts && model.forgettingCount == 0 && !isCurrent(id);
-    if (!model.removalFault.isNull())
+        state.isPaused = (found.hasParts || model.isPaused) && model.forgettingCount == 0 && !isCurrent(id);
+    if (!model.removalFault.isNull()) {
         state.problem = model.removalFault;
-    else if (!model.installationFault.isNull() && !isCurrent(id))
+    } else if (!model.installationFault.isNull() && !isCurrent(id)) {
+        state.hasFailed = true;
         state.problem = model.installationFault;
+    }
     return state;
 }
 
@@ -183,6 +185,7 @@ void LinuxModelStore::install(const QString &id) {
     }
     if (!m_waiting.contains(id) && !isCurrent(id)) {
         model.installationFault.clear();
+        model.isPaused = false;
         model.progress = {};
         m_waiting += id;
         startNext();
@@ -194,6 +197,7 @@ void LinuxModelStore::pause(const QString &id) {
     requireKnown(id);
     if (!m_waiting.contains(id))
         return;
+    m_models[id].isPaused = true;
     leaveQueue(id);
     tell(id);
 }
@@ -375,7 +379,9 @@ void LinuxModelStore::leaveQueue(const QString &id) {
 
 /// The same, but nothing that came stays.
 void LinuxModelStore::forget(const QString &id) {
-    const bool hasNothing = !isUnderWay(id) && !findings(id).hasParts;
+    // Of what was just paused something may come yet.
+    const bool wasPaused = std::exchange(m_models[id].isPaused, false);
+    const bool hasNothing = !isUnderWay(id) && !wasPaused && !findings(id).hasParts;
     leaveQueue(id);
     if (hasNothing)
         return;

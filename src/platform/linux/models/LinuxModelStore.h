@@ -77,6 +77,7 @@ private:
         QString installationFault; ///< of the last one; null if it went well
         QString removalFault;
         ModelProgress progress;
+        bool isPaused = false; ///< by hand, whether or not anything has come
         bool isLeaving = false;
         int forgettingCount = 0; ///< what has been downloaded is being removed
     };

@@ -79,7 +79,7 @@ QString MissingModels::obstacle(const ModelTask &task) const {
         return {};
     const QString pair = names(task);
     const ModelState state = m_store.state(models.first());
-    if (state.isPaused)
+    if (state.isPaused && !state.hasFailed) // what broke off in the middle is both
         return u"The download for %1 is paused. Go on with it under Models in the tray menu."_s.arg(pair);
     if (!state.problem.isEmpty())
         return u"The download for %1 failed: %2 Try again under Models in the tray menu."_s.arg(

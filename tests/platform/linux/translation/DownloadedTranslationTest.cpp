@@ -88,6 +88,26 @@ private Q_SLOTS:
         QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello"_s), u"привет"_s);
     }
 
+    void aDownloadThatBreaksOffInTheMiddleHasFailed() {
+        m_desk->server.delivery = Delivery::part;
+        const auto outcome = begun(u"en"_s, u"ru"_s, u"hello"_s);
+        QVERIFY(m_desk->waitUntil([&] {
+            const auto progress = m_desk->store->state(u"en-ru"_s).progress;
+            return progress && progress->receivedBytes > 0;
+        }));
+        QVERIFY(m_desk->waitUntil([&] {
+            m_desk->server.http().closeAll();
+            return outcome->isDone();
+        }));
+        const auto state = m_desk->store->state(u"en-ru"_s);
+        QVERIFY(state.isPaused); // it can go on
+        QCOMPARE(outcome->error(),
+                 u"The download for English to Russian failed: %1 Try again under Models in "
+                 "the tray menu."_s.arg(state.problem));
+        m_desk->server.delivery = Delivery::everything;
+        QCOMPARE(translation(u"en"_s, u"ru"_s, u"hello"_s), u"привет"_s);
+    }
+
     void aPublisherWhoRefusesIsNamed() {
         m_desk->server.delivery = Delivery::refusal;
         QCOMPARE(

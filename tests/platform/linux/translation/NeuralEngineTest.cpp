@@ -293,6 +293,29 @@ void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo_data() {
         },
         u"The download for German to English is paused. Go on with it under Models in the tray menu."_s);
     row(
+        "paused before anything came", DownloadAnswer::download,
+        [](FakeModelStore &store) { store.pause(u"de-en"_s); },
+        u"The download for German to English is paused. Go on with it under Models in the tray menu."_s);
+    row(
+        "failed in the middle", DownloadAnswer::download,
+        [](FakeModelStore &store) {
+            ModelProgress progress;
+            progress.step = ModelProgress::Step::downloading;
+            progress.receivedBytes = 1000;
+            store.progress(progress);
+            store.fail(u"The connection to publisher.example was closed."_s);
+        },
+        u"The download for German to English failed: The connection to publisher.example was closed. Try "
+        u"again under Models in the tray menu."_s);
+    row(
+        "a repair that was paused", DownloadAnswer::download,
+        [](FakeModelStore &store) {
+            store.place(u"de-en"_s, u"1"_s);
+            store.damage(u"de-en"_s, u"Files of it are missing."_s);
+            store.pause(u"de-en"_s);
+        },
+        u"The download for German to English is paused. Go on with it under Models in the tray menu."_s);
+    row(
         "failed", DownloadAnswer::download,
         [](FakeModelStore &store) { store.fail(u"publisher.example answered with the error 404."_s); },
         u"The download for German to English failed: publisher.example answered with the error 404. Try "
