@@ -252,6 +252,39 @@ private Q_SLOTS:
         QCOMPARE(m_answers, QList{Answer::download});
     }
 
+    void whoDeclinesIsNotAskedByAQuestionThatWaitedBehind() {
+        present();
+        ask(german);
+        ask(both);
+        m_replies.at(0)(Answer::notNow);
+        m_harness->turn();
+        QCOMPARE(m_shown, QList{german});
+        QCOMPARE(m_answers, (QList{Answer::notNow, Answer::notNow}));
+    }
+
+    void theOneBehindThatComesAllTheSame() {
+        const Question french{{platform::ModelTask::translating(u"en"_s, u"fr"_s)}, {u"en-fr"_s}};
+        present();
+        ask(german);
+        ask(both);
+        ask(french);
+        m_replies.at(0)(Answer::notNow);
+        m_harness->turn();
+        QCOMPARE(m_shown, (QList{german, french}));
+    }
+
+    void aTaskThatIsForgottenMeanwhileIsAskedForByAQuestionThatWaitedBehind() {
+        present();
+        ask(russian);
+        ask(german);
+        ask(both);
+        m_replies.at(0)(Answer::notNow);
+        consent().forget(russian.tasks.first());
+        m_replies.at(1)(Answer::download);
+        m_harness->turn();
+        QCOMPARE(m_shown, (QList{russian, german, both}));
+    }
+
     void whoDeclinesSeveralTasksDeclinesEach() {
         decline(both);
         ask(russian);

@@ -46,6 +46,13 @@ private Q_SLOTS:
         begin(std::move(harness));
     }
 
+    void whatWasDeclinedLiesUnderTheStateFolder() {
+        const QTemporaryDir home;
+        qputenv("XDG_STATE_HOME", home.path().toUtf8());
+        QCOMPARE(RememberedConsent::standardFile(), home.filePath(u"Quillora/declined-downloads.json"_s));
+        qunsetenv("XDG_STATE_HOME");
+    }
+
     void notNowHoldsOverARestart() {
         decline(russian);
         m_folder->restart();

@@ -42,9 +42,7 @@ public:
         if (open != m_open.end())
             return (*open)->replies.push_back(std::move(reply));
         const auto asked = std::make_shared<Open>(Open{question, {std::move(reply)}});
-        const bool isDeclined = std::any_of(tasks.begin(), tasks.end(),
-                                            [this](const auto &task) { return declined.contains(task); });
-        if (!m_presenter || isDeclined)
+        if (!m_presenter || isDeclined(*asked))
             return tell(*asked, platform::DownloadAnswer::notNow);
         m_open.push_back(asked);
         if (m_open.size() == 1)
@@ -73,7 +71,15 @@ private:
         std::vector<Reply> replies;
     };
 
+    bool isDeclined(const Open &open) const {
+        const auto &tasks = open.question.tasks;
+        return std::any_of(tasks.begin(), tasks.end(),
+                           [this](const auto &task) { return declined.contains(task); });
+    }
+
     void present() {
+        for (; !m_open.empty() && isDeclined(*m_open.front()); m_open.pop_front())
+            tell(*m_open.front(), platform::DownloadAnswer::notNow);
         if (m_open.empty() || !m_presenter)
             return;
         const auto first = m_open.front();

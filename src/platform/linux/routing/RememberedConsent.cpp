@@ -33,10 +33,7 @@ void RememberedConsent::ask(const DownloadQuestion &question, Reply reply) {
         return;
     }
     auto asked = std::make_shared<OpenQuestion>(OpenQuestion{question, {std::move(reply)}});
-    const bool isDeclined = std::any_of(tasks.begin(), tasks.end(), [this](const ModelTask &task) {
-        return !m_declined.text(task).isEmpty();
-    });
-    if (!m_presenter || isDeclined)
+    if (!m_presenter || isDeclined(*asked))
         return this->reply(*asked, DownloadAnswer::notNow);
     m_open.push_back(std::move(asked));
     if (m_open.size() == 1)
@@ -45,7 +42,16 @@ void RememberedConsent::ask(const DownloadQuestion &question, Reply reply) {
 
 void RememberedConsent::forget(const ModelTask &task) { m_declined.set(task, {}); }
 
+bool RememberedConsent::isDeclined(const OpenQuestion &question) const {
+    const QList<ModelTask> &tasks = question.question.tasks;
+    return std::any_of(tasks.begin(), tasks.end(),
+                       [this](const ModelTask &task) { return !m_declined.text(task).isEmpty(); });
+}
+
+/// What was declined while a question waited is not asked again.
 void RememberedConsent::showFirst() {
+    for (; !m_open.empty() && isDeclined(*m_open.front()); m_open.pop_front())
+        reply(*m_open.front(), DownloadAnswer::notNow);
     if (m_open.empty())
         return;
     const auto first = m_open.front();

@@ -28,6 +28,7 @@ private:
         std::vector<Reply> replies;
     };
 
+    bool isDeclined(const OpenQuestion &question) const;
     void showFirst();
     void answer(const std::shared_ptr<OpenQuestion> &question, DownloadAnswer answer);
     void reply(const OpenQuestion &question, DownloadAnswer answer);
