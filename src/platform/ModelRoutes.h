@@ -51,7 +51,8 @@ public:
     /// Which of the choices the person wants for the task; empty while it is left to the recommendation.
     virtual QString chosen(const ModelTask &task) const = 0;
 
-    /// Keeps what the person wants, over the program's end too; empty leaves it to the recommendation.
+    /// Keeps what the person wants, over the program's end too; empty leaves it to the recommendation. For a
+    /// locale that is heard, it holds in every region of the language.
     virtual void choose(const ModelTask &task, const QString &id) = 0;
 };
 

@@ -32,6 +32,13 @@ bool does(const ModelDescription &model, const ModelTask &task) {
     return model.languages.contains(locale) || model.languages.contains(locale.section(u'-', 0, 0));
 }
 
+/// What a choice is kept by: hearing a language, whatever the region.
+ModelTask inEveryRegion(const ModelTask &task) {
+    if (task.kind != ModelKind::speech)
+        return task;
+    return ModelTask::hearing(task.languages.first().section(u'-', 0, 0));
+}
+
 /// Of two models the larger one is worth its size where each further megabyte earns it so many points.
 double priceOfMegabyte(const Computer &computer) {
     const bool isSmall = computer.memory < 4 * gibibyte || computer.cores < 2;
@@ -104,17 +111,17 @@ QStringList EngineRoutes::choices(const ModelTask &task) const {
 }
 
 QString EngineRoutes::chosen(const ModelTask &task) const {
-    const QString id = m_chosen.text(task);
+    const QString id = m_chosen.text(inEveryRegion(task));
     return choices(task).contains(id) ? id : QString();
 }
 
-void EngineRoutes::choose(const ModelTask &task, const QString &id) { m_chosen.set(task, id); }
+void EngineRoutes::choose(const ModelTask &task, const QString &id) { m_chosen.set(inEveryRegion(task), id); }
 
 std::optional<ModelRoute> EngineRoutes::direct(const ModelTask &task) const {
     QStringList candidates = choices(task);
     if (candidates.isEmpty())
         return {};
-    if (const QString wanted = m_chosen.text(task); candidates.removeOne(wanted))
+    if (const QString wanted = chosen(task); candidates.removeOne(wanted))
         candidates.prepend(wanted);
     const auto installed = std::find_if(candidates.begin(), candidates.end(), [this](const QString &id) {
         return m_store.state(id).isInstalled();

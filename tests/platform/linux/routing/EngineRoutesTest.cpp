@@ -82,6 +82,29 @@ private Q_SLOTS:
             QVERIFY(routes(roomy).choices(ModelTask::hearing(locale)).contains(u"kroko-de"_s));
     }
 
+    void whatIsChosenForALanguageHoldsInEveryRegion() {
+        routes(roomy).choose(ModelTask::hearing(u"en-US"_s), u"kroko-en"_s);
+        const EngineRoutes later = routes(roomy);
+        for (const QString &locale : {u"en-US"_s, u"en-GB"_s, u"en"_s}) {
+            QCOMPARE(later.chosen(ModelTask::hearing(locale)), u"kroko-en"_s);
+            QCOMPARE(later.route(ModelTask::hearing(locale)), (ModelRoute{{u"kroko-en"_s}, false, false}));
+        }
+        QCOMPARE(later.chosen(ModelTask::hearing(u"de-DE"_s)), QString());
+    }
+
+    void aChoiceIsTakenBackForEveryRegion() {
+        EngineRoutes all = routes(roomy);
+        all.choose(ModelTask::hearing(u"en-US"_s), u"kroko-en"_s);
+        all.choose(ModelTask::hearing(u"en-GB"_s), {});
+        QCOMPARE(all.chosen(ModelTask::hearing(u"en-US"_s)), QString());
+    }
+
+    void whatIsChosenLiesUnderTheDataFolder() {
+        qputenv("XDG_DATA_HOME", m_folder->path().toUtf8());
+        QCOMPARE(EngineRoutes::standardFile(), m_folder->filePath(u"Quillora/chosen-models.json"_s));
+        qunsetenv("XDG_DATA_HOME");
+    }
+
     void pausesAreToldWhateverTheLanguage() {
         const ModelTask task = ModelTask::tellingPauses();
         EngineRoutes all = routes(roomy);
