@@ -45,7 +45,7 @@ ModelsDesk::ModelsDesk(AppController &controller, Popover &popover, ContentView 
     onChange(&AppController::translationEngineIdentifierChanged, Choice::pair);
     const auto onModels = [this](auto changed) {
         connect(&m_models, changed, this, &ModelsDesk::scheduleMarks);
-        connect(&m_models, changed, this, &ModelsDesk::endAnsweredQuestion);
+        connect(&m_models, changed, this, &ModelsDesk::followQuestion);
     };
     onModels(&Models::changed);
     onModels(&Models::chosen);
@@ -105,8 +105,7 @@ void ModelsDesk::present(const platform::DownloadQuestion &question,
     m_asked = question.tasks;
     if (isAnswered())
         return reply(platform::DownloadAnswer::download);
-    const QString text = downloadQuestionText(question, m_models, m_controller.spokenLanguageOptions());
-    m_question = new DownloadQuestionWindow(text, reply);
+    m_question = new DownloadQuestionWindow(questionText(), reply);
     m_question->setAttribute(Qt::WA_DeleteOnClose);
     connect(m_question, &DownloadQuestionWindow::modelsWanted, this, &ModelsDesk::showWindow);
     connect(m_question, &QObject::destroyed, this, &ModelsDesk::returnToPanel, Qt::QueuedConnection);
@@ -126,9 +125,17 @@ bool ModelsDesk::isAnswered() const {
     return standing == ModelNeed::Standing::ready || standing == ModelNeed::Standing::arriving;
 }
 
-void ModelsDesk::endAnsweredQuestion() {
-    if (!m_question || !isAnswered())
+/// Of what is still to be downloaded: a part of it may have come since the question was asked.
+QString ModelsDesk::questionText() const {
+    return downloadQuestionText({m_asked, m_models.need(m_asked).missing}, m_models,
+                                m_controller.spokenLanguageOptions());
+}
+
+void ModelsDesk::followQuestion() {
+    if (!m_question)
         return;
+    if (!isAnswered())
+        return m_question->setQuestion(questionText());
     // Whoever works in another window meanwhile goes on there.
     if (!m_question->isActiveWindow())
         disconnect(m_question, &QObject::destroyed, this, &ModelsDesk::returnToPanel);

@@ -45,7 +45,8 @@ private:
     void placeBesidePanel();
     void present(const platform::DownloadQuestion &question, const platform::ModelConsent::Reply &reply);
     bool isAnswered() const;
-    void endAnsweredQuestion();
+    QString questionText() const;
+    void followQuestion();
     void returnToPanel();
 
     enum class Choice { spokenLanguage, pair };

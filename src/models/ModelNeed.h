@@ -24,8 +24,8 @@ struct ModelNeed {
     };
 
     Standing standing = Standing::ready;
-    QStringList missing;        ///< models that are not there, each once, in the order of use
-    DownloadSize size;          ///< of the missing ones that are not on their way yet
+    QStringList missing;        ///< models to be installed, each once, in the order of use
+    DownloadSize size;          ///< of these
     std::optional<int> percent; ///< how far those that are on their way are, from 0 to 100
     bool isByWayOfEnglish = false;
 

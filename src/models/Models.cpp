@@ -60,23 +60,23 @@ ModelNeed Models::need(const QList<ModelTask> &tasks) const {
 
 ModelNeed Models::needOf(const QList<ModelRoute> &routes) const {
     ModelNeed need;
-    QStringList still; // to be asked for
     QStringList onTheirWay;
     for (const ModelRoute &route : routes) {
         need.isByWayOfEnglish = need.isByWayOfEnglish || route.isByWayOfEnglish;
         if (route.isUsable)
             continue;
         for (const QString &id : route.models) {
-            if (m_store.state(id).isInstalled() || need.missing.contains(id))
-                continue;
-            need.missing += id;
-            (isOnItsWay(id) ? onTheirWay : still) += id;
+            QStringList &lacking = isOnItsWay(id) ? onTheirWay : need.missing;
+            if (!m_store.state(id).isInstalled() && !lacking.contains(id))
+                lacking += id;
         }
     }
-    need.size = downloadSize(still);
+    need.size = downloadSize(need.missing);
     need.percent = percentOf(onTheirWay);
     const bool isReady = std::all_of(routes.begin(), routes.end(), [](const auto &r) { return r.isUsable; });
-    need.standing = isReady ? Standing::ready : !still.isEmpty() ? Standing::missing : Standing::arriving;
+    need.standing = isReady                  ? Standing::ready
+                    : need.missing.isEmpty() ? Standing::arriving
+                                             : Standing::missing;
     return need;
 }
 

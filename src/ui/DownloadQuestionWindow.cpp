@@ -30,7 +30,7 @@ constexpr int symbolSize = 32;
 
 DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform::ModelConsent::Reply reply,
                                                QWidget *parent)
-    : QWidget(parent, Qt::Dialog | Qt::WindowStaysOnTopHint), m_reply(std::move(reply)),
+    : QWidget(parent, Qt::Dialog | Qt::WindowStaysOnTopHint), m_reply(std::move(reply)), m_text(new QLabel),
       m_download(new PanelButton(PanelButton::Look::prominent)) {
     setObjectName(u"downloadQuestion"_s);
     setWindowTitle(applicationName);
@@ -39,14 +39,12 @@ DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform
 
     auto *symbol = new SymbolView(symbolSize);
     symbol->setSymbol(u"arrow.down.circle"_s);
-    auto *text = new QLabel(question);
-    text->setObjectName(u"question"_s);
-    text->setTextFormat(Qt::PlainText);
-    text->setWordWrap(true);
-    text->setFixedWidth(textWidth);
+    m_text->setObjectName(u"question"_s);
+    m_text->setTextFormat(Qt::PlainText);
+    m_text->setWordWrap(true);
+    m_text->setFixedWidth(textWidth);
     m_download->setObjectName(u"downloadButton"_s);
     m_download->setText(u"Download"_s);
-    m_download->setAccessibleDescription(question); // read out with the first thing that has the focus
     m_download->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     auto *notNow = new PanelButton(PanelButton::Look::bordered);
     notNow->setObjectName(u"notNowButton"_s);
@@ -62,7 +60,7 @@ DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform
     auto *message = new QHBoxLayout;
     message->setSpacing(spacing);
     message->addWidget(symbol, 0, Qt::AlignTop);
-    message->addWidget(text, 1);
+    message->addWidget(m_text, 1);
     auto *buttons = new QHBoxLayout;
     buttons->setSpacing(buttonSpacing);
     buttons->addWidget(models);
@@ -75,6 +73,12 @@ DownloadQuestionWindow::DownloadQuestionWindow(const QString &question, platform
     stack->setSpacing(spacing);
     stack->addLayout(message);
     stack->addLayout(buttons);
+    setQuestion(question);
+}
+
+void DownloadQuestionWindow::setQuestion(const QString &question) {
+    m_text->setText(question);
+    m_download->setAccessibleDescription(question); // read out with the first thing that has the focus
 }
 
 DownloadQuestionWindow::~DownloadQuestionWindow() { takeReply()(DownloadAnswer::notNow); }

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QWidget>
 
+class QLabel;
+
 namespace quillora {
 
 class PanelButton;
@@ -18,6 +20,9 @@ public:
     DownloadQuestionWindow(const QString &question, platform::ModelConsent::Reply reply,
                            QWidget *parent = nullptr);
     ~DownloadQuestionWindow() override;
+
+    /// Less may be asked for by now.
+    void setQuestion(const QString &question);
 
     /// As the button does: he has agreed elsewhere.
     void agree();
@@ -35,7 +40,10 @@ private:
     platform::ModelConsent::Reply takeReply();
 
     platform::ModelConsent::Reply m_reply; ///< does nothing once it was taken
-    PanelButton *m_download;               ///< owned by this widget
+
+    // Owned by this widget.
+    QLabel *m_text;
+    PanelButton *m_download;
 };
 
 } // namespace quillora

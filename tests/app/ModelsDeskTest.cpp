@@ -314,6 +314,37 @@ private Q_SLOTS:
         QVERIFY(!desk().question());
     }
 
+    void whatIsLeftToBeDownloadedIsAskedFor() {
+        pastFirstStart();
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
+        m_platform->run();
+        m_platform->models.install(u"kroko-de"_s);
+        settle();
+        const QString text =
+            u"Download what dictating in German (Germany) and translating German to Russian, by way of "
+            u"English, take? 30 MB from models.example, kept on this computer."_s;
+        QCOMPARE(questionText(), text);
+        const auto *button = desk().question()->findChild<PanelButton *>(u"downloadButton"_s);
+        QCOMPARE(button->accessibleDescription(), text);
+    }
+
+    void aQuestionThatWaitedAsksForWhatIsLeftByThen() {
+        pastFirstStart();
+        const auto germanToRussian = ModelTask::translating(u"de"_s, u"ru"_s);
+        m_platform->consent.ask({{germanToRussian}, {u"de-en-tiny"_s, tiny}}, [this](auto answer) {
+            if (answer == platform::DownloadAnswer::download) {
+                m_platform->models.install(u"de-en-tiny"_s);
+                m_platform->models.install(tiny);
+            }
+        });
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
+        m_platform->run();
+        answer("downloadButton");
+        QCOMPARE(questionText(),
+                 u"Download what dictating in German (Germany) and translating German to Russian, by way of "
+                 u"English, take? 71 MB from k2-fsa, kept on this computer."_s);
+    }
+
     void anotherChoiceThatIsInstalledInTheWindowEndsItToo() {
         pastFirstStart();
         chooseTarget(u"fr"_s);

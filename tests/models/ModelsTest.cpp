@@ -87,7 +87,7 @@ private Q_SLOTS:
         m_platform->models.install(u"de-en-tiny"_s);
         const ModelNeed need = m_models->need(germanToFrench);
         QCOMPARE(need.standing, Standing::missing);
-        QCOMPARE(need.missing, (QStringList{u"de-en-tiny"_s, u"en-fr-tiny"_s}));
+        QCOMPARE(need.missing, QStringList{u"en-fr-tiny"_s});
         QCOMPARE(need.size, (DownloadSize{14'000'000, true}));
     }
 
@@ -213,6 +213,15 @@ private Q_SLOTS:
         m_models->request({englishToRussian});
         m_platform->run();
         QVERIFY(m_platform->consent.shown.isEmpty());
+    }
+
+    void onlyWhatIsNotOnItsWayYetIsAskedFor() {
+        m_platform->consent.seatPerson(DownloadAnswer::notNow);
+        m_platform->models.install(u"de-en-tiny"_s);
+        m_models->request({germanToFrench});
+        m_platform->run();
+        QCOMPARE(m_platform->consent.shown,
+                 (QList<platform::DownloadQuestion>{{{germanToFrench}, {u"en-fr-tiny"_s}}}));
     }
 
     void whatNothingDoesIsNotAskedFor() {
