@@ -9,7 +9,8 @@ namespace quillora {
 /// How much comes over the network.
 struct DownloadSize {
     qint64 bytes = 0;
-    bool isWhole = true; ///< false where the size of something is not known
+    bool isWhole = true;     ///< false where the size of something is not known
+    bool isEstimate = false; ///< where only what it takes on the disk is known of something
 
     bool operator==(const DownloadSize &) const = default;
 };

@@ -38,12 +38,16 @@ QString inWords(double comet) {
     return u"Fair"_s;
 }
 
+/// Where words that measure something are known, these; else what was measured, which nobody need guess at.
 QString scoreInWords(const ModelDescription &description) {
     if (!description.score)
         return u"Quality not stated"_s;
-    if (description.score->measure.contains(u"COMET"_s, Qt::CaseInsensitive))
-        return inWords(description.score->value);
-    return description.score->measure + u' ' + QString::number(description.score->value);
+    const auto &[value, measure, source] = *description.score;
+    if (measure.contains(u"COMET"_s, Qt::CaseInsensitive))
+        return inWords(value <= 1 ? 100 * value : value); // published in either way
+    if (measure.contains(u"word error rate"_s, Qt::CaseInsensitive))
+        return u"Mishears %1 words in 100"_s.arg(number(value));
+    return measure + u' ' + QString::number(value);
 }
 
 QString counted(qint64 count, const QString &unit) {
@@ -114,7 +118,7 @@ QString ModelWords::bytes(qint64 bytes) {
 
 QString ModelWords::size(const DownloadSize &size) {
     if (size.isWhole)
-        return bytes(size.bytes);
+        return (size.isEstimate ? u"about "_s : QString()) + bytes(size.bytes);
     return size.bytes > 0 ? u"more than "_s + bytes(size.bytes) : u"size not stated"_s;
 }
 

@@ -38,8 +38,10 @@ ModelDescription Models::description(const QString &id) const {
 DownloadSize Models::downloadSize(const QStringList &ids) const {
     DownloadSize sum;
     for (const QString &id : ids) {
-        const auto size = sizeOf(description(id));
+        const ModelDescription model = description(id);
+        const auto size = sizeOf(model);
         sum.bytes += size.value_or(0);
+        sum.isEstimate = sum.isEstimate || (size && !model.downloadSize);
         sum.isWhole = sum.isWhole && size;
     }
     return sum;

@@ -42,6 +42,10 @@ private Q_SLOTS:
 
     void aSizeThatIsKnownIsSaid() { QCOMPARE(ModelWords::size({14'000'000, true}), u"14 MB"_s); }
 
+    void aSizeOnTheDiskIsAnEstimateOfTheDownload() {
+        QCOMPARE(ModelWords::size({71'000'000, true, true}), u"about 71 MB"_s);
+    }
+
     void aSizeThatIsPartlyKnownIsALowerBound() {
         QCOMPARE(ModelWords::size({14'000'000, false}), u"more than 14 MB"_s);
     }
@@ -65,10 +69,24 @@ private Q_SLOTS:
         QCOMPARE(ModelWords::quality({}), u"Quality not stated"_s);
     }
 
+    void aScoreOutOfOneIsTheSameScore() {
+        ModelDescription model;
+        model.score = {0.848, u"COMET"_s, u"the publisher"_s};
+        QCOMPARE(ModelWords::quality(model), u"Good"_s);
+    }
+
+    void howManyWordsAreMisheardIsSaidInWords() {
+        ModelDescription model;
+        model.score = {8.1, u"LibriSpeech word error rate"_s, u"k2-fsa"_s};
+        QCOMPARE(ModelWords::quality(model), u"Mishears 8.1 words in 100"_s);
+        model.score->value = 12.34;
+        QCOMPARE(ModelWords::quality(model), u"Mishears 12 words in 100"_s);
+    }
+
     void aScoreOfAnotherKindIsSaidAsItIs() {
         ModelDescription model;
-        model.score = {8.1, u"Word error rate"_s, u"k2-fsa"_s};
-        QCOMPARE(ModelWords::quality(model), u"Word error rate 8.1"_s);
+        model.score = {31.5, u"BLEU"_s, u"k2-fsa"_s};
+        QCOMPARE(ModelWords::quality(model), u"BLEU 31.5"_s);
     }
 
     void whetherAModelWritesPunctuationIsSaid() {
