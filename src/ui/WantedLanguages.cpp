@@ -26,6 +26,14 @@ namespace {
 constexpr int spacing = 8;
 constexpr int captionSpacing = 6;
 
+/// As the lists below call them, in the user's tongue.
+QList<Picker::Option> optionsOf(const QList<TranslationLanguageOption> &targets) {
+    QList<Picker::Option> options;
+    for (const auto &target : targets)
+        options += {target.id, target.flag, LanguageLabel::of(target.id).name};
+    return options;
+}
+
 QString summary(const ModelNeed &need, bool isNothingWanted) {
     if (isNothingWanted)
         return {};
@@ -79,7 +87,7 @@ WantedLanguages::WantedLanguages(Models &models, const QList<SpokenLanguageOptio
 QLayout *WantedLanguages::buildPickers() {
     m_sourcePicker = new Picker(u"Dictate in"_s, Picker::optionsOf(m_spoken));
     m_sourcePicker->setObjectName(u"wantedSource"_s);
-    m_targetPicker = new Picker(u"and translate to"_s, Picker::optionsOf(m_targets));
+    m_targetPicker = new Picker(u"and translate to"_s, optionsOf(m_targets));
     m_targetPicker->setObjectName(u"wantedTarget"_s);
     connect(m_sourcePicker, &Picker::picked, this, [this](const QString &id) { select(id, m_target.id); });
     connect(m_targetPicker, &Picker::picked, this, [this](const QString &id) { select(m_source.id, id); });
@@ -128,7 +136,8 @@ void WantedLanguages::select(const QString &locale, const QString &target) {
     m_hearing.isWanted = true;
     const QString from = m_source.translationLanguageIdentifier;
     m_translating.task = ModelTask::translating(from, m_target.id);
-    m_translating.name = u"Translate %1 to %2"_s.arg(LanguageLabel::english(from), m_target.name);
+    m_translating.name =
+        u"Translate %1 to %2"_s.arg(LanguageLabel::of(from).name, LanguageLabel::of(m_target.id).name);
     m_translating.isWanted = true;
     refresh();
 }

@@ -144,6 +144,17 @@ private Q_SLOTS:
         QCOMPARE(box(harness, "translating").text(), u"Translate French to German"_s);
     }
 
+    void aWholeLanguageIsCalledAsTheUserCallsItToo() {
+        const ModelsHarness harness([](FakePlatform &platform) {
+            platform.locale.displayNames[u"de"_s] = u"deutsch"_s;
+            platform.locale.displayNames[u"ru"_s] = u"russisch"_s;
+            fillShelf(platform);
+        });
+        harness.window->select(u"de-DE"_s, u"ru"_s);
+        QCOMPARE(box(harness, "translating").text(), u"Translate Deutsch to Russisch"_s);
+        QCOMPARE(harness.find<Picker>(u"wantedTarget"_s).currentText(), u"🇷🇺 Russisch"_s);
+    }
+
     void aLanguageThatThePanelDoesNotTranslateToIsCalledByItsCode() {
         const ModelsHarness harness;
         ModelsWindow window(*harness.models, harness.platform.space,
