@@ -5,6 +5,7 @@
 #include "platform/MainQueue.h"
 #include "platform/OwnWindows.h"
 #include "platform/Platform.h"
+#include "speech/SpeechRecognizerServiceError.h"
 #include "ui/DownloadQuestionText.h"
 #include "ui/ModelMark.h"
 
@@ -17,6 +18,7 @@
 
 namespace quillora {
 
+using namespace Qt::StringLiterals;
 using platform::ModelTask;
 using platform::Platform;
 
@@ -50,6 +52,8 @@ ModelsDesk::ModelsDesk(AppController &controller, Popover &popover, ContentView 
     onModels(&Models::changed);
     onModels(&Models::chosen);
     connect(&m_models, &Models::chosen, &m_controller, &AppController::prepareEngines);
+    connect(&m_controller, &AppController::statusTextChanged, this, &ModelsDesk::leadFromStatus);
+    connect(&m_panel, &ContentView::modelsRequested, this, &ModelsDesk::showWindow);
 }
 
 ModelsDesk::~ModelsDesk() {
@@ -189,6 +193,24 @@ std::optional<ModelTask> ModelsDesk::translationTask(const QString &target) cons
     if (!isHere || source == target)
         return {};
     return ModelTask::translating(source, target);
+}
+
+void ModelsDesk::leadFromStatus() {
+    m_panel.setStatusLink(isAboutModels(m_controller.statusText()) ? ContentView::StatusLink::models
+                                                                   : ContentView::StatusLink::none);
+}
+
+/// Errors that the window for models mends name its place in the menu; that of a recognizer does not tell
+/// whether it is for want of a model.
+bool ModelsDesk::isAboutModels(const QString &status) const {
+    if (status.contains(u"Models in the tray menu"_s))
+        return true;
+    const QString locale = m_controller.sourceLocaleIdentifier();
+    const auto deaf = SpeechRecognizerServiceError::recognizerUnavailable(locale);
+    if (!status.endsWith(deaf.errorDescription()))
+        return false;
+    const auto standing = m_models.need(ModelTask::hearing(locale)).standing;
+    return standing == ModelNeed::Standing::missing || standing == ModelNeed::Standing::arriving;
 }
 
 /// Changes come in swarms: a download tells of itself many times a second. Where nobody looks they wait for

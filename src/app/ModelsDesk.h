@@ -54,6 +54,9 @@ private:
     void requestChosen();
     std::optional<platform::ModelTask> translationTask(const QString &target) const;
 
+    void leadFromStatus();
+    bool isAboutModels(const QString &status) const;
+
     void scheduleMarks();
     void showMarks();
 

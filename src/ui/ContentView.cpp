@@ -14,6 +14,7 @@
 #include "ui/PickerMark.h"
 #include "ui/StatusLabel.h"
 #include "ui/SymbolView.h"
+#include "ui/TextLink.h"
 #include "ui/TextPane.h"
 #include "ui/TypeScale.h"
 
@@ -256,11 +257,17 @@ QLayout *ContentView::buildStatusRow() {
     m_statusText->setForegroundRole(QPalette::PlaceholderText);
     m_statusText->setMinimumHeight(statusHeight);
     m_statusText->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    m_statusLink = named(new TextLink, u"statusLink"_s);
+    m_statusLink->setPlainText(u"Models…"_s);
+    m_statusLink->setAccessibleName(u"Models… for this status"_s); // a question has such a button, too
+    m_statusLink->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    setStatusLink(StatusLink::none);
 
     auto *row = new QHBoxLayout;
     row->setSpacing(controlSpacing);
     row->addWidget(m_statusDot);
     row->addWidget(m_statusText, 1);
+    row->addWidget(m_statusLink, 0, Qt::AlignVCenter); // the row stays as high as it is
     return row;
 }
 
@@ -302,6 +309,7 @@ void ContentView::connectControls() {
             [](AppController &controller) { platform::detach(controller.prepareTranslationModels()); });
     onClick(m_pasteButton, [](AppController &controller) { controller.pasteLastTranslation(); });
     connect(m_quitButton, &PanelButton::clicked, this, &ContentView::quitRequested);
+    connect(m_statusLink, &TextLink::clicked, this, &ContentView::modelsRequested);
 
     connect(m_sourcePicker, &Picker::picked, &m_controller, &AppController::setSourceLocaleIdentifier);
     connect(m_targetPicker, &Picker::picked, &m_controller, &AppController::setTargetLanguageIdentifier);
@@ -332,9 +340,9 @@ void ContentView::connectController() {
 
 void ContentView::setTabOrder() {
     const QList<QWidget *> readingOrder{
-        m_recordHotKeyButton, m_resetHotKeyButton, m_quitButton,     m_sourcePicker,   m_swapButton,
-        m_targetPicker,       m_enginePicker,      m_endpointField,  m_tokenField,     m_mainButton,
-        m_prepareButton,      m_pasteButton,       m_transcriptText, m_translationText};
+        m_recordHotKeyButton, m_resetHotKeyButton, m_quitButton,    m_sourcePicker,   m_swapButton,
+        m_targetPicker,       m_enginePicker,      m_endpointField, m_tokenField,     m_mainButton,
+        m_prepareButton,      m_pasteButton,       m_statusLink,    m_transcriptText, m_translationText};
     for (qsizetype i = 1; i < readingOrder.size(); ++i)
         QWidget::setTabOrder(readingOrder[i - 1], readingOrder[i]);
 }
@@ -342,7 +350,8 @@ void ContentView::setTabOrder() {
 void ContentView::applyFonts() {
     m_productName->setFont(typescale::semibold(typescale::scaled(font(), typescale::headline)));
     m_mainButton->setFont(typescale::semibold(font()));
-    m_statusText->setFont(typescale::scaled(font(), typescale::callout));
+    for (QWidget *status : std::initializer_list<QWidget *>{m_statusText, m_statusLink})
+        status->setFont(typescale::scaled(font(), typescale::callout));
     const QFont caption = typescale::scaled(font(), typescale::caption);
     m_hotKeyText->setFont(caption);
     m_footerText->setFont(caption);
@@ -414,6 +423,8 @@ void ContentView::setLanguageMarks(const QHash<QString, Picker::Mark> &sources,
     m_sourcePicker->setMarks(sources);
     m_targetPicker->setMarks(targets);
 }
+
+void ContentView::setStatusLink(StatusLink link) { m_statusLink->setVisible(link == StatusLink::models); }
 
 /// Each picker has half of the width, or what it needs more as far as the other can spare it.
 void ContentView::shareWidthAmongLanguages() {

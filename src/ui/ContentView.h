@@ -19,6 +19,7 @@ class LimitedLabel;
 class PanelButton;
 class StatusLabel;
 class SymbolView;
+class TextLink;
 class TextPane;
 
 /// The panel: shows what the controller publishes, and calls its operations. It has no state and decides
@@ -36,7 +37,14 @@ public:
     void setLanguageMarks(const QHash<QString, Picker::Mark> &sources,
                           const QHash<QString, Picker::Mark> &targets);
 
+    /// Whether the status has to do with models: then a link beside it leads to them.
+    enum class StatusLink { none, models };
+    void setStatusLink(StatusLink link);
+
 Q_SIGNALS:
+    /// The user wants to see the models that the status is about.
+    void modelsRequested();
+
     /// The user wants the panel out of the way.
     void closeRequested();
 
@@ -103,6 +111,7 @@ private:
     PanelButton *m_pasteButton;
     SymbolView *m_statusDot;
     StatusLabel *m_statusText;
+    TextLink *m_statusLink;
     TextPane *m_transcriptText;
     TextPane *m_translationText;
     LimitedLabel *m_footerText;

@@ -1,14 +1,17 @@
 #include "app/AppDelegate.h"
 #include "models/ModelShelf.h"
+#include "platform/Detached.h"
 #include "ui/LimitedLabel.h"
 #include "ui/PanelButton.h"
 #include "ui/Picker.h"
+#include "ui/TextLink.h"
 
 #include <QAccessible>
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -427,6 +430,61 @@ private Q_SLOTS:
         QCOMPARE(told, std::optional(platform::DownloadAnswer::notNow));
     }
 
+    // What a status leads to.
+
+    void anErrorThatNamesTheWindowLeadsToIt() {
+        openPanel();
+        QVERIFY(statusLink().isHidden());
+        m_delegate->controller()->setStatusText(
+            u"Translation failed: The download for English to Russian failed: It is away. Try again under "
+            u"Models in the tray menu."_s);
+        QVERIFY(statusLink().isVisible());
+        QCOMPARE(statusLink().plainText(), u"Models…"_s);
+        statusLink().click();
+        QVERIFY(desk().window()->isVisible());
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
+    void theNextStatusLeadsNowhere() {
+        openPanel();
+        m_delegate->controller()->setStatusText(u"Open Models in the tray menu."_s);
+        m_delegate->controller()->setStatusText(u"Listening..."_s);
+        QVERIFY(statusLink().isHidden());
+    }
+
+    void aLanguageWhoseModelIsNotThereLeadsToTheWindow() {
+        openPanel();
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
+        m_delegate->controller()->setStatusText(
+            u"Speech failed: Speech recognizer is unavailable for de-DE."_s);
+        QVERIFY(statusLink().isVisible());
+    }
+
+    void aLanguageWhoseModelIsThereIsUnavailableForAnotherReason() {
+        openPanel();
+        m_delegate->controller()->setStatusText(
+            u"Speech failed: Speech recognizer is unavailable for en-US."_s);
+        QVERIFY(statusLink().isHidden());
+    }
+
+    // A dictation.
+
+    void theStartOfADictationAsksNothingAndDownloadsNothing() {
+        pastFirstStart();
+        m_delegate->controller()->setSourceLocaleIdentifier(u"de-DE"_s);
+        m_platform->run();
+        answer("notNowButton");
+        m_platform->speech.isAvailable = false;
+        m_platform->log.clear();
+        platform::detach(m_delegate->controller()->toggleRecording());
+        m_platform->run();
+        QCOMPARE(m_delegate->controller()->statusText(),
+                 u"Speech failed: Speech recognizer is unavailable for de-DE."_s);
+        QCOMPARE(m_platform->log.calls().filter(QRegularExpression(u"^(consent|models)\\."_s)),
+                 QStringList());
+        QVERIFY(!desk().question());
+    }
+
     // What is marked.
 
     void whatIsNotInstalledIsMarked() {
@@ -535,6 +593,7 @@ private:
         desk().question()->findChild<PanelButton *>(QString::fromLatin1(button))->click();
         settle();
     }
+    TextLink &statusLink() const { return *m_delegate->popover()->findChild<TextLink *>(u"statusLink"_s); }
     Picker &picker(const QString &name) const { return *m_delegate->popover()->findChild<Picker *>(name); }
     /// As its tool tip in the list says.
     QString markOf(const QString &name, const QString &id) const {

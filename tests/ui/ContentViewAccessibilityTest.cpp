@@ -19,7 +19,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QAccessible::Role>("role");
         const auto row = [](const char *control, const char *name, QAccessible::Role role) {
-            QTest::newRow(control) << QString::fromLatin1(control) << QString::fromLatin1(name) << role;
+            QTest::newRow(control) << QString::fromLatin1(control) << QString::fromUtf8(name) << role;
         };
         row("recordHotKeyButton", "Record hotkey", QAccessible::Button);
         row("resetHotKeyButton", "Reset hotkey", QAccessible::Button);
@@ -30,6 +30,7 @@ private Q_SLOTS:
         row("mainButton", "Start", QAccessible::Button);
         row("prepareButton", "Prepare translation models", QAccessible::Button);
         row("pasteButton", "Paste last translation", QAccessible::Button);
+        row("statusLink", "Models… for this status", QAccessible::Link);
         row("statusText", "Ready.", QAccessible::Notification);
         row("transcriptText", "Transcript", QAccessible::EditableText);
         row("translationText", "Translation", QAccessible::EditableText);

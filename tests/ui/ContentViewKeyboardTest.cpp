@@ -61,12 +61,13 @@ private Q_SLOTS:
         harness.useHostedEngine();
         harness.dictate(u"good morning"_s);                             // enables the paste button
         harness.controller->setRecordedHotKey({40, AppHotKey::cmdKey}); // and the reset button
+        harness.panel->setStatusLink(ContentView::StatusLink::models);
         harness.show();
         const QStringList order{u"recordHotKeyButton"_s, u"resetHotKeyButton"_s, u"quitButton"_s,
                                 u"sourcePicker"_s,       u"swapButton"_s,        u"targetPicker"_s,
                                 u"enginePicker"_s,       u"endpointField"_s,     u"tokenField"_s,
                                 u"mainButton"_s,         u"prepareButton"_s,     u"pasteButton"_s,
-                                u"transcriptText"_s,     u"translationText"_s};
+                                u"statusLink"_s,         u"transcriptText"_s,    u"translationText"_s};
         harness.find<QWidget>(order.first()).setFocus();
         QStringList visited;
         for (qsizetype i = 0; i < order.size(); ++i) {

@@ -5,6 +5,7 @@
 #include "ui/PanelPalette.h"
 #include "ui/PickerMark.h"
 #include "ui/SymbolView.h"
+#include "ui/TextLink.h"
 #include "ui/TextPane.h"
 #include "ui/ToolTip.h"
 
@@ -707,6 +708,31 @@ private Q_SLOTS:
         button.click();
         QVERIFY(!harness.controller->isRecording());
         QVERIFY(harness.controller->isProcessing());
+    }
+
+    void aLinkBesideTheStatusMovesNothing() {
+        const QFont large(u"DejaVu Sans"_s, 13); // its lines take more than the room that there is at least
+        PanelHarness harness;
+        harness.panel->setFont(large);
+        harness.show();
+        const int height = harness.panel->height();
+        harness.panel->setStatusLink(ContentView::StatusLink::models);
+        QCoreApplication::processEvents();
+        QCOMPARE(harness.panel->height(), height);
+        PanelHarness early;
+        early.panel->setFont(large);
+        early.panel->setStatusLink(ContentView::StatusLink::models);
+        early.show();
+        QCOMPARE(early.panel->height(), height);
+    }
+
+    void theStatusLinkAsksForTheModels() {
+        PanelHarness harness;
+        const QSignalSpy spy(harness.panel.get(), &ContentView::modelsRequested);
+        harness.panel->setStatusLink(ContentView::StatusLink::models);
+        harness.show();
+        harness.find<TextLink>(u"statusLink"_s).click();
+        QCOMPARE(spy.size(), 1);
     }
 
     void thePrepareButtonPreparesModels() {

@@ -43,8 +43,8 @@ private Q_SLOTS:
 
     void everyStateIsPictured_data() {
         Pictures::addRows({"idle", "recording", "processing", "hotkey-capture", "hosted-engine", "translated",
-                           "long-texts", "long-status", "long-names", "marks", "russian", "chinese", "arabic",
-                           "keyboard-focus"});
+                           "long-texts", "long-status", "status-link", "long-names", "marks",
+                           "download-while-recording", "russian", "chinese", "arabic", "keyboard-focus"});
     }
 
     void everyStateIsPictured() {
@@ -136,6 +136,11 @@ private:
                 u"Translation failed: "_s + adviceWithoutDefaultEndpoint() +
                 u" Could not connect to translate.quillora.example: there is no such host, or this computer "
                 u"is offline."_s);
+        } else if (state == u"status-link"_s) {
+            harness.controller->setStatusText(u"Translation failed: The download for English to Russian "
+                                              u"failed: There is no room. Try again "
+                                              u"under Models in the tray menu."_s);
+            harness.panel->setStatusLink(ContentView::StatusLink::models);
         } else if (state == u"long-names"_s) {
             harness.controller->setSourceLocaleIdentifier(u"en-GB"_s);
             harness.controller->setTargetLanguageIdentifier(u"id"_s);
@@ -149,6 +154,9 @@ private:
             harness.useHostedEngine();
         } else if (state == u"marks"_s) {
             mark(harness);
+        } else if (state == u"download-while-recording"_s) {
+            mark(harness);
+            harness.startRecording();
         }
     }
 
