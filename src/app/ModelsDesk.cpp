@@ -72,8 +72,10 @@ void ModelsDesk::makeWindow() {
 
 void ModelsDesk::showWindow() {
     makeWindow();
-    if (!m_window->isVisible())
+    if (!m_window->isVisible()) {
         m_window->select(m_controller.selectedSource().id, m_controller.selectedTarget().id);
+        placeBesidePanel();
+    }
     bringToFront(*m_window);
 }
 
@@ -83,14 +85,12 @@ void ModelsDesk::notePanelOpened() {
     if (firstStart.isOver() || m_models.store().models().isEmpty())
         return;
     firstStart.end();
-    makeWindow();
-    placeBesidePanel();
     showWindow();
 }
 
 /// Elsewhere the panel, which stays in front, might hide a part of it.
 void ModelsDesk::placeBesidePanel() {
-    if (!m_popover.isAttached() || !Platform::current().ownWindows().canPlace())
+    if (!m_popover.isShown() || !m_popover.isAttached() || !Platform::current().ownWindows().canPlace())
         return;
     const QRect panel = m_popover.frameGeometry();
     const QRect room = m_popover.screen()->availableGeometry();
