@@ -33,6 +33,8 @@ void fillLongShelf(FakePlatform &platform) {
     platform.speech.locales = locales;
 }
 
+constexpr double frame = 16; ///< milliseconds
+
 /// The longest of some turns of the event loop, without what a busy machine kept it waiting.
 class LongestTurn {
 public:
@@ -43,7 +45,9 @@ public:
         m_longest = std::max(m_longest, busyNanoseconds() - before);
     }
     void report(const char *what) const {
-        qInfo("%s: %.1f ms at the longest", what, static_cast<double>(m_longest) / 1e6);
+        const double milliseconds = static_cast<double>(m_longest) / 1e6;
+        qInfo("%s: %.1f ms at the longest: %s", what, milliseconds,
+              milliseconds <= frame ? "within a frame" : "A STALL");
     }
 
 private:
