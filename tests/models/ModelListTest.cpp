@@ -41,6 +41,14 @@ private Q_SLOTS:
                                     {ModelTask::hearing(u"de-DE"_s), {u"kroko-de"_s}, u"kroko-de"_s}}));
     }
 
+    void twoLocalesOfOneLanguageAreTwoTasks() {
+        m_platform->routes.offer(ModelTask::hearing(u"de-AT"_s), {u"kroko-de"_s});
+        const auto entries = ModelList::speech(*m_models, {u"de-AT"_s, u"de-DE"_s});
+        QCOMPARE(entries,
+                 (QList<ModelEntry>{{ModelTask::hearing(u"de-AT"_s), {u"kroko-de"_s}, u"kroko-de"_s},
+                                    {ModelTask::hearing(u"de-DE"_s), {u"kroko-de"_s}, u"kroko-de"_s}}));
+    }
+
     void whatTellsPausesIsListedWhereThereIsAModelForIt() {
         QVERIFY(!ModelList::pauses(*m_models));
         const auto task = ModelTask::tellingPauses();

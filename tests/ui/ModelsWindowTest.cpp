@@ -171,6 +171,15 @@ private Q_SLOTS:
                  (QStringList{u"🇷🇺 Russian"_s, u"🇫🇷 French"_s, u"🇩🇪 German"_s}));
     }
 
+    void aLanguageOfSeveralRegionsIsListedOnce() {
+        ModelsHarness harness([](FakePlatform &platform) {
+            platform.models.offer(speechModel(u"kroko-en"_s, u"en"_s, 71'000'000));
+            for (const QString &locale : {u"en-US"_s, u"en-GB"_s})
+                platform.routes.offer(ModelTask::hearing(locale), {u"kroko-en"_s});
+        });
+        QCOMPARE(titles(harness, u"speechModels"_s), QStringList{u"🇺🇸 English"_s});
+    }
+
     void whatHearsPausesComesAfterTheLanguagesAndIsInstalledAndRemovedAsTheyAre() {
         ModelsHarness harness(fillShelfWithVoiceActivity);
         QCOMPARE(titles(harness, u"speechModels"_s).last(), u"Voice activity: hears pauses in noise"_s);
