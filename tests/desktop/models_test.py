@@ -4,11 +4,13 @@ program is the first argument."""
 
 import os
 import re
+import subprocess
 import unittest
 
 from desktop_case import PROGRAM  # first: it finds the others
 from panel_case import PanelCase
 
+import tones
 from dictation import recordings, write_settings
 from model_publisher import Publisher
 from virtual_desktop import wait_for
@@ -16,6 +18,7 @@ from virtual_desktop import wait_for
 QUESTION = "Download what translating English to Russian takes? 226 kB from the demonstration, kept on this computer."
 ROW = "English to Russian, words-en-ru"
 GERMAN_ROW = "German, tones-de"
+PANEL_WIDTH = 382  # it stands at the left of the screen
 PICTURES = os.path.join(os.path.dirname(PROGRAM), "..", "screenshots")
 
 
@@ -40,6 +43,9 @@ class ModelsCase(PanelCase):
         wait_for("the window", lambda: self.person.reader.place("Quillora", "Search languages and models"))
         self.person.reader.press("Quillora", kind)
         self.enter("Search languages and models", words)
+
+    def press(self, *keys):
+        self.desktop.run(["xdotool", "key", *keys])
 
     def take_picture(self, name):
         self.desktop.screenshot(os.path.join(PICTURES, f"models-desktop-{name}.png"))
@@ -70,6 +76,7 @@ class FirstWindowTest(ModelsCase):
                           "Kept on this computer.", "Not installed: 226 kB")
         self.assertEqual(self.starts(), [])
         self.hear_every_control()
+        self.walk_by_keyboard()
         self.take_picture("fresh-start")
 
         self.click("Install, 226 kB")
@@ -79,6 +86,7 @@ class FirstWindowTest(ModelsCase):
 
         self.publisher.let_go()
         self.wait_to_read("Everything for this is here.")
+        self.take_picture("arrived")
         self.click_at(1150, 400)  # the part of the editor that the windows leave free
         after, _ = self.person.speak(recordings()[1])
         self.assertEqual(after, self.words.translate(self.person.transcript()))
@@ -97,7 +105,30 @@ class FirstWindowTest(ModelsCase):
             ["text", "Search languages and models"]])
         self.assertGreater(len(controls), 40)
         for role, name in controls[9:]:
-            self.assertRegex(f"{role}: {name}", r"^push button: (Install [\w ]+, .+|\d+ other choices? for \w+)$")
+            self.assertRegex(f"{role}: {name}", r"^(push button: (Install [\w ]+, .+|\d+ other choices? for \w+)|"
+                                                r"link: Licence .+ of [\w ]+, .+)$")
+
+    def walk_by_keyboard(self):
+        """From what the window opens with to a model in the other list, and back."""
+        self.person.wait_for_keyboard("Install, 226 kB")
+        self.press("Tab")
+        self.person.wait_for_keyboard("Speech")
+        self.press("Right")
+        self.wait_to_read("English to Russian, words-en-ru")
+        self.press("Tab")
+        self.person.wait_for_keyboard("Search languages and models")
+        self.desktop.run(["xdotool", "type", "english to russian"])
+        self.press("Tab")
+        self.person.wait_for_keyboard(f"Install {ROW}")
+        self.press("Tab")
+        self.person.wait_for_keyboard("3 other choices for English to Russian")
+        self.press("space")
+        self.person.wait_for_keyboard("Fewer choices for English to Russian")
+        self.press("Escape")  # what is searched for
+        self.press("shift+Tab", "shift+Tab", "shift+Tab", "Left")
+        self.person.wait_for_keyboard("Speech")
+        self.press("shift+Tab")
+        self.person.wait_for_keyboard("Install, 226 kB")
 
 
 class DownloadTest(ModelsCase):
@@ -113,7 +144,7 @@ class DownloadTest(ModelsCase):
         self.person.open_panel()
         self.choose_russian()
         self.wait_for_question()
-        self.click("Not Now")
+        self.decline_by_keyboard()
         self.wait_for_no_question()
         self.person.click("Prepare translation models")
         self.person.wait_for_status(
@@ -121,6 +152,18 @@ class DownloadTest(ModelsCase):
             "again to be asked again, or open Models in the tray menu.", seconds=60)
         self.assertIsNone(self.person.question())
         self.take_picture("declined")
+
+    def decline_by_keyboard(self):
+        self.person.wait_for_keyboard("Download")
+        self.press("shift+Tab")
+        self.person.wait_for_keyboard("Not Now")
+        self.press("Tab")
+        self.person.wait_for_keyboard("Download")
+        self.press("Tab")
+        self.person.wait_for_keyboard("Models…")
+        self.press("Tab")
+        self.person.wait_for_keyboard("Not Now")
+        self.press("Return")
 
     def agree_once_the_language_is_chosen_again(self):
         self.choose_russian()
@@ -136,6 +179,7 @@ class DownloadTest(ModelsCase):
     def cancel(self):
         self.click(f"Cancel {ROW}")
         self.wait_to_read("Install, 226 kB")
+        self.take_picture("cancelled")
 
     def quit_in_the_middle(self):
         self.click(f"Install {ROW}")
@@ -172,7 +216,7 @@ class WhileDictatingTest(ModelsCase):
 
     def arrange(self):
         super().arrange()
-        self.publisher.offer_tones(PROGRAM)
+        self.tones = self.publisher.offer_tones(PROGRAM)
         self.publisher.write_catalog()
         write_settings(self.desktop, targetLanguageIdentifier="es")
 
@@ -191,6 +235,7 @@ class WhileDictatingTest(ModelsCase):
         self.let_it_arrive_during_a_dictation()
         self.remove_it_during_a_dictation()
         self.dictate_in_a_language_that_is_on_its_way()
+        self.remove_what_hears_during_a_dictation()
 
     def dictate_in_another_language(self):
         self.person.focus_editor()
@@ -257,10 +302,31 @@ class WhileDictatingTest(ModelsCase):
                  .startswith("On its way, "))
         self.take_picture("another-language")
 
+    def remove_what_hears_during_a_dictation(self):
+        """It hears on: what is said is not lost."""
+        self.publisher.let_go()
+        self.wait_to_read(f"Remove {GERMAN_ROW}")
+        clip = os.path.join(self.desktop.folder, "clip.wav")
+        tones.write(tones.in_german("hello world"), self.tones, clip)
+        self.person.focus_editor()
+        with self.person.holding_the_hotkey():
+            self.person.wait_for_status("Listening...")
+            self.person.click(f"Remove {GERMAN_ROW}")
+            self.wait_to_read(f"Keep {GERMAN_ROW}")
+            self.desktop.play(clip)
+            wait_for("what is heard", lambda: self.person.transcript() == "hello world")
+        self.person.wait_for_status(
+            "Translation failed: German to Russian needs a download that was not agreed to. Choose the languages again "
+            "to be asked again, or open Models in the tray menu.")
+        self.assertEqual(self.person.transcript(), "hello world")
+        self.take_picture("removed-what-hears")
+
 
 class WhatCannotBeHadTest(ModelsCase):
     def arrange(self):
         super().arrange()
+        self.disk = os.path.join(self.desktop.environment["XDG_DATA_HOME"], "Quillora")
+        self.is_disk_small = self.mount_small_disk()
         self.publisher.offer("huge", "translation", ["en", "de"], "neural", {"model.bin": __file__}, downloadSize=226000)
         self.publisher.exaggerate("huge", 1 << 49)
         self.publisher.write_catalog()
@@ -268,7 +334,19 @@ class WhatCannotBeHadTest(ModelsCase):
 
     def test_what_cannot_be_had_is_named(self):
         self.ask_for_more_than_there_is_room_for()
+        if self.is_disk_small:
+            self.run_out_of_room_on_the_way()
+        else:
+            print("No disk was filled: nothing can be mounted here.")
         self.ask_a_publisher_who_is_away()
+
+    def mount_small_disk(self):
+        os.makedirs(self.disk, exist_ok=True)
+        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=24m", "tmpfs", self.disk], check=False)
+        if mounted.returncode == 0:
+            # Who still has a file there does not keep the folder from being removed.
+            self.addCleanup(subprocess.run, ["umount", "--lazy", self.disk], check=True)
+        return mounted.returncode == 0
 
     def ask_for_more_than_there_is_room_for(self):
         self.person.open_panel()
@@ -280,6 +358,38 @@ class WhatCannotBeHadTest(ModelsCase):
             r"disk, and [0-9.]+ [kMGT]B are free\. Make room for it\. Try again under Models in the tray menu\.",
             self.person.status()))
         self.take_picture("no-room")
+
+    def run_out_of_room_on_the_way(self):
+        """What came stays, and the reason is told."""
+        self.publisher.hold()
+        self.person.pick("🇩🇪 German", "Russian")
+        self.wait_for_question()
+        self.click("Download")
+        self.wait_for_no_question()
+        wait_for("half of it", lambda: (self.person.reader.description("Quillora", "🇷🇺 Russian") or "")
+                 .startswith("On its way, 50 %"))
+        self.person.click("Prepare translation models")  # which joins the download
+        self.person.wait_for_status("Preparing translation models...")
+        with self.assertRaises(OSError), open(os.path.join(self.disk, "ballast"), "wb", buffering=0) as ballast:
+            while True:
+                ballast.write(bytes(4096))
+        self.publisher.let_go()
+        reason = '"model.bin" could not be written: No space left on device.'
+        self.person.wait_for_status(f"Translation setup failed: The download for English to Russian failed: {reason} "
+                                    "Try again under Models in the tray menu.")
+        self.take_picture("disk-full")
+        self.person.click_on("Models… for this status")
+        self.look_for("Translation", "English to Russian")
+        self.wait_to_read(reason, f"Resume {ROW}")
+        left, _ = self.person.reader.place("Quillora", "Search languages and models")
+        self.assertGreater(left, PANEL_WIDTH)  # the panel, which stays in front, hides nothing of it
+        self.take_picture("disk-full-window")
+        os.remove(os.path.join(self.disk, "ballast"))
+        self.person.open_panel()
+        self.person.pick("🇷🇺 Russian", "German")
+        wait_for("another question", lambda: self.person.question() == QUESTION.replace("Russian", "German"))
+        self.click("Not Now")
+        self.wait_for_no_question()
 
     def ask_a_publisher_who_is_away(self):
         self.publisher.close()
