@@ -81,8 +81,10 @@ void RawHttpServer::close() { m_answered->disconnectFromHost(); }
 void RawHttpServer::reset() { resetConnection(m_answered); }
 
 void RawHttpServer::sendToAll(const QByteArray &bytes) {
-    for (QSslSocket *socket : m_listener.findChildren<QSslSocket *>())
+    for (QSslSocket *socket : m_listener.findChildren<QSslSocket *>()) {
         socket->write(bytes);
+        socket->flush();
+    }
 }
 
 void RawHttpServer::closeAll() {
@@ -105,6 +107,7 @@ int RawHttpServer::openConnectionCount() const {
 void RawHttpServer::accept(qintptr descriptor) {
     auto *socket = new QSslSocket(&m_listener);
     socket->setSocketDescriptor(descriptor);
+    socket->setSocketOption(QAbstractSocket::LowDelayOption, 1); // what is sent arrives at once
     ++m_connectionCount;
     connect(socket, &QSslSocket::readyRead, this, [this, socket] { receive(socket); });
     if (!m_tls)

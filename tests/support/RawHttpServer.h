@@ -64,9 +64,6 @@ public:
     /// What arrived on all connections, complete or not.
     const QByteArray &received() const { return m_received; }
 
-    /// What was sent last and has not left yet; -1 before anything was.
-    qint64 unsentByteCount() const { return m_answered ? m_answered->bytesToWrite() : -1; }
-
     int connectionCount() const { return m_connectionCount; }
 
     /// Those that neither end has left.

@@ -3,14 +3,20 @@
 #include "fakes/FakePlatform.h"
 #include "platform/linux/http/QtHttpSession.h"
 #include "support/ChildProcess.h"
+#include "support/Files.h"
 #include "support/Outcome.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QEvent>
 
+#include <algorithm>
 #include <memory>
+#include <unistd.h>
 
 namespace quillora::test {
+
+using namespace Qt::StringLiterals;
 
 /// A desktop of fakes on a real network. The network takes its time; the time-outs keep that of the fake
 /// queue.
@@ -21,7 +27,7 @@ public:
     platform::HttpSession &httpSession() override { return *session; }
 
     /// Waits, turning the event loop, until `condition` holds; false if it never did.
-    bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000) {
+    bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 30000) {
         return ChildProcess::waitUntil(
             [&] {
                 run();
@@ -44,6 +50,18 @@ public:
         if (!settle(outcome))
             throw std::runtime_error("the task never ended");
         return outcome;
+    }
+
+    /// Waits until the other threads of this process have done all that the network has brought so far.
+    bool waitUntilThreadsRest() {
+        return waitUntil([] {
+            const QDir threads(u"/proc/self/task"_s);
+            const QStringList ids = threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+            return std::all_of(ids.cbegin(), ids.cend(), [&](const QString &id) {
+                const QByteArray status = readFile(threads.filePath(id + u"/stat"_s));
+                return id == QString::number(::getpid()) || status.contains(") S ");
+            });
+        });
     }
 
     /// Destroys the session and lets those who wait for it learn of that.

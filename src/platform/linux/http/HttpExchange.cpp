@@ -26,6 +26,11 @@ constexpr std::chrono::seconds longestAbort{10};
 /// 303) turn a POST into a GET, which nobody wants here.
 bool repeatsRequestElsewhere(int status) { return status == 307 || status == 308; }
 
+/// Any other answer ends with its connection.
+bool saysWhereItEnds(const QNetworkReply &reply) {
+    return reply.hasRawHeader("Content-Length") || reply.hasRawHeader("Transfer-Encoding");
+}
+
 QNetworkRequest networkRequest(const HttpRequest &request) {
     QNetworkRequest result = anonymousRequest(request.url);
     for (const auto &[name, value] : request.headers)
@@ -125,6 +130,11 @@ bool HttpExchange::isTransportFailure() const {
     const auto error = m_reply->error();
     if (error == QNetworkReply::ProxyAuthenticationRequiredError)
         return m_proxy.type() != QNetworkProxy::NoProxy;
+    // Qt would send the body again for a redirect, of which no more than the head matters, and in vain. It
+    // also would where the connection of an answer is closed that began while the request was still on its
+    // way, even if that is how the answer ends.
+    if (error == QNetworkReply::ContentReSendError)
+        return !repeatsRequestElsewhere(statusOf(*m_reply)) && saysWhereItEnds(*m_reply);
     return statusOf(*m_reply) == 0 || error == QNetworkReply::ProtocolFailure ||
            (error > QNetworkReply::NoError && error < QNetworkReply::ContentAccessDenied);
 }

@@ -51,6 +51,7 @@ QString networkFault(const QString &host, const QNetworkProxy &proxy, QNetworkRe
     case QNetworkReply::TimeoutError:
         return couldNotConnect + u": it did not respond."_s;
     case QNetworkReply::RemoteHostClosedError:
+    case QNetworkReply::ContentReSendError:
         return host + u" closed the connection before its answer was complete."_s;
     case QNetworkReply::SslHandshakeFailedError:
         return u"Could not connect securely to "_s + host + u": "_s + certificateFault(tlsErrors) + u'.';

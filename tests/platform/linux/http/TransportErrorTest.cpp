@@ -24,6 +24,8 @@ private Q_SLOTS:
         row(Error::TimeoutError, "Could not connect to api.example.org: it did not respond.");
         row(Error::RemoteHostClosedError,
             "api.example.org closed the connection before its answer was complete.");
+        row(Error::ContentReSendError,
+            "api.example.org closed the connection before its answer was complete.");
         row(Error::UnknownNetworkError, "The connection to api.example.org failed.");
         row(Error::TemporaryNetworkFailureError, "The connection to api.example.org failed.");
         row(Error::ProtocolFailure, "The connection to api.example.org failed.");
