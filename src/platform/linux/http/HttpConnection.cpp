@@ -38,28 +38,47 @@ void HttpConnection::open() {
         const auto *proxy = std::get_if<QNetworkProxy>(&found);
         if (!proxy)
             return;
-        m_isOpening = true;
-        connect(&m_network, &QNetworkAccessManager::finished, this, &HttpConnection::opened,
-                Qt::SingleShotConnection);
         m_network.setProxy(*proxy);
-        if (isSecure(m_url))
-            m_network.connectToHostEncrypted(m_url.host(), effectivePort(m_url));
-        else
-            m_network.connectToHost(m_url.host(), effectivePort(m_url));
+        m_state = State::opening;
+        connectToOrigin();
     });
 }
 
-void HttpConnection::opened() {
-    m_isOpening = false;
-    if (const auto then = std::exchange(m_onOpened, nullptr))
-        then();
+void HttpConnection::connectToOrigin() {
+    connect(&m_network, &QNetworkAccessManager::finished, this, &HttpConnection::connected,
+            Qt::SingleShotConnection);
+    if (isSecure(m_url))
+        m_network.connectToHostEncrypted(m_url.host(), effectivePort(m_url));
+    else
+        m_network.connectToHost(m_url.host(), effectivePort(m_url));
 }
 
-void HttpConnection::whenOpened(std::function<void()> then) {
-    if (m_isOpening)
-        m_onOpened = std::move(then);
+void HttpConnection::connected(QNetworkReply *reply) {
+    const bool isChecked = m_state == State::checking;
+    m_state = reply->error() == QNetworkReply::NoError ? State::open : State::closed;
+    if (!m_onReady)
+        return;
+    if (m_state == State::open && !isChecked)
+        check();
     else
+        std::exchange(m_onReady, nullptr)();
+}
+
+/// Asked to connect once more, the toolkit keeps the connection that is there, but closes it where something
+/// has come over it.
+void HttpConnection::check() {
+    m_state = State::checking;
+    connectToOrigin();
+}
+
+void HttpConnection::whenReady(std::function<void()> then) {
+    if (m_state == State::closed) {
         then();
+        return;
+    }
+    m_onReady = std::move(then);
+    if (m_state == State::open)
+        check();
 }
 
 void HttpConnection::whenProxyIsKnown(SystemProxies::Found then) {

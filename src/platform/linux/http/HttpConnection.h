@@ -9,6 +9,8 @@
 #include <functional>
 #include <optional>
 
+class QNetworkReply;
+
 namespace quillora::platform {
 
 /// Whether both lead to the same scheme, host and port.
@@ -32,9 +34,10 @@ public:
     /// Connects once the proxy is known. A failure shows with the request.
     void open();
 
-    /// Calls `then` once no connection is being opened, at once if none is. A request that set out earlier
-    /// would make the toolkit open a second one.
-    void whenOpened(std::function<void()> then);
+    /// Calls `then` once a request may set out, at once if nothing was opened. Earlier, it would make the
+    /// toolkit open a second connection, or take for its answer what the server said before it was asked: a
+    /// connection that has brought anything is closed here.
+    void whenReady(std::function<void()> then);
 
     /// Calls `then` once the search for a proxy is over, at once if it is already. Only the last one who
     /// asked is told.
@@ -43,14 +46,19 @@ public:
     QNetworkAccessManager &network() { return m_network; }
 
 private:
-    void opened();
+    /// Of what was opened in advance, as far as is known.
+    enum class State { closed, opening, open, checking };
+
+    void connectToOrigin();
+    void connected(QNetworkReply *reply);
+    void check();
 
     QUrl m_url;
     QNetworkAccessManager m_network;
     std::optional<SystemProxies::Result> m_proxy;
     SystemProxies::Found m_onProxyKnown;
-    bool m_isOpening = false;
-    std::function<void()> m_onOpened;
+    State m_state = State::closed;
+    std::function<void()> m_onReady;
 };
 
 } // namespace quillora::platform

@@ -58,7 +58,7 @@ HttpExchange::HttpExchange(std::unique_ptr<HttpConnection> connection, MainQueue
         }
         m_proxy = std::get<QNetworkProxy>(found);
         restartSilenceDeadline();
-        m_connection->whenOpened([this] {
+        m_connection->whenReady([this] {
             if (!m_isOver)
                 send();
         });

@@ -28,8 +28,7 @@ public:
     static constexpr std::chrono::minutes totalTime{2};
 
     /// How long a connection that was opened in advance waits for its request. Servers close those that stay
-    /// silent, some with an answer that would be taken for that of the request: the common ones after 20 s at
-    /// the earliest.
+    /// silent, the common ones after 20 s at the earliest.
     static constexpr std::chrono::seconds longestWait{10};
 
     /// `queue` outlives the session and keeps its time.

@@ -582,6 +582,14 @@ private Q_SLOTS:
         QCOMPARE(m_server->requests().size(), 1);
     }
 
+    void whatAServerSaysBeforeItIsAskedIsNoAnswer() {
+        prepare();
+        m_server->sendToAll(RawHttpServer::response(408, "nobody asked"));
+        QVERIFY(m_platform->waitUntilThreadsRest());
+        m_server->answer(RawHttpServer::response(200, "one"));
+        QCOMPARE(ask(post(m_server->url()))->value().body, "one");
+    }
+
     void aRequestThatMeetsTheEndOfItsConnectionArrivesAtMostOnce() {
         for (int i = 0; i < 50; ++i) {
             prepare();

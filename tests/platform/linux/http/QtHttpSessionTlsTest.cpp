@@ -40,6 +40,17 @@ private Q_SLOTS:
         QCOMPARE(server.connectionCount(), 1);
     }
 
+    void whatAServerSaysBeforeItIsAskedIsNoAnswer() {
+        RawHttpServer server(m_authority.issue(u"127.0.0.1"_s));
+        m_platform->session->prepare(server.url());
+        QVERIFY(m_platform->waitUntil([&] { return server.handshakeCount() == 1; }));
+        server.sendToAll(RawHttpServer::response(408, "nobody asked"));
+        QVERIFY(m_platform->waitUntilThreadsRest());
+        server.answer(RawHttpServer::response(200, "one"));
+        QCOMPARE(ask(server.url())->value().body, "one");
+        QCOMPARE(server.requests().size(), 1);
+    }
+
     void aRequestThatComesDuringTheHandshakeWaitsForIt() {
         RawHttpServer server(m_authority.issue(u"127.0.0.1"_s));
         server.answer(RawHttpServer::response(200, "one"));
