@@ -28,6 +28,8 @@ void fail(const std::string &fault) {
         std::exit(0);
     if (fault == "crash")
         ::raise(SIGSEGV);
+    if (fault == "kill")
+        ::raise(SIGKILL); // as the kernel does where memory runs out
     if (fault == "memory")
         ::operator delete(::operator new(std::size_t{1} << 60));
     if (fault == "garbage" && ::write(recognizer::socketDescriptor, "garbage", 7) == 7)

@@ -113,6 +113,7 @@ private Q_SLOTS:
         QTest::newRow("an exit") << u"exit"_s << EXIT_SUCCESS;
         QTest::newRow("a crash") << u"crash"_s << -SIGSEGV;
         QTest::newRow("no memory") << u"memory"_s << noMemoryStatus;
+        QTest::newRow("a kill from outside") << u"kill"_s << -SIGKILL;
     }
     void whateverTheEngineDoesIsNoticed() {
         QFETCH(QString, fault);

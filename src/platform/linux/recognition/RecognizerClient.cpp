@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <poll.h>
 #include <utility>
 
@@ -100,7 +101,8 @@ void RecognizerClient::start() {
         send(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, model.parameters});
         expectAnswer(m_limits.loading);
     } catch (const std::exception &) {
-        takeNextModel(notStarted()); // which is not this one's fault
+        dropProcess();
+        failAll(notStarted()); // which is no model's fault
     }
 }
 
@@ -308,8 +310,13 @@ void RecognizerClient::processDied(const Worker &worker) {
     if (wasReady && m_dictations.empty())
         return;
     constexpr int mostDeaths = 2;
-    if (++m_deathsInARow == mostDeaths)
+    if (++m_deathsInARow == mostDeaths) {
+        m_deathsInARow = 0;
+        // So the kernel ends who takes the most memory, which may be there again at the next press.
+        if (status == -SIGKILL)
+            return failAll(noMemory());
         return modelFailed(isModelRight(worker) ? unsuitable() : damaged());
+    }
     if (!m_dictations.empty() && ++m_dictations.front().deaths == mostDeaths) {
         m_dictations.front().failed(notRecognized());
         m_dictations.pop_front();

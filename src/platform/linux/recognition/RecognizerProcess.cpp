@@ -101,7 +101,8 @@ int RecognizerProcess::collect() {
         pollfd process{m_process, POLLIN, 0};
         return ::poll(&process, 1, patienceMs) > 0;
     };
-    if (!m_channel.isOtherEndGone() || !hasEnded()) {
+    const bool isToBeEnded = !m_channel.isOtherEndGone() || !hasEnded();
+    if (isToBeEnded) {
         ::kill(m_id, SIGKILL);
         // One that even this does not end waits for a disk; the program does not.
         hasEnded();
@@ -110,7 +111,7 @@ int RecognizerProcess::collect() {
     const bool isCollected = ::waitpid(std::exchange(m_id, -1), &status, WNOHANG) > 0;
     if (isCollected && WIFEXITED(status))
         return WEXITSTATUS(status);
-    return isCollected && WIFSIGNALED(status) ? -WTERMSIG(status) : -SIGKILL;
+    return isCollected && WIFSIGNALED(status) && !isToBeEnded ? -WTERMSIG(status) : endedHere;
 }
 
 } // namespace quillora::platform

@@ -3,6 +3,7 @@
 #include "recognizer/protocol/Channel.h"
 
 #include <chrono>
+#include <limits>
 #include <string>
 #include <sys/types.h>
 
@@ -29,8 +30,11 @@ public:
     /// For how long it has waited so far, ready to run, for a busy machine to let it.
     std::chrono::milliseconds starved() const;
 
+    /// What became of one that had to be ended here.
+    static constexpr int endedHere = std::numeric_limits<int>::min();
+
     /// Ends it at once, unless it has closed the socket and so is about to end by itself. Returns its status,
-    /// or as a negative number the signal that ended it.
+    /// or as a negative number the signal that ended it, or endedHere.
     int collect();
 
 private:

@@ -309,10 +309,43 @@ private Q_SLOTS:
         QCOMPARE(next.finalText(), spoken(1, 2));
     }
 
-    void withoutARecognizerTheModelFails() {
-        RecognizerClient client("/nonexistent");
-        client.load({model()});
-        QVERIFY(waitUntil([&] { return client.modelState() == ModelState::failed; }));
+    void aRecognizerThatIsKilledFromOutsideSaysNothingOfItsModel_data() {
+        QTest::addColumn<QString>("script");
+        QTest::newRow("loading") << u"load kill"_s;
+        QTest::newRow("decoding") << u"1 kill"_s;
+    }
+    void aRecognizerThatIsKilledFromOutsideSaysNothingOfItsModel() {
+        QFETCH(QString, script);
+        writeScript(script.toStdString());
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        std::atomic<int> rejections = 0;
+        client.load({modelThatCounts(rejections), {"fake", {"/nonexistent"}}});
+        Dictating dictating(client);
+        dictating.hear(FakeSpeech::words(1, 2));
+        QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), QStringList{u"There is not enough memory for the speech model."_s});
+        writeScript({});
+        Dictating next(client);
+        next.hear(FakeSpeech::words(1, 2));
+        next.end();
+        QCOMPARE(next.finalText(), spoken(1, 2));
+        QCOMPARE(rejections, 0);
+    }
+
+    void aRecognizerThatCannotBeStartedSaysNothingOfItsModels() {
+        const QString program = m_folder.filePath(u"recognizer"_s);
+        RecognizerClient client(program.toStdString());
+        std::atomic<int> rejections = 0;
+        client.load({modelThatCounts(rejections), {"fake", {"/nonexistent"}}});
+        Dictating dictating(client);
+        QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), QStringList{u"The speech recognizer could not be started."_s});
+        QVERIFY(QFile::link(QStringLiteral(QUILLORA_FAKE_RECOGNIZER), program));
+        Dictating next(client);
+        next.hear(FakeSpeech::words(1, 2));
+        next.end();
+        QCOMPARE(next.finalText(), spoken(1, 2));
+        QCOMPARE(rejections, 0);
     }
 
     void anIdleProcessEndsAndTheNextPressStartsAnother() {
@@ -461,6 +494,12 @@ private:
         return {"fake", {m_script}, [judgement](platform::ModelCheck check, const auto &) {
                     return check == platform::ModelCheck::sizes ? platform::ModelJudgement::right : judgement;
                 }};
+    }
+
+    platform::RecognizerModel modelThatCounts(std::atomic<int> &rejections) const {
+        auto counting = model();
+        counting.reject = [&rejections](const QString &) { ++rejections; };
+        return counting;
     }
 
     std::unique_ptr<RecognizerClient> loaded(RecognizerClient::Limits limits = {}) const {
