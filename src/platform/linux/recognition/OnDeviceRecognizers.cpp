@@ -119,13 +119,19 @@ std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QStri
     const QString detector = detectorFor(id);
     auto detectorUse = detector.isEmpty() ? nullptr : m_store.use(detector);
     auto better = detectorUse ? withDetector(*first, detector, *detectorUse) : std::nullopt;
-    std::vector<RecognizerModel> models = replacements(id, localeIdentifier);
+    Loaded loaded{.id = id,
+                  .language = language,
+                  .use = std::move(use),
+                  .detector = detector,
+                  .detectorUse = std::move(detectorUse),
+                  .replacements = {},
+                  .client = std::make_shared<RecognizerClient>(m_program)};
+    std::vector<RecognizerModel> models = replacements(localeIdentifier, loaded);
     models.insert(models.begin(), *std::move(first));
     if (better)
         models.insert(models.begin(), *std::move(better));
-    auto client = std::make_shared<RecognizerClient>(m_program);
-    client->load(std::move(models));
-    return Loaded{id, language, std::move(use), detector, std::move(detectorUse), std::move(client)};
+    loaded.client->load(std::move(models));
+    return loaded;
 }
 
 /// The installed model that tells speech from pauses for that one; empty if there is none, or no need of it.
@@ -196,15 +202,17 @@ std::optional<RecognizerModel> OnDeviceRecognizers::model(const QString &id, con
 }
 
 /// What else is installed for the locale, as far as it can be read right now: it is loaded where the first
-/// one cannot be, so that no word is lost.
-std::vector<RecognizerModel> OnDeviceRecognizers::replacements(const QString &id,
-                                                               const QString &localeIdentifier) {
+/// one cannot be, so that no word is lost. `loaded` keeps its files where they are.
+std::vector<RecognizerModel> OnDeviceRecognizers::replacements(const QString &localeIdentifier,
+                                                               Loaded &loaded) {
     std::vector<RecognizerModel> models;
     for (const QString &other : m_routes.choices(ModelTask::hearing(localeIdentifier))) {
-        const auto use = other != id ? m_store.use(other) : nullptr;
-        auto next = use ? model(other, *use, languageOf(localeIdentifier)) : std::nullopt;
-        if (next)
-            models.push_back(*std::move(next));
+        auto use = other != loaded.id ? m_store.use(other) : nullptr;
+        auto next = use ? model(other, *use, loaded.language) : std::nullopt;
+        if (!next)
+            continue;
+        models.push_back(*std::move(next));
+        loaded.replacements[other] = std::move(use);
     }
     for (auto &next : m_system.models(localeIdentifier))
         models.push_back(std::move(next));
@@ -231,7 +239,8 @@ void OnDeviceRecognizers::letGo() {
 void OnDeviceRecognizers::modelChanged(const QString &id) {
     const auto state = m_store.state(id);
     const bool isThere = state.isInstalled() && !state.isLeaving;
-    const bool isLoaded = m_loaded && (m_loaded->id == id || m_loaded->detector == id);
+    const bool isLoaded =
+        m_loaded && (m_loaded->id == id || m_loaded->detector == id || m_loaded->replacements.contains(id));
     const bool isGoing = isLoaded && !isThere;
     if (isGoing)
         letGo();

@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,6 +59,7 @@ private:
         std::unique_ptr<ModelUse> use; ///< keeps its files where they are
         QString detector;              ///< the model that tells speech from pauses; empty if none does
         std::unique_ptr<ModelUse> detectorUse;
+        std::map<QString, std::unique_ptr<ModelUse>> replacements; ///< which the process may come to load
         std::shared_ptr<RecognizerClient> client;
     };
 
@@ -70,7 +72,7 @@ private:
     std::function<void(std::function<void()>)> poster() const;
     std::function<void(const QString &)> rejection(const QString &id, const ModelUse &use);
     std::optional<RecognizerModel> model(const QString &id, const ModelUse &use, const QString &language);
-    std::vector<RecognizerModel> replacements(const QString &id, const QString &localeIdentifier);
+    std::vector<RecognizerModel> replacements(const QString &localeIdentifier, Loaded &loaded);
     void letGo();
     void modelChanged(const QString &id);
 

@@ -232,6 +232,44 @@ private Q_SLOTS:
         QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello"), u"hello"_s);
     }
 
+    void whatTookThePlaceOfAnotherLeavesOnceTheDictationIsOver() {
+        Ground ground;
+        const QString swiss = u"de-CH"_s;
+        spoil(ground.nemo);
+        InstalledToneModel next(u"offline-nemo-ctc"_s, {u"de"_s});
+        const QString id = next.description().id;
+        ground.platform.models.offer(next.description());
+        ground.platform.routes.offer(ModelTask::hearing(swiss), {ground.nemo.description().id, id});
+        ground.install(next);
+        ground.install(ground.nemo);
+        Listening listening(ground, swiss);
+        QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));
+        ground.platform.models.remove(id);
+        ground.platform.run();
+        QVERIFY(ground.platform.models.state(id).isLeaving);
+        QCOMPARE(listening.hear("hello"), u"hello"_s);
+        listening.recognition.reset();
+        QVERIFY(ground.waitUntil([&] {
+            ground.recognizers.prepare(swiss);
+            return ground.platform.models.state(id).presence == Presence::absent;
+        }));
+    }
+
+    void aReplacementThatIsNotNeededLeavesAtOnce() {
+        Ground ground;
+        const QString swiss = u"de-CH"_s;
+        InstalledToneModel next(u"offline-nemo-ctc"_s, {u"de"_s});
+        const QString id = next.description().id;
+        ground.platform.models.offer(next.description());
+        ground.platform.routes.offer(ModelTask::hearing(swiss), {ground.nemo.description().id, id});
+        ground.install(next);
+        ground.install(ground.nemo);
+        ground.recognizers.prepare(swiss);
+        ground.platform.models.remove(id);
+        QVERIFY(ground.waitFor(next, Presence::absent));
+        QCOMPARE(Listening(ground, swiss).hear("hello"), u"hello"_s);
+    }
+
     void whatCameWithTheSystemTakesThePlaceOfAModelThatCannotBeLoaded() {
         Ground ground;
         const QString american = u"en-US"_s;
