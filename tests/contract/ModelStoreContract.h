@@ -14,7 +14,8 @@ namespace quillora::test {
 
 using namespace Qt::StringLiterals;
 
-/// A store whose catalog has the models "first" and "second", in version "2", and what befalls them.
+/// A store whose catalog has the models "first" and "second", in version "2", from a server called
+/// "127.0.0.1", and something besides that cannot be used; and what befalls them.
 class ModelStoreHarness {
 public:
     virtual ~ModelStoreHarness() = default;
@@ -61,8 +62,20 @@ private Q_SLOTS:
         QCOMPARE(models[0].id, u"first"_s);
         QCOMPARE(models[0].version, u"2"_s);
         QCOMPARE(models[1].id, u"second"_s);
-        QCOMPARE(store().omissions(), QStringList());
         QCOMPARE(first(), ModelState());
+    }
+
+    void theServersOfAModelAreNamedOnce() {
+        for (const auto &model : store().models())
+            QCOMPARE(model.hosts, QStringList{u"127.0.0.1"_s});
+    }
+
+    void whatIsLeftOutOfTheCatalogIsTold() {
+        const QStringList omissions = store().omissions();
+        QCOMPARE(omissions.size(), 1);
+        QVERIFY(omissions.first().endsWith(u'.'));
+        QVERIFY(installFirst());
+        QCOMPARE(store().omissions(), omissions);
     }
 
     void aModelThatNobodyKnowsIsAnError_data() {
@@ -395,6 +408,42 @@ private Q_SLOTS:
         store().reject(u"first"_s, u"2"_s, u"It does not work."_s);
         QVERIFY(waitFor(Presence::damaged));
         QVERIFY(first().problem != u"It does not work."_s);
+    }
+
+    void aRejectionIsOfOneVersion() {
+        QVERIFY(installFirst());
+        store().reject(u"first"_s, u"1"_s, u"It does not work."_s);
+        QCOMPARE(first(), installed(u"2"_s, Owner::user));
+        QVERIFY(store().use(u"first"_s));
+    }
+
+    void theLastRejectionIsTheOneThatIsTold() {
+        QVERIFY(installFirst());
+        store().reject(u"first"_s, u"2"_s, u"It does not work."_s);
+        store().reject(u"first"_s, u"2"_s, u"It is too large."_s);
+        QCOMPARE(first().problem, u"It is too large."_s);
+    }
+
+    void whatIsInstalledAnewLetsNoOtherCopyServe() {
+        m_harness->place(u"2"_s, Owner::administrator);
+        store().reject(u"first"_s, u"2"_s, u"It does not work."_s);
+        store().remark(u"first"_s, u"2"_s, u"It is slow."_s);
+        QVERIFY(installFirst());
+        QCOMPARE(first(), installed(u"2"_s, Owner::user));
+        store().remove(u"first"_s);
+        QVERIFY(waitUntil([&] { return !first().isOwn; }));
+        QCOMPARE(first().presence, Presence::unfit);
+        QCOMPARE(first().problem, u"It does not work."_s);
+        QCOMPARE(first().remark, u"It is slow."_s);
+    }
+
+    void aRemarkLastsUntilTheModelIsInstalledAnew() {
+        QVERIFY(installFirst());
+        store().remark(u"first"_s, u"2"_s, u"It is slow."_s);
+        store().reject(u"first"_s, u"2"_s, u"It does not work."_s);
+        QCOMPARE(first().remark, u"It is slow."_s);
+        QVERIFY(installFirst());
+        QCOMPARE(first(), installed(u"2"_s, Owner::user));
     }
 
     void aRemarkIsToldAndChangesNothingElse() {

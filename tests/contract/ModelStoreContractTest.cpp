@@ -26,8 +26,10 @@ public:
             platform::ModelDescription model;
             model.id = id;
             model.version = u"2"_s;
+            model.hosts = {u"127.0.0.1"_s};
             m_platform.models.offer(model);
         }
+        m_platform.models.omitted = {u"The model \"third\" is left out."_s};
         m_platform.run();
     }
 
@@ -89,6 +91,7 @@ public:
             const QByteArray contents = "weights of " + id.toLatin1();
             models += test::describedModel(id, {m_server.publish(u"model.bin"_s, u'/' + id, contents)});
         }
+        models += QJsonObject{{u"id"_s, u"third"_s}};
         m_store.emplace(m_queue, platform::LinuxModelStore::Ground{
                                      .folders = {m_home.filePath(u"own"_s), {m_home.filePath(u"shared"_s)}},
                                      .catalog = {{{u"catalog"_s, test::catalogOf(models)}}, {u"any"_s}},

@@ -132,7 +132,7 @@ public:
         m_log.add(u"models.reject %1 %2: %3"_s.arg(id, version, problem));
         requireKnown(id);
         for (Copy &copy : m_known[id].copies) {
-            if (copy.version == version && copy.problem.isEmpty()) {
+            if (copy.version == version && (copy.problem.isEmpty() || copy.isUnfit)) {
                 copy.problem = problem;
                 copy.isUnfit = true;
             }

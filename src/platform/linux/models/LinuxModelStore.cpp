@@ -351,12 +351,15 @@ void LinuxModelStore::ended(const QString &id, const QString &fault) {
     model.findings.reset();
     model.installationFault = fault;
     if (fault.isNull()) {
-        for (const Copy &copy : findings(id).copies) { // what came may do
-            m_rejections.remove(copy.model.folder);
+        const QString version = m_ground.catalog.find(id)->description.version;
+        for (const Copy &copy : findings(id).copies) {
+            if (!copy.model.isOwn || copy.model.version != version)
+                continue;
+            m_rejections.remove(copy.model.folder); // what came may do
             m_remarks.remove(copy.model.folder);
         }
         model.findings.reset();
-        beginRemoval(id, m_ground.catalog.find(id)->description.version);
+        beginRemoval(id, version);
     }
     tell(id);
     startNext();
