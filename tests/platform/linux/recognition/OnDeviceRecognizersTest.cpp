@@ -62,7 +62,7 @@ struct Ground {
     InstalledToneModel chinese{u"streaming-zipformer-ctc"_s, {u"zh"_s}, "chinese"};
     std::vector<platform::RecognizerModel> systemModels;
     OnDeviceRecognizers recognizers{std::make_shared<platform::CaptureDrain>(),
-                                    QUILLORA_RECOGNIZER,
+                                    QUILLORA_UNHURRIED_RECOGNIZER,
                                     platform.models,
                                     platform.routes,
                                     {platform.speech, [this](const QString &) { return systemModels; }},
