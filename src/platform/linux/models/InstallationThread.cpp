@@ -1,6 +1,7 @@
 #include "platform/linux/models/InstallationThread.h"
 
 #include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/models/BackgroundPriority.h"
 
 #include <csignal>
 #include <pthread.h>
@@ -74,6 +75,7 @@ InstallationThread::InstallationThread(const ModelFolders &folders, const QList<
                                        const DownloadPatience &patience, MakeProxies makeProxies)
     : m_folders(folders), m_workshop(new Workshop(folders, mirrors, patience, std::move(makeProxies))) {
     m_workshop->moveToThread(&m_thread);
+    QObject::connect(&m_thread, &QThread::started, m_workshop, &giveWay);
     QObject::connect(&m_thread, &QThread::finished, m_workshop, &QObject::deleteLater);
     m_thread.setObjectName(u"model installer"_s);
     // The thread inherits that signals are the main thread's business.

@@ -21,8 +21,8 @@ namespace quillora::platform {
 /// The models below the XDG data folders. What is installed stands on the disk alone, and is looked up again
 /// when a model's folder has changed, whoever changed it, and at each `use`.
 ///
-/// Three threads do what takes long, each from when it is first needed: one installs, one removes, and one,
-/// which gives way to everything else, compares checksums.
+/// Three threads do what takes long, each from when it is first needed: one, which gives way to the main
+/// thread, installs; one removes; and one, which gives way to everything else, compares checksums.
 class LinuxModelStore : public ModelStore {
 public:
     struct Ground {

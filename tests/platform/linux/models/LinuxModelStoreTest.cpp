@@ -15,6 +15,7 @@
 #include <QTest>
 
 #include <sched.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
@@ -73,6 +74,14 @@ private Q_SLOTS:
         end();
         // The server never answers, and would be waited for half a minute.
         QVERIFY2(clock.elapsed() < 10000, qPrintable(QString::number(clock.elapsed())));
+    }
+
+    void whatInstallsGivesWayToTheMainThread() {
+        start();
+        downloadHalf();
+        const int background = std::min(19, ::getpriority(PRIO_PROCESS, 0) + 10);
+        QCOMPARE(nicenessOf("model installer"), background);
+        QCOMPARE(nicenessOf("QNetworkAccessM"), background); // which the installer has started
     }
 
     void progressIsToldTenTimesASecondAtMost() {
@@ -285,6 +294,16 @@ private Q_SLOTS:
     }
 
 private:
+    /// Of the thread of that name; throws if there is none.
+    static int nicenessOf(const QByteArray &thread) {
+        const QDir threads(u"/proc/self/task"_s);
+        for (const QString &id : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            if (test::readFile(threads.filePath(id + u"/comm"_s)).trimmed() == thread)
+                return ::getpriority(PRIO_PROCESS, id.toUInt());
+        }
+        throw std::runtime_error("there is no such thread");
+    }
+
     ModelState state() const { return m_store->state(u"m"_s); }
     ModelFolders own() const { return {m_home->filePath(u"own"_s), {}}; }
 
