@@ -147,6 +147,8 @@ void AppDelegate::makePopover() {
     connect(content, &ContentView::closeRequested, m_popover.get(), &Popover::performClose);
     connect(content, &ContentView::quitRequested, this, &AppDelegate::quit);
     connect(m_popover.get(), &Popover::closed, this, &AppDelegate::handlePopoverClosed);
+    connect(m_controller.get(), &AppController::keychainDialogExpected, m_popover.get(),
+            &Popover::expectSystemDialog);
     refreshPopoverWindow();
     m_modelsDesk = std::make_unique<ModelsDesk>(*m_controller, *m_popover, *content);
 }

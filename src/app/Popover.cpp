@@ -63,6 +63,7 @@ void Popover::showAttached(const std::optional<QRect> &anchor) {
         Platform::current().ownWindows().keepOutOfTaskBars(*windowHandle());
         watchForInterestElsewhere();
     }
+    m_expectsDialog = false;
     bringToFront(*this);
 }
 
@@ -90,6 +91,8 @@ void Popover::adopt(Presentation presentation) {
     const int border = isAttached() ? borderWidth : 0;
     layout()->setContentsMargins(border, border, border, border);
 }
+
+void Popover::expectSystemDialog() { m_expectsDialog = isShown() && isAttached(); }
 
 /// Window managers give the focus to the application before first, as after a dialog of the desktop.
 void Popover::returnToFront() {
@@ -142,6 +145,7 @@ void Popover::loseInterest() {
     if (m_focusCheck)
         m_focusCheck->cancel();
     m_sawDialog = false;
+    m_expectsDialog = false;
 }
 
 void Popover::changeEvent(QEvent *event) {
@@ -186,7 +190,8 @@ void Popover::closeIfAbandoned() {
         m_sawDialog = false;
         return;
     }
-    const bool sawDialog = std::exchange(m_sawDialog, isUnderSystemDialog());
+    const bool expectedDialog = std::exchange(m_expectsDialog, false);
+    const bool sawDialog = std::exchange(m_sawDialog, isUnderSystemDialog()) || expectedDialog;
     const bool isHeldOpen = m_sawDialog || QApplication::activePopupWidget() ||
                             QApplication::activeModalWidget() || (staysOpen && staysOpen());
     if (isHeldOpen)

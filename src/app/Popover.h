@@ -49,6 +49,9 @@ public:
     /// already.
     void showAsMinimisedWindow();
 
+    /// A dialog of the desktop is about to come over it. It may be gone before it was seen to be there.
+    void expectSystemDialog();
+
     /// Comes to the front again after another window of the program's own. Does nothing if it is not shown.
     void returnToFront();
 
@@ -85,6 +88,7 @@ private:
     std::optional<QRect> m_anchor;
     QPoint m_pointer;         ///< where the pointer was at the opening
     bool m_sawDialog = false; ///< since the focus was last looked for
+    bool m_expectsDialog = false;
     std::shared_ptr<platform::WorkItem> m_focusCheck;
     std::unique_ptr<platform::PointerWatch> m_pointerWatch;      ///< while it is open beside its anchor
     platform::Workspace::ObserverToken m_activationObserver = 0; ///< likewise

@@ -52,6 +52,7 @@ AppController::AppController(QObject *parent)
     observeFrontmostApplication();
     observeKeychain();
     connect(&m_speechService, &SpeechRecognizerService::captureDied, this, &AppController::endDeadRecording);
+    connect(&m_keychainQuestion, &KeychainQuestion::asked, this, &AppController::keychainDialogExpected);
     connect(&m_keychainQuestion, &KeychainQuestion::answered, this, &AppController::needAttention);
     m_pasteboardInserter.setRestoreObserver([self = QPointer<AppController>(this)] {
         if (self)

@@ -136,6 +136,9 @@ public:
     TranslationBridge &translationBridge() { return m_translationBridge; }
 
 Q_SIGNALS:
+    /// The desktop is asked for a dialog that unlocks the keychain; it will lie over the panel.
+    void keychainDialogExpected();
+
     /// A paste has given the pasteboard back; another may still have to.
     void pasteboardRestored();
 

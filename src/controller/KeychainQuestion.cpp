@@ -57,6 +57,7 @@ void KeychainQuestion::cancel() {
 
 void KeychainQuestion::ask() {
     m_hasAsked = true;
+    Q_EMIT asked();
     Platform::current().keychainAvailability().askToUnlock([self = QPointer<KeychainQuestion>(this)] {
         // It was the active window before the dialog. One that was left meanwhile has closed, and stays so.
         if (self && self->m_panelPresence != PanelPresence::closed)

@@ -29,6 +29,9 @@ public:
     void textPasted();
 
 Q_SIGNALS:
+    /// A dialog of the desktop is about to come over the panel.
+    void asked();
+
     /// The user has dealt with the dialog, and has not closed the panel meanwhile.
     void answered();
 

@@ -720,6 +720,30 @@ private Q_SLOTS:
         QCOMPARE(m_delegate->popover()->staysOpen(), staysOpen);
     }
 
+    void thePanelStaysForTheAnswerToADialogOfTheKeyringThatNobodySaw() {
+        m_platform->keychainFake.isBroken = true;
+        launch();
+        statusItem().click();
+        auto *popover = m_delegate->popover();
+        QVERIFY(QTest::qWaitForWindowActive(popover));
+        m_delegate->controller()->setOpenAIClientToken(u"typed"_s);
+        m_platform->queue.advance(1s);
+        QVERIFY(m_platform->keychainAvailabilityFake.isAsking());
+        // The dialog came and went before anybody looked, and the window manager has chosen another window.
+        QWidget elsewhere;
+        elsewhere.show();
+        elsewhere.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&elsewhere));
+        m_platform->workspaceFake.bringToFront(m_platform->workspaceFake.launch(u"Mousepad"_s));
+        m_platform->queue.advance(2s);
+        QVERIFY(popover->isShown());
+        m_platform->workspaceFake.frontmost.reset();
+        m_platform->keychainAvailabilityFake.dismissQuestion();
+        QTRY_VERIFY(popover->isActiveWindow());
+        m_platform->queue.advance(10s);
+        QVERIFY(popover->isShown());
+    }
+
     // Settings that fail.
 
     void aFailureOfTheSettingsIsSaidInTheStatusLineOnly_data() {

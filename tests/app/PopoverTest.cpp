@@ -117,6 +117,29 @@ private Q_SLOTS:
         QVERIFY(!m_popover->isShown());
     }
 
+    void aPopoverClosesThreeSecondsAfterAnExpectedDialogThatNobodySaw() {
+        m_popover->showAttached({});
+        QVERIFY(QTest::qWaitForWindowActive(m_popover.get()));
+        m_popover->expectSystemDialog();
+        loseFocus();
+        bringToFront(u"Mousepad"_s);
+        m_platform->queue.advance(200ms + 3s - 1ms);
+        QVERIFY(m_popover->isShown());
+        m_platform->queue.advance(1ms);
+        QVERIFY(!m_popover->isShown());
+    }
+
+    void anExpectedDialogThatNeverCameHoldsNothingOpen() {
+        m_popover->showAttached({});
+        QVERIFY(QTest::qWaitForWindowActive(m_popover.get()));
+        m_popover->expectSystemDialog();
+        m_popover->showAttached({}); // as when whoever asked for it has the answer
+        loseFocus();
+        bringToFront(u"Mousepad"_s);
+        m_platform->queue.advance(200ms);
+        QVERIFY(!m_popover->isShown());
+    }
+
     void aPopoverThatIsShownAgainAfterADialogOfTheDesktopStays() {
         openAndLoseFocusTo(u"Gcr-prompter"_s);
         bringToFront(u"Mousepad"_s);

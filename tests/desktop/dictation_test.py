@@ -49,6 +49,7 @@ class TranslatedDictationTest(DictationTest):
         with self.person.holding_the_hotkey():
             self.person.wait_for_status("Listening...")
             player = self.desktop.start(["paplay", "--device=microphone", recordings()[0].path])
+            self.addCleanup(self.desktop.stop, player)  # or the next test would hear it
             wait_for("interim text", lambda: len(self.person.transcript().split()) >= 2)
             self.assertIsNone(player.poll(), "the interim text came only after the sentence was over")
         wait_for("the text in the editor", self.person.editor_text)
