@@ -337,8 +337,20 @@ private Q_SLOTS:
         QCOMPARE(m_server->requests().size(), 1);
     }
 
-    void anAnswerThatOvertakesItsRequestAndEndsWithTheConnectionIsWhole() {
-        QCOMPARE(overtakeItsRequest("HTTP/1.1 200 OK\r\n\r\nabcde")->value().body, "abcde");
+    void aWholeAnswerMayOvertakeItsRequest_data() {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::newRow("until the end") << QByteArray("HTTP/1.1 200 OK\r\n\r\nabcde");
+        QTest::newRow("of a length") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nabcde");
+        QTest::newRow("of a length, a failure")
+            << QByteArray("HTTP/1.1 401 No\r\nConnection: close\r\nContent-Length: 5\r\n\r\nabcde");
+        QTest::newRow("in chunks") << QByteArray(
+            "HTTP/1.1 415 No\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nabcde\r\n0\r\n\r\n");
+    }
+    void aWholeAnswerMayOvertakeItsRequest() {
+        QFETCH(QByteArray, answer);
+        const auto outcome = overtakeItsRequest(answer);
+        QCOMPARE(outcome->error(), QString());
+        QCOMPARE(outcome->value().body, "abcde");
         QCOMPARE(m_server->requests().size(), 1);
     }
 
