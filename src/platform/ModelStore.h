@@ -35,8 +35,9 @@ struct ModelDescription {
     ModelKind kind = ModelKind::speech;
     QString version;
     QStringList languages; ///< codes such as "en" that are heard; of a translation its source and its target
-    QString engine;        ///< what reads it
-    QMap<QString, QString> parameters;   ///< for the engine, which knows what they mean
+    QStringList weakerLanguages;       ///< those of them that it hears worse than other models of its size do
+    QString engine;                    ///< what reads it
+    QMap<QString, QString> parameters; ///< for the engine, which knows what they mean
     std::optional<qint64> downloadSize;  ///< bytes that come over the network, roughly
     std::optional<qint64> installedSize; ///< bytes on disk, roughly
     QString licence;

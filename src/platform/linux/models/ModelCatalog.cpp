@@ -77,6 +77,15 @@ QStringList languages(JsonFields &fields, ModelKind kind) {
     return codes;
 }
 
+QStringList weakerLanguages(JsonFields &fields, const QStringList &languages) {
+    const QStringList codes = fields.texts(u"weakerLanguages"_s);
+    for (const QString &one : codes) {
+        if (!languages.contains(one))
+            throw ModelFault(u"It is weaker in \"%1\", which is not one of its languages."_s.arg(one));
+    }
+    return codes;
+}
+
 QMap<QString, QString> parameters(const QJsonObject &object) {
     QMap<QString, QString> result;
     for (auto field = object.begin(); field != object.end(); ++field) {
@@ -112,6 +121,7 @@ ModelDescription description(JsonFields &fields) {
     result.kind = kind(fields.text(u"kind"_s));
     result.version = folderName(fields.text(u"version"_s));
     result.languages = languages(fields, result.kind);
+    result.weakerLanguages = weakerLanguages(fields, result.languages);
     result.engine = fields.text(u"engine"_s);
     result.parameters = parameters(fields.object(u"parameters"_s));
     result.downloadSize = fields.size(u"downloadSize"_s);

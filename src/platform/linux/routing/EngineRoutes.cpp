@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <unistd.h>
 #include <utility>
 
@@ -16,9 +15,13 @@ namespace quillora::platform {
 namespace {
 
 constexpr qint64 gibibyte = qint64(1) << 30;
-constexpr double unrated = std::numeric_limits<double>::lowest();
 
 const QString english = u"en"_s;
+
+/// A model hears a language, whatever the region.
+bool isAmong(const QStringList &languages, const QString &locale) {
+    return languages.contains(locale) || languages.contains(locale.section(u'-', 0, 0));
+}
 
 bool does(const ModelDescription &model, const ModelTask &task) {
     if (model.kind != task.kind)
@@ -27,9 +30,7 @@ bool does(const ModelDescription &model, const ModelTask &task) {
         return model.languages == task.languages;
     if (task.kind == ModelKind::voiceActivity)
         return true;
-    // A model hears a language, whatever the region.
-    const QString &locale = task.languages.first();
-    return model.languages.contains(locale) || model.languages.contains(locale.section(u'-', 0, 0));
+    return isAmong(model.languages, task.languages.first());
 }
 
 /// What a choice is kept by: hearing a language, whatever the region.
@@ -45,7 +46,8 @@ double priceOfMegabyte(const Computer &computer) {
     return isSmall ? 0.3 : 0.1;
 }
 
-/// Where nobody has published how well they do, the size tells, as far as the computer can carry it.
+/// Where nobody has published how well they do, the size tells, as far as the computer can carry it. What may
+/// be any size is not preferred to one that is known, and still to one that is known to be too large.
 double ratingBySize(ModelSizeClass size, const Computer &computer) {
     const bool isRoomy = computer.memory >= 8 * gibibyte && computer.cores >= 4;
     switch (size) {
@@ -56,10 +58,13 @@ double ratingBySize(ModelSizeClass size, const Computer &computer) {
     case ModelSizeClass::large:
         return isRoomy ? 3 : 0;
     case ModelSizeClass::unknown:
-        break;
+        return isRoomy ? 0 : 1;
     }
-    return unrated;
+    Q_UNREACHABLE();
 }
+
+/// Puts a model behind those of the next size, too.
+constexpr double priceOfWeakness = 1.5;
 
 bool isScored(const ModelDescription &model) { return model.score && model.downloadSize; }
 
@@ -100,7 +105,7 @@ QStringList EngineRoutes::choices(const ModelTask &task) const {
         if (!m_engines.contains(model.engine) || !does(model, task))
             continue;
         const auto place = std::find_if(models.begin(), models.end(), [&](const ModelDescription &other) {
-            return isBetter(model, other);
+            return isBetter(model, other, task);
         });
         models.insert(place, model);
     }
@@ -147,18 +152,21 @@ std::optional<ModelRoute> EngineRoutes::byWayOfEnglish(const ModelTask &task) co
 }
 
 /// Of equals the smaller one is better, which is also the faster one.
-bool EngineRoutes::isBetter(const ModelDescription &model, const ModelDescription &other) const {
-    const double points = rating(model);
-    const double otherPoints = rating(other);
+bool EngineRoutes::isBetter(const ModelDescription &model, const ModelDescription &other,
+                            const ModelTask &task) const {
+    const double points = rating(model, task);
+    const double otherPoints = rating(other, task);
     if (points != otherPoints)
         return points > otherPoints;
     return isScored(model) && isScored(other) && *model.downloadSize < *other.downloadSize;
 }
 
-/// To a tenth of a point, as scores are published.
-double EngineRoutes::rating(const ModelDescription &model) const {
-    if (!isScored(model))
-        return ratingBySize(model.sizeClass, m_computer);
+/// Scores to a tenth of a point, as they are published.
+double EngineRoutes::rating(const ModelDescription &model, const ModelTask &task) const {
+    if (!isScored(model)) {
+        const double points = ratingBySize(model.sizeClass, m_computer);
+        return isAmong(model.weakerLanguages, task.languages.value(0)) ? points - priceOfWeakness : points;
+    }
     const double price = double(*model.downloadSize) / 1e6 * priceOfMegabyte(m_computer);
     return std::round((model.score->value - price) * 10) / 10;
 }

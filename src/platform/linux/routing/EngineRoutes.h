@@ -43,8 +43,8 @@ public:
 private:
     std::optional<ModelRoute> direct(const ModelTask &task) const;
     std::optional<ModelRoute> byWayOfEnglish(const ModelTask &task) const;
-    bool isBetter(const ModelDescription &model, const ModelDescription &other) const;
-    double rating(const ModelDescription &model) const;
+    bool isBetter(const ModelDescription &model, const ModelDescription &other, const ModelTask &task) const;
+    double rating(const ModelDescription &model, const ModelTask &task) const;
 
     const ModelStore &m_store;
     const QStringList m_engines;

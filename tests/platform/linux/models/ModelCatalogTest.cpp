@@ -15,7 +15,8 @@ QByteArray json(const char *text) { return QByteArray(text).replace('\'', '"'); 
 
 const QByteArray good = json(
     "{'id': 'one', 'kind': 'speech', 'version': '2', 'languages': ['en', 'pt-BR'], "
-    "'engine': 'sherpa', 'parameters': {'family': 'ctc'}, 'downloadSize': 5, 'installedSize': 7, "
+    "'weakerLanguages': ['pt-BR'], 'engine': 'sherpa', 'parameters': {'family': 'ctc'}, 'downloadSize': 5, "
+    "'installedSize': 7, "
     "'licence': 'MIT', 'licenceAddress': 'https://licences.example/mit', 'publisher': 'somebody', "
     "'sizeClass': 'light', 'punctuates': true, "
     "'score': {'value': 84.5, 'measure': 'words', 'source': 'a paper'}, 'memory': 9, "
@@ -55,6 +56,7 @@ private Q_SLOTS:
         QCOMPARE(description.kind, ModelKind::speech);
         QCOMPARE(description.version, u"2"_s);
         QCOMPARE(description.languages, (QStringList{u"en"_s, u"pt-BR"_s}));
+        QCOMPARE(description.weakerLanguages, QStringList{u"pt-BR"_s});
         QCOMPARE(description.engine, u"sherpa"_s);
         QCOMPARE(description.parameters, (QMap<QString, QString>{{u"family"_s, u"ctc"_s}}));
         QCOMPARE(description.downloadSize, 5);
@@ -83,6 +85,7 @@ private Q_SLOTS:
         const auto &description = read.entries().first().description;
         QVERIFY(!description.downloadSize && !description.installedSize && !description.memory);
         QVERIFY(!description.punctuates && !description.score);
+        QVERIFY(description.weakerLanguages.isEmpty());
         QCOMPARE(description.sizeClass, ModelSizeClass::unknown);
         QVERIFY(description.licence.isEmpty() && description.publisher.isEmpty());
         QVERIFY(description.licenceAddress.isEmpty());
@@ -100,11 +103,13 @@ private Q_SLOTS:
         row("no version", with("\"version\": \"2\",", ""), u"The entry: \"version\" is not a text."_s);
         row("version that leads elsewhere", with("\"2\"", "\"../2\""), u"\"../2\" cannot name a folder."_s);
         row("hidden version", with("\"2\"", "\".2\""), u"\".2\" cannot name a folder."_s);
-        row("no languages", with("[\"en\", \"pt-BR\"]", "[]"),
+        row("no languages", with("[\"en\", \"pt-BR\"], \"weakerLanguages\": [\"pt-BR\"]", "[]"),
             u"It does not say which languages it hears."_s);
         row("language", with("\"en\"", "\"English\""), u"\"English\" is not the code of a language."_s);
         row("translation of three", with("\"speech\"", "\"translation\"").replace("\"en\"", "\"en\", \"fr\""),
             u"A translation has two languages, its source and its target."_s);
+        row("weaker in another language", with("[\"pt-BR\"]", "[\"de\"]"),
+            u"It is weaker in \"de\", which is not one of its languages."_s);
         row("size", with("\"size\": 12", "\"size\": 1.5"), u"A file: \"size\" is not a number of bytes."_s);
         row("negative size", with("\"size\": 12", "\"size\": -1"),
             u"A file: \"size\" is not a number of bytes."_s);

@@ -51,6 +51,57 @@ private Q_SLOTS:
         QTEST(routes(computer).choices(task).value(0), "first");
     }
 
+    void whatIsRecommendedToHearALanguage_data() {
+        QTest::addColumn<QString>("onSmallComputers"); // which the middling one is, too
+        QTest::addColumn<QString>("onRoomyOnes");
+        const auto row = [](const char *locale, const QString &small, const QString &large) {
+            QTest::newRow(locale) << small << large;
+        };
+        const QString nemotron = u"nemotron-3.5-320ms"_s, ten = u"fast-conformer-ten-languages"_s,
+                      eight = u"eight-languages"_s, dolphin = u"dolphin-base"_s,
+                      omnilingual = u"omnilingual-300m"_s;
+        row("ar-SA", eight, nemotron);
+        row("de-DE", u"kroko-de"_s, nemotron);
+        row("en-US", u"kroko-en"_s, nemotron);
+        row("es-ES", u"kroko-es"_s, nemotron);
+        row("fr-FR", u"kroko-fr"_s, nemotron);
+        row("id-ID", eight, eight);
+        row("it-IT", ten, nemotron);
+        row("ja-JP", u"sense-voice"_s, nemotron);
+        row("kk-KZ", dolphin, omnilingual);
+        row("ko-KR", u"zipformer-ko"_s, nemotron);
+        row("ky-KG", dolphin, omnilingual);
+        row("nl-NL", nemotron, nemotron);
+        row("pl-PL", ten, u"parakeet-v3"_s);
+        row("pt-BR", nemotron, nemotron);
+        row("ru-RU", u"vosk-small-ru"_s, nemotron);
+        row("th-TH", u"zipformer-th"_s, u"zipformer-th"_s);
+        row("tr-TR", u"whisper-base"_s, nemotron);
+        row("uk-UA", ten, nemotron);
+        row("uz-UZ", dolphin, omnilingual);
+        row("vi-VN", u"zipformer-vi"_s, nemotron);
+        row("zh-CN", u"zipformer-small-zh"_s, u"sense-voice"_s);
+    }
+    void whatIsRecommendedToHearALanguage() {
+        const auto recommended = [this](const Computer &computer) {
+            const auto task = ModelTask::hearing(QString::fromLatin1(QTest::currentDataTag()));
+            return routes(computer).choices(task).value(0);
+        };
+        QTEST(recommended({qint64(2) << 30, 1}), "onSmallComputers");
+        QTEST(recommended({qint64(4) << 30, 2}), "onSmallComputers");
+        QTEST(recommended({qint64(16) << 30, 8}), "onRoomyOnes");
+    }
+
+    void whereAModelIsWeakTheNextSmallerOnesGoFirst() {
+        const auto chinese = ModelTask::hearing(u"zh-CN"_s);
+        QCOMPARE(routes(roomy).choices(chinese),
+                 (QStringList{u"sense-voice"_s, u"zipformer-zh"_s, u"nemotron-3.5-320ms"_s,
+                              u"zipformer-small-zh"_s, u"eight-languages"_s}));
+        QCOMPARE(routes({qint64(2) << 30, 1}).choices(chinese),
+                 (QStringList{u"zipformer-small-zh"_s, u"sense-voice"_s, u"zipformer-zh"_s,
+                              u"eight-languages"_s, u"nemotron-3.5-320ms"_s}));
+    }
+
     void everyPairHasAWayButThoseThatNobodyPublishes() {
         const QStringList languages{u"ar"_s, u"de"_s, u"en"_s, u"es"_s, u"fr"_s, u"id"_s,
                                     u"it"_s, u"ja"_s, u"ko"_s, u"nl"_s, u"pl"_s, u"pt"_s,
