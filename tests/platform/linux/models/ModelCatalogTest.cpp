@@ -93,6 +93,22 @@ private Q_SLOTS:
         QVERIFY(read.entries().first().files.first().sha256.isEmpty());
     }
 
+    void whereALicenceOfTheProgramsModelsCanBeReadIsSaidOfAllThatHaveIt() {
+        const QMap<QString, QUrl> places{
+            {u"CC-BY-4.0"_s, QUrl(u"https://creativecommons.org/licenses/by/4.0/"_s)},
+            {u"MIT"_s, QUrl(u"https://spdx.org/licenses/MIT.html"_s)}};
+        const ModelCatalog own({ModelCatalog::standardFiles().first()}, engines);
+        QStringList linked;
+        for (const auto &entry : own.entries()) {
+            const auto &description = entry.description;
+            QCOMPARE(description.licenceAddress, places.value(description.licence));
+            if (!description.licenceAddress.isEmpty())
+                linked += description.licence;
+        }
+        linked.removeDuplicates();
+        QCOMPARE(linked, (QStringList{u"CC-BY-4.0"_s, u"MIT"_s}));
+    }
+
     void anEntryThatDoesNotParseIsLeftOutAndNamed_data() {
         QTest::addColumn<QByteArray>("entry");
         QTest::addColumn<QString>("fault");
