@@ -10,6 +10,26 @@ using platform::isNewer;
 using platform::ModelState;
 using platform::ModelTask;
 
+namespace {
+
+/// What brings more of it than there is; none where all of it is there.
+std::optional<ModelAction> completion(const ModelState &state, const QString &publishedVersion) {
+    if (state.isPaused)
+        return ModelAction::resume;
+    switch (state.presence) {
+    case ModelState::Presence::absent:
+        return ModelAction::install;
+    case ModelState::Presence::damaged:
+    case ModelState::Presence::unfit:
+        return ModelAction::repair;
+    case ModelState::Presence::installed:
+        break;
+    }
+    return isNewer(publishedVersion, state.version) ? std::optional(ModelAction::update) : std::nullopt;
+}
+
+} // namespace
+
 bool ModelActions::isInUse(const Models &models, const ModelTask &task, const QString &id) {
     const auto route = models.routes().route(task);
     return route && route->isUsable && route->models.contains(id);
@@ -21,24 +41,17 @@ QList<ModelAction> ModelActions::offered(const Models &models, const ModelTask &
         return {ModelAction::pause, ModelAction::cancel};
     if (state.isLeaving)
         return {ModelAction::keep};
-    if (state.isPaused)
-        return {ModelAction::resume, ModelAction::cancel};
 
     QList<ModelAction> actions;
-    switch (state.presence) {
-    case ModelState::Presence::absent:
-        return {ModelAction::install};
-    case ModelState::Presence::damaged:
-    case ModelState::Presence::unfit:
-        actions += ModelAction::repair;
-        break;
-    case ModelState::Presence::installed:
-        if (!isInUse(models, task, id))
-            actions += ModelAction::use;
-        if (isNewer(models.description(id).version, state.version))
-            actions += ModelAction::update;
-        break;
-    }
+    const auto gain = completion(state, models.description(id).version);
+    if (gain && *gain != ModelAction::update)
+        actions += *gain;
+    if (state.isInstalled() && !isInUse(models, task, id))
+        actions += ModelAction::use;
+    if (gain == ModelAction::update)
+        actions += ModelAction::update;
+    if (state.isPaused)
+        actions += ModelAction::cancel;
     if (state.isOwn)
         actions += ModelAction::remove;
     return actions;

@@ -99,7 +99,9 @@ QString presence(const ModelState &state, const QString &offeredVersion) {
         if (!state.isOwn)
             return u"Installed for everybody on this computer"_s;
         if (isNewer(offeredVersion, state.version))
-            return u"Installed: version %1. There is a newer one."_s.arg(state.version);
+            return (state.isPaused ? u"Installed: version %1. A newer one is paused."_s
+                                   : u"Installed: version %1. There is a newer one."_s)
+                .arg(state.version);
         return u"Installed"_s;
     }
     Q_UNREACHABLE();
@@ -171,7 +173,7 @@ QString ModelWords::state(const ModelState &state, const QString &offeredVersion
         return u"Is removed as soon as nobody uses it"_s;
     if (!state.problem.isEmpty())
         return state.problem;
-    if (state.isPaused)
+    if (state.isPaused && !state.isInstalled())
         return u"Paused"_s;
     return presence(state, offeredVersion);
 }

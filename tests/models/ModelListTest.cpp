@@ -92,9 +92,29 @@ private Q_SLOTS:
     }
 
     void whatIsPausedCanBeResumedOrCancelled() {
-        m_platform->models.install(tiny);
-        m_platform->models.progress(received(1));
-        m_platform->models.pause(tiny);
+        pauseHalfway(tiny);
+        QCOMPARE(offered(tiny), (QList{Action::resume, Action::cancel}));
+    }
+
+    void anUpdateThatIsPausedLeavesWhatIsThereToBeUsedAndRemoved() {
+        m_platform->models.place(tiny, u"0"_s);
+        pauseHalfway(tiny);
+        QCOMPARE(offered(tiny), (QList{Action::resume, Action::cancel, Action::remove}));
+        m_platform->models.place(base, u"1"_s);
+        m_models->choose(englishToRussian, base);
+        QCOMPARE(offered(tiny), (QList{Action::resume, Action::use, Action::cancel, Action::remove}));
+    }
+
+    void aRepairThatIsPausedLeavesWhatIsThereToBeRemoved() {
+        m_platform->models.place(tiny, u"1"_s);
+        m_platform->models.damage(tiny, u"A file is gone."_s);
+        pauseHalfway(tiny);
+        QCOMPARE(offered(tiny), (QList{Action::resume, Action::cancel, Action::remove}));
+    }
+
+    void anUpdateOfAnAdministratorsModelThatIsPausedCanBeResumedOrCancelled() {
+        m_platform->models.place(tiny, u"0"_s, {}, Owner::administrator);
+        pauseHalfway(tiny);
         QCOMPARE(offered(tiny), (QList{Action::resume, Action::cancel}));
     }
 
@@ -206,6 +226,11 @@ private Q_SLOTS:
     }
 
 private:
+    void pauseHalfway(const QString &id) {
+        m_platform->models.install(id);
+        m_platform->models.progress(received(1));
+        m_platform->models.pause(id);
+    }
     QList<ModelAction> offered(const QString &id) const {
         return ModelActions::offered(*m_models, englishToRussian, id);
     }
