@@ -214,6 +214,8 @@ class DownloadTest(ModelsCase):
 class WhileDictatingTest(ModelsCase):
     """What a download and a dictation do to one another."""
 
+    editor_place = (400, 650, 860, 140)  # below the window for models, which is looked at meanwhile
+
     def arrange(self):
         super().arrange()
         self.tones = self.publisher.offer_tones(PROGRAM)
@@ -237,11 +239,18 @@ class WhileDictatingTest(ModelsCase):
         self.dictate_in_a_language_that_is_on_its_way()
         self.remove_what_hears_during_a_dictation()
 
+    def wait_for_text(self, text):
+        """An editor takes what is inserted in its own time."""
+        wait_for(lambda: f"the text {text!r} (it is {self.person.editor_text()!r})",
+                 lambda: self.person.editor_text() == text)
+
     def dictate_in_another_language(self):
         self.person.focus_editor()
-        after, _ = self.person.speak(recordings()[1])
+        with self.person.holding_the_hotkey():
+            self.person.say(recordings()[1])
+            self.take_picture("dictating-meanwhile")
         self.person.wait_for_status("Inserted translation.")
-        self.assertEqual(after, self.person.translation())
+        self.wait_for_text(self.person.translation())
         self.assertTrue(self.person.shows(f"Pause {ROW}"))
 
     def pause_what_somebody_waits_for(self):
@@ -266,8 +275,9 @@ class WhileDictatingTest(ModelsCase):
             self.publisher.let_go()
             self.wait_to_read("Installed, in use")
             self.assertEqual(self.person.status(), "Listening...")
+            self.take_picture("arrived-while-dictating")
         self.person.wait_for_status("Inserted translation.")
-        self.assertEqual(self.person.editor_text(), before + self.words.translate(self.person.transcript()))
+        self.wait_for_text(before + self.words.translate(self.person.transcript()))
 
     def remove_it_during_a_dictation(self):
         """It is asked for again, and what was said is not lost."""

@@ -12,11 +12,13 @@ from virtual_desktop import VirtualDesktop, wait_for
 class PanelCase(unittest.TestCase):
     """A desktop for each test, with an editor in front and the program in the tray."""
 
+    editor_place = (400, 70, 860, 600)
+
     def setUp(self):
         self.desktop = self.enterContext(VirtualDesktop())
         self.arrange()
         self.person = Person(self.desktop, PROGRAM)
-        self.person.open_editor(place=(400, 70, 860, 600))
+        self.person.open_editor(place=self.editor_place)
         self.start_quillora()
 
     def arrange(self):
