@@ -99,9 +99,8 @@ QString presence(const ModelState &state, const QString &offeredVersion) {
         if (!state.isOwn)
             return u"Installed for everybody on this computer"_s;
         if (isNewer(offeredVersion, state.version))
-            return (state.isPaused ? u"Installed: version %1. A newer one is paused."_s
-                                   : u"Installed: version %1. There is a newer one."_s)
-                .arg(state.version);
+            return state.isPaused ? u"Installed, update paused"_s
+                                  : u"Installed: version %1. There is a newer one."_s.arg(state.version);
         return u"Installed"_s;
     }
     Q_UNREACHABLE();

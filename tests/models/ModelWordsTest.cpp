@@ -153,8 +153,7 @@ private Q_SLOTS:
         row("paused", paused, u"Paused"_s);
         ModelState pausedUpdate = installed(u"1"_s);
         pausedUpdate.isPaused = true;
-        row("paused on the way to a newer one", pausedUpdate,
-            u"Installed: version 1. A newer one is paused."_s);
+        row("paused on the way to a newer one", pausedUpdate, u"Installed, update paused"_s);
         ModelState failed;
         failed.problem = u"There is no room."_s;
         row("failed", failed, u"There is no room."_s);

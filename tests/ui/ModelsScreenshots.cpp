@@ -132,6 +132,7 @@ private:
             store.install(u"kroko-fr"_s);
             store.progress(received(20'000'000, 71'000'000));
             store.pause(u"kroko-fr"_s);
+            store.place(u"kroko-fr"_s, u"0"_s);
         } else if (state == u"right-to-left"_s) {
             store.install(u"kroko-de"_s);
             store.progress(received(20'000'000, 71'000'000));
