@@ -72,6 +72,8 @@ QString downloading(const ModelProgress &progress) {
 }
 
 QString step(const ModelProgress &progress) {
+    if (!progress.obstacle.isEmpty())
+        return progress.obstacle + u" It is tried again."_s;
     switch (progress.step) {
     case ModelProgress::Step::waiting:
         return u"Waiting for its turn"_s;

@@ -61,6 +61,7 @@ struct ModelProgress {
     std::optional<qint64> totalBytes; ///< once it is known
     qint64 bytesPerSecond = 0;        ///< over the last seconds
     std::optional<std::chrono::seconds> timeLeft;
+    QString obstacle; ///< why nothing comes, as long as nobody can be reached; a sentence. It is tried again.
 
     /// From 0 to 100, if the total is known.
     std::optional<int> percent() const {

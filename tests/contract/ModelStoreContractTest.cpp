@@ -66,7 +66,12 @@ private:
         case Delivery::nothing:
             break;
         case Delivery::part:
-            models.progress({platform::ModelProgress::Step::downloading, 3, 8, 1, std::chrono::seconds(5)});
+            models.progress({.step = platform::ModelProgress::Step::downloading,
+                             .receivedBytes = 3,
+                             .totalBytes = 8,
+                             .bytesPerSecond = 1,
+                             .timeLeft = std::chrono::seconds(5),
+                             .obstacle = {}});
             break;
         case Delivery::everything:
             models.arrive();

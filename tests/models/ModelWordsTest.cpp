@@ -180,6 +180,10 @@ private Q_SLOTS:
         row("unpacking", at(Step::unpacking), u"Unpacking"_s);
         ModelProgress downloading = at(Step::downloading);
         downloading.receivedBytes = 6'000'000;
+        ModelProgress halted = downloading;
+        halted.obstacle = u"Could not connect to publisher.example: connection refused."_s;
+        row("without a network", halted,
+            u"Could not connect to publisher.example: connection refused. It is tried again."_s);
         row("of unknown size", downloading, u"Downloading: 6 MB"_s);
         downloading.totalBytes = 14'000'000;
         row("of known size", downloading, u"Downloading: 6 MB of 14 MB"_s);

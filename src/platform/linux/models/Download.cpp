@@ -27,6 +27,22 @@ constexpr qint64 portion = qint64{1} << 20;
 constexpr int mostRedirects = 5;
 constexpr qint64 longestFile = qint64{8} << 30; ///< where nobody tells its size
 
+/// As it is where there is no network, or nobody at that address.
+bool isUnreached(QNetworkReply::NetworkError error) {
+    switch (error) {
+    case QNetworkReply::ConnectionRefusedError:
+    case QNetworkReply::HostNotFoundError:
+    case QNetworkReply::TemporaryNetworkFailureError:
+    case QNetworkReply::NetworkSessionFailedError:
+    case QNetworkReply::UnknownNetworkError: // no route
+    case QNetworkReply::ProxyConnectionRefusedError:
+    case QNetworkReply::ProxyNotFoundError:
+        return true;
+    default:
+        return false;
+    }
+}
+
 bool isRedirect(int status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
@@ -171,6 +187,8 @@ void Download::send(const QNetworkProxy &proxy) {
 }
 
 void Download::judgeHead() {
+    m_unreachedTimes = 0;
+    m_obstacle.clear();
     if (m_takesBody)
         return;
     if (statusOf(*m_reply) == 200)
@@ -242,8 +260,7 @@ void Download::finish() {
         m_received == m_total.value_or(m_received))
         complete();
     else if (m_takesBody || status == 0)
-        m_reply->error() == QNetworkReply::SslHandshakeFailedError ? end(transportFault())
-                                                                   : tryAgain(transportFault());
+        breakOff();
     else if (isRedirect(status))
         follow();
     else if (status == 416 && m_received > 0) {
@@ -252,6 +269,15 @@ void Download::finish() {
         const ModelFault fault(u"%1 answered with the error %2."_s.arg(m_url.host()).arg(status));
         mayPass(status) ? tryAgain(fault, retryAfter(*m_reply)) : end(fault);
     }
+}
+
+void Download::breakOff() {
+    const ModelFault fault = transportFault();
+    const auto error = m_reply->error();
+    m_unreachedTimes = isUnreached(error) ? m_unreachedTimes + 1 : 0;
+    const bool isOffline = m_unreachedTimes >= m_ground.patience.unreachedTimes;
+    m_obstacle = isOffline ? fault.errorDescription() : QString();
+    error == QNetworkReply::SslHandshakeFailedError ? end(fault) : tryAgain(fault);
 }
 
 void Download::follow() {

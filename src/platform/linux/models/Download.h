@@ -24,7 +24,8 @@ struct DownloadPatience {
     std::chrono::milliseconds silence{30000};
     std::chrono::milliseconds firstPause{1000}; ///< before it is asked again; doubled from time to time
     std::chrono::milliseconds longestPause{600000};
-    int mostFailures = 5; ///< in a row, without a byte between them
+    int mostFailures = 5;   ///< in a row, without a byte between them
+    int unreachedTimes = 3; ///< that in a row nobody was reached before that is said
 };
 
 /// What downloads stand on. All of it outlives them; queue and proxies are those of their thread.
@@ -63,6 +64,9 @@ public:
     qint64 receivedBytes() const { return m_received; }
     std::optional<qint64> totalBytes() const { return m_total; }
 
+    /// Why nobody can be reached, though it is tried again; a sentence, empty otherwise.
+    const QString &obstacle() const { return m_obstacle; }
+
 private:
     void resumeEarlier();
     void startOver();
@@ -74,6 +78,7 @@ private:
     void continueFile();
     void receive();
     void finish();
+    void breakOff();
     void follow();
     void complete();
     void writeNote();
@@ -99,6 +104,8 @@ private:
     std::shared_ptr<WorkItem> m_pause;
     int m_redirects = 0;
     int m_failures = 0;
+    int m_unreachedTimes = 0; ///< in a row
+    QString m_obstacle;
     bool m_takesBody = false;
     bool m_isWhole = false;
     bool m_isOver = false;

@@ -229,11 +229,15 @@ void ModelInstallation::tell() {
 ModelProgress ModelInstallation::progress() {
     ModelProgress progress;
     progress.step = m_step;
+    if (m_indexDownload)
+        progress.obstacle = m_indexDownload->obstacle();
     qint64 total = 0;
     bool isTotalKnown = m_downloads.size() == static_cast<std::size_t>(m_files.size());
     for (const auto &download : m_downloads) {
         progress.receivedBytes += download->receivedBytes();
         total += download->totalBytes().value_or(0);
+        if (progress.obstacle.isEmpty())
+            progress.obstacle = download->obstacle();
         isTotalKnown = isTotalKnown && download->totalBytes();
     }
     if (isTotalKnown && total > 0)

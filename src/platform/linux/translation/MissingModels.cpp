@@ -72,12 +72,29 @@ QCoro::Task<> MissingModels::arrival(ModelTask task) {
     co_await arrived;
 }
 
-/// Why what the task lacks will not come by itself; empty if all of it will.
+/// Why nothing of what is on its way comes; empty if it does.
+QString MissingModels::obstacleOnTheWay(const ModelTask &task) const {
+    const auto route = m_routes.route(task);
+    if (!route || route->isUsable)
+        return {};
+    for (const QString &id : route->models) {
+        const ModelState state = m_store.state(id);
+        if (state.progress && !state.progress->obstacle.isEmpty())
+            return state.progress->obstacle;
+    }
+    return {};
+}
+
+/// Why what the task lacks will not come by itself, or not soon; empty if all of it will.
 QString MissingModels::obstacle(const ModelTask &task) const {
     const QStringList models = wanted(task);
-    if (models.isEmpty())
-        return {};
     const QString pair = names(task);
+    if (models.isEmpty()) {
+        const QString reason = obstacleOnTheWay(task);
+        return reason.isEmpty() ? QString()
+                                : u"The download for %1 gets no connection: %2 Translate again once there "
+                                  "is one, or see Models in the tray menu."_s.arg(pair, reason);
+    }
     const ModelState state = m_store.state(models.first());
     if (state.isPaused && !state.hasFailed) // what broke off in the middle is both
         return u"The download for %1 is paused. Go on with it under Models in the tray menu."_s.arg(pair);

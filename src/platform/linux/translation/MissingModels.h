@@ -37,6 +37,7 @@ private:
     QCoro::Task<> arrival(ModelTask task);
     QStringList wanted(const ModelTask &task) const;
     QString obstacle(const ModelTask &task) const;
+    QString obstacleOnTheWay(const ModelTask &task) const;
     void tellWaiters();
 
     ModelStore &m_store;

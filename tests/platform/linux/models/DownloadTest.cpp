@@ -356,6 +356,31 @@ private Q_SLOTS:
         QCOMPARE(fetch(), u"Could not connect to 127.0.0.1: connection refused."_s);
     }
 
+    void whoCannotBeReachedIsNamedWhileItIsTriedAgain() {
+        m_patience = {.firstPause = 1ms, .mostFailures = 20};
+        m_server.reset();
+        const auto outcome = begin();
+        QCOMPARE(m_download->obstacle(), QString());
+        QVERIFY(waitUntil([&] { return !m_download->obstacle().isEmpty(); }));
+        QCOMPARE(m_download->obstacle(), u"Could not connect to 127.0.0.1: connection refused."_s);
+        QVERIFY(!outcome->has_value());
+    }
+
+    void whoFailedToBeReachedOnceIsNotNamedYet() {
+        m_patience = {.firstPause = 1ms, .mostFailures = 1, .unreachedTimes = 3};
+        m_server.reset();
+        QCOMPARE(fetch(), u"Could not connect to 127.0.0.1: connection refused."_s);
+        QCOMPARE(m_download->obstacle(), QString());
+    }
+
+    void whoAnswersCanBeReachedHoweverIll() {
+        m_patience = {.firstPause = 1ms, .mostFailures = 3, .unreachedTimes = 1};
+        for (int time = 0; time < 4; ++time)
+            m_server->answer(RawHttpServer::response(500, ""));
+        QCOMPARE(fetch(), u"127.0.0.1 answered with the error 500."_s);
+        QCOMPARE(m_download->obstacle(), QString());
+    }
+
     void badCertificatesAreErrorsAndNothingIsSent_data() { test::addBadCertificates(m_authority); }
     void badCertificatesAreErrorsAndNothingIsSent() {
         QFETCH(const QSslConfiguration, identity);

@@ -52,6 +52,8 @@ private Q_SLOTS:
         m_server = std::make_unique<ModelServer>(m_identity);
         m_steps.clear();
         m_isUnwanted = false;
+        m_obstacle.clear();
+        m_patience = {.firstPause = 1ms, .mostFailures = 1};
         m_entry = {};
         m_entry.description.id = u"m"_s;
         m_entry.description.version = u"1"_s;
@@ -86,6 +88,23 @@ private Q_SLOTS:
         QCOMPARE(installedFiles(), (QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"deep/e"_s}));
         const auto manifest = m_folders->installed(u"m"_s).first().manifest;
         QCOMPARE(manifest->files.last().sha256, sha256("contents of deep/e"));
+    }
+
+    void whoCannotBeReachedIsToldWhileItIsTriedAgain() {
+        m_patience = {.firstPause = 1ms, .mostFailures = 20};
+        serveFile(u"model.bin"_s, "weights");
+        m_entry.files.first().address = nobody();
+        begin();
+        QVERIFY(waitUntil([&] { return !m_obstacle.isEmpty(); }));
+        QCOMPARE(m_obstacle, u"Could not connect to 127.0.0.1: connection refused."_s);
+        m_installation.reset();
+        m_obstacle.clear();
+        serveArchive("archive", sha256("archive"));
+        m_entry.files.clear();
+        m_entry.index->address = nobody();
+        begin();
+        QVERIFY(waitUntil([&] { return !m_obstacle.isEmpty(); }));
+        QCOMPARE(m_obstacle, u"Could not connect to 127.0.0.1: connection refused."_s);
     }
 
     void anotherChecksumIsRefusedAndTheOldVersionStays() {
@@ -291,14 +310,17 @@ private:
         return note.open(QIODevice::ReadOnly) && note.readAll().contains("\"whole\": true");
     }
 
+    /// Where there was a server.
+    QUrl nobody() const { return test::RawHttpServer(m_identity).url(u"/model"_s); }
+
     Outcome begin() {
         auto outcome = std::make_shared<std::optional<QString>>();
         m_installation = std::make_unique<ModelInstallation>(
-            m_entry, *m_folders,
-            DownloadGround{m_queue, m_proxies, m_mirrors, {.firstPause = 1ms, .mostFailures = 1}},
+            m_entry, *m_folders, DownloadGround{m_queue, m_proxies, m_mirrors, m_patience},
             [this] { return m_isUnwanted; },
             ModelInstallation::Listener{.progressed =
                                             [this](const ModelProgress &progress) {
+                                                m_obstacle = progress.obstacle;
                                                 if (m_steps.isEmpty() || m_steps.last() != progress.step)
                                                     m_steps += progress.step;
                                                 if (progress.step == Step::unpacking)
@@ -341,7 +363,9 @@ private:
     std::unique_ptr<QTemporaryDir> m_home;
     std::optional<ModelFolders> m_folders;
     std::unique_ptr<ModelServer> m_server;
+    DownloadPatience m_patience;
     QList<Step> m_steps;
+    QString m_obstacle; ///< that was told last
     std::function<void()> m_unpackingBegins = [] {};
     bool m_isUnwanted = false;
     CatalogEntry m_entry;

@@ -329,6 +329,15 @@ void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo_data() {
         u"The download for German to English failed: The model needs 14 MB on the disk, and 2 MB are free. "
         u"Make room for it. Try again under Models in the tray menu."_s);
     row(
+        "offline, while it is tried again", DownloadAnswer::download,
+        [](FakeModelStore &store) {
+            ModelProgress progress;
+            progress.obstacle = u"Could not connect to publisher.example: connection refused."_s;
+            store.progress(progress);
+        },
+        u"The download for German to English gets no connection: Could not connect to publisher.example: "
+        u"connection refused. Translate again once there is one, or see Models in the tray menu."_s);
+    row(
         "offline", DownloadAnswer::download,
         [](FakeModelStore &store) {
             store.fail(u"Could not connect to publisher.example: there is no such host, or this computer is "
