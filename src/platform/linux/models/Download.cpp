@@ -213,7 +213,7 @@ void Download::beginFile() {
     m_tag = strongTag(*m_reply);
     if (!m_tag.isEmpty())
         writeNote();
-    m_takesBody = true;
+    takeBody();
 }
 
 void Download::continueFile() {
@@ -226,7 +226,18 @@ void Download::continueFile() {
         return;
     }
     m_total = range.total;
+    takeBody();
+}
+
+void Download::takeBody() {
     m_takesBody = true;
+    if (m_file.size || !m_total)
+        return;
+    try {
+        m_listener.sized();
+    } catch (const ModelFault &fault) {
+        end(fault);
+    }
 }
 
 void Download::receive() {

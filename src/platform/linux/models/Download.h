@@ -50,6 +50,9 @@ public:
     struct Listener {
         /// From the event loop, once; it may destroy the download.
         std::function<void(const std::optional<ModelFault> &)> ended;
+        /// Once the server has said how much comes of a file whose size was not known, and before any of that
+        /// is written. A ModelFault that it throws ends the download.
+        std::function<void()> sized = [] {};
     };
 
     /// The file stands at `path` when it has ended well.
@@ -76,6 +79,7 @@ private:
     void judgeHead();
     void beginFile();
     void continueFile();
+    void takeBody();
     void receive();
     void finish();
     void breakOff();

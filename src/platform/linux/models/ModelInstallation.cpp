@@ -102,7 +102,7 @@ void ModelInstallation::fetchIndex() {
 
 void ModelInstallation::fetchFiles(const QList<ModelFile> &files) {
     m_files = files;
-    requireSpace(spaceFor(m_files));
+    requireSpace(spaceToDownload());
     begin(ModelProgress::Step::downloading);
     for (std::size_t number = 0; number < mostAtOnce; ++number)
         fetchNext();
@@ -112,9 +112,10 @@ void ModelInstallation::fetchNext() {
     const std::size_t number = m_downloads.size();
     if (number == static_cast<std::size_t>(m_files.size()))
         return;
-    m_downloads.push_back(std::make_unique<Download>(
-        m_files[static_cast<qsizetype>(number)], partPath(number), m_ground,
-        Download::Listener{.ended = [this](const auto &fault) { fetched(fault); }}));
+    m_downloads.push_back(
+        std::make_unique<Download>(m_files[static_cast<qsizetype>(number)], partPath(number), m_ground,
+                                   Download::Listener{.ended = [this](const auto &fault) { fetched(fault); },
+                                                      .sized = [this] { requireSpace(spaceToDownload()); }}));
     m_downloads.back()->start();
     m_bytesBefore += m_downloads.back()->receivedBytes();
 }
@@ -140,12 +141,12 @@ void ModelInstallation::checkAndUnpack() {
         if (file.packing == ModelPacking::none)
             m_checksums[file.name] = found;
     }
-    qint64 needed = spaceToSpare;
+    qint64 packed = 0;
     for (std::size_t number = 0; number < m_downloads.size(); ++number) {
         if (m_files[static_cast<qsizetype>(number)].packing != ModelPacking::none)
-            needed += QFileInfo(partPath(number)).size();
+            packed += QFileInfo(partPath(number)).size();
     }
-    requireSpace(needed);
+    requireSpace(spaceToUnpack(packed) + spaceToSpare);
     begin(ModelProgress::Step::unpacking);
     for (std::size_t number = 0; number < m_downloads.size(); ++number)
         bring(m_files[static_cast<qsizetype>(number)], partPath(number));
@@ -189,20 +190,29 @@ void ModelInstallation::appear() {
     end({});
 }
 
-qint64 ModelInstallation::spaceFor(const QList<ModelFile> &files) const {
-    qint64 download = 0;
-    bool isPacked = false;
-    for (const ModelFile &file : files) {
-        download += file.size.value_or(0);
-        isPacked = isPacked || file.packing != ModelPacking::none;
+/// For what is still to come and what is made of it, as far as anybody has said by now.
+qint64 ModelInstallation::spaceToDownload() const {
+    qint64 download = 0, here = 0;
+    bool isKnown = true;
+    for (std::size_t number = 0; number < static_cast<std::size_t>(m_files.size()); ++number) {
+        const auto size = number < m_downloads.size() ? m_downloads[number]->totalBytes()
+                                                      : m_files[static_cast<qsizetype>(number)].size;
+        download += size.value_or(0);
+        isKnown = isKnown && size;
+        here += QFileInfo(partPath(number)).size();
     }
-    download = std::max(download, m_entry.description.downloadSize.value_or(0));
-    const qint64 unpacked =
-        isPacked ? m_entry.description.installedSize.value_or(timesItsSize * download) : 0;
-    qint64 here = 0;
-    for (qsizetype number = 0; number < files.size(); ++number)
-        here += QFileInfo(partPath(static_cast<std::size_t>(number))).size();
-    return std::max<qint64>(0, download - here) + unpacked + spaceToSpare;
+    const ModelDescription &model = m_entry.description;
+    if (!isKnown)
+        download = std::max(download, model.downloadSize.value_or(model.installedSize.value_or(0)));
+    return std::max<qint64>(0, download - here) + spaceToUnpack(timesItsSize * download) + spaceToSpare;
+}
+
+/// `otherwise` where nobody says how large the model is once it is installed.
+qint64 ModelInstallation::spaceToUnpack(qint64 otherwise) const {
+    const bool isPacked = std::any_of(m_files.begin(), m_files.end(), [](const ModelFile &file) {
+        return file.packing != ModelPacking::none;
+    });
+    return isPacked ? m_entry.description.installedSize.value_or(otherwise) : 0;
 }
 
 void ModelInstallation::requireSpace(qint64 bytes) const {

@@ -49,7 +49,8 @@ private:
     void bring(const ModelFile &file, const QString &downloaded);
     void appear();
     void requireSpace(qint64 bytes) const;
-    qint64 spaceFor(const QList<ModelFile> &files) const;
+    qint64 spaceToDownload() const;
+    qint64 spaceToUnpack(qint64 otherwise) const;
     void begin(ModelProgress::Step step);
     void tell();
     ModelProgress progress();

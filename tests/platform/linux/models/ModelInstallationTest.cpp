@@ -38,7 +38,16 @@ QByteArray noise(qsizetype size) {
     return bytes;
 }
 
+/// Another program takes the room on the disk, all but that, once the installation is so far.
+struct Filling {
+    Step step = Step::waiting; // which an installation that has begun never is
+    int mebibytesLeft = 0;
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(Filling)
+Q_DECLARE_METATYPE(Step)
 
 /// Models from a real HTTPS server whose authority this test makes and trusts.
 class ModelInstallationTest : public QObject {
@@ -51,6 +60,7 @@ private Q_SLOTS:
         m_folders.emplace(m_home->filePath(u"models"_s), QStringList());
         m_server = std::make_unique<ModelServer>(m_identity);
         m_steps.clear();
+        m_filling = {};
         m_isUnwanted = false;
         m_obstacle.clear();
         m_patience = {.firstPause = 1ms, .mostFailures = 1};
@@ -205,6 +215,34 @@ private Q_SLOTS:
         QCOMPARE(m_server->http().connectionCount(), 0);
     }
 
+    void aDownloadOfUnknownSizeCountsAsLargeAsTheInstalledModel() {
+        serveFile(u"a"_s, "first");
+        m_entry.description.installedSize = qint64{1} << 49;
+        const QString fault = install();
+        QVERIFY2(fault.startsWith(u"The model needs 562.9 TB on the disk, and "), qPrintable(fault));
+        QCOMPARE(m_server->http().connectionCount(), 0);
+    }
+
+    void aPackedModelNeedsSpaceForTheDownloadAndForWhatComesOutOfIt() {
+        serveArchive({}, sha256({}));
+        m_entry.description.installedSize = qint64{1} << 49;
+        const QString fault = install();
+        QVERIFY2(fault.startsWith(u"The model needs 1.1 PB on the disk, and "), qPrintable(fault));
+        QCOMPARE(m_server->requestCount(u"/files/m.tar.bz2"_s), 0);
+    }
+
+    void aModelThatTurnsOutLargerThanTheDiskIsRefusedBeforeAnythingComes() {
+        serveFile(u"a"_s, "first");
+        m_server->silent += u"/a"_s;
+        const auto outcome = begin();
+        QVERIFY(waitUntil([&] { return m_server->http().requests().size() == 1; }));
+        m_server->http().answerHeld(0, "HTTP/1.1 200 OK\r\nContent-Length: 562949953421312\r\n\r\nfirst");
+        QVERIFY(waitUntil([&] { return outcome->has_value(); }));
+        QVERIFY2((*outcome)->startsWith(u"The model needs 562.9 TB on the disk, and "),
+                 qPrintable(**outcome));
+        QVERIFY(!m_folders->hasParts(u"m"_s));
+    }
+
     void aRepairWaitsForTheUserOfTheDamagedVersion() {
         serveFile(u"a"_s, "first");
         QCOMPARE(install(), QString());
@@ -231,20 +269,33 @@ private Q_SLOTS:
     void aFullDiskLeavesTheOldVersionAndWhatCameAlready_data() {
         QTest::addColumn<int>("mebibytes");
         QTest::addColumn<QByteArray>("model");
+        QTest::addColumn<int>("statedMebibytes");
+        QTest::addColumn<Filling>("filling");
+        QTest::addColumn<Step>("lastStep");
         QTest::addColumn<QString>("fault");
         const QByteArray dense = noise(20 << 20), loose = noise(10 << 20) + QByteArray(30 << 20, '\0');
-        QTest::newRow("before the download") << 8 << dense << u"The model needs "_s;
+        QTest::newRow("before the download")
+            << 55 << dense << 20 << Filling() << Step::preparing << u"The model needs "_s;
+        QTest::newRow("once the server says how much it sends")
+            << 55 << dense << 0 << Filling() << Step::downloading << u"The model needs "_s;
         QTest::newRow("during the download")
-            << 18 << dense << u"\"m.tar.gz\" could not be written: No space left on device."_s;
-        QTest::newRow("before it is unpacked") << 40 << dense << u"The model needs "_s;
+            << 64 << dense << 20 << Filling{Step::downloading, 1} << Step::downloading
+            << u"\"m.tar.gz\" could not be written: No space left on device."_s;
+        QTest::newRow("before it is unpacked")
+            << 64 << dense << 20 << Filling{Step::checking, 30} << Step::checking << u"The model needs "_s;
         QTest::newRow("while it is unpacked")
-            << 42 << loose << u"\"model.onnx\" could not be written: No space left on device."_s;
+            << 64 << loose << 0 << Filling{Step::unpacking, 20} << Step::unpacking
+            << u"\"model.onnx\" could not be written: No space left on device."_s;
         QTest::newRow("while the manifest is written")
-            << 64 << dense << u"\"manifest.json\" could not be written: No space left on device."_s;
+            << 64 << dense << 20 << Filling{Step::unpacking, 20} << Step::unpacking
+            << u"\"manifest.json\" could not be written: No space left on device."_s;
     }
     void aFullDiskLeavesTheOldVersionAndWhatCameAlready() {
         QFETCH(const int, mebibytes);
         QFETCH(const QByteArray, model);
+        QFETCH(const int, statedMebibytes);
+        QFETCH(const Filling, filling);
+        QFETCH(const Step, lastStep);
         QFETCH(const QString, fault);
         QVERIFY(QDir().mkpath(m_folders->own()));
         const QByteArray disk = QFile::encodeName(m_folders->own());
@@ -257,10 +308,24 @@ private Q_SLOTS:
         installVersion0();
         const QByteArray archive = test::packed({{"m/model.onnx", model}}, test::PackedFormat::tarGzip);
         serveArchive(archive, sha256(archive), "m.tar.gz");
-        if (fault.contains(u"manifest"))
-            m_unpackingBegins = [&] { leaveOnDisk(model.size()); };
-        const QString found = install();
-        QVERIFY2(found.startsWith(fault), qPrintable(found));
+        if (statedMebibytes > 0)
+            m_entry.description.installedSize = qint64{statedMebibytes} << 20;
+        if (filling.step == Step::downloading)
+            m_server->silent += u"/files/m.tar.gz"_s; // it is sent below, in two parts
+        else
+            m_filling = filling;
+        const auto outcome = begin();
+        if (filling.step == Step::downloading) {
+            QVERIFY(waitUntil([&] { return m_server->http().requests().size() == 2; }));
+            const QByteArray answer = test::RawHttpServer::response(200, archive);
+            m_server->http().answerHeld(1, answer.first(answer.size() / 2));
+            QVERIFY(waitUntil([&] { return m_folders->hasParts(u"m"_s); }));
+            leaveOnDisk(filling.mebibytesLeft);
+            m_server->http().send(answer.sliced(answer.size() / 2));
+        }
+        QVERIFY(waitUntil([&] { return outcome->has_value(); }));
+        QVERIFY2((*outcome)->startsWith(fault), qPrintable(**outcome));
+        QCOMPARE(m_steps.last(), lastStep);
         QCOMPARE(m_folders->installed(u"m"_s).size(), 1);
         QCOMPARE(installedContents(u"old"_s), "old weights");
         m_installation.reset();
@@ -316,15 +381,14 @@ private:
     Outcome begin() {
         auto outcome = std::make_shared<std::optional<QString>>();
         m_installation = std::make_unique<ModelInstallation>(
-            m_entry, *m_folders, DownloadGround{m_queue, m_proxies, m_mirrors, m_patience},
-            [this] { return m_isUnwanted; },
+            m_entry, *m_folders, DownloadGround{m_queue, m_proxies, m_mirrors, m_patience}, isUnwanted,
             ModelInstallation::Listener{.progressed =
                                             [this](const ModelProgress &progress) {
                                                 m_obstacle = progress.obstacle;
                                                 if (m_steps.isEmpty() || m_steps.last() != progress.step)
                                                     m_steps += progress.step;
-                                                if (progress.step == Step::unpacking)
-                                                    std::exchange(m_unpackingBegins, [] {})();
+                                                if (progress.step == m_filling.step)
+                                                    leaveOnDisk(std::exchange(m_filling, {}).mebibytesLeft);
                                             },
                                         .ended = [outcome](const QString &fault) { *outcome = fault; }});
         m_installation->start();
@@ -346,9 +410,9 @@ private:
         return test::readFile(m_folders->installed(u"m"_s).first().filesFolder() + u'/' + name);
     }
     /// Another program takes the rest.
-    void leaveOnDisk(qint64 bytes) const {
-        const QStorageInfo disk(m_folders->own());
-        test::writeFile(m_folders->own() + u"/filling"_s, QByteArray(disk.bytesAvailable() - bytes, 'x'));
+    void leaveOnDisk(int mebibytes) const {
+        const qint64 rest = QStorageInfo(m_folders->own()).bytesAvailable() - (qint64{mebibytes} << 20);
+        test::writeFile(m_folders->own() + u"/filling"_s, QByteArray(std::max<qint64>(0, rest), 'x'));
     }
     QStringList left() const {
         return QDir(m_folders->own() + u"/m"_s)
@@ -366,7 +430,7 @@ private:
     DownloadPatience m_patience;
     QList<Step> m_steps;
     QString m_obstacle; ///< that was told last
-    std::function<void()> m_unpackingBegins = [] {};
+    Filling m_filling;
     bool m_isUnwanted = false;
     CatalogEntry m_entry;
     std::unique_ptr<ModelInstallation> m_installation;
