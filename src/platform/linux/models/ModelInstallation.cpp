@@ -48,7 +48,7 @@ ModelInstallation::ModelInstallation(CatalogEntry entry, const ModelFolders &fol
     connect(&m_telling, &QTimer::timeout, this, &ModelInstallation::tell);
 }
 
-ModelInstallation::~ModelInstallation() = default;
+ModelInstallation::~ModelInstallation() { letGo(); }
 
 void ModelInstallation::start() {
     m_clock.start();
@@ -186,7 +186,6 @@ void ModelInstallation::appear() {
         return;
     }
     m_folders.removeParts(id);
-    m_lock.reset();
     end({});
 }
 
@@ -279,12 +278,20 @@ void ModelInstallation::end(const QString &fault) {
     m_telling.stop();
     m_downloads.clear();
     m_indexDownload.reset();
+    letGo();
     m_ground.queue.async([self = QPointer(this), fault] {
         if (!self)
             return;
         const auto ended = self->m_listener.ended; // outlives the installation
         ended(fault);
     });
+}
+
+/// What was being made of the download takes as much room as the model, and is of no use to anybody.
+void ModelInstallation::letGo() {
+    if (m_lock)
+        m_folders.removeRemains(m_entry.description.id);
+    m_lock.reset();
 }
 
 } // namespace quillora::platform

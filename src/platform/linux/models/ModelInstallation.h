@@ -20,7 +20,8 @@ namespace quillora::platform {
 /// One model on its way to its folder: index, files, checksums, unpacking, appearance, in this order. It
 /// belongs to the thread that makes it, which is its queue's and is kept busy while it checks and unpacks.
 ///
-/// Destroying it breaks it off; what has been downloaded stays, for the next one to go on with.
+/// Destroying it breaks it off. Where it is broken off or fails, what has been downloaded stays, for the next
+/// one to go on with, and nothing else.
 class ModelInstallation : public QObject {
     Q_OBJECT
 
@@ -56,6 +57,7 @@ private:
     ModelProgress progress();
     void attempt(const std::function<void()> &work);
     void end(const QString &fault);
+    void letGo();
 
     QString partsFolder() const;
     QString partPath(std::size_t number) const;

@@ -266,6 +266,28 @@ private Q_SLOTS:
         QVERIFY(m_folders->installed(u"m"_s).isEmpty());
     }
 
+    void anUnpackingThatIsBrokenOffLeavesNothingButTheDownload() {
+        const QByteArray archive = test::packed({{"m/model.onnx", "weights"}});
+        serveArchive(archive, sha256(archive));
+        const auto outcome = begin([this] { return m_steps.contains(Step::unpacking); });
+        QVERIFY(waitUntil([&] { return m_steps.contains(Step::unpacking); }));
+        m_installation.reset();
+        QCOMPARE(left(), QStringList(u".1.parts"_s));
+        QVERIFY(partIsWhole(0));
+        QVERIFY(!outcome->has_value());
+    }
+
+    void anInstallationThatWaitsForAUserLeavesNothingButTheDownloadOnceItIsBrokenOff() {
+        serveFile(u"a"_s, "first");
+        QCOMPARE(install(), QString());
+        const auto use =
+            FolderHold::of(m_folders->installed(u"m"_s).first().folder, FolderHold::Kind::shared);
+        begin();
+        QVERIFY(waitUntil([&] { return m_steps.count(Step::unpacking) == 2; }));
+        m_installation.reset();
+        QCOMPARE(left(), (QStringList{u".1.parts"_s, u"1"_s}));
+    }
+
     void aFullDiskLeavesTheOldVersionAndWhatCameAlready_data() {
         QTest::addColumn<int>("mebibytes");
         QTest::addColumn<QByteArray>("model");
@@ -328,7 +350,9 @@ private Q_SLOTS:
         QCOMPARE(m_steps.last(), lastStep);
         QCOMPARE(m_folders->installed(u"m"_s).size(), 1);
         QCOMPARE(installedContents(u"old"_s), "old weights");
-        m_installation.reset();
+        QCOMPARE(left(), (QStringList{u".1.parts"_s, u"0"_s}));
+        if (m_steps.contains(Step::checking))
+            QVERIFY(partIsWhole(0));
     }
 
 private:
@@ -379,6 +403,9 @@ private:
     QUrl nobody() const { return test::RawHttpServer(m_identity).url(u"/model"_s); }
 
     Outcome begin() {
+        return begin([this] { return m_isUnwanted; });
+    }
+    Outcome begin(const IsUnwanted &isUnwanted) {
         auto outcome = std::make_shared<std::optional<QString>>();
         m_installation = std::make_unique<ModelInstallation>(
             m_entry, *m_folders, DownloadGround{m_queue, m_proxies, m_mirrors, m_patience}, isUnwanted,
