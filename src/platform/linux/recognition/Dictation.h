@@ -16,8 +16,10 @@ namespace quillora::platform {
 /// sent, and the texts. A process that takes over begins where the text is settled.
 class Dictation {
 public:
-    Dictation(std::uint32_t number, std::shared_ptr<RecognitionJob> job, std::size_t soundLimit)
-        : m_number(number), m_job(std::move(job)), m_sound(soundLimit) {}
+    /// It lets go of `underWay` when it is over.
+    Dictation(std::uint32_t number, std::shared_ptr<RecognitionJob> job, std::size_t soundLimit,
+              std::shared_ptr<void> underWay = {})
+        : m_number(number), m_underWay(std::move(underWay)), m_job(std::move(job)), m_sound(soundLimit) {}
 
     std::uint32_t number() const { return m_number; }
 
@@ -47,6 +49,7 @@ private:
     void report(const QString &text);
 
     const std::uint32_t m_number;
+    const std::shared_ptr<void> m_underWay;
     const std::shared_ptr<RecognitionJob> m_job;
     KeptSound m_sound;
     std::optional<SpeechResampler> m_resampler;

@@ -78,7 +78,6 @@ std::unique_ptr<SpeechRecognizer> OnDeviceRecognizers::makeRecognizer(const QStr
 
 /// One that has a model of the store loaded, or loads it now; none where no model of the store hears.
 std::shared_ptr<RecognizerClient> OnDeviceRecognizers::clientFor(const QString &localeIdentifier) {
-    std::erase_if(m_retired, [](const Loaded &one) { return !one.client->isInUse(); });
     const auto task = ModelTask::hearing(localeIdentifier);
     // A model that turns out not to be one makes way for the next.
     for (auto route = m_routes.route(task); route && route->isUsable && !route->models.isEmpty();
@@ -125,7 +124,9 @@ std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QStri
                   .detector = detector,
                   .detectorUse = std::move(detectorUse),
                   .replacements = {},
-                  .client = std::make_shared<RecognizerClient>(m_program)};
+                  .client = std::make_shared<RecognizerClient>(
+                      m_program, RecognizerClient::Limits(),
+                      [this, post = poster()] { post([this] { dropRetired(); }); })};
     std::vector<RecognizerModel> models = replacements(localeIdentifier, loaded);
     models.insert(models.begin(), *std::move(first));
     if (better)
@@ -232,6 +233,10 @@ void OnDeviceRecognizers::letGo() {
     if (m_loaded && m_loaded->client->isInUse())
         m_retired.push_back(std::move(*m_loaded));
     m_loaded.reset();
+}
+
+void OnDeviceRecognizers::dropRetired() {
+    std::erase_if(m_retired, [](const Loaded &one) { return !one.client->isInUse(); });
 }
 
 /// What has arrived, or been repaired, is loaded at once if it is what the next dictation needs; what leaves

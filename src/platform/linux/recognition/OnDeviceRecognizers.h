@@ -74,6 +74,7 @@ private:
     std::optional<RecognizerModel> model(const QString &id, const ModelUse &use, const QString &language);
     std::vector<RecognizerModel> replacements(const QString &localeIdentifier, Loaded &loaded);
     void letGo();
+    void dropRetired();
     void modelChanged(const QString &id);
 
     const std::shared_ptr<CaptureDrain> m_drain;

@@ -33,8 +33,8 @@ QString noMemory() { return u"There is not enough memory for the speech model."_
 
 } // namespace
 
-RecognizerClient::RecognizerClient(std::string program, Limits limits)
-    : m_program(std::move(program)), m_limits(limits),
+RecognizerClient::RecognizerClient(std::string program, Limits limits, std::function<void()> dictationEnded)
+    : m_program(std::move(program)), m_limits(limits), m_dictationEnded(std::move(dictationEnded)),
       m_worker("recognition", [this](Worker &worker) { run(worker); }) {}
 
 void RecognizerClient::load(std::vector<RecognizerModel> models) {
@@ -48,10 +48,13 @@ void RecognizerClient::load(std::vector<RecognizerModel> models) {
 }
 
 std::shared_ptr<RecognitionJob> RecognizerClient::recognize(RecognitionHandler handler) {
-    auto job = std::make_shared<RecognitionJob>(
-        m_worker.wakeUp(), [user = m_users, handler = std::move(handler)](
-                               const auto &result, const auto &error) { handler(result, error); });
-    m_worker.post([this, job] { accept(job); });
+    auto job = std::make_shared<RecognitionJob>(m_worker.wakeUp(), std::move(handler));
+    ++m_dictationCount;
+    const std::shared_ptr<void> underWay(nullptr, [this](void *) {
+        --m_dictationCount;
+        m_dictationEnded();
+    });
+    m_worker.post([this, job, underWay] { accept(job, underWay); });
     return job;
 }
 
@@ -72,12 +75,12 @@ void RecognizerClient::run(Worker &worker) {
         dictation.failed(ended());
 }
 
-void RecognizerClient::accept(std::shared_ptr<RecognitionJob> job) {
+void RecognizerClient::accept(std::shared_ptr<RecognitionJob> job, std::shared_ptr<void> underWay) {
     const auto limit = static_cast<std::size_t>(m_limits.keptSound.count()) * recognizer::sampleRate;
     if (m_modelState == ModelState::failed)
         job->fail(LocalizedError(m_failure));
     else
-        m_dictations.emplace_back(++m_lastNumber, std::move(job), limit);
+        m_dictations.emplace_back(++m_lastNumber, std::move(job), limit, std::move(underWay));
 }
 
 void RecognizerClient::takeSound() {

@@ -42,7 +42,8 @@ public:
 
     explicit RecognizerClient(std::string program) : RecognizerClient(std::move(program), Limits()) {}
     /// When it goes it ends the process, and what is under way with an error; it waits for neither.
-    RecognizerClient(std::string program, Limits limits);
+    /// `dictationEnded` is called whenever one is over, for whatever reason, on any thread.
+    RecognizerClient(std::string program, Limits limits, std::function<void()> dictationEnded = [] {});
     RecognizerClient(const RecognizerClient &) = delete;
     RecognizerClient &operator=(const RecognizerClient &) = delete;
 
@@ -54,14 +55,14 @@ public:
     /// The dictation's turn comes when all earlier ones have ended and the model is loaded.
     std::shared_ptr<RecognitionJob> recognize(RecognitionHandler handler);
 
-    /// Whether there is a dictation that is not over, or whose user still holds it.
-    bool isInUse() const { return m_users.use_count() > 1; }
+    /// Whether there is a dictation that is not over.
+    bool isInUse() const { return m_dictationCount > 0; }
 
 private:
     using Clock = std::chrono::steady_clock;
 
     void run(Worker &worker);
-    void accept(std::shared_ptr<RecognitionJob> job);
+    void accept(std::shared_ptr<RecognitionJob> job, std::shared_ptr<void> underWay);
     void takeSound();
     void beginAnew();
     void start();
@@ -95,7 +96,8 @@ private:
 
     const std::string m_program;
     const Limits m_limits;
-    const std::shared_ptr<void> m_users = std::make_shared<char>(); ///< every dictation has a share
+    const std::function<void()> m_dictationEnded;
+    std::atomic<int> m_dictationCount = 0; ///< of those that are not over
     std::atomic<ModelState> m_modelState = ModelState::loading;
     std::atomic<int> m_loadsToCome = 0; ///< on their way to the thread
 

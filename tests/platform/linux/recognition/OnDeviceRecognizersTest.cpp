@@ -180,9 +180,7 @@ private Q_SLOTS:
         ground.recognizers.prepare(u"zh-CN"_s);
         QCOMPARE(Listening(ground, u"zh-CN"_s).hear("ab"), u"\u4E01\u4E02"_s);
         QCOMPARE(first.hear("hello"), u"hello"_s);
-        first.recognition.reset();
-        ground.recognizers.prepare(u"zh-CN"_s);
-        QVERIFY(ChildProcess::waitUntil([] { return processCount() == 1; }, 30000));
+        QVERIFY(ground.waitUntil([] { return processCount() == 1; }));
     }
 
     void whatCameWithTheSystemHearsWhereTheRoutesSaySo() {
@@ -248,11 +246,7 @@ private Q_SLOTS:
         ground.platform.run();
         QVERIFY(ground.platform.models.state(id).isLeaving);
         QCOMPARE(listening.hear("hello"), u"hello"_s);
-        listening.recognition.reset();
-        QVERIFY(ground.waitUntil([&] {
-            ground.recognizers.prepare(swiss);
-            return ground.platform.models.state(id).presence == Presence::absent;
-        }));
+        QVERIFY(ground.waitFor(next, Presence::absent));
     }
 
     void aReplacementThatIsNotNeededLeavesAtOnce() {
@@ -375,11 +369,7 @@ private Q_SLOTS:
         ground.platform.run();
         QVERIFY(ground.stateOfDetector().isLeaving);
         QCOMPARE(first.hearTwoWordsAroundNoise(), u"ab cd"_s);
-        first.recognition.reset();
-        QVERIFY(ground.waitUntil([&] {
-            ground.recognizers.prepare(u"de-CH"_s);
-            return ground.stateOfDetector().presence == Presence::absent;
-        }));
+        QVERIFY(ground.waitFor(ground.detector, Presence::absent));
         QCOMPARE(ground.hearTwoWordsAroundNoise(), u"abcd"_s);
     }
 
@@ -427,6 +417,26 @@ private Q_SLOTS:
         QCOMPARE(Listening(ground, u"de-CH"_s).hear("ab"), QString());
         QVERIFY(ground.waitFor(ground.offline, Presence::unfit));
         QVERIFY(ground.stateOfDetector().isInstalled());
+    }
+
+    void aModelThatIsInUseLeavesOnceTheDictationIsOver_data() {
+        QTest::addColumn<bool>("isCancelled");
+        QTest::newRow("heard") << false;
+        QTest::newRow("cancelled") << true;
+    }
+    void aModelThatIsInUseLeavesOnceTheDictationIsOver() {
+        QFETCH(const bool, isCancelled);
+        Ground ground;
+        ground.install(ground.nemo);
+        Listening listening(ground, german);
+        ground.platform.models.remove(ground.nemo.description().id);
+        ground.platform.run();
+        QVERIFY(ground.platform.models.state(ground.nemo.description().id).isLeaving);
+        if (isCancelled)
+            listening.recognition->cancel();
+        else
+            QCOMPARE(listening.hear("hello"), u"hello"_s);
+        QVERIFY(ground.waitFor(ground.nemo, Presence::absent));
     }
 
     void aModelThatLeavesIsNotKept() {
