@@ -161,6 +161,10 @@ OnDeviceRecognizers::withDetector(RecognizerModel &model, const QString &detecto
         qWarning("The speech recognizer fails with its voice activity model, and goes on without it.");
         *hasFailed = true;
     };
+    better->doubt = [this, post = poster(), detector, doubt = model.doubt] {
+        doubt();
+        post([this, detector] { m_store.check(detector); });
+    };
     model.tried = [hasFailed, reject, tried = model.tried](std::chrono::milliseconds took) {
         if (std::exchange(*hasFailed, false))
             reject(u"The speech recognizer fails with it."_s);
@@ -196,6 +200,7 @@ std::optional<RecognizerModel> OnDeviceRecognizers::model(const QString &id, con
         return {};
     }
     model->reject = rejection(id, use);
+    model->doubt = [this, post = poster(), id] { post([this, id] { m_store.check(id); }); };
     model->tried = [this, post = poster(), id, version = use.version()](std::chrono::milliseconds took) {
         post([this, id, version, took] { m_store.remark(id, version, remarkOnSpeed(took)); });
     };

@@ -309,7 +309,7 @@ void RecognizerClient::processDied(const Worker &worker) {
     dropProcess();
     m_isWanted = !wasReady;
     if (status == recognizer::noMemoryStatus && !wasReady)
-        return failAll(noMemory());
+        return memoryRanOut();
     if (wasReady && m_dictations.empty())
         return;
     constexpr int mostDeaths = 2;
@@ -317,8 +317,8 @@ void RecognizerClient::processDied(const Worker &worker) {
         m_deathsInARow = 0;
         // So the kernel ends who takes the most memory, which may be there again at the next press.
         if (status == -SIGKILL)
-            return failAll(noMemory());
-        return modelFailed(isModelRight(worker) ? unsuitable() : damaged());
+            return memoryRanOut();
+        return modelFailed(isModelWrong(worker) ? damaged() : unsuitable());
     }
     if (!m_dictations.empty() && ++m_dictations.front().deaths == mostDeaths) {
         m_dictations.front().failed(notRecognized());
@@ -326,10 +326,16 @@ void RecognizerClient::processDied(const Worker &worker) {
     }
 }
 
-bool RecognizerClient::isModelRight(const Worker &worker) {
+/// Which a damaged model can bring about, too.
+void RecognizerClient::memoryRanOut() {
+    m_models.front().doubt();
+    failAll(noMemory());
+}
+
+bool RecognizerClient::isModelWrong(const Worker &worker) {
     if (!m_judgement)
         m_judgement = m_models.front().judge(ModelCheck::checksums, [&worker] { return worker.isEnding(); });
-    return m_judgement == ModelJudgement::right;
+    return m_judgement == ModelJudgement::wrong;
 }
 
 void RecognizerClient::modelFailed(const QString &description) {

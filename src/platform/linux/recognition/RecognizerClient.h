@@ -85,7 +85,8 @@ private:
     Dictation *dictation(std::uint32_t number);
     void processDied(const Worker &worker);
     void judgeModel(const Worker &worker);
-    bool isModelRight(const Worker &worker);
+    void memoryRanOut();
+    bool isModelWrong(const Worker &worker);
     void modelFailed(const QString &description);
     void takeNextModel(const QString &description);
     void failAll(const QString &description);

@@ -44,6 +44,10 @@ struct RecognizerModel {
     /// Called on the recognizer's thread where the model turns out not to be of use; the reason is a
     /// sentence.
     std::function<void(const QString &reason)> reject = [](const QString &) {};
+
+    /// Called on the recognizer's thread where the model could not be loaded, or not gone on with, and that
+    /// need not be its fault: its files are worth a look.
+    std::function<void()> doubt = [] {};
 };
 
 } // namespace quillora::platform

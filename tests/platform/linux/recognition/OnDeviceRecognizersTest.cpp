@@ -7,9 +7,11 @@
 #include "support/Told.h"
 
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <fstream>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 using namespace quillora;
@@ -29,7 +31,13 @@ const QString german = u"de-DE"_s;
 
 /// A store, routes and what came with the system, all of them fakes; the models and the process are real.
 struct Ground {
-    Ground() {
+    explicit Ground(std::string program = QUILLORA_UNHURRIED_RECOGNIZER)
+        : recognizers{std::make_shared<platform::CaptureDrain>(),
+                      std::move(program),
+                      platform.models,
+                      platform.routes,
+                      {platform.speech, [this](const QString &) { return systemModels; }},
+                      platform.queue} {
         for (auto *model : {&nemo, &chinese})
             platform.models.offer(model->description());
         for (const auto &locale : {german, u"en-US"_s})
@@ -61,12 +69,7 @@ struct Ground {
     InstalledToneModel nemo{u"streaming-nemo-transducer"_s, {u"de"_s, u"en"_s}};
     InstalledToneModel chinese{u"streaming-zipformer-ctc"_s, {u"zh"_s}, "chinese"};
     std::vector<platform::RecognizerModel> systemModels;
-    OnDeviceRecognizers recognizers{std::make_shared<platform::CaptureDrain>(),
-                                    QUILLORA_UNHURRIED_RECOGNIZER,
-                                    platform.models,
-                                    platform.routes,
-                                    {platform.speech, [this](const QString &) { return systemModels; }},
-                                    platform.queue};
+    OnDeviceRecognizers recognizers;
 };
 
 /// The library ends the process that reads such a file.
@@ -112,7 +115,8 @@ private:
 
 /// Where whole segments are heard, in Swiss German, and a detector could be had.
 struct GroundOfSegments : Ground {
-    GroundOfSegments() {
+    explicit GroundOfSegments(std::string program = QUILLORA_UNHURRIED_RECOGNIZER)
+        : Ground(std::move(program)) {
         platform.models.offer(offline.description());
         platform.models.offer(detector.description());
         platform.routes.offer(ModelTask::hearing(u"de-CH"_s), {offline.description().id});
@@ -226,8 +230,26 @@ private Q_SLOTS:
         QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello world"), u"hello world"_s);
         QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));
         QCOMPARE(ground.platform.models.state(ground.nemo.description().id).problem,
-                 u"The speech model is damaged."_s);
+                 u"The speech model does not work on this computer."_s);
         QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello"), u"hello"_s);
+    }
+
+    void aModelWithoutMemoryForItIsLookedAtByTheStoreAndNotRejected() {
+        const QTemporaryDir folder;
+        const QString program = folder.filePath(u"recognizer"_s);
+        test::writeFile(program, "#!/bin/sh\nkill -KILL $$\n");
+        QVERIFY(QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        GroundOfSegments ground(program.toStdString());
+        ground.install(ground.detector);
+        Listening listening(ground, u"de-CH"_s);
+        QVERIFY(ground.waitUntil([&] { return !listening.errors().isEmpty(); }));
+        QCOMPARE(listening.errors(), QStringList{u"There is not enough memory for the speech model."_s});
+        const auto isChecked = [&](const auto &model) {
+            return ground.platform.log.calls().contains(u"models.check "_s + model.description().id);
+        };
+        QVERIFY(ground.waitUntil([&] { return isChecked(ground.offline) && isChecked(ground.detector); }));
+        QVERIFY(ground.platform.models.state(ground.offline.description().id).isInstalled());
+        QVERIFY(ground.stateOfDetector().isInstalled());
     }
 
     void whatTookThePlaceOfAnotherLeavesOnceTheDictationIsOver() {

@@ -273,10 +273,19 @@ private Q_SLOTS:
         QVERIFY(waitUntil([&] { return client.modelState() == ModelState::failed; }));
     }
 
-    void aModelOfAnUnknownVersionThatKillsTheProcessTwiceCountsAsDamaged() {
+    void aModelOfAnUnknownVersionThatKillsTheProcessTwiceIsNotCalledDamaged() {
         writeScript("load crash");
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
         client.load({model(platform::ModelJudgement::unknown)});
+        const Dictating dictating(client);
+        QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), QStringList{u"The speech model does not work on this computer."_s});
+    }
+
+    void aModelThatIsNotWholeAndKillsTheProcessTwiceIsCalledDamaged() {
+        writeScript("load crash");
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        client.load({model(platform::ModelJudgement::wrong)});
         const Dictating dictating(client);
         QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
         QCOMPARE(dictating.errors(), QStringList{u"The speech model is damaged."_s});
@@ -297,11 +306,14 @@ private Q_SLOTS:
     void withoutMemoryForTheModelTheNextDictationTriesAgain() {
         writeScript("load memory");
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
-        client.load({model()});
+        std::atomic<int> rejections = 0, doubts = 0;
+        client.load({modelThatCounts(rejections, doubts)});
         Dictating dictating(client);
         QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
         QCOMPARE(dictating.errors(), QStringList{u"There is not enough memory for the speech model."_s});
         QVERIFY(client.modelState() != ModelState::failed);
+        QCOMPARE(rejections, 0);
+        QCOMPARE(doubts, 1);
         writeScript({});
         Dictating next(client);
         next.hear(FakeSpeech::words(1, 2));
@@ -309,17 +321,17 @@ private Q_SLOTS:
         QCOMPARE(next.finalText(), spoken(1, 2));
     }
 
-    void aRecognizerThatIsKilledFromOutsideSaysNothingOfItsModel_data() {
+    void aRecognizerThatIsKilledFromOutsideCastsNoMoreThanADoubtOnItsModel_data() {
         QTest::addColumn<QString>("script");
         QTest::newRow("loading") << u"load kill"_s;
         QTest::newRow("decoding") << u"1 kill"_s;
     }
-    void aRecognizerThatIsKilledFromOutsideSaysNothingOfItsModel() {
+    void aRecognizerThatIsKilledFromOutsideCastsNoMoreThanADoubtOnItsModel() {
         QFETCH(QString, script);
         writeScript(script.toStdString());
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
-        std::atomic<int> rejections = 0;
-        client.load({modelThatCounts(rejections), {"fake", {"/nonexistent"}}});
+        std::atomic<int> rejections = 0, doubts = 0;
+        client.load({modelThatCounts(rejections, doubts), {"fake", {"/nonexistent"}}});
         Dictating dictating(client);
         dictating.hear(FakeSpeech::words(1, 2));
         QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
@@ -330,13 +342,14 @@ private Q_SLOTS:
         next.end();
         QCOMPARE(next.finalText(), spoken(1, 2));
         QCOMPARE(rejections, 0);
+        QCOMPARE(doubts, 1);
     }
 
     void aRecognizerThatCannotBeStartedSaysNothingOfItsModels() {
         const QString program = m_folder.filePath(u"recognizer"_s);
         RecognizerClient client(program.toStdString());
-        std::atomic<int> rejections = 0;
-        client.load({modelThatCounts(rejections), {"fake", {"/nonexistent"}}});
+        std::atomic<int> rejections = 0, doubts = 0;
+        client.load({modelThatCounts(rejections, doubts), {"fake", {"/nonexistent"}}});
         Dictating dictating(client);
         QVERIFY(waitUntil([&] { return !dictating.errors().isEmpty(); }));
         QCOMPARE(dictating.errors(), QStringList{u"The speech recognizer could not be started."_s});
@@ -346,6 +359,7 @@ private Q_SLOTS:
         next.end();
         QCOMPARE(next.finalText(), spoken(1, 2));
         QCOMPARE(rejections, 0);
+        QCOMPARE(doubts, 0);
     }
 
     void anIdleProcessEndsAndTheNextPressStartsAnother() {
@@ -496,9 +510,10 @@ private:
                 }};
     }
 
-    platform::RecognizerModel modelThatCounts(std::atomic<int> &rejections) const {
+    platform::RecognizerModel modelThatCounts(std::atomic<int> &rejections, std::atomic<int> &doubts) const {
         auto counting = model();
         counting.reject = [&rejections](const QString &) { ++rejections; };
+        counting.doubt = [&doubts] { ++doubts; };
         return counting;
     }
 
