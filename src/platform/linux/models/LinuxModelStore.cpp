@@ -166,6 +166,12 @@ bool LinuxModelStore::isCurrent(const QString &id) const {
            !(entry && isNewer(entry->description.version, copy->model.version));
 }
 
+/// Whether it has other times than those it was installed with, or last checked at.
+bool LinuxModelStore::isToBeChecked(const Copy &copy) const {
+    return copy.isTouched &&
+           m_checkedTimes.value(copy.model.folder) != copy.model.manifest->times(copy.model.filesFolder());
+}
+
 void LinuxModelStore::lookAgain(const QString &id) {
     const ModelState before = stateOf(id);
     m_models[id].findings.reset();
@@ -238,7 +244,7 @@ std::unique_ptr<ModelUse> LinuxModelStore::use(const QString &id) {
         auto hold = FolderHold::of(copy.model.folder, FolderHold::Kind::shared);
         if (!hold)
             continue;
-        if (copy.isTouched && !m_checkedFolders.contains(copy.model.folder))
+        if (isToBeChecked(copy))
             m_checks.prepend(copy.model);
         auto use = std::make_unique<Use>(*this, copy.model, std::move(hold));
         startNextCheck();
@@ -480,7 +486,8 @@ void LinuxModelStore::startNextCheck() {
         return;
     const InstalledModel model = m_checks.takeFirst();
     m_isChecking = true;
-    m_checkedFolders.insert(model.folder);
+    if (model.manifest)
+        m_checkedTimes[model.folder] = model.manifest->times(model.filesFolder());
     if (!m_checker)
         m_checker.emplace("model checks", [](Worker &worker) {
             yieldToEverybody();

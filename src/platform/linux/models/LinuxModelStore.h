@@ -9,7 +9,6 @@
 
 #include <QHash>
 #include <QList>
-#include <QSet>
 
 #include <chrono>
 #include <map>
@@ -107,6 +106,7 @@ private:
     void note(ByFolder &findings, const QString &id, const QString &version, const QString &sentence);
     static const Copy *best(const Findings &findings);
     bool isCurrent(const QString &id) const;
+    bool isToBeChecked(const Copy &copy) const;
 
     void startNext();
     void progressed(const QString &id, const ModelProgress &progress);
@@ -157,7 +157,7 @@ private:
     std::shared_ptr<WorkItem> m_nextTry;
     QList<InstalledModel> m_checks; ///< the next one first
     bool m_isChecking = false;
-    QSet<QString> m_checkedFolders; ///< since the start
+    QHash<QString, QList<qint64>> m_checkedTimes; ///< of a folder's files, when they were last compared
     std::map<ObserverToken, std::function<void(const QString &)>> m_observers;
     ObserverToken m_lastToken = 0;
 

@@ -89,6 +89,13 @@ ModelManifest::Glance ModelManifest::glance(const QString &folder) const {
     return result;
 }
 
+QList<qint64> ModelManifest::times(const QString &folder) const {
+    QList<qint64> times;
+    for (const File &file : files)
+        times += modificationTime(QFileInfo(folder + u'/' + file.name));
+    return times;
+}
+
 QString ModelManifest::fault(const QString &folder, const IsUnwanted &isUnwanted) const {
     for (const File &file : files) {
         try {

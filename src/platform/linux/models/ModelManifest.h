@@ -40,6 +40,9 @@ struct ModelManifest {
     /// `touched` where only times differ, as after a copy: the checksums decide.
     Glance glance(const QString &folder) const;
 
+    /// When its files were last changed, as they are now.
+    QList<qint64> times(const QString &folder) const;
+
     /// Reads every file, and names the first one that differs, in a sentence; null if none does.
     QString fault(const QString &folder, const IsUnwanted &isUnwanted) const;
 };

@@ -168,6 +168,24 @@ private Q_SLOTS:
         QCOMPARE(state().problem, u"\"model.bin\" is not as it was installed."_s);
     }
 
+    void whatWasCheckedIsCheckedAgainOnceItsTimesHaveChanged() {
+        place(u"own"_s, u"2"_s);
+        const QString path = own().installed(u"m"_s).first().filesFolder() + u"/model.bin"_s;
+        setTime(path, 1000);
+        start();
+        int toldCount = 0;
+        m_store->addObserver([&](const QString &) { ++toldCount; });
+        QVERIFY(m_store->use(u"m"_s));
+        QVERIFY(waitUntil([&] { return toldCount == 1; }));
+        QVERIFY(m_store->use(u"m"_s)); // nothing has changed
+        waitForTurns();
+        QCOMPARE(toldCount, 1);
+        test::writeFile(path, "WEIGHTS");
+        setTime(path, 2000);
+        QVERIFY(m_store->use(u"m"_s));
+        QVERIFY(waitUntil([&] { return state().presence == Presence::damaged; }));
+    }
+
     void everythingIsCheckedOnceAStart() {
         place(u"own"_s, u"2"_s);
         test::changeSecretly(own().installed(u"m"_s).first().filesFolder() + u"/model.bin"_s, "WEIGHTS");
