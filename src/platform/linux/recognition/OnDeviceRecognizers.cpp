@@ -4,6 +4,11 @@
 #include "platform/linux/recognition/SherpaModel.h"
 #include "platform/linux/recognition/SpokenLocales.h"
 
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -31,6 +36,39 @@ private:
 };
 
 QString unknownKind() { return u"This program does not know models of its kind."_s; }
+
+/// What shows of a file without reading it.
+struct Look {
+    qint64 size = 0;
+    QDateTime lastModified;
+
+    bool operator==(const Look &) const = default;
+};
+
+std::vector<Look> looksOf(const std::vector<std::string> &files) {
+    std::vector<Look> looks;
+    for (const std::string &file : files) {
+        const QFileInfo info(QFile::decodeName(file.c_str()));
+        looks.push_back({info.size(), info.lastModified()});
+    }
+    return looks;
+}
+
+/// The store has just had a look at the files. A process that ends while nobody dictates is followed by one
+/// that reads them again, hours later: whatever shows of them by then is compared with that.
+void compareAtEachStart(RecognizerModel &model) {
+    model.judge = [files = model.files, looks = looksOf(model.files),
+                   doubt = model.doubt](ModelCheck check, const RecognizerModel::IsUnwanted &) mutable {
+        if (check == ModelCheck::checksums)
+            return ModelJudgement::unknown;
+        const auto before = std::exchange(looks, looksOf(files));
+        if (!std::ranges::equal(before, looks, {}, &Look::size, &Look::size))
+            return ModelJudgement::wrong;
+        if (before != looks)
+            doubt();
+        return ModelJudgement::unknown;
+    };
+}
 
 QString languageOf(const QString &localeIdentifier) { return localeIdentifier.section(u'-', 0, 0); }
 
@@ -165,6 +203,7 @@ OnDeviceRecognizers::withDetector(RecognizerModel &model, const QString &detecto
         doubt();
         post([this, detector] { m_store.check(detector); });
     };
+    compareAtEachStart(*better);
     model.tried = [hasFailed, reject, tried = model.tried](std::chrono::milliseconds took) {
         if (std::exchange(*hasFailed, false))
             reject(u"The speech recognizer fails with it."_s);
@@ -201,6 +240,7 @@ std::optional<RecognizerModel> OnDeviceRecognizers::model(const QString &id, con
     }
     model->reject = rejection(id, use);
     model->doubt = [this, post = poster(), id] { post([this, id] { m_store.check(id); }); };
+    compareAtEachStart(*model);
     model->tried = [this, post = poster(), id, version = use.version()](std::chrono::milliseconds took) {
         post([this, id, version, took] { m_store.remark(id, version, remarkOnSpeed(took)); });
     };

@@ -6,10 +6,12 @@
 #include "support/Recording.h"
 #include "support/Told.h"
 
+#include <QDateTime>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
 #include <fstream>
 #include <utility>
 
@@ -134,6 +136,21 @@ struct GroundOfSegments : Ground {
 };
 
 qsizetype processCount() { return test::ProcessTree::descendants().size(); }
+
+/// As one ends that has had nothing to do for long.
+void endProcess() {
+    const auto processes = test::ProcessTree::descendants();
+    QCOMPARE(processes.size(), 1);
+    QCOMPARE(::kill(pid_t(processes.first().id), SIGKILL), 0);
+    QVERIFY(ChildProcess::waitUntil([] { return processCount() == 0; }, 30000));
+}
+
+void setTime(const QString &path) {
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(QDateTime::fromMSecsSinceEpoch(1000), QFileDevice::FileModificationTime));
+}
 
 } // namespace
 
@@ -459,6 +476,39 @@ private Q_SLOTS:
         else
             QCOMPARE(listening.hear("hello"), u"hello"_s);
         QVERIFY(ground.waitFor(ground.nemo, Presence::absent));
+    }
+
+    void aModelWithOtherTimesIsCheckedWhenItIsLoadedAgain() {
+        Ground ground;
+        ground.install(ground.nemo);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
+        endProcess();
+        setTime(ground.nemo.folder() + u"/tokens.txt"_s);
+        ground.platform.models.damageSecretly(ground.nemo.description().id, u"\"tokens.txt\" has changed."_s);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
+        QVERIFY(ground.waitFor(ground.nemo, Presence::damaged));
+    }
+
+    void aDetectorWithOtherTimesIsCheckedWhenItIsLoadedAgain() {
+        GroundOfSegments ground;
+        ground.install(ground.detector);
+        QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello"), u"hello"_s);
+        endProcess();
+        setTime(ground.detector.file());
+        ground.platform.models.damageSecretly(ground.detector.description().id, u"It has changed."_s);
+        QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello"), u"hello"_s);
+        QVERIFY(ground.waitFor(ground.detector, Presence::damaged));
+    }
+
+    void aModelOfAnotherSizeIsNotLoadedAgain() {
+        Ground ground;
+        ground.install(ground.nemo);
+        QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
+        endProcess();
+        std::ofstream(ground.nemo.folder().toStdString() + "/tokens.txt", std::ios::app) << "\n";
+        Listening listening(ground, german);
+        QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));
+        QCOMPARE(listening.errors(), QStringList{u"The speech model is damaged."_s});
     }
 
     void aModelThatLeavesIsNotKept() {
