@@ -15,6 +15,8 @@ namespace json = boost::json;
 
 namespace {
 
+constexpr std::size_t longestRefusal = 160;
+
 Refusal unreadable() {
     return {502, "upstream_unreadable", "The translation model gave an answer that cannot be understood."};
 }
@@ -154,17 +156,72 @@ std::string_view withoutQuotationMarks(std::string_view answer, std::string_view
     return answer;
 }
 
-/// A model that would not translate says so in English, whatever it was asked for. Into English nobody can
-/// tell that from somebody's own words.
+/// To be compared: in small letters, with straight apostrophes.
+std::string plain(std::string_view text) {
+    constexpr std::string_view curved = "’";
+    auto result = lowered(text);
+    for (auto at = result.find(curved); at != std::string::npos; at = result.find(curved, at))
+        result.replace(at, curved.size(), "'");
+    return result;
+}
+
+/// Goes on to behind the longest of them that the text has at `at`; false if it has none of them there.
+template <std::size_t count>
+bool goBehind(std::string_view text, std::size_t &at, const std::array<std::string_view, count> &phrases) {
+    std::size_t longest = 0;
+    for (const auto phrase : phrases) {
+        if (text.substr(at).starts_with(phrase))
+            longest = std::max(longest, phrase.size());
+    }
+    at += longest;
+    return longest > 0;
+}
+
+/// The beginning of an answer by which a model refuses; nothing if it does not. A model refuses in English,
+/// whatever it was asked for. "Sorry" alone begins sentences in many languages, and into English a refusal
+/// may be what somebody said: there only words count that no person uses.
+std::string_view refusalIn(std::string_view answer, bool isIntoEnglish) {
+    static constexpr std::array<std::string_view, 6> apologies{
+        "sorry", "i'm sorry", "i am sorry", "i apologize", "my apologies", "unfortunately"};
+    static constexpr std::array<std::string_view, 4> joints{", but ", " but ", ", ", ". "};
+    static constexpr std::array<std::string_view, 9> inabilities{
+        "i can't ",         "i cannot ",         "i can not ", "i'm unable to ",     "i am unable to ",
+        "i'm not able to ", "i am not able to ", "i won't ",   "i won't be able to "};
+    static constexpr std::array<std::string_view, 11> tasks{
+        "translate", "assist",  "help with", "help you with", "provide", "fulfil",
+        "comply",    "process", "complete",  "do that",       "respond"};
+    static constexpr std::array<std::string_view, 4> requests{
+        "assist with that request", "assist with this request", "help with that request",
+        "help with this request"};
+    static constexpr std::array<std::string_view, 7> natures{
+        "as an ai language model",      "as an ai model",
+        "as an ai assistant",           "as an ai",
+        "as a language model",          "as a large language model",
+        "as an artificial intelligence"};
+    static constexpr std::array<std::string_view, 3> selves{"i'm an ai", "i am an ai", "i'm just an ai"};
+    static constexpr std::array<std::string_view, 2> speakers{", i ", ", i'm "};
+
+    std::size_t at = 0;
+    const bool isSorry = goBehind(answer, at, apologies) && goBehind(answer, at, joints);
+    if (!isSorry)
+        at = 0;
+    const auto rest = at;
+    const auto saidSoFar = [&] { return answer.substr(0, at); };
+    if (goBehind(answer, at, natures) && goBehind(answer, at, speakers))
+        return saidSoFar();
+    at = rest;
+    if (goBehind(answer, at, inabilities) &&
+        (isIntoEnglish ? goBehind(answer, at, requests) : goBehind(answer, at, tasks) || isSorry))
+        return saidSoFar();
+    at = rest;
+    return !isIntoEnglish && goBehind(answer, at, selves) ? saidSoFar() : std::string_view();
+}
+
+/// Unless somebody said just that.
 bool isExcuse(std::string_view answer, const TranslationRequest &request) {
-    static constexpr std::array<std::string_view, 10> beginnings{
-        "i'm sorry", "i’m sorry", "i am sorry", "sorry, ",    "i cannot ",
-        "i can't ",  "i can’t ",  "as an ai",   "i'm unable", "i apologize"};
-    if (lowered(request.targetLanguage).starts_with("english"))
-        return false;
-    const auto begin = lowered(answer.substr(0, 40));
-    return std::any_of(beginnings.begin(), beginnings.end(),
-                       [&](std::string_view beginning) { return begin.starts_with(beginning); });
+    const auto said = plain(answer.substr(0, longestRefusal));
+    const auto refusal = refusalIn(said, lowered(request.targetLanguage).starts_with("english"));
+    return !refusal.empty() && !has(plain(request.text), refusal);
 }
 
 } // namespace

@@ -135,18 +135,57 @@ class ExchangeTest(BackendCase):
             with self.subTest(text):
                 self.assertEqual(self.translation_of(answer, text), answer)
 
-    def test_an_apology_is_no_translation(self):
+    def assert_declined(self, answer, text="hello", target="Kazakh"):
+        self.answers(answer)
+        refused = self.backend.translate(text, target=target)
+        self.assertEqual((refused.status, refused.error),
+                         (502, "The translation model declined to translate this text."))
+
+    def test_a_models_refusal_is_no_translation(self):
         for answer in ("I'm sorry, but I can't help with that.", "I cannot translate this text.",
-                       "As an AI language model, I", "Sorry, I can’t assist with that request."):
+                       "As an AI language model, I do not", "Sorry, I can’t assist with that request.",
+                       "Sorry, but I can't do that.", "I’m sorry, I cannot continue.", "I apologize, but I'm unable to say.",
+                       "I'm unable to provide a translation.", "I am not able to translate it.", "I'm an AI and do not",
+                       "Unfortunately, I cannot fulfill this request.", "I am sorry. As an AI, I'm not"):
+            for target in ("Kazakh", "Dutch", "German", "French"):
+                with self.subTest(answer, target=target):
+                    self.assert_declined(answer, target=target)
+
+    def test_sorry_begins_sentences_in_many_languages(self):
+        for target, text, answer in (
+                ("Dutch", "Sorry, I'm late", "Sorry, ik ben te laat"),
+                ("Dutch", "Sorry but I'm late", "Sorry, maar ik ben te laat"),
+                ("German", "Sorry, I'll come later", "Sorry, ich komme später"),
+                ("German", "Sorry, in German too", "Sorry, in Deutschland auch"),
+                ("French", "Sorry, I have no time", "Sorry, je n'ai pas le temps"),
+                ("Italian", "Sorry, the others are not there", "Sorry, i cani non ci sono"),
+                ("German", "I'm sorry is a song", "I'm Sorry ist ein Lied"),
+                ("German", "I can't get no satisfaction is from 1965", "I Can’t Get No Satisfaction ist von 1965"),
+                ("German", "the title is I cannot help you", "I Cannot Help You ist der Titel"),
+                ("German", "As an AI engineer I know", "As an AI Engineer kenne ich das")):
             with self.subTest(answer):
                 self.answers(answer)
-                refused = self.backend.translate()
-                self.assertEqual((refused.status, refused.error),
-                                 (502, "The translation model declined to translate this text."))
+                self.assertEqual(self.backend.translate(text, target=target).translation, answer)
 
-    def test_somebodys_own_apology_is_translated_into_english(self):
-        self.assertEqual(self.translation_of("I'm sorry, I can't come.", "Простите", target="English"),
-                         "I'm sorry, I can't come.")
+    def test_what_somebody_said_himself_is_no_refusal(self):
+        text = "he writes: I’m sorry, but I can't assist with that request"
+        answer = "I'm sorry, but I can’t assist with that request, деп жазды"
+        for target in ("Kazakh", "English"):
+            with self.subTest(target):
+                self.answers(answer)
+                self.assertEqual(self.backend.translate(text, target=target).translation, answer)
+
+    def test_into_english_only_words_that_no_person_uses_are_a_refusal(self):
+        for answer in ("I'm sorry, but I can't assist with that request.", "I’m unable to help with this request.",
+                       "As an AI language model, I cannot do that.", "I apologize, but as an AI, I can't"):
+            with self.subTest(answer):
+                self.assert_declined(answer, "Простите", "English")
+        for answer in ("I'm sorry, I can't come.", "Sorry, I can’t help you with the move.", "I cannot translate this letter.",
+                       "I'm unable to provide an apartment.", "As an AI engineer, I work at night.",
+                       "As an AI assistant, you answer briefly."):
+            with self.subTest(answer):
+                self.answers(answer)
+                self.assertEqual(self.backend.translate("Простите", target="English").translation, answer)
 
     def test_an_answer_that_is_no_translation_becomes_a_sentence(self):
         declined = "The translation model declined to translate this text."
