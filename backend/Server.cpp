@@ -36,6 +36,9 @@ constexpr std::uint64_t bodyBytesBesides = 8U << 10U;
 /// Of all requests that are still on their way, which cost nobody a turn and anybody can begin.
 constexpr std::size_t mostArriving = 32U << 20U;
 
+/// Of a handshake, which counts as a request on its way.
+constexpr std::size_t handshakeBytes = 52U << 10U;
+
 /// A client connects when somebody begins to speak and asks when he is done.
 constexpr auto longestIdle = 180s;
 constexpr auto longestHandshake = 10s;
@@ -182,7 +185,11 @@ asio::awaitable<void> Server::serve(std::shared_ptr<Session> session) {
         const auto tls = m_tls;
         if (tls) {
             session->stream->expireAt(steady_clock::now() + longestHandshake);
+            co_await session->stream->firstBytes();
+            moveToEnd(*session);
+            keep(*session, handshakeBytes);
             co_await session->stream->handshakeAsServer(*tls);
+            settle(*session);
         }
         while (co_await serveNext(*session)) {
         }
@@ -202,7 +209,8 @@ asio::awaitable<error_code> Server::advance(Session &session, Parser &parser) {
         co_return failure;
     const auto count = co_await session.stream->readSome(session.inflow.room(pieceBytes));
     session.inflow.add(count);
-    if (count == 0)
+    // Who had to make way while that came is gone too.
+    if (count == 0 || session.place == m_sessions.end())
         co_return asio::error::eof;
     if (session.isIdle)
         begin(session);
@@ -214,19 +222,26 @@ void Server::begin(Session &session) {
     session.isIdle = false;
     session.begin = steady_clock::now();
     session.stream->expireAt(session.begin + longestRequest);
+    moveToEnd(session);
+}
+
+void Server::moveToEnd(Session &session) {
     if (session.place != m_sessions.end())
         m_sessions.splice(m_sessions.end(), m_sessions, session.place);
 }
 
 /// What is kept for requests that may never be whole is bounded: the one that began first makes way.
 void Server::keep(Session &session, std::size_t count) {
+    if (session.place == m_sessions.end())
+        return;
     session.arrived += count;
     m_arriving += count;
-    while (m_arriving > mostArriving) {
-        const auto slowest = std::find_if(m_sessions.begin(), m_sessions.end(),
-                                          [](const auto &other) { return other->arrived > 0; });
-        (*slowest)->stream->close();
-        leave(*slowest);
+    for (auto next = m_sessions.begin(); m_arriving > mostArriving && next != m_sessions.end();) {
+        const auto slowest = *next++;
+        if (slowest->arrived == 0)
+            continue;
+        slowest->stream->close();
+        leave(slowest);
     }
 }
 
@@ -296,8 +311,7 @@ asio::awaitable<bool> Server::serveNext(Session &session) {
     }
     if (session.inflow.isEmpty())
         session.inflow.shrink();
-    if (session.place != m_sessions.end())
-        m_sessions.splice(m_sessions.end(), m_sessions, session.place);
+    moveToEnd(session);
     co_return true;
 }
 

@@ -49,6 +49,7 @@ private:
     void welcome(boost::asio::ip::tcp::socket socket);
     void makeRoom();
     void begin(Session &session);
+    void moveToEnd(Session &session);
     void keep(Session &session, std::size_t count);
     void settle(Session &session);
     void loadCertificate();
@@ -64,7 +65,7 @@ private:
     boost::asio::signal_set m_signals;
     boost::asio::steady_timer m_clock;
     Sessions m_sessions; ///< whose last answer, or the beginning of his request, is longest ago comes first
-    std::size_t m_arriving = 0; ///< bytes of requests that are not whole yet
+    std::size_t m_arriving = 0; ///< bytes of requests and handshakes that are not whole yet
     bool m_isStopping = false;
 };
 

@@ -16,9 +16,9 @@
 
 namespace boost::asio::ssl {
 class context;
-template <typename Stream>
-class stream;
 } // namespace boost::asio::ssl
+
+struct ssl_st; // of OpenSSL
 
 namespace quillora::backend {
 
@@ -35,6 +35,10 @@ public:
 
     /// To the first of them that can be reached.
     boost::asio::awaitable<void> connect(const Endpoints &endpoints);
+
+    /// Until something has come, or the other end has left. Of TLS nothing exists before, which would cost
+    /// more than all else of a connection.
+    boost::asio::awaitable<void> firstBytes();
 
     /// From here on all is encrypted.
     boost::asio::awaitable<void> handshakeAsServer(boost::asio::ssl::context &context);
@@ -66,9 +70,14 @@ public:
 
 private:
     void wake();
+    void beginTls(boost::asio::ssl::context &context);
+
+    /// Does a step of TLS again and again, as the connection lets it, until that tells of success.
+    template <typename Step>
+    boost::asio::awaitable<boost::system::error_code> untilDone(Step step);
 
     boost::asio::ip::tcp::socket m_socket;
-    std::unique_ptr<boost::asio::ssl::stream<boost::asio::ip::tcp::socket &>> m_tls;
+    std::unique_ptr<ssl_st, void (*)(ssl_st *)> m_tls;
     boost::asio::steady_timer m_alarm;
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     bool m_hasExpired = false;

@@ -46,7 +46,6 @@ void printHelp() {
 }
 
 [[noreturn]] void serve(const Configuration &configuration) {
-    std::signal(SIGPIPE, SIG_IGN);
     boost::asio::io_context context(1);
     Server server(context, configuration);
     std::cout << server.url() << '\n' << std::flush;
@@ -141,6 +140,7 @@ int run(std::vector<std::string> words) {
         return wrongUse;
     }
     const auto configuration = Configuration::load(file, processEnvironment());
+    std::signal(SIGPIPE, SIG_IGN); // whoever writes to one who has left is told so
     if (command == "token")
         return token(configuration, rest);
     if (command == "serve")

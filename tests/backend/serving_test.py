@@ -3,6 +3,7 @@
 
 import os
 import random
+import re
 import signal
 import socket
 import ssl
@@ -15,6 +16,8 @@ from backend_case import (HEAD, BackendCase, RawConnection, in_background, liste
 from scripted_upstream import Answer, Held, completion
 from virtual_desktop import wait_for
 
+UNIT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "packaging", "backend",
+                    "quillora-backend.service")
 INVALID = "The subscription token is not valid."
 
 
@@ -286,15 +289,6 @@ class HttpTest(BackendCase):
             self.assertEqual(backend.translate(f"text {number}").status, 200)
         self.assertLessEqual(backend.metric("quillora_connections"), 50)
 
-    def test_thousands_of_idle_connections_cost_little(self):
-        before = self.backend.memory_kilobytes()
-        idle = [self.enterContext(RawConnection(self.backend)) for _ in range(400)]
-        for connection in idle:
-            connection.send(b"POST /v1/tra")
-        wait_for("the connections", lambda: self.backend.metric("quillora_connections") >= 400)
-        self.assertLess((self.backend.memory_kilobytes() - before) / 400, 20)  # 200 MB for 10,000
-        self.assertEqual(self.backend.translate().status, 200)
-
     def test_requests_that_never_become_whole_make_way_for_others(self):
         before = self.backend.most_memory_kilobytes()
         crowd = [self.enterContext(RawConnection(self.backend)) for _ in range(350)]
@@ -324,6 +318,84 @@ class HttpTest(BackendCase):
             for number, connection in enumerate(waiting):
                 status, body = connection.reply()
                 self.assertEqual((status, body.decode()), (200, f'{{"translation":"text {number}"}}'))
+
+
+class MemoryTest(BackendCase):
+    """What connections cost, beside what the unit grants."""
+
+    CROWD = 400
+    BEGUN = b"POST /v1/tra"
+    # As large as it may become.
+    PART_OF_A_RECORD = b"\x17\x03\x03\x40\x00" + b"a" * 16_000
+    PART_OF_A_HELLO = b"\x16\x03\x01\x40\x00\x01\x00\xff\x00" + b"a" * 12_000
+
+    def granted(self, key):
+        """Bytes, of the unit."""
+        with open(UNIT, encoding="utf-8") as file:
+            return int(re.search(rf"^{key}=(\d+)M$", file.read(), re.M)[1]) << 20
+
+    def most_connections(self):
+        """That it takes unless it is told otherwise."""
+        return int(re.search(r"^  connections = NUMBER\n.*\((\d+)\)$", self.run_program("--help").stdout, re.M)[1])
+
+    def crowd(self, backend, count, *pieces, by_tls=False):
+        for _ in range(count):
+            raw = self.enterContext(RawConnection(backend))
+            if by_tls:
+                raw.socket = backend.trust.wrap_socket(raw.socket, server_hostname="127.0.0.1")
+            for piece in pieces:
+                if piece is self.PART_OF_A_RECORD:
+                    os.write(raw.socket.fileno(), piece)  # past what makes whole ones
+                else:
+                    raw.send(piece)
+
+    def assert_all_fit(self, backend, *pieces, by_tls=False):
+        """As many of them as it takes at all, by what each of some costs, which is returned in bytes."""
+        backend.translate()
+        before = backend.memory_kilobytes()
+        self.crowd(backend, self.CROWD, *pieces, by_tls=by_tls)
+        wait_for("the connections", lambda: backend.metric("quillora_connections") > self.CROWD)
+        self.wait_until_read(backend)
+        each = (backend.memory_kilobytes() - before) * 1024 / self.CROWD
+        arriving = 32 << 20  # which is bounded apart
+        self.assertLess(before * 1024 + arriving + each * self.most_connections(), self.granted("MemoryHigh"))
+        self.assertLess(self.granted("MemoryHigh"), self.granted("MemoryMax"))
+        self.assertEqual(backend.translate().status, 200)
+        return each
+
+    def wait_until_read(self, backend):
+        """Until it has taken all that was sent to it."""
+        port = f":{backend.port:04X}"
+
+        def nothing_waits():
+            with open("/proc/net/tcp", encoding="ascii") as file:
+                lines = [line.split() for line in file][1:]
+            return not any(line[1].endswith(port) and line[3] == "01" and line[4].split(":")[1] != "00000000"
+                           for line in lines)
+
+        wait_for("what was sent to be read", nothing_waits)
+
+    def test_all_connections_that_it_takes_fit_into_the_memory_of_its_unit(self):
+        for pieces in ((), (self.BEGUN,)):
+            with self.subTest(pieces):
+                self.assert_all_fit(self.start(), *pieces)
+
+    def test_by_tls_they_fit_too(self):
+        for pieces in ((), (self.BEGUN,), (self.BEGUN, self.PART_OF_A_RECORD)):
+            with self.subTest([len(piece) for piece in pieces]):
+                self.assert_all_fit(self.start_with_tls(), *pieces, by_tls=True)
+
+    def test_a_stranger_who_only_connects_costs_no_more_with_tls_than_without(self):
+        self.assertLess(self.assert_all_fit(self.start_with_tls()), 12_000)
+
+    def test_handshakes_that_never_end_make_way_for_others(self):
+        backend = self.start_with_tls()
+        backend.translate()
+        before = backend.most_memory_kilobytes()
+        self.crowd(backend, 1000, self.PART_OF_A_HELLO)
+        wait_for("the first to make way", lambda: backend.metric("quillora_connections") < 700)
+        self.assertLess(backend.most_memory_kilobytes() - before, 60_000)
+        self.assertEqual(backend.translate().status, 200)
 
 
 class LeavingTest(BackendCase):
