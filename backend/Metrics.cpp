@@ -22,13 +22,14 @@ const prometheus::Histogram::BucketBoundaries boundaries{0.001, 0.0025, 0.005, 0
 struct Metrics::Series {
     prometheus::Registry registry;
 
-    prometheus::Family<prometheus::Counter> &requests = prometheus::BuildCounter()
-                                                            .Name("quillora_requests_total")
-                                                            .Help("Requests by status")
-                                                            .Register(registry);
+    prometheus::Family<prometheus::Counter> &requests =
+        prometheus::BuildCounter()
+            .Name("quillora_requests_total")
+            .Help("Requests by status, without those of watchers that went well")
+            .Register(registry);
     prometheus::Histogram &latency = prometheus::BuildHistogram()
                                          .Name("quillora_request_seconds")
-                                         .Help("From a whole request to its answer")
+                                         .Help("From the first byte of a request to its answer")
                                          .Register(registry)
                                          .Add({}, boundaries);
     prometheus::Histogram &upstreamLatency = prometheus::BuildHistogram()

@@ -670,6 +670,8 @@ class WatchingTest(BackendCase):
         self.assertEqual(backend.metric('quillora_requests_total{status="400"}'), 1)
         self.assertEqual(backend.metric("quillora_upstream_seconds_count"), 1)
         self.assertEqual(backend.metric('quillora_request_seconds_bucket{le="+Inf"}'), 2)
+        self.assertIn(b"# HELP quillora_request_seconds From the first byte of a request to its answer\n",
+                      backend.get("/metrics").body)
         self.assertTrue(backend.get("/metrics").headers["Content-Type"].startswith("text/plain; version=0.0.4"))
 
     def test_a_query_behind_the_address_changes_nothing_of_what_is_counted_and_told(self):

@@ -212,6 +212,14 @@ class UnitTest(unittest.TestCase):
         said = subprocess.run(["systemd-analyze", "verify", "--man=no", UNIT], capture_output=True, text=True, check=False)
         self.assertEqual([line for line in said.stderr.splitlines() if "/usr/bin/quillora-backend" not in line], [])
 
+    def test_the_unit_offers_no_reload_which_would_read_the_credentials_of_the_last_start(self):
+        with open(UNIT, encoding="utf-8") as file:
+            self.assertNotIn("ExecReload=", file.read())
+
+    def test_the_unit_waits_for_longer_than_what_runs_may_take(self):
+        with open(UNIT, encoding="utf-8") as file:
+            self.assertGreater(int(re.search(r"^TimeoutStopSec=(\d+)$", file.read(), re.M)[1]), 45)
+
     def test_the_unit_exposes_little(self):
         said = subprocess.run(["systemd-analyze", "security", "--offline=yes", "--no-pager",
                                UNIT], capture_output=True, text=True,
