@@ -93,7 +93,12 @@ std::string redis(const Configuration &configuration) {
     RedisConnection connection(configuration);
     SharedTokens shared(connection, configuration.redisPrefix);
     const auto answers = configuration.redis.text() + " answers";
-    return configuration.tokenFile.empty() ? answers : answers + ": " + counted(shared.read());
+    if (configuration.tokenFile.empty())
+        return answers;
+    if (!shared.edition())
+        return answers + ", without a list of tokens: those of " + configuration.tokenFile +
+               " count, and the next token add or revoke brings them there";
+    return answers + ": " + counted(shared.read());
 }
 
 boost::asio::awaitable<std::string> translated(const Configuration &configuration, Upstream &upstream) {

@@ -41,11 +41,11 @@ Tokens SharedTokens::read() {
     return Tokens::decoded(lines);
 }
 
-void SharedTokens::add(const Tokens::Entry &entry) {
-    m_connection.run({{"MULTI"},
-                      {"HSET", m_key, entry.name, entry.hash + " " + entry.since},
-                      {"HSET", m_key, editionField, newEdition()},
-                      {"EXEC"}});
+void SharedTokens::add(const std::vector<Tokens::Entry> &entries) {
+    RedisConnection::Command change{"HSET", m_key, editionField, newEdition()};
+    for (const auto &entry : entries)
+        change.insert(change.end(), {entry.name, entry.hash + " " + entry.since});
+    m_connection.run({change});
 }
 
 void SharedTokens::revoke(const std::string &name) {

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quillora::backend {
 
@@ -19,7 +20,7 @@ public:
     std::optional<std::string> edition();
 
     Tokens read();
-    void add(const Tokens::Entry &entry);
+    void add(const std::vector<Tokens::Entry> &entries);
     void revoke(const std::string &name);
 
 private:

@@ -57,7 +57,9 @@ void printHelp() {
     std::quick_exit(isAnswered ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
-/// Where the tokens are: in Redis where backends share it, else in the file.
+/// Where the tokens are: in Redis where backends share it, else in the file. A Redis that holds no list, or
+/// has lost it, gets that of the file with the first change, which is the one that the backend here knew
+/// last.
 class TokenStore {
 public:
     explicit TokenStore(const Configuration &configuration) : m_configuration(configuration) {
@@ -67,15 +69,19 @@ public:
             m_connection = std::make_unique<RedisConnection>(configuration);
             m_shared = std::make_unique<SharedTokens>(*m_connection, configuration.redisPrefix);
         }
-        m_tokens = m_shared ? m_shared->read() : Tokens::read(configuration.tokenFile);
+        const bool isInRedis = m_shared && m_shared->edition();
+        m_tokens = isInRedis ? m_shared->read() : Tokens::read(configuration.tokenFile);
+        m_isToBeBrought = m_shared && !isInRedis;
     }
 
     const Tokens &tokens() const { return m_tokens; }
 
     std::string add(const std::string &name) {
         auto token = m_tokens.add(name);
-        if (m_shared)
-            m_shared->add(m_tokens.entries().back());
+        if (m_isToBeBrought)
+            m_shared->add(m_tokens.entries());
+        else if (m_shared)
+            m_shared->add({m_tokens.entries().back()});
         else
             m_tokens.write(m_configuration.tokenFile);
         return token;
@@ -84,7 +90,9 @@ public:
     void revoke(const std::string &name) {
         if (!m_tokens.revoke(name))
             throw std::runtime_error("there is no token of that name");
-        if (m_shared)
+        if (m_isToBeBrought)
+            m_shared->add(m_tokens.entries());
+        else if (m_shared)
             m_shared->revoke(name);
         else
             m_tokens.write(m_configuration.tokenFile);
@@ -95,6 +103,7 @@ private:
     std::unique_ptr<RedisConnection> m_connection;
     std::unique_ptr<SharedTokens> m_shared;
     Tokens m_tokens;
+    bool m_isToBeBrought = false; ///< from the file to Redis
 };
 
 int token(const Configuration &configuration, const std::vector<std::string> &words) {

@@ -133,19 +133,53 @@ class SharingTest(BackendCase):
         self.assertEqual([again.translate(token=each).status for each in (token, "unknown")], [200, 401])
         self.assertEqual(again.metric("quillora_redis_up"), 0)
 
+    def lose_everything(self, *backends):
+        """Of what Redis holds, which they notice."""
+        self.programs.kill(self.redis)
+        for backend in backends:
+            self.wait_until_away(backend)
+        self.start_redis()
+        for backend in backends:
+            self.wait_until_there(backend)
+
     def test_a_redis_that_has_lost_everything_revokes_nothing(self):
         token = self.new_token()
         backend = self.start_sharing("one")
         self.assertEqual(backend.translate(token=token).status, 200)
-        self.programs.kill(self.redis)
-        self.wait_until_away(backend)
-        self.start_redis()
-        self.wait_until_there(backend)
+        self.lose_everything(backend)
         wait_for("a look at the tokens, and the one behind it", lambda: self.looks_at_tokens() >= 2)
         self.assertEqual(backend.translate(token=token).status, 200)
-        late = self.new_token("phone")  # the list begins anew
-        wait_for("the new token", lambda: backend.translate(token=late).status == 200)
-        self.assertEqual(backend.translate(token=token).status, 401)
+
+    def test_a_token_that_is_made_after_such_a_loss_brings_back_those_that_a_backend_knows(self):
+        token = self.new_token()
+        backends = [self.start_sharing(name) for name in ("one", "two")]
+        self.assertEqual([backend.translate(token=token).status for backend in backends], [200, 200])
+        self.lose_everything(*backends)
+        late = self.make_token(self.settings(**self.sections("one")), "phone")
+        for backend in backends:
+            wait_for("the new token", lambda backend=backend: backend.translate(token=late).status == 200)
+        self.assertEqual([backend.translate(token=token).status for backend in backends], [200, 200])
+        self.assertEqual([line.split()[1] for line in self.token_command("list").stdout.splitlines()],
+                         ["laptop", "phone"])
+
+    def test_a_token_that_is_revoked_after_such_a_loss_takes_no_other_with_it(self):
+        tokens = [self.new_token(name) for name in ("laptop", "phone")]
+        backend = self.start_sharing("one")
+        self.assertEqual([backend.translate(token=token).status for token in tokens], [200, 200])
+        self.lose_everything(backend)
+        revoked = self.run_program("--configuration", self.settings(**self.sections("one")), "token", "revoke", "laptop")
+        self.assertEqual((revoked.returncode, revoked.stderr), (0, ""))
+        wait_for("the end of the token", lambda: backend.translate(token=tokens[0]).status == 401)
+        self.assertEqual(backend.translate(token=tokens[1]).status, 200)
+
+    def test_a_check_tells_of_such_a_loss(self):
+        self.new_token()
+        backend = self.start_sharing("one")
+        wait_for("the list", lambda: any(line["event"] == "tokens" for line in backend.log()))
+        self.lose_everything(backend)
+        checked = self.run_program("--configuration", self.settings(**self.sections("one")), "check")
+        self.assertIn(f"Redis: {self.redis_address} answers, without a list of tokens: those of {self.path('tokens-of-one')} "
+                      "count, and the next token add or revoke brings them there\n", checked.stdout)
 
     def test_a_redis_that_hangs_holds_up_nobody(self):
         token = self.new_token()
