@@ -42,7 +42,11 @@ public:
     virtual ~ModelRoutes() = default;
 
     /// How the task is done, or would be once its models are there; none if nothing can do it.
-    virtual std::optional<ModelRoute> route(const ModelTask &task) const = 0;
+    std::optional<ModelRoute> route(const ModelTask &task) const { return routeWithout({}, task); }
+
+    /// The same as though there were none of these models: where some of what is installed fails for now.
+    virtual std::optional<ModelRoute> routeWithout(const QStringList &models,
+                                                   const ModelTask &task) const = 0;
 
     /// The models any of which does the task without another, the recommended one first: by what this
     /// computer has and what is published of them. For the task's languages alone, never by way of English.

@@ -97,6 +97,39 @@ private Q_SLOTS:
         QCOMPARE(routes().route(Task::hearing(u"de-DE"_s)), (Route{{u"hears-de"_s}, false, false}));
     }
 
+    void aModelThatIsLeftOutMakesWayForAnotherThatIsInstalled() {
+        m_harness->install(small);
+        m_harness->install(large);
+        QCOMPARE(routes().routeWithout({small}, russian), (Route{{large}, true, false}));
+        routes().choose(russian, small);
+        QCOMPARE(routes().routeWithout({small}, russian), (Route{{large}, true, false}));
+    }
+
+    void whereNoOtherIsInstalledItIsNotUsable() {
+        m_harness->install(small);
+        QCOMPARE(routes().routeWithout({small}, russian), (Route{{large}, false, false}));
+    }
+
+    void withoutAnyOfItsModelsATaskHasNoRoute() {
+        m_harness->install(small);
+        m_harness->install(large);
+        QVERIFY(!routes().routeWithout({large, small}, russian));
+        QVERIFY(!routes().routeWithout({u"en-fr"_s}, french));
+    }
+
+    void aHalfThatIsLeftOutMakesWayForAnother() {
+        m_harness->install(u"de-en"_s);
+        m_harness->install(small);
+        m_harness->install(large);
+        QCOMPARE(routes().routeWithout({small}, Task::translating(u"de"_s, u"ru"_s)),
+                 (Route{{u"de-en"_s, large}, true, true}));
+    }
+
+    void theSystemStandsInForOneThatIsLeftOut() {
+        m_harness->install(u"es"_s);
+        QCOMPARE(routes().routeWithout({u"es"_s}, spanish), (Route{{}, true, false}));
+    }
+
     void anInstalledModelGoesBeforeTheRecommendedOne() {
         m_harness->install(large);
         QCOMPARE(routes().route(russian), (Route{{large}, true, false}));

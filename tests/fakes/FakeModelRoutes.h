@@ -26,12 +26,13 @@ public:
     /// From now on the system has something of its own that does the task.
     void comesWithSystem(const platform::ModelTask &task) { m_systems.append(task); }
 
-    std::optional<platform::ModelRoute> route(const platform::ModelTask &task) const override {
+    std::optional<platform::ModelRoute> routeWithout(const QStringList &models,
+                                                     const platform::ModelTask &task) const override {
         const QStringList &languages = task.languages;
         if (task.kind == platform::ModelKind::translation && languages.first() == languages.last())
             return platform::ModelRoute{.models = {}, .isUsable = true};
-        const auto direct = through({task});
-        const auto byWay = byWayOfEnglish(task);
+        const auto direct = through(models, {task});
+        const auto byWay = byWayOfEnglish(models, task);
         for (const auto &way : {direct, byWay}) {
             if (way && way->isUsable)
                 return way;
@@ -69,22 +70,25 @@ private:
         return offer == m_offers.end() ? nullptr : &*offer;
     }
 
-    std::optional<platform::ModelRoute> byWayOfEnglish(const platform::ModelTask &task) const {
+    std::optional<platform::ModelRoute> byWayOfEnglish(const QStringList &without,
+                                                       const platform::ModelTask &task) const {
         const QString english = u"en"_s;
         if (task.kind != platform::ModelKind::translation || task.languages.contains(english))
             return {};
-        return through({platform::ModelTask::translating(task.languages.first(), english),
-                        platform::ModelTask::translating(english, task.languages.last())});
+        return through(without, {platform::ModelTask::translating(task.languages.first(), english),
+                                 platform::ModelTask::translating(english, task.languages.last())});
     }
 
-    std::optional<platform::ModelRoute> through(const QList<platform::ModelTask> &steps) const {
+    std::optional<platform::ModelRoute> through(const QStringList &without,
+                                                const QList<platform::ModelTask> &steps) const {
         platform::ModelRoute route{.models = {}, .isUsable = true, .isByWayOfEnglish = steps.size() > 1};
         for (const auto &step : steps) {
             QStringList candidates = choices(step);
-            if (candidates.isEmpty())
-                return {};
             if (const QString wanted = chosen(step); !wanted.isEmpty())
                 candidates.prepend(wanted);
+            candidates.removeIf([&](const QString &id) { return without.contains(id); });
+            if (candidates.isEmpty())
+                return {};
             const auto installed =
                 std::find_if(candidates.begin(), candidates.end(),
                              [this](const QString &id) { return m_store.state(id).isInstalled(); });

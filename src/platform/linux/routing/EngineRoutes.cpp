@@ -84,14 +84,14 @@ EngineRoutes::EngineRoutes(const ModelStore &store, QStringList engines, ComesWi
     : m_store(store), m_engines(std::move(engines)), m_comesWithSystem(std::move(comesWithSystem)),
       m_computer(computer), m_chosen(std::move(file)) {}
 
-std::optional<ModelRoute> EngineRoutes::route(const ModelTask &task) const {
+std::optional<ModelRoute> EngineRoutes::routeWithout(const QStringList &models, const ModelTask &task) const {
     ModelRoute byItself{.models = {}, .isUsable = true};
     if (task.kind == ModelKind::translation && task.languages.first() == task.languages.last())
         return byItself;
-    auto straight = direct(task);
+    auto straight = direct(models, task);
     if (straight && straight->isUsable)
         return straight;
-    auto roundabout = byWayOfEnglish(task);
+    auto roundabout = byWayOfEnglish(models, task);
     if (roundabout && roundabout->isUsable)
         return roundabout;
     if (m_comesWithSystem(task))
@@ -122,8 +122,9 @@ QString EngineRoutes::chosen(const ModelTask &task) const {
 
 void EngineRoutes::choose(const ModelTask &task, const QString &id) { m_chosen.set(inEveryRegion(task), id); }
 
-std::optional<ModelRoute> EngineRoutes::direct(const ModelTask &task) const {
+std::optional<ModelRoute> EngineRoutes::direct(const QStringList &without, const ModelTask &task) const {
     QStringList candidates = choices(task);
+    candidates.removeIf([&](const QString &id) { return without.contains(id); });
     if (candidates.isEmpty())
         return {};
     if (const QString wanted = chosen(task); candidates.removeOne(wanted))
@@ -139,11 +140,12 @@ std::optional<ModelRoute> EngineRoutes::direct(const ModelTask &task) const {
     return ModelRoute{.models = {untried != candidates.end() ? *untried : candidates.first()}};
 }
 
-std::optional<ModelRoute> EngineRoutes::byWayOfEnglish(const ModelTask &task) const {
+std::optional<ModelRoute> EngineRoutes::byWayOfEnglish(const QStringList &without,
+                                                       const ModelTask &task) const {
     if (task.kind != ModelKind::translation || task.languages.contains(english))
         return {};
-    const auto first = direct(ModelTask::translating(task.languages.first(), english));
-    const auto second = direct(ModelTask::translating(english, task.languages.last()));
+    const auto first = direct(without, ModelTask::translating(task.languages.first(), english));
+    const auto second = direct(without, ModelTask::translating(english, task.languages.last()));
     if (!first || !second)
         return {};
     return ModelRoute{.models = first->models + second->models,

@@ -35,14 +35,14 @@ public:
     EngineRoutes(const ModelStore &store, QStringList engines, ComesWithSystem comesWithSystem,
                  Computer computer, QString file);
 
-    std::optional<ModelRoute> route(const ModelTask &task) const override;
+    std::optional<ModelRoute> routeWithout(const QStringList &models, const ModelTask &task) const override;
     QStringList choices(const ModelTask &task) const override;
     QString chosen(const ModelTask &task) const override;
     void choose(const ModelTask &task, const QString &id) override;
 
 private:
-    std::optional<ModelRoute> direct(const ModelTask &task) const;
-    std::optional<ModelRoute> byWayOfEnglish(const ModelTask &task) const;
+    std::optional<ModelRoute> direct(const QStringList &without, const ModelTask &task) const;
+    std::optional<ModelRoute> byWayOfEnglish(const QStringList &without, const ModelTask &task) const;
     bool isBetter(const ModelDescription &model, const ModelDescription &other, const ModelTask &task) const;
     double rating(const ModelDescription &model, const ModelTask &task) const;
 

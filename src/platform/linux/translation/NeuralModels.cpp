@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -41,6 +42,13 @@ neural::Translator::Files filesIn(const std::filesystem::path &folder) {
             .sourceVocabulary = orShared(like(u"srcvocab*.spm"_s)),
             .targetVocabulary = orShared(like(u"trgvocab*.spm"_s)),
             .shortlist = like(u"lex*.bin"_s)};
+}
+
+/// What a person reads of it.
+QString sentenceOn(const std::exception &fault) {
+    if (dynamic_cast<const std::bad_alloc *>(&fault) != nullptr)
+        return u"There is not enough memory for the translation model."_s;
+    return QString::fromUtf8(fault.what());
 }
 
 } // namespace
@@ -101,7 +109,7 @@ std::shared_ptr<NeuralModels::Model> NeuralModels::load(const QString &id) {
             result.fault = QString::fromUtf8(error.what());
             result.isTheModels = true;
         } catch (const std::exception &error) {
-            result.fault = QString::fromUtf8(error.what());
+            result.fault = sentenceOn(error);
         }
         queue.async([self, weak, id, result] {
             const auto models = self.lock();
@@ -149,7 +157,7 @@ QCoro::Task<QString> NeuralModels::translated(std::vector<Translator> way, QStri
             translation = way.size() == 1 ? way.front()->translate(text, end)
                                           : way.front()->translate(text, *way.back(), end);
         } catch (const std::exception &exception) {
-            error = std::make_exception_ptr(LocalizedError(QString::fromUtf8(exception.what())));
+            error = std::make_exception_ptr(LocalizedError(sentenceOn(exception)));
         }
         queue.async([self, number, translation, error] {
             const auto models = self.lock();

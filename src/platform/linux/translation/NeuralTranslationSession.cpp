@@ -8,15 +8,6 @@ using namespace Qt::StringLiterals;
 
 namespace quillora::platform {
 
-namespace {
-
-/// A model that has just been rejected makes way for what else is installed.
-bool isAnotherWay(const std::optional<ModelRoute> &route, const QStringList &triedModels) {
-    return route && route->isUsable && !route->models.isEmpty() && route->models != triedModels;
-}
-
-} // namespace
-
 NeuralTranslationSession::NeuralTranslationSession(ModelTask task, std::weak_ptr<NeuralEngine::Parts> parts)
     : m_task(std::move(task)), m_parts(std::move(parts)) {}
 
@@ -29,34 +20,36 @@ QCoro::Task<> NeuralTranslationSession::prepareTranslation() {
     }
     if (!route || route->models.isEmpty() || !route->isUsable)
         throw error(u"has no model any more."_s);
+    co_await load(std::move(route));
+}
+
+/// What cannot be loaded makes way for what else is installed, be it rejected or failing only for now. The
+/// reason of the first way counts, since it is the best.
+QCoro::Task<> NeuralTranslationSession::load(std::optional<ModelRoute> route) {
     std::exception_ptr reason;
-    for (QStringList models; isAnotherWay(route, models); route = parts()->routes.route(m_task)) {
-        models = route->models;
-        try {
-            co_await load(models);
+    for (QStringList failed; route && route->isUsable && !route->models.isEmpty();
+         route = parts()->routes.routeWithout(failed, m_task)) {
+        std::vector<QCoro::Task<NeuralModels::Translator>> loadings; // of both halves of a way at once
+        for (const QString &id : route->models)
+            loadings.push_back(parts()->models.loaded(id));
+        std::vector<NeuralModels::Translator> way;
+        for (std::size_t i = 0; i < loadings.size(); ++i) {
+            try {
+                way.push_back(co_await loadings[i]);
+            } catch (const ContinuationDropped &) {
+                throw error(u"was ended."_s);
+            } catch (const LocalizedError &fault) {
+                failed += route->models[static_cast<qsizetype>(i)];
+                if (!reason)
+                    reason = std::make_exception_ptr(error(u"cannot be used: "_s + fault.errorDescription()));
+            }
+        }
+        if (way.size() == loadings.size()) {
+            m_way = std::move(way);
             co_return;
-        } catch (const LocalizedError &) {
-            if (!reason)
-                reason = std::current_exception(); // that of the first counts, since it is the best
         }
     }
     std::rethrow_exception(reason);
-}
-
-QCoro::Task<> NeuralTranslationSession::load(QStringList models) {
-    std::vector<QCoro::Task<NeuralModels::Translator>> loadings; // of both halves of a way at once
-    for (const QString &id : models)
-        loadings.push_back(parts()->models.loaded(id));
-    std::vector<NeuralModels::Translator> way;
-    try {
-        for (const auto &loading : loadings)
-            way.push_back(co_await loading);
-    } catch (const ContinuationDropped &) {
-        throw error(u"was ended."_s);
-    } catch (const LocalizedError &fault) {
-        throw error(u"cannot be used: "_s + fault.errorDescription());
-    }
-    m_way = std::move(way);
 }
 
 QCoro::Task<TranslationResponse> NeuralTranslationSession::translate(QString text) {

@@ -4,6 +4,7 @@
 #include "platform/linux/translation/NeuralEngine.h"
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace quillora::platform {
@@ -18,7 +19,7 @@ public:
     QCoro::Task<TranslationResponse> translate(QString text) override;
 
 private:
-    QCoro::Task<> load(QStringList models);
+    QCoro::Task<> load(std::optional<ModelRoute> route);
     std::shared_ptr<NeuralEngine::Parts> parts() const;
     LocalizedError error(const QString &whatHappened) const;
 

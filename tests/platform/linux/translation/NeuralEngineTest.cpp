@@ -17,8 +17,13 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <limits>
+#include <new>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -62,7 +67,40 @@ private:
     rlimit m_before{};
 };
 
+std::atomic<std::size_t> mostBytesAtOnce = std::numeric_limits<std::size_t>::max();
+
+/// Nothing large finds a place meanwhile, as where memory has run out.
+class WithoutMemory {
+public:
+    WithoutMemory() { mostBytesAtOnce = 4096; }
+    ~WithoutMemory() { mostBytesAtOnce = std::numeric_limits<std::size_t>::max(); }
+    WithoutMemory(const WithoutMemory &) = delete;
+    WithoutMemory &operator=(const WithoutMemory &) = delete;
+};
+
+/// The folder cannot be read meanwhile, which says nothing of the model.
+class WithoutFolder {
+public:
+    explicit WithoutFolder(const QString &folder) : m_folder(folder), m_away(folder + u".away"_s) {
+        QDir().rename(m_folder, m_away);
+    }
+    ~WithoutFolder() { QDir().rename(m_away, m_folder); }
+    WithoutFolder(const WithoutFolder &) = delete;
+    WithoutFolder &operator=(const WithoutFolder &) = delete;
+
+private:
+    const QString m_folder;
+    const QString m_away;
+};
+
 } // namespace
+
+void *operator new(std::size_t size) {
+    void *memory = size <= mostBytesAtOnce ? std::malloc(std::max<std::size_t>(size, 1)) : nullptr;
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+void operator delete(void *memory) noexcept { std::free(memory); }
+void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
 
 /// Translation by models of the store: how they come, what of them is in memory, and what a person reads if
 /// something is in the way.
@@ -93,6 +131,11 @@ private Q_SLOTS:
     void anotherModelOfThePairTakesThePlaceOfOneThatCannotBeLoaded();
     void theWayThroughEnglishTakesThePlaceOfOneThatCannotBeLoaded();
     void whatOnlyFailsForNowIsNotRejected();
+    void anotherModelOfThePairTakesThePlaceOfOneThatFailsForNow();
+    void theWayThroughEnglishTakesThePlaceOfOneThatFailsForNow();
+    void anotherHalfTakesThePlaceOfOneThatFailsForNow();
+    void whatIsNotInstalledIsNotAskedForInItsPlace();
+    void aLackOfMemoryIsCalledThat();
     void aModelThatIsRemovedInMidSessionTranslatesOn();
     void aRemovedModelIsNotKeptInMemory();
     void anotherPairMayBeTranslatedMeanwhile();
@@ -441,6 +484,61 @@ void NeuralEngineTest::whatOnlyFailsForNowIsNotRejected() {
         qPrintable(outcome->error()));
     QVERIFY2(outcome->error().contains(u"Too many open files"_s), qPrintable(outcome->error()));
     QVERIFY2(!outcome->error().contains(u"Repair"_s), qPrintable(outcome->error()));
+    QVERIFY(m_store->state(u"de-en"_s).isInstalled());
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
+}
+
+void NeuralEngineTest::anotherModelOfThePairTakesThePlaceOfOneThatFailsForNow() {
+    offer(u"de-en-base"_s, {{"danke", "cheers"}});
+    m_routes->offer(ModelTask::translating(u"de"_s, u"en"_s), {u"de-en-base"_s, u"de-en"_s});
+    install(u"de-en-base"_s);
+    install(u"de-en"_s);
+    {
+        const WithoutFolder none(m_folder->filePath(u"de-en-base"_s));
+        QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
+    }
+    QVERIFY(m_store->state(u"de-en-base"_s).isInstalled());
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"cheers"_s);
+}
+
+void NeuralEngineTest::theWayThroughEnglishTakesThePlaceOfOneThatFailsForNow() {
+    offer(u"de-fr"_s, {{"danke", "remerciements"}});
+    for (const QString &id : {u"de-fr"_s, u"de-en"_s, u"en-fr"_s})
+        install(id);
+    const WithoutFolder none(m_folder->filePath(u"de-fr"_s));
+    QCOMPARE(translation(u"de"_s, u"fr"_s, u"danke"_s), u"merci"_s);
+    QVERIFY(m_consent->shown.isEmpty());
+}
+
+void NeuralEngineTest::anotherHalfTakesThePlaceOfOneThatFailsForNow() {
+    offer(u"en-fr-base"_s, {{"thanks", "mille mercis"}});
+    m_routes->offer(ModelTask::translating(u"en"_s, u"fr"_s), {u"en-fr-base"_s, u"en-fr"_s});
+    for (const QString &id : {u"de-en"_s, u"en-fr-base"_s, u"en-fr"_s})
+        install(id);
+    const WithoutFolder none(m_folder->filePath(u"en-fr-base"_s));
+    QCOMPARE(translation(u"de"_s, u"fr"_s, u"danke"_s), u"merci"_s);
+}
+
+void NeuralEngineTest::whatIsNotInstalledIsNotAskedForInItsPlace() {
+    offer(u"de-en-base"_s, {{"danke", "cheers"}});
+    m_routes->offer(ModelTask::translating(u"de"_s, u"en"_s), {u"de-en-base"_s, u"de-en"_s});
+    install(u"de-en-base"_s);
+    const WithoutFolder none(m_folder->filePath(u"de-en-base"_s));
+    QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s),
+             u"The on-device translation from German to English cannot be used: Its folder cannot be read: "
+             "No such file or directory."_s);
+    QVERIFY(m_consent->shown.isEmpty());
+}
+
+void NeuralEngineTest::aLackOfMemoryIsCalledThat() {
+    install(u"de-en"_s);
+    TextOutcome outcome;
+    {
+        const WithoutMemory none;
+        outcome = outcomeOf(prepared(session(u"de"_s, u"en"_s)));
+    }
+    QCOMPARE(outcome->error(), u"The on-device translation from German to English cannot be used: There is "
+                               "not enough memory for the translation model."_s);
     QVERIFY(m_store->state(u"de-en"_s).isInstalled());
     QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
 }
