@@ -357,15 +357,7 @@ void LinuxModelStore::ended(const QString &id, const QString &fault) {
     model.findings.reset();
     model.installationFault = fault;
     if (fault.isNull()) {
-        const QString version = m_ground.catalog.find(id)->description.version;
-        for (const Copy &copy : findings(id).copies) {
-            if (!copy.model.isOwn || copy.model.version != version)
-                continue;
-            m_rejections.remove(copy.model.folder); // what came may do
-            m_remarks.remove(copy.model.folder);
-        }
-        model.findings.reset();
-        beginRemoval(id, version);
+        beginRemoval(id, m_ground.catalog.find(id)->description.version);
     }
     tell(id);
     startNext();

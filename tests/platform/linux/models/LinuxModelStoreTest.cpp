@@ -104,6 +104,24 @@ private Q_SLOTS:
         QCOMPARE(toldCount, 4);
     }
 
+    void whatIsRejectedBeforeItsEndIsToldStaysRejected() {
+        test::FakeMainQueue queue;
+        const auto storeFirst = qScopeGuard([&] { m_store.reset(); });
+        startOn(queue);
+        m_store->install(u"m"_s);
+        QVERIFY(waitUntil([&] { return !own().installed(u"m"_s).isEmpty(); })); // which nothing tells yet
+        QVERIFY(m_store->use(u"m"_s));
+        m_store->reject(u"m"_s, u"2"_s, u"It does not work."_s);
+        m_store->remark(u"m"_s, u"2"_s, u"It is slow."_s);
+        QVERIFY(waitUntil([&] {
+            queue.run();
+            return !state().progress;
+        }));
+        QCOMPARE(state().presence, Presence::unfit);
+        QCOMPARE(state().problem, u"It does not work."_s);
+        QCOMPARE(state().remark, u"It is slow."_s);
+    }
+
     void progressHasSpeedAndTime() {
         start();
         downloadHalf();
