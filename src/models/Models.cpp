@@ -1,5 +1,7 @@
 #include "models/Models.h"
 
+#include "platform/ModelRejection.h"
+
 #include <QPointer>
 
 #include <algorithm>
@@ -119,7 +121,10 @@ void Models::request(const QList<ModelTask> &tasks) {
     QList<ModelTask> lacking;
     for (const ModelTask &task : tasks) {
         m_consent.forget(task);
-        if (need(task).standing == Standing::missing)
+        const ModelNeed taken = need(task);
+        if (taken.standing == Standing::missing &&
+            !std::any_of(taken.missing.begin(), taken.missing.end(),
+                         [this](const QString &id) { return platform::isRejected(m_store, id); }))
             lacking += task;
     }
     if (lacking.isEmpty())

@@ -40,7 +40,8 @@ public:
     void choose(const platform::ModelTask &task, const QString &id);
 
     /// The person has chosen the tasks' languages. What they lack is downloaded if he agrees to that, all at
-    /// once; what he declined for them before may be asked again.
+    /// once; what he declined for them before may be asked again. Nothing is asked for a task of which a
+    /// model has been rejected: it would come in vain.
     void request(const QList<platform::ModelTask> &tasks);
 
     /// How much the models' downloads are, as the catalog says.

@@ -224,6 +224,24 @@ private Q_SLOTS:
                  (QList<platform::DownloadQuestion>{{{germanToFrench}, {u"en-fr-tiny"_s}}}));
     }
 
+    void whatIsRejectedIsNotAskedForAgain() {
+        m_platform->consent.seatPerson(DownloadAnswer::download);
+        m_platform->models.place(u"en-fr-tiny"_s, u"1"_s);
+        m_platform->models.reject(u"en-fr-tiny"_s, u"1"_s, u"It does not work."_s);
+        m_models->request({germanToFrench});
+        m_platform->run();
+        QVERIFY(m_platform->consent.shown.isEmpty());
+    }
+
+    void aNewerVersionThanTheRejectedOneIsAskedFor() {
+        m_platform->consent.seatPerson(DownloadAnswer::notNow);
+        m_platform->models.place(u"en-fr-tiny"_s, u"0"_s);
+        m_platform->models.reject(u"en-fr-tiny"_s, u"0"_s, u"It does not work."_s);
+        m_models->request({ModelTask::translating(u"en"_s, u"fr"_s)});
+        m_platform->run();
+        QCOMPARE(m_platform->consent.shown.size(), 1);
+    }
+
     void whatNothingDoesIsNotAskedFor() {
         m_platform->consent.seatPerson(DownloadAnswer::download);
         m_models->request({ModelTask::hearing(u"kk-KZ"_s)});

@@ -1,5 +1,6 @@
 #include "platform/linux/translation/MissingModels.h"
 
+#include "platform/ModelRejection.h"
 #include "platform/linux/translation/LanguageNames.h"
 
 #include <algorithm>
@@ -25,6 +26,14 @@ MissingModels::MissingModels(ModelStore &store, const ModelRoutes &routes, Model
       m_observer(store.addObserver([this](const QString &) { tellWaiters(); })) {}
 
 MissingModels::~MissingModels() { m_store.removeObserver(m_observer); }
+
+QString MissingModels::rejection(const ModelTask &task) const {
+    for (const QString &id : wanted(task)) {
+        if (isRejected(m_store, id))
+            return m_store.state(id).problem;
+    }
+    return {};
+}
 
 QCoro::Task<> MissingModels::fetch(ModelTask task) {
     if (const QStringList models = wanted(task); !models.isEmpty()) {

@@ -22,6 +22,10 @@ public:
     MissingModels(const MissingModels &) = delete;
     MissingModels &operator=(const MissingModels &) = delete;
 
+    /// Why one of the models that the task lacks has been rejected, so that it would come in vain; empty if
+    /// none has.
+    QString rejection(const ModelTask &task) const;
+
     /// Returns once the task can be done, be it by other models than those that were asked for: the person
     /// may choose meanwhile. Nobody is asked for what is on its way already. Where they do not come it throws
     /// a LocalizedError with the reason and with what can be done about it.

@@ -68,6 +68,10 @@ NeuralModels::~NeuralModels() {
     }
 }
 
+QString NeuralModels::withWayOut(const QString &problem) {
+    return problem + u" Repair its model under Models in the tray menu."_s;
+}
+
 QCoro::Task<NeuralModels::Translator> NeuralModels::loaded(QString id) {
     const auto found = m_models.find(id);
     auto model = found != m_models.end() ? found->second : load(id);
@@ -138,10 +142,9 @@ void NeuralModels::finish(const QString &id, const std::shared_ptr<Model> &model
         m_store.reject(id, model->version, result.fault);
     else
         m_store.check(id);
-    const QString wayOut =
-        result.isTheModels ? u" Repair its model under Models in the tray menu."_s : QString();
+    const LocalizedError error(result.isTheModels ? withWayOut(result.fault) : result.fault);
     for (const auto &waiter : waiters)
-        waiter.fail(std::make_exception_ptr(LocalizedError(result.fault + wayOut)));
+        waiter.fail(std::make_exception_ptr(error));
 }
 
 QCoro::Task<QString> NeuralModels::translated(std::vector<Translator> way, QString text) {

@@ -37,6 +37,9 @@ public:
     NeuralModels(const NeuralModels &) = delete;
     NeuralModels &operator=(const NeuralModels &) = delete;
 
+    /// What a person reads of one that has been rejected for that reason.
+    static QString withWayOut(const QString &problem);
+
     /// The installed model, once it is in memory. Throws a LocalizedError if it cannot be loaded; the store
     /// knows of it then, and has rejected it where the reason lies with the model.
     QCoro::Task<Translator> loaded(QString id);

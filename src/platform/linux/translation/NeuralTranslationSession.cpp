@@ -14,6 +14,8 @@ NeuralTranslationSession::NeuralTranslationSession(ModelTask task, std::weak_ptr
 QCoro::Task<> NeuralTranslationSession::prepareTranslation() {
     auto route = parts()->routes.route(m_task);
     if (route && !route->isUsable) {
+        if (const QString problem = parts()->missing.rejection(m_task); !problem.isEmpty())
+            throw error(u"cannot be used: "_s + NeuralModels::withWayOut(problem));
         const auto arrival = parts()->missing.fetch(m_task);
         co_await arrival;
         route = parts()->routes.route(m_task);

@@ -128,6 +128,8 @@ private Q_SLOTS:
     void aDamagedModelIsNamedAndChecked();
     void aModelOfAnotherKindIsNamed();
     void aModelThatCannotBeLoadedIsRejected();
+    void aRejectedModelIsNotOfferedAgain();
+    void aRejectedModelThatIsBeingRepairedIsWaitedFor();
     void anotherModelOfThePairTakesThePlaceOfOneThatCannotBeLoaded();
     void theWayThroughEnglishTakesThePlaceOfOneThatCannotBeLoaded();
     void whatOnlyFailsForNowIsNotRejected();
@@ -448,6 +450,28 @@ void NeuralEngineTest::aModelThatCannotBeLoadedIsRejected() {
     QVERIFY2(state.problem.startsWith(u"The model is damaged: "_s), qPrintable(state.problem));
     QCOMPARE(outcome->error(), u"The on-device translation from German to English cannot be used: "_s +
                                    state.problem + u" Repair its model under Models in the tray menu."_s);
+}
+
+void NeuralEngineTest::aRejectedModelIsNotOfferedAgain() {
+    m_consent->seatPerson(DownloadAnswer::download);
+    install(u"de-en"_s);
+    spoil(u"de-en"_s);
+    const QString first = outcomeOf(prepared(session(u"de"_s, u"en"_s)))->error();
+    QCOMPARE(outcomeOf(prepared(session(u"de"_s, u"en"_s)))->error(), first);
+    QVERIFY(m_consent->shown.isEmpty());
+    QCOMPARE(m_store->waiting(), QStringList());
+}
+
+void NeuralEngineTest::aRejectedModelThatIsBeingRepairedIsWaitedFor() {
+    install(u"de-en"_s);
+    m_store->reject(u"de-en"_s, u"1"_s, u"It does not work."_s);
+    m_store->install(u"de-en"_s);
+    const auto outcome = Outcome<QString>::of(translated(session(u"de"_s, u"en"_s), u"danke"_s));
+    m_queue->run();
+    QVERIFY(!outcome->isDone());
+    install(u"de-en"_s);
+    QVERIFY(wait([&] { return outcome->isDone(); }));
+    QCOMPARE(outcome->value(), u"thanks"_s);
 }
 
 void NeuralEngineTest::anotherModelOfThePairTakesThePlaceOfOneThatCannotBeLoaded() {
