@@ -19,6 +19,7 @@
 namespace quillora {
 
 using namespace Qt::StringLiterals;
+using platform::ModelKind;
 using platform::ModelTask;
 using platform::Platform;
 
@@ -229,13 +230,13 @@ void ModelsDesk::scheduleMarks() {
 void ModelsDesk::showMarks() {
     QHash<QString, Picker::Mark> sources;
     for (const auto &option : m_controller.spokenLanguageOptions()) {
-        if (const auto mark = modelMark(m_models.need(ModelTask::hearing(option.id))))
+        if (const auto mark = modelMark(m_models.need(ModelTask::hearing(option.id)), ModelKind::speech))
             sources[option.id] = *mark;
     }
     QHash<QString, Picker::Mark> targets;
     for (const auto &option : m_controller.targetLanguageOptions()) {
         const auto task = translationTask(option.id);
-        const auto mark = task ? modelMark(m_models.need(*task)) : std::nullopt;
+        const auto mark = task ? modelMark(m_models.need(*task), ModelKind::translation) : std::nullopt;
         if (mark)
             targets[option.id] = *mark;
     }

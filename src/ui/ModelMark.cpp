@@ -6,7 +6,16 @@ using namespace Qt::StringLiterals;
 
 namespace quillora {
 
-std::optional<Picker::Mark> modelMark(const ModelNeed &need) {
+namespace {
+
+/// From where no model serves: only translation has another engine.
+QString wayOut(platform::ModelKind kind) {
+    return kind == platform::ModelKind::translation ? u". Choose OpenAI Natural as the engine."_s : QString();
+}
+
+} // namespace
+
+std::optional<Picker::Mark> modelMark(const ModelNeed &need, platform::ModelKind kind) {
     const QString standing = ModelWords::standing(need);
     switch (need.standing) {
     case ModelNeed::Standing::ready:
@@ -16,7 +25,7 @@ std::optional<Picker::Mark> modelMark(const ModelNeed &need) {
     case ModelNeed::Standing::arriving:
         return Picker::Mark{u"arrow.triangle.2.circlepath.circle"_s, need.percent, standing};
     case ModelNeed::Standing::unserved:
-        return Picker::Mark{u"slash.circle"_s, {}, standing};
+        return Picker::Mark{u"slash.circle"_s, {}, standing + wayOut(kind)};
     }
     Q_UNREACHABLE();
 }

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "models/ModelNeed.h"
+#include "platform/ModelStore.h"
 #include "ui/Picker.h"
 
 #include <optional>
 
 namespace quillora {
 
-/// How a language is marked that takes something to be used; none if it is ready.
-std::optional<Picker::Mark> modelMark(const ModelNeed &need);
+/// How a language is marked that takes something of that kind to be used; none if it is ready.
+std::optional<Picker::Mark> modelMark(const ModelNeed &need, platform::ModelKind kind);
 
 } // namespace quillora

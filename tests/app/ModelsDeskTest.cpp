@@ -501,7 +501,8 @@ private Q_SLOTS:
 
     void whatNoModelServesIsMarked() {
         openPanel();
-        QCOMPARE(markOf(u"targetPicker"_s, u"ja"_s), u"There is no model for this"_s);
+        QCOMPARE(markOf(u"targetPicker"_s, u"ja"_s),
+                 u"There is no model for this. Choose OpenAI Natural as the engine."_s);
     }
 
     void howFarADownloadIsIsMarked() {

@@ -9,6 +9,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace quillora;
+using platform::ModelKind;
 using Mark = Picker::Mark;
 using Standing = ModelNeed::Standing;
 
@@ -140,24 +141,33 @@ private Q_SLOTS:
 
     // Which mark a language has.
 
-    void whatIsReadyHasNoMark() { QVERIFY(!modelMark(need(Standing::ready))); }
+    void whatIsReadyHasNoMark() { QVERIFY(!modelMark(need(Standing::ready), ModelKind::speech)); }
 
-    void whatIsMissingSaysItsSize() { QCOMPARE(modelMark(need(Standing::missing)), missing); }
+    void whatIsMissingSaysItsSize() {
+        QCOMPARE(modelMark(need(Standing::missing), ModelKind::speech), missing);
+    }
 
     void whatArrivesSaysHowFarItIs() {
         ModelNeed some = need(Standing::arriving);
         some.percent = 42;
-        QCOMPARE(modelMark(some), arriving);
+        QCOMPARE(modelMark(some, ModelKind::speech), arriving);
     }
 
     void whatArrivesAndDoesNotSayHowFarItIsIsMarkedAllTheSame() {
-        QCOMPARE(modelMark(need(Standing::arriving)),
+        QCOMPARE(modelMark(need(Standing::arriving), ModelKind::speech),
                  (Mark{u"arrow.triangle.2.circlepath.circle"_s, {}, u"On its way"_s}));
     }
 
-    void whatNothingServesSaysSo() {
-        QCOMPARE(modelMark(need(Standing::unserved)),
+    void whatNothingHearsSaysSo() {
+        QCOMPARE(modelMark(need(Standing::unserved), ModelKind::speech),
                  (Mark{u"slash.circle"_s, {}, u"There is no model for this"_s}));
+    }
+
+    void whatNothingTranslatesSaysWhatDoes() {
+        QCOMPARE(modelMark(need(Standing::unserved), ModelKind::translation),
+                 (Mark{u"slash.circle"_s,
+                       {},
+                       u"There is no model for this. Choose OpenAI Natural as the engine."_s}));
     }
 
 private:
