@@ -14,7 +14,8 @@ from accessible import ScreenReader
 from virtual_desktop import DesktopError, first_line, wait_for
 
 HOTKEY = ("ctrl", "alt", "space")
-MODEL = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "backend", "scripted_upstream.py")
+HERE = os.path.dirname(os.path.abspath(__file__))
+MODEL = os.path.join(HERE, "..", "tests", "backend", "scripted_upstream.py")
 HUMANS = "/usr/share/pocketsphinx/test/data"
 RECORDINGS = f"{HUMANS}/librivox"
 
@@ -37,8 +38,14 @@ def recordings():
     return [Recording(path, sentence, 2 * len(sentence.split()) // 3) for path, sentence in zip(paths, sentences)]
 
 
+def clear_sentence():
+    """A synthetic voice, with a sentence that is plain enough to be understood as it was spoken, and to be translated
+    without a fault."""
+    return Recording(os.path.join(HERE, "clear-sentence.wav"), "we will see you tomorrow", words_heard=5)
+
+
 def clear_command(folder):
-    """Another human, with a sentence that is plain enough to be understood as it was spoken."""
+    """Another human, with the words that the demonstration's Russian dictionary knows."""
     path = os.path.join(folder, "command.wav")
     with open(f"{HUMANS}/goforward.raw", "rb") as sound, wave.open(path, "w") as file:
         file.setnchannels(1)
