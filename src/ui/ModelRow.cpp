@@ -20,6 +20,7 @@ namespace {
 
 constexpr int buttonSpacing = 6;
 constexpr int lineSpacing = 2;
+constexpr int mostFactLines = 2;
 constexpr int troubleLines = 2; ///< a sentence that says what to do
 const QString separator = u" · "_s;
 
@@ -55,6 +56,7 @@ ModelRow::ModelRow(Models &models, const platform::ModelTask &task, const QStrin
     m_texts->addLayout(origin);
     m_texts->addWidget(m_state);
     m_licence->installEventFilter(this);
+    m_facts->installEventFilter(this);
     connect(m_licence, &TextLink::clicked, this, &ModelRow::openLicence);
     m_controls->setSpacing(buttonSpacing);
 
@@ -119,10 +121,19 @@ QString ModelRow::facts() const {
 
 void ModelRow::refresh() {
     m_facts->setPlainText(facts());
+    fitFacts();
     showState();
     showProgress();
     showActions();
     updateGeometry(); // the toolkit does not tell what is around it, as long as that is hidden
+}
+
+/// They take another line where one would cut them, which only the one that is laid out knows.
+void ModelRow::fitFacts() {
+    if (!m_facts->isVisible())
+        return;
+    m_facts->setMaximumLines(m_facts->sizeHint().width() > m_facts->width() ? mostFactLines : 1);
+    updateGeometry();
 }
 
 void ModelRow::showState() {
@@ -195,7 +206,13 @@ void ModelRow::showActions() {
 }
 
 /// The second click of a double click would end what the first has begun, or open a page twice.
-bool ModelRow::eventFilter(QObject *, QEvent *event) { return event->type() == QEvent::MouseButtonDblClick; }
+bool ModelRow::eventFilter(QObject *watched, QEvent *event) {
+    if (watched != m_facts)
+        return event->type() == QEvent::MouseButtonDblClick;
+    if (event->type() == QEvent::Resize || event->type() == QEvent::Show) // in the middle of laying out
+        QMetaObject::invokeMethod(this, &ModelRow::fitFacts, Qt::QueuedConnection);
+    return false;
+}
 
 void ModelRow::applyFonts() {
     m_name->setFont(m_title.shown.isEmpty() ? font() : typescale::semibold(font()));

@@ -47,6 +47,7 @@ private:
     void describeOrigin();
     void openLicence();
     void refresh();
+    void fitFacts();
     void applyFonts();
     void showState();
     void showProgress();

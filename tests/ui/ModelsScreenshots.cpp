@@ -1,4 +1,5 @@
 #include "ui/DownloadQuestionWindow.h"
+#include "ui/LimitedLabel.h"
 #include "ui/ModelsHarness.h"
 #include "ui/PanelButton.h"
 #include "ui/Pictures.h"
@@ -7,6 +8,8 @@
 
 #include <QLineEdit>
 #include <QTest>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 using namespace quillora;
@@ -35,6 +38,23 @@ void fillRichShelf(FakePlatform &platform) {
     }
 }
 
+/// One of which there is as much to say as of any that is published.
+void offerLongFacts(FakePlatform &platform) {
+    auto model = speechModel(u"fast-conformer-ten-languages"_s, u"nl"_s);
+    model.punctuates = true;
+    platform.models.offer(model);
+    platform.models.offer(speechModel(u"whisper-small"_s, u"nl"_s));
+    platform.routes.offer(platform::ModelTask::hearing(u"nl-NL"_s), {model.id, u"whisper-small"_s});
+}
+
+/// Whether every text has the room that it asks for.
+bool isLaidOut(const QWidget &window) {
+    const auto labels = window.findChildren<LimitedLabel *>();
+    return std::all_of(labels.begin(), labels.end(), [](const LimitedLabel *label) {
+        return !label->isVisible() || label->height() >= label->sizeHint().height();
+    });
+}
+
 } // namespace
 
 /// Writes a picture of the Models window and of the question in every state; checks that each is a picture of
@@ -48,7 +68,7 @@ private Q_SLOTS:
 
     void everyStateIsPictured_data() {
         Pictures::addRows({"first", "downloading", "installed", "translation", "choices", "search", "licence",
-                           "troubles", "right-to-left", "long-words", "question"});
+                           "troubles", "right-to-left", "long-words", "long-facts", "question"});
     }
 
     void everyStateIsPictured() {
@@ -70,6 +90,8 @@ private Q_SLOTS:
                     u"The model mine in /etc/xdg/Quillora/models.json is left out. There is no engine \"another\" here."_s};
             }
             fillRichShelf(platform);
+            if (state == u"long-facts"_s)
+                offerLongFacts(platform);
         });
         enter(harness, state);
         harness.show();
@@ -87,6 +109,7 @@ private Q_SLOTS:
         }
         harness.platform.run();
         QCoreApplication::processEvents();
+        QTRY_VERIFY_WITH_TIMEOUT(isLaidOut(*pictured), 30000);
         QVERIFY(pictured->height() <= 617);
         m_pictures.take(*pictured, u"models-%1-%2"_s.arg(state, scheme));
     }
@@ -136,6 +159,8 @@ private:
         } else if (state == u"right-to-left"_s) {
             store.install(u"kroko-de"_s);
             store.progress(received(20'000'000, 71'000'000));
+        } else if (state == u"long-facts"_s) {
+            harness.find<QLineEdit>(u"search"_s).setText(u"dut"_s);
         } else if (state == u"long-words"_s) {
             harness.find<SegmentBar>(u"kinds"_s).setCurrentIndex(1);
         }

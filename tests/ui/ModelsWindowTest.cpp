@@ -226,6 +226,26 @@ private Q_SLOTS:
                               u"From k2-fsa. Licence not stated."_s}));
     }
 
+    void factsThatAreTooLongForALineTakeTwo() {
+        ModelsHarness harness([](FakePlatform &platform) {
+            fillShelf(platform);
+            auto model = speechModel(u"streaming-conformer-large"_s, u"nl"_s);
+            model.punctuates = true;
+            platform.models.offer(model);
+            platform.models.offer(speechModel(u"another"_s, u"nl"_s));
+            platform.routes.offer(platform::ModelTask::hearing(u"nl-NL"_s), {model.id, u"another"_s});
+        });
+        harness.show();
+        const auto linesOf = [&](const QString &id) {
+            const auto *facts = row(harness, id).findChildren<LimitedLabel *>().at(1);
+            return facts->height() / facts->fontMetrics().lineSpacing();
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(linesOf(u"streaming-conformer-large"_s), 2, 30000);
+        QCOMPARE(linesOf(kroko), 1);
+        harness.window->resize(1400, harness.window->height());
+        QTRY_COMPARE_WITH_TIMEOUT(linesOf(u"streaming-conformer-large"_s), 1, 30000);
+    }
+
     void theRecommendedOfSeveralChoicesIsCalledThat() {
         ModelsHarness harness;
         QCOMPARE(texts(row(harness, tiny)).at(1), u"Recommended · en-ru-tiny · 14 MB · Quality not stated"_s);
