@@ -56,6 +56,8 @@ std::shared_ptr<ssl::context> newContext(ssl::context::method method) {
     SSL_CTX_set_min_proto_version(context->native_handle(), TLS1_2_VERSION);
     // Thousands of connections wait; their buffers would be most of the memory.
     SSL_CTX_set_mode(context->native_handle(), SSL_MODE_RELEASE_BUFFERS);
+    // Whoever sends nothing but what TLS needs itself gives the others their turn in between.
+    SSL_CTX_clear_mode(context->native_handle(), SSL_MODE_AUTO_RETRY);
     // Clients keep what they need to go on with.
     SSL_CTX_set_session_cache_mode(context->native_handle(), SSL_SESS_CACHE_OFF);
     return context;
