@@ -144,6 +144,13 @@ bool OnDeviceRecognizers::isCurrent(const Loaded &loaded) const {
            (!loaded.detectorUse || isAsBefore(*loaded.detectorUse, loaded.detector));
 }
 
+bool OnDeviceRecognizers::areReplacementsCurrent(const Loaded &loaded) const {
+    return std::ranges::all_of(loaded.replacements, [this](const auto &replacement) {
+        const auto state = m_store.state(replacement.first);
+        return state.isInstalled() && !state.isLeaving && state.version == replacement.second->version();
+    });
+}
+
 std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QString &id,
                                                                      const QString &localeIdentifier) {
     auto use = m_store.use(id);
@@ -164,7 +171,7 @@ std::optional<OnDeviceRecognizers::Loaded> OnDeviceRecognizers::load(const QStri
                   .replacements = {},
                   .client = std::make_shared<RecognizerClient>(
                       m_program, RecognizerClient::Limits(),
-                      [this, post = poster()] { post([this] { dropRetired(); }); })};
+                      [this, post = poster()] { post([this] { dictationEnded(); }); })};
     std::vector<RecognizerModel> models = replacements(localeIdentifier, loaded);
     models.insert(models.begin(), *std::move(first));
     if (better)
@@ -280,8 +287,19 @@ void OnDeviceRecognizers::letGo() {
     m_loaded.reset();
 }
 
-void OnDeviceRecognizers::dropRetired() {
+void OnDeviceRecognizers::dictationEnded() {
     std::erase_if(m_retired, [](const Loaded &one) { return !one.client->isInUse(); });
+    renewReplacements();
+}
+
+/// So that none is kept from leaving. While somebody dictates the process may come to one yet, and a second
+/// process beside it would take as much memory again.
+void OnDeviceRecognizers::renewReplacements() {
+    if (!m_loaded || m_loaded->client->isInUse() || areReplacementsCurrent(*m_loaded))
+        return;
+    letGo();
+    if (!m_prepared.isEmpty())
+        prepare(m_prepared);
 }
 
 /// What has arrived, or been repaired, is loaded at once if it is what the next dictation needs; what leaves
@@ -289,13 +307,13 @@ void OnDeviceRecognizers::dropRetired() {
 void OnDeviceRecognizers::modelChanged(const QString &id) {
     const auto state = m_store.state(id);
     const bool isThere = state.isInstalled() && !state.isLeaving;
-    const bool isLoaded =
-        m_loaded && (m_loaded->id == id || m_loaded->detector == id || m_loaded->replacements.contains(id));
+    const bool isLoaded = m_loaded && (m_loaded->id == id || m_loaded->detector == id);
     const bool isGoing = isLoaded && !isThere;
     if (isGoing)
         letGo();
     if ((isThere || isGoing) && !m_prepared.isEmpty())
         prepare(m_prepared);
+    renewReplacements();
 }
 
 } // namespace quillora::platform

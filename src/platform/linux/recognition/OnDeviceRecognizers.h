@@ -65,6 +65,7 @@ private:
 
     std::shared_ptr<RecognizerClient> clientFor(const QString &localeIdentifier);
     bool isCurrent(const Loaded &loaded) const;
+    bool areReplacementsCurrent(const Loaded &loaded) const;
     std::optional<Loaded> load(const QString &id, const QString &localeIdentifier);
     QString detectorFor(const QString &id) const;
     std::optional<RecognizerModel> withDetector(RecognizerModel &model, const QString &detector,
@@ -74,7 +75,8 @@ private:
     std::optional<RecognizerModel> model(const QString &id, const ModelUse &use, const QString &language);
     std::vector<RecognizerModel> replacements(const QString &localeIdentifier, Loaded &loaded);
     void letGo();
-    void dropRetired();
+    void dictationEnded();
+    void renewReplacements();
     void modelChanged(const QString &id);
 
     const std::shared_ptr<CaptureDrain> m_drain;

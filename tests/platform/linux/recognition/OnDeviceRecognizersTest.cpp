@@ -115,6 +115,18 @@ private:
     }
 };
 
+/// Where a model may take the place of another, in Swiss German.
+struct GroundOfReplacements : Ground {
+    GroundOfReplacements() {
+        platform.models.offer(next.description());
+        platform.routes.offer(ModelTask::hearing(u"de-CH"_s), {nemo.description().id, next.description().id});
+        install(next);
+        install(nemo);
+    }
+
+    InstalledToneModel next{u"offline-nemo-ctc"_s, {u"de"_s}};
+};
+
 /// Where whole segments are heard, in Swiss German, and a detector could be had.
 struct GroundOfSegments : Ground {
     explicit GroundOfSegments(std::string program = QUILLORA_UNHURRIED_RECOGNIZER)
@@ -288,19 +300,33 @@ private Q_SLOTS:
         QVERIFY(ground.waitFor(next, Presence::absent));
     }
 
+    void aReplacementThatIsNotNeededLeavesAfterTheDictationAndDisturbsItNot() {
+        GroundOfReplacements ground;
+        ground.recognizers.prepare(u"de-CH"_s);
+        Listening listening(ground, u"de-CH"_s);
+        ground.platform.log.clear();
+        ground.platform.models.remove(ground.next.description().id);
+        ground.platform.run();
+        QVERIFY(!ground.platform.log.calls().contains(u"models.use "_s + ground.nemo.description().id));
+        QCOMPARE(listening.hear("hello"), u"hello"_s);
+        QVERIFY(ground.waitFor(ground.next, Presence::absent));
+    }
+
+    void theOldVersionOfAReplacementIsLetGoOf() {
+        GroundOfReplacements ground;
+        ground.recognizers.prepare(u"de-CH"_s);
+        ground.platform.log.clear();
+        ground.platform.models.place(ground.next.description().id, u"2"_s, ground.next.folder());
+        ground.platform.run();
+        QVERIFY(ground.platform.log.calls().contains(u"models.use "_s + ground.next.description().id));
+    }
+
     void aReplacementThatIsNotNeededLeavesAtOnce() {
-        Ground ground;
-        const QString swiss = u"de-CH"_s;
-        InstalledToneModel next(u"offline-nemo-ctc"_s, {u"de"_s});
-        const QString id = next.description().id;
-        ground.platform.models.offer(next.description());
-        ground.platform.routes.offer(ModelTask::hearing(swiss), {ground.nemo.description().id, id});
-        ground.install(next);
-        ground.install(ground.nemo);
-        ground.recognizers.prepare(swiss);
-        ground.platform.models.remove(id);
-        QVERIFY(ground.waitFor(next, Presence::absent));
-        QCOMPARE(Listening(ground, swiss).hear("hello"), u"hello"_s);
+        GroundOfReplacements ground;
+        ground.recognizers.prepare(u"de-CH"_s);
+        ground.platform.models.remove(ground.next.description().id);
+        QVERIFY(ground.waitFor(ground.next, Presence::absent));
+        QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello"), u"hello"_s);
     }
 
     void whatCameWithTheSystemTakesThePlaceOfAModelThatCannotBeLoaded() {
