@@ -92,7 +92,7 @@ std::string redis(const Configuration &configuration) {
         return "none: nothing is shared with other backends";
     RedisConnection connection(configuration);
     SharedTokens shared(connection, configuration.redisPrefix);
-    const auto answers = configuration.redis.text() + " answers";
+    auto answers = configuration.redis.text() + " answers";
     if (configuration.tokenFile.empty())
         return answers;
     if (!shared.edition())
