@@ -40,7 +40,7 @@ public:
         std::chrono::seconds keptSound = std::chrono::minutes(10);
     };
 
-    explicit RecognizerClient(std::string program) : RecognizerClient(std::move(program), Limits()) {}
+    explicit RecognizerClient(const std::string &program) : RecognizerClient(program, Limits()) {}
     /// When it goes it ends the process, and what is under way with an error; it waits for neither.
     /// `dictationEnded` is called whenever one is over, for whatever reason, on any thread.
     RecognizerClient(std::string program, Limits limits, std::function<void()> dictationEnded = [] {});
