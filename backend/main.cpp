@@ -53,8 +53,8 @@ void printHelp() {
     const bool isAnswered = server.run();
     if (!isAnswered)
         log("stop", {{"error", std::string("some requests were not answered in time")}});
-    // An orderly end would wait for the system's search for the model's address, which nobody can end.
-    std::quick_exit(isAnswered ? EXIT_SUCCESS : EXIT_FAILURE);
+    // To return would wait for the system's search for the model's address, which nobody can end.
+    std::exit(isAnswered ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
 /// Where the tokens are: in Redis where backends share it, else in the file. A Redis that holds no list, or
