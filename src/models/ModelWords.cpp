@@ -99,7 +99,8 @@ QString presence(const ModelState &state, const QString &offeredVersion) {
         return u"Does not work on this computer"_s;
     case ModelState::Presence::installed:
         if (!state.isOwn)
-            return u"Installed for everybody on this computer"_s;
+            return u"Installed for everybody on this computer"_s +
+                   (state.isPaused ? u", update paused"_s : QString());
         if (isNewer(offeredVersion, state.version))
             return state.isPaused ? u"Installed, update paused"_s
                                   : u"Installed: version %1. There is a newer one."_s.arg(state.version);

@@ -147,7 +147,8 @@ void ModelRow::showState() {
         text = followedBy(text, u"Nothing here can show "_s + inWords(m_description.licenceAddress));
     m_state->setPlainText(text);
     m_state->setVisible(m_isLicenceUnopened || isWorthSaying(state));
-    const bool isTrouble = m_isLicenceUnopened ||
+    const bool isStuck = state.progress && !state.progress->obstacle.isEmpty();
+    const bool isTrouble = m_isLicenceUnopened || isStuck ||
                            (!state.progress && (!state.problem.isEmpty() || !state.remark.isEmpty() ||
                                                 state.presence == platform::ModelState::Presence::damaged));
     m_state->setMaximumLines(isTrouble ? troubleLines : 1);

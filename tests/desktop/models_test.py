@@ -409,7 +409,8 @@ class WhatCannotBeHadTest(ModelsCase):
         self.person.click("Prepare translation models")  # which joins the download
         self.person.wait_for_status(
             "Translation setup failed: The download for English to Russian gets no connection: Could not connect to "
-            "127.0.0.1: connection refused. Translate again once there is one, or see Models in the tray menu.")
+            "127.0.0.1: connection refused. It is tried again for a while; translate again when it has come, or see "
+            "Models in the tray menu.")
         self.take_picture("away")
 
 

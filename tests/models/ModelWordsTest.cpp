@@ -137,6 +137,9 @@ private Q_SLOTS:
         ModelState shared = installed(u"2"_s);
         shared.isOwn = false;
         row("shared", shared, u"Installed for everybody on this computer"_s);
+        shared.isPaused = true;
+        row("shared, with a paused update", shared,
+            u"Installed for everybody on this computer, update paused"_s);
         ModelState damaged = installed(u"2"_s);
         damaged.presence = ModelState::Presence::damaged;
         row("damaged", damaged, u"Damaged"_s);

@@ -411,6 +411,21 @@ private Q_SLOTS:
         QCOMPARE(actions(row(harness, kroko)), (QStringList{u"Resume"_s, u"Cancel"_s}));
     }
 
+    void whyNothingComesStandsThereWhole() {
+        ModelsHarness harness;
+        harness.show();
+        press(row(harness, kroko), 0);
+        platform::ModelProgress stuck;
+        stuck.obstacle =
+            u"Could not connect to publisher.example: there is no such host, or this computer is "
+            u"offline."_s;
+        harness.platform.models.progress(stuck);
+        harness.platform.run();
+        const auto *state = row(harness, kroko).findChildren<LimitedLabel *>().last();
+        QCOMPARE(state->text(), stuck.obstacle + u" It is tried again."_s);
+        QTRY_COMPARE_WITH_TIMEOUT(state->height() / state->fontMetrics().lineSpacing(), 2, 30000);
+    }
+
     void whatIsPausedBeforeAnythingCameCanGoOn() {
         ModelsHarness harness;
         press(row(harness, kroko), 0);

@@ -7,6 +7,7 @@
 #include "platform/linux/models/SyncedFile.h"
 
 #include <QDateTime>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkReply>
@@ -87,6 +88,15 @@ std::optional<qint64> lengthOf(const QNetworkReply &reply) {
 /// What is known of the part at that path, so that it can be gone on with.
 QString noteOf(const QString &path) { return path + u".note"_s; }
 
+/// What the note says, if it is of the same address.
+QJsonObject noted(const ModelFile &file, const QString &path) {
+    QFile note(noteOf(path));
+    if (!note.open(QIODevice::ReadOnly))
+        return {};
+    const auto fields = QJsonDocument::fromJson(note.read(portion)).object();
+    return fields.value(u"address"_s).toString() == file.address.toString() ? fields : QJsonObject();
+}
+
 ModelFault wrongLength(const QUrl &url, qint64 expected) {
     return ModelFault(
         u"What %1 sends is not %2 bytes long, as it should be."_s.arg(url.host()).arg(expected));
@@ -121,17 +131,16 @@ void Download::forget(const QString &path) {
     QFile::remove(noteOf(path));
 }
 
+std::optional<qint64> Download::broughtSize(const ModelFile &file, const QString &path) {
+    const qint64 size = QFileInfo(path).size();
+    const bool isWhole = noted(file, path).value(u"whole"_s).toBool();
+    return isWhole && size == file.size.value_or(size) ? std::optional(size) : std::nullopt;
+}
+
 /// Takes up what came of the same address earlier, as far as it can be told from anything else.
 void Download::resumeEarlier() {
-    QFile note(noteOf(m_path));
-    if (note.open(QIODevice::ReadOnly)) {
-        const auto fields = QJsonDocument::fromJson(note.read(portion)).object();
-        if (fields.value(u"address"_s).toString() == m_file.address.toString()) {
-            m_tag = fields.value(u"tag"_s).toString().toLatin1();
-            m_isWhole =
-                fields.value(u"whole"_s).toBool() && m_part.size() == m_file.size.value_or(m_part.size());
-        }
-    }
+    m_tag = noted(m_file, m_path).value(u"tag"_s).toString().toLatin1();
+    m_isWhole = broughtSize(m_file, m_path).has_value();
     if (m_tag.isEmpty() && !m_isWhole)
         startOver();
     else

@@ -64,6 +64,9 @@ public:
     /// What came to that path was not what was wanted: the next download there begins anew.
     static void forget(const QString &path);
 
+    /// How large what came of that file is, if all of it did.
+    static std::optional<qint64> broughtSize(const ModelFile &file, const QString &path);
+
     qint64 receivedBytes() const { return m_received; }
     std::optional<qint64> totalBytes() const { return m_total; }
 

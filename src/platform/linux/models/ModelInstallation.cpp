@@ -194,8 +194,10 @@ qint64 ModelInstallation::spaceToDownload() const {
     qint64 download = 0, here = 0;
     bool isKnown = true;
     for (std::size_t number = 0; number < static_cast<std::size_t>(m_files.size()); ++number) {
-        const auto size = number < m_downloads.size() ? m_downloads[number]->totalBytes()
-                                                      : m_files[static_cast<qsizetype>(number)].size;
+        const ModelFile &file = m_files[static_cast<qsizetype>(number)];
+        auto size = number < m_downloads.size() ? m_downloads[number]->totalBytes() : file.size;
+        if (!size)
+            size = Download::broughtSize(file, partPath(number));
         download += size.value_or(0);
         isKnown = isKnown && size;
         here += QFileInfo(partPath(number)).size();

@@ -101,8 +101,9 @@ QString MissingModels::obstacle(const ModelTask &task) const {
     if (models.isEmpty()) {
         const QString reason = obstacleOnTheWay(task);
         return reason.isEmpty() ? QString()
-                                : u"The download for %1 gets no connection: %2 Translate again once there "
-                                  "is one, or see Models in the tray menu."_s.arg(pair, reason);
+                                : u"The download for %1 gets no connection: %2 It is tried again for a "
+                                  "while; translate again when it has come, or see Models in the tray "
+                                  "menu."_s.arg(pair, reason);
     }
     const ModelState state = m_store.state(models.first());
     if (state.isPaused && !state.hasFailed) // what broke off in the middle is both

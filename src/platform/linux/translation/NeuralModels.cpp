@@ -127,10 +127,10 @@ std::shared_ptr<NeuralModels::Model> NeuralModels::load(const QString &id) {
 }
 
 void NeuralModels::finish(const QString &id, const std::shared_ptr<Model> &model, const Loading &result) {
-    model->use.reset(); // it is in memory, whatever becomes of the files
     model->translator = result.translator;
     const auto waiters = std::exchange(model->waiters, {});
     if (result.translator) {
+        model->use.reset(); // it is in memory, whatever becomes of the files
         for (const auto &waiter : waiters)
             waiter.resume(result.translator);
         keepForAWhile(id);
@@ -142,6 +142,7 @@ void NeuralModels::finish(const QString &id, const std::shared_ptr<Model> &model
         m_store.reject(id, model->version, result.fault);
     else
         m_store.check(id);
+    model->use.reset(); // or another might stand in its place, which nobody has tried
     const LocalizedError error(result.isTheModels ? withWayOut(result.fault) : result.fault);
     for (const auto &waiter : waiters)
         waiter.fail(std::make_exception_ptr(error));

@@ -231,6 +231,18 @@ private Q_SLOTS:
         QCOMPARE(m_server->requestCount(u"/files/m.tar.bz2"_s), 0);
     }
 
+    void aDownloadThatIsThereAlreadyNeedsNoMoreSpace() {
+        const QByteArray archive = test::packed({{"m/model.onnx", "weights"}});
+        serveArchive(archive, sha256(archive));
+        begin([this] { return m_steps.contains(Step::unpacking); });
+        QVERIFY(waitUntil([&] { return m_steps.contains(Step::unpacking); }));
+        m_installation.reset();
+        QVERIFY(partIsWhole(0));
+        m_entry.description.installedSize = qint64{1} << 49;
+        const QString fault = install();
+        QVERIFY2(fault.startsWith(u"The model needs 562.9 TB on the disk, and "), qPrintable(fault));
+    }
+
     void aModelThatTurnsOutLargerThanTheDiskIsRefusedBeforeAnythingComes() {
         serveFile(u"a"_s, "first");
         m_server->silent += u"/a"_s;

@@ -381,7 +381,9 @@ void NeuralEngineTest::whatDoesNotComeIsNamedWithWhatToDo_data() {
             store.progress(progress);
         },
         u"The download for German to English gets no connection: Could not connect to publisher.example: "
-        u"connection refused. Translate again once there is one, or see Models in the tray menu."_s);
+        u"connection refused. It is tried again for a while; translate again when it has come, or see Models "
+        u"in "
+        u"the tray menu."_s);
     row(
         "offline", DownloadAnswer::download,
         [](FakeModelStore &store) {
