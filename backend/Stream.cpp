@@ -1,6 +1,7 @@
 #include "backend/Stream.h"
 
 #include <boost/asio/connect.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/error.hpp>
@@ -111,6 +112,9 @@ void Stream::beginTls(ssl::context &context) {
 template <typename Step>
 asio::awaitable<error_code> Stream::untilDone(Step step) {
     for (;;) {
+        // What is there already would be taken up at once, and nobody else would have a turn as long as more
+        // comes.
+        co_await asio::post(m_socket.get_executor(), asio::use_awaitable);
         // The number of a descriptor that is closed may be somebody else's by now.
         if (!m_socket.is_open())
             co_return asio::error::operation_aborted;

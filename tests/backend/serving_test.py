@@ -4,6 +4,7 @@
 import os
 import random
 import re
+import select
 import signal
 import socket
 import ssl
@@ -591,6 +592,36 @@ class TlsTest(BackendCase):
             self.assertNotIn(b"200 OK", plain.everything())
             silent.send(b"\x16\x03\x01")
             self.assertEqual(backend.translate().status, 200)
+
+    def test_a_flood_by_tls_leaves_others_their_turn(self):
+        backend = self.start_with_tls()
+        flood = backend.trust.wrap_socket(socket.create_connection(("127.0.0.1", backend.port), timeout=60),
+                                          server_hostname="127.0.0.1")
+        self.addCleanup(flood.close)
+        flood.setblocking(False)
+        stop = threading.Event()
+        answers = [0]
+
+        def send_and_read():
+            asked = b"GET /x HTTP/1.1\r\nHost: localhost\r\n\r\n" * 2000
+            while not stop.is_set():
+                try:
+                    flood.send(asked)
+                except (ssl.SSLWantWriteError, ssl.SSLWantReadError):
+                    pass
+                try:
+                    answers[0] += flood.recv(1 << 20).count(b"HTTP/1.1 404")
+                except (ssl.SSLWantReadError, ssl.SSLWantWriteError):
+                    select.select([flood], [], [], 0.01)
+
+        thread = in_background(send_and_read)
+        self.addCleanup(thread.join, 60)
+        self.addCleanup(stop.set)
+        wait_for("the flood", lambda: answers[0] > 5000)
+        begin = answers[0]
+        for _ in range(20):
+            self.assertEqual(backend.translate().status, 200)
+        self.assertLess(answers[0] - begin, 20 * 20_000)  # it was four times as many while the flood went first
 
     def test_a_new_certificate_is_shown_after_sighup_and_no_request_is_lost(self):
         backend = self.start_with_tls()
