@@ -179,7 +179,7 @@ bool goBehind(std::string_view text, std::size_t &at, const std::array<std::stri
 
 /// The beginning of an answer by which a model refuses; nothing if it does not. A model refuses in English,
 /// whatever it was asked for. "Sorry" alone begins sentences in many languages, and into English a refusal
-/// may be what somebody said: there only words count that no person uses.
+/// may be what somebody said: there only words count that hardly anybody uses.
 std::string_view refusalIn(std::string_view answer, bool isIntoEnglish) {
     static constexpr std::array<std::string_view, 6> apologies{
         "sorry", "i'm sorry", "i am sorry", "i apologize", "my apologies", "unfortunately"};
@@ -200,6 +200,10 @@ std::string_view refusalIn(std::string_view answer, bool isIntoEnglish) {
         "as an artificial intelligence"};
     static constexpr std::array<std::string_view, 3> selves{"i'm an ai", "i am an ai", "i'm just an ai"};
     static constexpr std::array<std::string_view, 2> speakers{", i ", ", i'm "};
+    static constexpr std::array<std::string_view, 13> englishAlone{
+        "i'm sorry",   "i am sorry",   "i'm really sorry", "i apologize", "my apologies",
+        "sorry, but ", "sorry but ",   "i can't ",         "i cannot ",   "i can not ",
+        "i'm unable ", "i am unable ", "unfortunately i "};
 
     std::size_t at = 0;
     const bool isSorry = goBehind(answer, at, apologies) && goBehind(answer, at, joints);
@@ -214,7 +218,10 @@ std::string_view refusalIn(std::string_view answer, bool isIntoEnglish) {
         (isIntoEnglish ? goBehind(answer, at, requests) : goBehind(answer, at, tasks) || isSorry))
         return saidSoFar();
     at = rest;
-    return !isIntoEnglish && goBehind(answer, at, selves) ? saidSoFar() : std::string_view();
+    if (!isIntoEnglish && goBehind(answer, at, selves))
+        return saidSoFar();
+    at = 0;
+    return !isIntoEnglish && goBehind(answer, at, englishAlone) ? saidSoFar() : std::string_view();
 }
 
 /// Unless somebody said just that.

@@ -151,6 +151,14 @@ class ExchangeTest(BackendCase):
                 with self.subTest(answer, target=target):
                     self.assert_declined(answer, target=target)
 
+    def test_an_apology_in_english_is_no_translation_into_another_language(self):
+        for answer in ("I'm sorry, but this text violates the rules.", "I'm sorry I can't help with that.",
+                       "I’m really sorry, but no.", "I can't do this.", "Unfortunately I cannot go on.",
+                       "Sorry, but that goes against what I may do."):
+            for target in ("Kazakh", "German"):
+                with self.subTest(answer, target=target):
+                    self.assert_declined(answer, target=target)
+
     def test_sorry_begins_sentences_in_many_languages(self):
         for target, text, answer in (
                 ("Dutch", "Sorry, I'm late", "Sorry, ik ben te laat"),
