@@ -153,6 +153,9 @@ void ModelsDesk::returnToPanel() {
 }
 
 bool ModelsDesk::isInFront() const {
+    // One that has just been closed brings the panel back with the next turn of the loop.
+    if (m_question && !m_question->isVisible())
+        return true;
     const QWidget *active = QApplication::activeWindow();
     return active && (active == m_window.get() || active == m_question);
 }

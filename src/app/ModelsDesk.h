@@ -32,7 +32,7 @@ public:
     /// beside it.
     void notePanelOpened();
 
-    /// Whether the user is at one of its windows.
+    /// Whether the user is at one of its windows, or has just answered its question.
     bool isInFront() const;
 
     void close();

@@ -254,6 +254,19 @@ private Q_SLOTS:
         QVERIFY(desk().question());
     }
 
+    void aQuestionThatHasJustBeenAnsweredKeepsThePanelOpen() {
+        pastFirstStart();
+        m_delegate->showPopover();
+        chooseTarget(u"fr"_s);
+        m_platform->workspaceFake.frontmost = m_platform->workspaceFake.launch(u"Mousepad"_s);
+        QTest::keyClick(desk().question(), Qt::Key_Escape);
+        QVERIFY(desk().question()); // goes with the next turn of the loop, which brings the panel back
+        QVERIFY(m_delegate->popover()->staysOpen());
+        settle();
+        QVERIFY(!desk().question());
+        QVERIFY(m_delegate->popover()->isShown());
+    }
+
     void closingTheQuestionIsNotNow() {
         pastFirstStart();
         chooseTarget(u"fr"_s);

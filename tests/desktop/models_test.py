@@ -376,8 +376,11 @@ class WhatCannotBeHadTest(ModelsCase):
         self.wait_for_question()
         self.click("Download")
         self.wait_for_no_question()
-        wait_for("half of it", lambda: (self.person.reader.description("Quillora", "🇷🇺 Russian") or "")
-                 .startswith("On its way, 50 %"))
+        def mark():
+            return self.person.reader.description("Quillora", "🇷🇺 Russian") or ""
+        wait_for(lambda: f"half of it (the mark is {mark()!r}, the panel stands at "
+                         f"{self.person.reader.place('Quillora', 'Start')}, its status is {self.person.status()!r})",
+                 lambda: mark().startswith("On its way, 50 %"))
         self.person.click("Prepare translation models")  # which joins the download
         self.person.wait_for_status("Preparing translation models...")
         with self.assertRaises(OSError), open(os.path.join(self.disk, "ballast"), "wb", buffering=0) as ballast:
