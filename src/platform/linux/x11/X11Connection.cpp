@@ -2,18 +2,47 @@
 
 #include <cerrno>
 #include <chrono>
+#include <future>
+#include <memory>
 #include <poll.h>
+#include <thread>
 #include <utility>
 
 namespace quillora::platform {
 
 namespace {
+
 constexpr std::chrono::seconds fullPatience(5);
+
+struct Greeting {
+    std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> xcb{nullptr, &xcb_disconnect};
+    int screenNumber = 0;
+};
+
+Greeting greet(const QByteArray &displayName) {
+    Greeting greeting;
+    greeting.xcb.reset(
+        xcb_connect(displayName.isEmpty() ? nullptr : displayName.constData(), &greeting.screenNumber));
+    return greeting;
+}
+
+/// XCB waits without end for a server that takes a connection and says nothing. So it waits aside; whatever
+/// comes of it later is closed.
+Greeting greetWithin(std::chrono::seconds limit, const QByteArray &displayName) {
+    std::packaged_task<Greeting()> task([displayName] { return greet(displayName); });
+    auto greeting = task.get_future();
+    std::thread(std::move(task)).detach();
+    if (greeting.wait_for(limit) == std::future_status::ready)
+        return greeting.get();
+    const QByteArray noDisplay("none");
+    return greet(noDisplay);
+}
+
 } // namespace
 
 X11Connection::X11Connection(const QByteArray &displayName) {
-    int screenNumber = 0;
-    m_xcb = xcb_connect(displayName.isEmpty() ? nullptr : displayName.constData(), &screenNumber);
+    auto [xcb, screenNumber] = greetWithin(fullPatience, displayName);
+    m_xcb = xcb.release();
     if (!isUsable())
         return;
     auto screen = xcb_setup_roots_iterator(xcb_get_setup(m_xcb));

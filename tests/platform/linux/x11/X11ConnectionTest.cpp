@@ -112,6 +112,16 @@ private Q_SLOTS:
         display.server().signal(SIGCONT);
     }
 
+    void aServerThatNeverGreetsIsNotUsable() {
+        VirtualDisplay display;
+        display.server().signal(SIGSTOP);
+        const QDeadlineTimer afterwards(generously);
+        const X11Connection connection(display.name());
+        QVERIFY(!connection.isUsable());
+        QVERIFY(!afterwards.hasExpired());
+        display.server().signal(SIGCONT);
+    }
+
     void aServerThatHangsCostsPatienceOnlyOnce() {
         VirtualDisplay display;
         X11Connection connection(display.name());
