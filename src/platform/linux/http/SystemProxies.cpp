@@ -277,11 +277,19 @@ void SystemProxies::answer(const std::shared_ptr<Thread> &thread, const QList<QB
 }
 
 void SystemProxies::giveUp(const Search &search) {
-    if (search.thread)
-        search.thread->isOverdue = true;
+    const auto thread = search.thread;
     const auto url = search.url;
     const auto found = search.found;
     m_searches.removeIf([&](const auto &each) { return each.get() == &search; });
+    if (thread) {
+        thread->isOverdue = true;
+        // Those who joined in have time left, and another thread may get the answer.
+        for (const auto &joined : std::as_const(m_searches)) {
+            if (joined->thread == thread)
+                joined->thread.reset();
+        }
+        askForThoseWhoWait();
+    }
     found(TransportError::unknownProxy(url, longestLookup));
 }
 

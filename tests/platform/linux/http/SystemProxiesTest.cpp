@@ -62,7 +62,7 @@ private:
 };
 
 /// A system that names the proxies it was given, and does not answer for hosts called "stuck" until they are
-/// released.
+/// released; those called "stuck.once" only the first time.
 class ScriptedSystem : public std::enable_shared_from_this<ScriptedSystem> {
 public:
     SystemProxies::MakeAsk makeAsk() {
@@ -87,11 +87,13 @@ public:
 
 private:
     QList<QByteArray> answer(const QByteArray &address) {
-        {
+        const bool isAnsweredNow = [&] {
             const std::lock_guard lock(m_mutex);
+            const bool wasAsked = m_asked.contains(address);
             m_asked += address;
-        }
-        if (address.contains("stuck"))
+            return !address.contains("stuck") || (wasAsked && address.contains("once"));
+        }();
+        if (!isAnsweredNow)
             m_isReleased.wait(false);
         return names;
     }
@@ -201,6 +203,18 @@ private Q_SLOTS:
         QVERIFY(m_platform->waitUntil([&] { return next->has_value(); }));
         QCOMPARE(std::get<QNetworkProxy>(**next), QNetworkProxy(QNetworkProxy::NoProxy));
         QCOMPARE(m_platform->queue.delayedCount(), 0);
+    }
+
+    void whoJoinedALookupThatRanOutOfTimeIsAskedForAnew() {
+        const auto late = getStuck(u"stuck.once.example"_s);
+        m_platform->queue.advance(5s);
+        const auto joined = startFinding(u"https://stuck.once.example/other"_s);
+        m_platform->queue.advance(5s);
+        QCOMPARE(error(late),
+                 u"Could not find out within 10 seconds which proxy server leads to stuck.once.example."_s);
+        QVERIFY(m_platform->waitUntil([&] { return joined->has_value(); }));
+        QCOMPARE(std::get<QNetworkProxy>(**joined), QNetworkProxy(QNetworkProxy::NoProxy));
+        QCOMPARE(m_system->asked().size(), 2);
     }
 
     void aLookupThatFindsEveryThreadStuckRunsOutOfTimeToo() {
