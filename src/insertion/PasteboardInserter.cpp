@@ -41,14 +41,6 @@ bool PasteboardInserter::copy(const QString &text) const {
     return Platform::current().pasteboard().write(text, standsInForNothing);
 }
 
-/// The restore counts no longer when its observer is called.
-void PasteboardInserter::tellOf(std::shared_ptr<RestoreObserver> restore) {
-    const auto onRestored = *restore;
-    restore.reset();
-    if (onRestored)
-        onRestored();
-}
-
 bool PasteboardInserter::paste(const QString &text, const platform::RunningApplicationHandle &target,
                                std::function<void()> onTaken) const {
     if (!hasAccessibilityAccess())
@@ -61,9 +53,12 @@ bool PasteboardInserter::paste(const QString &text, const platform::RunningAppli
         target->activate({});
     else
         Platform::current().workspace().yieldFocus();
-    auto giveBack = [saved = std::move(saved), pending = m_pendingRestores]() mutable {
+    ++m_restores->pending;
+    const auto giveBack = [saved = std::move(saved), restores = m_restores] {
         Platform::current().pasteboard().restore(saved);
-        tellOf(std::move(pending));
+        --restores->pending;
+        if (const auto observer = restores->observer)
+            observer();
     };
     Platform::current().mainQueue().asyncAfter(keystrokeDelay, [text, isOurs, giveBack,
                                                                 onTaken = std::move(onTaken)] {

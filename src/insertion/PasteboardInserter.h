@@ -32,19 +32,22 @@ public:
                std::function<void()> onTaken = {}) const;
 
     /// Whether some paste has still to give the pasteboard back.
-    bool hasPendingRestore() const { return m_pendingRestores.use_count() > 1; }
+    bool hasPendingRestore() const { return m_restores->pending > 0; }
 
     /// `onRestored` is called whenever a paste has given the pasteboard back, be it after the end of this. It
     /// takes the place of the one before.
-    void setRestoreObserver(std::function<void()> onRestored) { *m_pendingRestores = std::move(onRestored); }
+    void setRestoreObserver(std::function<void()> onRestored) {
+        m_restores->observer = std::move(onRestored);
+    }
 
 private:
-    using RestoreObserver = std::function<void()>;
+    struct Restores {
+        int pending = 0;
+        std::function<void()> observer;
+    };
 
-    static void tellOf(std::shared_ptr<RestoreObserver> restore);
-
-    /// Shared with every restore that is still to come; its count tells whether there is one.
-    std::shared_ptr<RestoreObserver> m_pendingRestores = std::make_shared<RestoreObserver>();
+    /// Shared with every restore that is still to come.
+    std::shared_ptr<Restores> m_restores = std::make_shared<Restores>();
 };
 
 } // namespace quillora

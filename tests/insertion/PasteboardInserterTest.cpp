@@ -27,6 +27,7 @@ class PasteboardInserterTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_platform = std::make_unique<test::FakePlatform>();
+        m_inserter = {};
         m_editor = m_platform->workspaceFake.launch(u"editor"_s);
     }
     void cleanup() {
