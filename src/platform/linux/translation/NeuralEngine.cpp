@@ -1,5 +1,6 @@
 #include "platform/linux/translation/NeuralEngine.h"
 
+#include "platform/Detached.h"
 #include "platform/linux/translation/NeuralTranslationSession.h"
 
 namespace quillora::platform {
@@ -35,7 +36,7 @@ void NeuralEngine::warm(const QString &source, const QString &target) {
     if (!route || !route->isUsable)
         return;
     for (const QString &id : route->models)
-        load(m_parts->models.loaded(id));
+        detach(load(m_parts->models.loaded(id)));
 }
 
 } // namespace quillora::platform
