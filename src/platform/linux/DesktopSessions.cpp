@@ -6,6 +6,7 @@
 #include <QByteArray>
 
 #include <algorithm>
+#include <cerrno>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -31,8 +32,12 @@ bool isCompositorThere() {
     address.sun_family = AF_UNIX;
     std::ranges::copy(path, address.sun_path);
     const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const bool isThere =
-        socket >= 0 && ::connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    const auto answers = [&] {
+        // One that is busy has others waiting.
+        return ::connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 ||
+               errno == EAGAIN;
+    };
+    const bool isThere = socket >= 0 && answers();
     if (socket >= 0)
         ::close(socket);
     return isThere;

@@ -10,9 +10,12 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QLocalServer>
+#include <QLocalSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QWindow>
+
+#include <array>
 
 using namespace Qt::StringLiterals;
 using namespace quillora;
@@ -42,6 +45,16 @@ private Q_SLOTS:
 
     void theCompositorIsLookedForInTheRuntimeFolder() {
         const auto compositor = listen(u"wayland-7"_s);
+        qputenv("WAYLAND_DISPLAY", "wayland-7");
+        QVERIFY(givesNothing(*open()));
+    }
+
+    void oneThatIsBusyAndHasOthersWaitingCountsToo() {
+        const auto compositor = listen(u"wayland-7"_s, 0);
+        std::array<QLocalSocket, 3> others;
+        for (QLocalSocket &other : others)
+            other.connectToServer(compositor->fullServerName());
+        QVERIFY(others.back().state() != QLocalSocket::ConnectedState);
         qputenv("WAYLAND_DISPLAY", "wayland-7");
         QVERIFY(givesNothing(*open()));
     }
@@ -167,8 +180,9 @@ private:
         return session.pasteboard().write(u"hello"_s, nullptr);
     }
 
-    std::unique_ptr<QLocalServer> listen(const QString &name) const {
+    std::unique_ptr<QLocalServer> listen(const QString &name, int backlog = 50) const {
         auto server = std::make_unique<QLocalServer>();
+        server->setListenBacklogSize(backlog);
         if (!server->listen(m_runtimeFolder.filePath(name)))
             qFatal("nothing can listen there");
         return server;
