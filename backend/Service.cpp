@@ -11,7 +11,10 @@
 #include <boost/json.hpp>
 
 #include <algorithm>
+#include <string>
+#include <string_view>
 #include <sys/stat.h>
+#include <vector>
 
 namespace quillora::backend {
 
@@ -26,10 +29,19 @@ constexpr std::size_t digitsOfADevice = 32;
 constexpr unsigned wrongMethod = 405;
 
 /// What can be done at a path; nothing if there is none.
-std::string methodsOf(std::string_view path) {
+std::vector<std::string_view> methodsOf(std::string_view path) {
     if (path == translatePath)
-        return "POST";
-    return path == "/healthz" || path == "/readyz" || path == "/metrics" ? "GET" : "";
+        return {"POST"};
+    if (path == "/healthz" || path == "/readyz" || path == "/metrics")
+        return {"GET", "HEAD"};
+    return {};
+}
+
+std::string joined(const std::vector<std::string_view> &words, std::string_view between) {
+    std::string text;
+    for (const auto word : words)
+        text.append(text.empty() ? "" : between).append(word);
+    return text;
 }
 
 double milliseconds(steady_clock::duration duration) {
@@ -106,7 +118,7 @@ std::optional<Reply> Service::objectionTo(Request &head) {
         account.reason = refused.reason();
         auto reply = refusal(refused.status(), refused.what());
         if (refused.status() == wrongMethod)
-            reply.allow = methodsOf(head.path);
+            reply.allow = joined(methodsOf(head.path), ", ");
         return finished(head, std::move(reply), account);
     }
 }
@@ -171,8 +183,8 @@ void Service::requireAddress(const Request &head) const {
     if (methods.empty())
         throw Refusal(404, "path", "There is nothing at this address.");
     requireLocalName(head);
-    if (head.path != translatePath ? head.method != "GET" && head.method != "HEAD" : head.method != "POST")
-        throw Refusal(wrongMethod, "method", "Only " + methods + " is understood here.");
+    if (std::ranges::find(methods, head.method) == methods.end())
+        throw Refusal(wrongMethod, "method", "Only " + joined(methods, " and ") + " can be used here.");
 }
 
 /// Without tokens, only somebody on this computer may ask, and no page that a browser there has open under a

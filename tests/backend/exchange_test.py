@@ -382,8 +382,10 @@ class ExchangeTest(BackendCase):
 
     def test_nothing_else_is_served(self):
         self.assertEqual(self.backend.get("/etc/hostname").status, 404)
-        wrong = self.backend.ask(None, method="GET")
-        self.assertEqual((wrong.status, wrong.headers["Allow"]), (405, "POST"))
+        for path, method, allowed in (("/v1/translate", "GET", "POST"), ("/healthz", "POST", "GET, HEAD")):
+            with self.subTest(path):
+                wrong = self.backend.ask(None, path, method)
+                self.assertEqual((wrong.status, wrong.headers["Allow"]), (405, allowed))
         self.assertEqual(self.backend.ask(request_body(), headers={"Content-Type": "text/plain"}).status, 415)
 
     def test_without_tokens_no_page_of_a_browser_is_served_under_its_own_name(self):
