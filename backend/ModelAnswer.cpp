@@ -179,7 +179,8 @@ bool goBehind(std::string_view text, std::size_t &at, const std::array<std::stri
 
 /// The beginning of an answer by which a model refuses; nothing if it does not. A model refuses in English,
 /// whatever it was asked for. "Sorry" alone begins sentences in many languages, and into English a refusal
-/// may be what somebody said: there only words count that hardly anybody uses.
+/// may be what somebody said: there only words count that hardly anybody uses. The longest beginning counts,
+/// since somebody may have said a shorter one himself.
 std::string_view refusalIn(std::string_view answer, bool isIntoEnglish) {
     static constexpr std::array<std::string_view, 6> apologies{
         "sorry", "i'm sorry", "i am sorry", "i apologize", "my apologies", "unfortunately"};
