@@ -142,8 +142,12 @@ void AppDelegate::makePopover() {
         return self && !self->m_isQuitting && !self->m_statusItem->isHosted();
     };
     m_popover->setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(m_popover.get(), &QWidget::customContextMenuRequested, this,
-            [this](const QPoint &position) { m_menu->popup(m_popover->mapToGlobal(position)); });
+    connect(m_popover.get(), &QWidget::customContextMenuRequested, content,
+            [this, content](const QPoint &position) {
+                m_menu->setPalette(
+                    content->palette()); // the tray's menu is nobody's child that would inherit it
+                m_menu->popup(m_popover->mapToGlobal(position));
+            });
     connect(content, &ContentView::closeRequested, m_popover.get(), &Popover::performClose);
     connect(content, &ContentView::quitRequested, this, &AppDelegate::quit);
     connect(m_popover.get(), &Popover::closed, this, &AppDelegate::handlePopoverClosed);

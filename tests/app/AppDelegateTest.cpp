@@ -2,6 +2,7 @@
 #include "fakes/FakePlatform.h"
 #include "support/EventLoopTurns.h"
 #include "ui/ContentView.h"
+#include "ui/PanelPalette.h"
 
 #include <QAction>
 #include <QApplication>
@@ -810,6 +811,17 @@ private Q_SLOTS:
         Q_EMIT m_delegate->popover()->customContextMenuRequested({10, 10});
         QVERIFY(m_delegate->menu()->isVisible());
         m_delegate->menu()->hide();
+    }
+
+    void thePanelsMenuFollowsItsLook() {
+        using Scheme = platform::Appearance::ColorScheme;
+        launch();
+        for (const auto scheme : {Scheme::dark, Scheme::light}) {
+            m_platform->appearanceFake.prefer({scheme, {}, false});
+            Q_EMIT m_delegate->popover()->customContextMenuRequested({10, 10});
+            QCOMPARE(PanelPalette::isDark(m_delegate->menu()->palette()), scheme == Scheme::dark);
+            m_delegate->menu()->hide();
+        }
     }
 
     void showInTheMenuOpensThePanel() {
