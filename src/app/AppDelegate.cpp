@@ -71,9 +71,14 @@ void AppDelegate::applicationDidFinishLaunching(platform::Start start) {
         if (self)
             self->showState();
     };
-    m_controller->onNeedsAttention = [self] {
-        if (self)
+    // A start at login disturbs nobody with more than what needs attention.
+    m_controller->onNeedsAttention = [self, start] {
+        if (!self)
+            return;
+        if (start == platform::Start::byUser)
             self->showPopover();
+        else
+            self->openPopover();
     };
 
     makeMenu();
@@ -175,13 +180,19 @@ void AppDelegate::togglePopover() {
 }
 
 void AppDelegate::showPopover() {
+    if (openPopover())
+        m_modelsDesk->welcome();
+}
+
+bool AppDelegate::openPopover() {
     if (!m_popover || m_isQuitting)
-        return;
+        return false;
     if (m_statusItem->isHosted())
         m_popover->showAttached(m_statusItem->anchor());
     else
         m_popover->showAsWindow();
-    m_modelsDesk->notePanelOpened();
+    m_modelsDesk->showMarks();
+    return true;
 }
 
 void AppDelegate::showState() {

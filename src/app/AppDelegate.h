@@ -36,6 +36,7 @@ public:
     static constexpr bool applicationShouldTerminateAfterLastWindowClosed() { return false; }
 
     void togglePopover();
+    /// For the user, who is welcomed there the first time.
     void showPopover();
 
     /// Another program presses the hotkey and lets it go, on behalf of a key of its own. A press that is
@@ -70,6 +71,7 @@ private:
     void refreshDictationAction();
     void refreshLoginAction();
     void makePopover();
+    bool openPopover();
     void showState();
     void refreshPopoverWindow();
     bool popoverStaysOpen() const;

@@ -80,8 +80,7 @@ void ModelsDesk::showWindow() {
     bringToFront(*m_window);
 }
 
-void ModelsDesk::notePanelOpened() {
-    showMarks();
+void ModelsDesk::welcome() {
     auto &firstStart = Platform::current().firstStart();
     if (firstStart.isOver() || m_models.store().models().isEmpty())
         return;

@@ -28,9 +28,11 @@ public:
     /// Opens the window for models with the languages of the panel, or brings it to the front.
     void showWindow();
 
-    /// The panel has opened: its languages are marked. For the first time ever the window for models opens
-    /// beside it.
-    void notePanelOpened();
+    /// Marks the languages of the panel, which has just opened; from then on it does so by itself.
+    void showMarks();
+
+    /// The user has opened the panel. For the first time ever the window for models opens beside it.
+    void welcome();
 
     /// Whether the user is at one of its windows, or has just answered its question.
     bool isInFront() const;
@@ -58,7 +60,6 @@ private:
     bool isAboutModels(const QString &status) const;
 
     void scheduleMarks();
-    void showMarks();
 
     AppController &m_controller;
     Popover &m_popover;

@@ -6,6 +6,7 @@
 #include "platform/RunningInstance.h"
 #include "translation/LanguageCatalog.h"
 
+#include <QDebug>
 #include <QIcon>
 #include <QMessageBox>
 #include <QPointer>
@@ -22,12 +23,18 @@ namespace {
 
 constexpr int noLanguageStatus = 1;
 
-void tellThatNothingCanBeRecognized() {
-    QMessageBox message(QMessageBox::Critical, applicationName,
-                        u"Quillora cannot recognize any language on this computer."_s, QMessageBox::Close);
-    message.setInformativeText(
+/// Nobody who only logs in is disturbed with a window: it stands in the session's log.
+void tellThatNothingCanBeRecognized(Start start) {
+    const QString what = u"Quillora cannot recognize any language on this computer."_s;
+    const QString advice =
         u"Install a speech recognition model, for example the packages pocketsphinx and pocketsphinx-en-us "
-        "for English, and start Quillora again."_s);
+        "for English, and start Quillora again."_s;
+    if (start == Start::atLogin) {
+        qCritical().noquote() << what << advice;
+        return;
+    }
+    QMessageBox message(QMessageBox::Critical, applicationName, what, QMessageBox::Close);
+    message.setInformativeText(advice);
     message.exec();
 }
 
@@ -57,7 +64,7 @@ int QuilloraApp::run(RunningInstance &instance, const PlatformFactory &makePlatf
     const std::unique_ptr<Platform> platform = makePlatform();
     const Platform::Scope scope(*platform);
     if (LanguageCatalog::spokenOptions().isEmpty()) {
-        tellThatNothingCanBeRecognized();
+        tellThatNothingCanBeRecognized(start);
         return noLanguageStatus;
     }
 

@@ -86,6 +86,18 @@ private Q_SLOTS:
         QVERIFY(!desk().window());
     }
 
+    void norDoesANoticeAtLogin() {
+        const auto &hotKey = AppHotKey::defaultValue;
+        m_platform->hotKeysFake.takenElsewhere.insert({hotKey.keyCode, hotKey.modifiers});
+        m_delegate->applicationDidFinishLaunching(platform::Start::atLogin);
+        m_platform->run();
+        QVERIFY(m_delegate->popover()->isShown());
+        QVERIFY(!desk().window());
+        QVERIFY(!m_platform->firstStartFake.wasEnded);
+        m_delegate->showPopover();
+        QVERIFY(desk().window() && desk().window()->isVisible());
+    }
+
     void whereThereAreNoModelsNoWindowOpensAndTheFirstStartIsStillToCome() {
         m_delegate.reset();
         m_platform.reset();

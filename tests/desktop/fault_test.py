@@ -347,7 +347,7 @@ class RecognizerDataFaultTest(FaultTest):
         shutil.rmtree(self.model)
         self.assert_all_is_well_again()
 
-    def test_missing_at_the_start_a_window_says_so_and_the_status_is_1(self):
+    def test_missing_at_the_start_a_window_says_so_but_at_login_the_log_and_the_status_is_1(self):
         """Without the library of the other languages' models, too."""
         shutil.rmtree(self.model)
         folder = os.path.join(self.desktop.folder, "program")
@@ -361,6 +361,12 @@ class RecognizerDataFaultTest(FaultTest):
         self.assertIsNone(quillora.poll())
         self.desktop.run(["xdotool", "key", "Escape"])
         self.assertEqual(quillora.wait(30), 1)
+
+        at_login = self.desktop.start([quillora.args[0], "--at-login"], environment=self.environment,
+                                      stderr=subprocess.PIPE)
+        _, complaint = at_login.communicate(timeout=30)
+        self.assertIn(b"Quillora cannot recognize any language on this computer. Install", complaint)
+        self.assertEqual(at_login.returncode, 1)
 
 
 class CrashTest(FaultTest):
