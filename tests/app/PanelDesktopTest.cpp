@@ -74,9 +74,12 @@ private Q_SLOTS:
         begin(test::VirtualDisplay::WindowManager::openbox);
         startWithTint2(u"panel_position = top right horizontal"_s, {u"QT_SCALE_FACTOR="_s + scale});
         clickAt(icon()->center());
-        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        QVERIFY2(screen.adjusted(-2, -2, 2, 2).contains(*panel()), qPrintable(described(*panel())));
-        QVERIFY(panel()->top() > icon()->bottom());
+        const int below = icon()->bottom();
+        thePanelComes([below](const QRect &found) {
+            return screen.adjusted(-2, -2, 2, 2).contains(found) && found.top() > below;
+        });
+        if (QTest::currentTestFailed())
+            return;
         m_display->run(u"xdotool"_s, {u"mousemove"_s, QString::number(panel()->left() + 20),
                                       QString::number(panel()->center().y()), u"click"_s, u"--repeat"_s,
                                       u"20"_s, QString::number(wheelDown)});
@@ -86,9 +89,8 @@ private Q_SLOTS:
     void onASmallScreenTheWindowScrollsToo() {
         begin(test::VirtualDisplay::WindowManager::openbox);
         m_shell = startShell({}, {u"QT_SCALE_FACTOR=1.5"_s});
-        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
+        thePanelComes([](const QRect &found) { return found.height() < screen.height() - 20; });
         takeScreenshot(u"window-scrolled"_s);
-        QVERIFY2(panel()->height() < screen.height() - 20, qPrintable(described(*panel())));
     }
 
     // Two monitors of different scale.
@@ -114,15 +116,15 @@ private Q_SLOTS:
         m_display->run(u"xdotool"_s,
                        {u"mousemove"_s, QString::number(pointer.x()), QString::number(pointer.y())});
         m_notifierTray->callItem(u"Activate"_s, {place.x(), place.y()});
-        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        const QRect found = *panel();
-        QVERIFY2(isNear(found.width(), qRound(382 * rightScale)), qPrintable(described(found)));
-        QVERIFY2(rightMonitor.adjusted(-2, -2, 2, 2).contains(found), qPrintable(described(found)));
-        const bool isBeside = edge == Qt::TopEdge      ? isNear(found.top(), 10)
-                              : edge == Qt::BottomEdge ? isNear(found.bottom(), 790)
-                              : edge == Qt::LeftEdge   ? isNear(found.left(), 650)
-                                                       : isNear(found.right(), 1270);
-        QVERIFY2(isBeside, qPrintable(described(found)));
+        const auto isBeside = [edge](const QRect &found) {
+            return edge == Qt::TopEdge      ? isNear(found.top(), 10)
+                   : edge == Qt::BottomEdge ? isNear(found.bottom(), 790)
+                   : edge == Qt::LeftEdge   ? isNear(found.left(), 650)
+                                            : isNear(found.right(), 1270);
+        };
+        thePanelComes([&](const QRect &found) {
+            return isNear(found.width(), qRound(382 * rightScale)) && isOnTheRight(found) && isBeside(found);
+        });
     }
 
     void anX11TrayOnTheOtherMonitorHasThePanelBesideItToo_data() {
@@ -139,10 +141,9 @@ private Q_SLOTS:
         const QRect iconThere = *icon();
         QVERIFY2(rightMonitor.contains(iconThere), qPrintable(described(iconThere)));
         clickAt(iconThere.center());
-        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        const QRect found = *panel();
-        QVERIFY2(rightMonitor.adjusted(-2, -2, 2, 2).contains(found), qPrintable(described(found)));
-        QVERIFY2(!found.adjusted(2, 2, -2, -2).intersects(iconThere), qPrintable(described(found)));
+        thePanelComes([&](const QRect &found) {
+            return isOnTheRight(found) && !found.adjusted(2, 2, -2, -2).intersects(iconThere);
+        });
     }
 
     void withoutAPlaceThePanelOpensOnThePointersMonitor() {
@@ -150,10 +151,10 @@ private Q_SLOTS:
         startWithNotifierTray({}, {twoScales});
         m_display->run(u"xdotool"_s, {u"mousemove"_s, u"1200"_s, u"700"_s});
         m_notifierTray->callItem(u"Activate"_s, {0, 0});
-        QTRY_VERIFY_WITH_TIMEOUT(panel(), patienceMs);
-        QVERIFY2(isNear(panel()->right(), rightMonitor.right()) &&
-                     isNear(panel()->bottom(), rightMonitor.bottom()),
-                 qPrintable(described(*panel())));
+        thePanelComes([](const QRect &found) {
+            return isNear(found.right(), rightMonitor.right()) &&
+                   isNear(found.bottom(), rightMonitor.bottom());
+        });
     }
 
 private:
@@ -162,8 +163,26 @@ private:
     /// Where a logical pixel is more than one of the screen's, places are exact to one of them.
     static bool isNear(int a, int b) { return std::abs(a - b) <= 2; }
 
-    static QString described(const QRect &rect) {
-        return u"%1,%2 %3x%4"_s.arg(rect.left()).arg(rect.top()).arg(rect.width()).arg(rect.height());
+    static bool isOnTheRight(const QRect &found) {
+        return rightMonitor.adjusted(-2, -2, 2, 2).contains(found);
+    }
+
+    static QString described(const std::optional<QRect> &rect) {
+        return rect ? u"%1,%2 %3x%4"_s.arg(rect->left())
+                          .arg(rect->top())
+                          .arg(rect->width())
+                          .arg(rect->height())
+                    : u"no panel"_s;
+    }
+
+    /// Waits until it stands there: it may be seen before it has its size and its place.
+    void thePanelComes(const std::function<bool(const QRect &)> &isThere) {
+        std::optional<QRect> found;
+        const auto comes = [&] {
+            found = panel();
+            return found && isThere(*found);
+        };
+        QTRY_VERIFY2_WITH_TIMEOUT(comes(), qPrintable(described(found)), patienceMs);
     }
 
     void beginWithTwoMonitors() {
