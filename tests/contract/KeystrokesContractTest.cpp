@@ -2,7 +2,6 @@
 #include "fakes/FakeKeystrokes.h"
 #include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11Keystrokes.h"
-#include "support/TestKeyboard.h"
 #include "support/TestWindow.h"
 #include "support/VirtualDisplay.h"
 
@@ -17,7 +16,6 @@ class FakeHarness : public test::KeystrokesHarness {
 public:
     platform::Keystrokes &keystrokes() override { return m_keystrokes; }
     int pasteCount() override { return m_keystrokes.pasteCount(); }
-    int keysDown() override { return 0; }
     void withdrawTrust() override { m_keystrokes.setTrust(false); }
     void settle() override {}
 
@@ -40,7 +38,6 @@ public:
             m_pasteCount += key == test::TestWindow::Key{keyOfV, true, XCB_MOD_MASK_CONTROL};
         return m_pasteCount;
     }
-    int keysDown() override { return static_cast<int>(m_keyboard.keysDown().size()); }
     void withdrawTrust() override { m_display.server().stop(); }
     void settle() override { m_connection.sync(); }
 
@@ -51,7 +48,6 @@ private:
     platform::X11HotKeys m_hotKeys{m_events};
     platform::X11Keystrokes m_keystrokes{m_events, m_hotKeys};
     test::TestWindow m_window{m_display.name(), {}};
-    test::TestKeyboard m_keyboard{m_display.name()};
     int m_pasteCount = 0;
 };
 
