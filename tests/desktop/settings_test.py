@@ -7,6 +7,7 @@ import unittest
 from panel_case import PanelCase  # first: it finds the others
 
 from dictation import stored_token
+from virtual_desktop import wait_for
 
 ENDPOINT = "http://127.0.0.1:9/v1/translate?a=1,2;b=%20"
 TOKEN = "a token, with blanks"
@@ -18,6 +19,7 @@ class SettingsTest(PanelCase):
         self.choose("Apple Local", "OpenAI")
         self.in_panel(lambda: self.enter("Backend URL", ENDPOINT))
         self.in_panel(lambda: self.enter("Subscription token", TOKEN))
+        self.in_panel(self.choose_german)
         self.record_hotkey("super", "k")
         self.quit()
 
@@ -26,8 +28,14 @@ class SettingsTest(PanelCase):
         self.assertEqual(stored_token(self.desktop), TOKEN)
         self.assert_the_hotkey_is("super", "k")
 
+    def choose_german(self):
+        self.person.pick("🇺🇸 English (United States)", "German")
+        wait_for("the question", self.person.question)
+        self.click("Not Now")
+        wait_for("the question's end", lambda: not self.person.question())
+
     def look(self):
-        for shown in ("🇪🇸 Spanish", "OpenAI Natural", "Cmd K"):
+        for shown in ("🇩🇪 German (Germany)", "🇪🇸 Spanish", "OpenAI Natural", "Cmd K"):
             self.assertIsNotNone(self.person.reader.place("Quillora", shown), shown)
         self.assertEqual(self.person.reader.text("Quillora", "Backend URL"), ENDPOINT)
         self.assertEqual(self.person.reader.length("Quillora", "Subscription token"), len(TOKEN))
@@ -35,7 +43,7 @@ class SettingsTest(PanelCase):
     def assert_the_hotkey_is(self, *keys):
         self.person.focus_editor()
         self.desktop.keys_down(*keys)
-        self.person.wait_for_status("Listening...")
+        self.person.wait_for_status("Speech failed: Speech recognizer is unavailable for de-DE.")
         self.desktop.keys_up(*reversed(keys))
 
 
