@@ -26,10 +26,19 @@ const QString manyScripts =
     u"今天天气很好，我们去公园散步吧。"
     u"今日はとても良い天気ですね。 مرحبا، الطقس جميل اليوم، لنذهب في نزهة. Привет, как дела?"_s;
 
-const QHash<QString, QString> dictated{
-    {u"russian"_s, u"Сегодня хорошая погода, давайте прогуляемся по парку с LibreOffice в рюкзаке. "_s},
-    {u"chinese"_s, u"今天天气很好，我们一起去公园散步吧。他说Qt的版本是6.4，不是5.15。"_s},
-    {u"arabic"_s, u"مرحبا، الطقس جميل اليوم، لنذهب في نزهة مع LibreOffice Writer و Qt 6.4 غدا. "_s}};
+struct Dictated {
+    QString target;
+    QString words;
+};
+const QHash<QString, Dictated> dictated{
+    {u"russian"_s,
+     {u"ru"_s, u"Сегодня хорошая погода, давайте прогуляемся по парку с LibreOffice в рюкзаке. "_s}},
+    {u"chinese"_s, {u"zh"_s, u"今天天气很好，我们一起去公园散步吧。他说Qt的版本是6.4，不是5.15。"_s}},
+    {u"japanese"_s,
+     {u"ja"_s, u"今日はとても良い天気ですね。LibreOfficeで書いた手紙を、Qt 6.4で開いてください。"_s}},
+    {u"thai"_s, {u"th"_s, u"สวัสดีครับ วันนี้อากาศดีมาก เราไปเดินเล่นที่สวนกับ LibreOffice Writer และ Qt 6.4 กันเถอะ "_s}},
+    {u"arabic"_s,
+     {u"ar"_s, u"مرحبا، الطقس جميل اليوم، لنذهب في نزهة مع LibreOffice Writer و Qt 6.4 غدا. "_s}}};
 
 } // namespace
 
@@ -44,7 +53,8 @@ private Q_SLOTS:
     void everyStateIsPictured_data() {
         Pictures::addRows({"idle", "recording", "processing", "hotkey-capture", "hosted-engine", "translated",
                            "long-texts", "long-status", "status-link", "long-names", "marks",
-                           "download-while-recording", "russian", "chinese", "arabic", "keyboard-focus"});
+                           "download-while-recording", "russian", "chinese", "japanese", "thai", "arabic",
+                           "keyboard-focus"});
     }
 
     void everyStateIsPictured() {
@@ -144,12 +154,10 @@ private:
         } else if (state == u"long-names"_s) {
             harness.controller->setSourceLocaleIdentifier(u"en-GB"_s);
             harness.controller->setTargetLanguageIdentifier(u"id"_s);
-        } else if (state == u"russian"_s || state == u"chinese"_s || state == u"arabic"_s) {
-            harness.controller->setTargetLanguageIdentifier(state == u"russian"_s   ? u"ru"_s
-                                                            : state == u"chinese"_s ? u"zh"_s
-                                                                                    : u"ar"_s);
+        } else if (dictated.contains(state)) {
+            harness.controller->setTargetLanguageIdentifier(dictated[state].target);
             harness.startRecording();
-            harness.say(dictated.value(state).repeated(12));
+            harness.say(dictated[state].words.repeated(12));
         } else if (state == u"keyboard-focus"_s) {
             harness.useHostedEngine();
         } else if (state == u"marks"_s) {
