@@ -29,6 +29,9 @@ FieldFrame *FieldFrame::around(QLineEdit &line) {
     line.setFrame(false);
     line.setTextMargins(lineTextMargin, 0, lineTextMargin, 0);
     line.setAccessibleName(line.placeholderText());
+    QPalette seeThrough; // all else is inherited
+    seeThrough.setColor(QPalette::Base, Qt::transparent);
+    line.setPalette(seeThrough);
     auto *frame = new FieldFrame(line);
     frame->setMinimumHeight(lineHeight);
     return frame;

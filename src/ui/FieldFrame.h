@@ -6,7 +6,8 @@ class QLineEdit;
 
 namespace quillora {
 
-/// A rounded field around a control that has no frame of its own; it shows where the keyboard focus is.
+/// A rounded field around a control that has no frame or surface of its own; it shows where the keyboard
+/// focus is.
 class FieldFrame : public QWidget {
     Q_OBJECT
 
@@ -14,7 +15,8 @@ public:
     /// Takes over `content`.
     explicit FieldFrame(QWidget &content, QWidget *parent = nullptr);
 
-    /// Takes over a line to type in, which loses its own frame and is called by its placeholder.
+    /// Takes over a line to type in, which loses its own frame and surface and is called by its
+    /// placeholder.
     static FieldFrame *around(QLineEdit &line);
 
     /// Paints the outline and surface that all fields, pickers and buttons of the panel share.

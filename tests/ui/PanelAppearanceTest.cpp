@@ -147,6 +147,23 @@ private Q_SLOTS:
                  PanelPalette::recording(harness.panel->palette()));
     }
 
+    void aFieldThatTakesNoTextLooksSoThroughout() {
+        PanelHarness harness;
+        harness.useHostedEngine();
+        harness.show();
+        auto *field = harness.find<QLineEdit>(u"endpointField"_s).parentWidget();
+        const auto colorAt = [field](int x) {
+            return field->grab().toImage().pixelColor(x, field->height() / 2);
+        };
+        constexpr int besideOutline = 1;
+        constexpr int besideText = 5;
+        const QColor usual = colorAt(besideText);
+        QCOMPARE(colorAt(besideOutline), usual);
+        harness.startRecording();
+        QVERIFY(colorAt(besideText) != usual);
+        QCOMPARE(colorAt(besideOutline), colorAt(besideText));
+    }
+
     void aLargerFontScalesThePanel() {
         PanelHarness harness;
         harness.show();
