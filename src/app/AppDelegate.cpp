@@ -149,8 +149,8 @@ void AppDelegate::makePopover() {
     m_popover->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_popover.get(), &QWidget::customContextMenuRequested, content,
             [this, content](const QPoint &position) {
-                m_menu->setPalette(
-                    content->palette()); // the tray's menu is nobody's child that would inherit it
+                // It is the tray's menu, too, and nobody's child that would inherit that.
+                m_menu->setPalette(content->palette());
                 m_menu->popup(m_popover->mapToGlobal(position));
             });
     connect(content, &ContentView::closeRequested, m_popover.get(), &Popover::performClose);
