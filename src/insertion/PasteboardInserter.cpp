@@ -60,16 +60,20 @@ bool PasteboardInserter::paste(const QString &text, const platform::RunningAppli
         if (const auto observer = restores->observer)
             observer();
     };
-    Platform::current().mainQueue().asyncAfter(keystrokeDelay, [text, isOurs, giveBack,
-                                                                onTaken = std::move(onTaken)] {
-        if (isOurs && Platform::current().pasteboard().gives(text)) {
-            // Posted or not: what was saved comes back either way.
-            Platform::current().keystrokes().postPasteChord([giveBack](bool) { giveBackLater(giveBack); });
-            return;
-        }
-        giveBackLater(giveBack);
-        if (onTaken)
+    // Whether a paste gives the text; tells if it does not.
+    auto confirm = [text, isOurs, onTaken = std::move(onTaken)] {
+        const bool isGiven = isOurs && Platform::current().pasteboard().gives(text);
+        if (!isGiven && onTaken)
             onTaken();
+        return isGiven;
+    };
+    Platform::current().mainQueue().asyncAfter(keystrokeDelay, [giveBack, confirm = std::move(confirm)] {
+        // Posted or not: what was saved comes back either way.
+        const auto andThen = [giveBack](bool) { giveBackLater(giveBack); };
+        if (confirm()) // and once more right before the keys: to prepare them may take its time
+            Platform::current().keystrokes().postPasteChord(confirm, andThen);
+        else
+            giveBackLater(giveBack);
     });
     return true;
 }

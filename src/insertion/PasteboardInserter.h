@@ -26,8 +26,8 @@ public:
     /// later, and gives the pasteboard back 0.8 s after that; returns before either. False, and nothing is
     /// done, where keystrokes may not be synthesised.
     ///
-    /// Where the pasteboard does not give the text by then, because some program has put something else
-    /// there, nothing is pasted: it might be a password. `onTaken` is called instead.
+    /// Where the pasteboard does not give the text by then, right up to the keys, because some program has
+    /// put something else there, nothing is pasted: it might be a password. `onTaken` is called instead.
     bool paste(const QString &text, const platform::RunningApplicationHandle &target,
                std::function<void()> onTaken = {}) const;
 

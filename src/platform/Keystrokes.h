@@ -7,6 +7,7 @@ namespace quillora::platform {
 /// Synthesises the desktop's paste chord, and knows whether this session lets us. Main thread only.
 class Keystrokes {
 public:
+    using Condition = std::function<bool()>;
     using Outcome = std::function<void(bool isPosted)>;
     using TrustObserver = std::function<void()>;
 
@@ -24,8 +25,9 @@ public:
 
     /// Presses, and lets go of, the keys that paste in whatever has the keyboard focus: what Command-V is
     /// elsewhere. Exactly these count as held: a modifier that the user holds is lifted first and not pressed
-    /// again. `outcome` is called once, within the call or within a second.
-    virtual void postPasteChord(Outcome outcome) = 0;
+    /// again. `condition` is asked right before that, once all else has been waited for; unless it holds, no
+    /// key is touched. `outcome` is called once, within the call or within a second.
+    virtual void postPasteChord(const Condition &condition, Outcome outcome) = 0;
 };
 
 } // namespace quillora::platform

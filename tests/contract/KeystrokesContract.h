@@ -65,6 +65,24 @@ private Q_SLOTS:
         QCOMPARE(m_outcomes, QList{true});
     }
 
+    void theConditionIsAskedBeforeTheKeysArePressed() {
+        QList<int> pastesBefore;
+        postIf([&] {
+            m_harness->settle();
+            pastesBefore += m_harness->pasteCount();
+            return true;
+        });
+        QTRY_COMPARE(m_harness->pasteCount(), 1);
+        QCOMPARE(pastesBefore, QList{0});
+    }
+
+    void nothingIsPressedUnlessTheConditionHolds() {
+        postIf([] { return false; });
+        QTRY_COMPARE(m_outcomes, QList{false});
+        m_harness->settle();
+        QCOMPARE(m_harness->pasteCount(), 0);
+    }
+
     void trustThatIsWithdrawnIsNoticed() {
         int notices = 0;
         keystrokes().setTrustObserver([&] { ++notices; });
@@ -95,7 +113,10 @@ private Q_SLOTS:
 private:
     platform::Keystrokes &keystrokes() { return m_harness->keystrokes(); }
     void post() {
-        keystrokes().postPasteChord([this](bool isPosted) { m_outcomes += isPosted; });
+        postIf([] { return true; });
+    }
+    void postIf(const platform::Keystrokes::Condition &condition) {
+        keystrokes().postPasteChord(condition, [this](bool isPosted) { m_outcomes += isPosted; });
     }
 
     Subjects<KeystrokesHarness> m_subjects;

@@ -22,10 +22,12 @@ public:
         return isTrustGranted;
     }
     void setTrustObserver(TrustObserver observer) override { m_trustObserver = std::move(observer); }
-    void postPasteChord(Outcome outcome) override {
+    void postPasteChord(const Condition &condition, Outcome outcome) override {
         if (outcomesComeLater)
             m_pendingOutcome = std::move(outcome);
-        const bool isPosted = isTrustGranted && !refusesChords;
+        if (onPrepare)
+            onPrepare();
+        const bool isPosted = isTrustGranted && !refusesChords && condition();
         if (isPosted) {
             m_log.add(u"keystrokes.paste"_s);
             ++m_pasteCount;
@@ -53,6 +55,7 @@ public:
     bool isTrustGrantedWhenAsked = false; ///< by the user, at the prompt
     bool refusesChords = false;           ///< though it trusts us
     bool outcomesComeLater = false;       ///< when they are told
+    std::function<void()> onPrepare;      ///< what happens while the chord is prepared
     std::function<void()> onPaste;        ///< what the program in front does
 
 private:

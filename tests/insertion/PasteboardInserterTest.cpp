@@ -175,6 +175,17 @@ private Q_SLOTS:
         QCOMPARE(m_timesTaken, 1);
     }
 
+    void nothingIsPostedIfThePasteboardIsTakenWhileTheChordIsPrepared() {
+        contents() = {textItem(u"before"_s)};
+        m_platform->keystrokesFake.onPrepare = [this] { contents() = {textItem(u"a password"_s)}; };
+        QVERIFY(pasteAndNote(u"hola"_s));
+        m_platform->queue.advance(150ms);
+        QCOMPARE(m_platform->keystrokesFake.pasteCount(), 0);
+        QCOMPARE(m_timesTaken, 1);
+        m_platform->queue.advance(800ms);
+        QCOMPARE(contents(), (std::vector{textItem(u"before"_s)}));
+    }
+
     void nothingIsPostedIfThePasteboardWasNeverOurs() {
         m_platform->pasteboardFake.refusesWrites = true;
         contents() = {textItem(u"hola"_s)};

@@ -34,7 +34,7 @@ private:
         bool isTrusted() override { return false; }
         bool isTrustedWithPrompt() override { return false; }
         void setTrustObserver(TrustObserver) override {}
-        void postPasteChord(Outcome outcome) override { outcome(false); }
+        void postPasteChord(const Condition &, Outcome outcome) override { outcome(false); }
     };
 
     class PlainOwnWindows final : public OwnWindows {

@@ -69,7 +69,7 @@ X11Keystrokes::X11Keystrokes(X11Events &events, X11HotKeys &hotKeys,
 
 bool X11Keystrokes::isTrusted() { return m_connection.has(xcb_test_id); }
 
-void X11Keystrokes::postPasteChord(Outcome outcome) {
+void X11Keystrokes::postPasteChord(const Condition &condition, Outcome outcome) {
     if (!isTrusted())
         return outcome(false);
     // What a server that hangs were asked for now it would do later, wherever the keyboard is by then.
@@ -83,7 +83,7 @@ void X11Keystrokes::postPasteChord(Outcome outcome) {
     bool isPressed = false;
     {
         const X11StickyKeys stickyKeys(m_connection); // kept as they are
-        isPressed = press(chord, keymap);
+        isPressed = press(chord, keymap, condition);
         letGo();
     }
     passage.reset();
@@ -117,10 +117,10 @@ bool X11Keystrokes::isHotKey(const Chord &chord) const {
     return m_hotKeys.isGrabbed(chord.key, static_cast<uint16_t>(modifiers));
 }
 
-/// False if it is not known what is to be lifted.
-bool X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap) {
+/// False if it is not known what is to be lifted, or the condition does not hold.
+bool X11Keystrokes::press(const Chord &chord, const X11Keymap &keymap, const Condition &condition) {
     const X11KeysDown keysDown(m_connection);
-    if (!keysDown.isKnown())
+    if (!keysDown.isKnown() || !condition())
         return false;
     // It would swallow the chord. Nothing is waited for from here on, so that no new one comes in between.
     m_hotKeys.releaseActiveGrab();

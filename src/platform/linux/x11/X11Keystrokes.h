@@ -25,13 +25,13 @@ class X11KeysDown;
 class X11Keystrokes final : public Keystrokes {
 public:
     /// `preparePrimarySelection` puts the text into the primary selection, for programs that paste nothing
-    /// else; it is called right before the chord. Both references must outlive this object.
+    /// else; it is called before the chord's condition is asked. Both references must outlive this object.
     X11Keystrokes(X11Events &events, X11HotKeys &hotKeys, std::function<void()> preparePrimarySelection = {});
 
     bool isTrusted() override;
     bool isTrustedWithPrompt() override { return isTrusted(); }
     void setTrustObserver(TrustObserver observer) override { m_trustObserver = std::move(observer); }
-    void postPasteChord(Outcome outcome) override;
+    void postPasteChord(const Condition &condition, Outcome outcome) override;
 
 private:
     struct Chord {
@@ -41,7 +41,7 @@ private:
 
     Chord preparedPasteChord(const X11Keymap &keymap) const;
     bool isHotKey(const Chord &chord) const;
-    bool press(const Chord &chord, const X11Keymap &keymap);
+    bool press(const Chord &chord, const X11Keymap &keymap, const Condition &condition);
     void replaceModifiersByControl(const X11Keymap &keymap, const X11KeysDown &keysDown);
     void unstickModifiers(const X11Keymap &keymap);
     void hold(xcb_keycode_t key);

@@ -88,7 +88,7 @@ private Q_SLOTS:
     void aServerThatHangsGetsNoChordToPressLater() {
         m_display.server().signal(SIGSTOP);
         std::optional<bool> isPosted;
-        m_keystrokes->postPasteChord([&](bool outcome) { isPosted = outcome; });
+        m_keystrokes->postPasteChord([] { return true; }, [&](bool outcome) { isPosted = outcome; });
         m_display.server().signal(SIGCONT);
         QCOMPARE(isPosted, false);
         m_connection->sync();
@@ -284,6 +284,18 @@ private Q_SLOTS:
         QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
     }
 
+    void theConditionIsAskedOnceThePrimarySelectionIsThere() {
+        focusWindowOfClass("XTerm");
+        QList<int> requestsBefore;
+        m_keystrokes->postPasteChord(
+            [&] {
+                requestsBefore += m_primaryRequests;
+                return false;
+            },
+            [](bool) {});
+        QCOMPARE(requestsBefore, QList{1});
+    }
+
     void theChordArrivesWhileTheHotkeyIsDown_data() { addKeyboards(); }
     void theChordArrivesWhileTheHotkeyIsDown() {
         useKeyboard();
@@ -474,7 +486,7 @@ private:
 
     static void paste(platform::Keystrokes &keystrokes) {
         bool isPosted = false;
-        keystrokes.postPasteChord([&](bool outcome) { isPosted = outcome; });
+        keystrokes.postPasteChord([] { return true; }, [&](bool outcome) { isPosted = outcome; });
         QVERIFY(isPosted);
     }
 

@@ -43,7 +43,7 @@ private Q_SLOTS:
         QVERIFY(!hotKeys.take({49, 0x1800}, {}));
         QVERIFY(!keystrokes.isTrusted());
         std::optional<bool> isPosted;
-        keystrokes.postPasteChord([&](bool outcome) { isPosted = outcome; });
+        keystrokes.postPasteChord([] { return true; }, [&](bool outcome) { isPosted = outcome; });
         QCOMPARE(isPosted, false);
         QVERIFY(!workspace.frontmostApplication());
     }
@@ -189,7 +189,7 @@ private Q_SLOTS:
         display.server().stop();
         QVERIFY(!hotKeys.take({49, 0x1800}, {}));
         std::optional<bool> isPosted;
-        keystrokes.postPasteChord([&](bool outcome) { isPosted = outcome; });
+        keystrokes.postPasteChord([] { return true; }, [&](bool outcome) { isPosted = outcome; });
         QCOMPARE(isPosted, false);
         QVERIFY(!keystrokes.isTrusted());
         QVERIFY(!workspace.frontmostApplication());

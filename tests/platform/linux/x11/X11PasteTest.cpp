@@ -131,7 +131,7 @@ private:
     }
 
     void paste() {
-        m_keystrokes.postPasteChord([](bool) {});
+        m_keystrokes.postPasteChord([] { return true; }, [](bool) {});
     }
 
     void save(const Target &target, const test::Layout &layout) {
