@@ -41,8 +41,9 @@ public:
     virtual bool write(const QString &text, const SavedPasteboardHandle &standsInFor) = 0;
 
     /// Whether a paste would give this text at this moment, whoever owns the pasteboard: programs that
-    /// synchronise pasteboards take it over and hand on what stood there. Answers at once, from what has been
-    /// found out since a text was written that stands in for something; what is not certain counts as no.
+    /// synchronise pasteboards take it over and hand on what stood there. That is found out from when a text
+    /// is written that stands in for something; one that has just taken the pasteboard over is waited for
+    /// 100 ms. What is not certain by then counts as no.
     virtual bool gives(const QString &text) = 0;
 
     /// Puts back what was saved, in place of whatever stands there, with what is still to come of it. Where

@@ -11,13 +11,19 @@ constexpr char primary[] = "PRIMARY";
 void PrimarySelectionLoan::take(const X11SelectionContents &contents) {
     if (!m_saved || !m_owner.held(primary))
         m_saved = m_owner.save(primary);
-    m_owner.own(primary, contents);
+    m_owner.lend(primary, contents);
 }
+
+bool PrimarySelectionLoan::gives(const X11SelectionContents &text) { return m_owner.gives(primary, text); }
 
 void PrimarySelectionLoan::giveBack() {
     const auto saved = std::exchange(m_saved, {});
-    if (saved && m_owner.held(primary))
+    if (!saved)
+        return;
+    if (m_owner.held(primary))
         m_owner.restore(primary, saved);
+    else
+        m_owner.endLoan(primary);
 }
 
 } // namespace quillora::platform

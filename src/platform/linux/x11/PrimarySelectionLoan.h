@@ -13,6 +13,9 @@ public:
     /// what it saved.
     void take(const X11SelectionContents &contents);
 
+    /// Whether a paste from the primary selection would give this text at this moment.
+    bool gives(const X11SelectionContents &text);
+
     /// Puts back what stood there before, unless the user has selected something else meanwhile. Nothing
     /// happens without a loan.
     void giveBack();

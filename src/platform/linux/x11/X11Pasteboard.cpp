@@ -24,6 +24,7 @@ SavedPasteboardHandle X11Pasteboard::save() { return m_owner.save(clipboard); }
 
 bool X11Pasteboard::write(const QString &text, const SavedPasteboardHandle &standsInFor) {
     m_text = X11SelectionContents::ofText(text);
+    m_isForPrimary = false;
     if (!standsInFor) {
         m_displaced.reset();
         return m_owner.own(clipboard, *m_text);
@@ -36,17 +37,20 @@ bool X11Pasteboard::write(const QString &text, const SavedPasteboardHandle &stan
 }
 
 bool X11Pasteboard::gives(const QString &text) {
-    return m_owner.gives(clipboard, X11SelectionContents::ofText(text));
+    const auto contents = X11SelectionContents::ofText(text);
+    return m_owner.gives(clipboard, contents) && (!m_isForPrimary || m_loan.gives(contents));
 }
 
 void X11Pasteboard::restore(const SavedPasteboardHandle &saved) {
     m_displaced.reset();
     m_text.reset();
+    m_isForPrimary = false;
     m_owner.restore(clipboard, collectionOf(saved));
     m_loan.giveBack();
 }
 
 void X11Pasteboard::lendToPrimary() {
+    m_isForPrimary = true;
     if (m_text)
         m_loan.take(*m_text);
 }

@@ -25,7 +25,8 @@ public:
     void restore(const SavedPasteboardHandle &saved) override;
 
     /// Offers the text that was written last on the primary selection too, for a program that pastes from
-    /// there alone, until the pasteboard is given back.
+    /// there alone, until the pasteboard is given back. Up to then, or to the next text, the pasteboard gives
+    /// only what both selections give.
     void lendToPrimary();
 
     /// To be called before the program ends: lets a clipboard manager, where one runs, keep what we offer, or
@@ -38,6 +39,7 @@ private:
     X11SelectionOwner m_owner;
     PrimarySelectionLoan m_loan{m_owner};
     std::optional<X11SelectionContents> m_text; ///< what was written last, unless it was taken away again
+    bool m_isForPrimary = false;                ///< that text is to be pasted from the primary selection
     X11SelectionOwner::Collection m_displaced;  ///< what stood there before the text that will go again
 };
 

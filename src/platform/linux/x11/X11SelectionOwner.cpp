@@ -36,7 +36,17 @@ bool X11SelectionOwner::lend(const QByteArray &selection, X11SelectionContents c
     return ask<bool>([this, selection, shared] { return m_server.lend(selection, shared); });
 }
 
+void X11SelectionOwner::endLoan(const QByteArray &selection) {
+    ask<bool>([this, selection] {
+        m_server.endLoan(selection);
+        return true;
+    });
+}
+
 bool X11SelectionOwner::gives(const QByteArray &selection, const X11SelectionContents &text) {
+    const QDeadlineTimer patience(m_patienceWithLists);
+    if (const auto given = ask<Collection>([this, selection] { return m_server.given(selection); }))
+        given->awaitProgress(X11Collection::Progress::complete, patience);
     return ask<bool>([this, selection, text] { return m_server.gives(selection, text); });
 }
 

@@ -34,10 +34,15 @@ public:
     /// Takes the selection and offers these contents. False if the server did not let us.
     bool own(const QByteArray &selection, X11SelectionContents contents);
 
-    /// The same until `restore`; meanwhile it is looked at what those give who take the selection over.
+    /// The same until `restore` or `endLoan`; meanwhile it is looked at what those give who take the
+    /// selection over.
     bool lend(const QByteArray &selection, X11SelectionContents contents);
 
-    /// Whether one that asks for a text now gets this one, as far as that is known.
+    /// Leaves the selection to whoever owns it.
+    void endLoan(const QByteArray &selection);
+
+    /// Whether one that asks for a text now gets this one, as far as that is known. An owner that has just
+    /// taken over what we lend is waited for, like one that says what it has.
     bool gives(const QByteArray &selection, const X11SelectionContents &text);
 
     /// What stands on the selection; what is still to come of it comes later. What our own toolkit holds is

@@ -71,18 +71,28 @@ bool X11SelectionServer::lend(const QByteArray &selection, Collection contents) 
     return own(selection, std::move(contents));
 }
 
-bool X11SelectionServer::gives(const QByteArray &selection, const X11SelectionContents &text) {
+void X11SelectionServer::endLoan(const QByteArray &selection) {
+    const auto atoms = m_connection.atoms({selection}, serverDeadline());
+    if (!atoms)
+        return;
+    watch(atoms->front(), 0);
+    m_heirs.erase(atoms->front());
+}
+
+X11SelectionServer::Collection X11SelectionServer::given(const QByteArray &selection) {
     const auto owner = ownerOf(selection);
     // The server told of every change before it answered.
     while (const auto event = m_connection.queuedEvent())
         handle(*event);
+    if (owner != XCB_NONE && owner == m_window)
+        return held(selection);
     const auto atoms = m_connection.atoms({selection}, serverDeadline());
     const auto heir = atoms ? m_heirs.find(atoms->front()) : m_heirs.end();
-    Collection given;
-    if (owner != XCB_NONE && owner == m_window)
-        given = held(selection);
-    else if (heir != m_heirs.end() && heir->second.window == owner)
-        given = heir->second.text;
+    return heir != m_heirs.end() && heir->second.window == owner ? heir->second.text : nullptr;
+}
+
+bool X11SelectionServer::gives(const QByteArray &selection, const X11SelectionContents &text) {
+    const auto given = this->given(selection);
     return given && std::ranges::any_of(text.values, [&](const auto &value) {
                return std::ranges::count(given->contents().values, value) > 0;
            });
@@ -119,11 +129,8 @@ X11SelectionServer::Collection X11SelectionServer::collect(const QByteArray &sel
 }
 
 void X11SelectionServer::restore(const QByteArray &selection, const Collection &collection) {
+    endLoan(selection);
     const auto atoms = m_connection.atoms({selection}, serverDeadline());
-    if (atoms) {
-        watch(atoms->front(), 0);
-        m_heirs.erase(atoms->front());
-    }
     const bool isEmpty = collection->contents().values.empty();
     if (isEmpty && collection->isComplete())
         clear(selection);

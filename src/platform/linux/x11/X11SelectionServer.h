@@ -34,8 +34,16 @@ public:
     /// did not let us.
     bool own(const QByteArray &selection, Collection contents);
 
-    /// The same until `restore`; meanwhile it is looked at what those give who take the selection over.
+    /// The same until `restore` or `endLoan`; meanwhile it is looked at what those give who take the
+    /// selection over.
     bool lend(const QByteArray &selection, Collection contents);
+
+    /// Leaves the selection to whoever owns it.
+    void endLoan(const QByteArray &selection);
+
+    /// What one that asks for a text now gets, as far as that is known: of us, or of whoever has taken over
+    /// what we lend.
+    Collection given(const QByteArray &selection);
 
     /// Whether one that asks for a text now gets this one, as far as that is known.
     bool gives(const QByteArray &selection, const X11SelectionContents &text);

@@ -585,6 +585,54 @@ private Q_SLOTS:
         QCOMPARE(primary.ask("UTF8_STRING")->data, "dictated");
     }
 
+    void aTextIsNotGivenIfThePrimarySelectionIsTakenFromTheLoan() {
+        m_pasteboard->write(u"dictated"_s, m_pasteboard->save());
+        m_pasteboard->lendToPrimary();
+        QVERIFY(m_pasteboard->gives(u"dictated"_s));
+        const SelectionPeer other(m_display->name(), "PRIMARY",
+                                  {{.target = "UTF8_STRING", .data = "a password"}});
+        QVERIFY(!m_pasteboard->gives(u"dictated"_s));
+    }
+
+    void anotherProgramMayHandTheLoanOnThoughItHasOnlyJustBegun() {
+        m_pasteboard->write(u"dictated"_s, m_pasteboard->save());
+        m_pasteboard->lendToPrimary();
+        const SelectionPeer slow(m_display->name(), "PRIMARY",
+                                 {{.target = "UTF8_STRING", .data = "dictated"}}, {.delay = 100ms});
+        QVERIFY(m_pasteboard->gives(u"dictated"_s));
+    }
+
+    void aTextThatCouldNotBeLentIsNotGiven() {
+        m_pasteboard->write(u"copied"_s, {});
+        pasteOver();
+        QVERIFY(m_pasteboard->gives(u"copied"_s));
+        m_pasteboard->lendToPrimary();
+        QVERIFY(!m_pasteboard->gives(u"copied"_s));
+    }
+
+    void theNextTextIsGivenWithoutALoan() {
+        m_pasteboard->write(u"first"_s, m_pasteboard->save());
+        m_pasteboard->lendToPrimary();
+        m_pasteboard->write(u"second"_s, m_pasteboard->save());
+        QVERIFY(m_pasteboard->gives(u"second"_s));
+    }
+
+    void whatIsSelectedAfterTheLoanIsNotLookedAt() {
+        const auto saved = m_pasteboard->save();
+        m_pasteboard->write(u"dictated"_s, saved);
+        m_pasteboard->lendToPrimary();
+        {
+            const SelectionPeer meanwhile(m_display->name(), "PRIMARY", {});
+            m_pasteboard->restore(saved);
+        }
+        const SelectionPeer later(m_display->name(), "PRIMARY",
+                                  {{.target = "UTF8_STRING", .data = "a password"}});
+        m_pasteboard->gives(u"dictated"_s); // knows of every owner before
+        SelectionRequestor primary(m_display->name(), "PRIMARY");
+        QCOMPARE(primary.ask("UTF8_STRING")->data, "a password");
+        QCOMPARE(later.requested(), QByteArrayList({"UTF8_STRING"}));
+    }
+
     void nothingOfOursIsNothingToLend() {
         const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "STRING", .data = "theirs"}});
         m_pasteboard->lendToPrimary();
@@ -665,6 +713,7 @@ private Q_SLOTS:
             addRow("a paste",
                    [](X11Pasteboard &pasteboard) { pasteboard.write(u"other"_s, pasteboard.save()); });
             addRow("lend", [](X11Pasteboard &pasteboard) { pasteboard.lendToPrimary(); });
+            addRow("confirm", [](X11Pasteboard &pasteboard) { pasteboard.gives(u"text"_s); });
             addRow("hand over", [](X11Pasteboard &pasteboard) { pasteboard.handOver(); });
         }
     }

@@ -120,6 +120,7 @@ private Q_SLOTS:
     }
 
     void nothingIsPastedIfThatProgramHangs() {
+        m_desktop->x11.emplace(m_display->name());
         m_inserter.paste(u"hola"_s, nullptr);
         const SelectionPeer other(m_display->name(), "CLIPBOARD", {}, {.isHung = true});
         m_desktop->queue.advance(150ms);

@@ -30,12 +30,16 @@ public:
     platform::X11Connection &connection() { return m_connection; }
 
     platform::X11Pasteboard x11;
+    std::function<void()> onLent = [] {}; ///< what happens right after the primary selection was lent
 
 private:
     platform::X11Connection m_connection;
     platform::X11Events m_events{m_connection};
     platform::X11HotKeys m_hotKeys{m_events};
-    platform::X11Keystrokes m_keystrokes{m_events, m_hotKeys, [this] { x11.lendToPrimary(); }};
+    platform::X11Keystrokes m_keystrokes{m_events, m_hotKeys, [this] {
+                                             x11.lendToPrimary();
+                                             onLent();
+                                         }};
     platform::LinuxMainQueue m_queue;
 };
 
@@ -47,6 +51,7 @@ class X11TerminalPasteTest : public QObject {
 
 private Q_SLOTS:
     void cleanup() {
+        m_desktop.onLent = [] {};
         m_program.reset();
         QFile::remove(path());
     }
@@ -61,10 +66,7 @@ private Q_SLOTS:
     void theTextArrivesAndBothSelectionsComeBack() {
         QFETCH(QString, program);
         QFETCH(QString, windowClass);
-        m_program =
-            m_display.start(program, {u"-e"_s, u"sh"_s, u"-c"_s, u"stty raw -echo; cat > "_s + path()});
-        QVERIFY(isInFront(windowClass));
-        QVERIFY(takesKeys());
+        QVERIFY(run(program, windowClass));
         const SelectionPeer owner(m_display.name(), "CLIPBOARD",
                                   {{.target = "image/png", .data = "\x89PNG"}});
         const SelectionPeer user(m_display.name(), "PRIMARY", {{.target = "UTF8_STRING", .data = "marked"}});
@@ -79,7 +81,41 @@ private Q_SLOTS:
         QCOMPARE(primary.ask("UTF8_STRING")->data, "marked");
     }
 
+    void nothingIsPastedIfThePrimarySelectionIsNotOurs() {
+        QVERIFY(run(u"xterm"_s, u"XTerm"_s));
+        const SelectionPeer owner(m_display.name(), "CLIPBOARD",
+                                  {{.target = "image/png", .data = "\x89PNG"}});
+        std::optional<SelectionPeer> other;
+        m_desktop.onLent = [&] {
+            other.emplace(m_display.name(), "PRIMARY",
+                          std::vector<SelectionPeer::Offer>{{.target = "UTF8_STRING", .data = "a password"}});
+        };
+        int timesTaken = 0;
+        const PasteboardInserter inserter;
+        QVERIFY(inserter.paste(u"hola"_s, nullptr, [&] { ++timesTaken; }));
+        QVERIFY(ChildProcess::waitUntil([&] { return !inserter.hasPendingRestore(); }));
+
+        TestKeyboard(m_display.name()).tap(keyOfB);
+        QVERIFY(ChildProcess::waitUntil([this] { return content().endsWith('b'); }));
+        QCOMPARE(content().replace('a', ""), "b");
+        QCOMPARE(timesTaken, 1);
+        SelectionRequestor clipboard(m_display.name(), "CLIPBOARD");
+        QTRY_COMPARE(clipboard.targets(), QByteArrayList({"image/png"}));
+        SelectionRequestor primary(m_display.name(), "PRIMARY");
+        QCOMPARE(primary.ask("UTF8_STRING")->data, "a password");
+    }
+
 private:
+    static constexpr xcb_keycode_t keyOfA = 38;
+    static constexpr xcb_keycode_t keyOfB = 56;
+
+    /// Starts a terminal that writes down what it is given.
+    bool run(const QString &program, const QString &windowClass) {
+        m_program =
+            m_display.start(program, {u"-e"_s, u"sh"_s, u"-c"_s, u"stty raw -echo; cat > "_s + path()});
+        return isInFront(windowClass) && takesKeys();
+    }
+
     bool isInFront(const QString &windowClass) {
         const platform::X11Windows windows(m_desktop.connection());
         return ChildProcess::waitUntil([&] {
@@ -91,7 +127,6 @@ private:
     /// A window that is up need not listen to the keyboard yet.
     bool takesKeys() {
         TestKeyboard keyboard(m_display.name());
-        constexpr auto keyOfA = 38;
         return ChildProcess::waitUntil([&] {
             keyboard.tap(keyOfA);
             return ChildProcess::waitUntil([this] { return !content().isEmpty(); }, 500);
