@@ -42,9 +42,11 @@ bool SelectionRequestor::begin(const QByteArray &target) {
 }
 
 std::optional<SelectionRequestor::Answer> SelectionRequestor::takeRest(std::chrono::milliseconds limit) {
-    takeProperty(atom("PEER"));
+    askForPieces();
     return takePieces(limit);
 }
+
+void SelectionRequestor::askForPieces() { takeProperty(atom("PEER")); }
 
 std::optional<SelectionRequestor::Answer> SelectionRequestor::takePieces(std::chrono::milliseconds limit) {
     const auto property = atom("PEER");

@@ -34,6 +34,10 @@ public:
     /// Takes what is left of the value, or nothing if it stops coming for `limit`.
     std::optional<Answer> takeRest(std::chrono::milliseconds limit);
 
+    /// The same in two steps: asks for the first piece, and takes all pieces.
+    void askForPieces();
+    std::optional<Answer> takePieces(std::chrono::milliseconds limit);
+
     /// What the owner offers, without the targets that every owner has.
     QByteArrayList targets();
 
@@ -49,7 +53,6 @@ private:
     xcb_atom_t atom(const QByteArray &name);
     QByteArray name(xcb_atom_t atom);
     bool convert(xcb_atom_t target);
-    std::optional<Answer> takePieces(std::chrono::milliseconds limit);
     Property takeProperty(xcb_atom_t property);
     bool awaitProperty(xcb_atom_t property, const QDeadlineTimer &deadline);
     Answer toAnswer(const xcb_get_property_reply_t &value);

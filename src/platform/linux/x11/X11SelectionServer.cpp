@@ -9,8 +9,9 @@ namespace quillora::platform {
 
 namespace {
 
-/// Values above this go out in pieces of this size. A multiple of every unit.
-constexpr qsizetype pieceSize = qsizetype{256} * 1024;
+/// Values above this go out in pieces of this size. A multiple of every unit, and what a local socket takes
+/// at once as soon as it has room.
+constexpr qsizetype pieceSize = qsizetype{128} * 1024;
 
 /// Server times wrap around after 49 days.
 bool isBefore(xcb_timestamp_t a, xcb_timestamp_t b) { return static_cast<int32_t>(a - b) < 0; }
@@ -188,6 +189,7 @@ bool X11SelectionServer::handOver(std::chrono::milliseconds limit) {
         if (!event)
             return false;
         handle(*event);
+        sendDuePieces();
     }
     return *m_handOverAnswer;
 }
@@ -199,7 +201,8 @@ bool X11SelectionServer::serveNext() {
     dropTransfers([](const Transfer &transfer) { return transfer.patience.hasExpired(); });
     m_collector.dropExpired();
     clearWhatStaysEmpty();
-    m_connection.flush(serverDeadline());
+    if (sendDuePieces())
+        m_connection.flush(serverDeadline());
     return event != nullptr;
 }
 
@@ -219,7 +222,7 @@ void X11SelectionServer::clearWhatStaysEmpty() {
 QDeadlineTimer X11SelectionServer::nextExpiry() const {
     auto next = m_collector.nextExpiry();
     for (const auto &transfer : m_transfers)
-        next = std::min(next, transfer.patience);
+        next = std::min(next, transfer.isDue ? QDeadlineTimer(0) : transfer.patience);
     return next;
 }
 
@@ -262,7 +265,7 @@ void X11SelectionServer::handle(const xcb_generic_event_t &event) {
     case XCB_PROPERTY_NOTIFY: {
         const auto &notify = as<xcb_property_notify_event_t>(event);
         if (notify.state == XCB_PROPERTY_DELETE)
-            sendNextPiece(notify.window, notify.atom);
+            noteTaken(notify.window, notify.atom);
         break;
     }
     case XCB_DESTROY_NOTIFY: {
@@ -315,9 +318,7 @@ bool X11SelectionServer::isOurs(const xcb_selection_request_event_t &request) co
 bool X11SelectionServer::convert(const Holding &holding, xcb_window_t requestor, xcb_atom_t target,
                                  xcb_atom_t property) {
     const auto answer = [&](xcb_atom_t type, const std::vector<uint32_t> &units) {
-        xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property, type, 32,
-                            static_cast<uint32_t>(units.size()), units.data());
-        return true;
+        return put(requestor, property, type, 32, units.data(), static_cast<uint32_t>(units.size()));
     };
     if (target == atom(timestamp))
         return answer(XCB_ATOM_INTEGER, {holding.since});
@@ -338,22 +339,23 @@ bool X11SelectionServer::convert(const Holding &holding, xcb_window_t requestor,
 
 bool X11SelectionServer::convertMultiple(const Holding &holding, xcb_window_t requestor,
                                          xcb_atom_t property) {
-    const auto list = m_connection.reply(
-        xcb_get_property_reply,
-        xcb_get_property(m_connection.xcb(), 0, requestor, property, XCB_GET_PROPERTY_TYPE_ANY, 0, pieceSize),
-        serverDeadline());
+    const auto list =
+        m_connection.reply(xcb_get_property_reply,
+                           xcb_get_property(m_connection.xcb(), 0, requestor, property,
+                                            XCB_GET_PROPERTY_TYPE_ANY, 0, pieceSize / sizeof(xcb_atom_t)),
+                           serverDeadline());
     if (!list || list->format != 32)
         return false;
     const auto *atoms = static_cast<const xcb_atom_t *>(xcb_get_property_value(list.get()));
     std::vector<xcb_atom_t> pairs(atoms, atoms + list->value_len);
     for (size_t i = 0; i + 1 < pairs.size(); i += 2) {
+        if (!m_connection.flush(serverDeadline())) // it would be waited for once for each
+            return false;
         const bool isNested = pairs[i] == atom(multiple);
         if (isNested || pairs[i + 1] == XCB_NONE || !convert(holding, requestor, pairs[i], pairs[i + 1]))
             pairs[i + 1] = XCB_NONE;
     }
-    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property, atom(atomPair), 32,
-                        static_cast<uint32_t>(pairs.size()), pairs.data());
-    return true;
+    return put(requestor, property, atom(atomPair), 32, pairs.data(), static_cast<uint32_t>(pairs.size()));
 }
 
 bool X11SelectionServer::send(const X11SelectionContents::Value &value, xcb_window_t requestor,
@@ -361,44 +363,55 @@ bool X11SelectionServer::send(const X11SelectionContents::Value &value, xcb_wind
     const auto type = m_connection.atoms({value.type.type}, serverDeadline());
     if (!type)
         return false;
-    if (value.data.size() > pieceSize) {
-        startTransfer({.requestor = requestor,
-                       .property = property,
-                       .type = type->front(),
-                       .value = value,
-                       .patience = QDeadlineTimer(m_patience)});
-        return true;
-    }
-    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property, type->front(),
-                        static_cast<uint8_t>(value.type.format),
-                        unitsIn(value.data.size(), value.type.format), value.data.constData());
-    return true;
+    if (value.data.size() > pieceSize)
+        return startTransfer({.requestor = requestor,
+                              .property = property,
+                              .type = type->front(),
+                              .value = value,
+                              .patience = QDeadlineTimer(m_patience)});
+    return put(requestor, property, type->front(), value.type.format, value.data.constData(),
+               unitsIn(value.data.size(), value.type.format));
 }
 
-void X11SelectionServer::startTransfer(Transfer transfer) {
+bool X11SelectionServer::startTransfer(Transfer transfer) {
     dropTransfers([&](const Transfer &other) {
         return other.requestor == transfer.requestor && other.property == transfer.property;
     });
+    const auto size = static_cast<uint32_t>(transfer.value.data.size());
+    if (!put(transfer.requestor, transfer.property, atom(incr), 32, &size, 1))
+        return false;
     selectRequestorEvents(transfer.requestor,
                           XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
-    const auto size = static_cast<uint32_t>(transfer.value.data.size());
-    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, transfer.requestor, transfer.property,
-                        atom(incr), 32, 1, &size);
     m_transfers.push_back(std::move(transfer));
+    return true;
 }
 
-void X11SelectionServer::sendNextPiece(xcb_window_t requestor, xcb_atom_t property) {
+void X11SelectionServer::noteTaken(xcb_window_t requestor, xcb_atom_t property) {
     const auto found = std::ranges::find_if(m_transfers, [&](const Transfer &transfer) {
         return transfer.requestor == requestor && transfer.property == property;
     });
-    if (found == m_transfers.end())
-        return;
-    auto &transfer = *found;
+    if (found != m_transfers.end())
+        found->isDue = true;
+}
+
+bool X11SelectionServer::sendDuePieces() {
+    for (;;) {
+        const auto due = std::ranges::find(m_transfers, true, &Transfer::isDue);
+        if (due == m_transfers.end())
+            return true;
+        if (!sendNextPiece(*due))
+            return false;
+    }
+}
+
+bool X11SelectionServer::sendNextPiece(Transfer &transfer) {
+    const auto [requestor, property] = std::pair(transfer.requestor, transfer.property);
     const auto &[type, data] = transfer.value;
     const auto left = unitsIn(data.size() - transfer.sent, type.format);
     const auto units = std::min(left, unitsIn(pieceSize, type.format));
-    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property, transfer.type,
-                        static_cast<uint8_t>(type.format), units, data.constData() + transfer.sent);
+    if (!put(requestor, property, transfer.type, type.format, data.constData() + transfer.sent, units))
+        return false;
+    transfer.isDue = false;
     transfer.sent += static_cast<qsizetype>(units) * (type.format / 8);
     transfer.patience = QDeadlineTimer(m_patience);
     // The piece of no length tells the requestor that it has everything.
@@ -407,7 +420,17 @@ void X11SelectionServer::sendNextPiece(xcb_window_t requestor, xcb_atom_t proper
             return other.requestor == requestor && other.property == property;
         });
     }
-    m_connection.flush(serverDeadline());
+    return true;
+}
+
+bool X11SelectionServer::put(xcb_window_t requestor, xcb_atom_t property, xcb_atom_t type, int format,
+                             const void *data, uint32_t units) {
+    // XCB itself waits without end for room. On a connection that is gone it does nothing.
+    if (isAlive() && !m_connection.flush(serverDeadline()))
+        return false;
+    xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property, type,
+                        static_cast<uint8_t>(format), units, data);
+    return true;
 }
 
 void X11SelectionServer::dropTransfers(const std::function<bool(const Transfer &)> &isMeant) {

@@ -91,6 +91,7 @@ private:
         xcb_atom_t type = XCB_NONE;
         X11SelectionContents::Value value;
         qsizetype sent = 0;
+        bool isDue = false; ///< the requestor has taken what was sent
         QDeadlineTimer patience;
     };
 
@@ -119,8 +120,14 @@ private:
     bool convert(const Holding &holding, xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property);
     bool convertMultiple(const Holding &holding, xcb_window_t requestor, xcb_atom_t property);
     bool send(const X11SelectionContents::Value &value, xcb_window_t requestor, xcb_atom_t property);
-    void startTransfer(Transfer transfer);
-    void sendNextPiece(xcb_window_t requestor, xcb_atom_t property);
+    bool startTransfer(Transfer transfer);
+    void noteTaken(xcb_window_t requestor, xcb_atom_t property);
+    /// False if there was no room for one of them; it stays due.
+    bool sendDuePieces();
+    bool sendNextPiece(Transfer &transfer);
+    /// Gives the requestor a property, no larger than a piece. False if there was no room for it in time.
+    bool put(xcb_window_t requestor, xcb_atom_t property, xcb_atom_t type, int format, const void *data,
+             uint32_t units);
     void dropTransfers(const std::function<bool(const Transfer &)> &isMeant);
     void selectRequestorEvents(xcb_window_t requestor, uint32_t mask);
     void noteHeir(const xcb_generic_event_t &event);

@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <cstring>
+#include <future>
 
 #include <xcb/xfixes.h>
 
@@ -20,6 +21,7 @@ using namespace std::chrono_literals;
 using platform::SavedPasteboard;
 using platform::X11Connection;
 using platform::X11Pasteboard;
+using platform::X11SelectionContents;
 using platform::X11SelectionOwner;
 using platform::X11SelectionType;
 using Offer = SelectionPeer::Offer;
@@ -455,6 +457,44 @@ private Q_SLOTS:
         QVERIFY(!image.isDetached());
         QTRY_VERIFY(image.isDetached());
         QCOMPARE(requestor.takeRest(300ms), std::nullopt);
+    }
+
+    void aServerThatHangsInMidTransferHoldsNobodyUpAndLosesNothing() {
+        const auto image = patterned(3'000'000);
+        platform::X11SelectionServer server(m_display->name(), {});
+        QVERIFY(server.own("CLIPBOARD", std::make_shared<platform::X11Collection>(X11SelectionContents{
+                                            {{X11SelectionType::bytes("image/png"), image}}})));
+        const auto serveDuring = [&server](const auto &operation) {
+            auto result = std::async(std::launch::async, operation);
+            while (result.wait_for(1ms) != std::future_status::ready) {
+                while (server.serveNext()) {
+                }
+            }
+            return result.get();
+        };
+        std::vector<std::unique_ptr<SelectionRequestor>> requestors;
+        for (int i = 0; i < 4; ++i) {
+            requestors.push_back(std::make_unique<SelectionRequestor>(m_display->name(), "CLIPBOARD"));
+            QVERIFY(serveDuring([&] { return requestors.back()->begin("image/png"); }));
+        }
+        for (const auto &requestor : requestors)
+            requestor->askForPieces();
+
+        m_display->server().signal(SIGSTOP);
+        auto served = std::async(std::launch::async, [&server] {
+            while (server.serveNext()) {
+            }
+        });
+        const bool isHeldUp = served.wait_for(30s) != std::future_status::ready;
+        m_display->server().signal(SIGCONT);
+        served.get();
+        QVERIFY(!isHeldUp);
+
+        for (const auto &requestor : requestors) {
+            const auto answer = serveDuring([&] { return requestor->takePieces(10s); });
+            QVERIFY(answer.has_value());
+            QVERIFY(answer->data == image);
+        }
     }
 
     void aRunningTransferOutlivesTheLossOfTheClipboard() {
