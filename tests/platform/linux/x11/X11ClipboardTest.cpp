@@ -113,6 +113,11 @@ private Q_SLOTS:
         QCOMPARE(requestor.ask("text/html")->data, "<p>");
     }
 
+    void anotherProgramThatOffersNothingIsUnreadable() {
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD", {});
+        QCOMPARE(m_pasteboard->save()->found(), SavedPasteboard::Found::unreadable);
+    }
+
     void aHungOwnerCostsTheTimeForItsListAndNoMore() {
         m_pasteboard = std::make_unique<X11Pasteboard>(m_display->name());
         const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "image/png", .data = "png"}},
