@@ -18,6 +18,7 @@ class FaultTest(unittest.TestCase):
     """A desktop for all the tests of a class. Whatever a test breaks it mends."""
 
     make_desktop = VirtualDesktop
+    make_clip = staticmethod(short_clip)
     settings = {"targetLanguageIdentifier": "es"}
     inserted = "Inserted translation."
 
@@ -25,7 +26,7 @@ class FaultTest(unittest.TestCase):
     def setUpClass(cls):
         cls.desktop = cls.enterClassContext(cls.make_desktop())
         cls.arrange()
-        cls.clip = short_clip(cls.desktop.folder)
+        cls.clip = cls.make_clip(cls.desktop.folder)
         cls.person = Person(cls.desktop, PROGRAM)
         cls.person.open_editor()
         cls.person.start_quillora()
