@@ -19,6 +19,10 @@ constexpr uint32_t wholeProperty = 0x1fffffff;
 /// More than this of one clipboard is no copy that anybody made on purpose.
 constexpr qsizetype mostBytes = qsizetype{512} * 1024 * 1024;
 
+/// Office programs offer some forty. Each takes a window and a request, all of which find room in the socket
+/// at once.
+constexpr size_t mostTargets = 256;
+
 /// What to make room for at once of what an owner announces.
 constexpr qsizetype mostAnnouncedBytes = qsizetype{64} * 1024 * 1024;
 
@@ -255,7 +259,7 @@ void X11SelectionCollector::askForAll(Inquiry &inquiry) {
     const auto &answer = inquiry.conversions.front();
     std::vector<xcb_atom_t> offered;
     if (answer.progress == Progress::read && answer.typeName && answer.typeName->format == 32) {
-        offered.resize(static_cast<size_t>(answer.data.size()) / sizeof(xcb_atom_t));
+        offered.resize(std::min(static_cast<size_t>(answer.data.size()) / sizeof(xcb_atom_t), mostTargets));
         std::memcpy(offered.data(), answer.data.constData(), offered.size() * sizeof(xcb_atom_t));
     } else {
         offered = plainAtoms();

@@ -86,6 +86,18 @@ private Q_SLOTS:
         }
     }
 
+    void ofThousandsOfFormatsTheFirstComeBack() {
+        std::vector<Offer> offers;
+        for (int i = 0; i < 3000; ++i)
+            offers.push_back({.target = "x-format/" + QByteArray::number(i), .data = QByteArray::number(i)});
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD", offers);
+        pasteOver();
+        SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
+        QTRY_COMPARE(requestor.targets().size(), 254); // and two that are no formats
+        QCOMPARE(requestor.targets().last(), "x-format/253");
+        QCOMPARE(requestor.ask("x-format/253")->data, "253");
+    }
+
     void fiftyMegabytesComeBackAsTheyWere() {
         const auto image = patterned(50 * 1024 * 1024);
         const SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "image/bmp", .data = image}},
