@@ -90,7 +90,7 @@ protected:
 
     void startWithNotifierTray(const QStringList &arguments = {}, const QStringList &settings = {}) {
         m_notifierTray.emplace(m_bus->address());
-        m_shell = startShell(arguments, settings);
+        m_shell = startShell(arguments + QStringList{u"--tray"_s}, settings);
         QTRY_COMPARE_WITH_TIMEOUT(m_notifierTray->items().size(), 1, patienceMs);
     }
 
@@ -104,7 +104,7 @@ protected:
     void startWithTint2(const QString &place = u"panel_position = top right horizontal"_s,
                         const QStringList &settings = {}, const QStringList &arguments = {}) {
         startTint2(place);
-        m_shell = startShell(arguments, settings);
+        m_shell = startShell(arguments + QStringList{u"--tray"_s}, settings);
         QTRY_VERIFY_WITH_TIMEOUT(icon(), patienceMs);
     }
 
