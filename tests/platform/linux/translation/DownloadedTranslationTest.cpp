@@ -177,7 +177,8 @@ private Q_SLOTS:
         QVERIFY(m_desk->waitUntil([&] { return response->isDone(); }));
         QCOMPARE(response->value().targetText, u"привет"_s);
         m_desk->seatPerson(DownloadAnswer::notNow);
-        QVERIFY(translation(u"en"_s, u"ru"_s, u"hello"_s).startsWith(u"English to Russian needs"_s));
+        const QString error = translation(u"en"_s, u"ru"_s, u"hello"_s);
+        QVERIFY2(error.startsWith(u"English to Russian needs"_s), qPrintable(error));
     }
 
     void theEndInMidDownloadIsAnErrorAndTheNextStartGoesOn() {
