@@ -92,6 +92,10 @@ protected:
         m_notifierTray.emplace(m_bus->address());
         m_shell = startShell(arguments + QStringList{u"--tray"_s}, settings);
         QTRY_COMPARE_WITH_TIMEOUT(m_notifierTray->items().size(), 1, patienceMs);
+        // It must know that it is shown before it is clicked, or it opens a window. What it was told by now
+        // it reads before it answers this.
+        QTRY_VERIFY_WITH_TIMEOUT(m_notifierTray->wasAskedForHost(), patienceMs);
+        m_notifierTray->itemProperty(u"Title"_s);
     }
 
     /// `place` is what its configuration says about that.

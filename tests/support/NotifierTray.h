@@ -24,6 +24,9 @@ public:
     /// The services that have registered, in order.
     const QStringList &items() const { return m_items; }
 
+    /// Whether an item has asked for the host, as it does to know whether anybody shows it.
+    bool wasAskedForHost() const { return m_wasAskedForHost; }
+
     /// A host comes up on a watcher that had none.
     void addHost();
 
@@ -55,6 +58,7 @@ private:
     QDBusConnection m_bus;
     Host m_host;
     bool m_isRefusing = false;
+    bool m_wasAskedForHost = false;
     QStringList m_items;
     QStringList m_itemSignals;
 };
@@ -71,7 +75,10 @@ public:
     explicit NotifierTrayAdaptor(NotifierTray *tray) : QDBusAbstractAdaptor(tray), m_tray(tray) {}
 
     QStringList items() const { return m_tray->m_items; }
-    bool hasHost() const { return m_tray->m_host == NotifierTray::Host::present; }
+    bool hasHost() const {
+        m_tray->m_wasAskedForHost = true;
+        return m_tray->m_host == NotifierTray::Host::present;
+    }
     int protocolVersion() const { return 0; }
 
 public Q_SLOTS:
