@@ -168,6 +168,7 @@ private Q_SLOTS:
         m_desk->server.delivery = Delivery::everything;
         const Session one = m_desk->translators->session(u"en"_s, u"ru"_s);
         QCOMPARE(outcomeOf(translated(one, u"hello"_s))->value(), u"привет"_s);
+        QVERIFY(m_desk->waitUntil([&] { return !m_desk->store->state(u"en-ru"_s).progress; }));
         changeSecretly(m_desk->store->use(u"en-ru"_s)->folder() + u"/model.bin"_s, "not a model");
         QCOMPARE(outcomeOf(translated(one, u"world"_s))->value(), u"мир"_s);
         m_desk->store->check(u"en-ru"_s);
