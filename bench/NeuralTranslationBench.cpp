@@ -91,10 +91,10 @@ ReferenceRun reference(const std::filesystem::path &folder, const std::string &t
     if (std::getenv("ENGINE") == nullptr)
         return {};
     writeFile(folder / "text", text);
-    const std::string command = std::string(asOneText ? "JOIN=1 " : "") + "node " + REFERENCE_SCRIPT + " " +
-                                folder.string() + " int8shiftAlphaAll " + std::to_string(runs) + " < " +
-                                (folder / "text").string() + " > " + (folder / "out").string() + " 2> " +
-                                (folder / "err").string();
+    const std::string command = std::string(asOneText ? "JOIN=1 " : "") + "LONGEST=256 node " +
+                                REFERENCE_SCRIPT + " " + folder.string() + " int8shiftAlphaAll " +
+                                std::to_string(runs) + " < " + (folder / "text").string() + " > " +
+                                (folder / "out").string() + " 2> " + (folder / "err").string();
     ReferenceRun run;
     if (std::system(command.c_str()) != 0)
         return run;
@@ -181,12 +181,14 @@ void measure(const RandomModel &model, const std::filesystem::path &folder) {
             double(step) / speed * 1000, speed / 1e6, begin);
     }
 
-    std::printf("  tokens in, ms     ");
-    for (const std::size_t length : std::initializer_list<std::size_t>{1, 5, 10, 20, 50, 100, 200}) {
-        const std::vector<Tokens> tokens = tokensOf(model.sentences(1, length - 1, length - 1, random)[0]);
-        std::printf("%zu: %.1f   ", length, shortest(10, [&] { search.translate(tokens, {}); }));
+    std::printf("  sentences of other lengths\n");
+    for (const std::size_t length : std::initializer_list<std::size_t>{1, 2, 5, 10, 20, 50, 100, 200}) {
+        const std::string other = model.sentences(1, length - 1, length - 1, random)[0];
+        const std::vector<Tokens> tokens = tokensOf(other);
+        const double ours = shortest(10, [&] { search.translate(tokens, {}); });
+        std::printf("    %3zu tokens      %8.2f ms       %s\n", tokens[0].size(), ours,
+                    times(reference(folder, other, 10, false).milliseconds, ours).c_str());
     }
-    std::printf("\n");
 
     std::string text;
     for (const std::string &line : model.sentences(50, 20, 20, random))
