@@ -5,8 +5,8 @@
 //
 // FOLDER holds model.bin, source.spm, target.spm and perhaps shortlist.bin. PRECISION is float32 or int8shiftAlphaAll.
 // Prints each sentence, a tab and its translation; with REPETITIONS the shortest time in ms of processor behind another
-// tab. The
-// environment's JOIN=1 takes all sentences as one text; the last line printed to stderr is the memory that was added.
+// tab. The environment's JOIN=1 takes all sentences as one text, and LONGEST is the number of tokens beyond which a
+// sentence is cut. The last line printed to stderr is the memory that was added.
 const fs = require('fs');
 const path = require('path');
 const engine = process.env.ENGINE;
@@ -49,7 +49,7 @@ skip-cost: true
 alignment: soft
 quiet: true
 quiet-translation: true
-max-length-break: 128
+max-length-break: ${process.env.LONGEST || 128}
 mini-batch-words: 1024
 workspace: 128
 max-length-factor: 2.0
