@@ -32,15 +32,13 @@ bool isCompositorThere() {
     address.sun_family = AF_UNIX;
     std::ranges::copy(path, address.sun_path);
     const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const auto answers = [&] {
-        // One that is busy has others waiting.
-        return ::connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 ||
-               errno == EAGAIN;
-    };
-    const bool isThere = socket >= 0 && answers();
-    if (socket >= 0)
-        ::close(socket);
-    return isThere;
+    if (socket < 0)
+        return false;
+    const bool answers =
+        ::connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 ||
+        errno == EAGAIN; // one that is busy has others waiting
+    ::close(socket);
+    return answers;
 }
 
 } // namespace
