@@ -1,5 +1,6 @@
 #include "platform/linux/x11/X11Pasteboard.h"
 #include "support/OwnTime.h"
+#include "support/PromptOwners.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
 #include "support/VirtualDisplay.h"
@@ -43,9 +44,6 @@ QByteArray targetsOf(const std::vector<uint32_t> &units) {
 }
 
 } // namespace
-
-/// Programs that say at once what they have do so even on a loaded machine.
-constexpr X11Pasteboard::Patience promptOwners{.withLists = 10s};
 
 using Operation = std::function<void(X11Pasteboard &)>;
 

@@ -1,6 +1,7 @@
 #include "fakes/FakePlatform.h"
 #include "insertion/PasteboardInserter.h"
 #include "platform/linux/x11/X11Pasteboard.h"
+#include "support/PromptOwners.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
 #include "support/VirtualDisplay.h"
@@ -15,9 +16,6 @@ using namespace std::chrono_literals;
 using Answer = SelectionRequestor::Answer;
 
 namespace {
-
-/// Programs that say at once what they have do so even on a loaded machine.
-constexpr platform::X11Pasteboard::Patience promptOwners{.withLists = 10s};
 
 /// A desktop of fakes, but for its clipboard.
 class DesktopWithClipboard : public FakePlatform {

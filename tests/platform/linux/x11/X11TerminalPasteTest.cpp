@@ -4,6 +4,7 @@
 #include "platform/linux/x11/X11Keystrokes.h"
 #include "platform/linux/x11/X11Pasteboard.h"
 #include "platform/linux/x11/X11Windows.h"
+#include "support/PromptOwners.h"
 #include "support/SelectionPeer.h"
 #include "support/SelectionRequestor.h"
 #include "support/TestKeyboard.h"
@@ -18,9 +19,6 @@ using namespace std::chrono_literals;
 namespace quillora::test {
 
 namespace {
-
-/// Programs that say at once what they have do so even on a loaded machine.
-constexpr platform::X11Pasteboard::Patience promptOwners{.withLists = 10s};
 
 /// A desktop of fakes, but for what a paste is made of.
 class PastingDesktop : public FakePlatform {

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "platform/linux/x11/X11Pasteboard.h"
+
+namespace quillora::test {
+
+/// Patience with programs that say at once what they have, on a loaded machine too.
+constexpr platform::X11Pasteboard::Patience promptOwners{.withLists = std::chrono::seconds(10)};
+
+} // namespace quillora::test
