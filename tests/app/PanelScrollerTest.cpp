@@ -1,6 +1,5 @@
 #include "app/PanelScroller.h"
 #include "ui/PanelHarness.h"
-#include "ui/Picker.h"
 
 #include <QScrollBar>
 #include <QTest>

@@ -27,7 +27,7 @@ class TerminalTest(unittest.TestCase):
         """Whatever is typed or pasted into it ends up in a file."""
         self.received = os.path.join(self.desktop.folder, "received")
         terminal = self.desktop.start_daemon(["xterm", "-e", "sh", "-c", f"stty raw -echo; cat > {self.received}"],
-                                      environment={"LC_ALL": "C.UTF-8"})
+                                             environment={"LC_ALL": "C.UTF-8"})
         windows = wait_for("the terminal", lambda: self.desktop.run(
             ["xdotool", "search", "--onlyvisible", "--class", "XTerm"]).split())
         self.assertIsNone(terminal.poll())
