@@ -4,6 +4,7 @@
 #include "platform/linux/http/AnonymousRequest.h"
 #include "platform/linux/http/ReplyHead.h"
 #include "platform/linux/http/TransportError.h"
+#include "platform/linux/models/RetryAfter.h"
 #include "platform/linux/models/SyncedFile.h"
 
 #include <QDateTime>
@@ -58,13 +59,7 @@ QByteArray strongTag(const QNetworkReply &reply) {
 
 /// How long the server asks to be left alone.
 std::chrono::milliseconds retryAfter(const QNetworkReply &reply) {
-    const QByteArray value = reply.rawHeader("Retry-After").trimmed();
-    bool isNumber = false;
-    if (const auto seconds = value.toUInt(&isNumber); isNumber)
-        return std::chrono::seconds(seconds);
-    const auto time = QDateTime::fromString(QString::fromLatin1(value), Qt::RFC2822Date);
-    return std::chrono::milliseconds(
-        time.isValid() ? std::max<qint64>(0, QDateTime::currentDateTimeUtc().msecsTo(time)) : 0);
+    return platform::retryAfter(reply.rawHeader("Retry-After"), QDateTime::currentDateTimeUtc());
 }
 
 struct Range {

@@ -320,10 +320,13 @@ private Q_SLOTS:
     }
 
     void aServerThatAsksForTooMuchTimeGetsLess() {
-        m_patience.longestPause = 10ms;
-        m_server->answer(RawHttpServer::response(429, "", "Retry-After: Fri, 31 Dec 2150 23:59:59 GMT\r\n"));
+        m_patience.longestPause = 300ms;
+        m_server->answer(RawHttpServer::response(429, "", "Retry-After: Thu, 31 Dec 2150 23:59:59 GMT\r\n"));
         m_server->answer(RawHttpServer::response(200, "weights"));
+        QElapsedTimer clock;
+        clock.start();
         QCOMPARE(fetch(), QString());
+        QVERIFY2(clock.elapsed() >= 300, qPrintable(QString::number(clock.elapsed())));
     }
 
     void aSlowDripArrives() {
