@@ -1,5 +1,9 @@
 #include "platform/linux/models/ModelCatalog.h"
 
+#include "support/Files.h"
+#include "support/SetVariable.h"
+
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -40,6 +44,29 @@ QByteArray with(const QByteArray &before, const QByteArray &after) {
     Q_ASSERT(entry.contains(before));
     return entry.replace(before, after);
 }
+
+/// What an administrator of two places and a user add to the catalog.
+class AddedCatalogs {
+public:
+    AddedCatalogs() {
+        for (const QString &folder : {firstPlace, secondPlace, own})
+            test::writeFile(fileIn(folder), {});
+    }
+
+    QString fileIn(const QString &folder) const {
+        return m_home.filePath(folder + u"/Quillora/models.json"_s);
+    }
+
+    const QString firstPlace = u"first"_s; ///< counts more than the second
+    const QString secondPlace = u"second"_s;
+    const QString own = u"own"_s;
+
+private:
+    QTemporaryDir m_home;
+    test::SetVariable m_places{"XDG_CONFIG_DIRS",
+                               {m_home.filePath(firstPlace), m_home.filePath(secondPlace)}};
+    test::SetVariable m_own{"XDG_CONFIG_HOME", {m_home.filePath(own)}};
+};
 
 } // namespace
 
@@ -268,6 +295,25 @@ private Q_SLOTS:
         const auto read = catalog({catalogOf({}, json("{'of': 'https://a', 'address': 'https://b/'}"))});
         QCOMPARE(read.mirrors(), QList<ModelMirror>());
         QCOMPARE(read.omissions().size(), 1);
+    }
+
+    void theProgramsOwnCatalogComesFirstThenTheAdministratorsThenTheUsers() {
+        const AddedCatalogs added;
+        QStringList paths;
+        for (const CatalogFile &file : ModelCatalog::standardFiles())
+            paths += file.path;
+        QCOMPARE(paths, (QStringList{u":/models/catalog.json"_s, added.fileIn(added.secondPlace),
+                                     added.fileIn(added.firstPlace), added.fileIn(added.own)}));
+    }
+
+    void theUsersCatalogOverridesTheAdministrators() {
+        const AddedCatalogs added;
+        test::writeFile(added.fileIn(added.firstPlace), catalogOf(with("\"2\"", "\"administrator\"")));
+        test::writeFile(added.fileIn(added.own), catalogOf(with("\"2\"", "\"user\"")));
+        const ModelCatalog read(ModelCatalog::standardFiles(), engines);
+        const auto *entry = read.find(u"one"_s);
+        QVERIFY(entry);
+        QCOMPARE(entry->description.version, u"user"_s);
     }
 
     void theProgramsOwnCatalogIsReadWithoutOmissions() {
