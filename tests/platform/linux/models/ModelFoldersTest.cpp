@@ -1,6 +1,7 @@
 #include "platform/linux/models/ModelFolders.h"
 
 #include "support/Files.h"
+#include "support/SetVariable.h"
 #include "support/WithoutSuperuser.h"
 
 #include <QCryptographicHash>
@@ -27,6 +28,29 @@ private Q_SLOTS:
         m_folders.emplace(m_home->filePath(u"own"_s), QStringList(m_home->filePath(u"shared"_s)));
     }
     void cleanup() { m_home.reset(); }
+
+    void theUsersDataFolderHoldsHisModelsAndTheOthersHoldThoseOfEveryone() {
+        const test::SetVariable own("XDG_DATA_HOME", {m_home->filePath(u"mine"_s)});
+        const test::SetVariable shared("XDG_DATA_DIRS", {m_home->filePath(u"a"_s), m_home->filePath(u"b"_s)});
+        const auto place = [this](const QString &folder, const QString &id) {
+            const QString path = m_home->filePath(folder + u"/Quillora/models/"_s + id + u"/1"_s);
+            QDir().mkpath(path);
+            return path;
+        };
+        const QString mine = place(u"mine"_s, u"m"_s);
+        const QString first = place(u"a"_s, u"n"_s);
+        const QString second = place(u"b"_s, u"o"_s);
+        const auto folders = ModelFolders::standard();
+        QCOMPARE(folders.own(), m_home->filePath(u"mine/Quillora/models"_s));
+        QCOMPARE(folders.ids(), (QStringList{u"m"_s, u"n"_s, u"o"_s}));
+        const auto is = [&folders](const QString &id, const QString &path, bool isOwn) {
+            const auto found = folders.installed(id);
+            return found.size() == 1 && found.first().folder == path && found.first().isOwn == isOwn;
+        };
+        QVERIFY(is(u"m"_s, mine, true));
+        QVERIFY(is(u"n"_s, first, false));
+        QVERIFY(is(u"o"_s, second, false));
+    }
 
     void aModelAppearsWithItsManifest() {
         QVERIFY(publish(u"1"_s, "weights"));
