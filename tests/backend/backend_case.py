@@ -113,12 +113,12 @@ class Backend:
         headers = {"Authorization": f"Bearer {token}"} if token is not None else {}
         return self.ask(request_body(text, source, target), headers={**headers, **options.pop("headers", {})}, **options)
 
-    def get(self, path):
-        return self.ask(None, path, "GET")
+    def get(self, path, connection=None):
+        return self.ask(None, path, "GET", connection=connection)
 
-    def metric(self, name):
+    def metric(self, name, connection=None):
         """The value of a series, 0 for one that is not there."""
-        for line in self.get("/metrics").body.decode().splitlines():
+        for line in self.get("/metrics", connection).body.decode().splitlines():
             if line.startswith(name + " "):
                 return float(line.split()[-1])
         return 0.0

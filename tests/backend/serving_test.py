@@ -4,6 +4,7 @@
 import os
 import random
 import re
+import resource
 import select
 import signal
 import socket
@@ -321,14 +322,8 @@ class HttpTest(BackendCase):
                 self.assertEqual((status, body.decode()), (200, f'{{"translation":"text {number}"}}'))
 
 
-class MemoryTest(BackendCase):
-    """What connections cost, beside what the unit grants."""
-
-    CROWD = 400
-    BEGUN = b"POST /v1/tra"
-    # As large as it may become.
-    PART_OF_A_RECORD = b"\x17\x03\x03\x40\x00" + b"a" * 16_000
-    PART_OF_A_HELLO = b"\x16\x03\x01\x40\x00\x01\x00\xff\x00" + b"a" * 12_000
+class ConnectionsCase(BackendCase):
+    """As many connections as it takes, and what the unit grants for them."""
 
     def granted(self, key):
         """Bytes, of the unit."""
@@ -338,6 +333,63 @@ class MemoryTest(BackendCase):
     def most_connections(self):
         """That it takes unless it is told otherwise."""
         return int(re.search(r"^  connections = NUMBER\n.*\((\d+)\)$", self.run_program("--help").stdout, re.M)[1])
+
+
+class CrowdTest(ConnectionsCase):
+    """All connections that it takes at once, none of which says anything but that of who watches."""
+
+    OTHERS = 500  # descriptors that a process takes besides
+
+    def setUp(self):
+        super().setUp()
+        self.most = self.most_connections()
+        self.allow_descriptors(self.most + self.OTHERS)
+        self.upstream.on_question = lambda question: Answer(completion(question.text))
+        self.backend = self.start()
+        self.watcher = self.backend.connection()
+        self.addCleanup(self.watcher.close)
+        self.silent = []
+        # No more at once than may stand before its door.
+        for count in (*range(1000, self.most, 1000), self.most):
+            while len(self.silent) < count - 1:
+                self.silent.append(self.enterContext(RawConnection(self.backend)))
+            wait_for(f"{count} connections", lambda count=count: self.connections() == count)
+
+    def allow_descriptors(self, count):
+        soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
+        if hard != resource.RLIM_INFINITY and hard < count:
+            self.skipTest(f"a process may have {hard} descriptors here; this takes {count}")
+        resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
+        self.addCleanup(resource.setrlimit, resource.RLIMIT_NOFILE, (soft, hard))
+
+    def connections(self):
+        return self.backend.metric("quillora_connections", self.watcher)
+
+    def test_one_who_asks_is_answered_and_nobody_has_to_leave(self):
+        self.assertEqual(self.backend.translate("still there", connection=self.watcher).translation, "still there")
+        self.assertEqual(self.connections(), self.most)
+
+    def test_they_fit_into_the_memory_of_the_unit(self):
+        arriving = 32 << 20  # of requests, which may come besides
+        self.assertLess(self.backend.most_memory_kilobytes() * 1024 + arriving, self.granted("MemoryHigh"))
+
+    def test_new_ones_are_answered_and_the_oldest_make_way_for_them(self):
+        for number in range(20):
+            newcomer = self.enterContext(RawConnection(self.backend))
+            newcomer.send(request(f"text {number}"))
+            self.assertEqual(newcomer.reply(), (200, f'{{"translation":"text {number}"}}'.encode()))
+            self.assertEqual(self.silent[number].everything(), b"")
+        self.assertEqual(self.connections(), self.most)
+
+
+class MemoryTest(ConnectionsCase):
+    """What connections cost, beside what the unit grants."""
+
+    CROWD = 400
+    BEGUN = b"POST /v1/tra"
+    # As large as it may become.
+    PART_OF_A_RECORD = b"\x17\x03\x03\x40\x00" + b"a" * 16_000
+    PART_OF_A_HELLO = b"\x16\x03\x01\x40\x00\x01\x00\xff\x00" + b"a" * 12_000
 
     def crowd(self, backend, count, *pieces, by_tls=False):
         for _ in range(count):
