@@ -145,6 +145,7 @@ class LimitTest(BackendCase):
         statuses = [backend.translate(token=tokens[0], headers={"X-Quillora-Device-Id": str(i)}).status for i in range(8)]
         self.assertIn(429, statuses)
         self.assertEqual(backend.translate(token=tokens[1]).status, 200)
+        self.assertEqual(backend.metric('quillora_limits_hit_total{limit="token"}'), statuses.count(429))
 
     def test_earlier_clients_are_known_by_their_own_header(self):
         backend = self.start(limits={"device_per_minute": 2})
