@@ -13,6 +13,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,11 +46,24 @@ std::string today() {
     return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d", &parts)};
 }
 
+std::filesystem::path folderOf(const std::string &path) {
+    return std::filesystem::absolute(path).parent_path();
+}
+
 [[noreturn]] void fail(const std::string &path) {
     throw std::runtime_error(path + ": " + std::strerror(errno));
 }
 
 } // namespace
+
+// That of its folder, since the file is another one after each change.
+Tokens::Turn::Turn(const std::string &path)
+    : m_folder(open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (m_folder < 0 || flock(m_folder, LOCK_EX) != 0)
+        fail(folderOf(path));
+}
+
+Tokens::Turn::~Turn() { close(m_folder); }
 
 Tokens Tokens::decoded(std::string_view text) {
     Tokens tokens;
@@ -91,8 +105,7 @@ void Tokens::write(const std::string &path) const {
         fail(fresh);
     // The service runs as a user of its own, to whom root hands over what it writes.
     struct stat folder{};
-    const auto parent = std::filesystem::absolute(path).parent_path();
-    const bool isOwned = stat(parent.c_str(), &folder) == 0 &&
+    const bool isOwned = stat(folderOf(path).c_str(), &folder) == 0 &&
                          (geteuid() != 0 || fchown(file, folder.st_uid, folder.st_gid) == 0);
     const bool isWritten =
         ::write(file, contents.data(), contents.size()) == static_cast<ssize_t>(contents.size()) &&

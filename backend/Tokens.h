@@ -22,6 +22,20 @@ public:
     /// Reads a file; one that does not exist holds no token. Throws std::runtime_error in words for people.
     static Tokens read(const std::string &path);
 
+    /// The turn to change a file: others that want it wait until its end. Take it before the reading and keep
+    /// it until after the writing. Who only reads takes none, since files are replaced as a whole.
+    class Turn {
+    public:
+        /// Waits. Throws std::runtime_error.
+        explicit Turn(const std::string &path);
+        ~Turn();
+        Turn(const Turn &) = delete;
+        Turn &operator=(const Turn &) = delete;
+
+    private:
+        int m_folder;
+    };
+
     /// Replaces the file as a whole; only its owner, who is that of the folder, can read it. Throws
     /// std::runtime_error.
     void write(const std::string &path) const;

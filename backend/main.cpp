@@ -13,6 +13,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <unistd.h>
@@ -62,12 +63,16 @@ void printHelp() {
 /// last.
 class TokenStore {
 public:
-    explicit TokenStore(const Configuration &configuration) : m_configuration(configuration) {
+    enum class Purpose { looking, changing };
+
+    TokenStore(const Configuration &configuration, Purpose purpose) : m_configuration(configuration) {
         if (configuration.tokenFile.empty())
             throw ConfigurationError("tokens.file is missing: where should tokens be kept?");
         if (!configuration.redis.host.empty()) {
             m_connection = std::make_unique<RedisConnection>(configuration);
             m_shared = std::make_unique<SharedTokens>(*m_connection, configuration.redisPrefix);
+        } else if (purpose == Purpose::changing) {
+            m_turn.emplace(configuration.tokenFile);
         }
         const bool isInRedis = m_shared && m_shared->edition();
         m_tokens = isInRedis ? m_shared->read() : Tokens::read(configuration.tokenFile);
@@ -102,23 +107,24 @@ private:
     const Configuration &m_configuration;
     std::unique_ptr<RedisConnection> m_connection;
     std::unique_ptr<SharedTokens> m_shared;
+    std::optional<Tokens::Turn> m_turn;
     Tokens m_tokens;
     bool m_isToBeBrought = false; ///< from the file to Redis
 };
 
 int token(const Configuration &configuration, const std::vector<std::string> &words) {
     if (words == std::vector<std::string>{"list"}) {
-        const TokenStore store(configuration);
+        const TokenStore store(configuration, TokenStore::Purpose::looking);
         for (const auto &entry : store.tokens().entries())
             std::cout << entry.since << "  " << entry.name << "\n";
         return EXIT_SUCCESS;
     }
     if (words.size() == 2 && words[0] == "add") {
-        std::cout << TokenStore(configuration).add(words[1]) << '\n';
+        std::cout << TokenStore(configuration, TokenStore::Purpose::changing).add(words[1]) << '\n';
         return EXIT_SUCCESS;
     }
     if (words.size() == 2 && words[0] == "revoke") {
-        TokenStore(configuration).revoke(words[1]);
+        TokenStore(configuration, TokenStore::Purpose::changing).revoke(words[1]);
         return EXIT_SUCCESS;
     }
     std::cerr << "usage: quillora-backend token add NAME | list | revoke NAME" << '\n';

@@ -56,6 +56,19 @@ class TokenTest(BackendCase):
                 ended = self.run_token(*words)
                 self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (1, "", complaint))
 
+    def test_of_many_that_are_made_and_revoked_at_once_no_change_is_lost(self):
+        names = [f"client-{number:02}" for number in range(16)]
+        for name in names[:8]:
+            self.make_token(self.configuration, name)
+        ended = []
+        changes = [in_background(lambda words=words: ended.append(self.run_token(*words)))
+                   for words in [("revoke", name) for name in names[:8]] + [("add", name) for name in names[8:]]]
+        for change in changes:
+            change.join(60)
+        self.assertEqual([(one.returncode, one.stderr) for one in ended], [(0, "")] * 16)
+        listed = [line.split()[1] for line in self.run_token("list").stdout.splitlines()]
+        self.assertEqual(sorted(listed), [*names[8:], "laptop"])
+
     def test_only_a_known_token_is_served(self):
         backend = self.serving()
         self.assertEqual(backend.translate(token=self.token).status, 200)
