@@ -238,7 +238,11 @@ void ModelsDesk::showMarks() {
     QHash<QString, Picker::Mark> targets;
     for (const auto &option : m_controller.targetLanguageOptions()) {
         const auto task = translationTask(option.id);
-        const auto mark = task ? modelMark(m_models.need(*task), ModelKind::translation) : std::nullopt;
+        if (!task)
+            continue;
+        const auto mark = m_controller.canUseAppleLocalForTarget(option.id)
+                              ? modelMark(m_models.need(*task), ModelKind::translation)
+                              : hostedMark();
         if (mark)
             targets[option.id] = *mark;
     }

@@ -133,8 +133,11 @@ TranslationEngine AppController::selectedTranslationEngine() const {
 }
 
 bool AppController::canUseAppleLocalForSelectedLanguagePair() const {
+    return canUseAppleLocalForTarget(selectedTarget().id);
+}
+
+bool AppController::canUseAppleLocalForTarget(const QString &target) const {
     const QString source = selectedSource().translationLanguageIdentifier;
-    const QString target = selectedTarget().id;
     return source == target || (LanguageCatalog::supportsAppleLocalTranslation(source) &&
                                 LanguageCatalog::supportsAppleLocalTranslation(target));
 }

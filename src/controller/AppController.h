@@ -87,6 +87,8 @@ public:
     TranslationLanguageOption selectedTarget() const;
     TranslationEngine selectedTranslationEngine() const;
     bool canUseAppleLocalForSelectedLanguagePair() const;
+    /// The same for another target than the selected one.
+    bool canUseAppleLocalForTarget(const QString &target) const;
     /// The engine that translates: the selected one where it can.
     TranslationEngine effectiveTranslationEngine() const;
     DictationState dictationState() const;

@@ -30,4 +30,10 @@ std::optional<Picker::Mark> modelMark(const ModelNeed &need, platform::ModelKind
     Q_UNREACHABLE();
 }
 
+Picker::Mark hostedMark() {
+    return {u"slash.circle"_s,
+            {},
+            u"There is no model for this. Choosing it changes the engine to OpenAI Natural."_s};
+}
+
 } // namespace quillora

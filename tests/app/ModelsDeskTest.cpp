@@ -530,6 +530,24 @@ private Q_SLOTS:
                  u"There is no model for this. Choose OpenAI Natural as the engine."_s);
     }
 
+    void aLanguageThatChangesTheEngineWhenItIsChosenSaysSo() {
+        openPanel();
+        for (const auto &id : {u"kk"_s, u"uz"_s, u"ky"_s})
+            QCOMPARE(markOf(u"targetPicker"_s, id),
+                     u"There is no model for this. Choosing it changes the engine to OpenAI Natural."_s);
+    }
+
+    void soDoesEveryOtherWhereSuchAOneIsSpoken() {
+        openPanel();
+        m_delegate->controller()->setTargetLanguageIdentifier(u"kk"_s);
+        m_delegate->controller()->setSourceLocaleIdentifier(u"kk-KZ"_s);
+        useEngine(TranslationEngine::appleLocal);
+        QCOMPARE(m_delegate->controller()->selectedTranslationEngine(), TranslationEngine::appleLocal);
+        QCOMPARE(markOf(u"targetPicker"_s, u"ru"_s),
+                 u"There is no model for this. Choosing it changes the engine to OpenAI Natural."_s);
+        QCOMPARE(markOf(u"targetPicker"_s, u"kk"_s), QString());
+    }
+
     void howFarADownloadIsIsMarked() {
         openPanel();
         m_platform->models.install(tiny);
