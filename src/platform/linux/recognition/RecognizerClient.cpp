@@ -102,7 +102,7 @@ void RecognizerClient::start() {
     try {
         m_process.emplace(m_program);
         send(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, model.parameters});
-        expectAnswer(m_limits.loading);
+        expect({Expected::Kind::opening, m_limits.loading});
     } catch (const std::exception &) {
         dropProcess();
         failAll(notStarted()); // which is no model's fault
@@ -152,7 +152,7 @@ void RecognizerClient::speak() {
 void RecognizerClient::tryModel() {
     m_isTried = true;
     send(recognizer::Try{});
-    expectAnswer(m_limits.loading); // on the slowest of computers, too
+    expect({Expected::Kind::tried, m_limits.loading}); // on the slowest of computers, too
 }
 
 void RecognizerClient::speakOf(Dictation &dictation) {
@@ -165,11 +165,12 @@ void RecognizerClient::speakOf(Dictation &dictation) {
         if (samples.empty())
             break;
         send(recognizer::Sound{dictation.number(), {samples.begin(), samples.end()}});
-        expectAnswer(m_limits.silence + 3 * durationOf(samples.size()));
+        expect(
+            {Expected::Kind::heard, m_limits.silence + 3 * durationOf(samples.size()), dictation.number()});
     }
     if (dictation.isAllSent() && !dictation.isEndSent) {
         send(recognizer::End{dictation.number()});
-        expectAnswer(m_limits.silence);
+        expect({Expected::Kind::finished, m_limits.silence, dictation.number()});
         dictation.isEndSent = true;
     }
 }
@@ -180,10 +181,10 @@ void RecognizerClient::send(const recognizer::Command &command) {
         m_outbox.push_back(std::move(message));
 }
 
-void RecognizerClient::expectAnswer(milliseconds patience) {
+void RecognizerClient::expect(const Expected &expected) {
     if (m_unanswered.empty())
         noteAnswer();
-    m_unanswered.push_back(patience);
+    m_unanswered.push_back(expected);
 }
 
 void RecognizerClient::noteAnswer() {
@@ -206,7 +207,7 @@ void RecognizerClient::waitForEvents(const Worker &worker) {
 
 /// When a silent process hangs, or has been idle for long enough.
 RecognizerClient::Clock::time_point RecognizerClient::deadline() const {
-    return m_lastAnswer + (m_unanswered.empty() ? m_limits.idleness : m_unanswered.front());
+    return m_lastAnswer + (m_unanswered.empty() ? m_limits.idleness : m_unanswered.front().patience);
 }
 
 /// A process does not hang while a busy machine keeps it waiting.
@@ -239,7 +240,7 @@ void RecognizerClient::listen() {
 }
 
 void RecognizerClient::take(const recognizer::Ready &ready) {
-    answered();
+    answered(Expected::Kind::opening);
     constexpr auto all = recognizer::systemCalls | recognizer::files;
     if (ready.protections != all && !std::exchange(m_hasWarned, true))
         qWarning("This kernel cannot confine the speech recognizer; it works without that.");
@@ -248,7 +249,7 @@ void RecognizerClient::take(const recognizer::Ready &ready) {
 }
 
 void RecognizerClient::take(const recognizer::Refused &refused) {
-    answered();
+    answered(Expected::Kind::opening);
     switch (refused.reason) {
     case recognizer::Refusal::missing:
         return modelFailed(missing());
@@ -259,8 +260,8 @@ void RecognizerClient::take(const recognizer::Refused &refused) {
     }
 }
 
-void RecognizerClient::take(const recognizer::Heard &) {
-    answered();
+void RecognizerClient::take(const recognizer::Heard &heard) {
+    answered(Expected::Kind::heard, heard.dictation);
     m_deathsInARow = 0;
 }
 
@@ -275,7 +276,7 @@ void RecognizerClient::take(const recognizer::Settled &settled) {
 }
 
 void RecognizerClient::take(const recognizer::Finished &finished) {
-    answered();
+    answered(Expected::Kind::finished, finished.dictation);
     if (auto *const current = dictation(finished.dictation)) {
         current->finished(finished.text);
         m_dictations.pop_front();
@@ -283,15 +284,13 @@ void RecognizerClient::take(const recognizer::Finished &finished) {
 }
 
 void RecognizerClient::take(const recognizer::Tried &tried) {
-    answered();
-    if (!m_isTried)
-        throw recognizer::ProtocolError("a trial that nobody asked for");
+    answered(Expected::Kind::tried);
     m_models.front().tried(milliseconds(tried.milliseconds));
 }
 
-void RecognizerClient::answered() {
-    if (m_unanswered.empty())
-        throw recognizer::ProtocolError("an answer to nothing");
+void RecognizerClient::answered(Expected::Kind kind, std::uint32_t dictation) {
+    if (m_unanswered.empty() || !m_unanswered.front().isAnsweredBy(kind, dictation))
+        throw recognizer::ProtocolError("an answer out of its turn");
     m_unanswered.pop_front();
     noteAnswer();
 }

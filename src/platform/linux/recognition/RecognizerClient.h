@@ -61,6 +61,17 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    /// What the process has to say next, besides texts.
+    struct Expected {
+        enum class Kind { opening, heard, finished, tried } kind;
+        std::chrono::milliseconds patience; ///< with it
+        std::uint32_t dictation = 0;        ///< that it is about
+
+        bool isAnsweredBy(Kind answer, std::uint32_t number) const {
+            return kind == answer && dictation == number;
+        }
+    };
+
     void run(Worker &worker);
     void accept(std::shared_ptr<RecognitionJob> job, std::shared_ptr<void> underWay);
     void takeSound();
@@ -71,7 +82,7 @@ private:
     void tryModel();
     void speakOf(Dictation &dictation);
     void send(const recognizer::Command &command);
-    void expectAnswer(std::chrono::milliseconds patience);
+    void expect(const Expected &expected);
     void waitForEvents(const Worker &worker);
     void listen();
     void take(const recognizer::Ready &ready);
@@ -81,7 +92,7 @@ private:
     void take(const recognizer::Settled &settled);
     void take(const recognizer::Finished &finished);
     void take(const recognizer::Tried &tried);
-    void answered();
+    void answered(Expected::Kind kind, std::uint32_t dictation = 0);
     Dictation *dictation(std::uint32_t number);
     void processDied(const Worker &worker);
     void judgeModel(const Worker &worker);
@@ -108,9 +119,9 @@ private:
     bool m_isTried = false;                    ///< that one, or is being tried
     bool m_isWanted = false;                   ///< a process, though nobody dictates
     std::optional<RecognizerProcess> m_process;
-    bool m_isReady = false;                             ///< the model is loaded
-    std::deque<recognizer::Bytes> m_outbox;             ///< for which there has been no room
-    std::deque<std::chrono::milliseconds> m_unanswered; ///< patience with each message that is answered
+    bool m_isReady = false;                 ///< the model is loaded
+    std::deque<recognizer::Bytes> m_outbox; ///< for which there has been no room
+    std::deque<Expected> m_unanswered;
     Clock::time_point m_lastAnswer;
     std::chrono::milliseconds m_starved{}; ///< the process, until then
     bool m_hasWarned = false;              ///< that the process is not confined

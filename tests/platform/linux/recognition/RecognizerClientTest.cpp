@@ -146,7 +146,8 @@ private Q_SLOTS:
 
     void noWordIsLostWhenTheProcessFails_data() {
         QTest::addColumn<QString>("fault");
-        for (const auto *fault : {"error", "exit", "crash", "hang", "memory", "garbage"})
+        for (const auto *fault :
+             {"error", "exit", "crash", "hang", "memory", "garbage", "ready", "refused", "finished", "tried"})
             QTest::newRow(fault) << fault;
     }
     void noWordIsLostWhenTheProcessFails() {
@@ -478,20 +479,20 @@ private Q_SLOTS:
             for (int i = 0; i < dictations; ++i) {
                 Dictating dictating(*client);
                 const int words = 5 + int(random() % 20);
-                const auto moment = int(random() % unsigned(words));
+                const auto moment = 1 + int(random() % unsigned(words + 1)); // the last one after the end
                 for (int word = 1; word <= words; ++word) {
                     dictating.hear(FakeSpeech::words(word, word));
                     if (random() % 4 == 0)
                         dictating.hear(FakeSpeech::silence(1200));
                     if (word == moment) {
-                        // Where one process is gone and the next has not been started there is none to kill.
                         if (random() % 2 == 0)
                             dictating.hasHeard(word);
-                        for (const auto &process : processes())
-                            ::kill(pid_t(process.id), SIGKILL);
+                        killProcesses();
                     }
                 }
                 dictating.end();
+                if (moment > words)
+                    killProcesses();
                 QCOMPARE(dictating.finalText(), spoken(1, words));
                 QCOMPARE(dictating.errors(), QStringList());
                 QVERIFY(processes().size() <= 1);
@@ -523,6 +524,12 @@ private:
         if (!waitUntil([&] { return client->modelState() == ModelState::ready; }))
             throw std::runtime_error("the fake model was not loaded");
         return client;
+    }
+
+    /// Where one is gone and the next has not been started there is none to kill.
+    static void killProcesses() {
+        for (const auto &process : processes())
+            ::kill(pid_t(process.id), SIGKILL);
     }
 
     static void signalProcess(int number) {
