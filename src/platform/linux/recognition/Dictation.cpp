@@ -3,6 +3,7 @@
 #include "platform/linux/recognition/JoinedTexts.h"
 #include "recognizer/protocol/Messages.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace quillora::platform {
@@ -33,7 +34,18 @@ bool Dictation::takeSound() {
 std::span<const std::int16_t> Dictation::nextSound(std::size_t count) {
     const auto sound = m_sound.from(m_sent, count);
     m_sent += sound.size();
+    if (!sound.empty())
+        m_underWayUntil.push_back(m_sent);
     return sound;
+}
+
+void Dictation::heard() {
+    if (m_underWayUntil.empty())
+        return;
+    const bool hasCaughtUp = m_underWayUntil.front() >= m_catchesUpUntil;
+    m_underWayUntil.pop_front();
+    if (hasCaughtUp && std::exchange(m_isCatchingUp, false))
+        report(m_latest);
 }
 
 void Dictation::interim(const std::string &text) { report(joined(text)); }
@@ -55,7 +67,10 @@ void Dictation::failed(const QString &description) { m_job->fail(LocalizedError(
 
 std::uint64_t Dictation::rewind() {
     isEndSent = false;
+    m_underWayUntil.clear();
+    m_catchesUpUntil = std::max(m_catchesUpUntil, m_sent);
     m_sent = m_sound.begin();
+    m_isCatchingUp = m_sent < m_catchesUpUntil;
     return m_sent;
 }
 
@@ -64,6 +79,9 @@ QString Dictation::joined(const std::string &text) const {
 }
 
 void Dictation::report(const QString &text) {
+    m_latest = text;
+    if (m_isCatchingUp && text.size() < m_reported.size())
+        return;
     if (std::exchange(m_reported, text) != text)
         m_job->report(RecognitionResult{text, false});
 }

@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,6 +31,9 @@ public:
     std::span<const std::int16_t> nextSound(std::size_t count);
     bool isAllSent() const { return m_hasEnded && m_sent == m_sound.end(); }
 
+    /// The recognizer has decoded what nextSound() gave it first of all that it has not decoded yet.
+    void heard();
+
     /// What the recognizer says. Texts are of one utterance; one that cannot be throws ProtocolError.
     void interim(const std::string &text);
     void settled(const std::string &text, std::uint64_t position);
@@ -37,12 +41,13 @@ public:
 
     void failed(const QString &description);
 
-    /// Another process takes over: the sound is sent again from this position on.
+    /// Another process takes over: the sound is sent again from this position on. What was shown of it stays
+    /// until the new one has got as far, since a release returns what is shown.
     std::uint64_t rewind();
 
     bool hasBegun = false;  ///< in the process
     bool isEndSent = false; ///< to the process
-    int deaths = 0;         ///< of processes
+    int deaths = 0;         ///< of processes, with this model
 
 private:
     QString joined(const std::string &text) const;
@@ -54,9 +59,13 @@ private:
     KeptSound m_sound;
     std::optional<SpeechResampler> m_resampler;
     std::uint64_t m_sent = 0;
+    std::deque<std::uint64_t> m_underWayUntil; ///< ends of what has been sent and not been decoded
+    std::uint64_t m_catchesUpUntil = 0;        ///< what is shown may be of all sound before this
+    bool m_isCatchingUp = false;
     bool m_hasEnded = false; ///< no more sound will come
     std::uint64_t m_settledEnd = 0;
     QString m_settled;  ///< the texts of the utterances that are over
+    QString m_latest;   ///< the last text, shown or not
     QString m_reported; ///< the last text that was reported
 };
 

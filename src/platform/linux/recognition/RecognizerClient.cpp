@@ -263,6 +263,8 @@ void RecognizerClient::take(const recognizer::Refused &refused) {
 void RecognizerClient::take(const recognizer::Heard &heard) {
     answered(Expected::Kind::heard, heard.dictation);
     m_deathsInARow = 0;
+    if (auto *const current = dictation(heard.dictation))
+        current->heard();
 }
 
 void RecognizerClient::take(const recognizer::Interim &interim) {

@@ -43,6 +43,32 @@ private Q_SLOTS:
         QCOMPARE(m_dictation->nextSound(500).size(), std::size_t(500));
     }
 
+    void whileAProcessThatTookOverCatchesUpNothingShorterIsShown() {
+        m_dictation->nextSound(3000);
+        m_dictation->interim("he was not ill");
+        m_dictation->rewind();
+        m_dictation->nextSound(1000);
+        m_dictation->interim("he was");
+        m_dictation->settled("he was", 500);
+        m_dictation->heard();
+        m_dictation->nextSound(1000);
+        m_dictation->interim("not ill, said he");
+        m_dictation->heard();
+        QCOMPARE(m_texts,
+                 (QStringList{QStringLiteral("he was not ill"), QStringLiteral("he was not ill, said he")}));
+    }
+
+    void onceItHasCaughtUpItsTextCountsHoweverShort() {
+        m_dictation->nextSound(2000);
+        m_dictation->interim("he was not");
+        m_dictation->rewind();
+        m_dictation->nextSound(2000);
+        m_dictation->interim("he");
+        QCOMPARE(m_texts.last(), QStringLiteral("he was not"));
+        m_dictation->heard();
+        QCOMPARE(m_texts.last(), QStringLiteral("he"));
+    }
+
     void textsThatAreSettledStandBeforeTheNext() {
         m_dictation->nextSound(2000);
         m_dictation->settled("he was", 1000);
