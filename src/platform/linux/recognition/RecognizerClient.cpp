@@ -115,6 +115,9 @@ void RecognizerClient::beginAnew() {
     m_judgement.reset();
     m_isTried = false;
     m_deathsInARow = 0;
+    m_lostInARow = 0;
+    for (auto &dictation : m_dictations)
+        dictation.deaths = 0;
     m_isWanted = true;
 }
 
@@ -279,6 +282,7 @@ void RecognizerClient::take(const recognizer::Settled &settled) {
 
 void RecognizerClient::take(const recognizer::Finished &finished) {
     answered(Expected::Kind::finished, finished.dictation);
+    m_lostInARow = 0;
     if (auto *const current = dictation(finished.dictation)) {
         current->finished(finished.text);
         m_dictations.pop_front();
@@ -314,14 +318,18 @@ void RecognizerClient::processDied(const Worker &worker) {
     if (wasReady && m_dictations.empty())
         return;
     constexpr int mostDeaths = 2;
-    if (++m_deathsInARow == mostDeaths) {
+    const bool isLost = !m_dictations.empty() && ++m_dictations.front().deaths == mostDeaths;
+    if (isLost)
+        ++m_lostInARow;
+    if (++m_deathsInARow == mostDeaths || m_lostInARow == mostDeaths) {
         m_deathsInARow = 0;
+        m_lostInARow = 0;
         // So the kernel ends who takes the most memory, which may be there again at the next press.
         if (status == -SIGKILL)
             return memoryRanOut();
         return modelFailed(isModelWrong(worker) ? damaged() : unsuitable());
     }
-    if (!m_dictations.empty() && ++m_dictations.front().deaths == mostDeaths) {
+    if (isLost) {
         m_dictations.front().failed(notRecognized());
         m_dictations.pop_front();
     }

@@ -127,6 +127,7 @@ private:
     bool m_hasWarned = false;              ///< that the process is not confined
     QString m_failure;                     ///< why no model could be loaded
     int m_deathsInARow = 0;                ///< without any sound decoded between them
+    int m_lostInARow = 0;                  ///< dictations, to two deaths each, without a whole one between
     std::list<Dictation> m_dictations;     ///< the one under way at the front
     std::uint32_t m_lastNumber = 0;
 

@@ -204,6 +204,34 @@ private Q_SLOTS:
         QCOMPARE(dictating.errors(), notRecognized);
     }
 
+    void aModelThatLosesTwoDictationsInARowIsUnsuitable() {
+        writeScript("6 exit");
+        const auto client = loaded();
+        QCOMPARE(errorsOf(*client, 9), notRecognized);
+        QCOMPARE(errorsOf(*client, 9), QStringList{u"The speech model does not work on this computer."_s});
+        QCOMPARE(client->modelState(), ModelState::failed);
+    }
+
+    void aWholeDictationBetweenTwoLostOnesSpeaksForTheModel() {
+        writeScript("6 exit");
+        const auto client = loaded();
+        for (int i = 0; i < 2; ++i) {
+            QCOMPARE(errorsOf(*client, 9), notRecognized);
+            QCOMPARE(errorsOf(*client, 5), QStringList());
+        }
+        QCOMPARE(client->modelState(), ModelState::ready);
+    }
+
+    void whoLosesASecondDictationIsReplacedInIt() {
+        writeScript("6 exit");
+        const std::string good = m_folder.filePath(u"good"_s).toStdString();
+        std::ofstream{good};
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        client.load({model(), {"fake", {good}}});
+        QCOMPARE(errorsOf(client, 9), notRecognized);
+        QCOMPARE(errorsOf(client, 9), QStringList());
+    }
+
     void anIdleProcessThatIsKilledIsReplacedAtTheNextPress() {
         const auto client = loaded();
         for (int i = 0; i < 4; ++i) {
@@ -530,6 +558,15 @@ private:
     static void killProcesses() {
         for (const auto &process : processes())
             ::kill(pid_t(process.id), SIGKILL);
+    }
+
+    /// What becomes of a dictation of so many words.
+    static QStringList errorsOf(RecognizerClient &client, int words) {
+        Dictating dictating(client);
+        dictating.hear(FakeSpeech::words(1, words));
+        dictating.end();
+        static_cast<void>(dictating.finalText());
+        return dictating.errors();
     }
 
     static void signalProcess(int number) {
