@@ -240,6 +240,72 @@ class TranslatorFaultTest(FaultTest):
         self.assert_all_is_well_again()
 
 
+class RecognizerFaultTest(FaultTest):
+    """The process that recognizes speech."""
+
+    def recognizers(self):
+        return self.desktop.processes("quillora-recognizer")
+
+    def say_and_signal_the_recognizer(self, number):
+        """Which one it was, and the words that were shown."""
+        self.person.say(self.clip)
+        shown = self.person.transcript()
+        [recognizer] = self.recognizers()
+        os.kill(recognizer, number)
+        return recognizer, shown
+
+    def wait_for_another(self, recognizer):
+        wait_for("another recognizer", lambda: self.recognizers() not in ([], [recognizer]))
+
+    def say_more(self, shown):
+        self.desktop.play(self.clip.path)
+        wait_for("more words in the panel", lambda: len(self.person.transcript().split()) > len(shown.split()))
+
+    def lose_no_word_to(self, number):
+        before = self.person.editor_text()
+        with self.person.holding_the_hotkey():
+            recognizer, shown = self.say_and_signal_the_recognizer(number)
+            self.wait_for_another(recognizer)
+            self.say_more(shown)
+        self.wait_for_text(before)
+        self.assert_all_is_well_again()
+
+    def test_killed_in_mid_sentence_no_word_is_lost(self):
+        self.lose_no_word_to(signal.SIGKILL)
+
+    def test_hanging_in_mid_sentence_no_word_is_lost(self):
+        self.lose_no_word_to(signal.SIGSTOP)
+
+    def test_hanging_at_the_release_leaves_the_words_so_far(self):
+        before = self.person.editor_text()
+        with self.person.holding_the_hotkey():
+            _, shown = self.say_and_signal_the_recognizer(signal.SIGSTOP)
+        self.wait_for_text(before)
+        self.assertEqual(self.person.transcript(), shown)
+        self.assert_all_is_well_again()
+
+    def test_killed_twice_in_one_dictation_leaves_the_words_so_far(self):
+        before = self.person.editor_text()
+        with self.person.holding_the_hotkey():
+            recognizer, shown = self.say_and_signal_the_recognizer(signal.SIGKILL)
+            self.wait_for_another(recognizer)
+            self.say_more(shown)
+            [recognizer] = self.recognizers()
+            os.kill(recognizer, signal.SIGKILL)
+            wait_for("the recognizer's end", lambda: self.recognizers() == [])
+            shown = self.person.transcript()
+            self.assertEqual(self.person.status(), "Listening...")
+        self.wait_for_text(before)
+        self.assertEqual(self.person.transcript(), shown)
+        self.assert_all_is_well_again()
+
+    def test_killed_between_two_dictations_it_is_replaced(self):
+        [recognizer] = self.recognizers()
+        os.kill(recognizer, signal.SIGKILL)
+        wait_for("the recognizer's end", lambda: self.recognizers() == [])
+        self.assert_all_is_well_again()
+
+
 class ApplicationFaultTest(FaultTest):
     """The application that the text is for, the keyboard and the clipboard."""
 
