@@ -39,7 +39,8 @@ constexpr std::size_t mostArriving = 32U << 20U;
 /// Of a handshake, which counts as a request on its way.
 constexpr std::size_t handshakeBytes = 52U << 10U;
 
-/// A client connects when somebody begins to speak and asks when he is done.
+/// Quillora connects while somebody speaks, and leaves by itself after 10 s without a request; others may
+/// keep a connection between requests for longer.
 constexpr auto longestIdle = 180s;
 constexpr auto longestHandshake = 10s;
 constexpr auto longestRequest = 20s;
