@@ -20,9 +20,13 @@
 #include <QLineEdit>
 #include <QStackedWidget>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace quillora {
+
+using platform::ModelTask;
 
 namespace {
 
@@ -32,19 +36,36 @@ constexpr QSize smallestSize(440, 420);
 constexpr int padding = 18;
 constexpr int spacing = 12;
 
+/// Whether some model hears the one locale and not the other.
+bool hasModelsOfItsOwn(const Models &models, const QString &locale, const QString &other) {
+    const QStringList others = models.routes().choices(ModelTask::hearing(other));
+    const QStringList choices = models.routes().choices(ModelTask::hearing(locale));
+    return std::any_of(choices.begin(), choices.end(),
+                       [&others](const QString &id) { return !others.contains(id); });
+}
+
+/// An item for each language, and one for a region of it that has models of its own.
 QList<ModelListView::Item> speechItems(const Models &models, const QList<SpokenLanguageOption> &spoken) {
-    QStringList languages;
     QStringList locales;
+    QList<LanguageLabel> labels;
     for (const auto &option : spoken) {
         const QString code = option.translationLanguageIdentifier;
-        if (languages.contains(code))
-            continue;
-        languages += code;
-        locales += LanguageCatalog::preferredSpeechLocale(code, spoken)->id; // there is this option at least
+        // There is this option at least.
+        const QString usual = LanguageCatalog::preferredSpeechLocale(code, spoken)->id;
+        const auto language = LanguageLabel::of(code);
+        if (!locales.contains(usual)) {
+            locales += usual;
+            labels += language;
+        }
+        if (option.id != usual && hasModelsOfItsOwn(models, option.id, usual)) {
+            locales += option.id;
+            const QString words = option.name + u' ' + option.id;
+            labels += {option.flag, option.name, words.toLower() + u' ' + language.words};
+        }
     }
     QList<ModelListView::Item> items;
     for (const ModelEntry &entry : ModelList::speech(models, locales)) {
-        const auto label = LanguageLabel::of(languages.at(locales.indexOf(entry.task.languages.first())));
+        const auto label = labels.at(locales.indexOf(entry.task.languages.first()));
         items += {entry, {label.flag + u' ' + label.name, label.name, label.words}};
     }
     if (const auto entry = ModelList::pauses(models))

@@ -180,6 +180,17 @@ private Q_SLOTS:
         QCOMPARE(titles(harness, u"speechModels"_s), QStringList{u"🇺🇸 English"_s});
     }
 
+    void aRegionWithAModelOfItsOwnIsListedBehindItsLanguage() {
+        ModelsHarness harness([](FakePlatform &platform) {
+            platform.models.offer(speechModel(u"kroko-en"_s, u"en"_s));
+            platform.models.offer(speechModel(u"british"_s, u"en-GB"_s));
+            platform.routes.offer(ModelTask::hearing(u"en-US"_s), {u"kroko-en"_s});
+            platform.routes.offer(ModelTask::hearing(u"en-GB"_s), {u"british"_s, u"kroko-en"_s});
+        });
+        QCOMPARE(titles(harness, u"speechModels"_s),
+                 (QStringList{u"🇺🇸 English"_s, u"🇬🇧 English (United Kingdom)"_s}));
+    }
+
     void whatHearsPausesComesAfterTheLanguagesAndIsInstalledAndRemovedAsTheyAre() {
         ModelsHarness harness(fillShelfWithVoiceActivity);
         QCOMPARE(titles(harness, u"speechModels"_s).last(), u"Voice activity: hears pauses in noise"_s);

@@ -7,8 +7,10 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -70,6 +72,23 @@ void compareAtEachStart(RecognizerModel &model) {
     };
 }
 
+/// As far as it can be offered: "fr-CA", and not "fr", which the locales of its language stand for.
+bool isLocale(const QString &code) {
+    static const QRegularExpression pattern(u"\\A[a-z]{2,3}(-[A-Z][a-z]{3})?-([A-Z]{2}|[0-9]{3})\\z"_s);
+    return pattern.match(code).hasMatch();
+}
+
+/// The locales that are offered of old, and behind them those that only a model names.
+QStringList localesWith(const QList<ModelDescription> &models) {
+    QStringList locales = spokenLocales();
+    for (const ModelDescription &model : models) {
+        if (model.kind == ModelKind::speech)
+            std::ranges::copy_if(model.languages, std::back_inserter(locales), isLocale);
+    }
+    locales.removeDuplicates();
+    return locales;
+}
+
 QString languageOf(const QString &localeIdentifier) { return localeIdentifier.section(u'-', 0, 0); }
 
 } // namespace
@@ -85,7 +104,7 @@ OnDeviceRecognizers::~OnDeviceRecognizers() { m_store.removeObserver(m_observer)
 
 QStringList OnDeviceRecognizers::supportedLocales() const {
     QStringList locales;
-    for (const QString &locale : spokenLocales()) {
+    for (const QString &locale : localesWith(m_store.models())) {
         // Models that hear it are known without a look at the disk.
         const auto task = ModelTask::hearing(locale);
         if (!m_routes.choices(task).isEmpty() || m_routes.route(task))

@@ -179,6 +179,43 @@ private Q_SLOTS:
         QCOMPARE(ground.recognizers.supportedLocales(), (QStringList{u"en-US"_s, german, u"zh-CN"_s}));
     }
 
+    void aRegionThatOnlyAModelNamesIsSupportedBehindTheOthers() {
+        Ground ground;
+        auto swiss = ground.nemo.description();
+        swiss.id = u"swiss"_s;
+        swiss.languages = {u"de-CH"_s, u"de"_s, german, u"de-AT"_s, u"zh-Hant-TW"_s, u"fr-CA"_s};
+        auto austrian = swiss;
+        austrian.id = u"austrian"_s;
+        austrian.languages = {u"de-AT"_s};
+        for (const auto &model : {swiss, austrian})
+            ground.platform.models.offer(model);
+        for (const auto &locale : {u"de-AT"_s, u"de-CH"_s, u"zh-Hant-TW"_s})
+            ground.platform.routes.offer(ModelTask::hearing(locale), {swiss.id});
+        QCOMPARE(ground.recognizers.supportedLocales(),
+                 (QStringList{u"en-US"_s, german, u"zh-CN"_s, u"de-CH"_s, u"de-AT"_s, u"zh-Hant-TW"_s}));
+    }
+
+    void whatIsNoLocaleIsNotSupportedWhateverAModelSays() {
+        Ground ground;
+        auto model = ground.nemo.description();
+        model.languages = {u"sv"_s, u"de-ch"_s, u"de-CH-1996"_s, u"deutsch"_s};
+        ground.platform.models.offer(model);
+        for (const QString &code : model.languages)
+            ground.platform.routes.offer(ModelTask::hearing(code), {model.id});
+        QCOMPARE(ground.recognizers.supportedLocales(), (QStringList{u"en-US"_s, german, u"zh-CN"_s}));
+    }
+
+    void aPairOfLanguagesIsNoLocaleThatIsHeard() {
+        Ground ground;
+        auto model = ground.nemo.description();
+        model.id = u"translation"_s;
+        model.kind = platform::ModelKind::translation;
+        model.languages = {u"fr-CA"_s, u"en"_s};
+        ground.platform.models.offer(model);
+        ground.platform.routes.offer(ModelTask::hearing(u"fr-CA"_s), {ground.nemo.description().id});
+        QCOMPARE(ground.recognizers.supportedLocales(), (QStringList{u"en-US"_s, german, u"zh-CN"_s}));
+    }
+
     void aModelThatIsNotInstalledIsUnavailable() {
         Ground ground;
         QVERIFY(!ground.recognizers.makeRecognizer(german)->isAvailable());
