@@ -66,6 +66,11 @@ double ratingBySize(ModelSizeClass size, const Computer &computer) {
 /// Puts a model behind those of the next size, too.
 constexpr double priceOfWeakness = 1.5;
 
+/// What nobody states fits. The other half is for whatever else runs.
+bool fits(const ModelDescription &model, const Computer &computer) {
+    return model.memory.value_or(0) <= computer.memory / 2;
+}
+
 bool isScored(const ModelDescription &model) { return model.score && model.downloadSize; }
 
 } // namespace
@@ -153,9 +158,13 @@ std::optional<ModelRoute> EngineRoutes::byWayOfEnglish(const QStringList &withou
                       .isByWayOfEnglish = true};
 }
 
-/// Of equals the smaller one is better, which is also the faster one.
+/// One that fits into the computer's memory is better than one that does not, and of equals the smaller one,
+/// which is also the faster one.
 bool EngineRoutes::isBetter(const ModelDescription &model, const ModelDescription &other,
                             const ModelTask &task) const {
+    const bool isFitting = fits(model, m_computer);
+    if (isFitting != fits(other, m_computer))
+        return isFitting;
     const double points = rating(model, task);
     const double otherPoints = rating(other, task);
     if (points != otherPoints)

@@ -102,6 +102,19 @@ private Q_SLOTS:
                               u"eight-languages"_s, u"nemotron-3.5-320ms"_s}));
     }
 
+    void whatNeedsMoreThanHalfTheMemoryGoesBehindWhatDoesNot() {
+        const ModelTask german = ModelTask::hearing(u"de-DE"_s);
+        const auto first = [&](qint64 needed) {
+            auto model = *m_store->description(u"nemotron-3.5-320ms"_s);
+            model.memory = needed;
+            m_store->offer(model);
+            return routes(roomy).choices(german).first();
+        };
+        QCOMPARE(first(roomy.memory / 2), u"nemotron-3.5-320ms"_s);
+        QVERIFY(first(roomy.memory / 2 + 1) != u"nemotron-3.5-320ms"_s);
+        QCOMPARE(routes(roomy).choices(german).last(), u"nemotron-3.5-320ms"_s);
+    }
+
     void everyPairHasAWayButThoseThatNobodyPublishes() {
         const QStringList languages{u"ar"_s, u"de"_s, u"en"_s, u"es"_s, u"fr"_s, u"id"_s,
                                     u"it"_s, u"ja"_s, u"ko"_s, u"nl"_s, u"pl"_s, u"pt"_s,
