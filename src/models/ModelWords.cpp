@@ -134,13 +134,14 @@ QString ModelWords::quality(const ModelDescription &description) {
 }
 
 QString ModelWords::measured(const ModelDescription &description) {
-    if (!description.score)
-        return {};
-    const auto &score = *description.score;
-    QString text = score.measure + u": "_s + QString::number(score.value);
-    if (!score.source.isEmpty())
-        text += u", says "_s + score.source;
-    return text + u'.';
+    QStringList sentences;
+    if (const auto &score = description.score) {
+        const QString source = score->source.isEmpty() ? QString() : u", says "_s + score->source;
+        sentences += score->measure + u": "_s + QString::number(score->value) + source + u'.';
+    }
+    if (description.memory)
+        sentences += u"Needs about %1 of memory."_s.arg(bytes(*description.memory));
+    return sentences.join(u' ');
 }
 
 QString ModelWords::weight(const ModelDescription &description) {

@@ -21,8 +21,8 @@ public:
     /// How well a model does, as in "Very good", and what it writes.
     static QString quality(const platform::ModelDescription &description);
 
-    /// What the words for the quality stand on, as in "FLORES COMET x 100: 84.8, says the publisher."; empty
-    /// if nothing is published.
+    /// What the words for the quality stand on, as in "FLORES COMET x 100: 84.8, says the publisher.", and
+    /// the memory that the model needs; empty if neither is stated.
     static QString measured(const platform::ModelDescription &description);
 
     /// What it asks of a computer, as in "Light"; empty if that is not known.

@@ -102,6 +102,15 @@ private Q_SLOTS:
         QCOMPARE(ModelWords::measured({}), QString());
     }
 
+    void theMemoryThatAModelNeedsIsToldWhereItIsStated() {
+        ModelDescription model;
+        model.memory = 500'000'000;
+        QCOMPARE(ModelWords::measured(model), u"Needs about 500 MB of memory."_s);
+        model.score = scored(84.8).score;
+        QCOMPARE(ModelWords::measured(model),
+                 u"FLORES COMET x 100: 84.8, says the publisher. Needs about 500 MB of memory."_s);
+    }
+
     void whatAModelAsksOfAComputerIsSaid() {
         ModelDescription model;
         QCOMPARE(ModelWords::weight(model), QString());
