@@ -2,7 +2,6 @@
 #include "fakes/FakeAppearance.h"
 #include "platform/linux/appearance/PortalAppearance.h"
 #include "support/SettingsPortal.h"
-#include "support/TestSuites.h"
 
 #include <QCoreApplication>
 #include <QTest>
@@ -38,35 +37,6 @@ private:
     PortalAppearance m_appearance{m_bus.connection()};
 };
 
-/// What only a desktop with a portal, or without one, can show.
-class PortalAppearanceTest : public QObject {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void whatWasSetBeforeTheStartIsRead() {
-        const Appearance::Preferences wanted{Appearance::ColorScheme::dark, Appearance::Color{0.25, 0.5, 1},
-                                             true};
-        PrivateSessionBus bus;
-        SettingsPortal portal(bus);
-        portal.prefer(wanted);
-        PortalAppearance appearance(bus.connection());
-        QTRY_COMPARE(appearance.preferences(), wanted);
-    }
-
-    void aPortalThatComesLaterIsHeard() {
-        PrivateSessionBus bus;
-        PortalAppearance appearance(bus.connection());
-        SettingsPortal portal(bus);
-        portal.prefer({Appearance::ColorScheme::dark, {}, false});
-        QTRY_COMPARE(appearance.preferences().colorScheme, Appearance::ColorScheme::dark);
-    }
-
-    void withoutABusThereIsNoPreference() {
-        PortalAppearance appearance(QDBusConnection(u"no such connection"_s));
-        QCOMPARE(appearance.preferences(), Appearance::Preferences());
-    }
-};
-
 } // namespace
 
 int main(int argc, char **argv) {
@@ -74,7 +44,5 @@ int main(int argc, char **argv) {
     test::AppearanceContract contract(
         {{"fake", [] { return std::make_unique<FakeHarness>(); }},
          {"PortalAppearance", [] { return std::make_unique<PortalAppearanceHarness>(); }}});
-    PortalAppearanceTest own;
-    return test::TestSuites({&contract, &own}).run(argc, argv);
+    return QTest::qExec(&contract, argc, argv);
 }
-#include "AppearanceContractTest.moc"

@@ -2,7 +2,6 @@
 #include "fakes/FakeFirstStart.h"
 #include "platform/linux/settings/StateFirstStart.h"
 #include "support/Files.h"
-#include "support/TestSuites.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -35,36 +34,11 @@ private:
     std::unique_ptr<StateFirstStart> m_firstStart = std::make_unique<StateFirstStart>(path());
 };
 
-/// What only this one is asked.
-class StateFirstStartTest : public QObject {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void whereNothingCanBeWrittenItIsOverForThisRun() {
-        QTemporaryDir folder;
-        writeFile(folder.filePath(u"Quillora"_s), {}); // where the folder would have to be
-        StateFirstStart firstStart(folder.filePath(u"Quillora/first-start-is-over"_s));
-        firstStart.end();
-        QVERIFY(firstStart.isOver());
-    }
-
-    void itLiesInTheXdgStateFolder() {
-        qputenv("XDG_STATE_HOME", "/somewhere/state");
-        QCOMPARE(StateFirstStart::standardFile(), u"/somewhere/state/Quillora/first-start-is-over"_s);
-        qputenv("XDG_STATE_HOME", "not/absolute");
-        QCOMPARE(StateFirstStart::standardFile(),
-                 QDir::homePath() + u"/.local/state/Quillora/first-start-is-over"_s);
-        qunsetenv("XDG_STATE_HOME");
-    }
-};
-
 } // namespace
 
 int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
     FirstStartContract contract({{"fake", [] { return std::make_unique<FakeHarness>(); }},
                                  {"StateFirstStart", [] { return std::make_unique<StateHarness>(); }}});
-    StateFirstStartTest own;
-    return TestSuites({&contract, &own}).run(argc, argv);
+    return QTest::qExec(&contract, argc, argv);
 }
-#include "FirstStartContractTest.moc"

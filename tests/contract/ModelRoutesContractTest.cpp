@@ -4,7 +4,6 @@
 #include "fakes/FakeModelStore.h"
 #include "platform/linux/routing/EngineRoutes.h"
 #include "support/ModelDescriptions.h"
-#include "support/TestSuites.h"
 
 #include <QTemporaryDir>
 
@@ -59,22 +58,12 @@ public:
         auto german = test::speechModel(u"hears-de"_s, u"de"_s);
         german.engine = u"ear"_s;
         m_store.offer(german);
-        start();
     }
 
-    platform::ModelRoutes &routes() override { return *m_routes; }
+    platform::ModelRoutes &routes() override { return m_routes; }
     void install(const QString &id) override { m_store.place(id, u"1"_s); }
     void damage(const QString &id) override { m_store.damage(id, u"It is broken."_s); }
     void reject(const QString &id) override { m_store.reject(id, u"1"_s, u"It does not work."_s); }
-
-    /// Anew, with what was kept.
-    void start() {
-        const auto comesWithSystem = [](const ModelTask &task) {
-            return task == ModelTask::translating(u"en"_s, u"es"_s);
-        };
-        m_routes.emplace(m_store, QStringList{u"ear"_s, u"tongue"_s}, comesWithSystem,
-                         platform::Computer{qint64(16) << 30, 8}, m_folder.filePath(u"chosen.json"_s));
-    }
 
 private:
     void translates(const QString &id, const QString &source, const QString &target, double score,
@@ -89,21 +78,12 @@ private:
     test::CallLog m_log;
     test::FakeMainQueue m_queue;
     test::FakeModelStore m_store{m_log, m_queue};
-    std::optional<EngineRoutes> m_routes;
-};
-
-/// What only this one is asked.
-class EngineRoutesTest : public QObject {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void aChoiceHoldsOverARestart() {
-        StoreHarness harness;
-        const auto russian = ModelTask::translating(u"en"_s, u"ru"_s);
-        harness.routes().choose(russian, u"large"_s);
-        harness.start();
-        QCOMPARE(harness.routes().chosen(russian), u"large"_s);
-    }
+    EngineRoutes m_routes{
+        m_store,
+        {u"ear"_s, u"tongue"_s},
+        [](const ModelTask &task) { return task == ModelTask::translating(u"en"_s, u"es"_s); },
+        platform::Computer{qint64(16) << 30, 8},
+        m_folder.filePath(u"chosen.json"_s)};
 };
 
 } // namespace
@@ -112,7 +92,5 @@ int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
     test::ModelRoutesContract contract({{"fake", [] { return std::make_unique<FakeHarness>(); }},
                                         {"EngineRoutes", [] { return std::make_unique<StoreHarness>(); }}});
-    EngineRoutesTest own;
-    return test::TestSuites({&contract, &own}).run(argc, argv);
+    return QTest::qExec(&contract, argc, argv);
 }
-#include "ModelRoutesContractTest.moc"

@@ -1,0 +1,36 @@
+#include "platform/linux/settings/StateFirstStart.h"
+#include "support/Files.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using namespace quillora::test;
+using quillora::platform::StateFirstStart;
+
+/// Where it is kept, and what happens if it cannot be.
+class StateFirstStartTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void whereNothingCanBeWrittenItIsOverForThisRun() {
+        QTemporaryDir folder;
+        writeFile(folder.filePath(u"Quillora"_s), {}); // where the folder would have to be
+        StateFirstStart firstStart(folder.filePath(u"Quillora/first-start-is-over"_s));
+        firstStart.end();
+        QVERIFY(firstStart.isOver());
+    }
+
+    void itLiesInTheXdgStateFolder() {
+        qputenv("XDG_STATE_HOME", "/somewhere/state");
+        QCOMPARE(StateFirstStart::standardFile(), u"/somewhere/state/Quillora/first-start-is-over"_s);
+        qputenv("XDG_STATE_HOME", "not/absolute");
+        QCOMPARE(StateFirstStart::standardFile(),
+                 QDir::homePath() + u"/.local/state/Quillora/first-start-is-over"_s);
+        qunsetenv("XDG_STATE_HOME");
+    }
+};
+
+QTEST_GUILESS_MAIN(StateFirstStartTest)
+#include "StateFirstStartTest.moc"
