@@ -4,12 +4,9 @@
 
 namespace quillora::platform {
 
-using namespace std::chrono_literals;
-
 namespace {
 
 constexpr char clipboard[] = "CLIPBOARD";
-constexpr auto handOverLimit = 500ms;
 
 /// Managers that know it leave such contents out of their history.
 constexpr char secretHintTarget[] = "x-kde-passwordManagerHint";
@@ -55,17 +52,15 @@ void X11Pasteboard::lendToPrimary() {
         m_loan.take(*m_text);
 }
 
-/// Not from under another program that has taken the clipboard meanwhile.
 void X11Pasteboard::takeTextAway() {
-    const auto displaced = std::exchange(m_displaced, {});
-    if (displaced && m_owner.held(clipboard))
-        m_owner.restore(clipboard, displaced);
+    if (const auto displaced = std::exchange(m_displaced, {}))
+        m_owner.restoreWhatIsHeld(clipboard, displaced);
 }
 
 void X11Pasteboard::handOver() {
     takeTextAway();
     m_loan.giveBack();
-    m_owner.handOver(handOverLimit);
+    m_owner.handOver(m_handOverLimit);
 }
 
 } // namespace quillora::platform

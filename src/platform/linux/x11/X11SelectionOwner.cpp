@@ -74,6 +74,15 @@ void X11SelectionOwner::restore(const QByteArray &selection, const Collection &s
     });
 }
 
+void X11SelectionOwner::restoreWhatIsHeld(const QByteArray &selection, const Collection &saved) {
+    ask<bool>([this, selection, saved] {
+        const bool isHeld = m_server.held(selection) != nullptr;
+        if (isHeld)
+            m_server.restore(selection, saved);
+        return isHeld;
+    });
+}
+
 std::optional<X11SelectionContents> X11SelectionOwner::toolkitContents(const QByteArray &selection) {
     const auto mode = selection == "PRIMARY" ? QClipboard::Selection : QClipboard::Clipboard;
     if (!X11ToolkitSelection::isHeld(mode))

@@ -26,6 +26,8 @@ public:
     struct Patience {
         std::chrono::milliseconds withLists{100}; ///< of what owners have, which hold the main thread
         X11SelectionServer::Patience withOthers{};
+        /// At the end, when nobody looks on: on a busy machine a clipboard manager takes its time.
+        std::chrono::milliseconds withManagers = std::chrono::seconds(3);
     };
 
     explicit X11SelectionOwner(const QByteArray &displayName, Patience patience);
@@ -52,6 +54,9 @@ public:
     /// Takes the selection and offers what was saved of it, with what is still to come. Leaves nothing there
     /// where nothing comes.
     void restore(const QByteArray &selection, const Collection &saved);
+
+    /// The same, unless another program has taken the selection meanwhile.
+    void restoreWhatIsHeld(const QByteArray &selection, const Collection &saved);
 
     /// What we offer on the selection; null if it is not ours.
     Collection held(const QByteArray &selection);

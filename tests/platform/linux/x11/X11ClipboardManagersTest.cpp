@@ -20,7 +20,8 @@ namespace {
 class DesktopWithClipboard : public FakePlatform {
 public:
     explicit DesktopWithClipboard(const QByteArray &displayName)
-        : x11(std::make_unique<platform::X11Pasteboard>(displayName)) {}
+        : x11(std::make_unique<platform::X11Pasteboard>(
+              displayName, platform::X11Pasteboard::Patience{.withManagers = std::chrono::minutes(1)})) {}
     platform::Pasteboard &pasteboard() override { return *x11; }
     platform::MainQueue &mainQueue() override { return m_realTime; }
 
