@@ -58,9 +58,13 @@ void Session::handle(const Command &command) {
 void Session::take(const Open &open) {
     if (m_decoder)
         throw ProtocolError("a second model");
+    if (open.version != protocolVersion) {
+        m_send(Refused{Refusal::otherVersion});
+        return;
+    }
     const auto engine = std::find_if(m_engines.begin(), m_engines.end(),
                                      [&](const auto &one) { return one->name() == open.engine; });
-    if (open.version != protocolVersion || engine == m_engines.end()) {
+    if (engine == m_engines.end()) {
         m_send(Refused{Refusal::incompatible});
         return;
     }

@@ -3,6 +3,7 @@
 #include "recognizer/protocol/Channel.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -16,6 +17,7 @@ namespace {
 
 using recognizer::LoadFailure;
 using recognizer::Refusal;
+using Clock = std::chrono::steady_clock;
 
 const std::map<std::string, recognizer::Answer> answers{
     {"ready", recognizer::Ready{}},
@@ -34,6 +36,11 @@ void fail(const std::string &fault) {
         throw LoadFailure{Refusal::missing};
     if (fault == "damaged")
         throw LoadFailure{Refusal::damaged};
+    if (fault == "version")
+        throw LoadFailure{Refusal::otherVersion};
+    if (fault == "slow")
+        for (const auto begin = Clock::now(); Clock::now() - begin < std::chrono::milliseconds(700);)
+            continue;
     if (fault == "error")
         throw std::runtime_error("as the script says");
     if (fault == "exit")

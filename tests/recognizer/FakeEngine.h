@@ -9,9 +9,9 @@ namespace quillora::test {
 /// An engine that understands the sounds of FakeSpeech, and fails as its model says.
 ///
 /// The model is a file; each line of it has a word's number, or "load", and what happens then: missing,
-/// damaged, error, exit, crash, kill, hang, memory or garbage; an answer that nobody waits for, as ready,
-/// refused, finished or tried; or full, as an utterance that would take too long to decode: it ends early
-/// without that word. It is read when the model is loaded.
+/// damaged, version, error, exit, crash, kill, hang, memory or garbage; an answer that nobody waits for, as
+/// ready, refused, finished or tried; or full, as an utterance that would take too long to decode: it ends
+/// early without that word. It is read when the model is loaded.
 class FakeEngine : public recognizer::Engine {
 public:
     std::string name() const override { return "fake"; }

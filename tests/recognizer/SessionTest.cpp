@@ -88,7 +88,7 @@ private Q_SLOTS:
         fake.session.handle(Open{protocolVersion + 1, {}, {}}); // as it is decoded
         fake.session.handle(Open{protocolVersion + 1, "fake", {fake.model()}});
         QVERIFY((fake.answers ==
-                 std::vector<Answer>{Refused{Refusal::incompatible}, Refused{Refusal::incompatible}}));
+                 std::vector<Answer>{Refused{Refusal::otherVersion}, Refused{Refusal::otherVersion}}));
     }
 
     void anUnknownEngineIsRefused() {

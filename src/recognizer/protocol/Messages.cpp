@@ -113,7 +113,7 @@ private:
         std::memcpy(&value, m_rest.data(), sizeof(T));
         m_rest = m_rest.subspan(sizeof(T));
         if constexpr (std::same_as<T, Refusal>) {
-            if (value > Refusal::incompatible)
+            if (value > Refusal::otherVersion)
                 throw ProtocolError("an unknown reason");
         }
     }

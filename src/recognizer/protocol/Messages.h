@@ -88,7 +88,8 @@ struct Try {
 enum class Refusal : std::uint8_t {
     missing,      ///< a file of the model is not there
     damaged,      ///< the engine cannot read the model
-    incompatible, ///< the version or the engine is not known
+    incompatible, ///< the engine is not known, or not for this model
+    otherVersion, ///< of the protocol
 };
 
 /// What a process has been kept from since it was opened; bits.

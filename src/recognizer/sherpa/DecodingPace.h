@@ -1,6 +1,7 @@
 #pragma once
 
 #include "recognizer/protocol/Messages.h"
+#include "recognizer/protocol/SherpaFiles.h"
 
 #include <chrono>
 #include <cstddef>
@@ -29,14 +30,13 @@ public:
     bool isTooLong(std::size_t length) const {
         if (length < shortest || m_length == 0)
             return false;
-        return m_took * static_cast<double>(length) >= longestWait * static_cast<double>(m_length);
+        return m_took * static_cast<double>(length) >= longestDecoding * static_cast<double>(m_length);
     }
 
 private:
     static constexpr std::size_t leastAdded = std::size_t{sampleRate} * 3 / 10;
     /// What is shorter is no context to understand a word in.
     static constexpr std::size_t shortest = std::size_t{sampleRate} * 2;
-    static constexpr std::chrono::duration<double> longestWait{1};
 
     std::size_t m_length = 0; ///< that was decoded last
     std::chrono::duration<double> m_took{};

@@ -13,7 +13,10 @@ class Listener {
 public:
     explicit Listener(platform::Dictation &dictation) : m_dictation(dictation) {}
 
-    void operator()(const Heard &) { m_dictation.nextSound(2000); }
+    void operator()(const Heard &) {
+        m_dictation.heard();
+        m_dictation.nextSound(2000);
+    }
     void operator()(const Interim &interim) { m_dictation.interim(interim.text); }
     void operator()(const Settled &settled) { m_dictation.settled(settled.text, settled.position); }
     void operator()(const Finished &finished) { m_dictation.finished(finished.text); }

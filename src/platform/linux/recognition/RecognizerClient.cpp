@@ -21,14 +21,13 @@ constexpr std::size_t portionSamples = recognizer::sampleRate / 8;
 /// busy machine, few enough for a cancelled dictation to make way at once.
 constexpr std::size_t window = 8;
 
-milliseconds durationOf(std::size_t samples) { return milliseconds(1000 * samples / recognizer::sampleRate); }
-
 QString ended() { return u"Speech recognition was ended."_s; }
 QString missing() { return u"The speech model is not there."_s; }
 QString damaged() { return u"The speech model is damaged."_s; }
 QString unsuitable() { return u"The speech model does not work on this computer."_s; }
 QString notStarted() { return u"The speech recognizer could not be started."_s; }
 QString notRecognized() { return u"The speech could not be recognized."_s; }
+QString replaced() { return u"Quillora was replaced by another version: start it again."_s; }
 QString noMemory() { return u"There is not enough memory for the speech model."_s; }
 
 } // namespace
@@ -168,12 +167,11 @@ void RecognizerClient::speakOf(Dictation &dictation) {
         if (samples.empty())
             break;
         send(recognizer::Sound{dictation.number(), {samples.begin(), samples.end()}});
-        expect(
-            {Expected::Kind::heard, m_limits.silence + 3 * durationOf(samples.size()), dictation.number()});
+        expect({Expected::Kind::heard, decoding(samples.size()), dictation.number()});
     }
     if (dictation.isAllSent() && !dictation.isEndSent) {
         send(recognizer::End{dictation.number()});
-        expect({Expected::Kind::finished, m_limits.silence, dictation.number()});
+        expect({Expected::Kind::finished, decoding(0), dictation.number()});
         dictation.isEndSent = true;
     }
 }
@@ -208,10 +206,21 @@ void RecognizerClient::waitForEvents(const Worker &worker) {
     ::poll(events.data(), events.size(), patience);
 }
 
-/// When a silent process hangs, or has been idle for long enough.
-RecognizerClient::Clock::time_point RecognizerClient::deadline() const {
-    return m_lastAnswer + (m_unanswered.empty() ? m_limits.idleness : m_unanswered.front().patience);
+/// How long decoding may take.
+milliseconds RecognizerClient::decoding(std::size_t samples) const {
+    const milliseconds duration(1000 * samples / recognizer::sampleRate);
+    return m_limits.silence + 3 * (duration + m_models.front().longestDecoding);
 }
+
+milliseconds RecognizerClient::patience() const {
+    if (m_unanswered.empty())
+        return m_limits.idleness;
+    const Expected &next = m_unanswered.front();
+    return next.kind == Expected::Kind::tried && !m_dictations.empty() ? m_limits.trial : next.patience;
+}
+
+/// When a silent process hangs, or has been idle for long enough.
+RecognizerClient::Clock::time_point RecognizerClient::deadline() const { return m_lastAnswer + patience(); }
 
 /// A process does not hang while a busy machine keeps it waiting.
 bool RecognizerClient::isOverdue() {
@@ -245,7 +254,8 @@ void RecognizerClient::listen() {
 void RecognizerClient::take(const recognizer::Ready &ready) {
     answered(Expected::Kind::opening);
     constexpr auto all = recognizer::systemCalls | recognizer::files;
-    if (ready.protections != all && !std::exchange(m_hasWarned, true))
+    static std::atomic_flag hasWarned; // the kernel is the same for every client
+    if (ready.protections != all && !hasWarned.test_and_set())
         qWarning("This kernel cannot confine the speech recognizer; it works without that.");
     m_isReady = true;
     m_modelState = ModelState::ready;
@@ -260,6 +270,11 @@ void RecognizerClient::take(const recognizer::Refused &refused) {
         return modelFailed(damaged());
     case recognizer::Refusal::incompatible:
         return modelFailed(unsuitable());
+    case recognizer::Refusal::otherVersion:
+        qWarning(
+            "The speech recognizer is of another version than this program, which has to be started again.");
+        dropProcess();
+        return failAll(replaced()); // which is no model's fault
     }
 }
 
@@ -308,24 +323,33 @@ Dictation *RecognizerClient::dictation(std::uint32_t number) {
     return isUnderWay ? &m_dictations.front() : nullptr;
 }
 
+/// With a dictation that was released, and whose words come too late.
+bool RecognizerClient::isBusyForNobody() {
+    return !m_unanswered.empty() && m_unanswered.front().dictation != 0 &&
+           dictation(m_unanswered.front().dictation) == nullptr;
+}
+
 void RecognizerClient::processDied(const Worker &worker) {
     const bool wasReady = m_isReady;
+    const bool wasIdle = wasReady && m_unanswered.empty() && m_dictations.empty();
+    const bool wasDictated = !m_dictations.empty() && m_dictations.front().hasBegun;
+    const bool wasForNobody = isBusyForNobody();
     const int status = m_process->collect();
     dropProcess();
     m_isWanted = !wasReady;
     if (status == recognizer::noMemoryStatus && !wasReady)
         return memoryRanOut();
-    if (wasReady && m_dictations.empty())
+    if (wasIdle)
         return;
     constexpr int mostDeaths = 2;
-    const bool isLost = !m_dictations.empty() && ++m_dictations.front().deaths == mostDeaths;
-    if (isLost)
+    const bool isLost = wasDictated && ++m_dictations.front().deaths == mostDeaths;
+    if (isLost || wasForNobody)
         ++m_lostInARow;
     if (++m_deathsInARow == mostDeaths || m_lostInARow == mostDeaths) {
         m_deathsInARow = 0;
         m_lostInARow = 0;
-        // So the kernel ends who takes the most memory, which may be there again at the next press.
-        if (status == -SIGKILL)
+        // The kernel kills who takes the most memory. There may be enough again at the next press.
+        if (status == -SIGKILL || status == recognizer::noMemoryStatus)
             return memoryRanOut();
         return modelFailed(isModelWrong(worker) ? damaged() : unsuitable());
     }

@@ -31,10 +31,12 @@ public:
     };
 
     struct Limits {
-        /// How long a process may be silent that the machine lets run, besides three times as long as the
-        /// sound lasts that it decodes.
+        /// How long a process may be silent that the machine lets run, besides three times as long as it
+        /// should take to decode.
         std::chrono::milliseconds silence = std::chrono::seconds(3);
         std::chrono::milliseconds loading = std::chrono::minutes(1);
+        /// How long a model is tried while somebody waits behind that, instead of as long as it loads.
+        std::chrono::milliseconds trial = std::chrono::seconds(9);
         /// How long it stays without anything to do.
         std::chrono::milliseconds idleness = std::chrono::minutes(10);
         std::chrono::seconds keptSound = std::chrono::minutes(10);
@@ -94,6 +96,7 @@ private:
     void take(const recognizer::Tried &tried);
     void answered(Expected::Kind kind, std::uint32_t dictation = 0);
     Dictation *dictation(std::uint32_t number);
+    bool isBusyForNobody();
     void processDied(const Worker &worker);
     void judgeModel(const Worker &worker);
     void memoryRanOut();
@@ -103,6 +106,8 @@ private:
     void failAll(const QString &description);
     void dropProcess();
     void noteAnswer();
+    std::chrono::milliseconds decoding(std::size_t samples) const;
+    std::chrono::milliseconds patience() const;
     Clock::time_point deadline() const;
     bool isOverdue();
 
@@ -124,7 +129,6 @@ private:
     std::deque<Expected> m_unanswered;
     Clock::time_point m_lastAnswer;
     std::chrono::milliseconds m_starved{}; ///< the process, until then
-    bool m_hasWarned = false;              ///< that the process is not confined
     QString m_failure;                     ///< why no model could be loaded
     int m_deathsInARow = 0;                ///< without any sound decoded between them
     int m_lostInARow = 0;                  ///< dictations, to two deaths each, without a whole one between

@@ -36,6 +36,9 @@ struct RecognizerModel {
     // NOLINTNEXTLINE(readability-redundant-member-init): so that they may be left out
     std::vector<recognizer::Parameter> parameters = {}; ///< for the engine
 
+    /// What decoding may take at once, besides as long as the sound lasts that the engine is given.
+    std::chrono::milliseconds longestDecoding{};
+
     /// If set, the model is tried once, when it is loaded and nobody dictates: called on the recognizer's
     /// thread with how long decoding two seconds of sound takes.
     // NOLINTNEXTLINE(readability-redundant-member-init): so that it may be left out

@@ -84,6 +84,8 @@ std::optional<RecognizerModel> sherpaModel(const ModelDescription &model, const 
         loaded.files.push_back(QFile::encodeName(path).toStdString());
     loaded.parameters = {{"family", family.toStdString()},
                          {"decoding", model.parameters.value(u"decoding"_s).toStdString()}};
+    if (model.parameters.value(u"decoding"_s) == u"offline"_s)
+        loaded.longestDecoding = recognizer::longestDecoding;
     if (model.parameters.contains(u"language"_s))
         loaded.parameters.push_back({"language", language.toStdString()});
     return loaded;

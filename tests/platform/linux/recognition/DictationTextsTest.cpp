@@ -58,6 +58,18 @@ private Q_SLOTS:
                  (QStringList{QStringLiteral("he was not ill"), QStringLiteral("he was not ill, said he")}));
     }
 
+    void norWhileAThirdOneDoes() {
+        m_dictation->nextSound(3000);
+        m_dictation->interim("he was not ill");
+        m_dictation->rewind();
+        m_dictation->nextSound(1000);
+        m_dictation->rewind();
+        m_dictation->nextSound(1000);
+        m_dictation->interim("he was");
+        m_dictation->heard();
+        QCOMPARE(m_texts, QStringList{QStringLiteral("he was not ill")});
+    }
+
     void onceItHasCaughtUpItsTextCountsHoweverShort() {
         m_dictation->nextSound(2000);
         m_dictation->interim("he was not");

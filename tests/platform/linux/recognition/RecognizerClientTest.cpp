@@ -222,12 +222,49 @@ private Q_SLOTS:
         QCOMPARE(client->modelState(), ModelState::ready);
     }
 
+    void aDictationThatWasReleasedMeanwhileIsLostToo() {
+        writeScript("3 hang");
+        std::atomic<int> rejections = 0, doubts = 0;
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER, {.silence = 300ms});
+        client.load({modelThatCounts(rejections, doubts), otherModel({})});
+        const auto speakShortly = [&client] {
+            Dictating dictating(client);
+            dictating.hear(FakeSpeech::words(1, 3));
+            QVERIFY(dictating.hasHeard(2));
+            dictating.end();
+            dictating.job->cancel();
+        };
+        speakShortly();
+        QVERIFY(waitUntil([] { return processes().isEmpty(); }));
+        QCOMPARE(rejections, 0);
+        speakShortly();
+        QVERIFY(waitUntil([&] { return rejections == 1; }));
+        QCOMPARE(errorsOf(client, 9), QStringList());
+    }
+
+    void whoTakesThePlaceBeginsAnew() {
+        writeScript("6 exit");
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        client.load({model(), otherModel("7 exit")});
+        for (int i = 0; i < 2; ++i)
+            QCOMPARE(errorsOf(client, 9), notRecognized);
+        QCOMPARE(errorsOf(client, 6), QStringList());
+    }
+
+    void oneThatIsCancelledWhileItsProcessIsReplacedMakesWay() {
+        const auto client = loaded();
+        Dictating cancelled(*client);
+        cancelled.hear(FakeSpeech::words(1, 5));
+        QVERIFY(cancelled.hasHeard(5));
+        signalProcess(SIGKILL);
+        cancelled.job->cancel();
+        QCOMPARE(errorsOf(*client, 9), QStringList());
+    }
+
     void whoLosesASecondDictationIsReplacedInIt() {
         writeScript("6 exit");
-        const std::string good = m_folder.filePath(u"good"_s).toStdString();
-        std::ofstream{good};
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
-        client.load({model(), {"fake", {good}}});
+        client.load({model(), otherModel({})});
         QCOMPARE(errorsOf(client, 9), notRecognized);
         QCOMPARE(errorsOf(client, 9), QStringList());
     }
@@ -322,10 +359,8 @@ private Q_SLOTS:
 
     void theNextModelTakesThePlaceOfOneThatFails() {
         writeScript("load damaged");
-        const std::string good = m_folder.filePath(u"good"_s).toStdString();
-        std::ofstream{good};
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
-        client.load({model(), model(), {"fake", {good}}});
+        client.load({model(), model(), otherModel({})});
         Dictating dictating(client);
         dictating.hear(FakeSpeech::words(1, 2));
         dictating.end();
@@ -350,12 +385,13 @@ private Q_SLOTS:
         QCOMPARE(next.finalText(), spoken(1, 2));
     }
 
-    void aRecognizerThatIsKilledFromOutsideCastsNoMoreThanADoubtOnItsModel_data() {
+    void aRecognizerWithoutMemoryCastsNoMoreThanADoubtOnItsModel_data() {
         QTest::addColumn<QString>("script");
-        QTest::newRow("loading") << u"load kill"_s;
-        QTest::newRow("decoding") << u"1 kill"_s;
+        QTest::newRow("killed while loading") << u"load kill"_s;
+        QTest::newRow("killed while decoding") << u"1 kill"_s;
+        QTest::newRow("while decoding") << u"1 memory"_s;
     }
-    void aRecognizerThatIsKilledFromOutsideCastsNoMoreThanADoubtOnItsModel() {
+    void aRecognizerWithoutMemoryCastsNoMoreThanADoubtOnItsModel() {
         QFETCH(QString, script);
         writeScript(script.toStdString());
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
@@ -372,6 +408,45 @@ private Q_SLOTS:
         QCOMPARE(next.finalText(), spoken(1, 2));
         QCOMPARE(rejections, 0);
         QCOMPARE(doubts, 1);
+    }
+
+    void norDoTwoDictationsThatAreLostToThat() {
+        writeScript("6 memory");
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        std::atomic<int> rejections = 0, doubts = 0;
+        client.load({modelThatCounts(rejections, doubts), {"fake", {"/nonexistent"}}});
+        QCOMPARE(errorsOf(client, 9), notRecognized);
+        QCOMPARE(errorsOf(client, 9), QStringList{u"There is not enough memory for the speech model."_s});
+        QCOMPARE(rejections, 0);
+        QCOMPARE(doubts, 1);
+        writeScript({});
+        QCOMPARE(errorsOf(client, 9), QStringList());
+    }
+
+    void aRecognizerOfAnotherVersionSaysNothingOfItsModels() {
+        writeScript("load version");
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        std::atomic<int> rejections = 0, doubts = 0;
+        client.load({modelThatCounts(rejections, doubts), {"fake", {"/nonexistent"}}});
+        QCOMPARE(errorsOf(client, 2),
+                 QStringList{u"Quillora was replaced by another version: start it again."_s});
+        writeScript({});
+        QCOMPARE(errorsOf(client, 2), QStringList());
+        QCOMPARE(rejections, 0);
+        QCOMPARE(doubts, 0);
+    }
+
+    void oneDeathWhileItLoadsIsForgiven() {
+        writeScript("load hang");
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
+        client.load({model()});
+        Dictating dictating(client);
+        dictating.hear(FakeSpeech::words(1, 9));
+        dictating.end();
+        QVERIFY(waitUntil([] { return processes().size() == 1; }));
+        writeScript({});
+        signalProcess(SIGKILL);
+        QCOMPARE(dictating.finalText(), spoken(1, 9));
     }
 
     void aRecognizerThatCannotBeStartedSaysNothingOfItsModels() {
@@ -481,6 +556,25 @@ private Q_SLOTS:
         QCOMPARE(trials, 2);
     }
 
+    void aModelThatDecodesWholeSegmentsIsGivenTheTimeForThat() {
+        writeScript("3 slow");
+        auto patient = model();
+        patient.longestDecoding = 1s;
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER, {.silence = 100ms});
+        client.load({patient});
+        QCOMPARE(errorsOf(client, 5), QStringList());
+    }
+
+    void nobodyWaitsForATrialThatHangs() {
+        writeScript("3215 hang"); // the first sound of the trial's noise
+        auto tried = model();
+        tried.tried = [](std::chrono::milliseconds) {};
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER, {.loading = 10min, .trial = 300ms});
+        client.load({tried});
+        QVERIFY(waitUntil([&] { return client.modelState() == ModelState::ready; }));
+        QCOMPARE(errorsOf(client, 3), QStringList());
+    }
+
     void aTrialWaitsForThoseWhoDictate() {
         std::atomic<int> trials = 0;
         auto tried = model();
@@ -494,6 +588,23 @@ private Q_SLOTS:
         dictating.end();
         QCOMPARE(dictating.finalText(), spoken(1, 2));
         QVERIFY(waitUntil([&] { return trials == 1; }));
+    }
+
+    void thatAKernelCannotConfineTheRecognizerIsSaidOnce() {
+        static std::atomic<int> warnings; // a message handler has nothing of its own
+        warnings = 0;
+        const auto before =
+            qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
+                if (message == u"This kernel cannot confine the speech recognizer; it works without that.")
+                    ++warnings;
+            });
+        for (int i = 0; i < 2; ++i) {
+            RecognizerClient client(QUILLORA_OLD_KERNEL);
+            client.load({model()});
+            QCOMPARE(errorsOf(client, 2), QStringList());
+        }
+        qInstallMessageHandler(before);
+        QCOMPARE(warnings, 1);
     }
 
     void afterKillsAtAnyMomentNothingIsLostOrLeft() {
@@ -537,6 +648,13 @@ private:
         return {"fake", {m_script}, [judgement](platform::ModelCheck check, const auto &) {
                     return check == platform::ModelCheck::sizes ? platform::ModelJudgement::right : judgement;
                 }};
+    }
+
+    /// With a script of its own.
+    platform::RecognizerModel otherModel(const std::string &script) const {
+        const std::string path = m_folder.filePath(u"other"_s).toStdString();
+        std::ofstream(path) << script;
+        return {"fake", {path}};
     }
 
     platform::RecognizerModel modelThatCounts(std::atomic<int> &rejections, std::atomic<int> &doubts) const {

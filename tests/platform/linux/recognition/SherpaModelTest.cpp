@@ -1,6 +1,7 @@
 #include "platform/linux/recognition/SherpaModel.h"
 #include "platform/linux/models/ModelCatalog.h"
 #include "platform/linux/recognition/SpokenLocales.h"
+#include "recognizer/protocol/SherpaFiles.h"
 #include "support/Files.h"
 
 #include <QDir>
@@ -101,6 +102,15 @@ private Q_SLOTS:
         model.parameters[u"language"_s] = u"selectable"_s;
         QVERIFY((sherpaModel(model, m_folder->path(), u"zh"_s)->parameters ==
                  Parameters{{"family", "sense-voice"}, {"decoding", "offline"}, {"language", "zh"}}));
+    }
+
+    void onlyAModelThatIsNotForStreamsDecodesLongerThanTheSoundLasts() {
+        place({u"model.onnx"_s, u"tokens.txt"_s});
+        auto model = described(u"sense-voice"_s);
+        QCOMPARE(sherpaModel(model, m_folder->path(), u"zh"_s)->longestDecoding, recognizer::longestDecoding);
+        model.parameters[u"decoding"_s] = u"streaming"_s;
+        QCOMPARE(sherpaModel(model, m_folder->path(), u"zh"_s)->longestDecoding,
+                 std::chrono::milliseconds(0));
     }
 
     void aDetectorIsOneFileMore() {
