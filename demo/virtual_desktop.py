@@ -2,6 +2,7 @@
 virtual microphone, and a text editor. Nothing of it touches the desktop of whoever starts it, and nothing of it
 is left afterwards: every process is a child, adopted if its parent ends first, and ended by its id."""
 
+import atexit
 import ctypes
 import os
 import shutil
@@ -20,6 +21,14 @@ SOUND_SERVER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "sound_s
 
 class DesktopError(Exception):
     """Something that the demonstration needs did not come up."""
+
+
+class Ended(KeyboardInterrupt):
+    """By a signal. It ends a whole run of tests, whose next test would begin after a SystemExit."""
+
+
+def _end(number, _frame):
+    raise Ended(f"by signal {number}")
 
 
 # The daemons that are needed, each with the file of what it complains about.
@@ -63,8 +72,9 @@ class Programs:
         ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
         # Who is asked to end still tidies up.
         for number in (signal.SIGTERM, signal.SIGHUP):
-            signal.signal(number, lambda received, _frame: sys.exit(128 + received))
+            signal.signal(number, _end)
         self.folder = tempfile.mkdtemp(prefix="quillora-desktop-")
+        atexit.register(self._tear_down)  # which is all that a run of tests does that is ended
         try:
             self._bring_up()
         except BaseException:
@@ -74,6 +84,7 @@ class Programs:
 
     def __exit__(self, *_):
         self._tear_down()
+        atexit.unregister(self._tear_down)
 
     def _bring_up(self):
         self.environment = {name: os.environ[name] for name in ("PATH", "LANG", "LC_ALL", "TZ", "LD_LIBRARY_PATH",
