@@ -214,7 +214,8 @@ class Person:
             self.say(recording)
             time.sleep(0.25)  # nobody waits for this: a person lets go a moment after the last word
         released = time.monotonic()
-        after = wait_for("the text in the editor", lambda: self._changed(before), interval=0.005)
+        after = wait_for(lambda: f"the text in the editor: {self.transcript()!r} became {self.translation()!r}, "
+                                 f"the status is {self.status()!r}; that", lambda: self._changed(before), interval=0.005)
         return after, round((time.monotonic() - released) * 1000)
 
     def say(self, recording):
