@@ -318,6 +318,18 @@ class ApplicationFaultTest(FaultTest):
         self.person.open_editor()
         self.assert_all_is_well_again()
 
+    def test_busy_until_the_clipboard_is_given_back_it_pastes_the_text_all_the_same(self):
+        before = self.person.editor_text()
+        with self.person.holding_the_hotkey():
+            self.person.say(self.clip)
+            self.desktop.freeze(self.person.editor)
+            self.addCleanup(self.desktop.thaw, self.person.editor)
+        self.person.wait_for_status(self.inserted)
+        self.wait_for_clipboard()
+        self.desktop.thaw(self.person.editor)
+        self.wait_for_text(before)
+        self.assert_all_is_well_again()
+
     def test_minimised_it_comes_back_for_the_text(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():

@@ -21,8 +21,8 @@ uint32_t unitsIn(qsizetype bytes, int format) { return static_cast<uint32_t>(byt
 } // namespace
 
 X11SelectionServer::X11SelectionServer(const QByteArray &displayName, Patience patience)
-    : m_connection(displayName), m_collector(m_connection, patience.withOwners),
-      m_patience(patience.withRequestors), m_atoms(atomCount, XCB_NONE) {
+    : m_connection(displayName), m_collector(m_connection, patience.withOwners), m_patience(patience),
+      m_atoms(atomCount, XCB_NONE) {
     if (!isAlive())
         return;
     m_window = m_connection.createWindow();
@@ -59,6 +59,8 @@ bool X11SelectionServer::own(const QByteArray &selection, Collection contents) {
 
     const auto selectionAtom = atoms->front();
     m_heirs.erase(selectionAtom);
+    if (isLent(selectionAtom))
+        m_formers.emplace(selectionAtom, Former{m_holdings[selectionAtom], *time, m_patience.withReaders});
     m_holdings[selectionAtom] = {std::move(contents), *time};
     xcb_set_selection_owner(m_connection.xcb(), m_window, selectionAtom, *time);
     return held(selection) != nullptr;
@@ -69,7 +71,10 @@ bool X11SelectionServer::lend(const QByteArray &selection, Collection contents) 
     if (!atoms)
         return false;
     watch(atoms->front(), XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER);
-    return own(selection, std::move(contents));
+    const bool isOurs = own(selection, std::move(contents));
+    if (isOurs)
+        m_holdings[atoms->front()].isLent = true;
+    return isOurs;
 }
 
 void X11SelectionServer::endLoan(const QByteArray &selection) {
@@ -133,7 +138,7 @@ void X11SelectionServer::restore(const QByteArray &selection, const Collection &
     endLoan(selection);
     const auto atoms = m_connection.atoms({selection}, serverDeadline());
     const bool isEmpty = collection->contents().values.empty();
-    if (isEmpty && collection->isComplete())
+    if (isEmpty && collection->isComplete() && !(atoms && isLent(atoms->front())))
         clear(selection);
     else if (own(selection, collection) && atoms)
         m_holdings[atoms->front()].isAwaited = isEmpty;
@@ -200,18 +205,24 @@ bool X11SelectionServer::serveNext() {
         handle(*event);
     dropTransfers([](const Transfer &transfer) { return transfer.patience.hasExpired(); });
     m_collector.dropExpired();
+    dropFormers();
     clearWhatStaysEmpty();
     if (sendDuePieces())
         m_connection.flush(serverDeadline());
     return event != nullptr;
 }
 
+void X11SelectionServer::dropFormers() {
+    std::erase_if(m_formers, [](const auto &former) { return former.second.patience.hasExpired(); });
+}
+
+/// Not as long as somebody may come late for what stood there: only owners are asked.
 void X11SelectionServer::clearWhatStaysEmpty() {
     for (auto &[selection, holding] : m_holdings) {
         if (!holding.isAwaited)
             continue;
         const bool isEmpty = holding.contents->contents().values.empty();
-        holding.isAwaited = isEmpty && !holding.contents->isComplete();
+        holding.isAwaited = isEmpty && (!holding.contents->isComplete() || m_formers.contains(selection));
         if (!isEmpty || holding.isAwaited)
             continue;
         if (const auto names = m_connection.names({selection}, serverDeadline()))
@@ -223,6 +234,8 @@ QDeadlineTimer X11SelectionServer::nextExpiry() const {
     auto next = m_collector.nextExpiry();
     for (const auto &transfer : m_transfers)
         next = std::min(next, transfer.isDue ? QDeadlineTimer(0) : transfer.patience);
+    for (const auto &[selection, former] : m_formers)
+        next = std::min(next, former.patience);
     return next;
 }
 
@@ -288,12 +301,11 @@ void X11SelectionServer::handleRequest(const xcb_selection_request_event_t &requ
     // Programs of old name no property; it is the target, then.
     const auto property = request.property == XCB_NONE ? request.target : request.property;
     bool isAnswered = false;
-    if (isOurs(request)) {
-        const auto holding = m_holdings[request.selection];
+    if (const auto holding = holdingAt(request.selection, request.time)) {
         isAnswered =
             request.target == atom(multiple)
-                ? request.property != XCB_NONE && convertMultiple(holding, request.requestor, property)
-                : convert(holding, request.requestor, request.target, property);
+                ? request.property != XCB_NONE && convertMultiple(*holding, request.requestor, property)
+                : convert(*holding, request.requestor, request.target, property);
     }
 
     xcb_selection_notify_event_t notify{};
@@ -308,11 +320,23 @@ void X11SelectionServer::handleRequest(const xcb_selection_request_event_t &requ
     m_connection.flush(serverDeadline());
 }
 
-bool X11SelectionServer::isOurs(const xcb_selection_request_event_t &request) const {
-    const auto found = m_holdings.find(request.selection);
+std::optional<X11SelectionServer::Holding> X11SelectionServer::holdingAt(xcb_atom_t selection,
+                                                                         xcb_timestamp_t time) const {
+    const auto found = m_holdings.find(selection);
     if (found == m_holdings.end())
-        return false;
-    return request.time == XCB_CURRENT_TIME || !isBefore(request.time, found->second.since);
+        return {};
+    if (time == XCB_CURRENT_TIME || !isBefore(time, found->second.since))
+        return found->second;
+    const auto [begin, end] = m_formers.equal_range(selection);
+    const auto former = std::find_if(begin, end, [time](const auto &one) {
+        return !isBefore(time, one.second.holding.since) && isBefore(time, one.second.until);
+    });
+    return former != end ? std::optional(former->second.holding) : std::nullopt;
+}
+
+bool X11SelectionServer::isLent(xcb_atom_t selection) const {
+    const auto found = m_holdings.find(selection);
+    return found != m_holdings.end() && found->second.isLent;
 }
 
 bool X11SelectionServer::convert(const Holding &holding, xcb_window_t requestor, xcb_atom_t target,
@@ -368,7 +392,7 @@ bool X11SelectionServer::send(const X11SelectionContents::Value &value, xcb_wind
                               .property = property,
                               .type = type->front(),
                               .value = value,
-                              .patience = QDeadlineTimer(m_patience)});
+                              .patience = QDeadlineTimer(m_patience.withRequestors)});
     return put(requestor, property, type->front(), value.type.format, value.data.constData(),
                unitsIn(value.data.size(), value.type.format));
 }
@@ -413,7 +437,7 @@ bool X11SelectionServer::sendNextPiece(Transfer &transfer) {
         return false;
     transfer.isDue = false;
     transfer.sent += static_cast<qsizetype>(units) * (type.format / 8);
-    transfer.patience = QDeadlineTimer(m_patience);
+    transfer.patience = QDeadlineTimer(m_patience.withRequestors);
     // The piece of no length tells the requestor that it has everything.
     if (units == 0) {
         dropTransfers([&](const Transfer &other) {

@@ -23,6 +23,7 @@ public:
     struct Patience {
         std::chrono::milliseconds withRequestors{10000}; ///< that stop taking a large value
         std::chrono::milliseconds withOwners{30000};     ///< that do not give what they have
+        std::chrono::milliseconds withReaders{10000};    ///< that were told to paste what has gone since
     };
 
     X11SelectionServer(const QByteArray &displayName, Patience patience);
@@ -75,7 +76,16 @@ private:
     struct Holding {
         Collection contents;
         xcb_timestamp_t since = XCB_CURRENT_TIME;
+        bool isLent = false;
         bool isAwaited = false; ///< nothing of it has come yet, and perhaps nothing will
+    };
+
+    /// What was lent before. Who was told to paste then gets it still, however late he asks: his question
+    /// bears the time of the keys.
+    struct Former {
+        Holding holding;
+        xcb_timestamp_t until = XCB_CURRENT_TIME;
+        QDeadlineTimer patience;
     };
 
     /// Who has taken over what we lend.
@@ -116,7 +126,10 @@ private:
     std::optional<xcb_timestamp_t> serverTime();
     void handle(const xcb_generic_event_t &event);
     void handleRequest(const xcb_selection_request_event_t &request);
-    bool isOurs(const xcb_selection_request_event_t &request) const;
+    /// What stood on the selection at that time, if it was ours then and is now.
+    std::optional<Holding> holdingAt(xcb_atom_t selection, xcb_timestamp_t time) const;
+    bool isLent(xcb_atom_t selection) const;
+    void dropFormers();
     bool convert(const Holding &holding, xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property);
     bool convertMultiple(const Holding &holding, xcb_window_t requestor, xcb_atom_t property);
     bool send(const X11SelectionContents::Value &value, xcb_window_t requestor, xcb_atom_t property);
@@ -137,11 +150,12 @@ private:
 
     X11Connection m_connection;
     X11SelectionCollector m_collector;
-    const std::chrono::milliseconds m_patience;
+    const Patience m_patience;
     xcb_window_t m_window = XCB_NONE;
     std::vector<xcb_atom_t> m_atoms;
     std::optional<unsigned> m_ownerChangeEvent; ///< its type, where the server tells of another owner
     std::map<xcb_atom_t, Holding> m_holdings;
+    std::multimap<xcb_atom_t, Former> m_formers; ///< of each selection in the order of time
     std::vector<Transfer> m_transfers;
     std::map<xcb_atom_t, Heir> m_heirs;
     std::optional<bool> m_handOverAnswer;

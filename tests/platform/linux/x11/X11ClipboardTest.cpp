@@ -53,9 +53,10 @@ class X11ClipboardTest : public QObject {
 private Q_SLOTS:
     void init() {
         m_display = std::make_unique<VirtualDisplay>();
-        m_pasteboard = std::make_unique<X11Pasteboard>(m_display->name(), promptOwners);
+        m_pasteboard = std::make_unique<X11Pasteboard>(m_display->name(), promptOwnersAndReaders);
         m_owner = std::make_unique<X11SelectionOwner>(
-            m_display->name(), X11SelectionOwner::Patience{.withOthers = {.withRequestors = 300ms}});
+            m_display->name(),
+            X11SelectionOwner::Patience{.withOthers = {.withRequestors = 300ms, .withReaders = 300ms}});
     }
     void cleanup() {
         m_owner.reset();
@@ -207,7 +208,8 @@ private Q_SLOTS:
 
     void whatIsNotThereAfterTheOwnersTimeIsLeftOut() {
         m_pasteboard = std::make_unique<X11Pasteboard>(
-            m_display->name(), X11Pasteboard::Patience{.withOthers = {.withOwners = 200ms}});
+            m_display->name(),
+            X11Pasteboard::Patience{.withOthers = {.withOwners = 200ms, .withReaders = 200ms}});
         SelectionPeer owner(m_display->name(), "CLIPBOARD", {{.target = "UTF8_STRING", .data = "late"}},
                             {.isLate = true});
         pasteOver();
@@ -414,14 +416,79 @@ private Q_SLOTS:
     void aRequestOlderThanOurTextIsRefused() {
         m_pasteboard->write(u"text"_s, {});
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
-        xcb_timestamp_t since = 0;
-        const auto timestamp = requestor.ask("TIMESTAMP");
-        QVERIFY(timestamp.has_value());
-        std::memcpy(&since, timestamp->data.constData(), sizeof since);
+        const auto since = timeOfContents(requestor);
         requestor.setTime(since - 1);
         QCOMPARE(requestor.ask("UTF8_STRING"), std::nullopt);
         requestor.setTime(since);
         QVERIFY(requestor.ask("UTF8_STRING").has_value());
+    }
+
+    void whoWasToldToPasteAndComesLateGetsTheText_data() {
+        QTest::addColumn<QByteArray>("before");
+        QTest::newRow("instead of something") << QByteArray("before");
+        QTest::newRow("instead of nothing") << QByteArray();
+    }
+    void whoWasToldToPasteAndComesLateGetsTheText() {
+        QFETCH(const QByteArray, before);
+        std::optional<SelectionPeer> owner;
+        if (!before.isEmpty())
+            owner.emplace(m_display->name(), "CLIPBOARD",
+                          std::vector<SelectionPeer::Offer>{{.target = "UTF8_STRING", .data = before}});
+        X11Pasteboard pasteboard(m_display->name(), {.withOthers = {.withReaders = 1h}});
+        const auto saved = pasteboard.save();
+        pasteboard.write(u"dictated"_s, saved);
+        SelectionRequestor reader(m_display->name(), "CLIPBOARD");
+        const auto told = timeOfContents(reader);
+        awaitTimeAfter(told);
+        pasteboard.restore(saved);
+        reader.setTime(told);
+        QCOMPARE(reader.ask("UTF8_STRING")->data, "dictated");
+        reader.setTime(XCB_CURRENT_TIME);
+        QCOMPARE(reader.ask("UTF8_STRING").value_or(SelectionRequestor::Answer()).data, before);
+    }
+
+    void eachGetsTheTextOfItsTime() {
+        X11Pasteboard pasteboard(m_display->name(), {.withOthers = {.withReaders = 1h}});
+        SelectionRequestor reader(m_display->name(), "CLIPBOARD");
+        const auto saved = pasteboard.save();
+        std::vector<xcb_timestamp_t> told;
+        for (const QString &text : {u"one"_s, u"two"_s}) {
+            pasteboard.write(text, saved);
+            told.push_back(timeOfContents(reader));
+            awaitTimeAfter(told.back());
+        }
+        pasteboard.restore(saved);
+        reader.setTime(told[0]);
+        QCOMPARE(reader.ask("UTF8_STRING")->data, "one");
+        reader.setTime(told[1]);
+        QCOMPARE(reader.ask("UTF8_STRING")->data, "two");
+        reader.setTime(told[0] - 1);
+        QCOMPARE(reader.ask("UTF8_STRING"), std::nullopt);
+    }
+
+    void nobodyGetsATextThatIsLongGone() {
+        X11Pasteboard pasteboard(m_display->name(), {.withOthers = {.withReaders = 1ms}});
+        const SelectionPeer owner(m_display->name(), "CLIPBOARD",
+                                  {{.target = "UTF8_STRING", .data = "before"}});
+        const auto saved = pasteboard.save();
+        pasteboard.write(u"dictated"_s, saved);
+        SelectionRequestor reader(m_display->name(), "CLIPBOARD");
+        const auto told = timeOfContents(reader);
+        awaitTimeAfter(told);
+        pasteboard.restore(saved);
+        reader.setTime(told);
+        QTRY_COMPARE(reader.ask("UTF8_STRING"), std::nullopt);
+    }
+
+    void aTextThatWasCopiedForGoodIsNoLongerGivenOnceItIsReplaced() {
+        X11Pasteboard pasteboard(m_display->name(), {.withOthers = {.withReaders = 1h}});
+        pasteboard.write(u"one"_s, {});
+        SelectionRequestor reader(m_display->name(), "CLIPBOARD");
+        const auto told = timeOfContents(reader);
+        awaitTimeAfter(told);
+        pasteboard.write(u"two"_s, {});
+        reader.setTime(told);
+        QCOMPARE(reader.ask("UTF8_STRING"), std::nullopt);
     }
 
     void aLargeValueGoesToSeveralRequestorsAtOnce() {
@@ -826,6 +893,21 @@ private:
         SelectionRequestor requestor(m_display->name(), "CLIPBOARD");
         ChildProcess::waitUntil([&] { return requestor.isOwned(); });
         return xclip;
+    }
+
+    /// Since when the selection's owner has had it.
+    static xcb_timestamp_t timeOfContents(SelectionRequestor &requestor) {
+        xcb_timestamp_t time = XCB_CURRENT_TIME;
+        if (const auto answer = requestor.ask("TIMESTAMP"); answer && answer->data.size() == sizeof time)
+            std::memcpy(&time, answer->data.constData(), sizeof time);
+        return time;
+    }
+
+    /// What is done after that bears a later time.
+    void awaitTimeAfter(xcb_timestamp_t time) {
+        X11Connection connection(m_display->name());
+        QVERIFY(ChildProcess::waitUntil(
+            [&] { return connection.serverTime(QDeadlineTimer(10000)).value_or(time) != time; }));
     }
 
     void useEverything() {

@@ -20,7 +20,9 @@ namespace {
 /// A desktop of fakes, but for its clipboard.
 class DesktopWithClipboard : public FakePlatform {
 public:
-    explicit DesktopWithClipboard(const QByteArray &displayName) { x11.emplace(displayName, promptOwners); }
+    explicit DesktopWithClipboard(const QByteArray &displayName) {
+        x11.emplace(displayName, promptOwnersAndReaders);
+    }
     platform::Pasteboard &pasteboard() override { return *x11; }
 
     std::optional<platform::X11Pasteboard> x11;
