@@ -17,13 +17,8 @@ void PrimarySelectionLoan::take(const X11SelectionContents &contents) {
 bool PrimarySelectionLoan::gives(const X11SelectionContents &text) { return m_owner.gives(primary, text); }
 
 void PrimarySelectionLoan::giveBack() {
-    const auto saved = std::exchange(m_saved, {});
-    if (!saved)
-        return;
-    if (m_owner.held(primary))
-        m_owner.restore(primary, saved);
-    else
-        m_owner.endLoan(primary);
+    if (const auto saved = std::exchange(m_saved, {}))
+        m_owner.giveBack(primary, saved);
 }
 
 } // namespace quillora::platform

@@ -54,13 +54,13 @@ void X11Pasteboard::lendToPrimary() {
 
 void X11Pasteboard::takeTextAway() {
     if (const auto displaced = std::exchange(m_displaced, {}))
-        m_owner.restoreWhatIsHeld(clipboard, displaced);
+        m_owner.giveBack(clipboard, displaced);
 }
 
 void X11Pasteboard::handOver() {
     takeTextAway();
     m_loan.giveBack();
-    m_owner.handOver(m_handOverLimit);
+    m_owner.handOver();
 }
 
 } // namespace quillora::platform

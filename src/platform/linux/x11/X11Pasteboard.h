@@ -17,8 +17,7 @@ public:
     /// The display of that name; that of the environment if the name is empty. Where there is none, there is
     /// no access to what is on the pasteboard, and writing does nothing.
     explicit X11Pasteboard(const QByteArray &displayName = {}) : X11Pasteboard(displayName, Patience()) {}
-    X11Pasteboard(const QByteArray &displayName, Patience patience)
-        : m_owner(displayName, patience), m_handOverLimit(patience.withManagers) {}
+    X11Pasteboard(const QByteArray &displayName, Patience patience) : m_owner(displayName, patience) {}
 
     SavedPasteboardHandle save() override;
     bool write(const QString &text, const SavedPasteboardHandle &standsInFor) override;
@@ -39,7 +38,6 @@ private:
     void takeTextAway();
 
     X11SelectionOwner m_owner;
-    const std::chrono::milliseconds m_handOverLimit;
     PrimarySelectionLoan m_loan{m_owner};
     std::optional<X11SelectionContents> m_text; ///< what was written last, unless it was taken away again
     bool m_isForPrimary = false;                ///< that text is to be pasted from the primary selection

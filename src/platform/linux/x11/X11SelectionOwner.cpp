@@ -23,7 +23,8 @@ constexpr auto promptValues = 8ms;
 } // namespace
 
 X11SelectionOwner::X11SelectionOwner(const QByteArray &displayName, Patience patience)
-    : m_patienceWithLists(patience.withLists), m_server(displayName, patience.withOthers),
+    : m_patienceWithLists(patience.withLists), m_patienceWithManagers(patience.withManagers),
+      m_server(displayName, patience.withOthers),
       m_worker("selections", [this](Worker &worker) { run(worker); }) {}
 
 bool X11SelectionOwner::own(const QByteArray &selection, X11SelectionContents contents) {
@@ -34,13 +35,6 @@ bool X11SelectionOwner::own(const QByteArray &selection, X11SelectionContents co
 bool X11SelectionOwner::lend(const QByteArray &selection, X11SelectionContents contents) {
     const auto shared = std::make_shared<X11Collection>(std::move(contents));
     return ask<bool>([this, selection, shared] { return m_server.lend(selection, shared); });
-}
-
-void X11SelectionOwner::endLoan(const QByteArray &selection) {
-    ask<bool>([this, selection] {
-        m_server.endLoan(selection);
-        return true;
-    });
 }
 
 bool X11SelectionOwner::gives(const QByteArray &selection, const X11SelectionContents &text) {
@@ -74,12 +68,13 @@ void X11SelectionOwner::restore(const QByteArray &selection, const Collection &s
     });
 }
 
-void X11SelectionOwner::restoreWhatIsHeld(const QByteArray &selection, const Collection &saved) {
+void X11SelectionOwner::giveBack(const QByteArray &selection, const Collection &saved) {
     ask<bool>([this, selection, saved] {
-        const bool isHeld = m_server.held(selection) != nullptr;
-        if (isHeld)
+        if (m_server.held(selection))
             m_server.restore(selection, saved);
-        return isHeld;
+        else
+            m_server.endLoan(selection);
+        return true;
     });
 }
 
@@ -96,8 +91,8 @@ X11SelectionOwner::Collection X11SelectionOwner::held(const QByteArray &selectio
     return ask<Collection>([this, selection] { return m_server.held(selection); });
 }
 
-bool X11SelectionOwner::handOver(std::chrono::milliseconds limit) {
-    return ask<bool>([this, limit] { return m_server.handOver(limit); }, limit);
+bool X11SelectionOwner::handOver() {
+    return ask<bool>([this] { return m_server.handOver(m_patienceWithManagers); }, m_patienceWithManagers);
 }
 
 template <typename Result>

@@ -36,12 +36,9 @@ public:
     /// Takes the selection and offers these contents. False if the server did not let us.
     bool own(const QByteArray &selection, X11SelectionContents contents);
 
-    /// The same until `restore` or `endLoan`; meanwhile it is looked at what those give who take the
+    /// The same until `restore` or `giveBack`; meanwhile it is looked at what those give who take the
     /// selection over.
     bool lend(const QByteArray &selection, X11SelectionContents contents);
-
-    /// Leaves the selection to whoever owns it.
-    void endLoan(const QByteArray &selection);
 
     /// Whether one that asks for a text now gets this one, as far as that is known. An owner that has just
     /// taken over what we lend is waited for, like one that says what it has.
@@ -55,15 +52,15 @@ public:
     /// where nothing comes.
     void restore(const QByteArray &selection, const Collection &saved);
 
-    /// The same, unless another program has taken the selection meanwhile.
-    void restoreWhatIsHeld(const QByteArray &selection, const Collection &saved);
+    /// The same, unless another program has taken the selection meanwhile, which keeps it.
+    void giveBack(const QByteArray &selection, const Collection &saved);
 
     /// What we offer on the selection; null if it is not ours.
     Collection held(const QByteArray &selection);
 
     /// Asks the clipboard manager to keep what we offer on the clipboard. False if there is no manager, or
-    /// nothing to keep, or it had not taken everything after `limit`.
-    bool handOver(std::chrono::milliseconds limit);
+    /// nothing to keep, or it had not taken everything when patience with it was over.
+    bool handOver();
 
 private:
     std::optional<X11SelectionContents> toolkitContents(const QByteArray &selection);
@@ -75,6 +72,7 @@ private:
     void awaitInput(const Worker &worker) const;
 
     const std::chrono::milliseconds m_patienceWithLists;
+    const std::chrono::milliseconds m_patienceWithManagers;
     std::atomic<int> m_unanswered = 0;
     QDeadlineTimer m_patience;   ///< the main thread's, with everything that is unanswered
     X11SelectionServer m_server; ///< the thread's own

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstring>
 #include <future>
+#include <stdexcept>
 
 #include <xcb/xfixes.h>
 
@@ -438,8 +439,7 @@ private Q_SLOTS:
         const auto saved = pasteboard.save();
         pasteboard.write(u"dictated"_s, saved);
         SelectionRequestor reader(m_display->name(), "CLIPBOARD");
-        const auto told = timeOfContents(reader);
-        awaitTimeAfter(told);
+        const auto told = timeOfTelling(reader);
         pasteboard.restore(saved);
         reader.setTime(told);
         QCOMPARE(reader.ask("UTF8_STRING")->data, "dictated");
@@ -454,8 +454,7 @@ private Q_SLOTS:
         std::vector<xcb_timestamp_t> told;
         for (const QString &text : {u"one"_s, u"two"_s}) {
             pasteboard.write(text, saved);
-            told.push_back(timeOfContents(reader));
-            awaitTimeAfter(told.back());
+            told.push_back(timeOfTelling(reader));
         }
         pasteboard.restore(saved);
         reader.setTime(told[0]);
@@ -473,8 +472,7 @@ private Q_SLOTS:
         const auto saved = pasteboard.save();
         pasteboard.write(u"dictated"_s, saved);
         SelectionRequestor reader(m_display->name(), "CLIPBOARD");
-        const auto told = timeOfContents(reader);
-        awaitTimeAfter(told);
+        const auto told = timeOfTelling(reader);
         pasteboard.restore(saved);
         reader.setTime(told);
         QTRY_COMPARE(reader.ask("UTF8_STRING"), std::nullopt);
@@ -484,8 +482,7 @@ private Q_SLOTS:
         X11Pasteboard pasteboard(m_display->name(), {.withOthers = {.withReaders = 1h}});
         pasteboard.write(u"one"_s, {});
         SelectionRequestor reader(m_display->name(), "CLIPBOARD");
-        const auto told = timeOfContents(reader);
-        awaitTimeAfter(told);
+        const auto told = timeOfTelling(reader);
         pasteboard.write(u"two"_s, {});
         reader.setTime(told);
         QCOMPARE(reader.ask("UTF8_STRING"), std::nullopt);
@@ -765,10 +762,10 @@ private Q_SLOTS:
     // The end.
 
     void withoutAClipboardManagerThereIsNothingToWaitFor() {
-        platform::X11SelectionOwner owner(m_display->name());
+        platform::X11SelectionOwner owner(m_display->name(), {.withManagers = 60s});
         QVERIFY(owner.own("CLIPBOARD", platform::X11SelectionContents::ofText(u"text"_s)));
         const QDeadlineTimer deadline(60s);
-        QVERIFY(!owner.handOver(60s));
+        QVERIFY(!owner.handOver());
         QVERIFY(!deadline.hasExpired());
     }
 
@@ -903,11 +900,16 @@ private:
         return time;
     }
 
-    /// What is done after that bears a later time.
-    void awaitTimeAfter(xcb_timestamp_t time) {
+    /// When a reader is told to paste what is there; what is done after that bears a later time.
+    xcb_timestamp_t timeOfTelling(SelectionRequestor &reader) {
+        const auto time = timeOfContents(reader);
         X11Connection connection(m_display->name());
-        QVERIFY(ChildProcess::waitUntil(
-            [&] { return connection.serverTime(QDeadlineTimer(10000)).value_or(time) != time; }));
+        const auto hasPassed = [&] {
+            return connection.serverTime(QDeadlineTimer(10000)).value_or(time) != time;
+        };
+        if (!ChildProcess::waitUntil(hasPassed))
+            throw std::runtime_error("the server's time stands still");
+        return time;
     }
 
     void useEverything() {
