@@ -57,11 +57,6 @@ QByteArray strongTag(const QNetworkReply &reply) {
     return tag.startsWith('"') ? tag : QByteArray();
 }
 
-/// How long the server asks to be left alone.
-std::chrono::milliseconds retryAfter(const QNetworkReply &reply) {
-    return platform::retryAfter(reply.rawHeader("Retry-After"), QDateTime::currentDateTimeUtc());
-}
-
 struct Range {
     qint64 first = -1;
     qint64 total = -1;
@@ -282,7 +277,9 @@ void Download::finish() {
         startAgain();
     } else {
         const ModelFault fault(u"%1 answered with the error %2."_s.arg(m_url.host()).arg(status));
-        mayPass(status) ? tryAgain(fault, retryAfter(*m_reply)) : end(fault);
+        mayPass(status)
+            ? tryAgain(fault, retryAfter(m_reply->rawHeader("Retry-After"), QDateTime::currentDateTimeUtc()))
+            : end(fault);
     }
 }
 
