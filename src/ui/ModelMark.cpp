@@ -13,6 +13,8 @@ QString wayOut(platform::ModelKind kind) {
     return kind == platform::ModelKind::translation ? u". Choose OpenAI Natural as the engine."_s : QString();
 }
 
+Picker::Mark unserved(const QString &words) { return {u"slash.circle"_s, {}, words}; }
+
 } // namespace
 
 std::optional<Picker::Mark> modelMark(const ModelNeed &need, platform::ModelKind kind) {
@@ -25,15 +27,13 @@ std::optional<Picker::Mark> modelMark(const ModelNeed &need, platform::ModelKind
     case ModelNeed::Standing::arriving:
         return Picker::Mark{u"arrow.triangle.2.circlepath.circle"_s, need.percent, standing};
     case ModelNeed::Standing::unserved:
-        return Picker::Mark{u"slash.circle"_s, {}, standing + wayOut(kind)};
+        return unserved(standing + wayOut(kind));
     }
     Q_UNREACHABLE();
 }
 
 Picker::Mark hostedMark() {
-    return {u"slash.circle"_s,
-            {},
-            u"There is no model for this. Choosing it changes the engine to OpenAI Natural."_s};
+    return unserved(u"There is no model for this. Choosing it changes the engine to OpenAI Natural."_s);
 }
 
 } // namespace quillora
