@@ -1,9 +1,7 @@
 #include "contract/FirstStartContract.h"
 #include "fakes/FakeFirstStart.h"
 #include "platform/linux/settings/StateFirstStart.h"
-#include "support/Files.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;

@@ -3,6 +3,7 @@
 #include "fakes/FakeMainQueue.h"
 #include "fakes/FakeModelStore.h"
 #include "platform/linux/models/ModelCatalog.h"
+#include "support/SetVariable.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -164,9 +165,8 @@ private Q_SLOTS:
     }
 
     void whatIsChosenLiesUnderTheDataFolder() {
-        qputenv("XDG_DATA_HOME", m_folder->path().toUtf8());
+        const test::SetVariable data("XDG_DATA_HOME", {m_folder->path()});
         QCOMPARE(EngineRoutes::standardFile(), m_folder->filePath(u"Quillora/chosen-models.json"_s));
-        qunsetenv("XDG_DATA_HOME");
     }
 
     void pausesAreToldWhateverTheLanguage() {

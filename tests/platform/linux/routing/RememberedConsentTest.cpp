@@ -1,5 +1,6 @@
 #include "support/ConsentInFolder.h"
 #include "support/Files.h"
+#include "support/SetVariable.h"
 
 #include <QTest>
 
@@ -19,9 +20,8 @@ private Q_SLOTS:
 
     void whatWasDeclinedLiesUnderTheStateFolder() {
         const QTemporaryDir home;
-        qputenv("XDG_STATE_HOME", home.path().toUtf8());
+        const SetVariable state("XDG_STATE_HOME", {home.path()});
         QCOMPARE(RememberedConsent::standardFile(), home.filePath(u"Quillora/declined-downloads.json"_s));
-        qunsetenv("XDG_STATE_HOME");
     }
 
     void notNowHoldsOverARestart() {

@@ -1,5 +1,6 @@
 #include "platform/linux/settings/StateFirstStart.h"
 #include "support/Files.h"
+#include "support/SetVariable.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -23,12 +24,11 @@ private Q_SLOTS:
     }
 
     void itLiesInTheXdgStateFolder() {
-        qputenv("XDG_STATE_HOME", "/somewhere/state");
+        const SetVariable state("XDG_STATE_HOME", {u"/somewhere/state"_s});
         QCOMPARE(StateFirstStart::standardFile(), u"/somewhere/state/Quillora/first-start-is-over"_s);
-        qputenv("XDG_STATE_HOME", "not/absolute");
+        const SetVariable relative("XDG_STATE_HOME", {u"not/absolute"_s});
         QCOMPARE(StateFirstStart::standardFile(),
                  QDir::homePath() + u"/.local/state/Quillora/first-start-is-over"_s);
-        qunsetenv("XDG_STATE_HOME");
     }
 };
 
