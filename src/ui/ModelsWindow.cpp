@@ -65,7 +65,7 @@ QList<ModelListView::Item> speechItems(const Models &models, const QList<SpokenL
     }
     QList<ModelListView::Item> items;
     for (const ModelEntry &entry : ModelList::speech(models, locales)) {
-        const auto label = labels.at(locales.indexOf(entry.task.languages.first()));
+        const auto &label = labels.at(locales.indexOf(entry.task.languages.first()));
         items += {entry, {label.flag + u' ' + label.name, label.name, label.words}};
     }
     if (const auto entry = ModelList::pauses(models))
