@@ -33,13 +33,6 @@ bool does(const ModelDescription &model, const ModelTask &task) {
     return isAmong(model.languages, task.languages.first());
 }
 
-/// What a choice is kept by: hearing a language, whatever the region.
-ModelTask inEveryRegion(const ModelTask &task) {
-    if (task.kind != ModelKind::speech)
-        return task;
-    return ModelTask::hearing(task.languages.first().section(u'-', 0, 0));
-}
-
 /// Of two models the larger one is worth its size where each further megabyte earns it so many points.
 double priceOfMegabyte(const Computer &computer) {
     const bool isSmall = computer.memory < 4 * gibibyte || computer.cores < 2;
@@ -121,11 +114,18 @@ QStringList EngineRoutes::choices(const ModelTask &task) const {
 }
 
 QString EngineRoutes::chosen(const ModelTask &task) const {
-    const QString id = m_chosen.text(inEveryRegion(task));
+    const QString id = m_chosen.text(scope(task));
     return choices(task).contains(id) ? id : QString();
 }
 
-void EngineRoutes::choose(const ModelTask &task, const QString &id) { m_chosen.set(inEveryRegion(task), id); }
+void EngineRoutes::choose(const ModelTask &task, const QString &id) { m_chosen.set(scope(task), id); }
+
+ModelTask EngineRoutes::scope(const ModelTask &task) const {
+    if (task.kind != ModelKind::speech)
+        return task;
+    const ModelTask inEveryRegion = ModelTask::hearing(task.languages.first().section(u'-', 0, 0));
+    return choices(task) == choices(inEveryRegion) ? inEveryRegion : task;
+}
 
 std::optional<ModelRoute> EngineRoutes::direct(const QStringList &without, const ModelTask &task) const {
     QStringList candidates = choices(task);

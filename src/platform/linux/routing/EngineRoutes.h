@@ -41,6 +41,8 @@ public:
     void choose(const ModelTask &task, const QString &id) override;
 
 private:
+    /// What a choice holds for: every region of a language, but for those that models of their own hear.
+    ModelTask scope(const ModelTask &task) const;
     std::optional<ModelRoute> direct(const QStringList &without, const ModelTask &task) const;
     std::optional<ModelRoute> byWayOfEnglish(const QStringList &without, const ModelTask &task) const;
     bool isBetter(const ModelDescription &model, const ModelDescription &other, const ModelTask &task) const;

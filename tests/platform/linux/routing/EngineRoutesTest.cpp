@@ -157,6 +157,25 @@ private Q_SLOTS:
         QCOMPARE(later.chosen(ModelTask::hearing(u"de-DE"_s)), QString());
     }
 
+    void whatIsChosenForARegionWithAModelOfItsOwnHoldsThereAlone() {
+        auto austrian = *m_store->description(u"kroko-de"_s);
+        austrian.id = u"austrian"_s;
+        austrian.languages = {u"de-AT"_s};
+        m_store->offer(austrian);
+        const ModelTask german = ModelTask::hearing(u"de-DE"_s);
+        const ModelTask inAustria = ModelTask::hearing(u"de-AT"_s);
+        EngineRoutes all = routes(roomy);
+        all.choose(german, u"nemotron-3.5-320ms"_s);
+        QCOMPARE(all.chosen(inAustria), QString());
+        for (const QString &id : {u"kroko-de"_s, u"austrian"_s}) {
+            all.choose(inAustria, id);
+            QCOMPARE(routes(roomy).chosen(inAustria), id);
+            QCOMPARE(routes(roomy).chosen(german), u"nemotron-3.5-320ms"_s);
+        }
+        all.choose(german, {});
+        QCOMPARE(all.chosen(inAustria), u"austrian"_s);
+    }
+
     void aChoiceIsTakenBackForEveryRegion() {
         EngineRoutes all = routes(roomy);
         all.choose(ModelTask::hearing(u"en-US"_s), u"kroko-en"_s);
