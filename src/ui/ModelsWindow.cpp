@@ -44,14 +44,28 @@ bool hasModelsOfItsOwn(const Models &models, const QString &locale, const QStrin
                        [&others](const QString &id) { return !others.contains(id); });
 }
 
+/// The locale that stands for a whole language: one that no region's own models hear, where there is one.
+/// There is an option for the language at least.
+QString localeOfLanguage(const Models &models, const QString &code,
+                         const QList<SpokenLanguageOption> &spoken) {
+    const auto countChoices = [&models](const QString &locale) {
+        return models.routes().choices(ModelTask::hearing(locale)).size();
+    };
+    QString usual = LanguageCatalog::preferredSpeechLocale(code, spoken)->id;
+    for (const auto &option : spoken) {
+        if (option.translationLanguageIdentifier == code && countChoices(option.id) < countChoices(usual))
+            usual = option.id;
+    }
+    return usual;
+}
+
 /// An item for each language, and one for a region of it that has models of its own.
 QList<ModelListView::Item> speechItems(const Models &models, const QList<SpokenLanguageOption> &spoken) {
     QStringList locales;
     QList<LanguageLabel> labels;
     for (const auto &option : spoken) {
         const QString code = option.translationLanguageIdentifier;
-        // There is this option at least.
-        const QString usual = LanguageCatalog::preferredSpeechLocale(code, spoken)->id;
+        const QString usual = localeOfLanguage(models, code, spoken);
         const auto language = LanguageLabel::of(code);
         if (!locales.contains(usual)) {
             locales += usual;

@@ -191,6 +191,19 @@ private Q_SLOTS:
                  (QStringList{u"🇺🇸 English"_s, u"🇬🇧 English (United Kingdom)"_s}));
     }
 
+    void aRegionWithAModelOfItsOwnNeverStandsForItsLanguage() {
+        // Dutch has no preferred region, and Belgium's name goes first.
+        ModelsHarness harness([](FakePlatform &platform) {
+            platform.speech.locales = QStringList{u"nl-BE"_s, u"nl-NL"_s};
+            platform.locale.displayNames[u"nl-BE"_s] = u"Dutch (Belgium)"_s;
+            platform.models.offer(speechModel(u"dutch"_s, u"nl"_s));
+            platform.models.offer(speechModel(u"flemish"_s, u"nl-BE"_s));
+            platform.routes.offer(ModelTask::hearing(u"nl-NL"_s), {u"dutch"_s});
+            platform.routes.offer(ModelTask::hearing(u"nl-BE"_s), {u"flemish"_s, u"dutch"_s});
+        });
+        QCOMPARE(titles(harness, u"speechModels"_s), (QStringList{u"🇳🇱 Dutch"_s, u"🇧🇪 Dutch (Belgium)"_s}));
+    }
+
     void whatHearsPausesComesAfterTheLanguagesAndIsInstalledAndRemovedAsTheyAre() {
         ModelsHarness harness(fillShelfWithVoiceActivity);
         QCOMPARE(titles(harness, u"speechModels"_s).last(), u"Voice activity: hears pauses in noise"_s);
