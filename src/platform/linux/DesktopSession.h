@@ -22,7 +22,7 @@ public:
     virtual Workspace &workspace() = 0;
 
     /// Gives the desktop back what others wait for before the program ends, in this order: the keyboard, and
-    /// the clipboard, to whoever keeps it for programs that end. Takes 500 ms at most.
+    /// the clipboard, to whoever keeps it for programs that end. Takes 3 s at most.
     virtual void leave() = 0;
 
     /// Who has left the program where nobody asked for its end, in words that stand alone.
