@@ -53,7 +53,8 @@ public:
     Translator(const Files &files, Languages languages, Options options);
     Translator(const Files &files, Languages languages);
 
-    /// Gives all memory back to the system.
+    /// Gives all memory back to the system, but for what the C library keeps of it (`M_TRIM_THRESHOLD` in
+    /// mallopt(3)).
     ~Translator();
 
     Translator(Translator &&) noexcept;

@@ -1,4 +1,5 @@
 #include "platform/linux/translation/neural/Translator.h"
+#include "platform/linux/FreedMemory.h"
 #include "platform/linux/translation/neural/ModelError.h"
 #include "platform/linux/translation/neural/kernels/Kernels.h"
 #include "support/neural/DictionaryModel.h"
@@ -12,12 +13,12 @@
 #include <ctime>
 #include <fstream>
 #include <limits>
-#include <malloc.h>
 #include <semaphore>
 #include <sstream>
 #include <thread>
 
 using namespace Qt::StringLiterals;
+using namespace quillora;
 using namespace quillora::neural;
 using namespace quillora::test;
 
@@ -141,9 +142,6 @@ Translator::Files TranslatorTest::filesIn(const QString &folder) {
 }
 
 void TranslatorTest::initTestCase() {
-    // One heap for all threads: of several each keeps some of what it once took, and chance decides which
-    // one a thread gets.
-    mallopt(M_ARENA_MAX, 1);
     writeDictionaryModel(m_folder.path().toStdString());
 }
 
@@ -330,6 +328,7 @@ void TranslatorTest::outputIsBounded() {
 }
 
 void TranslatorTest::itsMemoryIsGivenBack() {
+    platform::giveFreedMemoryBack(); // as the program does
     RandomModel model = mediumModel();
     model.shape.sourceVocabulary = model.shape.targetVocabulary = 30000;
     const Translator::Files modelFiles = writeRandomModel(model, m_folder.path());
