@@ -141,9 +141,7 @@ Translator::Files TranslatorTest::filesIn(const QString &folder) {
     return {path / "model.bin", path / "vocabulary.spm", path / "vocabulary.spm", path / "shortlist.bin"};
 }
 
-void TranslatorTest::initTestCase() {
-    writeDictionaryModel(m_folder.path().toStdString());
-}
+void TranslatorTest::initTestCase() { writeDictionaryModel(m_folder.path().toStdString()); }
 
 void TranslatorTest::wordsAreTranslated_data() {
     QTest::addColumn<QString>("german");
