@@ -23,14 +23,17 @@ public:
     std::size_t dimension() const { return m_dimension; }
 
     void multiply(const Matrix &matrix, const float *x, std::size_t rows, float *y) {
-        if (m_stop.stop_requested())
-            throw Stopped();
-        m_multiplier.multiply(matrix, x, rows, y);
+        for (std::size_t row = 0; row < rows; row += mostRows) {
+            obeyStop();
+            m_multiplier.multiply(matrix, x + row * matrix.inputs, std::min(mostRows, rows - row),
+                                  y + row * matrix.outputs);
+        }
     }
 
     /// `rows` queries look at `sourceRows` keys, turned on their side, and values.
     void attend(const float *queries, std::size_t rows, const float *keys, const float *values,
                 std::size_t sourceRows, float *y) {
+        obeyStop();
         m_weights.resize(wholeBlocks(sourceRows));
         for (std::size_t row = 0; row < rows; ++row)
             m_kernels.attend({queries + row * m_dimension, keys, values, sourceRows, m_dimension, m_heads,
@@ -54,6 +57,15 @@ public:
     }
 
 private:
+    void obeyStop() const {
+        if (m_stop.stop_requested())
+            throw Stopped();
+    }
+
+    /// So many rows of the widest product take some milliseconds on a slow computer, and a stop is heard
+    /// between. Fewer would read the weights too often.
+    static constexpr std::size_t mostRows = 128;
+
     const Kernels &m_kernels;
     const std::stop_token &m_stop;
     const std::size_t m_dimension;

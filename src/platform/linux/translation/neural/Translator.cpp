@@ -23,8 +23,7 @@ namespace quillora::neural {
 
 namespace {
 
-// Sentences that are computed side by side share the reading of the weights. More of them gain little, and a
-// stop takes effect only between two products.
+// Sentences that are computed side by side share the reading of the weights. More of them gain little.
 constexpr std::size_t mostSentences = 16;
 constexpr std::size_t mostTokens = 256;
 
