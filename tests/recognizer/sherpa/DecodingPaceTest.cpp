@@ -34,10 +34,11 @@ private Q_SLOTS:
         QVERIFY(pace.isDue(second, start + 400ms + 400ms));
     }
 
-    void soundThatWouldTakeASecondIsTooLong() {
-        const auto pace = paceOf(10 * second, 400ms);
-        QVERIFY(!pace.isTooLong(24 * second));
-        QVERIFY(pace.isTooLong(25 * second));
+    void soundThatCouldNotBeDecodedTwiceWhileItsTextIsWaitedForIsTooLong() {
+        const auto pace = paceOf(10 * second, 350ms);
+        QVERIFY(!pace.isTooLong(20 * second - 1));
+        QVERIFY(pace.isTooLong(20 * second));
+        QVERIFY(2 * quillora::recognizer::longestDecoding < 1500ms);
     }
 
     void aSlowComputerKeepsTwoSecondsOfContext() {

@@ -3,6 +3,7 @@
 #include "platform/linux/recognition/ProcessRecognizer.h"
 #include "platform/linux/recognition/SherpaModel.h"
 #include "platform/linux/recognition/SpokenLocales.h"
+#include "recognizer/protocol/SherpaFiles.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -291,9 +292,9 @@ std::vector<RecognizerModel> OnDeviceRecognizers::replacements(const QString &lo
     return models;
 }
 
-/// What is left to decode at the release may be two seconds long, and its text is waited for 1.5 seconds.
+/// What is left to decode at the release may be two seconds long, whatever the model takes for them.
 QString OnDeviceRecognizers::remarkOnSpeed(std::chrono::milliseconds took) {
-    if (took <= std::chrono::seconds(1))
+    if (took <= recognizer::longestDecoding)
         return {};
     return u"This computer is too slow for it: two seconds of speech take it %1 seconds."_s.arg(
         double(took.count()) / 1000, 0, 'f', 1);

@@ -403,7 +403,7 @@ private Q_SLOTS:
     }
 
     void aModelThatIsTooSlowIsCalledThat() {
-        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(1000ms), QString());
+        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(700ms), QString());
         QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(1449ms),
                  u"This computer is too slow for it: two seconds of speech take it 1.4 seconds."_s);
     }
