@@ -10,6 +10,7 @@
 #include <fstream>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -49,6 +50,36 @@ bool isGone(RecognizerProcess &process) {
     }
     return true;
 }
+
+/// Keeps a process from being collected by its parent.
+class Tracer {
+public:
+    explicit Tracer(pid_t id) {
+        auto [here, there] = Channel::pair();
+        m_tracer = ::fork();
+        if (m_tracer == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            const bool isTracing = ::ptrace(PTRACE_SEIZE, id, nullptr, nullptr) == 0;
+            there.send(encode(Begin{isTracing, 0}));
+            ::pause();
+            ::_exit(EXIT_SUCCESS);
+        }
+        m_isTracing = std::get<Begin>(decodeCommand(*here.receive())).dictation != 0;
+    }
+    ~Tracer() { end(); }
+    Tracer(const Tracer &) = delete;
+    Tracer &operator=(const Tracer &) = delete;
+
+    bool isTracing() const { return m_isTracing; }
+    void end() {
+        if (m_tracer > 0 && ::kill(m_tracer, SIGKILL) == 0)
+            ::waitpid(std::exchange(m_tracer, -1), nullptr, 0);
+    }
+
+private:
+    pid_t m_tracer = -1;
+    bool m_isTracing = false;
+};
 
 } // namespace
 
@@ -133,6 +164,18 @@ private Q_SLOTS:
             return process->id();
         }();
         QCOMPARE(::kill(id, 0), -1); // collected, too
+    }
+
+    void oneThatCannotBeCollectedAtOnceIsCollectedLater() {
+        auto process = fake();
+        const pid_t id = process->id();
+        Tracer tracer(id);
+        if (!tracer.isTracing())
+            QSKIP("this user may not trace a process that is not his child");
+        process.reset();
+        QCOMPARE(::kill(id, 0), 0); // dead, and its tracer's for as long as that lives
+        tracer.end();
+        QTRY_VERIFY(::kill(id, 0) != 0);
     }
 
     void nothingIsInheritedButTheSocket() {

@@ -10,6 +10,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -61,6 +62,16 @@ private:
     posix_spawnattr_t m_attributes{};
 };
 
+/// For one that even SIGKILL does not end at once, since it waits for a disk, say. It is no zombie
+/// afterwards, and nobody waits for it meanwhile.
+void collectLater(pid_t id) {
+    try {
+        std::thread([id] { ::waitpid(id, nullptr, 0); }).detach();
+    } catch (const std::system_error &) {
+        // Without a thread it is collected once this program has ended.
+    }
+}
+
 } // namespace
 
 std::string RecognizerProcess::installedProgram() {
@@ -104,11 +115,13 @@ int RecognizerProcess::collect() {
     const bool isToBeEnded = !m_channel.isOtherEndGone() || !hasEnded();
     if (isToBeEnded) {
         ::kill(m_id, SIGKILL);
-        // One that even this does not end waits for a disk; the program does not.
         hasEnded();
     }
+    const pid_t id = std::exchange(m_id, -1);
     int status = 0;
-    const bool isCollected = ::waitpid(std::exchange(m_id, -1), &status, WNOHANG) > 0;
+    const bool isCollected = ::waitpid(id, &status, WNOHANG) > 0;
+    if (!isCollected)
+        collectLater(id);
     if (isCollected && WIFEXITED(status))
         return WEXITSTATUS(status);
     return isCollected && WIFSIGNALED(status) && !isToBeEnded ? -WTERMSIG(status) : endedHere;
