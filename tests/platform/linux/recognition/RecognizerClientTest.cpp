@@ -29,6 +29,15 @@ qsizetype descriptorCount() {
     return QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries | QDir::System).size();
 }
 
+/// What of this process's memory others may write to, or is there for others.
+QStringList sharedMemory() {
+    QFile map(u"/proc/self/maps"_s);
+    if (!map.open(QFile::ReadOnly))
+        return {u"unknown"_s};
+    const auto lines = QString::fromUtf8(map.readAll()).split(u'\n');
+    return lines.filter(QRegularExpression(u"^\\S+ .w.s|/dev/shm/|/memfd:"_s));
+}
+
 /// The recognizers below this process; dead ones that nobody has collected included.
 QList<test::ProcessTree::Process> processes() { return test::ProcessTree::descendants(); }
 
@@ -612,13 +621,19 @@ private Q_SLOTS:
                                    ? qEnvironmentVariableIntValue("QUILLORA_KILLS")
                                    : 20;
         const auto before = descriptorCount();
+        const auto sharedBefore = sharedMemory();
         std::mt19937 random(1);
         {
             const auto client = loaded();
             for (int i = 0; i < dictations; ++i) {
+                if (random() % 4 == 0)
+                    replaceProcess(); // so that the next one still loads when the person begins
                 Dictating dictating(*client);
                 const int words = 5 + int(random() % 20);
-                const auto moment = 1 + int(random() % unsigned(words + 1)); // the last one after the end
+                // The first one is before a word, the last one after the end.
+                const auto moment = int(random() % unsigned(words + 2));
+                if (moment == 0)
+                    killProcesses();
                 for (int word = 1; word <= words; ++word) {
                     dictating.hear(FakeSpeech::words(word, word));
                     if (random() % 4 == 0)
@@ -639,6 +654,7 @@ private Q_SLOTS:
         }
         QVERIFY(processes().isEmpty());
         QCOMPARE(descriptorCount(), before);
+        QCOMPARE(sharedMemory(), sharedBefore);
     }
 
 private:
@@ -676,6 +692,18 @@ private:
     static void killProcesses() {
         for (const auto &process : processes())
             ::kill(pid_t(process.id), SIGKILL);
+    }
+
+    /// Between two dictations: what dies before one is no death in it.
+    static void replaceProcess() {
+        const auto before = processes();
+        killProcesses();
+        const auto isCollected = [&before] {
+            return std::ranges::none_of(before,
+                                        [](const auto &one) { return ::kill(pid_t(one.id), 0) == 0; });
+        };
+        if (!waitUntil(isCollected))
+            throw std::runtime_error("a dead process was not collected");
     }
 
     /// What becomes of a dictation of so many words.
