@@ -48,8 +48,8 @@ public:
     void prepare(const QString &localeIdentifier) override;
     std::unique_ptr<SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override;
 
-    /// What a person is told of a model that takes so long for two seconds of sound; empty if that will do.
-    static QString remarkOnSpeed(std::chrono::milliseconds took);
+    /// What a person is told where the model takes so long for two seconds of sound; empty if that will do.
+    static QString remarkOnSpeed(const RecognizerModel &model, std::chrono::milliseconds took);
 
 private:
     /// A model on its way into the recognizer's process, or in it.

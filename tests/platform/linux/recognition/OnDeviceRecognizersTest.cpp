@@ -1,6 +1,7 @@
 #include "platform/linux/recognition/OnDeviceRecognizers.h"
 #include "fakes/FakePlatform.h"
 #include "platform/linux/recognition/InstalledToneModel.h"
+#include "recognizer/protocol/SherpaFiles.h"
 #include "support/Files.h"
 #include "support/ProcessTree.h"
 #include "support/Recording.h"
@@ -403,9 +404,18 @@ private Q_SLOTS:
     }
 
     void aModelThatIsTooSlowIsCalledThat() {
-        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(700ms), QString());
-        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(1449ms),
+        platform::RecognizerModel offline{"sherpa", {}};
+        offline.longestDecoding = recognizer::longestDecoding;
+        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(offline, recognizer::longestDecoding), QString());
+        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(offline, 1449ms),
                  u"This computer is too slow for it: two seconds of speech take it 1.4 seconds."_s);
+    }
+
+    void aModelThatKeepsUpWithWhoeverSpeaksIsNotTooSlow() {
+        const platform::RecognizerModel streaming{"sherpa", {}};
+        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(streaming, 1600ms), QString());
+        QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(streaming, 1700ms),
+                 u"This computer is too slow for it: two seconds of speech take it 1.7 seconds."_s);
     }
 
     void everyModelIsTriedOnceItIsLoaded() {
