@@ -12,9 +12,6 @@ namespace quillora::recognizer {
 
 namespace {
 
-/// Some models leave out a word that ends with the sound.
-constexpr std::size_t silenceAfter = std::size_t{sampleRate} * 3 / 10;
-
 /// The middle of the quietest tenth of a second in the last second of the sound, counted from its end.
 std::size_t quietestFromEnd(std::span<const std::int16_t> sound) {
     constexpr std::size_t part = sampleRate / 20;
@@ -96,7 +93,7 @@ std::size_t SherpaOfflineDecoder::endEarly() {
 void SherpaOfflineDecoder::decode() {
     const auto began = m_clock();
     toFloat(m_segment, m_samples);
-    m_samples.resize(m_samples.size() + silenceAfter);
+    m_samples.resize(m_samples.size() + DecodingPace::silenceAfter);
     const sherpa::Owned<sherpa::OfflineStream> stream(m_library.offline.createStream(m_recognizer.get()),
                                                       m_library.offline.destroyStream);
     m_library.offline.accept(stream.get(), sampleRate, m_samples.data(),

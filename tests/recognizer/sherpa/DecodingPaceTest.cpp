@@ -8,6 +8,7 @@ using quillora::recognizer::DecodingPace;
 namespace {
 
 constexpr std::size_t second = quillora::recognizer::sampleRate;
+constexpr std::size_t silence = DecodingPace::silenceAfter;
 constexpr DecodingPace::Time start = DecodingPace::Time() + 24h;
 
 /// One that has decoded so much, for so long.
@@ -35,10 +36,16 @@ private Q_SLOTS:
     }
 
     void soundThatCouldNotBeDecodedTwiceWhileItsTextIsWaitedForIsTooLong() {
-        const auto pace = paceOf(10 * second, 350ms);
-        QVERIFY(!pace.isTooLong(20 * second - 1));
-        QVERIFY(pace.isTooLong(20 * second));
+        const auto pace = paceOf(10 * second - silence, quillora::recognizer::longestDecoding / 2);
+        QVERIFY(!pace.isTooLong(20 * second - silence - 1));
+        QVERIFY(pace.isTooLong(20 * second - silence));
         QVERIFY(2 * quillora::recognizer::longestDecoding < 1500ms);
+    }
+
+    void theSilenceThatIsDecodedTooIsNoFaultOfAShortSegment() {
+        const auto pace = paceOf(silence, quillora::recognizer::longestDecoding / 5);
+        QVERIFY(!pace.isTooLong(3 * second - silence - 1));
+        QVERIFY(pace.isTooLong(3 * second - silence));
     }
 
     void aSlowComputerKeepsTwoSecondsOfContext() {
