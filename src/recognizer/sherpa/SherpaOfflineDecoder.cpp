@@ -45,6 +45,7 @@ SherpaOfflineDecoder::SherpaOfflineDecoder(const SherpaLibrary &library,
     // What is wrong with its networks shows when they first run, which also takes longer than ever after.
     m_segment.resize(sampleRate / 2);
     decode();
+    m_pace = {};
 }
 
 void SherpaOfflineDecoder::beginUtterance() {

@@ -204,6 +204,18 @@ private Q_SLOTS:
         QCOMPARE(decoder->text(), std::string("h"));
     }
 
+    void wordsThatWaitedForAModelAreNotCutBecauseItsFirstRunTookLong() {
+        DecodingPace::Time now{};
+        std::chrono::seconds passing(5); // between two looks at the clock
+        const auto clock = [&] { return now += passing; };
+        const auto decoder =
+            SherpaEngine(ToneModels::libraryFolder(), clock).load(ToneModels::model("offline-nemo-ctc"));
+        passing = {};
+        decoder->beginUtterance();
+        decoder->accept(ToneSpeech().say("the quick brown fox"));
+        QVERIFY(!decoder->isFull());
+    }
+
     // Where a model tells speech from pauses.
 
     void aPauseFullOfNoiseIsHeardByADetectorAlone() {
