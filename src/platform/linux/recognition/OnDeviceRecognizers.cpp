@@ -3,7 +3,6 @@
 #include "platform/linux/recognition/ProcessRecognizer.h"
 #include "platform/linux/recognition/SherpaModel.h"
 #include "platform/linux/recognition/SpokenLocales.h"
-#include "recognizer/protocol/SherpaFiles.h"
 
 #include <QDateTime>
 #include <QFile>
