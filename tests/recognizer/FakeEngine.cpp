@@ -64,6 +64,7 @@ public:
 
     void beginUtterance() override {
         m_isFull = false;
+        m_isLastInDoubt = false;
         m_text.clear();
         m_last = 0;
         m_silence = longSilence;
@@ -93,12 +94,17 @@ private:
             fail(fault->second);
         m_isFull = m_faults.contains(sample) && m_faults.at(sample) == "full" && !m_text.empty();
         m_sinceWord = 1;
-        m_text += (m_text.empty() ? "w" : " w") + std::to_string(sample);
+        if (m_isLastInDoubt)
+            m_text[m_text.rfind('v')] = 'w';
+        m_isLastInDoubt = m_faults.contains(sample) && m_faults.at(sample) == "revise";
+        m_text +=
+            std::string(m_text.empty() ? "" : " ") + (m_isLastInDoubt ? 'v' : 'w') + std::to_string(sample);
     }
 
     const std::map<int, std::string> m_faults;
     std::string m_text;
     bool m_isFull = false;
+    bool m_isLastInDoubt = false;
     std::size_t m_sinceWord = 0; ///< samples since the last word began, that one included
     std::int16_t m_last = 0;
     int m_silence = longSilence;

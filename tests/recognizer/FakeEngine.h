@@ -10,8 +10,9 @@ namespace quillora::test {
 ///
 /// The model is a file; each line of it has a word's number, or "load", and what happens then: missing,
 /// damaged, version, error, exit, crash, kill, hang, memory or garbage; an answer that nobody waits for, as
-/// ready, refused, finished or tried; or full, as an utterance that would take too long to decode: it ends
-/// early without that word. It is read when the model is loaded.
+/// ready, refused, finished or tried; full, as an utterance that would take too long to decode: it ends
+/// early without that word; or revise: it is heard as "v" and its number until the next word begins. It is
+/// read when the model is loaded.
 class FakeEngine : public recognizer::Engine {
 public:
     std::string name() const override { return "fake"; }

@@ -90,6 +90,16 @@ private Q_SLOTS:
         QCOMPARE(dictating.texts(), (QStringList{u"w1"_s, u"w1 w2"_s, u"w1 w2 w3"_s, u"w1 w2 w3"_s}));
     }
 
+    void aWordThatIsHeardAnotherWayOnceTheNextIsThereIsRevised() {
+        writeScript("2 revise");
+        const auto client = loaded();
+        Dictating dictating(*client);
+        dictating.hear(FakeSpeech::words(1, 3));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 3));
+        QCOMPARE(dictating.texts(), (QStringList{u"w1"_s, u"w1 v2"_s, u"w1 w2 w3"_s, u"w1 w2 w3"_s}));
+    }
+
     void whatWasSettledAtAPauseStaysBeforeTheRest() {
         const auto client = loaded();
         Dictating dictating(*client);
