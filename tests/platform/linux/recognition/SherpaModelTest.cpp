@@ -3,8 +3,10 @@
 #include "platform/linux/recognition/SpokenLocales.h"
 #include "recognizer/protocol/SherpaFiles.h"
 #include "support/Files.h"
+#include "translation/LanguageCatalog.h"
 
 #include <QDir>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -90,6 +92,33 @@ private Q_SLOTS:
                 return model.languages.contains(locale.section(u'-', 0, 0));
             });
             QVERIFY2(isHeard, qPrintable(locale));
+        }
+    }
+
+    void everyLanguageThatIsTranslatedIsSpokenAndNoOther() {
+        QSet<QString> spoken, translated;
+        for (const QString &locale : platform::spokenLocales())
+            spoken += locale.section(u'-', 0, 0);
+        for (const auto &target : LanguageCatalog::targets())
+            translated += target.id;
+        QCOMPARE(spoken, translated);
+    }
+
+    void theLibraryIsThereWhereBothOfItsFilesAre() {
+        const QTemporaryDir folder;
+        const std::string program = folder.filePath(u"quillora-recognizer"_s).toStdString();
+        QVERIFY(!platform::hasSherpaLibrary("/nonexistent/quillora-recognizer"));
+        QVERIFY(!platform::hasSherpaLibrary(program));
+        for (const auto &[first, second] : {std::pair(0, 1), std::pair(1, 0)}) {
+            const auto path = [&](int index) {
+                return folder.filePath(
+                    QString::fromLatin1(recognizer::sherpaLibraryFiles.at(std::size_t(index))));
+            };
+            test::writeFile(path(first), {});
+            QVERIFY(!platform::hasSherpaLibrary(program));
+            test::writeFile(path(second), {});
+            QVERIFY(platform::hasSherpaLibrary(program));
+            QVERIFY(QFile::remove(path(first)) && QFile::remove(path(second)));
         }
     }
 
