@@ -1,8 +1,11 @@
+#include "platform/linux/LinuxMainQueue.h"
+#include "platform/linux/models/LinuxModelStore.h"
 #include "platform/linux/recognition/RecognizerClient.h"
 #include "recognizer/ToneModels.h"
 #include "support/ProcessTree.h"
 #include "support/Told.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -11,6 +14,7 @@
 #include <fstream>
 #include <functional>
 #include <mutex>
+#include <random>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -92,49 +96,88 @@ std::chrono::milliseconds processorTime(qint64 process) {
     return std::chrono::milliseconds((own + ofTheSystem) * 1000 / ::sysconf(_SC_CLK_TCK));
 }
 
+/// The same model with its files in that folder.
+recognizer::Open inFolder(recognizer::Open model, const QString &folder) {
+    for (auto &file : model.files)
+        file = folder.toStdString() + '/' + std::filesystem::path(file).filename().string();
+    return model;
+}
+
+void copyInto(const QString &folder, const recognizer::Open &model) {
+    QDir().mkpath(folder);
+    const auto copies = inFolder(model, folder).files;
+    for (std::size_t i = 0; i < copies.size(); ++i) {
+        const QString copy = QString::fromStdString(copies[i]);
+        QFile::copy(QString::fromStdString(model.files[i]), copy);
+        QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
+    }
+}
+
 /// A copy of a model that a test may damage.
 class BadModel {
 public:
-    explicit BadModel(const std::string &name) : m_model(ToneModels::model(name)) {
-        for (auto &file : m_model.files) {
-            const auto copy =
-                m_folder.filePath(QString::fromStdString(std::filesystem::path(file).filename()));
-            QFile::copy(QString::fromStdString(file), copy);
-            QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
-            file = copy.toStdString();
-        }
+    explicit BadModel(const std::string &name) : m_model(inFolder(ToneModels::model(name), m_folder.path())) {
+        copyInto(m_folder.path(), ToneModels::model(name));
     }
 
-    std::string &file(std::size_t index) { return m_model.files[index]; }
-    std::string &tokens() { return m_model.files.back(); }
+    /// One that lies where it may be damaged.
+    explicit BadModel(recognizer::Open model) : m_model(std::move(model)) {}
+
+    const std::string &file(std::size_t index) const { return m_model.files.at(index); }
     const recognizer::Open &model() const { return m_model; }
 
-    std::string contents(std::size_t index) {
+    std::string contents(std::size_t index) const {
         std::ifstream stream(file(index), std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
-    void write(const std::string &path, const std::string &contents) {
-        std::ofstream(path, std::ios::binary) << contents;
+    void write(std::size_t index, const std::string &contents) {
+        std::ofstream(file(index), std::ios::binary) << contents;
+    }
+    void writeTokens(const std::string &contents) { write(m_model.files.size() - 1, contents); }
+
+    /// The file of another model, or another file of the same kind, in place of the first.
+    void beAnother(const std::string &model, std::size_t index) {
+        std::filesystem::copy_file(ToneModels::model(model).files.at(index), file(0),
+                                   std::filesystem::copy_options::overwrite_existing);
+    }
+    void beAFolder() {
+        std::filesystem::remove(file(0));
+        std::filesystem::create_directory(file(0));
     }
 
     /// Another value of the same length for what a network says of itself.
-    void tell(const std::string &key, const std::string &value) {
+    void tell(const std::string &key, const std::string &value) { replace(key, key.size() + 2, value); }
+    /// Says nothing of that any more.
+    void conceal(const std::string &key) { replace(key, 0, std::string(key.size(), 'x')); }
+
+    /// Of the weights, and all else that is in the network's file.
+    void flip(unsigned seed, int count) {
+        std::minstd_rand random(seed);
         auto bytes = contents(0);
-        const auto place = bytes.find(key);
-        if (place == std::string::npos)
-            throw std::runtime_error("the network says nothing of " + key);
-        bytes.replace(place + key.size() + 2, value.size(), value);
-        write(file(0), bytes);
+        for (int i = 0; i < count; ++i)
+            bytes[random() % bytes.size()] ^= static_cast<char>(1U << (random() % 8));
+        write(0, bytes);
     }
 
 private:
+    void replace(const std::string &key, std::size_t offset, const std::string &value) {
+        auto bytes = contents(0);
+        const auto place = bytes.rfind(key);
+        if (place == std::string::npos)
+            throw std::runtime_error("the network says nothing of " + key);
+        bytes.replace(place + offset, value.size(), value);
+        write(0, bytes);
+    }
+
     QTemporaryDir m_folder;
     recognizer::Open m_model;
 };
 
 using Damage = std::function<void(BadModel &)>;
 
-void beAnotherType(BadModel &bad) { bad.file(0) = ToneModels::model("streaming-nemo-ctc").files[0]; }
+void beAnotherType(BadModel &bad) { bad.beAnother("streaming-nemo-ctc", 0); }
+
+void haveFewTokens(BadModel &bad) { bad.writeTokens("<blk> 0\n\u2581 1\na 2\n"); }
 
 } // namespace
 
@@ -260,39 +303,45 @@ private Q_SLOTS:
             QTest::newRow(fault) << model << damage;
         };
         const auto holds = [](const std::string &contents) -> Damage {
-            return [=](BadModel &bad) { bad.write(bad.file(0), contents); };
+            return [=](BadModel &bad) { bad.write(0, contents); };
         };
         const auto says = [](const std::string &key, const std::string &value) -> Damage {
             return [=](BadModel &bad) { bad.tell(key, value); };
         };
         const auto tokens = [](const std::string &contents) -> Damage {
-            return [=](BadModel &bad) { bad.write(bad.tokens(), contents); };
+            return [=](BadModel &bad) { bad.writeTokens(contents); };
         };
         const Damage half = [](BadModel &bad) {
             const auto whole = bad.contents(0);
-            bad.write(bad.file(0), whole.substr(0, whole.size() / 2));
+            bad.write(0, whole.substr(0, whole.size() / 2));
         };
-        const Damage joiner = [](BadModel &bad) { bad.file(0) = ToneModels::model(transducer).files[2]; };
+        const Damage joiner = [](BadModel &bad) { bad.beAnother(transducer, 2); };
 
         add("empty", streaming, holds({}));
         add("half", streaming, half);
         add("garbage", streaming, holds(std::string(12000, '\xA5')));
         add("a page of the web", streaming, holds("<html>404</html>"));
-        add("a folder", streaming,
-            [](BadModel &bad) { bad.file(0) = std::filesystem::path(bad.file(0)).parent_path(); });
+        add("a folder", streaming, [](BadModel &bad) { bad.beAFolder(); });
         add("another type", streaming, beAnotherType);
         add("nothing said of itself", streaming, joiner);
         add("steps of no length", streaming, says("decode_chunk_len", "00"));
         add("a negative window", streaming, says("\x0A\x01T", "-5"));
         add("a window that is no number", streaming, says("\x0A\x01T", "ab"));
+        add("a window of another length than the network's", streaming, says("\x0A\x01T", "39"));
+        add("tokens without a blank", streaming, tokens("<x> 0\n\u2581 1\na 2\n"));
         add("tokens with a bad line", streaming, tokens("<blk> 0\na b c d\n"));
         add("tokens that are none", streaming, tokens({}));
         add("half an encoder", transducer, half);
         add("an encoder that is a joiner", transducer, joiner);
-        add("a decoder that is none", transducer, [](BadModel &bad) { bad.write(bad.file(1), "x"); });
+        add("a decoder that is none", transducer, [](BadModel &bad) { bad.write(1, "x"); });
+        add("a joiner that is none", transducer, [](BadModel &bad) { bad.write(2, "x"); });
+        add("an encoder of no size", transducer, says("encoder_dims", "x"));
+        add("an encoder of more layers", transducer, says("num_encoder_layers", "9"));
         add("offline: half", offline, half);
         add("offline: tokens that are too few", offline, tokens("\u2581 0\na 1\nb 2\n"));
         add("offline: nothing said of itself", offline, joiner);
+        add("offline: not the window", "offline-sense-voice",
+            [](BadModel &bad) { bad.conceal("lfr_window_size"); });
     }
     void aBadModelIsSurvivedWithASentence() {
         QFETCH(const std::string, model);
@@ -313,6 +362,69 @@ private Q_SLOTS:
 
         client.load({toLoad(ToneModels::model("streaming-zipformer-ctc"))});
         QCOMPARE(Dictation(client, ToneSpeech().say("hello")).finalText(), u"hello"_s);
+    }
+
+    /// None of them gets as far as that where it was installed whole.
+    void aModelThatHasBecomeBadIsRefusedByTheStore_data() {
+        aBadModelIsSurvivedWithASentence_data();
+        QTest::newRow("tokens that are too few")
+            << std::string("streaming-zipformer-ctc") << Damage(haveFewTokens);
+        QTest::newRow("flipped bytes")
+            << std::string("streaming-zipformer-ctc") << Damage([](BadModel &bad) { bad.flip(1, 1); });
+    }
+    void aModelThatHasBecomeBadIsRefusedByTheStore() {
+        QFETCH(const std::string, model);
+        QFETCH(const Damage, damage);
+        const QString id = u"m"_s;
+        const QTemporaryDir home;
+        const platform::ModelFolders folders(home.filePath(u"models"_s), {});
+        const auto whole = ToneModels::model(model);
+        copyInto(folders.newFolder(id, u"1"_s) + u"/files"_s, whole);
+        QVERIFY(folders.publish(id, u"1"_s, {}, [] { return false; }));
+        platform::LinuxMainQueue queue;
+        platform::LinuxModelStore store(
+            queue, platform::LinuxModelStore::Ground{.folders = folders, .catalog = {{}, {u"sherpa"_s}}});
+        const auto use = store.use(id);
+        QVERIFY(use);
+        BadModel bad(inFolder(whole, use->folder()));
+        damage(bad);
+        store.check(id);
+        QVERIFY(test::ChildProcess::waitUntil(
+            [&] { return store.state(id).presence == platform::ModelState::Presence::damaged; }, 60000));
+        QVERIFY(!store.use(id));
+    }
+
+    /// They may make another text of it: it is by its checksum that such a model is found out.
+    void bytesThatHaveFlippedInAModelDoTheProgramNoHarm_data() {
+        QTest::addColumn<int>("count");
+        QTest::newRow("a few") << 10;
+        QTest::newRow("many") << 500;
+    }
+    void bytesThatHaveFlippedInAModelDoTheProgramNoHarm() {
+        QFETCH(int, count);
+        RecognizerClient client(QUILLORA_RECOGNIZER, {.loading = 2s});
+        for (unsigned seed = 1; seed <= 8; ++seed) {
+            BadModel bad("streaming-zipformer-ctc");
+            bad.flip(seed, count);
+            client.load({toLoad(bad.model())});
+            const Dictation dictation(client, ToneSpeech().say("hello"));
+            dictation.finalText();
+            QVERIFY(dictation.isFinal() || dictation.errors().size() == 1);
+        }
+        client.load({toLoad(ToneModels::model("streaming-zipformer-ctc"))});
+        QCOMPARE(Dictation(client, ToneSpeech().say("hello")).finalText(), u"hello"_s);
+    }
+
+    void aModelThatFailsOnlyWithWhatIsSaidIsSurvivedWithASentence() {
+        BadModel bad("streaming-zipformer-ctc");
+        haveFewTokens(bad);
+        RecognizerClient client(QUILLORA_RECOGNIZER);
+        client.load({toLoad(bad.model())});
+        const Dictation dictation(client, ToneSpeech().say("hello"));
+        QCOMPARE(dictation.finalText(), QString());
+        QCOMPARE(dictation.errors(), QStringList{u"The speech could not be recognized."_s});
+        // As much as it knows it hears.
+        QCOMPARE(Dictation(client, ToneSpeech().say("a")).finalText(), u"a"_s);
     }
 
     void aBadModelMakesWayForTheNext() {
