@@ -56,7 +56,7 @@ void Session::handle(const Command &command) {
 }
 
 void Session::take(const Open &open) {
-    if (m_decoder)
+    if (std::exchange(m_isOpened, true))
         throw ProtocolError("a second model");
     if (open.version != protocolVersion) {
         m_send(Refused{Refusal::otherVersion});

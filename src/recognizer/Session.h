@@ -62,7 +62,8 @@ private:
     const Send m_send;
     const Confine m_confine;
     const Stopwatch m_stopwatch;
-    std::unique_ptr<Decoder> m_decoder;
+    bool m_isOpened = false;
+    std::unique_ptr<Decoder> m_decoder; ///< none if the model was refused
     std::optional<Dictation> m_dictation;
 };
 

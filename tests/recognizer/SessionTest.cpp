@@ -83,12 +83,19 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.open());
     }
 
-    void anotherVersionIsRefusedWithoutALook() {
+    void afterARefusalNoOtherModelIsLoaded() {
         FakeSession fake;
-        fake.session.handle(Open{protocolVersion + 1, {}, {}}); // as it is decoded
-        fake.session.handle(Open{protocolVersion + 1, "fake", {fake.model()}});
-        QVERIFY((fake.answers ==
-                 std::vector<Answer>{Refused{Refusal::otherVersion}, Refused{Refusal::otherVersion}}));
+        fake.session.handle(Open{protocolVersion, "another", {fake.model()}});
+        QVERIFY_THROWS_EXCEPTION(ProtocolError, fake.open());
+    }
+
+    void anotherVersionIsRefusedWithoutALook() {
+        for (const bool isDecoded : {true, false}) {
+            FakeSession fake;
+            fake.session.handle(isDecoded ? Open{protocolVersion + 1, {}, {}}
+                                          : Open{protocolVersion + 1, "fake", {fake.model()}});
+            QVERIFY(fake.answers == std::vector<Answer>{Refused{Refusal::otherVersion}});
+        }
     }
 
     void anUnknownEngineIsRefused() {

@@ -14,7 +14,7 @@
 ///
 ///     program                         recognizer
 ///     Open  ------------------------>             once; the model is loaded
-///           <------------------------ Ready       or Refused, and the process ends
+///           <------------------------ Ready       or Refused, and it is of no use any more
 ///     Try   ------------------------>             between dictations; how fast the model is
 ///           <------------------------ Tried
 ///     Begin ------------------------>             a dictation; one at a time
