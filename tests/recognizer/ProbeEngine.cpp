@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <functional>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -61,6 +63,11 @@ std::string whatCanBeDone(const std::string &folder) {
         {"rename", [&] { return ::rename((folder + "/file").c_str(), (folder + "/moved").c_str()) == 0; }},
         {"folder", [&] { return ::mkdir((folder + "/folder").c_str(), 0700) == 0; }},
         {"mode", [&] { return ::chmod((folder + "/file").c_str(), 0777) == 0; }},
+        {"shared-memory",
+         [] {
+             return ::shm_open("/quillora-probe", O_RDWR | O_CREAT, 0600) >= 0 ||
+                    ::memfd_create("quillora-probe", 0) >= 0 || ::shmget(IPC_PRIVATE, 1, IPC_CREAT) >= 0;
+         }},
         {"process", startsAProcess},
         {"program", startsAProgram},
         {"trace", [] { return ::ptrace(PTRACE_SEIZE, ::getppid(), 0, 0) == 0; }},
