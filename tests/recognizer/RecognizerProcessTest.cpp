@@ -64,6 +64,7 @@ public:
             ::pause();
             ::_exit(EXIT_SUCCESS);
         }
+        there = Channel();
         m_isTracing = std::get<Begin>(decodeCommand(*here.receive())).dictation != 0;
     }
     ~Tracer() { end(); }
@@ -167,7 +168,7 @@ private Q_SLOTS:
     }
 
     void oneThatCannotBeCollectedAtOnceIsCollectedLater() {
-        auto process = fake();
+        auto process = std::make_unique<RecognizerProcess>("/usr/bin/yes");
         const pid_t id = process->id();
         Tracer tracer(id);
         if (!tracer.isTracing())
