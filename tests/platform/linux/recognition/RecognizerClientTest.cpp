@@ -79,7 +79,9 @@ class RecognizerClientTest : public QObject {
 
 private Q_SLOTS:
     void init() { writeScript({}); }
-    void cleanup() { QVERIFY(processes().isEmpty()); }
+    void cleanup() {
+        QVERIFY(waitUntil([] { return processes().isEmpty(); }));
+    }
 
     void interimTextsGrowIntoTheFinalOne() {
         const auto client = loaded();
@@ -509,6 +511,17 @@ private Q_SLOTS:
         QCOMPARE(dictating.errors(), QStringList());
     }
 
+    void onlySoMuchSoundIsKeptUntilAModelIsLoaded() {
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER, {.keptSound = 1s});
+        Dictating dictating(client);
+        for (int i = 1; i <= 30; ++i)
+            dictating.hear(FakeSpeech::words(i, i));
+        dictating.end();
+        client.load({model()});
+        const QString text = dictating.finalText();
+        QVERIFY2(text.startsWith(u"w1 w2"_s) && !text.contains(u"w6"_s), qPrintable(text));
+    }
+
     void theEndWaitsForNothing_data() {
         QTest::addColumn<QString>("script");
         QTest::newRow("ready") << QString();
@@ -524,7 +537,7 @@ private Q_SLOTS:
         dictating.hear(FakeSpeech::words(1, 2));
         QVERIFY(waitUntil([] { return !processes().isEmpty(); }));
         client.reset();
-        QVERIFY(processes().isEmpty());
+        QVERIFY(waitUntil([] { return processes().isEmpty(); }));
         QCOMPARE(dictating.errors(), QStringList{u"Speech recognition was ended."_s});
         QCOMPARE(next.errors(), QStringList{u"Speech recognition was ended."_s});
         dictating.hear(FakeSpeech::words(1, 2)); // to nobody
@@ -656,13 +669,13 @@ private Q_SLOTS:
                 }
                 dictating.end();
                 if (moment > words)
-                    killProcesses();
+                    replaceProcess();
                 QCOMPARE(dictating.finalText(), spoken(1, words));
                 QCOMPARE(dictating.errors(), QStringList());
                 QVERIFY(processes().size() <= 1);
             }
         }
-        QVERIFY(processes().isEmpty());
+        QVERIFY(waitUntil([] { return processes().isEmpty(); }));
         QCOMPARE(descriptorCount(), before);
         QCOMPARE(sharedMemory(), sharedBefore);
     }
