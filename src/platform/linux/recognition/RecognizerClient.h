@@ -43,8 +43,9 @@ public:
     };
 
     explicit RecognizerClient(const std::string &program) : RecognizerClient(program, Limits()) {}
-    /// When it goes it ends the process, and what is under way with an error; it waits for neither.
-    /// `dictationEnded` is called whenever one is over, for whatever reason, on any thread.
+    /// When it goes it ends the process, and what is under way with an error. It waits for the process's
+    /// death alone, which comes at once as a rule, and 600 ms at most. `dictationEnded` is called whenever
+    /// one is over, for whatever reason, on any thread.
     RecognizerClient(std::string program, Limits limits, std::function<void()> dictationEnded = [] {});
     RecognizerClient(const RecognizerClient &) = delete;
     RecognizerClient &operator=(const RecognizerClient &) = delete;
