@@ -9,6 +9,7 @@ using namespace Qt::StringLiterals;
 namespace quillora {
 
 using platform::isNewer;
+using platform::ModelChecksums;
 using platform::ModelDescription;
 using platform::ModelProgress;
 using platform::ModelSizeClass;
@@ -163,10 +164,23 @@ QString ModelWords::publisher(const ModelDescription &description) {
                                            : u"From "_s + description.publisher + u'.';
 }
 
+QString ModelWords::checksums(const ModelDescription &description) {
+    switch (description.checksums) {
+    case ModelChecksums::all:
+        return {};
+    case ModelChecksums::some:
+        return u"Checksums stated in part."_s;
+    case ModelChecksums::none:
+        return u"Checksum not stated."_s;
+    }
+    Q_UNREACHABLE();
+}
+
 QString ModelWords::origin(const ModelDescription &description) {
     const QString licence = description.licence.isEmpty() ? u"Licence not stated."_s
                                                           : u"Licence: "_s + description.licence + u'.';
-    return publisher(description) + u' ' + licence;
+    const QString unknown = checksums(description);
+    return publisher(description) + u' ' + licence + (unknown.isEmpty() ? unknown : u' ' + unknown);
 }
 
 QString ModelWords::state(const ModelState &state, const QString &offeredVersion) {

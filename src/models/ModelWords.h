@@ -31,7 +31,10 @@ public:
     /// As in "From k2-fsa."
     static QString publisher(const platform::ModelDescription &description);
 
-    /// Publisher and licence, as in "From k2-fsa. Licence: MIT."
+    /// What is not known of how to tell its files from others; empty if all is.
+    static QString checksums(const platform::ModelDescription &description);
+
+    /// Publisher, licence and checksums, as in "From k2-fsa. Licence: MIT. Checksum not stated."
     static QString origin(const platform::ModelDescription &description);
 
     /// What there is of it, or how far it is, as in "Downloading: 6 of 14 MB, 10 seconds left".

@@ -20,6 +20,10 @@ enum class ModelKind { speech, translation, voiceActivity };
 /// How much of a computer a model asks for, in its publisher's range.
 enum class ModelSizeClass { unknown, light, medium, large };
 
+/// Of which files of a model a checksum is known before they come. Without one it is only known that what was
+/// installed stays as it was.
+enum class ModelChecksums { all, some, none };
+
 /// How well a model does, as its publisher says.
 struct ModelScore {
     double value = 0;
@@ -43,6 +47,7 @@ struct ModelDescription {
     QString licence;
     QUrl licenceAddress; ///< where it can be read, over HTTPS; none without a licence
     QString publisher;
+    ModelChecksums checksums = ModelChecksums::all;
     QStringList hosts; ///< names of the servers that it comes from, each once
     ModelSizeClass sizeClass = ModelSizeClass::unknown;
     std::optional<bool> punctuates;

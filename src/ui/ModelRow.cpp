@@ -42,14 +42,16 @@ ModelRow::ModelRow(Models &models, const platform::ModelTask &task, const QStrin
                    QWidget *parent)
     : QWidget(parent), m_models(models), m_task(task), m_id(id), m_title(title), m_texts(new QVBoxLayout),
       m_controls(new QHBoxLayout), m_name(new LimitedLabel(1)), m_facts(new LimitedLabel(1)),
-      m_origin(new LimitedLabel(1)), m_licence(new TextLink), m_state(new LimitedLabel(1)) {
-    for (LimitedLabel *label : {m_facts, m_origin, m_state})
+      m_origin(new LimitedLabel(1)), m_licence(new TextLink), m_checksums(new LimitedLabel(1)),
+      m_state(new LimitedLabel(1)) {
+    for (LimitedLabel *label : {m_facts, m_origin, m_checksums, m_state})
         label->setForegroundRole(QPalette::PlaceholderText);
     m_texts->setSpacing(lineSpacing);
     auto *origin = new QHBoxLayout;
     origin->setSpacing(0);
     origin->addWidget(m_origin);
     origin->addWidget(m_licence);
+    origin->addWidget(m_checksums);
     origin->addStretch(1);
     m_texts->addWidget(m_name);
     m_texts->addWidget(m_facts);
@@ -98,6 +100,9 @@ void ModelRow::describeOrigin() {
     m_isLicenceUnopened = false;
     m_origin->setPlainText(address.isEmpty() ? ModelWords::origin(m_description)
                                              : ModelWords::publisher(m_description) + u" Licence:"_s);
+    const QString checksums = ModelWords::checksums(m_description);
+    m_checksums->setPlainText(checksums);
+    m_checksums->setVisible(!address.isEmpty() && !checksums.isEmpty());
 }
 
 void ModelRow::openLicence() {
@@ -218,7 +223,7 @@ bool ModelRow::eventFilter(QObject *watched, QEvent *event) {
 void ModelRow::applyFonts() {
     m_name->setFont(m_title.shown.isEmpty() ? font() : typescale::semibold(font()));
     const QFont caption = typescale::scaled(font(), typescale::caption);
-    for (LimitedLabel *label : {m_facts, m_origin, m_state})
+    for (LimitedLabel *label : {m_facts, m_origin, m_checksums, m_state})
         label->setFont(caption);
     m_licence->setFont(caption);
 }

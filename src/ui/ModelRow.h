@@ -69,7 +69,8 @@ private:
     LimitedLabel *m_name;
     LimitedLabel *m_facts;
     LimitedLabel *m_origin;
-    TextLink *m_licence; ///< behind the origin, where the licence can be read somewhere
+    TextLink *m_licence;       ///< behind the origin, where the licence can be read somewhere
+    LimitedLabel *m_checksums; ///< behind that link, where not all of them are known
     LimitedLabel *m_state;
     ProgressLine *m_progress = nullptr; ///< none until there was a progress
     QList<PanelButton *> m_buttons;     ///< as many as were ever needed

@@ -131,6 +131,16 @@ private Q_SLOTS:
         QCOMPARE(ModelWords::publisher(model), u"From k2-fsa."_s);
     }
 
+    void aChecksumThatIsNotKnownIsCalledNotStated() {
+        ModelDescription model;
+        model.publisher = u"k2-fsa"_s;
+        model.licence = u"MIT"_s;
+        model.checksums = platform::ModelChecksums::some;
+        QCOMPARE(ModelWords::origin(model), u"From k2-fsa. Licence: MIT. Checksums stated in part."_s);
+        model.checksums = platform::ModelChecksums::none;
+        QCOMPARE(ModelWords::origin(model), u"From k2-fsa. Licence: MIT. Checksum not stated."_s);
+    }
+
     // What there is of a model.
 
     void aStateIsSaid_data() {

@@ -25,6 +25,7 @@ void fillRichShelf(FakePlatform &platform) {
     for (auto model : published) {
         if (model.kind == platform::ModelKind::translation) {
             model.score = good;
+            model.checksums = platform::ModelChecksums::some;
             if (model.sizeClass == platform::ModelSizeClass::large)
                 model.score->value = 87.4;
             else
@@ -33,6 +34,7 @@ void fillRichShelf(FakePlatform &platform) {
             model.licence = u"CC-BY-SA-4.0"_s;
             model.licenceAddress = QUrl(u"https://licences.example/by-sa"_s);
             model.punctuates = true;
+            model.checksums = platform::ModelChecksums::none;
         }
         platform.models.offer(model);
     }

@@ -527,6 +527,28 @@ private Q_SLOTS:
         QCOMPARE(texts(row(harness, tiny)).last(), u"Publisher not stated. Licence not stated."_s);
     }
 
+    void aChecksumThatIsNotKnownIsSaidBehindTheLicence_data() {
+        QTest::addColumn<QUrl>("address");
+        QTest::addColumn<QString>("said");
+        QTest::newRow("plain text") << QUrl() << u"From k2-fsa. Licence: MIT. Checksum not stated."_s;
+        QTest::newRow("a link") << licenceAddress << u"Checksum not stated."_s;
+    }
+    void aChecksumThatIsNotKnownIsSaidBehindTheLicence() {
+        QFETCH(const QUrl, address);
+        QFETCH(const QString, said);
+        ModelsHarness harness([&](FakePlatform &platform) {
+            fillShelf(platform);
+            auto model = *platform.models.description(kroko);
+            model.licence = u"MIT"_s;
+            model.licenceAddress = address;
+            model.checksums = platform::ModelChecksums::none;
+            platform.models.offer(model);
+        });
+        QCOMPARE(texts(row(harness, kroko)).last(), said);
+        QVERIFY(
+            row(harness, kroko).accessibleDescription().endsWith(u"Licence: MIT. Checksum not stated."_s));
+    }
+
     void aClickOpensTheLicence() {
         ModelsHarness harness(fillLicensedShelf);
         harness.show();

@@ -182,6 +182,20 @@ ModelIndex index(const QJsonObject &object) {
     return result;
 }
 
+ModelChecksums checksums(const QList<ModelFile> &files) {
+    const auto isKnown = [](const ModelFile &file) {
+        return !file.sha256.isEmpty() || !file.contentSha256.isEmpty();
+    };
+    if (std::all_of(files.begin(), files.end(), isKnown))
+        return ModelChecksums::all;
+    return std::any_of(files.begin(), files.end(), isKnown) ? ModelChecksums::some : ModelChecksums::none;
+}
+
+/// As its form has it: lists of translations tell a model from others, and not each file beside it.
+ModelChecksums checksums(const ModelIndex &index) {
+    return index.form == ModelIndex::Form::checksums ? ModelChecksums::all : ModelChecksums::some;
+}
+
 CatalogEntry entry(const QJsonObject &object) {
     JsonFields fields(object, u"The entry"_s);
     CatalogEntry result;
@@ -192,6 +206,7 @@ CatalogEntry entry(const QJsonObject &object) {
     fields.expectNoMore();
     if (result.files.isEmpty() == !result.index)
         throw ModelFault(u"It must have either files or an index."_s);
+    result.description.checksums = result.index ? checksums(*result.index) : checksums(result.files);
     return result;
 }
 

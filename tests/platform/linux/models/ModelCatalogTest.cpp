@@ -15,7 +15,7 @@ namespace {
 const QStringList engines{QStringLiteral("sherpa"), QStringLiteral("neural")};
 
 /// JSON with single quotes, for legibility.
-QByteArray json(const char *text) { return QByteArray(text).replace('\'', '"'); }
+QByteArray json(QByteArray text) { return text.replace('\'', '"'); }
 
 const QByteArray good = json(
     "{'id': 'one', 'kind': 'speech', 'version': '2', 'languages': ['en', 'pt-BR'], "
@@ -118,6 +118,40 @@ private Q_SLOTS:
         QVERIFY(description.licenceAddress.isEmpty());
         QVERIFY(!read.entries().first().files.first().size);
         QVERIFY(read.entries().first().files.first().sha256.isEmpty());
+    }
+
+    void ofWhichFilesAChecksumIsKnownIsSaid_data() {
+        const QByteArray checksum(64, 'a');
+        const auto filesWith = [](const QByteArray &first, const QByteArray &second) {
+            const auto file = [](const QByteArray &name, const QByteArray &field) {
+                return "{'name': '" + name + "', 'address': 'https://models.example/m', 'packing': 'gzip'" +
+                       field + '}';
+            };
+            return "'files': [" + file("a", first) + ", " + file("b", second) + ']';
+        };
+        const auto indexOf = [](const QByteArray &form) {
+            return "'index': {'form': '" + form +
+                   "', 'address': 'https://models.example/list', 'files': 'https://models.example/', "
+                   "'name': 'm', 'architecture': 'tiny'}";
+        };
+        const QByteArray sent = ", 'sha256': '" + checksum + '\'';
+        const QByteArray content = ", 'contentSha256': '" + checksum + '\'';
+        QTest::addColumn<QByteArray>("files");
+        QTest::addColumn<ModelChecksums>("checksums");
+        QTest::newRow("of all") << filesWith(sent, content) << ModelChecksums::all;
+        QTest::newRow("of one") << filesWith(sent, {}) << ModelChecksums::some;
+        QTest::newRow("of none") << filesWith({}, {}) << ModelChecksums::none;
+        QTest::newRow("a list of checksums") << indexOf("checksums") << ModelChecksums::all;
+        QTest::newRow("a list of translations") << indexOf("translations") << ModelChecksums::some;
+    }
+    void ofWhichFilesAChecksumIsKnownIsSaid() {
+        QFETCH(const QByteArray, files);
+        QFETCH(const ModelChecksums, checksums);
+        const auto read = catalog({catalogOf(json("{'id': 'one', 'kind': 'speech', 'version': '2', "
+                                                  "'languages': ['en'], 'engine': 'sherpa', " +
+                                                  files + '}'))});
+        QCOMPARE(read.omissions(), QStringList());
+        QCOMPARE(read.entries().first().description.checksums, checksums);
     }
 
     void whereALicenceOfTheProgramsModelsCanBeReadIsSaidOfAllThatHaveIt() {
