@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <limits>
 #include <numeric>
+#include <stdexcept>
 
 namespace quillora::neural {
 
@@ -159,6 +160,9 @@ GreedySearch::GreedySearch(const Network &network, const Shortlist *shortlist, c
 
 std::vector<Tokens> GreedySearch::translate(std::span<const Tokens> sentences,
                                             const std::stop_token &stop) const {
+    const auto isTooLong = [](const Tokens &sentence) { return sentence.size() > Network::longest; };
+    if (std::ranges::any_of(sentences, isTooLong))
+        throw std::length_error("a sentence has more tokens than there are positions");
     Layers layers(m_network, m_kernels, stop);
     const std::size_t dimension = layers.dimension();
     const std::vector<std::size_t> begins = beginsOf(sentences);

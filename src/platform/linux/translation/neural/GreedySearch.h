@@ -25,7 +25,8 @@ public:
 
     /// One translation for each sentence, without the token that ends it. The sentences are computed side by
     /// side, which reads the weights once for all; what comes out for one does not depend on the others. May
-    /// be called from several threads. Throws Stopped within one product of the stop.
+    /// be called from several threads. Throws Stopped within one product of the stop, and std::length_error
+    /// for a sentence of more than Network::longest tokens.
     std::vector<Tokens> translate(std::span<const Tokens> sentences, const std::stop_token &stop) const;
 
 private:

@@ -167,6 +167,10 @@ void Passages::addStretch(std::string_view stretch, const Vocabulary &vocabulary
     for (auto piece = pieces.begin(); pieces.end() - piece > std::ptrdiff_t(room);) {
         const std::size_t cut =
             bestCut(stretch, places, std::max(begin, (piece + room / 2)->begin), (piece + room)->begin);
+        if (cut - begin == stretch.size()) { // so many tokens for one character: nothing to cut
+            addUntouched(stretch);
+            return;
+        }
         addStretch(stretch.substr(begin, cut - begin), vocabulary);
         begin = cut;
         piece = std::ranges::lower_bound(piece, pieces.end(), cut, {}, &Vocabulary::Piece::begin);
@@ -186,9 +190,14 @@ void Passages::addPassage(std::string_view passage, const Vocabulary &vocabulary
         addUntouched(passage);
         return;
     }
-    addUntouched(passage.substr(0, begin));
     Tokens tokens = vocabulary.encode(words);
     tokens.push_back(vocabulary.end());
+    // Without the white space around them words may become more tokens, if the vocabulary wants to do harm.
+    if (tokens.size() > longest) {
+        addUntouched(passage);
+        return;
+    }
+    addUntouched(passage.substr(0, begin));
     m_sources.push_back(std::move(tokens));
     m_parts.push_back({std::string(words), true});
     addUntouched(passage.substr(end));

@@ -27,7 +27,9 @@ struct LanguagePair {
 ///   seen longer ones.
 /// - Emoji, and words in letters that the vocabulary does not have, stay as they are: a model would swallow
 /// them.
-/// - What has no letter in it stays as it is: there is nothing to translate.
+/// - What has no letter in it stays as it is: there is nothing to translate. So does what a hostile
+/// vocabulary makes
+///   too many tokens of.
 class Passages {
 public:
     /// In tokens.

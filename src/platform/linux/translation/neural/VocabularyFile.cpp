@@ -16,6 +16,9 @@ namespace {
 constexpr std::streamoff largestFile = 32 << 20;
 constexpr std::size_t longestPiece = 1024;
 
+// What a character map makes of one character, in bytes. The longest in use is 33.
+constexpr std::size_t longestMapping = 64;
+
 [[noreturn]] void damaged(const std::string &what) {
     throw ModelError("The vocabulary is damaged: " + what + ".");
 }
@@ -135,9 +138,15 @@ void checkCharacterMap(std::string_view map) {
             continue;
         const std::uint32_t distance = (unit >> 10) << ((unit & (1U << 9)) >> 6);
         const std::size_t children = index ^ distance;
-        const bool hasValue = (unit & (1U << 8)) != 0;
-        if (children >= units || (hasValue && (unitAt(children) & ~isValue) >= texts))
+        if (children >= units)
             damaged("its character map points beyond its end");
+        if (const bool hasValue = (unit & (1U << 8)) != 0; hasValue) {
+            const std::size_t text = unitAt(children) & ~isValue;
+            if (text >= texts)
+                damaged("its character map points beyond its end");
+            if (map.substr(trieSize + text, longestMapping + 1).find('\0') == std::string_view::npos)
+                damaged("its character map makes too much of a character");
+        }
     }
 }
 

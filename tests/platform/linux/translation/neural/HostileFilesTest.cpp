@@ -1,5 +1,6 @@
 #include "platform/linux/translation/neural/GreedySearch.h"
 #include "platform/linux/translation/neural/ModelError.h"
+#include "platform/linux/translation/neural/Passages.h"
 #include "platform/linux/translation/neural/Vocabulary.h"
 #include "support/neural/ModelWriter.h"
 #include "support/neural/RandomModel.h"
@@ -29,6 +30,8 @@ private Q_SLOTS:
     void aDamagedVocabularyIsRefused();
     void aVocabularyThatEndsEarlyIsRefused();
     void aVocabularyWithFlippedBitsDoesNoDamage();
+    void noVocabularyMakesAPassageTooLong();
+    void aSourceOfMoreTokensThanThereArePositionsIsRefused();
     void aDamagedShortlistIsRefused_data();
     void aDamagedShortlistIsRefused();
     void aShortlistWithFlippedBitsDoesNoDamage();
@@ -115,7 +118,9 @@ void tryModel(const std::string &file) {
 void tryVocabulary(const std::string &file) {
     std::istringstream in(file);
     const Vocabulary vocabulary(in);
-    vocabulary.decode(vocabulary.encode("ba baba \xFF \xF0\x9F\x98\x80 x"));
+    const std::string text = "ba baba \xFF \xF0\x9F\x98\x80 x";
+    vocabulary.decode(vocabulary.encode(text));
+    const Passages passages(text, {"de", "en"}, vocabulary);
 }
 
 void tryShortlist(const std::string &file) {
@@ -156,6 +161,24 @@ std::string characterMap(const std::function<void(std::vector<std::uint32_t> &)>
     map.append(reinterpret_cast<const char *>(&size), sizeof size);
     map.append(reinterpret_cast<const char *>(units.data()), size);
     return map + std::string(texts);
+}
+
+/// With two rules: "a" becomes so many "b" as a text may have, but " a" only one.
+std::string characterMapThatCountsSpace() {
+    const auto below = [](std::vector<std::uint32_t> &units, std::size_t parent, char letter,
+                          std::size_t children, std::uint32_t hasValue) {
+        const std::size_t unit = parent ^ std::size_t(letter);
+        units[unit] = std::uint32_t(letter) | (hasValue << 8) | (std::uint32_t(unit ^ children) << 10);
+    };
+    const auto addRules = [&below](std::vector<std::uint32_t> &units) {
+        units.resize(1280, 0);
+        below(units, 256, 'a', 1024, 1);
+        units[1024] = 1U << 31;
+        below(units, 256, ' ', 512, 0);
+        below(units, 512, 'a', 768, 1);
+        units[768] = (1U << 31) | 63; // the last "b" of the text
+    };
+    return characterMap(addRules, std::string(64, 'b') + '\0');
 }
 
 std::vector<VocabularyPiece> fewPieces() {
@@ -379,6 +402,12 @@ void HostileFilesTest::aDamagedVocabularyIsRefused_data() {
         "The vocabulary is damaged: its character map points beyond its end.");
     row("text beyond the end", withUnit(256, (1U << 31) | 1000),
         "The vocabulary is damaged: its character map points beyond its end.");
+    row("text of the longest kind", withMap(characterMap({}, std::string(64, 'b') + '\0')),
+        "it was not refused");
+    row("text that is too long", withMap(characterMap({}, std::string(65, 'b') + '\0')),
+        "The vocabulary is damaged: its character map makes too much of a character.");
+    row("text longer than a passage", withMap(characterMap({}, std::string(200, 'b') + '\0')),
+        "The vocabulary is damaged: its character map makes too much of a character.");
 }
 
 void HostileFilesTest::aDamagedVocabularyIsRefused() {
@@ -398,6 +427,31 @@ void HostileFilesTest::aVocabularyThatEndsEarlyIsRefused() {
 
 void HostileFilesTest::aVocabularyWithFlippedBitsDoesNoDamage() {
     flipBits(vocabularyFile(fewPieces(), characterMap()), 4000, tryVocabulary);
+}
+
+/// Behind an "x", which it does not know, white space stays outside of the passage: its tokens are others
+/// than those of both together.
+void HostileFilesTest::noVocabularyMakesAPassageTooLong() {
+    std::istringstream in(vocabularyFile(fewPieces(), characterMapThatCountsSpace()));
+    const Vocabulary vocabulary(in);
+    QVERIFY(vocabulary.encode(" aa").size() < Passages::longest);
+    QVERIFY(vocabulary.encode("aa").size() > Passages::longest);
+    for (const std::string text : {"x aa", "x aaa", "b x  aa x aa"}) {
+        const Passages passages(text, {"de", "en"}, vocabulary);
+        for (const Tokens &source : passages.sources())
+            QVERIFY2(source.size() <= Passages::longest, text.c_str());
+        QVERIFY(passages.joined(std::vector<std::string>(passages.sources().size())).size() >= text.size());
+    }
+}
+
+void HostileFilesTest::aSourceOfMoreTokensThanThereArePositionsIsRefused() {
+    std::istringstream in(smallModel().modelFile());
+    const Network network(in);
+    const GreedySearch search(network, nullptr, fastestKernels(),
+                              {0, 1, [](std::size_t) -> std::size_t { return 1; }});
+    search.translate(std::vector<Tokens>{Tokens(Network::longest, 2)}, {});
+    QVERIFY_THROWS_EXCEPTION(std::length_error,
+                             search.translate(std::vector<Tokens>{Tokens(Network::longest + 1, 2)}, {}));
 }
 
 void HostileFilesTest::aDamagedShortlistIsRefused_data() {
