@@ -12,7 +12,7 @@ namespace quillora::neural {
 
 namespace {
 
-// Sentences are looked at whole: beyond this, in bytes, they are cut wherever a character ends.
+// Sentences are looked at whole: beyond this, in bytes, they are cut wherever a word ends.
 constexpr std::size_t longestSentence = 1 << 14;
 
 bool isSpaceAt(std::string_view text, std::size_t offset) {
@@ -122,6 +122,19 @@ std::size_t bestCut(std::string_view text, std::span<const CutPlace> places, std
     return cut > from ? cut : characterAt(text, from).end;
 }
 
+/// Where the first part ends of a sentence that is too long: behind the last white space, or at the last
+/// place where it may be cut, or where a character ends.
+std::size_t endOfFirstPart(std::string_view sentence, std::string_view language) {
+    const std::size_t longest = characterBegin(sentence, longestSentence);
+    const std::string_view part = sentence.substr(0, longest > 0 ? longest : longestSentence);
+    for (std::size_t end = part.size(); end > 0; end = characterBefore(part, end).end) {
+        if (isSpaceBefore(part, end))
+            return end;
+    }
+    const std::vector<CutPlace> places = cutPlacesOf(part, language);
+    return places.empty() ? part.size() : places.back().offset;
+}
+
 bool isWithoutSpaces(std::string_view language) { return language == "zh" || language == "ja"; }
 
 } // namespace
@@ -134,9 +147,9 @@ Passages::Passages(std::string_view text, LanguagePair languages, const Vocabula
             throw Stopped();
         std::string_view rest = sentence.text;
         while (rest.size() > longestSentence) {
-            const std::size_t cut = characterBegin(rest, longestSentence);
-            addSentence(rest.substr(0, cut > 0 ? cut : longestSentence), vocabulary);
-            rest.remove_prefix(cut > 0 ? cut : longestSentence);
+            const std::size_t end = endOfFirstPart(rest, m_languages.source);
+            addSentence(rest.substr(0, end), vocabulary);
+            rest.remove_prefix(end);
         }
         addSentence(rest, vocabulary);
         addUntouched(sentence.space);

@@ -3,6 +3,7 @@
 #include "support/neural/ModelWriter.h"
 #include "support/neural/RandomModel.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 #include <sstream>
@@ -25,6 +26,8 @@ private Q_SLOTS:
     void everyTextPassesWhole();
     void speechWithoutMarksIsCutBetweenWords();
     void speechWithoutMarksIsCutBeforeAConjunction();
+    void aLongTranscriptIsCutBetweenWords_data();
+    void aLongTranscriptIsCutBetweenWords();
     void aWordWithoutEndIsCut();
     void noPassageIsTooLong();
 };
@@ -153,6 +156,29 @@ void PassagesTest::speechWithoutMarksIsCutBeforeAConjunction() {
     QCOMPARE(passages.sources().size(), std::size_t(2));
     QCOMPARE(passages.sources()[0].size(), std::size_t(61)); // and the token that ends it
     QVERIFY(vocabulary.decode(passages.sources()[1]).starts_with("because word"));
+}
+
+void PassagesTest::aLongTranscriptIsCutBetweenWords_data() {
+    QTest::addColumn<std::string>("target");
+    QTest::addColumn<QString>("word");
+    QTest::newRow("white space") << std::string("de") << u"words "_s;
+    QTest::newRow("hyphens") << std::string("zh") << u"words-"_s;
+}
+
+/// One of 20 KB, without a mark.
+void PassagesTest::aLongTranscriptIsCutBetweenWords() {
+    QFETCH(const std::string, target);
+    QFETCH(const QString, word);
+    const Vocabulary vocabulary = letters();
+    const std::string text = word.repeated(20000 / word.size()).toStdString();
+    const Passages passages(text, {"en", target}, vocabulary);
+    static const QRegularExpression wholeWords(u"^words([ -]words)*-?$"_s);
+    std::vector<std::string> same;
+    for (const Tokens &source : passages.sources()) {
+        same.push_back(vocabulary.decode(source));
+        QVERIFY2(wholeWords.match(QString::fromStdString(same.back())).hasMatch(), same.back().c_str());
+    }
+    QCOMPARE(passages.joined(same), text);
 }
 
 void PassagesTest::aWordWithoutEndIsCut() {
