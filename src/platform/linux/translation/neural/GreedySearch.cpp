@@ -23,22 +23,27 @@ public:
 
     std::size_t dimension() const { return m_dimension; }
 
+    void obeyStop() const {
+        if (m_stop.stop_requested())
+            throw Stopped();
+    }
+
     void multiply(const Matrix &matrix, const float *x, std::size_t rows, float *y) {
         for (std::size_t row = 0; row < rows; row += mostRows) {
-            obeyStop();
             m_multiplier.multiply(matrix, x + row * matrix.inputs, std::min(mostRows, rows - row),
                                   y + row * matrix.outputs);
+            obeyStop();
         }
     }
 
     /// `rows` queries look at `sourceRows` keys, turned on their side, and values.
     void attend(const float *queries, std::size_t rows, const float *keys, const float *values,
                 std::size_t sourceRows, float *y) {
-        obeyStop();
         m_weights.resize(wholeBlocks(sourceRows));
         for (std::size_t row = 0; row < rows; ++row)
             m_kernels.attend({queries + row * m_dimension, keys, values, sourceRows, m_dimension, m_heads,
                               m_weights.data(), y + row * m_dimension});
+        obeyStop();
     }
 
     void addAndNormalize(Rows &x, const Rows &y, std::size_t rows,
@@ -58,11 +63,6 @@ public:
     }
 
 private:
-    void obeyStop() const {
-        if (m_stop.stop_requested())
-            throw Stopped();
-    }
-
     /// So many rows of the widest product take some milliseconds on a slow computer, and a stop is heard
     /// between. Fewer would read the weights too often.
     static constexpr std::size_t mostRows = 128;
@@ -164,6 +164,7 @@ std::vector<Tokens> GreedySearch::translate(std::span<const Tokens> sentences,
     if (std::ranges::any_of(sentences, isTooLong))
         throw std::length_error("a sentence has more tokens than there are positions");
     Layers layers(m_network, m_kernels, stop);
+    layers.obeyStop();
     const std::size_t dimension = layers.dimension();
     const std::vector<std::size_t> begins = beginsOf(sentences);
     const Rows encoded = encode(m_network, layers, sentences);
@@ -183,6 +184,7 @@ std::vector<Tokens> GreedySearch::translate(std::span<const Tokens> sentences,
     std::vector<Translation> translations(sentences.size());
     std::vector<Translation *> unfinished;
     for (std::size_t i = 0; i < sentences.size(); ++i) {
+        layers.obeyStop(); // packing the candidates takes a while
         Translation &translation = translations[i];
         translation.source = i;
         translation.longest =

@@ -13,7 +13,7 @@ namespace quillora::neural {
 namespace {
 
 // Sentences are looked at whole: beyond this, in bytes, they are cut wherever a word ends.
-constexpr std::size_t longestSentence = 1 << 14;
+constexpr std::size_t longestSentence = 1 << 12;
 
 bool isSpaceAt(std::string_view text, std::size_t offset) {
     return u_isUWhiteSpace(characterAt(text, offset).code);
@@ -143,31 +143,33 @@ Passages::Passages(std::string_view text, LanguagePair languages, const Vocabula
                    const std::stop_token &stop)
     : m_languages(std::move(languages)) {
     for (const Sentence &sentence : sentencesOf(text, m_languages.source)) {
-        if (stop.stop_requested())
-            throw Stopped();
         std::string_view rest = sentence.text;
         while (rest.size() > longestSentence) {
             const std::size_t end = endOfFirstPart(rest, m_languages.source);
-            addSentence(rest.substr(0, end), vocabulary);
+            addSentence(rest.substr(0, end), vocabulary, stop);
             rest.remove_prefix(end);
         }
-        addSentence(rest, vocabulary);
+        addSentence(rest, vocabulary, stop);
         addUntouched(sentence.space);
     }
 }
 
-void Passages::addSentence(std::string_view sentence, const Vocabulary &vocabulary) {
+void Passages::addSentence(std::string_view sentence, const Vocabulary &vocabulary,
+                           const std::stop_token &stop) {
     std::size_t begin = 0;
     for (const Stretch &stretch :
          foreignStretches(sentence, vocabulary.piecesOf(sentence), vocabulary.unknown())) {
-        addStretch(sentence.substr(begin, stretch.begin - begin), vocabulary);
+        addStretch(sentence.substr(begin, stretch.begin - begin), vocabulary, stop);
         addUntouched(sentence.substr(stretch.begin, stretch.end - stretch.begin));
         begin = stretch.end;
     }
-    addStretch(sentence.substr(begin), vocabulary);
+    addStretch(sentence.substr(begin), vocabulary, stop);
 }
 
-void Passages::addStretch(std::string_view stretch, const Vocabulary &vocabulary) {
+void Passages::addStretch(std::string_view stretch, const Vocabulary &vocabulary,
+                          const std::stop_token &stop) {
+    if (stop.stop_requested())
+        throw Stopped();
     const std::vector<Vocabulary::Piece> pieces = vocabulary.piecesOf(stretch);
     constexpr std::size_t room = longest - 1; // one is for the token that ends it
     if (pieces.size() <= room) {
@@ -184,11 +186,11 @@ void Passages::addStretch(std::string_view stretch, const Vocabulary &vocabulary
             addUntouched(stretch);
             return;
         }
-        addStretch(stretch.substr(begin, cut - begin), vocabulary);
+        addStretch(stretch.substr(begin, cut - begin), vocabulary, stop);
         begin = cut;
         piece = std::ranges::lower_bound(piece, pieces.end(), cut, {}, &Vocabulary::Piece::begin);
     }
-    addStretch(stretch.substr(begin), vocabulary);
+    addStretch(stretch.substr(begin), vocabulary, stop);
 }
 
 void Passages::addPassage(std::string_view passage, const Vocabulary &vocabulary) {

@@ -52,8 +52,8 @@ private:
         bool isPassage;
     };
 
-    void addSentence(std::string_view sentence, const Vocabulary &vocabulary);
-    void addStretch(std::string_view stretch, const Vocabulary &vocabulary);
+    void addSentence(std::string_view sentence, const Vocabulary &vocabulary, const std::stop_token &stop);
+    void addStretch(std::string_view stretch, const Vocabulary &vocabulary, const std::stop_token &stop);
     void addPassage(std::string_view passage, const Vocabulary &vocabulary);
     void addUntouched(std::string_view text);
 

@@ -1,4 +1,5 @@
 #include "platform/linux/translation/neural/Passages.h"
+#include "platform/linux/translation/neural/Stopped.h"
 #include "support/neural/DictionaryModel.h"
 #include "support/neural/ModelWriter.h"
 #include "support/neural/RandomModel.h"
@@ -30,6 +31,7 @@ private Q_SLOTS:
     void aLongTranscriptIsCutBetweenWords();
     void aWordWithoutEndIsCut();
     void noPassageIsTooLong();
+    void aStopIsObeyed();
 };
 
 namespace {
@@ -207,6 +209,12 @@ void PassagesTest::noPassageIsTooLong() {
         for (const Tokens &source : passages.sources())
             QVERIFY(source.size() <= Passages::longest);
     }
+}
+
+void PassagesTest::aStopIsObeyed() {
+    std::stop_source stop;
+    stop.request_stop();
+    QVERIFY_THROWS_EXCEPTION(Stopped, Passages("one", {"en", "de"}, letters(), stop.get_token()));
 }
 
 QTEST_GUILESS_MAIN(PassagesTest)

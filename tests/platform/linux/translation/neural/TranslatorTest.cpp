@@ -43,6 +43,8 @@ private Q_SLOTS:
     void aStopIsObeyedOnBothWays();
     void aStopIsObeyedAtOnce();
     void aStopBeforehandIsObeyed();
+    void nothingIsComputedBehindTheProductThatAStopComesIn();
+    void noProductIsLongerThanAStopMayWait();
     void outputIsBounded();
     void itsMemoryIsGivenBack();
     void aFileThatIsNotThereIsNamed();
@@ -132,6 +134,46 @@ struct Meeting {
 
 private:
     static constexpr std::chrono::seconds patience{30};
+};
+
+/// Counts what is computed, and asks for a stop in the midst of one product.
+struct Stopping {
+    static inline std::stop_source stop;
+    static inline std::size_t products = 0;
+    static inline std::size_t mostRows = 0;
+    static inline std::size_t stopAt = 0; ///< never, if 0
+    static inline std::size_t stepsBehind = 0;
+
+    /// Whoever computes with these is alone, and in one thread.
+    static Kernels kernels(std::size_t stopAtProduct = 0) {
+        stop = std::stop_source();
+        products = mostRows = stepsBehind = 0;
+        stopAt = stopAtProduct;
+        Kernels kernels = fastestKernels();
+        kernels.multiplyInt8 = [](const Int8Product &product) {
+            stepsBehind += stop.stop_requested();
+            mostRows = std::max(mostRows, product.rows);
+            if (++products == stopAt)
+                stop.request_stop();
+            fastestKernels().multiplyInt8(product);
+        };
+        count<&Kernels::attend>(kernels, &Kernels::attend);
+        count<&Kernels::addAndNormalize>(kernels, &Kernels::addAndNormalize);
+        count<&Kernels::rectify>(kernels, &Kernels::rectify);
+        count<&Kernels::remember>(kernels, &Kernels::remember);
+        count<&Kernels::largest>(kernels, &Kernels::largest);
+        count<&Kernels::quantize>(kernels, &Kernels::quantize);
+        return kernels;
+    }
+
+private:
+    template <auto Kernel, class Result, class... Arguments>
+    static void count(Kernels &kernels, Result (*Kernels::*)(Arguments...)) {
+        kernels.*Kernel = [](Arguments... arguments) {
+            stepsBehind += stop.stop_requested();
+            return (fastestKernels().*Kernel)(arguments...);
+        };
+    }
 };
 
 } // namespace
@@ -315,6 +357,32 @@ void TranslatorTest::aStopBeforehandIsObeyed() {
     stop.request_stop();
     QVERIFY(!translator.translate("hallo", stop.get_token()));
     QVERIFY(translator.translate("hallo"));
+}
+
+void TranslatorTest::nothingIsComputedBehindTheProductThatAStopComesIn() {
+    const RandomModel small{
+        "small", {32, 64, 2, 2, 2, 200, 200, true}, RandomModel::Numbers::BytesAndMultipliers, 7, -100};
+    const Translator::Files smallFiles = writeRandomModel(small, m_folder.path());
+    Kernels kernels = Stopping::kernels();
+    const Translator translator(smallFiles, languages, {.threads = 1, .kernels = &kernels});
+    QVERIFY(translator.translate("ba", Stopping::stop.get_token()));
+    const std::size_t all = Stopping::products;
+    QVERIFY(all > 100);
+    for (std::size_t product = 1; product <= all; ++product) {
+        Stopping::kernels(product);
+        QVERIFY(!translator.translate("ba", Stopping::stop.get_token()));
+        QCOMPARE(Stopping::stepsBehind, std::size_t(0));
+    }
+}
+
+/// One of 128 rows takes some milliseconds on a slow computer.
+void TranslatorTest::noProductIsLongerThanAStopMayWait() {
+    const RandomModel model = mediumModel();
+    const Kernels kernels = Stopping::kernels();
+    const Translator translator(writeRandomModel(model, m_folder.path()), languages,
+                                {.threads = 1, .kernels = &kernels});
+    QVERIFY(translator.translate(longText(model, 30)));
+    QCOMPARE(Stopping::mostRows, std::size_t(128));
 }
 
 void TranslatorTest::outputIsBounded() {
