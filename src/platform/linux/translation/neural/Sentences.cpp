@@ -214,8 +214,13 @@ private:
     bool goesOnInSmallLetters(std::size_t offset) const {
         if (!m_hasCapitals)
             return false;
-        while (offset < m_text.size()) {
+        // What is far behind belongs to another sentence; and each mark of a row would look through all
+        // others.
+        constexpr int farBehind = 64;
+        for (int passed = 0; passed < farBehind && offset < m_text.size(); ++passed) {
             const Character character = characterAt(m_text, offset);
+            if (isLineBreak(character.code))
+                return false;
             if (u_isalnum(character.code))
                 return u_islower(character.code);
             offset = character.end;

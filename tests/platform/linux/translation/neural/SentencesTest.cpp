@@ -43,6 +43,9 @@ void SentencesTest::sentencesEndWhereTheirLanguageEndsThem_data() {
     QTest::newRow("year") << u"en"_s << u"It was 1999.| Then it ended."_s;
     QTest::newRow("small letters go on") << u"en"_s << u"Approx. two etc. and more.| Good."_s;
     QTest::newRow("ellipsis goes on") << u"en"_s << u"Well… maybe.| No…| Yes."_s;
+    QTest::newRow("small letters far behind")
+        << u"en"_s << u"Well.| "_s + QString(64, u'-') + u" maybe.| Good."_s;
+    QTest::newRow("small letters on the next line") << u"en"_s << u"Well.| -|\nmaybe.| Good."_s;
     QTest::newRow("small letters only") << u"en"_s << u"i went home.| then i slept.| dr. smith called."_s;
     QTest::newRow("a transcript without marks") << u"en"_s << u"so i went home and then i slept"_s;
     QTest::newRow("opening marks") << u"es"_s << u"¿Qué tal?| ¡Hola!| «Bien.»| Sra. López vino."_s;
