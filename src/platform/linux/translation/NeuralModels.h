@@ -32,7 +32,8 @@ public:
     /// Both outlive us.
     NeuralModels(ModelStore &store, MainQueue &mainQueue);
 
-    /// Stops every translation; whoever waits gets an error.
+    /// Stops every translation; whoever waits gets an error. A model that is just being loaded is waited for,
+    /// 150 ms at most from a warm cache: its loading cannot be stopped.
     ~NeuralModels();
     NeuralModels(const NeuralModels &) = delete;
     NeuralModels &operator=(const NeuralModels &) = delete;
