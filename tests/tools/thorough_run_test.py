@@ -11,7 +11,7 @@ import tempfile
 import unittest
 
 TEST = pathlib.Path(__file__).resolve().parents[2] / "test"
-PARTS = ["tests", "soak", "pipewire", "kills", "hour", "stalls", "lint", "addresses", "fuzzers", "threads"]
+PARTS = ["tests", "soak", "pipewire", "kills", "hour", "stalls", "lint", "neon", "addresses", "fuzzers", "threads"]
 
 # Each writes down what it is called with, and fails if that is what FAILS names.
 STUB = """#!/bin/sh
@@ -36,6 +36,7 @@ class ThoroughRun(unittest.TestCase):
         for path, text in {"tools/cmake": CMAKE, "tools/ctest": CTEST, "demo/soak": SOAK, "tests/fuzz/run": STUB,
                            "build/release/bench/ModelsWindowBench": STUB, "build/release/bench/ModelStoreBench": STUB,
                            "packaging/install-dependencies": STUB, "packaging/fetch-speech-library": STUB,
+                           "tests/platform/linux/translation/neural/neon/compare": STUB,
                            "packaging/lint": STUB}.items():
             file = self.folder / path
             file.parent.mkdir(parents=True, exist_ok=True)
@@ -64,13 +65,14 @@ class ThoroughRun(unittest.TestCase):
         self.assertIn("every test (100% tests passed, 0 tests failed out of 3)\n", run.stdout)
         self.assertIn("beside the other parts (flat)\n", run.stdout)
         for call in ["soak build/release/quillora 500", "ModelsWindowBench ", "ModelStoreBench installation",
-                     "ctest --test-dir build/asan --output-on-failure", "lint ", "run build/fuzz 60",
+                     "ctest --test-dir build/asan --output-on-failure", "lint ", "run build/fuzz 60", "compare ",
                      "ctest --test-dir build/tsan --output-on-failure -L threads"]:
             self.assertIn(call, self.calls())
 
     def test_a_part_that_fails_keeps_no_other_from_its_turn(self):
         for fails, part in {"lint*": "lint", "run*": "fuzzers", "soak*": "soak", "ModelsWindow*": "stalls",
-                            "ModelStore*": "stalls", "*preset?asan": "addresses"}.items():
+                            "ModelStore*": "stalls", "*preset?asan": "addresses", "compare*": "neon",
+                            "install*packages.txt": "neon"}.items():
             with self.subTest(part):
                 run = self.run_test("--thorough", fails=fails)
                 self.assertEqual(run.returncode, 1, run.stdout)
