@@ -13,6 +13,7 @@
 #include <stdlib.h>
 #include <time.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -82,6 +83,7 @@ double bandwidth(std::size_t size) {
 
 struct ReferenceRun {
     double milliseconds = 0;
+    double loading = 0; ///< in milliseconds
     double mebibytes = 0;
 };
 
@@ -106,6 +108,8 @@ ReferenceRun reference(const std::filesystem::path &folder, const std::string &t
     while (std::getline(err, line)) {
         if (line.ends_with(" MB"))
             run.mebibytes = std::stod(line);
+        else if (line.ends_with(" ms"))
+            run.loading = std::stod(line);
     }
     return run;
 }
@@ -114,6 +118,27 @@ std::string times(double theirs, double ours) {
     char text[32];
     std::snprintf(text, sizeof text, "%8.1f %6.1f x", theirs, theirs / ours);
     return theirs > 0 ? text : "";
+}
+
+/// How long the latest of twenty stops took, in milliseconds.
+double latestStop(const Translator::Files &files, const Kernels &kernels, const std::string &text) {
+    double latest = 0;
+    const Translator translator(files, {"de", "en"}, {.kernels = &kernels});
+    for (int i = 0; i < 20; ++i) {
+        std::stop_source stop;
+        Clock::time_point stopped;
+        std::jthread stopper([&, i] {
+            // From the text's being taken apart to the midst of it.
+            std::this_thread::sleep_for(std::chrono::milliseconds(1 + 7 * i));
+            stopped = Clock::now();
+            stop.request_stop();
+        });
+        const bool wasStopped = !translator.translate(text, stop.get_token());
+        const double late = millisecondsSince(stopped);
+        stopper.join();
+        latest = wasStopped ? std::max(latest, late) : latest;
+    }
+    return latest;
 }
 
 void measure(const RandomModel &model, const std::filesystem::path &folder) {
@@ -130,16 +155,16 @@ void measure(const RandomModel &model, const std::filesystem::path &folder) {
     const double before = residentMebibytes();
     RandomNumbers random(1);
     const std::string sentence = model.sentences(1, 22, 22, random)[0];
+    const ReferenceRun once = reference(folder, sentence, 1, false);
     {
         const Translator translator(files, {"de", "en"});
         translator.translate(sentence);
         const double added = residentMebibytes() - before;
-        std::printf("  memory            %8.1f MB       %s\n", added,
-                    times(reference(folder, sentence, 1, false).mebibytes, added).c_str());
+        std::printf("  memory            %8.1f MB       %s\n", added, times(once.mebibytes, added).c_str());
     }
     std::printf("  given back to     %8.1f MB\n", residentMebibytes() - before);
-    std::printf("  load              %8.1f ms\n",
-                shortest(7, [&] { Translator(files, {"de", "en"}); }, Time::OnTheWall));
+    const double loading = shortest(7, [&] { Translator(files, {"de", "en"}); }, Time::OnTheWall);
+    std::printf("  load              %8.1f ms       %s\n", loading, times(once.loading, loading).c_str());
 
     std::ifstream modelFile(files.model, std::ios::binary);
     std::ifstream vocabularyFile(files.sourceVocabulary, std::ios::binary);
@@ -202,22 +227,14 @@ void measure(const RandomModel &model, const std::filesystem::path &folder) {
                     1000 / ours * 1000, times(theirText, ours).c_str());
     }
 
-    double latest = 0;
-    const Translator translator(files, {"de", "en"});
-    for (int i = 1; i <= 20; ++i) {
-        std::stop_source stop;
-        Clock::time_point stopped;
-        std::jthread stopper([&, i] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(7 * i));
-            stopped = Clock::now();
-            stop.request_stop();
-        });
-        const bool wasStopped = !translator.translate(text + text + text, stop.get_token());
-        const double late = millisecondsSince(stopped);
-        stopper.join();
-        latest = wasStopped ? std::max(latest, late) : latest;
+    std::string withoutMarks = text + text + text;
+    std::ranges::replace(withoutMarks, '\n', ' ');
+    const Kernels *slowest = availableKernels().subspan(1).front();
+    for (const Kernels *kernels : {&fastestKernels(), slowest}) {
+        std::printf("  stopped within    %8.2f ms, in a text without marks %.2f ms (%s)\n",
+                    latestStop(files, *kernels, text + text + text),
+                    latestStop(files, *kernels, withoutMarks), kernels->name);
     }
-    std::printf("  stopped within    %8.2f ms\n", latest);
 }
 
 } // namespace

@@ -6,7 +6,7 @@
 // FOLDER holds model.bin, source.spm, target.spm and perhaps shortlist.bin. PRECISION is float32 or int8shiftAlphaAll.
 // Prints each sentence, a tab and its translation; with REPETITIONS the shortest time in ms of processor behind another
 // tab. The environment's JOIN=1 takes all sentences as one text, and LONGEST is the number of tokens beyond which a
-// sentence is cut. The last line printed to stderr is the memory that was added.
+// sentence is cut. The last lines printed to stderr are how long loading took, and the memory that was added.
 const fs = require('fs');
 const path = require('path');
 const engine = process.env.ENGINE;
@@ -55,8 +55,10 @@ workspace: 128
 max-length-factor: 2.0
 `;
     const service = new Module.BlockingService({ cacheSize: 0 });
+    const beginOfLoading = process.hrtime.bigint();
     const model = new Module.TranslationModel(configuration, inMemory(path.join(folder, 'model.bin'), 256),
         inMemory(path.join(folder, 'shortlist.bin'), 64), vocabularies, null);
+    console.error(`${Number(process.hrtime.bigint() - beginOfLoading) / 1e6} ms`);
     for (const text of texts) {
         let shortest = Infinity;
         let translation;
