@@ -71,6 +71,10 @@ void AppDelegate::applicationDidFinishLaunching(platform::Start start) {
         if (self)
             self->showState();
     };
+    connect(m_controller.get(), &AppController::isRecordingChanged, this, [this] {
+        if (!m_controller->isRecording())
+            releaseHotKey(); // a dictation that ended otherwise leaves no press behind to end the next one
+    });
     // A start at login disturbs nobody with more than what needs attention.
     m_controller->onNeedsAttention = [self, start] {
         if (!self)

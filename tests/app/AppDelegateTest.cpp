@@ -476,6 +476,25 @@ private Q_SLOTS:
         QVERIFY(m_delegate->controller()->isRecording());
     }
 
+    void aRemotePressIsOverWithItsDictationHoweverThatEnds() {
+        launch();
+        m_delegate->pressHotKey();
+        m_platform->run();
+        m_platform->queue.advance(9min);
+        m_delegate->toggleDictation(); // as the panel's button does
+        m_platform->run();
+        m_platform->speech.deliverFinal(QString());
+        m_platform->run();
+        QVERIFY(!m_delegate->controller()->isRecording());
+        QVERIFY(!m_delegate->controller()->isProcessing());
+        m_delegate->pressHotKey();
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+        m_platform->queue.advance(2min);
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+    }
+
     void aRemoteReleaseWithoutAPressEndsNothing() {
         launch();
         startDictation();
