@@ -11,6 +11,8 @@
 #include <QMessageBox>
 #include <QPointer>
 
+#include <optional>
+
 using namespace Qt::StringLiterals;
 
 namespace quillora {
@@ -61,8 +63,8 @@ int QuilloraApp::run(RunningInstance &instance, const PlatformFactory &makePlatf
         return 0;
     }
 
-    const std::unique_ptr<Platform> platform = makePlatform();
-    const Platform::Scope scope(*platform);
+    std::unique_ptr<Platform> platform = makePlatform();
+    std::optional<Platform::Scope> scope(*platform);
     if (LanguageCatalog::spokenOptions().isEmpty()) {
         tellThatNothingCanBeRecognized(start);
         return noLanguageStatus;
@@ -87,6 +89,9 @@ int QuilloraApp::run(RunningInstance &instance, const PlatformFactory &makePlatf
     m_appDelegate.reset();
     // Whatever waited for something has been told that it is over, and comes to its end here.
     QCoreApplication::sendPostedEvents();
+    // Whoever asks for the end once more meanwhile must not cut short what is given back now.
+    scope.reset();
+    platform.reset();
     instance.setListener({});
     return status;
 }

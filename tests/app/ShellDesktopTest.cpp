@@ -414,13 +414,16 @@ private Q_SLOTS:
 
     void aSignalEndsTheProgramInGoodOrder_data() {
         QTest::addColumn<int>("number");
-        QTest::newRow("SIGTERM") << SIGTERM;
-        QTest::newRow("SIGINT") << SIGINT;
-        QTest::newRow("SIGHUP") << SIGHUP;
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("SIGTERM") << SIGTERM << QStringList();
+        QTest::newRow("SIGINT") << SIGINT << QStringList();
+        QTest::newRow("SIGHUP") << SIGHUP << QStringList();
+        QTest::newRow("and another one meanwhile") << SIGTERM << QStringList{u"--impatient"_s};
     }
     void aSignalEndsTheProgramInGoodOrder() {
         QFETCH(int, number);
-        startWithNotifierTray();
+        QFETCH(QStringList, arguments);
+        startWithNotifierTray(arguments);
         m_shell->signal(number);
         QVERIFY(endsWithinASecond());
         QCOMPARE(m_shell->process().exitStatus(), QProcess::NormalExit);

@@ -13,6 +13,8 @@
 
 #include <QTimer>
 
+#include <csignal>
+
 using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace std::chrono_literals;
@@ -46,7 +48,14 @@ public:
     platform::Workspace &workspace() override { return m_workspace; }
     platform::Tray &tray() override { return m_tray; }
 
+    ~LivePlatform() override {
+        if (isAskedToEndTwice)
+            ::raise(SIGTERM);
+    }
+
     void relyOnTray() { m_mainQueue.isTraySure = true; }
+
+    bool isAskedToEndTwice = false;
 
 private:
     PatientQueue m_mainQueue;
@@ -62,7 +71,8 @@ private:
 } // namespace
 
 /// `--no-languages`: nothing can be recognized. `--no-microphone`: nothing can be recorded. `--taken`:
-/// another program has the hotkey. `--tray`: one is there, and the program waits for it.
+/// another program has the hotkey. `--tray`: one is there, and the program waits for it. `--impatient`: while
+/// it ends somebody asks for the end once more.
 int main(int argc, char **argv) {
     const QByteArray startupId = platform::readLaunchEnvironment();
     QuilloraApp app(argc, argv);
@@ -74,6 +84,7 @@ int main(int argc, char **argv) {
             platform->speech.locales.clear();
         if (options.contains(u"--no-microphone"_s))
             platform->permissions.isMicrophoneGranted = false;
+        platform->isAskedToEndTwice = options.contains(u"--impatient"_s);
         if (options.contains(u"--tray"_s))
             platform->relyOnTray();
         if (options.contains(u"--taken"_s))
