@@ -23,6 +23,8 @@ void forgoMissingSessionBus() {
 
 QByteArray readLaunchEnvironment() {
     forgoMissingSessionBus();
+    // The toolkit would remove it at the first use, when threads run that may read the environment.
+    qunsetenv("XDG_ACTIVATION_TOKEN");
     return qgetenv("DESKTOP_STARTUP_ID");
 }
 
