@@ -120,9 +120,13 @@ public:
         m_told->changed.wait(lock, [this] { return m_told->isFinal; });
         return m_told->text;
     }
-    void waitForWords(qsizetype count) {
+    /// Until nothing more comes of what was heard.
+    void waitForQuiet() {
         std::unique_lock lock(m_told->mutex);
-        m_told->changed.wait(lock, [&] { return m_told->text.count(u' ') >= count; });
+        for (int known = -1; known != m_told->texts;) {
+            known = m_told->texts;
+            m_told->changed.wait_for(lock, 1s, [&] { return m_told->texts != known; });
+        }
     }
     int texts() const {
         const std::lock_guard lock(m_told->mutex);
@@ -269,13 +273,12 @@ void printLongDictation(int minutes, bool isCompared) {
     int printed = 0;
     print(0);
     while (heard < 60.0 * minutes) {
-        // Not more than one round ahead, or the sound that is kept would be full some day.
-        dictating.waitForWords(allSpoken.count(u' ') * 7 / 10 - spoken.count(u' '));
         allSpoken += spoken;
         for (const auto &buffer : buffers) {
             dictating.hear(buffer);
             heard += double(buffer.size()) / 16000;
         }
+        dictating.waitForQuiet(); // or the sound that is kept would be full some day
         if (int(heard / 60) / 5 > printed)
             print(5 * (printed = int(heard / 60) / 5));
     }
