@@ -17,8 +17,8 @@ class LayeringRules(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.sources = pathlib.Path(folder.name)
-        for room in layering_test.BELOW:
-            self.write(f"{room}/Room.h", "")
+        for room in layering_test.BELOW.keys() | layering_test.FOLDERS:
+            self.write(room if "." in room else f"{room}/Room.h", "")
         self.write(BELOW_THE_SEAM, "")
 
     def write(self, path, text):
@@ -83,6 +83,19 @@ const char *text = R"(
                          ["sundries/Some.cpp stands in a room that is not in the table: "
                           "say in layering_test.py what lies below it"])
 
+    def test_a_folder_within_a_room_is_named_too(self):
+        for folder in ("platform/windows", "platform/linux/wayland", "recognizer/whisper", "ui/dialogs"):
+            with self.subTest(folder):
+                path = f"{folder}/Some.cpp"
+                self.assertEqual(self.complaints(path, ""),
+                                 [f"{path} stands in a room that is not in the table: "
+                                  "say in layering_test.py what lies below it"])
+                (self.sources / path).unlink()
+
+    def test_a_folder_that_is_gone_is_named(self):
+        (self.sources / "recognizer/sherpa/Room.h").unlink()
+        self.assertEqual(self.complaints("ui/View.cpp", ""), ["there is no folder recognizer/sherpa: was it moved?"])
+
     def test_a_room_that_is_gone_is_named(self):
         (self.sources / "speech/Room.h").unlink()
         self.assertEqual(self.complaints("ui/View.cpp", ""), ["there is no room speech: was it moved?"])
@@ -122,6 +135,31 @@ const char *text = R"(
         store = '#include "platform/linux/models/LinuxModelStore.h"\n'
         self.assertEqual(self.complaints("platform/linux/LinuxPlatform.cpp", store), [])
         self.assertEqual(len(self.complaints("platform/linux/translation/Engine.cpp", store)), 1)
+
+    def of_backend(self, path, text):
+        self.write(f"backend/{path}", text)
+        return list(layering_test.violations_of_backend(self.sources / "backend"))
+
+    def test_the_backend_includes_itself_and_the_system(self):
+        self.assertEqual(self.of_backend("Some.cpp", '#include "backend/Other.h"\n#include <string>\n'
+                                                     "#include <boost/json.hpp>\n"), [])
+
+    def test_the_backend_includes_nothing_of_the_program(self):
+        for name in ("platform/ModelStore.h", "recognizer/Session.h", "ui/Room.h"):
+            with self.subTest(name):
+                self.assertEqual(self.of_backend("Some.cpp", f'#include "{name}"\n'),
+                                 [f"backend/Some.cpp includes {name}, which is the program's"])
+
+    def test_the_backend_stands_without_the_toolkit(self):
+        self.assertEqual(self.of_backend("Some.cpp", "#include <QString>\n"),
+                         ["backend/Some.cpp includes QString: the backend stands without the toolkit"])
+
+    def test_foreign_headers_of_the_backend_stay_in_their_files(self):
+        for name in ("hiredis/hiredis.h", "prometheus/counter.h", "toml++/toml.h", "boost/beast/http.hpp", "openssl/ssl.h"):
+            with self.subTest(name):
+                self.assertEqual(len(self.of_backend("Some.cpp", f"#include <{name}>\n")), 1)
+        self.assertEqual(self.of_backend("Some.cpp", ""), [])
+        self.assertEqual(self.of_backend("Metrics.cpp", "#include <prometheus/counter.h>\n"), [])
 
     def test_the_environment_is_left_alone(self):
         self.assertEqual(self.complaints("ui/Some.cpp", 'void f() { qputenv("A", "b"); }\n'),

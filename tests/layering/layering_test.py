@@ -1,9 +1,10 @@
 #!/usr/bin/python3
 """Arrows point down only: each room includes itself and what lies below it, and only main.cpp names the Linux layer,
 whose parts are given what they need and do not reach for the installed platform. Of the recognizer, which is another
-program, the Linux layer knows the protocol alone; its engines reach the model store through the seam, and LinuxPlatform.cpp alone makes it. What speaks to
-the desktop, to engines or to the system is included in the rooms that it is named for. The folder of the sources is
-the only argument."""
+program, the Linux layer knows the protocol alone; its engines reach the model store through the seam, and
+LinuxPlatform.cpp alone makes it. What speaks to the desktop, to engines or to the system is included in the rooms that it
+is named for. The backend is a program of its own, without the toolkit and all else of ours. The folders of the sources
+and of the backend are the arguments."""
 
 import os
 import pathlib
@@ -28,6 +29,16 @@ BELOW = {
     "app": {"ui", "controller", "models", "hotkey", "speech", "translation", "insertion", "platform"},
 }
 
+# Folders within rooms, which share what lies below those.
+PARTS = {
+    "recognizer": {"pocketsphinx", "sherpa"},
+    "platform/linux": {
+        "appearance", "autostart", "http", "instance", "keyring", "locale", "notifications", "plain", "recognition",
+        "routing", "settings", "sound", "translation", "translation/apertium", "translation/neural",
+        "translation/neural/kernels", "tray", "webpages", "x11"},
+}
+FOLDERS = {room for room in BELOW if "." not in room} | {f"{room}/{part}" for room in PARTS for part in PARTS[room]}
+
 # Whose headers (by their beginning) are included where alone (by the beginning of the path).
 FOREIGN = {
     "D-Bus": (r"(QtDBus/)?QDBus|QtDBus$|dbus/", ["platform/linux/"]),
@@ -43,6 +54,16 @@ FOREIGN = {
     "an engine of recognition": (r"pocketsphinx|sphinxbase/|sherpa|onnx", ["recognizer/pocketsphinx/"]),
     "an engine of translation": (r"sentencepiece|lttoolbox/|apertium", ["platform/linux/translation/"]),
     "the system's filter of calls": (r"seccomp\.h|linux/(seccomp|landlock|filter)\.h", ["recognizer/"]),
+}
+
+# The same of the backend.
+FOREIGN_OF_BACKEND = {
+    "the database": (r"hiredis/", ["backend/RedisConnection."]),
+    "who measures": (r"prometheus/", ["backend/Metrics."]),
+    "the settings' format": (r"toml", ["backend/Configuration."]),
+    "HTTP": (r"boost/beast/", ["backend/Inflow.", "backend/Server.", "backend/Stream.", "backend/Upstream."]),
+    "TLS": (r"openssl/|boost/asio/ssl", ["backend/Check.", "backend/Randomness.", "backend/Server.", "backend/Stream.",
+                                         "backend/Upstream."]),
 }
 
 # These two stand without the toolkit.
@@ -93,7 +114,7 @@ def within(sources, file, name):
 def complaints_about(sources, file):
     path = file.relative_to(sources).as_posix()
     room = room_of(path)
-    if room not in BELOW:
+    if room not in BELOW or "/" in path and os.path.dirname(path) not in FOLDERS:
         yield (f"{path} stands in a room that is not in the table: "
                f"say in {pathlib.Path(__file__).name} what lies below it")
         return
@@ -115,14 +136,31 @@ def complaints_about(sources, file):
             if room_of(included) not in allowed or reaches_up:
                 yield f"{path} includes {included}"
             continue
-        for whose, (headers, places) in FOREIGN.items():
-            if re.match(headers, name) and not path.startswith(tuple(places)):
-                yield f"{path} includes {name}: only {', '.join(places)} may speak to {whose}"
+        yield from foreign_complaints(path, name, FOREIGN)
         if path.startswith(WITHOUT_TOOLKIT) and re.match(TOOLKIT, name):
             yield f"{path} includes {name}: this room stands without the toolkit"
     # The environment is left alone once there may be threads.
     if path != "platform/linux/instance/LaunchEnvironment.cpp" and re.search(r"\b(q?putenv|q?unsetenv|setenv)\(", text):
         yield f"{path} changes the environment"
+
+
+def foreign_complaints(path, name, foreign):
+    for whose, (headers, places) in foreign.items():
+        if re.match(headers, name) and not path.startswith(tuple(places)):
+            yield f"{path} includes {name}: only {', '.join(places)} may speak to {whose}"
+
+
+def violations_of_backend(backend):
+    backend = pathlib.Path(os.path.abspath(backend))
+    for file in sorted(file for file in backend.rglob("*") if file.suffix in SOURCES):
+        path = f"backend/{file.relative_to(backend).as_posix()}"
+        for written in includes(file.read_text(encoding="utf-8")):
+            name = written[1:-1].strip()
+            if re.match(TOOLKIT, name):
+                yield f"{path} includes {name}: the backend stands without the toolkit"
+            elif name.split("/")[0] in FOLDERS or (backend.parent / "src" / name).exists():
+                yield f"{path} includes {name}, which is the program's"
+            yield from foreign_complaints(path, name, FOREIGN_OF_BACKEND)
 
 
 def violations(sources):
@@ -137,13 +175,15 @@ def violations(sources):
             yield f"{file.relative_to(sources).as_posix()}: is this a source? Say so in {pathlib.Path(__file__).name}"
     for room in sorted(set(BELOW) - seen):
         yield f"there is no room {room}: was it moved?"
+    for folder in sorted(FOLDERS - {file.parent.relative_to(sources).as_posix() for file in files} - set(BELOW)):
+        yield f"there is no folder {folder}: was it moved?"
 
 
-def main(sources):
-    found = list(violations(sources))
+def main(sources, backend):
+    found = list(violations(sources)) + list(violations_of_backend(backend))
     print("\n".join(found) or "every include points down")
     return 1 if found else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]))
+    sys.exit(main(*sys.argv[1:]))
