@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <csignal>
 #include <cstdio>
 #include <mutex>
 #include <sys/resource.h>
@@ -257,6 +258,30 @@ void printRoundTrip() {
                 beside(1, median(turns)).constData());
 }
 
+/// The process dies when a minute has been heard, and another one takes over.
+void printTakeover() {
+    const auto client = loadedClient();
+    std::vector<double> takeovers;
+    double heard = 0; // seconds
+    for (int i = 0; i < 3; ++i) {
+        Dictating dictating(*client);
+        for (heard = 0; heard < 60;) {
+            for (const auto &buffer : inBuffers(Recording::all().front().sound().samples)) {
+                dictating.hear(buffer);
+                heard += double(buffer.size()) / 16000;
+            }
+        }
+        dictating.waitForQuiet();
+        ::kill(pid_t(recognizer()), SIGKILL);
+        QElapsedTimer timer;
+        timer.start();
+        dictating.end();
+        takeovers.push_back(milliseconds(timer) / 1000);
+    }
+    std::printf("a takeover after %.0f s, to the final text: %.1f s %s\n", heard, median(takeovers),
+                beside(heard, median(takeovers)).constData());
+}
+
 /// As fast as it can be decoded; beside it, if asked for, the same in one utterance.
 void printLongDictation(int minutes, bool isCompared) {
     QString spoken;
@@ -314,6 +339,7 @@ int main(int argc, char **argv) {
         printRoundTrip();
         printDelays();
         printOverhead();
+        printTakeover();
     }
     printLongDictation(argc > 1 ? QByteArray(argv[1]).toInt() : 60, argc == 1 || argc > 2);
     return isEachGoalMet ? 0 : 1;
