@@ -95,12 +95,14 @@ private:
 
 } // namespace
 
+#ifndef QUILLORA_SANITIZED // a sanitizer has these of its own
 void *operator new(std::size_t size) {
     void *memory = size <= mostBytesAtOnce ? std::malloc(std::max<std::size_t>(size, 1)) : nullptr;
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 void operator delete(void *memory) noexcept { std::free(memory); }
 void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
+#endif
 
 /// Translation by models of the store: how they come, what of them is in memory, and what a person reads if
 /// something is in the way.
@@ -499,6 +501,9 @@ void NeuralEngineTest::theWayThroughEnglishTakesThePlaceOfOneThatCannotBeLoaded(
 }
 
 void NeuralEngineTest::whatOnlyFailsForNowIsNotRejected() {
+#ifdef QUILLORA_SANITIZED
+    QSKIP("a sanitizer looks at memory through descriptors, and there are none");
+#endif
     install(u"de-en"_s);
     TextOutcome outcome;
     {
@@ -557,6 +562,9 @@ void NeuralEngineTest::whatIsNotInstalledIsNotAskedForInItsPlace() {
 }
 
 void NeuralEngineTest::aLackOfMemoryIsCalledThat() {
+#ifdef QUILLORA_SANITIZED
+    QSKIP("memory is the sanitizer's, and does not run out");
+#endif
     install(u"de-en"_s);
     TextOutcome outcome;
     {
