@@ -124,7 +124,11 @@ ModelTask EngineRoutes::scope(const ModelTask &task) const {
     if (task.kind != ModelKind::speech)
         return task;
     const ModelTask inEveryRegion = ModelTask::hearing(task.languages.first().section(u'-', 0, 0));
-    return choices(task) == choices(inEveryRegion) ? inEveryRegion : task;
+    const auto models = m_store.models();
+    const bool hasItsOwn = std::any_of(models.begin(), models.end(), [&](const ModelDescription &model) {
+        return m_engines.contains(model.engine) && does(model, task) && !does(model, inEveryRegion);
+    });
+    return hasItsOwn ? task : inEveryRegion;
 }
 
 std::optional<ModelRoute> EngineRoutes::direct(const QStringList &without, const ModelTask &task) const {
