@@ -268,8 +268,8 @@ std::optional<RecognizerModel> OnDeviceRecognizers::model(const QString &id, con
     model->doubt = [this, post = poster(), id] { post([this, id] { m_store.check(id); }); };
     compareAtEachStart(*model);
     model->tried = [this, post = poster(), id, version = use.version(),
-                    tried = *model](std::chrono::milliseconds took) {
-        post([this, id, version, remark = remarkOnSpeed(tried, took)] {
+                    longestDecoding = model->longestDecoding](std::chrono::milliseconds took) {
+        post([this, id, version, remark = remarkOnSpeed(longestDecoding, took)] {
             m_store.remark(id, version, remark);
         });
     };
@@ -296,10 +296,11 @@ std::vector<RecognizerModel> OnDeviceRecognizers::replacements(const QString &lo
 
 /// Of a model that is not for streams two seconds may be left at the release, however long it takes for them.
 /// One for streams decodes them while they are spoken, and has to leave a fifth of the time for all else.
-QString OnDeviceRecognizers::remarkOnSpeed(const RecognizerModel &model, std::chrono::milliseconds took) {
+QString OnDeviceRecognizers::remarkOnSpeed(std::chrono::milliseconds longestDecoding,
+                                           std::chrono::milliseconds took) {
     constexpr std::chrono::milliseconds longestOfStreams{1600};
-    const bool isForStreams = model.longestDecoding == std::chrono::milliseconds(0);
-    if (took <= (isForStreams ? longestOfStreams : model.longestDecoding))
+    const bool isForStreams = longestDecoding == std::chrono::milliseconds(0);
+    if (took <= (isForStreams ? longestOfStreams : longestDecoding))
         return {};
     return u"This computer is too slow for it: two seconds of speech take it %1 seconds."_s.arg(
         double(took.count()) / 1000, 0, 'f', 1);

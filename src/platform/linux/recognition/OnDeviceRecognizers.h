@@ -48,8 +48,9 @@ public:
     void prepare(const QString &localeIdentifier) override;
     std::unique_ptr<SpeechRecognizer> makeRecognizer(const QString &localeIdentifier) override;
 
-    /// What a person is told where the model takes so long for two seconds of sound; empty if that will do.
-    static QString remarkOnSpeed(const RecognizerModel &model, std::chrono::milliseconds took);
+    /// What a person is told where a model of this `RecognizerModel::longestDecoding` takes so long for two
+    /// seconds of sound; empty if that will do.
+    static QString remarkOnSpeed(std::chrono::milliseconds longestDecoding, std::chrono::milliseconds took);
 
 private:
     /// A model on its way into the recognizer's process, or in it.

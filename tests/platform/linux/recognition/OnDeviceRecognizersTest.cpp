@@ -404,15 +404,14 @@ private Q_SLOTS:
     }
 
     void aModelThatIsTooSlowIsCalledThat() {
-        platform::RecognizerModel offline{"sherpa", {}};
-        offline.longestDecoding = recognizer::longestDecoding;
+        constexpr auto offline = recognizer::longestDecoding;
         QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(offline, recognizer::longestDecoding), QString());
         QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(offline, 1449ms),
                  u"This computer is too slow for it: two seconds of speech take it 1.4 seconds."_s);
     }
 
     void aModelThatKeepsUpWithWhoeverSpeaksIsNotTooSlow() {
-        const platform::RecognizerModel streaming{"sherpa", {}};
+        const auto streaming = platform::RecognizerModel{}.longestDecoding;
         QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(streaming, 1600ms), QString());
         QCOMPARE(OnDeviceRecognizers::remarkOnSpeed(streaming, 1700ms),
                  u"This computer is too slow for it: two seconds of speech take it 1.7 seconds."_s);
