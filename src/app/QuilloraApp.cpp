@@ -11,8 +11,6 @@
 #include <QMessageBox>
 #include <QPointer>
 
-#include <optional>
-
 using namespace Qt::StringLiterals;
 
 namespace quillora {
@@ -63,8 +61,15 @@ int QuilloraApp::run(RunningInstance &instance, const PlatformFactory &makePlatf
         return 0;
     }
 
-    std::unique_ptr<Platform> platform = makePlatform();
-    std::optional<Platform::Scope> scope(*platform);
+    const int status = runOn(*makePlatform(), instance, start);
+    // Not before the platform has gone: whoever asks for the end once more must not cut short what it gives
+    // back.
+    instance.setListener({});
+    return status;
+}
+
+int QuilloraApp::runOn(Platform &platform, RunningInstance &instance, Start start) {
+    const Platform::Scope scope(platform);
     if (LanguageCatalog::spokenOptions().isEmpty()) {
         tellThatNothingCanBeRecognized(start);
         return noLanguageStatus;
@@ -89,10 +94,6 @@ int QuilloraApp::run(RunningInstance &instance, const PlatformFactory &makePlatf
     m_appDelegate.reset();
     // Whatever waited for something has been told that it is over, and comes to its end here.
     QCoreApplication::sendPostedEvents();
-    // Whoever asks for the end once more meanwhile must not cut short what is given back now.
-    scope.reset();
-    platform.reset();
-    instance.setListener({});
     return status;
 }
 

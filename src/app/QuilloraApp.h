@@ -30,6 +30,8 @@ public:
     int run(platform::RunningInstance &instance, const PlatformFactory &makePlatform);
 
 private:
+    int runOn(platform::Platform &platform, platform::RunningInstance &instance, platform::Start start);
+
     QApplication m_application;
     std::unique_ptr<AppDelegate> m_appDelegate;
 };
