@@ -6,6 +6,7 @@
 #include "platform/linux/translation/neural/GreedySearch.h"
 #include "platform/linux/translation/neural/Translator.h"
 #include "platform/linux/translation/neural/Vocabulary.h"
+#include "support/ResidentMemory.h"
 #include "support/neural/ModelWriter.h"
 #include "support/neural/RandomModel.h"
 
@@ -54,13 +55,6 @@ double shortest(int runs, const std::function<void()> &work, Time kind = Time::O
         best = std::min(best, milliseconds(kind) - begin);
     }
     return best;
-}
-
-double residentMebibytes() {
-    std::size_t total = 0;
-    std::size_t resident = 0;
-    std::ifstream("/proc/self/statm") >> total >> resident;
-    return double(resident) * 4096 / mebi;
 }
 
 /// How fast this core reads `size` bytes again and again, in bytes a millisecond.
@@ -152,17 +146,17 @@ void measure(const RandomModel &model, const std::filesystem::path &folder) {
                 model.shape.encoderDepth, model.shape.decoderDepth);
 
     malloc_trim(0);
-    const double before = residentMebibytes();
+    const double before = double(residentBytes()) / mebi;
     RandomNumbers random(1);
     const std::string sentence = model.sentences(1, 22, 22, random)[0];
     const ReferenceRun once = reference(folder, sentence, 1, false);
     {
         const Translator translator(files, {"de", "en"});
         translator.translate(sentence);
-        const double added = residentMebibytes() - before;
+        const double added = double(residentBytes()) / mebi - before;
         std::printf("  memory            %8.1f MB       %s\n", added, times(once.mebibytes, added).c_str());
     }
-    std::printf("  given back to     %8.1f MB\n", residentMebibytes() - before);
+    std::printf("  given back to     %8.1f MB\n", double(residentBytes()) / mebi - before);
     const double loading = shortest(7, [&] { Translator(files, {"de", "en"}); }, Time::OnTheWall);
     std::printf("  load              %8.1f ms       %s\n", loading, times(once.loading, loading).c_str());
 

@@ -3,6 +3,8 @@
 #include "platform/linux/recognition/RecognizerClient.h"
 #include "recognizer/ToneModels.h"
 #include "support/ProcessTree.h"
+#include "support/ResidentMemory.h"
+#include "support/Sanitizers.h"
 #include "support/Told.h"
 
 #include <QDir>
@@ -76,13 +78,6 @@ private:
     };
     const std::shared_ptr<State> m_state = std::make_shared<State>();
 };
-
-qint64 residentKilobytes(qint64 process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/statm");
-    qint64 total = 0, resident = 0;
-    file >> total >> resident;
-    return resident * ::sysconf(_SC_PAGESIZE) / 1024;
-}
 
 /// What the process has had of the processors, which does not depend on who else wants them.
 std::chrono::milliseconds processorTime(qint64 process) {
@@ -271,7 +266,7 @@ private Q_SLOTS:
                 job->sound().add({{recognizer::sampleRate, 1}, sentence});
             // No microphone is further ahead.
             QVERIFY(test::ChildProcess::waitUntil([&] { return heard() >= minute * perMinute - 1; }, 60000));
-            memory.push_back(residentKilobytes(process));
+            memory.push_back(qint64(test::residentBytes(std::to_string(process)) / 1024));
             time.push_back(processorTime(process));
         }
         job->sound().end();
@@ -286,10 +281,9 @@ private Q_SLOTS:
             static_cast<long long>(all.count()), static_cast<long long>(inTheFirst.count()),
             static_cast<long long>(inTheLast.count()));
         QVERIFY(memory.back() - memory.front() < 4096);
-        const bool isSlowedDown = *QUILLORA_SANITIZERS != '\0';
-        QVERIFY(isSlowedDown || all <= minutes * 1s);
+        QVERIFY(test::isSanitized || all <= minutes * 1s);
         // Processors that others use are slower, which makes much of a minute that takes little.
-        QVERIFY(isSlowedDown || inTheLast <= 2 * inTheFirst + 200ms);
+        QVERIFY(test::isSanitized || inTheLast <= 2 * inTheFirst + 200ms);
     }
 
     /// Whatever a model does to its process, the program says so and goes on with a whole one.

@@ -28,8 +28,7 @@ struct LanguagePair {
 /// - Emoji, and words in letters that the vocabulary does not have, stay as they are: a model would swallow
 /// them.
 /// - What has no letter in it stays as it is: there is nothing to translate. So does what a hostile
-/// vocabulary makes
-///   too many tokens of.
+///   vocabulary makes too many tokens of.
 class Passages {
 public:
     /// In tokens.

@@ -2,6 +2,8 @@
 #include "platform/linux/FreedMemory.h"
 #include "platform/linux/translation/neural/ModelError.h"
 #include "platform/linux/translation/neural/kernels/Kernels.h"
+#include "support/ResidentMemory.h"
+#include "support/Sanitizers.h"
 #include "support/neural/DictionaryModel.h"
 #include "support/neural/ModelWriter.h"
 #include "support/neural/RandomModel.h"
@@ -60,13 +62,6 @@ private:
 namespace {
 
 const Translator::Languages languages{"de", "en"};
-
-std::size_t residentBytes() {
-    std::size_t total = 0;
-    std::size_t resident = 0;
-    std::ifstream("/proc/self/statm") >> total >> resident;
-    return resident * 4096;
-}
 
 /// From English into what is German but for one word.
 Dictionary backAgain() {
@@ -394,7 +389,7 @@ void TranslatorTest::outputIsBounded() {
 }
 
 void TranslatorTest::itsMemoryIsGivenBack() {
-    if (*QUILLORA_SANITIZERS != '\0')
+    if (isSanitized)
         QSKIP("a sanitizer keeps some of what is freed, which is resident then");
     platform::giveFreedMemoryBack(); // as the program does
     RandomModel model = mediumModel();
