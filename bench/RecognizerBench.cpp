@@ -260,13 +260,14 @@ void printRoundTrip() {
 
 /// The process dies when a minute has been heard, and another one takes over.
 void printTakeover() {
+    const auto buffers = inBuffers(Recording::all().front().sound().samples);
     const auto client = loadedClient();
     std::vector<double> takeovers;
     double heard = 0; // seconds
     for (int i = 0; i < 3; ++i) {
         Dictating dictating(*client);
         for (heard = 0; heard < 60;) {
-            for (const auto &buffer : inBuffers(Recording::all().front().sound().samples)) {
+            for (const auto &buffer : buffers) {
                 dictating.hear(buffer);
                 heard += double(buffer.size()) / 16000;
             }

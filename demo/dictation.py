@@ -170,7 +170,7 @@ class Person:
 
     def start_quillora(self, **options):
         """`options` are those of the desktop's `start_daemon`."""
-        self._end_first_start()
+        self.end_first_start()
         self.launch(**options)
         # A panel that was opened once can be read from then on.
         self.open_panel()
@@ -179,7 +179,7 @@ class Person:
         self.close_panel()
         self.wait_for_panel_end()
 
-    def _end_first_start(self):
+    def end_first_start(self):
         """A window opens by itself at the first one, and takes the keys that were for the panel."""
         folder = os.path.join(self.desktop.environment["XDG_STATE_HOME"], "Quillora")
         os.makedirs(folder, exist_ok=True)
@@ -205,6 +205,14 @@ class Person:
             wanted = file.read()
         wait_for("the clipboard", lambda: self.desktop.clipboard(target) == wanted)
         return owner
+
+    def copy_picture(self):
+        """An image is on the clipboard from then on, as "image/png"; its bytes."""
+        path = os.path.join(self.desktop.folder, "picture.png")
+        make_image(path)
+        self.put_on_clipboard(path, "image/png")
+        with open(path, "rb") as file:
+            return file.read()
 
     def speak(self, recording):
         """Holds the hotkey, speaks, lets go. Returns when the text stands in the editor: with it, and with the
