@@ -119,7 +119,7 @@ const char *text = R"(
 
     def test_another_room_below_the_seam_does_not_speak_to_the_x_server(self):
         self.assertEqual(self.complaints("platform/linux/sound/Some.cpp", "#include <xcb/xcb.h>\n"),
-                         ["platform/linux/sound/Some.cpp includes xcb/xcb.h: only platform/linux/x11/, "
+                         ["platform/linux/sound/Some.cpp includes xcb/xcb.h: only platform/linux/x11/, platform/linux/X11, "
                           "platform/linux/tray/XEmbedStatusItem.cpp may speak to the X server"])
 
     def test_the_recognizer_stands_without_the_toolkit(self):

@@ -45,6 +45,7 @@ FOREIGN = {
     "GLib": (r"gio/|glib|gobject/|libsecret/", ["platform/linux/"]),
     "the X server": (r"xcb/|X11/|xkbcommon/|qpa/", [
         "platform/linux/x11/",
+        "platform/linux/X11",  # what x11/ and tray/ share
         "platform/linux/tray/XEmbedStatusItem.cpp",  # listens to the events that tell of the toolkit's own tray
     ]),
     "archives": (r"archive(_entry)?\.h", ["platform/linux/models/"]),

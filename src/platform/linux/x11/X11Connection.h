@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/x11/X11Reply.h"
+#include "platform/linux/X11Reply.h"
 
 #include <QByteArray>
 #include <QDeadlineTimer>

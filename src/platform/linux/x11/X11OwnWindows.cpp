@@ -1,7 +1,7 @@
 #include "platform/linux/x11/X11OwnWindows.h"
 
+#include "platform/linux/X11ToolkitConnection.h"
 #include "platform/linux/x11/X11PointerWatch.h"
-#include "platform/linux/x11/X11ToolkitConnection.h"
 
 #include <QWindow>
 

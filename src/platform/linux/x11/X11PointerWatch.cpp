@@ -1,6 +1,6 @@
 #include "platform/linux/x11/X11PointerWatch.h"
 
-#include "platform/linux/x11/X11ToolkitConnection.h"
+#include "platform/linux/X11ToolkitConnection.h"
 
 #include <QCoreApplication>
 

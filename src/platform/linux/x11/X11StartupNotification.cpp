@@ -1,7 +1,7 @@
 #include "platform/linux/x11/X11StartupNotification.h"
 
+#include "platform/linux/X11ToolkitConnection.h"
 #include "platform/linux/x11/X11Connection.h"
-#include "platform/linux/x11/X11ToolkitConnection.h"
 
 #include <QByteArray>
 
