@@ -21,15 +21,17 @@ namespace quillora::test {
 
 using namespace Qt::StringLiterals;
 
-inline const auto tint2Configuration = R"(panel_items = S
+inline const auto colorOfTint2 = u"#dddddd"_s;
+
+inline const auto tint2Configuration = R"(rounded = 0
+border_width = 0
+background_color = %1 100
+panel_items = S
 %2
 panel_size = 200 28
 panel_background_id = 1
 systray_icon_size = 22
 wm_menu = 0
-rounded = 0
-border_width = 0
-background_color = %1 100
 )";
 
 inline const auto xfcePanelConfiguration = R"(<?xml version="1.0" encoding="UTF-8"?>
@@ -101,7 +103,7 @@ protected:
     /// `place` is what its configuration says about that.
     void startTint2(const QString &place = u"panel_position = top right horizontal"_s) {
         const QString path =
-            writeFile(u"tint2rc"_s, QString::fromLatin1(tint2Configuration).arg(u"#dddddd", place));
+            writeFile(u"tint2rc"_s, QString::fromLatin1(tint2Configuration).arg(colorOfTint2, place));
         startTray(u"tint2"_s, {u"-c"_s, path});
     }
 
@@ -225,9 +227,10 @@ protected:
         return output(u"xprop"_s, {u"-id"_s, QString::number(panelWindow()), name});
     }
 
-    bool clickAt(const QPoint &point, int button = leftButton) const {
-        m_display->run(u"xdotool"_s, {u"mousemove"_s, QString::number(point.x()), QString::number(point.y()),
-                                      u"click"_s, QString::number(button)});
+    bool clickAt(const QPoint &point, int button = leftButton, int times = 1) const {
+        m_display->run(u"xdotool"_s,
+                       {u"mousemove"_s, QString::number(point.x()), QString::number(point.y()), u"click"_s,
+                        u"--repeat"_s, QString::number(times), QString::number(button)});
         return true;
     }
 
@@ -238,10 +241,12 @@ protected:
         m_display->run(u"xdotool"_s, {u"key"_s, u"Tab"_s, u"Tab"_s, u"Tab"_s, u"Tab"_s, u"space"_s});
     }
 
-    void takeScreenshot(const QString &name) const {
+    /// Its path.
+    QString takeScreenshot(const QString &name) const {
         QDir().mkpath(QStringLiteral(QUILLORA_SCREENSHOTS));
-        m_display->run(u"import"_s, {u"-window"_s, u"root"_s,
-                                     QStringLiteral(QUILLORA_SCREENSHOTS "/shell-") + name + u".png"_s});
+        const QString path = QStringLiteral(QUILLORA_SCREENSHOTS "/shell-") + name + u".png"_s;
+        m_display->run(u"import"_s, {u"-window"_s, u"root"_s, path});
+        return path;
     }
 
     /// Whether it becomes true while a person would still be looking.

@@ -120,7 +120,12 @@ const char *text = R"(
     def test_another_room_below_the_seam_does_not_speak_to_the_x_server(self):
         self.assertEqual(self.complaints("platform/linux/sound/Some.cpp", "#include <xcb/xcb.h>\n"),
                          ["platform/linux/sound/Some.cpp includes xcb/xcb.h: only platform/linux/x11/, platform/linux/X11, "
-                          "platform/linux/tray/XEmbedStatusItem.cpp may speak to the X server"])
+                          "platform/linux/tray/XEmbed may speak to the X server"])
+
+    def test_the_toolkits_own_tray_icon_stands_nowhere(self):
+        self.assertEqual(self.complaints("platform/linux/tray/Some.cpp", "#include <QSystemTrayIcon>\n"),
+                         ["platform/linux/tray/Some.cpp includes QSystemTrayIcon: "
+                          "nothing may speak to the toolkit's own tray icon"])
 
     def test_the_recognizer_stands_without_the_toolkit(self):
         for name in ("QString", "QtCore/QString", "qglobal.h"):

@@ -46,8 +46,10 @@ FOREIGN = {
     "the X server": (r"xcb/|X11/|xkbcommon/|qpa/", [
         "platform/linux/x11/",
         "platform/linux/X11",  # what x11/ and tray/ share
-        "platform/linux/tray/XEmbedStatusItem.cpp",  # listens to the events that tell of the toolkit's own tray
+        "platform/linux/tray/XEmbed",
     ]),
+    # It asks the bus once whether there is a tray, waits for the answer, and keeps to that for the rest of the run.
+    "the toolkit's own tray icon": (r"QSystemTrayIcon", []),
     "archives": (r"archive(_entry)?\.h", ["platform/linux/models/"]),
     "the sound server": (r"pulse/|pipewire/|spa/", ["platform/linux/sound/"]),
     "the proxies' library": (r"proxy\.h", ["platform/linux/http/"]),
@@ -148,7 +150,8 @@ def complaints_about(sources, file):
 def foreign_complaints(path, name, foreign):
     for whose, (headers, places) in foreign.items():
         if re.match(headers, name) and not path.startswith(tuple(places)):
-            yield f"{path} includes {name}: only {', '.join(places)} may speak to {whose}"
+            who = f"only {', '.join(places)}" if places else "nothing"
+            yield f"{path} includes {name}: {who} may speak to {whose}"
 
 
 def violations_of_backend(backend):

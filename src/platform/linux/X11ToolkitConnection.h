@@ -1,10 +1,15 @@
 #pragma once
 
+#include <QByteArray>
+
 #include <xcb/xcb.h>
 
 namespace quillora::platform {
 
 /// The toolkit's own connection to the X server; none where the desktop is not X11.
 xcb_connection_t *toolkitConnection();
+
+/// Asks the server over that connection; none where it does not say.
+xcb_atom_t atomOf(const QByteArray &name);
 
 } // namespace quillora::platform

@@ -2,13 +2,13 @@
 
 #include "platform/linux/MessageBus.h"
 #include "platform/linux/tray/NotifierItemAdaptor.h"
+#include "platform/linux/tray/TrayGeometry.h"
 
 #include <QCursor>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
 #include <QGuiApplication>
-#include <QScreen>
 
 using namespace Qt::StringLiterals;
 
@@ -22,17 +22,6 @@ const QString itemPath = u"/StatusNotifierItem"_s;
 
 /// How far from the pointer the icon under it may be said to be.
 constexpr int closeBy = 64;
-
-/// A place among the pixels of all screens in the toolkit's measure, in which a screen begins where it begins
-/// but is as much smaller as its pixels are closer together.
-QPoint fromDevicePixels(const QPoint &place) {
-    for (const QScreen *screen : QGuiApplication::screens()) {
-        const QPoint origin = screen->geometry().topLeft();
-        if (QRect(origin, screen->size() * screen->devicePixelRatio()).contains(place))
-            return origin + (place - origin) / screen->devicePixelRatio();
-    }
-    return place;
-}
 
 /// Trays do not agree on whether they speak of device pixels: where they speak of the pointer it tells.
 QPoint placeOfIcon(const QPoint &told) {

@@ -1,17 +1,20 @@
 #pragma once
 
+#include "platform/linux/tray/XEmbedIcon.h"
+
 #include <QAbstractNativeEventFilter>
-#include <QSystemTrayIcon>
 #include <QTimer>
 
-#include <optional>
+#include <memory>
 
 namespace quillora::platform {
 
-/// The status item as a window inside an X11 tray. It docks whenever a tray comes up.
+/// The status item as a window inside an X11 tray. It docks whenever a tray comes up, by the System Tray
+/// Protocol 0.3 of freedesktop.org.
 ///
-/// Make one only while no StatusNotifierWatcher is on the bus: the toolkit asks for that once, and would
-/// speak StatusNotifierItem itself for the rest of the run.
+/// The toolkit's connection must be one to an X server. Its own icon decides once, by a question over the bus
+/// that it waits for, which kind of tray it speaks to for the rest of the run: where a StatusNotifier tray
+/// was just restarting, there were two icons in that and none in any X11 tray later.
 class XEmbedStatusItem final : public QObject, public QAbstractNativeEventFilter {
     Q_OBJECT
 
@@ -19,12 +22,14 @@ public:
     XEmbedStatusItem();
 
     void setIcon(const QIcon &drawing, const QString &accessibilityDescription);
-    void setMenu(QMenu *menu) { m_icon.setContextMenu(menu); }
-    bool isHosted() const;
+    void setMenu(QMenu *menu);
+
+    /// A tray has taken the icon in.
+    bool isHosted() const { return m_isHosted; }
     std::optional<QRect> anchor() const;
 
-    void show() { m_icon.show(); }
-    void hide() { m_icon.hide(); }
+    void show();
+    void hide();
 
     bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *result) override;
 
@@ -35,9 +40,24 @@ Q_SIGNALS:
     void hostChanged();
 
 private:
-    QSystemTrayIcon m_icon;
-    QTimer m_trayCheck; ///< once the toolkit has taken notice
-    bool m_wasHosted = false;
+    void meetTray();
+    void dock(uint32_t tray);
+    void setHosted(bool isHosted);
+
+    uint32_t trayOnScreen() const;
+    bool hasAlpha(uint32_t tray) const;
+
+    uint32_t m_root;
+    uint32_t m_selection; ///< whose owner is the tray
+    uint32_t m_manager;   ///< the message that tells of a new one
+    bool m_isWanted = false;
+    uint32_t m_tray = 0; ///< none if 0
+    std::unique_ptr<XEmbedIcon> m_icon;
+    bool m_isHosted = false;
+    QTimer m_meeting; ///< after the event that gives reason to
+    QIcon m_drawing;
+    QString m_accessibilityDescription;
+    QPointer<QMenu> m_menu;
 };
 
 } // namespace quillora::platform
