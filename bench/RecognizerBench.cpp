@@ -7,6 +7,7 @@
 #include "platform/linux/recognition/RecognizerClient.h"
 #include "platform/linux/recognition/RecognizerProcess.h"
 #include "platform/linux/recognition/SpeechResampler.h"
+#include "recognizer/Session.h"
 #include "recognizer/pocketsphinx/PocketSphinxEngine.h"
 #include "support/ProcessTree.h"
 #include "support/Recording.h"
@@ -19,6 +20,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdio>
+#include <functional>
 #include <mutex>
 #include <sys/resource.h>
 #include <thread>
@@ -183,40 +185,56 @@ void printMemoryWithoutModel() {
     std::printf("memory: recognizer %.1f MiB without a model %s\n", memory, beside(65, memory).constData());
 }
 
-/// The same sound at the same pace, here and in the process.
+/// Calls it with each buffer, as small as a microphone's, and not all at once.
+void pace(const std::vector<Samples> &buffers, const std::function<void(const Samples &)> &hear) {
+    for (const auto &buffer : buffers) {
+        hear(buffer);
+        std::this_thread::sleep_for(3ms);
+    }
+}
+
+/// Seconds of this process and of those that it started.
+double processorTimeOfAll() { return processorTime(RUSAGE_SELF) + processorTime(RUSAGE_CHILDREN); }
+
+/// Of the same dictation by the same parts, without a process between them.
+double processorTimeHere(const std::vector<Samples> &buffers) {
+    recognizer::Engines engines;
+    engines.push_back(std::make_unique<recognizer::PocketSphinxEngine>());
+    const auto model = PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model();
+    recognizer::Session session(engines, [](const auto &) {}, [](const auto &) { return 0u; });
+    session.handle(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, {}});
+    const double loaded = processorTimeOfAll();
+    session.handle(recognizer::Begin{1, 0});
+    platform::SpeechResampler resampler({16000, 1});
+    pace(buffers,
+         [&](const Samples &buffer) { session.handle(recognizer::Sound{1, resampler.convert(buffer)}); });
+    session.handle(recognizer::End{1});
+    return processorTimeOfAll() - loaded;
+}
+
+double processorTimeInProcess(const std::vector<Samples> &buffers) {
+    const double before = processorTimeOfAll();
+    loadedClient().reset();
+    const double loaded = processorTimeOfAll();
+    auto client = loadedClient();
+    Dictating dictating(*client);
+    pace(buffers, [&](const Samples &buffer) { dictating.hear(buffer); });
+    dictating.end();
+    client.reset(); // whose process counts once it has ended
+    return processorTimeOfAll() - loaded - (loaded - before);
+}
+
+/// What the process alone costs: the same sound at the same pace goes through the same parts.
 void printOverhead() {
     const auto buffers = inBuffers(allRecordings());
-    std::vector<double> inProcess, outOfProcess;
-    for (int i = 0; i < 5; ++i) {
-        const auto decoder = loadedDecoder();
-        const double loaded = processorTime(RUSAGE_SELF);
-        decoder->beginUtterance();
-        platform::SpeechResampler resampler({16000, 1});
-        for (const auto &buffer : buffers) {
-            decoder->accept(resampler.convert(buffer));
-            decoder->text();
-        }
-        decoder->endUtterance();
-        inProcess.push_back(processorTime(RUSAGE_SELF) - loaded);
-
-        const auto both = [] { return processorTime(RUSAGE_SELF) + processorTime(RUSAGE_CHILDREN); };
-        double idle = both();
-        loadedClient().reset();
-        const double loading = both() - idle;
-        idle = both();
-        auto client = loadedClient();
-        Dictating dictating(*client);
-        for (const auto &buffer : buffers) {
-            dictating.hear(buffer);
-            std::this_thread::sleep_for(3ms); // as small as a microphone's buffers, and not all at once
-        }
-        dictating.end();
-        client.reset();
-        outOfProcess.push_back(both() - idle - loading);
+    std::vector<double> here, inProcess;
+    for (int i = 0; i < 7; ++i) {
+        here.push_back(processorTimeHere(buffers));
+        inProcess.push_back(processorTimeInProcess(buffers));
     }
-    const double more = 100 * (median(outOfProcess) / median(inProcess) - 1);
-    std::printf("processor time: %.2f s here, %.2f s in the process (%+.1f %%) %s\n", median(inProcess),
-                median(outOfProcess), more, beside(2, more).constData());
+    const double more = 100 * (median(inProcess) / median(here) - 1);
+    std::printf("processor time: %.2f s here, %.2f s in the process (%+.1f %%) %s\n", median(here),
+                median(inProcess), more, beside(2, more).constData());
 }
 
 void printDelays() {
