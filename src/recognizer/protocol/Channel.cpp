@@ -1,5 +1,6 @@
 #include "recognizer/protocol/Channel.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <poll.h>
@@ -8,26 +9,6 @@
 #include <unistd.h>
 
 namespace quillora::recognizer {
-
-namespace {
-
-/// None where nothing has come, or (empty) where the other end is gone.
-std::optional<Bytes> receiveOne(int descriptor, int flags) {
-    Bytes message(largestMessage);
-    ssize_t size = 0;
-    // An end that went without having read everything is told of before what it had said, and once.
-    do
-        size = ::recv(descriptor, message.data(), message.size(), flags | MSG_TRUNC);
-    while (size < 0 && (errno == EINTR || errno == ECONNRESET));
-    if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-        return std::nullopt;
-    if (size > static_cast<ssize_t>(message.size()))
-        throw ProtocolError("a message that is too long");
-    message.resize(static_cast<std::size_t>(size < 0 ? 0 : size));
-    return message;
-}
-
-} // namespace
 
 Channel::~Channel() {
     if (m_descriptor >= 0)
@@ -58,13 +39,28 @@ bool Channel::send(const Bytes &message, int flags) {
     return sent >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS);
 }
 
+/// None where nothing has come, or (empty) where the other end is gone.
+std::optional<Bytes> Channel::receive(int flags) {
+    m_received.resize(largestMessage);
+    ssize_t size = 0;
+    // An end that went without having read everything is told of before what it had said, and once.
+    do
+        size = ::recv(m_descriptor, m_received.data(), m_received.size(), flags | MSG_TRUNC);
+    while (size < 0 && (errno == EINTR || errno == ECONNRESET));
+    if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        return std::nullopt;
+    if (size > static_cast<ssize_t>(m_received.size()))
+        throw ProtocolError("a message that is too long");
+    return Bytes(m_received.begin(), m_received.begin() + std::max<ssize_t>(size, 0));
+}
+
 std::optional<Bytes> Channel::receive() {
-    auto message = receiveOne(m_descriptor, 0);
+    auto message = receive(0);
     return message && message->empty() ? std::nullopt : std::move(message);
 }
 
 std::optional<Bytes> Channel::tryReceive() {
-    auto message = receiveOne(m_descriptor, MSG_DONTWAIT);
+    auto message = receive(MSG_DONTWAIT);
     if (message && message->empty())
         throw ProtocolError("the other end is gone");
     return message;

@@ -44,8 +44,10 @@ public:
 
 private:
     bool send(const Bytes &message, int flags);
+    std::optional<Bytes> receive(int flags);
 
     int m_descriptor;
+    Bytes m_received; ///< has room for any message; of one that is not read yet nobody knows how long it is
 };
 
 } // namespace quillora::recognizer
