@@ -171,7 +171,8 @@ public:
     virtual void reject(const QString &id, const QString &version, const QString &problem) = 0;
 
     /// To be called by an engine that found out something about that version; an empty text takes that back.
-    /// It lasts as long as a rejection. Does nothing where that version is not there.
+    /// It goes with that installation; an administrator's copy keeps it until the program ends. Does nothing
+    /// where that version is not there.
     virtual void remark(const QString &id, const QString &version, const QString &remark) = 0;
 
     /// Calls `handler` from the event loop with the id of a model whose state has changed. Progress is told

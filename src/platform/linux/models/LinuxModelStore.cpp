@@ -71,7 +71,7 @@ LinuxModelStore::LinuxModelStore(MainQueue &queue, const QStringList &engines)
 
 LinuxModelStore::LinuxModelStore(MainQueue &queue, Ground ground)
     : m_queue(queue), m_ground(std::move(ground)), m_descriptions(descriptionsIn(m_ground.catalog)) {
-    for (const QString &omission : omissions())
+    for (const QString &omission : m_ground.catalog.omissions())
         qWarning().noquote() << omission;
     m_queue.asyncAfter(m_ground.untilAllIsChecked, here([this] { checkEverything(); }));
 }
@@ -131,22 +131,24 @@ LinuxModelStore::Findings LinuxModelStore::look(const QString &id) const {
         copy.isTouched = glance == ModelManifest::Glance::touched;
         copy.problem = glance == ModelManifest::Glance::damaged
                            ? u"Files of it are missing, or not as they were installed."_s
-                           : sentenceOn(model, m_damages);
+                           : findingOn(model, m_damages).value_or(QString());
         if (copy.problem.isEmpty()) {
-            copy.problem = sentenceOn(model, m_rejections);
+            copy.problem = findingOn(model, m_rejections).value_or(QString());
             copy.isUnfit = !copy.problem.isEmpty();
         }
-        copy.remark = sentenceOn(model, m_remarks);
+        copy.remark = findingOn(model, m_remarks).value_or(model.remark);
         found.copies += copy;
     }
     found.hasParts = m_ground.folders.hasParts(id);
     return found;
 }
 
-/// Empty where nothing was found of that very installation.
-QString LinuxModelStore::sentenceOn(const InstalledModel &model, const ByFolder &findings) {
+/// The sentence, where something was found of that very installation.
+std::optional<QString> LinuxModelStore::findingOn(const InstalledModel &model, const ByFolder &findings) {
     const auto finding = findings.constFind(model.folder);
-    return finding != findings.cend() && finding->manifest == model.manifest ? finding->sentence : QString();
+    if (finding == findings.cend() || finding->manifest != model.manifest)
+        return {};
+    return finding->sentence;
 }
 
 /// The newest that is whole; else the newest.
@@ -272,6 +274,10 @@ void LinuxModelStore::reject(const QString &id, const QString &version, const QS
 void LinuxModelStore::remark(const QString &id, const QString &version, const QString &remark) {
     requireKnown(id);
     note(m_remarks, id, version, remark);
+    for (const Copy &copy : findings(id).copies) {
+        if (copy.model.version == version)
+            m_ground.folders.keepRemark(copy.model, remark);
+    }
     lookAgain(id);
 }
 

@@ -102,7 +102,7 @@ private:
     void requireKnown(const QString &id) const;
     const Findings &findings(const QString &id) const;
     Findings look(const QString &id) const;
-    static QString sentenceOn(const InstalledModel &model, const ByFolder &findings);
+    static std::optional<QString> findingOn(const InstalledModel &model, const ByFolder &findings);
     void note(ByFolder &findings, const QString &id, const QString &version, const QString &sentence);
     static const Copy *best(const Findings &findings);
     bool isCurrent(const QString &id) const;

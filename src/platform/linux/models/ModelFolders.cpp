@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSaveFile>
 #include <QStandardPaths>
 #include <QThread>
 #include <QUuid>
@@ -24,6 +25,7 @@ namespace quillora::platform {
 namespace {
 
 constexpr qint64 longestManifest = qint64{4} << 20;
+constexpr qint64 longestRemark = 1000;
 const auto hiddenFolders = QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot;
 
 std::optional<ModelManifest> manifestOf(const InstalledModel &model) {
@@ -38,6 +40,14 @@ std::optional<ModelManifest> manifestOf(const InstalledModel &model) {
         return {};
     }
     return {};
+}
+
+QString remarkFile(const InstalledModel &model) { return model.folder + u"/remark.txt"_s; }
+
+QString remarkOn(const InstalledModel &model) {
+    QFile file(remarkFile(model));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(longestRemark)).simplified()
+                                          : QString();
 }
 
 void rename(const QString &from, const QString &to, unsigned flags) {
@@ -97,8 +107,9 @@ QList<InstalledModel> ModelFolders::installed(const QString &id) const {
              QDir(root + u'/' + id).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks)) {
             if (!isFolderName(folder.fileName()))
                 continue;
-            found += InstalledModel{folder.filePath(), root == m_own, id, folder.fileName(), {}};
+            found += InstalledModel{folder.filePath(), root == m_own, id, folder.fileName(), {}, {}};
             found.last().manifest = manifestOf(found.last());
+            found.last().remark = remarkOn(found.last());
         }
     }
     std::sort(found.begin(), found.end(), [](const InstalledModel &a, const InstalledModel &b) {
@@ -189,6 +200,18 @@ void ModelFolders::removeAtOnce(const QString &id, const QString &folder) const 
     rename(folder, away, RENAME_NOREPLACE);
     syncFolder(folderOf(id));
     removeFolder(away);
+}
+
+void ModelFolders::keepRemark(const InstalledModel &model, const QString &remark) const {
+    if (!model.isOwn || remark == model.remark)
+        return;
+    if (remark.isEmpty()) {
+        QFile::remove(remarkFile(model));
+        return;
+    }
+    QSaveFile file(remarkFile(model));
+    if (file.open(QIODevice::WriteOnly) && file.write(remark.toUtf8()) >= 0)
+        file.commit();
 }
 
 bool ModelFolders::remove(const InstalledModel &model) const {

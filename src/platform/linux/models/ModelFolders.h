@@ -19,6 +19,7 @@ struct InstalledModel {
     QString id;
     QString version;
     std::optional<ModelManifest> manifest; ///< none if it cannot be read: the model is damaged then
+    QString remark;                        ///< what was found out about it here; a sentence
 
     QString filesFolder() const { return folder + QStringLiteral("/files"); }
 };
@@ -39,6 +40,7 @@ private:
 ///
 ///     ROOT/ID/VERSION/manifest.json   what was installed; the folder appears with everything in it
 ///     ROOT/ID/VERSION/files/          the model's files
+///     ROOT/ID/VERSION/remark.txt      what was found out about it on this computer, if anything was
 ///     ROOT/ID/.VERSION.parts/         what has been downloaded of it
 ///     ROOT/ID/.VERSION.new/           what is being made of that
 ///     ROOT/ID/.removed-NUMBER/        what is being removed
@@ -79,6 +81,9 @@ public:
     /// name goes. False if that is in use. The lock is held.
     bool publish(const QString &id, const QString &version, const Checksums &known,
                  const IsUnwanted &isUnwanted) const;
+
+    /// Of the user's own copy, with which it goes. Where it cannot be written it is not kept.
+    void keepRemark(const InstalledModel &model, const QString &remark) const;
 
     /// False if it is in use. Throws a ModelFault where it cannot be moved.
     bool remove(const InstalledModel &model) const;

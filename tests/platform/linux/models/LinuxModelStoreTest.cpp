@@ -122,6 +122,20 @@ private Q_SLOTS:
         QCOMPARE(state().remark, u"It is slow."_s);
     }
 
+    void aRemarkOutlastsTheProgram() {
+        start();
+        m_store->install(u"m"_s);
+        QVERIFY(waitUntil([this] { return state().isInstalled(); }));
+        m_store->remark(u"m"_s, u"2"_s, u"It is slow."_s);
+        end();
+        start();
+        QCOMPARE(state().remark, u"It is slow."_s);
+        m_store->remark(u"m"_s, u"2"_s, {});
+        end();
+        start();
+        QCOMPARE(state().remark, QString());
+    }
+
     void progressHasSpeedAndTime() {
         start();
         downloadHalf();
