@@ -141,6 +141,7 @@ public:
     }
 
     void remark(const QString &id, const QString &version, const QString &remark) override {
+        m_log.add(u"models.remark %1 %2: %3"_s.arg(id, version, remark));
         requireKnown(id);
         for (Copy &copy : m_known[id].copies) {
             if (copy.version == version)
@@ -195,13 +196,13 @@ public:
     }
 
     /// What is being installed is there, in the catalog's version; old ones leave.
-    void arrive() {
+    void arrive(const QString &folder = {}) {
         const QString id = underWay();
         const QString version = description(id)->version;
         Model &model = m_known[id];
         model.progress = {};
         end(id);
-        place(id, version);
+        place(id, version, folder);
         for (Copy &copy : model.copies)
             copy.isOld = copy.owner == Owner::user && copy.version != version;
         leaveUnused(model);

@@ -308,7 +308,7 @@ QString OnDeviceRecognizers::remarkOnSpeed(std::chrono::milliseconds longestDeco
 
 /// A dictation that another language overtakes goes on to its end.
 void OnDeviceRecognizers::letGo() {
-    if (m_loaded && m_loaded->client->isInUse())
+    if (isInUse())
         m_retired.push_back(std::move(*m_loaded));
     m_loaded.reset();
 }
@@ -316,12 +316,13 @@ void OnDeviceRecognizers::letGo() {
 void OnDeviceRecognizers::dictationEnded() {
     std::erase_if(m_retired, [](const Loaded &one) { return !one.client->isInUse(); });
     renewReplacements();
+    tryArrivals();
 }
 
 /// So that none is kept from leaving. While somebody dictates the process may come to one yet, and a second
 /// process beside it would take as much memory again.
 void OnDeviceRecognizers::renewReplacements() {
-    if (!m_loaded || m_loaded->client->isInUse() || areReplacementsCurrent(*m_loaded))
+    if (!m_loaded || isInUse() || areReplacementsCurrent(*m_loaded))
         return;
     letGo();
     if (!m_prepared.isEmpty())
@@ -340,6 +341,63 @@ void OnDeviceRecognizers::modelChanged(const QString &id) {
     if ((isThere || isGoing) && !m_prepared.isEmpty())
         prepare(m_prepared);
     renewReplacements();
+    noteArrival(id, state);
+    tryArrivals();
+}
+
+void OnDeviceRecognizers::noteArrival(const QString &id, const ModelState &state) {
+    if (m_trial && m_trial->id == id && (!state.isInstalled() || state.isLeaving))
+        m_trial.reset();
+    if (state.progress) {
+        if (!m_onTheirWay.contains(id))
+            m_onTheirWay += id;
+    } else if (m_onTheirWay.removeOne(id) && state.isInstalled()) {
+        m_arrivals += id;
+    }
+}
+
+/// Whether a computer is too slow for a model, or cannot do with it, is told to the person who has just
+/// installed it, and not when it is needed. What is loaded anyway is tried then.
+void OnDeviceRecognizers::tryArrivals() {
+    while (!m_trial && !m_arrivals.isEmpty() && !isInUse()) {
+        const QString id = m_arrivals.takeFirst();
+        const auto description = m_store.description(id);
+        const bool isNeeded = description && description->kind == ModelKind::speech &&
+                              description->engine == sherpaEngine && !(m_loaded && m_loaded->id == id);
+        auto use = isNeeded ? m_store.use(id) : nullptr;
+        if (!use)
+            continue;
+        const QString language = languageOf(description->languages.first());
+        auto tried = model(id, *use, language);
+        if (!tried)
+            continue;
+        const auto end = [post = poster(), this] {
+            post([this] {
+                m_trial.reset();
+                tryArrivals();
+            });
+        };
+        tried->tried = [end, tell = tried->tried](std::chrono::milliseconds took) {
+            tell(took);
+            end();
+        };
+        tried->reject = [end, reject = tried->reject](const QString &reason) {
+            reject(reason);
+            end();
+        };
+        tried->doubt = [end, doubt = tried->doubt] {
+            doubt();
+            end();
+        };
+        m_trial.emplace(Loaded{.id = id,
+                               .language = language,
+                               .use = std::move(use),
+                               .detector = {},
+                               .detectorUse = {},
+                               .replacements = {},
+                               .client = std::make_shared<RecognizerClient>(m_program)});
+        m_trial->client->load({*std::move(tried)});
+    }
 }
 
 } // namespace quillora::platform

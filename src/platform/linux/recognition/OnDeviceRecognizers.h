@@ -27,6 +27,8 @@ namespace quillora::platform {
 /// that is installed for the locale takes its place, with the words that were spoken meanwhile, or else what
 /// came with the system; the store is told.
 ///
+/// A model that has just been installed is tried while nobody dictates, whether it is loaded or not.
+///
 /// A model that decodes whole segments is given the one that tells speech from pauses, where that is
 /// installed. Where it cannot be loaded with that, it is loaded without.
 class OnDeviceRecognizers : public SpeechRecognizers {
@@ -78,6 +80,9 @@ private:
     void letGo();
     void dictationEnded();
     void renewReplacements();
+    void noteArrival(const QString &id, const ModelState &state);
+    void tryArrivals();
+    bool isInUse() const { return m_loaded && m_loaded->client->isInUse(); }
     void modelChanged(const QString &id);
 
     const std::shared_ptr<CaptureDrain> m_drain;
@@ -91,6 +96,9 @@ private:
     QString m_prepared; ///< the locale
     std::optional<Loaded> m_loaded;
     std::vector<Loaded> m_retired; ///< with dictations that are not over yet
+    QStringList m_onTheirWay;      ///< models that are being installed
+    QStringList m_arrivals;        ///< models that are to be tried
+    std::optional<Loaded> m_trial;
 };
 
 } // namespace quillora::platform

@@ -54,6 +54,20 @@ struct Ground {
         platform.run();
     }
 
+    void downloadAndInstall(const InstalledToneModel &model) {
+        platform.models.install(model.description().id);
+        platform.run();
+        platform.models.arrive(model.folder());
+        platform.run();
+    }
+
+    /// What was asked of the model, such as "use".
+    bool wasAsked(const QString &what, const InstalledToneModel &model) {
+        const auto calls = platform.log.calls();
+        return std::ranges::any_of(calls, [begin = u"models.%1 %2"_s.arg(what, model.description().id)](
+                                              const QString &call) { return call.startsWith(begin); });
+    }
+
     bool waitUntil(const std::function<bool()> &condition) {
         return ChildProcess::waitUntil(
             [&] {
@@ -424,6 +438,49 @@ private Q_SLOTS:
         ground.platform.models.remark(id, u"1"_s, u"Another computer was too slow for it."_s);
         ground.recognizers.prepare(german);
         QVERIFY(ground.waitUntil([&] { return ground.platform.models.state(id).remark.isEmpty(); }));
+    }
+
+    void aModelThatHasArrivedIsTriedThoughNobodyNeedsIt() {
+        Ground ground;
+        ground.downloadAndInstall(ground.nemo);
+        QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"remark"_s, ground.nemo); }));
+        QVERIFY(ground.waitUntil([] { return processCount() == 0; }));
+    }
+
+    void aModelThatHasArrivedAndDoesNotWorkIsUnfitThoughNobodyNeedsIt() {
+        Ground ground;
+        spoil(ground.nemo);
+        ground.downloadAndInstall(ground.nemo);
+        QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));
+        QVERIFY(ground.waitUntil([] { return processCount() == 0; }));
+    }
+
+    void modelsThatArriveTogetherAreTriedOneAfterTheOther() {
+        Ground ground;
+        for (const auto *model : {&ground.nemo, &ground.chinese})
+            ground.downloadAndInstall(*model);
+        QVERIFY(ground.wasAsked(u"use"_s, ground.nemo));
+        QVERIFY(!ground.wasAsked(u"use"_s, ground.chinese));
+        QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"remark"_s, ground.chinese); }));
+    }
+
+    void aModelThatArrivesWhileSomebodyDictatesIsTriedAfterwards() {
+        Ground ground;
+        ground.install(ground.chinese);
+        Listening listening(ground, u"zh-CN"_s);
+        ground.downloadAndInstall(ground.nemo);
+        QVERIFY(!ground.wasAsked(u"use"_s, ground.nemo));
+        listening.hear("abc");
+        QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"remark"_s, ground.nemo); }));
+    }
+
+    void aModelThatLeavesWhileItIsTriedIsNotKept() {
+        Ground ground;
+        ground.downloadAndInstall(ground.nemo);
+        QVERIFY(ground.wasAsked(u"use"_s, ground.nemo));
+        ground.platform.models.remove(ground.nemo.description().id);
+        ground.platform.run(); // once: it is not over yet
+        QCOMPARE(ground.platform.models.state(ground.nemo.description().id).presence, Presence::absent);
     }
 
     void aModelOfAnUnknownKindIsUnavailableUntilAnotherVersionIsThere() {
