@@ -162,10 +162,14 @@ QDBusMessage PrivateKeyring::ask(const QString &path, const QString &interface, 
     return m_bus.call(message);
 }
 
-/// An answer that the caller stands waiting for overtakes what comes through the event loop.
+/// An answer that the caller stands waiting for overtakes what comes through the event loop. The daemon tells
+/// of a change once it has returned to its own, so that the question has to wait for its turn there, which a
+/// Ping does not.
 void PrivateKeyring::settle() {
-    const QDBusPendingCallWatcher answer(m_bus.asyncCall(
-        QDBusMessage::createMethodCall(serviceName, servicePath, u"org.freedesktop.DBus.Peer"_s, u"Ping"_s)));
+    auto question = QDBusMessage::createMethodCall(serviceName, servicePath,
+                                                   u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+    question << u"org.freedesktop.Secret.Service"_s << u"Collections"_s;
+    const QDBusPendingCallWatcher answer(m_bus.asyncCall(question));
     bool isHere = false;
     QObject::connect(&answer, &QDBusPendingCallWatcher::finished, [&isHere] { isHere = true; });
     if (!ChildProcess::waitUntil([&isHere] { return isHere; }) || answer.isError())
