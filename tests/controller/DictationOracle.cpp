@@ -685,6 +685,8 @@ void DictationOracle::performJob() {
 // Answers and time
 
 void DictationOracle::answer(std::deque<Question> &questions, const std::optional<QString> &refusal) {
+    if (questions.empty())
+        return;
     const auto question = questions.front();
     questions.pop_front();
     if (refusal)
@@ -695,6 +697,8 @@ void DictationOracle::answer(std::deque<Question> &questions, const std::optiona
 
 void DictationOracle::answer(std::deque<Translation> &waiting, const std::optional<QString> &text,
                              const QString &failure) {
+    if (waiting.empty())
+        return;
     const auto translation = waiting.front();
     waiting.pop_front();
     if (text)

@@ -132,7 +132,8 @@ public:
     void typeToken(const QString &text);
     void swap();
 
-    // Events of the platform. Answers reach their waiter in a later turn.
+    // Events of the platform. Answers reach their waiter in a later turn; one to a question that was not
+    // asked in this world reaches nobody.
     void answer(std::deque<Question> &questions, const std::optional<QString> &refusal);
     void answer(std::deque<Translation> &waiting, const std::optional<QString> &text, const QString &failure);
     void deliver(const std::optional<QString> &text, bool isFinal, bool isError);
