@@ -56,9 +56,12 @@ QString StateTables::brokenBy(const QString &line, const QString &next) {
 
     if (const auto text = after(u"isProcessing="_s, line))
         m_isProcessing = *text == u"yes";
-    else if (line == u"permissions.requestSpeechRecognition" ||
-             line == u"statusText=Preparing translation models...")
-        m_isOverlapped |= ++m_begun > 1; // what waits for permissions keeps nobody from beginning more
+    else if (line == u"permissions.requestSpeechRecognition")
+        return brokenStart();
+    else if (line == u"statusText=Preparing translation models...")
+        return brokenBeginning();
+    else if (line == u"isRecording=yes" || line.startsWith(u"statusText=Speech failed: "))
+        --m_starts;
     else if (const auto shown = after(u"translatedText="_s, line))
         m_translatedText = *shown;
     else if (line.startsWith(u"hotKey="))
@@ -78,6 +81,22 @@ QString StateTables::brokenBy(const QString &line, const QString &next) {
     return {};
 }
 
+/// What waits for permissions keeps nobody from beginning more.
+QString StateTables::brokenBeginning() {
+    m_isOverlapped |= m_starts > 0;
+    if (m_isOverlapped && m_order == Order::oneByOne)
+        return u"nothing begins by itself while a start waits"_s;
+    return {};
+}
+
+QString StateTables::brokenStart() {
+    const QString rule = brokenBeginning();
+    ++m_starts;
+    if (!m_isOverlapped && m_state != State::idle)
+        return u"a dictation begins at rest alone"_s;
+    return rule;
+}
+
 QString StateTables::brokenWay(State next) {
     if (m_isOverlapped)
         return {};
@@ -94,10 +113,10 @@ QString StateTables::brokenWay(State next) {
 
 QString StateTables::brokenAtRest(const AppController &controller, const FakePlatform &platform,
                                   bool isSettled) {
-    const bool isStarting = !platform.permissions.speechRecognitionReplies.empty() ||
-                            !platform.permissions.microphoneReplies.empty();
-    if (isSettled && !isStarting && !controller.isRecording() && !controller.isProcessing())
-        m_begun = 0;
+    const bool isAsked = !platform.permissions.speechRecognitionReplies.empty() ||
+                         !platform.permissions.microphoneReplies.empty();
+    if (!m_isOverlapped && isSettled && !isAsked && isStarting())
+        return u"a start comes to a recording or to a failure"_s;
     const auto stored = [&platform](const QString &key) {
         return platform.defaults.string(key).value_or(QString());
     };
