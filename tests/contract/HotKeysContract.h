@@ -355,7 +355,7 @@ private Q_SLOTS:
         QCOMPARE(outcomes, 1);
     }
 
-protected:
+private:
     using Kind = platform::HotKeyOutcome::Kind;
 
     static constexpr AppHotKey combination{40, AppHotKey::cmdKey | AppHotKey::optionKey};
@@ -403,8 +403,6 @@ protected:
     std::unique_ptr<platform::TakenHotKey> m_hotKey;
     QStringList m_events;
     QList<platform::HotKeyOutcome> m_outcomes;
-
-private:
     Subjects<HotKeysHarness> m_subjects;
 };
 

@@ -1,9 +1,8 @@
-#include "contract/LateHotKeysContract.h"
+#include "contract/HotKeysContract.h"
 #include "fakes/FakeHotKeys.h"
 #include "platform/linux/x11/X11HotKeys.h"
 #include "platform/linux/x11/X11KeyPositions.h"
 #include "support/TestKeyboard.h"
-#include "support/TestSuites.h"
 #include "support/VirtualDisplay.h"
 
 #include <QCoreApplication>
@@ -13,7 +12,7 @@ using test::TestKeyboard;
 
 namespace {
 
-class FakeHarness : public test::LateHotKeysHarness {
+class FakeHarness : public test::HotKeysHarness {
 public:
     platform::HotKeys &hotKeys() override { return m_hotKeys; }
     void keyDown(const AppHotKey &combination) override {
@@ -25,9 +24,6 @@ public:
     }
     void giveBackElsewhere(const AppHotKey &combination) override {
         m_hotKeys.takenElsewhere.remove({combination.keyCode, combination.modifiers});
-    }
-    void decide(const AppHotKey &combination, const platform::HotKeyOutcome &outcome) override {
-        m_hotKeys.decide({combination.keyCode, combination.modifiers}, outcome);
     }
     void settle() override { m_queue.run(); }
 
@@ -109,8 +105,8 @@ private:
 int main(int argc, char **argv) {
     QCoreApplication application(argc, argv);
     const test::VirtualDisplay display;
-    test::LateHotKeysContract late({{"fake", [] { return std::make_unique<FakeHarness>(); }}});
     test::HotKeysContract contract(
-        {{"X11HotKeys", [&] { return std::make_unique<X11Harness>(display.name()); }}});
-    return test::TestSuites({&late, &contract}).run(argc, argv);
+        {{"fake", [] { return std::make_unique<FakeHarness>(); }},
+         {"X11HotKeys", [&] { return std::make_unique<X11Harness>(display.name()); }}});
+    return QTest::qExec(&contract, argc, argv);
 }

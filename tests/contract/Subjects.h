@@ -2,7 +2,6 @@
 
 #include <QTest>
 
-#include <concepts>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -26,14 +25,6 @@ public:
 
     Subjects(std::initializer_list<Subject> subjects) : m_subjects(subjects) {}
 
-    /// For a contract that demands less of them.
-    template <std::derived_from<Harness> Derived>
-        requires(!std::same_as<Derived, Harness>)
-    Subjects(const Subjects<Derived> &others) {
-        for (const auto &[name, makeHarness] : others.m_subjects)
-            m_subjects.push_back({name, makeHarness});
-    }
-
     /// The contract's initTestCase_data().
     void announce() const {
         QTest::addColumn<std::function<std::unique_ptr<Harness>()>>("makeHarness");
@@ -48,9 +39,6 @@ public:
     }
 
 private:
-    template <typename Other>
-    friend class Subjects;
-
     std::vector<Subject> m_subjects;
 };
 

@@ -61,7 +61,8 @@ public:
     void press() { keyDown(combination().keyCode, known(combination()).modifiers); }
     void release() { keyUp(combination().keyCode); }
 
-    /// Whoever decides about a taken combination has made up his mind.
+    /// Whoever decides about a taken combination has made up his mind: on some desktops that comes after the
+    /// taking, and is told in words of theirs.
     void decide(const platform::KeyCombination &about, const platform::HotKeyOutcome &outcome) {
         const auto number = find([&](const HotKey &hotKey) { return hotKey.combination == about; });
         using Kind = platform::HotKeyOutcome::Kind;
