@@ -227,11 +227,10 @@ protected:
         return output(u"xprop"_s, {u"-id"_s, QString::number(panelWindow()), name});
     }
 
-    bool clickAt(const QPoint &point, int button = leftButton, int times = 1) const {
+    void clickAt(const QPoint &point, int button = leftButton, int times = 1) const {
         m_display->run(u"xdotool"_s,
                        {u"mousemove"_s, QString::number(point.x()), QString::number(point.y()), u"click"_s,
                         u"--repeat"_s, QString::number(times), QString::number(button)});
-        return true;
     }
 
     void press(const QString &key) const { m_display->run(u"xdotool"_s, {u"key"_s, key}); }
@@ -249,7 +248,9 @@ protected:
         return path;
     }
 
-    /// Whether it becomes true while a person would still be looking.
+    /// Whether it becomes true while a person would still be looking: for what must not happen. The program
+    /// that is tried has a clock of its own, on which a panel may close long after what made it close, so
+    /// that nothing that it could be asked would say that it stays.
     static bool appearsWithin(const std::function<bool()> &condition) {
         return ChildProcess::waitUntil(condition, 1000);
     }

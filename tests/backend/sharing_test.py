@@ -36,6 +36,7 @@ class Road:
                 return
             far = socket.create_connection(self._destination)
             in_background(lambda near=near, far=far: self._carry(near, far, self._note))
+            # Nobody waits for this: so long is the way back.
             in_background(lambda near=near, far=far: self._carry(far, near, lambda _: time.sleep(self.seconds)))
 
     def _note(self, commands):

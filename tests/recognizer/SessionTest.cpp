@@ -268,6 +268,7 @@ private Q_SLOTS:
     }
 
     void aTrialLeavesOutWhatOthersTakeOfTheMachine() {
+        // Whoever sleeps leaves the machine to others.
         const auto took =
             Session::ownTime([] { std::this_thread::sleep_for(std::chrono::milliseconds(300)); });
         QVERIFY(took < std::chrono::milliseconds(200));

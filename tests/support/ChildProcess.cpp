@@ -79,7 +79,7 @@ bool ChildProcess::waitUntil(const std::function<bool()> &condition, int timeout
         if (timer.hasExpired(timeoutMs) || Daemon::hasOneDied())
             return false;
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(5);
+        QThread::msleep(5); // what is outside this program tells it nothing, so it is looked for again
     }
     return true;
 }

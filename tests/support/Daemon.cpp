@@ -40,7 +40,7 @@ void Daemon::waitUntilReady(const std::function<bool()> &isReady) {
         process().waitForReadyRead(5);
         if (!isRunning() || hasOneDied() || timer.hasExpired(patienceMs))
             throw std::runtime_error("not ready: " + m_commandLine.toStdString());
-        QThread::msleep(5);
+        QThread::msleep(5); // nothing tells when it is ready, so it is looked for again
     }
 }
 
