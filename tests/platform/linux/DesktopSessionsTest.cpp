@@ -9,6 +9,7 @@
 
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QTemporaryDir>
@@ -154,6 +155,39 @@ private Q_SLOTS:
         QTRY_VERIFY(!QGuiApplication::focusWindow());
         QWindow another;
         focus(another);
+        QVERIFY(!copy(*session));
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_s);
+    }
+
+    void whatTheUserDidBeforeTheFocusWentDoesNotCountOnceItIsBack() {
+        const auto session = openPlain();
+        QWindow window;
+        focus(window);
+        QTest::keyClick(&window, Qt::Key_A);
+        Q_EMIT qGuiApp->focusWindowChanged(nullptr); // so the toolkit says
+        focus(window);
+        QVERIFY(!copy(*session));
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_s);
+    }
+
+    void aKeyInOneWindowLetsNoOtherOneCopy() {
+        const auto session = openPlain();
+        QWindow window;
+        QWindow another;
+        focus(another);
+        focus(window);
+        QTest::keyClick(&window, Qt::Key_A);
+        focus(another);
+        QVERIFY(!copy(*session));
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_s);
+    }
+
+    void aKeyThatAProgramHasMadeUpDoesNotCount() {
+        const auto session = openPlain();
+        QWindow window;
+        focus(window);
+        QKeyEvent key(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier);
+        QCoreApplication::sendEvent(&window, &key);
         QVERIFY(!copy(*session));
         QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_s);
     }

@@ -33,6 +33,25 @@ private Q_SLOTS:
         QTRY_COMPARE(appearance.preferences().colorScheme, Appearance::ColorScheme::dark);
     }
 
+    void anAccentAboveTheRangeIsNone() {
+        PrivateSessionBus bus;
+        SettingsPortal portal(bus);
+        PortalAppearance appearance(bus.connection());
+        portal.prefer({Appearance::ColorScheme::noPreference, Appearance::Color{1.5, 0.5, 0}, true});
+        QTRY_VERIFY(appearance.preferences().wantsHighContrast); // comes behind the accent
+        QVERIFY(!appearance.preferences().accentColor);
+    }
+
+    void aSettingOfAnotherGroupIsNoneOfTheAppearance() {
+        PrivateSessionBus bus;
+        SettingsPortal portal(bus);
+        PortalAppearance appearance(bus.connection());
+        Q_EMIT portal.SettingChanged(u"org.gnome.desktop.interface"_s, u"color-scheme"_s, QDBusVariant(1U));
+        portal.prefer({Appearance::ColorScheme::noPreference, {}, true});
+        QTRY_VERIFY(appearance.preferences().wantsHighContrast); // comes behind it
+        QCOMPARE(appearance.preferences().colorScheme, Appearance::ColorScheme::noPreference);
+    }
+
     void withoutABusThereIsNoPreference() {
         PortalAppearance appearance(QDBusConnection(u"no such connection"_s));
         QCOMPARE(appearance.preferences(), Appearance::Preferences());
