@@ -96,6 +96,12 @@ recognizer::Open ToneModels::model(std::string_view name, std::string_view langu
     return open;
 }
 
+recognizer::Open ToneModels::heavyModel() {
+    auto open = model("streaming-zipformer-ctc");
+    open.files.front() = QUILLORA_HEAVY_TONES;
+    return open;
+}
+
 recognizer::Open ToneModels::spelled(recognizer::Open model, std::string_view alphabet) {
     model.files.back() = folder() + "/tokens-" + std::string(alphabet) + ".txt";
     return model;

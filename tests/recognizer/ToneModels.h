@@ -19,6 +19,10 @@ std::string libraryFolder();
 /// Named as in "streaming-zipformer-ctc", "streaming-nemo-transducer" or "offline-sense-voice".
 recognizer::Open model(std::string_view name, std::string_view language = {});
 
+/// A streaming one with 42 million parameters, for measurements: there only where `heavy_tone_model` was
+/// built.
+recognizer::Open heavyModel();
+
 /// The same with other letters: "chinese" or "thai".
 recognizer::Open spelled(recognizer::Open model, std::string_view alphabet);
 
