@@ -3,150 +3,29 @@
 //   RecognizerBench                    everything, with an hour that is compared
 //   RecognizerBench MINUTES [compare]  so many minutes alone; `compare` decodes them in one utterance, too
 // Exit status 1 where a goal is missed.
+#include "Recognizing.h"
 #include "platform/linux/recognition/PocketSphinxData.h"
-#include "platform/linux/recognition/RecognizerClient.h"
 #include "platform/linux/recognition/RecognizerProcess.h"
 #include "platform/linux/recognition/SpeechResampler.h"
 #include "recognizer/Session.h"
 #include "recognizer/pocketsphinx/PocketSphinxEngine.h"
-#include "support/ProcessTree.h"
-#include "support/Recording.h"
 #include "support/WordErrorRate.h"
 
-#include <QElapsedTimer>
-#include <QFile>
-
-#include <algorithm>
-#include <condition_variable>
 #include <csignal>
 #include <cstdio>
 #include <functional>
-#include <mutex>
-#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
-using namespace Qt::StringLiterals;
 using namespace quillora;
+using namespace quillora::bench;
 using namespace std::chrono_literals;
-using platform::AudioBuffer;
 using platform::PocketSphinxData;
 using platform::RecognizerClient;
 using test::Recording;
 using test::WordErrorRate;
 
 namespace {
-
-using Samples = std::vector<qint16>;
-
-constexpr size_t bufferFrames = 341; // of 16 kHz, as long as 1024 of 48 kHz
-
-double milliseconds(const QElapsedTimer &timer) { return double(timer.nsecsElapsed()) / 1e6; }
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-bool isEachGoalMet = true;
-
-/// In words, beside the figure.
-QByteArray beside(double goal, double figure) {
-    isEachGoalMet = isEachGoalMet && figure <= goal;
-    return "(goal " + QByteArray::number(goal) + (figure <= goal ? ")" : ": MISSED)");
-}
-
-/// Proportional set size in MiB.
-double memoryOf(qint64 process) {
-    QFile rollup(u"/proc/%1/smaps_rollup"_s.arg(process));
-    if (!rollup.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : rollup.readAll().split('\n')) {
-        if (line.startsWith("Pss:"))
-            return line.mid(4).trimmed().split(' ').first().toDouble() / 1024;
-    }
-    return 0;
-}
-
-qint64 recognizer() {
-    const auto processes = test::ProcessTree::descendants();
-    return processes.isEmpty() ? 0 : processes.first().id;
-}
-
-/// Processor time in seconds, of this process or of children that have ended.
-double processorTime(int whose) {
-    rusage usage{};
-    ::getrusage(whose, &usage);
-    const auto seconds = [](const timeval &time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-Samples allRecordings(QString *spoken = nullptr) {
-    Samples all;
-    for (const auto &recording : Recording::all()) {
-        const auto sound = recording.sound().samples;
-        all.insert(all.end(), sound.begin(), sound.end());
-        if (spoken)
-            *spoken += recording.spoken + u' ';
-    }
-    return all;
-}
-
-std::vector<Samples> inBuffers(const Samples &sound) {
-    std::vector<Samples> buffers;
-    for (size_t begin = 0; begin < sound.size(); begin += bufferFrames) {
-        const auto end = std::min(begin + bufferFrames, sound.size());
-        buffers.emplace_back(sound.begin() + qsizetype(begin), sound.begin() + qsizetype(end));
-    }
-    return buffers;
-}
-
-/// One dictation through the client; waits for its texts.
-class Dictating {
-public:
-    explicit Dictating(RecognizerClient &client) {
-        m_job = client.recognize([told = m_told](const auto &result, const auto &error) {
-            const std::lock_guard lock(told->mutex);
-            if (result)
-                told->text = result->text;
-            if (error)
-                qFatal("%s", qUtf8Printable(error->errorDescription()));
-            told->isFinal = result->isFinal;
-            ++told->texts;
-            told->changed.notify_all();
-        });
-    }
-    void hear(Samples samples) { m_job->sound().add({{16000, 1}, std::move(samples)}); }
-    QString end() {
-        m_job->sound().end();
-        std::unique_lock lock(m_told->mutex);
-        m_told->changed.wait(lock, [this] { return m_told->isFinal; });
-        return m_told->text;
-    }
-    /// Until nothing more comes of what was heard.
-    void waitForQuiet() {
-        std::unique_lock lock(m_told->mutex);
-        for (int known = -1; known != m_told->texts;) {
-            known = m_told->texts;
-            m_told->changed.wait_for(lock, 1s, [&] { return m_told->texts != known; });
-        }
-    }
-    int texts() const {
-        const std::lock_guard lock(m_told->mutex);
-        return m_told->texts;
-    }
-
-private:
-    struct Told {
-        std::mutex mutex;
-        std::condition_variable changed;
-        QString text;
-        bool isFinal = false;
-        int texts = 0;
-    };
-    std::shared_ptr<Told> m_told = std::make_shared<Told>();
-    std::shared_ptr<platform::RecognitionJob> m_job;
-};
 
 std::unique_ptr<RecognizerClient> loadedClient() {
     auto client = std::make_unique<RecognizerClient>(QUILLORA_RECOGNIZER);
@@ -173,7 +52,7 @@ void printStart() {
     const auto client = loadedClient();
     std::printf(
         "memory: this program %.1f MiB (%.1f without the client), recognizer %.1f MiB with its model\n",
-        memoryOf(::getpid()), before, memoryOf(recognizer()));
+        memoryOf(::getpid()), before, memoryOf(recognizerProcess()));
 }
 
 /// Of a process that has just found that it cannot load a model.
@@ -291,7 +170,7 @@ void printTakeover() {
             }
         }
         dictating.waitForQuiet();
-        ::kill(pid_t(recognizer()), SIGKILL);
+        ::kill(pid_t(recognizerProcess()), SIGKILL);
         QElapsedTimer timer;
         timer.start();
         dictating.end();
@@ -310,7 +189,8 @@ void printLongDictation(int minutes, bool isCompared) {
     Dictating dictating(*client);
     std::printf("minutes  this program  recognizer\n");
     const auto print = [](int minute) {
-        std::printf("%7d  %8.1f MiB  %6.1f MiB\n", minute, memoryOf(::getpid()), memoryOf(recognizer()));
+        std::printf("%7d  %8.1f MiB  %6.1f MiB\n", minute, memoryOf(::getpid()),
+                    memoryOf(recognizerProcess()));
         std::fflush(stdout);
     };
     double heard = 0; // seconds

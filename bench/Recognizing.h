@@ -1,0 +1,139 @@
+#pragma once
+
+#include "platform/linux/recognition/RecognizerClient.h"
+#include "support/ProcessTree.h"
+#include "support/Recording.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <sys/resource.h>
+#include <utility>
+#include <vector>
+
+/// What the measurements of recognition in a process of its own have in common.
+namespace quillora::bench {
+
+using Samples = std::vector<qint16>;
+
+constexpr size_t bufferFrames = 341; // of 16 kHz, as long as 1024 of 48 kHz
+
+inline double milliseconds(const QElapsedTimer &timer) { return double(timer.nsecsElapsed()) / 1e6; }
+
+inline double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+inline bool isEachGoalMet = true;
+
+/// In words, beside the figure.
+inline QByteArray beside(double goal, double figure) {
+    isEachGoalMet = isEachGoalMet && figure <= goal;
+    return "(goal " + QByteArray::number(goal) + (figure <= goal ? ")" : ": MISSED)");
+}
+
+/// Proportional set size in MiB.
+inline double memoryOf(qint64 process) {
+    QFile rollup(QStringLiteral("/proc/%1/smaps_rollup").arg(process));
+    if (!rollup.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : rollup.readAll().split('\n')) {
+        if (line.startsWith("Pss:"))
+            return line.mid(4).trimmed().split(' ').first().toDouble() / 1024;
+    }
+    return 0;
+}
+
+inline qint64 recognizerProcess() {
+    const auto processes = test::ProcessTree::descendants();
+    return processes.isEmpty() ? 0 : processes.first().id;
+}
+
+/// Processor time in seconds, of this process or of children that have ended.
+inline double processorTime(int whose) {
+    rusage usage{};
+    ::getrusage(whose, &usage);
+    const auto seconds = [](const timeval &time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+inline Samples allRecordings(QString *spoken = nullptr) {
+    Samples all;
+    for (const auto &recording : test::Recording::all()) {
+        const auto sound = recording.sound().samples;
+        all.insert(all.end(), sound.begin(), sound.end());
+        if (spoken)
+            *spoken += recording.spoken + u' ';
+    }
+    return all;
+}
+
+inline std::vector<Samples> inBuffers(const Samples &sound) {
+    std::vector<Samples> buffers;
+    for (size_t begin = 0; begin < sound.size(); begin += bufferFrames) {
+        const auto end = std::min(begin + bufferFrames, sound.size());
+        buffers.emplace_back(sound.begin() + qsizetype(begin), sound.begin() + qsizetype(end));
+    }
+    return buffers;
+}
+
+/// One dictation through the client; waits for its texts.
+class Dictating {
+public:
+    /// Called with each text as it comes, on the client's thread.
+    using Observer = std::function<void(const QString &)>;
+
+    explicit Dictating(platform::RecognizerClient &client, Observer observer = [](const QString &) {}) {
+        m_job = client.recognize(
+            [told = m_told, observer = std::move(observer)](const auto &result, const auto &error) {
+                const std::lock_guard lock(told->mutex);
+                if (result)
+                    told->text = result->text;
+                if (error)
+                    qFatal("%s", qUtf8Printable(error->errorDescription()));
+                observer(told->text);
+                told->isFinal = result->isFinal;
+                ++told->texts;
+                told->changed.notify_all();
+            });
+    }
+    void hear(Samples samples) { m_job->sound().add({{16000, 1}, std::move(samples)}); }
+    QString end() {
+        m_job->sound().end();
+        std::unique_lock lock(m_told->mutex);
+        m_told->changed.wait(lock, [this] { return m_told->isFinal; });
+        return m_told->text;
+    }
+    /// Until nothing more comes of what was heard.
+    void waitForQuiet() {
+        std::unique_lock lock(m_told->mutex);
+        for (int known = -1; known != m_told->texts;) {
+            known = m_told->texts;
+            m_told->changed.wait_for(lock, std::chrono::seconds(1), [&] { return m_told->texts != known; });
+        }
+    }
+    int texts() const {
+        const std::lock_guard lock(m_told->mutex);
+        return m_told->texts;
+    }
+
+private:
+    struct Told {
+        std::mutex mutex;
+        std::condition_variable changed;
+        QString text;
+        bool isFinal = false;
+        int texts = 0;
+    };
+    std::shared_ptr<Told> m_told = std::make_shared<Told>();
+    std::shared_ptr<platform::RecognitionJob> m_job;
+};
+
+} // namespace quillora::bench
