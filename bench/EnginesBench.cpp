@@ -8,13 +8,12 @@
 #include "recognizer/ToneModels.h"
 #include "recognizer/pocketsphinx/PocketSphinxEngine.h"
 
-#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <optional>
-#include <string>
+#include <string_view>
 #include <thread>
 
 using namespace Qt::StringLiterals;
