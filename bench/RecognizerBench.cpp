@@ -64,11 +64,14 @@ void printMemoryWithoutModel() {
     std::printf("memory: recognizer %.1f MiB without a model %s\n", memory, beside(65, memory).constData());
 }
 
-/// Calls it with each buffer, as small as a microphone's, and not all at once.
+/// Calls it with each buffer when a microphone would have delivered it: where several wait, they are decoded
+/// together.
 void pace(const std::vector<Samples> &buffers, const std::function<void(const Samples &)> &hear) {
+    auto next = std::chrono::steady_clock::now();
     for (const auto &buffer : buffers) {
+        next += std::chrono::microseconds(buffer.size() * 1'000'000 / recognizer::sampleRate);
+        std::this_thread::sleep_until(next);
         hear(buffer);
-        std::this_thread::sleep_for(3ms);
     }
 }
 
@@ -107,7 +110,7 @@ double processorTimeInProcess(const std::vector<Samples> &buffers) {
 void printOverhead() {
     const auto buffers = inBuffers(allRecordings());
     std::vector<double> here, inProcess;
-    for (int i = 0; i < 7; ++i) {
+    for (int i = 0; i < 3; ++i) {
         here.push_back(processorTimeHere(buffers));
         inProcess.push_back(processorTimeInProcess(buffers));
     }
