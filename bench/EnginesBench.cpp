@@ -4,7 +4,6 @@
 //   EnginesBench quick  the same in a few minutes, with less sound and fewer repetitions
 // In a column are the median of several and, behind it, the greatest. Exit status 1 where a goal is missed.
 #include "Recognizing.h"
-#include "platform/linux/recognition/PocketSphinxData.h"
 #include "recognizer/ToneModels.h"
 #include "recognizer/pocketsphinx/PocketSphinxEngine.h"
 
@@ -20,7 +19,6 @@ using namespace Qt::StringLiterals;
 using namespace quillora;
 using namespace quillora::bench;
 using namespace std::chrono_literals;
-using platform::PocketSphinxData;
 using platform::RecognizerClient;
 using test::Recording;
 using test::ToneSpeech;
@@ -65,10 +63,6 @@ struct Engine {
 };
 
 // PocketSphinx.
-
-platform::RecognizerModel pocketSphinxModel() {
-    return PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model();
-}
 
 /// It decodes what it has been given, and may show that at once. After a pause another utterance would begin.
 Sentence readAloud(int number) {
@@ -135,14 +129,6 @@ Samples speechOf(const Engine &engine, int seconds) {
     return speech;
 }
 
-/// Waits until the model is there.
-std::unique_ptr<RecognizerClient> loadedClient(const Engine &engine) {
-    auto client = std::make_unique<RecognizerClient>(QUILLORA_RECOGNIZER);
-    client->load({engine.model});
-    Dictating(*client).end();
-    return client;
-}
-
 /// Processor time in seconds of this program and of the recognizer, which runs.
 double timeOfBoth() {
     clockid_t clock{};
@@ -162,17 +148,14 @@ Delivery speak(
     Dictating &dictating, const Samples &sound,
     const std::function<bool()> &isEnough = [] { return false; }) {
     Delivery delivery;
-    const auto begin = Clock::now();
-    size_t end = 0;
-    for (auto &buffer : inBuffers(sound)) {
-        end += buffer.size();
-        std::this_thread::sleep_until(begin + std::chrono::microseconds(end * 1'000'000 / rate));
-        if (isEnough())
-            break;
-        delivery.times.push_back(Clock::now());
-        dictating.hear(std::move(buffer));
-        delivery.took.push_back(millisecondsSince(delivery.times.back()));
-    }
+    pace(
+        sound,
+        [&](Samples buffer) {
+            delivery.times.push_back(Clock::now());
+            dictating.hear(std::move(buffer));
+            delivery.took.push_back(millisecondsSince(delivery.times.back()));
+        },
+        isEnough);
     return delivery;
 }
 
@@ -198,14 +181,14 @@ Values loading(const Engine &engine, int runs) {
     Values times;
     for (int i = 0; i < runs; ++i) {
         const auto begin = Clock::now();
-        const auto client = loadedClient(engine);
+        const auto client = loadedClient(engine.model);
         times.push_back(millisecondsSince(begin));
     }
     return times;
 }
 
 double memory(const Engine &engine) {
-    const auto client = loadedClient(engine);
+    const auto client = loadedClient(engine.model);
     return memoryOf(recognizerProcess());
 }
 
@@ -231,7 +214,7 @@ struct Speaking {
 };
 
 Speaking speaking(const Engine &engine, int seconds) {
-    const auto client = loadedClient(engine);
+    const auto client = loadedClient(engine.model);
     Dictating dictating(*client);
     const double before = timeOfBoth();
     const auto took = speak(dictating, speechOf(engine, seconds)).took;
@@ -250,7 +233,7 @@ Delays interimDelays(const Engine &engine, int runs) {
     Delays delays;
     for (int run = 0; run < runs; ++run) {
         const auto client =
-            loadedClient(engine); // which has heard no other sentence that it would be used to
+            loadedClient(engine.model); // which has heard no other sentence that it would be used to
         const auto sentence = engine.sentence(run);
         std::mutex mutex;
         std::vector<std::optional<Clock::time_point>> came(sentence.texts.size());
@@ -286,7 +269,7 @@ Delays interimDelays(const Engine &engine, int runs) {
 /// Milliseconds to the final text, of a dictation whose last seconds are spoken; what comes before, in
 /// minutes, has been decoded by then.
 Values releases(const Engine &engine, int seconds, int minutes, int runs) {
-    const auto client = loadedClient(engine);
+    const auto client = loadedClient(engine.model);
     const auto minute = speechOf(engine, 60), spoken = speechOf(engine, seconds);
     Values times;
     for (int i = 0; i < runs; ++i) {
@@ -305,7 +288,7 @@ Values releases(const Engine &engine, int seconds, int minutes, int runs) {
 
 /// Of a minute that is there at once.
 Values realTimeFactors(const Engine &engine, int runs) {
-    const auto client = loadedClient(engine);
+    const auto client = loadedClient(engine.model);
     const auto minute = speechOf(engine, 60);
     Values factors;
     for (int i = 0; i < runs; ++i) {
@@ -342,7 +325,7 @@ void print(const char *what, const Values &sphinx, const Values &heavy, std::opt
 
 /// In one dictation, as fast as it can be decoded.
 void printHour(const Engine &engine, int minutes) {
-    const auto client = loadedClient(engine);
+    const auto client = loadedClient(engine.model);
     const auto minute = speechOf(engine, 60);
     Dictating dictating(*client);
     Values memory, time;

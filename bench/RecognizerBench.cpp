@@ -4,7 +4,6 @@
 //   RecognizerBench MINUTES [compare]  so many minutes alone; `compare` decodes them in one utterance, too
 // Exit status 1 where a goal is missed.
 #include "Recognizing.h"
-#include "platform/linux/recognition/PocketSphinxData.h"
 #include "platform/linux/recognition/RecognizerProcess.h"
 #include "platform/linux/recognition/SpeechResampler.h"
 #include "recognizer/Session.h"
@@ -20,23 +19,14 @@
 using namespace quillora;
 using namespace quillora::bench;
 using namespace std::chrono_literals;
-using platform::PocketSphinxData;
 using platform::RecognizerClient;
 using test::Recording;
 using test::WordErrorRate;
 
 namespace {
 
-std::unique_ptr<RecognizerClient> loadedClient() {
-    auto client = std::make_unique<RecognizerClient>(QUILLORA_RECOGNIZER);
-    client->load({PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model()});
-    Dictating(*client).end();
-    return client;
-}
-
 std::unique_ptr<recognizer::Decoder> loadedDecoder() {
-    return recognizer::PocketSphinxEngine().load(
-        {.files = PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model().files});
+    return recognizer::PocketSphinxEngine().load({.files = pocketSphinxModel().files});
 }
 
 void printStart() {
@@ -44,12 +34,12 @@ void printStart() {
     for (int i = 0; i < 5; ++i) {
         QElapsedTimer timer;
         timer.start();
-        const auto client = loadedClient();
+        const auto client = loadedClient(pocketSphinxModel());
         starts.push_back(milliseconds(timer));
     }
     std::printf("process started, model loaded, an empty dictation: %.0f ms\n", median(starts));
     const double before = memoryOf(::getpid());
-    const auto client = loadedClient();
+    const auto client = loadedClient(pocketSphinxModel());
     std::printf(
         "memory: this program %.1f MiB (%.1f without the client), recognizer %.1f MiB with its model\n",
         memoryOf(::getpid()), before, memoryOf(recognizerProcess()));
@@ -64,43 +54,32 @@ void printMemoryWithoutModel() {
     std::printf("memory: recognizer %.1f MiB without a model %s\n", memory, beside(65, memory).constData());
 }
 
-/// Calls it with each buffer when a microphone would have delivered it: where several wait, they are decoded
-/// together.
-void pace(const std::vector<Samples> &buffers, const std::function<void(const Samples &)> &hear) {
-    auto next = std::chrono::steady_clock::now();
-    for (const auto &buffer : buffers) {
-        next += std::chrono::microseconds(buffer.size() * 1'000'000 / recognizer::sampleRate);
-        std::this_thread::sleep_until(next);
-        hear(buffer);
-    }
-}
-
 /// Seconds of this process and of those that it started.
 double processorTimeOfAll() { return processorTime(RUSAGE_SELF) + processorTime(RUSAGE_CHILDREN); }
 
 /// Of the same dictation by the same parts, without a process between them.
-double processorTimeHere(const std::vector<Samples> &buffers) {
+double processorTimeHere(const Samples &sound) {
     recognizer::Engines engines;
     engines.push_back(std::make_unique<recognizer::PocketSphinxEngine>());
-    const auto model = PocketSphinxData::findAll(PocketSphinxData::standardFolders()).at(0).model();
+    const auto model = pocketSphinxModel();
     recognizer::Session session(engines, [](const auto &) {}, [](const auto &) { return 0u; });
     session.handle(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, {}});
     const double loaded = processorTimeOfAll();
     session.handle(recognizer::Begin{1, 0});
     platform::SpeechResampler resampler({16000, 1});
-    pace(buffers,
+    pace(sound,
          [&](const Samples &buffer) { session.handle(recognizer::Sound{1, resampler.convert(buffer)}); });
     session.handle(recognizer::End{1});
     return processorTimeOfAll() - loaded;
 }
 
-double processorTimeInProcess(const std::vector<Samples> &buffers) {
+double processorTimeInProcess(const Samples &sound) {
     const double before = processorTimeOfAll();
-    loadedClient().reset();
+    loadedClient(pocketSphinxModel()).reset();
     const double loaded = processorTimeOfAll();
-    auto client = loadedClient();
+    auto client = loadedClient(pocketSphinxModel());
     Dictating dictating(*client);
-    pace(buffers, [&](const Samples &buffer) { dictating.hear(buffer); });
+    pace(sound, [&](const Samples &buffer) { dictating.hear(buffer); });
     dictating.end();
     client.reset(); // whose process counts once it has ended
     return processorTimeOfAll() - loaded - (loaded - before);
@@ -108,11 +87,11 @@ double processorTimeInProcess(const std::vector<Samples> &buffers) {
 
 /// What the process alone costs: the same sound at the same pace goes through the same parts.
 void printOverhead() {
-    const auto buffers = inBuffers(allRecordings());
+    const auto sound = allRecordings();
     std::vector<double> here, inProcess;
     for (int i = 0; i < 3; ++i) {
-        here.push_back(processorTimeHere(buffers));
-        inProcess.push_back(processorTimeInProcess(buffers));
+        here.push_back(processorTimeHere(sound));
+        inProcess.push_back(processorTimeInProcess(sound));
     }
     const double more = 100 * (median(inProcess) / median(here) - 1);
     std::printf("processor time: %.2f s here, %.2f s in the process (%+.1f %%) %s\n", median(here),
@@ -120,7 +99,7 @@ void printOverhead() {
 }
 
 void printDelays() {
-    const auto client = loadedClient();
+    const auto client = loadedClient(pocketSphinxModel());
     const auto buffers = inBuffers(Recording::all().front().sound().samples);
     std::vector<double> appends, ends;
     for (int i = 0; i < 5; ++i) {
@@ -146,7 +125,7 @@ void printDelays() {
 
 /// How much of its time a message is on its way: an empty dictation has nothing to decode.
 void printRoundTrip() {
-    const auto client = loadedClient();
+    const auto client = loadedClient(pocketSphinxModel());
     std::vector<double> turns;
     for (int i = 0; i < 50; ++i) {
         QElapsedTimer timer;
@@ -161,7 +140,7 @@ void printRoundTrip() {
 /// The process dies when a minute has been heard, and another one takes over.
 void printTakeover() {
     const auto buffers = inBuffers(Recording::all().front().sound().samples);
-    const auto client = loadedClient();
+    const auto client = loadedClient(pocketSphinxModel());
     std::vector<double> takeovers;
     double heard = 0; // seconds
     for (int i = 0; i < 3; ++i) {
@@ -188,7 +167,7 @@ void printLongDictation(int minutes, bool isCompared) {
     QString spoken;
     const auto buffers = inBuffers(allRecordings(&spoken));
     QString allSpoken;
-    const auto client = loadedClient();
+    const auto client = loadedClient(pocketSphinxModel());
     Dictating dictating(*client);
     std::printf("minutes  this program  recognizer\n");
     const auto print = [](int minute) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/recognition/PocketSphinxData.h"
 #include "platform/linux/recognition/RecognizerClient.h"
 #include "support/ProcessTree.h"
 #include "support/Recording.h"
@@ -14,6 +15,7 @@
 #include <memory>
 #include <mutex>
 #include <sys/resource.h>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -84,6 +86,27 @@ inline std::vector<Samples> inBuffers(const Samples &sound) {
     return buffers;
 }
 
+/// Calls `hear` with each buffer when a microphone would have delivered it, until it `isEnough`: where
+/// several wait, they are decoded together.
+inline void pace(
+    const Samples &sound, const std::function<void(Samples)> &hear,
+    const std::function<bool()> &isEnough = [] { return false; }) {
+    const auto begin = std::chrono::steady_clock::now();
+    size_t end = 0;
+    for (auto &buffer : inBuffers(sound)) {
+        end += buffer.size();
+        std::this_thread::sleep_until(begin +
+                                      std::chrono::microseconds(end * 1'000'000 / recognizer::sampleRate));
+        if (isEnough())
+            break;
+        hear(std::move(buffer));
+    }
+}
+
+inline platform::RecognizerModel pocketSphinxModel() {
+    return platform::PocketSphinxData::findAll(platform::PocketSphinxData::standardFolders()).at(0).model();
+}
+
 /// One dictation through the client; waits for its texts.
 class Dictating {
 public:
@@ -135,5 +158,13 @@ private:
     std::shared_ptr<Told> m_told = std::make_shared<Told>();
     std::shared_ptr<platform::RecognitionJob> m_job;
 };
+
+/// Waits until the model is there.
+inline std::unique_ptr<platform::RecognizerClient> loadedClient(const platform::RecognizerModel &model) {
+    auto client = std::make_unique<platform::RecognizerClient>(QUILLORA_RECOGNIZER);
+    client->load({model});
+    Dictating(*client).end();
+    return client;
+}
 
 } // namespace quillora::bench
