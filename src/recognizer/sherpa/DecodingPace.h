@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <utility>
 
 namespace quillora::recognizer {
 
@@ -21,31 +22,40 @@ public:
     static constexpr std::size_t silenceAfter = std::size_t{sampleRate} * 3 / 10;
 
     /// Whether it may be decoded now, `added` samples having come since the last time.
-    bool isDue(std::size_t added, Time now) const { return added >= leastAdded && now - m_ended >= m_took; }
+    bool isDue(std::size_t added, Time now) const {
+        return added >= leastAdded && now - m_ended >= m_last.took;
+    }
 
     /// A segment of `length` samples was decoded.
     void decoded(std::size_t length, Time began, Time ended) {
-        m_length = length;
-        m_took = ended - began;
+        m_before = std::exchange(m_last, {length, ended - began});
         m_ended = ended;
     }
 
-    /// Whether decoding a segment of so many samples would take too long.
+    /// Whether decoding a segment of so many samples would take too long, by both of the last two times: once
+    /// may be a moment in which the computer had something else to do, and no reason to cut through a word.
     bool isTooLong(std::size_t length) const {
-        if (length < shortest || m_length == 0)
-            return false;
-        return m_took * withSilence(length) >= longestDecoding * withSilence(m_length);
+        return length >= shortest && m_last.foretellsTooLong(length) && m_before.foretellsTooLong(length);
     }
 
 private:
+    struct Decoding {
+        std::size_t length = 0; ///< of nothing so far if 0
+        std::chrono::duration<double> took{};
+
+        bool foretellsTooLong(std::size_t another) const {
+            return length > 0 && took * withSilence(another) >= longestDecoding * withSilence(length);
+        }
+    };
+
     static double withSilence(std::size_t length) { return static_cast<double>(length + silenceAfter); }
 
     static constexpr std::size_t leastAdded = std::size_t{sampleRate} * 3 / 10;
     /// What is shorter is no context to understand a word in.
     static constexpr std::size_t shortest = std::size_t{sampleRate} * 2;
 
-    std::size_t m_length = 0; ///< that was decoded last
-    std::chrono::duration<double> m_took{};
+    Decoding m_last;
+    Decoding m_before;
     Time m_ended;
 };
 

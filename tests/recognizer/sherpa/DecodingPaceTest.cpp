@@ -11,12 +11,15 @@ constexpr std::size_t second = quillora::recognizer::sampleRate;
 constexpr std::size_t silence = DecodingPace::silenceAfter;
 constexpr DecodingPace::Time start = DecodingPace::Time() + 24h;
 
-/// One that has decoded so much, for so long.
-DecodingPace paceOf(std::size_t length, std::chrono::milliseconds took) {
+/// One that has decoded so much twice, for so long.
+DecodingPace paceOf(std::size_t length, std::chrono::milliseconds before, std::chrono::milliseconds last) {
     DecodingPace pace;
-    pace.decoded(length, start, start + took);
+    pace.decoded(length, start - before, start);
+    pace.decoded(length, start, start + last);
     return pace;
 }
+
+DecodingPace paceOf(std::size_t length, std::chrono::milliseconds took) { return paceOf(length, took, took); }
 
 } // namespace
 
@@ -52,6 +55,14 @@ private Q_SLOTS:
         const auto pace = paceOf(second, 5000ms);
         QVERIFY(!pace.isTooLong(2 * second - 1));
         QVERIFY(pace.isTooLong(2 * second));
+    }
+
+    void aMomentInWhichTheComputerHadSomethingElseToDoCutsNoWord() {
+        QVERIFY(!paceOf(3 * second, 10ms, 5000ms).isTooLong(3 * second));
+        QVERIFY(!paceOf(3 * second, 5000ms, 10ms).isTooLong(3 * second));
+        DecodingPace first;
+        first.decoded(3 * second, start, start + 5000ms);
+        QVERIFY(!first.isTooLong(3 * second));
     }
 
     void beforeAnythingWasDecodedNothingIsTooLong() { QVERIFY(!DecodingPace().isTooLong(60 * second)); }
