@@ -359,7 +359,7 @@ void OnDeviceRecognizers::noteArrival(const QString &id, const ModelState &state
 /// Whether a computer is too slow for a model, or cannot do with it, is told to the person who has just
 /// installed it, and not when it is needed. What is loaded anyway is tried then.
 void OnDeviceRecognizers::tryArrivals() {
-    while (!m_trial && !m_arrivals.isEmpty() && !isInUse()) {
+    while (!m_trial && !m_arrivals.isEmpty() && !isInUse() && m_retired.empty()) {
         const QString id = m_arrivals.takeFirst();
         const auto description = m_store.description(id);
         const bool isNeeded = description && description->kind == ModelKind::speech &&
@@ -367,37 +367,28 @@ void OnDeviceRecognizers::tryArrivals() {
         auto use = isNeeded ? m_store.use(id) : nullptr;
         if (!use)
             continue;
-        const QString language = languageOf(description->languages.first());
-        auto tried = model(id, *use, language);
-        if (!tried)
-            continue;
-        const auto end = [post = poster(), this] {
+        if (auto tried = model(id, *use, languageOf(description->languages.first())))
+            beginTrial(id, std::move(use), *std::move(tried));
+    }
+}
+
+/// However it goes, it is over with the first that is told of the model.
+void OnDeviceRecognizers::beginTrial(const QString &id, std::unique_ptr<ModelUse> use,
+                                     RecognizerModel model) {
+    const auto endAfter = [this, post = poster()](auto tell) {
+        return [this, post, tell = std::move(tell)](const auto &...said) {
+            tell(said...);
             post([this] {
                 m_trial.reset();
                 tryArrivals();
             });
         };
-        tried->tried = [end, tell = tried->tried](std::chrono::milliseconds took) {
-            tell(took);
-            end();
-        };
-        tried->reject = [end, reject = tried->reject](const QString &reason) {
-            reject(reason);
-            end();
-        };
-        tried->doubt = [end, doubt = tried->doubt] {
-            doubt();
-            end();
-        };
-        m_trial.emplace(Loaded{.id = id,
-                               .language = language,
-                               .use = std::move(use),
-                               .detector = {},
-                               .detectorUse = {},
-                               .replacements = {},
-                               .client = std::make_shared<RecognizerClient>(m_program)});
-        m_trial->client->load({*std::move(tried)});
-    }
+    };
+    model.tried = endAfter(std::move(model.tried));
+    model.reject = endAfter(std::move(model.reject));
+    model.doubt = endAfter(std::move(model.doubt));
+    m_trial.emplace(Trial{id, std::move(use), std::make_shared<RecognizerClient>(m_program)});
+    m_trial->client->load({std::move(model)});
 }
 
 } // namespace quillora::platform

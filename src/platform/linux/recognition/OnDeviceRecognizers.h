@@ -66,6 +66,13 @@ private:
         std::shared_ptr<RecognizerClient> client;
     };
 
+    /// A model that is tried in a process for that alone.
+    struct Trial {
+        QString id;
+        std::unique_ptr<ModelUse> use;
+        std::shared_ptr<RecognizerClient> client;
+    };
+
     std::shared_ptr<RecognizerClient> clientFor(const QString &localeIdentifier);
     bool isCurrent(const Loaded &loaded) const;
     bool areReplacementsCurrent(const Loaded &loaded) const;
@@ -82,6 +89,7 @@ private:
     void renewReplacements();
     void noteArrival(const QString &id, const ModelState &state);
     void tryArrivals();
+    void beginTrial(const QString &id, std::unique_ptr<ModelUse> use, RecognizerModel model);
     bool isInUse() const { return m_loaded && m_loaded->client->isInUse(); }
     void modelChanged(const QString &id);
 
@@ -98,7 +106,7 @@ private:
     std::vector<Loaded> m_retired; ///< with dictations that are not over yet
     QStringList m_onTheirWay;      ///< models that are being installed
     QStringList m_arrivals;        ///< models that are to be tried
-    std::optional<Loaded> m_trial;
+    std::optional<Trial> m_trial;
 };
 
 } // namespace quillora::platform

@@ -474,6 +474,20 @@ private Q_SLOTS:
         QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"remark"_s, ground.nemo); }));
     }
 
+    void aModelThatArrivesBesideADictationThatAnotherLanguageOvertookIsTriedAfterwards() {
+        Ground ground;
+        const InstalledToneModel next(u"offline-nemo-ctc"_s, {u"fr"_s});
+        ground.platform.models.offer(next.description());
+        ground.install(ground.nemo);
+        ground.install(ground.chinese);
+        Listening overtaken(ground, german);
+        ground.recognizers.prepare(u"zh-CN"_s);
+        ground.downloadAndInstall(next);
+        QVERIFY(!ground.wasAsked(u"use"_s, next));
+        overtaken.hear("abc");
+        QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"remark"_s, next); }));
+    }
+
     void aModelThatLeavesWhileItIsTriedIsNotKept() {
         Ground ground;
         ground.downloadAndInstall(ground.nemo);
