@@ -11,6 +11,10 @@ xcb_connection_t *toolkitConnection() {
     return x11 ? x11->connection() : nullptr;
 }
 
+const xcb_screen_t *toolkitScreen() {
+    return xcb_setup_roots_iterator(xcb_get_setup(toolkitConnection())).data;
+}
+
 xcb_atom_t atomOf(const QByteArray &name) {
     auto *xcb = toolkitConnection();
     const auto question = xcb_intern_atom(xcb, 0, uint16_t(name.size()), name.constData());

@@ -1,7 +1,6 @@
 #include "platform/linux/tray/TrayStatusItem.h"
 
-#include <QGuiApplication>
-#include <QMenu>
+#include "platform/linux/X11ToolkitConnection.h"
 
 #include <utility>
 
@@ -15,21 +14,22 @@ TrayStatusItem::TrayStatusItem(const QDBusConnection &bus, StatusItemListener li
         chooseTray();
         m_listener.hostChanged();
     });
+    if (!toolkitConnection())
+        return;
+    auto *item = &m_xembedItem.emplace();
+    QObject::connect(item, &XEmbedStatusItem::activated, item, [this] { m_listener.activated(); });
+    QObject::connect(item, &XEmbedStatusItem::hostChanged, item, [this] { m_listener.hostChanged(); });
+    chooseTray();
 }
 
 void TrayStatusItem::setIcon(const QString &name, const QIcon &drawing,
                              const QString &accessibilityDescription) {
-    m_drawing = drawing;
-    m_accessibilityDescription = accessibilityDescription;
     m_notifierItem.setIcon(name, drawing, accessibilityDescription);
     if (m_xembedItem)
         m_xembedItem->setIcon(drawing, accessibilityDescription);
-    else
-        chooseTray();
 }
 
 void TrayStatusItem::setMenu(QMenu *menu) {
-    m_menu = menu;
     m_notifierItem.setMenu(menu);
     if (m_xembedItem)
         m_xembedItem->setMenu(menu);
@@ -44,24 +44,8 @@ std::optional<QRect> TrayStatusItem::anchor() const {
 }
 
 void TrayStatusItem::chooseTray() {
-    const bool isXEmbedWanted = !m_drawing.isNull() && QGuiApplication::platformName() == u"xcb" &&
-                                m_notifierItem.watcher() == NotifierStatusItem::Watcher::absent;
-    if (isXEmbedWanted) {
-        if (!m_xembedItem)
-            makeXEmbedItem();
-        m_xembedItem->show();
-    } else if (m_xembedItem) {
-        m_xembedItem->hide();
-    }
-}
-
-void TrayStatusItem::makeXEmbedItem() {
-    m_xembedItem = std::make_unique<XEmbedStatusItem>();
-    auto *item = m_xembedItem.get();
-    QObject::connect(item, &XEmbedStatusItem::activated, item, [this] { m_listener.activated(); });
-    QObject::connect(item, &XEmbedStatusItem::hostChanged, item, [this] { m_listener.hostChanged(); });
-    m_xembedItem->setIcon(m_drawing, m_accessibilityDescription);
-    m_xembedItem->setMenu(m_menu);
+    if (m_xembedItem)
+        m_xembedItem->setWanted(m_notifierItem.watcher() == NotifierStatusItem::Watcher::absent);
 }
 
 } // namespace quillora::platform

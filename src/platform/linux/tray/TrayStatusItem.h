@@ -4,10 +4,7 @@
 #include "platform/linux/tray/NotifierStatusItem.h"
 #include "platform/linux/tray/XEmbedStatusItem.h"
 
-#include <QIcon>
-#include <QPointer>
-
-#include <memory>
+#include <optional>
 
 namespace quillora::platform {
 
@@ -24,14 +21,10 @@ public:
 
 private:
     void chooseTray();
-    void makeXEmbedItem();
 
     const StatusItemListener m_listener;
     NotifierStatusItem m_notifierItem;
-    std::unique_ptr<XEmbedStatusItem> m_xembedItem; ///< made when it is first needed
-    QIcon m_drawing;                                ///< none until it was first set
-    QString m_accessibilityDescription;
-    QPointer<QMenu> m_menu;
+    std::optional<XEmbedStatusItem> m_xembedItem; ///< none where the desktop is not X11
 };
 
 } // namespace quillora::platform

@@ -59,9 +59,9 @@ void XEmbedIcon::showWithinTray() {
 /// The toolkit's own answer is of the window's last event, and none tells it that the tray has moved.
 std::optional<QRect> XEmbedIcon::place() const {
     auto *xcb = toolkitConnection();
-    const auto root = xcb_setup_roots_iterator(xcb_get_setup(xcb)).data->root;
+    const auto question = xcb_translate_coordinates(xcb, window(), toolkitScreen()->root, 0, 0);
     const X11Reply<xcb_translate_coordinates_reply_t> corner(
-        xcb_translate_coordinates_reply(xcb, xcb_translate_coordinates(xcb, window(), root, 0, 0), nullptr));
+        xcb_translate_coordinates_reply(xcb, question, nullptr));
     return corner ? std::optional(QRect(fromDevicePixels({corner->dst_x, corner->dst_y}), size()))
                   : std::nullopt;
 }

@@ -30,19 +30,21 @@ bool watch(xcb_window_t window) {
 } // namespace
 
 XEmbedStatusItem::XEmbedStatusItem()
-    : m_root(xcb_setup_roots_iterator(xcb_get_setup(toolkitConnection())).data->root),
-      m_selection(atomOf("_NET_SYSTEM_TRAY_S0")), m_manager(atomOf("MANAGER")) {
+    : m_selection(atomOf("_NET_SYSTEM_TRAY_S0")), m_manager(atomOf("MANAGER")) {
     m_meeting.setSingleShot(true);
     m_meeting.callOnTimeout([this] { meetTray(); });
-    watch(m_root);
+    watch(toolkitScreen()->root);
     qApp->installNativeEventFilter(this);
 }
 
 void XEmbedStatusItem::setIcon(const QIcon &drawing, const QString &accessibilityDescription) {
+    const bool isFirst = m_drawing.isNull();
     m_drawing = drawing;
     m_accessibilityDescription = accessibilityDescription;
     if (m_icon)
         m_icon->setDrawing(drawing, accessibilityDescription);
+    else if (isFirst)
+        meetTray();
 }
 
 void XEmbedStatusItem::setMenu(QMenu *menu) {
@@ -53,13 +55,8 @@ void XEmbedStatusItem::setMenu(QMenu *menu) {
 
 std::optional<QRect> XEmbedStatusItem::anchor() const { return m_isHosted ? m_icon->place() : std::nullopt; }
 
-void XEmbedStatusItem::show() {
-    m_isWanted = true;
-    meetTray();
-}
-
-void XEmbedStatusItem::hide() {
-    m_isWanted = false;
+void XEmbedStatusItem::setWanted(bool isWanted) {
+    m_isWanted = isWanted;
     meetTray();
 }
 
@@ -84,8 +81,9 @@ bool XEmbedStatusItem::nativeEventFilter(const QByteArray &eventType, void *mess
     case XCB_REPARENT_NOTIFY: {
         const auto *moved = reinterpret_cast<const xcb_reparent_notify_event_t *>(event);
         if (m_icon && moved->window == m_icon->window())
-            QTimer::singleShot(0, m_icon.get(),
-                               [this, isWithinTray = moved->parent != m_root] { setHosted(isWithinTray); });
+            QTimer::singleShot(
+                0, m_icon.get(),
+                [this, isWithinTray = moved->parent != toolkitScreen()->root] { setHosted(isWithinTray); });
         break;
     }
     default:
@@ -95,7 +93,7 @@ bool XEmbedStatusItem::nativeEventFilter(const QByteArray &eventType, void *mess
 }
 
 void XEmbedStatusItem::meetTray() {
-    const xcb_window_t tray = m_isWanted ? trayOnScreen() : XCB_NONE;
+    const xcb_window_t tray = m_isWanted && !m_drawing.isNull() ? trayOnScreen() : XCB_NONE;
     if (tray != XCB_NONE && tray == m_tray)
         return;
     const bool wasHosted = std::exchange(m_isHosted, false);
@@ -153,8 +151,8 @@ bool XEmbedStatusItem::hasAlpha(xcb_window_t tray) const {
         return false;
     xcb_visualid_t wanted;
     std::memcpy(&wanted, xcb_get_property_value(answer.get()), sizeof wanted);
-    const auto *screen = xcb_setup_roots_iterator(xcb_get_setup(xcb)).data;
-    for (auto depth = xcb_screen_allowed_depths_iterator(screen); depth.rem > 0; xcb_depth_next(&depth)) {
+    for (auto depth = xcb_screen_allowed_depths_iterator(toolkitScreen()); depth.rem > 0;
+         xcb_depth_next(&depth)) {
         const auto *visuals = xcb_depth_visuals(depth.data);
         for (int i = 0; i < xcb_depth_visuals_length(depth.data); ++i) {
             if (visuals[i].visual_id == wanted)

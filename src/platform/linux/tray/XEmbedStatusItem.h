@@ -28,8 +28,8 @@ public:
     bool isHosted() const { return m_isHosted; }
     std::optional<QRect> anchor() const;
 
-    void show();
-    void hide();
+    /// Whether it is to stand in a tray, which it does once it has a drawing.
+    void setWanted(bool isWanted);
 
     bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *result) override;
 
@@ -47,7 +47,6 @@ private:
     uint32_t trayOnScreen() const;
     bool hasAlpha(uint32_t tray) const;
 
-    uint32_t m_root;
     uint32_t m_selection; ///< whose owner is the tray
     uint32_t m_manager;   ///< the message that tells of a new one
     bool m_isWanted = false;

@@ -30,8 +30,7 @@ void selectRawPresses(uint32_t events) {
         xcb_input_event_mask_t head;
         uint32_t events;
     } const mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, events};
-    const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-    xcb_input_xi_select_events(connection, screen->root, 1, &mask.head);
+    xcb_input_xi_select_events(connection, toolkitScreen()->root, 1, &mask.head);
     xcb_flush(connection);
 }
 
