@@ -129,15 +129,6 @@ Samples speechOf(const Engine &engine, int seconds) {
     return speech;
 }
 
-/// Processor time in seconds of this program and of the recognizer, which runs.
-double timeOfBoth() {
-    clockid_t clock{};
-    timespec time{};
-    if (::clock_getcpuclockid(pid_t(recognizerProcess()), &clock) != 0 || ::clock_gettime(clock, &time) != 0)
-        qFatal("there is no recognizer");
-    return processorTime(RUSAGE_SELF) + double(time.tv_sec) + double(time.tv_nsec) / 1e9;
-}
-
 struct Delivery {
     std::vector<Clock::time_point> times; ///< of each buffer
     Values took;                          ///< milliseconds, each

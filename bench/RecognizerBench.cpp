@@ -3,6 +3,7 @@
 //   RecognizerBench                    everything, with an hour that is compared
 //   RecognizerBench MINUTES [compare]  so many minutes alone; `compare` decodes them in one utterance, too
 // Exit status 1 where a goal is missed.
+#include "BusyTime.h"
 #include "Recognizing.h"
 #include "platform/linux/recognition/RecognizerProcess.h"
 #include "platform/linux/recognition/SpeechResampler.h"
@@ -19,7 +20,6 @@
 using namespace quillora;
 using namespace quillora::bench;
 using namespace std::chrono_literals;
-using platform::RecognizerClient;
 using test::Recording;
 using test::WordErrorRate;
 
@@ -54,48 +54,42 @@ void printMemoryWithoutModel() {
     std::printf("memory: recognizer %.1f MiB without a model %s\n", memory, beside(65, memory).constData());
 }
 
-/// Seconds of this process and of those that it started.
-double processorTimeOfAll() { return processorTime(RUSAGE_SELF) + processorTime(RUSAGE_CHILDREN); }
-
-/// Of the same dictation by the same parts, without a process between them.
-double processorTimeHere(const Samples &sound) {
+/// How much more of the processors a dictation takes by way of the process, in percent. The same parts get
+/// the same sound in this thread, buffer by buffer at the same time: whatever slows the computer slows both.
+double overhead(const Samples &sound) {
     recognizer::Engines engines;
     engines.push_back(std::make_unique<recognizer::PocketSphinxEngine>());
     const auto model = pocketSphinxModel();
     recognizer::Session session(engines, [](const auto &) {}, [](const auto &) { return 0u; });
     session.handle(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, {}});
-    const double loaded = processorTimeOfAll();
-    session.handle(recognizer::Begin{1, 0});
     platform::SpeechResampler resampler({16000, 1});
-    pace(sound,
-         [&](const Samples &buffer) { session.handle(recognizer::Sound{1, resampler.convert(buffer)}); });
-    session.handle(recognizer::End{1});
-    return processorTimeOfAll() - loaded;
-}
+    const auto client = loadedClient(model);
 
-double processorTimeInProcess(const Samples &sound) {
-    const double before = processorTimeOfAll();
-    loadedClient(pocketSphinxModel()).reset();
-    const double loaded = processorTimeOfAll();
-    auto client = loadedClient(pocketSphinxModel());
+    const double before = timeOfBoth();
+    const auto beforeHere = busyNanoseconds();
+    qint64 handingOver = 0;
     Dictating dictating(*client);
-    pace(sound, [&](const Samples &buffer) { dictating.hear(buffer); });
+    session.handle(recognizer::Begin{1, 0});
+    pace(sound, [&](const Samples &buffer) {
+        const auto began = busyNanoseconds();
+        dictating.hear(buffer);
+        handingOver += busyNanoseconds() - began;
+        session.handle(recognizer::Sound{1, resampler.convert(buffer)});
+    });
+    session.handle(recognizer::End{1});
+    const double here = double(busyNanoseconds() - beforeHere - handingOver) / 1e9;
     dictating.end();
-    client.reset(); // whose process counts once it has ended
-    return processorTimeOfAll() - loaded - (loaded - before);
+    const double there = timeOfBoth() - before - here;
+    std::printf("  %.2f s here, %.2f s by way of the process\n", here, there);
+    return 100 * (there / here - 1);
 }
 
-/// What the process alone costs: the same sound at the same pace goes through the same parts.
 void printOverhead() {
     const auto sound = allRecordings();
-    std::vector<double> here, inProcess;
-    for (int i = 0; i < 3; ++i) {
-        here.push_back(processorTimeHere(sound));
-        inProcess.push_back(processorTimeInProcess(sound));
-    }
-    const double more = 100 * (median(inProcess) / median(here) - 1);
-    std::printf("processor time: %.2f s here, %.2f s in the process (%+.1f %%) %s\n", median(here),
-                median(inProcess), more, beside(2, more).constData());
+    std::vector<double> more(7);
+    std::generate(more.begin(), more.end(), [&] { return overhead(sound); });
+    std::printf("processor time that the process takes more: %+.1f %% %s\n", median(more),
+                beside(2, median(more)).constData());
 }
 
 void printDelays() {

@@ -11,11 +11,12 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <sys/resource.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -58,12 +59,16 @@ inline qint64 recognizerProcess() {
     return processes.isEmpty() ? 0 : processes.first().id;
 }
 
-/// Processor time in seconds, of this process or of children that have ended.
-inline double processorTime(int whose) {
-    rusage usage{};
-    ::getrusage(whose, &usage);
-    const auto seconds = [](const timeval &time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+/// Processor time in seconds of this program and of the recognizer, which runs.
+inline double timeOfBoth() {
+    const auto timeOf = [](qint64 process) {
+        clockid_t clock{};
+        timespec time{};
+        if (::clock_getcpuclockid(pid_t(process), &clock) != 0 || ::clock_gettime(clock, &time) != 0)
+            qFatal("there is no such process");
+        return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
+    };
+    return timeOf(::getpid()) + timeOf(recognizerProcess());
 }
 
 inline Samples allRecordings(QString *spoken = nullptr) {
