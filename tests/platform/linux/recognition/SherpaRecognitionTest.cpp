@@ -192,7 +192,7 @@ private Q_SLOTS:
     }
     void everyModelHearsInItsProcess() {
         QFETCH(QString, model);
-        RecognizerClient client(QUILLORA_RECOGNIZER);
+        RecognizerClient client(QUILLORA_UNHURRIED_RECOGNIZER);
         const bool isTold = model == u"offline-whisper" || model == u"offline-canary";
         client.load({toLoad(ToneModels::model(model.toStdString(), isTold ? "en" : ""))});
         QCOMPARE(Dictation(client, ToneSpeech().say("hello world")).finalText(), u"hello world"_s);
