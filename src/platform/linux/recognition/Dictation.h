@@ -6,7 +6,6 @@
 
 #include <QString>
 
-#include <chrono>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -31,8 +30,6 @@ public:
     /// What is to be sent next, at most `count` samples; it counts as sent.
     std::span<const std::int16_t> nextSound(std::size_t count);
     bool isAllSent() const { return m_hasEnded && m_sent == m_sound.end(); }
-    /// Samples that wait for more to come; 0 where none wait, or none will come.
-    std::uint64_t waiting() const { return m_hasEnded ? 0 : m_sound.end() - m_sent; }
 
     /// The recognizer has decoded what nextSound() gave it first of all that it has not decoded yet.
     void heard();
@@ -47,8 +44,6 @@ public:
     /// Another process takes over: the sound is sent again from this position on. What was shown of it stays
     /// until the new one has got as far, since a release returns what is shown.
     std::uint64_t rewind();
-
-    std::optional<std::chrono::steady_clock::time_point> heldUntil; ///< what waits
 
     bool hasBegun = false;  ///< in the process
     bool isEndSent = false; ///< to the process

@@ -17,10 +17,6 @@ namespace {
 
 /// Of one message, so that the process is never far from its next answer.
 constexpr std::size_t portionSamples = recognizer::sampleRate / 8;
-/// As much as two buffers of a microphone have, or nearly: each message wakes both processes twice.
-constexpr std::size_t leastSamples = recognizer::sampleRate / 25;
-/// For the second buffer.
-constexpr milliseconds longestHold = 100ms;
 /// Messages that have not been answered: enough to keep the process busy until this thread has its turn on a
 /// busy machine, few enough for a cancelled dictation to make way at once.
 constexpr std::size_t window = 8;
@@ -166,7 +162,7 @@ void RecognizerClient::speakOf(Dictation &dictation) {
         send(recognizer::Begin{dictation.number(), dictation.rewind()});
         dictation.hasBegun = true;
     }
-    while (!isHeldBack(dictation) && m_unanswered.size() < window && m_outbox.empty()) {
+    while (m_unanswered.size() < window && m_outbox.empty()) {
         const auto samples = dictation.nextSound(portionSamples);
         if (samples.empty())
             break;
@@ -178,20 +174,6 @@ void RecognizerClient::speakOf(Dictation &dictation) {
         expect({Expected::Kind::finished, decoding(0), dictation.number()});
         dictation.isEndSent = true;
     }
-}
-
-/// Little sound waits for more, as long as nobody waits for the end.
-bool RecognizerClient::isHeldBack(Dictation &dictation) {
-    const auto waiting = dictation.waiting();
-    if (waiting > 0 && waiting < leastSamples) {
-        const auto now = Clock::now();
-        if (!dictation.heldUntil)
-            dictation.heldUntil = now + longestHold;
-        if (now < *dictation.heldUntil)
-            return true;
-    }
-    dictation.heldUntil.reset();
-    return false;
 }
 
 void RecognizerClient::send(const recognizer::Command &command) {
@@ -218,10 +200,7 @@ void RecognizerClient::waitForEvents(const Worker &worker) {
         events[1].fd = m_process->channel().descriptor();
         if (!m_outbox.empty())
             events[1].events = POLLIN | POLLOUT;
-        auto next = deadline();
-        if (m_isReady && !m_dictations.empty())
-            next = std::min(next, m_dictations.front().heldUntil.value_or(next));
-        const auto rest = std::chrono::ceil<milliseconds>(next - Clock::now());
+        const auto rest = std::chrono::ceil<milliseconds>(deadline() - Clock::now());
         patience = static_cast<int>(std::max(rest, 0ms).count());
     }
     ::poll(events.data(), events.size(), patience);

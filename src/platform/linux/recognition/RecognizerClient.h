@@ -84,7 +84,6 @@ private:
     void speak();
     void tryModel();
     void speakOf(Dictation &dictation);
-    static bool isHeldBack(Dictation &dictation);
     void send(const recognizer::Command &command);
     void expect(const Expected &expected);
     void waitForEvents(const Worker &worker);

@@ -113,16 +113,6 @@ private Q_SLOTS:
         QCOMPARE(dictating.texts(), (QStringList{u"w1"_s, u"w1 w2"_s, u"w1 w2 w3"_s, u"w1 w2 w3"_s}));
     }
 
-    void littleSoundIsHeardThoughNoMoreComes() {
-        const auto client = loaded();
-        Dictating dictating(*client);
-        dictating.hear(FakeSpeech::word(1, 20));
-        QVERIFY(dictating.hasHeard(1));
-        dictating.hear(FakeSpeech::word(2, 20));
-        dictating.end();
-        QCOMPARE(dictating.finalText(), spoken(1, 2));
-    }
-
     void soundThatComesBeforeTheModelIsLoadedIsKept() {
         RecognizerClient client(QUILLORA_FAKE_RECOGNIZER);
         Dictating dictating(client);
