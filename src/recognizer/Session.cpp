@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <ctime>
+#include <numeric>
 #include <random>
+#include <span>
 #include <utility>
 
 namespace quillora::recognizer {
@@ -13,10 +15,25 @@ constexpr std::uint64_t second = sampleRate;
 
 /// How long nobody must have spoken for an utterance of this length to be over. An engine tells of a pause
 /// when half a second of it has passed, so that the shortest is as short as can be.
-std::uint64_t pauseThatEnds(std::uint64_t length) {
-    if (length < 10 * second)
-        return second / 2;
-    return length < 60 * second ? 1 : 0;
+std::uint64_t pauseThatEnds(std::uint64_t length) { return length < 10 * second ? second / 2 : 1; }
+
+/// An utterance without any pause ends behind a word once it is `longUtterance`, and anyhow at `longest`.
+constexpr auto longUtterance = 60 * second;
+constexpr auto longest = 70 * second;
+
+/// Whether the last moment is much quieter than the second that it is the end of. It is longer than what a
+/// voice stops for within a word.
+bool isBetweenWords(std::span<const std::int16_t> recent) {
+    constexpr std::size_t moment = second * 3 / 20;
+    constexpr double quieter = 16; // 12 dB
+    if (recent.size() < moment)
+        return false;
+    const auto power = [](std::span<const std::int16_t> samples) {
+        const auto add = [](double sum, double sample) { return sum + sample * sample; };
+        return std::accumulate(samples.begin(), samples.end(), 0.0, add) /
+               static_cast<double>(samples.size());
+    };
+    return quieter * power(recent.last(moment)) < power(recent);
 }
 
 /// The next utterance begins with the end of a pause, or an engine would miss how a word begins that has not
@@ -148,7 +165,9 @@ std::size_t Session::endAtPause() {
 void Session::settleAtPause(Dictation &dictation) {
     const auto length = dictation.position - dictation.utteranceBegin;
     const auto pause = dictation.position - dictation.lastSpeech;
-    if (pause < pauseThatEnds(length) && !m_decoder->isFull())
+    const bool isLongEnough =
+        length >= longest || (length >= longUtterance && isBetweenWords(dictation.recent));
+    if (pause < pauseThatEnds(length) && !isLongEnough && !m_decoder->isFull())
         return;
     // Before anybody has spoken there is nothing to settle but that sound is not needed any more.
     constexpr auto longSilence = 5 * second;
