@@ -387,6 +387,7 @@ void OnDeviceRecognizers::beginTrial(const QString &id, std::unique_ptr<ModelUse
     model.tried = endAfter(std::move(model.tried));
     model.reject = endAfter(std::move(model.reject));
     model.doubt = endAfter(std::move(model.doubt));
+    model.noProcess = endAfter(std::move(model.noProcess));
     m_trial.emplace(Trial{id, std::move(use), std::make_shared<RecognizerClient>(m_program)});
     m_trial->client->load({std::move(model)});
 }

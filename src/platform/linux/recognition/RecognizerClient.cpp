@@ -103,8 +103,7 @@ void RecognizerClient::start() {
         send(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, model.parameters});
         expect({Expected::Kind::opening, m_limits.loading});
     } catch (const std::exception &) {
-        dropProcess();
-        failAll(notStarted()); // which is no model's fault
+        noProcess(notStarted());
     }
 }
 
@@ -273,8 +272,7 @@ void RecognizerClient::take(const recognizer::Refused &refused) {
     case recognizer::Refusal::otherVersion:
         qWarning(
             "The speech recognizer is of another version than this program, which has to be started again.");
-        dropProcess();
-        return failAll(replaced()); // which is no model's fault
+        return noProcess(replaced());
     }
 }
 
@@ -306,6 +304,7 @@ void RecognizerClient::take(const recognizer::Finished &finished) {
 
 void RecognizerClient::take(const recognizer::Tried &tried) {
     answered(Expected::Kind::tried);
+    m_deathsInARow = 0;
     m_models.front().tried(milliseconds(tried.milliseconds));
 }
 
@@ -334,9 +333,12 @@ void RecognizerClient::processDied(const Worker &worker) {
     const bool wasIdle = wasReady && m_unanswered.empty() && m_dictations.empty();
     const bool wasDictated = !m_dictations.empty() && m_dictations.front().hasBegun;
     const bool wasForNobody = isBusyForNobody();
+    const bool wasTried = !m_unanswered.empty() && m_unanswered.front().kind == Expected::Kind::tried;
     const int status = m_process->collect();
     dropProcess();
-    m_isWanted = !wasReady;
+    m_isWanted = !wasReady || wasTried;
+    if (wasTried)
+        m_isTried = false; // whoever waits for that must hear of it, by another try or the second death
     if (status == recognizer::noMemoryStatus && !wasReady)
         return memoryRanOut();
     if (wasIdle)
@@ -357,6 +359,13 @@ void RecognizerClient::processDied(const Worker &worker) {
         m_dictations.front().failed(notRecognized());
         m_dictations.pop_front();
     }
+}
+
+/// Which is no model's fault.
+void RecognizerClient::noProcess(const QString &description) {
+    dropProcess();
+    m_models.front().noProcess();
+    failAll(description);
 }
 
 /// Which a damaged model can bring about, too.

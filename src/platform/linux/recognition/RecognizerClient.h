@@ -100,6 +100,7 @@ private:
     bool isBusyForNobody();
     void processDied(const Worker &worker);
     void judgeModel(const Worker &worker);
+    void noProcess(const QString &description);
     void memoryRanOut();
     bool isModelWrong(const Worker &worker);
     void modelFailed(const QString &description);
@@ -131,7 +132,7 @@ private:
     Clock::time_point m_lastAnswer;
     std::chrono::milliseconds m_starved{}; ///< the process, until then
     QString m_failure;                     ///< why no model could be loaded
-    int m_deathsInARow = 0;                ///< without any sound decoded between them
+    int m_deathsInARow = 0;                ///< without any sound decoded between them, or a trial
     int m_lostInARow = 0;                  ///< dictations, to two deaths each, without a whole one between
     std::list<Dictation> m_dictations;     ///< the one under way at the front
     std::uint32_t m_lastNumber = 0;

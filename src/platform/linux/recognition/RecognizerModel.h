@@ -51,6 +51,9 @@ struct RecognizerModel {
     /// Called on the recognizer's thread where the model could not be loaded, or not gone on with, and that
     /// need not be its fault: its files are worth a look.
     std::function<void()> doubt = [] {};
+
+    /// Called on the recognizer's thread where there was no process that could have loaded it.
+    std::function<void()> noProcess = [] {};
 };
 
 } // namespace quillora::platform

@@ -164,8 +164,9 @@ struct GroundOfSegments : Ground {
 
 qsizetype processCount() { return test::ProcessTree::descendants().size(); }
 
-/// As one ends that has had nothing to do for long.
-void endProcess() {
+/// As one ends that has had nothing to do for long, and has been tried before.
+void endProcess(Ground &ground, const InstalledToneModel &model) {
+    QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"remark"_s, model); }));
     const auto processes = test::ProcessTree::descendants();
     QCOMPARE(processes.size(), 1);
     QCOMPARE(::kill(pid_t(processes.first().id), SIGKILL), 0);
@@ -464,6 +465,14 @@ private Q_SLOTS:
         QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"remark"_s, ground.chinese); }));
     }
 
+    void aTrialThatNoProcessCanMakeIsOver() {
+        Ground ground("/nonexistent");
+        for (const auto *model : {&ground.nemo, &ground.chinese})
+            ground.downloadAndInstall(*model);
+        QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"use"_s, ground.chinese); }));
+        QVERIFY(ground.platform.models.state(ground.nemo.description().id).isInstalled());
+    }
+
     void aModelThatArrivesWhileSomebodyDictatesIsTriedAfterwards() {
         Ground ground;
         ground.install(ground.chinese);
@@ -625,7 +634,7 @@ private Q_SLOTS:
         Ground ground;
         ground.install(ground.nemo);
         QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
-        endProcess();
+        endProcess(ground, ground.nemo);
         setTime(ground.nemo.folder() + u"/tokens.txt"_s);
         ground.platform.models.damageSecretly(ground.nemo.description().id, u"\"tokens.txt\" has changed."_s);
         QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
@@ -636,7 +645,7 @@ private Q_SLOTS:
         GroundOfSegments ground;
         ground.install(ground.detector);
         QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello"), u"hello"_s);
-        endProcess();
+        endProcess(ground, ground.offline);
         setTime(ground.detector.file());
         ground.platform.models.damageSecretly(ground.detector.description().id, u"It has changed."_s);
         QCOMPARE(Listening(ground, u"de-CH"_s).hear("hello"), u"hello"_s);
@@ -647,7 +656,7 @@ private Q_SLOTS:
         Ground ground;
         ground.install(ground.nemo);
         QCOMPARE(Listening(ground, german).hear("hello"), u"hello"_s);
-        endProcess();
+        endProcess(ground, ground.nemo);
         std::ofstream(ground.nemo.folder().toStdString() + "/tokens.txt", std::ios::app) << "\n";
         Listening listening(ground, german);
         QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));

@@ -607,6 +607,56 @@ private Q_SLOTS:
         QCOMPARE(errorsOf(client, 3), QStringList());
     }
 
+    void aModelThatDiesOfItsTrialTwiceIsUnsuitable_data() {
+        QTest::addColumn<QString>("fault");
+        for (const auto *fault : {"exit", "crash", "hang"})
+            QTest::newRow(fault) << fault;
+    }
+    void aModelThatDiesOfItsTrialTwiceIsUnsuitable() {
+        QFETCH(QString, fault);
+        writeScript("3215 " + fault.toStdString());
+        std::atomic<int> rejections = 0, doubts = 0;
+        auto tried = modelThatCounts(rejections, doubts);
+        tried.tried = [](std::chrono::milliseconds) {};
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER, {.loading = 300ms});
+        client.load({tried});
+        QVERIFY(waitUntil([&] { return rejections == 1; }));
+        QCOMPARE(doubts, 0);
+        QCOMPARE(client.modelState(), ModelState::failed);
+    }
+
+    void aModelThatDiesOfItsTrialOnceIsTriedAgain() {
+        writeScript("3215 hang");
+        std::atomic<int> rejections = 0, doubts = 0, trials = 0;
+        auto tried = modelThatCounts(rejections, doubts);
+        tried.tried = [&](std::chrono::milliseconds) { ++trials; };
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER, {.loading = 2s});
+        client.load({tried});
+        QVERIFY(waitUntil([&] { return client.modelState() == ModelState::ready; }));
+        writeScript({});
+        QVERIFY(waitUntil([&] { return trials == 1; }));
+        QCOMPARE(rejections, 0);
+    }
+
+    void aDeathBeforeATrialThatWentWellIsForgiven() {
+        writeScript("3215 hang");
+        std::atomic<int> trials = 0;
+        auto tried = model();
+        tried.tried = [&](std::chrono::milliseconds) { ++trials; };
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER, {.loading = 2s});
+        client.load({tried});
+        QVERIFY(waitUntil([&] { return client.modelState() == ModelState::ready; }));
+        writeScript({});
+        QVERIFY(waitUntil([&] { return trials == 1; }));
+        Dictating dictating(client);
+        signalProcess(SIGKILL);
+        dictating.hear(FakeSpeech::words(1, 3));
+        dictating.end();
+        QVERIFY(waitUntil([&] { return dictating.isFinal() || !dictating.errors().isEmpty(); }));
+        QCOMPARE(dictating.errors(), QStringList());
+        QCOMPARE(dictating.finalText(), spoken(1, 3));
+    }
+
     void aTrialWaitsForThoseWhoDictate() {
         std::atomic<int> trials = 0;
         auto tried = model();
