@@ -96,6 +96,12 @@ recognizer::Open ToneModels::model(std::string_view name, std::string_view langu
     return open;
 }
 
+recognizer::Open ToneModels::revisingModel() {
+    auto open = model("offline-nemo-ctc");
+    open.files.front() = folder() + "/offline-revising-ctc.onnx";
+    return open;
+}
+
 recognizer::Open ToneModels::heavyModel() {
     auto open = model("streaming-zipformer-ctc");
     open.files.front() = QUILLORA_HEAVY_TONES;

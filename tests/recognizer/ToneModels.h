@@ -19,6 +19,9 @@ std::string libraryFolder();
 /// Named as in "streaming-zipformer-ctc", "streaming-nemo-transducer" or "offline-sense-voice".
 recognizer::Open model(std::string_view name, std::string_view language = {});
 
+/// One for whole segments that takes "q" for "k" until it hears a "u".
+recognizer::Open revisingModel();
+
 /// A streaming one with 42 million parameters, for measurements: there only where `heavy_tone_model` was
 /// built.
 recognizer::Open heavyModel();

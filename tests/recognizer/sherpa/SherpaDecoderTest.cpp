@@ -135,6 +135,13 @@ private Q_SLOTS:
         QCOMPARE(textOf(*decoder, ToneSpeech().say("hello world")), u"hello world"_s);
     }
 
+    void moreSoundMayChangeWhatWasHeard() {
+        auto texts = textsOf(*load(ToneModels::revisingModel()), ToneSpeech().say("qu"));
+        const auto repeated = std::ranges::unique(texts);
+        texts.erase(repeated.begin(), repeated.end());
+        QCOMPARE(texts, (std::vector<std::string>{"", "k", "qu"}));
+    }
+
     void textsGrowWhileSomebodySpeaks_data() { addModels(); }
     void textsGrowWhileSomebodySpeaks() {
         QFETCH(QString, model);

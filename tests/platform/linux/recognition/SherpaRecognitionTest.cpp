@@ -234,6 +234,18 @@ private Q_SLOTS:
         QVERIFY(dictation.texts().contains(text.left(2)));
     }
 
+    void whatAModelChangesItsMindAboutIsShownAnew() {
+        RecognizerClient client(QUILLORA_UNHURRIED_RECOGNIZER);
+        client.load({toLoad(ToneModels::revisingModel())});
+        test::Told told;
+        const auto job = client.recognize(told.handler());
+        job->sound().add({{recognizer::sampleRate, 1}, ToneSpeech{.tail = 0.2}.say("q")});
+        QVERIFY(test::ChildProcess::waitUntil([&] { return told.texts().contains(u"k"_s); }, 60000));
+        job->sound().add({{recognizer::sampleRate, 1}, ToneSpeech{.lead = 0}.say("uick")});
+        job->sound().end();
+        QCOMPARE(told.finalText(), u"quick"_s);
+    }
+
     void ofTwoDictationsAtOnceTheSecondWaitsForTheFirst() {
         RecognizerClient client(QUILLORA_RECOGNIZER);
         client.load({toLoad(ToneModels::model("streaming-zipformer-ctc"))});
