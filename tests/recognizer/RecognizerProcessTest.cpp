@@ -185,8 +185,10 @@ private Q_SLOTS:
         const auto descriptors =
             QDir(u"/proc/%1/fd"_s.arg(process->id())).entryList(QDir::AllEntries | QDir::System, QDir::Name);
         ::close(stray);
-        QCOMPARE(descriptors.filter(QRegularExpression(u"^\\d"_s)),
-                 (QStringList{u"0"_s, u"1"_s, u"2"_s, u"3"_s}));
+        const auto found = descriptors.filter(QRegularExpression(u"^\\d"_s));
+        if (found.isEmpty() && ::geteuid() != 0)
+            QSKIP("only root may look at what a process that is not dumpable has open");
+        QCOMPARE(found, (QStringList{u"0"_s, u"1"_s, u"2"_s, u"3"_s}));
     }
 
     void itEndsWithAProgramThatIsKilled_data() {
