@@ -5,6 +5,7 @@
 // Exit status 1 where a goal is missed.
 #include "BusyTime.h"
 #include "Recognizing.h"
+#include "platform/linux/Worker.h"
 #include "platform/linux/recognition/RecognizerProcess.h"
 #include "platform/linux/recognition/SpeechResampler.h"
 #include "recognizer/Session.h"
@@ -14,6 +15,9 @@
 #include <csignal>
 #include <cstdio>
 #include <functional>
+#include <future>
+#include <map>
+#include <mutex>
 #include <thread>
 #include <unistd.h>
 
@@ -54,49 +58,144 @@ void printMemoryWithoutModel() {
     std::printf("memory: recognizer %.1f MiB without a model %s\n", memory, beside(65, memory).constData());
 }
 
-/// How much more of the processors a dictation takes by way of the process, in percent. The same parts get
-/// the same sound in this thread, buffer by buffer at the same time: whatever slows the computer slows both.
-double overhead(const Samples &sound) {
-    recognizer::Engines engines;
-    engines.push_back(std::make_unique<recognizer::PocketSphinxEngine>());
-    const auto model = pocketSphinxModel();
-    recognizer::Session session(engines, [](const auto &) {}, [](const auto &) { return 0u; });
-    session.handle(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, {}});
-    platform::SpeechResampler resampler({16000, 1});
-    const auto client = loadedClient(model);
+/// The texts of a dictation, each with the time when it was first there. Any thread.
+class Texts {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    void add(const QString &text) {
+        const std::lock_guard lock(m_mutex);
+        m_times.try_emplace(text, Clock::now());
+    }
+    std::map<QString, Clock::time_point> times() const {
+        const std::lock_guard lock(m_mutex);
+        return m_times;
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::map<QString, Clock::time_point> m_times;
+};
+
+/// The same parts in a thread of this process.
+class InThisProcess {
+public:
+    InThisProcess() {
+        m_engines.push_back(std::make_unique<recognizer::PocketSphinxEngine>());
+        const auto model = pocketSphinxModel();
+        m_session.handle(recognizer::Open{recognizer::protocolVersion, model.engine, model.files, {}});
+        m_session.handle(recognizer::Begin{1, 0});
+    }
+    void hear(const Samples &buffer) {
+        m_thread.post(
+            [this, buffer] { m_session.handle(recognizer::Sound{1, m_resampler.convert(buffer)}); });
+    }
+    /// Processor time of the thread in nanoseconds.
+    qint64 end() {
+        std::promise<qint64> busy;
+        m_thread.post([&] {
+            m_session.handle(recognizer::End{1});
+            busy.set_value(busyNanoseconds());
+        });
+        return busy.get_future().get();
+    }
+
+    Texts texts;
+
+private:
+    void take(const recognizer::Answer &answer) {
+        if (const auto *settled = std::get_if<recognizer::Settled>(&answer))
+            m_settled = joined(settled->text);
+        else if (const auto *interim = std::get_if<recognizer::Interim>(&answer))
+            texts.add(joined(interim->text));
+    }
+    QString joined(const std::string &text) const {
+        return (m_settled + u' ' + QString::fromStdString(text)).trimmed();
+    }
+
+    recognizer::Engines m_engines;
+    QString m_settled;
+    recognizer::Session m_session{m_engines, [this](const auto &answer) { take(answer); },
+                                  [](const auto &) { return 0u; }};
+    platform::SpeechResampler m_resampler{{16000, 1}};
+    platform::Worker m_thread{"in this process", [](platform::Worker &thread) { thread.serve(); }};
+};
+
+/// Its checksums are looked at while nobody dictates, which would be counted.
+void waitUntilIdle() {
+    double before = 0;
+    do {
+        before = timeOfBoth();
+        std::this_thread::sleep_for(300ms);
+    } while (timeOfBoth() - before > 0.01);
+}
+
+struct Overhead {
+    double ofAProcessor;        ///< in percent
+    double besideDecoding;      ///< in percent
+    std::vector<double> delays; ///< of the texts that both showed, in milliseconds
+    std::size_t otherTexts;     ///< that one of the two showed alone
+};
+
+/// What a dictation takes more by way of the process. A thread of this one gets the same sound, buffer by
+/// buffer at the same time: whatever slows the computer slows both.
+Overhead overhead(const Samples &sound) {
+    const auto client = loadedClient(pocketSphinxModel());
+    waitUntilIdle();
+    InThisProcess inThisProcess;
+    Texts texts;
 
     const double before = timeOfBoth();
-    const auto beforeHere = busyNanoseconds();
-    qint64 handingOver = 0;
-    Dictating dictating(*client);
-    session.handle(recognizer::Begin{1, 0});
+    const auto ownBefore = busyNanoseconds();
+    qint64 posting = 0, handingOver = 0;
+    Dictating dictating(*client, [&texts](const QString &text) { texts.add(text); });
     pace(sound, [&](const Samples &buffer) {
-        const auto began = busyNanoseconds();
+        const auto begin = busyNanoseconds();
         dictating.hear(buffer);
-        handingOver += busyNanoseconds() - began;
-        session.handle(recognizer::Sound{1, resampler.convert(buffer)});
+        const auto middle = busyNanoseconds();
+        inThisProcess.hear(buffer);
+        handingOver += middle - begin;
+        posting += busyNanoseconds() - middle;
     });
-    session.handle(recognizer::End{1});
-    const double here = double(busyNanoseconds() - beforeHere - handingOver) / 1e9;
+    const double here = double(inThisProcess.end() + posting) / 1e9;
+    const double pacing = double(busyNanoseconds() - ownBefore - posting - handingOver) / 1e9;
     dictating.end();
-    const double there = timeOfBoth() - before - here;
+    const double there = timeOfBoth() - before - here - pacing;
     std::printf("  %.2f s here, %.2f s by way of the process\n", here, there);
-    return 100 * (there / here - 1);
+
+    std::vector<double> delays;
+    const auto timesHere = inThisProcess.texts.times(), timesThere = texts.times();
+    for (const auto &[text, time] : timesHere) {
+        if (const auto other = timesThere.find(text); other != timesThere.end())
+            delays.push_back(std::chrono::duration<double, std::milli>(other->second - time).count());
+    }
+    const auto otherTexts = timesHere.size() + timesThere.size() - 2 * delays.size();
+    return {100 * (there - here) * recognizer::sampleRate / double(sound.size()), 100 * (there / here - 1),
+            delays, otherTexts};
 }
 
 void printOverhead() {
     const auto sound = allRecordings();
-    std::vector<double> more(7);
-    std::generate(more.begin(), more.end(), [&] { return overhead(sound); });
-    std::printf("processor time that the process takes more: %+.1f %% %s\n", median(more),
-                beside(2, median(more)).constData());
+    std::vector<double> ofAProcessor, besideDecoding, delays;
+    std::size_t otherTexts = 0;
+    for (int i = 0; i < 7; ++i) {
+        const auto one = overhead(sound);
+        ofAProcessor.push_back(one.ofAProcessor);
+        besideDecoding.push_back(one.besideDecoding);
+        delays.insert(delays.end(), one.delays.begin(), one.delays.end());
+        otherTexts += one.otherTexts;
+    }
+    std::printf("the process takes %.1f %% of a processor %s, %+.1f %% beside what decoding takes\n",
+                median(ofAProcessor), beside(2, median(ofAProcessor)).constData(), median(besideDecoding));
+    std::printf("interim texts come %.2f ms later %s: %zu texts; %zu were shown here or there alone\n",
+                median(delays), beside(1, median(delays)).constData(), delays.size(), otherTexts);
 }
 
 void printDelays() {
     const auto client = loadedClient(pocketSphinxModel());
     const auto buffers = inBuffers(Recording::all().front().sound().samples);
-    std::vector<double> appends, ends;
-    for (int i = 0; i < 5; ++i) {
+    std::vector<double> appends, ends, endsAtOnce;
+    for (int i = 0; i < 10; ++i) {
         Dictating dictating(*client);
         for (auto buffer : buffers) {
             QElapsedTimer timer;
@@ -105,16 +204,20 @@ void printDelays() {
             appends.push_back(milliseconds(timer));
             std::this_thread::sleep_for(21ms);
         }
-        std::this_thread::sleep_for(500ms);
+        const bool isAtOnce = i % 2 == 1;
+        if (!isAtOnce)
+            std::this_thread::sleep_for(500ms);
         QElapsedTimer timer;
         timer.start();
         dictating.end();
-        ends.push_back(milliseconds(timer));
+        (isAtOnce ? endsAtOnce : ends).push_back(milliseconds(timer));
     }
-    std::printf("a delivered buffer is kept within %.4f ms (%.3f at most) %s\n", median(appends),
+    std::printf("a delivered buffer is kept within %.4f ms (median; %.3f at most) %s\n", median(appends),
                 *std::max_element(appends.begin(), appends.end()), beside(1, median(appends)).constData());
-    std::printf("final text after the end of the sound: %.1f ms %s\n", median(ends),
-                beside(25, median(ends)).constData());
+    std::printf(
+        "final text after the release: %.1f ms where all sound has been decoded %s, %.1f ms right behind "
+        "the last buffer\n",
+        median(ends), beside(25, median(ends)).constData(), median(endsAtOnce));
 }
 
 /// How much of its time a message is on its way: an empty dictation has nothing to decode.
@@ -186,6 +289,7 @@ void printLongDictation(int minutes, bool isCompared) {
     print(minutes);
     std::printf("word error rate of %.0f minutes, cut at pauses: %.1f %%, %d texts\n", heard / 60,
                 WordErrorRate::of(text, allSpoken).percent(), dictating.texts());
+    std::fflush(stdout);
     if (!isCompared)
         return;
     const auto decoder = loadedDecoder();

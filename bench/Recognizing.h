@@ -46,7 +46,7 @@ inline QByteArray beside(double goal, double figure) {
 inline double memoryOf(qint64 process) {
     QFile rollup(QStringLiteral("/proc/%1/smaps_rollup").arg(process));
     if (!rollup.open(QIODevice::ReadOnly))
-        return 0;
+        qFatal("%s cannot be read: only root may look at the recognizer", qUtf8Printable(rollup.fileName()));
     for (const QByteArray &line : rollup.readAll().split('\n')) {
         if (line.startsWith("Pss:"))
             return line.mid(4).trimmed().split(' ').first().toDouble() / 1024;
