@@ -158,6 +158,10 @@ int SoundServer::recordingCount() {
     return static_cast<int>(control({u"list"_s, u"short"_s, u"source-outputs"_s}).count('\n')) - 1;
 }
 
+QByteArray SoundServer::sources() {
+    return control({u"get-default-source"_s}) + control({u"list"_s, u"short"_s, u"sources"_s});
+}
+
 QByteArray SoundServer::connectionsOf(const QByteArray &program) {
     QByteArray connections;
     for (const QByteArray &client : control({u"list"_s, u"short"_s, u"clients"_s}).split('\n'))

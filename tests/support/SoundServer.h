@@ -50,6 +50,9 @@ public:
     /// How many recordings the server makes, the one that keeps the microphone running left out.
     int recordingCount();
 
+    /// The default one and all others, a line each, for who looks for one in vain.
+    QByteArray sources();
+
     /// The ids of the connections that a program of this name has, a line each.
     QByteArray connectionsOf(const QByteArray &program);
 

@@ -85,7 +85,10 @@ private Q_SLOTS:
         QVERIFY(probe.findMicrophone());
         server.unplugMicrophone();
         server.plugInMicrophone({44100, 2, u"aux0,aux1"_s});
-        QVERIFY(probe.findMicrophone({44100, 2}));
+        QVERIFY2(probe.findMicrophone({44100, 2}),
+                 qPrintable(u"%1 Hz, %2 channels of\n%3"_s.arg(probe.format().sampleRate)
+                                .arg(probe.format().channelCount)
+                                .arg(QString::fromUtf8(server.sources()))));
         probe.record(2048);
         probe.stop();
         QVERIFY(probe.waitForEnd());
