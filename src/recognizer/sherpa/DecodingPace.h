@@ -3,6 +3,7 @@
 #include "recognizer/protocol/Messages.h"
 #include "recognizer/protocol/SherpaFiles.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -34,8 +35,10 @@ public:
 
     /// Whether decoding a segment of so many samples would take too long, by both of the last two times: once
     /// may be a moment in which the computer had something else to do, and no reason to cut through a word.
+    /// By what the longer one of them took more, too: some models take as long for few words as for many.
     bool isTooLong(std::size_t length) const {
-        return length >= shortest && m_last.foretellsTooLong(length) && m_before.foretellsTooLong(length);
+        return length >= shortest && m_last.foretellsTooLong(length) && m_before.foretellsTooLong(length) &&
+               takesTooLongByTheirDifference(length);
     }
 
 private:
@@ -47,6 +50,15 @@ private:
             return length > 0 && took * withSilence(another) >= longestDecoding * withSilence(length);
         }
     };
+
+    bool takesTooLongByTheirDifference(std::size_t length) const {
+        if (m_last.length <= m_before.length)
+            return true;
+        const auto more = std::max(m_last.took - m_before.took, std::chrono::duration<double>(0));
+        const auto share = (static_cast<double>(length) - static_cast<double>(m_last.length)) /
+                           static_cast<double>(m_last.length - m_before.length);
+        return m_last.took + more * share >= longestDecoding;
+    }
 
     static double withSilence(std::size_t length) { return static_cast<double>(length + silenceAfter); }
 

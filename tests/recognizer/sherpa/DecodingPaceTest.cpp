@@ -65,6 +65,26 @@ private Q_SLOTS:
         QVERIFY(!first.isTooLong(3 * second));
     }
 
+    void aModelThatTakesAsLongForFewWordsAsForManyIsCutOnlyWhereItTakesTooLong() {
+        DecodingPace pace;
+        pace.decoded(second, start, start + 400ms);
+        pace.decoded(2 * second, start, start + 400ms);
+        QVERIFY(!pace.isTooLong(20 * second));
+        pace.decoded(3 * second, start, start + 440ms); // 40 for each second more
+        QVERIFY(!pace.isTooLong(4 * second - second / 100));
+        QVERIFY(pace.isTooLong(4 * second + second / 100));
+        pace.decoded(4 * second, start, start + 480ms);
+        pace.decoded(5 * second, start, start + 480ms);
+        QVERIFY(pace.isTooLong(5 * second));
+    }
+
+    void whatTookLessForMoreMakesNoLongerSegmentFaster() {
+        DecodingPace pace;
+        pace.decoded(2 * second, start, start + 1000ms);
+        pace.decoded(3 * second, start, start + 500ms);
+        QVERIFY(pace.isTooLong(9 * second));
+    }
+
     void beforeAnythingWasDecodedNothingIsTooLong() { QVERIFY(!DecodingPace().isTooLong(60 * second)); }
 };
 
