@@ -375,21 +375,26 @@ void OnDeviceRecognizers::tryArrivals() {
 /// However it goes, it is over with the first that is told of the model.
 void OnDeviceRecognizers::beginTrial(const QString &id, std::unique_ptr<ModelUse> use,
                                      RecognizerModel model) {
-    const auto endAfter = [this, post = poster()](auto tell) {
-        return [this, post, tell = std::move(tell)](const auto &...said) {
+    const auto client = std::make_shared<RecognizerClient>(m_program);
+    const auto endAfter = [this, post = poster(), trial = std::weak_ptr(client)](auto tell) {
+        return [this, post, trial, tell = std::move(tell)](const auto &...said) {
             tell(said...);
-            post([this] {
-                m_trial.reset();
-                tryArrivals();
-            });
+            post([this, trial] { endTrial(trial.lock()); });
         };
     };
     model.tried = endAfter(std::move(model.tried));
     model.reject = endAfter(std::move(model.reject));
     model.doubt = endAfter(std::move(model.doubt));
     model.noProcess = endAfter(std::move(model.noProcess));
-    m_trial.emplace(Trial{id, std::move(use), std::make_shared<RecognizerClient>(m_program)});
-    m_trial->client->load({std::move(model)});
+    m_trial.emplace(Trial{id, std::move(use), client});
+    client->load({std::move(model)});
+}
+
+/// What it has told the store may have ended it already, and begun the next one.
+void OnDeviceRecognizers::endTrial(const std::shared_ptr<RecognizerClient> &client) {
+    if (m_trial && m_trial->client == client)
+        m_trial.reset();
+    tryArrivals();
 }
 
 } // namespace quillora::platform

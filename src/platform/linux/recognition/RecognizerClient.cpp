@@ -333,7 +333,8 @@ void RecognizerClient::processDied(const Worker &worker) {
     const bool wasIdle = wasReady && m_unanswered.empty() && m_dictations.empty();
     const bool wasDictated = !m_dictations.empty() && m_dictations.front().hasBegun;
     const bool wasForNobody = isBusyForNobody();
-    const bool wasTried = !m_unanswered.empty() && m_unanswered.front().kind == Expected::Kind::tried;
+    const bool wasTried =
+        m_dictations.empty() && !m_unanswered.empty() && m_unanswered.front().kind == Expected::Kind::tried;
     const int status = m_process->collect();
     dropProcess();
     m_isWanted = !wasReady || wasTried;

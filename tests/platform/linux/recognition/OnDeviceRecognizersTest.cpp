@@ -465,6 +465,15 @@ private Q_SLOTS:
         QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"remark"_s, ground.chinese); }));
     }
 
+    void aModelThatFailsItsTrialMakesWayForTheNext() {
+        Ground ground;
+        spoil(ground.nemo);
+        for (const auto *model : {&ground.nemo, &ground.chinese})
+            ground.downloadAndInstall(*model);
+        QVERIFY(ground.waitUntil([&] { return ground.wasAsked(u"remark"_s, ground.chinese); }));
+        QVERIFY(ground.waitFor(ground.nemo, Presence::unfit));
+    }
+
     void aTrialThatNoProcessCanMakeIsOver() {
         Ground ground("/nonexistent");
         for (const auto *model : {&ground.nemo, &ground.chinese})
