@@ -142,6 +142,22 @@ private Q_SLOTS:
         QCOMPARE(texts, (std::vector<std::string>{"", "k", "qu"}));
     }
 
+    void aMinuteWithoutAPauseLosesNoLetterWhereItIsCut_data() {
+        QTest::addColumn<QString>("model");
+        for (const char *model : streamingModels)
+            QTest::newRow(model) << QString::fromLatin1(model);
+    }
+    void aMinuteWithoutAPauseLosesNoLetterWhereItIsCut() {
+        QFETCH(QString, model);
+        std::string said;
+        while (said.size() < 160) // of 0.4 s each
+            said += "thequickbrownfoxjumpsoverthelazydog";
+        const auto texts = dictated(ToneModels::model(model.toStdString(), languageOf(model)),
+                                    ToneSpeech{.letterLength = 0.2}.say(said));
+        QCOMPARE(texts.size(), 2U);
+        QCOMPARE(texts[0] + texts[1], said);
+    }
+
     void textsGrowWhileSomebodySpeaks_data() { addModels(); }
     void textsGrowWhileSomebodySpeaks() {
         QFETCH(QString, model);
