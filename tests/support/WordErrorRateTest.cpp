@@ -30,6 +30,11 @@ private Q_SLOTS:
         QCOMPARE(WordErrorRate::of(transcript, spoken), (WordErrorRate{errors, 3}));
     }
 
+    void inWritingWithoutBlanksACharacterIsAWord() {
+        QCOMPARE(WordErrorRate::of(u"我们在这里"_s, u"我们在哪里。"_s), (WordErrorRate{1, 5}));
+        QCOMPARE(WordErrorRate::of(u"ดีครบ"_s, u"ดีครับ"_s), (WordErrorRate{1, 6}));
+    }
+
     void theRateIsAShareOfTheSpokenWords() {
         QCOMPARE(WordErrorRate::of(u"he was"_s, u"he was not young"_s).percent(), 50.0);
     }
