@@ -6,6 +6,7 @@
 #include "Recognizing.h"
 #include "recognizer/ToneModels.h"
 #include "recognizer/pocketsphinx/PocketSphinxEngine.h"
+#include "recognizer/protocol/SherpaFiles.h"
 
 #include <cmath>
 #include <cstdio>
@@ -111,8 +112,7 @@ Sentence inTones(int number) {
     return sentence;
 }
 
-Engine heavy() {
-    const auto model = test::ToneModels::heavyModel();
+Engine heavy(const recognizer::Open &model) {
     platform::RecognizerModel toLoad{model.engine, model.files};
     toLoad.parameters = model.parameters;
     return {toLoad, ToneSpeech().say("the quick brown fox jumps over the lazy dog|"), inTones};
@@ -340,7 +340,7 @@ void printHour(const Engine &engine, int minutes) {
 
 int main(int argc, char **argv) {
     const auto extent = argc > 1 && std::strcmp(argv[1], "quick") == 0 ? quick : everything;
-    const auto sphinx = pocketSphinx(), large = heavy();
+    const auto sphinx = pocketSphinx(), large = heavy(test::ToneModels::heavyModel());
     std::printf("%-52s %18s %18s\n", "", "PocketSphinx", "42 M, int8");
 
     print("load, ms", loading(sphinx, extent.runs), loading(large, extent.runs), 400);
@@ -365,6 +365,14 @@ int main(int argc, char **argv) {
           releases(large, 3, 1, extent.longRuns), 60);
     print(qPrintable(u"  after %1 minutes, ms"_s.arg(longMinutes)), releases(sphinx, 3, longMinutes, 1),
           releases(large, 3, longMinutes, extent.longRuns), 60);
+
+    auto segments = heavy(test::ToneModels::heavyOfflineModel());
+    segments.model.longestDecoding = recognizer::longestDecoding;
+    print("  of whole segments, after 3 s", {}, releases(segments, 3, 0, extent.runs), 1500);
+    segments.speech =
+        ToneSpeech().say("thequickbrownfoxjumpsoverthelazydogthequickbrownfoxjumpsoverthelazydog");
+    print("  of whole segments, after 15 s without a pause", {}, releases(segments, 15, 0, extent.longRuns),
+          1500);
 
     print("real-time factor", realTimeFactors(sphinx, extent.longRuns),
           realTimeFactors(large, extent.longRuns));

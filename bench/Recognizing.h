@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <ctime>
 #include <functional>
@@ -38,20 +39,23 @@ inline bool isEachGoalMet = true;
 
 /// In words, beside the figure.
 inline QByteArray beside(double goal, double figure) {
+    if (std::isnan(figure))
+        return "(goal " + QByteArray::number(goal) + ": only root may measure that)";
     isEachGoalMet = isEachGoalMet && figure <= goal;
     return "(goal " + QByteArray::number(goal) + (figure <= goal ? ")" : ": MISSED)");
 }
 
-/// Proportional set size in MiB.
+/// Proportional set size in MiB; not a number where this user may not look, as only root may at the
+/// recognizer.
 inline double memoryOf(qint64 process) {
     QFile rollup(QStringLiteral("/proc/%1/smaps_rollup").arg(process));
     if (!rollup.open(QIODevice::ReadOnly))
-        qFatal("%s cannot be read: only root may look at the recognizer", qUtf8Printable(rollup.fileName()));
+        return std::nan("");
     for (const QByteArray &line : rollup.readAll().split('\n')) {
         if (line.startsWith("Pss:"))
             return line.mid(4).trimmed().split(' ').first().toDouble() / 1024;
     }
-    return 0;
+    return std::nan("");
 }
 
 inline qint64 recognizerProcess() {

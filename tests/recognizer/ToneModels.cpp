@@ -113,6 +113,12 @@ recognizer::Open ToneModels::spelled(recognizer::Open model, std::string_view al
     return model;
 }
 
+recognizer::Open ToneModels::heavyOfflineModel() {
+    auto open = model("offline-nemo-ctc");
+    open.files.front() = QUILLORA_HEAVY_OFFLINE_TONES;
+    return open;
+}
+
 std::string ToneModels::detectorFile() { return folder() + "/speech-detector.onnx"; }
 
 recognizer::Open ToneModels::withDetector(recognizer::Open model) {

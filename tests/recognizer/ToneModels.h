@@ -22,9 +22,10 @@ recognizer::Open model(std::string_view name, std::string_view language = {});
 /// One for whole segments that takes "q" for "k" until it hears a "u".
 recognizer::Open revisingModel();
 
-/// A streaming one with 42 million parameters, for measurements: there only where `heavy_tone_model` was
-/// built.
+/// A streaming one with 42 million parameters, for measurements, and one for whole segments: there only where
+/// `heavy_tone_models` was built.
 recognizer::Open heavyModel();
+recognizer::Open heavyOfflineModel();
 
 /// The same with other letters: "chinese" or "thai".
 recognizer::Open spelled(recognizer::Open model, std::string_view alphabet);
