@@ -20,7 +20,7 @@ using recognizer::Refusal;
 using Clock = std::chrono::steady_clock;
 
 const std::map<std::string, recognizer::Answer> answers{
-    {"ready", recognizer::Ready{}},
+    {"ready", recognizer::Ready{recognizer::systemCalls | recognizer::files}},
     {"refused", recognizer::Refused{Refusal::damaged}},
     {"finished", recognizer::Finished{1, "nothing at all"}},
     {"tried", recognizer::Tried{1}},

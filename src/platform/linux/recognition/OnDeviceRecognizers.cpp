@@ -379,7 +379,7 @@ void OnDeviceRecognizers::beginTrial(const QString &id, std::unique_ptr<ModelUse
     const auto endAfter = [this, post = poster(), trial = std::weak_ptr(client)](auto tell) {
         return [this, post, trial, tell = std::move(tell)](const auto &...said) {
             tell(said...);
-            post([this, trial] { endTrial(trial.lock()); });
+            post([this, trial] { endTrial(trial); });
         };
     };
     model.tried = endAfter(std::move(model.tried));
@@ -391,8 +391,8 @@ void OnDeviceRecognizers::beginTrial(const QString &id, std::unique_ptr<ModelUse
 }
 
 /// What it has told the store may have ended it already, and begun the next one.
-void OnDeviceRecognizers::endTrial(const std::shared_ptr<RecognizerClient> &client) {
-    if (m_trial && m_trial->client == client)
+void OnDeviceRecognizers::endTrial(const std::weak_ptr<RecognizerClient> &client) {
+    if (m_trial && m_trial->client == client.lock())
         m_trial.reset();
     tryArrivals();
 }

@@ -89,7 +89,7 @@ private:
     void renewReplacements();
     void noteArrival(const QString &id, const ModelState &state);
     void tryArrivals();
-    void endTrial(const std::shared_ptr<RecognizerClient> &client);
+    void endTrial(const std::weak_ptr<RecognizerClient> &client);
     void beginTrial(const QString &id, std::unique_ptr<ModelUse> use, RecognizerModel model);
     bool isInUse() const { return m_loaded && m_loaded->client->isInUse(); }
     void modelChanged(const QString &id);

@@ -322,6 +322,20 @@ Dictation *RecognizerClient::dictation(std::uint32_t number) {
     return isUnderWay ? &m_dictations.front() : nullptr;
 }
 
+/// With the one under way, and not with what is before it.
+bool RecognizerClient::isBusyWithDictation() const {
+    if (m_dictations.empty() || !m_dictations.front().hasBegun)
+        return false;
+    return m_unanswered.empty() || m_unanswered.front().dictation == m_dictations.front().number();
+}
+
+/// Or under way.
+bool RecognizerClient::isTrialAhead() const {
+    if (!m_unanswered.empty())
+        return m_unanswered.front().kind == Expected::Kind::tried;
+    return m_isReady && !m_isTried && m_models.front().tried;
+}
+
 /// With a dictation that was released, and whose words come too late.
 bool RecognizerClient::isBusyForNobody() {
     return !m_unanswered.empty() && m_unanswered.front().dictation != 0 &&
@@ -331,10 +345,9 @@ bool RecognizerClient::isBusyForNobody() {
 void RecognizerClient::processDied(const Worker &worker) {
     const bool wasReady = m_isReady;
     const bool wasIdle = wasReady && m_unanswered.empty() && m_dictations.empty();
-    const bool wasDictated = !m_dictations.empty() && m_dictations.front().hasBegun;
+    const bool wasDictated = isBusyWithDictation();
     const bool wasForNobody = isBusyForNobody();
-    const bool wasTried =
-        m_dictations.empty() && !m_unanswered.empty() && m_unanswered.front().kind == Expected::Kind::tried;
+    const bool wasTried = m_dictations.empty() && isTrialAhead();
     const int status = m_process->collect();
     dropProcess();
     m_isWanted = !wasReady || wasTried;
@@ -342,7 +355,7 @@ void RecognizerClient::processDied(const Worker &worker) {
         m_isTried = false; // whoever waits for that must hear of it, by another try or the second death
     if (status == recognizer::noMemoryStatus && !wasReady)
         return memoryRanOut();
-    if (wasIdle)
+    if (wasIdle && !wasTried)
         return;
     constexpr int mostDeaths = 2;
     const bool isLost = wasDictated && ++m_dictations.front().deaths == mostDeaths;

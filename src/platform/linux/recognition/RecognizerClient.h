@@ -97,6 +97,8 @@ private:
     void take(const recognizer::Tried &tried);
     void answered(Expected::Kind kind, std::uint32_t dictation = 0);
     Dictation *dictation(std::uint32_t number);
+    bool isBusyWithDictation() const;
+    bool isTrialAhead() const;
     bool isBusyForNobody();
     void processDied(const Worker &worker);
     void judgeModel(const Worker &worker);

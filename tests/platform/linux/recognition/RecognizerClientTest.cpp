@@ -607,14 +607,33 @@ private Q_SLOTS:
         QCOMPARE(errorsOf(client, 3), QStringList());
     }
 
+    void aTrialThatHangsIsNoDeathOfTheDictationBehindIt() {
+        writeScript("3215 hang");
+        auto tried = model();
+        tried.tried = [](std::chrono::milliseconds) {};
+        RecognizerClient client(QUILLORA_FAKE_RECOGNIZER, {.loading = 10min, .trial = 300ms});
+        client.load({tried});
+        QVERIFY(waitUntil([&] { return client.modelState() == ModelState::ready; }));
+        writeScript({});
+        Dictating dictating(client);
+        dictating.hear(FakeSpeech::words(1, 1));
+        QVERIFY(dictating.hasHeard(1));
+        signalProcess(SIGKILL); // the first one of its own
+        dictating.hear(FakeSpeech::words(2, 3));
+        dictating.end();
+        QCOMPARE(dictating.finalText(), spoken(1, 3));
+        QCOMPARE(dictating.errors(), QStringList());
+    }
+
     void aModelThatDiesOfItsTrialTwiceIsUnsuitable_data() {
-        QTest::addColumn<QString>("fault");
-        for (const auto *fault : {"exit", "crash", "hang"})
-            QTest::newRow(fault) << fault;
+        QTest::addColumn<std::string>("script");
+        for (const std::string fault : {"exit", "crash", "hang"})
+            QTest::newRow(fault.c_str()) << "3215 " + fault;
+        QTest::newRow("nonsense before it begins") << std::string("load ready");
     }
     void aModelThatDiesOfItsTrialTwiceIsUnsuitable() {
-        QFETCH(QString, fault);
-        writeScript("3215 " + fault.toStdString());
+        QFETCH(const std::string, script);
+        writeScript(script);
         std::atomic<int> rejections = 0, doubts = 0;
         auto tried = modelThatCounts(rejections, doubts);
         tried.tried = [](std::chrono::milliseconds) {};
