@@ -208,6 +208,20 @@ private Q_SLOTS:
         QCOMPARE(outcome->value(), u"by itself"_s);
     }
 
+    void anErrorWhileRecordingChangesNothingAndTheStopReturnsTheWordsSoFar() {
+        startAndRun();
+        m_platform->speech.deliver(u"so far"_s);
+        m_platform->speech.deliverError(u"broken"_s);
+        m_platform->run();
+        QCOMPARE(m_partials, QStringList{u"so far"_s});
+        QVERIFY(microphone().isCapturing());
+        const auto outcome = stop();
+        m_platform->queue.advance(1499ms);
+        QVERIFY(!outcome->isDone());
+        m_platform->queue.advance(1ms);
+        QCOMPARE(outcome->value(), u"so far"_s);
+    }
+
     void anUnknownLocaleIsNamedAsItWasPassed() {
         const auto outcome = Outcome<>::of(m_service->start(u"xx_YY weird"_s, {}));
         m_platform->run();
