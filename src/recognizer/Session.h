@@ -13,7 +13,7 @@ namespace quillora::recognizer {
 /// other, cut into utterances at pauses.
 ///
 /// Engines keep what an utterance has cost them, so that none may go on for ever: the longer one has become,
-/// the shorter the pause that ends it. After a minute it ends without one.
+/// the shorter the pause that ends it. After a minute it ends without one, where that splits no word.
 class Session {
 public:
     using Send = std::function<void(const Answer &)>;
