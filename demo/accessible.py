@@ -107,6 +107,25 @@ def _find(atspi, application, matches, read):
     return None
 
 
+_found = {}
+
+
+def _find_again(atspi, application, key, matches, read):
+    """As `_find`, but first of all the node that it found for that key the last time. A search of all windows takes up
+    to a quarter of a second, in which a reader who waits for a text would not see it."""
+    def remember(node):
+        _found[application, key] = node
+        return read(node)
+
+    try:
+        node = _found[application, key]
+        node.clear_cache()
+        return read(node)
+    except Exception:  # none yet, or it is gone
+        _found.pop((application, key), None)
+    return _find(atspi, application, matches, remember)
+
+
 def _is_showing(atspi, node):
     return node.get_state_set().contains(atspi.StateType.SHOWING)
 
@@ -134,13 +153,15 @@ def _focus(node):
 
 
 ANSWERS = {
-    "text": lambda atspi, application, key: _find(
-        atspi, application, lambda node: node.get_role_name() == "text" and key in (None, node.get_name()), _text_of),
+    "text": lambda atspi, application, key: _find_again(
+        atspi, application, ("text", key),
+        lambda node: node.get_role_name() == "text" and key in (None, node.get_name()), _text_of),
     "length": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_role_name() == "password text" and node.get_name() == key,
         lambda node: node.get_text_iface().get_character_count()),
-    "status": lambda atspi, application, key: _find(
-        atspi, application, lambda node: node.get_role_name() == "notification", lambda node: node.get_name()),
+    "status": lambda atspi, application, key: _find_again(
+        atspi, application, "status", lambda node: node.get_role_name() == "notification",
+        lambda node: node.get_name()),
     "press": lambda atspi, application, key: _find(
         atspi, application, lambda node: node.get_name() == key
         and node.get_role_name() in ("push button", "page tab"), _press),

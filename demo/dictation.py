@@ -216,12 +216,12 @@ class Person:
 
     def speak(self, recording):
         """Holds the hotkey, speaks, lets go. Returns when the text stands in the editor: with it, and with the
-        milliseconds that it took since the key went up."""
+        milliseconds that it took since the hand began to let go."""
         before = self.editor_text()
         with self.holding_the_hotkey():
             self.say(recording)
             time.sleep(0.25)  # nobody waits for this: a person lets go a moment after the last word
-        released = time.monotonic()
+            released = time.monotonic()
         after = wait_for(lambda: f"the text in the editor: {self.transcript()!r} became {self.translation()!r}, "
                                  f"the status is {self.status()!r}; that", lambda: self._changed(before), interval=0.005)
         return after, round((time.monotonic() - released) * 1000)
