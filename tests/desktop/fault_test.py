@@ -248,21 +248,26 @@ class RecognizerFaultTest(FaultTest):
         return self.desktop.processes("quillora-recognizer")
 
     def say_and_signal_the_recognizer(self, number):
-        """Which one it was."""
+        """Which one it was, and the words that were shown."""
         self.person.say(self.clip)
+        shown = self.person.transcript()
         [recognizer] = self.recognizers()
         os.kill(recognizer, number)
-        return recognizer
+        return recognizer, shown
 
     def words_so_far(self):
         """Of a recognizer that writes no more. What it wrote last may still be on its way to the panel, so this reads on
         until the same words have stood there for half a second."""
-        words, since = self.person.transcript(), time.monotonic()
-        while time.monotonic() - since < 0.5:
-            time.sleep(0.01)
+        words, since = None, 0
+
+        def stand_there():
+            nonlocal words, since
             shown = self.person.transcript()
             if shown != words:
                 words, since = shown, time.monotonic()
+            return time.monotonic() - since >= 0.5
+
+        wait_for("words that stay", stand_there)
         return words
 
     def wait_for_another(self, recognizer):
@@ -275,8 +280,7 @@ class RecognizerFaultTest(FaultTest):
     def lose_no_word_to(self, number):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            recognizer = self.say_and_signal_the_recognizer(number)
-            shown = self.words_so_far()
+            recognizer, shown = self.say_and_signal_the_recognizer(number)
             self.wait_for_another(recognizer)
             self.say_more(shown)
         self.wait_for_text(before)
@@ -300,8 +304,7 @@ class RecognizerFaultTest(FaultTest):
     def test_killed_twice_in_one_dictation_leaves_the_words_so_far(self):
         before = self.person.editor_text()
         with self.person.holding_the_hotkey():
-            recognizer = self.say_and_signal_the_recognizer(signal.SIGKILL)
-            shown = self.words_so_far()
+            recognizer, shown = self.say_and_signal_the_recognizer(signal.SIGKILL)
             self.wait_for_another(recognizer)
             self.say_more(shown)
             [recognizer] = self.recognizers()
