@@ -85,11 +85,11 @@ std::string ModelWriter::file() const {
     return file;
 }
 
-std::string protocolField(unsigned number, std::string_view bytes) {
+std::string protocolField(std::uint64_t number, std::string_view bytes) {
     return varint(number << 3 | 2) + varint(bytes.size()) + std::string(bytes);
 }
 
-std::string protocolField(unsigned number, std::uint64_t value) {
+std::string protocolField(std::uint64_t number, std::uint64_t value) {
     return varint(number << 3) + varint(value);
 }
 

@@ -50,8 +50,8 @@ std::string vocabularyFile(const std::vector<VocabularyPiece> &pieces, std::stri
 std::string shortlistFile(std::uint64_t alwaysThere, const std::vector<std::vector<std::uint32_t>> &targets);
 
 /// What a field of a protocol buffer looks like.
-std::string protocolField(unsigned number, std::string_view bytes);
-std::string protocolField(unsigned number, std::uint64_t value);
+std::string protocolField(std::uint64_t number, std::string_view bytes);
+std::string protocolField(std::uint64_t number, std::uint64_t value);
 
 void writeFile(const std::string &path, std::string_view content);
 

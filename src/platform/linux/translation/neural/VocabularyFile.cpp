@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
@@ -40,6 +41,9 @@ public:
         if (m_rest.empty())
             return std::nullopt;
         const std::uint64_t key = varint();
+        // The library cuts it to 32 bits, so that what is no field here would be one there.
+        if (key > std::numeric_limits<std::uint32_t>::max())
+            damaged("it holds something of an unknown kind");
         Field field{key >> 3, Field::Wire(key & 7), {}, 0};
         switch (field.wire) {
         case Field::Wire::Varint:

@@ -367,6 +367,11 @@ void HostileFilesTest::aDamagedVocabularyIsRefused_data() {
         return withMap(characterMap([=](std::vector<std::uint32_t> &units) { units[index] = unit; }));
     };
 
+    // The library takes the lowest 32 bits of what tells a field.
+    const auto behindAWideTag = [](std::uint64_t field, const std::string &content) {
+        return vocabularyFile(fewPieces()) + protocolField((1ULL << 29) + field, content);
+    };
+
     row("sound", withMap(characterMap()), "it was not refused");
     row("empty", "", "The vocabulary is damaged: there is no piece in it.");
     row("field without end", "\x0A\x7F", "The vocabulary is damaged: it ends too early.");
@@ -375,6 +380,19 @@ void HostileFilesTest::aDamagedVocabularyIsRefused_data() {
     row("number without end", std::string(11, '\xFF'),
         "The vocabulary is damaged: it holds a number without end.");
     row("unknown kind of field", "\x0B\x01",
+        "The vocabulary is damaged: it holds something of an unknown kind.");
+    row("piece behind a wide tag", behindAWideTag(1, protocolField(1, "a")),
+        "The vocabulary is damaged: it holds something of an unknown kind.");
+    row("normalizer behind a wide tag", behindAWideTag(3, protocolField(2, "abc")),
+        "The vocabulary is damaged: it holds something of an unknown kind.");
+    row("denormalizer behind a wide tag", behindAWideTag(5, protocolField(2, "abc")),
+        "The vocabulary is damaged: it holds something of an unknown kind.");
+    row("map behind a wide tag",
+        vocabularyFile(fewPieces()) + protocolField(3, protocolField((1ULL << 29) + 2, "abc")),
+        "The vocabulary is damaged: it holds something of an unknown kind.");
+    row("text of a piece behind a wide tag",
+        vocabularyFile(fewPieces()) +
+            protocolField(1, protocolField(1, "c") + protocolField((1ULL << 29) + 1, "a")),
         "The vocabulary is damaged: it holds something of an unknown kind.");
     row("piece that is a number", "\x08\x01",
         "The vocabulary is damaged: something in it is of another kind than it should.");
