@@ -1,6 +1,7 @@
 #include "platform/linux/translation/neural/ModelFile.h"
 
 #include "platform/linux/translation/neural/ModelError.h"
+#include "platform/linux/translation/neural/Reading.h"
 
 #include <algorithm>
 #include <bit>
@@ -32,12 +33,7 @@ std::uint64_t elementSize(ModelFile::Type type) {
 } // namespace
 
 ModelFile::ModelFile(std::istream &in) : m_in(in) {
-    m_in.seekg(0, std::ios::end);
-    const std::streamoff size = m_in.tellg();
-    m_in.seekg(0);
-    if (!m_in || size < 0)
-        throw ModelError("The model cannot be read.");
-    m_size = std::uint64_t(size);
+    m_size = sizeOf(m_in, "model");
     readTable();
 }
 
@@ -156,9 +152,7 @@ void ModelFile::moveTo(const Item &item) {
 void ModelFile::read(void *to, std::uint64_t size, std::string_view where) {
     if (size > m_size - m_position)
         damaged("it ends within " + std::string(where));
-    m_in.read(static_cast<char *>(to), std::streamsize(size));
-    if (!m_in)
-        throw ModelError("The model cannot be read to its end.");
+    readExactly(m_in, to, size, "model");
     m_position += size;
 }
 

@@ -1,6 +1,7 @@
 #include "platform/linux/translation/neural/Shortlist.h"
 
 #include "platform/linux/translation/neural/ModelError.h"
+#include "platform/linux/translation/neural/Reading.h"
 
 #include <algorithm>
 #include <array>
@@ -19,26 +20,24 @@ constexpr std::size_t candidateStep = 8;
 Shortlist::Shortlist(std::istream &in, std::size_t sourceVocabulary, std::size_t targetVocabulary,
                      Vocabularies vocabularies)
     : m_vocabularies(vocabularies), m_targetVocabulary(targetVocabulary) {
-    in.seekg(0, std::ios::end);
-    const std::streamoff size = in.tellg();
-    in.seekg(0);
-    if (!in || size < 0)
-        throw ModelError("The shortlist cannot be read.");
+    const std::uint64_t size = sizeOf(in, "shortlist");
+    const auto read = [&in](void *to, std::uint64_t bytes) { readExactly(in, to, bytes, "shortlist"); };
 
     struct Header {
         std::uint64_t magic, checksum, alwaysThere, best, begins, targets;
     };
     static_assert(sizeof(Header) == 6 * sizeof(std::uint64_t));
     Header header{};
-    if (std::uint64_t(size) < sizeof header || !in.read(reinterpret_cast<char *>(&header), sizeof header))
+    if (size < sizeof header)
         throw ModelError("The shortlist is damaged: it ends within its header.");
+    read(&header, sizeof header);
     if (header.magic != magic)
         throw ModelError("The shortlist is not one, or of an unknown format.");
     if (header.begins != sourceVocabulary + 1)
         throw ModelError("The shortlist does not belong to the model: it is for another vocabulary.");
     if (header.alwaysThere > targetVocabulary)
         throw ModelError("The shortlist is damaged: it wants more tokens than the vocabulary has.");
-    const std::uint64_t left = std::uint64_t(size) - sizeof header;
+    const std::uint64_t left = size - sizeof header;
     const std::uint64_t beginsSize = header.begins * sizeof(std::uint64_t);
     if (beginsSize > left || header.targets > (left - beginsSize) / sizeof(std::uint32_t))
         throw ModelError("The shortlist is damaged: it ends within its lists.");
@@ -48,7 +47,7 @@ Shortlist::Shortlist(std::istream &in, std::size_t sourceVocabulary, std::size_t
     std::array<std::uint64_t, 4096> numbers; // a few at a time: in memory they take half the room
     while (m_begins.size() < header.begins) {
         const std::size_t count = std::min<std::size_t>(numbers.size(), header.begins - m_begins.size());
-        in.read(reinterpret_cast<char *>(numbers.data()), std::streamsize(count * sizeof numbers[0]));
+        read(numbers.data(), count * sizeof numbers[0]);
         for (const std::uint64_t begin : std::span(numbers).first(count)) {
             if (begin > header.targets || (!m_begins.empty() && begin < m_begins.back()))
                 throw ModelError("The shortlist is damaged: its lists overlap.");
@@ -56,10 +55,7 @@ Shortlist::Shortlist(std::istream &in, std::size_t sourceVocabulary, std::size_t
         }
     }
     m_targets.resize(header.targets);
-    in.read(reinterpret_cast<char *>(m_targets.data()),
-            std::streamsize(m_targets.size() * sizeof m_targets[0]));
-    if (!in)
-        throw ModelError("The shortlist cannot be read to its end.");
+    read(m_targets.data(), m_targets.size() * sizeof m_targets[0]);
     if (std::ranges::any_of(m_targets, [=](std::uint32_t target) { return target >= targetVocabulary; }))
         throw ModelError("The shortlist is damaged: it names a token that the vocabulary does not have.");
 }

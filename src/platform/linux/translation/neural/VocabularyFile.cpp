@@ -1,6 +1,7 @@
 #include "platform/linux/translation/neural/VocabularyFile.h"
 
 #include "platform/linux/translation/neural/ModelError.h"
+#include "platform/linux/translation/neural/Reading.h"
 
 #include <cmath>
 #include <cstdint>
@@ -14,7 +15,7 @@ namespace quillora::neural {
 
 namespace {
 
-constexpr std::streamoff largestFile = 32 << 20;
+constexpr std::uint64_t largestFile = 32 << 20;
 constexpr std::size_t longestPiece = 1024;
 
 // What a character map makes of one character, in bytes. The longest in use is 33.
@@ -165,16 +166,11 @@ void checkNormalizer(std::string_view message) {
 } // namespace
 
 std::string readVocabularyFile(std::istream &in) {
-    in.seekg(0, std::ios::end);
-    const std::streamoff size = in.tellg();
-    in.seekg(0);
-    if (!in || size < 0)
-        throw ModelError("The vocabulary cannot be read.");
+    const std::uint64_t size = sizeOf(in, "vocabulary");
     if (size > largestFile)
         throw ModelError("The vocabulary is too large to be one.");
-    std::string file(std::size_t(size), '\0');
-    if (!in.read(file.data(), size))
-        throw ModelError("The vocabulary cannot be read to its end.");
+    std::string file(size, '\0');
+    readExactly(in, file.data(), size, "vocabulary");
 
     constexpr std::uint64_t pieceField = 1;
     constexpr std::uint64_t normalizerField = 3;

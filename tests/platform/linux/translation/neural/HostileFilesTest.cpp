@@ -12,6 +12,7 @@
 #include <limits>
 #include <sstream>
 
+using namespace Qt::StringLiterals;
 using namespace quillora::neural;
 using namespace quillora::test;
 
@@ -35,6 +36,8 @@ private Q_SLOTS:
     void aDamagedShortlistIsRefused_data();
     void aDamagedShortlistIsRefused();
     void aShortlistWithFlippedBitsDoesNoDamage();
+    void aDiskThatFailsIsNoFaultOfTheFile_data();
+    void aDiskThatFailsIsNoFaultOfTheFile();
 };
 
 namespace {
@@ -105,9 +108,10 @@ std::string refusal(Load load) {
     return "it was not refused";
 }
 
+using TryFile = void (*)(std::istream &);
+
 /// Loads a model and translates a little with it.
-void tryModel(const std::string &file) {
-    std::istringstream in(file);
+void readModel(std::istream &in) {
     const Network network(in);
     const GreedySearch search(network, nullptr, fastestKernels(),
                               {0, 1, [](std::size_t) -> std::size_t { return 3; }});
@@ -115,19 +119,44 @@ void tryModel(const std::string &file) {
     search.translate(std::vector<Tokens>{{last, 0}}, {});
 }
 
-void tryVocabulary(const std::string &file) {
-    std::istringstream in(file);
+void readVocabulary(std::istream &in) {
     const Vocabulary vocabulary(in);
     const std::string text = "ba baba \xFF \xF0\x9F\x98\x80 x";
     vocabulary.decode(vocabulary.encode(text));
     const Passages passages(text, {"de", "en"}, vocabulary);
 }
 
-void tryShortlist(const std::string &file) {
-    std::istringstream in(file);
+void readShortlist(std::istream &in) {
     const Shortlist shortlist(in, 40, 40, Shortlist::Vocabularies::Shared);
     shortlist.candidates(Tokens{2, 3, 39, 0});
 }
+
+template <TryFile tryFile>
+void tryText(const std::string &file) {
+    std::istringstream in(file);
+    tryFile(in);
+}
+
+constexpr auto tryModel = tryText<readModel>;
+constexpr auto tryVocabulary = tryText<readVocabulary>;
+constexpr auto tryShortlist = tryText<readShortlist>;
+
+/// A file on a disk that gives no more than its first bytes.
+class FailingDisk : public std::stringbuf {
+public:
+    FailingDisk(const std::string &file, std::size_t good) : std::stringbuf(file), m_good(good) {}
+
+protected:
+    // As the file streams of the library say it: whoever reads is told that the medium is bad.
+    std::streamsize xsgetn(char *to, std::streamsize count) override {
+        if (std::size_t(gptr() - eback()) + std::size_t(count) > m_good)
+            throw std::ios_base::failure("Input/output error");
+        return std::stringbuf::xsgetn(to, count);
+    }
+
+private:
+    std::size_t m_good;
+};
 
 /// Whatever happens to it, it is either of use or refused.
 void flipBits(const std::string &file, std::size_t times, void (*tryFile)(const std::string &)) {
@@ -191,6 +220,7 @@ std::string text(const QByteArray &bytes) { return {bytes.constData(), std::size
 } // namespace
 
 Q_DECLARE_METATYPE(Change)
+Q_DECLARE_METATYPE(TryFile)
 
 void HostileFilesTest::aDamagedModelIsRefused_data() {
     QTest::addColumn<Change>("change");
@@ -504,6 +534,37 @@ void HostileFilesTest::aDamagedShortlistIsRefused() {
 
 void HostileFilesTest::aShortlistWithFlippedBitsDoesNoDamage() {
     flipBits(smallModel().shortlistFile(), 4000, tryShortlist);
+}
+
+void HostileFilesTest::aDiskThatFailsIsNoFaultOfTheFile_data() {
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<TryFile>("tryFile");
+    QTest::addColumn<QString>("sentence");
+    const auto row = [](const char *what, const std::string &file, TryFile tryFile) {
+        QTest::newRow(what) << bytes(file) << tryFile
+                            << u"The %1 cannot be read to its end."_s.arg(QString::fromUtf8(what));
+    };
+    row("model", smallModel().modelFile(), readModel);
+    row("vocabulary", vocabularyFile(fewPieces(), characterMap()), readVocabulary);
+    row("shortlist", smallModel().shortlistFile(), readShortlist);
+}
+
+void HostileFilesTest::aDiskThatFailsIsNoFaultOfTheFile() {
+    QFETCH(const QByteArray, file);
+    QFETCH(const TryFile, tryFile);
+    QFETCH(const QString, sentence);
+    for (qsizetype good = 0; good < file.size(); good += 1 + file.size() / 100) {
+        FailingDisk disk(text(file), std::size_t(good));
+        std::istream in(&disk);
+        try {
+            tryFile(in);
+            QFAIL("it was read");
+        } catch (const ModelError &error) {
+            QFAIL(error.what());
+        } catch (const std::runtime_error &error) {
+            QCOMPARE(QString::fromUtf8(error.what()), sentence);
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(HostileFilesTest)
