@@ -105,7 +105,22 @@ private:
         }
         m_writer.bytes(name, std::int32_t(rows), std::int32_t(columns), values, 127 / largest);
         if (m_model.numbers == RandomModel::Numbers::BytesAndMultipliers)
-            m_writer.floats(name + "_QuantMultA", 1, 1, {127.F / (name.ends_with("_W2") ? 12.F : 6.F)});
+            m_writer.floats(name + "_QuantMultA", 1, 1, {127 / largestInput(name)});
+    }
+
+    /// What is multiplied by these weights is seldom larger: published models have been shown texts to find
+    /// it.
+    static float largestInput(std::string_view name) {
+        const auto ends = [name](std::initializer_list<std::string_view> endings) {
+            return std::ranges::any_of(endings, [name](auto ending) { return name.ends_with(ending); });
+        };
+        if (ends({"_l1_self_Wq", "_l1_self_Wk", "_l1_self_Wv", "_l1_rnn_W", "_l1_rnn_Wf"}))
+            return 9; // an embedding and a position
+        if (ends({"_context_Wo"}))
+            return 32;
+        if (ends({"_self_Wo", "_W2"}))
+            return 3;
+        return 6; // a normalised row
     }
 
     void matrix(const std::string &name, std::size_t inputs, std::size_t outputs, float gain) {
