@@ -46,10 +46,14 @@ void compare(const char *what, const Values &neon, const Values &plain) {
     std::printf("%s differs for %zu values\n", what, plain.size());
 }
 
+/// Rows and results begin anywhere in memory.
+constexpr std::size_t furthestShift = 63;
+
 void compareProductOfBytes(std::size_t rows, std::size_t inputs, std::size_t outputs, int lowest,
                            int highest) {
-    const auto x = randomValues<std::int8_t>(rows * inputs, lowest, highest);
-    const auto weights = randomValues<std::int8_t>(outputs * inputs, lowest == highest ? -128 : -127, 127);
+    const std::size_t shift = random_numbers() % (furthestShift + 1);
+    const auto x = randomValues<std::int8_t>(shift + rows * inputs, lowest, highest);
+    const auto weights = randomValues<std::int8_t>(outputs * inputs, -128, 127);
     const Floats bias = randomFloats(wholeBlocks(outputs));
     PageMemory memory(inputs * wholeBlocks(outputs) + 64);
     const std::span<std::int8_t> blocks = memory.take<std::int8_t>(inputs * wholeBlocks(outputs));
@@ -57,14 +61,14 @@ void compareProductOfBytes(std::size_t rows, std::size_t inputs, std::size_t out
         outputs, inputs, [&](std::size_t output) { return weights.data() + output * inputs; }, blocks.data());
     std::vector<std::int32_t> totals;
     for (std::size_t row = 0; row < rows; ++row) {
-        const auto begin = x.begin() + std::ptrdiff_t(row * inputs);
+        const auto begin = x.begin() + std::ptrdiff_t(shift + row * inputs);
         totals.push_back(std::accumulate(begin, begin + std::ptrdiff_t(inputs), 0));
     }
     const Floats units(rows, 1.F / 777);
     const auto product = [&](const Kernels &kernels) {
-        Floats y(rows * outputs + 1, 12345);
-        kernels.multiplyInt8({x.data(), rows, inputs, units.data(), totals.data(), blocks.data(), outputs,
-                              bias.data(), y.data(), lowest >= 0});
+        Floats y(shift + rows * outputs + 1, 12345);
+        kernels.multiplyInt8({x.data() + shift, rows, inputs, units.data(), totals.data(), blocks.data(),
+                              outputs, bias.data(), y.data() + shift, lowest >= 0});
         return y;
     };
     compare("a product of bytes", product(neonKernels), product(scalarKernels));
