@@ -448,6 +448,8 @@ void HostileFilesTest::aDamagedVocabularyIsRefused_data() {
         "The vocabulary is damaged: its character map points beyond its end.");
     row("far children beyond the end", withUnit(0, (1U << 9) | (4096U << 10)),
         "The vocabulary is damaged: its character map points beyond its end.");
+    row("children of a value beyond the end", withUnit(0, (1U << 31) | (256U << 10)),
+        "The vocabulary is damaged: its character map points beyond its end.");
     row("text beyond the end", withUnit(256, (1U << 31) | 1000),
         "The vocabulary is damaged: its character map points beyond its end.");
     row("text of the longest kind", withMap(characterMap({}, std::string(64, 'b') + '\0')),
