@@ -50,9 +50,10 @@ bool isEmoji(UChar32 code) {
            u_hasBinaryProperty(code, UCHAR_REGIONAL_INDICATOR);
 }
 
+constexpr UChar32 joiner = 0x200D;
+
 /// What makes one picture of several characters: joiners, variants, skin tones.
 bool continuesEmoji(UChar32 code) {
-    constexpr UChar32 joiner = 0x200D;
     constexpr UChar32 emojiVariant = 0xFE0F;
     constexpr UChar32 keycap = 0x20E3;
     return code == joiner || code == emojiVariant || code == keycap ||
@@ -86,8 +87,10 @@ std::vector<Stretch> foreignStretches(std::string_view text, std::span<const Voc
             ++piece;
         const bool isUnknown = piece != pieces.end() && piece->begin <= offset && piece->token == unknown;
         const bool continues = continuesEmoji(character.code);
-        if (isEmoji(character.code) || (continues && !stretches.empty() && stretches.back().end == offset) ||
-            (continues && isUnknown)) {
+        const bool isBehindOne = !stretches.empty() && stretches.back().end == offset;
+        // What is no emoji by itself, as the staff of a doctor, may be joined to a person.
+        const bool isJoined = isBehindOne && characterBefore(text, offset).code == joiner;
+        if (isEmoji(character.code) || isJoined || (continues && (isBehindOne || isUnknown))) {
             add(offset, character.end);
         } else if (isUnknown && isWorthKeeping(character.code)) {
             std::size_t begin = offset;

@@ -7,6 +7,7 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <set>
 #include <sstream>
 
 using namespace Qt::StringLiterals;
@@ -20,6 +21,8 @@ class PassagesTest : public QObject {
 private Q_SLOTS:
     void sentencesBecomePassages_data();
     void sentencesBecomePassages();
+    void picturesThatTheVocabularyKnowsAreNotTheModels_data();
+    void picturesThatTheVocabularyKnowsAreNotTheModels();
     void translationsTakeTheirPlaces_data();
     void translationsTakeTheirPlaces();
     void aPassageWithoutTranslationStays();
@@ -39,12 +42,14 @@ namespace {
 const std::string wordBegin = "\u2581";
 
 /// Letters, digits and marks of Latin, each a token, and words that are one.
-Vocabulary letters(const std::vector<std::string> &words = {}) {
+Vocabulary letters(const std::vector<std::string> &words = {}, const std::set<std::string> &pictures = {}) {
     std::vector<VocabularyPiece> pieces{{"</s>", 0, 3}, {"<unk>", 0, 2}, {wordBegin}};
     for (char letter = '!'; letter <= '~'; ++letter)
         pieces.push_back({{letter}});
     for (const std::string &word : words)
         pieces.push_back({wordBegin + word});
+    for (const std::string &picture : pictures)
+        pieces.push_back({picture});
     std::istringstream in(vocabularyFile(pieces));
     return Vocabulary(in);
 }
@@ -83,6 +88,28 @@ void PassagesTest::sentencesBecomePassages() {
     for (QString &passage : actual)
         passage = passage.simplified();
     QCOMPARE(actual, passages);
+}
+
+void PassagesTest::picturesThatTheVocabularyKnowsAreNotTheModels_data() {
+    QTest::addColumn<QString>("picture");
+    QTest::newRow("one") << u"\U0001F600"_s;
+    QTest::newRow("with a skin tone") << u"\U0001F44D\U0001F3FD"_s;
+    QTest::newRow("joined") << u"\U0001F468\u200D\U0001F469\u200D\U0001F467"_s;
+    QTest::newRow("joined to a sign") << u"\U0001F469\u200D\u2695\uFE0F"_s;
+    QTest::newRow("a flag") << u"\U0001F1E9\U0001F1EA"_s;
+}
+
+/// Translations of them are mostly others.
+void PassagesTest::picturesThatTheVocabularyKnowsAreNotTheModels() {
+    QFETCH(const QString, picture);
+    std::set<std::string> characters;
+    for (const char32_t character : picture.toUcs4())
+        characters.insert(QString::fromUcs4(&character, 1).toStdString());
+    const Passages passages(u"So %1 be it"_s.arg(picture).toStdString(), {"en", "de"},
+                            letters({}, characters));
+    QCOMPARE(passages.sources().size(), std::size_t(2));
+    QCOMPARE(QString::fromStdString(passages.joined(std::vector<std::string>{"A", "B"})),
+             u"A %1 B"_s.arg(picture));
 }
 
 void PassagesTest::translationsTakeTheirPlaces_data() {
