@@ -124,6 +124,7 @@ private Q_SLOTS:
 
     void aDamagedModelIsNamedAndChecked();
     void aModelOfAnotherKindIsNamed();
+    void aModelMayHaveAVocabularyForEachLanguage();
     void aModelThatCannotBeLoadedIsRejected();
     void aRejectedModelIsNotOfferedAgain();
     void aRejectedModelThatIsBeingRepairedIsWaitedFor();
@@ -440,6 +441,19 @@ void NeuralEngineTest::aModelOfAnotherKindIsNamed() {
                                "without a vocabulary. Repair its model under Models in the tray menu."_s);
 }
 
+void NeuralEngineTest::aModelMayHaveAVocabularyForEachLanguage() {
+    offer(u"de-ja"_s, {});
+    const std::filesystem::path folder = m_folder->filePath(u"de-ja"_s).toStdString();
+    const RandomModel model{"two vocabularies", {16, 32, 2, 1, 1, 40, 48, false}};
+    writeFile(folder / "model.xxyy.intgemm.alphas.bin", model.modelFile());
+    writeFile(folder / "srcvocab.xxyy.spm", model.sourceVocabularyFile());
+    writeFile(folder / "trgvocab.xxyy.spm", model.targetVocabularyFile());
+    for (const char *of : {"vocab.xxyy.spm", "lex.50.50.xxyy.s2t.bin"})
+        QVERIFY(std::filesystem::remove(folder / of));
+    install(u"de-ja"_s);
+    QCOMPARE(outcomeOf(prepared(session(u"de"_s, u"ja"_s)))->error(), QString());
+}
+
 void NeuralEngineTest::aModelThatCannotBeLoadedIsRejected() {
     install(u"de-en"_s);
     spoil(u"de-en"_s);
@@ -509,6 +523,7 @@ void NeuralEngineTest::whatOnlyFailsForNowIsNotRejected() {
         qPrintable(outcome->error()));
     QVERIFY2(outcome->error().contains(u"Too many open files"_s), qPrintable(outcome->error()));
     QVERIFY2(!outcome->error().contains(u"Repair"_s), qPrintable(outcome->error()));
+    QCOMPARE(m_log.calls().count(u"models.check de-en"_s), 1);
     QVERIFY(m_store->state(u"de-en"_s).isInstalled());
     QCOMPARE(translation(u"de"_s, u"en"_s, u"danke"_s), u"thanks"_s);
 }
