@@ -476,6 +476,22 @@ private Q_SLOTS:
         QVERIFY(m_delegate->controller()->isRecording());
     }
 
+    void theTenMinutesOfAPressThatRepeatsDoNotEndTheNext() {
+        launch();
+        m_delegate->pressHotKey();
+        m_platform->run();
+        m_platform->queue.advance(9min);
+        m_delegate->pressHotKey();
+        m_delegate->releaseHotKey();
+        m_platform->run();
+        m_platform->speech.deliverFinal(QString());
+        m_platform->run();
+        m_delegate->pressHotKey();
+        m_platform->queue.advance(2min);
+        m_platform->run();
+        QVERIFY(m_delegate->controller()->isRecording());
+    }
+
     void aRemotePressIsOverWithItsDictationHoweverThatEnds() {
         launch();
         m_delegate->pressHotKey();
@@ -917,6 +933,18 @@ private Q_SLOTS:
         QVERIFY(endsTheEventLoop([this] { m_platform->queue.advance(1ms); }));
         QVERIFY(!m_delegate->controller()->hasPendingPasteboardRestore());
         QCOMPARE(m_platform->log.calls().last(), u"pasteboard.restore 0"_s);
+    }
+
+    void quitWaitsASecondForADesktopThatDoesNotSayWhatBecameOfTheChord() {
+        m_platform->keystrokesFake.outcomesComeLater = true;
+        launch();
+        pasteSomething();
+        QVERIFY(!endsTheEventLoop([this] {
+            m_delegate->quit();
+            m_platform->queue.advance(999ms);
+        }));
+        QVERIFY(m_delegate->controller()->hasPendingPasteboardRestore());
+        QVERIFY(endsTheEventLoop([this] { m_platform->queue.advance(1ms); }));
     }
 
     void whileQuitWaitsForThePasteboardNothingNewIsInserted() {

@@ -110,6 +110,7 @@ private Q_SLOTS:
 
     void aPopoverClosesThreeSecondsAfterADialogOfTheDesktop() {
         openAndLoseFocusTo(u"Gcr-prompter"_s);
+        m_platform->queue.advance(1s);
         bringToFront(u"Mousepad"_s);
         m_platform->queue.advance(200ms + 3s - 1ms);
         QVERIFY(m_popover->isShown());

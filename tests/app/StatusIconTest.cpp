@@ -29,6 +29,17 @@ int contrast(const QImage &icon, int background) {
     return most;
 }
 
+bool isRed(const QImage &icon) {
+    for (int y = 0; y < icon.height(); ++y) {
+        for (int x = 0; x < icon.width(); ++x) {
+            const QColor pixel = icon.pixelColor(x, y);
+            if (pixel.red() > 200 && pixel.green() < 120 && pixel.blue() < 120)
+                return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 class StatusIconTest : public QObject {
@@ -63,6 +74,13 @@ private Q_SLOTS:
                     StatusIcon(DictationState::processing).image(size));
             QVERIFY(StatusIcon(DictationState::recording).image(size) !=
                     StatusIcon(DictationState::processing).image(size));
+        }
+    }
+
+    void onlyRecordingIsRed() {
+        for (const int size : StatusIcon::sizes) {
+            for (const auto &[state, name] : names)
+                QCOMPARE(isRed(StatusIcon(state).image(size)), state == DictationState::recording);
         }
     }
 
