@@ -110,8 +110,17 @@ private Q_SLOTS:
 
     void aPopoverClosesThreeSecondsAfterADialogOfTheDesktop() {
         openAndLoseFocusTo(u"Gcr-prompter"_s);
-        m_platform->queue.advance(1s);
         bringToFront(u"Mousepad"_s);
+        m_platform->queue.advance(200ms + 3s - 1ms);
+        QVERIFY(m_popover->isShown());
+        m_platform->queue.advance(1ms);
+        QVERIFY(!m_popover->isShown());
+    }
+
+    void aPopoverClosesThreeSecondsAfterADialogThatLeavesNobodyInFront() {
+        openAndLoseFocusTo(u"Gcr-prompter"_s);
+        m_platform->queue.advance(1s);
+        m_platform->workspaceFake.frontmost.reset();
         m_platform->queue.advance(200ms + 3s - 1ms);
         QVERIFY(m_popover->isShown());
         m_platform->queue.advance(1ms);

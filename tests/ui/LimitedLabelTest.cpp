@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -21,6 +22,22 @@ std::unique_ptr<LimitedLabel> labelWith(const QString &text) {
 }
 
 QImage pictureOf(LimitedLabel &label) { return label.grab().toImage(); }
+
+/// From the first row of a picture that is not all background to the last.
+int heightOfInk(const QImage &picture) {
+    const QRgb background = picture.pixel(0, 0);
+    int first = picture.height();
+    int last = -1;
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
+            if (picture.pixel(x, y) != background) {
+                first = std::min(first, y);
+                last = y;
+            }
+        }
+    }
+    return std::max(0, last - first + 1);
+}
 
 } // namespace
 
@@ -53,6 +70,14 @@ private Q_SLOTS:
         const auto endless = labelWith(error.repeated(20000));
         const auto longOne = labelWith(error.repeated(15));
         QCOMPARE(pictureOf(*endless), pictureOf(*longOne));
+    }
+
+    void noMoreLinesAreShownThanAskedForHoweverMuchRoomThereIs() {
+        const auto label = labelWith(u"Translation failed: "_s.repeated(15));
+        label->resize(328, 200);
+        const int line = label->fontMetrics().lineSpacing();
+        QVERIFY(heightOfInk(pictureOf(*label)) > line);
+        QVERIFY(heightOfInk(pictureOf(*label)) <= 2 * line);
     }
 
     void ofAnEndlessTextOnlyItsBeginningIsKept() {

@@ -93,6 +93,25 @@ private Q_SLOTS:
         QVERIFY(disabled.alpha() < enabled.alpha());
     }
 
+    void aDisabledSymbolIsPaintedFainter() {
+        const auto paintedAlpha = [](QIcon::Mode mode) {
+            QImage image(24, 24, QImage::Format_ARGB32_Premultiplied);
+            image.fill(Qt::transparent);
+            QPainter painter(&image);
+            SymbolIcon::icon(u"stop.fill"_s, Qt::black).paint(&painter, image.rect(), Qt::AlignCenter, mode);
+            painter.end();
+            return image.pixelColor(12, 12).alpha();
+        };
+        QVERIFY(paintedAlpha(QIcon::Disabled) > 0);
+        QVERIFY(paintedAlpha(QIcon::Disabled) < paintedAlpha(QIcon::Normal));
+    }
+
+    void aSymbolIsAsWideAsAskedForWhateverWasDrawnBefore() {
+        const auto icon = SymbolIcon::icon(u"globe"_s, Qt::black);
+        for (const int width : {12, 24, 48})
+            QCOMPARE(icon.pixmap(QSize(width, 24)).width(), width);
+    }
+
     void aSymbolIsSharpOnADenseScreen() {
         QImage dense(48, 48, QImage::Format_ARGB32_Premultiplied);
         dense.setDevicePixelRatio(2);
