@@ -438,6 +438,15 @@ private Q_SLOTS:
         QVERIFY(button.isEnabled());
     }
 
+    void whatTheDesktopBoundInsteadIsShownInItsWords() {
+        PanelHarness harness;
+        platform::HotKeyOutcome outcome;
+        outcome.kind = platform::HotKeyOutcome::Kind::boundElsewhere;
+        outcome.desktopWords = u"Super+D"_s;
+        harness.controller->noteHotKeyOutcome(AppHotKey::defaultValue, outcome);
+        QCOMPARE(harness.find<LimitedLabel>(u"hotKeyText"_s).text(), u"Super+D"_s);
+    }
+
     void aCapturedHotKeyReachesTheController() {
         PanelHarness harness;
         harness.show();
