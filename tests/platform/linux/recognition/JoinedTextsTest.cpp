@@ -25,6 +25,10 @@ private Q_SLOTS:
         QTest::newRow("Chinese, two English words") << u"我用Linux"_s << u"and Qt"_s << u"我用Linux and Qt"_s;
         QTest::newRow("Chinese, rare letters")
             << u"\U00020000"_s << u"\U00020001"_s << u"\U00020000\U00020001"_s;
+        QTest::newRow("Chinese, a rare letter and an English word")
+            << u"我用\U00020BB7"_s << u"Linux"_s << u"我用\U00020BB7Linux"_s;
+        QTest::newRow("Chinese, an English word and a rare letter")
+            << u"Linux"_s << u"\U00020BB7"_s << u"Linux\U00020BB7"_s;
         QTest::newRow("Japanese") << u"彼は"_s << u"ビョウキ"_s << u"彼はビョウキ"_s;
         QTest::newRow("Japanese, a question") << u"病気か？"_s << u"A"_s << u"病気か？A"_s;
         QTest::newRow("Thai") << u"เขา"_s << u"ป่วย"_s << u"เขาป่วย"_s;
