@@ -1,5 +1,6 @@
 #include "app/QuilloraApp.h"
 
+#include "app/BringToFront.h"
 #include "platform/ApplicationIdentity.h"
 #include "platform/LoginItem.h"
 #include "platform/Platform.h"
@@ -23,8 +24,21 @@ namespace {
 
 constexpr int noLanguageStatus = 1;
 
+/// Shown until it is closed. Whoever starts the program once more meanwhile finds it in front again.
+void show(QMessageBox &message, RunningInstance &instance) {
+    const auto nothing = [] {};
+    instance.setListener({{.activated = [&message] { bringToFront(message); },
+                           .endRequested = [&message] { message.reject(); },
+                           .hotKeyPressed = nothing,
+                           .hotKeyReleased = nothing,
+                           .dictationToggled = nothing}});
+    instance.endStart();
+    message.exec();
+    instance.setListener({});
+}
+
 /// Nobody who only logs in is disturbed with a window: it stands in the session's log.
-void tellThatNothingCanBeRecognized(Start start) {
+void tellThatNothingCanBeRecognized(RunningInstance &instance, Start start) {
     const QString what = u"Quillora cannot recognize any language on this computer."_s;
     const QString advice =
         u"Install a speech recognition model, for example the packages pocketsphinx and pocketsphinx-en-us "
@@ -35,7 +49,7 @@ void tellThatNothingCanBeRecognized(Start start) {
     }
     QMessageBox message(QMessageBox::Critical, applicationName, what, QMessageBox::Close);
     message.setInformativeText(advice);
-    message.exec();
+    show(message, instance);
 }
 
 } // namespace
@@ -71,7 +85,7 @@ int QuilloraApp::run(RunningInstance &instance, const PlatformFactory &makePlatf
 int QuilloraApp::runOn(Platform &platform, RunningInstance &instance, Start start) {
     const Platform::Scope scope(platform);
     if (LanguageCatalog::spokenOptions().isEmpty()) {
-        tellThatNothingCanBeRecognized(start);
+        tellThatNothingCanBeRecognized(instance, start);
         return noLanguageStatus;
     }
 

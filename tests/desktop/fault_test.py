@@ -451,9 +451,12 @@ class RecognizerDataFaultTest(FaultTest):
         for program in (PROGRAM, os.path.join(os.path.dirname(PROGRAM), "quillora-recognizer")):
             shutil.copy2(program, folder)
         quillora = self.desktop.start([os.path.join(folder, os.path.basename(PROGRAM))], environment=self.environment)
+        self.addCleanup(self.desktop.stop, quillora)
         wait_for("the message", lambda: self.person.reader.place(
             "Quillora", "Quillora cannot recognize any language on this computer."))
         self.assertIsNone(quillora.poll())
+        self.assertEqual(self.desktop.start(quillora.args, environment=self.environment).wait(30), 0, "a second start")
+        self.person.wait_for_panel_in_front()  # a key before would be the editor's
         self.desktop.run(["xdotool", "key", "Escape"])
         self.assertEqual(quillora.wait(30), 1)
 
