@@ -59,7 +59,8 @@ class TranslatedDictationTest(DictationTest):
             pass
         self.person.wait_for_status("No speech recognized.")
         self.assertEqual(self.person.editor_text(), "")
-        self.desktop.run(["xdotool", "key", "Escape"])  # a notice opens the panel
+        self.person.wait_for_panel_in_front()  # a notice opens it
+        self.person.close_panel()
         self.person.focus_editor()
         text, _ = self.person.speak(recordings()[4])
         self.assertEqual(text, self.person.translation())

@@ -30,6 +30,7 @@ class PanelCase(unittest.TestCase):
     def in_panel(self, action):
         self.person.open_panel()
         wait_for("the panel", lambda: self.person.reader.place("Quillora", "Start"))
+        self.person.wait_for_panel_in_front()  # what has no focus yet hears no Escape
         action()
         self.person.close_panel()
         self.person.wait_for_panel_end()
