@@ -200,9 +200,15 @@ private Q_SLOTS:
         QCOMPARE(m_server->requests().size(), 3);
     }
 
+    void anotherLengthThanExpectedIsRefusedAtOnce_data() {
+        QTest::addColumn<QByteArray>("sent");
+        QTest::newRow("longer") << QByteArray("weights!");
+        QTest::newRow("shorter") << QByteArray("weight");
+    }
     void anotherLengthThanExpectedIsRefusedAtOnce() {
+        QFETCH(QByteArray, sent);
         m_file.size = 7;
-        m_server->answer(answer(200, length(8), "weights!"));
+        m_server->answer(answer(200, length(sent.size()), sent));
         QCOMPARE(fetch(), u"What 127.0.0.1 sends is not 7 bytes long, as it should be."_s);
         QCOMPARE(m_server->requests().size(), 1);
     }

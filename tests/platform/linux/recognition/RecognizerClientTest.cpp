@@ -140,6 +140,7 @@ private Q_SLOTS:
         Dictating cancelled(*client);
         cancelled.hear(FakeSpeech::words(1, 2));
         QVERIFY(cancelled.hasHeard(2));
+        const auto process = processes().first().id;
         cancelled.hear(FakeSpeech::words(3, 1000));
         cancelled.job->cancel();
         const auto known = cancelled.texts();
@@ -147,6 +148,9 @@ private Q_SLOTS:
         next.hear(FakeSpeech::words(7, 8));
         next.end();
         QCOMPARE(next.finalText(), spoken(7, 8));
+        for (const QString &text : next.texts()) // what is still said of the one before is not of this one
+            QVERIFY2(spoken(7, 8).startsWith(text), qPrintable(text));
+        QCOMPARE(processes().first().id, process);
         QCOMPARE(cancelled.texts(), known);
         QCOMPARE(cancelled.errors(), QStringList());
     }
