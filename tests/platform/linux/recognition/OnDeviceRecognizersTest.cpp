@@ -365,6 +365,16 @@ private Q_SLOTS:
         QVERIFY(ground.waitFor(ground.next, Presence::absent));
     }
 
+    void theOldVersionOfAModelIsLetGoOf() {
+        Ground ground;
+        ground.install(ground.nemo);
+        ground.recognizers.prepare(german);
+        ground.platform.log.clear();
+        ground.platform.models.place(ground.nemo.description().id, u"2"_s, ground.nemo.folder());
+        ground.platform.run();
+        QVERIFY(ground.wasAsked(u"use"_s, ground.nemo));
+    }
+
     void theOldVersionOfAReplacementIsLetGoOf() {
         GroundOfReplacements ground;
         ground.recognizers.prepare(u"de-CH"_s);
