@@ -199,6 +199,21 @@ private Q_SLOTS:
         QVERIFY(!m_folders->hasParts(u"m"_s));
     }
 
+    void aPausedInstallationAsksAgainForItsIndex() {
+        const QByteArray before = test::packed({{"m/model.onnx", "weights"}});
+        serveArchive(before, sha256(before));
+        m_server->files.remove(u"/files/m.tar.bz2"_s);
+        m_server->silent += u"/files/m.tar.bz2"_s;
+        const auto outcome = begin();
+        QVERIFY(waitUntil([&] { return m_server->http().requests().size() == 2; }));
+        m_installation.reset();
+        m_server->silent.clear();
+        const QByteArray now = test::packed({{"m/model.onnx", "better weights"}});
+        serveArchive(now, sha256(now));
+        QCOMPARE(install(), QString());
+        QCOMPARE(installedContents(u"m/model.onnx"_s), "better weights");
+    }
+
     void whatIsInstalledByAnotherProgramIsLeftToIt() {
         serveFile(u"a"_s, "first");
         const auto lock = m_folders->lock(u"m"_s);
