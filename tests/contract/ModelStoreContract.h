@@ -135,6 +135,22 @@ private Q_SLOTS:
         QCOMPARE(lone, 1);
     }
 
+    void anObserverThatAnotherRemovesIsNotTold() {
+        int oneTold = 0, otherTold = 0;
+        ModelStore::ObserverToken one = 0, other = 0;
+        one = store().addObserver([&](const QString &) {
+            ++oneTold;
+            store().removeObserver(other);
+        });
+        other = store().addObserver([&](const QString &) {
+            ++otherTold;
+            store().removeObserver(one);
+        });
+        QVERIFY(installFirst());
+        QVERIFY(waitUntil([&] { return oneTold + otherTold > 0; }));
+        QVERIFY((oneTold > 0) != (otherTold > 0));
+    }
+
     void modelsAreInstalledInTheOrderInWhichTheyWereAskedFor() {
         QStringList arrived;
         store().addObserver([&](const QString &id) {
