@@ -327,14 +327,18 @@ private Q_SLOTS:
     }
 
     void whatIsAskedForWhileItLeavesStays() {
+        store().install(u"second"_s);
         QVERIFY(installFirst());
+        QVERIFY(waitUntil([&] { return store().state(u"second"_s).isInstalled(); }));
         auto use = store().use(u"first"_s);
         store().remove(u"first"_s);
         QVERIFY(first().isLeaving);
         store().install(u"first"_s);
         QVERIFY(!first().isLeaving);
         use.reset();
-        QVERIFY(waitFor(Presence::installed));
+        store().remove(u"second"_s); // which leaves behind what was to leave before
+        QVERIFY(waitUntil([&] { return store().state(u"second"_s) == ModelState(); }));
+        QCOMPARE(first(), installed(u"2"_s, Owner::user));
         QVERIFY(store().use(u"first"_s));
     }
 
