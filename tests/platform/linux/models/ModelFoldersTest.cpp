@@ -131,6 +131,8 @@ private Q_SLOTS:
         QTest::newRow("empty") << QByteArray();
         QTest::newRow("garbage") << QByteArray("garbage");
         QTest::newRow("another model's") << manifest("x", file("a"));
+        QTest::newRow("another version's")
+            << manifest("m", file("a")).replace("\"version\": \"1\"", "\"version\": \"2\"");
         QTest::newRow("without files") << manifest("m", {});
         QTest::newRow("leading elsewhere") << manifest("m", file("../a"));
     }
