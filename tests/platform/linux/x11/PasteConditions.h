@@ -30,6 +30,7 @@ struct Layout {
             {"us,ru in its second group", {u"us,ru"_s}, 1},
             {"de", {u"de"_s}},
             {"dvorak", {u"us"_s, u"dvorak"_s}, 0, 60, 47},
+            {"us,dvorak in its second group", {u"us,us"_s, u",dvorak"_s}, 1, 60, 47},
         };
     }
 };

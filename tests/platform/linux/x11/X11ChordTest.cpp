@@ -126,6 +126,18 @@ private Q_SLOTS:
         QVERIFY(!keys[1].isDown);
     }
 
+    void theKeyGoesUpBeforeItsModifier() {
+        m_window->takeKeys();
+        paste();
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{});
+        std::vector<xcb_keycode_t> released;
+        for (const auto &key : m_window->takeKeys()) {
+            if (!key.isDown)
+                released.push_back(key.keycode);
+        }
+        QCOMPARE(released, (std::vector<xcb_keycode_t>{keyOfV, TestKeyboard::control}));
+    }
+
     void aLiftedModifierIsNeverPressedAgain() {
         m_keyboard->press(TestKeyboard::alt);
         m_window->takeKeys();
@@ -252,6 +264,19 @@ private Q_SLOTS:
         paste();
         QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
         QCOMPARE(m_keyboard->modifiers(), capsAndNumLock);
+    }
+
+    /// Which goes off when it goes up, if it was on.
+    void aLockKeyThatIsHeldStaysAsItIs() {
+        m_keyboard->tap(TestKeyboard::numLock);
+        m_keyboard->press(TestKeyboard::numLock);
+        m_window->takeKeys();
+        paste();
+        QVERIFY(waitForChord(keyOfV, XCB_MOD_MASK_CONTROL));
+        QTRY_COMPARE(m_keyboard->keysDown(), std::vector<xcb_keycode_t>{TestKeyboard::numLock});
+        QCOMPARE(m_keyboard->modifiers(), unsigned{XCB_MOD_MASK_2});
+        m_keyboard->release(TestKeyboard::numLock);
+        QCOMPARE(m_keyboard->modifiers(), 0U);
     }
 
     void programsGetTheirOwnWayToPaste_data() {
