@@ -327,17 +327,20 @@ private Q_SLOTS:
     }
 
     void whatIsAskedForWhileItLeavesStays() {
-        store().install(u"second"_s);
         QVERIFY(installFirst());
-        QVERIFY(waitUntil([&] { return store().state(u"second"_s).isInstalled(); }));
         auto use = store().use(u"first"_s);
         store().remove(u"first"_s);
         QVERIFY(first().isLeaving);
         store().install(u"first"_s);
         QVERIFY(!first().isLeaving);
         use.reset();
-        store().remove(u"second"_s); // which leaves behind what was to leave before
-        QVERIFY(waitUntil([&] { return store().state(u"second"_s) == ModelState(); }));
+        // Models leave one behind the other; what waited for its user is tried once more.
+        for (int removals = 0; removals < 2; ++removals) {
+            store().install(u"second"_s);
+            QVERIFY(waitUntil([&] { return store().state(u"second"_s).isInstalled(); }));
+            store().remove(u"second"_s);
+            QVERIFY(waitUntil([&] { return store().state(u"second"_s) == ModelState(); }));
+        }
         QCOMPARE(first(), installed(u"2"_s, Owner::user));
         QVERIFY(store().use(u"first"_s));
     }

@@ -405,7 +405,7 @@ void HostileFilesTest::aDamagedVocabularyIsRefused_data() {
     row("sound", withMap(characterMap()), "it was not refused");
     row("empty", "", "The vocabulary is damaged: there is no piece in it.");
     row("field without end", "\x0A\x7F", "The vocabulary is damaged: it ends too early.");
-    row("field that ends a byte early", "\x0A\x02x", "The vocabulary is damaged: it ends too early.");
+    row("field that ends a byte early", "\x0A\x03\x0A\x02x", "The vocabulary is damaged: it ends too early.");
     row("length that overflows", "\x0A\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01",
         "The vocabulary is damaged: it ends too early.");
     row("number without end", std::string(11, '\xFF'),
