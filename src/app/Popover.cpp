@@ -144,6 +144,7 @@ void Popover::loseInterest() {
     Platform::current().workspace().removeActivationObserver(std::exchange(m_activationObserver, 0));
     if (m_focusCheck)
         m_focusCheck->cancel();
+    m_awaitsReturn = false;
     m_sawDialog = false;
     m_expectsDialog = false;
 }
@@ -160,10 +161,13 @@ void Popover::changeEvent(QEvent *event) {
 void Popover::awaitFocus() {
     // Looked for at once: the dialog may be gone when the focus is looked for.
     m_sawDialog = m_sawDialog || isUnderSystemDialog();
-    awaitFocus(focusGracePeriod);
+    // Any window may come up before the popover does; that leaves it the whole of its time.
+    if (!m_awaitsReturn || m_sawDialog)
+        awaitFocus(focusGracePeriod);
 }
 
 void Popover::awaitFocus(std::chrono::milliseconds patience) {
+    m_awaitsReturn = patience == returnGracePeriod;
     if (m_focusCheck)
         m_focusCheck->cancel();
     m_focusCheck = Platform::current().mainQueue().asyncAfter(patience, [self = QPointer<Popover>(this)] {
@@ -186,6 +190,7 @@ bool Popover::isUnderSystemDialog() const {
 }
 
 void Popover::closeIfAbandoned() {
+    m_awaitsReturn = false;
     if (!isVisible() || isAttended()) {
         m_sawDialog = false;
         return;

@@ -89,6 +89,7 @@ private:
     QPoint m_pointer;         ///< where the pointer was at the opening
     bool m_sawDialog = false; ///< since the focus was last looked for
     bool m_expectsDialog = false;
+    bool m_awaitsReturn = false; ///< after a dialog, until its answer must have brought the popover back
     std::shared_ptr<platform::WorkItem> m_focusCheck;
     std::unique_ptr<platform::PointerWatch> m_pointerWatch;      ///< while it is open beside its anchor
     platform::Workspace::ObserverToken m_activationObserver = 0; ///< likewise

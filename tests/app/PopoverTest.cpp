@@ -127,6 +127,30 @@ private Q_SLOTS:
         QVERIFY(!m_popover->isShown());
     }
 
+    void aWindowThatComesUpAfterADialogOfTheDesktopDoesNotShortenTheThreeSeconds() {
+        openAndLoseFocusTo(u"Gcr-prompter"_s);
+        m_platform->workspaceFake.frontmost.reset();
+        m_platform->queue.advance(200ms);
+        bringToFront(u"Mousepad"_s);
+        m_platform->queue.advance(3s - 1ms);
+        QVERIFY(m_popover->isShown());
+        m_platform->queue.advance(1ms);
+        QVERIFY(!m_popover->isShown());
+    }
+
+    void aWindowThatComesUpOnItsWayBackToTheFrontClosesNothing() {
+        openAndLoseFocus();
+        bringToFront(u"Mousepad"_s);
+        m_popover->returnToFront();
+        m_platform->queue.advance(200ms);
+        bringToFront(u"Thunar"_s);
+        m_platform->queue.advance(2s);
+        m_platform->workspaceFake.frontmost.reset();
+        QTRY_VERIFY(m_popover->isActiveWindow());
+        m_platform->queue.advance(10s);
+        QVERIFY(m_popover->isShown());
+    }
+
     void aPopoverClosesThreeSecondsAfterAnExpectedDialogThatNobodySaw() {
         m_popover->showAttached({});
         QVERIFY(QTest::qWaitForWindowActive(m_popover.get()));
