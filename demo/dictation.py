@@ -260,8 +260,10 @@ class Person:
             raise DesktopError("a second start did not end") from None
 
     def wait_for_panel_in_front(self):
-        wait_for("the panel in front", lambda: self.desktop.run(
-            ["xdotool", "getactivewindow", "getwindowname"]) == b"Quillora\n")
+        def frontmost():
+            return self.desktop.run(["xdotool", "getactivewindow", "getwindowname"])
+        wait_for(lambda: f"the panel in front (it stands at {self.reader.place('Quillora', 'Start')}, "
+                         f"in front is {frontmost()!r})", lambda: frontmost() == b"Quillora\n")
 
     def close_panel(self):
         self.desktop.run(["xdotool", "key", "Escape"])
@@ -281,7 +283,9 @@ class Person:
     def pick(self, picker, beginning):
         """Opens a picker of the open panel by its present value and types the beginning of another."""
         before = self._windows()
-        place = wait_for(f"the picker with {picker}", lambda: self.reader.place("Quillora", picker))
+        place = wait_for(lambda: f"the picker with {picker} (the panel stands at "
+                                 f"{self.reader.place('Quillora', 'Start')}, its status is {self.status()!r})",
+                         lambda: self.reader.place("Quillora", picker))
         self.click_on(picker)
         wait_for("the list", lambda: len(self._windows()) > len(before))
         self.desktop.run(["xdotool", "type", "--delay", "30", beginning])
