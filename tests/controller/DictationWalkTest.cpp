@@ -1,11 +1,8 @@
 #include "controller/AnyChange.h"
-#include "controller/DictationOracle.h"
 #include "controller/StateTables.h"
 #include "fakes/FakePlatform.h"
 #include "translation/TranslationHostView.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSet>
@@ -23,69 +20,57 @@ namespace {
 constexpr quint32 usualSequenceCount = 20000;
 constexpr int longestSequence = 50;
 
+const QString unnoticed = u"unnoticed "_s;
+
 using Contents = std::vector<PasteboardItem>;
 
-/// A fault that comes and goes, in both worlds.
+/// A fault that comes and goes.
 struct Fault {
     const char *name;
-    void (*set)(FakePlatform &platform, DictationOracle &oracle, bool isThere);
+    void (*set)(FakePlatform &platform, bool isThere);
 };
 
 const Fault faults[] = {
-    {"keychain", [](auto &p, auto &o, bool is) { p.keychainFake.isBroken = o.isKeychainBroken = is; }},
-    {"trust", [](auto &p, auto &o, bool is) { p.keystrokesFake.isTrustGranted = o.isTrusted = !is; }},
-    {"pasteboard", [](auto &p, auto &o, bool is) { p.pasteboardFake.refusesWrites = o.refusesWrites = is; }},
-    {"paste chord", [](auto &p, auto &o, bool is) { p.keystrokesFake.refusesChords = o.refusesChords = is; }},
-    {"making a recognizer",
-     [](auto &p, auto &o, bool is) {
-         p.speech.makesNoRecognizer = is;
-         o.canMakeRecognizer = !is;
-     }},
-    {"recognizer", [](auto &p, auto &o, bool is) { p.speech.isAvailable = o.isRecognizerAvailable = !is; }},
-    {"microphone",
-     [](auto &p, auto &o, bool is) {
-         p.microphoneFake.inputFormat.channelCount = (o.hasChannels = !is) ? 1 : 0;
-     }},
+    {"keychain", [](auto &p, bool is) { p.keychainFake.isBroken = is; }},
+    {"trust", [](auto &p, bool is) { p.keystrokesFake.isTrustGranted = !is; }},
+    {"pasteboard", [](auto &p, bool is) { p.pasteboardFake.refusesWrites = is; }},
+    {"paste chord", [](auto &p, bool is) { p.keystrokesFake.refusesChords = is; }},
+    {"making a recognizer", [](auto &p, bool is) { p.speech.makesNoRecognizer = is; }},
+    {"recognizer", [](auto &p, bool is) { p.speech.isAvailable = !is; }},
+    {"microphone", [](auto &p, bool is) { p.microphoneFake.inputFormat.channelCount = is ? 0 : 1; }},
     {"sound server",
-     [](auto &p, auto &o, bool is) {
-         o.canCapture = !is;
+     [](auto &p, bool is) {
          p.microphoneFake.startError = is ? std::optional(u"The device is in use."_s) : std::nullopt;
      }},
-    {"adding to the keychain",
-     [](auto &p, auto &o, bool is) { p.keychainFake.refusesAdditions = o.keychainRefusesAdditions = is; }},
-    {"activation",
-     [](auto &p, auto &o, bool is) { p.workspaceFake.refusesActivation = o.refusesActivation = is; }},
-    {"hotkey registration", [](auto &, auto &o, bool is) { o.refusesHotKeys = is; }},
+    {"adding to the keychain", [](auto &p, bool is) { p.keychainFake.refusesAdditions = is; }},
+    {"activation", [](auto &p, bool is) { p.workspaceFake.refusesActivation = is; }},
 };
 
 constexpr size_t keychainFault = 0;
 
-/// What the backend may answer, and what it comes to; "%1" stands for the number of the answer.
+/// What the backend may answer; "%1" stands for the number of the answer.
 struct HostedAnswer {
     bool isHttp;
     int status;
     const char *body;
-    const char *text; ///< null if the answer is a failure
-    const char *failure;
 };
 
 constexpr HostedAnswer hostedAnswers[] = {
-    {true, 200, R"({"translation":"hola %1"})", "hola %1", nullptr},
-    {true, 200, R"({"translation":" hola %1 \n"})", "hola %1", nullptr},
-    {true, 299, R"({"translation":"hola %1","more":1})", "hola %1", nullptr},
-    {true, 200, R"({"translation":" \n"})", nullptr, "OpenAI backend returned an empty translation."},
-    {true, 200, R"({"result":"hola"})", nullptr, R"(The backend's answer holds no "translation".)"},
-    {true, 200, R"({"translation":7})", nullptr,
-     R"(The backend's answer holds a "translation" that is not a text.)"},
-    {true, 200, R"(["hola"])", nullptr, "The backend's answer is not a JSON object."},
-    {true, 200, "<html>", nullptr, "The backend's answer is not valid JSON."},
-    {true, 204, "", nullptr, "The backend's answer is empty."},
-    {true, 199, R"({"translation":"hola"})", nullptr, "Translation backend returned HTTP 199."},
-    {true, 300, R"({"translation":"hola"})", nullptr, "Translation backend returned HTTP 300."},
-    {true, 401, R"({"error":"Who are you?"})", nullptr, "Who are you?"},
-    {true, 500, R"({"error":""})", nullptr, ""},
-    {true, 502, "<html>", nullptr, "Translation backend returned HTTP 502."},
-    {false, 0, R"({"translation":"hola"})", nullptr, "OpenAI backend returned an invalid response."},
+    {true, 200, R"({"translation":"hola %1"})"},
+    {true, 200, R"({"translation":" hola %1 \n"})"},
+    {true, 299, R"({"translation":"hola %1","more":1})"},
+    {true, 200, R"({"translation":" \n"})"},
+    {true, 200, R"({"result":"hola"})"},
+    {true, 200, R"({"translation":7})"},
+    {true, 200, R"(["hola"])"},
+    {true, 200, "<html>"},
+    {true, 204, ""},
+    {true, 199, R"({"translation":"hola"})"},
+    {true, 300, R"({"translation":"hola"})"},
+    {true, 401, R"({"error":"Who are you?"})"},
+    {true, 500, R"({"error":""})"},
+    {true, 502, "<html>"},
+    {false, 0, R"({"translation":"hola"})"},
 };
 
 /// What the walk is worthless without: texts and calls that it must have met. Each comes up some 20 times or
@@ -143,20 +128,6 @@ const QString mustBeMet[] = {
     u"notifications.show Dictation ended early"_s,
 };
 
-QStringList rendered(const PasteboardItem &item) {
-    QStringList values;
-    for (const auto &r : item.representations())
-        values += r.type + (r.isString ? u'~' + r.string : u'=' + QString::fromUtf8(r.data));
-    return values;
-}
-
-QList<QStringList> rendered(const Contents &contents) {
-    QList<QStringList> items;
-    for (const auto &item : contents)
-        items += rendered(item);
-    return items;
-}
-
 PasteboardItem pasteboardItem(const QStringList &data, const QStringList &strings) {
     PasteboardItem item;
     for (const QString &type : data)
@@ -166,7 +137,7 @@ PasteboardItem pasteboardItem(const QStringList &data, const QStringList &string
     return item;
 }
 
-/// The real controller and the oracle, side by side: every event happens to both.
+/// One way through what can happen to a controller.
 class Walk {
 public:
     using Order = StateTables::Order;
@@ -182,14 +153,11 @@ public:
                                                {u"browser"_s, u"browser"_s},
                                                {u"nameless"_s, std::nullopt},
                                                {u"panel"_s, u"Quillora"_s}}) {
-            m_applications.push_back({m_platform.workspaceFake.launch(name, identifier),
-                                      std::make_shared<DictationOracle::Application>(
-                                          DictationOracle::Application{name, identifier})});
+            m_applications.push_back(m_platform.workspaceFake.launch(name, identifier));
         }
         arrange();
         m_controller = std::make_unique<AppController>();
         m_host = std::make_unique<TranslationHostView>(m_controller->translationBridge());
-        m_oracle.startUp();
         connectShell();
         m_published = published();
     }
@@ -210,11 +178,9 @@ public:
             break;
         case 1:
             m_platform.queue.runOne();
-            m_oracle.runOne();
             return event + u", one turn"_s;
         default:
             m_platform.run();
-            m_oracle.run();
             m_isSettled = true;
             return event + u", settled"_s;
         }
@@ -224,25 +190,29 @@ public:
     /// Looks at what has happened since the last time.
     void look() {
         for (size_t place = 0; place < propertyNames.size(); ++place)
-            publish(u"unnoticed "_s, place);
+            publish(unnoticed, place);
         const QStringList happened = m_platform.log.take();
         if (m_brokenRule.isNull())
             m_brokenRule = m_tables.broken(happened, *m_controller, m_platform, m_isSettled);
-        compare(happened);
+        for (const QString &line : happened) {
+            m_met.insert(line);
+            if (line.startsWith(unnoticed))
+                breakRule(u"every change is published: %1"_s.arg(line));
+        }
     }
 
-    /// The first rule of the state tables that was broken, and the first thing that the oracle would have had
-    /// otherwise; null if there is none. Neither keeps the walk from going on, so that one does not hide the
-    /// other.
+    /// The first rule that was broken; null if none was.
     const QString &brokenRule() const { return m_brokenRule; }
-    const QString &difference() const { return m_difference; }
 
     /// The controller goes, with whatever it was doing, and everybody who was asked answers after it.
     void end() {
+        static const QRegularExpression givesPasteboardBack(u"^pasteboard\\.restore "_s);
+        static const QRegularExpression mayFollowTheEnd(
+            u"^(microphone\\.|recognition\\.|keystrokes\\.paste$|pasteboard\\.restore )"_s);
         const bool wasOpen = m_platform.microphoneFake.isCapturing();
+        const bool owesPasteboard = m_controller->hasPendingPasteboardRestore();
         m_host.reset();
         m_controller.reset();
-        m_oracle.end();
         for (const auto &reply : std::exchange(m_platform.permissions.speechRecognitionReplies, {}))
             reply(true);
         for (const auto &reply : std::exchange(m_platform.permissions.microphoneReplies, {}))
@@ -256,16 +226,17 @@ public:
         for (const auto &recognition : m_platform.speech.recognitions)
             recognition->handler(platform::RecognitionResult{u"late"_s, true}, {});
         m_platform.keychainAvailabilityFake.becomeAvailable();
-        m_platform.workspaceFake.notify(m_applications.front().real);
+        m_platform.workspaceFake.notify(m_applications.front());
         m_platform.queue.advance(std::chrono::seconds(5));
-        m_oracle.advance(5000);
-        QStringList calls = m_platform.log.take();
-        if (wasOpen && !calls.contains(u"microphone.stop"_s) && m_brokenRule.isNull())
-            m_brokenRule = u"the microphone does not stay open at the end"_s;
-        calls.removeIf([](const QString &call) {
-            return call.startsWith(u"microphone.") || call.startsWith(u"recognition.");
-        });
-        compare(calls);
+        const QStringList calls = m_platform.log.take();
+        if (wasOpen && !calls.contains(u"microphone.stop"_s))
+            breakRule(u"the microphone does not stay open at the end"_s);
+        if (owesPasteboard != !calls.filter(givesPasteboardBack).isEmpty())
+            breakRule(u"a paste that was begun gives the pasteboard back: %1"_s.arg(calls.join(u", ")));
+        for (const QString &call : calls) {
+            if (!mayFollowTheEnd.match(call).hasMatch())
+                breakRule(u"nothing else happens after the end: "_s + call);
+        }
     }
 
 private:
@@ -275,24 +246,19 @@ private:
     };
     static std::span<const Event> events();
 
-    struct Application {
-        std::shared_ptr<FakeRunningApplication> real;
-        DictationOracle::ApplicationHandle expected;
-    };
-
     bool oneIn(int n) { return m_random.bounded(n) == 0; }
     template <typename List>
     auto &oneOf(List &list) {
         return *(std::begin(list) + m_random.bounded(int(std::size(list))));
     }
 
-    // The two worlds before the start.
+    // Before the start.
 
     void arrange() {
         const auto setDefault = [this](const QString &key, const QStringList &values) {
             if (!oneIn(3))
                 return;
-            m_oracle.defaults[key] = m_platform.defaults.values[key] = oneOf(values);
+            m_platform.defaults.values[key] = oneOf(values);
         };
         setDefault(u"sourceLocaleIdentifier"_s, sources());
         setDefault(u"targetLanguageIdentifier"_s, targets());
@@ -302,12 +268,11 @@ private:
         if (oneIn(3))
             changeKeychain();
         if (oneIn(8))
-            m_oracle.ownIdentifier = m_platform.workspaceFake.ownIdentifier = std::nullopt;
+            m_platform.workspaceFake.ownIdentifier = std::nullopt;
         if (oneIn(6))
             comeOrGo(keychainFault); // the others show only later
-        m_oracle.hasRegistrar = !oneIn(8);
         if (!oneIn(8))
-            setInFront(oneIn(4) ? oneOf(m_applications) : m_applications.front());
+            m_platform.workspaceFake.frontmost = oneIn(4) ? oneOf(m_applications) : m_applications.front();
         copySomething();
     }
 
@@ -317,16 +282,16 @@ private:
                                    .arg(m_controller->isProcessing()));
         };
         m_controller->onNeedsAttention = [this] { m_platform.log.add(u"onNeedsAttention"_s); };
-        if (m_oracle.hasRegistrar) {
+        if (!oneIn(8)) {
             m_controller->onHotKeyChangeRequested = [this](const AppHotKey &hotKey) {
                 m_platform.log.add(u"onHotKeyChangeRequested "_s + hotKey.storageValue());
-                return !m_oracle.refusesHotKeys;
+                return !oneIn(4);
             };
         }
         onAnyChange(*m_controller, [this](size_t place) { publish({}, place); });
     }
 
-    // What is compared.
+    // What is looked at.
 
     /// Everything that the controller publishes, in the order of `propertyNames`.
     using Published = std::array<QString, 12>;
@@ -365,22 +330,6 @@ private:
                 text(c.isRecordingHotKey())};
     }
 
-    Published wantedValues() const {
-        const auto &o = m_oracle;
-        return {o.source,
-                o.target,
-                o.engine,
-                o.endpoint,
-                o.token,
-                text(o.isRecording),
-                text(o.isProcessing),
-                o.status,
-                o.transcript,
-                o.translated,
-                o.hotKey.storageValue,
-                text(o.isRecordingHotKey)};
-    }
-
     /// Writes down, among the calls, whether that value has changed.
     void publish(const QString &prefix, size_t place) {
         const QString now = published()[place];
@@ -389,92 +338,9 @@ private:
         m_published[place] = now;
     }
 
-    /// Once the worlds have gone apart there is nothing to compare any more.
-    void compare(const QStringList &happened) {
-        if (m_difference.isNull())
-            m_difference = differenceOf(happened);
-        else
-            m_oracle.log.clear();
-    }
-
-    QString differenceOf(const QStringList &actual) {
-        const QStringList expected = std::exchange(m_oracle.log, {});
-        if (actual != expected)
-            return u"this happened:\n    %1\nthis should have:\n    %2"_s.arg(actual.join(u"\n    "),
-                                                                              expected.join(u"\n    "));
-        for (const QString &line : actual)
-            m_met.insert(line);
-        const Published wanted = wantedValues();
-        for (size_t i = 0; i < wanted.size(); ++i) {
-            if (m_published[i] != wanted[i])
-                return u"%1 is [%2], should be [%3]"_s.arg(QString::fromLatin1(propertyNames[i]),
-                                                           m_published[i], wanted[i]);
-        }
-        if (m_platform.defaults.values != m_oracle.defaults)
-            return u"the stored settings differ"_s;
-        if (!requestsAreAsExpected())
-            return u"the last request to the backend differs"_s;
-        if (!keychainIsAsExpected())
-            return u"the keychain's items differ"_s;
-        const auto contents = rendered(m_platform.pasteboardFake.contents);
-        if (contents != m_oracle.pasteboard)
-            return u"the pasteboard differs"_s;
-        if (m_controller && m_controller->hasPendingPasteboardRestore() != (m_oracle.pendingRestores > 0))
-            return u"whether the pasteboard is still to be given back differs"_s;
-        return {};
-    }
-
-    /// Whether `actual` is what the oracle calls `expected`; which random identifier is meant by a "fresh"
-    /// one shows at its first use.
-    bool isMeantBy(const QString &expected, const QString &actual) {
-        if (!expected.startsWith(u"fresh"))
-            return actual == expected;
-        static const QRegularExpression doubledUuid(
-            u"^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"_s);
-        const auto known = m_fresh.find(expected);
-        if (known != m_fresh.end())
-            return actual == known->second;
-        for (const auto &[name, identifier] : m_fresh) {
-            if (identifier == actual)
-                return false;
-        }
-        m_fresh[expected] = actual;
-        return doubledUuid.match(actual).hasMatch();
-    }
-
-    bool requestsAreAsExpected() {
-        const auto &actual = m_platform.http.requests;
-        if (actual.size() != size_t(m_oracle.requests.size()))
-            return false;
-        for (; m_comparedRequests < actual.size(); ++m_comparedRequests) {
-            const auto &request = actual[m_comparedRequests];
-            auto expected = m_oracle.requests[qsizetype(m_comparedRequests)];
-            const QString device = QString::fromUtf8(request.headers.constLast().second);
-            if (!isMeantBy(expected.device, device))
-                return false;
-            QList<std::pair<QByteArray, QByteArray>> headers{{"Content-Type", "application/json"}};
-            if (!expected.authorization.isNull())
-                headers.emplaceBack("Authorization", expected.authorization.toUtf8());
-            headers.emplaceBack("X-Quillora-Device-Id", device.toUtf8());
-            headers.emplaceBack("X-Cobaltwhisk-Device-Id", device.toUtf8());
-            const QJsonObject body{{u"text"_s, expected.text},
-                                   {u"sourceLanguage"_s, expected.sourceLanguage},
-                                   {u"targetLanguage"_s, expected.targetLanguage}};
-            if (request.headers != headers || request.timeoutInterval != std::chrono::seconds(45) ||
-                QJsonDocument::fromJson(request.body).object() != body)
-                return false;
-        }
-        return true;
-    }
-
-    bool keychainIsAsExpected() {
-        const auto &items = m_platform.keychainFake.items;
-        return items.size() == m_oracle.keychain.size() &&
-               std::ranges::equal(items, m_oracle.keychain, [this](const auto &actual, const auto &expected) {
-                   return actual.first == expected.first &&
-                          isMeantBy(QString::fromUtf8(expected.second),
-                                    QString::fromUtf8(actual.second.data.value_or("none")));
-               });
+    void breakRule(const QString &rule) {
+        if (m_brokenRule.isNull())
+            m_brokenRule = rule;
     }
 
     // What is chosen from.
@@ -491,6 +357,10 @@ private:
     static const QStringList &engines() {
         static const QStringList ids{u"appleLocal"_s, u"openAINatural"_s, u"wizardry"_s};
         return ids;
+    }
+    static const QStringList &hotKeys() {
+        static const QStringList values{u"49:6144"_s, u"40:256"_s, u"122:6656"_s, u"0:512"_s, u"53:0"_s};
+        return values;
     }
     static const QStringList &endpoints() {
         static const QStringList texts{u"https://my.example/t"_s,
@@ -538,8 +408,8 @@ private:
 
     /// While a hotkey is captured, the one that is registered does nothing.
     void expectNothingDuringCapture(bool isCapture, qsizetype callsBefore) {
-        if (isCapture && m_platform.log.calls().size() != callsBefore && m_brokenRule.isNull())
-            m_brokenRule = u"a hotkey that is captured does nothing else"_s;
+        if (isCapture && m_platform.log.calls().size() != callsBefore)
+            breakRule(u"a hotkey that is captured does nothing else"_s);
     }
 
     QString press() {
@@ -549,7 +419,6 @@ private:
         const auto callsBefore = m_platform.log.calls().size();
         m_controller->hotKeyPressed();
         expectNothingDuringCapture(isCapture, callsBefore);
-        m_oracle.press();
         return u"press"_s;
     }
     QString release() {
@@ -557,97 +426,80 @@ private:
         const auto callsBefore = m_platform.log.calls().size();
         m_controller->hotKeyReleased();
         expectNothingDuringCapture(isCapture, callsBefore);
-        m_oracle.release();
         return u"release"_s;
     }
     QString toggle() {
         if (isPatient())
             return {};
         m_controller->toggleRecording();
-        m_oracle.toggle();
         return u"toggle"_s;
     }
     QString startCapture() {
         m_controller->startHotKeyRecording();
-        m_oracle.startCapture();
         return u"start capture"_s;
     }
     QString cancelCapture() {
         m_controller->cancelHotKeyRecording();
-        m_oracle.cancelCapture();
         return u"cancel capture"_s;
     }
     QString rejectHotKey() {
         m_controller->rejectRecordedHotKey();
-        m_oracle.rejectHotKey();
         return u"reject hotkey"_s;
     }
     QString setHotKey() {
-        const auto &hotKey = oneOf(DictationOracle::hotKeys());
-        m_controller->setRecordedHotKey(*AppHotKey::fromStorageValue(hotKey.storageValue));
-        m_oracle.setHotKey(hotKey);
-        return u"hotkey "_s + hotKey.storageValue;
+        const QString &value = oneOf(hotKeys());
+        m_controller->setRecordedHotKey(*AppHotKey::fromStorageValue(value));
+        return u"hotkey "_s + value;
     }
     QString resetHotKey() {
         m_controller->resetHotKey();
-        m_oracle.setHotKey(DictationOracle::hotKeys().first());
         return u"reset hotkey"_s;
     }
     QString prepareModels() {
         if (isPatient())
             return {};
         m_controller->prepareTranslationModels();
-        m_oracle.prepareModels();
         return u"prepare"_s;
     }
     QString pasteLast() {
         m_controller->pasteLastTranslation();
-        m_oracle.pasteLast();
         return u"paste last"_s;
     }
     QString requestAccessibility() {
         m_controller->requestAccessibilityIfNeeded();
-        m_oracle.requestAccessibility();
         return u"request accessibility"_s;
     }
     QString refreshAccessibility() {
         m_controller->refreshAccessibilityStatus();
-        m_oracle.refreshAccessibility();
         return u"refresh accessibility"_s;
     }
     QString chooseSource() {
         const QString &id = oneOf(sources());
         m_controller->setSourceLocaleIdentifier(id);
-        m_oracle.chooseSource(id);
         return u"source "_s + id;
     }
     QString chooseTarget() {
         const QString &id = oneOf(targets());
         m_controller->setTargetLanguageIdentifier(id);
-        m_oracle.chooseTarget(id);
         return u"target "_s + id;
     }
     QString chooseEngine() {
         const QString &id = oneOf(engines());
         m_controller->setTranslationEngineIdentifier(id);
-        m_oracle.chooseEngine(id);
         return u"engine "_s + id;
     }
     QString typeEndpoint() {
         const QString &text = oneOf(endpoints());
         m_controller->setOpenAIEndpointString(text);
-        m_oracle.typeEndpoint(text);
         return u"endpoint [%1]"_s.arg(text);
     }
     QString typeToken() {
         const QString &text = oneOf(tokens());
         m_controller->setOpenAIClientToken(text);
-        m_oracle.typeToken(text);
         return u"token [%1]"_s.arg(text);
     }
     QString swap() {
         m_controller->swapLanguages();
-        m_oracle.swap();
         return u"swap"_s;
     }
 
@@ -658,14 +510,10 @@ private:
             return {};
         const auto reply = takeFirst(m_platform.permissions.speechRecognitionReplies);
         if (oneIn(10)) {
-            m_oracle.answer(m_oracle.authorizations, u"The operation was abandoned."_s);
             return u"authorization abandoned"_s; // `reply` goes, and with it whoever could answer
         }
         const bool isDenied = oneIn(8);
         reply(!isDenied);
-        m_oracle.answer(m_oracle.authorizations,
-                        isDenied ? std::optional(u"Speech recognition permission was denied."_s)
-                                 : std::nullopt);
         return isDenied ? u"authorization denied"_s : u"authorized"_s;
     }
 
@@ -674,13 +522,10 @@ private:
             return {};
         const auto reply = takeFirst(m_platform.permissions.microphoneReplies);
         if (oneIn(10)) {
-            m_oracle.answer(m_oracle.microphones, u"The operation was abandoned."_s);
             return u"microphone abandoned"_s;
         }
         const bool isDenied = oneIn(8);
         reply(!isDenied);
-        m_oracle.answer(m_oracle.microphones,
-                        isDenied ? std::optional(u"Microphone permission was denied."_s) : std::nullopt);
         return isDenied ? u"microphone denied"_s : u"microphone granted"_s;
     }
 
@@ -698,7 +543,6 @@ private:
         using Result = std::optional<platform::RecognitionResult>;
         recognition->handler(hasText ? Result({text, isFinal}) : Result(),
                              isError ? std::optional(LocalizedError(u"broken"_s)) : std::nullopt);
-        m_oracle.deliver(hasText ? std::optional(text) : std::nullopt, isFinal, isError);
         return u"result [%1]%2%3"_s.arg(hasText ? text : QString(), isFinal ? u" final"_s : QString(),
                                         isError ? u" error"_s : QString());
     }
@@ -707,7 +551,6 @@ private:
         if (!m_platform.microphoneFake.isCapturing())
             return {};
         m_platform.microphoneFake.die(u"The microphone was disconnected."_s);
-        m_oracle.captureDies();
         return u"the capture dies"_s;
     }
 
@@ -719,14 +562,11 @@ private:
         switch (m_random.bounded(8)) {
         case 0:
             pending.fail(std::make_exception_ptr(LocalizedError(u"No model."_s)));
-            m_oracle.answer(m_oracle.preparations, u"No model."_s);
             return u"preparation failed"_s;
         case 1:
-            m_oracle.answer(m_oracle.preparations, u"The operation was abandoned."_s);
             return u"preparation abandoned"_s;
         default:
             pending.resume(true);
-            m_oracle.answer(m_oracle.preparations, {});
             return u"prepared"_s;
         }
     }
@@ -739,15 +579,12 @@ private:
         switch (m_random.bounded(8)) {
         case 0:
             pending.fail(std::make_exception_ptr(LocalizedError(u"The engine broke."_s)));
-            m_oracle.answer(m_oracle.translations, {}, u"The engine broke."_s);
             return u"translation failed"_s;
         case 1:
-            m_oracle.answer(m_oracle.translations, {}, u"The operation was abandoned."_s);
             return u"translation abandoned"_s;
         default:
             const QString text = oneIn(4) ? u" \n"_s : u" palabra %1"_s.arg(m_random.bounded(100));
             pending.resume(text);
-            m_oracle.answer(m_oracle.translations, text, {});
             return u"translated [%1]"_s.arg(text);
         }
     }
@@ -759,10 +596,8 @@ private:
         switch (m_random.bounded(8)) {
         case 0:
             pending.fail(std::make_exception_ptr(LocalizedError(u"Connection refused."_s)));
-            m_oracle.answer(m_oracle.hosted, {}, u"Connection refused."_s);
             return u"no connection to the backend"_s;
         case 1:
-            m_oracle.answer(m_oracle.hosted, {}, u"The operation was abandoned."_s);
             return u"request abandoned"_s;
         default:
             const auto &answer = oneIn(2) ? hostedAnswers[0] : oneOf(hostedAnswers);
@@ -771,10 +606,6 @@ private:
                 return QString::fromUtf8(text).replace(u"%1"_s, number);
             };
             pending.resume({answer.isHttp, answer.status, filled(answer.body).toUtf8()});
-            if (answer.text)
-                m_oracle.answer(m_oracle.hosted, filled(answer.text), {});
-            else
-                m_oracle.answer(m_oracle.hosted, {}, QString::fromUtf8(answer.failure));
             return u"the backend answers %1 %2"_s.arg(answer.status).arg(filled(answer.body));
         }
     }
@@ -784,7 +615,6 @@ private:
     QString advance() {
         const int duration = std::array{10, 150, 800, 1500}[m_random.bounded(4U)];
         m_platform.queue.advance(std::chrono::milliseconds(duration));
-        m_oracle.advance(duration);
         return u"%1 ms pass"_s.arg(duration);
     }
 
@@ -792,42 +622,33 @@ private:
 
     QString comeOrGo(size_t index) {
         const bool isThere = m_isFaulty[index] = !m_isFaulty[index];
-        faults[index].set(m_platform, m_oracle, isThere);
+        faults[index].set(m_platform, isThere);
         return QString::fromLatin1(faults[index].name) + (isThere ? u" fails"_s : u" works"_s);
-    }
-
-    void setInFront(const Application &application) {
-        m_platform.workspaceFake.frontmost = application.real;
-        m_oracle.frontmost = application.expected;
     }
 
     QString comeToFront() {
         if (oneIn(5)) {
             m_platform.workspaceFake.bringToFront(nullptr);
-            m_oracle.bringToFront(nullptr);
             return u"nothing in front"_s;
         }
         const auto &application = oneOf(m_applications);
-        if (application.real->hasEnded)
+        if (application->hasEnded)
             return {};
         if (oneIn(3)) {
-            setInFront(application);
-            return application.real->name() + u" in front without a word"_s;
+            m_platform.workspaceFake.frontmost = application;
+            return application->name() + u" in front without a word"_s;
         }
-        m_platform.workspaceFake.bringToFront(application.real);
-        m_oracle.bringToFront(application.expected);
-        return application.real->name() + u" in front"_s;
+        m_platform.workspaceFake.bringToFront(application);
+        return application->name() + u" in front"_s;
     }
 
     QString endOrRestartApplication() {
         const auto &application = oneOf(m_applications);
-        const bool hasEnded = !application.real->hasEnded;
-        application.real->hasEnded = application.expected->hasEnded = hasEnded;
-        if (hasEnded && m_oracle.frontmost == application.expected) {
+        const bool hasEnded = !application->hasEnded;
+        application->hasEnded = hasEnded;
+        if (hasEnded && m_platform.workspaceFake.frontmost == application)
             m_platform.workspaceFake.frontmost = nullptr;
-            m_oracle.frontmost = nullptr;
-        }
-        return application.real->name() + (hasEnded ? u" ends"_s : u" starts again"_s);
+        return application->name() + (hasEnded ? u" ends"_s : u" starts again"_s);
     }
 
     QString copySomething() {
@@ -838,29 +659,24 @@ private:
             {pasteboardItem({u"unreadable"_s}, {}), pasteboardItem({}, {})},
         };
         m_platform.pasteboardFake.contents = oneOf(contents);
-        m_oracle.pasteboard = rendered(m_platform.pasteboardFake.contents);
-        return u"%1 items copied"_s.arg(m_oracle.pasteboard.size());
+        return u"%1 items copied"_s.arg(m_platform.pasteboardFake.contents.size());
     }
 
     QString changeKeychain() {
-        const DictationOracle::KeychainKey key{oneIn(2) ? u"com.local.Quillora"_s
-                                                        : u"com.local.Cobaltwhisk"_s,
-                                               oneIn(2) ? u"openAIClientToken"_s : u"deviceIdentifier"_s};
+        const std::pair key{oneIn(2) ? u"com.local.Quillora"_s : u"com.local.Cobaltwhisk"_s,
+                            oneIn(2) ? u"openAIClientToken"_s : u"deviceIdentifier"_s};
         static const QByteArrayList values{"stored", "other", "", "\xff"};
         if (oneIn(4)) {
             m_platform.keychainFake.items.erase(key);
-            m_oracle.keychain.erase(key);
             return u"%1 %2 leaves the keychain"_s.arg(key.first, key.second);
         }
         const QByteArray &value = oneOf(values);
         m_platform.keychainFake.items[key].data = value;
-        m_oracle.keychain[key] = value;
         return u"%1 %2 in the keychain becomes [%3]"_s.arg(key.first, key.second, QString::fromUtf8(value));
     }
 
     QString noticeKeychain() {
         m_platform.keychainAvailabilityFake.becomeAvailable();
-        m_oracle.keychainBecameAvailable();
         return u"keychain available"_s;
     }
 
@@ -868,18 +684,14 @@ private:
     QRandomGenerator m_random;
     QSet<QString> &m_met;
     FakePlatform m_platform;
-    DictationOracle m_oracle;
     StateTables m_tables;
     QString m_brokenRule;
-    QString m_difference;
     bool m_isSettled = false;
-    std::vector<Application> m_applications;
+    std::vector<std::shared_ptr<FakeRunningApplication>> m_applications;
     std::unique_ptr<AppController> m_controller;
     std::unique_ptr<TranslationHostView> m_host;
     Published m_published;
     std::array<bool, std::size(faults)> m_isFaulty{};
-    std::map<QString, QString> m_fresh; ///< the random identifiers by the oracle's names for them
-    size_t m_comparedRequests = 0;
 };
 
 std::span<const Walk::Event> Walk::events() {
@@ -923,16 +735,10 @@ std::span<const Walk::Event> Walk::events() {
 } // namespace
 
 /// Everything that a user can do, everything that a platform can answer, and time, in any order, while each
-/// service fails and recovers at random. One walk through many such sequences is looked at twice, after the
-/// start-up and after every step:
-///
-/// - No rule of the state tables is broken, which know what holds always and not what comes next. In half of
-/// the sequences the user does one thing after the other, so that all of the rules hold to the end there.
-/// - All goes as the oracle says: each change that the controller publishes, intermediate texts included, and
-/// each call of the platform and of the shell is one that the oracle makes too, and all of them come in the
-/// oracle's order. Every published value is the oracle's, and none has changed without a word. Settings,
-/// keychain and pasteboard hold what they hold in the oracle's world, and the backend was sent what it should
-/// be sent, headers included.
+/// service fails and recovers at random. After the start-up and after every step no rule of the state tables
+/// is broken, which know what holds always and not what comes next, and nothing that is published has changed
+/// without a word. In half of the sequences the user does one thing after the other, so that all of the rules
+/// hold to the end there.
 ///
 /// The controller's end comes at a random moment: from then on nothing happens but that the microphone is let
 /// go and a paste that was begun gives the pasteboard back, whoever answers late.
@@ -955,13 +761,9 @@ private Q_SLOTS:
 
     void everySequenceKeepsToTheTables() { QVERIFY2(m_brokenRule.isNull(), qPrintable(m_brokenRule)); }
 
-    void everySequenceGoesAsTheOracleSays() { QVERIFY2(m_difference.isNull(), qPrintable(m_difference)); }
-
     void theWalkMeetsWhatItIsWorthlessWithout() {
         if (m_sequenceCount < usualSequenceCount)
             QSKIP("so short a walk need not meet everything");
-        if (!m_difference.isNull())
-            QSKIP("where the worlds have gone apart nothing is met");
         for (const QString &line : mustBeMet)
             QVERIFY2(m_met.contains(line), qPrintable(u"never met: "_s + line));
     }
@@ -971,10 +773,7 @@ private:
     int walk(quint32 seed) {
         Walk walk(seed, seed % 2 == 0 ? StateTables::Order::oneByOne : StateTables::Order::anyhow, m_met);
         QStringList history{u"start-up"_s};
-        const auto look = [&] {
-            note(m_brokenRule, walk.brokenRule(), seed, history);
-            note(m_difference, walk.difference(), seed, history);
-        };
+        const auto look = [&] { note(m_brokenRule, walk.brokenRule(), seed, history); };
         walk.look();
         look();
         QRandomGenerator lengths(~seed);
@@ -1006,7 +805,6 @@ private:
     quint32 m_sequenceCount = 0;
     QSet<QString> m_met;
     QString m_brokenRule;
-    QString m_difference;
 };
 
 QTEST_GUILESS_MAIN(DictationWalkTest)
